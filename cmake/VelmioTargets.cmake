@@ -1,0 +1,94 @@
+# What every target of the project has in common.
+
+set(VELMIO_WARNING_OPTIONS
+    -Wall
+    -Wextra
+    -Wpedantic
+    # A constructor parameter may be named like the member that it fills.
+    "$<IF:$<CXX_COMPILER_ID:GNU>,-Wshadow=local,-Wshadow>"
+    -Wconversion
+    -Wsign-conversion
+    -Wnon-virtual-dtor
+    -Woverloaded-virtual
+    -Wold-style-cast
+    -Wcast-align
+    -Wformat=2
+    -Wimplicit-fallthrough
+    -Wundef
+    -Wextra-semi
+    -Wnull-dereference
+)
+
+# Warnings, sanitizers, strict Qt and hidden symbols for one of our targets.
+function(velmio_configure_target target)
+    set_target_properties(
+        ${target}
+        PROPERTIES
+            CXX_EXTENSIONS OFF
+            CXX_VISIBILITY_PRESET hidden
+            VISIBILITY_INLINES_HIDDEN ON
+            AUTOMOC ON
+    )
+    target_compile_features(${target} PUBLIC cxx_std_20)
+    target_compile_definitions(
+        ${target}
+        PRIVATE QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_CAST_FROM_BYTEARRAY QT_NO_KEYWORDS
+    )
+    target_compile_options(${target} PRIVATE ${VELMIO_WARNING_OPTIONS})
+    if(VELMIO_WARNINGS_AS_ERRORS)
+        target_compile_options(${target} PRIVATE -Werror)
+    endif()
+    if(VELMIO_SANITIZERS)
+        target_compile_options(
+            ${target}
+            PRIVATE -fsanitize=${VELMIO_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer
+        )
+        target_link_options(${target} PRIVATE -fsanitize=${VELMIO_SANITIZERS})
+    endif()
+endfunction()
+
+# velmio_add_library(<name> SOURCES ... [PUBLIC_LINK ...] [PRIVATE_LINK ...])
+#
+# Adds libVelmio<name> with the alias Velmio::<name> from the sources in the current folder, and
+# installs it with the headers that lie directly in that folder.
+function(velmio_add_library name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;PUBLIC_LINK;PRIVATE_LINK")
+    set(target Velmio${name})
+    get_filename_component(folder "${CMAKE_CURRENT_SOURCE_DIR}" NAME)
+    file(GLOB headers CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/*.h")
+
+    add_library(${target} ${arg_SOURCES} ${headers})
+    add_library(Velmio::${name} ALIAS ${target})
+    velmio_configure_target(${target})
+    set_target_properties(
+        ${target}
+        PROPERTIES
+            EXPORT_NAME ${name}
+            VERSION ${PROJECT_VERSION}
+            SOVERSION ${PROJECT_VERSION_MAJOR}
+    )
+    target_include_directories(
+        ${target}
+        PUBLIC
+            "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/src>"
+            "$<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/velmio>"
+    )
+    # One item, so that CMake does not merge the "-include" of several libraries into one.
+    target_compile_options(
+        ${target} PUBLIC "$<$<COMPILE_LANGUAGE:CXX>:SHELL:-include core/PosixSync.h>"
+    )
+    get_target_property(type ${target} TYPE)
+    if(type STREQUAL "STATIC_LIBRARY")
+        target_compile_definitions(${target} PUBLIC VELMIO_STATIC)
+    endif()
+    target_link_libraries(${target} PUBLIC ${arg_PUBLIC_LINK} PRIVATE ${arg_PRIVATE_LINK})
+
+    install(
+        TARGETS ${target}
+        EXPORT VelmioConfigurationTargets
+        RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}"
+        LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
+        ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}"
+    )
+    install(FILES ${headers} DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/velmio/${folder}")
+endfunction()

@@ -1,0 +1,18 @@
+# velmio_add_test(<name> LABEL <unit|contract|journey> [SOURCES ...] [LINK ...])
+#
+# Adds a Qt Test program of <name>.cpp and further sources, with settings and a temporary folder of
+# its own. The label is also what `ctest -L` selects it by.
+function(velmio_add_test name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "LABEL" "SOURCES;LINK")
+    add_executable(${name} ${name}.cpp ${arg_SOURCES})
+    velmio_configure_target(${name})
+    target_link_libraries(${name} PRIVATE Velmio::TestSupport Velmio::Configuration ${arg_LINK})
+    add_test(NAME ${name} COMMAND ${name})
+    set_tests_properties(
+        ${name}
+        PROPERTIES
+            LABELS "${arg_LABEL}"
+            TIMEOUT 120
+            ENVIRONMENT "QT_LOGGING_RULES=;XDG_CONFIG_HOME=${CMAKE_CURRENT_BINARY_DIR}/${name}.home"
+    )
+endfunction()

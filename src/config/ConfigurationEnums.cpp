@@ -1,0 +1,3 @@
+#include <config/ConfigurationEnums.h>
+
+#include "moc_ConfigurationEnums.cpp"

@@ -1,0 +1,32 @@
+#include <config/DatabaseConfigurationManager.h>
+
+#include <config/statement/Statement.h>
+#include <config/xml/NameValueXml.h>
+#include <interf/IDatabaseFactory.h>
+
+namespace sync::config {
+
+DatabaseConfigurationManager::DatabaseConfigurationManager(
+    std::shared_ptr<interf::factory::IDatabaseFactory> databaseFactory)
+    : databaseFactory(std::move(databaseFactory))
+{
+}
+
+DatabaseConfigurationManager::~DatabaseConfigurationManager() = default;
+
+QMap<QString, QString> DatabaseConfigurationManager::ToNameValuePropertyMap(QString xml) const
+{
+    return readNameValueXml(xml);
+}
+
+QString DatabaseConfigurationManager::ToNameValuePropertyString(QMap<QString, QString> properties)
+{
+    return writeNameValueXml(properties);
+}
+
+Statement DatabaseConfigurationManager::_Prepare(const QString& sql) const
+{
+    return {databaseFactory->CreateQuery(), sql};
+}
+
+} // namespace sync::config

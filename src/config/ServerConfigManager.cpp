@@ -1,0 +1,177 @@
+#include <config/ServerConfigManager.h>
+
+#include <config/statement/SqlText.h>
+#include <config/statement/Statement.h>
+#include <database/TransactionalScope.h>
+
+#include <QSettings>
+
+using namespace Qt::StringLiterals;
+using sync::database::TransactionalScope;
+
+namespace sync::config {
+
+namespace {
+
+// Both in the order in which _PopulateServerConfig reads them.
+constexpr SqlText
+    Columns(u"id, alias, davUrl, webServiceUrl, nameValueProperties, binaryDiffEncoder");
+constexpr SqlText JoinedColumns(
+    u"SC.id, SC.alias, SC.davUrl, SC.webServiceUrl, SC.nameValueProperties, SC.binaryDiffEncoder");
+
+constexpr auto Select = u"SELECT " + Columns + u" FROM ServerConfiguration";
+constexpr auto SelectAll = Select + u";";
+constexpr auto SelectById = Select + u" WHERE id = :id;";
+constexpr auto SelectByServers =
+    Select + u" WHERE davUrl = :davUrl AND webServiceUrl = :webServiceUrl;";
+
+constexpr auto SelectBySignIn = u"SELECT " + JoinedColumns +
+                                u" FROM ServerConfiguration AS SC"
+                                u" JOIN AuthenticationConfiguration AS AC ON SC.id = AC.ServerID";
+constexpr auto SelectByAuthenticationId = SelectBySignIn + u" WHERE AC.id = :id;";
+constexpr auto SelectByFolder =
+    SelectBySignIn + u" JOIN FolderConfiguration AS FC ON FC.authenticationId = AC.id";
+constexpr auto SelectByFolderId = SelectByFolder + u" WHERE FC.id = :id;";
+constexpr auto SelectByFileId =
+    SelectByFolder +
+    u" JOIN FileConfiguration AS FIC ON FIC.folderConfigurationId = FC.id WHERE FIC.id = :id;";
+
+constexpr SqlText
+    Insert(u"INSERT INTO ServerConfiguration"
+           u" (alias, davUrl, webServiceUrl, nameValueProperties, binaryDiffEncoder)"
+           u" VALUES (:alias, :davUrl, :webServiceUrl, :nameValueProperties, :binaryDiffEncoder);");
+constexpr SqlText
+    UpdateById(u"UPDATE ServerConfiguration SET alias = :alias, davUrl = :davUrl,"
+               u" webServiceUrl = :webServiceUrl, nameValueProperties = :nameValueProperties,"
+               u" binaryDiffEncoder = :binaryDiffEncoder WHERE id = :id;");
+constexpr SqlText Delete(u"DELETE FROM ServerConfiguration WHERE Id = :id;");
+
+constexpr long long FirstServerId = 1;
+
+} // namespace
+
+ServerConfigManager::ServerConfigManager(
+    std::shared_ptr<interf::factory::IDatabaseFactory> databaseFactory)
+    : DatabaseConfigurationManager(std::move(databaseFactory))
+{
+}
+
+ServerConfigManager::~ServerConfigManager() = default;
+
+ServerConfiguration ServerConfigManager::GetServerConfigById(long long id)
+{
+    return _ReadOneById(SelectById.toString(), id);
+}
+
+ServerConfiguration
+ServerConfigManager::GetServerConfigByServers(QString davUrl, QString webServiceUrl)
+{
+    return _Prepare(SelectByServers.toString())
+        .bind(u":davUrl"_s, _ChopUrl(davUrl))
+        .bind(u":webServiceUrl"_s, _ChopUrl(webServiceUrl))
+        .readOne<ServerConfiguration>(this, &ServerConfigManager::_PopulateServerConfig);
+}
+
+std::vector<ServerConfiguration> ServerConfigManager::GetAll()
+{
+    return _Prepare(SelectAll.toString())
+        .readAll<std::vector<ServerConfiguration>>(
+            this, &ServerConfigManager::_PopulateServerConfigurations);
+}
+
+// Alias and URLs go in as the record holds them, where Add stores the computed alias and the
+// chopped URLs. That difference is wanted.
+bool ServerConfigManager::Update(ServerConfiguration server)
+{
+    TransactionalScope scope;
+    const auto& members = server.members;
+    return _Prepare(UpdateById.toString())
+        .bind(u":id"_s, members.id)
+        .bind(u":alias"_s, members.alias)
+        .bind(u":davUrl"_s, members.davUrl)
+        .bind(u":webServiceUrl"_s, members.webServiceUrl)
+        .bind(u":nameValueProperties"_s, ToNameValuePropertyString(members.nameValueProperties))
+        .bind(u":binaryDiffEncoder"_s, members.binaryDiffEncoder)
+        .exec();
+}
+
+bool ServerConfigManager::Add(ServerConfiguration& server)
+{
+    TransactionalScope scope;
+    auto& members = server.members;
+    return _Prepare(Insert.toString())
+        .bind(u":alias"_s, server.getAlias())
+        .bind(u":davUrl"_s, _ChopUrl(members.davUrl))
+        .bind(u":webServiceUrl"_s, _ChopUrl(members.webServiceUrl))
+        .bind(u":nameValueProperties"_s, ToNameValuePropertyString(members.nameValueProperties))
+        .bind(u":binaryDiffEncoder"_s, members.binaryDiffEncoder)
+        .execInsert(members.id);
+}
+
+bool ServerConfigManager::Remove(int id)
+{
+    TransactionalScope scope;
+    return _Prepare(Delete.toString()).bind(u":id"_s, id).exec();
+}
+
+ServerConfiguration ServerConfigManager::GetServerConfigByAuthenticationId(long long id)
+{
+    return _ReadOneById(SelectByAuthenticationId.toString(), id);
+}
+
+ServerConfiguration ServerConfigManager::GetServerConfigByFolderId(long long id)
+{
+    return _ReadOneById(SelectByFolderId.toString(), id);
+}
+
+ServerConfiguration ServerConfigManager::GetServerConfigByFileId(long long id)
+{
+    return _ReadOneById(SelectByFileId.toString(), id);
+}
+
+ServerConfiguration ServerConfigManager::GetDefaultServerConfig()
+{
+    QSettings settings(QSettings::UserScope, u"Corvanta"_s, u"Corvanta Sync"_s);
+    settings.beginGroup(u"Velmio"_s);
+    const QVariant id = settings.value(u"DefaultServerConfigurationId"_s, int(FirstServerId));
+    return GetServerConfigById(id.toLongLong());
+}
+
+ServerConfiguration ServerConfigManager::_ReadOneById(const QString& sql, long long id)
+{
+    return _Prepare(sql)
+        .bind(u":id"_s, id)
+        .readOne<ServerConfiguration>(this, &ServerConfigManager::_PopulateServerConfig);
+}
+
+void ServerConfigManager::_PopulateServerConfig(
+    interf::IQSqlQueryWrapper* query, ServerConfiguration& server)
+{
+    if (!query->isValid())
+        return;
+
+    auto& members = server.members;
+    members.id = query->value(0).toInt();
+    members.alias = query->value(1).toString();
+    members.davUrl = query->value(2).toString();
+    members.webServiceUrl = query->value(3).toString();
+    members.nameValueProperties = ToNameValuePropertyMap(query->value(4).toString());
+    members.binaryDiffEncoder = query->value(5).toString();
+}
+
+void ServerConfigManager::_PopulateServerConfigurations(
+    interf::IQSqlQueryWrapper* query, std::vector<ServerConfiguration>& servers)
+{
+    while (query->next())
+        _PopulateServerConfig(query, servers.emplace_back());
+}
+
+QString ServerConfigManager::_ChopUrl(QString url)
+{
+    // One slash only: a URL that ends in two keeps one.
+    if (url.endsWith(u'/'))
+        url.chop(1);
+    return url;
+}
+
+} // namespace sync::config

@@ -1,0 +1,80 @@
+#pragma once
+#include <core/PosixSync.h>
+
+#include <core/Export.h>
+
+#include <QMap>
+#include <QObject>
+#include <QString>
+
+namespace sync::config {
+
+/// One server that the client synchronises with.
+///
+/// A value: copies are new objects without parent that hold the same fields.
+class VELMIO_CONFIGURATION_EXPORT ServerConfiguration : public QObject
+{
+    Q_OBJECT
+    // clang-format off
+    Q_PROPERTY(int     Id                READ getId)
+    Q_PROPERTY(QString Alias             READ getAlias             WRITE setAlias)
+    Q_PROPERTY(QString DavUrl            READ getDavUrl            WRITE setDavUrl)
+    Q_PROPERTY(QString WebServiceUrl     READ getWebServiceUrl     WRITE setWebServiceUrl)
+    Q_PROPERTY(QString BinaryDiffEncoder READ getBinaryDiffEncoder WRITE setBinaryDiffEncoder)
+    // clang-format on
+
+public:
+    ServerConfiguration();
+    ~ServerConfiguration() override;
+    ServerConfiguration(const ServerConfiguration& other);
+    ServerConfiguration(ServerConfiguration&& other) noexcept;
+    ServerConfiguration& operator=(const ServerConfiguration& other);
+    ServerConfiguration& operator=(ServerConfiguration&& other) noexcept;
+
+    /// -1 for a record that is not in the database.
+    int getId() const { return members.id; }
+
+    /// The name to show: the alias, or without one the first label of the web service's host.
+    ///
+    /// A host without a dot gives the whole authority, with user information and port.
+    QString getAlias() const;
+    void setAlias(QString value) { members.alias = std::move(value); }
+
+    QString getDavUrl() const { return members.davUrl; }
+    void setDavUrl(QString value) { members.davUrl = std::move(value); }
+
+    QString getWebServiceUrl() const { return members.webServiceUrl; }
+    void setWebServiceUrl(QString value) { members.webServiceUrl = std::move(value); }
+
+    /// Name of the binary-difference encoder to use with the server.
+    QString getBinaryDiffEncoder() const { return members.binaryDiffEncoder; }
+    void setBinaryDiffEncoder(QString value) { members.binaryDiffEncoder = std::move(value); }
+
+    /// Settings that have no column of their own.
+    QMap<QString, QString> getNameValueProperties() const { return members.nameValueProperties; }
+    void setNameValueProperties(QMap<QString, QString> value)
+    {
+        members.nameValueProperties = std::move(value);
+    }
+
+private:
+    friend class ServerConfigManager;
+
+    /// All that a copy takes along.
+    struct Members
+    {
+        int id = -1;
+        QString alias;
+        QString davUrl;
+        QString webServiceUrl;
+        QString binaryDiffEncoder;
+        QMap<QString, QString> nameValueProperties;
+    };
+
+    void _CopyMembers(const ServerConfiguration& other) { members = other.members; }
+    QString _GetHost(QString url) const;
+
+    Members members;
+};
+
+} // namespace sync::config

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <QMap>
+#include <QString>
+
+namespace sync::config {
+
+/// The XML text of name-value properties, as QDomDocument writes it at indentation 1.
+QString writeNameValueXml(const QMap<QString, QString>& properties);
+
+/// The properties in an XML text, as QDomDocument reads it.
+QMap<QString, QString> readNameValueXml(const QString& xml);
+
+} // namespace sync::config

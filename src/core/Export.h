@@ -1,0 +1,35 @@
+#pragma once
+#include <core/PosixSync.h>
+
+#include <QtGlobal>
+
+/// \file
+/// Export macros of the four libraries. A static build defines VELMIO_STATIC for its users.
+
+#if defined(VELMIO_STATIC)
+    #define VELMIO_INTERFACES_EXPORT
+    #define VELMIO_CORE_EXPORT
+    #define VELMIO_DATABASE_EXPORT
+    #define VELMIO_CONFIGURATION_EXPORT
+#else
+    #if defined(VelmioInterfaces_EXPORTS)
+        #define VELMIO_INTERFACES_EXPORT Q_DECL_EXPORT
+    #else
+        #define VELMIO_INTERFACES_EXPORT Q_DECL_IMPORT
+    #endif
+    #if defined(VelmioCore_EXPORTS)
+        #define VELMIO_CORE_EXPORT Q_DECL_EXPORT
+    #else
+        #define VELMIO_CORE_EXPORT Q_DECL_IMPORT
+    #endif
+    #if defined(VelmioDatabase_EXPORTS)
+        #define VELMIO_DATABASE_EXPORT Q_DECL_EXPORT
+    #else
+        #define VELMIO_DATABASE_EXPORT Q_DECL_IMPORT
+    #endif
+    #if defined(VelmioConfiguration_EXPORTS)
+        #define VELMIO_CONFIGURATION_EXPORT Q_DECL_EXPORT
+    #else
+        #define VELMIO_CONFIGURATION_EXPORT Q_DECL_IMPORT
+    #endif
+#endif

@@ -1,0 +1,65 @@
+#pragma once
+#include <core/PosixSync.h>
+
+#include <QDir>
+#include <QFileInfo>
+#include <QString>
+
+/// \file
+/// Pure functions on "/"-separated paths. Every comparison is case-sensitive on every platform, no
+/// function asks the disk, and any thread may call them.
+
+namespace sync::core {
+
+/// Resolves `path` against `base` and cleans the result; an absolute `path` is only cleaned.
+///
+/// With `baseIsFile` the last component of `base` is dropped first: `b.txt` against `/x/y` gives
+/// `/x/b.txt`, and `/x/y/b.txt` without. Neither path needs to exist.
+inline QString RelativeToAbsolutePath(const QString& path, const QString& base, bool baseIsFile)
+{
+    if (!QFileInfo(path).isRelative())
+        return QDir::cleanPath(path);
+
+    const QString directory = baseIsFile ? QFileInfo(base).absolutePath() : base;
+    // Joined by hand: QString::arg() would expand a "%1" that is part of a path.
+    return QDir::cleanPath(QDir::cleanPath(directory) + QLatin1Char('/') + path);
+}
+
+/// True when `child` lies below `parent`, at any depth. A path is no parent of itself, the root
+/// included; the root is the parent of every other absolute path.
+inline bool IsParentPath(const QString& parent, const QString& child)
+{
+    QString ancestor = QDir::cleanPath(parent);
+    const QString descendant = QDir::cleanPath(child);
+    if (ancestor == descendant)
+        return false;
+    if (QFileInfo(ancestor).isRoot())
+        ancestor.chop(1);
+
+    return ancestor.size() < descendant.size() && descendant.startsWith(ancestor) &&
+           descendant.at(ancestor.size()) == QLatin1Char('/');
+}
+
+/// Replaces the leading `clientBase` of `path` by `serverBase`, or the other way round without
+/// `toServer`. A path that does not lie in the base it is mapped from is returned cleaned.
+///
+/// Both bases are taken as they are and are expected without a trailing "/".
+inline QString GetMappedPath(QString path, QString clientBase, QString serverBase, bool toServer)
+{
+    path = QDir::cleanPath(path);
+    const QString& from = toServer ? clientBase : serverBase;
+    const QString& to = toServer ? serverBase : clientBase;
+    if (!path.startsWith(from))
+        return path;
+    if (path.size() > from.size() && path.at(from.size()) != QLatin1Char('/'))
+        return path;
+    return path.replace(0, from.size(), to);
+}
+
+/// The server path of a client path: GetMappedPath() towards the server.
+inline QString GetServerPath(QString clientPath, QString clientBase, QString serverBase)
+{
+    return GetMappedPath(std::move(clientPath), std::move(clientBase), std::move(serverBase), true);
+}
+
+} // namespace sync::core

@@ -1,0 +1,60 @@
+#pragma once
+#include <core/PosixSync.h>
+
+#include <core/Export.h>
+#include <interf/IDatabaseFactory.h>
+
+#include <QString>
+
+#include <functional>
+#include <memory>
+
+namespace sync::database {
+
+class SqliteStore;
+
+/// The embedded SQLite engine: a database file with its schema, and a connection for each thread.
+///
+/// Any thread may use the factory; a query belongs to the thread that made it. Connections are
+/// lent to a thread while it has a query or a transaction and go back to a pool then. Writers
+/// of one process queue in order of arrival; a writer waits for another process for up to 5 s.
+/// Readers wait for nobody. What TransactionalScope promises, this engine keeps.
+class VELMIO_DATABASE_EXPORT SqliteDatabaseFactory : public interf::factory::IDatabaseFactory
+{
+public:
+    /// Told the database's text when a transaction could not be committed at the end of a scope,
+    /// where no return value can tell. Its changes are rolled back by then. Runs on the thread
+    /// whose scope ended; it must not throw.
+    using CommitFailureHandler = std::function<void(const QString& error)>;
+
+    /// Opens the database file, creating it, its directories and its tables when there is none.
+    ///
+    /// Throws DatabaseError and leaves the file as it is when it is a directory, may not be read
+    /// and written, is no database, belongs to another program or a newer version, or is damaged.
+    static std::shared_ptr<SqliteDatabaseFactory> open(const QString& path);
+
+    /// The default place of the database: "configuration.db" in the user's application data.
+    static QString defaultPath();
+
+    /// Checkpoints the log when nobody else is writing. Queries that are still held keep what they
+    /// need of the store alive.
+    ~SqliteDatabaseFactory() override;
+
+    std::shared_ptr<interf::IQSqlDatabaseWrapper> GetDatabase() override;
+    std::shared_ptr<interf::IQSqlQueryWrapper> CreateQuery() override;
+
+    /// The absolute path of the database file.
+    QString path() const;
+
+    void setCommitFailureHandler(CommitFailureHandler handler);
+
+    /// How many transactions could not be committed at the end of a scope.
+    int commitFailureCount() const;
+
+private:
+    explicit SqliteDatabaseFactory(std::shared_ptr<SqliteStore> store);
+
+    const std::shared_ptr<SqliteStore> store;
+};
+
+} // namespace sync::database
