@@ -14,8 +14,8 @@ namespace sync::config {
 namespace {
 
 // Both in the order in which _PopulateServerConfig reads them.
-constexpr SqlText
-    Columns(u"id, alias, davUrl, webServiceUrl, nameValueProperties, binaryDiffEncoder");
+constexpr SqlText Columns(
+    u"id, alias, davUrl, webServiceUrl, nameValueProperties, binaryDiffEncoder");
 constexpr SqlText JoinedColumns(
     u"SC.id, SC.alias, SC.davUrl, SC.webServiceUrl, SC.nameValueProperties, SC.binaryDiffEncoder");
 
@@ -36,14 +36,14 @@ constexpr auto SelectByFileId =
     SelectByFolder +
     u" JOIN FileConfiguration AS FIC ON FIC.folderConfigurationId = FC.id WHERE FIC.id = :id;";
 
-constexpr SqlText
-    Insert(u"INSERT INTO ServerConfiguration"
-           u" (alias, davUrl, webServiceUrl, nameValueProperties, binaryDiffEncoder)"
-           u" VALUES (:alias, :davUrl, :webServiceUrl, :nameValueProperties, :binaryDiffEncoder);");
-constexpr SqlText
-    UpdateById(u"UPDATE ServerConfiguration SET alias = :alias, davUrl = :davUrl,"
-               u" webServiceUrl = :webServiceUrl, nameValueProperties = :nameValueProperties,"
-               u" binaryDiffEncoder = :binaryDiffEncoder WHERE id = :id;");
+constexpr SqlText Insert(
+    u"INSERT INTO ServerConfiguration"
+    u" (alias, davUrl, webServiceUrl, nameValueProperties, binaryDiffEncoder)"
+    u" VALUES (:alias, :davUrl, :webServiceUrl, :nameValueProperties, :binaryDiffEncoder);");
+constexpr SqlText UpdateById(
+    u"UPDATE ServerConfiguration SET alias = :alias, davUrl = :davUrl,"
+    u" webServiceUrl = :webServiceUrl, nameValueProperties = :nameValueProperties,"
+    u" binaryDiffEncoder = :binaryDiffEncoder WHERE id = :id;");
 constexpr SqlText Delete(u"DELETE FROM ServerConfiguration WHERE Id = :id;");
 
 constexpr long long FirstServerId = 1;
@@ -63,8 +63,8 @@ ServerConfiguration ServerConfigManager::GetServerConfigById(long long id)
     return _ReadOneById(SelectById.toString(), id);
 }
 
-ServerConfiguration
-ServerConfigManager::GetServerConfigByServers(QString davUrl, QString webServiceUrl)
+ServerConfiguration ServerConfigManager::GetServerConfigByServers(
+    QString davUrl, QString webServiceUrl)
 {
     return _Prepare(SelectByServers.toString())
         .bind(u":davUrl"_s, _ChopUrl(davUrl))

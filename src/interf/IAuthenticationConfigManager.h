@@ -24,10 +24,10 @@ public:
     explicit IAuthenticationConfigManager(QObject* parent = nullptr);
     ~IAuthenticationConfigManager() override;
 
-    virtual config::AuthenticationConfiguration
-    GetAuthenticationConfigurationByDomainAndUser(QString domain, QString userName) const = 0;
-    virtual config::AuthenticationConfiguration
-    GetAuthenticationConfigurationById(int id) const = 0;
+    virtual config::AuthenticationConfiguration GetAuthenticationConfigurationByDomainAndUser(
+        QString domain, QString userName) const = 0;
+    virtual config::AuthenticationConfiguration GetAuthenticationConfigurationById(
+        int id) const = 0;
     virtual QVector<config::AuthenticationConfiguration> GetAll() const = 0;
     virtual bool Update(config::AuthenticationConfiguration signIn) = 0;
     virtual bool Add(config::AuthenticationConfiguration& signIn) = 0;

@@ -35,26 +35,26 @@ public:
     virtual config::FileConfiguration GetBaseFileConfigurationById(int id) = 0;
     virtual config::FileConfiguration GetGeneratedFileConfigurationById(int id) = 0;
     virtual config::FileConfiguration GetFileConfigurationByClientPath(QString path) = 0;
-    virtual QVector<config::FileConfiguration>
-    GetAllFileConfigurationsByClientPath(QString path) = 0;
+    virtual QVector<config::FileConfiguration> GetAllFileConfigurationsByClientPath(
+        QString path) = 0;
     virtual QVector<config::FileConfiguration> GetFileConfigurationsOfNonExistingRootFolders() = 0;
     virtual config::FileConfiguration GetGeneratedFileConfigurationByClientPath(QString path) = 0;
-    virtual config::FileConfiguration
-    GetFileConfigurationByClientPathAndAuthenticationId(QString path, int authenticationId) = 0;
-    virtual config::FileConfiguration
-    GetFileConfigurationByServerPathAndAuthenticationId(QString path, int authenticationId) = 0;
-    virtual QVector<config::FileConfiguration>
-    GetFileConfigurationsByFolderId(int folderId, FileConfigOrderByEnum order) = 0;
-    virtual QVector<config::FileConfiguration>
-    GetFileConfigurationsByRootFolderId(int rootFolderId, FileConfigOrderByEnum order) = 0;
-    virtual QVector<config::FileConfiguration>
-    GetFileConfigurationsByRootFolderId(int rootFolderId, config::FileConfigurationType type) = 0;
-    virtual QVector<config::FileConfiguration>
-    GetGeneratedFileConfigurationsByRootFolderId(int rootFolderId, FileConfigOrderByEnum order) = 0;
+    virtual config::FileConfiguration GetFileConfigurationByClientPathAndAuthenticationId(
+        QString path, int authenticationId) = 0;
+    virtual config::FileConfiguration GetFileConfigurationByServerPathAndAuthenticationId(
+        QString path, int authenticationId) = 0;
+    virtual QVector<config::FileConfiguration> GetFileConfigurationsByFolderId(
+        int folderId, FileConfigOrderByEnum order) = 0;
+    virtual QVector<config::FileConfiguration> GetFileConfigurationsByRootFolderId(
+        int rootFolderId, FileConfigOrderByEnum order) = 0;
+    virtual QVector<config::FileConfiguration> GetFileConfigurationsByRootFolderId(
+        int rootFolderId, config::FileConfigurationType type) = 0;
+    virtual QVector<config::FileConfiguration> GetGeneratedFileConfigurationsByRootFolderId(
+        int rootFolderId, FileConfigOrderByEnum order) = 0;
     virtual QVector<config::FileConfiguration> GetFileConfigurationsByFolderIdAndSyncStatus(
         int folderId, config::FileSynchronizationStatus status) = 0;
-    virtual QVector<config::FileConfiguration>
-    GetGeneratedFileConfigurationsByParentFileId(int parentFileId) = 0;
+    virtual QVector<config::FileConfiguration> GetGeneratedFileConfigurationsByParentFileId(
+        int parentFileId) = 0;
     virtual QVector<config::FileConfiguration> GetAll() = 0;
     virtual QVector<config::FileConfiguration> GetAll(config::FileConfigurationType type) = 0;
     virtual bool Update(config::FileConfiguration config) = 0;
@@ -66,13 +66,13 @@ public:
     virtual bool RemoveGeneratedFileConfigurationsByRootFolderId(int rootFolderId) = 0;
     virtual bool RemoveGeneratedFileConfigurationsByRootFolderIdAndSyncStatus(
         int rootFolderId, config::FileSynchronizationStatus status) = 0;
-    virtual bool
-    FileAndConfigTimestampsAreEqual(QFileInfo& file, config::FileConfiguration& config) = 0;
+    virtual bool FileAndConfigTimestampsAreEqual(
+        QFileInfo& file, config::FileConfiguration& config) = 0;
     virtual bool LocalFileHasChanged(QFileInfo& file, config::FileConfiguration& config) = 0;
     virtual bool UpdateSyncStatusFromSyncingToNotSynced(int folderConfigurationId) = 0;
     virtual config::FileConfiguration GetBaseFileConfigurationByParentFileId(int parentFileId) = 0;
-    virtual config::FileConfiguration
-    GetFileConfiguration(config::FileLink link, const QString& basePath) = 0;
+    virtual config::FileConfiguration GetFileConfiguration(
+        config::FileLink link, const QString& basePath) = 0;
     virtual bool transaction() = 0;
     virtual bool commit() = 0;
     virtual bool rollback() = 0;

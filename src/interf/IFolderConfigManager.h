@@ -25,15 +25,15 @@ public:
     ~IFolderConfigManager() override;
 
     virtual config::FolderConfiguration GetFolderConfigurationById(int folderConfigurationId) = 0;
-    virtual config::FolderConfiguration
-    GetFolderConfigurationByServerId(QString serverFolderId) = 0;
+    virtual config::FolderConfiguration GetFolderConfigurationByServerId(
+        QString serverFolderId) = 0;
     virtual config::FolderConfiguration GetFolderConfigurationByClientPath(QString clientPath) = 0;
     virtual config::FolderConfiguration GetFolderConfigurationByClientPathAndAuthenticationId(
         QString clientPath, int authenticationId) = 0;
-    virtual QVector<config::FolderConfiguration>
-    GetFolderConfigurationsByAuthenticationId(int authenticationId) = 0;
-    virtual QVector<config::FolderConfiguration>
-    GetFolderConfigurationsByRootId(int rootFolderId) = 0;
+    virtual QVector<config::FolderConfiguration> GetFolderConfigurationsByAuthenticationId(
+        int authenticationId) = 0;
+    virtual QVector<config::FolderConfiguration> GetFolderConfigurationsByRootId(
+        int rootFolderId) = 0;
     virtual QVector<config::FolderConfiguration>
     GetFolderConfigurationsOfNonExistingRootFolders() = 0;
     virtual QVector<config::FolderConfiguration> GetAll() = 0;
@@ -43,13 +43,13 @@ public:
         const QString& absolutePath, const config::FolderConfiguration& rootConfig) = 0;
     virtual bool Remove(int folderConfigurationId) = 0;
     virtual bool Clean(int folderConfigurationId) = 0;
-    virtual bool
-    IsInExistingClientFolder(const QString& path, int authenticationId, bool applyFolderOption) = 0;
+    virtual bool IsInExistingClientFolder(
+        const QString& path, int authenticationId, bool applyFolderOption) = 0;
     virtual bool AncestorOrDescendantOfServerFolderExists(
         const QString& serverPath, int authenticationId, QString& matchingServerFolder) = 0;
     virtual QVector<config::FolderConfiguration> GetAllRootFolders() = 0;
-    virtual QVector<config::FolderConfiguration>
-    GetFolderConfigurationByParentId(int folderConfigurationId) = 0;
+    virtual QVector<config::FolderConfiguration> GetFolderConfigurationByParentId(
+        int folderConfigurationId) = 0;
     virtual bool IsInExistingAuthentication(int authenticationId) = 0;
     virtual bool IsAnyFolderConfigOutOfSync() = 0;
     virtual int GetRootFolderConfigurationCount() = 0;

@@ -25,8 +25,8 @@ public:
     ~IProductConfigManager() override;
 
     virtual config::ProductConfiguration GetProductConfigurationById(int id) = 0;
-    virtual config::ProductConfiguration
-    GetProductConfigurationByServerIdAndConsumerKey(int serverId, QString consumerKey) = 0;
+    virtual config::ProductConfiguration GetProductConfigurationByServerIdAndConsumerKey(
+        int serverId, QString consumerKey) = 0;
     virtual QVector<config::ProductConfiguration> GetAll() = 0;
     virtual bool Update(config::ProductConfiguration product) = 0;
     virtual bool Add(config::ProductConfiguration& product) = 0;

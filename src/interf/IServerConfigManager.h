@@ -26,8 +26,8 @@ public:
     ~IServerConfigManager() override;
 
     virtual config::ServerConfiguration GetServerConfigById(long long id) = 0;
-    virtual config::ServerConfiguration
-    GetServerConfigByServers(QString davUrl, QString webServiceUrl) = 0;
+    virtual config::ServerConfiguration GetServerConfigByServers(
+        QString davUrl, QString webServiceUrl) = 0;
     virtual std::vector<config::ServerConfiguration> GetAll() = 0;
     virtual bool Update(config::ServerConfiguration server) = 0;
     virtual bool Add(config::ServerConfiguration& server) = 0;
