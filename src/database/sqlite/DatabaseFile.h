@@ -1,0 +1,13 @@
+#pragma once
+
+class QString;
+
+namespace sync::database {
+
+/// Makes a database file ready for use: creates it, or looks at what is there before anything is
+/// written, then brings its schema up to date.
+///
+/// Throws DatabaseError, and leaves a file that cannot be used as it is.
+void prepareDatabaseFile(const QString& path);
+
+} // namespace sync::database

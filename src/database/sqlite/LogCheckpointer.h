@@ -1,0 +1,36 @@
+#pragma once
+
+#include <database/sqlite/SqliteHandle.h>
+
+#include <QString>
+
+#include <mutex>
+
+namespace sync::database {
+
+/// Copies the write-ahead log into the database file, and never while anybody writes.
+///
+/// SQLite 3.7.0 to 3.51.2 (but 3.44.6 and 3.50.7) can lose committed pages when a connection
+/// resets the log while another one's checkpoint is running (sqlite.org/wal.html, "The WAL-Reset
+/// Bug"). Only a writer resets the log. So a first connection takes the write lock, which shuts out
+/// the writers of every thread and process, and a second one checkpoints meanwhile.
+class LogCheckpointer
+{
+public:
+    explicit LogCheckpointer(const QString& path);
+
+    /// Checkpoints as far as the readers allow. The caller holds the turn of the writer queue and
+    /// no transaction. With `wait` other processes' writers are waited for, else it gives up.
+    /// False when it could not run.
+    bool run(bool wait) noexcept;
+
+private:
+    void open();
+
+    const QString path;
+    std::mutex mutex;
+    SqliteHandle writeLock;
+    SqliteHandle worker;
+};
+
+} // namespace sync::database

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <string_view>
+#include <vector>
+
+struct sqlite3;
+class QString;
+
+namespace sync::database {
+
+/// Marks a file as ours: "Velm" (sqlite.org/pragma.html#pragma_application_id).
+constexpr int ApplicationId = 0x56656C6D;
+
+/// The SQL scripts that lead from schema version n (the index) to n + 1.
+const std::vector<std::string_view>& migrationScripts();
+
+/// The schema version that this library works with.
+int currentSchemaVersion();
+
+/// Brings a database to the current schema, each version in one transaction.
+///
+/// Throws DatabaseError. Other processes may do the same at the same moment.
+void migrate(sqlite3* database, const QString& path);
+
+} // namespace sync::database

@@ -1,0 +1,140 @@
+#include <database/sqlite/SqliteConnection.h>
+
+#include <database/sqlite/SqliteError.h>
+
+#include <sqlite3.h>
+
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+
+namespace sync::database {
+
+namespace {
+
+// More than the managers have statements, so that only a host's own ones are ever evicted.
+constexpr qsizetype MaximumCachedStatements = 256;
+
+bool isBlank(QByteArrayView text)
+{
+    return std::all_of(text.begin(), text.end(), [](char character) {
+        return character == ';' || character == ' ' || (character >= '\t' && character <= '\r');
+    });
+}
+
+} // namespace
+
+SqliteConnection::SqliteConnection(const QString& path)
+    : database(openConnection(path))
+{
+    sqlite3_wal_hook(
+        handle(),
+        [](void* self, sqlite3*, const char*, int pages) {
+            static_cast<SqliteConnection*>(self)->pagesInLog = pages;
+            return SQLITE_OK;
+        },
+        this);
+    // Transactions have to go through the scope or transaction(), which know who writes.
+    sqlite3_set_authorizer(
+        handle(),
+        [](void* self, int action, const char*, const char*, const char*, const char*) {
+            auto* const connection = static_cast<SqliteConnection*>(self);
+            if (!connection->preparing ||
+                (action != SQLITE_TRANSACTION && action != SQLITE_SAVEPOINT))
+                return SQLITE_OK;
+            connection->refusal =
+                u"a transaction is begun and ended by GetDatabase() or a TransactionalScope, not "
+                u"by a statement"_s;
+            return SQLITE_DENY;
+        },
+        this);
+}
+
+SqliteConnection::~SqliteConnection() = default;
+
+PreparedStatement* SqliteConnection::acquire(const QString& sql, QString& error)
+{
+    const auto found = statements.constFind(sql);
+    if (found != statements.constEnd() && !(*found)->inUse) {
+        PreparedStatement* const statement = found->get();
+        statement->inUse = true;
+        statement->lastUse = ++uses;
+        return statement;
+    }
+    std::unique_ptr<PreparedStatement> fresh = prepare(sql, error);
+    if (!fresh)
+        return nullptr;
+    fresh->inUse = true;
+    // A second use of a text beside the first one is rare: it gets a statement for itself.
+    if (found != statements.constEnd())
+        return fresh.release();
+
+    fresh->cached = true;
+    fresh->lastUse = ++uses;
+    if (statements.size() >= MaximumCachedStatements)
+        evictLeastRecentlyUsed();
+    // A deep copy: the caller's text may be static data of a library that is unloaded later.
+    const QString key(sql.constData(), sql.size());
+    return statements.insert(key, std::move(fresh))->get();
+}
+
+void SqliteConnection::release(PreparedStatement* statement) noexcept
+{
+    sqlite3_reset(statement->handle.get());
+    // A reset keeps the bindings, and they point into a buffer that goes with the query
+    // (sqlite.org/c3ref/clear_bindings.html).
+    sqlite3_clear_bindings(statement->handle.get());
+    statement->inUse = false;
+    if (!statement->cached)
+        delete statement;
+}
+
+bool SqliteConnection::run(const char* sql) noexcept
+{
+    return sqlite3_exec(handle(), sql, nullptr, nullptr, nullptr) == SQLITE_OK;
+}
+
+std::unique_ptr<PreparedStatement> SqliteConnection::prepare(const QString& sql, QString& error)
+{
+    const QByteArray text = sql.toUtf8();
+    sqlite3_stmt* prepared = nullptr;
+    const char* tail = nullptr;
+    refusal.clear();
+    preparing = true;
+    const int result = sqlite3_prepare_v3(
+        handle(), text.constData(), static_cast<int>(text.size()), SQLITE_PREPARE_PERSISTENT,
+        &prepared, &tail);
+    preparing = false;
+    StatementHandle owned(prepared);
+    if (result != SQLITE_OK) {
+        error = refusal.isEmpty() ? errorText(handle()) : refusal;
+        return nullptr;
+    }
+    if (!prepared || !isBlank(QByteArrayView(tail, text.constData() + text.size()))) {
+        error = u"a query takes exactly one statement"_s;
+        return nullptr;
+    }
+
+    auto statement = std::make_unique<PreparedStatement>();
+    statement->handle = std::move(owned);
+    statement->readOnly = sqlite3_stmt_readonly(prepared) != 0;
+    const int count = sqlite3_bind_parameter_count(prepared);
+    for (int parameter = 1; parameter <= count; ++parameter)
+        statement->placeholders.append(
+            QString::fromUtf8(sqlite3_bind_parameter_name(prepared, parameter)));
+    return statement;
+}
+
+void SqliteConnection::evictLeastRecentlyUsed()
+{
+    auto oldest = statements.end();
+    for (auto candidate = statements.begin(); candidate != statements.end(); ++candidate) {
+        const bool older = oldest == statements.end() || (*candidate)->lastUse < (*oldest)->lastUse;
+        if (!(*candidate)->inUse && older)
+            oldest = candidate;
+    }
+    if (oldest != statements.end())
+        statements.erase(oldest);
+}
+
+} // namespace sync::database

@@ -1,0 +1,176 @@
+#include <database/sqlite/SqliteQuery.h>
+
+#include <database/sqlite/SqliteError.h>
+#include <database/sqlite/SqliteStore.h>
+
+#include <sqlite3.h>
+
+using namespace Qt::StringLiterals;
+
+namespace sync::database {
+
+SqliteQuery::SqliteQuery(std::shared_ptr<SqliteStore> store)
+    : session(std::move(store))
+{
+}
+
+SqliteQuery::~SqliteQuery()
+{
+    dropStatement();
+}
+
+QVariant SqliteQuery::value(int index) const
+{
+    if (position != Position::OnRow || index < 0 || index >= columns)
+        return {};
+    return columnValue(statement->handle.get(), index);
+}
+
+bool SqliteQuery::next()
+{
+    if (position == Position::NoRow)
+        return false;
+    if (position == Position::BeforeFirstRow) {
+        position = Position::OnRow;
+        return true;
+    }
+    const int result = sqlite3_step(statement->handle.get());
+    if (result == SQLITE_ROW)
+        return true;
+    if (result != SQLITE_DONE)
+        failWithSqliteError();
+    position = Position::NoRow;
+    // Ends the read: a statement left open would keep the log from being begun anew.
+    sqlite3_reset(statement->handle.get());
+    return false;
+}
+
+bool SqliteQuery::prepare(const QString& sql)
+{
+    dropStatement();
+    text = sql;
+    values.clear();
+    prepareError.clear();
+    if (std::this_thread::get_id() != thread)
+        return fail(u"a query belongs to the thread that made it"_s);
+    statement = session->connection().acquire(sql, prepareError);
+    if (!statement)
+        return fail(prepareError);
+    values.resize(statement->placeholders.size());
+    columns = sqlite3_column_count(statement->handle.get());
+    return true;
+}
+
+void SqliteQuery::bindValue(const QString& placeholder, const QVariant& value)
+{
+    const qsizetype parameter = parameterOf(placeholder);
+    if (parameter >= 0)
+        values[parameter] = value;
+    else if (prepareError.isEmpty())
+        prepareError = u"the statement has no placeholder %1"_s.arg(placeholder);
+}
+
+QVariant SqliteQuery::boundValue(const QString& placeholder) const
+{
+    const qsizetype parameter = parameterOf(placeholder);
+    return parameter < 0 ? QVariant() : values[parameter];
+}
+
+void SqliteQuery::setForwardOnly(bool)
+{
+    // Every query of this engine is.
+}
+
+bool SqliteQuery::exec()
+{
+    error.clear();
+    insertedId.clear();
+    affectedRows = -1;
+    position = Position::NoRow;
+    if (std::this_thread::get_id() != thread)
+        return fail(u"a query belongs to the thread that made it"_s);
+    if (!prepareError.isEmpty())
+        return fail(prepareError);
+    if (!statement)
+        return fail(u"no statement is prepared"_s);
+    if (const QString lost = session->lostTransactionError(); !lost.isEmpty())
+        return fail(lost);
+
+    sqlite3_reset(statement->handle.get());
+    if (!bound.bind(statement->handle.get(), values))
+        return fail(bound.error());
+    return statement->readOnly ? execRead() : execWrite();
+}
+
+bool SqliteQuery::execRead()
+{
+    switch (sqlite3_step(statement->handle.get())) {
+    case SQLITE_ROW:
+        position = Position::BeforeFirstRow;
+        return true;
+    case SQLITE_DONE:
+        sqlite3_reset(statement->handle.get());
+        return true;
+    default:
+        failWithSqliteError();
+        sqlite3_reset(statement->handle.get());
+        return false;
+    }
+}
+
+bool SqliteQuery::execWrite()
+{
+    // Its rows would be read after the commit, and until then nothing would be on the disk.
+    if (columns > 0)
+        return fail(u"a statement that writes cannot return rows"_s);
+    if (!session->beginWrite(error))
+        return false;
+    const bool done = sqlite3_step(statement->handle.get()) == SQLITE_DONE;
+    if (done) {
+        sqlite3* const database = session->connection().handle();
+        insertedId = static_cast<qlonglong>(sqlite3_last_insert_rowid(database));
+        affectedRows = sqlite3_changes(database);
+    } else {
+        failWithSqliteError();
+    }
+    sqlite3_reset(statement->handle.get());
+    session->endWrite();
+    return done;
+}
+
+bool SqliteQuery::fail(const QString& reason)
+{
+    error = reason;
+    return false;
+}
+
+bool SqliteQuery::failWithSqliteError()
+{
+    return fail(errorText(session->connection().handle()));
+}
+
+void SqliteQuery::dropStatement() noexcept
+{
+    position = Position::NoRow;
+    if (statement)
+        session->connection().release(std::exchange(statement, nullptr));
+}
+
+qsizetype SqliteQuery::parameterOf(const QString& placeholder) const
+{
+    if (!statement)
+        return -1;
+    // Managers bind in the order of the statement, but for the key of an UPDATE.
+    const QStringList& names = statement->placeholders;
+    if (likelyParameter >= names.size() || names[likelyParameter] != placeholder)
+        likelyParameter = names.indexOf(placeholder);
+    return likelyParameter < 0 ? -1 : likelyParameter++;
+}
+
+bool FailedQuery::prepare(const QString& sql)
+{
+    text = sql;
+    return false;
+}
+
+} // namespace sync::database

@@ -1,0 +1,84 @@
+#pragma once
+
+#include <database/sqlite/SqliteSession.h>
+#include <database/sqlite/SqliteValues.h>
+#include <interf/IQSqlQueryWrapper.h>
+
+#include <QList>
+
+namespace sync::database {
+
+/// A statement on the connection of the thread that made the query.
+class SqliteQuery : public interf::IQSqlQueryWrapper
+{
+public:
+    /// Throws DatabaseError when there is no connection to be had.
+    explicit SqliteQuery(std::shared_ptr<SqliteStore> store);
+    ~SqliteQuery() override;
+
+    QString lastError() const override { return error; }
+    QString lastQuery() const override { return text; }
+    QVariant value(int index) const override;
+    bool next() override;
+    bool isValid() const override { return position == Position::OnRow; }
+    bool prepare(const QString& sql) override;
+    void bindValue(const QString& placeholder, const QVariant& value) override;
+    QVariant boundValue(const QString& placeholder) const override;
+    void setForwardOnly(bool forward) override;
+    bool exec() override;
+    QVariant lastInsertId() const override { return insertedId; }
+    int numRowsAffected() const override { return affectedRows; }
+
+private:
+    enum class Position { NoRow, BeforeFirstRow, OnRow };
+
+    bool fail(const QString& reason);
+    bool failWithSqliteError();
+    void dropStatement() noexcept;
+    qsizetype parameterOf(const QString& placeholder) const;
+    bool execRead();
+    bool execWrite();
+
+    const SessionLease session;
+    const std::thread::id thread = std::this_thread::get_id();
+    PreparedStatement* statement = nullptr;
+    QString text;
+    QString error;
+    QString prepareError;   // also of a placeholder that the text does not have
+    QList<QVariant> values; // by parameter number - 1
+    BoundValues bound;
+    mutable qsizetype likelyParameter = 0;
+    Position position = Position::NoRow;
+    int columns = 0;
+    QVariant insertedId;
+    int affectedRows = -1;
+};
+
+/// A query without a connection: it answers with the reason.
+class FailedQuery : public interf::IQSqlQueryWrapper
+{
+public:
+    explicit FailedQuery(QString reason)
+        : reason(std::move(reason))
+    {
+    }
+
+    QString lastError() const override { return reason; }
+    QString lastQuery() const override { return text; }
+    QVariant value(int) const override { return {}; }
+    bool next() override { return false; }
+    bool isValid() const override { return false; }
+    bool prepare(const QString& sql) override;
+    void bindValue(const QString&, const QVariant&) override {}
+    QVariant boundValue(const QString&) const override { return {}; }
+    void setForwardOnly(bool) override {}
+    bool exec() override { return false; }
+    QVariant lastInsertId() const override { return {}; }
+    int numRowsAffected() const override { return -1; }
+
+private:
+    const QString reason;
+    QString text;
+};
+
+} // namespace sync::database

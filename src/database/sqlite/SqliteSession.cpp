@@ -1,0 +1,168 @@
+#include <database/sqlite/SqliteSession.h>
+
+#include <database/TransactionalScope.h>
+#include <database/scope/ScopeParticipant.h>
+#include <database/sqlite/SqliteError.h>
+#include <database/sqlite/SqliteStore.h>
+
+#include <sqlite3.h>
+
+using namespace Qt::StringLiterals;
+
+namespace sync::database {
+
+namespace {
+
+/// Has the outermost scope of a thread end the transaction of its session.
+class ScopeTransaction : public ScopeParticipant
+{
+public:
+    explicit ScopeTransaction(std::shared_ptr<SqliteStore> store)
+        : session(std::move(store))
+    {
+    }
+
+    void endScopeTransaction(bool commit) noexcept override
+    {
+        session->endScopeTransaction(commit);
+    }
+
+private:
+    const SessionLease session;
+};
+
+} // namespace
+
+SqliteSession::SqliteSession(SqliteStore& store, const QString& path)
+    : store(store)
+    , sqlite(path)
+{
+}
+
+SqliteSession::~SqliteSession()
+{
+    rollback();
+}
+
+bool SqliteSession::beginWrite(QString& error)
+{
+    if (inTransaction())
+        return true;
+    // From the second level on, writes belong together; a lone one is a transaction by itself.
+    if (TransactionalScope::depth() >= 2) {
+        if (!begin(TransactionOwner::Scope, error))
+            return false;
+        joinOutermostScope(std::make_shared<ScopeTransaction>(store.shared_from_this()));
+        return true;
+    }
+    hasTurn = store.enterWriterQueue(error);
+    return hasTurn;
+}
+
+void SqliteSession::endWrite() noexcept
+{
+    if (!inTransaction()) {
+        leaveTurn();
+        return;
+    }
+    // Some errors, a full disk among them, make SQLite roll back the whole transaction
+    // (sqlite.org/lang_transaction.html). What follows must not be committed without what was.
+    if (sqlite3_get_autocommit(sqlite.handle()) != 0 && lostError.isEmpty())
+        lostError = u"the transaction was rolled back when a statement failed: "_s +
+                    errorText(sqlite.handle());
+}
+
+bool SqliteSession::beginHostTransaction(QString& error)
+{
+    if (inTransaction()) {
+        error = u"a transaction is open already on this thread"_s;
+        return false;
+    }
+    return begin(TransactionOwner::Host, error);
+}
+
+bool SqliteSession::commitHostTransaction(QString& error)
+{
+    if (owner != TransactionOwner::Host) {
+        error = u"no transaction is open on this thread"_s;
+        return false;
+    }
+    return commit(error);
+}
+
+bool SqliteSession::rollbackHostTransaction(QString& error)
+{
+    if (owner != TransactionOwner::Host) {
+        error = u"no transaction is open on this thread"_s;
+        return false;
+    }
+    rollback();
+    return true;
+}
+
+void SqliteSession::endScopeTransaction(bool commitIt) noexcept
+{
+    if (!commitIt) {
+        rollback();
+        return;
+    }
+    QString error;
+    if (!commit(error))
+        store.reportCommitFailure(error);
+}
+
+bool SqliteSession::begin(TransactionOwner newOwner, QString& error)
+{
+    if (!store.enterWriterQueue(error))
+        return false;
+    hasTurn = true;
+    if (!sqlite.run("BEGIN IMMEDIATE")) {
+        error = errorText(sqlite.handle());
+        leaveTurn();
+        return false;
+    }
+    owner = newOwner;
+    return true;
+}
+
+bool SqliteSession::commit(QString& error) noexcept
+{
+    if (lostError.isEmpty() && sqlite.run("COMMIT")) {
+        owner = TransactionOwner::None;
+        leaveTurn();
+        return true;
+    }
+    error = lostError.isEmpty() ? errorText(sqlite.handle()) : lostError;
+    rollback();
+    return false;
+}
+
+void SqliteSession::rollback() noexcept
+{
+    if (sqlite3_get_autocommit(sqlite.handle()) == 0)
+        sqlite.run("ROLLBACK");
+    owner = TransactionOwner::None;
+    lostError.clear();
+    leaveTurn();
+}
+
+void SqliteSession::leaveTurn() noexcept
+{
+    if (!std::exchange(hasTurn, false))
+        return;
+    store.checkpointIfDue(sqlite.logPages());
+    store.leaveWriterQueue();
+}
+
+SessionLease::SessionLease(std::shared_ptr<SqliteStore> store)
+    : store(std::move(store))
+    , session(this->store->borrow())
+{
+}
+
+SessionLease::~SessionLease()
+{
+    store->giveBack(session);
+}
+
+} // namespace sync::database

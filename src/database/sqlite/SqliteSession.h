@@ -1,0 +1,90 @@
+#pragma once
+
+#include <database/sqlite/SqliteConnection.h>
+
+#include <QString>
+
+#include <memory>
+#include <thread>
+
+namespace sync::database {
+
+class SqliteStore;
+
+/// A connection while one thread has it on loan, with that thread's transaction.
+///
+/// Used by that thread alone; the store sees to that.
+class SqliteSession
+{
+public:
+    SqliteSession(SqliteStore& store, const QString& path);
+    ~SqliteSession();
+
+    SqliteSession(const SqliteSession&) = delete;
+    SqliteSession& operator=(const SqliteSession&) = delete;
+
+    SqliteConnection& connection() { return sqlite; }
+
+    /// True while a scope or a host has a transaction open.
+    bool inTransaction() const { return owner != TransactionOwner::None; }
+
+    /// Empty, or why nothing can be done any more in the transaction that is open: SQLite has
+    /// rolled it back by itself.
+    QString lostTransactionError() const { return lostError; }
+
+    /// Makes ready for a statement that writes: joins the open transaction, begins one for the
+    /// scopes, or takes the turn for a write that is a transaction by itself. False, with the
+    /// reason in `error`, when the turn or the write lock could not be had.
+    bool beginWrite(QString& error);
+
+    /// Follows each beginWrite() that returned true, when the statement has run.
+    void endWrite() noexcept;
+
+    bool beginHostTransaction(QString& error);
+    bool commitHostTransaction(QString& error);
+    bool rollbackHostTransaction(QString& error);
+
+    /// Ends what the scopes of the thread have begun. A commit that fails is rolled back and
+    /// reported to the store.
+    void endScopeTransaction(bool commitIt) noexcept;
+
+private:
+    enum class TransactionOwner { None, Scope, Host };
+
+    bool begin(TransactionOwner newOwner, QString& error);
+    bool commit(QString& error) noexcept;
+    void rollback() noexcept;
+    void leaveTurn() noexcept;
+
+    friend class SqliteStore;
+
+    SqliteStore& store; // which owns this session
+    SqliteConnection sqlite;
+    TransactionOwner owner = TransactionOwner::None;
+    bool hasTurn = false;
+    QString lostError;
+
+    // The store's, guarded by its mutex: who has it, and for how many leases.
+    std::thread::id thread;
+    int users = 0;
+};
+
+/// Holds the session of the thread that made it, and with it the store.
+class SessionLease
+{
+public:
+    /// Throws DatabaseError.
+    explicit SessionLease(std::shared_ptr<SqliteStore> store);
+    ~SessionLease();
+
+    SessionLease(const SessionLease&) = delete;
+    SessionLease& operator=(const SessionLease&) = delete;
+
+    SqliteSession* operator->() const { return session; }
+
+private:
+    const std::shared_ptr<SqliteStore> store;
+    SqliteSession* const session;
+};
+
+} // namespace sync::database

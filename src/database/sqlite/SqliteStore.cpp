@@ -1,0 +1,193 @@
+#include <database/sqlite/SqliteStore.h>
+
+#include <QFileInfo>
+
+#include <algorithm>
+#include <exception>
+
+Q_LOGGING_CATEGORY(velmioDatabase, "velmio.database")
+
+using namespace Qt::StringLiterals;
+
+namespace sync::database {
+
+namespace {
+
+// 16 MB of log. Longer intervals make a checkpoint rarer among durable writes; a longer log costs
+// readers and the next opening.
+constexpr int CheckpointPages = 4096;
+
+// What a host's pool of threads leaves behind; each holds a page cache.
+constexpr std::size_t MaximumIdleSessions = 8;
+
+/// Rolls back what a thread that ends has left open.
+struct OpenHostTransactions
+{
+    ~OpenHostTransactions()
+    {
+        for (const auto& store : stores) {
+            if (const auto alive = store.lock())
+                alive->abandonHostTransaction(std::this_thread::get_id());
+        }
+    }
+
+    std::vector<std::weak_ptr<SqliteStore>> stores;
+};
+
+thread_local OpenHostTransactions openHostTransactions;
+
+} // namespace
+
+SqliteStore::SqliteStore(const QString& path)
+    : databasePath(path)
+    , writers(WriterQueue::forFile(QFileInfo(path).canonicalFilePath()))
+    , checkpointer(path)
+    , checkpointAtPages(CheckpointPages)
+{
+}
+
+SqliteStore::~SqliteStore()
+{
+    // The sessions roll back what is open and give up their turn, which the checkpoint needs.
+    active.clear();
+    idle.clear();
+    if (hasWritten && writers->enter(std::chrono::milliseconds(0))) {
+        checkpointer.run(false);
+        writers->leave();
+    }
+}
+
+SqliteSession* SqliteStore::borrow()
+{
+    const auto thread = std::this_thread::get_id();
+    std::unique_ptr<SqliteSession> session;
+    {
+        const std::lock_guard lock(sessionsMutex);
+        if (SqliteSession* const mine = activeSession(thread)) {
+            ++mine->users;
+            return mine;
+        }
+        session = takeIdle(thread);
+    }
+    if (!session)
+        session = std::make_unique<SqliteSession>(*this, databasePath);
+    session->thread = thread;
+    session->users = 1;
+    const std::lock_guard lock(sessionsMutex);
+    return active.emplace_back(std::move(session)).get();
+}
+
+void SqliteStore::giveBack(SqliteSession* session) noexcept
+{
+    const std::lock_guard lock(sessionsMutex);
+    --session->users;
+    retireUnused(session);
+}
+
+SqliteSession* SqliteStore::activeSession(std::thread::id thread) const
+{
+    const auto found = std::find_if(active.begin(), active.end(), [thread](const auto& session) {
+        return session->thread == thread;
+    });
+    return found == active.end() ? nullptr : found->get();
+}
+
+std::unique_ptr<SqliteSession> SqliteStore::takeIdle(std::thread::id thread)
+{
+    if (idle.empty())
+        return nullptr;
+    // The one that this thread had before has its statements prepared and its pages at hand.
+    auto found = std::find_if(idle.begin(), idle.end(), [thread](const auto& session) {
+        return session->thread == thread;
+    });
+    if (found == idle.end())
+        found = idle.end() - 1;
+    auto session = std::move(*found);
+    idle.erase(found);
+    return session;
+}
+
+void SqliteStore::retireUnused(SqliteSession* session)
+{
+    if (session->users > 0 || session->inTransaction())
+        return;
+    const auto found = std::find_if(active.begin(), active.end(), [session](const auto& owned) {
+        return owned.get() == session;
+    });
+    if (idle.size() < MaximumIdleSessions)
+        idle.push_back(std::move(*found));
+    active.erase(found);
+}
+
+bool SqliteStore::enterWriterQueue(QString& error)
+{
+    if (writers->enter(BusyTimeout))
+        return true;
+    error = u"Another thread of this program has been writing to the database for more than 5 s: "
+            u"see that it ends its transaction."_s;
+    return false;
+}
+
+void SqliteStore::checkpointIfDue(int logPages) noexcept
+{
+    if (logPages == 0)
+        return;
+    hasWritten = true;
+    if (logPages < logPagesBefore)
+        checkpointAtPages = CheckpointPages; // a writer has begun the log anew
+    logPagesBefore = logPages;
+    if (logPages < checkpointAtPages)
+        return;
+    checkpointer.run(true);
+    // Done or not: while a reader holds the log, trying again at each commit would only cost time.
+    checkpointAtPages = logPages + CheckpointPages;
+}
+
+void SqliteStore::setCommitFailureHandler(SqliteDatabaseFactory::CommitFailureHandler handler)
+{
+    const std::lock_guard lock(handlerMutex);
+    commitFailureHandler = std::move(handler);
+}
+
+void SqliteStore::reportCommitFailure(const QString& error) noexcept
+{
+    ++commitFailures;
+    qCWarning(velmioDatabase).noquote()
+        << u"Changes to %1 were undone, as they could not be committed: %2"_s.arg(
+               databasePath, error);
+    SqliteDatabaseFactory::CommitFailureHandler handler;
+    {
+        const std::lock_guard lock(handlerMutex);
+        handler = commitFailureHandler;
+    }
+    if (handler)
+        handler(error);
+}
+
+void SqliteStore::watchHostTransaction()
+{
+    auto& watched = openHostTransactions.stores;
+    std::erase_if(watched, [](const auto& store) { return store.expired(); });
+    const auto isThis = [this](const auto& store) { return store.lock().get() == this; };
+    if (std::none_of(watched.begin(), watched.end(), isThis))
+        watched.push_back(weak_from_this());
+}
+
+void SqliteStore::abandonHostTransaction(std::thread::id thread) noexcept
+{
+    SqliteSession* session = nullptr;
+    {
+        const std::lock_guard lock(sessionsMutex);
+        session = activeSession(thread);
+    }
+    QString error;
+    if (!session || !session->rollbackHostTransaction(error))
+        return;
+    qCWarning(velmioDatabase).noquote()
+        << u"A thread ended without ending its transaction on %1, which was undone"_s.arg(
+               databasePath);
+    const std::lock_guard lock(sessionsMutex);
+    retireUnused(session);
+}
+
+} // namespace sync::database

@@ -1,0 +1,74 @@
+#pragma once
+
+#include <database/SqliteDatabaseFactory.h>
+#include <database/sqlite/LogCheckpointer.h>
+#include <database/sqlite/SqliteSession.h>
+#include <database/sqlite/WriterQueue.h>
+
+#include <QLoggingCategory>
+#include <QString>
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+Q_DECLARE_LOGGING_CATEGORY(velmioDatabase)
+
+namespace sync::database {
+
+/// What a factory and everything that it has handed out share: the connections of one database.
+class SqliteStore : public std::enable_shared_from_this<SqliteStore>
+{
+public:
+    explicit SqliteStore(const QString& path);
+    ~SqliteStore();
+
+    const QString& path() const { return databasePath; }
+
+    /// The session of the calling thread, one connection for as long as it has a query or a
+    /// transaction. To be given back for each time that it was borrowed. Throws DatabaseError.
+    SqliteSession* borrow();
+    void giveBack(SqliteSession* session) noexcept;
+
+    /// False, with the reason in `error`, when the turn did not come within the busy timeout.
+    bool enterWriterQueue(QString& error);
+    void leaveWriterQueue() { writers->leave(); }
+
+    /// Checkpoints when the log has grown by enough. The caller has the turn and no transaction.
+    void checkpointIfDue(int logPages) noexcept;
+
+    void setCommitFailureHandler(SqliteDatabaseFactory::CommitFailureHandler handler);
+    void reportCommitFailure(const QString& error) noexcept;
+    int commitFailureCount() const { return commitFailures; }
+
+    /// Has the transaction() that the calling thread has begun undone should the thread end.
+    void watchHostTransaction();
+    void abandonHostTransaction(std::thread::id thread) noexcept;
+
+private:
+    const QString databasePath;
+    const std::shared_ptr<WriterQueue> writers;
+    LogCheckpointer checkpointer;
+
+    using Sessions = std::vector<std::unique_ptr<SqliteSession>>;
+
+    SqliteSession* activeSession(std::thread::id thread) const;
+    std::unique_ptr<SqliteSession> takeIdle(std::thread::id thread);
+    void retireUnused(SqliteSession* session);
+
+    std::mutex sessionsMutex;
+    Sessions active; // one for each thread that has one
+    Sessions idle;   // the last one given back behind
+
+    // Both guarded by the turn of the writer queue.
+    int logPagesBefore = 0;
+    int checkpointAtPages;
+    std::atomic<bool> hasWritten = false;
+
+    std::mutex handlerMutex;
+    SqliteDatabaseFactory::CommitFailureHandler commitFailureHandler;
+    std::atomic<int> commitFailures = 0;
+};
+
+} // namespace sync::database
