@@ -204,7 +204,7 @@ FileLinks readByDom(const QString& xml)
 QString writeFileLinksXml(const QList<FileLink>& links, const QDateTime& date)
 {
     if (links.isEmpty() && !date.isValid())
-        return {};
+        return u""_s; // Empty, and not null: the column is stored empty.
 
     QString elements;
     for (const FileLink& link : links) {
