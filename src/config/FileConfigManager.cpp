@@ -335,10 +335,10 @@ bool FileConfigManager::Update(FileConfiguration config)
         AddFileLinks(config);
 
     TransactionalScope scope;
-    Statement statement = _Prepare(table.updateById);
-    statement.bind(u":id"_s, config.getId());
-    _BindFileConfiguration(statement, config);
-    if (!statement.exec())
+    const bool updated =
+        _BindFileConfiguration(_Prepare(table.updateById).bind(u":id"_s, config.getId()), config)
+            .exec();
+    if (!updated)
         return false;
     _RefreshNativeFileViewerIfSyncStatusChanged(config);
     return true;
@@ -365,10 +365,8 @@ bool FileConfigManager::Add(FileConfiguration& config)
         AddFileLinks(config);
 
     TransactionalScope scope;
-    Statement statement = _Prepare(table.insert);
-    _BindFileConfiguration(statement, config);
     int id = config.getId();
-    if (!statement.execInsert(id))
+    if (!_BindFileConfiguration(_Prepare(table.insert), config).execInsert(id))
         return false;
     config.setId(id);
     _RefreshNativeFileViewerIfSyncStatusChanged(config);
@@ -604,10 +602,10 @@ QString FileConfigManager::_GenerateOrderBy(FileConfigOrderByEnum order) const
     return u"ORDER BY "_s + OrderClauses[isKnown ? value : interf::OrderById].toString();
 }
 
-void FileConfigManager::_BindFileConfiguration(
-    Statement& statement, const FileConfiguration& config)
+Statement FileConfigManager::_BindFileConfiguration(
+    Statement statement, const FileConfiguration& config)
 {
-    statement.bind(u":folderConfigurationId"_s, config.getFolderConfigurationId())
+    return statement.bind(u":folderConfigurationId"_s, config.getFolderConfigurationId())
         .bind(u":name"_s, config.getName())
         .bind(u":clientPath"_s, config.getClientPath())
         .bind(u":serverPath"_s, config.getServerPath())

@@ -161,7 +161,7 @@ private:
         interf::IQSqlQueryWrapper* query, QVector<FileConfiguration>& files);
     QString _GenerateOrderBy(interf::FileConfigOrderByEnum order) const;
 
-    void _BindFileConfiguration(Statement& statement, const FileConfiguration& config);
+    Statement _BindFileConfiguration(Statement statement, const FileConfiguration& config);
     bool _Remove(int id);
     bool _RemoveGeneratedFileConfigurationsByParentFileId(int parentFileId);
     bool _RemoveRows(const QString& sql, const QString& placeholder, int value);
