@@ -69,6 +69,12 @@ public:
         return record;
     }
 
+    /// Runs a SELECT and steps onto its first row; false when it fails or has no row.
+    bool execToFirstRow() { return query->exec() && query->next(); }
+
+    /// The query, which stands on the row of the last step.
+    interf::IQSqlQueryWrapper* row() const { return query.get(); }
+
     /// Runs a SELECT and reads all its rows; an empty list when it fails.
     ///
     /// `populate` is a member function of the manager, given the query and the list to append to.

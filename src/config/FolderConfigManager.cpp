@@ -1,0 +1,520 @@
+#include <config/FolderConfigManager.h>
+
+#include <config/statement/DateTimes.h>
+#include <config/statement/SqlText.h>
+#include <config/statement/Statement.h>
+#include <core/Constants.h>
+#include <core/PathHelpers.h>
+#include <database/TransactionalScope.h>
+#include <interf/IRefreshNativeFileViewer.h>
+
+#include <QDir>
+#include <QFileInfo>
+
+using namespace Qt::StringLiterals;
+using sync::database::TransactionalScope;
+
+namespace sync::config {
+
+namespace {
+
+// In the order in which _PopulateFolderConfiguration reads them.
+constexpr SqlText Columns(
+    u"id, authenticationId, name, remoteShortKey, remoteLongKey, clientPath, serverPath,"
+    u" syncStatus, nameValueProperties, parentId, lastOperationTime, lastSyncTime, folderOption,"
+    u" lastOperationType, syncDriveType, rootId, syncOption, ownerId, privileges, serverRoot,"
+    u" productConfigurationId, serverFolderId");
+
+constexpr auto SelectAll = u"SELECT " + Columns + u" FROM FolderConfiguration";
+constexpr auto SelectById = SelectAll + u" WHERE id = :id";
+constexpr auto SelectByServerId = SelectAll + u" WHERE serverFolderId = :serverFolderId";
+constexpr auto SelectByClientPath = SelectAll + u" WHERE clientPath = :clientPath";
+constexpr auto SelectByClientPathAndAuthenticationId =
+    SelectByClientPath + u" AND authenticationId = :authenticationId";
+constexpr auto SelectByParentId = SelectAll + u" WHERE parentId = :parentId ORDER BY name";
+constexpr auto SelectByAuthenticationId =
+    SelectAll + u" WHERE authenticationId = :authenticationId";
+constexpr auto SelectByRootId = SelectAll + u" WHERE rootId = :rootId";
+constexpr auto SelectByMissingRoots = SelectAll + u" WHERE rootId NOT IN (%1)";
+constexpr auto SelectRootFolders = SelectAll + u" WHERE parentId = '0'";
+
+constexpr SqlText CountByAuthenticationId(
+    u"SELECT count(*) FROM FolderConfiguration WHERE authenticationId = :authenticationId");
+constexpr SqlText CountOutOfSync(u"SELECT count(*) FROM FolderConfiguration WHERE syncStatus = 2;");
+constexpr SqlText CountRootFolders(u"SELECT count(*) from FolderConfiguration WHERE parentId=0;");
+
+constexpr SqlText Insert(
+    u"INSERT INTO FolderConfiguration (authenticationId, name, remoteShortKey, remoteLongKey,"
+    u" clientPath, serverPath, syncStatus, nameValueProperties, parentId, lastOperationTime,"
+    u" lastSyncTime, folderOption, lastOperationType, syncDriveType, rootId, syncOption, ownerId,"
+    u" privileges, serverRoot, productConfigurationId, serverFolderId)"
+    u" VALUES (:authenticationId, :name, :remoteShortKey, :remoteLongKey, :clientPath,"
+    u" :serverPath, :syncStatus, :nameValueProperties, :parentId, :lastOperationTime,"
+    u" :lastSyncTime, :folderOption, :lastOperationType, :syncDriveType, :rootId, :syncOption,"
+    u" :ownerId, :privileges, :serverRoot, :productConfigurationId, :serverFolderId);");
+constexpr SqlText UpdateById(
+    u"UPDATE FolderConfiguration SET authenticationId = :authenticationId, name = :name,"
+    u" remoteShortKey = :remoteShortKey, remoteLongKey = :remoteLongKey, clientPath = :clientPath,"
+    u" serverPath = :serverPath, syncStatus = :syncStatus,"
+    u" nameValueProperties = :nameValueProperties, parentId = :parentId,"
+    u" lastOperationTime = :lastOperationTime, lastSyncTime = :lastSyncTime,"
+    u" folderOption = :folderOption, lastOperationType = :lastOperationType,"
+    u" syncDriveType = :syncDriveType, rootId = :rootId, syncOption = :syncOption,"
+    u" ownerId = :ownerId, privileges = :privileges, serverRoot = :serverRoot,"
+    u" productConfigurationId = :productConfigurationId, serverFolderId = :serverFolderId"
+    u" WHERE id = :id");
+constexpr SqlText Delete(u"DELETE FROM FolderConfiguration WHERE Id = :id;");
+// The placeholder is named after the folder in both, not after the column.
+constexpr SqlText DeleteByRootId(
+    u"DELETE FROM FolderConfiguration WHERE rootId = :folderConfigurationId;");
+constexpr SqlText DeleteFilesByRootId(
+    u"DELETE FROM FileConfiguration WHERE rootFolderId = :folderConfigurationId;");
+constexpr SqlText DeleteFilesByFolderId(
+    u"DELETE FROM FileConfiguration WHERE folderConfigurationId = :folderConfigurationId;");
+
+constexpr int NoId = -1;
+constexpr int ListLifetimeMs = 1000;
+
+// One row, so that a count that cannot be had reads as "there is one". That is wanted: nobody shall
+// act on an absence that was not seen.
+constexpr int CountWhenFailed = 1;
+
+// Whether `path` is the folder or lies in it, without regard to case. A folder that ends with "/"
+// holds all that begins with it.
+bool isSameOrBelow(const QString& path, const QString& folder)
+{
+    if (!path.startsWith(folder, Qt::CaseInsensitive))
+        return false;
+    return path.size() == folder.size() || folder.endsWith(u'/') || path.at(folder.size()) == u'/';
+}
+
+// Whether a root folder synchronised at top level only holds `path` as one of its direct files. A
+// directory gets a "/" behind it, which it keeps for the roots that are looked at later: wanted.
+bool isDirectFile(QString& path, const QString& rootPath)
+{
+    if (QFileInfo(path).isDir())
+        path.append(u'/');
+    return path.lastIndexOf(u'/') <= rootPath.size();
+}
+
+bool isSameOrNested(const QString& left, const QString& right)
+{
+    return left.size() < right.size() ? isSameOrBelow(right, left) : isSameOrBelow(left, right);
+}
+
+} // namespace
+
+FolderConfigManager::FolderConfigManager(
+    std::shared_ptr<interf::factory::IDatabaseFactory> databaseFactory,
+    std::shared_ptr<interf::IRefreshNativeFileViewer> nativeFileViewer)
+    : DatabaseConfigurationManager(std::move(databaseFactory))
+    , allFoldersCache(ListLifetimeMs, std::bind(&FolderConfigManager::_GetAll, this))
+    , rootFoldersCache(ListLifetimeMs, std::bind(&FolderConfigManager::_GetAllRootFolders, this))
+    , nativeFileViewer(std::move(nativeFileViewer))
+{
+}
+
+FolderConfigManager::~FolderConfigManager() = default;
+
+FolderConfiguration FolderConfigManager::GetFolderConfigurationById(int folderConfigurationId)
+{
+    return _Prepare(SelectById.toString())
+        .bind(u":id"_s, folderConfigurationId)
+        .readOne<FolderConfiguration>(this, &FolderConfigManager::_PopulateFolderConfiguration);
+}
+
+FolderConfiguration FolderConfigManager::GetFolderConfigurationByServerId(QString serverFolderId)
+{
+    FolderConfiguration folder;
+    Statement statement = _Prepare(SelectByServerId.toString());
+    statement.bind(u":serverFolderId"_s, serverFolderId);
+    // Populates only when there is a row, where the other lookups leave that to the population. The
+    // outcome is the same; both forms are wanted.
+    if (statement.execToFirstRow())
+        _PopulateFolderConfiguration(statement.row(), folder);
+    return folder;
+}
+
+FolderConfiguration FolderConfigManager::GetFolderConfigurationByClientPath(QString clientPath)
+{
+    return _Prepare(SelectByClientPath.toString())
+        .bind(u":clientPath"_s, clientPath)
+        .readOne<FolderConfiguration>(this, &FolderConfigManager::_PopulateFolderConfiguration);
+}
+
+FolderConfiguration FolderConfigManager::GetFolderConfigurationByClientPathAndAuthenticationId(
+    QString clientPath, int authenticationId)
+{
+    return _Prepare(SelectByClientPathAndAuthenticationId.toString())
+        .bind(u":clientPath"_s, clientPath)
+        .bind(u":authenticationId"_s, authenticationId)
+        .readOne<FolderConfiguration>(this, &FolderConfigManager::_PopulateFolderConfiguration);
+}
+
+QVector<FolderConfiguration> FolderConfigManager::GetFolderConfigurationsByAuthenticationId(
+    int authenticationId)
+{
+    return _Prepare(SelectByAuthenticationId.toString())
+        .bind(u":authenticationId"_s, authenticationId)
+        .readAll<QVector<FolderConfiguration>>(
+            this, &FolderConfigManager::_PopulateFolderConfigurations);
+}
+
+QVector<FolderConfiguration> FolderConfigManager::GetFolderConfigurationsOfNonExistingRootFolders()
+{
+    QStringList rootIds;
+    const QVector<FolderConfiguration> roots = GetAllRootFolders();
+    for (const FolderConfiguration& root : roots)
+        rootIds.append(QString::number(root.getId()));
+
+    // Without any root the parentheses stay empty, which every row satisfies: wanted.
+    return _Prepare(SelectByMissingRoots.toString().arg(rootIds.join(u',')))
+        .readAll<QVector<FolderConfiguration>>(
+            this, &FolderConfigManager::_PopulateFolderConfigurations);
+}
+
+QVector<FolderConfiguration> FolderConfigManager::GetAll()
+{
+    return allFoldersCache.Result();
+}
+
+// Leaves the cached lists as they are, where Add and the removals clear them. That difference is
+// wanted.
+bool FolderConfigManager::Update(FolderConfiguration folderConfiguration)
+{
+    TransactionalScope scope;
+    Statement statement = _Prepare(UpdateById.toString());
+    statement.bind(u":id"_s, folderConfiguration.members.id);
+    _BindFolderConfiguration(statement, folderConfiguration);
+    if (!statement.exec())
+        return false;
+
+    _RefreshNativeFileViewerIfSyncStatusChanged(folderConfiguration);
+    return true;
+}
+
+bool FolderConfigManager::Add(FolderConfiguration& folderConfiguration)
+{
+    auto& members = folderConfiguration.members;
+    if (!folderConfiguration.isRoot() && members.rootId == NoId)
+        return false;
+    if (members.parentId == NoId)
+        return false;
+
+    TransactionalScope scope;
+    if (!_Insert(folderConfiguration))
+        return false;
+    if (members.rootId == NoId) {
+        members.rootId = members.id;
+        // The row stands whether or not this succeeds, so the result is ignored: wanted.
+        Update(folderConfiguration);
+    }
+    ClearCaches();
+    _RefreshNativeFileViewerIfSyncStatusChanged(folderConfiguration);
+    return true;
+}
+
+FolderConfiguration FolderConfigManager::AddFolderAndParent(
+    const QString& absolutePath, const FolderConfiguration& rootConfig)
+{
+    if (absolutePath.isEmpty())
+        return {};
+    const QString path = QDir::cleanPath(absolutePath);
+    FolderConfiguration folder = GetFolderConfigurationByClientPath(path);
+    if (folder.getId() != NoId)
+        return folder;
+    const QString parentPath = QDir::cleanPath(QFileInfo(path).absolutePath());
+    if (parentPath.compare(path, Qt::CaseInsensitive) == 0)
+        return folder;
+
+    const FolderConfiguration parent = AddFolderAndParent(parentPath, rootConfig);
+    FolderConfiguration added = _NewFolder(path, parent.getId(), rootConfig);
+    // Add refuses a parent id of -1, so that nothing is stored below a chain that broke. The id of
+    // the record tells the caller.
+    Add(added);
+    return added;
+}
+
+bool FolderConfigManager::Remove(int folderConfigurationId)
+{
+    QString clientPath = GetFolderConfigurationById(folderConfigurationId).getClientPath();
+
+    TransactionalScope scope;
+    if (!_Prepare(Delete.toString()).bind(u":id"_s, folderConfigurationId).exec())
+        return false;
+    ClearCaches();
+    RefreshNativeFileViewer(clientPath);
+    return true;
+}
+
+bool FolderConfigManager::Clean(int folderConfigurationId)
+{
+    const QVector<FolderConfiguration> children =
+        GetFolderConfigurationByParentId(folderConfigurationId);
+    for (const FolderConfiguration& child : children) {
+        if (!Clean(child.getId()))
+            return false;
+    }
+    if (!Remove(folderConfigurationId))
+        return false;
+
+    // The rows of the files go after the row of their folder: wanted.
+    TransactionalScope scope;
+    return _Prepare(DeleteFilesByFolderId.toString())
+        .bind(u":folderConfigurationId"_s, folderConfigurationId)
+        .exec();
+}
+
+bool FolderConfigManager::IsInExistingClientFolder(
+    const QString& path, int authenticationId, bool applyFolderOption)
+{
+    QString absolutePath = QDir(path).absolutePath();
+    if (absolutePath.contains(core::consts::TEMP_FOLDER_NAME, Qt::CaseInsensitive))
+        return false;
+
+    const QVector<FolderConfiguration> roots = GetAllRootFolders();
+    for (const FolderConfiguration& root : roots) {
+        if (authenticationId >= 0 && root.members.authenticationId != authenticationId)
+            continue;
+        const QString& rootPath = root.members.clientPath;
+        if (!isSameOrBelow(absolutePath, rootPath))
+            continue;
+        const bool directFilesOnly =
+            applyFolderOption && root.members.folderOption == TopLevelOnly &&
+            absolutePath.size() != rootPath.size() && !rootPath.endsWith(u'/');
+        if (!directFilesOnly || isDirectFile(absolutePath, rootPath))
+            return true;
+    }
+    return false;
+}
+
+bool FolderConfigManager::AncestorOrDescendantOfServerFolderExists(
+    const QString& serverPath, int authenticationId, QString& matchingServerFolder)
+{
+    matchingServerFolder = QString();
+    if (serverPath.isEmpty())
+        return false;
+
+    const QString path = QDir::cleanPath(serverPath);
+    const QVector<FolderConfiguration> roots = GetAllRootFolders();
+    for (const FolderConfiguration& root : roots) {
+        if (root.members.authenticationId != authenticationId)
+            continue;
+        if (isSameOrNested(path, root.members.serverPath)) {
+            matchingServerFolder = root.members.serverPath;
+            return true;
+        }
+    }
+    return false;
+}
+
+QVector<FolderConfiguration> FolderConfigManager::GetAllRootFolders()
+{
+    return rootFoldersCache.Result();
+}
+
+QVector<FolderConfiguration> FolderConfigManager::GetFolderConfigurationByParentId(
+    int folderConfigurationId)
+{
+    return _Prepare(SelectByParentId.toString())
+        .bind(u":parentId"_s, folderConfigurationId)
+        .readAll<QVector<FolderConfiguration>>(
+            this, &FolderConfigManager::_PopulateFolderConfigurations);
+}
+
+QVector<FolderConfiguration> FolderConfigManager::GetFolderConfigurationsByRootId(int rootFolderId)
+{
+    return _Prepare(SelectByRootId.toString())
+        .bind(u":rootId"_s, rootFolderId)
+        .readAll<QVector<FolderConfiguration>>(
+            this, &FolderConfigManager::_PopulateFolderConfigurations);
+}
+
+bool FolderConfigManager::IsInExistingAuthentication(int authenticationId)
+{
+    return _Prepare(CountByAuthenticationId.toString())
+               .bind(u":authenticationId"_s, authenticationId)
+               .execNumber(CountWhenFailed) > 0;
+}
+
+bool FolderConfigManager::IsAnyFolderConfigOutOfSync()
+{
+    return _Prepare(CountOutOfSync.toString()).execNumber(CountWhenFailed) > 0;
+}
+
+int FolderConfigManager::GetRootFolderConfigurationCount()
+{
+    return _Prepare(CountRootFolders.toString()).execNumber(-1);
+}
+
+void FolderConfigManager::ClearCaches()
+{
+    allFoldersCache.Clear();
+    rootFoldersCache.Clear();
+}
+
+bool FolderConfigManager::CleanRootFolder(int folderConfigurationId)
+{
+    TransactionalScope scope;
+    const bool removed = Remove(folderConfigurationId) &&
+                         _RemoveFileConfigurationsByRootId(folderConfigurationId) &&
+                         _RemoveFolderConfigurationsByRootId(folderConfigurationId);
+    // Also after a failed step: what is removed stays removed.
+    scope.commit();
+    return removed;
+}
+
+void FolderConfigManager::RefreshNativeFileViewer()
+{
+    const QVector<FolderConfiguration> roots = _GetAllRootFolders();
+    for (const FolderConfiguration& root : roots) {
+        QString clientPath = root.getClientPath();
+        RefreshNativeFileViewer(clientPath);
+    }
+}
+
+void FolderConfigManager::RefreshNativeFileViewer(QString& clientPath)
+{
+    if (nativeFileViewer)
+        nativeFileViewer->Refresh(clientPath);
+}
+
+void FolderConfigManager::_PopulateFolderConfiguration(
+    interf::IQSqlQueryWrapper* query, FolderConfiguration& folder)
+{
+    if (!query->isValid())
+        return;
+
+    auto& members = folder.members;
+    members.id = query->value(0).toInt();
+    members.authenticationId = query->value(1).toInt();
+    members.name = query->value(2).toString();
+    members.remoteShortKey = query->value(3).toString();
+    members.remoteLongKey = query->value(4).toString();
+    members.clientPath = query->value(5).toString();
+    members.serverPath = query->value(6).toString();
+    folder.setSyncStatus(static_cast<FolderSynchronizationStatus>(query->value(7).toInt()));
+    folder.resetSyncStatusChanged();
+    members.nameValueProperties = ToNameValuePropertyMap(query->value(8).toString());
+    members.parentId = query->value(9).toInt();
+    members.lastOperationTime = readUtcDateTime(query->value(10));
+    folder.setLastSyncTime(readUtcDateTime(query->value(11)));
+    members.folderOption = static_cast<SynchronizationFolderOption>(query->value(12).toInt());
+    members.lastOperationType = static_cast<FolderOperationType>(query->value(13).toInt());
+    members.syncDriveType = static_cast<DriveType>(query->value(14).toInt());
+    members.rootId = query->value(15).toInt();
+    members.syncOption = static_cast<FolderSyncOption>(query->value(16).toInt());
+    members.ownerId = query->value(17).toString();
+    members.privileges = static_cast<FolderPrivileges>(query->value(18).toInt());
+    members.serverRoot = query->value(19).toString();
+    members.productConfigurationId = query->value(20).toInt();
+    folder.setServerFolderId(query->value(21).toString());
+}
+
+void FolderConfigManager::_PopulateFolderConfigurations(
+    interf::IQSqlQueryWrapper* query, QVector<FolderConfiguration>& folders)
+{
+    while (query->next())
+        _PopulateFolderConfiguration(query, folders.emplaceBack());
+}
+
+QVector<FolderConfiguration> FolderConfigManager::_GetAll()
+{
+    return _Prepare(SelectAll.toString())
+        .readAll<QVector<FolderConfiguration>>(
+            this, &FolderConfigManager::_PopulateFolderConfigurations);
+}
+
+QVector<FolderConfiguration> FolderConfigManager::_GetAllRootFolders()
+{
+    return _Prepare(SelectRootFolders.toString())
+        .readAll<QVector<FolderConfiguration>>(
+            this, &FolderConfigManager::_PopulateFolderConfigurations);
+}
+
+void FolderConfigManager::_BindFolderConfiguration(
+    Statement& statement, const FolderConfiguration& folder)
+{
+    const auto& members = folder.members;
+    statement.bind(u":authenticationId"_s, members.authenticationId)
+        .bind(u":name"_s, members.name)
+        .bind(u":remoteShortKey"_s, members.remoteShortKey)
+        .bind(u":remoteLongKey"_s, members.remoteLongKey)
+        .bind(u":clientPath"_s, members.clientPath)
+        .bind(u":serverPath"_s, members.serverPath)
+        .bind(u":syncStatus"_s, int(members.syncStatus))
+        .bind(u":nameValueProperties"_s, ToNameValuePropertyString(members.nameValueProperties))
+        .bind(u":parentId"_s, members.parentId)
+        .bind(u":lastOperationTime"_s, members.lastOperationTime)
+        .bind(u":lastSyncTime"_s, members.lastSyncTime)
+        .bind(u":folderOption"_s, int(members.folderOption))
+        .bind(u":lastOperationType"_s, int(members.lastOperationType))
+        .bind(u":syncDriveType"_s, int(members.syncDriveType))
+        .bind(u":rootId"_s, members.rootId)
+        .bind(u":syncOption"_s, int(members.syncOption))
+        .bind(u":ownerId"_s, members.ownerId)
+        .bind(u":privileges"_s, int(members.privileges))
+        .bind(u":serverRoot"_s, members.serverRoot)
+        .bind(u":productConfigurationId"_s, members.productConfigurationId)
+        .bind(u":serverFolderId"_s, members.serverFolderId);
+}
+
+bool FolderConfigManager::_Insert(FolderConfiguration& folder)
+{
+    Statement statement = _Prepare(Insert.toString());
+    _BindFolderConfiguration(statement, folder);
+    return statement.execInsert(folder.members.id);
+}
+
+FolderConfiguration FolderConfigManager::_NewFolder(
+    const QString& clientPath, int parentId, const FolderConfiguration& root)
+{
+    const QString serverPath =
+        core::GetServerPath(clientPath, root.getClientPath(), root.getServerPath());
+    FolderConfiguration folder;
+    folder.setAuthenticationId(root.getAuthenticationId());
+    folder.setProductConfigurationId(root.getProductConfigurationId());
+    folder.setRootId(root.getId());
+    folder.setName(QFileInfo(clientPath).fileName());
+    folder.setRemoteShortKey(root.getRemoteShortKey());
+    // The server path and not the root's long key: wanted.
+    folder.setRemoteLongKey(serverPath);
+    folder.setClientPath(clientPath);
+    folder.setServerPath(serverPath);
+    folder.setParentId(parentId);
+    folder.setSyncStatus(FolderCreated);
+    return folder;
+}
+
+bool FolderConfigManager::_RemoveFileConfigurationsByRootId(int rootId)
+{
+    TransactionalScope scope;
+    return _Prepare(DeleteFilesByRootId.toString())
+        .bind(u":folderConfigurationId"_s, rootId)
+        .exec();
+}
+
+bool FolderConfigManager::_RemoveFolderConfigurationsByRootId(int rootId)
+{
+    // Read while they are still there, to refresh the viewer at them afterwards.
+    const QVector<FolderConfiguration> folders = GetFolderConfigurationsByRootId(rootId);
+
+    TransactionalScope scope;
+    if (!_Prepare(DeleteByRootId.toString()).bind(u":folderConfigurationId"_s, rootId).exec())
+        return false;
+    ClearCaches();
+    for (const FolderConfiguration& folder : folders) {
+        QString clientPath = folder.getClientPath();
+        RefreshNativeFileViewer(clientPath);
+    }
+    return true;
+}
+
+// The flag is not reset: saving the same record twice refreshes the viewer twice.
+void FolderConfigManager::_RefreshNativeFileViewerIfSyncStatusChanged(FolderConfiguration& folder)
+{
+    if (nativeFileViewer && folder.getSyncStatusChanged())
+        nativeFileViewer->Refresh(folder.getClientPath());
+}
+
+} // namespace sync::config
