@@ -1,0 +1,35 @@
+#pragma once
+#include <core/PosixSync.h>
+
+#include <interf/IDatabaseFactory.h>
+
+#include <QString>
+
+#include <memory>
+
+class QSqlDatabase;
+
+namespace sync::test {
+
+/// A factory over Qt's SQL module as a host may write it: a connection for each thread, and queries
+/// that only go forward. Transaction scopes do nothing to it.
+///
+/// Connections are closed with the factory; threads that used it must have ended by then.
+class QtSqlDatabaseFactory : public interf::factory::IDatabaseFactory
+{
+public:
+    /// Opens the database file, creating it and its tables when it does not exist.
+    static std::shared_ptr<QtSqlDatabaseFactory> open(const QString& path);
+    ~QtSqlDatabaseFactory() override;
+
+    std::shared_ptr<interf::IQSqlDatabaseWrapper> GetDatabase() override;
+    std::shared_ptr<interf::IQSqlQueryWrapper> CreateQuery() override;
+
+private:
+    class Connections;
+    explicit QtSqlDatabaseFactory(std::shared_ptr<Connections> connections);
+
+    const std::shared_ptr<Connections> connections;
+};
+
+} // namespace sync::test
