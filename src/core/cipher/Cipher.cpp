@@ -114,12 +114,12 @@ Opened open(const QByteArray& stored, const KeyRing& ring)
     Opened opened;
     const unsigned char* const header = bytesOf(stored);
     opened.version = header[0];
+    opened.backend = static_cast<KeyBackend>(header[1]);
+    opened.keyId = stored.mid(KeyIdOffset, KeyIdSize);
     if (opened.version != Version) {
         opened.outcome = Outcome::UnknownVersion;
         return opened;
     }
-    opened.backend = static_cast<KeyBackend>(header[1]);
-    opened.keyId = stored.mid(KeyIdOffset, KeyIdSize);
     const qsizetype plainSize = stored.size() - CiphertextOffset - TagSize;
     if (plainSize <= 0)
         return opened;

@@ -15,15 +15,15 @@ struct Opened
     enum class Outcome {
         Read,
         Damaged,
-        UnknownVersion, ///< Only `version` is known beside.
-        OtherKey,       ///< The ring has no key of this id.
+        UnknownVersion,
+        OtherKey, ///< The ring has no key of this id.
     };
 
     Outcome outcome = Outcome::Damaged;
     int version = 0;
-    KeyBackend backend = {};
-    KeyId keyId;
-    QString secret; ///< Only when it was read.
+    KeyBackend backend = {}; ///< The kind of store that keeps the key.
+    KeyId keyId;             ///< Empty only when the value is damaged so that it cannot be told.
+    QString secret;          ///< Only when it was read.
 };
 
 /// Encrypts a secret with a key that a store of this kind keeps. Each call gives another value.
