@@ -129,13 +129,12 @@ struct TemporaryFile
 
 void makeFolder(const QString& path)
 {
-    const QFileInfo folder(QFileInfo(path).absolutePath());
-    if (folder.isDir())
+    const QString folder = QFileInfo(path).absolutePath();
+    if (QFileInfo(folder).isDir())
         return;
-    QDir().mkpath(folder.absolutePath());
-    const QByteArray name = QFile::encodeName(folder.absoluteFilePath());
+    QDir().mkpath(folder);
     // Made by us, or in the same moment by another process that does the same.
-    if (::chmod(name.constData(), S_IRWXU) != 0)
+    if (::chmod(QFile::encodeName(folder).constData(), S_IRWXU) != 0)
         throw unwritable(path, errno);
 }
 
