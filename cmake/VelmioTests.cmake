@@ -18,3 +18,10 @@ function(velmio_add_test name)
             "QT_LOGGING_RULES=;XDG_CONFIG_HOME=${home};XDG_DATA_HOME=${home}/share"
     )
 endfunction()
+
+# velmio_add_private_source(<test> <file below src/>)
+#
+# Compiles a source of a library into a test, for what the library does not export.
+function(velmio_add_private_source test source)
+    target_sources(${test} PRIVATE "${PROJECT_SOURCE_DIR}/src/${source}")
+endfunction()
