@@ -50,6 +50,17 @@ void setUp(CLI::App& app, Session& session)
                "5 damaged, 6 too new, 7 key unavailable, 8 other error, 130 interrupted.");
 }
 
+// What went wrong on the command line. A word that nothing takes comes first: without it the parser
+// would only tell what is missing.
+QString messageOf(const CLI::App& app, const CLI::ParseError& error)
+{
+    const std::vector<std::string> words = app.remaining(true);
+    if (words.empty())
+        return QString::fromUtf8(error.what());
+    const QString kind = words.front().starts_with('-') ? u"option"_s : u"command"_s;
+    return u"There is no %1 %2 here."_s.arg(kind, quoted(QString::fromStdString(words.front())));
+}
+
 ExitCode answerParseError(CLI::App& app, const CLI::ParseError& error, Output& output)
 {
     // Help and version come as errors as well.
@@ -60,8 +71,7 @@ ExitCode answerParseError(CLI::App& app, const CLI::ParseError& error, Output& o
         return ExitCode::Ok;
     }
     output.error(
-        QString::fromUtf8(error.what()) +
-        u"\nSee 'velmioctl --help', or --help behind a command."_s);
+        messageOf(app, error) + u"\nSee 'velmioctl --help', or --help behind a command."_s);
     return ExitCode::Usage;
 }
 

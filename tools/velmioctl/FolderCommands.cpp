@@ -25,6 +25,7 @@ namespace {
 
 constexpr int AnySignIn = -1;
 constexpr int RootParentId = 0;
+constexpr int DeepestLevel = 1'000'000;
 
 struct FolderOptions
 {
@@ -327,7 +328,7 @@ void addShowingCommands(CLI::App& folder, Session& session, const Options& optio
     treeCommand->add_option("ROOT", options->treeStart, "Id or path of the folder to begin at");
     treeCommand->add_option("--depth", options->depth, "How many levels below it")
         ->type_name("LEVELS")
-        ->check(CLI::NonNegativeNumber);
+        ->check(CLI::Range(0, DeepestLevel));
     treeCommand->callback(
         [&session, options] { drawFolderTree(session, options->treeStart, options->depth); });
 

@@ -105,7 +105,7 @@ void Scan::walk(const FolderConfiguration& root)
 
 void Scan::store(const FolderConfiguration& root)
 {
-    if (batch.isEmpty())
+    if (batch.isEmpty() || stopRequested())
         return;
     const ScanCounts before = current;
     try {

@@ -23,6 +23,13 @@ QString fitted(const QString& cell, int columnsBefore, const Terminal& terminal)
     return cutToWidth(cell, room, terminal.utf8 ? u"\u2026"_s : u"..."_s);
 }
 
+QString withoutBlanksAtEnd(QString line)
+{
+    while (line.endsWith(u' '))
+        line.chop(1);
+    return line;
+}
+
 QString bold(const QString& text, const Terminal& terminal)
 {
     return terminal.colours ? u"\x1b[1m"_s + text + u"\x1b[0m"_s : text;
@@ -78,8 +85,8 @@ QString Table::line(const QStringList& cells, const QString& lastCell) const
     QString text;
     for (int column = 0; column < last; ++column)
         text += padded(cells.at(column), column) + QString(Gap, u' ');
-    // No blanks behind a last column that is not aligned to the right.
-    return text + (rightAligned[size_t(last)] ? padded(lastCell, last) : lastCell);
+    text += rightAligned[size_t(last)] ? padded(lastCell, last) : lastCell;
+    return withoutBlanksAtEnd(text);
 }
 
 QString Table::padded(const QString& cell, int column) const
@@ -102,7 +109,8 @@ QString FieldList::toText(const Terminal& terminal) const
     QString text;
     for (const auto& [name, value] : fields) {
         const QString blanks(width - displayWidth(name) + Gap, u' ');
-        text += bold(name, terminal) + blanks + fitted(value, width + Gap, terminal) + u'\n';
+        const QString line = blanks + fitted(value, width + Gap, terminal);
+        text += bold(name, terminal) + withoutBlanksAtEnd(line) + u'\n';
     }
     return text;
 }

@@ -43,6 +43,24 @@ ExitCode exitCodeOf(DatabaseError::Cause cause)
 // Changes nothing, but needs all that a change needs: what makes it fail made the change fail.
 const QString WriteProbe = u"UPDATE Schedules SET id = id WHERE id < 0"_s;
 
+// Why the last transaction() or commit() failed: the engine tells it in its log alone.
+thread_local QString lastEngineWarning;
+QtMessageHandler otherMessages = nullptr;
+
+void overhear(QtMsgType type, const QMessageLogContext& context, const QString& message)
+{
+    if (qstrcmp(context.category, "velmio.database") == 0)
+        lastEngineWarning = message;
+    else
+        otherMessages(type, context, message);
+}
+
+void overhearEngineLog()
+{
+    if (!otherMessages)
+        otherMessages = qInstallMessageHandler(overhear);
+}
+
 } // namespace
 
 CommandError openingError(const DatabaseError& error)
@@ -132,6 +150,7 @@ WatchedDatabase::WatchedDatabase(std::shared_ptr<SqliteDatabaseFactory> openFact
     : factory(std::move(openFactory))
     , failures(std::make_shared<Failures>())
 {
+    overhearEngineLog();
     factory->setCommitFailureHandler(
         [failures = failures](const QString& error) { failures->add(error); });
 }
@@ -180,6 +199,13 @@ void WatchedDatabase::check(bool succeeded, const QString& action)
                                        u"'velmioctl stats' says of it, and try again."_s);
 }
 
+void WatchedDatabase::checkTransaction(bool succeeded)
+{
+    if (!succeeded)
+        failures->add(std::exchange(lastEngineWarning, {}));
+    check();
+}
+
 std::shared_ptr<IQSqlQueryWrapper> WatchedDatabase::select(
     const QString& sql, std::initializer_list<Binding> bindings)
 {
@@ -205,7 +231,7 @@ Transaction::Transaction(WatchedDatabase& database)
     : database(database)
     , connection(database.GetDatabase())
 {
-    database.check(connection->transaction(), u"Beginning a transaction"_s);
+    database.checkTransaction(connection->transaction());
     open = true;
 }
 
@@ -217,10 +243,9 @@ Transaction::~Transaction()
 
 void Transaction::commit()
 {
-    const bool committed = connection->commit();
-    if (committed)
-        open = false;
-    database.check(committed, u"Storing the changes"_s);
+    // A failed commit has been rolled back when it returns.
+    open = false;
+    database.checkTransaction(connection->commit());
 }
 
 } // namespace velmioctl

@@ -47,6 +47,9 @@ public:
     /// Throws CommandError unless `succeeded`, with the cause where it is known.
     void check(bool succeeded, const QString& action);
 
+    /// Throws CommandError, with the cause, when a transaction could not be begun or committed.
+    void checkTransaction(bool succeeded);
+
     /// Runs a SELECT of the tool's own; throws CommandError when that fails. Call check() behind
     /// its last row.
     std::shared_ptr<sync::interf::IQSqlQueryWrapper> select(
