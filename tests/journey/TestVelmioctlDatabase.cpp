@@ -1,0 +1,331 @@
+#include "VelmioctlRunner.h"
+
+#include <database/SqliteDatabaseFactory.h>
+#include <interf/IQSqlDatabaseWrapper.h>
+#include <interf/IQSqlQueryWrapper.h>
+
+#include <QFile>
+#include <QProcess>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+using sync::database::SqliteDatabaseFactory;
+
+/// Where the database is, in which state, and how the command line is answered.
+class TestVelmioctlDatabase : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initCreatesAndThenFindsTheDatabase();
+    void defaultPlaceIsInTheUsersData();
+    void relativePathCountsFromTheCurrentFolder();
+    void emptyPathIsNotTheDefaultPlace();
+    void missingDatabaseIsNotCreated_data();
+    void missingDatabaseIsNotCreated();
+    void unusableFilesAreTold_data();
+    void unusableFilesAreTold();
+    void newerDatabaseIsTold();
+    void damagedPagesAreNoEmptyTable();
+    void lockedDatabaseIsBusy();
+    void statsCountEverything();
+    void wrongArgumentsAreUsageErrors_data();
+    void wrongArgumentsAreUsageErrors();
+    void argumentThatIsNoTextIsRefused();
+    void helpAndVersionGoToOutput_data();
+    void helpAndVersionGoToOutput();
+    void optionsMayStandBehindTheCommand();
+    void asciiLocaleIsNoTrouble();
+    void nothingIsColouredInAPipe();
+};
+
+void TestVelmioctlDatabase::initCreatesAndThenFindsTheDatabase()
+{
+    const VelmioctlRunner tool;
+
+    const auto first = tool.json({u"init"_s});
+    const auto second = tool.json({u"init"_s});
+    const auto third = tool.run({u"init"_s});
+
+    QCOMPARE(first.exitCode, 0);
+    QCOMPARE(first.object(), (QJsonObject{{u"path"_s, tool.databasePath()}, {u"created"_s, true}}));
+    QCOMPARE(second.exitCode, 0);
+    QCOMPARE(
+        second.object(), (QJsonObject{{u"path"_s, tool.databasePath()}, {u"created"_s, false}}));
+    QVERIFY(third.output.contains(u"exists already"_s));
+}
+
+void TestVelmioctlDatabase::defaultPlaceIsInTheUsersData()
+{
+    const VelmioctlRunner tool;
+
+    const auto run = tool.runPlain({u"init"_s, u"--json"_s});
+
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.object()[u"path"_s].toString(), tool.homePath() + u"/velmio/configuration.db"_s);
+    QVERIFY(QFile::exists(tool.homePath() + u"/velmio/configuration.db"_s));
+}
+
+void TestVelmioctlDatabase::relativePathCountsFromTheCurrentFolder()
+{
+    const VelmioctlRunner tool;
+
+    QCOMPARE(tool.runPlain({u"init"_s, u"--database"_s, u"sub/../x.db"_s}).exitCode, 0);
+
+    QVERIFY(QFile::exists(tool.path(u"x.db"_s)));
+}
+
+void TestVelmioctlDatabase::emptyPathIsNotTheDefaultPlace()
+{
+    const VelmioctlRunner tool;
+
+    QCOMPARE(tool.runPlain({u"init"_s, u"--database"_s, QString()}).exitCode, 2);
+
+    QVERIFY(!QFile::exists(tool.homePath()));
+}
+
+void TestVelmioctlDatabase::missingDatabaseIsNotCreated_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::newRow("list servers") << QStringList{u"server"_s, u"list"_s};
+    QTest::newRow("add a server") << QStringList{
+        u"server"_s,      u"add"_s, u"--dav-url"_s, u"https://a.b/"_s, u"--web-service-url"_s,
+        u"https://a.b/"_s};
+    QTest::newRow("add a folder") << QStringList{
+        u"folder"_s, u"add"_s, u"."_s, u"--server-path"_s, u"/a"_s};
+    QTest::newRow("tree") << QStringList{u"folder"_s, u"tree"_s};
+    QTest::newRow("scan") << QStringList{u"scan"_s};
+    QTest::newRow("stats") << QStringList{u"stats"_s, u"--json"_s};
+}
+
+void TestVelmioctlDatabase::missingDatabaseIsNotCreated()
+{
+    QFETCH(QStringList, arguments);
+    const VelmioctlRunner tool;
+
+    const auto run = tool.run(arguments);
+
+    QCOMPARE(run.exitCode, 3);
+    QVERIFY(run.errors.contains(u"velmioctl init"_s));
+    QCOMPARE(run.output, QString());
+    QVERIFY(!QFile::exists(tool.databasePath()));
+}
+
+void TestVelmioctlDatabase::unusableFilesAreTold_data()
+{
+    QTest::addColumn<QString>("command");
+    QTest::newRow("init") << u"init"_s;
+    QTest::newRow("stats") << u"stats"_s;
+}
+
+void TestVelmioctlDatabase::unusableFilesAreTold()
+{
+    QFETCH(QString, command);
+    const VelmioctlRunner tool;
+    const QByteArray text = "This is a text about configurations.\n";
+    tool.writeFile(u"text"_s, text.repeated(100));
+    tool.makeFolder(u"folder"_s);
+
+    const auto onText = tool.runPlain({command, u"--database"_s, u"text"_s});
+    const auto onFolder = tool.runPlain({command, u"--database"_s, u"folder"_s});
+
+    QCOMPARE(onText.exitCode, 5);
+    QVERIFY(onText.errors.contains(tool.path(u"text"_s)));
+    QCOMPARE(onFolder.exitCode, 8);
+    QVERIFY(onFolder.errors.contains(tool.path(u"folder"_s)));
+}
+
+void TestVelmioctlDatabase::newerDatabaseIsTold()
+{
+    const VelmioctlRunner tool;
+    QCOMPARE(tool.run({u"init"_s}).exitCode, 0);
+    {
+        const auto factory = SqliteDatabaseFactory::open(tool.databasePath());
+        const auto query = factory->CreateQuery();
+        QVERIFY(query->prepare(u"PRAGMA user_version = 1000"_s));
+        QVERIFY(query->exec());
+    }
+
+    QCOMPARE(tool.run({u"stats"_s}).exitCode, 6);
+}
+
+void TestVelmioctlDatabase::damagedPagesAreNoEmptyTable()
+{
+    const VelmioctlRunner tool;
+    QCOMPARE(tool.run({u"init"_s}).exitCode, 0);
+    QCOMPARE(
+        tool.run({u"server"_s, u"add"_s, u"--dav-url"_s, u"https://a.b/"_s, u"--web-service-url"_s,
+                  u"https://a.b/"_s})
+            .exitCode,
+        0);
+    QFile file(tool.databasePath());
+    QVERIFY(file.open(QIODevice::ReadWrite));
+    constexpr qint64 PageBytes = 4096;
+    const QByteArray noise(int(PageBytes), '\x5a');
+    for (qint64 at = PageBytes; at < file.size(); at += PageBytes) {
+        QVERIFY(file.seek(at));
+        QCOMPARE(file.write(noise), PageBytes);
+    }
+    file.close();
+
+    const auto run = tool.run({u"server"_s, u"list"_s});
+
+    QCOMPARE(run.exitCode, 5);
+    QCOMPARE(run.output, QString());
+    QVERIFY(run.errors.startsWith(u"error: "_s));
+}
+
+void TestVelmioctlDatabase::lockedDatabaseIsBusy()
+{
+    const VelmioctlRunner tool;
+    QCOMPARE(tool.run({u"init"_s}).exitCode, 0);
+    tool.makeFolder(u"root/a"_s);
+    QCOMPARE(tool.run({u"folder"_s, u"add"_s, u"root"_s, u"--server-path"_s, u"/r"_s}).exitCode, 0);
+    const auto factory = SqliteDatabaseFactory::open(tool.databasePath());
+    const auto database = factory->GetDatabase();
+    QVERIFY(database->transaction());
+
+    const auto run = tool.json({u"scan"_s});
+    QVERIFY(database->rollback());
+
+    QCOMPARE(run.exitCode, 4);
+    QCOMPARE(run.object()[u"failed"_s].toInt(), 1);
+    QCOMPARE(run.object()[u"new"_s].toInt(), 0);
+    QCOMPARE(run.errors.count(u'\n'), 1);
+}
+
+void TestVelmioctlDatabase::statsCountEverything()
+{
+    const VelmioctlRunner tool;
+    tool.makeFolder(u"root/a/b"_s);
+    QCOMPARE(tool.run({u"init"_s}).exitCode, 0);
+    QCOMPARE(tool.run({u"folder"_s, u"add"_s, u"root"_s, u"--server-path"_s, u"/r"_s}).exitCode, 0);
+    QCOMPARE(tool.run({u"scan"_s}).exitCode, 0);
+
+    const auto run = tool.json({u"stats"_s});
+    const auto forPeople = tool.run({u"stats"_s});
+
+    QCOMPARE(run.exitCode, 0);
+    const QJsonObject stats = run.object();
+    QCOMPARE(stats[u"path"_s].toString(), tool.databasePath());
+    QCOMPARE(stats[u"schemaVersion"_s].toInt(), 1);
+    QVERIFY(stats[u"fileBytes"_s].toInt() > 0);
+    QVERIFY(stats[u"sqliteVersion"_s].toString().startsWith(u"3."_s));
+    QCOMPARE(stats[u"tables"_s].toObject().size(), 8);
+    QCOMPARE(stats[u"tables"_s][u"FolderConfiguration"_s].toInt(), 3);
+    QCOMPARE(stats[u"tables"_s][u"Schedules"_s].toInt(), 1);
+    const QJsonArray roots{
+        QJsonObject{{u"id"_s, 1}, {u"clientPath"_s, tool.path(u"root"_s)}, {u"folders"_s, 3}}};
+    QCOMPARE(stats[u"roots"_s].toArray(), roots);
+    QVERIFY(forPeople.output.contains(u"   3  FolderConfiguration\n"_s));
+}
+
+void TestVelmioctlDatabase::wrongArgumentsAreUsageErrors_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::newRow("nothing") << QStringList{};
+    QTest::newRow("unknown command") << QStringList{u"frobnicate"_s};
+    QTest::newRow("noun alone") << QStringList{u"server"_s};
+    QTest::newRow("unknown option") << QStringList{u"stats"_s, u"--frobnicate"_s};
+    QTest::newRow("missing value") << QStringList{u"server"_s, u"show"_s};
+    QTest::newRow("no number") << QStringList{u"server"_s, u"show"_s, u"one"_s};
+    QTest::newRow("too many words") << QStringList{u"server"_s, u"list"_s, u"all"_s};
+    QTest::newRow("option that excludes another")
+        << QStringList{u"folder"_s, u"list"_s, u"--all"_s, u"--orphans"_s};
+    QTest::newRow("negative depth") << QStringList{u"folder"_s, u"tree"_s, u"--depth"_s, u"-1"_s};
+}
+
+void TestVelmioctlDatabase::wrongArgumentsAreUsageErrors()
+{
+    QFETCH(QStringList, arguments);
+    const VelmioctlRunner tool;
+    QCOMPARE(tool.run({u"init"_s}).exitCode, 0);
+
+    const auto run = tool.run(arguments);
+
+    QCOMPARE(run.exitCode, 2);
+    QCOMPARE(run.output, QString());
+    QVERIFY(run.errors.startsWith(u"error: "_s));
+    QVERIFY(run.errors.contains(u"--help"_s));
+}
+
+void TestVelmioctlDatabase::argumentThatIsNoTextIsRefused()
+{
+    const VelmioctlRunner tool;
+    // QProcess writes its arguments as UTF-8, so a shell makes the byte.
+    QProcess shell;
+    shell.setProcessEnvironment(tool.environment);
+    shell.start(
+        u"sh"_s, {u"-c"_s, u"\"$0\" folder check \"$(printf 'a\\377')\""_s, tool.programPath()});
+    QVERIFY(shell.waitForFinished());
+
+    QCOMPARE(shell.exitCode(), 2);
+    QVERIFY(shell.readAllStandardError().contains("a\\xff"));
+}
+
+void TestVelmioctlDatabase::helpAndVersionGoToOutput_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QString>("start");
+    QTest::newRow("version") << QStringList{u"--version"_s} << u"velmioctl 1."_s;
+    QTest::newRow("help") << QStringList{u"--help"_s} << u"Looks into"_s;
+    QTest::newRow("help of a command")
+        << QStringList{u"folder"_s, u"add"_s, u"--help"_s} << u"Register a directory"_s;
+}
+
+void TestVelmioctlDatabase::helpAndVersionGoToOutput()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QString, start);
+    const VelmioctlRunner tool;
+
+    const auto run = tool.runPlain(arguments);
+
+    QCOMPARE(run.exitCode, 0);
+    QVERIFY(run.output.startsWith(start));
+    QCOMPARE(run.errors, QString());
+}
+
+void TestVelmioctlDatabase::optionsMayStandBehindTheCommand()
+{
+    const VelmioctlRunner tool;
+    QCOMPARE(tool.run({u"init"_s}).exitCode, 0);
+
+    const auto run =
+        tool.runPlain({u"server"_s, u"list"_s, u"--json"_s, u"--database"_s, tool.databasePath()});
+
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.output, u"[\n]\n"_s);
+}
+
+void TestVelmioctlDatabase::asciiLocaleIsNoTrouble()
+{
+    VelmioctlRunner tool;
+    tool.environment.remove(u"LC_ALL"_s);
+    tool.environment.insert(u"LANG"_s, u"C"_s);
+    tool.makeFolder(u"r\u00e9/\u65e5"_s);
+    QCOMPARE(tool.run({u"init"_s}).errors, QString());
+    QCOMPARE(
+        tool.run({u"folder"_s, u"add"_s, tool.path(u"r\u00e9"_s), u"--server-path"_s, u"/r"_s})
+            .exitCode,
+        0);
+    QCOMPARE(tool.run({u"scan"_s}).exitCode, 0);
+
+    const auto tree = tool.run({u"folder"_s, u"tree"_s});
+
+    QCOMPARE(
+        tree.output, tool.path(u"r\u00e9"_s) + u"  [1, syncing]\n`-- \u65e5  [2, created]\n"_s);
+    QCOMPARE(tree.errors, QString());
+}
+
+void TestVelmioctlDatabase::nothingIsColouredInAPipe()
+{
+    VelmioctlRunner tool;
+    tool.environment.insert(u"TERM"_s, u"xterm-256color"_s);
+
+    QVERIFY(!tool.run({u"stats"_s}).errors.contains(u'\x1b'));
+    QVERIFY(!tool.run({u"init"_s}).output.contains(u'\x1b'));
+}
+
+QTEST_GUILESS_MAIN(TestVelmioctlDatabase)
+#include "TestVelmioctlDatabase.moc"

@@ -1,0 +1,261 @@
+#include "VelmioctlRunner.h"
+
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+class TestVelmioctlServer : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void addStoresWhatIsGiven();
+    void addWithoutAliasTakesTheHost();
+    void listShowsServersAndTheDefault();
+    void emptyListSaysHowToAdd();
+    void setChangesOnlyWhatIsGiven();
+    void setStoresUrlsAsAddDoes();
+    void removeNeedsAYes();
+    void defaultIsReadAndWritten();
+    void missingDefaultIsNotFound();
+    void unknownServerIsNotFound_data();
+    void unknownServerIsNotFound();
+    void wrongValuesAreUsageErrors_data();
+    void wrongValuesAreUsageErrors();
+    void propertiesReadBackAsTheyWereGiven();
+};
+
+namespace {
+
+const QStringList AddFirst{
+    u"server"_s,
+    u"add"_s,
+    u"--dav-url"_s,
+    u"https://one.example.com/dav/"_s,
+    u"--web-service-url"_s,
+    u"https://web.example.com/ws/"_s,
+    u"--alias"_s,
+    u"First"_s,
+    u"--encoder"_s,
+    u"vcdiff"_s,
+    u"--property"_s,
+    u"Region=north"_s,
+    u"--property"_s,
+    u"Note=a=b c"_s,
+};
+const QStringList AddSecond{
+    u"server"_s,
+    u"add"_s,
+    u"--dav-url"_s,
+    u"https://two.example.com/dav"_s,
+    u"--web-service-url"_s,
+    u"https://second.example.com/ws"_s,
+};
+
+const QJsonObject FirstServer{
+    {u"id"_s, 1},
+    {u"alias"_s, u"First"_s},
+    {u"davUrl"_s, u"https://one.example.com/dav"_s},
+    {u"webServiceUrl"_s, u"https://web.example.com/ws"_s},
+    {u"binaryDiffEncoder"_s, u"vcdiff"_s},
+    {u"properties"_s, QJsonObject{{u"Region"_s, u"north"_s}, {u"Note"_s, u"a=b c"_s}}},
+    {u"default"_s, true},
+};
+
+QJsonObject with(QJsonObject object, const QString& key, const QJsonValue& value)
+{
+    object[key] = value;
+    return object;
+}
+
+} // namespace
+
+void TestVelmioctlServer::addStoresWhatIsGiven()
+{
+    const VelmioctlRunner tool;
+    tool.run({u"init"_s});
+
+    const auto added = tool.json(AddFirst);
+    const auto shown = tool.json({u"server"_s, u"show"_s, u"1"_s});
+
+    QCOMPARE(added.exitCode, 0);
+    QCOMPARE(added.object(), FirstServer);
+    QCOMPARE(shown.object(), FirstServer);
+}
+
+void TestVelmioctlServer::addWithoutAliasTakesTheHost()
+{
+    const VelmioctlRunner tool;
+    tool.run({u"init"_s});
+
+    QCOMPARE(tool.json(AddSecond).object()[u"alias"_s].toString(), u"second"_s);
+}
+
+void TestVelmioctlServer::listShowsServersAndTheDefault()
+{
+    const VelmioctlRunner tool;
+    tool.run({u"init"_s});
+    tool.run(AddFirst);
+    tool.run(AddSecond);
+
+    const QJsonArray servers = tool.json({u"server"_s, u"list"_s}).array();
+    const auto forPeople = tool.run({u"server"_s, u"list"_s});
+
+    QCOMPARE(servers.size(), 2);
+    QCOMPARE(servers[0].toObject(), FirstServer);
+    QCOMPARE(servers[1][u"default"_s].toBool(true), false);
+    QCOMPARE(
+        forPeople.output,
+        u"ID  DEFAULT  ALIAS   ENCODER  WEB SERVICE URL                DAV URL\n"
+        u" 1  yes      First   vcdiff   https://web.example.com/ws     "
+        u"https://one.example.com/dav\n"
+        u" 2           second           https://second.example.com/ws  https://two.example.com/dav\n"_s);
+}
+
+void TestVelmioctlServer::emptyListSaysHowToAdd()
+{
+    const VelmioctlRunner tool;
+    tool.run({u"init"_s});
+
+    const auto run = tool.run({u"server"_s, u"list"_s});
+
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.output, QString());
+    QVERIFY(run.errors.contains(u"velmioctl server add"_s));
+}
+
+void TestVelmioctlServer::setChangesOnlyWhatIsGiven()
+{
+    const VelmioctlRunner tool;
+    tool.run({u"init"_s});
+    tool.run(AddFirst);
+
+    const auto run = tool.json(
+        {u"server"_s, u"set"_s, u"1"_s, u"--encoder"_s, u"xdelta"_s, u"--unset-property"_s,
+         u"Note"_s});
+
+    QCOMPARE(run.exitCode, 0);
+    const QJsonObject changed = with(FirstServer, u"binaryDiffEncoder"_s, u"xdelta"_s);
+    QCOMPARE(run.object(), with(changed, u"properties"_s, QJsonObject{{u"Region"_s, u"north"_s}}));
+}
+
+void TestVelmioctlServer::setStoresUrlsAsAddDoes()
+{
+    const VelmioctlRunner tool;
+    tool.run({u"init"_s});
+    tool.run(AddFirst);
+
+    const auto run = tool.json(
+        {u"server"_s, u"set"_s, u"1"_s, u"--dav-url"_s, u"https://new.example.com/dav/"_s,
+         u"--alias"_s, QString()});
+
+    QCOMPARE(run.object()[u"davUrl"_s].toString(), u"https://new.example.com/dav"_s);
+    QCOMPARE(run.object()[u"alias"_s].toString(), u"web"_s);
+}
+
+void TestVelmioctlServer::removeNeedsAYes()
+{
+    const VelmioctlRunner tool;
+    tool.run({u"init"_s});
+    tool.run(AddFirst);
+
+    const auto unasked = tool.run({u"server"_s, u"remove"_s, u"1"_s});
+    const auto agreed = tool.json({u"server"_s, u"remove"_s, u"1"_s, u"--yes"_s});
+    const auto again = tool.run({u"server"_s, u"remove"_s, u"1"_s, u"--yes"_s});
+
+    QCOMPARE(unasked.exitCode, 2);
+    QVERIFY(unasked.errors.contains(u"--yes"_s));
+    QCOMPARE(agreed.exitCode, 0);
+    QCOMPARE(agreed.object(), (QJsonObject{{u"id"_s, 1}, {u"removed"_s, true}}));
+    QCOMPARE(again.exitCode, 3);
+}
+
+void TestVelmioctlServer::defaultIsReadAndWritten()
+{
+    const VelmioctlRunner tool;
+    tool.run({u"init"_s});
+    tool.run(AddFirst);
+    tool.run(AddSecond);
+
+    const auto first = tool.json({u"server"_s, u"default"_s});
+    const auto changed = tool.json({u"server"_s, u"default"_s, u"2"_s});
+    const auto second = tool.json({u"server"_s, u"default"_s});
+
+    QCOMPARE(first.object()[u"id"_s].toInt(), 1);
+    QCOMPARE(changed.object()[u"id"_s].toInt(), 2);
+    QCOMPARE(second.object()[u"id"_s].toInt(), 2);
+    QCOMPARE(second.object()[u"default"_s].toBool(), true);
+}
+
+void TestVelmioctlServer::missingDefaultIsNotFound()
+{
+    const VelmioctlRunner tool;
+    tool.run({u"init"_s});
+
+    const auto run = tool.run({u"server"_s, u"default"_s});
+
+    QCOMPARE(run.exitCode, 3);
+    QVERIFY(run.errors.contains(u"velmioctl server default ID"_s));
+}
+
+void TestVelmioctlServer::unknownServerIsNotFound_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::newRow("show") << QStringList{u"show"_s, u"9"_s};
+    QTest::newRow("set") << QStringList{u"set"_s, u"9"_s, u"--alias"_s, u"x"_s};
+    QTest::newRow("remove") << QStringList{u"remove"_s, u"9"_s, u"--yes"_s};
+    QTest::newRow("default") << QStringList{u"default"_s, u"9"_s};
+}
+
+void TestVelmioctlServer::unknownServerIsNotFound()
+{
+    QFETCH(QStringList, arguments);
+    const VelmioctlRunner tool;
+    tool.run({u"init"_s});
+
+    const auto run = tool.run(QStringList{u"server"_s} + arguments);
+
+    QCOMPARE(run.exitCode, 3);
+    QVERIFY(run.errors.contains(u"velmioctl server list"_s));
+}
+
+void TestVelmioctlServer::wrongValuesAreUsageErrors_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::newRow("no URL") << QStringList{u"--dav-url"_s, u"somewhere"_s};
+    QTest::newRow("property without value") << QStringList{u"--property"_s, u"Key"_s};
+    QTest::newRow("property without key") << QStringList{u"--property"_s, u"=value"_s};
+    QTest::newRow("key that is no name") << QStringList{u"--property"_s, u"two words=value"_s};
+    QTest::newRow("value that ends the section") << QStringList{u"--property"_s, u"Key=a]]>b"_s};
+}
+
+void TestVelmioctlServer::wrongValuesAreUsageErrors()
+{
+    QFETCH(QStringList, arguments);
+    const VelmioctlRunner tool;
+    tool.run({u"init"_s});
+    tool.run(AddFirst);
+
+    const auto run = tool.run(QStringList{u"server"_s, u"set"_s, u"1"_s} + arguments);
+
+    QCOMPARE(run.exitCode, 2);
+    QCOMPARE(tool.json({u"server"_s, u"show"_s, u"1"_s}).object(), FirstServer);
+}
+
+void TestVelmioctlServer::propertiesReadBackAsTheyWereGiven()
+{
+    const VelmioctlRunner tool;
+    tool.run({u"init"_s});
+    tool.run(AddSecond);
+
+    const auto run = tool.json(
+        {u"server"_s, u"set"_s, u"1"_s, u"--property"_s, u"Empty="_s, u"--property"_s,
+         u"Mark=<&>\"\u65e5"_s});
+
+    QCOMPARE(
+        run.object()[u"properties"_s].toObject(),
+        (QJsonObject{{u"Empty"_s, QString()}, {u"Mark"_s, u"<&>\"\u65e5"_s}}));
+}
+
+QTEST_GUILESS_MAIN(TestVelmioctlServer)
+#include "TestVelmioctlServer.moc"

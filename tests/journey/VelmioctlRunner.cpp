@@ -1,0 +1,78 @@
+#include "VelmioctlRunner.h"
+
+#include <QDir>
+#include <QFile>
+#include <QJsonDocument>
+#include <QProcess>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int LongestRunMs = 60'000;
+
+} // namespace
+
+QJsonObject VelmioctlRun::object() const
+{
+    return QJsonDocument::fromJson(output.toUtf8()).object();
+}
+
+QJsonArray VelmioctlRun::array() const
+{
+    return QJsonDocument::fromJson(output.toUtf8()).array();
+}
+
+VelmioctlRunner::VelmioctlRunner()
+    : environment(QProcessEnvironment::systemEnvironment())
+{
+    for (const QString& name :
+         {u"HOME"_s, u"XDG_CONFIG_HOME"_s, u"XDG_DATA_HOME"_s, u"XDG_CACHE_HOME"_s})
+        environment.insert(name, homePath());
+    // Its settings would be read besides those in the home folder.
+    environment.insert(u"XDG_CONFIG_DIRS"_s, homePath());
+    environment.insert(u"LC_ALL"_s, u"C.UTF-8"_s);
+}
+
+VelmioctlRun VelmioctlRunner::run(const QStringList& arguments) const
+{
+    return runPlain(QStringList{u"--database"_s, databasePath()} + arguments);
+}
+
+VelmioctlRun VelmioctlRunner::json(const QStringList& arguments) const
+{
+    return run(QStringList{u"--json"_s} + arguments);
+}
+
+VelmioctlRun VelmioctlRunner::runPlain(const QStringList& arguments) const
+{
+    QProcess process;
+    process.setProcessEnvironment(environment);
+    process.setWorkingDirectory(directory.path());
+    process.start(programPath(), arguments);
+    process.closeWriteChannel();
+    VelmioctlRun result;
+    if (process.waitForFinished(LongestRunMs) && process.exitStatus() == QProcess::NormalExit)
+        result.exitCode = process.exitCode();
+    result.output = QString::fromUtf8(process.readAllStandardOutput());
+    result.errors = QString::fromUtf8(process.readAllStandardError());
+    return result;
+}
+
+QString VelmioctlRunner::programPath() const
+{
+    return QStringLiteral(VELMIOCTL);
+}
+
+QString VelmioctlRunner::makeFolder(const QString& name) const
+{
+    QDir(directory.path()).mkpath(name);
+    return path(name);
+}
+
+void VelmioctlRunner::writeFile(const QString& name, const QByteArray& content) const
+{
+    QFile file(path(name));
+    if (file.open(QIODevice::WriteOnly))
+        file.write(content);
+}

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QProcessEnvironment>
+#include <QStringList>
+#include <QTemporaryDir>
+
+/// What a run of velmioctl left behind.
+struct VelmioctlRun
+{
+    int exitCode = -1;
+    QString output;
+    QString errors;
+
+    /// The answer of a run with --json; empty, which no expectation matches, when it is no JSON.
+    QJsonObject object() const;
+    QJsonArray array() const;
+};
+
+/// Runs the real velmioctl as a user without a terminal would, with a home folder of its own.
+class VelmioctlRunner
+{
+public:
+    VelmioctlRunner();
+
+    /// Runs it on databasePath().
+    VelmioctlRun run(const QStringList& arguments) const;
+
+    /// The same, with --json.
+    VelmioctlRun json(const QStringList& arguments) const;
+
+    /// Runs it with these arguments alone.
+    VelmioctlRun runPlain(const QStringList& arguments) const;
+
+    QString programPath() const;
+    QString databasePath() const { return path(QStringLiteral("configuration.db")); }
+    QString homePath() const { return path(QStringLiteral("home")); }
+
+    /// The path of something in the temporary folder.
+    QString path(const QString& name) const { return directory.path() + QLatin1Char('/') + name; }
+
+    /// Creates a folder in the temporary folder and gives its path.
+    QString makeFolder(const QString& name) const;
+
+    void writeFile(const QString& name, const QByteArray& content) const;
+
+    QProcessEnvironment environment;
+
+private:
+    QTemporaryDir directory;
+};

@@ -1,0 +1,219 @@
+#include <velmioctl/DirectoryWalk.h>
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <cerrno>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+
+namespace velmioctl {
+
+namespace {
+
+class Tree
+{
+public:
+    QString root() const { return directory.path(); }
+    void makeFolder(const QString& path) const { QVERIFY(QDir(root()).mkpath(path)); }
+    void makeFile(const QString& path) const
+    {
+        QFile file(root() + u'/' + path);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+    }
+
+private:
+    QTemporaryDir directory;
+};
+
+struct Walked
+{
+    QStringList folders; // relative to the root
+    QList<DirectoryWalk::Problem> problems;
+};
+
+Walked walk(const QString& root)
+{
+    Walked walked;
+    DirectoryWalk walk(
+        root, [&walked](const DirectoryWalk::Problem& problem) { walked.problems += problem; });
+    while (const auto path = walk.next())
+        walked.folders += path->mid(root.size() + (root.endsWith(u'/') ? 0 : 1));
+    return walked;
+}
+
+} // namespace
+
+class TestDirectoryWalk : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void visitsFoldersParentsFirstAndSorted();
+    void passesOverFilesAndLinks();
+    void followsTheRootItself();
+    void passesOverScratchFolderInAnyCase();
+    void invalidNamesAreReportedAndNotEntered();
+    void unreadableFolderIsVisitedAndReported();
+    void missingRootIsReported();
+    void folderThatVanishesIsNoTrouble();
+    void folderThatBecomesALinkIsNotEntered();
+    void deepTreeIsWalkedToItsEnd();
+};
+
+void TestDirectoryWalk::visitsFoldersParentsFirstAndSorted()
+{
+    const Tree tree;
+    for (const QString& path : {u"b/2"_s, u"b/10"_s, u"a b"_s, u"\u00e9"_s, u".h"_s, u"B"_s})
+        tree.makeFolder(path);
+
+    const Walked walked = walk(tree.root());
+
+    QCOMPARE(
+        walked.folders,
+        (QStringList{u".h"_s, u"B"_s, u"a b"_s, u"b"_s, u"b/10"_s, u"b/2"_s, u"\u00e9"_s}));
+    QVERIFY(walked.problems.isEmpty());
+}
+
+void TestDirectoryWalk::passesOverFilesAndLinks()
+{
+    const Tree tree;
+    const Tree other;
+    other.makeFolder(u"inside"_s);
+    tree.makeFolder(u"folder"_s);
+    tree.makeFile(u"file"_s);
+    QVERIFY(QFile::link(other.root(), tree.root() + u"/link"_s));
+    QVERIFY(QFile::link(tree.root(), tree.root() + u"/folder/loop"_s));
+
+    const Walked walked = walk(tree.root());
+
+    QCOMPARE(walked.folders, QStringList{u"folder"_s});
+    QVERIFY(walked.problems.isEmpty());
+}
+
+void TestDirectoryWalk::followsTheRootItself()
+{
+    const Tree tree;
+    tree.makeFolder(u"real/inside"_s);
+    QVERIFY(QFile::link(tree.root() + u"/real"_s, tree.root() + u"/link"_s));
+
+    QCOMPARE(walk(tree.root() + u"/link"_s).folders, QStringList{u"inside"_s});
+}
+
+void TestDirectoryWalk::passesOverScratchFolderInAnyCase()
+{
+    const Tree tree;
+    tree.makeFolder(u".{SyncTemp}/inside"_s);
+    tree.makeFolder(u"a/.{sYNCtEMP}"_s);
+    tree.makeFolder(u"a/.{SyncBackup}"_s);
+
+    QCOMPARE(walk(tree.root()).folders, (QStringList{u"a"_s, u"a/.{SyncBackup}"_s}));
+}
+
+void TestDirectoryWalk::invalidNamesAreReportedAndNotEntered()
+{
+    const Tree tree;
+    tree.makeFolder(u"good"_s);
+    const QByteArray bad = QFile::encodeName(tree.root()) + "/bad\xff";
+    QCOMPARE(::mkdir(bad.constData(), 0700), 0);
+    QCOMPARE(::mkdir((bad + "/inside").constData(), 0700), 0);
+
+    const Walked walked = walk(tree.root());
+    ::rmdir((bad + "/inside").constData());
+    ::rmdir(bad.constData());
+
+    QCOMPARE(walked.folders, QStringList{u"good"_s});
+    QCOMPARE(walked.problems.size(), 1);
+    QCOMPARE(walked.problems.first().kind, DirectoryWalk::Problem::Kind::InvalidName);
+    QCOMPARE(walked.problems.first().path, bad);
+}
+
+void TestDirectoryWalk::unreadableFolderIsVisitedAndReported()
+{
+    const Tree tree;
+    tree.makeFolder(u"closed/inside"_s);
+    tree.makeFolder(u"open"_s);
+    const QByteArray closed = QFile::encodeName(tree.root() + u"/closed"_s);
+    QCOMPARE(::chmod(closed.constData(), 0), 0);
+    // Permissions do not bind root, who goes on as somebody else meanwhile.
+    const bool isRoot = ::geteuid() == 0;
+    constexpr uid_t Nobody = 65534;
+    if (isRoot) {
+        QCOMPARE(::chmod(QFile::encodeName(tree.root()).constData(), 0755), 0);
+        QCOMPARE(::seteuid(Nobody), 0);
+    }
+
+    const Walked walked = walk(tree.root());
+    if (isRoot)
+        QCOMPARE(::seteuid(0), 0);
+    QCOMPARE(::chmod(closed.constData(), 0700), 0);
+
+    QCOMPARE(walked.folders, (QStringList{u"closed"_s, u"open"_s}));
+    QCOMPARE(walked.problems.size(), 1);
+    QCOMPARE(walked.problems.first().kind, DirectoryWalk::Problem::Kind::Unreadable);
+    QCOMPARE(walked.problems.first().path, closed);
+    QCOMPARE(walked.problems.first().error, EACCES);
+}
+
+void TestDirectoryWalk::missingRootIsReported()
+{
+    const Tree tree;
+
+    const Walked walked = walk(tree.root() + u"/none"_s);
+
+    QVERIFY(walked.folders.isEmpty());
+    QCOMPARE(walked.problems.size(), 1);
+    QCOMPARE(walked.problems.first().error, ENOENT);
+}
+
+void TestDirectoryWalk::folderThatVanishesIsNoTrouble()
+{
+    const Tree tree;
+    tree.makeFolder(u"a"_s);
+    tree.makeFolder(u"b"_s);
+    int problems = 0;
+    DirectoryWalk walk(tree.root(), [&problems](const DirectoryWalk::Problem&) { ++problems; });
+
+    const auto first = walk.next();
+    QVERIFY(QDir(tree.root()).rmdir(u"b"_s));
+    const auto second = walk.next();
+
+    QCOMPARE(first.value_or(QString()), tree.root() + u"/a"_s);
+    QVERIFY(!second);
+    QCOMPARE(problems, 0);
+}
+
+void TestDirectoryWalk::folderThatBecomesALinkIsNotEntered()
+{
+    const Tree tree;
+    const Tree other;
+    other.makeFolder(u"inside"_s);
+    tree.makeFolder(u"a"_s);
+    DirectoryWalk walk(tree.root(), [](const DirectoryWalk::Problem&) {});
+
+    QVERIFY(QDir(tree.root()).rmdir(u"a"_s));
+    QVERIFY(QFile::link(other.root(), tree.root() + u"/a"_s));
+
+    QVERIFY(!walk.next());
+}
+
+void TestDirectoryWalk::deepTreeIsWalkedToItsEnd()
+{
+    const Tree tree;
+    constexpr int Depth = 500;
+    QString path;
+    for (int depth = 0; depth < Depth; ++depth)
+        path += u"d/"_s;
+    tree.makeFolder(path);
+
+    QCOMPARE(walk(tree.root()).folders.size(), Depth);
+}
+
+} // namespace velmioctl
+
+QTEST_GUILESS_MAIN(velmioctl::TestDirectoryWalk)
+#include "TestDirectoryWalk.moc"

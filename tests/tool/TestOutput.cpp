@@ -1,0 +1,133 @@
+#include <velmioctl/Output.h>
+#include <velmioctl/Progress.h>
+#include <velmioctl/Table.h>
+
+#include <QJsonDocument>
+#include <QTest>
+
+#include <memory>
+
+using namespace Qt::StringLiterals;
+
+namespace velmioctl {
+
+namespace {
+
+struct FileCloser
+{
+    void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using File = std::unique_ptr<std::FILE, FileCloser>;
+
+QByteArray contentOf(const File& file)
+{
+    std::rewind(file.get());
+    QByteArray content(4096, '\0');
+    content.resize(qsizetype(std::fread(content.data(), 1, size_t(content.size()), file.get())));
+    return content;
+}
+
+} // namespace
+
+class TestOutput : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void answersAndMessagesGoSeparateWays();
+    void jsonReadsBackAsItWas();
+    void messageIsColouredOnlyWhereWelcome();
+    void controlsInMessagesAreEscaped();
+    void failedWriteIsNoticedAtTheEnd();
+    void progressIsSilentOutsideTerminals();
+    void progressTakesItsLineAway();
+};
+
+void TestOutput::answersAndMessagesGoSeparateWays()
+{
+    const File answers(std::tmpfile());
+    const File messages(std::tmpfile());
+    Output output(answers.get(), messages.get(), {}, {});
+
+    output.printText(u"answer"_s);
+    output.note(u"note"_s);
+    output.warning(u"careful"_s);
+    output.error(u"wrong"_s);
+    output.ask(u"sure? "_s);
+
+    QVERIFY(output.finish());
+    QCOMPARE(contentOf(answers), "answer\n");
+    QCOMPARE(contentOf(messages), "note\nwarning: careful\nerror: wrong\nsure? ");
+}
+
+void TestOutput::jsonReadsBackAsItWas()
+{
+    const File answers(std::tmpfile());
+    const File messages(std::tmpfile());
+    Output output(answers.get(), messages.get(), {}, {});
+    const QJsonObject object{{u"name"_s, u"a\n\x1b\u65e5\""_s}, {u"id"_s, 3}};
+
+    output.print(object);
+
+    QVERIFY(output.finish());
+    QCOMPARE(QJsonDocument::fromJson(contentOf(answers)).object(), object);
+}
+
+void TestOutput::messageIsColouredOnlyWhereWelcome()
+{
+    const File answers(std::tmpfile());
+    const File messages(std::tmpfile());
+    Output output(answers.get(), messages.get(), {}, {true, 80, true, true});
+
+    output.error(u"wrong"_s);
+
+    QCOMPARE(contentOf(messages), "\x1b[31merror: \x1b[0mwrong\n");
+}
+
+void TestOutput::controlsInMessagesAreEscaped()
+{
+    const File answers(std::tmpfile());
+    const File messages(std::tmpfile());
+    Output output(answers.get(), messages.get(), {}, {});
+
+    output.warning(u"\x1b[2J"_s);
+
+    QCOMPARE(contentOf(messages), "warning: \\x1b[2J\n");
+}
+
+void TestOutput::failedWriteIsNoticedAtTheEnd()
+{
+    // Opened for reading alone, it takes no writes.
+    const File answers(std::fopen("/dev/null", "r"));
+    const File messages(std::tmpfile());
+    Output output(answers.get(), messages.get(), {}, {});
+
+    output.printText(u"answer"_s);
+
+    QVERIFY(!output.finish());
+}
+
+void TestOutput::progressIsSilentOutsideTerminals()
+{
+    const File stream(std::tmpfile());
+
+    const Progress progress(stream.get(), {});
+
+    QVERIFY(!progress.due());
+}
+
+void TestOutput::progressTakesItsLineAway()
+{
+    const File stream(std::tmpfile());
+    {
+        Progress progress(stream.get(), {true, 6, true, true});
+        progress.show(u"abc\ndefg"_s);
+    }
+
+    QCOMPARE(contentOf(stream), "\r\x1b[Kabc\\n\r\x1b[K");
+}
+
+} // namespace velmioctl
+
+QTEST_GUILESS_MAIN(velmioctl::TestOutput)
+#include "TestOutput.moc"

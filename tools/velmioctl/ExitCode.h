@@ -1,0 +1,41 @@
+#pragma once
+
+#include <QString>
+
+#include <stdexcept>
+
+namespace velmioctl {
+
+/// What the program tells its caller when it ends; the numbers are documented for scripts.
+enum class ExitCode : int {
+    Ok = 0,
+    Findings = 1, ///< A check answered no, or a scan met trouble.
+    Usage = 2,
+    NotFound = 3,
+    Busy = 4,
+    Damaged = 5,
+    TooNew = 6,
+    KeyUnavailable = 7,
+    OtherError = 8,
+    Interrupted = 130, ///< 128 and the signal's number, as shells count.
+    Terminated = 143,
+};
+
+/// Ends a command. The text is for a person: it names the cause and what to do next.
+class CommandError : public std::runtime_error
+{
+public:
+    CommandError(ExitCode code, const QString& text)
+        : std::runtime_error(text.toStdString())
+        , exitCode(code)
+    {
+    }
+
+    ExitCode code() const noexcept { return exitCode; }
+    QString text() const { return QString::fromUtf8(what()); }
+
+private:
+    ExitCode exitCode;
+};
+
+} // namespace velmioctl

@@ -1,0 +1,38 @@
+#include "InitCommand.h"
+
+#include "Session.h"
+#include "Text.h"
+#include "WatchedDatabase.h"
+
+#include <CLI/CLI.hpp>
+
+#include <QFileInfo>
+
+using namespace Qt::StringLiterals;
+
+namespace velmioctl {
+
+namespace {
+
+void init(Session& session)
+{
+    const bool existed = QFileInfo::exists(session.databasePath());
+    const QString path = session.createDatabase().path();
+    if (session.output.json()) {
+        session.output.print(QJsonObject{{u"path"_s, path}, {u"created"_s, !existed}});
+        return;
+    }
+    session.output.printText(
+        existed ? u"The database %1 exists already and is in order."_s.arg(quoted(path))
+                : u"Created the database %1."_s.arg(quoted(path)));
+}
+
+} // namespace
+
+void addInitCommand(CLI::App& app, Session& session)
+{
+    app.add_subcommand("init", "Create the database, with its folders where they are missing")
+        ->callback([&session] { init(session); });
+}
+
+} // namespace velmioctl

@@ -1,0 +1,152 @@
+#include "Names.h"
+
+#include "ExitCode.h"
+#include "Text.h"
+
+#include <config/ConfigurationEnums.h>
+
+#include <QStringList>
+
+#include <array>
+#include <optional>
+#include <span>
+
+using namespace Qt::StringLiterals;
+using namespace sync::config;
+
+namespace velmioctl {
+
+namespace {
+
+struct Word
+{
+    int value;
+    QStringView text;
+};
+
+constexpr std::array StatusWords{
+    Word{FolderStatusUnknown, u"unknown"},
+    Word{FolderSyncing, u"syncing"},
+    Word{FolderNotSynced, u"out-of-sync"},
+    Word{FolderCreated, u"created"},
+};
+constexpr std::array OptionWords{
+    Word{FolderOptionUnknown, u"unknown"},
+    Word{TopLevelOnly, u"top-level"},
+    Word{WithSubfolders, u"subfolders"},
+};
+constexpr std::array PrivilegeWords{
+    Word{ViewPrivilege, u"view"},     Word{DownloadPrivilege, u"download"},
+    Word{UpdatePrivilege, u"update"}, Word{DeletePrivilege, u"delete"},
+    Word{SharePrivilege, u"share"},
+};
+
+QString nameOf(int value, std::span<const Word> words)
+{
+    for (const Word& word : words) {
+        if (word.value == value)
+            return word.text.toString();
+    }
+    return QString::number(value);
+}
+
+std::optional<int> valueOf(const QString& text, std::span<const Word> words)
+{
+    for (const Word& word : words) {
+        if (word.text.compare(text, Qt::CaseInsensitive) == 0)
+            return word.value;
+    }
+    return std::nullopt;
+}
+
+QString listed(std::span<const Word> words)
+{
+    QStringList texts;
+    for (const Word& word : words)
+        texts += word.text.toString();
+    return texts.join(u", "_s);
+}
+
+int valueOrNumber(const std::string& text, std::span<const Word> words, const QString& what)
+{
+    const QString wanted = QString::fromStdString(text);
+    if (const auto value = valueOf(wanted, words))
+        return *value;
+    bool isNumber = false;
+    const int number = wanted.toInt(&isNumber);
+    if (isNumber)
+        return number;
+    throw CommandError(
+        ExitCode::Usage, u"There is no %1 %2: give one of %3, or a number."_s.arg(
+                             what, quoted(wanted), listed(words)));
+}
+
+} // namespace
+
+QString syncStatusName(int status)
+{
+    return nameOf(status, StatusWords);
+}
+
+int syncStatusFrom(const std::string& text)
+{
+    return valueOrNumber(text, StatusWords, u"status"_s);
+}
+
+QString folderOptionName(int option)
+{
+    return nameOf(option, OptionWords);
+}
+
+int folderOptionFrom(const std::string& text)
+{
+    return valueOrNumber(text, OptionWords, u"folder option"_s);
+}
+
+QString privilegesName(int privileges)
+{
+    if (privileges == NoPrivileges)
+        return u"none"_s;
+    if ((privileges & ~int(AllPrivileges)) != 0)
+        return QString::number(privileges);
+    QStringList words;
+    for (const Word& word : PrivilegeWords) {
+        if ((privileges & word.value) != 0)
+            words += word.text.toString();
+    }
+    return words.join(u' ');
+}
+
+int privilegesFrom(const std::string& text)
+{
+    const QString wanted = QString::fromStdString(text).replace(u',', u' ').simplified();
+    if (wanted.compare(u"all", Qt::CaseInsensitive) == 0)
+        return AllPrivileges;
+    if (wanted.compare(u"none", Qt::CaseInsensitive) == 0)
+        return NoPrivileges;
+    bool isNumber = false;
+    const int number = wanted.toInt(&isNumber);
+    if (isNumber && number >= 0 && number <= AllPrivileges)
+        return number;
+
+    int privileges = NoPrivileges;
+    const QStringList words = wanted.split(u' ', Qt::SkipEmptyParts);
+    for (const QString& word : words) {
+        const auto value = valueOf(word, PrivilegeWords);
+        if (!value) {
+            throw CommandError(
+                ExitCode::Usage,
+                u"There is no privilege %1: give some of %2, or all, none, or a "
+                u"number from 0 to 31."_s.arg(quoted(word), listed(PrivilegeWords)));
+        }
+        privileges |= *value;
+    }
+    if (words.isEmpty()) {
+        throw CommandError(
+            ExitCode::Usage,
+            u"No privileges were named: give some of %1, or none."_s.arg(listed(PrivilegeWords)));
+    }
+    return privileges;
+}
+
+} // namespace velmioctl

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <QString>
+
+#include <string>
+
+namespace velmioctl {
+
+/// The word for a folder's status: "unknown", "syncing", "out-of-sync", "created", or the number.
+QString syncStatusName(int status);
+
+/// A status by its word or number; throws CommandError for anything else.
+int syncStatusFrom(const std::string& text);
+
+/// "top-level", "subfolders", "unknown", or the number.
+QString folderOptionName(int option);
+int folderOptionFrom(const std::string& text);
+
+/// The rights in words, such as "view download", "none", or the number where bits have no word.
+QString privilegesName(int privileges);
+
+/// Rights from a number, "all", "none", or words between blanks or commas; throws CommandError.
+int privilegesFrom(const std::string& text);
+
+} // namespace velmioctl

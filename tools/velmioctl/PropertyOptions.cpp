@@ -1,0 +1,61 @@
+#include "PropertyOptions.h"
+
+#include "ExitCode.h"
+#include "Text.h"
+
+#include <config/DatabaseConfigurationManager.h>
+
+#include <CLI/CLI.hpp>
+
+using namespace Qt::StringLiterals;
+using sync::config::DatabaseConfigurationManager;
+
+namespace velmioctl {
+
+void PropertyOptions::addSetTo(CLI::App& command)
+{
+    command
+        .add_option("--property", assignments, "Set a further property; may be given several times")
+        ->type_name("KEY=VALUE")
+        ->allow_extra_args(false);
+}
+
+void PropertyOptions::addUnsetTo(CLI::App& command)
+{
+    command
+        .add_option(
+            "--unset-property", removals, "Remove a further property; may be given several times")
+        ->type_name("KEY")
+        ->allow_extra_args(false);
+}
+
+QMap<QString, QString> PropertyOptions::applied(
+    QMap<QString, QString> properties, DatabaseConfigurationManager& manager) const
+{
+    for (const std::string& removal : removals)
+        properties.remove(QString::fromStdString(removal));
+
+    for (const std::string& assignment : assignments) {
+        const QString text = QString::fromStdString(assignment);
+        const qsizetype equals = text.indexOf(u'=');
+        if (equals < 1) {
+            throw CommandError(
+                ExitCode::Usage,
+                u"The property %1 reads wrong: write KEY=VALUE."_s.arg(quoted(text)));
+        }
+        const QString key = text.left(equals);
+        const QMap<QString, QString> one{{key, text.mid(equals + 1)}};
+        // The manager checks nothing, so what it cannot read back is found out here.
+        if (manager.ToNameValuePropertyMap(manager.ToNameValuePropertyString(one)) != one) {
+            throw CommandError(
+                ExitCode::Usage,
+                u"The property %1 cannot be stored: its key must be an XML name such as "
+                u"FeatureName, and its value free of control characters and \"]]>\"."_s.arg(
+                    quoted(text)));
+        }
+        properties.insert(key, one.first());
+    }
+    return properties;
+}
+
+} // namespace velmioctl

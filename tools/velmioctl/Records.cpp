@@ -1,0 +1,131 @@
+#include "Records.h"
+
+#include "Names.h"
+#include "Table.h"
+
+#include <config/FolderConfiguration.h>
+#include <config/ServerConfiguration.h>
+
+#include <QDateTime>
+
+using namespace Qt::StringLiterals;
+using sync::config::FolderConfiguration;
+using sync::config::ServerConfiguration;
+
+namespace velmioctl {
+
+namespace {
+
+QJsonObject toJson(const QMap<QString, QString>& properties)
+{
+    QJsonObject object;
+    for (auto entry = properties.cbegin(); entry != properties.cend(); ++entry)
+        object.insert(entry.key(), entry.value());
+    return object;
+}
+
+QJsonValue toJson(const QDateTime& time)
+{
+    return time.isValid() ? QJsonValue(time.toString(Qt::ISODateWithMs)) : QJsonValue();
+}
+
+void addProperties(FieldList& fields, const QMap<QString, QString>& properties)
+{
+    for (auto entry = properties.cbegin(); entry != properties.cend(); ++entry)
+        fields.add(u"property "_s + entry.key(), entry.value());
+}
+
+QString numbered(const QString& word, int value)
+{
+    return u"%1 (%2)"_s.arg(word, QString::number(value));
+}
+
+} // namespace
+
+QJsonObject toJson(const ServerConfiguration& server)
+{
+    return {
+        {u"id"_s, server.getId()},
+        {u"alias"_s, server.getAlias()},
+        {u"davUrl"_s, server.getDavUrl()},
+        {u"webServiceUrl"_s, server.getWebServiceUrl()},
+        {u"binaryDiffEncoder"_s, server.getBinaryDiffEncoder()},
+        {u"properties"_s, toJson(server.getNameValueProperties())},
+    };
+}
+
+QJsonObject toJson(const FolderConfiguration& folder)
+{
+    return {
+        {u"id"_s, folder.getId()},
+        {u"parentId"_s, folder.getParentId()},
+        {u"rootId"_s, folder.getRootId()},
+        {u"name"_s, folder.getName()},
+        {u"clientPath"_s, folder.getClientPath()},
+        {u"serverPath"_s, folder.getServerPath()},
+        {u"authenticationId"_s, folder.getAuthenticationId()},
+        {u"productConfigurationId"_s, folder.getProductConfigurationId()},
+        {u"syncStatus"_s, int(folder.getSyncStatus())},
+        {u"folderOption"_s, int(folder.getFolderOption())},
+        {u"syncOption"_s, int(folder.getSyncOption())},
+        {u"syncDriveType"_s, int(folder.getSyncDriveType())},
+        {u"privileges"_s, int(folder.getPrivileges())},
+        {u"lastOperationType"_s, int(folder.getLastOperationType())},
+        {u"lastOperationTime"_s, toJson(folder.getLastOperationTime())},
+        {u"lastSyncTime"_s, toJson(folder.getLastSyncTime())},
+        {u"ownerId"_s, folder.getOwnerId()},
+        {u"serverRoot"_s, folder.getServerRoot()},
+        {u"serverFolderId"_s, folder.getServerFolderId()},
+        {u"remoteShortKey"_s, folder.getRemoteShortKey()},
+        {u"remoteLongKey"_s, folder.getRemoteLongKey()},
+        {u"properties"_s, toJson(folder.getNameValueProperties())},
+    };
+}
+
+FieldList toFields(const ServerConfiguration& server)
+{
+    FieldList fields;
+    fields.add(u"id"_s, QString::number(server.getId()));
+    fields.add(u"alias"_s, server.getAlias());
+    fields.add(u"DAV URL"_s, server.getDavUrl());
+    fields.add(u"web service URL"_s, server.getWebServiceUrl());
+    fields.add(u"encoder"_s, server.getBinaryDiffEncoder());
+    addProperties(fields, server.getNameValueProperties());
+    return fields;
+}
+
+FieldList toFields(const FolderConfiguration& folder)
+{
+    FieldList fields;
+    fields.add(u"id"_s, QString::number(folder.getId()));
+    fields.add(u"name"_s, folder.getName());
+    fields.add(u"client path"_s, folder.getClientPath());
+    fields.add(u"server path"_s, folder.getServerPath());
+    fields.add(
+        u"status"_s, numbered(syncStatusName(folder.getSyncStatus()), folder.getSyncStatus()));
+    fields.add(
+        u"parent"_s,
+        folder.isRoot() ? u"none: a root folder"_s : QString::number(folder.getParentId()));
+    fields.add(u"root"_s, QString::number(folder.getRootId()));
+    fields.add(u"sign-in"_s, QString::number(folder.getAuthenticationId()));
+    fields.add(u"product"_s, QString::number(folder.getProductConfigurationId()));
+    fields.add(
+        u"option"_s,
+        numbered(folderOptionName(folder.getFolderOption()), folder.getFolderOption()));
+    fields.add(
+        u"privileges"_s, numbered(privilegesName(folder.getPrivileges()), folder.getPrivileges()));
+    fields.add(u"sync option"_s, QString::number(folder.getSyncOption()));
+    fields.add(u"drive type"_s, QString::number(folder.getSyncDriveType()));
+    fields.add(u"last operation"_s, QString::number(folder.getLastOperationType()));
+    fields.add(u"last operation time"_s, folder.getLastOperationTime().toString(Qt::ISODateWithMs));
+    fields.add(u"last sync time"_s, folder.getLastSyncTime().toString(Qt::ISODateWithMs));
+    fields.add(u"owner"_s, folder.getOwnerId());
+    fields.add(u"server root"_s, folder.getServerRoot());
+    fields.add(u"server folder id"_s, folder.getServerFolderId());
+    fields.add(u"short key"_s, folder.getRemoteShortKey());
+    fields.add(u"long key"_s, folder.getRemoteLongKey());
+    addProperties(fields, folder.getNameValueProperties());
+    return fields;
+}
+
+} // namespace velmioctl

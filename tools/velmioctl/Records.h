@@ -1,0 +1,24 @@
+#pragma once
+
+#include <QJsonObject>
+#include <QMap>
+#include <QString>
+
+namespace sync::config {
+class FolderConfiguration;
+class ServerConfiguration;
+} // namespace sync::config
+
+namespace velmioctl {
+
+class FieldList;
+
+/// The records as JSON objects, whose keys are the names of their fields.
+QJsonObject toJson(const sync::config::ServerConfiguration& server);
+QJsonObject toJson(const sync::config::FolderConfiguration& folder);
+
+/// The records as a person reads them, one field on each line.
+FieldList toFields(const sync::config::ServerConfiguration& server);
+FieldList toFields(const sync::config::FolderConfiguration& folder);
+
+} // namespace velmioctl

@@ -1,0 +1,254 @@
+#include "ServerCommands.h"
+
+#include "PropertyOptions.h"
+#include "Records.h"
+#include "Session.h"
+#include "Table.h"
+#include "Text.h"
+#include "WatchedDatabase.h"
+
+#include <config/ServerConfigManager.h>
+
+#include <CLI/CLI.hpp>
+
+#include <QSettings>
+#include <QUrl>
+
+using namespace Qt::StringLiterals;
+using sync::config::ServerConfiguration;
+
+namespace velmioctl {
+
+namespace {
+
+// Where ServerConfigManager::GetDefaultServerConfig() looks, and what it takes without a setting.
+const QString SettingsOrganization = u"Corvanta"_s;
+const QString SettingsApplication = u"Corvanta Sync"_s;
+const QString DefaultServerKey = u"Velmio/DefaultServerConfigurationId"_s;
+constexpr int DefaultServerId = 1;
+
+struct ServerOptions
+{
+    int id = -1;
+    std::optional<std::string> davUrl;
+    std::optional<std::string> webServiceUrl;
+    std::optional<std::string> alias;
+    std::optional<std::string> encoder;
+    PropertyOptions properties;
+    bool yes = false;
+};
+
+QSettings userSettings()
+{
+    return QSettings(QSettings::UserScope, SettingsOrganization, SettingsApplication);
+}
+
+long long defaultServerId()
+{
+    return userSettings().value(DefaultServerKey, DefaultServerId).toLongLong();
+}
+
+QString urlFrom(const std::string& text)
+{
+    QString url = QString::fromStdString(text);
+    const QUrl parsed(url, QUrl::StrictMode);
+    if (!parsed.isValid() || parsed.scheme().isEmpty() || parsed.host().isEmpty()) {
+        throw CommandError(
+            ExitCode::Usage,
+            u"%1 is no URL: write it as in https://sync.example.com/dav."_s.arg(quoted(url)));
+    }
+    // As Add stores it: otherwise a server could not be found by its URLs after a change.
+    if (url.endsWith(u'/'))
+        url.chop(1);
+    return url;
+}
+
+ServerConfiguration serverById(Session& session, int id)
+{
+    ServerConfiguration server = session.servers().GetServerConfigById(id);
+    session.database().check();
+    if (server.getId() == -1) {
+        throw CommandError(
+            ExitCode::NotFound, u"There is no server %1: 'velmioctl server list' shows those that "
+                                u"there are."_s.arg(QString::number(id)));
+    }
+    return server;
+}
+
+void fill(ServerConfiguration& server, const ServerOptions& options, Session& session)
+{
+    if (options.davUrl)
+        server.setDavUrl(urlFrom(*options.davUrl));
+    if (options.webServiceUrl)
+        server.setWebServiceUrl(urlFrom(*options.webServiceUrl));
+    if (options.alias) {
+        server.setAlias(QString::fromStdString(*options.alias));
+        // An empty one becomes the computed one, as Add stores it.
+        server.setAlias(server.getAlias());
+    }
+    if (options.encoder)
+        server.setBinaryDiffEncoder(QString::fromStdString(*options.encoder));
+    server.setNameValueProperties(
+        options.properties.applied(server.getNameValueProperties(), session.servers()));
+}
+
+void print(Session& session, const ServerConfiguration& server)
+{
+    QJsonObject object = toJson(server);
+    object.insert(u"default"_s, server.getId() == defaultServerId());
+    if (session.output.json())
+        session.output.print(object);
+    else
+        session.output.print(toFields(server));
+}
+
+void add(Session& session, const ServerOptions& options)
+{
+    ServerConfiguration server;
+    fill(server, options, session);
+    session.database().check(session.servers().Add(server), u"Storing the server"_s);
+    print(session, serverById(session, server.getId()));
+}
+
+void list(Session& session)
+{
+    const auto servers = session.servers().GetAll();
+    session.database().check();
+    const long long defaultId = defaultServerId();
+
+    Table table(
+        {u"ID"_s, u"DEFAULT"_s, u"ALIAS"_s, u"ENCODER"_s, u"WEB SERVICE URL"_s, u"DAV URL"_s});
+    table.alignRight(0);
+    QJsonArray array;
+    for (const ServerConfiguration& server : servers) {
+        const bool isDefault = server.getId() == defaultId;
+        QJsonObject object = toJson(server);
+        object.insert(u"default"_s, isDefault);
+        array.append(object);
+        table.addRow(
+            {QString::number(server.getId()), isDefault ? u"yes"_s : QString(), server.getAlias(),
+             server.getBinaryDiffEncoder(), server.getWebServiceUrl(), server.getDavUrl()});
+    }
+    if (session.output.json())
+        session.output.print(array);
+    else if (servers.empty())
+        session.output.note(u"There are no servers yet: add one with 'velmioctl server add'."_s);
+    else
+        session.output.print(table);
+}
+
+void set(Session& session, const ServerOptions& options)
+{
+    ServerConfiguration server = serverById(session, options.id);
+    fill(server, options, session);
+    session.database().check(session.servers().Update(server), u"Storing the server"_s);
+    print(session, serverById(session, options.id));
+}
+
+void remove(Session& session, const ServerOptions& options)
+{
+    const ServerConfiguration server = serverById(session, options.id);
+    const long long signIns = session.database().number(
+        u"SELECT count(*) FROM AuthenticationConfiguration WHERE serverId = :serverId"_s,
+        {{u":serverId"_s, options.id}});
+    QString question =
+        u"Remove the server %1 (%2)?"_s.arg(QString::number(options.id), quoted(server.getAlias()));
+    if (signIns > 0)
+        question += u" %1 sign-ins refer to it and stay."_s.arg(QString::number(signIns));
+    session.confirm(options.yes, question);
+
+    session.database().check(session.servers().Remove(options.id), u"Removing the server"_s);
+    if (session.output.json())
+        session.output.print(QJsonObject{{u"id"_s, options.id}, {u"removed"_s, true}});
+    else
+        session.output.printText(u"Removed the server %1."_s.arg(QString::number(options.id)));
+}
+
+void setDefault(Session& session, int id)
+{
+    serverById(session, id);
+    QSettings settings(QSettings::UserScope, SettingsOrganization, SettingsApplication);
+    settings.setValue(DefaultServerKey, id);
+    settings.sync();
+    if (settings.status() != QSettings::NoError) {
+        throw CommandError(
+            ExitCode::OtherError,
+            u"The setting could not be written to %1: check that you may write that file."_s.arg(
+                quoted(settings.fileName())));
+    }
+}
+
+void showDefault(Session& session)
+{
+    const ServerConfiguration server = session.servers().GetDefaultServerConfig();
+    session.database().check();
+    if (server.getId() == -1) {
+        throw CommandError(
+            ExitCode::NotFound,
+            u"The default server %1 does not exist: choose one of 'velmioctl server list' with "
+            u"'velmioctl server default ID'."_s.arg(QString::number(defaultServerId())));
+    }
+    print(session, server);
+}
+
+void addFieldOptions(CLI::App& command, ServerOptions& options, bool required)
+{
+    command.add_option("--dav-url", options.davUrl, "URL of the DAV endpoint")
+        ->type_name("URL")
+        ->required(required);
+    command.add_option("--web-service-url", options.webServiceUrl, "URL of the web service")
+        ->type_name("URL")
+        ->required(required);
+    command
+        .add_option(
+            "--alias", options.alias, "Name to show; without one the web service's host names it")
+        ->type_name("NAME");
+    command.add_option("--encoder", options.encoder, "Encoder for binary differences")
+        ->type_name("NAME");
+    options.properties.addSetTo(command);
+}
+
+} // namespace
+
+void addServerCommands(CLI::App& app, Session& session)
+{
+    CLI::App* const server = app.add_subcommand("server", "The servers that the client knows");
+    server->require_subcommand(1);
+    const auto options = std::make_shared<ServerOptions>();
+    const auto addId = [options](CLI::App* command) {
+        return command->add_option("ID", options->id, "Id of the server");
+    };
+
+    auto* const addCommand = server->add_subcommand("add", "Add a server");
+    addFieldOptions(*addCommand, *options, true);
+    addCommand->callback([&session, options] { add(session, *options); });
+
+    server->add_subcommand("list", "List the servers")->callback([&session] { list(session); });
+
+    auto* const showCommand = server->add_subcommand("show", "Show one server");
+    addId(showCommand)->required();
+    showCommand->callback(
+        [&session, options] { print(session, serverById(session, options->id)); });
+
+    auto* const setCommand = server->add_subcommand("set", "Change what is given of a server");
+    addId(setCommand)->required();
+    addFieldOptions(*setCommand, *options, false);
+    options->properties.addUnsetTo(*setCommand);
+    setCommand->callback([&session, options] { set(session, *options); });
+
+    auto* const removeCommand = server->add_subcommand("remove", "Remove a server");
+    addId(removeCommand)->required();
+    removeCommand->add_flag("--yes", options->yes, "Remove without asking");
+    removeCommand->callback([&session, options] { remove(session, *options); });
+
+    auto* const defaultCommand = server->add_subcommand(
+        "default", "Show the default server, or make another one the default");
+    auto* const newDefault = addId(defaultCommand);
+    defaultCommand->callback([&session, options, newDefault] {
+        if (newDefault->count() > 0)
+            setDefault(session, options->id);
+        showDefault(session);
+    });
+}
+
+} // namespace velmioctl

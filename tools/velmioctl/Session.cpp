@@ -1,0 +1,138 @@
+#include "Session.h"
+
+#include "Text.h"
+#include "WatchedDatabase.h"
+
+#include <config/FolderConfigManager.h>
+#include <config/ServerConfigManager.h>
+#include <database/DatabaseError.h>
+#include <database/SqliteDatabaseFactory.h>
+
+#include <QDir>
+#include <QFileInfo>
+
+#include <iostream>
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+using sync::config::FolderConfigManager;
+using sync::config::FolderConfiguration;
+using sync::config::ServerConfigManager;
+using sync::database::DatabaseError;
+using sync::database::SqliteDatabaseFactory;
+
+namespace velmioctl {
+
+Session::Session(Output output)
+    : output(output)
+{
+}
+
+Session::~Session() = default;
+
+QString Session::databasePath() const
+{
+    return databaseOption ? absolutePath(*databaseOption) : SqliteDatabaseFactory::defaultPath();
+}
+
+WatchedDatabase& Session::database()
+{
+    const QString path = databasePath();
+    if (!openDatabase && !QFileInfo::exists(path)) {
+        throw CommandError(
+            ExitCode::NotFound, u"There is no database %1: create it with 'velmioctl init', or "
+                                u"name another one with --database."_s.arg(quoted(path)));
+    }
+    return createDatabase();
+}
+
+WatchedDatabase& Session::createDatabase()
+{
+    if (!openDatabase) {
+        try {
+            openDatabase =
+                std::make_shared<WatchedDatabase>(SqliteDatabaseFactory::open(databasePath()));
+        } catch (const DatabaseError& error) {
+            throw openingError(error);
+        }
+    }
+    return *openDatabase;
+}
+
+ServerConfigManager& Session::servers()
+{
+    database();
+    if (!serverManager)
+        serverManager = std::make_unique<ServerConfigManager>(openDatabase);
+    return *serverManager;
+}
+
+FolderConfigManager& Session::folders()
+{
+    database();
+    if (!folderManager)
+        folderManager = std::make_unique<FolderConfigManager>(openDatabase, nullptr);
+    return *folderManager;
+}
+
+FolderConfiguration Session::folder(const std::string& idOrPath)
+{
+    bool isId = false;
+    const int id = QString::fromStdString(idOrPath).toInt(&isId);
+    const FolderConfiguration found =
+        isId ? folders().GetFolderConfigurationById(id)
+             : folders().GetFolderConfigurationByClientPath(absolutePath(idOrPath));
+    database().check();
+    if (found.getId() != -1)
+        return found;
+
+    const QString name = isId ? QString::number(id) : quoted(absolutePath(idOrPath));
+    throw CommandError(
+        ExitCode::NotFound,
+        u"No folder %1 is registered: 'velmioctl folder list --all' shows those that are."_s.arg(
+            name));
+}
+
+FolderConfiguration Session::rootFolder(const std::string& idOrPath)
+{
+    FolderConfiguration found = folder(idOrPath);
+    if (!found.isRoot()) {
+        throw CommandError(
+            ExitCode::Usage,
+            u"Folder %1 is no root folder: give its root, which has id %2."_s.arg(
+                quoted(found.getClientPath()), QString::number(found.getRootId())));
+    }
+    return found;
+}
+
+void Session::confirm(bool yes, const QString& question)
+{
+    if (yes)
+        return;
+    if (::isatty(STDIN_FILENO) != 1 || !output.messageTerminal().interactive) {
+        throw CommandError(
+            ExitCode::Usage,
+            question + u" Nobody can be asked here: add --yes to the command to agree."_s);
+    }
+    output.ask(question + u" [y/N] "_s);
+    std::string answer;
+    std::getline(std::cin, answer);
+    const QString word = QString::fromStdString(answer).trimmed();
+    if (word.compare(u"y", Qt::CaseInsensitive) != 0 &&
+        word.compare(u"yes", Qt::CaseInsensitive) != 0) {
+        throw CommandError(
+            ExitCode::Findings, u"Nothing was changed: answer y, or add --yes, to go on."_s);
+    }
+}
+
+QString absolutePath(const std::string& argument)
+{
+    // Qt takes it for the current directory, which is hardly what a script with an empty variable
+    // means.
+    if (argument.empty())
+        throw CommandError(
+            ExitCode::Usage, u"A path is empty: give the path of a file or folder."_s);
+    return QDir::cleanPath(QDir(QString::fromStdString(argument)).absolutePath());
+}
+
+} // namespace velmioctl

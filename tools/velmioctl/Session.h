@@ -1,0 +1,70 @@
+#pragma once
+
+#include "ExitCode.h"
+#include "Output.h"
+
+#include <config/FolderConfiguration.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace sync::config {
+class FolderConfigManager;
+class ServerConfigManager;
+} // namespace sync::config
+
+namespace velmioctl {
+
+class WatchedDatabase;
+
+/// What the commands of one run share: where the database is, and how to answer.
+class Session
+{
+public:
+    explicit Session(Output output);
+    ~Session();
+
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+
+    Output output;
+
+    /// As the user wrote it; nothing for the default place.
+    std::optional<std::string> databaseOption;
+
+    /// What the program ends with when no error ends it.
+    ExitCode exitCode = ExitCode::Ok;
+
+    /// The absolute path of the database file.
+    QString databasePath() const;
+
+    /// Opens the database on the first call; throws CommandError, also when there is none yet.
+    WatchedDatabase& database();
+
+    /// Opens the database, creating it when there is none; throws CommandError.
+    WatchedDatabase& createDatabase();
+
+    sync::config::ServerConfigManager& servers();
+    sync::config::FolderConfigManager& folders();
+
+    /// The folder that an argument names by its id or by its path; throws CommandError.
+    sync::config::FolderConfiguration folder(const std::string& idOrPath);
+
+    /// The same, but only a root folder will do.
+    sync::config::FolderConfiguration rootFolder(const std::string& idOrPath);
+
+    /// Returns when the user agrees to something that cannot be undone: by `yes`, or at a prompt on
+    /// a terminal. Throws CommandError otherwise.
+    void confirm(bool yes, const QString& question);
+
+private:
+    std::shared_ptr<WatchedDatabase> openDatabase;
+    std::unique_ptr<sync::config::ServerConfigManager> serverManager;
+    std::unique_ptr<sync::config::FolderConfigManager> folderManager;
+};
+
+/// An argument that names a file or folder, as an absolute path without "..", ".", or doubled "/".
+QString absolutePath(const std::string& argument);
+
+} // namespace velmioctl

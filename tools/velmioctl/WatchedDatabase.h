@@ -1,0 +1,90 @@
+#pragma once
+
+#include "ExitCode.h"
+
+#include <interf/IDatabaseFactory.h>
+
+#include <QString>
+#include <QVariant>
+
+#include <initializer_list>
+#include <memory>
+#include <utility>
+
+namespace sync::database {
+class DatabaseError;
+class SqliteDatabaseFactory;
+} // namespace sync::database
+
+namespace velmioctl {
+
+/// The exit code and text for a database that cannot be opened.
+CommandError openingError(const sync::database::DatabaseError& error);
+
+/// The exit code behind a failed statement's text.
+ExitCode exitCodeOfFailure(const QString& text);
+
+/// A database factory that remembers what failed.
+///
+/// The managers report failure by value only, so that a failed list looks like an empty one. Here
+/// a command can ask afterwards, and knows the cause.
+class WatchedDatabase : public sync::interf::factory::IDatabaseFactory
+{
+public:
+    using Binding = std::pair<QString, QVariant>;
+
+    explicit WatchedDatabase(std::shared_ptr<sync::database::SqliteDatabaseFactory> factory);
+    ~WatchedDatabase() override;
+
+    std::shared_ptr<sync::interf::IQSqlDatabaseWrapper> GetDatabase() override;
+    std::shared_ptr<sync::interf::IQSqlQueryWrapper> CreateQuery() override;
+
+    QString path() const;
+
+    /// Throws CommandError when a statement or a commit failed since this was asked last.
+    void check();
+
+    /// Throws CommandError unless `succeeded`, with the cause where it is known.
+    void check(bool succeeded, const QString& action);
+
+    /// Throws CommandError, with the cause, when a transaction could not be begun or committed.
+    void checkTransaction(bool succeeded);
+
+    /// Runs a SELECT of the tool's own; throws CommandError when that fails. Call check() behind
+    /// its last row.
+    std::shared_ptr<sync::interf::IQSqlQueryWrapper> select(
+        const QString& sql, std::initializer_list<Binding> bindings = {});
+
+    /// Column 0 of the first row, 0 without a row.
+    long long number(const QString& sql, std::initializer_list<Binding> bindings = {});
+
+private:
+    struct Failures;
+    class WatchedQuery;
+
+    const std::shared_ptr<sync::database::SqliteDatabaseFactory> factory;
+    // Shared with the queries, and with the handler of failed commits.
+    const std::shared_ptr<Failures> failures;
+};
+
+/// A transaction of the whole command, undone unless commit() is reached.
+class Transaction
+{
+public:
+    /// Throws CommandError when it cannot begin.
+    explicit Transaction(WatchedDatabase& database);
+    ~Transaction();
+
+    Transaction(const Transaction&) = delete;
+    Transaction& operator=(const Transaction&) = delete;
+
+    /// Throws CommandError when that fails; nothing has changed then.
+    void commit();
+
+private:
+    WatchedDatabase& database;
+    const std::shared_ptr<sync::interf::IQSqlDatabaseWrapper> connection;
+    bool open = false;
+};
+
+} // namespace velmioctl
