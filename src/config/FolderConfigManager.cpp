@@ -88,8 +88,9 @@ bool isSameOrBelow(const QString& path, const QString& folder)
     return path.size() == folder.size() || folder.endsWith(u'/') || path.at(folder.size()) == u'/';
 }
 
-// Whether a root folder synchronised at top level only holds `path` as one of its direct files. A
-// directory gets a "/" behind it, which it keeps for the roots that are looked at later: wanted.
+// Whether `path`, in a root folder that is synchronised at top level only, is one of its direct
+// files or the root itself. A directory gets a "/" behind it, which it keeps for the roots that are
+// looked at later: wanted.
 bool isDirectFile(QString& path, const QString& rootPath)
 {
     if (QFileInfo(path).isDir())
@@ -276,9 +277,9 @@ bool FolderConfigManager::IsInExistingClientFolder(
         const QString& rootPath = root.members.clientPath;
         if (!isSameOrBelow(absolutePath, rootPath))
             continue;
-        const bool directFilesOnly =
-            applyFolderOption && root.members.folderOption == TopLevelOnly &&
-            absolutePath.size() != rootPath.size() && !rootPath.endsWith(u'/');
+        const bool directFilesOnly = applyFolderOption &&
+                                     root.members.folderOption == TopLevelOnly &&
+                                     !rootPath.endsWith(u'/');
         if (!directFilesOnly || isDirectFile(absolutePath, rootPath))
             return true;
     }

@@ -362,6 +362,7 @@ private Q_SLOTS:
     void topLevelRootHoldsItsDirectFilesOnly_data();
     void topLevelRootHoldsItsDirectFilesOnly();
     void directoryKeepsItsSlashForTheNextRoots();
+    void topLevelRootWithASlashHoldsAllBelow();
     void scratchFolderIsDecidedWithoutTheDatabase();
     void serverFolderOverlap_data();
     void serverFolderOverlap();
@@ -947,7 +948,7 @@ void TestFolderConfigManager::exceptionOfTheDatabaseEndsScopesAndQueries()
     Recording recording;
     recording.factory->answer(DeleteFilesByRoot, {.throws = true});
 
-    QVERIFY_EXCEPTION_THROWN(recording.manager.CleanRootFolder(1), test::ExecException);
+    QVERIFY_THROWS_EXCEPTION(test::ExecException, recording.manager.CleanRootFolder(1));
     recording.factory->takeLog();
     recording.manager.GetFolderConfigurationById(1);
 
@@ -1236,6 +1237,14 @@ void TestFolderConfigManager::directoryKeepsItsSlashForTheNextRoots()
     recording.answerRoots({rootRow(2, 5, sub + u'/', {}, 2)});
     recording.manager.ClearCaches();
     QVERIFY(!recording.manager.IsInExistingClientFolder(sub, -1, true));
+}
+
+void TestFolderConfigManager::topLevelRootWithASlashHoldsAllBelow()
+{
+    Recording recording;
+    recording.answerRoots({rootRow(1, 5, u"/data/"_s, {}, 1)});
+
+    QVERIFY(recording.manager.IsInExistingClientFolder(u"/data/sub/f.txt"_s, -1, true));
 }
 
 void TestFolderConfigManager::scratchFolderIsDecidedWithoutTheDatabase()

@@ -334,7 +334,7 @@ void TestServerConfigManager::exceptionOfTheDatabaseEndsScopesAndQueries()
     Recording recording;
     recording.factory->answer(1, {.throws = true});
 
-    QVERIFY_EXCEPTION_THROWN(recording.manager.Remove(7), test::ExecException);
+    QVERIFY_THROWS_EXCEPTION(test::ExecException, recording.manager.Remove(7));
     QVERIFY(recording.manager.Remove(7));
 
     const QStringList once = statementLog(Delete, {u":id int 7"_s}, 1);

@@ -134,7 +134,7 @@ void TestTimedCache::exceptionOfTheLoaderKeepsThePreviousValue()
     counting.nowMs += 5000;
     counting.loaderThrows = true;
 
-    QVERIFY_EXCEPTION_THROWN(counting.cache.Result(), std::runtime_error);
+    QVERIFY_THROWS_EXCEPTION(std::runtime_error, counting.cache.Result());
 
     // Still loaded at the first moment, and not locked.
     counting.nowMs -= 5000;
@@ -145,7 +145,7 @@ void TestTimedCache::exceptionOfTheFirstLoadLeavesTheCacheEmpty()
 {
     CountingCache counting(1000);
     counting.loaderThrows = true;
-    QVERIFY_EXCEPTION_THROWN(counting.cache.Result(), std::runtime_error);
+    QVERIFY_THROWS_EXCEPTION(std::runtime_error, counting.cache.Result());
     counting.loaderThrows = false;
 
     QCOMPARE(counting.cache.Result(), 1);
@@ -155,8 +155,8 @@ void TestTimedCache::cacheWithoutLoaderThrows()
 {
     TimedCache<int> cache(1000, {});
 
-    QVERIFY_EXCEPTION_THROWN(cache.Result(), std::bad_function_call);
-    QVERIFY_EXCEPTION_THROWN(cache.Result(), std::bad_function_call);
+    QVERIFY_THROWS_EXCEPTION(std::bad_function_call, cache.Result());
+    QVERIFY_THROWS_EXCEPTION(std::bad_function_call, cache.Result());
 }
 
 void TestTimedCache::epochIsATimeLikeAnyOther()
