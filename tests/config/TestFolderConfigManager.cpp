@@ -393,6 +393,10 @@ private Q_SLOTS:
     void cleanRemovesASubtreeWithItsFiles();
     void cleanRootFolderRemovesATreeWithItsFiles_data() { test::addEngineRows(); }
     void cleanRootFolderRemovesATreeWithItsFiles();
+    void failedCleanRootFolderKeepsWhatItRemoved_data() { test::addEngineRows(); }
+    void failedCleanRootFolderKeepsWhatItRemoved();
+    void listsShowForeignChangesWhenTheCachesAreCleared_data() { test::addEngineRows(); }
+    void listsShowForeignChangesWhenTheCachesAreCleared();
     void removeOfAnUnknownIdSucceeds_data() { test::addEngineRows(); }
     void removeOfAnUnknownIdSucceeds();
     void listsShowAddsAndRemovalsAtOnceButNotUpdates_data() { test::addEngineRows(); }
@@ -1607,6 +1611,39 @@ void TestFolderConfigManager::cleanRootFolderRemovesATreeWithItsFiles()
     QCOMPARE(pathsOf(store.manager.GetAll()), QStringList({u"/other"_s}));
     QCOMPARE(store.number(CountFiles), 1);
     QCOMPARE(store.number(CountFiles + u" WHERE rootFolderId = 2"_s), 1);
+}
+
+void TestFolderConfigManager::failedCleanRootFolderKeepsWhatItRemoved()
+{
+    QFETCH(QString, engine);
+    Store store(engine);
+    store.addFolder(0, -1, u"/r"_s);
+    store.addFolder(1, 1, u"/r/a"_s);
+    QVERIFY(store.addFile(2, 1));
+    QVERIFY(store.run(u"CREATE TRIGGER KeepFiles BEFORE DELETE ON FileConfiguration "
+                      u"BEGIN SELECT RAISE(ABORT, 'kept'); END"_s));
+
+    QVERIFY(!store.manager.CleanRootFolder(1));
+
+    QCOMPARE(pathsOf(store.manager.GetAll()), QStringList({u"/r/a"_s}));
+    QCOMPARE(store.number(CountFiles), 1);
+}
+
+void TestFolderConfigManager::listsShowForeignChangesWhenTheCachesAreCleared()
+{
+    QFETCH(QString, engine);
+    Store store(engine);
+    store.addFolder(0, -1, u"/first"_s);
+    store.manager.GetAll();
+    store.manager.GetAllRootFolders();
+
+    QVERIFY(store.run(u"DELETE FROM FolderConfiguration"_s));
+    QCOMPARE(idsOf(store.manager.GetAll()), QList<int>({1}));
+    QCOMPARE(idsOf(store.manager.GetAllRootFolders()), QList<int>({1}));
+    store.manager.ClearCaches();
+
+    QVERIFY(store.manager.GetAll().isEmpty());
+    QVERIFY(store.manager.GetAllRootFolders().isEmpty());
 }
 
 void TestFolderConfigManager::removeOfAnUnknownIdSucceeds()

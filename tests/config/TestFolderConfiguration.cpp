@@ -67,6 +67,11 @@ QStringList fieldsOf(const FolderConfiguration& folder)
                   << (folder.getSyncStatusChanged() ? u"changed"_s : u"unchanged"_s);
 }
 
+const QStringList DefaultFields{
+    u"-1"_s, u"-1"_s, u"-1"_s, {},      {},     {}, {},      u"1"_s, {}, {}, u"-1"_s,        {},
+    u"1"_s,  u"0"_s,  u"0"_s,  u"-1"_s, u"0"_s, {}, u"31"_s, {},     {}, {}, u"unchanged"_s,
+};
+
 const QStringList SampleFields{
     u"-1"_s,
     u"2"_s,
@@ -126,12 +131,7 @@ void TestFolderConfiguration::newRecordHoldsTheDefaults()
 {
     const FolderConfiguration folder;
 
-    QCOMPARE(
-        fieldsOf(folder),
-        QStringList(
-            {u"-1"_s, u"-1"_s, u"-1"_s,       {},     {},     {},      {},     u"1"_s, {},      {},
-             u"-1"_s, {},      u"1"_s,        u"0"_s, u"0"_s, u"-1"_s, u"0"_s, {},     u"31"_s, {},
-             {},      {},      u"unchanged"_s}));
+    QCOMPARE(fieldsOf(folder), DefaultFields);
     QVERIFY(folder.getName().isNull());
     QVERIFY(folder.getLastOperationTime().isNull());
     QVERIFY(folder.getLastSyncTime().isNull());
