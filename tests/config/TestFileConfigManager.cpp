@@ -466,8 +466,6 @@ class TestFileConfigManager : public QObject
 private Q_SLOTS:
     void initTestCase() { qputenv("TZ", "Asia/Kolkata"); }
 
-    // --- Reading ---
-
     void singleLookupRunsItsStatement_data() { addSingleLookups(); }
     void singleLookupRunsItsStatement()
     {
@@ -818,8 +816,6 @@ private Q_SLOTS:
         QCOMPARE(test.manager.parent(), nullptr);
     }
 
-    // --- Update and Add ---
-
     void updateStoresEveryFieldInTheTableOfTheType_data() { addTables(); }
     void updateStoresEveryFieldInTheTableOfTheType()
     {
@@ -1054,8 +1050,6 @@ private Q_SLOTS:
         QCOMPARE(manager.updatedId, 51);
     }
 
-    // --- Linked files ---
-
     void linksOutsideTheRootOrWithoutFileLoseTheirId()
     {
         const QTemporaryDir directory;
@@ -1192,8 +1186,6 @@ private Q_SLOTS:
 
         QCOMPARE(file.getFileLinks()[0].FileId, 9);
     }
-
-    // --- Removing ---
 
     void removalRunsItsStatement_data()
     {
@@ -1339,8 +1331,6 @@ private Q_SLOTS:
                 statementLog(remove, {u":parentFileId int 32"_s}, 1));
     }
 
-    // --- Changes on the disk ---
-
     void timesAgreeWithinLessThanTwoSeconds_data()
     {
         QTest::addColumn<int>("modifiedOffMs");
@@ -1479,8 +1469,6 @@ private Q_SLOTS:
         QVERIFY(!manager.LocalFileHasChanged(file, config));
     }
 
-    // --- Transactions ---
-
     void transactionControlIsForwarded_data()
     {
         QTest::addColumn<bool>("result");
@@ -1503,8 +1491,6 @@ private Q_SLOTS:
             test.database->log(),
             (QStringList{get, u"transaction"_s, get, u"commit"_s, get, u"rollback"_s}));
     }
-
-    // --- Links as text ---
 
     void linksAndTheirDateSurviveAsText()
     {

@@ -10,6 +10,12 @@ using namespace Qt::StringLiterals;
 
 namespace sync::config {
 
+// The form that is written, and read without a document tree:
+//
+//     <FileLinks FileDate="2024-05-06T07:08:09Z">
+//      <FileLink FileId="7" RefId="r" ServerFileId="s" Path="docs/a.txt"/>
+//     </FileLinks>
+
 namespace {
 
 /// What a text holds.
@@ -64,8 +70,8 @@ void appendAttribute(QString& xml, QStringView name, const QString& value)
     xml += u'"';
 }
 
-/// Reads text that writeFileLinksXml() has written, which is nearly all there is, many times faster
-/// than the DOM does. Whatever else it meets makes it give up.
+/// Reads text that writeFileLinksXml() has written, which is nearly all there is. Whatever else
+/// it meets makes it give up, for the DOM to decide.
 class WrittenTextReader
 {
 public:
