@@ -477,7 +477,7 @@ void TestAuthenticationConfigManager::withoutAKeyNothingIsExecutedAndTheScopeEnd
     Recording recording;
     core::crypto::setKeyStore(std::make_shared<LockedKeyStore>());
 
-    QVERIFY_EXCEPTION_THROWN(write(recording.manager), KeyError);
+    QVERIFY_THROWS_EXCEPTION(KeyError, write(recording.manager));
 
     const QStringList log = recording.factory->log();
     QCOMPARE(log.first(), u"create query, depth 1"_s);
@@ -722,9 +722,9 @@ void TestAuthenticationConfigManager::withoutAKeyTheStoredPasswordStays()
     core::crypto::setKeyStore(std::make_shared<LockedKeyStore>());
 
     AuthenticationConfiguration another = sampleSignIn();
-    QVERIFY_EXCEPTION_THROWN(manager.Add(another), KeyError);
-    QVERIFY_EXCEPTION_THROWN(
-        manager.UpdatePassword(u"domain"_s, u"user"_s, u"new one"_s), KeyError);
+    QVERIFY_THROWS_EXCEPTION(KeyError, manager.Add(another));
+    QVERIFY_THROWS_EXCEPTION(
+        KeyError, manager.UpdatePassword(u"domain"_s, u"user"_s, u"new one"_s));
 
     core::crypto::setKeyStore(keys);
     const auto signIns = manager.GetAll();

@@ -609,7 +609,7 @@ void TestPasswordKeys::keyOfTheHostIsChangedByHandingOverANewOne()
     setKeyStore(std::make_shared<HostKeyStore>(oldKey));
     const Factory database = openFilledDatabase();
     PasswordKeys keys(database);
-    QVERIFY_EXCEPTION_THROWN(keys.changeKey(), KeyError);
+    QVERIFY_THROWS_EXCEPTION(KeyError, keys.changeKey());
 
     QVERIFY(keys.use(std::make_shared<HostKeyStore>(newKey, QList<QByteArray>{oldKey})));
     const PasswordKeys::Outcome outcome = keys.changeKey();

@@ -7,7 +7,11 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <algorithm>
 #include <functional>
+#include <memory>
+#include <optional>
+#include <stdexcept>
 #include <thread>
 #include <vector>
 
@@ -228,9 +232,9 @@ void TestKeyStore::changeThatThrowsLeavesTheFileAsItIs()
     store.readOrCreate();
     const QByteArray before = contentOf(path);
 
-    QVERIFY_EXCEPTION_THROWN(
-        store.change([](const KeyRing&) -> KeyRing { throw std::logic_error("stop"); }),
-        std::logic_error);
+    QVERIFY_THROWS_EXCEPTION(std::logic_error, store.change([](const KeyRing&) -> KeyRing {
+        throw std::logic_error("stop");
+    }));
 
     QCOMPARE(contentOf(path), before);
     QCOMPARE(store.change(addKey).ids().size(), 2); // The lock was given back.
