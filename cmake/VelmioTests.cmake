@@ -7,12 +7,21 @@ function(velmio_add_test name)
     add_executable(${name} ${name}.cpp ${arg_SOURCES})
     velmio_configure_target(${name})
     target_link_libraries(${name} PRIVATE Velmio::TestSupport Velmio::Configuration ${arg_LINK})
+    set(home "${CMAKE_CURRENT_BINARY_DIR}/${name}.home")
     add_test(NAME ${name} COMMAND ${name})
     set_tests_properties(
         ${name}
         PROPERTIES
             LABELS "${arg_LABEL}"
             TIMEOUT 120
-            ENVIRONMENT "QT_LOGGING_RULES=;XDG_CONFIG_HOME=${CMAKE_CURRENT_BINARY_DIR}/${name}.home"
+            ENVIRONMENT
+            "QT_LOGGING_RULES=;XDG_CONFIG_HOME=${home};XDG_DATA_HOME=${home}/share"
     )
+endfunction()
+
+# velmio_add_private_source(<test> <file below src/>)
+#
+# Compiles a source of a library into a test, for what the library does not export.
+function(velmio_add_private_source test source)
+    target_sources(${test} PRIVATE "${PROJECT_SOURCE_DIR}/src/${source}")
 endfunction()

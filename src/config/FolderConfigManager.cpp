@@ -183,10 +183,7 @@ QVector<FolderConfiguration> FolderConfigManager::GetAll()
 bool FolderConfigManager::Update(FolderConfiguration folderConfiguration)
 {
     TransactionalScope scope;
-    Statement statement = _Prepare(UpdateById.toString());
-    statement.bind(u":id"_s, folderConfiguration.members.id);
-    _BindFolderConfiguration(statement, folderConfiguration);
-    if (!statement.exec())
+    if (!_Update(folderConfiguration))
         return false;
 
     _RefreshNativeFileViewerIfSyncStatusChanged(folderConfiguration);
@@ -457,6 +454,14 @@ void FolderConfigManager::_BindFolderConfiguration(
         .bind(u":serverRoot"_s, members.serverRoot)
         .bind(u":productConfigurationId"_s, members.productConfigurationId)
         .bind(u":serverFolderId"_s, members.serverFolderId);
+}
+
+bool FolderConfigManager::_Update(const FolderConfiguration& folder)
+{
+    Statement statement = _Prepare(UpdateById.toString());
+    statement.bind(u":id"_s, folder.members.id);
+    _BindFolderConfiguration(statement, folder);
+    return statement.exec();
 }
 
 bool FolderConfigManager::_Insert(FolderConfiguration& folder)

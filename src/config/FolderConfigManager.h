@@ -129,6 +129,7 @@ private:
     QVector<FolderConfiguration> _GetAll();
     QVector<FolderConfiguration> _GetAllRootFolders();
     void _BindFolderConfiguration(Statement& statement, const FolderConfiguration& folder);
+    bool _Update(const FolderConfiguration& folder);
     bool _Insert(FolderConfiguration& folder);
     FolderConfiguration _NewFolder(
         const QString& clientPath, int parentId, const FolderConfiguration& root);

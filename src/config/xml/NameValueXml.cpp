@@ -1,33 +1,159 @@
 #include <config/xml/NameValueXml.h>
 
-#include <QDomDocument>
+#include <config/xml/NameValueDom.h>
 
-using namespace Qt::StringLiterals;
+#include <QStringView>
+
+#include <algorithm>
+#include <optional>
 
 namespace sync::config {
 
+// The form that is written and read here without a document tree, each entry on a line:
+//
+//     <!DOCTYPE NameValueXml>
+//     <NameValueXml>
+//      <Key><![CDATA[value]]></Key>
+//     </NameValueXml>
+//
+// Whatever could make the toolkit's writer or reader do anything else goes to them.
+
+namespace {
+
+constexpr QStringView EmptyDocument = u"<!DOCTYPE NameValueXml>\n<NameValueXml/>\n";
+constexpr QStringView DocumentStart = u"<!DOCTYPE NameValueXml>\n<NameValueXml>\n";
+constexpr QStringView DocumentEnd = u"</NameValueXml>\n";
+constexpr QStringView EntryStart = u" <";
+constexpr QStringView ValueStart = u"><![CDATA[";
+constexpr QStringView ValueEnd = u"]]>";
+constexpr QStringView EndTagStart = u"</";
+constexpr QStringView EndTagEnd = u">\n";
+
+constexpr qsizetype MarkupLength =
+    EntryStart.size() + ValueStart.size() + ValueEnd.size() + EndTagStart.size() + EndTagEnd.size();
+constexpr qsizetype MaxKeyLength = 256;
+
+bool isLetter(QChar c)
+{
+    return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z') || c == u'_';
+}
+
+bool isNameCharacter(QChar c)
+{
+    return isLetter(c) || (c >= u'0' && c <= u'9') || c == u'-' || c == u'.';
+}
+
+// A name that XML takes whatever the toolkit's policy for invalid data is.
+bool isPlainKey(QStringView key)
+{
+    return !key.isEmpty() && key.size() <= MaxKeyLength && isLetter(key.front()) &&
+           std::all_of(key.begin(), key.end(), isNameCharacter);
+}
+
+bool isSurrogatePair(QStringView text, qsizetype at)
+{
+    return text[at].isHighSurrogate() && at + 1 < text.size() && text[at + 1].isLowSurrogate();
+}
+
+// Characters that XML takes, and no carriage return, which a reader turns into a line feed.
+bool isPlainText(QStringView text)
+{
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const QChar c = text[i];
+        if (c.isSurrogate()) {
+            if (!isSurrogatePair(text, i))
+                return false;
+            ++i;
+        } else if ((c < u' ' && c != u'\t' && c != u'\n') || c >= QChar(0xfffe)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool isPlainValue(QStringView value)
+{
+    return isPlainText(value) && !value.contains(ValueEnd);
+}
+
+bool skip(QStringView& rest, QStringView expected)
+{
+    if (!rest.startsWith(expected))
+        return false;
+    rest = rest.sliced(expected.size());
+    return true;
+}
+
+// Takes what stands before `end`, and `end` itself, off the text.
+std::optional<QStringView> takeUntil(QStringView& rest, QStringView end)
+{
+    const qsizetype length = rest.indexOf(end);
+    if (length < 0)
+        return {};
+    const QStringView taken = rest.first(length);
+    rest = rest.sliced(length + end.size());
+    return taken;
+}
+
+bool readEntry(QStringView& rest, QMap<QString, QString>& properties)
+{
+    if (!skip(rest, EntryStart))
+        return false;
+    const auto key = takeUntil(rest, ValueStart);
+    if (!key || !isPlainKey(*key))
+        return false;
+    const auto value = takeUntil(rest, ValueEnd);
+    if (!value || !isPlainText(*value))
+        return false;
+    if (!skip(rest, EndTagStart) || !skip(rest, *key) || !skip(rest, EndTagEnd))
+        return false;
+    properties.insert(properties.cend(), key->toString(), value->toString());
+    return true;
+}
+
+std::optional<QMap<QString, QString>> readPlain(QStringView xml)
+{
+    QMap<QString, QString> properties;
+    if (xml.isEmpty() || xml == EmptyDocument)
+        return properties;
+    if (!skip(xml, DocumentStart))
+        return {};
+    while (xml != DocumentEnd) {
+        if (!readEntry(xml, properties))
+            return {};
+    }
+    return properties;
+}
+
+} // namespace
+
 QString writeNameValueXml(const QMap<QString, QString>& properties)
 {
-    QDomDocument document(u"NameValueXml"_s);
-    QDomElement root = document.createElement(u"NameValueXml"_s);
-    document.appendChild(root);
+    if (properties.isEmpty())
+        return EmptyDocument.toString();
+
+    qsizetype length = DocumentStart.size() + DocumentEnd.size();
     for (auto entry = properties.cbegin(); entry != properties.cend(); ++entry) {
-        QDomElement element = document.createElement(entry.key());
-        root.appendChild(element);
-        element.appendChild(document.createCDATASection(entry.value()));
+        if (!isPlainKey(entry.key()) || !isPlainValue(entry.value()))
+            return writeNameValueDom(properties);
+        length += MarkupLength + 2 * entry.key().size() + entry.value().size();
     }
-    return document.toString(1);
+
+    QString xml;
+    xml.reserve(length);
+    xml += DocumentStart;
+    for (auto entry = properties.cbegin(); entry != properties.cend(); ++entry) {
+        xml.append(EntryStart).append(entry.key()).append(ValueStart).append(entry.value());
+        xml.append(ValueEnd).append(EndTagStart).append(entry.key()).append(EndTagEnd);
+    }
+    return xml += DocumentEnd;
 }
 
 QMap<QString, QString> readNameValueXml(const QString& xml)
 {
-    QMap<QString, QString> properties;
-    QDomDocument document(u"NameValueXml"_s);
-    document.setContent(xml);
-    const QDomElement root = document.documentElement();
-    for (QDomNode node = root.firstChild(); !node.isNull(); node = node.nextSibling())
-        properties[node.nodeName()] = node.firstChild().nodeValue();
-    return properties;
+    if (auto properties = readPlain(xml))
+        return *std::move(properties);
+    return readNameValueDom(xml);
 }
 
 } // namespace sync::config

@@ -192,8 +192,11 @@ void inspect(const QString& path)
             throw tooNew(path, version);
         return;
     }
-    // Without a mark it may be taken over when nobody has put anything into it.
-    if (applicationId != 0 || version != 0 ||
+    // Without a mark it may be taken over when nobody has put anything into it, nor into a log
+    // that this connection does not read.
+    const bool hasLog = QFileInfo(path + u"-wal"_s).size() > 0;
+    const bool hasJournal = QFileInfo(path + u"-journal"_s).size() > 0;
+    if (applicationId != 0 || version != 0 || hasLog || hasJournal ||
         queryNumber(database.get(), "SELECT count(*) FROM sqlite_schema", path) != 0)
         throw foreignDatabase(path);
 }

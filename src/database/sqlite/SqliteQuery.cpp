@@ -162,9 +162,11 @@ qsizetype SqliteQuery::parameterOf(const QString& placeholder) const
         return -1;
     // Managers bind in the order of the statement, but for the key of an UPDATE.
     const QStringList& names = statement->placeholders;
-    if (likelyParameter >= names.size() || names[likelyParameter] != placeholder)
-        likelyParameter = names.indexOf(placeholder);
-    return likelyParameter < 0 ? -1 : likelyParameter++;
+    qsizetype parameter = likelyParameter;
+    if (parameter >= names.size() || names[parameter] != placeholder)
+        parameter = names.indexOf(placeholder);
+    likelyParameter = parameter + 1;
+    return parameter;
 }
 
 bool FailedQuery::prepare(const QString& sql)

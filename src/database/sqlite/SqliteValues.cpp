@@ -1,6 +1,5 @@
 #include <database/sqlite/SqliteValues.h>
 
-#include <QStringDecoder>
 #include <QStringEncoder>
 
 #include <sqlite3.h>
@@ -94,7 +93,7 @@ void writeDigits(char16_t* target, unsigned value, int count)
         target[index] = static_cast<char16_t>(u'0' + value % 10);
 }
 
-// The toolkit's text for a UTC time of the years 0 to 9999, at a fraction of its cost.
+// The toolkit's text for a UTC time of the years 1 to 9999, at a fraction of its cost.
 QString utcText(qint64 msecsSinceEpoch)
 {
     using namespace std::chrono;
@@ -150,8 +149,8 @@ QString decodeUtf8(const char* bytes, qsizetype size)
 
 QString timeText(const QDateTime& time)
 {
-    // 0000-01-01 and 9999-12-31, the last years that ISO 8601 writes with four digits.
-    constexpr qint64 FirstMsec = -62167219200000;
+    // 0001-01-01 and 9999-12-31: the toolkit writes no year 0 and none of five digits.
+    constexpr qint64 FirstMsec = -62135596800000;
     constexpr qint64 LastMsec = 253402300799999;
     if (time.timeSpec() == Qt::UTC) {
         const qint64 msecs = time.toMSecsSinceEpoch();
@@ -251,7 +250,7 @@ bool BoundValues::bindTime(sqlite3_stmt* statement, int parameter, const QDateTi
         return succeeded(sqlite3_bind_null(statement, parameter));
     const QString text = timeText(time);
     if (text.isEmpty())
-        return refuse(u"a time outside the years 0 to 9999 cannot be stored"_s);
+        return refuse(u"a time outside the years 1 to 9999 cannot be stored"_s);
     return bindText(statement, parameter, text);
 }
 

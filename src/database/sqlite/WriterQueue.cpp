@@ -49,4 +49,10 @@ void WriterQueue::leave()
     next->turnCame.notify_one();
 }
 
+std::size_t WriterQueue::waitingCount()
+{
+    const std::lock_guard lock(mutex);
+    return waiting.size();
+}
+
 } // namespace sync::database

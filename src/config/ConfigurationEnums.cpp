@@ -1,3 +1,0 @@
-#include <config/ConfigurationEnums.h>
-
-#include "moc_ConfigurationEnums.cpp"

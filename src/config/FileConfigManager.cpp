@@ -1,0 +1,717 @@
+#include <config/FileConfigManager.h>
+
+#include <config/FolderConfiguration.h>
+#include <config/statement/DateTimes.h>
+#include <config/statement/SqlText.h>
+#include <config/statement/Statement.h>
+#include <config/xml/FileLinksXml.h>
+#include <core/PathHelpers.h>
+#include <database/TransactionalScope.h>
+#include <interf/ICryptographicHash.h>
+#include <interf/IDatabaseFactory.h>
+#include <interf/IFolderConfigManager.h>
+#include <interf/IQSqlDatabaseWrapper.h>
+#include <interf/IRefreshNativeFileViewer.h>
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QStringList>
+
+#include <iterator>
+
+using namespace Qt::StringLiterals;
+using sync::database::TransactionalScope;
+using sync::interf::FileConfigOrderByEnum;
+
+namespace sync::config {
+
+namespace {
+
+// In the order in which _PopulateFileConfiguration reads them.
+constexpr SqlText Select(
+    u"SELECT id, folderConfigurationId, name, clientPath, serverPath, checkSum, createdDateTime,"
+    u" lastModifiedDateTime, syncStatus, lastOperationType, size, nameValueProperties,"
+    u" lastOperationTime, rootFolderId, syncOption, parentFileId, fileType, ownerId, privileges,"
+    u" productConfigurationId, serverFileId,  serverFileVersionId, checkSumMD5, fileLinks");
+
+constexpr auto SelectById = Select + u" FROM FileConfiguration WHERE id = :id";
+constexpr auto SelectGeneratedById = Select + u" FROM GeneratedFileConfiguration WHERE id = :id";
+constexpr auto SelectBaseById = Select + u" FROM BaseFileConfiguration WHERE id = :id";
+constexpr auto SelectByClientPath =
+    Select + u" FROM FileConfiguration WHERE clientPath = :clientPath";
+constexpr auto SelectGeneratedByClientPath =
+    Select + u" FROM GeneratedFileConfiguration WHERE clientPath = :clientPath";
+constexpr auto SelectByMissingRoots =
+    Select + u" FROM FileConfiguration WHERE rootFolderId NOT IN (%1)";
+constexpr auto SelectByServerPath =
+    Select + u" FROM FileConfiguration WHERE serverPath = :serverPath";
+constexpr auto SelectByServerId =
+    Select + u" FROM FileConfiguration WHERE serverFileId = :serverFileId";
+constexpr auto SelectByFolderIdAndSyncStatus =
+    Select + u" FROM FileConfiguration WHERE folderConfigurationId = :folderConfigurationId "
+             u" AND syncStatus = :syncStatus ORDER BY name";
+constexpr auto SelectGeneratedByParent =
+    Select + u" FROM GeneratedFileConfiguration WHERE parentFileId = :parentFileId ORDER BY id";
+constexpr auto SelectBaseByParent =
+    Select + u" FROM BaseFileConfiguration WHERE parentFileId = :parentFileId ORDER BY id";
+constexpr auto SelectAll = Select + u" FROM FileConfiguration";
+
+// An ORDER BY clause follows, therefore the blank at the end.
+constexpr auto SelectByFolderId =
+    Select + u" FROM FileConfiguration WHERE folderConfigurationId = :folderConfigurationId ";
+constexpr auto SelectByRootFolderId =
+    Select + u" FROM FileConfiguration WHERE rootFolderId = :rootFolderId ";
+constexpr auto SelectGeneratedByRootFolderId =
+    Select + u" FROM GeneratedFileConfiguration WHERE rootFolderId = :rootFolderId ";
+
+// By the value of FileConfigOrderByEnum. The capitals differ from those of the columns; that is
+// wanted.
+constexpr QStringView OrderClauses[] = {
+    u"Id",
+    u"Id DESC",
+    u"Name",
+    u"Name DESC",
+    u"FolderConfigurationId",
+    u"FolderConfigurationId DESC",
+    u"ClientPath",
+    u"ClientPath DESC",
+    u"ServerPath",
+    u"ServerPath DESC",
+    u"CheckSum",
+    u"CheckSum DESC",
+    u"CreatedDateTime",
+    u"CreatedDateTime DESC",
+    u"LastModifiedDateTime",
+    u"LastModifiedDateTime DESC",
+    u"SyncStatus",
+    u"SyncStatus DESC",
+    u"LastOperationType",
+    u"LastOperationType DESC",
+    u"Size",
+    u"Size DESC",
+};
+
+constexpr SqlText OrdinaryTable(u"FileConfiguration");
+constexpr SqlText GeneratedTable(u"GeneratedFileConfiguration");
+constexpr SqlText BaseTable(u"BaseFileConfiguration");
+constexpr SqlText NoTable(u"");
+
+/// The statements that exist for each table.
+template <const auto& Table>
+struct TableTexts
+{
+    static constexpr auto SelectAll = Select + u" FROM " + Table;
+    static constexpr auto SelectByRootFolderId =
+        SelectAll + u" WHERE rootFolderId = :rootFolderId ";
+    static constexpr auto Insert =
+        u"INSERT INTO " + Table +
+        u" (folderConfigurationId, name, clientPath, serverPath, checkSum, createdDateTime,"
+        u" lastModifiedDateTime, syncStatus, lastOperationType, size, nameValueProperties,"
+        u" lastOperationTime, rootFolderId, syncOption, parentFileId, fileType, ownerId,"
+        u" privileges, productConfigurationId, serverFileId, serverFileVersionId, checkSumMD5,"
+        u" fileLinks) VALUES (:folderConfigurationId, :name, :clientPath, :serverPath, :checkSum,"
+        u" :createdDateTime, :lastModifiedDateTime, :syncStatus, :lastOperationType, :size,"
+        u" :nameValueProperties, :lastOperationTime, :rootFolderId, :syncOption, :parentFileId,"
+        u" :fileType, :ownerId, :privileges, :productConfigurationId, :serverFileId,"
+        u" :serverFileVersionId, :checkSumMD5, :fileLinks);";
+    static constexpr auto UpdateById =
+        u"UPDATE " + Table +
+        u" SET folderConfigurationId = :folderConfigurationId, name = :name,"
+        u" clientPath = :clientPath, serverPath = :serverPath, checkSum = :checkSum,"
+        u" createdDateTime = :createdDateTime, lastModifiedDateTime = :lastModifiedDateTime,"
+        u" syncStatus = :syncStatus, lastOperationType = :lastOperationType, size = :size,"
+        u" nameValueProperties = :nameValueProperties,  lastOperationTime = :lastOperationTime, "
+        u" rootFolderId = :rootFolderId,  syncOption = :syncOption, "
+        u" parentFileId = :parentFileId,  fileType = :fileType,  ownerId = :ownerId, "
+        u" privileges = :privileges,  productConfigurationId = :productConfigurationId, "
+        u" serverFileId = :serverFileId,  serverFileVersionId = :serverFileVersionId, "
+        u" checkSumMD5 = :checkSumMD5,  fileLinks = :fileLinks  WHERE id = :id";
+};
+
+struct TableStatements
+{
+    QString name;
+    QString selectAll;
+    QString selectByRootFolderId;
+    QString insert;
+    QString updateById;
+};
+
+template <const auto& Table>
+TableStatements statementsOf()
+{
+    using Texts = TableTexts<Table>;
+    return {
+        Table.toString(), Texts::SelectAll.toString(), Texts::SelectByRootFolderId.toString(),
+        Texts::Insert.toString(), Texts::UpdateById.toString()};
+}
+
+TableStatements statementsFor(FileConfigurationType type)
+{
+    switch (type) {
+    case OrdinaryFile:
+        return statementsOf<OrdinaryTable>();
+    case GeneratedFile:
+        return statementsOf<GeneratedTable>();
+    case BaseFile:
+        return statementsOf<BaseTable>();
+    }
+    // Reads of an unknown type are left to fail in the database.
+    return statementsOf<NoTable>();
+}
+
+constexpr SqlText Delete(u"DELETE FROM FileConfiguration WHERE Id = :id;");
+constexpr SqlText DeleteGenerated(u"DELETE FROM GeneratedFileConfiguration WHERE Id = :id;");
+constexpr SqlText DeleteBase(u"DELETE FROM BaseFileConfiguration WHERE Id = :id;");
+constexpr SqlText DeleteByFolder(
+    u"DELETE FROM FileConfiguration WHERE folderConfigurationId = :folderConfigurationId;");
+constexpr SqlText DeleteByRootFolder(
+    u"DELETE FROM FileConfiguration WHERE rootFolderId = :rootFolderId;");
+constexpr SqlText DeleteGeneratedByRootFolder(
+    u"DELETE FROM GeneratedFileConfiguration WHERE rootFolderId = :rootFolderId;");
+constexpr SqlText DeleteGeneratedByParent(
+    u"DELETE FROM GeneratedFileConfiguration WHERE parentFileId = :parentFileId;");
+
+constexpr SqlText ResetSyncStatus(u"UPDATE FileConfiguration SET syncStatus = :syncStatusNotSynced"
+                                  u" WHERE folderConfigurationId = :folderConfigurationId"
+                                  u" AND syncStatus = :syncStatusSyncing;");
+
+constexpr qint64 TimestampToleranceSeconds = 2;
+
+// Not by secsTo() alone, for which an unknown time is no time away from any other.
+bool areNear(const QDateTime& fileTime, const QDateTime& storedTime)
+{
+    return fileTime.isValid() && storedTime.isValid() &&
+           qAbs(fileTime.secsTo(storedTime)) < TimestampToleranceSeconds;
+}
+
+// Best effort, as all removals from the disk: whatever resists stays.
+void removeBaseCopyFromDisk(const QString& path)
+{
+    // QDir would take the folder of an empty path for the working directory.
+    if (path.isEmpty())
+        return;
+    if (QFile::exists(path))
+        QFile::remove(path);
+    const QDir directory(QFileInfo(path).absolutePath());
+    if (directory.exists())
+        directory.rmdir(directory.absolutePath());
+}
+
+} // namespace
+
+FileConfigManager::FileConfigManager(
+    std::shared_ptr<interf::factory::IDatabaseFactory> databaseFactory,
+    std::shared_ptr<interf::ICryptographicHash> cryptographicHash,
+    std::shared_ptr<interf::IRefreshNativeFileViewer> nativeFileViewer,
+    std::shared_ptr<interf::IFolderConfigManager> folderConfigManager)
+    : DatabaseConfigurationManager(std::move(databaseFactory))
+    , cryptographicHash(std::move(cryptographicHash))
+    , nativeFileViewer(std::move(nativeFileViewer))
+    , folderConfigManager(std::move(folderConfigManager))
+{
+}
+
+FileConfigManager::~FileConfigManager() = default;
+
+FileConfiguration FileConfigManager::GetFileConfigurationById(int id)
+{
+    return _ReadOneById(SelectById.toString(), id);
+}
+
+FileConfiguration FileConfigManager::GetFileConfigurationByServerId(QString serverFileId)
+{
+    return _ReadOne(_Prepare(SelectByServerId.toString()).bind(u":serverFileId"_s, serverFileId));
+}
+
+FileConfiguration FileConfigManager::GetBaseFileConfigurationById(int id)
+{
+    return _ReadOneById(SelectBaseById.toString(), id);
+}
+
+FileConfiguration FileConfigManager::GetGeneratedFileConfigurationById(int id)
+{
+    return _ReadOneById(SelectGeneratedById.toString(), id);
+}
+
+FileConfiguration FileConfigManager::GetFileConfigurationByClientPath(QString path)
+{
+    return _ReadOneByClientPath(SelectByClientPath.toString(), path);
+}
+
+QVector<FileConfiguration> FileConfigManager::GetAllFileConfigurationsByClientPath(QString path)
+{
+    return _ReadAll(_Prepare(SelectByClientPath.toString()).bind(u":clientPath"_s, path));
+}
+
+QVector<FileConfiguration> FileConfigManager::GetFileConfigurationsOfNonExistingRootFolders()
+{
+    QStringList rootIds;
+    const auto roots = folderConfigManager->GetAllRootFolders();
+    for (const FolderConfiguration& root : roots)
+        rootIds.append(QString::number(root.getId()));
+    return _ReadAll(_Prepare(SelectByMissingRoots.toString().arg(rootIds.join(u','))));
+}
+
+FileConfiguration FileConfigManager::GetGeneratedFileConfigurationByClientPath(QString path)
+{
+    return _ReadOneByClientPath(SelectGeneratedByClientPath.toString(), path);
+}
+
+FileConfiguration FileConfigManager::GetFileConfigurationByClientPathAndAuthenticationId(
+    QString path, int authenticationId)
+{
+    return _FindByAuthenticationId(
+        GetAllFileConfigurationsByClientPath(std::move(path)), authenticationId);
+}
+
+FileConfiguration FileConfigManager::GetFileConfigurationByServerPathAndAuthenticationId(
+    QString path, int authenticationId)
+{
+    return _FindByAuthenticationId(
+        _GetFileConfigurationsByServerPath(std::move(path)), authenticationId);
+}
+
+QVector<FileConfiguration> FileConfigManager::GetFileConfigurationsByFolderId(
+    int folderId, FileConfigOrderByEnum order)
+{
+    return _ReadAll(_Prepare(SelectByFolderId.toString() + _GenerateOrderBy(order))
+                        .bind(u":folderConfigurationId"_s, folderId));
+}
+
+QVector<FileConfiguration> FileConfigManager::GetFileConfigurationsByRootFolderId(
+    int rootFolderId, FileConfigOrderByEnum order)
+{
+    return _ReadAll(_Prepare(SelectByRootFolderId.toString() + _GenerateOrderBy(order))
+                        .bind(u":rootFolderId"_s, rootFolderId));
+}
+
+QVector<FileConfiguration> FileConfigManager::GetFileConfigurationsByRootFolderId(
+    int rootFolderId, FileConfigurationType type)
+{
+    return _ReadAll(
+        _Prepare(statementsFor(type).selectByRootFolderId).bind(u":rootFolderId"_s, rootFolderId));
+}
+
+QVector<FileConfiguration> FileConfigManager::GetGeneratedFileConfigurationsByRootFolderId(
+    int rootFolderId, FileConfigOrderByEnum order)
+{
+    return _ReadAll(_Prepare(SelectGeneratedByRootFolderId.toString() + _GenerateOrderBy(order))
+                        .bind(u":rootFolderId"_s, rootFolderId));
+}
+
+QVector<FileConfiguration> FileConfigManager::GetFileConfigurationsByFolderIdAndSyncStatus(
+    int folderId, FileSynchronizationStatus status)
+{
+    return _ReadAll(_Prepare(SelectByFolderIdAndSyncStatus.toString())
+                        .bind(u":folderConfigurationId"_s, folderId)
+                        .bind(u":syncStatus"_s, int(status)));
+}
+
+QVector<FileConfiguration> FileConfigManager::GetGeneratedFileConfigurationsByParentFileId(
+    int parentFileId)
+{
+    return _ReadAll(
+        _Prepare(SelectGeneratedByParent.toString()).bind(u":parentFileId"_s, parentFileId));
+}
+
+QVector<FileConfiguration> FileConfigManager::GetAll()
+{
+    return _ReadAll(_Prepare(SelectAll.toString()));
+}
+
+QVector<FileConfiguration> FileConfigManager::GetAll(FileConfigurationType type)
+{
+    return _ReadAll(_Prepare(statementsFor(type).selectAll));
+}
+
+bool FileConfigManager::Update(FileConfiguration config)
+{
+    const TableStatements table = statementsFor(config.getFileType());
+    if (table.name.isEmpty())
+        return false;
+    if (!config.getFileLinks().isEmpty())
+        AddFileLinks(config);
+
+    TransactionalScope scope;
+    const bool updated =
+        _BindFileConfiguration(_Prepare(table.updateById).bind(u":id"_s, config.getId()), config)
+            .exec();
+    if (!updated)
+        return false;
+    _RefreshNativeFileViewerIfSyncStatusChanged(config);
+    return true;
+}
+
+bool FileConfigManager::Add(FileConfiguration& config)
+{
+    if (config.getClientPath().isEmpty())
+        return false;
+
+    // Among the ordinary files only, whatever the record's own type is; that is wanted.
+    const auto namesakes = GetAllFileConfigurationsByClientPath(config.getClientPath());
+    for (const FileConfiguration& namesake : namesakes) {
+        if (namesake.getFolderConfigurationId() == config.getFolderConfigurationId()) {
+            config.setId(namesake.getId());
+            return Update(config);
+        }
+    }
+
+    const TableStatements table = statementsFor(config.getFileType());
+    if (table.name.isEmpty())
+        return false;
+    if (!config.getFileLinks().isEmpty())
+        AddFileLinks(config);
+
+    TransactionalScope scope;
+    int id = config.getId();
+    if (!_BindFileConfiguration(_Prepare(table.insert), config).execInsert(id))
+        return false;
+    config.setId(id);
+    _RefreshNativeFileViewerIfSyncStatusChanged(config);
+    return true;
+}
+
+bool FileConfigManager::RemoveFileConfigurationAndLinkedConfigurations(int id)
+{
+    bool dependantsRemoved = true;
+    const FileConfiguration base = GetBaseFileConfigurationByParentFileId(id);
+    if (base.getId() != -1) {
+        removeBaseCopyFromDisk(base.getClientPath());
+        dependantsRemoved = RemoveBaseFileConfiguration(base.getId());
+    }
+
+    const auto generated = GetGeneratedFileConfigurationsByParentFileId(id);
+    for (const FileConfiguration& file : generated) {
+        if (!file.getClientPath().isEmpty())
+            QFile::remove(file.getClientPath());
+    }
+    // Also when the base copy's row could not be removed.
+    if (!generated.isEmpty() && !_RemoveGeneratedFileConfigurationsByParentFileId(id))
+        dependantsRemoved = false;
+
+    const bool removed = _Remove(id);
+    return removed && dependantsRemoved;
+}
+
+bool FileConfigManager::RemoveBaseFileConfiguration(int id)
+{
+    // Read before and not used: that is wanted.
+    GetBaseFileConfigurationById(id);
+    return _RemoveRows(DeleteBase.toString(), u":id"_s, id);
+}
+
+bool FileConfigManager::RemoveGeneratedFileConfiguration(int id)
+{
+    // Read before and not used: that is wanted.
+    GetGeneratedFileConfigurationById(id);
+    return _RemoveRows(DeleteGenerated.toString(), u":id"_s, id);
+}
+
+bool FileConfigManager::RemoveByFolderConfigurationId(int folderConfigurationId)
+{
+    return _RemoveRows(
+        DeleteByFolder.toString(), u":folderConfigurationId"_s, folderConfigurationId);
+}
+
+bool FileConfigManager::RemoveGeneratedFileConfigurationsByRootFolderId(int rootFolderId)
+{
+    return _RemoveRows(DeleteGeneratedByRootFolder.toString(), u":rootFolderId"_s, rootFolderId);
+}
+
+bool FileConfigManager::RemoveGeneratedFileConfigurationsByRootFolderIdAndSyncStatus(
+    int rootFolderId, FileSynchronizationStatus status)
+{
+    const auto generated =
+        GetGeneratedFileConfigurationsByRootFolderId(rootFolderId, interf::OrderById);
+    for (const FileConfiguration& file : generated) {
+        // The file's own id in place of its parent's, and false whatever happened: both are wanted.
+        if (file.getSyncStatus() == status)
+            _RemoveGeneratedFileConfigurationsByParentFileId(file.getId());
+    }
+    return false;
+}
+
+bool FileConfigManager::FileAndConfigTimestampsAreEqual(QFileInfo& file, FileConfiguration& config)
+{
+    if (!areNear(file.lastModified(), config.getLastModifiedDateTime()))
+        return false;
+    const QDateTime birth = file.birthTime();
+    const QDateTime created = birth.isValid() ? birth : file.metadataChangeTime();
+    return areNear(created, config.getCreatedDateTime());
+}
+
+bool FileConfigManager::LocalFileHasChanged(QFileInfo& file, FileConfiguration& config)
+{
+    if (FileAndConfigTimestampsAreEqual(file, config))
+        return false;
+    return cryptographicHash->GetFileHash(file.absoluteFilePath()) != config.getCheckSum();
+}
+
+bool FileConfigManager::UpdateSyncStatusFromSyncingToNotSynced(int folderConfigurationId)
+{
+    TransactionalScope scope;
+    return _Prepare(ResetSyncStatus.toString())
+        .bind(u":syncStatusNotSynced"_s, int(FileNotSynced))
+        .bind(u":folderConfigurationId"_s, folderConfigurationId)
+        .bind(u":syncStatusSyncing"_s, int(FileSyncing))
+        .exec();
+}
+
+FileConfiguration FileConfigManager::GetBaseFileConfigurationByParentFileId(int parentFileId)
+{
+    return _ReadOne(_Prepare(SelectBaseByParent.toString()).bind(u":parentFileId"_s, parentFileId));
+}
+
+FileConfiguration FileConfigManager::GetFileConfiguration(FileLink link, const QString& basePath)
+{
+    FileConfiguration file;
+    if (link.FileId != -1)
+        file = GetFileConfigurationById(link.FileId);
+    if (file.getId() == -1)
+        file = GetFileConfigurationByClientPath(
+            core::RelativeToAbsolutePath(link.Path, basePath, true));
+    return file;
+}
+
+bool FileConfigManager::transaction()
+{
+    return databaseFactory->GetDatabase()->transaction();
+}
+
+bool FileConfigManager::commit()
+{
+    return databaseFactory->GetDatabase()->commit();
+}
+
+bool FileConfigManager::rollback()
+{
+    return databaseFactory->GetDatabase()->rollback();
+}
+
+bool FileConfigManager::RemoveByRootFolderId(int rootFolderId)
+{
+    return _RemoveRows(DeleteByRootFolder.toString(), u":rootFolderId"_s, rootFolderId);
+}
+
+QString FileConfigManager::GetTableNameByFileType(FileConfigurationType type) const
+{
+    return statementsFor(type).name;
+}
+
+QString FileConfigManager::GetXmlStringFromFileLinkArray(
+    const QList<FileLink>& links, const QDateTime& date) const
+{
+    return writeFileLinksXml(links, date);
+}
+
+QList<FileLink> FileConfigManager::GetFileLinkArrayFromXmlString(
+    const QString& xml, QDateTime& date) const
+{
+    return readFileLinksXml(xml, date);
+}
+
+FileConfiguration FileConfigManager::_ReadOne(Statement statement)
+{
+    FileConfiguration file;
+    if (statement.execToFirstRow())
+        _PopulateFileConfiguration(statement.row(), file);
+    return file;
+}
+
+FileConfiguration FileConfigManager::_ReadOneById(const QString& sql, int id)
+{
+    return _ReadOne(_Prepare(sql).bind(u":id"_s, id));
+}
+
+FileConfiguration FileConfigManager::_ReadOneByClientPath(const QString& sql, const QString& path)
+{
+    return _ReadOne(_Prepare(sql).bind(u":clientPath"_s, path));
+}
+
+QVector<FileConfiguration> FileConfigManager::_ReadAll(Statement statement)
+{
+    return statement.readAll<QVector<FileConfiguration>>(
+        this, &FileConfigManager::_PopulateFileConfigurations);
+}
+
+QVector<FileConfiguration> FileConfigManager::_GetFileConfigurationsByServerPath(QString path)
+{
+    return _ReadAll(_Prepare(SelectByServerPath.toString()).bind(u":serverPath"_s, path));
+}
+
+FileConfiguration FileConfigManager::_FindByAuthenticationId(
+    const QVector<FileConfiguration>& files, int authenticationId)
+{
+    for (const FileConfiguration& file : files) {
+        const FolderConfiguration folder =
+            folderConfigManager->GetFolderConfigurationById(file.getFolderConfigurationId());
+        if (folder.getAuthenticationId() == authenticationId)
+            return file;
+    }
+    return {};
+}
+
+void FileConfigManager::_PopulateFileConfiguration(
+    interf::IQSqlQueryWrapper* query, FileConfiguration& file)
+{
+    if (!query->isValid())
+        return;
+
+    file.setId(query->value(0).toInt());
+    file.setFolderConfigurationId(query->value(1).toInt());
+    file.setName(query->value(2).toString());
+    file.setClientPath(query->value(3).toString());
+    file.setServerPath(query->value(4).toString());
+    file.setCheckSum(query->value(5).toString());
+    file.setCreatedDateTime(readUtcDateTime(query->value(6)));
+    file.setLastModifiedDateTime(readUtcDateTime(query->value(7)));
+    file.setSyncStatus(static_cast<FileSynchronizationStatus>(query->value(8).toInt()));
+    file.resetSyncStatusChanged();
+    file.setLastOperationType(query->value(9).toInt());
+    file.setSize(query->value(10).toLongLong());
+    file.setNameValueProperties(ToNameValuePropertyMap(query->value(11).toString()));
+    file.setLastOperationTime(readUtcDateTime(query->value(12)));
+    file.setRootFolderId(query->value(13).toInt());
+    file.setSyncOption(query->value(14).toInt());
+    file.setParentFileId(query->value(15).toInt());
+    file.setFileType(static_cast<FileConfigurationType>(query->value(16).toInt()));
+    file.setOwnerId(query->value(17).toString());
+    file.setPrivileges(query->value(18).toInt());
+    file.setProductConfigurationId(query->value(19).toInt());
+    file.setServerFileId(query->value(20).toString());
+    file.setServerFileVersionId(query->value(21).toString());
+    file.setCheckSumMD5(query->value(22).toString());
+    QDateTime linksDate = file.getFileLinksDate();
+    file.setFileLinks(GetFileLinkArrayFromXmlString(query->value(23).toString(), linksDate));
+    file.setFileLinksDate(linksDate);
+}
+
+void FileConfigManager::_PopulateFileConfigurations(
+    interf::IQSqlQueryWrapper* query, QVector<FileConfiguration>& files)
+{
+    while (query->next())
+        _PopulateFileConfiguration(query, files.emplaceBack());
+}
+
+QString FileConfigManager::_GenerateOrderBy(FileConfigOrderByEnum order) const
+{
+    const int value = order;
+    const bool isKnown = value >= 0 && value < int(std::size(OrderClauses));
+    return u"ORDER BY "_s + OrderClauses[isKnown ? value : interf::OrderById].toString();
+}
+
+Statement FileConfigManager::_BindFileConfiguration(
+    Statement statement, const FileConfiguration& config)
+{
+    return statement.bind(u":folderConfigurationId"_s, config.getFolderConfigurationId())
+        .bind(u":name"_s, config.getName())
+        .bind(u":clientPath"_s, config.getClientPath())
+        .bind(u":serverPath"_s, config.getServerPath())
+        .bind(u":checkSum"_s, config.getCheckSum())
+        .bind(u":createdDateTime"_s, config.getCreatedDateTime())
+        .bind(u":lastModifiedDateTime"_s, config.getLastModifiedDateTime())
+        .bind(u":syncStatus"_s, int(config.getSyncStatus()))
+        .bind(u":lastOperationType"_s, config.getLastOperationType())
+        .bind(u":size"_s, config.getSize())
+        .bind(u":nameValueProperties"_s, ToNameValuePropertyString(config.getNameValueProperties()))
+        .bind(u":lastOperationTime"_s, config.getLastOperationTime())
+        .bind(u":rootFolderId"_s, config.getRootFolderId())
+        .bind(u":syncOption"_s, config.getSyncOption())
+        .bind(u":parentFileId"_s, config.getParentFileId())
+        .bind(u":fileType"_s, int(config.getFileType()))
+        .bind(u":ownerId"_s, config.getOwnerId())
+        .bind(u":privileges"_s, config.getPrivileges())
+        .bind(u":productConfigurationId"_s, config.getProductConfigurationId())
+        .bind(u":serverFileId"_s, config.getServerFileId())
+        .bind(u":serverFileVersionId"_s, config.getServerFileVersionId())
+        .bind(u":checkSumMD5"_s, config.getCheckSumMD5())
+        .bind(
+            u":fileLinks"_s,
+            GetXmlStringFromFileLinkArray(config.getFileLinks(), config.getFileLinksDate()));
+}
+
+bool FileConfigManager::_Remove(int id)
+{
+    FileConfiguration file = GetFileConfigurationById(id);
+    TransactionalScope scope;
+    if (!_Prepare(Delete.toString()).bind(u":id"_s, id).exec())
+        return false;
+    _RefreshNativeFileViewer(file);
+    return true;
+}
+
+bool FileConfigManager::_RemoveGeneratedFileConfigurationsByParentFileId(int parentFileId)
+{
+    return _RemoveRows(DeleteGeneratedByParent.toString(), u":parentFileId"_s, parentFileId);
+}
+
+bool FileConfigManager::_RemoveRows(const QString& sql, const QString& placeholder, int value)
+{
+    TransactionalScope scope;
+    return _Prepare(sql).bind(placeholder, value).exec();
+}
+
+void FileConfigManager::_RefreshNativeFileViewer(FileConfiguration& config)
+{
+    if (nativeFileViewer)
+        nativeFileViewer->Refresh(QFileInfo(config.getClientPath()).absolutePath());
+}
+
+void FileConfigManager::_RefreshNativeFileViewerIfSyncStatusChanged(FileConfiguration& config)
+{
+    // Not reset: writing the same record again refreshes the viewer again.
+    if (config.getSyncStatusChanged())
+        _RefreshNativeFileViewer(config);
+}
+
+bool FileConfigManager::AddFileLinks(FileConfiguration& config)
+{
+    const FolderConfiguration root =
+        folderConfigManager->GetFolderConfigurationById(config.getRootFolderId());
+    bool added = false;
+    auto links = config.getFileLinks();
+    for (FileLink& link : links) {
+        const QString path = core::RelativeToAbsolutePath(link.Path, config.getClientPath(), true);
+        if (!core::IsParentPath(root.getClientPath(), path) || !QFileInfo(path).isFile()) {
+            link.FileId = -1;
+            continue;
+        }
+        const FileConfiguration linked = GetFileConfiguration(link, config.getClientPath());
+        if (linked.getId() != -1) {
+            link.FileId = linked.getId();
+            link.ServerFileId = linked.getServerFileId();
+        } else if (_AddLinkedFile(link, path, config, root)) {
+            added = true;
+        }
+    }
+    config.setFileLinks(std::move(links));
+    return added;
+}
+
+bool FileConfigManager::_AddLinkedFile(
+    FileLink& link, const QString& path, const FileConfiguration& config,
+    const FolderConfiguration& root)
+{
+    const QFileInfo file(path);
+    // It carries no links of its own: files that link to each other in a circle end here.
+    FileConfiguration linked;
+    linked.setServerFileId(link.ServerFileId);
+    linked.setName(file.fileName());
+    linked.setServerPath(
+        core::GetMappedPath(path, root.getClientPath(), root.getServerPath(), true));
+    linked.setSyncStatus(FileCreated);
+    linked.setLastOperationType(0);
+    linked.setRootFolderId(config.getRootFolderId());
+    linked.setFolderConfigurationId(
+        folderConfigManager->AddFolderAndParent(file.absolutePath(), root).getId());
+    linked.setFileType(OrdinaryFile);
+    linked.setProductConfigurationId(config.getProductConfigurationId());
+    linked.setClientPath(path);
+    const bool added = Add(linked);
+    link.FileId = linked.getId();
+    return added;
+}
+
+} // namespace sync::config

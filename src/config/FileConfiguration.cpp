@@ -1,0 +1,12 @@
+#include <config/FileConfiguration.h>
+
+namespace sync::config {
+
+FileConfiguration::FileConfiguration()
+{
+    fileLinksDate.setTimeSpec(Qt::UTC);
+}
+
+FileConfiguration::~FileConfiguration() = default;
+
+} // namespace sync::config

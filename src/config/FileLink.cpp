@@ -1,0 +1,7 @@
+#include <config/FileLink.h>
+
+namespace sync::config {
+
+FileLink::~FileLink() = default;
+
+} // namespace sync::config

@@ -1,0 +1,207 @@
+#include <config/PasswordKeys.h>
+
+#include <config/statement/SqlText.h>
+#include <config/statement/Statement.h>
+#include <core/cipher/Cipher.h>
+#include <interf/IDatabaseFactory.h>
+#include <interf/IQSqlDatabaseWrapper.h>
+
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+using namespace sync::core::crypto;
+
+namespace sync::config {
+
+namespace {
+
+constexpr SqlText SelectPasswords(u"SELECT id, encryptedPassword FROM AuthenticationConfiguration"
+                                  u" WHERE encryptedPassword IS NOT NULL");
+// Compares the password as well, so that one that was just stored anew is not set back.
+constexpr SqlText UpdatePassword(
+    u"UPDATE AuthenticationConfiguration SET encryptedPassword = :encryptedPassword"
+    u" WHERE id = :id AND encryptedPassword = :previousPassword");
+
+/// A transaction that is rolled back unless it was committed.
+class Transaction
+{
+public:
+    explicit Transaction(std::shared_ptr<interf::IQSqlDatabaseWrapper> connection)
+        : database(std::move(connection))
+        , open(database->transaction())
+    {
+    }
+    ~Transaction()
+    {
+        if (open)
+            database->rollback();
+    }
+    Q_DISABLE_COPY_MOVE(Transaction)
+
+    bool isOpen() const { return open; }
+
+    bool commit()
+    {
+        const bool committed = database->commit();
+        open = !committed;
+        return committed;
+    }
+
+private:
+    const std::shared_ptr<interf::IQSqlDatabaseWrapper> database;
+    bool open;
+};
+
+Opened openWithAny(const QByteArray& value, const QVector<KeyRing>& rings)
+{
+    Opened opened = open(value, {});
+    for (const KeyRing& ring : rings) {
+        if (opened.outcome == Opened::Outcome::OtherKey)
+            opened = open(value, ring);
+    }
+    return opened;
+}
+
+} // namespace
+
+struct PasswordKeys::StoredPasswords
+{
+    bool read = false;
+    QVector<StoredPassword> list;
+};
+
+PasswordKeys::PasswordKeys(std::shared_ptr<interf::factory::IDatabaseFactory> databaseFactory)
+    : databaseFactory(std::move(databaseFactory))
+{
+}
+
+PasswordKeys::~PasswordKeys() = default;
+
+bool PasswordKeys::use(std::shared_ptr<KeyStore> store, OtherBackend otherBackend)
+{
+    const StoredPasswords passwords = _ReadPasswords();
+    if (!passwords.read)
+        return false;
+
+    const KeyRing ring = store->read();
+    for (const StoredPassword& password : passwords.list) {
+        const Opened opened = open(password.value, ring);
+        const bool elsewhere =
+            opened.outcome == Opened::Outcome::OtherKey && opened.backend != store->backend();
+        if (elsewhere && otherBackend == OtherBackend::Refuse) {
+            throw KeyError(
+                KeyError::Cause::OtherBackend,
+                u"The stored passwords use keys of %1, and not of %2. Set that up again, or move "
+                "the passwords."_s.arg(backendName(opened.backend), backendName(store->backend())));
+        }
+    }
+    setKeyStore(std::move(store), otherBackend);
+    return true;
+}
+
+PasswordKeys::Outcome PasswordKeys::changeKey()
+{
+    const StoredPasswords passwords = _ReadPasswords();
+    if (!passwords.read)
+        return {};
+
+    const auto store = keyStore();
+    KeyRing ring = store->readOrCreate();
+    const bool cutShort = std::any_of(
+        passwords.list.begin(), passwords.list.end(), [&ring](const StoredPassword& password) {
+            const Opened opened = open(password.value, ring);
+            return opened.outcome == Opened::Outcome::Read && opened.keyId != ring.current().id();
+        });
+    // The new key is durable before the first password is encrypted with it.
+    if (!cutShort)
+        ring = store->change([](const KeyRing& present) { return present.withNewKey(); });
+    return _Encrypt({ring}, ring.current(), store->backend());
+}
+
+PasswordKeys::Outcome PasswordKeys::moveTo(std::shared_ptr<KeyStore> store)
+{
+    const KeyRing present = keyStore()->read();
+    const KeyRing target = store->readOrCreate();
+    Outcome outcome = _Encrypt({target, present}, target.current(), store->backend());
+    // Whoever moves wants the other store, also where it leaves what nobody can read.
+    if (outcome.succeeded)
+        setKeyStore(std::move(store), OtherBackend::Accept);
+    return outcome;
+}
+
+int PasswordKeys::dropUnusedKeys(std::chrono::hours rest)
+{
+    const StoredPasswords passwords = _ReadPasswords();
+    if (!passwords.read)
+        return -1;
+
+    QSet<KeyId> used;
+    for (const StoredPassword& password : passwords.list)
+        used.insert(open(password.value, {}).keyId);
+    // The key of a value that does not tell it may be any of them.
+    if (used.contains(KeyId()))
+        return 0;
+
+    const QDateTime now = QDateTime::currentDateTimeUtc();
+    const QDateTime moment =
+        now.addSecs(-std::chrono::duration_cast<std::chrono::seconds>(rest).count());
+    qsizetype dropped = 0;
+    const auto store = keyStore();
+    if (store->read().retiredUntil(moment).subtract(used).isEmpty())
+        return 0;
+    store->change([&](const KeyRing& ring) {
+        const QSet<KeyId> unused = ring.retiredUntil(moment).subtract(used);
+        dropped = unused.size();
+        return ring.without(unused);
+    });
+    return static_cast<int>(dropped);
+}
+
+PasswordKeys::StoredPasswords PasswordKeys::_ReadPasswords() const
+{
+    const auto query = databaseFactory->CreateQuery();
+    query->prepare(SelectPasswords.toString());
+    StoredPasswords passwords;
+    passwords.read = query->exec();
+    while (passwords.read && query->next())
+        passwords.list.append({query->value(0).toInt(), query->value(1).toByteArray()});
+    return passwords;
+}
+
+PasswordKeys::Outcome PasswordKeys::_Encrypt(
+    const QVector<KeyRing>& rings, const Key& key, KeyBackend backend) const
+{
+    Transaction transaction(databaseFactory->GetDatabase());
+    const StoredPasswords passwords = transaction.isOpen() ? _ReadPasswords() : StoredPasswords();
+    if (!passwords.read)
+        return {};
+
+    Outcome outcome;
+    for (const StoredPassword& password : passwords.list) {
+        const Opened opened = openWithAny(password.value, rings);
+        if (opened.outcome != Opened::Outcome::Read) {
+            outcome.unreadableIds.append(password.signInId);
+            continue;
+        }
+        if (opened.keyId == key.id() && opened.backend == backend)
+            continue;
+        if (!_Replace(password, seal(opened.secret, key, backend), outcome.encrypted))
+            return {};
+    }
+    outcome.succeeded = transaction.commit();
+    return outcome.succeeded ? outcome : Outcome();
+}
+
+bool PasswordKeys::_Replace(
+    const StoredPassword& password, const QByteArray& value, int& replaced) const
+{
+    const int rows = Statement(databaseFactory->CreateQuery(), UpdatePassword.toString())
+                         .bind(u":id"_s, password.signInId)
+                         .bind(u":encryptedPassword"_s, value)
+                         .bind(u":previousPassword"_s, password.value)
+                         .execCounting();
+    replaced += std::max(rows, 0);
+    return rows >= 0;
+}
+
+} // namespace sync::config

@@ -1,0 +1,74 @@
+#pragma once
+#include <core/PosixSync.h>
+
+#include <core/Export.h>
+
+#include <QMap>
+#include <QObject>
+#include <QString>
+
+namespace sync::config {
+
+/// One product of the client that is registered with a server.
+///
+/// A value: copies are new objects without parent that hold the same properties.
+class VELMIO_CONFIGURATION_EXPORT ProductConfiguration : public QObject
+{
+    Q_OBJECT
+    // clang-format off
+    Q_PROPERTY(int     Id             READ getId)
+    Q_PROPERTY(QString Name           READ getName           WRITE setName)
+    Q_PROPERTY(QString ConsumerKey    READ getConsumerKey    WRITE setConsumerKey)
+    Q_PROPERTY(QString ConsumerSecret READ getConsumerSecret WRITE setConsumerSecret)
+    Q_PROPERTY(int     ServerId       READ getServerId       WRITE setServerId)
+    // clang-format on
+
+public:
+    ProductConfiguration();
+    ~ProductConfiguration() override;
+    ProductConfiguration(const ProductConfiguration& other);
+    ProductConfiguration(ProductConfiguration&& other) noexcept;
+    ProductConfiguration& operator=(const ProductConfiguration& other);
+    ProductConfiguration& operator=(ProductConfiguration&& other) noexcept;
+
+    /// -1 for a record that is not in the database.
+    int getId() const { return members.id; }
+
+    /// The name to show.
+    QString getName() const { return members.name; }
+    void setName(QString value) { members.name = std::move(value); }
+
+    /// The key that the product presents to the server.
+    QString getConsumerKey() const { return members.consumerKey; }
+    void setConsumerKey(QString value) { members.consumerKey = std::move(value); }
+
+    /// The secret that goes with the key. Stored in clear, and only when the product is added.
+    QString getConsumerSecret() const { return members.consumerSecret; }
+    void setConsumerSecret(QString value) { members.consumerSecret = std::move(value); }
+
+    /// The server that the product is registered with.
+    int getServerId() const { return members.serverId; }
+    void setServerId(int value) { members.serverId = value; }
+
+private:
+    friend class ProductConfigManager;
+
+    /// All that a copy takes along.
+    struct Members
+    {
+        int id = -1;
+        QString name;
+        QString consumerKey;
+        QString consumerSecret;
+        int serverId = 0;
+    };
+
+    void _CopyMembers(const ProductConfiguration& other) { members = other.members; }
+
+    Members members;
+    // No copy, move or assignment takes these along, other than in the other records. Wanted: the
+    // records that callers hold have none, and storing one empties the column.
+    QMap<QString, QString> nameValueProperties;
+};
+
+} // namespace sync::config

@@ -1,0 +1,144 @@
+#include <core/Crypto.h>
+
+#include <core/FileKeyStore.h>
+#include <core/cipher/Cipher.h>
+
+#include <QLoggingCategory>
+
+#include <mutex>
+#include <optional>
+
+using namespace Qt::StringLiterals;
+
+namespace sync::core::crypto {
+
+namespace {
+
+Q_LOGGING_CATEGORY(logCategory, "velmio.crypto", QtWarningMsg)
+
+/// The process's choice of a key store, and what was learned of others.
+struct Choice
+{
+    std::mutex mutex;
+    std::shared_ptr<KeyStore> store;
+    OtherBackend otherBackend = OtherBackend::Refuse;
+    std::optional<KeyBackend> otherSeen;
+};
+
+Choice& choice()
+{
+    static Choice present;
+    return present;
+}
+
+void rememberOther(KeyBackend backend)
+{
+    Choice& present = choice();
+    const std::lock_guard lock(present.mutex);
+    present.otherSeen = backend;
+}
+
+void refuseSwitch(KeyBackend backend)
+{
+    Choice& present = choice();
+    const std::lock_guard lock(present.mutex);
+    if (present.otherBackend == OtherBackend::Accept || !present.otherSeen)
+        return;
+    throw KeyError(
+        KeyError::Cause::OtherBackend,
+        u"The password is not stored: the keys come from %1, but passwords are stored under keys "
+        "of %2. Set that up again, or move the passwords."_s.arg(
+            backendName(backend), backendName(*present.otherSeen)));
+}
+
+void warn(const QString& reason)
+{
+    qCWarning(logCategory).noquote() << u"A stored password cannot be read: %1"_s.arg(reason);
+}
+
+QString hex(const KeyId& id)
+{
+    return QString::fromLatin1(id.toHex());
+}
+
+void warnOfOtherKey(const Opened& opened, const KeyRing& ring, KeyBackend backend)
+{
+    if (opened.backend != backend)
+        rememberOther(opened.backend);
+    if (ring.isEmpty()) {
+        warn(u"there is no key in %1; it was stored under key %2 of %3."_s.arg(
+            backendName(backend), hex(opened.keyId), backendName(opened.backend)));
+        return;
+    }
+    warn(u"it was stored under another key, %1 of %2; the present key is %3 of %4."_s.arg(
+        hex(opened.keyId), backendName(opened.backend), hex(ring.current().id()),
+        backendName(backend)));
+}
+
+QString decryptBytes(const QByteArray& stored, KeyStore& store)
+{
+    using Outcome = Opened::Outcome;
+    // What is damaged or of an unknown version needs no key to be told.
+    Opened opened = open(stored, {});
+    KeyRing ring;
+    if (opened.outcome == Outcome::OtherKey) {
+        ring = store.read();
+        opened = open(stored, ring);
+    }
+    switch (opened.outcome) {
+    case Outcome::Read:
+        break;
+    case Outcome::Damaged:
+        warn(u"it is damaged."_s);
+        break;
+    case Outcome::UnknownVersion:
+        warn(u"its format has the unknown version %1."_s.arg(opened.version));
+        break;
+    case Outcome::OtherKey:
+        warnOfOtherKey(opened, ring, store.backend());
+        break;
+    }
+    return opened.secret;
+}
+
+} // namespace
+
+QVariant Encrypt(QString secret)
+{
+    const auto store = keyStore();
+    refuseSwitch(store->backend());
+    return seal(secret, store->readOrCreate().current(), store->backend());
+}
+
+QString Decrypt(QVariant stored)
+{
+    const QByteArray bytes = stored.toByteArray();
+    if (stored.isNull() || (bytes.isNull() && stored.canConvert<QByteArray>()))
+        return {};
+    try {
+        return decryptBytes(bytes, *keyStore());
+    } catch (const KeyError& error) {
+        warn(u"there is no key. %1"_s.arg(error.text()));
+        return {};
+    }
+}
+
+void setKeyStore(std::shared_ptr<KeyStore> store, OtherBackend otherBackend)
+{
+    Choice& present = choice();
+    const std::lock_guard lock(present.mutex);
+    present.store = std::move(store);
+    present.otherBackend = otherBackend;
+    present.otherSeen.reset();
+}
+
+std::shared_ptr<KeyStore> keyStore()
+{
+    Choice& present = choice();
+    const std::lock_guard lock(present.mutex);
+    if (!present.store)
+        present.store = std::make_shared<FileKeyStore>();
+    return present.store;
+}
+
+} // namespace sync::core::crypto

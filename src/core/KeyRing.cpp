@@ -1,0 +1,167 @@
+#include <core/KeyRing.h>
+
+#include <core/KeyError.h>
+#include <core/sodium/Sodium.h>
+
+#include <QtEndian>
+
+#include <algorithm>
+#include <cstring>
+#include <string_view>
+
+using namespace Qt::StringLiterals;
+
+namespace sync::core::crypto {
+
+namespace {
+
+// Layout: magic, one byte for the version, one for the number of keys; for each key the moment of
+// its retirement (milliseconds since 1970, 64 bit little endian, 0 for none) and its bytes; then a
+// checksum of all that, which tells a damaged ring from a wrong key.
+constexpr std::string_view Magic = "velmio-keys";
+constexpr unsigned char Version = 1;
+constexpr std::size_t MaximumKeys = 255;
+constexpr std::size_t HeaderSize = Magic.size() + 2;
+constexpr std::size_t EntrySize = sizeof(qint64) + Key::Size;
+constexpr std::size_t ChecksumSize = crypto_generichash_BYTES_MIN;
+
+constexpr std::string_view IdContext = "velmio key id";
+constexpr std::size_t IdSize = 16;
+
+constexpr std::size_t ringSize(std::size_t keys)
+{
+    return HeaderSize + keys * EntrySize + ChecksumSize;
+}
+
+void writeChecksum(unsigned char* checksum, const SecureBytes& ring)
+{
+    crypto_generichash(checksum, ChecksumSize, ring.data(), ring.size() - ChecksumSize, nullptr, 0);
+}
+
+bool isWellFormed(const SecureBytes& ring)
+{
+    if (ring.size() < ringSize(1) || std::memcmp(ring.data(), Magic.data(), Magic.size()) != 0)
+        return false;
+    if (ring.data()[Magic.size()] != Version ||
+        ring.size() != ringSize(ring.data()[Magic.size() + 1]))
+        return false;
+
+    unsigned char checksum[ChecksumSize];
+    writeChecksum(checksum, ring);
+    return std::memcmp(checksum, ring.data() + ring.size() - ChecksumSize, ChecksumSize) == 0;
+}
+
+KeyId idOf(const SecureBytes& secret)
+{
+    KeyId id(IdSize, Qt::Uninitialized);
+    // A keyed hash of a fixed text: whoever knows the id learns nothing of the key.
+    crypto_generichash(
+        reinterpret_cast<unsigned char*>(id.data()), IdSize,
+        reinterpret_cast<const unsigned char*>(IdContext.data()), IdContext.size(), secret.data(),
+        secret.size());
+    return id;
+}
+
+} // namespace
+
+Key::Key(SecureBytes bytes)
+    : secret(std::move(bytes))
+    , keyId(idOf(secret))
+{
+    Q_ASSERT(secret.size() == Size);
+}
+
+std::shared_ptr<const Key> KeyRing::find(const KeyId& id) const
+{
+    const auto found = std::find_if(
+        entries.begin(), entries.end(), [&](const Entry& entry) { return entry.key->id() == id; });
+    return found == entries.end() ? nullptr : found->key;
+}
+
+QList<KeyId> KeyRing::ids() const
+{
+    QList<KeyId> ids;
+    for (const Entry& entry : entries)
+        ids.append(entry.key->id());
+    return ids;
+}
+
+QSet<KeyId> KeyRing::retiredUntil(const QDateTime& moment) const
+{
+    QSet<KeyId> ids;
+    for (const Entry& entry : entries) {
+        if (entry.retired.isValid() && entry.retired <= moment)
+            ids.insert(entry.key->id());
+    }
+    return ids;
+}
+
+KeyRing KeyRing::withCurrent(std::shared_ptr<const Key> key) const
+{
+    KeyRing ring = without({key->id()});
+    if (!ring.isEmpty() && ring.current().id() == key->id())
+        return ring;
+    if (!ring.isEmpty())
+        ring.entries.front().retired = QDateTime::currentDateTimeUtc();
+    ring.entries.insert(ring.entries.begin(), {std::move(key), {}});
+    return ring;
+}
+
+KeyRing KeyRing::withNewKey() const
+{
+    if (entries.size() == MaximumKeys) {
+        throw KeyError(
+            KeyError::Cause::Other, u"There are 255 password keys, and no more fit. Drop the keys "
+                                    "that no password uses."_s);
+    }
+    return withCurrent(std::make_shared<const Key>(SecureBytes::random(Key::Size)));
+}
+
+KeyRing KeyRing::without(const QSet<KeyId>& ids) const
+{
+    KeyRing ring;
+    for (const Entry& entry : entries) {
+        if (&entry == &entries.front() || !ids.contains(entry.key->id()))
+            ring.entries.push_back(entry);
+    }
+    return ring;
+}
+
+SecureBytes KeyRing::toBytes() const
+{
+    SecureBytes ring(ringSize(entries.size()));
+    unsigned char* position = std::copy(Magic.begin(), Magic.end(), ring.data());
+    *position++ = Version;
+    *position++ = static_cast<unsigned char>(entries.size());
+    for (const Entry& entry : entries) {
+        const qint64 retired = entry.retired.isValid() ? entry.retired.toMSecsSinceEpoch() : 0;
+        qToLittleEndian(retired, position);
+        position += sizeof(retired);
+        position = std::copy_n(entry.key->bytes().data(), Key::Size, position);
+    }
+    writeChecksum(position, ring);
+    return ring;
+}
+
+std::optional<KeyRing> KeyRing::fromBytes(const SecureBytes& bytes)
+{
+    if (!isWellFormed(bytes))
+        return std::nullopt;
+
+    KeyRing ring;
+    const unsigned char* const end = bytes.data() + bytes.size() - ChecksumSize;
+    for (const unsigned char* at = bytes.data() + HeaderSize; at != end; at += EntrySize) {
+        const auto retired = qFromLittleEndian<qint64>(at);
+        ring.entries.push_back(
+            {std::make_shared<const Key>(SecureBytes::copyOf({at + sizeof(retired), Key::Size})),
+             retired ? QDateTime::fromMSecsSinceEpoch(retired, Qt::UTC) : QDateTime()});
+    }
+    return ring;
+}
+
+std::size_t KeyRing::maximumBytes()
+{
+    return ringSize(MaximumKeys);
+}
+
+} // namespace sync::core::crypto

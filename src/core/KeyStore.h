@@ -1,0 +1,47 @@
+#pragma once
+#include <core/PosixSync.h>
+
+#include <core/Export.h>
+#include <core/KeyError.h>
+#include <core/KeyRing.h>
+
+#include <functional>
+
+namespace sync::core::crypto {
+
+/// The kind of place that keeps keys. Every stored password names it.
+enum class KeyBackend : quint8 {
+    File = 1,
+    Keychain = 2,
+    Host = 3,
+};
+
+/// A name for a person, such as "the key file".
+VELMIO_CORE_EXPORT QString backendName(KeyBackend backend);
+
+/// Where the keys live that passwords are encrypted with. Any thread may use it.
+class VELMIO_CORE_EXPORT KeyStore
+{
+public:
+    /// What becomes of a ring. May throw, which leaves the store as it is.
+    using Change = std::function<KeyRing(const KeyRing& ring)>;
+
+    virtual ~KeyStore();
+
+    virtual KeyBackend backend() const = 0;
+
+    /// The keys as they are now; an empty ring when there are none yet. Throws KeyError when that
+    /// cannot be told.
+    virtual KeyRing read() = 0;
+
+    /// Replaces the ring by what `change` makes of it, in one durable step that no other thread or
+    /// process comes between, and returns the ring that is in force then.
+    ///
+    /// Throws KeyError and leaves the store as it is when that fails.
+    virtual KeyRing change(const Change& change) = 0;
+
+    /// The keys, made on first use. Never an empty ring; throws KeyError.
+    KeyRing readOrCreate();
+};
+
+} // namespace sync::core::crypto

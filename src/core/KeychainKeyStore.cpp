@@ -1,0 +1,132 @@
+#include <core/KeychainKeyStore.h>
+
+#include <core/sodium/Sodium.h>
+
+#include <QDir>
+#include <QLockFile>
+#include <QMutexLocker>
+#include <QStandardPaths>
+
+using namespace Qt::StringLiterals;
+
+namespace sync::core::crypto {
+
+namespace {
+
+constexpr int LockTimeoutMs = 30'000;
+
+KeyError errorOf(const Keychain::Answer& answer)
+{
+    switch (answer.status) {
+    case Keychain::Status::Locked:
+        return {
+            KeyError::Cause::Locked,
+            u"The system's keychain is locked, so the password keys are not at hand: %1. Unlock it "
+            "and grant access."_s.arg(answer.error)};
+    case Keychain::Status::Absent:
+        return {
+            KeyError::Cause::Absent,
+            u"There is no system keychain to keep the password keys: %1. Start its service, or "
+            "choose a key file."_s.arg(answer.error)};
+    default:
+        return {
+            KeyError::Cause::Other,
+            u"The system's keychain does not give the password keys: %1. Try again."_s.arg(
+                answer.error)};
+    }
+}
+
+QByteArray entryOf(const KeyRing& ring)
+{
+    const SecureBytes bytes = ring.toBytes();
+    return {reinterpret_cast<const char*>(bytes.data()), static_cast<qsizetype>(bytes.size())};
+}
+
+void wipe(QByteArray& entry)
+{
+    sodium_memzero(entry.data(), static_cast<std::size_t>(entry.size()));
+}
+
+KeyRing ringOf(QByteArray entry)
+{
+    const auto* const bytes = reinterpret_cast<const unsigned char*>(entry.constData());
+    const auto ring =
+        KeyRing::fromBytes(SecureBytes::copyOf({bytes, static_cast<std::size_t>(entry.size())}));
+    wipe(entry);
+    if (!ring) {
+        throw KeyError(
+            KeyError::Cause::Damaged, u"The password keys in the system's keychain are damaged. "
+                                      "Remove the entry and enter the passwords anew."_s);
+    }
+    return *ring;
+}
+
+// A keychain has no step that only one of several processes can take, a file has.
+QString lockPath()
+{
+    const QString folder =
+        QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + u"/velmio"_s;
+    QDir().mkpath(folder);
+    return folder + u"/keychain.lock"_s;
+}
+
+} // namespace
+
+Keychain::~Keychain() = default;
+
+KeychainKeyStore::KeychainKeyStore(std::unique_ptr<Keychain> keychain)
+    : keychain(std::move(keychain))
+{
+}
+
+KeychainKeyStore::~KeychainKeyStore() = default;
+
+KeyRing KeychainKeyStore::read()
+{
+    const QMutexLocker locker(&mutex);
+    if (!known)
+        known = _ReadEntry();
+    return *known;
+}
+
+KeyRing KeychainKeyStore::change(const Change& change)
+{
+    const QMutexLocker locker(&mutex);
+    QLockFile lock(lockPath());
+    lock.setStaleLockTime(0); // Only the end of its process makes a lock stale.
+    if (!lock.tryLock(LockTimeoutMs)) {
+        throw KeyError(
+            KeyError::Cause::NotWritable,
+            u"The lock \"%1\" that guards the system's keychain cannot be had. Make its folder "
+            "writable, and end other programs that hold it."_s.arg(lockPath()));
+    }
+    const KeyRing before = _ReadEntry();
+    const KeyRing after = change(before);
+    if (after.ids() != before.ids()) {
+        QByteArray entry = entryOf(after);
+        const Keychain::Answer answer = keychain->write(entry);
+        wipe(entry);
+        if (answer.status != Keychain::Status::Done)
+            throw errorOf(answer);
+    }
+    known = after;
+    return after;
+}
+
+void KeychainKeyStore::forget()
+{
+    const QMutexLocker locker(&mutex);
+    known.reset();
+}
+
+KeyRing KeychainKeyStore::_ReadEntry()
+{
+    Keychain::Answer answer = keychain->read();
+    if (answer.status == Keychain::Status::Empty)
+        return {};
+    if (answer.status != Keychain::Status::Done)
+        throw errorOf(answer);
+    return ringOf(std::exchange(answer.entry, {}));
+}
+
+} // namespace sync::core::crypto

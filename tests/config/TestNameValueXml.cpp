@@ -1,0 +1,391 @@
+#include <config/DatabaseConfigurationManager.h>
+#include <config/xml/NameValueDom.h>
+#include <config/xml/NameValueXml.h>
+
+#include <QRandomGenerator>
+#include <QTest>
+
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+
+namespace sync::config {
+
+namespace {
+
+using Properties = QMap<QString, QString>;
+
+QString documentOf(const QString& entries)
+{
+    return u"<!DOCTYPE NameValueXml>\n<NameValueXml>\n"_s + entries + u"</NameValueXml>\n"_s;
+}
+
+QString entryOf(const QString& key, const QString& value)
+{
+    return u" <"_s + key + u"><![CDATA["_s + value + u"]]></"_s + key + u">\n"_s;
+}
+
+// As text in which every character shows, for the message of a difference.
+QString shown(const QString& text)
+{
+    QString result;
+    for (const QChar c : text) {
+        const bool plain = c >= u' ' && c <= u'~';
+        result += plain ? QString(c) : u"\\u%1"_s.arg(c.unicode(), 4, 16, QChar(u'0'));
+    }
+    return result;
+}
+
+QStringList shown(const Properties& properties)
+{
+    QStringList entries;
+    for (auto entry = properties.cbegin(); entry != properties.cend(); ++entry)
+        entries.append(shown(entry.key()) + u'=' + shown(entry.value()));
+    return entries;
+}
+
+QString generatedKey(QRandomGenerator& random)
+{
+    static const QString keys[] = {
+        u"a"_s,
+        u"Key"_s,
+        u"_x.y-1"_s,
+        u"FeatureName"_s,
+        u"b"_s,
+        u"xmlns"_s,
+        u"xml"_s,
+        u""_s,
+        u"1a"_s,
+        u"a b"_s,
+        u"a:b"_s,
+        u"-a"_s,
+        u"\u00e4"_s,
+        u"a<b"_s,
+        u"a>"_s,
+        u"a/"_s,
+        u"&amp;"_s,
+        u"a\n"_s,
+        u"\U0001F600"_s,
+        u"#text"_s,
+        u"#comment"_s,
+        u"a="_s,
+        QString(256, u'k'),
+        QString(257, u'k'),
+    };
+    // Mostly plain ones, so that whole documents stay plain, too.
+    const int choice = random.bounded(3) ? random.bounded(5) : random.bounded(int(std::size(keys)));
+    return keys[choice];
+}
+
+QString generatedValue(QRandomGenerator& random)
+{
+    static const QString plainPieces[] = {
+        u"text"_s,         u" "_s,          u"\n"_s,
+        u"\t"_s,           u"<b>"_s,        u"&amp;"_s,
+        u"]]"_s,           u"]"_s,          u"<![CDATA["_s,
+        u"\u00e9\u4e2d"_s, u"\U0001F600"_s, u"\ufeff"_s,
+        u"\ufffd"_s,       u"\u0085"_s,     u"\u2028"_s,
+        u"\u007f"_s,       u"'\"%1"_s,      u"\ud7ff\ue000"_s,
+    };
+    static const QString oddPieces[] = {
+        u"]]>"_s,
+        u">"_s,
+        u"\r"_s,
+        u"\r\n"_s,
+        QString(QChar(0)),
+        QString(QChar(0x1)),
+        QString(QChar(0x1f)),
+        QString(QChar(0xd800)),
+        QString(QChar(0xdc00)),
+        QString(QChar(0xfffe)),
+        QString(QChar(0xffff)),
+    };
+    QString value;
+    for (int count = random.bounded(5); count > 0; --count)
+        value += plainPieces[random.bounded(int(std::size(plainPieces)))];
+    if (!random.bounded(8))
+        value += oddPieces[random.bounded(int(std::size(oddPieces)))];
+    if (!random.bounded(4))
+        value += u"end"_s;
+    return value;
+}
+
+Properties generatedProperties(QRandomGenerator& random)
+{
+    Properties properties;
+    for (int count = random.bounded(4); count > 0; --count) {
+        const QString key = generatedKey(random);
+        properties.insert(key, generatedValue(random));
+    }
+    return properties;
+}
+
+// A document from pieces that a writer may have put together otherwise than ours.
+QString generatedDocument(QRandomGenerator& random)
+{
+    static const QString starts[] = {
+        u"<!DOCTYPE NameValueXml>\n"_s,
+        u""_s,
+        u"<?xml version=\"1.0\"?>\n"_s,
+        u"<!DOCTYPE NameValueXml [<!ENTITY e \"entity\">]>\n"_s,
+        u" "_s,
+        u"\ufeff"_s,
+        u"<!DOCTYPE Other>\n"_s,
+        u"<!-- first -->"_s,
+    };
+    static const QString entries[] = {
+        u"<c>plain text</c>"_s,
+        u"<c/>"_s,
+        u"<c></c>\n"_s,
+        u"<!-- comment -->"_s,
+        u"<?target instruction?>"_s,
+        u"text"_s,
+        u"<c>&amp;&#65;</c>"_s,
+        u"<c>&e;</c>"_s,
+        u"<c><d>nested</d>after</c>"_s,
+        u"<c>before<d/></c>"_s,
+        u"<c a=\"1\"><![CDATA[x]]></c>"_s,
+        u" <a><![CDATA[]]></a>\n"_s,
+        u" <a><![CDATA[ \n ]]></a>\n"_s,
+        u" <a> </a>\n"_s,
+        u" <a ><![CDATA[x]]></a>\n"_s,
+        u" <a><![CDATA[x]]></b>\n"_s,
+        u" <a><![CDATA[x]]></a >\n"_s,
+        u" <a><![CDATA[x]]><![CDATA[y]]></a>\n"_s,
+        u" <a> <![CDATA[x]]></a>\n"_s,
+        u" <a><![CDATA[x]]> </a>\n"_s,
+        u"  <a><![CDATA[x]]></a>\n"_s,
+        u" <a><![CDATA[x]]></a>\r\n"_s,
+        u" <a><![CDATA[x\r\ny]]></a>\n"_s,
+        u"<![CDATA[x]]>"_s,
+        u"<n:c xmlns:n=\"u\">x</n:c>"_s,
+    };
+    static const QString roots[] = {u"NameValueXml"_s, u"NameValueXml"_s, u"Other"_s};
+    static const QString ends[] = {u"\n"_s, u""_s, u"\n\n"_s, u"<x/>"_s, u"<!-- last -->"_s};
+
+    const auto anyOf = [&random](const auto& choices) {
+        // Half of the time the first one, which is our own form.
+        return choices[random.bounded(2) ? 0 : random.bounded(int(std::size(choices)))];
+    };
+    const QString root = anyOf(roots);
+    QString xml = anyOf(starts) + u'<' + root + u">\n"_s;
+    for (int count = random.bounded(5); count > 0; --count) {
+        if (random.bounded(2))
+            xml += entryOf(generatedKey(random), generatedValue(random));
+        else
+            xml += entries[random.bounded(int(std::size(entries)))];
+    }
+    return xml + u"</"_s + root + u'>' + anyOf(ends);
+}
+
+} // namespace
+
+class TestNameValueXml : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void emptyMapIsWrittenAsEmptyRoot();
+    void entriesAreWrittenOnALineEachInAscendingOrder();
+    void entryWithoutNameIsLeftOut();
+    void managerConvertsBothWays();
+    void mapReadsBackAsItWas_data();
+    void mapReadsBackAsItWas();
+    void textThatIsNoXmlReadsAsEmptyMap_data();
+    void textThatIsNoXmlReadsAsEmptyMap();
+    void elementWithoutContentReadsAsEmptyValue();
+    void laterElementOfTheSameNameWins();
+    void nameOfTheRootDoesNotMatter();
+    void commentReadsAsAnEntry();
+    void firstChildAloneMakesTheValue();
+    void generatedMapsAreWrittenAsTheToolkitDoes();
+    void generatedDocumentsReadAsTheToolkitDoes();
+    void mutatedDocumentsReadAsTheToolkitDoes();
+    void everyCharacterIsHandledAsTheToolkitDoes();
+};
+
+void TestNameValueXml::emptyMapIsWrittenAsEmptyRoot()
+{
+    QCOMPARE(writeNameValueXml({}), u"<!DOCTYPE NameValueXml>\n<NameValueXml/>\n"_s);
+}
+
+void TestNameValueXml::entriesAreWrittenOnALineEachInAscendingOrder()
+{
+    const Properties properties{
+        {u"b"_s, u"2 <&>"_s}, {u"B"_s, u"1"_s}, {u"a"_s, u""_s}, {u"a.b"_s, u" \n "_s}};
+
+    QCOMPARE(
+        writeNameValueXml(properties), u"<!DOCTYPE NameValueXml>\n"
+                                       u"<NameValueXml>\n"
+                                       u" <B><![CDATA[1]]></B>\n"
+                                       u" <a><![CDATA[]]></a>\n"
+                                       u" <a.b><![CDATA[ \n ]]></a.b>\n"
+                                       u" <b><![CDATA[2 <&>]]></b>\n"
+                                       u"</NameValueXml>\n"_s);
+}
+
+void TestNameValueXml::entryWithoutNameIsLeftOut()
+{
+    QCOMPARE(writeNameValueXml({{u""_s, u"value"_s}}), writeNameValueXml({}));
+    QCOMPARE(
+        writeNameValueXml({{u""_s, u"value"_s}, {u"a"_s, u"1"_s}}),
+        documentOf(entryOf(u"a"_s, u"1"_s)));
+}
+
+void TestNameValueXml::managerConvertsBothWays()
+{
+    DatabaseConfigurationManager manager(nullptr);
+    const Properties properties{{u"Key"_s, u"value"_s}};
+    const QString xml = documentOf(entryOf(u"Key"_s, u"value"_s));
+
+    QCOMPARE(manager.ToNameValuePropertyString(properties), xml);
+    QCOMPARE(manager.ToNameValuePropertyMap(xml), properties);
+}
+
+void TestNameValueXml::mapReadsBackAsItWas_data()
+{
+    QTest::addColumn<Properties>("properties");
+
+    QTest::newRow("empty") << Properties();
+    QTest::newRow("one") << Properties{{u"Key"_s, u"value"_s}};
+    QTest::newRow("many") << Properties{{u"c"_s, u"3"_s}, {u"a"_s, u"1"_s}, {u"b"_s, u"2"_s}};
+    QTest::newRow("blanks around") << Properties{{u"Key"_s, u"  value \t "_s}};
+    QTest::newRow("line breaks around") << Properties{{u"Key"_s, u"\n value\n\n"_s}};
+    QTest::newRow("markup") << Properties{{u"Key"_s, u"<a b=\"c\">&amp;</a>]]"_s}};
+    QTest::newRow("other alphabets") << Properties{{u"\u00e4\u03a9"_s, u"\u4e2d\U0001F600"_s}};
+    QTest::newRow("placeholders") << Properties{{u"Key"_s, u"%1 :id ?"_s}};
+}
+
+void TestNameValueXml::mapReadsBackAsItWas()
+{
+    QFETCH(Properties, properties);
+
+    QCOMPARE(readNameValueXml(writeNameValueXml(properties)), properties);
+}
+
+void TestNameValueXml::textThatIsNoXmlReadsAsEmptyMap_data()
+{
+    QTest::addColumn<QString>("text");
+
+    QTest::newRow("null") << QString();
+    QTest::newRow("empty") << u""_s;
+    QTest::newRow("blanks") << u" \n "_s;
+    QTest::newRow("words") << u"no xml at all"_s;
+    QTest::newRow("type declaration only") << u"<!DOCTYPE NameValueXml>\n"_s;
+    QTest::newRow("wrong bracket") << u">NameValueXml<"_s;
+}
+
+void TestNameValueXml::textThatIsNoXmlReadsAsEmptyMap()
+{
+    QFETCH(QString, text);
+
+    QVERIFY(readNameValueXml(text).isEmpty());
+}
+
+void TestNameValueXml::elementWithoutContentReadsAsEmptyValue()
+{
+    const Properties expected{{u"a"_s, u""_s}, {u"b"_s, u""_s}, {u"c"_s, u""_s}};
+
+    QCOMPARE(readNameValueXml(documentOf(u"<a/><b></b>\n <c><![CDATA[]]></c>\n"_s)), expected);
+}
+
+void TestNameValueXml::laterElementOfTheSameNameWins()
+{
+    const QString plain =
+        documentOf(entryOf(u"b"_s, u"1"_s) + entryOf(u"a"_s, u"2"_s) + entryOf(u"b"_s, u"3"_s));
+    const Properties expected{{u"a"_s, u"2"_s}, {u"b"_s, u"3"_s}};
+
+    QCOMPARE(readNameValueXml(plain), expected);
+    QCOMPARE(readNameValueXml(documentOf(u"<b>1</b><a>2</a><b>3</b>"_s)), expected);
+}
+
+void TestNameValueXml::nameOfTheRootDoesNotMatter()
+{
+    const Properties expected{{u"a"_s, u"1"_s}};
+
+    QCOMPARE(readNameValueXml(u"<Other><a>1</a></Other>"_s), expected);
+}
+
+void TestNameValueXml::commentReadsAsAnEntry()
+{
+    const Properties expected{{u"#comment"_s, u""_s}, {u"a"_s, u"1"_s}};
+
+    QCOMPARE(readNameValueXml(documentOf(u"<!-- said --><a>1</a>"_s)), expected);
+}
+
+void TestNameValueXml::firstChildAloneMakesTheValue()
+{
+    const Properties expected{{u"a"_s, u"x"_s}, {u"b"_s, u""_s}};
+
+    QCOMPARE(readNameValueXml(documentOf(u"<a no=\"1\">x<n/>y</a><b><n>z</n></b>"_s)), expected);
+}
+
+void TestNameValueXml::generatedMapsAreWrittenAsTheToolkitDoes()
+{
+    QRandomGenerator random(1);
+
+    for (int i = 0; i < 20000; ++i) {
+        const Properties properties = generatedProperties(random);
+        const QString xml = writeNameValueXml(properties);
+        QCOMPARE(shown(xml), shown(writeNameValueDom(properties)));
+        QCOMPARE(shown(readNameValueXml(xml)), shown(readNameValueDom(xml)));
+    }
+}
+
+void TestNameValueXml::generatedDocumentsReadAsTheToolkitDoes()
+{
+    QRandomGenerator random(2);
+
+    for (int i = 0; i < 20000; ++i) {
+        const QString xml = generatedDocument(random);
+        QVERIFY2(
+            shown(readNameValueXml(xml)) == shown(readNameValueDom(xml)), qPrintable(shown(xml)));
+    }
+}
+
+void TestNameValueXml::mutatedDocumentsReadAsTheToolkitDoes()
+{
+    const QString xml = documentOf(
+        entryOf(u"a"_s, u"x]] y"_s) + entryOf(u"B-1"_s, u" \n"_s) + entryOf(u"c"_s, u""_s));
+    const QString alphabet =
+        u"<>/![]& \n\r\tax1:-.\"?\u00e9"_s + QChar(u'\0') + QChar(0xd800) + QChar(0xfffe);
+
+    for (qsizetype i = 0; i <= xml.size(); ++i) {
+        QStringList mutated{xml.first(i), xml.sliced(i)};
+        for (const QChar c : alphabet) {
+            mutated.append(QString(xml).insert(i, c));
+            if (i < xml.size())
+                mutated.append(QString(xml).replace(i, 1, c));
+        }
+        if (i < xml.size())
+            mutated.append(QString(xml).remove(i, 1));
+        for (const QString& text : std::as_const(mutated)) {
+            QVERIFY2(
+                shown(readNameValueXml(text)) == shown(readNameValueDom(text)),
+                qPrintable(shown(text)));
+        }
+    }
+}
+
+void TestNameValueXml::everyCharacterIsHandledAsTheToolkitDoes()
+{
+    for (int code = 0; code <= 0xffff; ++code) {
+        const QString character(QChar(static_cast<char16_t>(code)));
+        const Properties asValue{{u"Key"_s, u"x"_s + character + u"y"_s}};
+        const QString xml = writeNameValueXml(asValue);
+        QVERIFY2(xml == writeNameValueDom(asValue), qPrintable(QString::number(code, 16)));
+        QVERIFY2(
+            readNameValueXml(xml) == readNameValueDom(xml), qPrintable(QString::number(code, 16)));
+        const Properties asKey{{u"K"_s + character, u"value"_s}};
+        const QString keyXml = writeNameValueXml(asKey);
+        QVERIFY2(keyXml == writeNameValueDom(asKey), qPrintable(QString::number(code, 16)));
+        QVERIFY2(
+            readNameValueXml(keyXml) == readNameValueDom(keyXml),
+            qPrintable(QString::number(code, 16)));
+    }
+}
+
+} // namespace sync::config
+
+QTEST_GUILESS_MAIN(sync::config::TestNameValueXml)
+#include "TestNameValueXml.moc"

@@ -1,0 +1,626 @@
+#include <config/AuthenticationConfigManager.h>
+#include <config/PasswordKeys.h>
+#include <core/FileKeyStore.h>
+#include <core/HostKeyStore.h>
+#include <interf/IQSqlDatabaseWrapper.h>
+#include <interf/IQSqlQueryWrapper.h>
+
+#include <support/CapturedWarnings.h>
+#include <support/Engines.h>
+#include <support/RecordingDatabaseFactory.h>
+
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <functional>
+
+#include <sys/wait.h>
+
+using namespace Qt::StringLiterals;
+using namespace sync::core::crypto;
+using sync::test::RecordingDatabaseFactory;
+using sync::test::statementLog;
+
+namespace sync::config {
+
+namespace {
+
+const QString SelectPasswords =
+    u"SELECT id, encryptedPassword FROM AuthenticationConfiguration WHERE encryptedPassword IS NOT NULL"_s;
+const QString UpdatePassword =
+    u"UPDATE AuthenticationConfiguration SET encryptedPassword = :encryptedPassword WHERE id = :id AND encryptedPassword = :previousPassword"_s;
+
+constexpr std::chrono::hours NoRest{0};
+const QStringList Passwords{u"first"_s, u"second"_s, u"third"_s};
+
+/// Thrown by a step that was told to.
+struct StepException
+{
+};
+
+/// Called with the number of each step, counted from 1; the step fails when it returns false.
+using Step = std::function<bool(int step)>;
+
+/// Passes on to another factory, and lets a test come in before each exec() and each call of the
+/// connection.
+class SteppingFactory : public interf::factory::IDatabaseFactory
+{
+public:
+    SteppingFactory(std::shared_ptr<IDatabaseFactory> real, Step onStep)
+        : real(std::move(real))
+        , onStep(std::move(onStep))
+    {
+    }
+
+    std::shared_ptr<interf::IQSqlDatabaseWrapper> GetDatabase() override;
+    std::shared_ptr<interf::IQSqlQueryWrapper> CreateQuery() override;
+
+    bool step() { return onStep(++steps); }
+
+private:
+    const std::shared_ptr<IDatabaseFactory> real;
+    const Step onStep;
+    int steps = 0;
+};
+
+class SteppingDatabase : public interf::IQSqlDatabaseWrapper
+{
+public:
+    SteppingDatabase(std::shared_ptr<IQSqlDatabaseWrapper> real, SteppingFactory& factory)
+        : real(std::move(real))
+        , factory(factory)
+    {
+    }
+
+    bool transaction() override { return factory.step() && real->transaction(); }
+    bool commit() override { return factory.step() && real->commit(); }
+    bool rollback() override { return real->rollback(); }
+
+private:
+    const std::shared_ptr<IQSqlDatabaseWrapper> real;
+    SteppingFactory& factory;
+};
+
+class SteppingQuery : public interf::IQSqlQueryWrapper
+{
+public:
+    SteppingQuery(std::shared_ptr<IQSqlQueryWrapper> real, SteppingFactory& factory)
+        : real(std::move(real))
+        , factory(factory)
+    {
+    }
+
+    QString lastError() const override { return real->lastError(); }
+    QString lastQuery() const override { return real->lastQuery(); }
+    QVariant value(int index) const override { return real->value(index); }
+    bool next() override { return real->next(); }
+    bool isValid() const override { return real->isValid(); }
+    bool prepare(const QString& sql) override { return real->prepare(sql); }
+    void bindValue(const QString& placeholder, const QVariant& value) override
+    {
+        real->bindValue(placeholder, value);
+    }
+    QVariant boundValue(const QString& placeholder) const override
+    {
+        return real->boundValue(placeholder);
+    }
+    void setForwardOnly(bool forward) override { real->setForwardOnly(forward); }
+    bool exec() override { return factory.step() && real->exec(); }
+    QVariant lastInsertId() const override { return real->lastInsertId(); }
+    int numRowsAffected() const override { return real->numRowsAffected(); }
+
+private:
+    const std::shared_ptr<IQSqlQueryWrapper> real;
+    SteppingFactory& factory;
+};
+
+std::shared_ptr<interf::IQSqlDatabaseWrapper> SteppingFactory::GetDatabase()
+{
+    return std::make_shared<SteppingDatabase>(real->GetDatabase(), *this);
+}
+
+std::shared_ptr<interf::IQSqlQueryWrapper> SteppingFactory::CreateQuery()
+{
+    return std::make_shared<SteppingQuery>(real->CreateQuery(), *this);
+}
+
+AuthenticationConfiguration signInWith(const QString& password)
+{
+    AuthenticationConfiguration signIn;
+    signIn.setDomain(u"domain"_s);
+    signIn.setUserName(u"user of "_s + password);
+    signIn.setPassword(password);
+    return signIn;
+}
+
+bool runSql(
+    interf::factory::IDatabaseFactory& database, const QString& sql, const QVariant& value = {})
+{
+    const auto query = database.CreateQuery();
+    query->prepare(sql);
+    if (value.isValid())
+        query->bindValue(u":value"_s, value);
+    return query->exec();
+}
+
+QStringList passwordsIn(const std::shared_ptr<interf::factory::IDatabaseFactory>& database)
+{
+    QStringList passwords;
+    const auto signIns = AuthenticationConfigManager(database).GetAll();
+    for (const AuthenticationConfiguration& signIn : signIns)
+        passwords.append(signIn.getPassword());
+    return passwords;
+}
+
+} // namespace
+
+class TestPasswordKeys : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+
+    void statementsRunInOneTransaction();
+    void failedReadChangesNoKey();
+    void refusedTransactionChangesNoPassword();
+
+    void changedKeyEncryptsEveryPasswordAnew_data() { test::addEngineRows(); }
+    void changedKeyEncryptsEveryPasswordAnew();
+    void rowWithoutPasswordStaysWithout_data() { test::addEngineRows(); }
+    void rowWithoutPasswordStaysWithout();
+    void undecipherablePasswordIsReportedAndLeftAndItsKeyKept_data() { test::addEngineRows(); }
+    void undecipherablePasswordIsReportedAndLeftAndItsKeyKept();
+    void valueThatTellsNoKeyKeepsAllKeys_data() { test::addEngineRows(); }
+    void valueThatTellsNoKeyKeepsAllKeys();
+    void passwordStoredMeanwhileIsNotSetBack_data() { test::addEngineRows(); }
+    void passwordStoredMeanwhileIsNotSetBack();
+    void replacedKeyRestsBeforeItIsDropped_data() { test::addEngineRows(); }
+    void replacedKeyRestsBeforeItIsDropped();
+    void keyInUseIsNotDropped_data() { test::addEngineRows(); }
+    void keyInUseIsNotDropped();
+
+    void changeThatFailsAtAnyStepLosesNothingAndCanBeFinished_data() { test::addEngineRows(); }
+    void changeThatFailsAtAnyStepLosesNothingAndCanBeFinished();
+    void changeThatThrowsAtAnyStepLosesNothingAndCanBeFinished_data() { test::addEngineRows(); }
+    void changeThatThrowsAtAnyStepLosesNothingAndCanBeFinished();
+    void changeKilledAtAnyStepLosesNothingAndCanBeFinished_data() { test::addEngineRows(); }
+    void changeKilledAtAnyStepLosesNothingAndCanBeFinished();
+    void cutShortChangeIsFinishedWithItsOwnKey_data() { test::addEngineRows(); }
+    void cutShortChangeIsFinishedWithItsOwnKey();
+
+    void storeOfAnotherKindIsRefusedWhilePasswordsNeedTheirOwn_data() { test::addEngineRows(); }
+    void storeOfAnotherKindIsRefusedWhilePasswordsNeedTheirOwn();
+    void storeOfAnotherKindIsUsedWhenThatIsAccepted_data() { test::addEngineRows(); }
+    void storeOfAnotherKindIsUsedWhenThatIsAccepted();
+    void storeIsUsedWhenThereAreNoPasswords_data() { test::addEngineRows(); }
+    void storeIsUsedWhenThereAreNoPasswords();
+    void failedReadUsesNoStore();
+    void movedPasswordsAreReadWithTheOtherStoreAlone_data() { test::addEngineRows(); }
+    void movedPasswordsAreReadWithTheOtherStoreAlone();
+    void failedMoveKeepsTheStore();
+    void keyOfTheHostIsChangedByHandingOverANewOne_data() { test::addEngineRows(); }
+    void keyOfTheHostIsChangedByHandingOverANewOne();
+
+private:
+    using Factory = std::shared_ptr<interf::factory::IDatabaseFactory>;
+
+    Factory openDatabase();
+    Factory openFilledDatabase();
+    void startAnew();
+    bool finishes();
+    QList<KeyId> storedKeys() const;
+    void interruptAtEveryStep(const std::function<bool(const Factory& database, int step)>& run);
+
+    std::unique_ptr<QTemporaryDir> folder;
+};
+
+void TestPasswordKeys::init()
+{
+    startAnew();
+}
+
+void TestPasswordKeys::cleanup()
+{
+    setKeyStore(nullptr);
+}
+
+void TestPasswordKeys::startAnew()
+{
+    folder = std::make_unique<QTemporaryDir>();
+    setKeyStore(std::make_shared<FileKeyStore>(folder->filePath(u"password.key"_s)));
+}
+
+TestPasswordKeys::Factory TestPasswordKeys::openDatabase()
+{
+    const QString engine = *static_cast<QString*>(QTest::qData("engine", QMetaType::QString));
+    return test::openEngine(engine, folder->filePath(u"configuration.db"_s));
+}
+
+TestPasswordKeys::Factory TestPasswordKeys::openFilledDatabase()
+{
+    auto database = openDatabase();
+    AuthenticationConfigManager manager(database);
+    for (const QString& password : Passwords) {
+        AuthenticationConfiguration signIn = signInWith(password);
+        manager.Add(signIn);
+    }
+    return database;
+}
+
+// What is in the file, whatever a store in this process remembers.
+QList<KeyId> TestPasswordKeys::storedKeys() const
+{
+    return FileKeyStore(folder->filePath(u"password.key"_s)).read().ids();
+}
+
+void TestPasswordKeys::statementsRunInOneTransaction()
+{
+    const auto factory = std::make_shared<RecordingDatabaseFactory>();
+    const QByteArray value = Encrypt(u"password"_s).toByteArray();
+    factory->answer(SelectPasswords, {.rows = {{7, value}}});
+    factory->answer(UpdatePassword, {.numRowsAffected = 1});
+
+    const PasswordKeys::Outcome outcome = PasswordKeys(factory).changeKey();
+
+    QVERIFY(outcome.succeeded);
+    QCOMPARE(outcome.encrypted, 1);
+    QStringList log = factory->log();
+    const qsizetype bind = log.indexOf(u"bind :id int 7"_s) + 1;
+    const QString prefix = u"bind :encryptedPassword QByteArray "_s;
+    QVERIFY(log.at(bind).startsWith(prefix));
+    const auto stored = QByteArray::fromHex(log.at(bind).mid(prefix.size()).toLatin1());
+    QVERIFY(stored != value);
+    QCOMPARE(Decrypt(stored), u"password"_s);
+    log[bind] = u"bind encrypted"_s;
+    const QStringList update = statementLog(
+        UpdatePassword, {u":id int 7"_s, u"encrypted"_s,
+                         u":previousPassword QByteArray "_s + QString::fromLatin1(value.toHex())});
+    QCOMPARE(
+        log, statementLog(SelectPasswords) + QStringList({u"get database"_s, u"transaction"_s}) +
+                 statementLog(SelectPasswords) + update + QStringList(u"commit"_s));
+}
+
+void TestPasswordKeys::failedReadChangesNoKey()
+{
+    const auto factory = std::make_shared<RecordingDatabaseFactory>();
+    factory->answerOthers({.fails = true});
+    keyStore()->readOrCreate();
+
+    const PasswordKeys::Outcome outcome = PasswordKeys(factory).changeKey();
+
+    QVERIFY(!outcome.succeeded);
+    QCOMPARE(storedKeys().size(), 1);
+    QCOMPARE(PasswordKeys(factory).dropUnusedKeys(NoRest), -1);
+}
+
+void TestPasswordKeys::refusedTransactionChangesNoPassword()
+{
+    const auto factory = std::make_shared<RecordingDatabaseFactory>();
+    factory->answer(SelectPasswords, {.rows = {{7, Encrypt(u"password"_s)}}});
+    factory->setTransactionResult(false);
+
+    const PasswordKeys::Outcome outcome = PasswordKeys(factory).changeKey();
+
+    QVERIFY(!outcome.succeeded);
+    QCOMPARE(
+        factory->log(),
+        statementLog(SelectPasswords) + QStringList({u"get database"_s, u"transaction"_s}));
+}
+
+void TestPasswordKeys::changedKeyEncryptsEveryPasswordAnew()
+{
+    const Factory database = openFilledDatabase();
+    const KeyId earlier = storedKeys().first();
+    PasswordKeys keys(database);
+
+    const PasswordKeys::Outcome outcome = keys.changeKey();
+    const int dropped = keys.dropUnusedKeys(NoRest);
+
+    QVERIFY(outcome.succeeded);
+    QCOMPARE(outcome.encrypted, 3);
+    QCOMPARE(outcome.unreadableIds, QVector<int>());
+    QCOMPARE(dropped, 1);
+    QCOMPARE(storedKeys().size(), 1);
+    QVERIFY(!storedKeys().contains(earlier));
+    QCOMPARE(passwordsIn(database), Passwords);
+}
+
+void TestPasswordKeys::rowWithoutPasswordStaysWithout()
+{
+    const Factory database = openFilledDatabase();
+    QVERIFY(runSql(
+        *database,
+        u"UPDATE AuthenticationConfiguration SET encryptedPassword = NULL WHERE id = 2"_s));
+
+    const PasswordKeys::Outcome outcome = PasswordKeys(database).changeKey();
+
+    QCOMPARE(outcome.encrypted, 2);
+    QCOMPARE(outcome.unreadableIds, QVector<int>());
+    QCOMPARE(passwordsIn(database), QStringList({u"first"_s, {}, u"third"_s}));
+}
+
+void TestPasswordKeys::undecipherablePasswordIsReportedAndLeftAndItsKeyKept()
+{
+    const Factory database = openFilledDatabase();
+    QByteArray damaged = Encrypt(u"second"_s).toByteArray();
+    damaged.back() = static_cast<char>(damaged.back() ^ 1);
+    const KeyId earlier = storedKeys().first();
+    QVERIFY(runSql(
+        *database,
+        u"UPDATE AuthenticationConfiguration SET encryptedPassword = :value WHERE id = 2"_s,
+        damaged));
+    PasswordKeys keys(database);
+
+    const PasswordKeys::Outcome outcome = keys.changeKey();
+    const int dropped = keys.dropUnusedKeys(NoRest);
+
+    QVERIFY(outcome.succeeded);
+    QCOMPARE(outcome.encrypted, 2);
+    QCOMPARE(outcome.unreadableIds, QVector<int>{2});
+    QCOMPARE(dropped, 0);
+    QVERIFY(storedKeys().contains(earlier));
+    const auto query = database->CreateQuery();
+    query->prepare(u"SELECT encryptedPassword FROM AuthenticationConfiguration WHERE id = 2"_s);
+    QVERIFY(query->exec() && query->next());
+    QCOMPARE(query->value(0).toByteArray(), damaged);
+}
+
+void TestPasswordKeys::valueThatTellsNoKeyKeepsAllKeys()
+{
+    const Factory database = openFilledDatabase();
+    PasswordKeys keys(database);
+    keys.changeKey();
+    QVERIFY(runSql(
+        *database,
+        u"UPDATE AuthenticationConfiguration SET encryptedPassword = :value WHERE id = 2"_s,
+        QByteArray("damaged")));
+
+    const int dropped = keys.dropUnusedKeys(NoRest);
+
+    QCOMPARE(dropped, 0);
+    QCOMPARE(storedKeys().size(), 2);
+}
+
+void TestPasswordKeys::passwordStoredMeanwhileIsNotSetBack()
+{
+    const Factory database = openFilledDatabase();
+    const QVariant meanwhile = Encrypt(u"meanwhile"_s);
+    // Behind the second read comes the update of the first sign-in.
+    const auto stepping = std::make_shared<SteppingFactory>(database, [&](int step) {
+        return step != 4 ||
+               runSql(
+                   *database,
+                   u"UPDATE AuthenticationConfiguration SET encryptedPassword = :value "
+                   "WHERE id = 1"_s,
+                   meanwhile);
+    });
+
+    const PasswordKeys::Outcome outcome = PasswordKeys(stepping).changeKey();
+
+    QVERIFY(outcome.succeeded);
+    QCOMPARE(outcome.encrypted, 2);
+    QCOMPARE(passwordsIn(database), QStringList({u"meanwhile"_s, u"second"_s, u"third"_s}));
+}
+
+void TestPasswordKeys::replacedKeyRestsBeforeItIsDropped()
+{
+    const Factory database = openFilledDatabase();
+    PasswordKeys keys(database);
+    keys.changeKey();
+
+    QCOMPARE(keys.dropUnusedKeys(), 0);
+    QCOMPARE(storedKeys().size(), 2);
+    QCOMPARE(keys.dropUnusedKeys(NoRest), 1);
+    QCOMPARE(storedKeys().size(), 1);
+}
+
+void TestPasswordKeys::keyInUseIsNotDropped()
+{
+    const Factory database = openFilledDatabase();
+    keyStore()->change([](const KeyRing& ring) { return ring.withNewKey(); });
+
+    const int dropped = PasswordKeys(database).dropUnusedKeys(NoRest);
+
+    QCOMPARE(dropped, 0);
+    QCOMPARE(storedKeys().size(), 2);
+    QCOMPARE(passwordsIn(database), Passwords);
+}
+
+/// Finishes a change that was cut short: all passwords under one key, and only that key left.
+bool TestPasswordKeys::finishes()
+{
+    // As a new process would start.
+    setKeyStore(std::make_shared<FileKeyStore>(folder->filePath(u"password.key"_s)));
+    const Factory database = openDatabase();
+    PasswordKeys keys(database);
+    const bool intact = passwordsIn(database) == Passwords;
+    const PasswordKeys::Outcome outcome = keys.changeKey();
+    const bool dropped = keys.dropUnusedKeys(NoRest) >= 0;
+    return intact && outcome.succeeded && outcome.unreadableIds.isEmpty() && dropped &&
+           storedKeys().size() == 1 && passwordsIn(database) == Passwords;
+}
+
+/// Runs a change of the key that ends at its first step, then one that ends at its second, until
+/// one runs through; `run` tells whether it did.
+void TestPasswordKeys::interruptAtEveryStep(
+    const std::function<bool(const Factory& database, int step)>& run)
+{
+    // Read, transaction, read, an update for each password, commit.
+    const int steps = 3 + int(Passwords.size()) + 1;
+    for (int step = 1; step <= steps + 1; ++step) {
+        startAnew();
+        const bool ranThrough = run(openFilledDatabase(), step);
+
+        QCOMPARE(ranThrough, step > steps);
+        QVERIFY(finishes());
+    }
+}
+
+void TestPasswordKeys::changeThatFailsAtAnyStepLosesNothingAndCanBeFinished()
+{
+    interruptAtEveryStep([](const Factory& database, int lastStep) {
+        const auto stepping = std::make_shared<SteppingFactory>(
+            database, [lastStep](int step) { return step < lastStep; });
+        return PasswordKeys(stepping).changeKey().succeeded;
+    });
+}
+
+void TestPasswordKeys::changeThatThrowsAtAnyStepLosesNothingAndCanBeFinished()
+{
+    interruptAtEveryStep([](const Factory& database, int lastStep) {
+        const auto stepping = std::make_shared<SteppingFactory>(database, [lastStep](int step) {
+            if (step == lastStep)
+                throw StepException();
+            return true;
+        });
+        try {
+            return PasswordKeys(stepping).changeKey().succeeded;
+        } catch (const StepException&) {
+            return false;
+        }
+    });
+}
+
+void TestPasswordKeys::changeKilledAtAnyStepLosesNothingAndCanBeFinished()
+{
+    interruptAtEveryStep([this](Factory database, int lastStep) {
+        database.reset(); // The child opens its own: connections do not survive a fork.
+        const pid_t child = ::fork();
+        if (child == 0) {
+            const auto stepping =
+                std::make_shared<SteppingFactory>(openDatabase(), [lastStep](int step) {
+                    if (step == lastStep)
+                        ::_exit(1); // No destructor runs, so nothing is rolled back by us.
+                    return true;
+                });
+            ::_exit(PasswordKeys(stepping).changeKey().succeeded ? 0 : 2);
+        }
+        int status = -1;
+        return ::waitpid(child, &status, 0) == child && WIFEXITED(status) &&
+               WEXITSTATUS(status) == 0;
+    });
+}
+
+void TestPasswordKeys::cutShortChangeIsFinishedWithItsOwnKey()
+{
+    const Factory database = openFilledDatabase();
+    // The key is made between the first step and the second.
+    const auto stepping =
+        std::make_shared<SteppingFactory>(database, [](int step) { return step < 2; });
+    PasswordKeys(stepping).changeKey();
+    const QList<KeyId> cutShort = storedKeys();
+
+    const PasswordKeys::Outcome outcome = PasswordKeys(database).changeKey();
+
+    QCOMPARE(cutShort.size(), 2);
+    QCOMPARE(outcome.encrypted, 3);
+    QCOMPARE(storedKeys(), cutShort);
+}
+
+void TestPasswordKeys::storeOfAnotherKindIsRefusedWhilePasswordsNeedTheirOwn()
+{
+    const Factory database = openFilledDatabase();
+    const auto present = keyStore();
+
+    try {
+        PasswordKeys(database).use(std::make_shared<HostKeyStore>(QByteArray(32, 'h')));
+        QFAIL("nothing was thrown");
+    } catch (const KeyError& error) {
+        QCOMPARE(error.cause(), KeyError::Cause::OtherBackend);
+        QCOMPARE(
+            error.text(), u"The stored passwords use keys of the key file, and not of the host "
+                          "program. Set that up again, or move the passwords."_s);
+    }
+
+    QCOMPARE(keyStore(), present);
+}
+
+void TestPasswordKeys::storeOfAnotherKindIsUsedWhenThatIsAccepted()
+{
+    const Factory database = openFilledDatabase();
+    const auto store = std::make_shared<HostKeyStore>(QByteArray(32, 'h'));
+
+    const bool used = PasswordKeys(database).use(store, OtherBackend::Accept);
+
+    test::CapturedWarnings warnings;
+    QVERIFY(used);
+    QCOMPARE(keyStore(), store);
+    QCOMPARE(passwordsIn(database), QStringList({{}, {}, {}}));
+    QVERIFY(Encrypt(u"password"_s).isValid());
+}
+
+void TestPasswordKeys::storeIsUsedWhenThereAreNoPasswords()
+{
+    const auto store = std::make_shared<HostKeyStore>(QByteArray(32, 'h'));
+
+    const bool used = PasswordKeys(openDatabase()).use(store);
+
+    QVERIFY(used);
+    QCOMPARE(keyStore(), store);
+}
+
+void TestPasswordKeys::failedReadUsesNoStore()
+{
+    const auto factory = std::make_shared<RecordingDatabaseFactory>();
+    factory->answerOthers({.fails = true});
+    const auto present = keyStore();
+
+    const bool used =
+        PasswordKeys(factory).use(std::make_shared<HostKeyStore>(QByteArray(32, 'h')));
+
+    QVERIFY(!used);
+    QCOMPARE(keyStore(), present);
+}
+
+void TestPasswordKeys::movedPasswordsAreReadWithTheOtherStoreAlone()
+{
+    const Factory database = openFilledDatabase();
+    const auto store = std::make_shared<HostKeyStore>(QByteArray(32, 'h'));
+
+    const PasswordKeys::Outcome outcome = PasswordKeys(database).moveTo(store);
+
+    QVERIFY(outcome.succeeded);
+    QCOMPARE(outcome.encrypted, 3);
+    QCOMPARE(keyStore(), store);
+    QVERIFY(QFile::remove(folder->filePath(u"password.key"_s)));
+    QCOMPARE(passwordsIn(database), Passwords);
+    QVERIFY(PasswordKeys(database).use(store));
+}
+
+void TestPasswordKeys::failedMoveKeepsTheStore()
+{
+    const auto factory = std::make_shared<RecordingDatabaseFactory>();
+    factory->setTransactionResult(false);
+    const auto present = keyStore();
+
+    const PasswordKeys::Outcome outcome =
+        PasswordKeys(factory).moveTo(std::make_shared<HostKeyStore>(QByteArray(32, 'h')));
+
+    QVERIFY(!outcome.succeeded);
+    QCOMPARE(keyStore(), present);
+}
+
+void TestPasswordKeys::keyOfTheHostIsChangedByHandingOverANewOne()
+{
+    const QByteArray oldKey(32, 'o');
+    const QByteArray newKey(32, 'n');
+    setKeyStore(std::make_shared<HostKeyStore>(oldKey));
+    const Factory database = openFilledDatabase();
+    PasswordKeys keys(database);
+    QVERIFY_EXCEPTION_THROWN(keys.changeKey(), KeyError);
+
+    QVERIFY(keys.use(std::make_shared<HostKeyStore>(newKey, QList<QByteArray>{oldKey})));
+    const PasswordKeys::Outcome outcome = keys.changeKey();
+
+    QVERIFY(outcome.succeeded);
+    QCOMPARE(outcome.encrypted, 3);
+    setKeyStore(std::make_shared<HostKeyStore>(newKey));
+    QCOMPARE(passwordsIn(database), Passwords);
+}
+
+} // namespace sync::config
+
+QTEST_APPLESS_MAIN(sync::config::TestPasswordKeys)
+#include "TestPasswordKeys.moc"

@@ -1,0 +1,163 @@
+#include <support/RawDatabase.h>
+
+#include <database/SqliteDatabaseFactory.h>
+
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+using sync::database::SqliteDatabaseFactory;
+using sync::test::RawDatabase;
+
+class TestSchema : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+
+    void hasTheEightTables();
+    void everyColumnIsExplained();
+    void theDefaultScheduleIsThere();
+    void aRootFolderNamesItselfInTheSameStatement();
+    void textComparesCaseSensitively();
+    void parentIdComparesWithQuotedNumbers();
+    void everyIndexIsUsed();
+
+private:
+    std::unique_ptr<QTemporaryDir> folder;
+    std::unique_ptr<RawDatabase> database;
+};
+
+void TestSchema::initTestCase()
+{
+    folder = std::make_unique<QTemporaryDir>();
+    const QString path = folder->filePath(u"store.db"_s);
+    SqliteDatabaseFactory::open(path);
+    database = std::make_unique<RawDatabase>(path);
+}
+
+void TestSchema::hasTheEightTables()
+{
+    const QStringList tables = database->run(
+        u"SELECT name FROM sqlite_schema WHERE type = 'table' AND name NOT LIKE 'sqlite_%'"
+        u" ORDER BY name"_s);
+
+    QCOMPARE(
+        tables,
+        (QStringList{
+            u"AuthenticationConfiguration"_s, u"BaseFileConfiguration"_s, u"FileConfiguration"_s,
+            u"FolderConfiguration"_s, u"GeneratedFileConfiguration"_s, u"ProductConfiguration"_s,
+            u"Schedules"_s, u"ServerConfiguration"_s}));
+}
+
+void TestSchema::everyColumnIsExplained()
+{
+    // Whose names say everything.
+    const QStringList plain{u"id"_s, u"userName"_s};
+    const QStringList texts =
+        database->run(u"SELECT sql FROM sqlite_schema WHERE type = 'table' AND sql LIKE '%--%'"_s);
+    QCOMPARE(texts.size(), 8);
+
+    for (const QString& text : texts) {
+        for (const QString& line : text.split(u'\n').mid(1)) {
+            const QString name = line.simplified().section(u' ', 0, 0);
+            if (name != u")" && !plain.contains(name))
+                QVERIFY2(line.contains(u"-- "), qPrintable(line));
+        }
+    }
+}
+
+void TestSchema::theDefaultScheduleIsThere()
+{
+    QCOMPARE(
+        database->value(
+            u"SELECT folderConfigurationId || ',' || syncScheduleType || ',' || syncInterval"
+            u" FROM Schedules WHERE startTime IS NULL AND expireTime IS NULL"_s),
+        u"0,0,30"_s);
+}
+
+void TestSchema::aRootFolderNamesItselfInTheSameStatement()
+{
+    database->run(u"BEGIN;"
+                  u"INSERT INTO FolderConfiguration (id, parentId, rootId) VALUES (40, 0, -1);"
+                  u"INSERT INTO FolderConfiguration (id, parentId, rootId) VALUES (41, 0, 7);"
+                  u"INSERT INTO FolderConfiguration (id, parentId, rootId) VALUES (42, 40, -1)"_s);
+
+    QCOMPARE(
+        database->run(u"SELECT rootId FROM FolderConfiguration ORDER BY id"_s),
+        (QStringList{u"40"_s, u"7"_s, u"-1"_s}));
+    database->run(u"ROLLBACK"_s);
+}
+
+void TestSchema::textComparesCaseSensitively()
+{
+    database->run(u"BEGIN; INSERT INTO FolderConfiguration (clientPath) VALUES ('/A')"_s);
+
+    QCOMPARE(
+        database->value(u"SELECT count(*) FROM FolderConfiguration WHERE clientPath = '/a'"_s),
+        u"0"_s);
+    database->run(u"ROLLBACK"_s);
+}
+
+void TestSchema::parentIdComparesWithQuotedNumbers()
+{
+    database->run(u"BEGIN; INSERT INTO FolderConfiguration (parentId) VALUES (0)"_s);
+
+    QCOMPARE(
+        database->value(u"SELECT count(*) FROM FolderConfiguration WHERE parentId = '0'"_s),
+        u"1"_s);
+    database->run(u"ROLLBACK"_s);
+}
+
+void TestSchema::everyIndexIsUsed()
+{
+    // A condition of the managers' statements for each index; their full texts and plans are
+    // compared where the managers are tested.
+    const QStringList conditions{
+        u"ServerConfiguration WHERE davUrl = 'a' AND webServiceUrl = 'b'"_s,
+        u"AuthenticationConfiguration WHERE domain = 'a' AND userName = 'b'"_s,
+        u"ProductConfiguration WHERE serverId = 1 AND consumerKey = 'a'"_s,
+        u"FolderConfiguration WHERE authenticationId = 1"_s,
+        u"FolderConfiguration WHERE clientPath = 'a'"_s,
+        u"FolderConfiguration WHERE parentId = 1 ORDER BY name"_s,
+        u"FolderConfiguration WHERE rootId = 1"_s,
+        u"FolderConfiguration WHERE serverFolderId = 'a'"_s,
+        u"FolderConfiguration WHERE syncStatus = 2"_s,
+        u"FileConfiguration WHERE clientPath = 'a'"_s,
+        u"FileConfiguration WHERE folderConfigurationId = 1 AND syncStatus = 2"_s,
+        u"FileConfiguration WHERE rootFolderId = 1"_s,
+        u"FileConfiguration WHERE serverFileId = 'a'"_s,
+        u"FileConfiguration WHERE serverPath = 'a'"_s,
+        u"GeneratedFileConfiguration WHERE clientPath = 'a'"_s,
+        u"GeneratedFileConfiguration WHERE parentFileId = 1 ORDER BY id"_s,
+        u"GeneratedFileConfiguration WHERE rootFolderId = 1"_s,
+        u"BaseFileConfiguration WHERE parentFileId = 1 ORDER BY id"_s,
+        u"BaseFileConfiguration WHERE rootFolderId = 1"_s,
+        u"Schedules WHERE folderConfigurationId = 0"_s};
+    QSet<QString> used;
+
+    for (const QString& condition : conditions) {
+        // Column 3 of a plan is its text (sqlite.org/eqp.html).
+        sqlite3_stmt* plan = nullptr;
+        const QByteArray sql = "EXPLAIN QUERY PLAN SELECT * FROM " + condition.toUtf8();
+        QCOMPARE(
+            sqlite3_prepare_v2(database->handle(), sql.constData(), -1, &plan, nullptr), SQLITE_OK);
+        QString text;
+        while (sqlite3_step(plan) == SQLITE_ROW)
+            text += QString::fromUtf8(reinterpret_cast<const char*>(sqlite3_column_text(plan, 3))) +
+                    u'\n';
+        sqlite3_finalize(plan);
+        QVERIFY2(!text.contains(u"SCAN"), qPrintable(condition + u": "_s + text));
+        QVERIFY2(!text.contains(u"TEMP B-TREE"), qPrintable(condition + u": "_s + text));
+        const QRegularExpression index(u"USING (?:COVERING )?INDEX (\\w+)"_s);
+        used.insert(index.match(text).captured(1));
+    }
+
+    const QStringList all = database->run(u"SELECT name FROM sqlite_schema WHERE type = 'index'"_s);
+    QCOMPARE(used, QSet<QString>(all.begin(), all.end()));
+}
+
+QTEST_GUILESS_MAIN(TestSchema)
+#include "TestSchema.moc"

@@ -1,0 +1,386 @@
+#include <support/RawDatabase.h>
+
+#include <database/DatabaseError.h>
+#include <database/SqliteDatabaseFactory.h>
+#include <interf/IQSqlDatabaseWrapper.h>
+#include <interf/IQSqlQueryWrapper.h>
+
+#include <QDir>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <atomic>
+#include <functional>
+#include <thread>
+#include <vector>
+
+#include <sys/stat.h>
+
+using namespace Qt::StringLiterals;
+using sync::database::DatabaseError;
+using sync::database::SqliteDatabaseFactory;
+using sync::test::RawDatabase;
+using Cause = DatabaseError::Cause;
+
+namespace {
+
+QByteArray bytesOf(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+void write(const QString& path, const QByteArray& bytes)
+{
+    QFile file(path);
+    if (file.open(QIODevice::WriteOnly))
+        file.write(bytes);
+}
+
+bool add(SqliteDatabaseFactory& factory, const QString& alias)
+{
+    const auto query = factory.CreateQuery();
+    query->prepare(u"INSERT INTO ServerConfiguration (alias) VALUES (:alias)"_s);
+    query->bindValue(u":alias"_s, alias);
+    return query->exec();
+}
+
+} // namespace
+
+class TestSqliteDatabaseFactory : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+
+    void createsFileAndFoldersForTheUserAlone();
+    void opensItsOwnDatabaseAgain();
+    void takesOverAnEmptyFileAndAnEmptyDatabase();
+    void marksItsFile();
+    void defaultPathIsInTheUsersApplicationData();
+    void relativePathsAreMadeAbsolute();
+    void refusesWhatItCannotUseAndLeavesItAlone_data();
+    void refusesWhatItCannotUseAndLeavesItAlone();
+    void refusesANewerVersionThatOnlyTheLogHolds();
+    void refusesAReadOnlyPlace();
+    void findsADamagedPage();
+    void carriesOnAfterACrashWhileTheDatabaseWasMade();
+    void threadsThatOpenOneNewPathAtOnceShareIt();
+    void threadsWriteAndReadAtTheSameTime();
+    void readersDoNotWaitForAWriter();
+    void leavesTheFileWholeWhenItCloses();
+    void theLogStaysBoundedUnderConstantWriting();
+    void aQueryOutlivesItsFactory();
+
+private:
+    QString path(const QString& name) const { return folder->filePath(name); }
+
+    std::unique_ptr<QTemporaryDir> folder;
+};
+
+void TestSqliteDatabaseFactory::init()
+{
+    folder = std::make_unique<QTemporaryDir>();
+}
+
+void TestSqliteDatabaseFactory::createsFileAndFoldersForTheUserAlone()
+{
+    const auto factory = SqliteDatabaseFactory::open(path(u"new/folders/store.db"_s));
+    QVERIFY(add(*factory, u"a"_s));
+
+    struct stat status = {};
+    QCOMPARE(::stat(path(u"new/folders/store.db"_s).toUtf8().constData(), &status), 0);
+    QCOMPARE(status.st_mode & 0777U, 0600U);
+    QCOMPARE(::stat(path(u"new/folders/store.db-wal"_s).toUtf8().constData(), &status), 0);
+    QCOMPARE(status.st_mode & 0777U, 0600U);
+    QCOMPARE(::stat(path(u"new"_s).toUtf8().constData(), &status), 0);
+    QCOMPARE(status.st_mode & 0777U, 0700U);
+    QCOMPARE(factory->path(), path(u"new/folders/store.db"_s));
+}
+
+void TestSqliteDatabaseFactory::opensItsOwnDatabaseAgain()
+{
+    const QString file = path(u"a %31?#&%1 \u00e9.db"_s);
+    QVERIFY(add(*SqliteDatabaseFactory::open(file), u"kept"_s));
+
+    const auto again = SqliteDatabaseFactory::open(file);
+
+    const auto query = again->CreateQuery();
+    query->prepare(u"SELECT alias FROM ServerConfiguration"_s);
+    QVERIFY(query->exec() && query->next());
+    QCOMPARE(query->value(0), QVariant(u"kept"_s));
+    QCOMPARE(QDir(folder->path()).entryList({u"*.db"_s}).size(), 1);
+}
+
+void TestSqliteDatabaseFactory::takesOverAnEmptyFileAndAnEmptyDatabase()
+{
+    write(path(u"empty"_s), {});
+    RawDatabase(path(u"vacuumed.db"_s)).run(u"CREATE TABLE a (b); DROP TABLE a; VACUUM"_s);
+
+    QVERIFY(add(*SqliteDatabaseFactory::open(path(u"empty"_s)), u"a"_s));
+    QVERIFY(add(*SqliteDatabaseFactory::open(path(u"vacuumed.db"_s)), u"a"_s));
+}
+
+void TestSqliteDatabaseFactory::marksItsFile()
+{
+    const auto factory = SqliteDatabaseFactory::open(path(u"store.db"_s));
+
+    RawDatabase raw(factory->path());
+
+    QCOMPARE(raw.value(u"PRAGMA application_id"_s), QString::number(0x56656C6D));
+    QCOMPARE(raw.value(u"PRAGMA user_version"_s), u"1"_s);
+    QCOMPARE(raw.value(u"PRAGMA journal_mode"_s), u"wal"_s);
+    QCOMPARE(raw.value(u"PRAGMA integrity_check"_s), u"ok"_s);
+    // Also in the file itself, where "file" and the like look, and not only in the log.
+    QCOMPARE(bytesOf(factory->path()).mid(68, 4), QByteArray("Velm"));
+}
+
+void TestSqliteDatabaseFactory::defaultPathIsInTheUsersApplicationData()
+{
+    const QString place = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
+
+    QCOMPARE(SqliteDatabaseFactory::defaultPath(), place + u"/velmio/configuration.db"_s);
+}
+
+void TestSqliteDatabaseFactory::relativePathsAreMadeAbsolute()
+{
+    const QString before = QDir::currentPath();
+    QVERIFY(QDir::setCurrent(folder->path()));
+
+    const auto factory = SqliteDatabaseFactory::open(u"./here/../store.db"_s);
+
+    QVERIFY(QDir::setCurrent(before));
+    QCOMPARE(factory->path(), QDir(folder->path()).filePath(u"store.db"_s));
+    QVERIFY(QFile::exists(path(u"store.db"_s)));
+}
+
+void TestSqliteDatabaseFactory::refusesWhatItCannotUseAndLeavesItAlone_data()
+{
+    using Make = std::function<void(const QString&)>;
+    QTest::addColumn<Make>("make");
+    QTest::addColumn<Cause>("cause");
+    QTest::addColumn<QString>("text");
+
+    QTest::addRow("directory") << Make([](const QString& file) { QDir().mkpath(file); })
+                               << Cause::Directory << u"is a directory"_s;
+    QTest::addRow("text file") << Make([](const QString& file) {
+        write(file, QByteArray(5000, 'x'));
+    }) << Cause::NotADatabase << u"is not a SQLite database"_s;
+    QTest::addRow("short file") << Make([](const QString& file) { write(file, "SQLite format 3"); })
+                                << Cause::NotADatabase << u"is not a SQLite database"_s;
+    QTest::addRow("pipe") << Make([](const QString& file) {
+        ::mkfifo(file.toUtf8().constData(), 0600);
+    }) << Cause::NotADatabase
+                          << u"is not a SQLite database"_s;
+    QTest::addRow("another program's mark")
+        << Make([](const QString& file) { RawDatabase(file).run(u"PRAGMA application_id = 7"_s); })
+        << Cause::ForeignDatabase << u"another program"_s;
+    QTest::addRow("another program's tables")
+        << Make([](const QString& file) { RawDatabase(file).run(u"CREATE TABLE a (b)"_s); })
+        << Cause::ForeignDatabase << u"another program"_s;
+    QTest::addRow("another program's log") << Make([](const QString& file) {
+        RawDatabase(file).run(u"PRAGMA journal_mode = WAL; CREATE TABLE a (b)"_s);
+        RawDatabase(file).run(u"CREATE TABLE c (d)"_s);
+    }) << Cause::ForeignDatabase << u"another program"_s;
+    QTest::addRow("newer version") << Make([](const QString& file) {
+        SqliteDatabaseFactory::open(file);
+        RawDatabase(file).run(u"PRAGMA journal_mode = DELETE; PRAGMA user_version = 99"_s);
+    }) << Cause::TooNew << u"schema version 99"_s;
+    QTest::addRow("cut off") << Make([](const QString& file) {
+        SqliteDatabaseFactory::open(file);
+        RawDatabase(file).run(u"PRAGMA journal_mode = DELETE"_s);
+        QFile(file).resize(3 * 4096);
+    }) << Cause::Damaged << u"damaged"_s;
+    QTest::addRow("table missing") << Make([](const QString& file) {
+        SqliteDatabaseFactory::open(file);
+        RawDatabase(file).run(u"DROP TABLE Schedules; PRAGMA journal_mode = DELETE"_s);
+    }) << Cause::Damaged << u"Schedules is missing"_s;
+}
+
+void TestSqliteDatabaseFactory::refusesWhatItCannotUseAndLeavesItAlone()
+{
+    QFETCH(const std::function<void(const QString&)>, make);
+    QFETCH(const Cause, cause);
+    QFETCH(const QString, text);
+    const QString file = path(u"store.db"_s);
+    make(file);
+    const bool isRegular = QFileInfo(file).isFile();
+    const QByteArray before = isRegular ? bytesOf(file) : QByteArray();
+
+    try {
+        SqliteDatabaseFactory::open(file);
+        QFAIL("open() took it");
+    } catch (const DatabaseError& error) {
+        QCOMPARE(error.cause(), cause);
+        QVERIFY2(error.text().contains(file), error.what());
+        QVERIFY2(error.text().contains(text), error.what());
+    }
+
+    QCOMPARE(isRegular ? bytesOf(file) : QByteArray(), before);
+}
+
+void TestSqliteDatabaseFactory::refusesANewerVersionThatOnlyTheLogHolds()
+{
+    const QString file = path(u"store.db"_s);
+    SqliteDatabaseFactory::open(file);
+    RawDatabase(file).run(u"PRAGMA wal_autocheckpoint = 0; PRAGMA user_version = 2"_s);
+    const QByteArray before = bytesOf(file);
+    QCOMPARE(before.mid(60, 4), QByteArray("\0\0\0\1", 4));
+
+    QVERIFY_EXCEPTION_THROWN(SqliteDatabaseFactory::open(file), DatabaseError);
+
+    QCOMPARE(bytesOf(file), before);
+    QCOMPARE(RawDatabase(file).value(u"PRAGMA user_version"_s), u"2"_s);
+}
+
+void TestSqliteDatabaseFactory::refusesAReadOnlyPlace()
+{
+    // The one place that also the superuser cannot write to.
+    try {
+        SqliteDatabaseFactory::open(u"/proc/velmio/store.db"_s);
+        QFAIL("open() took it");
+    } catch (const DatabaseError& error) {
+        QVERIFY2(error.text().contains(u"/proc/velmio"), error.what());
+    }
+}
+
+void TestSqliteDatabaseFactory::findsADamagedPage()
+{
+    const QString file = path(u"store.db"_s);
+    SqliteDatabaseFactory::open(file);
+    RawDatabase(file).run(u"PRAGMA journal_mode = DELETE"_s);
+    QByteArray bytes = bytesOf(file);
+    bytes.replace(5 * 4096, 4096, QByteArray(4096, '\xA5'));
+    write(file, bytes);
+
+    try {
+        SqliteDatabaseFactory::open(file);
+        QFAIL("open() took it");
+    } catch (const DatabaseError& error) {
+        QCOMPARE(error.cause(), Cause::Damaged);
+    }
+
+    QCOMPARE(bytesOf(file), bytes);
+}
+
+void TestSqliteDatabaseFactory::carriesOnAfterACrashWhileTheDatabaseWasMade()
+{
+    // Made, but not yet switched to the write-ahead log.
+    const QString file = path(u"store.db"_s);
+    SqliteDatabaseFactory::open(file);
+    RawDatabase(file).run(u"PRAGMA journal_mode = DELETE"_s);
+
+    QVERIFY(add(*SqliteDatabaseFactory::open(file), u"a"_s));
+
+    QCOMPARE(RawDatabase(file).value(u"PRAGMA journal_mode"_s), u"wal"_s);
+}
+
+void TestSqliteDatabaseFactory::threadsThatOpenOneNewPathAtOnceShareIt()
+{
+    std::atomic<int> added = 0;
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 8; ++thread) {
+        threads.emplace_back([&] {
+            const auto factory = SqliteDatabaseFactory::open(path(u"store.db"_s));
+            added += add(*factory, u"a"_s) ? 1 : 0;
+        });
+    }
+    for (auto& thread : threads)
+        thread.join();
+
+    QCOMPARE(added.load(), 8);
+    QCOMPARE(
+        RawDatabase(path(u"store.db"_s)).value(u"SELECT count(*) FROM ServerConfiguration"_s),
+        u"8"_s);
+}
+
+void TestSqliteDatabaseFactory::threadsWriteAndReadAtTheSameTime()
+{
+    const auto factory = SqliteDatabaseFactory::open(path(u"store.db"_s));
+    std::atomic<int> failures = 0;
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 4; ++thread) {
+        threads.emplace_back([&] {
+            for (int round = 0; round < 50; ++round)
+                failures += add(*factory, u"a"_s) ? 0 : 1;
+        });
+        threads.emplace_back([&] {
+            for (int round = 0; round < 200; ++round) {
+                const auto query = factory->CreateQuery();
+                query->prepare(u"SELECT count(*) FROM ServerConfiguration"_s);
+                failures += query->exec() && query->next() ? 0 : 1;
+            }
+        });
+    }
+    for (auto& thread : threads)
+        thread.join();
+
+    QCOMPARE(failures.load(), 0);
+    QCOMPARE(
+        RawDatabase(factory->path()).value(u"SELECT count(*) FROM ServerConfiguration"_s),
+        u"200"_s);
+}
+
+void TestSqliteDatabaseFactory::readersDoNotWaitForAWriter()
+{
+    const auto factory = SqliteDatabaseFactory::open(path(u"store.db"_s));
+    QVERIFY(add(*factory, u"before"_s));
+    QVERIFY(factory->GetDatabase()->transaction());
+    QVERIFY(add(*factory, u"after"_s));
+    int seen = -1;
+
+    std::thread([&] {
+        const auto query = factory->CreateQuery();
+        query->prepare(u"SELECT count(*) FROM ServerConfiguration"_s);
+        if (query->exec() && query->next())
+            seen = query->value(0).toInt();
+    }).join();
+
+    QCOMPARE(seen, 1);
+    QVERIFY(factory->GetDatabase()->commit());
+}
+
+void TestSqliteDatabaseFactory::leavesTheFileWholeWhenItCloses()
+{
+    const QString file = path(u"store.db"_s);
+    {
+        const auto factory = SqliteDatabaseFactory::open(file);
+        QVERIFY(add(*factory, u"in the log"_s));
+        QVERIFY(!bytesOf(file).contains("in the log"));
+    }
+
+    QVERIFY(bytesOf(file).contains("in the log"));
+}
+
+void TestSqliteDatabaseFactory::theLogStaysBoundedUnderConstantWriting()
+{
+    const auto factory = SqliteDatabaseFactory::open(path(u"store.db"_s));
+    const QString big(100 * 1024, u'x');
+    qint64 largestLog = 0;
+
+    // 60 MB of text.
+    for (int round = 0; round < 600; ++round) {
+        QVERIFY(add(*factory, big));
+        largestLog = std::max(largestLog, QFileInfo(factory->path() + u"-wal"_s).size());
+    }
+
+    QVERIFY2(largestLog < 20 * 1024 * 1024, qPrintable(QString::number(largestLog)));
+    QCOMPARE(RawDatabase(factory->path()).value(u"PRAGMA integrity_check"_s), u"ok"_s);
+}
+
+void TestSqliteDatabaseFactory::aQueryOutlivesItsFactory()
+{
+    auto factory = SqliteDatabaseFactory::open(path(u"store.db"_s));
+    const auto query = factory->CreateQuery();
+    factory.reset();
+
+    query->prepare(u"SELECT syncInterval FROM Schedules"_s);
+
+    QVERIFY(query->exec() && query->next());
+    QCOMPARE(query->value(0).toInt(), 30);
+}
+
+QTEST_GUILESS_MAIN(TestSqliteDatabaseFactory)
+#include "TestSqliteDatabaseFactory.moc"

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <QFile>
+#include <QString>
+#include <QStringList>
+
+#include <sqlite3.h>
+
+#include <stdexcept>
+
+namespace sync::test {
+
+/// A second look at a database file, by the plain SQLite library with its defaults.
+class RawDatabase
+{
+public:
+    explicit RawDatabase(const QString& path)
+    {
+        check(sqlite3_open(QFile::encodeName(path).constData(), &database));
+        // Like a foreign program that leaves the log to the store.
+        sqlite3_db_config(database, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+    }
+    ~RawDatabase() { sqlite3_close_v2(database); }
+
+    RawDatabase(const RawDatabase&) = delete;
+    RawDatabase& operator=(const RawDatabase&) = delete;
+
+    /// Runs statements and returns column 0 of their rows, NULL as a null text.
+    QStringList run(const QString& sql)
+    {
+        QStringList column;
+        check(sqlite3_exec(
+            database, sql.toUtf8().constData(),
+            [](void* list, int, char** values, char**) {
+                static_cast<QStringList*>(list)->append(QString::fromUtf8(values[0]));
+                return 0;
+            },
+            &column, nullptr));
+        return column;
+    }
+
+    /// The same without throwing: false when it fails.
+    bool tryRun(const char* sql)
+    {
+        return sqlite3_exec(database, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
+    }
+
+    QString value(const QString& sql) { return run(sql).value(0); }
+
+    sqlite3* handle() const { return database; }
+
+private:
+    void check(int result)
+    {
+        if (result != SQLITE_OK)
+            throw std::runtime_error(sqlite3_errmsg(database));
+    }
+
+    sqlite3* database = nullptr;
+};
+
+} // namespace sync::test
