@@ -1,13 +1,20 @@
 #include "VelmioctlRunner.h"
 
+#include <database/SqliteDatabaseFactory.h>
+#include <interf/IQSqlDatabaseWrapper.h>
+
 #include <QDir>
 #include <QFile>
+#include <QJsonDocument>
+#include <QProcess>
 #include <QTest>
 
+#include <csignal>
 #include <sys/stat.h>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
+using sync::database::SqliteDatabaseFactory;
 
 class TestVelmioctlScan : public QObject
 {
@@ -26,6 +33,7 @@ private Q_SLOTS:
     void vanishedRootIsAFindingAndOthersGoOn();
     void invalidNamesAreFindings();
     void scanWithoutRootsSaysWhatToDo();
+    void interruptEndsTheScanCleanly();
 
 private:
     void addRoot(const QString& name, const QStringList& options = {}) const
@@ -176,6 +184,33 @@ void TestVelmioctlScan::scanWithoutRootsSaysWhatToDo()
 
     QCOMPARE(scan.exitCode, 0);
     QVERIFY(scan.errors.contains(u"velmioctl folder add"_s));
+}
+
+void TestVelmioctlScan::interruptEndsTheScanCleanly()
+{
+    addRoot(u"missing"_s, {u"--missing-ok"_s});
+    addRoot(u"one"_s);
+    const auto factory = SqliteDatabaseFactory::open(tool->databasePath());
+    const auto database = factory->GetDatabase();
+    QVERIFY(database->transaction());
+    QProcess process;
+    process.setProcessEnvironment(tool->environment);
+    process.start(
+        tool->programPath(), {u"--json"_s, u"--database"_s, tool->databasePath(), u"scan"_s});
+    process.setReadChannel(QProcess::StandardError);
+    // By the time it tells of the first root it listens to signals; then it waits for the lock.
+    QVERIFY(process.waitForReadyRead());
+
+    QCOMPARE(::kill(pid_t(process.processId()), SIGINT), 0);
+    QVERIFY(database->rollback());
+    QVERIFY(process.waitForFinished());
+
+    QCOMPARE(process.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(process.exitCode(), 130);
+    const QJsonObject answer = QJsonDocument::fromJson(process.readAllStandardOutput()).object();
+    QCOMPARE(answer[u"interrupted"_s].toBool(), true);
+    QCOMPARE(answer[u"new"_s].toInt(-1), 0);
+    QCOMPARE(folderCount(), 2);
 }
 
 QTEST_GUILESS_MAIN(TestVelmioctlScan)

@@ -86,7 +86,7 @@ private:
     static Table emptyTable()
     {
         Table table(
-            {u"ROOT"_s, u"FOLDERS"_s, u"NEW"_s, u"FAILED"_s, u"UNREADABLE"_s, u"INVALID NAMES"_s,
+            {u"ROOT"_s, u"FOLDERS"_s, u"NEW"_s, u"FAILED"_s, u"UNREADABLE"_s, u"BAD NAMES"_s,
              u"NOTE"_s, u"PATH"_s});
         for (int column = 0; column < 6; ++column)
             table.alignRight(column);
