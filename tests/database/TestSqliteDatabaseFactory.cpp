@@ -229,7 +229,7 @@ void TestSqliteDatabaseFactory::refusesANewerVersionThatOnlyTheLogHolds()
     const QByteArray before = bytesOf(file);
     QCOMPARE(before.mid(60, 4), QByteArray("\0\0\0\1", 4));
 
-    QVERIFY_EXCEPTION_THROWN(SqliteDatabaseFactory::open(file), DatabaseError);
+    QVERIFY_THROWS_EXCEPTION(DatabaseError, SqliteDatabaseFactory::open(file));
 
     QCOMPARE(bytesOf(file), before);
     QCOMPARE(RawDatabase(file).value(u"PRAGMA user_version"_s), u"2"_s);

@@ -1,5 +1,6 @@
 #include <support/Engines.h>
 
+#include <database/SqliteDatabaseFactory.h>
 #include <support/QtSqlDatabaseFactory.h>
 
 #include <QTest>
@@ -16,6 +17,7 @@ namespace {
 using Factory = std::shared_ptr<interf::factory::IDatabaseFactory>;
 
 const std::pair<QString, std::function<Factory(const QString&)>> Engines[] = {
+    {u"embedded"_s, database::SqliteDatabaseFactory::open},
     {u"qtsql"_s, QtSqlDatabaseFactory::open},
 };
 

@@ -133,7 +133,7 @@ void TestScan::failedBatchIsUndoneAndCounted()
     Progress progress(stderr, {});
     Scan scan(place.session, progress, [] { return false; });
 
-    QVERIFY_EXCEPTION_THROWN(scan.run(place.root), CommandError);
+    QVERIFY_THROWS_EXCEPTION(CommandError, scan.run(place.root));
 
     QCOMPARE(scan.counts().failed, 3);
     QCOMPARE(scan.counts().added, 0);

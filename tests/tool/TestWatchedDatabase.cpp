@@ -66,7 +66,7 @@ void TestWatchedDatabase::failedReadOfAManagerIsNoticed()
     const auto list = servers.GetAll();
 
     QVERIFY(list.empty());
-    QVERIFY_EXCEPTION_THROWN(database->check(), CommandError);
+    QVERIFY_THROWS_EXCEPTION(CommandError, database->check());
 }
 
 void TestWatchedDatabase::failedWriteOfAManagerIsNoticed()
@@ -90,7 +90,7 @@ void TestWatchedDatabase::failedWriteOfAManagerIsNoticed()
 
 void TestWatchedDatabase::checkForgetsWhatItHasTold()
 {
-    QVERIFY_EXCEPTION_THROWN(database->select(u"SELECT nothing FROM nowhere"_s), CommandError);
+    QVERIFY_THROWS_EXCEPTION(CommandError, database->select(u"SELECT nothing FROM nowhere"_s));
 
     database->check();
     QCOMPARE(database->number(u"SELECT count(*) FROM Schedules"_s), 1);
