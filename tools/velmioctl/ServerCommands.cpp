@@ -167,7 +167,7 @@ void remove(Session& session, const ServerOptions& options)
 void setDefault(Session& session, int id)
 {
     serverById(session, id);
-    QSettings settings(QSettings::UserScope, SettingsOrganization, SettingsApplication);
+    QSettings settings = userSettings();
     settings.setValue(DefaultServerKey, id);
     settings.sync();
     if (settings.status() != QSettings::NoError) {
