@@ -16,7 +16,6 @@ set(VELMIO_WARNING_OPTIONS
     -Wimplicit-fallthrough
     -Wundef
     -Wextra-semi
-    -Wnull-dereference
 )
 
 # Warnings, sanitizers, strict Qt and hidden symbols for one of our targets.
