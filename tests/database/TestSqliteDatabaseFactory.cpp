@@ -61,6 +61,7 @@ private Q_SLOTS:
     void marksItsFile();
     void defaultPathIsInTheUsersApplicationData();
     void relativePathsAreMadeAbsolute();
+    void aNameThatBeginsWithAColonIsAFile();
     void refusesWhatItCannotUseAndLeavesItAlone_data();
     void refusesWhatItCannotUseAndLeavesItAlone();
     void refusesANewerVersionThatOnlyTheLogHolds();
@@ -154,6 +155,18 @@ void TestSqliteDatabaseFactory::relativePathsAreMadeAbsolute()
     QVERIFY(QDir::setCurrent(before));
     QCOMPARE(factory->path(), QDir(folder->path()).filePath(u"store.db"_s));
     QVERIFY(QFile::exists(path(u"store.db"_s)));
+}
+
+void TestSqliteDatabaseFactory::aNameThatBeginsWithAColonIsAFile()
+{
+    const QString before = QDir::currentPath();
+    QVERIFY(QDir::setCurrent(folder->path()));
+
+    const auto factory = SqliteDatabaseFactory::open(u":memory:"_s);
+    QVERIFY(QDir::setCurrent(before));
+
+    QVERIFY(add(*factory, u"a"_s));
+    QVERIFY(QFileInfo(folder->path() + u"/:memory:"_s).size() > 0);
 }
 
 void TestSqliteDatabaseFactory::refusesWhatItCannotUseAndLeavesItAlone_data()
