@@ -62,6 +62,7 @@ private Q_SLOTS:
     void defaultPathIsInTheUsersApplicationData();
     void relativePathsAreMadeAbsolute();
     void aNameThatBeginsWithAColonIsAFile();
+    void looksAtTheLogBesideTheFileThatALinkLeadsTo();
     void refusesWhatItCannotUseAndLeavesItAlone_data();
     void refusesWhatItCannotUseAndLeavesItAlone();
     void refusesANewerVersionThatOnlyTheLogHolds();
@@ -167,6 +168,21 @@ void TestSqliteDatabaseFactory::aNameThatBeginsWithAColonIsAFile()
 
     QVERIFY(add(*factory, u"a"_s));
     QVERIFY(QFileInfo(folder->path() + u"/:memory:"_s).size() > 0);
+}
+
+void TestSqliteDatabaseFactory::looksAtTheLogBesideTheFileThatALinkLeadsTo()
+{
+    const QString target = path(u"target/foreign.db"_s);
+    QVERIFY(QDir(folder->path()).mkdir(u"target"_s));
+    RawDatabase(target).run(
+        u"PRAGMA journal_mode = WAL; PRAGMA wal_autocheckpoint = 0; CREATE TABLE a (b)"_s);
+    QVERIFY(QFile::link(target, path(u"link.db"_s)));
+
+    QVERIFY_THROWS_EXCEPTION(DatabaseError, SqliteDatabaseFactory::open(path(u"link.db"_s)));
+
+    QCOMPARE(
+        RawDatabase(target).value(u"SELECT count(*) FROM sqlite_schema WHERE type = 'table'"_s),
+        u"1"_s);
 }
 
 void TestSqliteDatabaseFactory::refusesWhatItCannotUseAndLeavesItAlone_data()
