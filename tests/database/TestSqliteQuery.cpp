@@ -50,6 +50,7 @@ private Q_SLOTS:
     void anotherThreadMayNotUseTheQuery();
     void aWriterThatWaitsTooLongFailsWithAText();
     void afterAnAutomaticRollbackTheTransactionStaysLost();
+    void aWriteBehindAnOldSelectFailsWithTheRemedy();
     void moreTextsThanTheCacheHoldsStillRun();
 
 private:
@@ -433,6 +434,21 @@ void TestSqliteQuery::afterAnAutomaticRollbackTheTransactionStaysLost()
     QVERIFY(prepared(u"INSERT INTO Anything VALUES (2)"_s)->exec());
     QCOMPARE(
         RawDatabase(factory->path()).run(u"SELECT value FROM Anything"_s), QStringList{u"2"_s});
+}
+
+void TestSqliteQuery::aWriteBehindAnOldSelectFailsWithTheRemedy()
+{
+    const auto select = prepared(u"SELECT id FROM Schedules"_s);
+    const auto update = prepared(u"UPDATE Schedules SET syncInterval = 31"_s);
+    QVERIFY(select->exec() && select->next());
+    RawDatabase(factory->path()).run(u"UPDATE Schedules SET syncInterval = 32"_s);
+
+    QVERIFY(!update->exec());
+    QVERIFY2(
+        update->lastError().contains(u"release that query"_s), qPrintable(update->lastError()));
+
+    QVERIFY(!select->next());
+    QVERIFY(update->exec());
 }
 
 void TestSqliteQuery::moreTextsThanTheCacheHoldsStillRun()
