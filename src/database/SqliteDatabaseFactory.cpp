@@ -22,7 +22,9 @@ std::shared_ptr<SqliteDatabaseFactory> SqliteDatabaseFactory::open(const QString
         throw DatabaseError(
             DatabaseError::Cause::Other, u"The path of the database is empty: name a file."_s);
 
-    const QString absolutePath = QDir::cleanPath(QFileInfo(path).absoluteFilePath());
+    // A ":" at the start would name a resource to Qt, and ":memory:" no file to SQLite.
+    const QString file = path.startsWith(u':') ? u"./"_s + path : path;
+    const QString absolutePath = QDir::cleanPath(QFileInfo(file).absoluteFilePath());
     // One after the other: a file that one thread has just created is closed before another
     // thread's connection holds locks on it, which that close would drop.
     static std::mutex opening;

@@ -61,6 +61,8 @@ private Q_SLOTS:
     void marksItsFile();
     void defaultPathIsInTheUsersApplicationData();
     void relativePathsAreMadeAbsolute();
+    void aNameThatBeginsWithAColonIsAFile();
+    void looksAtTheLogBesideTheFileThatALinkLeadsTo();
     void refusesWhatItCannotUseAndLeavesItAlone_data();
     void refusesWhatItCannotUseAndLeavesItAlone();
     void refusesANewerVersionThatOnlyTheLogHolds();
@@ -154,6 +156,33 @@ void TestSqliteDatabaseFactory::relativePathsAreMadeAbsolute()
     QVERIFY(QDir::setCurrent(before));
     QCOMPARE(factory->path(), QDir(folder->path()).filePath(u"store.db"_s));
     QVERIFY(QFile::exists(path(u"store.db"_s)));
+}
+
+void TestSqliteDatabaseFactory::aNameThatBeginsWithAColonIsAFile()
+{
+    const QString before = QDir::currentPath();
+    QVERIFY(QDir::setCurrent(folder->path()));
+
+    const auto factory = SqliteDatabaseFactory::open(u":memory:"_s);
+    QVERIFY(QDir::setCurrent(before));
+
+    QVERIFY(add(*factory, u"a"_s));
+    QVERIFY(QFileInfo(folder->path() + u"/:memory:"_s).size() > 0);
+}
+
+void TestSqliteDatabaseFactory::looksAtTheLogBesideTheFileThatALinkLeadsTo()
+{
+    const QString target = path(u"target/foreign.db"_s);
+    QVERIFY(QDir(folder->path()).mkdir(u"target"_s));
+    RawDatabase(target).run(
+        u"PRAGMA journal_mode = WAL; PRAGMA wal_autocheckpoint = 0; CREATE TABLE a (b)"_s);
+    QVERIFY(QFile::link(target, path(u"link.db"_s)));
+
+    QVERIFY_THROWS_EXCEPTION(DatabaseError, SqliteDatabaseFactory::open(path(u"link.db"_s)));
+
+    QCOMPARE(
+        RawDatabase(target).value(u"SELECT count(*) FROM sqlite_schema WHERE type = 'table'"_s),
+        u"1"_s);
 }
 
 void TestSqliteDatabaseFactory::refusesWhatItCannotUseAndLeavesItAlone_data()

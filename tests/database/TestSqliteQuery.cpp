@@ -50,6 +50,8 @@ private Q_SLOTS:
     void anotherThreadMayNotUseTheQuery();
     void aWriterThatWaitsTooLongFailsWithAText();
     void afterAnAutomaticRollbackTheTransactionStaysLost();
+    void afterAReadThatRolledBackTheTransactionStaysLost();
+    void aWriteBehindAnOldSelectFailsWithTheRemedy();
     void moreTextsThanTheCacheHoldsStillRun();
 
 private:
@@ -433,6 +435,44 @@ void TestSqliteQuery::afterAnAutomaticRollbackTheTransactionStaysLost()
     QVERIFY(prepared(u"INSERT INTO Anything VALUES (2)"_s)->exec());
     QCOMPARE(
         RawDatabase(factory->path()).run(u"SELECT value FROM Anything"_s), QStringList{u"2"_s});
+}
+
+void TestSqliteQuery::afterAReadThatRolledBackTheTransactionStaysLost()
+{
+    constexpr int HeapLimitBytes = 20'000'000;
+    const auto database = factory->GetDatabase();
+    const auto insert = prepared(u"INSERT INTO ServerConfiguration (alias) VALUES ('a')"_s);
+    const auto tooLarge =
+        prepared(u"SELECT length(randomblob(90000000)) FROM ServerConfiguration"_s);
+    QVERIFY(database->transaction());
+    QVERIFY(insert->exec());
+
+    sqlite3_hard_heap_limit64(HeapLimitBytes);
+    const bool read = tooLarge->exec();
+    sqlite3_hard_heap_limit64(0);
+
+    QVERIFY(!read);
+    QVERIFY(!insert->exec());
+    QVERIFY2(insert->lastError().contains(u"out of memory"_s), qPrintable(insert->lastError()));
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"rolled back"_s));
+    QVERIFY(!database->commit());
+    QCOMPARE(
+        RawDatabase(factory->path()).value(u"SELECT count(*) FROM ServerConfiguration"_s), u"0"_s);
+}
+
+void TestSqliteQuery::aWriteBehindAnOldSelectFailsWithTheRemedy()
+{
+    const auto select = prepared(u"SELECT id FROM Schedules"_s);
+    const auto update = prepared(u"UPDATE Schedules SET syncInterval = 31"_s);
+    QVERIFY(select->exec() && select->next());
+    RawDatabase(factory->path()).run(u"UPDATE Schedules SET syncInterval = 32"_s);
+
+    QVERIFY(!update->exec());
+    QVERIFY2(
+        update->lastError().contains(u"release that query"_s), qPrintable(update->lastError()));
+
+    QVERIFY(!select->next());
+    QVERIFY(update->exec());
 }
 
 void TestSqliteQuery::moreTextsThanTheCacheHoldsStillRun()

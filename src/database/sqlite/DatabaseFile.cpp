@@ -251,8 +251,11 @@ void useWriteAheadLog(sqlite3* database, const QString& path)
 
 } // namespace
 
-void prepareDatabaseFile(const QString& path)
+void prepareDatabaseFile(const QString& givenPath)
 {
+    // SQLite keeps its log beside the file that a symbolic link leads to.
+    const QString target = QFileInfo(givenPath).canonicalFilePath();
+    const QString path = target.isEmpty() ? givenPath : target;
     const QFileInfo file(path);
     if (file.isDir())
         throw DatabaseError(

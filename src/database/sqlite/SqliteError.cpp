@@ -68,6 +68,10 @@ QString messageOf(sqlite3* database)
 
 QString errorText(sqlite3* database)
 {
+    if (sqlite3_extended_errcode(database) == SQLITE_BUSY_SNAPSHOT)
+        return messageOf(database) +
+               u". Somebody else has written since this thread began a SELECT: release that query "
+               u"first, and try again."_s;
     const QString remedy = remedyFor(causeOf(sqlite3_errcode(database) & 0xff));
     return remedy.isEmpty() ? messageOf(database) : messageOf(database) + u". "_s + remedy;
 }

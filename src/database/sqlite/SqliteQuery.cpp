@@ -146,6 +146,7 @@ bool SqliteQuery::fail(const QString& reason)
 
 bool SqliteQuery::failWithSqliteError()
 {
+    session->noteFailedStatement();
     return fail(errorText(session->connection().handle()));
 }
 

@@ -59,17 +59,20 @@ bool SqliteSession::beginWrite(QString& error)
     return hasTurn;
 }
 
-void SqliteSession::endWrite() noexcept
+void SqliteSession::noteFailedStatement()
 {
-    if (!inTransaction()) {
-        leaveTurn();
-        return;
-    }
-    // Some errors, a full disk among them, make SQLite roll back the whole transaction
-    // (sqlite.org/lang_transaction.html). What follows must not be committed without what was.
-    if (sqlite3_get_autocommit(sqlite.handle()) != 0 && lostError.isEmpty())
+    // Some errors, a full disk and a read without memory among them, make SQLite roll back the
+    // whole transaction (sqlite.org/lang_transaction.html). What follows must not be committed
+    // without what was.
+    if (inTransaction() && sqlite3_get_autocommit(sqlite.handle()) != 0 && lostError.isEmpty())
         lostError = u"the transaction was rolled back when a statement failed: "_s +
                     errorText(sqlite.handle());
+}
+
+void SqliteSession::endWrite() noexcept
+{
+    if (!inTransaction())
+        leaveTurn();
 }
 
 bool SqliteSession::beginHostTransaction(QString& error)

@@ -37,6 +37,9 @@ public:
     /// reason in `error`, when the turn or the write lock could not be had.
     bool beginWrite(QString& error);
 
+    /// Follows each statement that has failed, reads included, while its error is still at hand.
+    void noteFailedStatement();
+
     /// Follows each beginWrite() that returned true, when the statement has run.
     void endWrite() noexcept;
 
