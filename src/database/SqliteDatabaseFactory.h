@@ -19,6 +19,9 @@ class SqliteStore;
 /// lent to a thread while it has a query or a transaction and go back to a pool then. Writers
 /// of one process queue in order of arrival; a writer waits for another process for up to 5 s.
 /// Readers wait for nobody. What TransactionalScope promises, this engine keeps.
+///
+/// A thread that holds a SELECT with rows left cannot write once somebody else has written; release
+/// or finish the SELECT first. A process that forks opens a factory of its own in the child.
 class VELMIO_DATABASE_EXPORT SqliteDatabaseFactory : public interf::factory::IDatabaseFactory
 {
 public:

@@ -11,6 +11,8 @@
 using namespace Qt::StringLiterals;
 using sync::database::LogCheckpointer;
 using sync::test::RawDatabase;
+using namespace std::chrono_literals;
+using Writers = LogCheckpointer::Writers;
 
 namespace {
 
@@ -77,6 +79,7 @@ private Q_SLOTS:
     void nobodyCanWriteWhileItRuns();
     void doesNotRunWhileSomebodyWrites();
     void waitsForTheWriterWhenToldTo();
+    void aPatientOneWaitsForTheReaderOfTheOldLog();
 
 private:
     qint64 fileSize() const { return QFileInfo(path).size(); }
@@ -97,7 +100,7 @@ void TestLogCheckpointer::init()
 
 void TestLogCheckpointer::copiesTheLogIntoTheFile()
 {
-    QVERIFY(LogCheckpointer(path).run(false));
+    QVERIFY(LogCheckpointer(path).run(Writers::GiveUp, 0ms));
 
     QVERIFY(fileSize() > 100000);
 }
@@ -113,7 +116,7 @@ void TestLogCheckpointer::nobodyCanWriteWhileItRuns()
         writersLetIn += other.tryRun("BEGIN IMMEDIATE") ? 1 : 0;
     };
 
-    QVERIFY(LogCheckpointer(path).run(false));
+    QVERIFY(LogCheckpointer(path).run(Writers::GiveUp, 0ms));
 
     QVERIFY(questions > 20);
     QCOMPARE(writersLetIn, 0);
@@ -127,7 +130,7 @@ void TestLogCheckpointer::doesNotRunWhileSomebodyWrites()
     RawDatabase writer(path);
     writer.run(u"BEGIN IMMEDIATE"_s);
 
-    QVERIFY(!LogCheckpointer(path).run(false));
+    QVERIFY(!LogCheckpointer(path).run(Writers::GiveUp, 0ms));
 
     QCOMPARE(fileSize(), before);
 }
@@ -140,7 +143,7 @@ void TestLogCheckpointer::waitsForTheWriterWhenToldTo()
     std::atomic<bool> committed = false;
     std::atomic<bool> ranEarly = false;
 
-    std::thread waiting([&] { ranEarly = checkpointer.run(true) && !committed; });
+    std::thread waiting([&] { ranEarly = checkpointer.run(Writers::Wait, 0ms) && !committed; });
     QTest::qWait(20);
     committed = true;
     writer.run(u"COMMIT"_s);
@@ -148,6 +151,22 @@ void TestLogCheckpointer::waitsForTheWriterWhenToldTo()
 
     QVERIFY(!ranEarly);
     QVERIFY(fileSize() > 100000);
+}
+
+void TestLogCheckpointer::aPatientOneWaitsForTheReaderOfTheOldLog()
+{
+    RawDatabase reader(path);
+    reader.run(u"BEGIN; SELECT count(*) FROM a"_s);
+    RawDatabase(path).run(u"INSERT INTO a VALUES (zeroblob(200000))"_s);
+    QVERIFY(LogCheckpointer(path).run(Writers::GiveUp, 0ms));
+    QVERIFY(fileSize() < 300000);
+    LogCheckpointer checkpointer(path);
+
+    std::thread waiting([&] { checkpointer.run(Writers::GiveUp, 300ms); });
+    reader.run(u"COMMIT"_s);
+    waiting.join();
+
+    QVERIFY(fileSize() > 300000);
 }
 
 QTEST_GUILESS_MAIN(TestLogCheckpointer)

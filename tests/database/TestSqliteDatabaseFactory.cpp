@@ -74,6 +74,7 @@ private Q_SLOTS:
     void readersDoNotWaitForAWriter();
     void leavesTheFileWholeWhenItCloses();
     void theLogStaysBoundedUnderConstantWriting();
+    void theLogStaysBoundedWhileReadersComeAndGo();
     void aQueryOutlivesItsFactory();
 
 private:
@@ -397,6 +398,38 @@ void TestSqliteDatabaseFactory::theLogStaysBoundedUnderConstantWriting()
 
     QVERIFY2(largestLog < 20 * 1024 * 1024, qPrintable(QString::number(largestLog)));
     QCOMPARE(RawDatabase(factory->path()).value(u"PRAGMA integrity_check"_s), u"ok"_s);
+}
+
+void TestSqliteDatabaseFactory::theLogStaysBoundedWhileReadersComeAndGo()
+{
+    const auto factory = SqliteDatabaseFactory::open(path(u"store.db"_s));
+    const QString big(100 * 1024, u'x');
+    std::atomic<bool> done = false;
+    std::atomic<int> failures = 0;
+    std::vector<std::thread> readers;
+    for (int reader = 0; reader < 3; ++reader) {
+        readers.emplace_back([&] {
+            while (!done) {
+                const auto query = factory->CreateQuery();
+                query->prepare(u"SELECT sum(length(alias)) FROM ServerConfiguration WHERE id > "
+                               u"(SELECT max(id) - 40 FROM ServerConfiguration)"_s);
+                failures += query->exec() && query->next() ? 0 : 1;
+            }
+        });
+    }
+    qint64 largestLog = 0;
+
+    // 120 MB of text.
+    for (int round = 0; round < 1200; ++round) {
+        failures += add(*factory, big) ? 0 : 1;
+        largestLog = std::max(largestLog, QFileInfo(factory->path() + u"-wal"_s).size());
+    }
+    done = true;
+    for (auto& reader : readers)
+        reader.join();
+
+    QCOMPARE(failures.load(), 0);
+    QVERIFY2(largestLog < 40 * 1024 * 1024, qPrintable(QString::number(largestLog)));
 }
 
 void TestSqliteDatabaseFactory::aQueryOutlivesItsFactory()

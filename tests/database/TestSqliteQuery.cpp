@@ -42,12 +42,15 @@ private Q_SLOTS:
     void bindingToATextThatDidNotPrepareIsHarmless();
     void transactionStatementsAreRefused_data();
     void transactionStatementsAreRefused();
+    void settingsThatTheStoreRestsOnCannotBeChanged_data();
+    void settingsThatTheStoreRestsOnCannotBeChanged();
     void insertsTellTheirIdAndUpdatesTheirCount();
     void idsAreNeverUsedAgain();
     void aQueryRunsAgainWithOtherValues();
     void twoQueriesOfOneTextDoNotDisturbEachOther();
     void aReleasedStatementKeepsNoValues();
     void anotherThreadMayNotUseTheQuery();
+    void aQueryReleasedByAnotherThreadLeavesTheConnectionToItsOwner();
     void aWriterThatWaitsTooLongFailsWithAText();
     void afterAnAutomaticRollbackTheTransactionStaysLost();
     void afterAReadThatRolledBackTheTransactionStaysLost();
@@ -316,6 +319,28 @@ void TestSqliteQuery::transactionStatementsAreRefused()
     QVERIFY(query->lastError().contains(u"TransactionalScope"));
 }
 
+void TestSqliteQuery::settingsThatTheStoreRestsOnCannotBeChanged_data()
+{
+    QTest::addColumn<QString>("sql");
+    for (const auto* const sql :
+         {"PRAGMA synchronous = OFF", "PRAGMA wal_autocheckpoint(1)", "PRAGMA User_Version = 7",
+          "PRAGMA journal_mode = DELETE", "PRAGMA wal_checkpoint", "PRAGMA wal_checkpoint(FULL)"})
+        QTest::addRow("%s", sql) << QString::fromLatin1(sql);
+}
+
+void TestSqliteQuery::settingsThatTheStoreRestsOnCannotBeChanged()
+{
+    QFETCH(const QString, sql);
+    const auto query = prepared(sql);
+
+    QVERIFY(!query->exec());
+
+    QVERIFY2(query->lastError().contains(u"belongs to the store"), qPrintable(query->lastError()));
+    const auto reading = prepared(u"PRAGMA synchronous"_s);
+    QVERIFY(reading->exec() && reading->next());
+    QCOMPARE(reading->value(0).toInt(), 2);
+}
+
 void TestSqliteQuery::insertsTellTheirIdAndUpdatesTheirCount()
 {
     const QString insert = u"INSERT INTO ServerConfiguration (alias) VALUES ('a')"_s;
@@ -399,6 +424,28 @@ void TestSqliteQuery::anotherThreadMayNotUseTheQuery()
     QVERIFY(query->exec());
     std::thread([moved = std::move(query)]() mutable { moved.reset(); }).join();
     QVERIFY(prepared(u"SELECT 1"_s)->exec());
+}
+
+void TestSqliteQuery::aQueryReleasedByAnotherThreadLeavesTheConnectionToItsOwner()
+{
+    const QString sql = u"VALUES (1), (2)"_s;
+    std::vector<std::shared_ptr<IQSqlQueryWrapper>> given;
+    for (int round = 0; round < 100; ++round) {
+        given.push_back(prepared(sql));
+        QVERIFY(given.back()->exec() && given.back()->next());
+    }
+
+    std::thread releasing([&given] { given.clear(); });
+    for (int round = 0; round < 1000; ++round) {
+        const auto query = prepared(sql);
+        QVERIFY(query->exec() && query->next());
+    }
+    releasing.join();
+
+    // Nothing is left open on a row, which would keep the old state of the database in view.
+    QVERIFY(prepared(u"INSERT INTO Anything VALUES (1)"_s)->exec());
+    RawDatabase(factory->path()).run(u"INSERT INTO Anything VALUES (2)"_s);
+    QVERIFY(prepared(u"INSERT INTO Anything VALUES (3)"_s)->exec());
 }
 
 void TestSqliteQuery::aWriterThatWaitsTooLongFailsWithAText()

@@ -4,6 +4,8 @@
 
 #include <sqlite3.h>
 
+#include <thread>
+
 namespace sync::database {
 
 LogCheckpointer::LogCheckpointer(const QString& path)
@@ -11,7 +13,7 @@ LogCheckpointer::LogCheckpointer(const QString& path)
 {
 }
 
-bool LogCheckpointer::run(bool wait) noexcept
+bool LogCheckpointer::run(Writers writers, std::chrono::milliseconds patience) noexcept
 {
     const std::lock_guard lock(mutex);
     try {
@@ -22,15 +24,36 @@ bool LogCheckpointer::run(bool wait) noexcept
     const auto exec = [this](const char* sql) {
         return sqlite3_exec(writeLock.get(), sql, nullptr, nullptr, nullptr) == SQLITE_OK;
     };
-    if (!wait)
+    if (writers == Writers::GiveUp)
         sqlite3_busy_timeout(writeLock.get(), 0);
     if (!exec("BEGIN IMMEDIATE"))
         return false;
-    // Passive: it takes no lock that we hold, and waits for nobody.
-    const int result = sqlite3_wal_checkpoint_v2(
-        worker.get(), "main", SQLITE_CHECKPOINT_PASSIVE, nullptr, nullptr);
+    const bool copied = copyLog(patience);
     exec("ROLLBACK");
-    return result == SQLITE_OK;
+    return copied;
+}
+
+bool LogCheckpointer::copyLog(std::chrono::milliseconds patience) noexcept
+{
+    using namespace std::chrono_literals;
+    using Clock = std::chrono::steady_clock;
+    const auto deadline = Clock::now() + patience;
+    for (;;) {
+        // Passive: it takes no lock that we hold, and waits for nobody.
+        int pages = 0;
+        int copiedPages = 0;
+        if (sqlite3_wal_checkpoint_v2(
+                worker.get(), "main", SQLITE_CHECKPOINT_PASSIVE, &pages, &copiedPages) != SQLITE_OK)
+            return false;
+        if (copiedPages == pages) {
+            // From now on readers use the file alone. Those who began before need the log still.
+            std::this_thread::sleep_until(deadline);
+            return true;
+        }
+        if (Clock::now() >= deadline)
+            return true;
+        std::this_thread::sleep_for(250us);
+    }
 }
 
 void LogCheckpointer::open()

@@ -4,6 +4,7 @@
 
 #include <QString>
 
+#include <chrono>
 #include <mutex>
 
 namespace sync::database {
@@ -19,13 +20,19 @@ class LogCheckpointer
 public:
     explicit LogCheckpointer(const QString& path);
 
+    /// Whether the writers of other processes are waited for.
+    enum class Writers { Wait, GiveUp };
+
     /// Checkpoints as far as the readers allow. The caller holds the turn of the writer queue and
-    /// no transaction. With `wait` other processes' writers are waited for, else it gives up.
-    /// False when it could not run.
-    bool run(bool wait) noexcept;
+    /// no transaction. False when it could not run.
+    ///
+    /// The write lock is held for `patience` longer than the copying takes, so that readers leave
+    /// the old part of the log: only then can it be copied, and the next writer begin it anew.
+    bool run(Writers writers, std::chrono::milliseconds patience) noexcept;
 
 private:
     void open();
+    bool copyLog(std::chrono::milliseconds patience) noexcept;
 
     const QString path;
     std::mutex mutex;

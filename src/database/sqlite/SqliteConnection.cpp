@@ -5,6 +5,7 @@
 #include <sqlite3.h>
 
 #include <algorithm>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -22,6 +23,28 @@ bool isBlank(QByteArrayView text)
     });
 }
 
+// Why a host's statement may not run; empty when it may. The arguments are those of the authorizer
+// (sqlite.org/c3ref/c_alter_table.html).
+QString refusalOf(int action, const char* first, const char* second)
+{
+    if (action == SQLITE_TRANSACTION || action == SQLITE_SAVEPOINT)
+        return u"a transaction is begun and ended by GetDatabase() or a TransactionalScope, which "
+               u"know who writes, and not by a statement"_s;
+    if (action != SQLITE_PRAGMA)
+        return {};
+    // What durability, the checkpoints and the marks of the file rest on. Reading them is fine.
+    static const QStringList kept{
+        u"application_id"_s,     u"checkpoint_fullfsync"_s, u"fullfsync"_s,
+        u"journal_mode"_s,       u"journal_size_limit"_s,   u"locking_mode"_s,
+        u"schema_version"_s,     u"synchronous"_s,          u"user_version"_s,
+        u"wal_autocheckpoint"_s, u"wal_checkpoint"_s,       u"writable_schema"_s};
+    const QString pragma = QString::fromUtf8(first).toLower();
+    if (!kept.contains(pragma) || (!second && pragma != u"wal_checkpoint"))
+        return {};
+    return u"the setting \"%1\" belongs to the store and is not changed by a statement"_s.arg(
+        pragma);
+}
+
 } // namespace
 
 SqliteConnection::SqliteConnection(const QString& path)
@@ -34,18 +57,14 @@ SqliteConnection::SqliteConnection(const QString& path)
             return SQLITE_OK;
         },
         this);
-    // Transactions have to go through the scope or transaction(), which know who writes.
     sqlite3_set_authorizer(
         handle(),
-        [](void* self, int action, const char*, const char*, const char*, const char*) {
+        [](void* self, int action, const char* first, const char* second, const char*,
+           const char*) {
             auto* const connection = static_cast<SqliteConnection*>(self);
-            if (!connection->preparing ||
-                (action != SQLITE_TRANSACTION && action != SQLITE_SAVEPOINT))
-                return SQLITE_OK;
-            connection->refusal =
-                u"a transaction is begun and ended by GetDatabase() or a TransactionalScope, not "
-                u"by a statement"_s;
-            return SQLITE_DENY;
+            if (connection->preparing)
+                connection->refusal = refusalOf(action, first, second);
+            return connection->refusal.isEmpty() ? SQLITE_OK : SQLITE_DENY;
         },
         this);
 }
@@ -99,15 +118,15 @@ std::unique_ptr<PreparedStatement> SqliteConnection::prepare(const QString& sql,
     const QByteArray text = sql.toUtf8();
     sqlite3_stmt* prepared = nullptr;
     const char* tail = nullptr;
-    refusal.clear();
     preparing = true;
     const int result = sqlite3_prepare_v3(
         handle(), text.constData(), static_cast<int>(text.size()), SQLITE_PREPARE_PERSISTENT,
         &prepared, &tail);
     preparing = false;
+    const QString refused = std::exchange(refusal, {});
     StatementHandle owned(prepared);
     if (result != SQLITE_OK) {
-        error = refusal.isEmpty() ? errorText(handle()) : refusal;
+        error = refused.isEmpty() ? errorText(handle()) : refused;
         return nullptr;
     }
     if (!prepared || !isBlank(QByteArrayView(tail, text.constData() + text.size()))) {

@@ -56,7 +56,7 @@ private:
     QHash<QString, std::shared_ptr<PreparedStatement>> statements; // by text
     std::uint64_t uses = 0;
     int pagesInLog = 0;
-    // Set while a caller's text is prepared: what the authorizer refused, and why.
+    // While a caller's text is prepared: why the authorizer refused it.
     bool preparing = false;
     QString refusal;
 };

@@ -53,7 +53,7 @@ bool SqliteQuery::prepare(const QString& sql)
     prepareError.clear();
     if (std::this_thread::get_id() != thread)
         return fail(u"a query belongs to the thread that made it"_s);
-    statement = session->connection().acquire(sql, prepareError);
+    statement = session->acquire(sql, prepareError);
     if (!statement)
         return fail(prepareError);
     values.resize(statement->placeholders.size());
@@ -153,8 +153,13 @@ bool SqliteQuery::failWithSqliteError()
 void SqliteQuery::dropStatement() noexcept
 {
     position = Position::NoRow;
-    if (statement)
-        session->connection().release(std::exchange(statement, nullptr));
+    if (!statement)
+        return;
+    if (std::this_thread::get_id() == thread)
+        session->connection().release(statement);
+    else
+        session->leaveBehind(statement);
+    statement = nullptr;
 }
 
 qsizetype SqliteQuery::parameterOf(const QString& placeholder) const

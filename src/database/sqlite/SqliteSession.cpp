@@ -41,7 +41,28 @@ SqliteSession::SqliteSession(SqliteStore& store, const QString& path)
 
 SqliteSession::~SqliteSession()
 {
+    releaseLeftBehind();
     rollback();
+}
+
+void SqliteSession::leaveBehind(PreparedStatement* statement)
+{
+    const std::lock_guard lock(leftBehindMutex);
+    leftBehind.push_back(statement);
+}
+
+PreparedStatement* SqliteSession::acquire(const QString& sql, QString& error)
+{
+    releaseLeftBehind();
+    return sqlite.acquire(sql, error);
+}
+
+void SqliteSession::releaseLeftBehind()
+{
+    const std::lock_guard lock(leftBehindMutex);
+    for (PreparedStatement* const statement : leftBehind)
+        sqlite.release(statement);
+    leftBehind.clear();
 }
 
 bool SqliteSession::beginWrite(QString& error)

@@ -5,7 +5,9 @@
 #include <QString>
 
 #include <memory>
+#include <mutex>
 #include <thread>
+#include <vector>
 
 namespace sync::database {
 
@@ -24,6 +26,13 @@ public:
     SqliteSession& operator=(const SqliteSession&) = delete;
 
     SqliteConnection& connection() { return sqlite; }
+
+    /// Takes back a statement that another thread has let go of: nothing but the thread of this
+    /// session may touch it, which the next acquire() or the end of the loan does.
+    void leaveBehind(PreparedStatement* statement);
+
+    /// SqliteConnection::acquire(), after what was left behind is released.
+    PreparedStatement* acquire(const QString& sql, QString& error);
 
     /// True while a scope or a host has a transaction open.
     bool inTransaction() const { return owner != TransactionOwner::None; }
@@ -52,6 +61,8 @@ public:
     void endScopeTransaction(bool commitIt) noexcept;
 
 private:
+    void releaseLeftBehind();
+
     enum class TransactionOwner { None, Scope, Host };
 
     bool begin(TransactionOwner newOwner, QString& error);
@@ -66,6 +77,9 @@ private:
     TransactionOwner owner = TransactionOwner::None;
     bool hasTurn = false;
     QString lostError;
+
+    std::mutex leftBehindMutex;
+    std::vector<PreparedStatement*> leftBehind;
 
     // The store's, guarded by its mutex: who has it, and for how many leases.
     std::thread::id thread;

@@ -17,6 +17,11 @@ namespace {
 // readers and the next opening.
 constexpr int CheckpointPages = 4096;
 
+// While readers keep the log from being begun anew, a checkpoint follows whenever it has grown by a
+// sixteenth, and holds the writers up for a little longer each time.
+constexpr int RetryShare = 16;
+constexpr std::chrono::milliseconds MaximumPatience{50};
+
 // What a host's pool of threads leaves behind; each holds a page cache.
 constexpr std::size_t MaximumIdleSessions = 8;
 
@@ -52,7 +57,7 @@ SqliteStore::~SqliteStore()
     active.clear();
     idle.clear();
     if (hasWritten && writers->enter(std::chrono::milliseconds(0))) {
-        checkpointer.run(false);
+        checkpointer.run(LogCheckpointer::Writers::GiveUp, std::chrono::milliseconds(0));
         writers->leave();
     }
 }
@@ -111,6 +116,7 @@ void SqliteStore::retireUnused(SqliteSession* session)
 {
     if (session->users > 0 || session->inTransaction())
         return;
+    session->releaseLeftBehind();
     const auto found = std::find_if(active.begin(), active.end(), [session](const auto& owned) {
         return owned.get() == session;
     });
@@ -133,14 +139,18 @@ void SqliteStore::checkpointIfDue(int logPages) noexcept
     if (logPages == 0)
         return;
     hasWritten = true;
-    if (logPages < logPagesBefore)
-        checkpointAtPages = CheckpointPages; // a writer has begun the log anew
+    if (logPages < logPagesBefore) {
+        // A writer has begun the log anew.
+        checkpointAtPages = CheckpointPages;
+        checkpointPatience = std::chrono::milliseconds(0);
+    }
     logPagesBefore = logPages;
     if (logPages < checkpointAtPages)
         return;
-    checkpointer.run(true);
-    // Done or not: while a reader holds the log, trying again at each commit would only cost time.
-    checkpointAtPages = logPages + CheckpointPages;
+    checkpointer.run(LogCheckpointer::Writers::Wait, checkpointPatience);
+    checkpointAtPages = logPages + std::max(logPages, CheckpointPages) / RetryShare;
+    checkpointPatience =
+        std::min(std::max(2 * checkpointPatience, std::chrono::milliseconds(1)), MaximumPatience);
 }
 
 void SqliteStore::setCommitFailureHandler(SqliteDatabaseFactory::CommitFailureHandler handler)

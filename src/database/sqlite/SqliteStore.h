@@ -9,6 +9,7 @@
 #include <QString>
 
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -35,7 +36,7 @@ public:
     bool enterWriterQueue(QString& error);
     void leaveWriterQueue() { writers->leave(); }
 
-    /// Checkpoints when the log has grown by enough. The caller has the turn and no transaction.
+    /// Checkpoints when the log is long enough. The caller has the turn and no transaction.
     void checkpointIfDue(int logPages) noexcept;
 
     void setCommitFailureHandler(SqliteDatabaseFactory::CommitFailureHandler handler);
@@ -61,9 +62,10 @@ private:
     Sessions active; // one for each thread that has one
     Sessions idle;   // the last one given back behind
 
-    // Both guarded by the turn of the writer queue.
+    // Guarded by the turn of the writer queue.
     int logPagesBefore = 0;
     int checkpointAtPages;
+    std::chrono::milliseconds checkpointPatience{0};
     std::atomic<bool> hasWritten = false;
 
     std::mutex handlerMutex;
