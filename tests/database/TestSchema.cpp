@@ -2,7 +2,6 @@
 
 #include <database/SqliteDatabaseFactory.h>
 
-#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -23,7 +22,6 @@ private Q_SLOTS:
     void aRootFolderNamesItselfInTheSameStatement();
     void textComparesCaseSensitively();
     void parentIdComparesWithQuotedNumbers();
-    void everyIndexIsUsed();
 
 private:
     std::unique_ptr<QTemporaryDir> folder;
@@ -109,54 +107,6 @@ void TestSchema::parentIdComparesWithQuotedNumbers()
         database->value(u"SELECT count(*) FROM FolderConfiguration WHERE parentId = '0'"_s),
         u"1"_s);
     database->run(u"ROLLBACK"_s);
-}
-
-void TestSchema::everyIndexIsUsed()
-{
-    // A condition of the managers' statements for each index; their full texts and plans are
-    // compared where the managers are tested.
-    const QStringList conditions{
-        u"ServerConfiguration WHERE davUrl = 'a' AND webServiceUrl = 'b'"_s,
-        u"AuthenticationConfiguration WHERE domain = 'a' AND userName = 'b'"_s,
-        u"ProductConfiguration WHERE serverId = 1 AND consumerKey = 'a'"_s,
-        u"FolderConfiguration WHERE authenticationId = 1"_s,
-        u"FolderConfiguration WHERE clientPath = 'a'"_s,
-        u"FolderConfiguration WHERE parentId = 1 ORDER BY name"_s,
-        u"FolderConfiguration WHERE rootId = 1"_s,
-        u"FolderConfiguration WHERE serverFolderId = 'a'"_s,
-        u"FolderConfiguration WHERE syncStatus = 2"_s,
-        u"FileConfiguration WHERE clientPath = 'a'"_s,
-        u"FileConfiguration WHERE folderConfigurationId = 1 AND syncStatus = 2"_s,
-        u"FileConfiguration WHERE rootFolderId = 1"_s,
-        u"FileConfiguration WHERE serverFileId = 'a'"_s,
-        u"FileConfiguration WHERE serverPath = 'a'"_s,
-        u"GeneratedFileConfiguration WHERE clientPath = 'a'"_s,
-        u"GeneratedFileConfiguration WHERE parentFileId = 1 ORDER BY id"_s,
-        u"GeneratedFileConfiguration WHERE rootFolderId = 1"_s,
-        u"BaseFileConfiguration WHERE parentFileId = 1 ORDER BY id"_s,
-        u"BaseFileConfiguration WHERE rootFolderId = 1"_s,
-        u"Schedules WHERE folderConfigurationId = 0"_s};
-    QSet<QString> used;
-
-    for (const QString& condition : conditions) {
-        // Column 3 of a plan is its text (sqlite.org/eqp.html).
-        sqlite3_stmt* plan = nullptr;
-        const QByteArray sql = "EXPLAIN QUERY PLAN SELECT * FROM " + condition.toUtf8();
-        QCOMPARE(
-            sqlite3_prepare_v2(database->handle(), sql.constData(), -1, &plan, nullptr), SQLITE_OK);
-        QString text;
-        while (sqlite3_step(plan) == SQLITE_ROW)
-            text += QString::fromUtf8(reinterpret_cast<const char*>(sqlite3_column_text(plan, 3))) +
-                    u'\n';
-        sqlite3_finalize(plan);
-        QVERIFY2(!text.contains(u"SCAN"), qPrintable(condition + u": "_s + text));
-        QVERIFY2(!text.contains(u"TEMP B-TREE"), qPrintable(condition + u": "_s + text));
-        const QRegularExpression index(u"USING (?:COVERING )?INDEX (\\w+)"_s);
-        used.insert(index.match(text).captured(1));
-    }
-
-    const QStringList all = database->run(u"SELECT name FROM sqlite_schema WHERE type = 'index'"_s);
-    QCOMPARE(used, QSet<QString>(all.begin(), all.end()));
 }
 
 QTEST_GUILESS_MAIN(TestSchema)
