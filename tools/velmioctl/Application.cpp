@@ -79,8 +79,11 @@ bool takesSecret(const CLI::App& app)
 QString messageOf(const CLI::App& app, const CLI::ParseError& error)
 {
     const std::vector<std::string> words = app.remaining(true);
-    if (words.empty())
-        return QString::fromUtf8(error.what());
+    if (words.empty()) {
+        const QString text = QString::fromUtf8(error.what());
+        // Behind it stands the word that reads wrong.
+        return takesSecret(app) ? text.section(u" = "_s, 0, 0) + u'.' : text;
+    }
     const bool isOption = words.front().starts_with('-');
     if (!isOption && takesSecret(app))
         return u"There is a word too many. Secrets are not taken as arguments."_s;
