@@ -16,7 +16,8 @@ constexpr int LongestWaitMs = 30'000;
 
 PseudoTerminal::PseudoTerminal(const VelmioctlRunner& runner, const QStringList& arguments)
 {
-    if (::openpty(&user, &program, nullptr, nullptr, nullptr) != 0)
+    const winsize size{.ws_row = 24, .ws_col = 80, .ws_xpixel = 0, .ws_ypixel = 0};
+    if (::openpty(&user, &program, nullptr, nullptr, &size) != 0)
         qFatal("no pseudo terminal");
     process.setProcessEnvironment(runner.environment);
     process.setChildProcessModifier([this] { ::login_tty(program); });

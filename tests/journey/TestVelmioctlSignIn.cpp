@@ -40,6 +40,7 @@ private Q_SLOTS:
     void unusableKeyEndsWithItsOwnCode();
     void lostKeyIsWarnedOf();
     void terminalAsksTwiceWithoutEcho();
+    void terminalShowsALongPasswordWhole();
     void terminalRefusesTwoDifferentPasswords();
     void terminalIsPutBackByAnInterruption();
 
@@ -382,6 +383,17 @@ void TestVelmioctlSignIn::terminalAsksTwiceWithoutEcho()
     QVERIFY(terminal.hasEcho());
     QVERIFY(!terminal.transcript().contains("typed"));
     QCOMPARE(revealed(1), u"typed secret"_s);
+}
+
+void TestVelmioctlSignIn::terminalShowsALongPasswordWhole()
+{
+    const QByteArray password(200, 'p');
+    feed({u"password"_s, u"1"_s, u"--password-stdin"_s}, password);
+
+    PseudoTerminal terminal(*tool, {u"signin"_s, u"show"_s, u"1"_s, u"--reveal"_s});
+
+    QCOMPARE(terminal.exitCode(), 0);
+    QVERIFY(terminal.transcript().contains(password));
 }
 
 void TestVelmioctlSignIn::terminalRefusesTwoDifferentPasswords()

@@ -119,7 +119,7 @@ void print(Session& session, const Product& product, bool reveal)
     fields.add(u"consumer key"_s, product.consumerKey);
     fields.add(u"consumer secret"_s, shownSecret(product, reveal));
     addProperties(fields, product.properties);
-    session.output.print(fields);
+    session.output.printWhole(fields);
 }
 
 void storeProperties(Session& session, const ProductOptions& options, const Product& before)

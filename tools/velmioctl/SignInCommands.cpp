@@ -144,7 +144,7 @@ void print(Session& session, const SignIn& signIn, bool reveal)
     else
         fields.add(u"password"_s, signIn.hasPassword() ? u"********"_s : u"none"_s);
     addProperties(fields, signIn.properties);
-    session.output.print(fields);
+    session.output.printWhole(fields);
 }
 
 // Throws KeyError where the passwords lie under keys that another kind of store keeps, so that they
