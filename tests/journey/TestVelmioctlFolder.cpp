@@ -15,6 +15,8 @@ private Q_SLOTS:
     void cleanup();
 
     void addStoresWhatIsGiven();
+    void unknownReferencesAreRefused_data();
+    void unknownReferencesAreRefused();
     void addRefusesWhatOverlaps_data();
     void addRefusesWhatOverlaps();
     void addRefusesOverlapOnTheServerOfOneSignIn();
@@ -60,6 +62,8 @@ void TestVelmioctlFolder::init()
     tool->makeFolder(u"root/c"_s);
     tool->makeFolder(u"other"_s);
     QCOMPARE(tool->run({u"init"_s}).exitCode, 0);
+    QVERIFY(tool->execute(u"INSERT INTO AuthenticationConfiguration (id) VALUES (3), (4)"_s));
+    QVERIFY(tool->execute(u"INSERT INTO ProductConfiguration (id) VALUES (5)"_s));
     QCOMPARE(
         run({u"add"_s, root, u"--server-path"_s, u"/Team/Root/"_s, u"--signin"_s, u"3"_s}).exitCode,
         0);
@@ -140,7 +144,30 @@ void TestVelmioctlFolder::addStoresWhatIsGiven()
         {u"properties"_s, QJsonObject{{u"Key"_s, u"value"_s}}},
     };
     QCOMPARE(added.object(), expected);
-    QVERIFY(added.errors.contains(u"no sign-in 4"_s));
+    QCOMPARE(added.errors, QString());
+}
+
+void TestVelmioctlFolder::unknownReferencesAreRefused_data()
+{
+    QTest::addColumn<QStringList>("reference");
+    QTest::addColumn<QString>("remedy");
+    QTest::newRow("sign-in") << QStringList{u"--signin"_s, u"9"_s} << u"velmioctl signin list"_s;
+    QTest::newRow("product") << QStringList{u"--product"_s, u"9"_s} << u"velmioctl product list"_s;
+}
+
+void TestVelmioctlFolder::unknownReferencesAreRefused()
+{
+    QFETCH(QStringList, reference);
+    QFETCH(QString, remedy);
+    const QStringList addOther{u"add"_s, u"other"_s, u"--server-path"_s, u"/Else"_s};
+
+    const auto added = run(addOther + reference);
+    const auto changed = run(QStringList{u"set"_s, u"2"_s} + reference);
+
+    QCOMPARE(added.exitCode, 3);
+    QVERIFY(added.errors.contains(remedy));
+    QCOMPARE(changed.exitCode, 3);
+    QCOMPARE(allIds().size(), 4);
 }
 
 void TestVelmioctlFolder::addRefusesWhatOverlaps_data()

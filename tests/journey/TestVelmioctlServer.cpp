@@ -16,6 +16,7 @@ private Q_SLOTS:
     void setChangesOnlyWhatIsGiven();
     void setStoresUrlsAsAddDoes();
     void removeNeedsAYes();
+    void removeNamesWhatRefersToIt();
     void defaultIsReadAndWritten();
     void missingDefaultIsNotFound();
     void unknownServerIsNotFound_data();
@@ -168,6 +169,25 @@ void TestVelmioctlServer::removeNeedsAYes()
     QCOMPARE(agreed.exitCode, 0);
     QCOMPARE(agreed.object(), (QJsonObject{{u"id"_s, 1}, {u"removed"_s, true}}));
     QCOMPARE(again.exitCode, 3);
+}
+
+void TestVelmioctlServer::removeNamesWhatRefersToIt()
+{
+    const VelmioctlRunner tool;
+    tool.run({u"init"_s});
+    tool.run(AddFirst);
+    QVERIFY(tool.execute(u"INSERT INTO AuthenticationConfiguration (userName, serverId)"
+                         u" VALUES ('a', 1), ('b', 1), ('c', 1), ('d', 1), ('e', 1), ('x', 2)"_s));
+    QVERIFY(tool.execute(u"INSERT INTO ProductConfiguration (name, serverId) VALUES ('p', 1)"_s));
+
+    const auto unasked = tool.run({u"server"_s, u"remove"_s, u"1"_s});
+    const auto agreed = tool.run({u"server"_s, u"remove"_s, u"1"_s, u"--yes"_s});
+
+    const QString staying =
+        u"What refers to it stays: sign-ins 1 (\"a\"), 2 (\"b\"), 3 (\"c\") and 2 "
+        u"more; products 1 (\"p\")."_s;
+    QVERIFY(unasked.errors.contains(staying));
+    QCOMPARE(agreed.errors, u"warning: "_s + staying + u'\n');
 }
 
 void TestVelmioctlServer::defaultIsReadAndWritten()

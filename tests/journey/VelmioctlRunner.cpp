@@ -1,5 +1,8 @@
 #include "VelmioctlRunner.h"
 
+#include <database/SqliteDatabaseFactory.h>
+#include <interf/IQSqlQueryWrapper.h>
+
 #include <QDir>
 #include <QFile>
 #include <QJsonDocument>
@@ -44,12 +47,30 @@ VelmioctlRun VelmioctlRunner::json(const QStringList& arguments) const
     return run(QStringList{u"--json"_s} + arguments);
 }
 
-VelmioctlRun VelmioctlRunner::runPlain(const QStringList& arguments) const
+VelmioctlRun VelmioctlRunner::feed(const QStringList& arguments, const QByteArray& input) const
+{
+    return runPlain(QStringList{u"--database"_s, databasePath()} + arguments, input);
+}
+
+VelmioctlRun VelmioctlRunner::feedJson(const QStringList& arguments, const QByteArray& input) const
+{
+    return feed(QStringList{u"--json"_s} + arguments, input);
+}
+
+bool VelmioctlRunner::execute(const QString& sql) const
+{
+    const auto factory = sync::database::SqliteDatabaseFactory::open(databasePath());
+    const auto query = factory->CreateQuery();
+    return query->prepare(sql) && query->exec();
+}
+
+VelmioctlRun VelmioctlRunner::runPlain(const QStringList& arguments, const QByteArray& input) const
 {
     QProcess process;
     process.setProcessEnvironment(environment);
     process.setWorkingDirectory(directory.path());
     process.start(programPath(), arguments);
+    process.write(input);
     process.closeWriteChannel();
     VelmioctlRun result;
     if (process.waitForFinished(LongestRunMs) && process.exitStatus() == QProcess::NormalExit)

@@ -30,11 +30,19 @@ public:
     /// The same, with --json.
     VelmioctlRun json(const QStringList& arguments) const;
 
-    /// Runs it with these arguments alone.
-    VelmioctlRun runPlain(const QStringList& arguments) const;
+    /// Runs it with these arguments alone, and gives it this on standard input.
+    VelmioctlRun runPlain(const QStringList& arguments, const QByteArray& input = {}) const;
+
+    /// run() and json() with something on standard input.
+    VelmioctlRun feed(const QStringList& arguments, const QByteArray& input) const;
+    VelmioctlRun feedJson(const QStringList& arguments, const QByteArray& input) const;
+
+    /// Runs a statement in the database; false when that fails.
+    bool execute(const QString& sql) const;
 
     QString programPath() const;
     QString databasePath() const { return path(QStringLiteral("configuration.db")); }
+    QString keyPath() const { return homePath() + QStringLiteral("/velmio/password.key"); }
     QString homePath() const { return path(QStringLiteral("home")); }
 
     /// The path of something in the temporary folder.

@@ -2,11 +2,17 @@
 
 #include "FolderCommands.h"
 #include "InitCommand.h"
+#include "ProductCommands.h"
 #include "ScanCommand.h"
+#include "ScheduleCommands.h"
+#include "SecretsCommands.h"
 #include "ServerCommands.h"
 #include "Session.h"
+#include "SignInCommands.h"
 #include "StatsCommand.h"
 #include "Text.h"
+
+#include <core/KeyError.h>
 
 #include <CLI/CLI.hpp>
 
@@ -43,11 +49,29 @@ void setUp(CLI::App& app, Session& session)
         "--json", [&session] { session.output.setJson(true); }, "Answer as JSON, for programs");
     addInitCommand(app, session);
     addServerCommands(app, session);
+    addSignInCommands(app, session);
+    addProductCommands(app, session);
     addFolderCommands(app, session);
     addScanCommand(app, session);
+    addScheduleCommands(app, session);
+    addSecretsCommands(app, session);
     addStatsCommand(app, session);
     app.footer("Exit codes: 0 done, 1 findings, 2 wrong usage, 3 not found, 4 database busy,\n"
                "5 damaged, 6 too new, 7 key unavailable, 8 other error, 130 interrupted.");
+}
+
+// Whether the command that was given can be told a secret, if not as an argument.
+bool takesSecret(const CLI::App& app)
+{
+    for (const CLI::App* const noun : app.get_subcommands()) {
+        for (const CLI::App* const command : noun->get_subcommands()) {
+            for (const CLI::Option* const option : command->get_options()) {
+                if (option->get_single_name().ends_with("-stdin"))
+                    return true;
+            }
+        }
+    }
+    return false;
 }
 
 // What went wrong on the command line. A word that nothing takes comes first: without it the parser
@@ -55,10 +79,17 @@ void setUp(CLI::App& app, Session& session)
 QString messageOf(const CLI::App& app, const CLI::ParseError& error)
 {
     const std::vector<std::string> words = app.remaining(true);
-    if (words.empty())
-        return QString::fromUtf8(error.what());
-    const QString kind = words.front().starts_with('-') ? u"option"_s : u"command"_s;
-    return u"There is no %1 %2 here."_s.arg(kind, quoted(QString::fromStdString(words.front())));
+    if (words.empty()) {
+        const QString text = QString::fromUtf8(error.what());
+        // Behind it stands the word that reads wrong.
+        return takesSecret(app) ? text.section(u" = "_s, 0, 0) + u'.' : text;
+    }
+    const bool isOption = words.front().starts_with('-');
+    if (!isOption && takesSecret(app))
+        return u"There is a word too many. Secrets are not taken as arguments."_s;
+    // What stands behind an unknown option may be a secret that was meant for it.
+    const QString word = QString::fromStdString(words.front()).section(u'=', 0, 0);
+    return u"There is no %1 %2 here."_s.arg(isOption ? u"option"_s : u"command"_s, quoted(word));
 }
 
 ExitCode answerParseError(CLI::App& app, const CLI::ParseError& error, Output& output)
@@ -89,6 +120,9 @@ ExitCode runCommand(int argc, const char* const* argv, Session& session)
     } catch (const CommandError& error) {
         session.output.error(error.text());
         return error.code();
+    } catch (const sync::core::crypto::KeyError& error) {
+        session.output.error(error.text());
+        return ExitCode::KeyUnavailable;
     } catch (const std::exception& error) {
         session.output.error(
             QString::fromUtf8(error.what()) +

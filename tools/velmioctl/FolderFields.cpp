@@ -3,7 +3,6 @@
 #include "Names.h"
 #include "Session.h"
 #include "Text.h"
-#include "WatchedDatabase.h"
 
 #include <config/FolderConfigManager.h>
 
@@ -27,20 +26,6 @@ QString serverPathFrom(const std::string& text)
             u"The server path %1 is not absolute: begin it with a \"/\"."_s.arg(quoted(path)));
     }
     return QDir::cleanPath(path);
-}
-
-// A record may refer to what does not exist yet, but that is more often a slip.
-void warnOfMissing(
-    Session& session, const QString& table, const QString& what, const std::optional<int>& id)
-{
-    if (!id || *id < 0)
-        return;
-    const QString sql = u"SELECT count(*) FROM "_s + table + u" WHERE id = :id"_s;
-    if (session.database().number(sql, {{u":id"_s, *id}}) == 0) {
-        session.output.warning(
-            u"There is no %1 %2 yet; the folder refers to it all the same."_s.arg(
-                what, QString::number(*id)));
-    }
 }
 
 } // namespace
@@ -78,8 +63,11 @@ void FolderFields::apply(FolderConfiguration& folder, Session& session) const
     applyTexts(folder);
     folder.setNameValueProperties(
         properties.applied(folder.getNameValueProperties(), session.folders()));
-    warnOfMissing(session, u"AuthenticationConfiguration"_s, u"sign-in"_s, signIn);
-    warnOfMissing(session, u"ProductConfiguration"_s, u"product"_s, product);
+    // A negative id stands for none.
+    if (signIn && *signIn >= 0)
+        session.requireSignIn(*signIn);
+    if (product && *product >= 0)
+        session.requireProduct(*product);
 }
 
 void FolderFields::applyNumbers(FolderConfiguration& folder) const

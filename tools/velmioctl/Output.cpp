@@ -38,6 +38,13 @@ void Output::print(const FieldList& fields)
     write(answers, fields.toText(answersAt).toUtf8());
 }
 
+void Output::printWhole(const FieldList& fields)
+{
+    Terminal endless = answersAt;
+    endless.columns = 0;
+    write(answers, fields.toText(endless).toUtf8());
+}
+
 void Output::print(const QJsonObject& object)
 {
     write(answers, QJsonDocument(object).toJson(QJsonDocument::Indented));

@@ -29,6 +29,9 @@ public:
 
     void print(const Table& table);
     void print(const FieldList& fields);
+    /// The same, not cut to a terminal's width: for what is copied from there.
+    void printWhole(const FieldList& fields);
+
     void print(const QJsonObject& object);
     void print(const QJsonArray& array);
 

@@ -16,6 +16,13 @@ namespace velmioctl {
 
 namespace {
 
+QString numbered(const QString& word, int value)
+{
+    return u"%1 (%2)"_s.arg(word, QString::number(value));
+}
+
+} // namespace
+
 QJsonObject toJson(const QMap<QString, QString>& properties)
 {
     QJsonObject object;
@@ -34,13 +41,6 @@ void addProperties(FieldList& fields, const QMap<QString, QString>& properties)
     for (auto entry = properties.cbegin(); entry != properties.cend(); ++entry)
         fields.add(u"property "_s + entry.key(), entry.value());
 }
-
-QString numbered(const QString& word, int value)
-{
-    return u"%1 (%2)"_s.arg(word, QString::number(value));
-}
-
-} // namespace
 
 QJsonObject toJson(const ServerConfiguration& server)
 {

@@ -13,6 +13,11 @@ namespace velmioctl {
 
 class FieldList;
 
+/// Name-value properties, and a time as ISO 8601 or null.
+QJsonObject toJson(const QMap<QString, QString>& properties);
+QJsonValue toJson(const QDateTime& time);
+void addProperties(FieldList& fields, const QMap<QString, QString>& properties);
+
 /// The records as JSON objects, whose keys are the names of their fields.
 QJsonObject toJson(const sync::config::ServerConfiguration& server);
 QJsonObject toJson(const sync::config::FolderConfiguration& folder);

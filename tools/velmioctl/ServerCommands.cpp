@@ -2,6 +2,7 @@
 
 #include "PropertyOptions.h"
 #include "Records.h"
+#include "References.h"
 #include "Session.h"
 #include "Table.h"
 #include "Text.h"
@@ -63,18 +64,6 @@ QString urlFrom(const std::string& text)
     return url;
 }
 
-ServerConfiguration serverById(Session& session, int id)
-{
-    ServerConfiguration server = session.servers().GetServerConfigById(id);
-    session.database().check();
-    if (server.getId() == -1) {
-        throw CommandError(
-            ExitCode::NotFound, u"There is no server %1: 'velmioctl server list' shows those that "
-                                u"there are."_s.arg(QString::number(id)));
-    }
-    return server;
-}
-
 void fill(ServerConfiguration& server, const ServerOptions& options, Session& session)
 {
     if (options.davUrl)
@@ -107,7 +96,7 @@ void add(Session& session, const ServerOptions& options)
     ServerConfiguration server;
     fill(server, options, session);
     session.database().check(session.servers().Add(server), u"Storing the server"_s);
-    print(session, serverById(session, server.getId()));
+    print(session, session.server(server.getId()));
 }
 
 void list(Session& session)
@@ -139,23 +128,26 @@ void list(Session& session)
 
 void set(Session& session, const ServerOptions& options)
 {
-    ServerConfiguration server = serverById(session, options.id);
+    ServerConfiguration server = session.server(options.id);
     fill(server, options, session);
     session.database().check(session.servers().Update(server), u"Storing the server"_s);
-    print(session, serverById(session, options.id));
+    print(session, session.server(options.id));
 }
 
 void remove(Session& session, const ServerOptions& options)
 {
-    const ServerConfiguration server = serverById(session, options.id);
-    const long long signIns = session.database().number(
-        u"SELECT count(*) FROM AuthenticationConfiguration WHERE serverId = :serverId"_s,
-        {{u":serverId"_s, options.id}});
-    QString question =
-        u"Remove the server %1 (%2)?"_s.arg(QString::number(options.id), quoted(server.getAlias()));
-    if (signIns > 0)
-        question += u" %1 sign-ins refer to it and stay."_s.arg(QString::number(signIns));
-    session.confirm(options.yes, question);
+    const ServerConfiguration server = session.server(options.id);
+    References references;
+    references.find(
+        session.database(), u"sign-ins"_s,
+        u"SELECT id, userName FROM AuthenticationConfiguration WHERE serverId = :id"_s, options.id);
+    references.find(
+        session.database(), u"products"_s,
+        u"SELECT id, name FROM ProductConfiguration WHERE serverId = :id"_s, options.id);
+    references.confirmRemoval(
+        session, options.yes,
+        u"Remove the server %1 (%2)?"_s.arg(
+            QString::number(options.id), quoted(server.getAlias())));
 
     session.database().check(session.servers().Remove(options.id), u"Removing the server"_s);
     if (session.output.json())
@@ -166,7 +158,7 @@ void remove(Session& session, const ServerOptions& options)
 
 void setDefault(Session& session, int id)
 {
-    serverById(session, id);
+    session.server(id);
     QSettings settings = userSettings();
     settings.setValue(DefaultServerKey, id);
     settings.sync();
@@ -227,8 +219,7 @@ void addServerCommands(CLI::App& app, Session& session)
 
     auto* const showCommand = server->add_subcommand("show", "Show one server");
     addId(showCommand)->required();
-    showCommand->callback(
-        [&session, options] { print(session, serverById(session, options->id)); });
+    showCommand->callback([&session, options] { print(session, session.server(options->id)); });
 
     auto* const setCommand = server->add_subcommand("set", "Change what is given of a server");
     addId(setCommand)->required();

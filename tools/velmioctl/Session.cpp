@@ -3,7 +3,11 @@
 #include "Text.h"
 #include "WatchedDatabase.h"
 
+#include <config/AuthenticationConfigManager.h>
 #include <config/FolderConfigManager.h>
+#include <config/PasswordKeys.h>
+#include <config/ProductConfigManager.h>
+#include <config/ScheduleEntryManager.h>
 #include <config/ServerConfigManager.h>
 #include <database/DatabaseError.h>
 #include <database/SqliteDatabaseFactory.h>
@@ -15,9 +19,7 @@
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
-using sync::config::FolderConfigManager;
-using sync::config::FolderConfiguration;
-using sync::config::ServerConfigManager;
+using namespace sync::config;
 using sync::database::DatabaseError;
 using sync::database::SqliteDatabaseFactory;
 
@@ -59,12 +61,28 @@ WatchedDatabase& Session::createDatabase()
     return *openDatabase;
 }
 
-ServerConfigManager& Session::servers()
+template <class Manager>
+Manager& Session::made(std::unique_ptr<Manager>& manager)
 {
     database();
-    if (!serverManager)
-        serverManager = std::make_unique<ServerConfigManager>(openDatabase);
-    return *serverManager;
+    if (!manager)
+        manager = std::make_unique<Manager>(openDatabase);
+    return *manager;
+}
+
+ServerConfigManager& Session::servers()
+{
+    return made(serverManager);
+}
+
+AuthenticationConfigManager& Session::signIns()
+{
+    return made(signInManager);
+}
+
+ProductConfigManager& Session::products()
+{
+    return made(productManager);
 }
 
 FolderConfigManager& Session::folders()
@@ -73,6 +91,51 @@ FolderConfigManager& Session::folders()
     if (!folderManager)
         folderManager = std::make_unique<FolderConfigManager>(openDatabase, nullptr);
     return *folderManager;
+}
+
+ScheduleEntryManager& Session::schedules()
+{
+    return made(scheduleManager);
+}
+
+PasswordKeys& Session::passwordKeys()
+{
+    return made(keys);
+}
+
+ServerConfiguration Session::server(int id)
+{
+    ServerConfiguration found = servers().GetServerConfigById(id);
+    database().check();
+    if (found.getId() == -1) {
+        throw CommandError(
+            ExitCode::NotFound, u"There is no server %1: 'velmioctl server list' shows those that "
+                                u"there are."_s.arg(QString::number(id)));
+    }
+    return found;
+}
+
+void Session::requireSignIn(int id)
+{
+    // The manager would decipher its password.
+    const long long count = database().number(
+        u"SELECT count(*) FROM AuthenticationConfiguration WHERE id = :id"_s, {{u":id"_s, id}});
+    if (count == 0) {
+        throw CommandError(
+            ExitCode::NotFound, u"There is no sign-in %1: 'velmioctl signin list' shows those that "
+                                u"there are."_s.arg(QString::number(id)));
+    }
+}
+
+void Session::requireProduct(int id)
+{
+    const bool missing = products().GetProductConfigurationById(id).getId() == -1;
+    database().check();
+    if (missing) {
+        throw CommandError(
+            ExitCode::NotFound, u"There is no product %1: 'velmioctl product list' shows those "
+                                u"that there are."_s.arg(QString::number(id)));
+    }
 }
 
 FolderConfiguration Session::folder(const std::string& idOrPath)

@@ -10,8 +10,13 @@
 #include <string>
 
 namespace sync::config {
+class AuthenticationConfigManager;
 class FolderConfigManager;
+class PasswordKeys;
+class ProductConfigManager;
+class ScheduleEntryManager;
 class ServerConfigManager;
+class ServerConfiguration;
 } // namespace sync::config
 
 namespace velmioctl {
@@ -46,7 +51,18 @@ public:
     WatchedDatabase& createDatabase();
 
     sync::config::ServerConfigManager& servers();
+    sync::config::AuthenticationConfigManager& signIns();
+    sync::config::ProductConfigManager& products();
     sync::config::FolderConfigManager& folders();
+    sync::config::ScheduleEntryManager& schedules();
+    sync::config::PasswordKeys& passwordKeys();
+
+    /// The server of an id; throws CommandError, also when there is none.
+    sync::config::ServerConfiguration server(int id);
+
+    /// Throw CommandError unless there is a record of that id.
+    void requireSignIn(int id);
+    void requireProduct(int id);
 
     /// The folder that an argument names by its id or by its path; throws CommandError.
     sync::config::FolderConfiguration folder(const std::string& idOrPath);
@@ -59,9 +75,17 @@ public:
     void confirm(bool yes, const QString& question);
 
 private:
+    // Makes a manager over the database on the first call.
+    template <class Manager>
+    Manager& made(std::unique_ptr<Manager>& manager);
+
     std::shared_ptr<WatchedDatabase> openDatabase;
     std::unique_ptr<sync::config::ServerConfigManager> serverManager;
+    std::unique_ptr<sync::config::AuthenticationConfigManager> signInManager;
+    std::unique_ptr<sync::config::ProductConfigManager> productManager;
     std::unique_ptr<sync::config::FolderConfigManager> folderManager;
+    std::unique_ptr<sync::config::ScheduleEntryManager> scheduleManager;
+    std::unique_ptr<sync::config::PasswordKeys> keys;
 };
 
 /// An argument that names a file or folder, as an absolute path without "..", ".", or doubled "/".

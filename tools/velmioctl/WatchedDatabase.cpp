@@ -219,6 +219,11 @@ std::shared_ptr<IQSqlQueryWrapper> WatchedDatabase::select(
     return query;
 }
 
+void WatchedDatabase::change(const QString& sql, std::initializer_list<Binding> bindings)
+{
+    select(sql, bindings);
+}
+
 long long WatchedDatabase::number(const QString& sql, std::initializer_list<Binding> bindings)
 {
     const auto query = select(sql, bindings);

@@ -55,6 +55,9 @@ public:
     std::shared_ptr<sync::interf::IQSqlQueryWrapper> select(
         const QString& sql, std::initializer_list<Binding> bindings = {});
 
+    /// Runs a statement of the tool's own that changes rows; throws CommandError when that fails.
+    void change(const QString& sql, std::initializer_list<Binding> bindings);
+
     /// Column 0 of the first row, 0 without a row.
     long long number(const QString& sql, std::initializer_list<Binding> bindings = {});
 

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+namespace velmioctl {
+
+class Output;
+
+/// Asks at the terminal on standard input, which does not show what is typed until the line ends.
+///
+/// A signal that ends the program puts the terminal back first. Returns the line without its end.
+QByteArray readHidden(Output& output, const QString& question);
+
+} // namespace velmioctl

@@ -1,0 +1,110 @@
+#include "SecretInput.h"
+
+#include "HiddenPrompt.h"
+#include "Session.h"
+
+#include <CLI/CLI.hpp>
+
+#include <QStringDecoder>
+
+#include <cerrno>
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+
+namespace velmioctl {
+
+namespace {
+
+constexpr qsizetype LongestSecretBytes = 65'536;
+
+// The first line without its end. Byte by byte, so that what follows is left to others.
+QByteArray readFirstLine()
+{
+    QByteArray line;
+    char byte = 0;
+    while (line.size() <= LongestSecretBytes) {
+        const ssize_t count = ::read(STDIN_FILENO, &byte, 1);
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count <= 0 || byte == '\n')
+            break;
+        line.append(byte);
+    }
+    if (line.endsWith('\r'))
+        line.chop(1);
+    return line;
+}
+
+} // namespace
+
+SecretInput::SecretInput(const char* secretName)
+    : name(secretName)
+{
+}
+
+void SecretInput::addTo(CLI::App& command)
+{
+    command.add_flag(
+        "--" + name + "-stdin", fromStandardInput,
+        "Read the " + name + " from the first line of standard input");
+}
+
+void SecretInput::addOptionalTo(CLI::App& command)
+{
+    addTo(command);
+    command.add_flag("--" + name, askedFor, "Ask for a new " + name + " at the terminal");
+}
+
+QString SecretInput::read(Session& session) const
+{
+    const bool terminal = ::isatty(STDIN_FILENO) == 1;
+    const QString what = QString::fromStdString(name);
+    if (!fromStandardInput) {
+        if (terminal && session.output.messageTerminal().interactive)
+            return fromTerminal(session);
+        throw CommandError(
+            ExitCode::Usage, u"Nobody can be asked for the %1 here: add --%1-stdin, and write it "
+                             u"to standard input."_s.arg(what));
+    }
+    if (terminal) {
+        throw CommandError(
+            ExitCode::Usage, u"Standard input is a terminal, which would show the %1: leave out "
+                             u"--%1-stdin to be asked for it."_s.arg(what));
+    }
+    return checked(readFirstLine());
+}
+
+QString SecretInput::fromTerminal(Session& session) const
+{
+    const QString what = QString::fromStdString(name);
+    const QString secret = checked(readHidden(session.output, u"New %1: "_s.arg(what)));
+    if (checked(readHidden(session.output, u"The same again: "_s)) != secret) {
+        throw CommandError(
+            ExitCode::Usage,
+            u"The two are not the same, and nothing was changed: run the command again."_s);
+    }
+    return secret;
+}
+
+QString SecretInput::checked(const QByteArray& bytes) const
+{
+    const QString what = QString::fromStdString(name);
+    if (bytes.isEmpty())
+        throw CommandError(ExitCode::Usage, u"The %1 is empty: give one."_s.arg(what));
+    if (bytes.size() > LongestSecretBytes) {
+        throw CommandError(
+            ExitCode::Usage, u"The %1 is longer than %2 bytes: give it on the first line of "
+                             u"standard input."_s.arg(what)
+                                 .arg(LongestSecretBytes));
+    }
+    QStringDecoder decode(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    const QString secret = decode(bytes);
+    if (decode.hasError()) {
+        throw CommandError(
+            ExitCode::Usage, u"The %1 is no valid UTF-8: give it in that encoding."_s.arg(what));
+    }
+    return secret;
+}
+
+} // namespace velmioctl
