@@ -67,7 +67,7 @@ void TestScan::registersMissingFoldersOnce()
 {
     Place place({u"a/b"_s, u"c"_s});
     Progress progress(stderr, {});
-    Scan scan(place.session, progress, [] { return false; });
+    Scan scan(place.session, progress, {}, [] { return false; });
 
     scan.run(place.root);
     const ScanCounts first = scan.counts();
@@ -84,10 +84,10 @@ void TestScan::stopsBetweenTwoFoldersAndKeepsWhatIsDone()
 {
     Place place({u"a"_s, u"b"_s, u"c"_s});
     Progress progress(stderr, {});
-    // Asked once before each of 3 folders and once at their end, before the batch, and then before
-    // each folder of the batch: stops before the second of them.
+    // Asked once before each of 4 folders, the root among them, and once at their end, before the
+    // batch, and then before each folder of the batch: stops before the third of them.
     int questions = 0;
-    Scan scan(place.session, progress, [&questions] { return ++questions > 6; });
+    Scan scan(place.session, progress, {}, [&questions] { return ++questions > 8; });
 
     scan.run(place.root);
 
@@ -100,7 +100,7 @@ void TestScan::stopBeforeTheBatchRegistersNothing()
     Place place({u"a"_s, u"b"_s});
     Progress progress(stderr, {});
     int questions = 0;
-    Scan scan(place.session, progress, [&questions] { return ++questions > 1; });
+    Scan scan(place.session, progress, {}, [&questions] { return ++questions > 2; });
 
     scan.run(place.root);
 
@@ -113,7 +113,7 @@ void TestScan::refusedFolderIsCountedAndTheRestGoesOn()
 {
     Place place({u"a"_s, u"b"_s});
     Progress progress(stderr, {});
-    Scan scan(place.session, progress, [] { return false; });
+    Scan scan(place.session, progress, {}, [] { return false; });
     // Without its row no folder has a parent, and the library refuses each.
     QVERIFY(place.session.folders().Remove(place.root.getId()));
 
@@ -131,7 +131,7 @@ void TestScan::failedBatchIsUndoneAndCounted()
                      u"WHEN NEW.name = 'b' BEGIN SELECT RAISE(ABORT, 'refused'); END"_s);
     QVERIFY(trigger->exec());
     Progress progress(stderr, {});
-    Scan scan(place.session, progress, [] { return false; });
+    Scan scan(place.session, progress, {}, [] { return false; });
 
     QVERIFY_THROWS_EXCEPTION(CommandError, scan.run(place.root));
 

@@ -3,8 +3,10 @@
 #include "Text.h"
 #include "WatchedDatabase.h"
 
+#include <config/FileConfigManager.h>
 #include <config/FolderConfigManager.h>
 #include <config/ServerConfigManager.h>
+#include <config/Sha256FileHash.h>
 #include <database/DatabaseError.h>
 #include <database/SqliteDatabaseFactory.h>
 
@@ -15,9 +17,11 @@
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
+using sync::config::FileConfigManager;
 using sync::config::FolderConfigManager;
 using sync::config::FolderConfiguration;
 using sync::config::ServerConfigManager;
+using sync::config::Sha256FileHash;
 using sync::database::DatabaseError;
 using sync::database::SqliteDatabaseFactory;
 
@@ -71,8 +75,18 @@ FolderConfigManager& Session::folders()
 {
     database();
     if (!folderManager)
-        folderManager = std::make_unique<FolderConfigManager>(openDatabase, nullptr);
+        folderManager = std::make_shared<FolderConfigManager>(openDatabase, nullptr);
     return *folderManager;
+}
+
+FileConfigManager& Session::files()
+{
+    folders();
+    if (!fileManager) {
+        fileManager = std::make_unique<FileConfigManager>(
+            openDatabase, std::make_shared<Sha256FileHash>(), nullptr, folderManager);
+    }
+    return *fileManager;
 }
 
 FolderConfiguration Session::folder(const std::string& idOrPath)

@@ -10,6 +10,7 @@
 #include <string>
 
 namespace sync::config {
+class FileConfigManager;
 class FolderConfigManager;
 class ServerConfigManager;
 } // namespace sync::config
@@ -47,6 +48,7 @@ public:
 
     sync::config::ServerConfigManager& servers();
     sync::config::FolderConfigManager& folders();
+    sync::config::FileConfigManager& files();
 
     /// The folder that an argument names by its id or by its path; throws CommandError.
     sync::config::FolderConfiguration folder(const std::string& idOrPath);
@@ -61,7 +63,9 @@ public:
 private:
     std::shared_ptr<WatchedDatabase> openDatabase;
     std::unique_ptr<sync::config::ServerConfigManager> serverManager;
-    std::unique_ptr<sync::config::FolderConfigManager> folderManager;
+    // Shared with the manager of files.
+    std::shared_ptr<sync::config::FolderConfigManager> folderManager;
+    std::unique_ptr<sync::config::FileConfigManager> fileManager;
 };
 
 /// An argument that names a file or folder, as an absolute path without "..", ".", or doubled "/".
