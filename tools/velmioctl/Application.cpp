@@ -6,6 +6,7 @@
 #include "ServerCommands.h"
 #include "Session.h"
 #include "StatsCommand.h"
+#include "StatusCommand.h"
 #include "Text.h"
 
 #include <CLI/CLI.hpp>
@@ -45,6 +46,7 @@ void setUp(CLI::App& app, Session& session)
     addServerCommands(app, session);
     addFolderCommands(app, session);
     addScanCommand(app, session);
+    addStatusCommand(app, session);
     addStatsCommand(app, session);
     app.footer("Exit codes: 0 done, 1 findings, 2 wrong usage, 3 not found, 4 database busy,\n"
                "5 damaged, 6 too new, 7 key unavailable, 8 other error, 130 interrupted.");

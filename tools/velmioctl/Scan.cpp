@@ -12,7 +12,6 @@
 #include <QFileInfo>
 
 #include <algorithm>
-#include <cstring>
 
 using namespace Qt::StringLiterals;
 using sync::config::FileConfiguration;
@@ -28,24 +27,6 @@ constexpr size_t BatchRecords = 2000;
 constexpr qint64 BatchMs = 500;
 // Warnings that are written for one root; the rest is only counted.
 constexpr long long ShownWarnings = 20;
-
-QString errorText(int error)
-{
-    return QString::fromLocal8Bit(std::strerror(error));
-}
-
-QString describe(const DirectoryWalk::Problem& problem)
-{
-    using Kind = DirectoryWalk::Problem::Kind;
-    if (problem.kind == Kind::Unreadable) {
-        return u"The folder %1 cannot be read (%2): give yourself the right to, and scan again."_s
-            .arg(quoted(QString::fromUtf8(problem.path)), errorText(problem.error));
-    }
-    return u"The name of the %1 \"%2\" is no valid UTF-8: rename it, it cannot be synchronised."_s
-        .arg(
-            problem.kind == Kind::InvalidFileName ? u"file"_s : u"folder"_s,
-            escapeBytes(problem.path));
-}
 
 QDateTime utcTime(qint64 ms)
 {
@@ -196,8 +177,7 @@ void Scan::entrySkipped(const QString&)
 void Scan::fileInaccessible(const QString& path, int error)
 {
     ++current.files.unreadable;
-    warn(u"The file %1 cannot be looked at (%2): give yourself the right to, and scan again."_s.arg(
-        quoted(path), errorText(error)));
+    warn(describeInaccessible(path, error));
 }
 
 void Scan::problem(const DirectoryWalk::Problem& problem)

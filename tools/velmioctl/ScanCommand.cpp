@@ -5,9 +5,6 @@
 #include "Scan.h"
 #include "Session.h"
 #include "Table.h"
-#include "WatchedDatabase.h"
-
-#include <config/FolderConfigManager.h>
 
 #include <CLI/CLI.hpp>
 
@@ -121,19 +118,6 @@ private:
     Table table = emptyTable();
 };
 
-QVector<FolderConfiguration> chosenRoots(Session& session, const std::optional<std::string>& chosen)
-{
-    if (chosen)
-        return {session.rootFolder(*chosen)};
-    const auto roots = session.folders().GetFolderConfigurationByParentId(0);
-    session.database().check();
-    if (roots.isEmpty()) {
-        session.output.note(
-            u"No root folder is registered yet: add one with 'velmioctl folder add'."_s);
-    }
-    return roots;
-}
-
 struct ScanCommandOptions
 {
     std::optional<std::string> root;
@@ -151,7 +135,7 @@ void scan(Session& session, const ScanCommandOptions& options)
     }
     QElapsedTimer clock;
     clock.start();
-    const auto roots = chosenRoots(session, options.root);
+    const auto roots = session.rootFolders(options.root);
 
     const Interruption interruption;
     Summary summary;

@@ -119,6 +119,17 @@ FolderConfiguration Session::rootFolder(const std::string& idOrPath)
     return found;
 }
 
+QVector<FolderConfiguration> Session::rootFolders(const std::optional<std::string>& chosen)
+{
+    if (chosen)
+        return {rootFolder(*chosen)};
+    const auto roots = folders().GetFolderConfigurationByParentId(0);
+    database().check();
+    if (roots.isEmpty())
+        output.note(u"No root folder is registered yet: add one with 'velmioctl folder add'."_s);
+    return roots;
+}
+
 void Session::confirm(bool yes, const QString& question)
 {
     if (yes)

@@ -56,6 +56,10 @@ public:
     /// The same, but only a root folder will do.
     sync::config::FolderConfiguration rootFolder(const std::string& idOrPath);
 
+    /// The one root folder that was chosen, or all of them, with a note when there is none.
+    QVector<sync::config::FolderConfiguration> rootFolders(
+        const std::optional<std::string>& chosen);
+
     /// Returns when the user agrees to something that cannot be undone: by `yes`, or at a prompt on
     /// a terminal. Throws CommandError otherwise.
     void confirm(bool yes, const QString& question);

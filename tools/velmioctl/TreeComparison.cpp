@@ -1,5 +1,6 @@
 #include "TreeComparison.h"
 
+#include "Text.h"
 #include "WatchedDatabase.h"
 
 #include <interf/IQSqlQueryWrapper.h>
@@ -11,6 +12,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstring>
 #include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
@@ -44,6 +46,11 @@ std::optional<qint64> numberOrNothing(const QVariant& value)
     return value.isNull() ? std::nullopt : std::optional(value.toLongLong());
 }
 
+QString errorText(int error)
+{
+    return QString::fromLocal8Bit(std::strerror(error));
+}
+
 bool isGone(int error)
 {
     return error == ENOENT || error == ENOTDIR;
@@ -67,6 +74,25 @@ bool folderIsGone(const QString& path)
 }
 
 } // namespace
+
+QString describe(const DirectoryWalk::Problem& problem)
+{
+    using Kind = DirectoryWalk::Problem::Kind;
+    if (problem.kind == Kind::Unreadable) {
+        return u"The folder %1 cannot be read (%2): give yourself the right to, and scan again."_s
+            .arg(quoted(QString::fromUtf8(problem.path)), errorText(problem.error));
+    }
+    return u"The name of the %1 \"%2\" is no valid UTF-8: rename it, it cannot be synchronised."_s
+        .arg(
+            problem.kind == Kind::InvalidFileName ? u"file"_s : u"folder"_s,
+            escapeBytes(problem.path));
+}
+
+QString describeInaccessible(const QString& path, int error)
+{
+    return u"The file %1 cannot be looked at (%2): give yourself the right to, and scan again."_s
+        .arg(quoted(path), errorText(error));
+}
 
 bool KnownFile::matches(const FileState& state) const
 {

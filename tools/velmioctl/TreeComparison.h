@@ -57,6 +57,10 @@ public:
     virtual void problem(const DirectoryWalk::Problem& problem) = 0;
 };
 
+/// What to tell a person of a place that cannot be compared.
+QString describe(const DirectoryWalk::Problem& problem);
+QString describeInaccessible(const QString& path, int error);
+
 /// Compares a root folder's tree on the disk with the records, one folder after the other, so that
 /// memory is needed for the files of one folder only. Writes nothing.
 ///
