@@ -1,5 +1,6 @@
 #include "Application.h"
 
+#include "FileCommands.h"
 #include "FolderCommands.h"
 #include "InitCommand.h"
 #include "ScanCommand.h"
@@ -45,6 +46,7 @@ void setUp(CLI::App& app, Session& session)
     addInitCommand(app, session);
     addServerCommands(app, session);
     addFolderCommands(app, session);
+    addFileCommands(app, session);
     addScanCommand(app, session);
     addStatusCommand(app, session);
     addStatsCommand(app, session);
