@@ -81,8 +81,9 @@ void TestVelmioctlScan::secondScanFindsNothingNew()
         {u"id"_s, 1},           {u"clientPath"_s, tool->path(u"one"_s)},
         {u"seen"_s, 2},         {u"new"_s, 2},
         {u"failed"_s, 0},       {u"unreadable"_s, 0},
-        {u"invalidNames"_s, 0}, {u"missing"_s, false},
-        {u"topLevel"_s, false},
+        {u"invalidNames"_s, 0}, {u"gone"_s, 0},
+        {u"pruned"_s, 0},       {u"files"_s, first.object()[u"files"_s]},
+        {u"missing"_s, false},  {u"topLevel"_s, false},
     };
     QCOMPARE(first.object()[u"roots"_s].toArray().at(0).toObject(), rootOne);
     QCOMPARE(second.exitCode, 0);

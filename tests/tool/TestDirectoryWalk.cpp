@@ -32,17 +32,33 @@ private:
 
 struct Walked
 {
-    QStringList folders; // relative to the root
+    QStringList folders; // relative to the root, which is left out
+    QStringList files;
+    QStringList others; // links, pipes, sockets and devices
+    QStringList incomplete;
     QList<DirectoryWalk::Problem> problems;
 };
 
-Walked walk(const QString& root)
+Walked walk(const QString& root, DirectoryWalk::Depth depth = DirectoryWalk::Depth::All)
 {
     Walked walked;
-    DirectoryWalk walk(
-        root, [&walked](const DirectoryWalk::Problem& problem) { walked.problems += problem; });
-    while (const auto path = walk.next())
-        walked.folders += path->mid(root.size() + (root.endsWith(u'/') ? 0 : 1));
+    DirectoryWalk walk(root, depth, [&walked](const DirectoryWalk::Problem& problem) {
+        walked.problems += problem;
+    });
+    const auto relative = [&root](const QString& path) {
+        return path.mid(root.size() + (root.endsWith(u'/') ? 0 : 1));
+    };
+    while (const auto* const folder = walk.next()) {
+        if (folder->path != root)
+            walked.folders += relative(folder->path);
+        if (!folder->complete)
+            walked.incomplete += relative(folder->path);
+        for (const DirectoryWalk::Entry& entry : folder->entries) {
+            const QString path =
+                relative(joinPath(folder->path, decodeName(entry.name).value_or(QString())));
+            (entry.regular ? walked.files : walked.others) += path;
+        }
+    }
     return walked;
 }
 
@@ -54,7 +70,9 @@ class TestDirectoryWalk : public QObject
 
 private Q_SLOTS:
     void visitsFoldersParentsFirstAndSorted();
-    void passesOverFilesAndLinks();
+    void doesNotFollowLinks();
+    void tellsFilesFromLinksAndPipes();
+    void topLevelEndsWithTheRoot();
     void followsTheRootItself();
     void passesOverScratchFolderInAnyCase();
     void invalidNamesAreReportedAndNotEntered();
@@ -79,7 +97,7 @@ void TestDirectoryWalk::visitsFoldersParentsFirstAndSorted()
     QVERIFY(walked.problems.isEmpty());
 }
 
-void TestDirectoryWalk::passesOverFilesAndLinks()
+void TestDirectoryWalk::doesNotFollowLinks()
 {
     const Tree tree;
     const Tree other;
@@ -93,6 +111,40 @@ void TestDirectoryWalk::passesOverFilesAndLinks()
 
     QCOMPARE(walked.folders, QStringList{u"folder"_s});
     QVERIFY(walked.problems.isEmpty());
+}
+
+void TestDirectoryWalk::tellsFilesFromLinksAndPipes()
+{
+    const Tree tree;
+    tree.makeFolder(u"folder"_s);
+    tree.makeFile(u"folder/b"_s);
+    tree.makeFile(u"folder/a"_s);
+    tree.makeFile(u"file"_s);
+    tree.makeFile(u"x.{SyncTemp}"_s);
+    // A mark that is part of the name.
+    tree.makeFile(u"\ufeffmarked"_s);
+    QVERIFY(QFile::link(tree.root() + u"/file"_s, tree.root() + u"/link"_s));
+    QCOMPARE(::mkfifo(QFile::encodeName(tree.root() + u"/pipe"_s).constData(), 0600), 0);
+
+    const Walked walked = walk(tree.root());
+
+    QCOMPARE(
+        walked.files, (QStringList{u"file"_s, u"\ufeffmarked"_s, u"folder/a"_s, u"folder/b"_s}));
+    QCOMPARE(walked.others, (QStringList{u"link"_s, u"pipe"_s}));
+    QVERIFY(walked.incomplete.isEmpty());
+}
+
+void TestDirectoryWalk::topLevelEndsWithTheRoot()
+{
+    const Tree tree;
+    tree.makeFolder(u"folder"_s);
+    tree.makeFile(u"folder/a"_s);
+    tree.makeFile(u"file"_s);
+
+    const Walked walked = walk(tree.root(), DirectoryWalk::Depth::TopLevel);
+
+    QCOMPARE(walked.files, QStringList{u"file"_s});
+    QVERIFY(walked.folders.isEmpty());
 }
 
 void TestDirectoryWalk::followsTheRootItself()
@@ -121,15 +173,21 @@ void TestDirectoryWalk::invalidNamesAreReportedAndNotEntered()
     const QByteArray bad = QFile::encodeName(tree.root()) + "/bad\xff";
     QCOMPARE(::mkdir(bad.constData(), 0700), 0);
     QCOMPARE(::mkdir((bad + "/inside").constData(), 0700), 0);
+    const QByteArray badFile = QFile::encodeName(tree.root()) + "/good/file\xff";
+    QCOMPARE(::mknod(badFile.constData(), S_IFREG | 0600, 0), 0);
 
     const Walked walked = walk(tree.root());
     ::rmdir((bad + "/inside").constData());
     ::rmdir(bad.constData());
+    ::unlink(badFile.constData());
 
     QCOMPARE(walked.folders, QStringList{u"good"_s});
-    QCOMPARE(walked.problems.size(), 1);
-    QCOMPARE(walked.problems.first().kind, DirectoryWalk::Problem::Kind::InvalidName);
+    QCOMPARE(walked.problems.size(), 2);
+    QCOMPARE(walked.problems.first().kind, DirectoryWalk::Problem::Kind::InvalidFolderName);
     QCOMPARE(walked.problems.first().path, bad);
+    QCOMPARE(walked.problems.last().kind, DirectoryWalk::Problem::Kind::InvalidFileName);
+    QCOMPARE(walked.problems.last().path, badFile);
+    QVERIFY(walked.files.isEmpty());
 }
 
 void TestDirectoryWalk::unreadableFolderIsVisitedAndReported()
@@ -153,6 +211,7 @@ void TestDirectoryWalk::unreadableFolderIsVisitedAndReported()
     QCOMPARE(::chmod(closed.constData(), 0700), 0);
 
     QCOMPARE(walked.folders, (QStringList{u"closed"_s, u"open"_s}));
+    QCOMPARE(walked.incomplete, QStringList{u"closed"_s});
     QCOMPARE(walked.problems.size(), 1);
     QCOMPARE(walked.problems.first().kind, DirectoryWalk::Problem::Kind::Unreadable);
     QCOMPARE(walked.problems.first().path, closed);
@@ -176,13 +235,16 @@ void TestDirectoryWalk::folderThatVanishesIsNoTrouble()
     tree.makeFolder(u"a"_s);
     tree.makeFolder(u"b"_s);
     int problems = 0;
-    DirectoryWalk walk(tree.root(), [&problems](const DirectoryWalk::Problem&) { ++problems; });
+    DirectoryWalk walk(
+        tree.root(), DirectoryWalk::Depth::All,
+        [&problems](const DirectoryWalk::Problem&) { ++problems; });
 
-    const auto first = walk.next();
+    QVERIFY(walk.next());
+    const QString first = walk.next()->path;
     QVERIFY(QDir(tree.root()).rmdir(u"b"_s));
-    const auto second = walk.next();
+    const auto* const second = walk.next();
 
-    QCOMPARE(first.value_or(QString()), tree.root() + u"/a"_s);
+    QCOMPARE(first, tree.root() + u"/a"_s);
     QVERIFY(!second);
     QCOMPARE(problems, 0);
 }
@@ -193,7 +255,9 @@ void TestDirectoryWalk::folderThatBecomesALinkIsNotEntered()
     const Tree other;
     other.makeFolder(u"inside"_s);
     tree.makeFolder(u"a"_s);
-    DirectoryWalk walk(tree.root(), [](const DirectoryWalk::Problem&) {});
+    DirectoryWalk walk(
+        tree.root(), DirectoryWalk::Depth::All, [](const DirectoryWalk::Problem&) {});
+    QVERIFY(walk.next());
 
     QVERIFY(QDir(tree.root()).rmdir(u"a"_s));
     QVERIFY(QFile::link(other.root(), tree.root() + u"/a"_s));

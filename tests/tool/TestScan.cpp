@@ -1,17 +1,23 @@
+#include <velmioctl/FileState.h>
 #include <velmioctl/Interruption.h>
 #include <velmioctl/Progress.h>
 #include <velmioctl/Scan.h>
 #include <velmioctl/Session.h>
 #include <velmioctl/WatchedDatabase.h>
 
+#include <config/FileConfigManager.h>
 #include <config/FolderConfigManager.h>
 #include <interf/IQSqlQueryWrapper.h>
 
 #include <QDir>
+#include <QDirIterator>
+#include <QFile>
+#include <QFileInfo>
 #include <QTemporaryDir>
 #include <QTest>
 
 #include <csignal>
+#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 using sync::config::FolderConfiguration;
@@ -19,6 +25,28 @@ using sync::config::FolderConfiguration;
 namespace velmioctl {
 
 namespace {
+
+constexpr uid_t Nobody = 65534;
+
+/// Takes the rights from root, whom permissions do not bind.
+class AsNobody
+{
+public:
+    AsNobody()
+        : wasRoot(::geteuid() == 0)
+    {
+        if (wasRoot)
+            wasRoot = ::seteuid(Nobody) == 0;
+    }
+    ~AsNobody()
+    {
+        if (wasRoot && ::seteuid(0) != 0)
+            qFatal("The rights of root are lost.");
+    }
+
+private:
+    bool wasRoot;
+};
 
 /// A database and a tree of folders with one registered root.
 class Place
@@ -43,6 +71,36 @@ public:
         return session.database().number(u"SELECT count(*) FROM FolderConfiguration"_s) - 1;
     }
 
+    QString filePath(const QString& name) const { return rootPath() + u'/' + name; }
+    void writeFile(const QString& name) const
+    {
+        QFile file(filePath(name));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(name.toUtf8());
+    }
+    void run(const QString& sql)
+    {
+        const auto query = session.database().CreateQuery();
+        query->prepare(sql);
+        QVERIFY(query->exec());
+    }
+    long long storedFiles()
+    {
+        return session.database().number(u"SELECT count(*) FROM FileConfiguration"_s);
+    }
+    // Nobody may work in it, too.
+    void giveToNobody() const
+    {
+        if (::geteuid() != 0)
+            return;
+        QDirIterator all(
+            directory.path(), QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot,
+            QDirIterator::Subdirectories);
+        while (all.hasNext())
+            QCOMPARE(::chown(QFile::encodeName(all.next()).constData(), Nobody, Nobody), 0);
+        QCOMPARE(::chown(QFile::encodeName(directory.path()).constData(), Nobody, Nobody), 0);
+    }
+
     QTemporaryDir directory;
     Session session{Output(stdout, stderr, {}, {})};
     FolderConfiguration root;
@@ -60,6 +118,11 @@ private Q_SLOTS:
     void stopBeforeTheBatchRegistersNothing();
     void refusedFolderIsCountedAndTheRestGoesOn();
     void failedBatchIsUndoneAndCounted();
+    void failedReadPrunesNothing();
+    void unreadableFileIsStoredWithoutChecksum();
+    void unreadableFolderLosesNoFile();
+    void fileThatChangesMeanwhileHasNoHash();
+    void timesAreThoseOfTheLibrary();
     void signalIsARequestWhileListenedTo();
 };
 
@@ -67,7 +130,7 @@ void TestScan::registersMissingFoldersOnce()
 {
     Place place({u"a/b"_s, u"c"_s});
     Progress progress(stderr, {});
-    Scan scan(place.session, progress, [] { return false; });
+    Scan scan(place.session, progress, {}, [] { return false; });
 
     scan.run(place.root);
     const ScanCounts first = scan.counts();
@@ -84,10 +147,10 @@ void TestScan::stopsBetweenTwoFoldersAndKeepsWhatIsDone()
 {
     Place place({u"a"_s, u"b"_s, u"c"_s});
     Progress progress(stderr, {});
-    // Asked once before each of 3 folders and once at their end, before the batch, and then before
-    // each folder of the batch: stops before the second of them.
+    // Asked once before each of 4 folders, the root among them, and once at their end, before the
+    // batch, and then before each folder of the batch: stops before the third of them.
     int questions = 0;
-    Scan scan(place.session, progress, [&questions] { return ++questions > 6; });
+    Scan scan(place.session, progress, {}, [&questions] { return ++questions > 8; });
 
     scan.run(place.root);
 
@@ -100,7 +163,7 @@ void TestScan::stopBeforeTheBatchRegistersNothing()
     Place place({u"a"_s, u"b"_s});
     Progress progress(stderr, {});
     int questions = 0;
-    Scan scan(place.session, progress, [&questions] { return ++questions > 1; });
+    Scan scan(place.session, progress, {}, [&questions] { return ++questions > 2; });
 
     scan.run(place.root);
 
@@ -113,7 +176,7 @@ void TestScan::refusedFolderIsCountedAndTheRestGoesOn()
 {
     Place place({u"a"_s, u"b"_s});
     Progress progress(stderr, {});
-    Scan scan(place.session, progress, [] { return false; });
+    Scan scan(place.session, progress, {}, [] { return false; });
     // Without its row no folder has a parent, and the library refuses each.
     QVERIFY(place.session.folders().Remove(place.root.getId()));
 
@@ -131,13 +194,115 @@ void TestScan::failedBatchIsUndoneAndCounted()
                      u"WHEN NEW.name = 'b' BEGIN SELECT RAISE(ABORT, 'refused'); END"_s);
     QVERIFY(trigger->exec());
     Progress progress(stderr, {});
-    Scan scan(place.session, progress, [] { return false; });
+    Scan scan(place.session, progress, {}, [] { return false; });
 
     QVERIFY_THROWS_EXCEPTION(CommandError, scan.run(place.root));
 
     QCOMPARE(scan.counts().failed, 3);
     QCOMPARE(scan.counts().added, 0);
     QCOMPARE(place.registered(), 0);
+}
+
+void TestScan::failedReadPrunesNothing()
+{
+    Place place({u"a"_s, u"b"_s});
+    place.writeFile(u"a/gone"_s);
+    place.writeFile(u"b/stays"_s);
+    Progress progress(stderr, {});
+    Scan(place.session, progress, {}, [] { return false; }).run(place.root);
+    QVERIFY(QFile::remove(place.filePath(u"a/gone"_s)));
+    // Asked before the root, before the folder "a", which has no file any more, and before "b".
+    int questions = 0;
+    Scan scan(place.session, progress, {HashMode::Changed, true}, [&place, &questions] {
+        if (++questions == 3)
+            place.run(u"ALTER TABLE FileConfiguration RENAME TO Away"_s);
+        return false;
+    });
+
+    QVERIFY_THROWS_EXCEPTION(CommandError, scan.run(place.root));
+    place.run(u"ALTER TABLE Away RENAME TO FileConfiguration"_s);
+
+    QCOMPARE(scan.counts().files.missing, 1);
+    QCOMPARE(scan.counts().files.pruned, 0);
+    QCOMPARE(place.storedFiles(), 2);
+}
+
+void TestScan::unreadableFileIsStoredWithoutChecksum()
+{
+    Place place({u"a"_s});
+    place.writeFile(u"a/closed"_s);
+    QVERIFY(QFile::setPermissions(place.filePath(u"a/closed"_s), {}));
+    place.giveToNobody();
+    Progress progress(stderr, {});
+    Scan scan(place.session, progress, {}, [] { return false; });
+
+    {
+        const AsNobody asNobody;
+        scan.run(place.root);
+    }
+
+    QCOMPARE(scan.counts().files.unreadable, 1);
+    QCOMPARE(scan.counts().files.added, 1);
+    QVERIFY(scan.counts().hasFindings());
+    QCOMPARE(
+        place.session.files()
+            .GetFileConfigurationByClientPath(place.filePath(u"a/closed"_s))
+            .getCheckSum(),
+        QString());
+}
+
+void TestScan::unreadableFolderLosesNoFile()
+{
+    Place place({u"a/b"_s});
+    place.writeFile(u"a/file"_s);
+    place.writeFile(u"a/b/deep"_s);
+    Progress progress(stderr, {});
+    Scan(place.session, progress, {}, [] { return false; }).run(place.root);
+    QVERIFY(QFile::setPermissions(place.filePath(u"a"_s), {}));
+    place.giveToNobody();
+    Scan scan(place.session, progress, {HashMode::Changed, true}, [] { return false; });
+
+    {
+        const AsNobody asNobody;
+        scan.run(place.root);
+    }
+    QFile::setPermissions(
+        place.filePath(u"a"_s), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+
+    QCOMPARE(scan.counts().unreadable, 1);
+    QCOMPARE(scan.counts().files.missing, 0);
+    QCOMPARE(place.storedFiles(), 2);
+}
+
+void TestScan::fileThatChangesMeanwhileHasNoHash()
+{
+    const Place place({u"a"_s});
+    place.writeFile(u"a/file"_s);
+    const QString path = place.filePath(u"a/file"_s);
+    const auto before = readFileState(path);
+    QVERIFY(before.has_value());
+    QCOMPARE(hashFile(path, *before).outcome, FileHash::Outcome::Done);
+
+    FileState earlier = *before;
+    ++earlier.modifiedNs;
+
+    QCOMPARE(hashFile(path, earlier).outcome, FileHash::Outcome::Unstable);
+    QVERIFY(QFile::remove(path));
+    QCOMPARE(hashFile(path, *before).outcome, FileHash::Outcome::Unstable);
+}
+
+void TestScan::timesAreThoseOfTheLibrary()
+{
+    Place place({u"a"_s});
+    place.writeFile(u"a/file"_s);
+    Progress progress(stderr, {});
+
+    Scan(place.session, progress, {HashMode::Never, false}, [] { return false; }).run(place.root);
+
+    QFileInfo file(place.filePath(u"a/file"_s));
+    auto stored = place.session.files().GetFileConfigurationByClientPath(file.filePath());
+    QVERIFY(place.session.files().FileAndConfigTimestampsAreEqual(file, stored));
+    QCOMPARE(stored.getLastModifiedDateTime(), file.lastModified());
 }
 
 void TestScan::signalIsARequestWhileListenedTo()

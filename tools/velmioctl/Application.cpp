@@ -1,5 +1,6 @@
 #include "Application.h"
 
+#include "FileCommands.h"
 #include "FolderCommands.h"
 #include "InitCommand.h"
 #include "ProductCommands.h"
@@ -10,6 +11,7 @@
 #include "Session.h"
 #include "SignInCommands.h"
 #include "StatsCommand.h"
+#include "StatusCommand.h"
 #include "Text.h"
 
 #include <core/KeyError.h>
@@ -52,9 +54,11 @@ void setUp(CLI::App& app, Session& session)
     addSignInCommands(app, session);
     addProductCommands(app, session);
     addFolderCommands(app, session);
+    addFileCommands(app, session);
     addScanCommand(app, session);
     addScheduleCommands(app, session);
     addSecretsCommands(app, session);
+    addStatusCommand(app, session);
     addStatsCommand(app, session);
     app.footer("Exit codes: 0 done, 1 findings, 2 wrong usage, 3 not found, 4 database busy,\n"
                "5 damaged, 6 too new, 7 key unavailable, 8 other error, 130 interrupted.");

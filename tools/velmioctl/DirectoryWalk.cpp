@@ -10,7 +10,6 @@
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
-#include <memory>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -18,40 +17,20 @@ namespace velmioctl {
 
 namespace {
 
-struct DirectoryCloser
-{
-    void operator()(DIR* directory) const { ::closedir(directory); }
-};
-using Directory = std::unique_ptr<DIR, DirectoryCloser>;
-
-// An open directory, or null with errno set.
-Directory openDirectory(const std::string& path, bool followLink)
-{
-    const int flags = O_RDONLY | O_DIRECTORY | O_CLOEXEC | (followLink ? 0 : O_NOFOLLOW);
-    const int descriptor = ::open(path.c_str(), flags);
-    if (descriptor < 0)
-        return nullptr;
-    Directory directory(::fdopendir(descriptor));
-    if (!directory)
-        ::close(descriptor);
-    return directory;
-}
-
 bool isDots(const char* name)
 {
     return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
 }
 
-bool isFolder(DIR* directory, const dirent& entry)
+// The kind of an entry, where the file system does not tell it with the name.
+unsigned char typeOf(int directory, const char* name)
 {
-    if (entry.d_type != DT_UNKNOWN)
-        return entry.d_type == DT_DIR;
-    // Some file systems do not tell the type with the name.
     struct stat status
     {
     };
-    return ::fstatat(::dirfd(directory), entry.d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
-           S_ISDIR(status.st_mode);
+    if (::fstatat(directory, name, &status, AT_SYMLINK_NOFOLLOW) != 0)
+        return DT_UNKNOWN;
+    return IFTODT(status.st_mode);
 }
 
 bool isVanished(int error)
@@ -61,65 +40,134 @@ bool isVanished(int error)
 
 } // namespace
 
-DirectoryWalk::DirectoryWalk(const QString& root, Report report)
-    : report(std::move(report))
+struct DirectoryWalk::OpenDirectory
 {
-    pushChildren(QFile::encodeName(root).toStdString(), true);
+    OpenDirectory(const std::string& path, bool followLink)
+    {
+        const int flags = O_RDONLY | O_DIRECTORY | O_CLOEXEC | (followLink ? 0 : O_NOFOLLOW);
+        const int descriptor = ::open(path.c_str(), flags);
+        if (descriptor < 0)
+            return;
+        stream = ::fdopendir(descriptor);
+        if (!stream)
+            ::close(descriptor);
+    }
+    ~OpenDirectory()
+    {
+        if (stream)
+            ::closedir(stream);
+    }
+    OpenDirectory(const OpenDirectory&) = delete;
+    OpenDirectory& operator=(const OpenDirectory&) = delete;
+
+    // Null with errno set where it could not be opened.
+    DIR* stream = nullptr;
+};
+
+DirectoryWalk::DirectoryWalk(const QString& root, Depth depth, Report report)
+    : depth(depth)
+    , report(std::move(report))
+    , pending{QFile::encodeName(root).toStdString()}
+{
 }
 
-std::optional<QString> DirectoryWalk::next()
+DirectoryWalk::~DirectoryWalk() = default;
+
+const DirectoryWalk::Folder* DirectoryWalk::next()
 {
     while (!pending.empty()) {
-        const std::string folder = std::move(pending.back());
+        const std::string path = std::move(pending.back());
         pending.pop_back();
-        if (pushChildren(folder, false) == Reading::Done)
-            return QString::fromStdString(folder);
+        if (!read(path, std::exchange(atRoot, false)))
+            continue;
+        if (depth == Depth::All) {
+            for (const std::string& name : folder.folders)
+                pending.push_back(joinPath(path, name));
+        }
+        return &folder;
     }
-    return std::nullopt;
+    return nullptr;
 }
 
-DirectoryWalk::Reading DirectoryWalk::pushChildren(const std::string& folder, bool followLink)
+// False for a folder that vanished.
+bool DirectoryWalk::read(const std::string& path, bool isRoot)
 {
-    const Directory directory = openDirectory(folder, followLink);
-    if (!directory) {
-        const int error = errno;
-        // Gone, or replaced by a file or a link, since its parent was read. Only the root is
-        // expected to be there.
-        if (isVanished(error) && !followLink)
-            return Reading::Vanished;
-        report({Problem::Kind::Unreadable, QByteArray::fromStdString(folder), error});
-        return Reading::Done;
+    folder.path = QString::fromStdString(path);
+    folder.descriptor = -1;
+    folder.complete = false;
+    folder.entries.clear();
+    folder.folders.clear();
+    directory = std::make_unique<OpenDirectory>(path, isRoot);
+    if (directory->stream) {
+        folder.descriptor = ::dirfd(directory->stream);
+        readEntries(path);
+        return true;
     }
+    const int error = errno;
+    // Gone, or replaced by a file or a link, since its parent was read. Only the root is expected
+    // to be there.
+    if (isVanished(error) && !isRoot)
+        return false;
+    report({Problem::Kind::Unreadable, QByteArray::fromStdString(path), error});
+    return true;
+}
 
-    children.clear();
+void DirectoryWalk::readEntries(const std::string& path)
+{
     errno = 0;
-    while (const dirent* entry = ::readdir(directory.get())) {
-        if (!isDots(entry->d_name) && isFolder(directory.get(), *entry))
-            addChild(folder, entry->d_name);
+    while (const dirent* entry = ::readdir(directory->stream)) {
+        if (!isDots(entry->d_name))
+            addEntry(path, entry->d_name, entry->d_type);
         errno = 0;
     }
-    if (errno != 0)
-        report({Problem::Kind::Unreadable, QByteArray::fromStdString(folder), errno});
+    folder.complete = errno == 0;
+    if (!folder.complete)
+        report({Problem::Kind::Unreadable, QByteArray::fromStdString(path), errno});
 
-    std::sort(children.begin(), children.end(), std::greater<>());
-    std::move(children.begin(), children.end(), std::back_inserter(pending));
-    return Reading::Done;
+    std::sort(
+        folder.entries.begin(), folder.entries.end(),
+        [](const Entry& left, const Entry& right) { return left.name < right.name; });
+    std::sort(folder.folders.begin(), folder.folders.end(), std::greater<>());
 }
 
-void DirectoryWalk::addChild(const std::string& folder, const char* name)
+void DirectoryWalk::addEntry(const std::string& path, const char* name, unsigned char type)
 {
-    std::string path = folder.ends_with('/') ? folder + name : folder + '/' + name;
+    if (type == DT_UNKNOWN)
+        type = typeOf(folder.descriptor, name);
+    const bool isFolder = type == DT_DIR;
 
-    QStringDecoder decode(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    const QString decodedName = decode(QByteArrayView(name));
-    if (decode.hasError()) {
-        report({Problem::Kind::InvalidName, QByteArray::fromStdString(path), 0});
+    const auto decodedName = decodeName(name);
+    if (!decodedName) {
+        const auto kind =
+            isFolder ? Problem::Kind::InvalidFolderName : Problem::Kind::InvalidFileName;
+        report({kind, QByteArray::fromStdString(joinPath(path, name)), 0});
         return;
     }
     // The library counts no path as synchronised that contains this name anywhere.
-    if (decodedName.contains(sync::core::consts::TEMP_FOLDER_NAME, Qt::CaseInsensitive))
+    if (decodedName->contains(sync::core::consts::TEMP_FOLDER_NAME, Qt::CaseInsensitive))
         return;
-    children.push_back(std::move(path));
+    if (isFolder)
+        folder.folders.emplace_back(name);
+    else
+        folder.entries.push_back({name, type == DT_REG || type == DT_UNKNOWN});
+}
+
+std::optional<QString> decodeName(const std::string& name)
+{
+    using Flag = QStringDecoder::Flag;
+    QStringDecoder decode(QStringDecoder::Utf8, Flag::Stateless | Flag::ConvertInitialBom);
+    QString decoded = decode(QByteArrayView(name.data(), qsizetype(name.size())));
+    return decode.hasError() ? std::nullopt : std::optional(std::move(decoded));
+}
+
+std::string joinPath(const std::string& folder, const std::string& name)
+{
+    return folder.ends_with('/') ? folder + name : folder + '/' + name;
+}
+
+QString joinPath(const QString& folder, const QString& name)
+{
+    return folder.endsWith(u'/') ? folder + name : folder + u'/' + name;
 }
 
 } // namespace velmioctl

@@ -4,16 +4,17 @@
 #include <QString>
 
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 namespace velmioctl {
 
-/// Visits every folder below a root, parents before their children, siblings sorted by name.
+/// Visits a root and every folder below it, parents before their children, siblings sorted by name.
 ///
-/// Links are not followed, except for the root itself. The client's scratch folder is passed over
-/// with all that is in it. Folders that vanish meanwhile are no trouble.
+/// Links are not followed, except for the root itself. What has the name of the client's scratch
+/// folder in its own is passed over. Folders that vanish meanwhile are no trouble.
 class DirectoryWalk
 {
 public:
@@ -21,7 +22,8 @@ public:
     {
         enum class Kind {
             Unreadable,
-            InvalidName, ///< The name is no valid UTF-8, so no record can hold it.
+            InvalidFolderName, ///< The name is no valid UTF-8, so no record can hold it.
+            InvalidFileName,
         };
         Kind kind;
         QByteArray path;
@@ -29,23 +31,54 @@ public:
     };
     using Report = std::function<void(const Problem& problem)>;
 
-    /// `root` is an absolute path; `report` hears of every place that cannot be looked into.
-    DirectoryWalk(const QString& root, Report report);
+    /// Something in a folder that is no folder.
+    struct Entry
+    {
+        std::string name;
+        bool regular; ///< A file, and no link, pipe, socket or device.
+    };
 
-    /// The path of the next folder, nothing at the end. The root is not among them.
-    std::optional<QString> next();
+    struct Folder
+    {
+        QString path;
+        int descriptor = -1;              ///< Open until the next step; -1 when unreadable.
+        bool complete = false;            ///< It was read to its end.
+        std::vector<Entry> entries;       ///< By name.
+        std::vector<std::string> folders; ///< Their names, the last one first.
+    };
+
+    enum class Depth { TopLevel, All };
+
+    /// `root` is an absolute path; `report` hears of every place that cannot be looked into.
+    DirectoryWalk(const QString& root, Depth depth, Report report);
+    ~DirectoryWalk();
+
+    /// The next folder, beginning with the root; null at the end. It is the walk's, and stays until
+    /// the next step.
+    const Folder* next();
 
 private:
-    enum class Reading { Done, Vanished };
+    struct OpenDirectory;
 
-    Reading pushChildren(const std::string& folder, bool followLink);
-    void addChild(const std::string& folder, const char* name);
+    bool read(const std::string& path, bool isRoot);
+    void readEntries(const std::string& path);
+    void addEntry(const std::string& path, const char* name, unsigned char type);
 
-    Report report;
+    const Depth depth;
+    const Report report;
+    bool atRoot = true;
     // Still to be visited, the next one last.
     std::vector<std::string> pending;
-    // Of the folder that is being read.
-    std::vector<std::string> children;
+    std::unique_ptr<OpenDirectory> directory;
+    Folder folder;
 };
+
+/// A name from the disk, with a mark of byte order at its start where it has one; nothing for a
+/// name that is no valid UTF-8.
+std::optional<QString> decodeName(const std::string& name);
+
+/// A path and the name of something in it.
+std::string joinPath(const std::string& folder, const std::string& name);
+QString joinPath(const QString& folder, const QString& name);
 
 } // namespace velmioctl

@@ -36,12 +36,15 @@ QVector<FolderConfiguration> chosenFolders(Session& session, const FolderListOpt
 FolderTree readTree(WatchedDatabase& database)
 {
     const auto query = database.select(
-        u"SELECT id, parentId, syncStatus, name, clientPath FROM FolderConfiguration"_s);
+        u"SELECT id, parentId, syncStatus, name, clientPath, files, bytes FROM FolderConfiguration"
+        u" LEFT JOIN (SELECT folderConfigurationId, count(*) AS files, sum(size) AS bytes"
+        u" FROM FileConfiguration GROUP BY folderConfigurationId) ON folderConfigurationId = id"_s);
     std::vector<FolderNode> nodes;
     while (query->next()) {
         nodes.push_back(
             {query->value(0).toInt(), query->value(1).toInt(), query->value(2).toInt(),
-             query->value(3).toString(), query->value(4).toString()});
+             query->value(3).toString(), query->value(4).toString(), query->value(5).toLongLong(),
+             query->value(6).toLongLong()});
     }
     database.check();
     return FolderTree(std::move(nodes));
@@ -60,6 +63,8 @@ QJsonArray toJson(const FolderTree& tree, const std::vector<int>& starts, int ma
                 {u"clientPath"_s, folder.clientPath},
                 {u"syncStatus"_s, folder.syncStatus},
                 {u"children"_s, int(place.childCount)},
+                {u"files"_s, folder.files},
+                {u"bytes"_s, folder.bytes},
             });
         });
     }

@@ -33,6 +33,10 @@ QString label(const FolderNode& folder, const FolderTree::Place& place)
     const QString& name = place.depth == 0 ? folder.clientPath : folder.name;
     QString text = escapeControls(name) + u"  ["_s + QString::number(folder.id) + u", "_s +
                    syncStatusName(folder.syncStatus) + u']';
+    if (folder.files > 0) {
+        text += u"  %1 files, %2 bytes"_s.arg(
+            QString::number(folder.files), QString::number(folder.bytes));
+    }
     if (!place.childrenShown && place.childCount > 0)
         text += u" (+"_s + QString::number(place.childCount) + u')';
     return text;

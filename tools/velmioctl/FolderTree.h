@@ -16,6 +16,8 @@ struct FolderNode
     int syncStatus = 0;
     QString name;
     QString clientPath;
+    long long files = 0; ///< Those directly in it, and their bytes.
+    long long bytes = 0;
 };
 
 /// Folders in their places below each other, made from one list in a single pass.

@@ -3,8 +3,6 @@
 #include "ExitCode.h"
 #include "Text.h"
 
-#include <config/ConfigurationEnums.h>
-
 #include <QStringList>
 
 #include <array>
@@ -39,6 +37,33 @@ constexpr std::array PrivilegeWords{
     Word{ViewPrivilege, u"view"},     Word{DownloadPrivilege, u"download"},
     Word{UpdatePrivilege, u"update"}, Word{DeletePrivilege, u"delete"},
     Word{SharePrivilege, u"share"},
+};
+
+constexpr std::array TypeWords{
+    Word{OrdinaryFile, u"ordinary"},
+    Word{GeneratedFile, u"generated"},
+    Word{BaseFile, u"base"},
+};
+
+struct OrderWord
+{
+    QStringView text;
+    QStringView column;
+};
+
+// Each of them upwards and, with "-desc" behind it, downwards.
+constexpr std::array OrderWords{
+    OrderWord{u"id", u"id"},
+    OrderWord{u"name", u"name"},
+    OrderWord{u"folder", u"folderConfigurationId"},
+    OrderWord{u"client-path", u"clientPath"},
+    OrderWord{u"server-path", u"serverPath"},
+    OrderWord{u"checksum", u"checkSum"},
+    OrderWord{u"created", u"createdDateTime"},
+    OrderWord{u"modified", u"lastModifiedDateTime"},
+    OrderWord{u"status", u"syncStatus"},
+    OrderWord{u"operation", u"lastOperationType"},
+    OrderWord{u"size", u"size"},
 };
 
 QString nameOf(int value, std::span<const Word> words)
@@ -101,6 +126,37 @@ QString folderOptionName(int option)
 int folderOptionFrom(const std::string& text)
 {
     return valueOrNumber(text, OptionWords, u"folder option"_s);
+}
+
+QString fileTypeName(int type)
+{
+    return nameOf(type, TypeWords);
+}
+
+FileConfigurationType fileTypeFrom(const std::string& text)
+{
+    const QString wanted = QString::fromStdString(text);
+    if (const auto value = valueOf(wanted, TypeWords))
+        return static_cast<FileConfigurationType>(*value);
+    throw CommandError(
+        ExitCode::Usage,
+        u"There is no file type %1: give one of %2."_s.arg(quoted(wanted), listed(TypeWords)));
+}
+
+QString fileOrderFrom(const std::string& text)
+{
+    const QString wanted = QString::fromStdString(text);
+    const bool downwards = wanted.endsWith(u"-desc");
+    const QString word = downwards ? wanted.chopped(5) : wanted;
+    QStringList words;
+    for (const OrderWord& order : OrderWords) {
+        if (order.text == word)
+            return order.column.toString() + (downwards ? u" DESC"_s : QString());
+        words += order.text.toString();
+    }
+    throw CommandError(
+        ExitCode::Usage, u"There is no order %1: give one of %2, with -desc behind it for "
+                         u"downwards."_s.arg(quoted(wanted), words.join(u", "_s)));
 }
 
 QString privilegesName(int privileges)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <config/ConfigurationEnums.h>
+
 #include <QString>
 
 #include <string>
@@ -15,6 +17,15 @@ int syncStatusFrom(const std::string& text);
 /// "top-level", "subfolders", "unknown", or the number.
 QString folderOptionName(int option);
 int folderOptionFrom(const std::string& text);
+
+/// "ordinary", "generated", "base", or the number.
+QString fileTypeName(int type);
+
+/// A type by its word; throws CommandError for anything else.
+sync::config::FileConfigurationType fileTypeFrom(const std::string& text);
+
+/// The ORDER BY term of an order such as "name" or "size-desc"; throws CommandError for others.
+QString fileOrderFrom(const std::string& text);
 
 /// The rights in words, such as "view download", "none", or the number where bits have no word.
 QString privilegesName(int privileges);

@@ -3,12 +3,14 @@
 #include "Names.h"
 #include "Table.h"
 
+#include <config/FileConfiguration.h>
 #include <config/FolderConfiguration.h>
 #include <config/ServerConfiguration.h>
 
 #include <QDateTime>
 
 using namespace Qt::StringLiterals;
+using sync::config::FileConfiguration;
 using sync::config::FolderConfiguration;
 using sync::config::ServerConfiguration;
 
@@ -82,6 +84,36 @@ QJsonObject toJson(const FolderConfiguration& folder)
     };
 }
 
+QJsonObject toJson(const FileConfiguration& file)
+{
+    return {
+        {u"id"_s, file.getId()},
+        {u"type"_s, int(file.getFileType())},
+        {u"folderConfigurationId"_s, file.getFolderConfigurationId()},
+        {u"rootFolderId"_s, file.getRootFolderId()},
+        {u"parentFileId"_s, file.getParentFileId()},
+        {u"productConfigurationId"_s, file.getProductConfigurationId()},
+        {u"name"_s, file.getName()},
+        {u"clientPath"_s, file.getClientPath()},
+        {u"serverPath"_s, file.getServerPath()},
+        {u"size"_s, file.getSize()},
+        {u"checkSum"_s, file.getCheckSum()},
+        {u"checkSumMD5"_s, file.getCheckSumMD5()},
+        {u"createdDateTime"_s, toJson(file.getCreatedDateTime())},
+        {u"lastModifiedDateTime"_s, toJson(file.getLastModifiedDateTime())},
+        {u"syncStatus"_s, int(file.getSyncStatus())},
+        {u"syncOption"_s, file.getSyncOption()},
+        {u"privileges"_s, file.getPrivileges()},
+        {u"lastOperationType"_s, file.getLastOperationType()},
+        {u"lastOperationTime"_s, toJson(file.getLastOperationTime())},
+        {u"ownerId"_s, file.getOwnerId()},
+        {u"serverFileId"_s, file.getServerFileId()},
+        {u"serverFileVersionId"_s, file.getServerFileVersionId()},
+        {u"links"_s, int(file.getFileLinks().size())},
+        {u"properties"_s, toJson(file.getNameValueProperties())},
+    };
+}
+
 FieldList toFields(const ServerConfiguration& server)
 {
     FieldList fields;
@@ -125,6 +157,37 @@ FieldList toFields(const FolderConfiguration& folder)
     fields.add(u"short key"_s, folder.getRemoteShortKey());
     fields.add(u"long key"_s, folder.getRemoteLongKey());
     addProperties(fields, folder.getNameValueProperties());
+    return fields;
+}
+
+FieldList toFields(const FileConfiguration& file)
+{
+    FieldList fields;
+    fields.add(u"id"_s, QString::number(file.getId()));
+    fields.add(u"type"_s, numbered(fileTypeName(file.getFileType()), file.getFileType()));
+    fields.add(u"name"_s, file.getName());
+    fields.add(u"client path"_s, file.getClientPath());
+    fields.add(u"server path"_s, file.getServerPath());
+    fields.add(u"status"_s, numbered(syncStatusName(file.getSyncStatus()), file.getSyncStatus()));
+    fields.add(u"size"_s, QString::number(file.getSize()));
+    fields.add(u"checksum"_s, file.getCheckSum());
+    fields.add(u"MD5"_s, file.getCheckSumMD5());
+    fields.add(u"created"_s, file.getCreatedDateTime().toString(Qt::ISODateWithMs));
+    fields.add(u"modified"_s, file.getLastModifiedDateTime().toString(Qt::ISODateWithMs));
+    fields.add(u"folder"_s, QString::number(file.getFolderConfigurationId()));
+    fields.add(u"root"_s, QString::number(file.getRootFolderId()));
+    fields.add(u"parent"_s, QString::number(file.getParentFileId()));
+    fields.add(u"product"_s, QString::number(file.getProductConfigurationId()));
+    fields.add(
+        u"privileges"_s, numbered(privilegesName(file.getPrivileges()), file.getPrivileges()));
+    fields.add(u"sync option"_s, QString::number(file.getSyncOption()));
+    fields.add(u"last operation"_s, QString::number(file.getLastOperationType()));
+    fields.add(u"last operation time"_s, file.getLastOperationTime().toString(Qt::ISODateWithMs));
+    fields.add(u"owner"_s, file.getOwnerId());
+    fields.add(u"server file id"_s, file.getServerFileId());
+    fields.add(u"server version id"_s, file.getServerFileVersionId());
+    fields.add(u"links"_s, QString::number(file.getFileLinks().size()));
+    addProperties(fields, file.getNameValueProperties());
     return fields;
 }
 

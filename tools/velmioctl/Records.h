@@ -5,6 +5,7 @@
 #include <QString>
 
 namespace sync::config {
+class FileConfiguration;
 class FolderConfiguration;
 class ServerConfiguration;
 } // namespace sync::config
@@ -21,9 +22,11 @@ void addProperties(FieldList& fields, const QMap<QString, QString>& properties);
 /// The records as JSON objects, whose keys are the names of their fields.
 QJsonObject toJson(const sync::config::ServerConfiguration& server);
 QJsonObject toJson(const sync::config::FolderConfiguration& folder);
+QJsonObject toJson(const sync::config::FileConfiguration& file);
 
 /// The records as a person reads them, one field on each line.
 FieldList toFields(const sync::config::ServerConfiguration& server);
 FieldList toFields(const sync::config::FolderConfiguration& folder);
+FieldList toFields(const sync::config::FileConfiguration& file);
 
 } // namespace velmioctl

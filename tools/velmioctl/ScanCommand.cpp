@@ -5,13 +5,12 @@
 #include "Scan.h"
 #include "Session.h"
 #include "Table.h"
-#include "WatchedDatabase.h"
-
-#include <config/FolderConfigManager.h>
 
 #include <CLI/CLI.hpp>
 
 #include <QElapsedTimer>
+
+#include <map>
 
 using namespace Qt::StringLiterals;
 using sync::config::FolderConfiguration;
@@ -26,23 +25,19 @@ class Summary
 public:
     void add(const FolderConfiguration& root, const ScanCounts& counts)
     {
-        total.seen += counts.seen;
-        total.added += counts.added;
-        total.failed += counts.failed;
-        total.unreadable += counts.unreadable;
-        total.invalidNames += counts.invalidNames;
+        total += counts;
         findings = findings || counts.hasFindings();
 
         QJsonObject object = toJson(counts);
         object.insert(u"id"_s, root.getId());
         object.insert(u"clientPath"_s, root.getClientPath());
-        object.insert(u"missing"_s, counts.missing);
+        object.insert(u"missing"_s, counts.rootMissing);
         object.insert(u"topLevel"_s, counts.topLevel);
         roots.append(object);
 
-        const QString note = counts.missing    ? u"not there"_s
-                             : counts.topLevel ? u"without subfolders"_s
-                                               : QString();
+        const QString note = counts.rootMissing ? u"not there"_s
+                             : counts.topLevel  ? u"without subfolders"_s
+                                                : QString();
         addRow(QString::number(root.getId()), counts, note, root.getClientPath());
     }
 
@@ -63,6 +58,23 @@ public:
     }
 
 private:
+    static QJsonObject toJson(const ScanCounts::Files& files)
+    {
+        return {
+            {u"seen"_s, files.seen},
+            {u"new"_s, files.added},
+            {u"changed"_s, files.changed},
+            {u"refreshed"_s, files.refreshed},
+            {u"gone"_s, files.missing},
+            {u"pruned"_s, files.pruned},
+            {u"skipped"_s, files.skipped},
+            {u"unstable"_s, files.unstable},
+            {u"unreadable"_s, files.unreadable},
+            {u"invalidNames"_s, files.invalidNames},
+            {u"failed"_s, files.failed},
+        };
+    }
+
     static QJsonObject toJson(const ScanCounts& counts)
     {
         return {
@@ -71,24 +83,31 @@ private:
             {u"failed"_s, counts.failed},
             {u"unreadable"_s, counts.unreadable},
             {u"invalidNames"_s, counts.invalidNames},
+            {u"gone"_s, counts.missing},
+            {u"pruned"_s, counts.pruned},
+            {u"files"_s, toJson(counts.files)},
         };
     }
 
     void addRow(
         const QString& id, const ScanCounts& counts, const QString& note, const QString& path)
     {
+        const long long problems =
+            counts.failed + counts.unreadable + counts.invalidNames + counts.fileProblems();
         table.addRow(
             {id, QString::number(counts.seen), QString::number(counts.added),
-             QString::number(counts.failed), QString::number(counts.unreadable),
-             QString::number(counts.invalidNames), note, path});
+             QString::number(counts.files.seen), QString::number(counts.files.added),
+             QString::number(counts.files.changed),
+             QString::number(counts.missing + counts.files.missing),
+             QString::number(counts.files.skipped), QString::number(problems), note, path});
     }
 
     static Table emptyTable()
     {
         Table table(
-            {u"ROOT"_s, u"FOLDERS"_s, u"NEW"_s, u"FAILED"_s, u"UNREADABLE"_s, u"BAD NAMES"_s,
-             u"NOTE"_s, u"PATH"_s});
-        for (int column = 0; column < 6; ++column)
+            {u"ROOT"_s, u"FOLDERS"_s, u"NEW"_s, u"FILES"_s, u"NEW"_s, u"CHANGED"_s, u"GONE"_s,
+             u"SKIPPED"_s, u"PROBLEMS"_s, u"NOTE"_s, u"PATH"_s});
+        for (int column = 0; column < 9; ++column)
             table.alignRight(column);
         return table;
     }
@@ -99,31 +118,32 @@ private:
     Table table = emptyTable();
 };
 
-QVector<FolderConfiguration> chosenRoots(Session& session, const std::optional<std::string>& chosen)
+struct ScanCommandOptions
 {
-    if (chosen)
-        return {session.rootFolder(*chosen)};
-    const auto roots = session.folders().GetFolderConfigurationByParentId(0);
-    session.database().check();
-    if (roots.isEmpty()) {
-        session.output.note(
-            u"No root folder is registered yet: add one with 'velmioctl folder add'."_s);
-    }
-    return roots;
-}
+    std::optional<std::string> root;
+    Scan::Options scan;
+    bool yes = false;
+};
 
-void scan(Session& session, const std::optional<std::string>& chosen)
+void scan(Session& session, const ScanCommandOptions& options)
 {
+    if (options.scan.prune) {
+        session.confirm(
+            options.yes,
+            u"Remove the records of all files and folders that are gone from the disk? The base "
+            u"copies and generated files that belong to them are deleted from the disk."_s);
+    }
     QElapsedTimer clock;
     clock.start();
-    const auto roots = chosenRoots(session, chosen);
+    const auto roots = session.rootFolders(options.root);
 
     const Interruption interruption;
     Summary summary;
     std::optional<CommandError> failure;
     {
         Progress progress(stderr, session.output.messageTerminal());
-        Scan scan(session, progress, [&interruption] { return interruption.requested(); });
+        Scan scan(
+            session, progress, options.scan, [&interruption] { return interruption.requested(); });
         for (const FolderConfiguration& root : roots) {
             if (interruption.requested())
                 break;
@@ -151,10 +171,24 @@ void scan(Session& session, const std::optional<std::string>& chosen)
 void addScanCommand(CLI::App& app, Session& session)
 {
     auto* const command = app.add_subcommand(
-        "scan", "Register the folders below the roots that are on the disk and not known yet");
-    const auto root = std::make_shared<std::optional<std::string>>();
-    command->add_option("ROOT", *root, "Id or path of one root folder; all without it");
-    command->callback([&session, root] { scan(session, *root); });
+        "scan", "Bring the records of the folders and files below the roots up to date");
+    const auto options = std::make_shared<ScanCommandOptions>();
+    command->add_option("ROOT", options->root, "Id or path of one root folder; all without it");
+    const std::map<std::string, HashMode> modes{
+        {"always", HashMode::Always}, {"changed", HashMode::Changed}, {"never", HashMode::Never}};
+    command
+        ->add_option(
+            "--hash", options->scan.hash,
+            "Which files to read for their checksums: always all, never any, or (without the "
+            "option) changed: new ones and those whose size or times differ")
+        ->transform(CLI::CheckedTransformer(modes))
+        ->type_name("always|changed|never");
+    command->add_flag(
+        "--prune", options->scan.prune,
+        "Remove the records of what is gone, and delete the base copies and generated files of "
+        "these files from the disk");
+    command->add_flag("--yes", options->yes, "Prune without asking");
+    command->callback([&session, options] { scan(session, *options); });
 }
 
 } // namespace velmioctl

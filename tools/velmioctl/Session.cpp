@@ -4,11 +4,13 @@
 #include "WatchedDatabase.h"
 
 #include <config/AuthenticationConfigManager.h>
+#include <config/FileConfigManager.h>
 #include <config/FolderConfigManager.h>
 #include <config/PasswordKeys.h>
 #include <config/ProductConfigManager.h>
 #include <config/ScheduleEntryManager.h>
 #include <config/ServerConfigManager.h>
+#include <config/Sha256FileHash.h>
 #include <database/DatabaseError.h>
 #include <database/SqliteDatabaseFactory.h>
 
@@ -89,7 +91,7 @@ FolderConfigManager& Session::folders()
 {
     database();
     if (!folderManager)
-        folderManager = std::make_unique<FolderConfigManager>(openDatabase, nullptr);
+        folderManager = std::make_shared<FolderConfigManager>(openDatabase, nullptr);
     return *folderManager;
 }
 
@@ -138,6 +140,16 @@ void Session::requireProduct(int id)
     }
 }
 
+FileConfigManager& Session::files()
+{
+    folders();
+    if (!fileManager) {
+        fileManager = std::make_unique<FileConfigManager>(
+            openDatabase, std::make_shared<Sha256FileHash>(), nullptr, folderManager);
+    }
+    return *fileManager;
+}
+
 FolderConfiguration Session::folder(const std::string& idOrPath)
 {
     bool isId = false;
@@ -166,6 +178,17 @@ FolderConfiguration Session::rootFolder(const std::string& idOrPath)
                 quoted(found.getClientPath()), QString::number(found.getRootId())));
     }
     return found;
+}
+
+QVector<FolderConfiguration> Session::rootFolders(const std::optional<std::string>& chosen)
+{
+    if (chosen)
+        return {rootFolder(*chosen)};
+    const auto roots = folders().GetFolderConfigurationByParentId(0);
+    database().check();
+    if (roots.isEmpty())
+        output.note(u"No root folder is registered yet: add one with 'velmioctl folder add'."_s);
+    return roots;
 }
 
 void Session::confirm(bool yes, const QString& question)

@@ -11,6 +11,7 @@
 
 namespace sync::config {
 class AuthenticationConfigManager;
+class FileConfigManager;
 class FolderConfigManager;
 class PasswordKeys;
 class ProductConfigManager;
@@ -54,6 +55,7 @@ public:
     sync::config::AuthenticationConfigManager& signIns();
     sync::config::ProductConfigManager& products();
     sync::config::FolderConfigManager& folders();
+    sync::config::FileConfigManager& files();
     sync::config::ScheduleEntryManager& schedules();
     sync::config::PasswordKeys& passwordKeys();
 
@@ -70,6 +72,10 @@ public:
     /// The same, but only a root folder will do.
     sync::config::FolderConfiguration rootFolder(const std::string& idOrPath);
 
+    /// The one root folder that was chosen, or all of them, with a note when there is none.
+    QVector<sync::config::FolderConfiguration> rootFolders(
+        const std::optional<std::string>& chosen);
+
     /// Returns when the user agrees to something that cannot be undone: by `yes`, or at a prompt on
     /// a terminal. Throws CommandError otherwise.
     void confirm(bool yes, const QString& question);
@@ -81,9 +87,11 @@ private:
 
     std::shared_ptr<WatchedDatabase> openDatabase;
     std::unique_ptr<sync::config::ServerConfigManager> serverManager;
+    // Shared with the manager of files.
+    std::shared_ptr<sync::config::FolderConfigManager> folderManager;
+    std::unique_ptr<sync::config::FileConfigManager> fileManager;
     std::unique_ptr<sync::config::AuthenticationConfigManager> signInManager;
     std::unique_ptr<sync::config::ProductConfigManager> productManager;
-    std::unique_ptr<sync::config::FolderConfigManager> folderManager;
     std::unique_ptr<sync::config::ScheduleEntryManager> scheduleManager;
     std::unique_ptr<sync::config::PasswordKeys> keys;
 };

@@ -30,6 +30,8 @@ struct RootCount
     int id;
     QString path;
     long long folders;
+    long long files;
+    long long bytes;
 };
 
 struct Stats
@@ -47,12 +49,15 @@ std::vector<RootCount> readRoots(WatchedDatabase& database)
 {
     const auto query = database.select(
         u"SELECT root.id, root.clientPath,"
-        u" (SELECT count(*) FROM FolderConfiguration AS folder WHERE folder.rootId = root.id)"
+        u" (SELECT count(*) FROM FolderConfiguration AS folder WHERE folder.rootId = root.id),"
+        u" (SELECT count(*) FROM FileConfiguration AS file WHERE file.rootFolderId = root.id),"
+        u" (SELECT sum(size) FROM FileConfiguration AS file WHERE file.rootFolderId = root.id)"
         u" FROM FolderConfiguration AS root WHERE root.parentId = 0 ORDER BY root.clientPath"_s);
     std::vector<RootCount> roots;
     while (query->next()) {
         roots.push_back(
-            {query->value(0).toInt(), query->value(1).toString(), query->value(2).toLongLong()});
+            {query->value(0).toInt(), query->value(1).toString(), query->value(2).toLongLong(),
+             query->value(3).toLongLong(), query->value(4).toLongLong()});
     }
     database.check();
     return roots;
@@ -90,7 +95,11 @@ QJsonObject toJson(const Stats& stats)
     QJsonArray roots;
     for (const RootCount& root : stats.roots) {
         roots.append(QJsonObject{
-            {u"id"_s, root.id}, {u"clientPath"_s, root.path}, {u"folders"_s, root.folders}});
+            {u"id"_s, root.id},
+            {u"clientPath"_s, root.path},
+            {u"folders"_s, root.folders},
+            {u"files"_s, root.files},
+            {u"bytes"_s, root.bytes}});
     }
     return {
         {u"path"_s, stats.path},
@@ -124,10 +133,12 @@ void print(Output& output, const Stats& stats)
 
     if (stats.roots.empty())
         return;
-    Table roots({u"ROOT"_s, u"FOLDERS"_s, u"PATH"_s});
-    roots.alignRight(0).alignRight(1);
+    Table roots({u"ROOT"_s, u"FOLDERS"_s, u"FILES"_s, u"BYTES"_s, u"PATH"_s});
+    roots.alignRight(0).alignRight(1).alignRight(2).alignRight(3);
     for (const RootCount& root : stats.roots)
-        roots.addRow({QString::number(root.id), QString::number(root.folders), root.path});
+        roots.addRow(
+            {QString::number(root.id), QString::number(root.folders), QString::number(root.files),
+             QString::number(root.bytes), root.path});
     output.printText({});
     output.print(roots);
 }
