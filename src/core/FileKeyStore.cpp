@@ -227,7 +227,7 @@ KeyRing FileKeyStore::change(const Change& change)
 {
     makeFolder(filePath);
     const FileDescriptor lock = lockFor(filePath);
-    const KeyRing before = read();
+    KeyRing before = read();
     const KeyRing after = change(before);
     if (after.ids() == before.ids())
         return before;

@@ -21,7 +21,7 @@ KeyStore::~KeyStore() = default;
 
 KeyRing KeyStore::readOrCreate()
 {
-    const KeyRing ring = read();
+    KeyRing ring = read();
     if (!ring.isEmpty())
         return ring;
     // Another process may have been first by now.

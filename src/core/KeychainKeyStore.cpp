@@ -101,7 +101,7 @@ KeyRing KeychainKeyStore::change(const Change& change)
             "writable, and end other programs that hold it."_s.arg(lockPath()));
     }
     const KeyRing before = _ReadEntry();
-    const KeyRing after = change(before);
+    KeyRing after = change(before);
     if (after.ids() != before.ids()) {
         QByteArray entry = entryOf(after);
         const Keychain::Answer answer = keychain->write(entry);

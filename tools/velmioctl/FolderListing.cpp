@@ -105,10 +105,12 @@ void listFolders(Session& session, const FolderListOptions& options)
 
 void drawFolderTree(Session& session, const std::optional<std::string>& folder, int maxDepth)
 {
-    const auto start =
-        folder ? std::optional(session.folder(*folder).getId()) : std::optional<int>();
+    std::vector<int> starts;
+    if (folder)
+        starts.push_back(session.folder(*folder).getId());
     const FolderTree tree = readTree(session.database());
-    const std::vector<int> starts = start ? std::vector{*start} : tree.rootIds();
+    if (!folder)
+        starts = tree.rootIds();
 
     if (session.output.json()) {
         session.output.print(toJson(tree, starts, maxDepth));
@@ -118,7 +120,7 @@ void drawFolderTree(Session& session, const std::optional<std::string>& folder, 
             text += tree.draw(id, maxDepth, session.output.answerTerminal().utf8);
         session.output.printLines(text);
     }
-    if (start)
+    if (folder)
         return;
     if (const size_t detached = tree.detachedCount(); detached > 0) {
         session.output.warning(

@@ -159,7 +159,7 @@ void scan(Session& session, const ScanCommandOptions& options)
     }
     summary.print(session.output, clock.elapsed(), interruption.requested());
     if (failure)
-        throw *failure;
+        throw CommandError(*failure);
     if (interruption.requested())
         session.exitCode = interruption.exitCode();
     else if (summary.hasFindings())

@@ -154,7 +154,7 @@ FolderConfiguration Session::folder(const std::string& idOrPath)
 {
     bool isId = false;
     const int id = QString::fromStdString(idOrPath).toInt(&isId);
-    const FolderConfiguration found =
+    FolderConfiguration found =
         isId ? folders().GetFolderConfigurationById(id)
              : folders().GetFolderConfigurationByClientPath(absolutePath(idOrPath));
     database().check();
@@ -184,7 +184,7 @@ QVector<FolderConfiguration> Session::rootFolders(const std::optional<std::strin
 {
     if (chosen)
         return {rootFolder(*chosen)};
-    const auto roots = folders().GetFolderConfigurationByParentId(0);
+    auto roots = folders().GetFolderConfigurationByParentId(0);
     database().check();
     if (roots.isEmpty())
         output.note(u"No root folder is registered yet: add one with 'velmioctl folder add'."_s);
