@@ -214,8 +214,12 @@ void TestVelmioctlDatabase::statsCountEverything()
     QCOMPARE(stats[u"tables"_s].toObject().size(), 8);
     QCOMPARE(stats[u"tables"_s][u"FolderConfiguration"_s].toInt(), 3);
     QCOMPARE(stats[u"tables"_s][u"Schedules"_s].toInt(), 1);
-    const QJsonArray roots{
-        QJsonObject{{u"id"_s, 1}, {u"clientPath"_s, tool.path(u"root"_s)}, {u"folders"_s, 3}}};
+    const QJsonArray roots{QJsonObject{
+        {u"id"_s, 1},
+        {u"clientPath"_s, tool.path(u"root"_s)},
+        {u"files"_s, 0},
+        {u"bytes"_s, 0},
+        {u"folders"_s, 3}}};
     QCOMPARE(stats[u"roots"_s].toArray(), roots);
     QVERIFY(forPeople.output.contains(u"   3  FolderConfiguration\n"_s));
 }

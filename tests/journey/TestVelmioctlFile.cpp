@@ -1,9 +1,16 @@
 #include "VelmioctlRunner.h"
 
+#include <config/FileConfigManager.h>
+#include <database/SqliteDatabaseFactory.h>
+#include <interf/IQSqlQueryWrapper.h>
+
 #include <QFile>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
+using sync::config::FileConfigManager;
+using sync::config::FileLink;
+using sync::database::SqliteDatabaseFactory;
 
 class TestVelmioctlFile : public QObject
 {
@@ -232,9 +239,31 @@ void TestVelmioctlFile::removeWantsToBeConfirmed()
 void TestVelmioctlFile::linksAreListed()
 {
     const auto none = tool->json({u"file"_s, u"links"_s, u"one/b.txt"_s});
+    const auto factory = SqliteDatabaseFactory::open(tool->databasePath());
+    FileConfigManager files(factory, nullptr, nullptr, nullptr);
+    FileLink link;
+    link.FileId = 5;
+    link.Path = u"a/d.txt"_s;
+    link.RefId = u"r7"_s;
+    link.ServerFileId = u"s8"_s;
+    const auto query = factory->CreateQuery();
+    query->prepare(u"UPDATE FileConfiguration SET fileLinks = :links WHERE name = 'b.txt'"_s);
+    query->bindValue(
+        u":links"_s,
+        files.GetXmlStringFromFileLinkArray({link}, QDateTime(QDate(2024, 5, 6), QTime(7, 8))));
+    QVERIFY(query->exec());
+
+    const auto links = tool->json({u"file"_s, u"links"_s, u"one/b.txt"_s});
 
     QCOMPARE(none.exitCode, 0);
     QCOMPARE(none.array(), QJsonArray());
+    const QJsonObject expected{
+        {u"fileId"_s, 5},
+        {u"path"_s, u"a/d.txt"_s},
+        {u"refId"_s, u"r7"_s},
+        {u"serverFileId"_s, u"s8"_s},
+    };
+    QCOMPARE(links.array(), QJsonArray{expected});
 }
 
 void TestVelmioctlFile::treeAndStatsCountFilesAndBytes()

@@ -289,6 +289,8 @@ void TestVelmioctlFolder::treeAsJsonTellsDepths()
         {u"name"_s, u"a"_s},
         {u"clientPath"_s, root + u"/a"_s},
         {u"syncStatus"_s, 3},
+        {u"bytes"_s, 0},
+        {u"files"_s, 0},
         {u"children"_s, 1},
     };
     QCOMPARE(tree[1].toObject(), expected);

@@ -205,16 +205,17 @@ void TestScan::failedBatchIsUndoneAndCounted()
 
 void TestScan::failedReadPrunesNothing()
 {
-    Place place({u"a"_s, u"b"_s});
+    Place place({u"a"_s, u"b"_s, u"c"_s});
     place.writeFile(u"a/gone"_s);
     place.writeFile(u"b/stays"_s);
     Progress progress(stderr, {});
     Scan(place.session, progress, {}, [] { return false; }).run(place.root);
     QVERIFY(QFile::remove(place.filePath(u"a/gone"_s)));
-    // Asked before the root, before the folder "a", which has no file any more, and before "b".
+    // Asked before the root, before the folder "a", which has no file any more, before "b" and its
+    // file, and before "c", long after the file was missed.
     int questions = 0;
     Scan scan(place.session, progress, {HashMode::Changed, true}, [&place, &questions] {
-        if (++questions == 3)
+        if (++questions == 5)
             place.run(u"ALTER TABLE FileConfiguration RENAME TO Away"_s);
         return false;
     });
