@@ -1,5 +1,7 @@
 #include "VelmioctlRunner.h"
 
+#include <support/RawDatabase.h>
+
 #include <database/SqliteDatabaseFactory.h>
 #include <interf/IQSqlDatabaseWrapper.h>
 #include <interf/IQSqlQueryWrapper.h>
@@ -139,12 +141,7 @@ void TestVelmioctlDatabase::newerDatabaseIsTold()
 {
     const VelmioctlRunner tool;
     QCOMPARE(tool.run({u"init"_s}).exitCode, 0);
-    {
-        const auto factory = SqliteDatabaseFactory::open(tool.databasePath());
-        const auto query = factory->CreateQuery();
-        QVERIFY(query->prepare(u"PRAGMA user_version = 1000"_s));
-        QVERIFY(query->exec());
-    }
+    sync::test::RawDatabase(tool.databasePath()).run(u"PRAGMA user_version = 1000"_s);
 
     QCOMPARE(tool.run({u"stats"_s}).exitCode, 6);
 }

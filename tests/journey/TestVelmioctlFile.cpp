@@ -58,6 +58,7 @@ void TestVelmioctlFile::init()
     tool->writeFile(u"one/c.txt"_s, "c");
     tool->writeFile(u"one/a/d.txt"_s, "dddd");
     QCOMPARE(tool->run({u"init"_s}).exitCode, 0);
+    QVERIFY(tool->execute(u"INSERT INTO ProductConfiguration (id) VALUES (7)"_s));
     QCOMPARE(
         tool->run({u"folder"_s, u"add"_s, u"one"_s, u"--server-path"_s, u"/S"_s, u"--product"_s,
                    u"7"_s})

@@ -18,6 +18,12 @@
 using namespace Qt::StringLiterals;
 using sync::database::SqliteDatabaseFactory;
 
+namespace {
+
+const QString InsertProduct = u"INSERT INTO ProductConfiguration (id) VALUES (7)"_s;
+
+} // namespace
+
 class TestVelmioctlScanFiles : public QObject
 {
     Q_OBJECT
@@ -75,6 +81,7 @@ void TestVelmioctlScanFiles::init()
     tool->writeFile(u"one/b"_s, "bb");
     tool->writeFile(u"one/a/c"_s, "abc");
     QCOMPARE(tool->run({u"init"_s}).exitCode, 0);
+    QVERIFY(tool->execute(InsertProduct));
     QCOMPARE(
         tool->run({u"folder"_s, u"add"_s, u"one"_s, u"--server-path"_s, u"/S"_s, u"--product"_s,
                    u"7"_s})
@@ -311,7 +318,7 @@ QStringList TestVelmioctlScanFiles::rowsOfUndisturbedScan() const
     const auto run = [this, &other](const QStringList& arguments) {
         return tool->runPlain(QStringList{u"--database"_s, other} + arguments).exitCode == 0;
     };
-    const bool done = run({u"init"_s}) &&
+    const bool done = run({u"init"_s}) && VelmioctlRunner::execute(InsertProduct, other) &&
                       run(
                           {u"folder"_s, u"add"_s, u"one"_s, u"--server-path"_s, u"/S"_s,
                            u"--product"_s, u"7"_s}) &&

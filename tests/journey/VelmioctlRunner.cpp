@@ -59,7 +59,12 @@ VelmioctlRun VelmioctlRunner::feedJson(const QStringList& arguments, const QByte
 
 bool VelmioctlRunner::execute(const QString& sql) const
 {
-    const auto factory = sync::database::SqliteDatabaseFactory::open(databasePath());
+    return execute(sql, databasePath());
+}
+
+bool VelmioctlRunner::execute(const QString& sql, const QString& database)
+{
+    const auto factory = sync::database::SqliteDatabaseFactory::open(database);
     const auto query = factory->CreateQuery();
     return query->prepare(sql) && query->exec();
 }

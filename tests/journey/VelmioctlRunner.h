@@ -39,6 +39,7 @@ public:
 
     /// Runs a statement in the database; false when that fails.
     bool execute(const QString& sql) const;
+    static bool execute(const QString& sql, const QString& database);
 
     QString programPath() const;
     QString databasePath() const { return path(QStringLiteral("configuration.db")); }
