@@ -67,7 +67,7 @@ QList<FileLink> readByDom(const QString& xml, QDateTime& date)
 QString describe(const QList<FileLink>& links, const QDateTime& date)
 {
     QString text = date.isNull() ? u"null"_s : date.toString(Qt::ISODateWithMs);
-    text += u" spec %1"_s.arg(int(date.timeSpec()));
+    text += u" time spec %1"_s.arg(int(date.timeSpec()));
     for (const FileLink& link : links) {
         text += u"\n%1 ["_s.arg(link.FileId) + link.RefId + u"] ["_s + link.ServerFileId +
                 u"] ["_s + link.Path + u']';
@@ -376,7 +376,7 @@ private Q_SLOTS:
             u"<Anything FileDate=\"2024-05-06T07:08:09\"><Other FileId=\"3\" Path=\"p\"/></Anything>"_s,
             date);
 
-        QCOMPARE(describe(links, date), u"2024-05-06T07:08:09.000Z spec 1\n3 [] [] [p]"_s);
+        QCOMPARE(describe(links, date), u"2024-05-06T07:08:09.000Z time spec 1\n3 [] [] [p]"_s);
     }
 
     void aLinkWithoutNumberIsReadAsFileZero_data()
@@ -397,7 +397,7 @@ private Q_SLOTS:
 
         const auto links = readFileLinksXml(xml, date);
 
-        QCOMPARE(describe(links, {}), u"null spec 0\n0 [r] [] []"_s);
+        QCOMPARE(describe(links, {}), u"null time spec 0\n0 [r] [] []"_s);
     }
 
     void textThatIsNoXmlHasNoLinksAndANullDateInUtc()
