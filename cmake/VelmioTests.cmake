@@ -13,7 +13,7 @@ function(velmio_add_test name)
         ${name}
         PROPERTIES
             LABELS "${arg_LABEL}"
-            TIMEOUT 120
+            TIMEOUT 600
             ENVIRONMENT
             "QT_LOGGING_RULES=;XDG_CONFIG_HOME=${home};XDG_DATA_HOME=${home}/share"
     )

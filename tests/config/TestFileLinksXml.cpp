@@ -437,7 +437,7 @@ private Q_SLOTS:
     {
         TextGenerator generate(20240506);
 
-        for (int round = 0; round < 20'000; ++round) {
+        for (int round = 0; round < 10'000; ++round) {
             const auto links = generate.links();
             const auto date = generate.date();
             const QString written = writeFileLinksXml(links, date);
@@ -463,7 +463,7 @@ private Q_SLOTS:
     {
         TextGenerator generate(1);
 
-        for (int round = 0; round < 20'000; ++round)
+        for (int round = 0; round < 10'000; ++round)
             compareReaders(writeFileLinksXml(generate.links(), generate.date()));
     }
 
@@ -482,7 +482,7 @@ private Q_SLOTS:
     {
         TextGenerator generate(2);
 
-        for (int round = 0; round < 40'000; ++round) {
+        for (int round = 0; round < 10'000; ++round) {
             QString xml = writeFileLinksXml(generate.links(), generate.date());
             for (int left = 1 + generate.below(2); left > 0; --left)
                 xml = generate.damaged(xml);
@@ -494,7 +494,7 @@ private Q_SLOTS:
     {
         TextGenerator generate(3);
 
-        for (int round = 0; round < 40'000; ++round) {
+        for (int round = 0; round < 10'000; ++round) {
             QString xml = generate.foreignText();
             if (generate.below(4) == 0)
                 xml = generate.damaged(xml);
