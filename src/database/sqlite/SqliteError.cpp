@@ -8,10 +8,13 @@ namespace sync::database {
 
 namespace {
 
-DatabaseError::Cause causeOf(int code)
+DatabaseError::Cause causeOf(sqlite3* database)
 {
     using Cause = DatabaseError::Cause;
-    switch (code) {
+    // The index of the log could not grow: the first thing that fails on a full disk.
+    if (sqlite3_extended_errcode(database) == SQLITE_IOERR_SHMSIZE)
+        return Cause::DiskFull;
+    switch (sqlite3_errcode(database) & 0xff) {
     case SQLITE_BUSY:
     case SQLITE_LOCKED:
         return Cause::Busy;
@@ -72,13 +75,13 @@ QString errorText(sqlite3* database)
         return messageOf(database) +
                u". Somebody else has written since this thread began a SELECT: release that query "
                u"first, and try again."_s;
-    const QString remedy = remedyFor(causeOf(sqlite3_errcode(database) & 0xff));
+    const QString remedy = remedyFor(causeOf(database));
     return remedy.isEmpty() ? messageOf(database) : messageOf(database) + u". "_s + remedy;
 }
 
 DatabaseError databaseError(sqlite3* database, const QString& path)
 {
-    const auto cause = causeOf(sqlite3_errcode(database) & 0xff);
+    const auto cause = causeOf(database);
     const QString remedy = remedyFor(cause);
     QString text =
         u"The database "_s + path + u" cannot be used: "_s + messageOf(database) + u"."_s;
