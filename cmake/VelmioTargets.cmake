@@ -63,6 +63,8 @@ function(velmio_add_library name)
         ${target}
         PROPERTIES
             EXPORT_NAME ${name}
+            # The four libraries find each other wherever they are moved to.
+            INSTALL_RPATH "$<IF:$<PLATFORM_ID:Darwin>,@loader_path,$ORIGIN>"
             VERSION ${PROJECT_VERSION}
             SOVERSION ${PROJECT_VERSION_MAJOR}
     )
