@@ -429,7 +429,8 @@ void TestSqliteDatabaseFactory::theLogStaysBoundedWhileReadersComeAndGo()
         reader.join();
 
     QCOMPARE(failures.load(), 0);
-    QVERIFY2(largestLog < 40 * 1024 * 1024, qPrintable(QString::number(largestLog)));
+    // 20 to 45 MB, the more the slower the readers are; all of it when the log is not begun anew.
+    QVERIFY2(largestLog < 80 * 1024 * 1024, qPrintable(QString::number(largestLog)));
 }
 
 void TestSqliteDatabaseFactory::aQueryOutlivesItsFactory()
