@@ -69,7 +69,7 @@ FileConfiguration chosenFile(Session& session, const FileOptions& options)
     const FileConfigurationType type = fileTypeFrom(options.type);
     bool isId = false;
     const int id = QString::fromStdString(options.file).toInt(&isId);
-    const FileConfiguration file =
+    FileConfiguration file =
         isId ? readFile(session, id, type) : findByPath(session, absolutePath(options.file), type);
     session.database().check();
     if (file.getId() != -1)

@@ -58,7 +58,7 @@ QDateTime timeFrom(const std::string& text)
     const QString wanted = QString::fromStdString(text);
     if (wanted.compare(u"none"_s, Qt::CaseInsensitive) == 0)
         return {};
-    const QDateTime time = QDateTime::fromString(wanted, Qt::ISODateWithMs);
+    QDateTime time = QDateTime::fromString(wanted, Qt::ISODateWithMs);
     // A schedule holds local clock readings: one of another zone would be stored as if it were one.
     if (!time.isValid() || time.timeSpec() != Qt::LocalTime) {
         throw CommandError(

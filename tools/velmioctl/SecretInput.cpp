@@ -78,7 +78,7 @@ QString SecretInput::read(Session& session) const
 QString SecretInput::fromTerminal(Session& session) const
 {
     const QString what = QString::fromStdString(name);
-    const QString secret = checked(readHidden(session.output, u"New %1: "_s.arg(what)));
+    QString secret = checked(readHidden(session.output, u"New %1: "_s.arg(what)));
     if (checked(readHidden(session.output, u"The same again: "_s)) != secret) {
         throw CommandError(
             ExitCode::Usage,
@@ -99,7 +99,7 @@ QString SecretInput::checked(const QByteArray& bytes) const
                                  .arg(LongestSecretBytes));
     }
     QStringDecoder decode(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    const QString secret = decode(bytes);
+    QString secret = decode(bytes);
     if (decode.hasError()) {
         throw CommandError(
             ExitCode::Usage, u"The %1 is no valid UTF-8: give it in that encoding."_s.arg(what));
