@@ -140,15 +140,21 @@ void TestLogCheckpointer::waitsForTheWriterWhenToldTo()
     RawDatabase writer(path);
     writer.run(u"BEGIN IMMEDIATE; INSERT INTO a VALUES (1)"_s);
     LogCheckpointer checkpointer(path);
+    QVERIFY(!checkpointer.run(Writers::GiveUp, 0ms)); // which must not cost the next one its wait
     std::atomic<bool> committed = false;
     std::atomic<bool> ranEarly = false;
+    std::atomic<bool> ran = false;
 
-    std::thread waiting([&] { ranEarly = checkpointer.run(Writers::Wait, 0ms) && !committed; });
+    std::thread waiting([&] {
+        ran = checkpointer.run(Writers::Wait, 0ms);
+        ranEarly = ran && !committed;
+    });
     QTest::qWait(20);
     committed = true;
     writer.run(u"COMMIT"_s);
     waiting.join();
 
+    QVERIFY(ran);
     QVERIFY(!ranEarly);
     QVERIFY(fileSize() > 100000);
 }

@@ -26,10 +26,13 @@ bool LogCheckpointer::run(Writers writers, std::chrono::milliseconds patience) n
     };
     if (writers == Writers::GiveUp)
         sqlite3_busy_timeout(writeLock.get(), 0);
-    if (!exec("BEGIN IMMEDIATE"))
-        return false;
-    const bool copied = copyLog(patience);
-    exec("ROLLBACK");
+    const bool locked = exec("BEGIN IMMEDIATE");
+    const bool copied = locked && copyLog(patience);
+    if (locked)
+        exec("ROLLBACK");
+    // Its way of waiting is gone: the next run opens another.
+    if (writers == Writers::GiveUp)
+        writeLock.reset();
     return copied;
 }
 
