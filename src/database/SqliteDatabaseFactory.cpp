@@ -1,6 +1,5 @@
 #include <database/SqliteDatabaseFactory.h>
 
-#include <database/DatabaseError.h>
 #include <database/sqlite/DatabaseFile.h>
 #include <database/sqlite/SqliteDatabase.h>
 #include <database/sqlite/SqliteQuery.h>
@@ -57,7 +56,9 @@ std::shared_ptr<interf::IQSqlQueryWrapper> SqliteDatabaseFactory::CreateQuery()
     try {
         return std::make_shared<SqliteQuery>(store);
     } catch (const DatabaseError& error) {
-        return std::make_shared<FailedQuery>(error.text());
+        const Failure failure{error.cause(), error.text()};
+        store->reportFailure(failure);
+        return std::make_shared<FailedQuery>(store, failure);
     }
 }
 
@@ -74,6 +75,21 @@ void SqliteDatabaseFactory::setCommitFailureHandler(CommitFailureHandler handler
 int SqliteDatabaseFactory::commitFailureCount() const
 {
     return store->commitFailureCount();
+}
+
+int SqliteDatabaseFactory::errorCount() const
+{
+    return store->errorCount();
+}
+
+std::optional<DatabaseError> SqliteDatabaseFactory::lastError() const
+{
+    return store->lastError();
+}
+
+void SqliteDatabaseFactory::setErrorHandler(ErrorHandler handler)
+{
+    store->setErrorHandler(std::move(handler));
 }
 
 } // namespace sync::database

@@ -2,12 +2,14 @@
 #include <core/PosixSync.h>
 
 #include <core/Export.h>
+#include <database/DatabaseError.h>
 #include <interf/IDatabaseFactory.h>
 
 #include <QString>
 
 #include <functional>
 #include <memory>
+#include <optional>
 
 namespace sync::database {
 
@@ -29,6 +31,10 @@ public:
     /// where no return value can tell. Its changes are rolled back by then. Runs on the thread
     /// whose scope ended; it must not throw.
     using CommitFailureHandler = std::function<void(const QString& error)>;
+
+    /// Told of each failure that errorCount() counts, on the thread where it happened. It must not
+    /// throw, nor use the factory.
+    using ErrorHandler = std::function<void(const DatabaseError& error)>;
 
     /// Opens the database file, creating it, its directories and its tables when there is none.
     ///
@@ -53,6 +59,19 @@ public:
 
     /// How many transactions could not be committed at the end of a scope.
     int commitFailureCount() const;
+
+    /// How many calls have failed since the database was opened, on all threads: exec() and next()
+    /// of a query, transaction(), commit() and rollback(), a commit at the end of a scope, and
+    /// CreateQuery() without a connection to be had. A text that does not prepare counts when
+    /// exec() tries it. What has failed reads like what is empty; see ErrorGuard. Any thread may
+    /// ask.
+    int errorCount() const;
+
+    /// The last of these failures: its cause, and a text for a person that holds no bound value.
+    /// Nothing as long as there was none. Any thread may ask.
+    std::optional<DatabaseError> lastError() const;
+
+    void setErrorHandler(ErrorHandler handler);
 
 private:
     explicit SqliteDatabaseFactory(std::shared_ptr<SqliteStore> store);

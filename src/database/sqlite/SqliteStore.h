@@ -12,6 +12,7 @@
 #include <chrono>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <vector>
 
 Q_DECLARE_LOGGING_CATEGORY(velmioDatabase)
@@ -33,15 +34,21 @@ public:
     void giveBack(SqliteSession* session) noexcept;
 
     /// False, with the reason in `error`, when the turn did not come within the busy timeout.
-    bool enterWriterQueue(QString& error);
+    bool enterWriterQueue(Failure& error);
     void leaveWriterQueue() { writers->leave(); }
 
     /// Checkpoints when the log is long enough. The caller has the turn and no transaction.
     void checkpointIfDue(int logPages) noexcept;
 
     void setCommitFailureHandler(SqliteDatabaseFactory::CommitFailureHandler handler);
-    void reportCommitFailure(const QString& error) noexcept;
+    void reportCommitFailure(const Failure& failure) noexcept;
     int commitFailureCount() const { return commitFailures; }
+
+    void setErrorHandler(SqliteDatabaseFactory::ErrorHandler handler);
+    /// Counts the failure of a call and tells the handler. Any thread may call.
+    void reportFailure(const Failure& failure) noexcept;
+    int errorCount() const { return errors; }
+    std::optional<DatabaseError> lastError() const;
 
     /// Has the transaction() that the calling thread has begun undone should the thread end.
     void watchHostTransaction();
@@ -68,9 +75,12 @@ private:
     std::chrono::milliseconds checkpointPatience{0};
     std::atomic<bool> hasWritten = false;
 
-    std::mutex handlerMutex;
-    SqliteDatabaseFactory::CommitFailureHandler commitFailureHandler;
     std::atomic<int> commitFailures = 0;
+    std::atomic<int> errors = 0;
+    mutable std::mutex failureMutex;
+    SqliteDatabaseFactory::CommitFailureHandler commitFailureHandler;
+    SqliteDatabaseFactory::ErrorHandler errorHandler;
+    std::optional<DatabaseError> lastFailure;
 };
 
 } // namespace sync::database
