@@ -28,9 +28,11 @@ std::shared_ptr<SqliteDatabaseFactory> SqliteDatabaseFactory::open(const QString
     // thread's connection holds locks on it, which that close would drop.
     static std::mutex opening;
     const std::lock_guard lock(opening);
-    prepareDatabaseFile(absolutePath);
+    OpenedFile opened = prepareDatabaseFile(absolutePath);
+    for (const QString& warning : opened.warnings)
+        qCWarning(velmioDatabase).noquote() << warning;
     return std::shared_ptr<SqliteDatabaseFactory>(
-        new SqliteDatabaseFactory(std::make_shared<SqliteStore>(absolutePath)));
+        new SqliteDatabaseFactory(std::make_shared<SqliteStore>(absolutePath, std::move(opened))));
 }
 
 QString SqliteDatabaseFactory::defaultPath()
@@ -65,6 +67,32 @@ std::shared_ptr<interf::IQSqlQueryWrapper> SqliteDatabaseFactory::CreateQuery()
 QString SqliteDatabaseFactory::path() const
 {
     return store->path();
+}
+
+QStringList SqliteDatabaseFactory::warnings() const
+{
+    return store->file().warnings;
+}
+
+QString SqliteDatabaseFactory::storeId() const
+{
+    return store->file().identity.storeId;
+}
+
+bool SqliteDatabaseFactory::isMoved() const
+{
+    return store->isMoved();
+}
+
+bool SqliteDatabaseFactory::adopt()
+{
+    const auto query = CreateQuery();
+    query->prepare(u"UPDATE StoreIdentity SET machineStamp = :machineStamp"_s);
+    query->bindValue(u":machineStamp"_s, ownMachineStamp(storeId()));
+    if (!query->exec())
+        return false;
+    store->noteAdopted();
+    return true;
 }
 
 void SqliteDatabaseFactory::setCommitFailureHandler(CommitFailureHandler handler)

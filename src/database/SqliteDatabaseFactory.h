@@ -6,6 +6,7 @@
 #include <interf/IDatabaseFactory.h>
 
 #include <QString>
+#include <QStringList>
 
 #include <functional>
 #include <memory>
@@ -39,7 +40,8 @@ public:
     /// Opens the database file, creating it, its directories and its tables when there is none.
     ///
     /// Throws DatabaseError and leaves the file as it is when it is a directory, may not be read
-    /// and written, is no database, belongs to another program or a newer version, or is damaged.
+    /// and written, is no database, belongs to another program, is damaged, or is of a newer
+    /// version that does not let this one use it.
     static std::shared_ptr<SqliteDatabaseFactory> open(const QString& path);
 
     /// The default place of the database: "configuration.db" in the user's application data.
@@ -54,6 +56,24 @@ public:
 
     /// The absolute path of the database file.
     QString path() const;
+
+    /// What a person should know of the database although it could be opened: that it comes from
+    /// elsewhere, or is of a newer version. One text each, also logged in the category
+    /// "velmio.database" when it was opened.
+    QStringList warnings() const;
+
+    /// The random id that the store got when it was made. Copies of the file have the same.
+    QString storeId() const;
+
+    /// True when the file was last used on another machine or by another account, as when it was
+    /// copied, moved or restored. It works like any other; but a host asks its user before it
+    /// synchronises anything from it. Any thread may ask.
+    bool isMoved() const;
+
+    /// Makes the store belong to this machine and account, when the user has agreed. False when
+    /// that could not be written; lastError() tells why. Under transaction() it counts with the
+    /// commit().
+    bool adopt();
 
     void setCommitFailureHandler(CommitFailureHandler handler);
 

@@ -40,6 +40,9 @@ public:
 
     QString path() const;
 
+    /// The engine behind it.
+    sync::database::SqliteDatabaseFactory& engine() { return *factory; }
+
     /// Tells whether anything fails from now on, also what check() has told by then.
     sync::database::ErrorGuard guard() const;
 

@@ -43,8 +43,10 @@ thread_local OpenHostTransactions openHostTransactions;
 
 } // namespace
 
-SqliteStore::SqliteStore(const QString& path)
+SqliteStore::SqliteStore(const QString& path, OpenedFile file)
     : databasePath(path)
+    , openedFile(std::move(file))
+    , moved(openedFile.identity.moved)
     , writers(WriterQueue::forFile(QFileInfo(path).canonicalFilePath()))
     , checkpointer(path)
     , checkpointAtPages(CheckpointPages)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <database/SqliteDatabaseFactory.h>
+#include <database/sqlite/DatabaseFile.h>
 #include <database/sqlite/LogCheckpointer.h>
 #include <database/sqlite/SqliteSession.h>
 #include <database/sqlite/WriterQueue.h>
@@ -23,10 +24,15 @@ namespace sync::database {
 class SqliteStore : public std::enable_shared_from_this<SqliteStore>
 {
 public:
-    explicit SqliteStore(const QString& path);
+    SqliteStore(const QString& path, OpenedFile file);
     ~SqliteStore();
 
     const QString& path() const { return databasePath; }
+    const OpenedFile& file() const { return openedFile; }
+
+    /// As file() says, until the store is adopted.
+    bool isMoved() const { return moved; }
+    void noteAdopted() { moved = false; }
 
     /// The session of the calling thread, one connection for as long as it has a query or a
     /// transaction. To be given back for each time that it was borrowed. Throws DatabaseError.
@@ -56,6 +62,8 @@ public:
 
 private:
     const QString databasePath;
+    const OpenedFile openedFile;
+    std::atomic<bool> moved;
     const std::shared_ptr<WriterQueue> writers;
     LogCheckpointer checkpointer;
 
