@@ -100,6 +100,9 @@ DatabaseBackups::Backup DatabaseBackups::makeAt(const QString& file) const
         throw DatabaseError(
             Cause::Other, u"There is no database %1: name the right file."_s.arg(databasePath));
     const QString target = absoluteFilePath(file);
+    if (QFileInfo(target).isDir())
+        throw DatabaseError(
+            Cause::Directory, target + u" is a directory: name a new file in it."_s);
     if (QFileInfo::exists(target))
         throw DatabaseError(
             Cause::Other, target + u" exists already, and a copy replaces nothing: name a new "

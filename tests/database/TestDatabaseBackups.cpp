@@ -293,19 +293,21 @@ void TestDatabaseBackups::aFileOfTheUsersIsNeitherRotatedNorReplaced()
 void TestDatabaseBackups::aFailedBackupLeavesNothing_data()
 {
     QTest::addColumn<QString>("target");
-    QTest::newRow("no folder") << u"/nowhere/copy.db"_s;
+    QTest::addColumn<Cause>("cause");
+    QTest::newRow("no folder") << u"/nowhere/copy.db"_s << Cause::Other;
     // The one place that also the superuser cannot write to.
-    QTest::newRow("a place that takes nothing") << u"/proc/copy.db"_s;
-    QTest::newRow("a directory") << u"/tmp"_s;
+    QTest::newRow("a place that takes nothing") << u"/proc/copy.db"_s << Cause::Other;
+    QTest::newRow("a directory") << u"/tmp"_s << Cause::Directory;
 }
 
 void TestDatabaseBackups::aFailedBackupLeavesNothing()
 {
     QFETCH(const QString, target);
+    QFETCH(const Cause, cause);
 
     const DatabaseError error = errorOf([&] { backups().makeAt(target); });
 
-    QCOMPARE(error.cause(), Cause::Other);
+    QCOMPARE(error.cause(), cause);
     QVERIFY2(error.text().contains(target), error.what());
     QVERIFY(!QFileInfo(target).isFile());
 }
