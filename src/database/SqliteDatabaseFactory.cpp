@@ -5,8 +5,6 @@
 #include <database/sqlite/SqliteQuery.h>
 #include <database/sqlite/SqliteStore.h>
 
-#include <QDir>
-#include <QFileInfo>
 #include <QStandardPaths>
 
 #include <mutex>
@@ -21,9 +19,7 @@ std::shared_ptr<SqliteDatabaseFactory> SqliteDatabaseFactory::open(const QString
         throw DatabaseError(
             DatabaseError::Cause::Other, u"The path of the database is empty: name a file."_s);
 
-    // A ":" at the start would name a resource to Qt, and ":memory:" no file to SQLite.
-    const QString file = path.startsWith(u':') ? u"./"_s + path : path;
-    const QString absolutePath = QDir::cleanPath(QFileInfo(file).absoluteFilePath());
+    const QString absolutePath = absoluteFilePath(path);
     // One after the other: a file that one thread has just created is closed before another
     // thread's connection holds locks on it, which that close would drop.
     static std::mutex opening;

@@ -154,6 +154,7 @@ void rekey(Session& session)
     verifyAll(session.database()).reader.requireKey();
     auto& keys = session.passwordKeys();
     session.database().check(keys.use(keyStore()), u"Reading the stored passwords"_s);
+    session.backUp(sync::database::DatabaseBackups::Reason::Rekey);
     const auto outcome = keys.changeKey();
     session.database().check(outcome.succeeded, u"Encrypting the passwords"_s);
     printRekeyed(session, outcome, keyStore()->read());

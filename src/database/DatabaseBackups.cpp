@@ -1,0 +1,171 @@
+#include <database/DatabaseBackups.h>
+
+#include <database/DatabaseError.h>
+#include <database/sqlite/BackupFile.h>
+#include <database/sqlite/DatabaseFile.h>
+#include <database/sqlite/SystemFiles.h>
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QRegularExpression>
+
+#include <algorithm>
+#include <array>
+
+using namespace Qt::StringLiterals;
+
+namespace sync::database {
+
+namespace {
+
+using Cause = DatabaseError::Cause;
+using Reason = DatabaseBackups::Reason;
+
+constexpr std::array Reasons{
+    Reason::Manual, Reason::Migration, Reason::Rekey, Reason::Import, Reason::Fix};
+
+// Sorts like the times.
+const QString TimeFormat = u"yyyyMMdd'T'HHmmsszzz'Z'"_s;
+
+std::optional<Reason> reasonOf(const QString& word)
+{
+    const auto* const found = std::find_if(Reasons.begin(), Reasons.end(), [&word](Reason reason) {
+        return DatabaseBackups::wordFor(reason) == word;
+    });
+    return found == Reasons.end() ? std::nullopt : std::optional(*found);
+}
+
+// What the name of a file tells; nothing when it is not one that pathFor() gives.
+std::optional<DatabaseBackups::Backup> backupOf(const QFileInfo& file, const QString& database)
+{
+    static const QRegularExpression ending(u"^\\.(\\d{8}T\\d{9}Z)\\.([a-z]+)\\.db$"_s);
+    const QString name = file.fileName();
+    if (!name.startsWith(database))
+        return {};
+    const auto match = ending.match(name.sliced(database.size()));
+    QDateTime time = QDateTime::fromString(match.captured(1), TimeFormat);
+    time.setTimeSpec(Qt::UTC);
+    const auto reason = reasonOf(match.captured(2));
+    if (!time.isValid() || !reason)
+        return {};
+    return DatabaseBackups::Backup{file.filePath(), time, *reason, file.size()};
+}
+
+} // namespace
+
+QString DatabaseBackups::wordFor(Reason reason)
+{
+    switch (reason) {
+    case Reason::Manual:
+        return u"manual"_s;
+    case Reason::Migration:
+        return u"migration"_s;
+    case Reason::Rekey:
+        return u"rekey"_s;
+    case Reason::Import:
+        return u"import"_s;
+    case Reason::Fix:
+        return u"fix"_s;
+    }
+    Q_UNREACHABLE();
+}
+
+DatabaseBackups::DatabaseBackups(const QString& databasePath)
+    : databasePath(resolvedFilePath(databasePath))
+{
+}
+
+QString DatabaseBackups::folder() const
+{
+    return databasePath + u"-backups"_s;
+}
+
+DatabaseBackups::Backup DatabaseBackups::make(Reason reason) const
+{
+    createFolder(folder());
+    QDateTime time = QDateTime::currentDateTimeUtc();
+    while (QFileInfo::exists(pathFor(time, reason)))
+        time = time.addMSecs(1);
+    Backup made = makeAt(pathFor(time, reason));
+    made.time = time;
+    made.reason = reason;
+    removeOldest(made);
+    return made;
+}
+
+DatabaseBackups::Backup DatabaseBackups::makeAt(const QString& file) const
+{
+    if (!QFileInfo::exists(databasePath))
+        throw DatabaseError(
+            Cause::Other, u"There is no database %1: name the right file."_s.arg(databasePath));
+    const QString target = absoluteFilePath(file);
+    if (QFileInfo(target).isDir())
+        throw DatabaseError(
+            Cause::Directory, target + u" is a directory: name a new file in it."_s);
+    if (QFileInfo::exists(target))
+        throw DatabaseError(
+            Cause::Other, target + u" exists already, and a copy replaces nothing: name a new "
+                                   u"file."_s);
+    const QDateTime time = QDateTime::currentDateTimeUtc();
+    const SqliteHandle source = openConnection(databasePath);
+    // Waits for whoever has locked the readers out, which the copying would not do.
+    execute(source.get(), "BEGIN", databasePath);
+    queryNumber(source.get(), "SELECT count(*) FROM sqlite_schema", databasePath);
+    writeVerifiedCopy(source.get(), target);
+    return {target, time, Reason::Manual, QFileInfo(target).size()};
+}
+
+QList<DatabaseBackups::Backup> DatabaseBackups::list() const
+{
+    const QString name = QFileInfo(databasePath).fileName();
+    QList<Backup> backups;
+    for (const QFileInfo& file :
+         QDir(folder()).entryInfoList(QDir::Files | QDir::Hidden | QDir::NoSymLinks)) {
+        if (const auto backup = backupOf(file, name))
+            backups.append(*backup);
+    }
+    std::sort(backups.begin(), backups.end(), [](const Backup& left, const Backup& right) {
+        return left.time > right.time;
+    });
+    return backups;
+}
+
+std::optional<DatabaseBackups::Backup> DatabaseBackups::newestVerified() const
+{
+    for (const Backup& backup : list()) {
+        try {
+            verify(backup.path);
+            return backup;
+        } catch (const DatabaseError&) {
+            // An older one may be whole.
+        }
+    }
+    return {};
+}
+
+void DatabaseBackups::verify(const QString& file)
+{
+    openVerified(absoluteFilePath(file));
+}
+
+QString DatabaseBackups::pathFor(const QDateTime& time, Reason reason) const
+{
+    return u"%1/%2.%3.%4.db"_s.arg(
+        folder(), QFileInfo(databasePath).fileName(), time.toString(TimeFormat), wordFor(reason));
+}
+
+void DatabaseBackups::removeOldest(const Backup& made) const
+{
+    int newer = 1;
+    for (const Backup& backup : list()) {
+        // The one that was just made stays also where the clock was set back: it is known to be
+        // whole.
+        if (backup.reason != made.reason || backup.path == made.path)
+            continue;
+        if (++newer > KeptPerReason)
+            QFile::remove(backup.path);
+    }
+}
+
+} // namespace sync::database
