@@ -22,9 +22,9 @@ public:
     {
     }
 
-    void endScopeTransaction(bool commit) noexcept override
+    bool endScopeTransaction(bool commit) noexcept override
     {
-        session->endScopeTransaction(commit);
+        return session->endScopeTransaction(commit);
     }
 
 private:
@@ -124,15 +124,17 @@ bool SqliteSession::rollbackHostTransaction(QString& error)
     return true;
 }
 
-void SqliteSession::endScopeTransaction(bool commitIt) noexcept
+bool SqliteSession::endScopeTransaction(bool commitIt) noexcept
 {
     if (!commitIt) {
         rollback();
-        return;
+        return true;
     }
     QString error;
-    if (!commit(error))
-        store.reportCommitFailure(error);
+    if (commit(error))
+        return true;
+    store.reportCommitFailure(error);
+    return false;
 }
 
 bool SqliteSession::begin(TransactionOwner newOwner, QString& error)
