@@ -173,10 +173,10 @@ Header readHeader(sqlite3* database, const QString& path)
     Header header{};
     sqlite3_file_control(database, "main", SQLITE_FCNTL_FILE_POINTER, &file);
     const int result = file->pMethods->xRead(file, header.data(), HeaderBytes, 0);
-    if (result == SQLITE_IOERR_SHORT_READ || std::memcmp(header.data(), Magic, sizeof Magic) != 0)
-        throw notADatabase(path);
-    if (result != SQLITE_OK)
+    if (result != SQLITE_OK && result != SQLITE_IOERR_SHORT_READ)
         failAt(path, u"Cannot read the database"_s, EIO);
+    if (result != SQLITE_OK || std::memcmp(header.data(), Magic, sizeof Magic) != 0)
+        throw notADatabase(path);
     return header;
 }
 
