@@ -180,9 +180,25 @@ Header readHeader(sqlite3* database, const QString& path)
     return header;
 }
 
+// Whether SQLite was interrupted while it filled a new file. Its journal says that the file was
+// empty (sqlite.org/fileformat2.html#the_rollback_journal), and the next connection makes it so.
+bool isHalfCreated(const QString& path)
+{
+    constexpr char JournalMagic[] = "\xd9\xd5\x05\xf9\x20\xa1\x63\xd7";
+    constexpr qsizetype InitialPagesOffset = 16;
+    QFile journal(path + u"-journal"_s);
+    if (!journal.open(QIODevice::ReadOnly))
+        return false;
+    const QByteArray header = journal.read(HeaderBytes);
+    return header.size() == HeaderBytes && header.startsWith(JournalMagic) &&
+           qFromBigEndian<qint32>(header.constData() + InitialPagesOffset) == 0;
+}
+
 // Looks at a file with content before a connection is opened that might write to it.
 void inspect(const QString& path)
 {
+    if (isHalfCreated(path))
+        return;
     const SqliteHandle database = openForInspection(path);
     const Header header = readHeader(database.get(), path);
     const auto applicationId = qFromBigEndian<qint32>(header.data() + ApplicationIdOffset);
