@@ -43,7 +43,8 @@ constexpr long long FullyCheckedPages = 256;
 constexpr auto Tables = {"ServerConfiguration",   "AuthenticationConfiguration",
                          "ProductConfiguration",  "FolderConfiguration",
                          "FileConfiguration",     "GeneratedFileConfiguration",
-                         "BaseFileConfiguration", "Schedules"};
+                         "BaseFileConfiguration", "Schedules",
+                         "StoreIdentity"};
 
 QString systemMessage(int code)
 {
@@ -150,6 +151,13 @@ DatabaseError damaged(const QString& path, const QString& finding)
                             u". Keep the file, and put a backup copy in its place."_s};
 }
 
+QString movedWarning(const QString& path)
+{
+    return u"The database %1 comes from another machine or account. Two copies of it that both "
+           u"synchronise would undo each other's work: see that the other one is not used any "
+           u"more, and make this one your own with 'velmioctl adopt'."_s.arg(path);
+}
+
 /// A connection that reads the file and neither locks it nor writes anything beside it.
 ///
 /// It goes through SQLite, as closing a plain descriptor would drop the locks that this process
@@ -194,6 +202,12 @@ bool isHalfCreated(const QString& path)
            qFromBigEndian<qint32>(header.constData() + InitialPagesOffset) == 0;
 }
 
+void requireKnownVersion(sqlite3* database, long long version, const QString& path)
+{
+    if (version > currentSchemaVersion() && !admitsVersion(database, currentSchemaVersion(), path))
+        throw tooNew(path, version);
+}
+
 // Looks at a file with content before a connection is opened that might write to it.
 void inspect(const QString& path)
 {
@@ -204,8 +218,7 @@ void inspect(const QString& path)
     const auto applicationId = qFromBigEndian<qint32>(header.data() + ApplicationIdOffset);
     const auto version = qFromBigEndian<qint32>(header.data() + UserVersionOffset);
     if (applicationId == ApplicationId) {
-        if (version > currentSchemaVersion())
-            throw tooNew(path, version);
+        requireKnownVersion(database.get(), version, path);
         return;
     }
     // Without a mark it may be taken over when nobody has put anything into it, nor into a log
@@ -217,14 +230,18 @@ void inspect(const QString& path)
         throw foreignDatabase(path);
 }
 
-void bringUpToDate(sqlite3* database, const QString& path)
+void bringUpToDate(sqlite3* database, const QString& path, QStringList& warnings)
 {
     const auto version = queryNumber(database, "PRAGMA user_version", path);
     // The log may hold a newer version than the header of the file.
-    if (version > currentSchemaVersion())
-        throw tooNew(path, version);
+    requireKnownVersion(database, version, path);
     if (version < currentSchemaVersion())
         migrate(database, path);
+    if (version > currentSchemaVersion()) {
+        warnings += u"The database %1 has schema version %2, of a newer program, which lets this "
+                    u"one go on using it. Update this program when you can."_s.arg(
+                        path, QString::number(version));
+    }
 }
 
 void checkContent(sqlite3* database, const QString& path)
@@ -267,7 +284,7 @@ void useWriteAheadLog(sqlite3* database, const QString& path)
 
 } // namespace
 
-void prepareDatabaseFile(const QString& givenPath)
+OpenedFile prepareDatabaseFile(const QString& givenPath)
 {
     // SQLite keeps its log beside the file that a symbolic link leads to.
     const QString target = QFileInfo(givenPath).canonicalFilePath();
@@ -285,10 +302,15 @@ void prepareDatabaseFile(const QString& givenPath)
     if (QFileInfo(path).size() > 0)
         inspect(path);
 
+    OpenedFile opened;
     const SqliteHandle database = openConnection(path);
-    bringUpToDate(database.get(), path);
+    bringUpToDate(database.get(), path, opened.warnings);
     checkContent(database.get(), path);
     useWriteAheadLog(database.get(), path);
+    opened.identity = identify(database.get(), path);
+    if (opened.identity.moved)
+        opened.warnings += movedWarning(path);
+    return opened;
 }
 
 } // namespace sync::database
