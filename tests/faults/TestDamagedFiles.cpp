@@ -197,8 +197,10 @@ QByteArray TestDamagedFiles::tryFile(quint32 trial)
 
 QByteArray TestDamagedFiles::judgeRefusal(const DatabaseError& error, const DatabaseFiles& files)
 {
-    static const QRegularExpression advice(u"\\. (Name|Keep|Use|Check|Free|Give)[^.]*\\.$"_s);
-    if (DatabaseFiles::read(path) != files)
+    // Its last sentence says what to do.
+    static const QRegularExpression advice(u"\\b([Nn]ame|[Kk]eep|[Uu]se|[Cc]heck)\\b[^.]*\\.$"_s);
+    // A journal is SQLite's to play back or, when there is nothing in it, to remove.
+    if (readFile(path) != files.database || readFile(path + u"-wal"_s) != files.log)
         return "the refused file has changed";
     if (!error.text().contains(path) || !advice.match(error.text()).hasMatch())
         return "the error is: " + error.text().toUtf8();

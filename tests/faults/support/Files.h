@@ -18,8 +18,6 @@ struct DatabaseFiles
 
     /// Puts the bytes there in place of what is there; empty ones give no file.
     void write(const QString& path) const;
-
-    bool operator==(const DatabaseFiles& other) const = default;
 };
 
 /// Empty when there is no such file.
