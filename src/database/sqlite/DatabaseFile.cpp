@@ -183,6 +183,13 @@ void checkTable(sqlite3* database, const QByteArray& table, const QString& path)
     queryNumber(database, first.constData(), path);
 }
 
+// Whether a check did not get a page from the disk (btree.c, checkTreePage() and checkList()),
+// which says nothing about the file.
+bool isFailedRead(const QString& finding)
+{
+    return finding.contains(u"unable to get the page") || finding.contains(u"failed to get page");
+}
+
 void checkContent(sqlite3* database, const QString& path)
 {
     for (const char* const table : Tables)
@@ -191,6 +198,8 @@ void checkContent(sqlite3* database, const QString& path)
     if (queryNumber(database, "PRAGMA page_count", path) > FullyCheckedPages)
         return;
     const QString finding = queryText(database, "PRAGMA quick_check(1)", path);
+    if (isFailedRead(finding))
+        failAt(path, u"Cannot read the database"_s, EIO);
     if (finding != u"ok")
         throw damaged(path, finding.simplified());
 }
