@@ -1,8 +1,10 @@
 #include <database/DatabaseBackups.h>
 
 #include <database/DatabaseError.h>
+#include <database/SqliteDatabaseFactory.h>
 #include <database/sqlite/BackupFile.h>
 #include <database/sqlite/DatabaseFile.h>
+#include <database/sqlite/StoreReplacement.h>
 #include <database/sqlite/SystemFiles.h>
 
 #include <QDir>
@@ -12,6 +14,7 @@
 
 #include <algorithm>
 #include <array>
+#include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
 
@@ -50,6 +53,15 @@ std::optional<DatabaseBackups::Backup> backupOf(const QFileInfo& file, const QSt
     if (!time.isValid() || !reason)
         return {};
     return DatabaseBackups::Backup{file.filePath(), time, *reason, file.size()};
+}
+
+bool isSameFile(const QString& left, const QString& right)
+{
+    struct stat leftStatus = {};
+    struct stat rightStatus = {};
+    return ::stat(QFile::encodeName(left).constData(), &leftStatus) == 0 &&
+           ::stat(QFile::encodeName(right).constData(), &rightStatus) == 0 &&
+           leftStatus.st_dev == rightStatus.st_dev && leftStatus.st_ino == rightStatus.st_ino;
 }
 
 } // namespace
@@ -147,6 +159,33 @@ std::optional<DatabaseBackups::Backup> DatabaseBackups::newestVerified() const
 void DatabaseBackups::verify(const QString& file)
 {
     openVerified(absoluteFilePath(file));
+}
+
+QString DatabaseBackups::restore(const QString& file) const
+{
+    const QString backupPath = absoluteFilePath(file);
+    if (isSameFile(backupPath, databasePath))
+        throw DatabaseError(
+            Cause::Other, backupPath + u" is the database itself: name a backup of it."_s);
+    const SqliteHandle backup = openVerified(backupPath);
+    QString kept = replaceBy(backup.get());
+    SqliteDatabaseFactory::open(databasePath);
+    return kept;
+}
+
+QString DatabaseBackups::replaceBy(sqlite3* source) const
+{
+    if (QFileInfo(databasePath).size() == 0)
+        setStrayLogsAside(databasePath);
+    if (!QFileInfo::exists(databasePath)) {
+        createFolder(QFileInfo(databasePath).path());
+        writeVerifiedCopy(source, databasePath);
+        return {};
+    }
+    StoreReplacement store(databasePath);
+    QString kept = store.keepOld();
+    store.replaceBy(source);
+    return kept;
 }
 
 QString DatabaseBackups::pathFor(const QDateTime& time, Reason reason) const

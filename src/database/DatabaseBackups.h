@@ -9,6 +9,8 @@
 
 #include <optional>
 
+struct sqlite3;
+
 namespace sync::database {
 
 /// Copies of one configuration database, and the ways back to them.
@@ -63,7 +65,15 @@ public:
     /// Throws unless the file is a whole database of ours that this library can read.
     static void verify(const QString& file);
 
+    /// Puts the content of a file in the place of the database's, and brings its schema up to date.
+    /// Returns the path under which the content of before is kept; empty when there was none.
+    ///
+    /// The file is verified first. With Cause::Busy it refuses as long as anybody, this process
+    /// included, has the database open. The database is as it was when this throws.
+    QString restore(const QString& file) const;
+
 private:
+    QString replaceBy(sqlite3* source) const;
     QString pathFor(const QDateTime& time, Reason reason) const;
     void removeOldest(const Backup& made) const;
 

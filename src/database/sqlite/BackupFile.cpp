@@ -126,6 +126,13 @@ SqliteHandle openVerified(const QString& path)
 void writeVerifiedCopy(sqlite3* source, const QString& target)
 {
     PartialFile partial(target);
+    writeVerifiedContent(source, partial);
+    partial.publish();
+}
+
+void writeVerifiedContent(sqlite3* source, PartialFile& partial)
+{
+    const QString target = partial.targetPath();
     fill(partial.path(), source, target);
     try {
         verify(openForReading(partial.path(), LogBeside::Ignored).get(), partial.path());
@@ -135,7 +142,6 @@ void writeVerifiedCopy(sqlite3* source, const QString& target)
             u"The copy %1 was not kept, as what it was made of is of no use: %2"_s.arg(
                 target, error.text()));
     }
-    partial.publish();
 }
 
 bool copyContent(sqlite3* source, sqlite3* target)

@@ -1,5 +1,6 @@
 #include <database/sqlite/DatabaseFile.h>
 
+#include <database/DatabaseBackups.h>
 #include <database/DatabaseError.h>
 #include <database/sqlite/Migrations.h>
 #include <database/sqlite/SqliteError.h>
@@ -130,14 +131,31 @@ void inspect(const QString& path)
         throw foreignDatabase(path);
 }
 
+void backUpBeforeMigration(const QString& path, long long version)
+{
+    try {
+        DatabaseBackups(path).make(DatabaseBackups::Reason::Migration);
+    } catch (const DatabaseError& error) {
+        throw DatabaseError(
+            error.cause(),
+            u"The database %1 has schema version %2, and is brought to version %3 only when a "
+            u"backup was made before. It was not changed. %4"_s.arg(
+                path, QString::number(version), QString::number(currentSchemaVersion()),
+                error.text()));
+    }
+}
+
 void bringUpToDate(sqlite3* database, const QString& path)
 {
     const auto version = queryNumber(database, "PRAGMA user_version", path);
     // The log may hold a newer version than the header of the file.
     if (version > currentSchemaVersion())
         throw tooNew(path, version);
-    if (version < currentSchemaVersion())
-        migrate(database, path);
+    if (version >= currentSchemaVersion())
+        return;
+    if (version > 0)
+        backUpBeforeMigration(path, version);
+    migrate(database, path);
 }
 
 void checkContent(sqlite3* database, const QString& path)
@@ -209,6 +227,9 @@ void prepareDatabaseFile(const QString& givenPath)
     checkAccess(path);
     if (QFileInfo(path).size() > 0)
         inspect(path);
+    else if (QFileInfo(path + u"-wal"_s).size() > 0)
+        // SQLite would delete the log, which may be all that is left.
+        throw damaged(path, u"it is empty, but its log is not"_s);
 
     const SqliteHandle database = openConnection(path);
     bringUpToDate(database.get(), path);
