@@ -402,7 +402,8 @@ void TestDatabaseBackups::verifyTellsWhatIsWrong_data()
         << Cause::ForeignDatabase << u"another program"_s;
     QTest::addRow("newer") << Make([this](const QString& file) {
         backups().makeAt(file);
-        RawDatabase(file).run(u"PRAGMA user_version = 99"_s);
+        RawDatabase(file).run(u"PRAGMA user_version = 99;"
+                              u"UPDATE StoreIdentity SET lastCompatibleVersion = 99"_s);
     }) << Cause::TooNew << u"schema version 99"_s;
     QTest::addRow("a table missing") << Make([this](const QString& file) {
         backups().makeAt(file);

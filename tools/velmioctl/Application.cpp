@@ -1,5 +1,6 @@
 #include "Application.h"
 
+#include "AdoptCommand.h"
 #include "BackupCommands.h"
 #include "FileCommands.h"
 #include "FolderCommands.h"
@@ -61,6 +62,7 @@ void setUp(CLI::App& app, Session& session)
     addSecretsCommands(app, session);
     addStatusCommand(app, session);
     addStatsCommand(app, session);
+    addAdoptCommand(app, session);
     addBackupCommands(app, session);
     app.footer("Exit codes: 0 done, 1 findings, 2 wrong usage, 3 not found, 4 database busy,\n"
                "5 damaged, 6 too new, 7 key unavailable, 8 other error, 130 interrupted.");

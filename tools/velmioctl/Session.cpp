@@ -62,8 +62,10 @@ WatchedDatabase& Session::createDatabase()
 {
     if (!openDatabase) {
         try {
-            openDatabase =
-                std::make_shared<WatchedDatabase>(SqliteDatabaseFactory::open(databasePath()));
+            const auto factory = SqliteDatabaseFactory::open(databasePath());
+            for (const QString& warning : factory->warnings())
+                output.warning(warning);
+            openDatabase = std::make_shared<WatchedDatabase>(factory);
         } catch (const DatabaseError& error) {
             throw openingError(error);
         }

@@ -4,6 +4,7 @@
 #include "Table.h"
 #include "WatchedDatabase.h"
 
+#include <database/SqliteDatabaseFactory.h>
 #include <interf/IQSqlQueryWrapper.h>
 
 #include <CLI/CLI.hpp>
@@ -41,6 +42,8 @@ struct Stats
     long long logBytes = 0;
     QString sqliteVersion;
     long long schemaVersion = 0;
+    QString storeId;
+    bool moved = false;
     std::vector<std::pair<QString, long long>> tableRows;
     std::vector<RootCount> roots;
 };
@@ -79,6 +82,8 @@ Stats readStats(WatchedDatabase& database)
     stats.logBytes = QFileInfo(stats.path + u"-wal"_s).size();
     stats.sqliteVersion = readText(database, u"SELECT sqlite_version()"_s);
     stats.schemaVersion = database.number(u"PRAGMA user_version"_s);
+    stats.storeId = database.engine().storeId();
+    stats.moved = database.engine().isMoved();
     for (const char16_t* const name : Tables) {
         const QString table = QString::fromUtf16(name);
         stats.tableRows.emplace_back(table, database.number(u"SELECT count(*) FROM "_s + table));
@@ -108,6 +113,8 @@ QJsonObject toJson(const Stats& stats)
         {u"libraryVersion"_s, QStringLiteral(VELMIO_VERSION)},
         {u"sqliteVersion"_s, stats.sqliteVersion},
         {u"schemaVersion"_s, stats.schemaVersion},
+        {u"storeId"_s, stats.storeId},
+        {u"moved"_s, stats.moved},
         {u"tables"_s, tables},
         {u"roots"_s, roots},
     };
@@ -122,6 +129,7 @@ void print(Output& output, const Stats& stats)
     fields.add(u"library"_s, QStringLiteral(VELMIO_VERSION));
     fields.add(u"SQLite"_s, stats.sqliteVersion);
     fields.add(u"schema"_s, QString::number(stats.schemaVersion));
+    fields.add(u"store"_s, stats.storeId + (stats.moved ? u", moved here"_s : QString()));
     output.print(fields);
 
     Table tables({u"ROWS"_s, u"TABLE"_s});

@@ -4,6 +4,7 @@
 #include <database/sqlite/Migrations.h>
 #include <database/sqlite/PartialFile.h>
 #include <database/sqlite/SqliteError.h>
+#include <database/sqlite/StoreIdentity.h>
 #include <database/sqlite/Tables.h>
 
 #include <QFileInfo>
@@ -48,7 +49,7 @@ void requireOurs(sqlite3* database, const QString& path)
     if (queryNumber(database, "PRAGMA application_id", path) != ApplicationId)
         throw unfit(Cause::ForeignDatabase, u"it is a database of another program."_s);
     const auto version = queryNumber(database, "PRAGMA user_version", path);
-    if (version > currentSchemaVersion())
+    if (version > currentSchemaVersion() && !admitsVersion(database, currentSchemaVersion(), path))
         throw unfit(
             Cause::TooNew,
             u"it has schema version %1, and this program knows versions up to %2. Use the newer "
@@ -92,9 +93,8 @@ void verify(sqlite3* database, const QString& path)
 
 DatabaseError copyFailed(sqlite3* database, const QString& target)
 {
-    return {
-        databaseError(database, target).cause(),
-        u"The copy %1 could not be written: %2"_s.arg(target, errorText(database))};
+    const Failure failure = failureOf(database);
+    return {failure.cause, u"The copy %1 could not be written: %2"_s.arg(target, failure.text)};
 }
 
 void fill(const QString& path, sqlite3* source, const QString& target)

@@ -97,6 +97,13 @@ DatabaseError damaged(const QString& path, const QString& finding)
                             u". Keep the file, and put a backup copy in its place."_s};
 }
 
+QString movedWarning(const QString& path)
+{
+    return u"The database %1 comes from another machine or account. Two copies of it that both "
+           u"synchronise would undo each other's work: see that the other one is not used any "
+           u"more, and make this one your own with 'velmioctl adopt'."_s.arg(path);
+}
+
 Header readHeader(sqlite3* database, const QString& path)
 {
     sqlite3_file* file = nullptr;
@@ -110,6 +117,12 @@ Header readHeader(sqlite3* database, const QString& path)
     return header;
 }
 
+void requireKnownVersion(sqlite3* database, long long version, const QString& path)
+{
+    if (version > currentSchemaVersion() && !admitsVersion(database, currentSchemaVersion(), path))
+        throw tooNew(path, version);
+}
+
 // Looks at a file with content before a connection is opened that might write to it.
 void inspect(const QString& path)
 {
@@ -118,8 +131,7 @@ void inspect(const QString& path)
     const auto applicationId = qFromBigEndian<qint32>(header.data() + ApplicationIdOffset);
     const auto version = qFromBigEndian<qint32>(header.data() + UserVersionOffset);
     if (applicationId == ApplicationId) {
-        if (version > currentSchemaVersion())
-            throw tooNew(path, version);
+        requireKnownVersion(database.get(), version, path);
         return;
     }
     // Without a mark it may be taken over when nobody has put anything into it, nor into a log
@@ -145,32 +157,39 @@ void backUpBeforeMigration(const QString& path, long long version)
     }
 }
 
-void bringUpToDate(sqlite3* database, const QString& path)
+void bringUpToDate(sqlite3* database, const QString& path, QStringList& warnings)
 {
     const auto version = queryNumber(database, "PRAGMA user_version", path);
     // The log may hold a newer version than the header of the file.
-    if (version > currentSchemaVersion())
-        throw tooNew(path, version);
-    if (version >= currentSchemaVersion())
-        return;
-    if (version > 0)
+    requireKnownVersion(database, version, path);
+    if (version > 0 && version < currentSchemaVersion())
         backUpBeforeMigration(path, version);
-    migrate(database, path);
+    if (version < currentSchemaVersion())
+        migrate(database, path);
+    if (version > currentSchemaVersion()) {
+        warnings += u"The database %1 has schema version %2, of a newer program, which lets this "
+                    u"one go on using it. Update this program when you can."_s.arg(
+                        path, QString::number(version));
+    }
+}
+
+void requireTable(sqlite3* database, const char* table, const QString& path)
+{
+    const QByteArray count =
+        "SELECT count(*) FROM sqlite_schema WHERE type = 'table' AND name = '" + QByteArray(table) +
+        "'";
+    if (queryNumber(database, count.constData(), path) == 0)
+        throw damaged(path, u"the table %1 is missing"_s.arg(QLatin1StringView(table)));
+    // Reads the first page of the table, and finds a file that was cut off.
+    const QByteArray first = "SELECT id FROM " + QByteArray(table) + " LIMIT 1";
+    queryNumber(database, first.constData(), path);
 }
 
 void checkContent(sqlite3* database, const QString& path)
 {
-    for (const char* const table : Tables) {
-        const auto name = QLatin1StringView(table);
-        const QByteArray count =
-            "SELECT count(*) FROM sqlite_schema WHERE type = 'table' AND name = '" +
-            QByteArray(table) + "'";
-        if (queryNumber(database, count.constData(), path) == 0)
-            throw damaged(path, u"the table %1 is missing"_s.arg(name));
-        // Reads the first page of the table, and finds a file that was cut off.
-        const QByteArray first = "SELECT id FROM " + QByteArray(table) + " LIMIT 1";
-        queryNumber(database, first.constData(), path);
-    }
+    for (const char* const table : Tables)
+        requireTable(database, table, path);
+    requireTable(database, "StoreIdentity", path);
     if (queryNumber(database, "PRAGMA page_count", path) > FullyCheckedPages)
         return;
     const QString finding = queryText(database, "PRAGMA quick_check(1)", path);
@@ -212,7 +231,7 @@ QString resolvedFilePath(const QString& givenPath)
     return target.isEmpty() ? path : target;
 }
 
-void prepareDatabaseFile(const QString& givenPath)
+OpenedFile prepareDatabaseFile(const QString& givenPath)
 {
     const QString path = resolvedFilePath(givenPath);
     const QFileInfo file(path);
@@ -231,10 +250,15 @@ void prepareDatabaseFile(const QString& givenPath)
         // SQLite would delete the log, which may be all that is left.
         throw damaged(path, u"it is empty, but its log is not"_s);
 
+    OpenedFile opened;
     const SqliteHandle database = openConnection(path);
-    bringUpToDate(database.get(), path);
+    bringUpToDate(database.get(), path, opened.warnings);
     checkContent(database.get(), path);
     useWriteAheadLog(database.get(), path);
+    opened.identity = identify(database.get(), path);
+    if (opened.identity.moved)
+        opened.warnings += movedWarning(path);
+    return opened;
 }
 
 } // namespace sync::database
