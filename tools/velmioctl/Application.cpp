@@ -2,6 +2,7 @@
 
 #include "AdoptCommand.h"
 #include "BackupCommands.h"
+#include "ExplainCommand.h"
 #include "FileCommands.h"
 #include "FolderCommands.h"
 #include "InitCommand.h"
@@ -62,6 +63,7 @@ void setUp(CLI::App& app, Session& session)
     addSecretsCommands(app, session);
     addStatusCommand(app, session);
     addStatsCommand(app, session);
+    addExplainCommand(app, session);
     addAdoptCommand(app, session);
     addBackupCommands(app, session);
     app.footer("Exit codes: 0 done, 1 findings, 2 wrong usage, 3 not found, 4 database busy,\n"

@@ -110,11 +110,25 @@ Header readHeader(sqlite3* database, const QString& path)
     Header header{};
     sqlite3_file_control(database, "main", SQLITE_FCNTL_FILE_POINTER, &file);
     const int result = file->pMethods->xRead(file, header.data(), HeaderBytes, 0);
-    if (result == SQLITE_IOERR_SHORT_READ || std::memcmp(header.data(), Magic, sizeof Magic) != 0)
-        throw notADatabase(path);
-    if (result != SQLITE_OK)
+    if (result != SQLITE_OK && result != SQLITE_IOERR_SHORT_READ)
         failAt(path, u"Cannot read the database"_s, EIO);
+    if (result != SQLITE_OK || std::memcmp(header.data(), Magic, sizeof Magic) != 0)
+        throw notADatabase(path);
     return header;
+}
+
+// Whether SQLite was interrupted while it filled a new file. Its journal says that the file was
+// empty (sqlite.org/fileformat2.html#the_rollback_journal), and the next connection makes it so.
+bool isHalfCreated(const QString& path)
+{
+    constexpr char JournalMagic[] = "\xd9\xd5\x05\xf9\x20\xa1\x63\xd7";
+    constexpr qsizetype InitialPagesOffset = 16;
+    QFile journal(path + u"-journal"_s);
+    if (!journal.open(QIODevice::ReadOnly))
+        return false;
+    const QByteArray header = journal.read(HeaderBytes);
+    return header.size() == HeaderBytes && header.startsWith(JournalMagic) &&
+           qFromBigEndian<qint32>(header.constData() + InitialPagesOffset) == 0;
 }
 
 void requireKnownVersion(sqlite3* database, long long version, const QString& path)
@@ -126,6 +140,8 @@ void requireKnownVersion(sqlite3* database, long long version, const QString& pa
 // Looks at a file with content before a connection is opened that might write to it.
 void inspect(const QString& path)
 {
+    if (isHalfCreated(path))
+        return;
     const SqliteHandle database = openForReading(path, LogBeside::Ignored);
     const Header header = readHeader(database.get(), path);
     const auto applicationId = qFromBigEndian<qint32>(header.data() + ApplicationIdOffset);
@@ -173,23 +189,22 @@ void bringUpToDate(sqlite3* database, const QString& path, QStringList& warnings
     }
 }
 
-void requireTable(sqlite3* database, const char* table, const QString& path)
+void checkTable(sqlite3* database, const QByteArray& table, const QString& path)
 {
     const QByteArray count =
-        "SELECT count(*) FROM sqlite_schema WHERE type = 'table' AND name = '" + QByteArray(table) +
-        "'";
+        "SELECT count(*) FROM sqlite_schema WHERE type = 'table' AND name = '" + table + "'";
     if (queryNumber(database, count.constData(), path) == 0)
         throw damaged(path, u"the table %1 is missing"_s.arg(QLatin1StringView(table)));
     // Reads the first page of the table, and finds a file that was cut off.
-    const QByteArray first = "SELECT id FROM " + QByteArray(table) + " LIMIT 1";
+    const QByteArray first = "SELECT id FROM " + table + " LIMIT 1";
     queryNumber(database, first.constData(), path);
 }
 
 void checkContent(sqlite3* database, const QString& path)
 {
     for (const char* const table : Tables)
-        requireTable(database, table, path);
-    requireTable(database, "StoreIdentity", path);
+        checkTable(database, table, path);
+    checkTable(database, "StoreIdentity", path);
     if (queryNumber(database, "PRAGMA page_count", path) > FullyCheckedPages)
         return;
     const QString finding = queryText(database, "PRAGMA quick_check(1)", path);

@@ -4,7 +4,7 @@
 
 namespace sync::database {
 
-/// The tables that every configuration database has.
+/// The tables of the records, which a database of any version has.
 constexpr std::array Tables{"ServerConfiguration",   "AuthenticationConfiguration",
                             "ProductConfiguration",  "FolderConfiguration",
                             "FileConfiguration",     "GeneratedFileConfiguration",
