@@ -1,8 +1,8 @@
 #include "Application.h"
 
-#include "ExplainCommand.h"
 #include "AdoptCommand.h"
 #include "BackupCommands.h"
+#include "ExplainCommand.h"
 #include "FileCommands.h"
 #include "FolderCommands.h"
 #include "InitCommand.h"
