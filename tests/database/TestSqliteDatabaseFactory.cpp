@@ -73,6 +73,7 @@ private Q_SLOTS:
     void refusesAReadOnlyPlace();
     void findsADamagedPage();
     void carriesOnAfterACrashWhileTheDatabaseWasMade();
+    void carriesOnAfterAPowerCutWhileTheDatabaseWasMade();
     void threadsThatOpenOneNewPathAtOnceShareIt();
     void threadsWriteAndReadAtTheSameTime();
     void readersDoNotWaitForAWriter();
@@ -337,6 +338,21 @@ void TestSqliteDatabaseFactory::carriesOnAfterACrashWhileTheDatabaseWasMade()
     QVERIFY(add(*SqliteDatabaseFactory::open(file), u"a"_s));
 
     QCOMPARE(RawDatabase(file).value(u"PRAGMA journal_mode"_s), u"wal"_s);
+}
+
+void TestSqliteDatabaseFactory::carriesOnAfterAPowerCutWhileTheDatabaseWasMade()
+{
+    // The first page did not reach the disk, and a journal says that the file was empty: its magic,
+    // no record, a nonce, no page, and the sizes of a sector and a page.
+    const QString file = path(u"store.db"_s);
+    write(file, QByteArray(8192, '\0'));
+    const QByteArray journal =
+        QByteArray::fromHex("d9d505f920a163d7 00000000 12345678 00000000 00000200 00001000");
+    write(file + u"-journal"_s, journal.leftJustified(512, '\0'));
+
+    QVERIFY(add(*SqliteDatabaseFactory::open(file), u"a"_s));
+
+    QVERIFY(!QFile::exists(file + u"-journal"_s));
 }
 
 void TestSqliteDatabaseFactory::threadsThatOpenOneNewPathAtOnceShareIt()

@@ -109,11 +109,25 @@ Header readHeader(sqlite3* database, const QString& path)
     Header header{};
     sqlite3_file_control(database, "main", SQLITE_FCNTL_FILE_POINTER, &file);
     const int result = file->pMethods->xRead(file, header.data(), HeaderBytes, 0);
-    if (result == SQLITE_IOERR_SHORT_READ || std::memcmp(header.data(), Magic, sizeof Magic) != 0)
-        throw notADatabase(path);
-    if (result != SQLITE_OK)
+    if (result != SQLITE_OK && result != SQLITE_IOERR_SHORT_READ)
         failAt(path, u"Cannot read the database"_s, EIO);
+    if (result != SQLITE_OK || std::memcmp(header.data(), Magic, sizeof Magic) != 0)
+        throw notADatabase(path);
     return header;
+}
+
+// Whether SQLite was interrupted while it filled a new file. Its journal says that the file was
+// empty (sqlite.org/fileformat2.html#the_rollback_journal), and the next connection makes it so.
+bool isHalfCreated(const QString& path)
+{
+    constexpr char JournalMagic[] = "\xd9\xd5\x05\xf9\x20\xa1\x63\xd7";
+    constexpr qsizetype InitialPagesOffset = 16;
+    QFile journal(path + u"-journal"_s);
+    if (!journal.open(QIODevice::ReadOnly))
+        return false;
+    const QByteArray header = journal.read(HeaderBytes);
+    return header.size() == HeaderBytes && header.startsWith(JournalMagic) &&
+           qFromBigEndian<qint32>(header.constData() + InitialPagesOffset) == 0;
 }
 
 void requireKnownVersion(sqlite3* database, long long version, const QString& path)
@@ -125,6 +139,8 @@ void requireKnownVersion(sqlite3* database, long long version, const QString& pa
 // Looks at a file with content before a connection is opened that might write to it.
 void inspect(const QString& path)
 {
+    if (isHalfCreated(path))
+        return;
     const SqliteHandle database = openForReading(path, LogBeside::Ignored);
     const Header header = readHeader(database.get(), path);
     const auto applicationId = qFromBigEndian<qint32>(header.data() + ApplicationIdOffset);
