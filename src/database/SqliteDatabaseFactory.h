@@ -47,8 +47,8 @@ public:
     /// The default place of the database: "configuration.db" in the user's application data.
     static QString defaultPath();
 
-    /// Checkpoints the log when nobody else is writing. Queries that are still held keep what they
-    /// need of the store alive.
+    /// Copies the log into the file and removes it when nobody else has the file open. Queries that
+    /// are still held keep what they need of the store alive.
     ~SqliteDatabaseFactory() override;
 
     std::shared_ptr<interf::IQSqlDatabaseWrapper> GetDatabase() override;

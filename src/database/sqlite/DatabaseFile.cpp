@@ -3,7 +3,7 @@
 #include <database/DatabaseError.h>
 #include <database/sqlite/Migrations.h>
 #include <database/sqlite/SqliteError.h>
-#include <database/sqlite/SqliteHandle.h>
+#include <database/sqlite/UncleanEnd.h>
 
 #include <QDir>
 #include <QFile>
@@ -158,6 +158,13 @@ QString movedWarning(const QString& path)
            u"more, and make this one your own with 'velmioctl adopt'."_s.arg(path);
 }
 
+QString noLogWarning(const QString& path)
+{
+    return u"The database %1 is used with a journal in place of its write-ahead log, as another "
+           u"program keeps it locked: writing is slower, and waits for those who read. Open it "
+           u"again when that program has ended."_s.arg(path);
+}
+
 /// A connection that reads the file and neither locks it nor writes anything beside it.
 ///
 /// It goes through SQLite, as closing a plain descriptor would drop the locks that this process
@@ -175,14 +182,15 @@ SqliteHandle openForInspection(const QString& path)
     return database;
 }
 
+// Zeros of a file that has no whole header.
 Header readHeader(sqlite3* database, const QString& path)
 {
     sqlite3_file* file = nullptr;
     Header header{};
     sqlite3_file_control(database, "main", SQLITE_FCNTL_FILE_POINTER, &file);
     const int result = file->pMethods->xRead(file, header.data(), HeaderBytes, 0);
-    if (result == SQLITE_IOERR_SHORT_READ || std::memcmp(header.data(), Magic, sizeof Magic) != 0)
-        throw notADatabase(path);
+    if (result == SQLITE_IOERR_SHORT_READ)
+        return {};
     if (result != SQLITE_OK)
         failAt(path, u"Cannot read the database"_s, EIO);
     return header;
@@ -199,6 +207,12 @@ void inspect(const QString& path)
 {
     const SqliteHandle database = openForInspection(path);
     const Header header = readHeader(database.get(), path);
+    if (std::memcmp(header.data(), Magic, sizeof Magic) != 0) {
+        // A power cut while the file was made can leave its length without its content.
+        if (header == Header{} && isUndoneByItsJournal(path))
+            return;
+        throw notADatabase(path);
+    }
     const auto applicationId = qFromBigEndian<qint32>(header.data() + ApplicationIdOffset);
     const auto version = qFromBigEndian<qint32>(header.data() + UserVersionOffset);
     if (applicationId == ApplicationId) {
@@ -214,11 +228,20 @@ void inspect(const QString& path)
         throw foreignDatabase(path);
 }
 
-void bringUpToDate(sqlite3* database, const QString& path, QStringList& warnings)
+void checkPages(sqlite3* database, const QString& path)
+{
+    const QString finding = queryText(database, "PRAGMA quick_check(1)", path);
+    if (finding != u"ok")
+        throw damaged(path, finding.simplified());
+}
+
+void bringUpToDate(sqlite3* database, const QString& path, bool unclean, QStringList& warnings)
 {
     const auto version = queryNumber(database, "PRAGMA user_version", path);
     // The log may hold a newer version than the header of the file.
     requireKnownVersion(database, version, path);
+    if (unclean || queryNumber(database, "PRAGMA page_count", path) <= FullyCheckedPages)
+        checkPages(database, path);
     if (version < currentSchemaVersion())
         migrate(database, path);
     if (version > currentSchemaVersion()) {
@@ -228,7 +251,7 @@ void bringUpToDate(sqlite3* database, const QString& path, QStringList& warnings
     }
 }
 
-void checkContent(sqlite3* database, const QString& path)
+void checkTables(sqlite3* database, const QString& path)
 {
     for (const char* const table : Tables) {
         const auto name = QLatin1StringView(table);
@@ -241,29 +264,29 @@ void checkContent(sqlite3* database, const QString& path)
         const QByteArray first = "SELECT id FROM " + QByteArray(table) + " LIMIT 1";
         queryNumber(database, first.constData(), path);
     }
-    if (queryNumber(database, "PRAGMA page_count", path) > FullyCheckedPages)
-        return;
-    const QString finding = queryText(database, "PRAGMA quick_check(1)", path);
-    if (finding != u"ok")
-        throw damaged(path, finding.simplified());
 }
 
-// Two processes that create the database at the same moment get in each other's way here, and
-// SQLite does not call the busy handler for this.
-void useWriteAheadLog(sqlite3* database, const QString& path)
+QString useWriteAheadLog(sqlite3* database, const QString& path)
 {
     using namespace std::chrono_literals;
-    const auto deadline = std::chrono::steady_clock::now() + BusyTimeout;
+    // Longer than another process takes that creates the database at the same moment.
+    const auto deadline = std::chrono::steady_clock::now() + 500ms;
+    setWaiting(database, false);
     for (;;) {
         try {
-            queryText(database, "PRAGMA journal_mode = WAL", path);
-            return;
+            QString mode = queryText(database, "PRAGMA journal_mode = WAL", path);
+            setWaiting(database, true);
+            return mode;
         } catch (const DatabaseError& error) {
-            if (error.cause() != Cause::Busy || std::chrono::steady_clock::now() > deadline)
+            if (error.cause() != Cause::Busy)
                 throw;
-            std::this_thread::sleep_for(1ms);
         }
+        if (std::chrono::steady_clock::now() > deadline)
+            break;
+        std::this_thread::sleep_for(1ms);
     }
+    setWaiting(database, true);
+    return queryText(database, "PRAGMA journal_mode", path);
 }
 
 } // namespace
@@ -286,14 +309,20 @@ OpenedFile prepareDatabaseFile(const QString& givenPath)
     if (QFileInfo(path).size() > 0)
         inspect(path);
 
+    const bool unclean = endedUncleanly(path);
     OpenedFile opened;
-    const SqliteHandle database = openConnection(path);
-    bringUpToDate(database.get(), path, opened.warnings);
-    checkContent(database.get(), path);
-    useWriteAheadLog(database.get(), path);
-    opened.identity = identify(database.get(), path);
+    opened.connection = openConnection(path);
+    sqlite3* const database = opened.connection.get();
+    // A file that is refused stays as it is.
+    setCheckpointAtClose(database, false);
+    bringUpToDate(database, path, unclean, opened.warnings);
+    checkTables(database, path);
+    if (useWriteAheadLog(database, path) != u"wal")
+        opened.warnings += noLogWarning(path);
+    opened.identity = identify(database, path);
     if (opened.identity.moved)
         opened.warnings += movedWarning(path);
+    setCheckpointAtClose(database, true);
     return opened;
 }
 

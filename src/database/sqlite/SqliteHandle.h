@@ -29,8 +29,16 @@ using SqliteHandle = std::unique_ptr<sqlite3, SqliteCloser>;
 using StatementHandle = std::unique_ptr<sqlite3_stmt, SqliteFinalizer>;
 
 /// A connection for one thread at a time, set up as every one of ours: see the source for what
-/// each setting is for. It has not touched the file's content yet. Throws DatabaseError.
+/// each setting is for. Throws DatabaseError.
 SqliteHandle openConnection(const QString& path);
+
+/// Has a statement of the connection wait for other processes, up to the busy timeout, or not at
+/// all. A new connection waits.
+void setWaiting(sqlite3* database, bool on);
+
+/// Whether closing the connection copies the log into the file and removes it, should nobody else
+/// have the file open by then; a new connection does. Otherwise the file stays as it is.
+void setCheckpointAtClose(sqlite3* database, bool on);
 
 /// Runs SQL text of one or more statements; throws DatabaseError.
 void execute(sqlite3* database, const char* sql, const QString& path);
