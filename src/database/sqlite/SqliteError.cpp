@@ -1,5 +1,9 @@
 #include <database/sqlite/SqliteError.h>
 
+#include <database/sqlite/LockHolder.h>
+
+#include <QFile>
+
 #include <sqlite3.h>
 
 #include <cerrno>
@@ -55,6 +59,19 @@ Cause causeOf(sqlite3* database)
     }
 }
 
+QString busyRemedy(sqlite3* database)
+{
+    const auto holder = lockHolderOf(QFile::decodeName(sqlite3_db_filename(database, "main")));
+    if (!holder)
+        return u"Another process or thread has been writing to it for more than 5 s: try again, "
+               u"or end that process."_s;
+    QString process = u"process %1 (%2) on %3"_s.arg(
+        QString::number(holder->processId), holder->program, holder->host);
+    if (holder->runningSince.isValid())
+        process += u", running since "_s + holder->runningSince.toString(u"yyyy-MM-dd HH:mm:ss"_s);
+    return u"It is held by "_s + process + u": try again when that has finished, or end it."_s;
+}
+
 QString remedyFor(sqlite3* database)
 {
     switch (sqlite3_extended_errcode(database)) {
@@ -71,8 +88,7 @@ QString remedyFor(sqlite3* database)
     }
     switch (causeOf(database)) {
     case Cause::Busy:
-        return u"Another process or thread has been writing to it for more than 5 s: try again, "
-               u"or end that process."_s;
+        return busyRemedy(database);
     case Cause::DiskFull:
         return u"The disk is full: free some space and try again."_s;
     case Cause::ReadOnly:
