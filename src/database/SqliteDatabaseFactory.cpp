@@ -1,12 +1,11 @@
 #include <database/SqliteDatabaseFactory.h>
 
 #include <database/sqlite/DatabaseFile.h>
+#include <database/sqlite/Migrations.h>
 #include <database/sqlite/SqliteDatabase.h>
 #include <database/sqlite/SqliteQuery.h>
 #include <database/sqlite/SqliteStore.h>
 
-#include <QDir>
-#include <QFileInfo>
 #include <QStandardPaths>
 
 #include <mutex>
@@ -21,9 +20,7 @@ std::shared_ptr<SqliteDatabaseFactory> SqliteDatabaseFactory::open(const QString
         throw DatabaseError(
             DatabaseError::Cause::Other, u"The path of the database is empty: name a file."_s);
 
-    // A ":" at the start would name a resource to Qt, and ":memory:" no file to SQLite.
-    const QString file = path.startsWith(u':') ? u"./"_s + path : path;
-    const QString absolutePath = QDir::cleanPath(QFileInfo(file).absoluteFilePath());
+    const QString absolutePath = absoluteFilePath(path);
     // One after the other: a file that one thread has just created is closed before another
     // thread's connection holds locks on it, which that close would drop.
     static std::mutex opening;
@@ -39,6 +36,11 @@ QString SqliteDatabaseFactory::defaultPath()
 {
     const QString folder = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
     return folder + u"/velmio/configuration.db"_s;
+}
+
+int SqliteDatabaseFactory::schemaVersion()
+{
+    return currentSchemaVersion();
 }
 
 SqliteDatabaseFactory::SqliteDatabaseFactory(std::shared_ptr<SqliteStore> store)

@@ -47,16 +47,22 @@ QStringList idsOf(const Rows<Record>& rows)
 }
 
 template <class List>
+QStringList idsInOrder(const List& records)
+{
+    QStringList ids;
+    for (const auto& record : records)
+        ids.append(QString::number(record.getId()));
+    return ids;
+}
+
+template <class List>
 QStringList sortedIdsOf(const List& records)
 {
-    std::vector<int> ids;
-    for (const auto& record : records)
-        ids.push_back(record.getId());
-    std::sort(ids.begin(), ids.end());
-    QStringList texts;
-    for (const int id : ids)
-        texts.append(QString::number(id));
-    return texts;
+    QStringList ids = idsInOrder(records);
+    std::sort(ids.begin(), ids.end(), [](const QString& left, const QString& right) {
+        return left.toInt() < right.toInt();
+    });
+    return ids;
 }
 
 template <class Record, class Matches>
@@ -507,9 +513,10 @@ void ModelRun::addFolder()
 {
     FolderConfiguration folder;
     fill(folder);
-    folder.setParentId(anyId(model.folders));
+    // One that there is, or none: an id to come would close a circle, for Clean() to run in.
+    const int parentId = anyId(model.folders);
+    folder.setParentId(model.folders.contains(parentId) ? parentId : oneOf<int>({-1, 0}));
     folder.setRootId(anyId(model.folders));
-    // Folders below this one would otherwise be its parents some day: see updateFolder().
     const int id = model.addFolder(folder);
     expect(folders->Add(folder) == (id != -1), u"the result of Add(folder)"_s);
     expect(folder.getId() == id, u"the id of the new folder"_s);
@@ -535,7 +542,7 @@ void ModelRun::updateFolder()
     FolderConfiguration folder = folders->GetFolderConfigurationById(id);
     const int parentId = folder.getParentId();
     fill(folder);
-    // An older folder, so that there is no circle for Clean() to run in.
+    // An older folder, for the same reason as in addFolder().
     folder.setParentId(chance(70) || id < 2 ? parentId : below(id));
     folder.setRootId(anyId(model.folders));
     expect(folders->Update(folder), u"Update(folder)"_s);
@@ -826,7 +833,7 @@ void ModelRun::findFiles()
             firstWhere(model.files[BaseFile], belongs),
         u"the base copy"_s);
     expect(
-        sortedIdsOf(files->GetGeneratedFileConfigurationsByParentFileId(parent)) ==
+        idsInOrder(files->GetGeneratedFileConfigurationsByParentFileId(parent)) ==
             idsWhere(model.files[GeneratedFile], belongs),
         u"the generated files"_s);
     for (const FileLink& link : links()) {

@@ -24,8 +24,13 @@ std::vector<Step> stepsOf(std::uint64_t seed, int count)
     return steps;
 }
 
-// Empty, or what differed and after which steps.
-QString failureOf(const QString& engine, const std::vector<Step>& steps)
+struct Failure
+{
+    QString text; // what differed and after which steps; empty when nothing did
+    std::size_t steps = 0;
+};
+
+Failure failureOf(const QString& engine, const std::vector<Step>& steps)
 {
     ModelRun run(engine);
     QStringList done;
@@ -33,7 +38,8 @@ QString failureOf(const QString& engine, const std::vector<Step>& steps)
         const QString difference = run.perform(step);
         done.append(run.lastStep());
         if (!difference.isEmpty())
-            return done.join(u'\n') + u"\n-> "_s + difference;
+            return {
+                done.join(u'\n') + u"\n-> "_s + difference, static_cast<std::size_t>(done.size())};
     }
     return {};
 }
@@ -71,14 +77,16 @@ private Q_SLOTS:
 
         for (int done = 0; done < steps; done += StepsOfAStore) {
             const std::uint64_t seed = firstSeed + static_cast<std::uint64_t>(done / StepsOfAStore);
-            const std::vector<Step> all = stepsOf(seed, std::min(StepsOfAStore, steps - done));
-            if (failureOf(engine, all).isEmpty())
+            std::vector<Step> sequence = stepsOf(seed, std::min(StepsOfAStore, steps - done));
+            const Failure failure = failureOf(engine, sequence);
+            if (failure.text.isEmpty())
                 continue;
+            sequence.resize(failure.steps);
             const auto fails = [&engine](const std::vector<Step>& some) {
-                return !failureOf(engine, some).isEmpty();
+                return !failureOf(engine, some).text.isEmpty();
             };
-            const QString failure = failureOf(engine, sync::test::shrunk<Step>(all, fails));
-            QFAIL(qPrintable(u"seed %1, shortest sequence:\n"_s.arg(seed) + failure));
+            const Failure shortest = failureOf(engine, sync::test::shrunk<Step>(sequence, fails));
+            QFAIL(qPrintable(u"seed %1, shortest sequence:\n"_s.arg(seed) + shortest.text));
         }
     }
 

@@ -1,19 +1,20 @@
 #include <database/sqlite/DatabaseFile.h>
 
+#include <database/DatabaseBackups.h>
 #include <database/DatabaseError.h>
 #include <database/sqlite/Migrations.h>
 #include <database/sqlite/SqliteError.h>
+#include <database/sqlite/SystemFiles.h>
+#include <database/sqlite/Tables.h>
 #include <database/sqlite/UncleanEnd.h>
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QUrl>
 #include <QtEndian>
 
 #include <fcntl.h>
 #include <sqlite3.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
@@ -39,61 +40,6 @@ using Header = std::array<char, HeaderBytes>;
 
 // Up to this size, 1 MB, a check of the whole file takes a millisecond or two.
 constexpr long long FullyCheckedPages = 256;
-
-constexpr auto Tables = {"ServerConfiguration",   "AuthenticationConfiguration",
-                         "ProductConfiguration",  "FolderConfiguration",
-                         "FileConfiguration",     "GeneratedFileConfiguration",
-                         "BaseFileConfiguration", "Schedules",
-                         "StoreIdentity"};
-
-QString systemMessage(int code)
-{
-    return QString::fromLocal8Bit(std::strerror(code));
-}
-
-[[noreturn]] void failAt(const QString& path, const QString& doing, int code)
-{
-    const QString text = doing + u" "_s + path + u": "_s + systemMessage(code) + u". "_s;
-    switch (code) {
-    case EACCES:
-    case EPERM:
-        throw DatabaseError(
-            Cause::NoPermission,
-            text + u"Give yourself the right to read and write it, or name another place."_s);
-    case EROFS:
-        throw DatabaseError(
-            Cause::ReadOnly,
-            text + u"The place is read-only: move the database to one that takes writes."_s);
-    case ENOSPC:
-    case EDQUOT:
-        throw DatabaseError(Cause::DiskFull, text + u"Free some space and try again."_s);
-    case EIO:
-        throw DatabaseError(Cause::InputOutput, text + u"Check the disk."_s);
-    default:
-        throw DatabaseError(Cause::Other, text + u"Name a file in a folder that you may use."_s);
-    }
-}
-
-// A new entry of a folder is on the disk when the folder is.
-void syncFolder(const QString& folder)
-{
-    const int descriptor = ::open(QFile::encodeName(folder).constData(), O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0)
-        return; // A folder that may be written but not read has no other way to be synced.
-    ::fsync(descriptor);
-    ::close(descriptor);
-}
-
-void createFolder(const QString& folder)
-{
-    if (QFileInfo::exists(folder))
-        return;
-    const QString parent = QFileInfo(folder).path();
-    createFolder(parent);
-    if (::mkdir(QFile::encodeName(folder).constData(), 0700) != 0 && errno != EEXIST)
-        failAt(folder, u"Cannot create the folder"_s, errno);
-    syncFolder(parent);
-}
 
 void createEmptyFile(const QString& path)
 {
@@ -165,23 +111,6 @@ QString noLogWarning(const QString& path)
            u"again when that program has ended."_s.arg(path);
 }
 
-/// A connection that reads the file and neither locks it nor writes anything beside it.
-///
-/// It goes through SQLite, as closing a plain descriptor would drop the locks that this process
-/// holds on the file (sqlite.org/howtocorrupt.html, "Posix advisory locks").
-SqliteHandle openForInspection(const QString& path)
-{
-    const QByteArray uri = "file://" + QUrl::toPercentEncoding(path, "/") + "?mode=ro&immutable=1";
-    sqlite3* opened = nullptr;
-    const int result = sqlite3_open_v2(
-        uri.constData(), &opened, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI | SQLITE_OPEN_NOMUTEX,
-        nullptr);
-    SqliteHandle database(opened);
-    if (result != SQLITE_OK)
-        throw databaseError(opened, path);
-    return database;
-}
-
 // Zeros of a file that has no whole header.
 Header readHeader(sqlite3* database, const QString& path)
 {
@@ -205,14 +134,13 @@ void requireKnownVersion(sqlite3* database, long long version, const QString& pa
 // Looks at a file with content before a connection is opened that might write to it.
 void inspect(const QString& path)
 {
-    const SqliteHandle database = openForInspection(path);
+    // A power cut while the file was made can leave anything in it.
+    if (isUndoneByItsJournal(path))
+        return;
+    const SqliteHandle database = openForReading(path, LogBeside::Ignored);
     const Header header = readHeader(database.get(), path);
-    if (std::memcmp(header.data(), Magic, sizeof Magic) != 0) {
-        // A power cut while the file was made can leave its length without its content.
-        if (header == Header{} && isUndoneByItsJournal(path))
-            return;
+    if (std::memcmp(header.data(), Magic, sizeof Magic) != 0)
         throw notADatabase(path);
-    }
     const auto applicationId = qFromBigEndian<qint32>(header.data() + ApplicationIdOffset);
     const auto version = qFromBigEndian<qint32>(header.data() + UserVersionOffset);
     if (applicationId == ApplicationId) {
@@ -230,9 +158,23 @@ void inspect(const QString& path)
 
 void checkPages(sqlite3* database, const QString& path)
 {
-    const QString finding = queryText(database, "PRAGMA quick_check(1)", path);
+    const QString finding = queryCheck(database, "PRAGMA quick_check(1)", path);
     if (finding != u"ok")
         throw damaged(path, finding.simplified());
+}
+
+void backUpBeforeMigration(const QString& path, long long version)
+{
+    try {
+        DatabaseBackups(path).make(DatabaseBackups::Reason::Migration);
+    } catch (const DatabaseError& error) {
+        throw DatabaseError(
+            error.cause(),
+            u"The database %1 has schema version %2, and is brought to version %3 only when a "
+            u"backup was made before. It was not changed. %4"_s.arg(
+                path, QString::number(version), QString::number(currentSchemaVersion()),
+                error.text()));
+    }
 }
 
 void bringUpToDate(sqlite3* database, const QString& path, bool unclean, QStringList& warnings)
@@ -242,6 +184,8 @@ void bringUpToDate(sqlite3* database, const QString& path, bool unclean, QString
     requireKnownVersion(database, version, path);
     if (unclean || queryNumber(database, "PRAGMA page_count", path) <= FullyCheckedPages)
         checkPages(database, path);
+    if (version > 0 && version < currentSchemaVersion())
+        backUpBeforeMigration(path, version);
     if (version < currentSchemaVersion())
         migrate(database, path);
     if (version > currentSchemaVersion()) {
@@ -251,19 +195,22 @@ void bringUpToDate(sqlite3* database, const QString& path, bool unclean, QString
     }
 }
 
+void checkTable(sqlite3* database, const QByteArray& table, const QString& path)
+{
+    const QByteArray count =
+        "SELECT count(*) FROM sqlite_schema WHERE type = 'table' AND name = '" + table + "'";
+    if (queryNumber(database, count.constData(), path) == 0)
+        throw damaged(path, u"the table %1 is missing"_s.arg(QLatin1StringView(table)));
+    // Reads the first page of the table, and finds a file that was cut off.
+    const QByteArray first = "SELECT id FROM " + table + " LIMIT 1";
+    queryNumber(database, first.constData(), path);
+}
+
 void checkTables(sqlite3* database, const QString& path)
 {
-    for (const char* const table : Tables) {
-        const auto name = QLatin1StringView(table);
-        const QByteArray count =
-            "SELECT count(*) FROM sqlite_schema WHERE type = 'table' AND name = '" +
-            QByteArray(table) + "'";
-        if (queryNumber(database, count.constData(), path) == 0)
-            throw damaged(path, u"the table %1 is missing"_s.arg(name));
-        // Reads the first page of the table, and finds a file that was cut off.
-        const QByteArray first = "SELECT id FROM " + QByteArray(table) + " LIMIT 1";
-        queryNumber(database, first.constData(), path);
-    }
+    for (const char* const table : Tables)
+        checkTable(database, table, path);
+    checkTable(database, "StoreIdentity", path);
 }
 
 QString useWriteAheadLog(sqlite3* database, const QString& path)
@@ -291,11 +238,23 @@ QString useWriteAheadLog(sqlite3* database, const QString& path)
 
 } // namespace
 
+QString absoluteFilePath(const QString& givenPath)
+{
+    // A ":" at the start would name a resource to Qt, and ":memory:" no file to SQLite.
+    const QString path = givenPath.startsWith(u':') ? u"./"_s + givenPath : givenPath;
+    return QDir::cleanPath(QFileInfo(path).absoluteFilePath());
+}
+
+QString resolvedFilePath(const QString& givenPath)
+{
+    const QString path = absoluteFilePath(givenPath);
+    const QString target = QFileInfo(path).canonicalFilePath();
+    return target.isEmpty() ? path : target;
+}
+
 OpenedFile prepareDatabaseFile(const QString& givenPath)
 {
-    // SQLite keeps its log beside the file that a symbolic link leads to.
-    const QString target = QFileInfo(givenPath).canonicalFilePath();
-    const QString path = target.isEmpty() ? givenPath : target;
+    const QString path = resolvedFilePath(givenPath);
     const QFileInfo file(path);
     if (file.isDir())
         throw DatabaseError(
@@ -308,6 +267,9 @@ OpenedFile prepareDatabaseFile(const QString& givenPath)
     checkAccess(path);
     if (QFileInfo(path).size() > 0)
         inspect(path);
+    else if (QFileInfo(path + u"-wal"_s).size() > 0)
+        // SQLite would delete the log, which may be all that is left.
+        throw damaged(path, u"it is empty, but its log is not"_s);
 
     const bool unclean = endedUncleanly(path);
     OpenedFile opened;

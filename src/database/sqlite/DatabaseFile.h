@@ -7,6 +7,12 @@
 
 namespace sync::database {
 
+/// A path as hosts give it, made absolute.
+QString absoluteFilePath(const QString& givenPath);
+
+/// The same behind symbolic links, where SQLite keeps its log beside the file.
+QString resolvedFilePath(const QString& givenPath);
+
 /// What opening a database file has found.
 struct OpenedFile
 {

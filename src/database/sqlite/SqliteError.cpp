@@ -123,14 +123,14 @@ Failure failureOf(sqlite3* database)
         remedy.isEmpty() ? messageOf(database) : messageOf(database) + u". "_s + remedy};
 }
 
-DatabaseError databaseError(sqlite3* database, const QString& path)
+SqliteError databaseError(sqlite3* database, const QString& path)
 {
     const QString remedy = remedyFor(database);
     QString text =
         u"The database "_s + path + u" cannot be used: "_s + messageOf(database) + u"."_s;
     if (!remedy.isEmpty())
         text += u" "_s + remedy;
-    return {causeOf(database), text};
+    return {causeOf(database), text, sqlite3_extended_errcode(database)};
 }
 
 } // namespace sync::database

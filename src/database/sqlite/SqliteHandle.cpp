@@ -3,11 +3,14 @@
 #include <database/sqlite/SqliteError.h>
 
 #include <QFile>
+#include <QUrl>
 
 #include <sqlite3.h>
 
 #include <chrono>
 #include <thread>
+
+using namespace Qt::StringLiterals;
 
 namespace sync::database {
 
@@ -58,7 +61,7 @@ void SqliteFinalizer::operator()(sqlite3_stmt* statement) const noexcept
     sqlite3_finalize(statement);
 }
 
-SqliteHandle openConnection(const QString& path)
+SqliteHandle openConnection(const QString& path, Locking locking)
 {
     // NOMUTEX: a connection is used by one thread at a time, which the pool sees to.
     constexpr int Flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE;
@@ -73,6 +76,11 @@ SqliteHandle openConnection(const QString& path)
     setWaiting(opened, true);
     // A checkpoint of ours runs only while the write lock is held: see LogCheckpointer.
     sqlite3_wal_autocheckpoint(opened, 0);
+    // Not one that fails already here.
+    setCheckpointAtClose(opened, false);
+    // Before the first setting that reads the file.
+    if (locking == Locking::Exclusive)
+        execute(opened, "PRAGMA locking_mode = EXCLUSIVE", path);
     // synchronous: a commit is on the disk when it returns; EXTRA differs from FULL only without
     // the write-ahead log, where the removal of the journal, which is the commit, must be there
     // too. fullfsync: also on macOS, where fsync() stops at the drive's cache. temp_store: no copy
@@ -83,6 +91,7 @@ SqliteHandle openConnection(const QString& path)
         "PRAGMA synchronous = EXTRA; PRAGMA fullfsync = ON; PRAGMA temp_store = MEMORY;"
         "PRAGMA cache_size = -16384; PRAGMA mmap_size = 0; PRAGMA journal_size_limit = 33554432;",
         path);
+    setCheckpointAtClose(opened, true);
     return database;
 }
 
@@ -94,6 +103,24 @@ void setWaiting(sqlite3* database, bool on)
 void setCheckpointAtClose(sqlite3* database, bool on)
 {
     sqlite3_db_config(database, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, on ? 0 : 1, nullptr);
+}
+
+SqliteHandle openForReading(const QString& path, LogBeside log)
+{
+    // Through SQLite in any case, as closing a plain descriptor would drop the locks that this
+    // process holds on the file (sqlite.org/howtocorrupt.html, "Posix advisory locks").
+    QByteArray uri = "file://" + QUrl::toPercentEncoding(path, "/") + "?mode=ro";
+    if (log == LogBeside::Ignored)
+        uri += "&immutable=1";
+    sqlite3* opened = nullptr;
+    const int result = sqlite3_open_v2(
+        uri.constData(), &opened, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI | SQLITE_OPEN_NOMUTEX,
+        nullptr);
+    SqliteHandle database(opened);
+    if (result != SQLITE_OK)
+        throw databaseError(opened, path);
+    sqlite3_extended_result_codes(opened, 1);
+    return database;
 }
 
 void execute(sqlite3* database, const char* sql, const QString& path)
@@ -115,6 +142,18 @@ QString queryText(sqlite3* database, const char* sql, const QString& path)
         return {};
     return QString::fromUtf8(
         reinterpret_cast<const char*>(sqlite3_column_text(statement.get(), 0)));
+}
+
+QString queryCheck(sqlite3* database, const char* sql, const QString& path)
+{
+    QString finding = queryText(database, sql, path);
+    // The words of checkTreePage() and checkList() in SQLite's btree.c.
+    if (finding.contains(u"unable to get the page") || finding.contains(u"failed to get page"))
+        throw DatabaseError(
+            DatabaseError::Cause::InputOutput,
+            u"Cannot read the database %1: the disk did not give all of it. Check the disk."_s.arg(
+                path));
+    return finding;
 }
 
 } // namespace sync::database

@@ -22,9 +22,9 @@ public:
     {
     }
 
-    void endScopeTransaction(bool commit) noexcept override
+    bool endScopeTransaction(bool commit) noexcept override
     {
-        session->endScopeTransaction(commit);
+        return session->endScopeTransaction(commit);
     }
 
 private:
@@ -130,15 +130,17 @@ bool SqliteSession::rollbackHostTransaction(Failure& error)
     return true;
 }
 
-void SqliteSession::endScopeTransaction(bool commitIt) noexcept
+bool SqliteSession::endScopeTransaction(bool commitIt) noexcept
 {
     if (!commitIt) {
         rollback();
-        return;
+        return true;
     }
     Failure error;
-    if (!commit(error))
-        store.reportCommitFailure(error);
+    if (commit(error))
+        return true;
+    store.reportCommitFailure(error);
+    return false;
 }
 
 bool SqliteSession::begin(TransactionOwner newOwner, Failure& error)

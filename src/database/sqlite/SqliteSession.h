@@ -59,9 +59,9 @@ public:
     bool commitHostTransaction(Failure& error);
     bool rollbackHostTransaction(Failure& error);
 
-    /// Ends what the scopes of the thread have begun. A commit that fails is rolled back and
-    /// reported to the store.
-    void endScopeTransaction(bool commitIt) noexcept;
+    /// Ends what the scopes of the thread have begun. A commit that fails is rolled back, reported
+    /// to the store, and false.
+    bool endScopeTransaction(bool commitIt) noexcept;
 
 private:
     void releaseLeftBehind();
