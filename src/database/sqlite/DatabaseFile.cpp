@@ -207,9 +207,9 @@ void checkContent(sqlite3* database, const QString& path)
     checkTable(database, "StoreIdentity", path);
     if (queryNumber(database, "PRAGMA page_count", path) > FullyCheckedPages)
         return;
-    const QString finding = queryText(database, "PRAGMA quick_check(1)", path);
-    if (finding != u"ok")
-        throw damaged(path, finding.simplified());
+    const QString damage = queryDamage(database, "PRAGMA quick_check(1)", path);
+    if (!damage.isEmpty())
+        throw damaged(path, damage);
 }
 
 // Two processes that create the database at the same moment get in each other's way here, and

@@ -10,6 +10,8 @@
 #include <chrono>
 #include <thread>
 
+using namespace Qt::StringLiterals;
+
 namespace sync::database {
 
 namespace {
@@ -123,6 +125,13 @@ QString queryText(sqlite3* database, const char* sql, const QString& path)
         return {};
     return QString::fromUtf8(
         reinterpret_cast<const char*>(sqlite3_column_text(statement.get(), 0)));
+}
+
+QString queryDamage(sqlite3* database, const char* check, const QString& path)
+{
+    QString finding = queryText(database, check, path).simplified();
+    finding.remove(u"*** in database main *** "_s);
+    return finding == u"ok" ? QString() : finding;
 }
 
 } // namespace sync::database
