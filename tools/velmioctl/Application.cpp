@@ -17,6 +17,7 @@
 #include "StatsCommand.h"
 #include "StatusCommand.h"
 #include "Text.h"
+#include "doctor/DoctorCommand.h"
 
 #include <core/KeyError.h>
 
@@ -64,6 +65,7 @@ void setUp(CLI::App& app, Session& session)
     addSecretsCommands(app, session);
     addStatusCommand(app, session);
     addStatsCommand(app, session);
+    addDoctorCommand(app, session);
     addExplainCommand(app, session);
     addAdoptCommand(app, session);
     addBackupCommands(app, session);

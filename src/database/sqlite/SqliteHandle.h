@@ -50,8 +50,8 @@ long long queryNumber(sqlite3* database, const char* sql, const QString& path);
 /// Column 0 of the first row of a query, empty without a row; throws DatabaseError.
 QString queryText(sqlite3* database, const char* sql, const QString& path);
 
-/// What a check such as "PRAGMA integrity_check(1)" finds first, empty when all is well; throws
-/// DatabaseError.
+/// What a check such as "PRAGMA integrity_check(1)" finds first, empty when all is well. Throws
+/// DatabaseError, also when a page could not be read.
 QString queryDamage(sqlite3* database, const char* check, const QString& path);
 
 } // namespace sync::database
