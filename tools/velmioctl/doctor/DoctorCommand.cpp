@@ -134,7 +134,12 @@ QJsonObject fix(
     printPlan(session.output, lines);
     if (options.dryRun)
         return answer;
-    session.confirm(options.yes, u"Make a backup, and mend this: %1?"_s.arg(lines.join(u"; "_s)));
+    long long rows = 0;
+    for (const auto& planned : plan.records)
+        rows += planned.rows;
+    session.confirm(
+        options.yes, u"Make a backup, mend %1 records, and close %2 files to other users?"_s.arg(
+                         QString::number(rows), QString::number(plan.files.size())));
     answer.insert(u"mended"_s, mendAll(session, path, plan));
     return answer;
 }

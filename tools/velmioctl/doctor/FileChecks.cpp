@@ -11,6 +11,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <fcntl.h>
 #include <optional>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -58,6 +59,12 @@ QStringList ownFiles(const QString& givenPath)
     return files;
 }
 
+// By the rights that opening it goes by, which access() does not ask for.
+bool takesWrites(const QString& path)
+{
+    return ::faccessat(AT_FDCWD, QFile::encodeName(path).constData(), R_OK | W_OK, AT_EACCESS) == 0;
+}
+
 } // namespace
 
 std::vector<Check> fileChecks()
@@ -68,7 +75,7 @@ std::vector<Check> fileChecks()
 void checkAccess(const QString& path, const Found& found)
 {
     for (const QString& place : {path, QFileInfo(path).absolutePath()}) {
-        if (::access(QFile::encodeName(place).constData(), R_OK | W_OK) != 0) {
+        if (!takesWrites(place)) {
             found(
                 NotWritable,
                 {.name = place, .detail = QString::fromLocal8Bit(std::strerror(errno))});

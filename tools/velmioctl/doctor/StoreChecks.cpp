@@ -91,17 +91,6 @@ Check withBackup(Check check, const QString& path)
     return check;
 }
 
-// What keeps the engine from opening a file of a version that may be too new. It changes none.
-std::optional<QString> refusalOf(const QString& path)
-{
-    try {
-        SqliteDatabaseFactory::open(path);
-        return std::nullopt;
-    } catch (const DatabaseError& error) {
-        return error.text();
-    }
-}
-
 // SQLite ends its list at a hundred.
 QStringList integrityFindings(ReadOnlyDatabase& database)
 {
@@ -205,12 +194,15 @@ Content checkContent(const QString& path, ReadOnlyDatabase& database, const Foun
     }
     if (!database.readsLog())
         found(LogNotRead, {.name = path + u"-wal"_s});
+    const int known = SqliteDatabaseFactory::schemaVersion();
     const auto version = numberOf(database, u"PRAGMA user_version"_s);
-    if (version > SqliteDatabaseFactory::schemaVersion()) {
-        if (const auto refusal = refusalOf(path)) {
-            found(TooNew, {.name = path, .detail = *refusal});
-            return Content::Unusable;
-        }
+    if (version > known &&
+        numberOf(database, u"SELECT lastCompatibleVersion FROM StoreIdentity"_s) > known) {
+        found(
+            TooNew, {.name = path,
+                     .detail = u"schema version %1, while %2 is known here"_s.arg(
+                         QString::number(version), QString::number(known))});
+        return Content::Unusable;
     }
     if (!isIntact(path, database, found) || !hasAllTables(path, database, found))
         return Content::Unusable;
