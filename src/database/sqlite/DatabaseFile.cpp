@@ -1,5 +1,6 @@
 #include <database/sqlite/DatabaseFile.h>
 
+#include <database/DatabaseBackups.h>
 #include <database/DatabaseError.h>
 #include <database/sqlite/Migrations.h>
 #include <database/sqlite/SqliteError.h>
@@ -158,11 +159,27 @@ void inspect(const QString& path)
         throw foreignDatabase(path);
 }
 
+void backUpBeforeMigration(const QString& path, long long version)
+{
+    try {
+        DatabaseBackups(path).make(DatabaseBackups::Reason::Migration);
+    } catch (const DatabaseError& error) {
+        throw DatabaseError(
+            error.cause(),
+            u"The database %1 has schema version %2, and is brought to version %3 only when a "
+            u"backup was made before. It was not changed. %4"_s.arg(
+                path, QString::number(version), QString::number(currentSchemaVersion()),
+                error.text()));
+    }
+}
+
 void bringUpToDate(sqlite3* database, const QString& path, QStringList& warnings)
 {
     const auto version = queryNumber(database, "PRAGMA user_version", path);
     // The log may hold a newer version than the header of the file.
     requireKnownVersion(database, version, path);
+    if (version > 0 && version < currentSchemaVersion())
+        backUpBeforeMigration(path, version);
     if (version < currentSchemaVersion())
         migrate(database, path);
     if (version > currentSchemaVersion()) {
@@ -183,6 +200,13 @@ void checkTable(sqlite3* database, const QByteArray& table, const QString& path)
     queryNumber(database, first.constData(), path);
 }
 
+// Whether a check did not get a page from the disk (btree.c, checkTreePage() and checkList()),
+// which says nothing about the file.
+bool isFailedRead(const QString& finding)
+{
+    return finding.contains(u"unable to get the page") || finding.contains(u"failed to get page");
+}
+
 void checkContent(sqlite3* database, const QString& path)
 {
     for (const char* const table : Tables)
@@ -191,6 +215,8 @@ void checkContent(sqlite3* database, const QString& path)
     if (queryNumber(database, "PRAGMA page_count", path) > FullyCheckedPages)
         return;
     const QString finding = queryText(database, "PRAGMA quick_check(1)", path);
+    if (isFailedRead(finding))
+        failAt(path, u"Cannot read the database"_s, EIO);
     if (finding != u"ok")
         throw damaged(path, finding.simplified());
 }
@@ -244,6 +270,9 @@ OpenedFile prepareDatabaseFile(const QString& givenPath)
     checkAccess(path);
     if (QFileInfo(path).size() > 0)
         inspect(path);
+    else if (QFileInfo(path + u"-wal"_s).size() > 0)
+        // SQLite would delete the log, which may be all that is left.
+        throw damaged(path, u"it is empty, but its log is not"_s);
 
     OpenedFile opened;
     const SqliteHandle database = openConnection(path);

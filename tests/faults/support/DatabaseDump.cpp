@@ -19,7 +19,8 @@ namespace {
 QString passwordMark(const QByteArray& enciphered)
 {
     const QString clear = core::crypto::Decrypt(enciphered);
-    const QByteArray sum = QCryptographicHash::hash(clear.toUtf8(), QCryptographicHash::Sha256);
+    const QByteArray content = clear.isNull() ? enciphered : clear.toUtf8();
+    const QByteArray sum = QCryptographicHash::hash(content, QCryptographicHash::Sha256);
     return u"password "_s + QString::fromLatin1(sum.toHex().left(16));
 }
 
@@ -77,6 +78,13 @@ QStringList dumpOf(RawDatabase& database)
     return lines;
 }
 
+QStringList integrityOf(RawDatabase& database)
+{
+    QStringList findings = database.run(u"PRAGMA integrity_check"_s);
+    findings.removeAll(u"ok"_s);
+    return findings;
+}
+
 } // namespace
 
 QStringList dumpOf(const QString& path)
@@ -88,9 +96,13 @@ QStringList dumpOf(const QString& path)
 QStringList checkedDumpOf(const QString& path)
 {
     RawDatabase database(path, unwatchedVfs());
-    QStringList findings = database.run(u"PRAGMA integrity_check"_s);
-    findings.removeAll(u"ok"_s);
-    return findings + dumpOf(database);
+    return integrityOf(database) + dumpOf(database);
+}
+
+QStringList integrityOf(const QString& path)
+{
+    RawDatabase database(path, unwatchedVfs());
+    return integrityOf(database);
 }
 
 QStringList schemaOf(const QString& path)

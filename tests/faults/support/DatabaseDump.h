@@ -14,7 +14,10 @@ namespace sync::test {
 /// does not show.
 QStringList dumpOf(const QString& path);
 
-/// The same, after a check of the whole file; what that finds stands in front.
+/// What a check of the whole file finds; nothing when it is sound.
+QStringList integrityOf(const QString& path);
+
+/// Both: what the check finds stands in front.
 QStringList checkedDumpOf(const QString& path);
 
 /// The texts of tables, indexes and triggers.

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 #include <optional>
 #include <utility>
 
@@ -236,12 +237,13 @@ DiskRecorder::DiskRecorder(const QString& path)
 
 void DiskRecorder::after(const IoCall& call)
 {
-    if (!call.path.startsWith(path))
+    static const QByteArray Suffixes[] = {"", "-wal", "-journal"}; // by DiskEvent::File
+    const auto* const suffix = std::find_if(
+        std::begin(Suffixes), std::end(Suffixes),
+        [&](const QByteArray& candidate) { return call.path == path + candidate; });
+    if (suffix == std::end(Suffixes))
         return;
-    const auto suffix = call.path.sliced(path.size());
-    const auto file = suffix == QByteArrayView("-wal")       ? DiskEvent::Log
-                      : suffix == QByteArrayView("-journal") ? DiskEvent::Journal
-                                                             : DiskEvent::Database;
+    const auto file = static_cast<DiskEvent::File>(suffix - std::begin(Suffixes));
     switch (call.kind) {
     case IoCall::Open:
         if (call.thorough)

@@ -139,6 +139,27 @@ bool fillWithSamples(Managers& managers)
                         u"VALUES (1, '2024-03-01T10:00:00.000')"_s);
 }
 
+QByteArray brokenRule(Managers& managers)
+{
+    QMap<int, int> rootOfFolder;
+    const auto folders = managers.folders->GetAll();
+    for (const FolderConfiguration& folder : folders) {
+        rootOfFolder.insert(folder.getId(), folder.getRootId());
+        if (folder.isRoot() && folder.getRootId() != folder.getId())
+            return "a root does not name itself";
+    }
+    for (const FolderConfiguration& folder : folders) {
+        if (!folder.isRoot() && rootOfFolder.value(folder.getParentId()) != folder.getRootId())
+            return "a folder has no parent in its tree";
+    }
+    const auto files = managers.files.GetAll();
+    for (const FileConfiguration& file : files) {
+        if (rootOfFolder.value(file.getFolderConfigurationId()) != file.getRootFolderId())
+            return "a file has no folder in its tree";
+    }
+    return {};
+}
+
 FolderConfiguration sampleFolder(const QString& clientPath, int parentId, int rootId)
 {
     FolderConfiguration folder;

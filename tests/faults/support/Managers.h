@@ -45,6 +45,10 @@ public:
 /// and no file of theirs exists on the disk. False when an operation fails.
 bool fillWithSamples(Managers& managers);
 
+/// Which of the rules does not hold that folders and files keep whatever happens: a root names
+/// itself, a folder has its parent and a file its folder in the same tree. Empty when all do.
+QByteArray brokenRule(Managers& managers);
+
 /// A record as the samples have them, not stored yet.
 config::FolderConfiguration sampleFolder(const QString& clientPath, int parentId, int rootId);
 config::FileConfiguration sampleFile(const QString& clientPath, int folderId, int rootId);
