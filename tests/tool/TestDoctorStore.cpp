@@ -35,6 +35,7 @@ private Q_SLOTS:
     void movedStoreIsFound();
     void checkThatCannotReadIsAFindingOfItsOwn();
     void lockedStoreIsBusy();
+    void unfinishedTransactionIsNotTakenForDamage();
     void placesThatTakeNoWritesAreFound();
     void storeInAPlaceWithoutWritesIsRead();
     void logThatCannotBeReadIsNoted();
@@ -194,6 +195,22 @@ void TestDoctorStore::lockedStoreIsBusy()
     other.run(u"BEGIN EXCLUSIVE"_s);
 
     QCOMPARE(idsIn(path), QStringList{u"store.busy"_s});
+}
+
+void TestDoctorStore::unfinishedTransactionIsNotTakenForDamage()
+{
+    DoctorSample sample;
+    const QString path = closedCopy(sample, u"copy.db"_s);
+    RawDatabase writer(path);
+    writer.run(u"PRAGMA journal_mode = DELETE; PRAGMA cache_size = 1; BEGIN;"
+               u" WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 2000)"
+               u" INSERT INTO Schedules (folderConfigurationId, startTime)"
+               u" SELECT 0, hex(randomblob(100)) FROM n"_s);
+    const QString crashed = sample.path(u"crashed.db"_s);
+    QVERIFY(QFile::copy(path, crashed));
+    QVERIFY(QFile::copy(path + u"-journal"_s, crashed + u"-journal"_s));
+
+    QCOMPARE(idsIn(crashed), QStringList{u"store.unfinished"_s});
 }
 
 void TestDoctorStore::placesThatTakeNoWritesAreFound()

@@ -5,6 +5,7 @@
 #include <core/Crypto.h>
 #include <core/FileKeyStore.h>
 #include <database/DatabaseBackups.h>
+#include <database/DatabaseError.h>
 
 #include <QFile>
 #include <QFileInfo>
@@ -18,6 +19,7 @@
 
 using namespace Qt::StringLiterals;
 using sync::database::DatabaseBackups;
+using sync::database::DatabaseError;
 
 namespace velmioctl::doctor {
 
@@ -52,10 +54,14 @@ QStringList ownFiles(const QString& givenPath)
     const auto keys = sync::core::crypto::keyStore();
     if (const auto* const file = dynamic_cast<const sync::core::crypto::FileKeyStore*>(keys.get()))
         files += file->path();
-    const DatabaseBackups backups(path);
-    files += backups.folder();
-    for (const auto& backup : backups.list())
-        files += backup.path;
+    try {
+        const DatabaseBackups backups(path);
+        files += backups.folder();
+        for (const auto& backup : backups.list())
+            files += backup.path;
+    } catch (const DatabaseError&) {
+        // What cannot be listed here is for its owner to look at.
+    }
     return files;
 }
 
