@@ -66,14 +66,9 @@ private:
     // The database with its log, and the names of all that lies beside it.
     QByteArray state() const
     {
-        QByteArray all;
-        for (const QString& suffix : {u""_s, u"-wal"_s}) {
-            QFile file(tool->databasePath() + suffix);
-            if (file.open(QIODevice::ReadOnly))
-                all += file.readAll();
-        }
         const auto filters = QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot;
-        return all + QDir(tool->path(u"."_s)).entryList(filters).join(u'\n').toUtf8();
+        return tool->databaseBytes() +
+               QDir(tool->path(u"."_s)).entryList(filters).join(u'\n').toUtf8();
     }
     QStringList backups() const
     {

@@ -31,7 +31,7 @@ constexpr mode_t GroupAndOthers = S_IRWXG | S_IRWXO;
 const Check NotWritable{
     u"store.not-writable"_s, Severity::Error, u"places that take no writes"_s,
     u"The client can store nothing, and refuses to start with this database."_s,
-    u"Give yourself the right to: 'chmod u+rw {name}', or mount the disk so that it takes "
+    u"Give yourself the right to: 'chmod u+rw \"{name}\"', or mount the disk so that it takes "
     u"writes."_s};
 const Check Permissions{
     u"store.permissions"_s, Severity::Warning, u"files that let other users in"_s,

@@ -294,7 +294,7 @@ std::vector<RecordCheck> fileChecks()
             {u"file.root-missing"_s, Severity::Warning,
              u"records of files without a folder whose root does not exist"_s,
              u"No removal of a root reaches them."_s,
-             u"If they are not needed: 'velmioctl file remove' with the file that they belong to."_s},
+             u"If they are not needed: 'velmioctl file remove {id}'."_s},
             inFileTables(u"SELECT id, clientPath, 'rootFolderId ' || rootFolderId FROM %1 AS f"
                          u" WHERE coalesce(folderConfigurationId, -1) IN (0, -1)"
                          u" AND rootFolderId NOT IN (0, -1)"
