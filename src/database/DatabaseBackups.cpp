@@ -1,17 +1,24 @@
 #include <database/DatabaseBackups.h>
 
 #include <database/DatabaseError.h>
+#include <database/SqliteDatabaseFactory.h>
 #include <database/sqlite/BackupFile.h>
 #include <database/sqlite/DatabaseFile.h>
+#include <database/sqlite/Migrations.h>
+#include <database/sqlite/Salvage.h>
+#include <database/sqlite/StoreReplacement.h>
 #include <database/sqlite/SystemFiles.h>
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
+#include <QTemporaryDir>
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
+#include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
 
@@ -50,6 +57,46 @@ std::optional<DatabaseBackups::Backup> backupOf(const QFileInfo& file, const QSt
     if (!time.isValid() || !reason)
         return {};
     return DatabaseBackups::Backup{file.filePath(), time, *reason, file.size()};
+}
+
+void requireDatabase(const QString& path)
+{
+    if (!QFileInfo::exists(path))
+        throw DatabaseError(
+            Cause::Other, u"There is no database %1: name the right file."_s.arg(path));
+}
+
+bool hasNoRow(const DatabaseBackups::SalvagedTable& table)
+{
+    return table.rows == 0;
+}
+
+// Columns of a later version would be left behind.
+void requireKnownVersion(sqlite3* database, const QString& path)
+{
+    const auto version = queryNumber(database, "PRAGMA user_version", path);
+    if (version > currentSchemaVersion())
+        throw DatabaseError(
+            Cause::TooNew,
+            u"The database %1 has schema version %2, and this program knows versions up to %3. Use "
+            u"the newer program that wrote it."_s.arg(
+                path, QString::number(version), QString::number(currentSchemaVersion())));
+}
+
+DatabaseError nothingToSalvage(const QString& path)
+{
+    return {
+        Cause::Damaged, u"Nothing can be read of the database %1 any more, and it was left as it "
+                        u"is. Put a backup copy in its place."_s.arg(path)};
+}
+
+bool isSameFile(const QString& left, const QString& right)
+{
+    struct stat leftStatus = {};
+    struct stat rightStatus = {};
+    return ::stat(QFile::encodeName(left).constData(), &leftStatus) == 0 &&
+           ::stat(QFile::encodeName(right).constData(), &rightStatus) == 0 &&
+           leftStatus.st_dev == rightStatus.st_dev && leftStatus.st_ino == rightStatus.st_ino;
 }
 
 } // namespace
@@ -96,9 +143,7 @@ DatabaseBackups::Backup DatabaseBackups::make(Reason reason) const
 
 DatabaseBackups::Backup DatabaseBackups::makeAt(const QString& file) const
 {
-    if (!QFileInfo::exists(databasePath))
-        throw DatabaseError(
-            Cause::Other, u"There is no database %1: name the right file."_s.arg(databasePath));
+    requireDatabase(databasePath);
     const QString target = absoluteFilePath(file);
     if (QFileInfo(target).isDir())
         throw DatabaseError(
@@ -147,6 +192,57 @@ std::optional<DatabaseBackups::Backup> DatabaseBackups::newestVerified() const
 void DatabaseBackups::verify(const QString& file)
 {
     openVerified(absoluteFilePath(file));
+}
+
+QString DatabaseBackups::restore(const QString& file) const
+{
+    const QString backupPath = absoluteFilePath(file);
+    if (isSameFile(backupPath, databasePath))
+        throw DatabaseError(
+            Cause::Other, backupPath + u" is the database itself: name a backup of it."_s);
+    const SqliteHandle backup = openVerified(backupPath);
+    QString kept = replaceBy(backup.get());
+    SqliteDatabaseFactory::open(databasePath);
+    return kept;
+}
+
+DatabaseBackups::Salvaged DatabaseBackups::salvage() const
+{
+    requireDatabase(databasePath);
+    StoreReplacement store(databasePath);
+    if (!store.isReadable())
+        throw nothingToSalvage(databasePath);
+    requireKnownVersion(store.handle(), databasePath);
+    // A folder of its own takes the log of the new database along when it goes.
+    const QTemporaryDir folder(databasePath + u".XXXXXX"_s);
+    if (!folder.isValid())
+        failAt(databasePath, u"Cannot create a folder beside the database"_s, errno);
+    const QString freshPath = folder.filePath(u"salvaged.db"_s);
+    SqliteDatabaseFactory::open(freshPath);
+    const SqliteHandle fresh = openConnection(freshPath);
+
+    Salvaged salvaged;
+    salvaged.tables = salvageTables(store.handle(), fresh.get(), freshPath);
+    if (std::all_of(salvaged.tables.begin(), salvaged.tables.end(), hasNoRow))
+        throw nothingToSalvage(databasePath);
+    salvaged.keptPath = store.keepOld();
+    store.replaceBy(fresh.get());
+    return salvaged;
+}
+
+QString DatabaseBackups::replaceBy(sqlite3* source) const
+{
+    if (QFileInfo(databasePath).size() == 0)
+        setStrayLogsAside(databasePath);
+    if (!QFileInfo::exists(databasePath)) {
+        createFolder(QFileInfo(databasePath).path());
+        writeVerifiedCopy(source, databasePath);
+        return {};
+    }
+    StoreReplacement store(databasePath);
+    QString kept = store.keepOld();
+    store.replaceBy(source);
+    return kept;
 }
 
 QString DatabaseBackups::pathFor(const QDateTime& time, Reason reason) const

@@ -9,6 +9,8 @@
 
 #include <optional>
 
+struct sqlite3;
+
 namespace sync::database {
 
 /// Copies of one configuration database, and the ways back to them.
@@ -63,7 +65,42 @@ public:
     /// Throws unless the file is a whole database of ours that this library can read.
     static void verify(const QString& file);
 
+    /// Puts the content of a file in the place of the database's, and brings its schema up to date.
+    /// Returns the path under which the content of before is kept; empty when there was none.
+    ///
+    /// The file is verified first. With Cause::Busy it refuses as long as anybody, this process
+    /// included, has the database open. The database is as it was when this throws.
+    QString restore(const QString& file) const;
+
+    /// Ids from the first to the last.
+    struct IdRange
+    {
+        qint64 first = 0;
+        qint64 last = 0;
+    };
+
+    /// What salvage() could read of one table.
+    struct SalvagedTable
+    {
+        QString name;
+        qint64 rows = 0;
+        /// Where the file could not be read: rows with these ids are lost if there were any.
+        QList<IdRange> lostIds = {};
+    };
+
+    struct Salvaged
+    {
+        QString keptPath; ///< The damaged file, with its log beside it.
+        QList<SalvagedTable> tables;
+    };
+
+    /// Reads what can be read of a damaged database, row by row, and puts a new database with that
+    /// in its place, as restore() does. Rows keep their ids, and lost ids are not given again. The
+    /// database is as it was when this throws, also because there is nothing that can be read.
+    Salvaged salvage() const;
+
 private:
+    QString replaceBy(sqlite3* source) const;
     QString pathFor(const QDateTime& time, Reason reason) const;
     void removeOldest(const Backup& made) const;
 

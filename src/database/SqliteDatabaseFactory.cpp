@@ -1,6 +1,7 @@
 #include <database/SqliteDatabaseFactory.h>
 
 #include <database/sqlite/DatabaseFile.h>
+#include <database/sqlite/Migrations.h>
 #include <database/sqlite/SqliteDatabase.h>
 #include <database/sqlite/SqliteQuery.h>
 #include <database/sqlite/SqliteStore.h>
@@ -35,6 +36,11 @@ QString SqliteDatabaseFactory::defaultPath()
 {
     const QString folder = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
     return folder + u"/velmio/configuration.db"_s;
+}
+
+int SqliteDatabaseFactory::schemaVersion()
+{
+    return currentSchemaVersion();
 }
 
 SqliteDatabaseFactory::SqliteDatabaseFactory(std::shared_ptr<SqliteStore> store)

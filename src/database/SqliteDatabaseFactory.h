@@ -47,6 +47,9 @@ public:
     /// The default place of the database: "configuration.db" in the user's application data.
     static QString defaultPath();
 
+    /// The version of the schema that this library works with, and brings databases to.
+    static int schemaVersion();
+
     /// Checkpoints the log when nobody else is writing. Queries that are still held keep what they
     /// need of the store alive.
     ~SqliteDatabaseFactory() override;

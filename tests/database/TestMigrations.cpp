@@ -1,5 +1,7 @@
 #include <support/RawDatabase.h>
 
+#include <database/DatabaseBackups.h>
+#include <database/DatabaseError.h>
 #include <database/SqliteDatabaseFactory.h>
 
 #include <QDir>
@@ -7,6 +9,8 @@
 #include <QTest>
 
 using namespace Qt::StringLiterals;
+using sync::database::DatabaseBackups;
+using sync::database::DatabaseError;
 using sync::database::SqliteDatabaseFactory;
 using sync::test::RawDatabase;
 
@@ -56,6 +60,10 @@ private Q_SLOTS:
     void noRowIsLost_data() { addVersions(); }
     void noRowIsLost();
     void anEarlierVersionGetsAnIdentity();
+    void aBackupOfTheEarlierVersionIsMade_data() { addVersions(); }
+    void aBackupOfTheEarlierVersionIsMade();
+    void withoutABackupNothingIsMigrated();
+    void aNewDatabaseNeedsNoBackup();
 
 private:
     static void addVersions();
@@ -126,6 +134,51 @@ void TestMigrations::anEarlierVersionGetsAnIdentity()
     QCOMPARE(factory->storeId().size(), 32);
     QVERIFY(!factory->isMoved());
     QCOMPARE(RawDatabase(path).value(u"SELECT length(machineStamp) FROM StoreIdentity"_s), u"64"_s);
+}
+
+void TestMigrations::aBackupOfTheEarlierVersionIsMade()
+{
+    const QString path = copyOfVersion();
+    const QStringList rows = rowsOf(path);
+    const QString version = RawDatabase(path).value(u"PRAGMA user_version"_s);
+
+    SqliteDatabaseFactory::open(path);
+    SqliteDatabaseFactory::open(path);
+
+    const auto backups = DatabaseBackups(path).list();
+    QCOMPARE(backups.size(), 1);
+    QCOMPARE(backups.first().reason, DatabaseBackups::Reason::Migration);
+    QCOMPARE(rowsOf(backups.first().path), rows);
+    QCOMPARE(RawDatabase(backups.first().path).value(u"PRAGMA user_version"_s), version);
+}
+
+void TestMigrations::withoutABackupNothingIsMigrated()
+{
+    const QString path = folder->filePath(u"store.db"_s);
+    QVERIFY(QFile::copy(QStringLiteral(VELMIO_TEST_DATA "/version-1.db"), path));
+    // In the way of the folder.
+    QFile file(DatabaseBackups(path).folder());
+    QVERIFY(file.open(QIODevice::WriteOnly));
+
+    try {
+        SqliteDatabaseFactory::open(path);
+        QFAIL("open() took it");
+    } catch (const DatabaseError& error) {
+        QVERIFY2(error.text().contains(path), error.what());
+        QVERIFY2(error.text().contains(u"only when a backup was made before"_s), error.what());
+        QVERIFY2(error.text().contains(file.fileName()), error.what());
+    }
+
+    QCOMPARE(RawDatabase(path).value(u"PRAGMA user_version"_s), u"1"_s);
+}
+
+void TestMigrations::aNewDatabaseNeedsNoBackup()
+{
+    const QString path = folder->filePath(u"new.db"_s);
+
+    SqliteDatabaseFactory::open(path);
+
+    QVERIFY(!QFile::exists(DatabaseBackups(path).folder()));
 }
 
 QTEST_GUILESS_MAIN(TestMigrations)

@@ -229,6 +229,10 @@ void TestSqliteDatabaseFactory::refusesWhatItCannotUseAndLeavesItAlone_data()
         RawDatabase(file).run(u"PRAGMA journal_mode = DELETE"_s);
         QFile(file).resize(3 * 4096);
     }) << Cause::Damaged << u"damaged"_s;
+    QTest::addRow("log alone") << Make([](const QString& file) {
+        write(file, {});
+        write(file + u"-wal"_s, QByteArray(5000, 'x'));
+    }) << Cause::Damaged << u"its log is not"_s;
     QTest::addRow("table missing") << Make([](const QString& file) {
         SqliteDatabaseFactory::open(file);
         RawDatabase(file).run(u"DROP TABLE Schedules; PRAGMA journal_mode = DELETE"_s);
@@ -244,6 +248,7 @@ void TestSqliteDatabaseFactory::refusesWhatItCannotUseAndLeavesItAlone()
     make(file);
     const bool isRegular = QFileInfo(file).isFile();
     const QByteArray before = isRegular ? bytesOf(file) : QByteArray();
+    const QByteArray logBefore = bytesOf(file + u"-wal"_s);
 
     try {
         SqliteDatabaseFactory::open(file);
@@ -255,6 +260,7 @@ void TestSqliteDatabaseFactory::refusesWhatItCannotUseAndLeavesItAlone()
     }
 
     QCOMPARE(isRegular ? bytesOf(file) : QByteArray(), before);
+    QCOMPARE(bytesOf(file + u"-wal"_s), logBefore);
 }
 
 void TestSqliteDatabaseFactory::refusesANewerVersionThatOnlyTheLogHolds()

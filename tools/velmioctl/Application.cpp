@@ -1,8 +1,8 @@
 #include "Application.h"
 
-#include "ExplainCommand.h"
 #include "AdoptCommand.h"
 #include "BackupCommands.h"
+#include "ExplainCommand.h"
 #include "FileCommands.h"
 #include "FolderCommands.h"
 #include "InitCommand.h"
@@ -16,6 +16,7 @@
 #include "StatsCommand.h"
 #include "StatusCommand.h"
 #include "Text.h"
+#include "doctor/DoctorCommand.h"
 
 #include <core/KeyError.h>
 
@@ -63,6 +64,7 @@ void setUp(CLI::App& app, Session& session)
     addSecretsCommands(app, session);
     addStatusCommand(app, session);
     addStatsCommand(app, session);
+    addDoctorCommand(app, session);
     addExplainCommand(app, session);
     addAdoptCommand(app, session);
     addBackupCommands(app, session);

@@ -1,6 +1,7 @@
 #include "Explanation.h"
 
 #include "DirectoryWalk.h"
+#include "FileState.h"
 #include "OwnFiles.h"
 #include "RootFolders.h"
 #include "Session.h"
@@ -74,8 +75,7 @@ Way follow(const QString& start, const QString& path)
         const int result =
             index == 0 ? ::stat(name.constData(), &status) : ::lstat(name.constData(), &status);
         if (result != 0) {
-            const bool gone = errno == ENOENT || errno == ENOTDIR;
-            return {gone ? PathKind::Missing : PathKind::Unreadable, at, errno};
+            return {isGone(errno) ? PathKind::Missing : PathKind::Unreadable, at, errno};
         }
         const PathKind kind = kindOf(status.st_mode);
         if (index == names.size() || kind == PathKind::Link)

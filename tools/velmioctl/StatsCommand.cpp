@@ -2,6 +2,7 @@
 
 #include "Session.h"
 #include "Table.h"
+#include "Tables.h"
 #include "WatchedDatabase.h"
 
 #include <database/SqliteDatabaseFactory.h>
@@ -11,20 +12,11 @@
 
 #include <QFileInfo>
 
-#include <array>
-
 using namespace Qt::StringLiterals;
 
 namespace velmioctl {
 
 namespace {
-
-constexpr std::array Tables{
-    u"ServerConfiguration",   u"AuthenticationConfiguration",
-    u"ProductConfiguration",  u"FolderConfiguration",
-    u"FileConfiguration",     u"GeneratedFileConfiguration",
-    u"BaseFileConfiguration", u"Schedules",
-};
 
 struct RootCount
 {
@@ -84,7 +76,7 @@ Stats readStats(WatchedDatabase& database)
     stats.schemaVersion = database.number(u"PRAGMA user_version"_s);
     stats.storeId = database.engine().storeId();
     stats.moved = database.engine().isMoved();
-    for (const char16_t* const name : Tables) {
+    for (const char16_t* const name : TableNames) {
         const QString table = QString::fromUtf16(name);
         stats.tableRows.emplace_back(table, database.number(u"SELECT count(*) FROM "_s + table));
     }

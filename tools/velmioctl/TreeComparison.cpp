@@ -50,28 +50,6 @@ QString errorText(int error)
     return QString::fromLocal8Bit(std::strerror(error));
 }
 
-bool isGone(int error)
-{
-    return error == ENOENT || error == ENOTDIR;
-}
-
-// Not merely unreadable: there is nothing of that name, or something that is no file.
-bool fileIsGone(const QString& path)
-{
-    const auto state = readFileState(path);
-    return state ? !state->regular : isGone(errno);
-}
-
-bool folderIsGone(const QString& path)
-{
-    struct stat status
-    {
-    };
-    if (::lstat(QFile::encodeName(path).constData(), &status) != 0)
-        return isGone(errno);
-    return !S_ISDIR(status.st_mode);
-}
-
 } // namespace
 
 QString describe(const DirectoryWalk::Problem& problem)

@@ -4,6 +4,7 @@
 #include <database/sqlite/Migrations.h>
 #include <database/sqlite/PartialFile.h>
 #include <database/sqlite/SqliteError.h>
+#include <database/sqlite/StoreIdentity.h>
 #include <database/sqlite/Tables.h>
 
 #include <QFileInfo>
@@ -48,7 +49,7 @@ void requireOurs(sqlite3* database, const QString& path)
     if (queryNumber(database, "PRAGMA application_id", path) != ApplicationId)
         throw unfit(Cause::ForeignDatabase, u"it is a database of another program."_s);
     const auto version = queryNumber(database, "PRAGMA user_version", path);
-    if (version > currentSchemaVersion())
+    if (version > currentSchemaVersion() && !admitsVersion(database, currentSchemaVersion(), path))
         throw unfit(
             Cause::TooNew,
             u"it has schema version %1, and this program knows versions up to %2. Use the newer "
@@ -125,6 +126,13 @@ SqliteHandle openVerified(const QString& path)
 void writeVerifiedCopy(sqlite3* source, const QString& target)
 {
     PartialFile partial(target);
+    writeVerifiedContent(source, partial);
+    partial.publish();
+}
+
+void writeVerifiedContent(sqlite3* source, PartialFile& partial)
+{
+    const QString target = partial.targetPath();
     fill(partial.path(), source, target);
     try {
         verify(openForReading(partial.path(), LogBeside::Ignored).get(), partial.path());
@@ -134,7 +142,6 @@ void writeVerifiedCopy(sqlite3* source, const QString& target)
             u"The copy %1 was not kept, as what it was made of is of no use: %2"_s.arg(
                 target, error.text()));
     }
-    partial.publish();
 }
 
 bool copyContent(sqlite3* source, sqlite3* target)

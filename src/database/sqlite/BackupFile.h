@@ -4,6 +4,8 @@
 
 namespace sync::database {
 
+class PartialFile;
+
 /// A connection to a database of ours that is whole, in the read transaction in which its content
 /// was checked. Throws DatabaseError when there is none, or it is foreign, too new or damaged.
 SqliteHandle openVerified(const QString& path);
@@ -14,6 +16,9 @@ SqliteHandle openVerified(const QString& path);
 /// Others may write to the database meanwhile; `source` may not be in a transaction that writes.
 /// Throws DatabaseError, also when there is a file already; there is no new one then.
 void writeVerifiedCopy(sqlite3* source, const QString& target);
+
+/// The same, for a file that is put in its place by the caller.
+void writeVerifiedContent(sqlite3* source, PartialFile& partial);
 
 /// Makes the content of one database that of another in one transaction; the SQLite error is with
 /// `target` when this returns false.

@@ -1,5 +1,6 @@
 #include <database/sqlite/DatabaseFile.h>
 
+#include <database/DatabaseBackups.h>
 #include <database/DatabaseError.h>
 #include <database/sqlite/Migrations.h>
 #include <database/sqlite/SqliteError.h>
@@ -158,11 +159,27 @@ void inspect(const QString& path)
         throw foreignDatabase(path);
 }
 
+void backUpBeforeMigration(const QString& path, long long version)
+{
+    try {
+        DatabaseBackups(path).make(DatabaseBackups::Reason::Migration);
+    } catch (const DatabaseError& error) {
+        throw DatabaseError(
+            error.cause(),
+            u"The database %1 has schema version %2, and is brought to version %3 only when a "
+            u"backup was made before. It was not changed. %4"_s.arg(
+                path, QString::number(version), QString::number(currentSchemaVersion()),
+                error.text()));
+    }
+}
+
 void bringUpToDate(sqlite3* database, const QString& path, QStringList& warnings)
 {
     const auto version = queryNumber(database, "PRAGMA user_version", path);
     // The log may hold a newer version than the header of the file.
     requireKnownVersion(database, version, path);
+    if (version > 0 && version < currentSchemaVersion())
+        backUpBeforeMigration(path, version);
     if (version < currentSchemaVersion())
         migrate(database, path);
     if (version > currentSchemaVersion()) {
@@ -253,6 +270,9 @@ OpenedFile prepareDatabaseFile(const QString& givenPath)
     checkAccess(path);
     if (QFileInfo(path).size() > 0)
         inspect(path);
+    else if (QFileInfo(path + u"-wal"_s).size() > 0)
+        // SQLite would delete the log, which may be all that is left.
+        throw damaged(path, u"it is empty, but its log is not"_s);
 
     OpenedFile opened;
     const SqliteHandle database = openConnection(path);

@@ -6,6 +6,7 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -60,6 +61,21 @@ PartialFile::~PartialFile()
 QString PartialFile::path() const
 {
     return QFile::decodeName(name);
+}
+
+void PartialFile::append(const QByteArray& bytes)
+{
+    const FileDescriptor descriptor(::open(name.constData(), O_WRONLY | O_APPEND | O_CLOEXEC));
+    const char* next = bytes.constData();
+    const char* const end = next + bytes.size();
+    while (descriptor.isOpen() && next < end) {
+        const ssize_t count = ::write(descriptor.get(), next, static_cast<std::size_t>(end - next));
+        if (count < 0 && errno != EINTR)
+            break;
+        next += std::max<ssize_t>(count, 0);
+    }
+    if (next < end)
+        failAt(target, Doing, errno);
 }
 
 void PartialFile::publish()

@@ -18,6 +18,9 @@ public:
     PartialFile& operator=(const PartialFile&) = delete;
 
     QString path() const;
+    const QString& targetPath() const { return target; }
+
+    void append(const QByteArray& bytes);
 
     /// Makes it durable under its name. Throws DatabaseError, also when a file has that name.
     void publish();

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <core/Export.h>
+
 #include <QByteArray>
 #include <QString>
 
@@ -22,7 +24,7 @@ struct StoreIdentity
 QString machineStamp(const QByteArray& machineId, qint64 userId, const QString& storeId);
 
 /// machineStamp() of this machine and the account that runs the program.
-QString ownMachineStamp(const QString& storeId);
+VELMIO_DATABASE_EXPORT QString ownMachineStamp(const QString& storeId);
 
 /// Reads who the store is, and stamps one that belongs nowhere yet. A stamp that cannot be written
 /// now, as on a full disk, is written by the next opening. Throws DatabaseError.
