@@ -200,13 +200,6 @@ void checkTable(sqlite3* database, const QByteArray& table, const QString& path)
     queryNumber(database, first.constData(), path);
 }
 
-// Whether a check did not get a page from the disk (btree.c, checkTreePage() and checkList()),
-// which says nothing about the file.
-bool isFailedRead(const QString& finding)
-{
-    return finding.contains(u"unable to get the page") || finding.contains(u"failed to get page");
-}
-
 void checkContent(sqlite3* database, const QString& path)
 {
     for (const char* const table : Tables)
@@ -214,9 +207,7 @@ void checkContent(sqlite3* database, const QString& path)
     checkTable(database, "StoreIdentity", path);
     if (queryNumber(database, "PRAGMA page_count", path) > FullyCheckedPages)
         return;
-    const QString finding = queryText(database, "PRAGMA quick_check(1)", path);
-    if (isFailedRead(finding))
-        failAt(path, u"Cannot read the database"_s, EIO);
+    const QString finding = queryCheck(database, "PRAGMA quick_check(1)", path);
     if (finding != u"ok")
         throw damaged(path, finding.simplified());
 }

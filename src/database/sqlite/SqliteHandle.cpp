@@ -10,6 +10,8 @@
 #include <chrono>
 #include <thread>
 
+using namespace Qt::StringLiterals;
+
 namespace sync::database {
 
 namespace {
@@ -123,6 +125,18 @@ QString queryText(sqlite3* database, const char* sql, const QString& path)
         return {};
     return QString::fromUtf8(
         reinterpret_cast<const char*>(sqlite3_column_text(statement.get(), 0)));
+}
+
+QString queryCheck(sqlite3* database, const char* sql, const QString& path)
+{
+    QString finding = queryText(database, sql, path);
+    // The words of checkTreePage() and checkList() in SQLite's btree.c.
+    if (finding.contains(u"unable to get the page") || finding.contains(u"failed to get page"))
+        throw DatabaseError(
+            DatabaseError::Cause::InputOutput,
+            u"Cannot read the database %1: the disk did not give all of it. Check the disk."_s.arg(
+                path));
+    return finding;
 }
 
 } // namespace sync::database
