@@ -139,8 +139,13 @@ QString DatabaseBackups::folder() const
 DatabaseBackups::Backup DatabaseBackups::make(Reason reason) const
 {
     createFolder(folder());
+    const auto isTaken = [this](const QDateTime& time) {
+        return std::any_of(Reasons.begin(), Reasons.end(), [&](Reason other) {
+            return QFileInfo::exists(pathFor(time, other));
+        });
+    };
     QDateTime time = QDateTime::currentDateTimeUtc();
-    while (QFileInfo::exists(pathFor(time, reason)))
+    while (isTaken(time))
         time = time.addMSecs(1);
     Backup made = makeAt(pathFor(time, reason));
     made.time = time;
