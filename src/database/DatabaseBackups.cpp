@@ -168,10 +168,15 @@ DatabaseBackups::Backup DatabaseBackups::makeAt(const QString& file) const
                                    u"file."_s);
     const QDateTime time = QDateTime::currentDateTimeUtc();
     const SqliteHandle source = openConnection(databasePath);
+    // A damaged file stays as it is.
+    setCheckpointAtClose(source.get(), false);
+    // A log that was left by a crash stays: the next opening checks the file because of it.
+    setCheckpointAtClose(source.get(), false);
     // Waits for whoever has locked the readers out, which the copying would not do.
     execute(source.get(), "BEGIN", databasePath);
     queryNumber(source.get(), "SELECT count(*) FROM sqlite_schema", databasePath);
     writeVerifiedCopy(source.get(), target);
+    setCheckpointAtClose(source.get(), true);
     return {target, time, Reason::Manual, QFileInfo(target).size()};
 }
 
