@@ -4,17 +4,27 @@
 #include "support/Trials.h"
 #include "support/WriteOperations.h"
 
+#include <config/PasswordKeys.h>
+#include <core/Crypto.h>
+#include <core/FileKeyStore.h>
+#include <database/DatabaseBackups.h>
 #include <database/DatabaseError.h>
 
+#include <QDir>
 #include <QLoggingCategory>
 #include <QTemporaryDir>
 #include <QTest>
 
 #include <algorithm>
+#include <functional>
+#include <memory>
 
 using namespace Qt::StringLiterals;
 using namespace sync::test;
+using sync::config::PasswordKeys;
+using sync::database::DatabaseBackups;
 using sync::database::DatabaseError;
+namespace crypto = sync::core::crypto;
 
 namespace {
 
@@ -73,8 +83,14 @@ private Q_SLOTS:
     void openingHappensOrFails_data();
     void openingHappensOrFails();
     void closingLosesNothing();
+    void aBackupIsWholeOrNotThere();
+    void aRestoreHappensOrFails();
+    void changingTheKeyLosesNoPassword();
 
 private:
+    /// Gives what is wrong, or nothing.
+    using Trial = std::function<QByteArray(NthCallFails&)>;
+
     Change changeOf(const WriteOperation& operation);
     QByteArray tryWrite(
         const WriteOperation& operation, const Change& change, NthCallFails& failing, bool warm);
@@ -84,10 +100,13 @@ private:
     QByteArray tryOpening(
         const DatabaseFiles& files, const QStringList& expected, NthCallFails& failing);
     QByteArray tryClosing(NthCallFails& failing);
+    QByteArray tryBackup(NthCallFails& failing);
+    QByteArray tryRestore(const QString& backup, NthCallFails& failing);
+    QByteArray tryRekey(NthCallFails& failing);
     QByteArray finishAfter(Managers& managers, QStringList state);
 
-    template <typename Try>
-    void atEveryCall(const Fault& fault, Try tryIt);
+    void atEveryCall(const Fault& fault, const Trial& tryIt);
+    void underEveryFault(const Trial& tryIt);
 
     QTemporaryDir directory{scratchTemplate()};
     const QString path = directory.filePath(u"configuration.db"_s);
@@ -124,8 +143,7 @@ void TestEveryIoCall::cleanupTestCase()
     qInfo("%d faults were injected", injected);
 }
 
-template <typename Try>
-void TestEveryIoCall::atEveryCall(const Fault& fault, Try tryIt)
+void TestEveryIoCall::atEveryCall(const Fault& fault, const Trial& tryIt)
 {
     for (int nth = firstCall();; nth += everyCallStep()) {
         NthCallFails failing(fault, nth);
@@ -138,6 +156,15 @@ void TestEveryIoCall::atEveryCall(const Fault& fault, Try tryIt)
         if (failing.hit().isEmpty())
             return;
         ++injected;
+    }
+}
+
+void TestEveryIoCall::underEveryFault(const Trial& tryIt)
+{
+    for (const Fault& fault : allFaults()) {
+        atEveryCall(fault, tryIt);
+        if (QTest::currentTestFailed())
+            return;
     }
 }
 
@@ -255,12 +282,7 @@ void TestEveryIoCall::openingHappensOrFails()
     }
     const QStringList expected = dumpOf(path);
 
-    for (const Fault& fault : allFaults()) {
-        atEveryCall(
-            fault, [&](NthCallFails& failing) { return tryOpening(files, expected, failing); });
-        if (QTest::currentTestFailed())
-            return;
-    }
+    underEveryFault([&](NthCallFails& failing) { return tryOpening(files, expected, failing); });
 }
 
 QByteArray TestEveryIoCall::tryOpening(
@@ -286,11 +308,7 @@ QByteArray TestEveryIoCall::tryOpening(
 
 void TestEveryIoCall::closingLosesNothing()
 {
-    for (const Fault& fault : allFaults()) {
-        atEveryCall(fault, [this](NthCallFails& failing) { return tryClosing(failing); });
-        if (QTest::currentTestFailed())
-            return;
-    }
+    underEveryFault([this](NthCallFails& failing) { return tryClosing(failing); });
 }
 
 // Closing copies the log into the database file.
@@ -308,6 +326,102 @@ QByteArray TestEveryIoCall::tryClosing(NthCallFails& failing)
         managers.reset();
     }
     Managers managers(path);
+    return finishAfter(managers, state);
+}
+
+void TestEveryIoCall::aBackupIsWholeOrNotThere()
+{
+    underEveryFault([this](NthCallFails& failing) { return tryBackup(failing); });
+}
+
+QByteArray TestEveryIoCall::tryBackup(NthCallFails& failing)
+{
+    filled.write(path);
+    const QTemporaryDir folder(scratchTemplate());
+    const QString backup = folder.filePath(u"backup.db"_s);
+    Managers managers(path);
+    try {
+        const IoWatch watch(failing);
+        DatabaseBackups(path).makeAt(backup);
+    } catch (const DatabaseError& error) {
+        if (failing.hit().isEmpty() || !isOfTheMachine(error))
+            return "the error is: " + error.text().toUtf8();
+        if (!QDir(folder.path()).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot))
+            return "it leaves something behind";
+        DatabaseBackups(path).makeAt(backup);
+    }
+    const QStringList copied = checkedDumpOf(backup);
+    return copied == samples ? finishAfter(managers, samples) : "it is not whole";
+}
+
+void TestEveryIoCall::aRestoreHappensOrFails()
+{
+    filled.write(path);
+    const QTemporaryDir folder(scratchTemplate());
+    const QString backup = folder.filePath(u"backup.db"_s);
+    {
+        Managers managers(path);
+        QVERIFY(managers.folders->CleanRootFolder(1));
+    }
+    DatabaseBackups(path).makeAt(backup);
+
+    underEveryFault([&](NthCallFails& failing) { return tryRestore(backup, failing); });
+}
+
+QByteArray TestEveryIoCall::tryRestore(const QString& backup, NthCallFails& failing)
+{
+    filled.write(path);
+    const QStringList restored = dumpOf(backup);
+    bool succeeded = false;
+    QString kept;
+    try {
+        const IoWatch watch(failing);
+        kept = DatabaseBackups(path).restore(backup);
+        succeeded = true;
+    } catch (const DatabaseError& error) {
+        if (failing.hit().isEmpty() || !isOfTheMachine(error))
+            return "the error is: " + error.text().toUtf8();
+    }
+    const QStringList state = dumpOf(path);
+    if (state != restored && (succeeded || state != samples))
+        return "the state is one between:\n" + difference(state, samples);
+    if (succeeded && checkedDumpOf(kept) != samples)
+        return "what was there before is not kept";
+    if (succeeded)
+        QFile::remove(kept);
+    Managers managers(path);
+    return finishAfter(managers, state);
+}
+
+void TestEveryIoCall::changingTheKeyLosesNoPassword()
+{
+    const auto previous = crypto::keyStore();
+    underEveryFault([this](NthCallFails& failing) { return tryRekey(failing); });
+    crypto::setKeyStore(previous);
+}
+
+QByteArray TestEveryIoCall::tryRekey(NthCallFails& failing)
+{
+    const QTemporaryDir folder(scratchTemplate());
+    const QString keys = folder.filePath(u"password.key"_s);
+    QFile::copy(crypto::FileKeyStore().path(), keys);
+    crypto::setKeyStore(std::make_shared<crypto::FileKeyStore>(keys));
+    filled.write(path);
+    Managers managers(path);
+    PasswordKeys passwordKeys(managers.factory);
+    bool succeeded = false;
+    {
+        const IoWatch watch(failing);
+        succeeded = passwordKeys.changeKey().succeeded;
+    }
+    if (failing.hit().isEmpty() && !succeeded)
+        return "it fails without a fault";
+    // Passwords show by what they decipher to.
+    const QStringList state = dumpOf(path);
+    if (state != samples)
+        return "a password is lost:\n" + difference(state, samples);
+    if (!passwordKeys.changeKey().succeeded)
+        return "the key cannot be changed any more";
     return finishAfter(managers, state);
 }
 

@@ -3,6 +3,7 @@
 #include "support/Managers.h"
 #include "support/Trials.h"
 
+#include <database/DatabaseBackups.h>
 #include <database/DatabaseError.h>
 #include <support/RawDatabase.h>
 
@@ -11,8 +12,42 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <optional>
+#include <utility>
+
 using namespace Qt::StringLiterals;
 using namespace sync::test;
+using sync::database::DatabaseBackups;
+
+namespace {
+
+/// Looks for the backup at the moment when the database is about to be changed.
+class BackupLookout : public DiskRecorder
+{
+public:
+    explicit BackupLookout(const QString& path)
+        : DiskRecorder(path)
+        , path(path)
+    {
+    }
+
+    IoFate before(const IoCall& call) override
+    {
+        const bool ofDatabase =
+            call.path == path.toUtf8() || call.path == path.toUtf8() + QByteArray("-wal");
+        if (call.kind == IoCall::Write && ofDatabase && !std::exchange(looked, true))
+            found = DatabaseBackups(path).newestVerified();
+        return {};
+    }
+
+    std::optional<DatabaseBackups::Backup> found;
+
+private:
+    const QString path;
+    bool looked = false;
+};
+
+} // namespace
 
 /// Kills the migration of each earlier schema version at each of its steps, and cuts the power
 /// there: the next opening carries on, and no row is lost.
@@ -22,7 +57,9 @@ class TestMigrationFaults : public QObject
 
 private Q_SLOTS:
     void initTestCase();
-    void everyStepCanBeTheLast_data();
+    void aBackupIsThereBeforeTheFirstChange_data() { addEarlierDatabases(); }
+    void aBackupIsThereBeforeTheFirstChange();
+    void everyStepCanBeTheLast_data() { addEarlierDatabases(); }
     void everyStepCanBeTheLast();
 
 private:
@@ -33,6 +70,7 @@ private:
         QStringList result;
     };
 
+    void addEarlierDatabases();
     Migration migrationOf(const DatabaseFiles& start);
     QByteArray carryOn(const DatabaseFiles& disk, const QStringList& expected);
 
@@ -50,7 +88,7 @@ void TestMigrationFaults::initTestCase()
     currentSchema = schemaOf(fresh);
 }
 
-void TestMigrationFaults::everyStepCanBeTheLast_data()
+void TestMigrationFaults::addEarlierDatabases()
 {
     QTest::addColumn<DatabaseFiles>("start");
     const QDir earlier(QStringLiteral(VELMIO_TEST_DATA));
@@ -64,6 +102,25 @@ void TestMigrationFaults::everyStepCanBeTheLast_data()
         user.run(u"UPDATE ServerConfiguration SET alias = 'in the log'"_s);
         QTest::addRow("%s with a log", qPrintable(name)) << DatabaseFiles::read(path);
     }
+}
+
+void TestMigrationFaults::aBackupIsThereBeforeTheFirstChange()
+{
+    QFETCH(DatabaseFiles, start);
+    start.write(path);
+    const QStringList rows = dumpOf(path);
+    QDir(DatabaseBackups(path).folder()).removeRecursively();
+    start.write(path);
+    BackupLookout lookout(path);
+
+    {
+        const IoWatch watch(lookout);
+        const Managers managers(path);
+    }
+
+    QVERIFY(lookout.found);
+    QCOMPARE(lookout.found->reason, DatabaseBackups::Reason::Migration);
+    QCOMPARE(dumpOf(lookout.found->path), rows);
 }
 
 void TestMigrationFaults::everyStepCanBeTheLast()

@@ -100,10 +100,10 @@ private:
 
     QString nextPath() { return u"/files/%1-%2"_s.arg(run).arg(++count); }
 
-    void perform(const QString& operation, const std::function<bool()>& run)
+    void perform(const QString& operation, const std::function<bool()>& act)
     {
         say(u"try "_s + operation);
-        if (!run())
+        if (!act())
             throw std::runtime_error("it fails to " + operation.toStdString());
         say(u"did "_s + operation);
     }

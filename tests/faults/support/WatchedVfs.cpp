@@ -137,6 +137,7 @@ int deviceCharacteristics(sqlite3_file* file)
 int mapShm(sqlite3_file* file, int region, int size, int extend, void volatile** memory)
 {
     IoCall call{IoCall::ShmMap, watched(file)->path};
+    call.offset = qint64(region + 1) * size;
     call.thorough = extend != 0;
     return watch(
         call, [&] { return methodsOf(file)->xShmMap(realOf(file), region, size, extend, memory); });

@@ -31,7 +31,7 @@ struct IoCall
     QByteArrayView path;
     /// What a Write puts into the file.
     QByteArrayView bytes = {};
-    /// Where a Read or Write begins; the new size for a Truncate.
+    /// Where a Read or Write begins; the new size for a Truncate, the needed one for a ShmMap.
     qint64 offset = 0;
     /// The file may be created (Open), has to grow (ShmMap), or its folder is synced, too (Delete).
     bool thorough = false;

@@ -1,0 +1,91 @@
+#include <journey/VelmioctlRunner.h>
+
+#include <QJsonObject>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+/// Runs velmioctl on a disk that is full, or that its own work fills.
+class TestVelmioctlFullDisk : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void initSaysThatTheDiskIsFull();
+    void addSaysThatTheDiskIsFullAndWorksAfterwards();
+    void scanIsCarriedOnWhenThereIsSpace();
+
+private:
+    VelmioctlRun runWith(qint64 budget, const QStringList& arguments) const;
+    static void verifyMessage(const VelmioctlRun& run);
+
+    std::unique_ptr<VelmioctlRunner> tool;
+};
+
+void TestVelmioctlFullDisk::init()
+{
+    tool = std::make_unique<VelmioctlRunner>();
+}
+
+VelmioctlRun TestVelmioctlFullDisk::runWith(qint64 budget, const QStringList& arguments) const
+{
+    const QProcessEnvironment before = tool->environment;
+    tool->environment.insert(u"LD_PRELOAD"_s, QStringLiteral(VELMIO_FULL_DISK_PRELOAD));
+    tool->environment.insert(u"VELMIO_DISK_BUDGET"_s, QString::number(budget));
+    const VelmioctlRun run = tool->run(arguments);
+    tool->environment = before;
+    return run;
+}
+
+void TestVelmioctlFullDisk::verifyMessage(const VelmioctlRun& run)
+{
+    QCOMPARE(run.exitCode, 8);
+    QVERIFY2(
+        run.errors.contains(u"The disk is full: free some space and try again."),
+        qPrintable(run.errors));
+    QVERIFY(!run.errors.contains(u"damaged"));
+}
+
+void TestVelmioctlFullDisk::initSaysThatTheDiskIsFull()
+{
+    verifyMessage(runWith(0, {u"init"_s}));
+
+    QCOMPARE(tool->run({u"init"_s}).exitCode, 0);
+}
+
+void TestVelmioctlFullDisk::addSaysThatTheDiskIsFullAndWorksAfterwards()
+{
+    const QStringList addServer{
+        u"server"_s,
+        u"add"_s,
+        u"--dav-url"_s,
+        u"https://dav.example.com"_s,
+        u"--web-service-url"_s,
+        u"https://web.example.com"_s};
+    QCOMPARE(tool->run({u"init"_s}).exitCode, 0);
+    QCOMPARE(tool->run(addServer).exitCode, 0);
+
+    verifyMessage(runWith(33'000, addServer)); // enough for the index of the log
+
+    QCOMPARE(tool->run(addServer).exitCode, 0);
+    QCOMPARE(tool->json({u"server"_s, u"list"_s}).array().size(), 2);
+}
+
+void TestVelmioctlFullDisk::scanIsCarriedOnWhenThereIsSpace()
+{
+    tool->makeFolder(u"root"_s);
+    for (int number = 0; number < 300; ++number)
+        tool->writeFile(u"root/%1"_s.arg(number), "content");
+    QCOMPARE(tool->run({u"init"_s}).exitCode, 0);
+    const QStringList addRoot{u"folder"_s, u"add"_s, u"root"_s, u"--server-path"_s, u"/S"_s};
+    QCOMPARE(tool->run(addRoot).exitCode, 0);
+
+    verifyMessage(runWith(100'000, {u"scan"_s}));
+
+    QCOMPARE(tool->run({u"scan"_s}).exitCode, 0);
+    QCOMPARE(tool->run({u"status"_s}).exitCode, 0);
+}
+
+QTEST_GUILESS_MAIN(TestVelmioctlFullDisk)
+#include "TestVelmioctlFullDisk.moc"
