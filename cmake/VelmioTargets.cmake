@@ -44,6 +44,10 @@ function(velmio_configure_target target)
         )
         target_link_options(${target} PRIVATE -fsanitize=${VELMIO_SANITIZERS})
     endif()
+    if(VELMIO_BUILD_FUZZERS)
+        # Shows the fuzzer which ways through the libraries its inputs take.
+        target_compile_options(${target} PRIVATE -fsanitize=fuzzer-no-link)
+    endif()
 endfunction()
 
 # velmio_add_library(<name> SOURCES ... [PUBLIC_LINK ...] [PRIVATE_LINK ...])

@@ -154,6 +154,8 @@ DatabaseBackups::Backup DatabaseBackups::makeAt(const QString& file) const
                                    u"file."_s);
     const QDateTime time = QDateTime::currentDateTimeUtc();
     const SqliteHandle source = openConnection(databasePath);
+    // A log that was left by a crash stays: the next opening checks the file because of it.
+    setCheckpointAtClose(source.get(), false);
     // Waits for whoever has locked the readers out, which the copying would not do.
     execute(source.get(), "BEGIN", databasePath);
     queryNumber(source.get(), "SELECT count(*) FROM sqlite_schema", databasePath);

@@ -73,12 +73,12 @@ QString SqliteDatabaseFactory::path() const
 
 QStringList SqliteDatabaseFactory::warnings() const
 {
-    return store->file().warnings;
+    return store->warnings();
 }
 
 QString SqliteDatabaseFactory::storeId() const
 {
-    return store->file().identity.storeId;
+    return store->storeId();
 }
 
 bool SqliteDatabaseFactory::isMoved() const

@@ -50,8 +50,8 @@ public:
     /// The version of the schema that this library works with, and brings databases to.
     static int schemaVersion();
 
-    /// Checkpoints the log when nobody else is writing. Queries that are still held keep what they
-    /// need of the store alive.
+    /// Copies the log into the file and removes it when nobody else has the file open. Queries that
+    /// are still held keep what they need of the store alive.
     ~SqliteDatabaseFactory() override;
 
     std::shared_ptr<interf::IQSqlDatabaseWrapper> GetDatabase() override;

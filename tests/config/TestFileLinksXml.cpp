@@ -1,11 +1,14 @@
 #include <config/xml/FileLinksXml.h>
 
-#include <QDomDocument>
+#include <support/FileLinksDom.h>
+
 #include <QRandomGenerator>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
 using namespace sync::config;
+using sync::test::readByDom;
+using sync::test::writeByDom;
 
 namespace {
 
@@ -17,51 +20,6 @@ FileLink makeLink(int fileId, QString refId, QString serverFileId, QString path)
     link.ServerFileId = std::move(serverFileId);
     link.Path = std::move(path);
     return link;
-}
-
-// What the format means: the DOM, and nothing else.
-QString writeByDom(const QList<FileLink>& links, const QDateTime& date)
-{
-    if (links.isEmpty() && !date.isValid())
-        return {};
-    QDomDocument document;
-    QDomElement root = document.createElement(u"FileLinks"_s);
-    document.appendChild(root);
-    root.setAttribute(u"FileDate"_s, date.toString(Qt::ISODate));
-    for (const FileLink& link : links) {
-        if (link.FileId == -1 && link.ServerFileId.isEmpty() && link.Path.isEmpty())
-            continue;
-        QDomElement element = document.createElement(u"FileLink"_s);
-        element.setAttribute(u"FileId"_s, link.FileId);
-        element.setAttribute(u"RefId"_s, link.RefId);
-        element.setAttribute(u"ServerFileId"_s, link.ServerFileId);
-        element.setAttribute(u"Path"_s, link.Path);
-        root.appendChild(element);
-    }
-    return document.toString(1);
-}
-
-QList<FileLink> readByDom(const QString& xml, QDateTime& date)
-{
-    QList<FileLink> links;
-    if (xml.isEmpty())
-        return links;
-    QDomDocument document;
-    document.setContent(xml);
-    const QDomElement root = document.documentElement();
-    date = QDateTime::fromString(root.attribute(u"FileDate"_s, QString()), Qt::ISODate);
-    date.setTimeSpec(Qt::UTC);
-    for (QDomElement element = root.firstChildElement(); !element.isNull();
-         element = element.nextSiblingElement()) {
-        FileLink link;
-        link.FileId = element.attribute(u"FileId"_s).toInt(nullptr, 10);
-        link.RefId = element.attribute(u"RefId"_s);
-        link.ServerFileId = element.attribute(u"ServerFileId"_s);
-        link.Path = element.attribute(u"Path"_s);
-        if (!(link.FileId == -1 && link.ServerFileId.isEmpty() && link.Path.isEmpty()))
-            links.append(link);
-    }
-    return links;
 }
 
 QString describe(const QList<FileLink>& links, const QDateTime& date)

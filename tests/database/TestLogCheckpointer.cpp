@@ -12,7 +12,6 @@ using namespace Qt::StringLiterals;
 using sync::database::LogCheckpointer;
 using sync::test::RawDatabase;
 using namespace std::chrono_literals;
-using Writers = LogCheckpointer::Writers;
 
 namespace {
 
@@ -77,8 +76,8 @@ private Q_SLOTS:
 
     void copiesTheLogIntoTheFile();
     void nobodyCanWriteWhileItRuns();
-    void doesNotRunWhileSomebodyWrites();
-    void waitsForTheWriterWhenToldTo();
+    void doesNotRunWhileSomebodyKeepsWriting();
+    void waitsForTheWriter();
     void aPatientOneWaitsForTheReaderOfTheOldLog();
 
 private:
@@ -100,7 +99,7 @@ void TestLogCheckpointer::init()
 
 void TestLogCheckpointer::copiesTheLogIntoTheFile()
 {
-    QVERIFY(LogCheckpointer(path).run(Writers::GiveUp, 0ms));
+    QVERIFY(LogCheckpointer(path).run(0ms));
 
     QVERIFY(fileSize() > 100000);
 }
@@ -116,7 +115,7 @@ void TestLogCheckpointer::nobodyCanWriteWhileItRuns()
         writersLetIn += other.tryRun("BEGIN IMMEDIATE") ? 1 : 0;
     };
 
-    QVERIFY(LogCheckpointer(path).run(Writers::GiveUp, 0ms));
+    QVERIFY(LogCheckpointer(path).run(0ms));
 
     QVERIFY(questions > 20);
     QCOMPARE(writersLetIn, 0);
@@ -124,29 +123,28 @@ void TestLogCheckpointer::nobodyCanWriteWhileItRuns()
     QVERIFY(other.tryRun("BEGIN IMMEDIATE; ROLLBACK"));
 }
 
-void TestLogCheckpointer::doesNotRunWhileSomebodyWrites()
+void TestLogCheckpointer::doesNotRunWhileSomebodyKeepsWriting()
 {
     const qint64 before = fileSize();
     RawDatabase writer(path);
     writer.run(u"BEGIN IMMEDIATE"_s);
 
-    QVERIFY(!LogCheckpointer(path).run(Writers::GiveUp, 0ms));
+    QVERIFY(!LogCheckpointer(path).run(0ms));
 
     QCOMPARE(fileSize(), before);
 }
 
-void TestLogCheckpointer::waitsForTheWriterWhenToldTo()
+void TestLogCheckpointer::waitsForTheWriter()
 {
     RawDatabase writer(path);
     writer.run(u"BEGIN IMMEDIATE; INSERT INTO a VALUES (1)"_s);
     LogCheckpointer checkpointer(path);
-    QVERIFY(!checkpointer.run(Writers::GiveUp, 0ms)); // which must not cost the next one its wait
     std::atomic<bool> committed = false;
     std::atomic<bool> ranEarly = false;
     std::atomic<bool> ran = false;
 
     std::thread waiting([&] {
-        ran = checkpointer.run(Writers::Wait, 0ms);
+        ran = checkpointer.run(0ms);
         ranEarly = ran && !committed;
     });
     QTest::qWait(20);
@@ -164,11 +162,11 @@ void TestLogCheckpointer::aPatientOneWaitsForTheReaderOfTheOldLog()
     RawDatabase reader(path);
     reader.run(u"BEGIN; SELECT count(*) FROM a"_s);
     RawDatabase(path).run(u"INSERT INTO a VALUES (zeroblob(200000))"_s);
-    QVERIFY(LogCheckpointer(path).run(Writers::GiveUp, 0ms));
+    QVERIFY(LogCheckpointer(path).run(0ms));
     QVERIFY(fileSize() < 300000);
     LogCheckpointer checkpointer(path);
 
-    std::thread waiting([&] { checkpointer.run(Writers::GiveUp, 300ms); });
+    std::thread waiting([&] { checkpointer.run(300ms); });
     reader.run(u"COMMIT"_s);
     waiting.join();
 

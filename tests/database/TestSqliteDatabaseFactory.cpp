@@ -40,6 +40,35 @@ void write(const QString& path, const QByteArray& bytes)
         file.write(bytes);
 }
 
+// A journal that takes back all that was added to a file of so many pages: its magic, no record, a
+// nonce, the pages, and the sizes of a sector and a page.
+QByteArray journalOfSizeBefore(char pages)
+{
+    QByteArray header =
+        QByteArray::fromHex("d9d505f920a163d7 00000000 12345678 00000000 00000200 00001000");
+    header[15 + 4] = pages;
+    return header.leftJustified(512, '\0');
+}
+
+// More pages than are checked at each opening, one of them overwritten. It was closed in order.
+void makeLargeAndDamaged(const QString& file)
+{
+    SqliteDatabaseFactory::open(file);
+    RawDatabase(file).run(
+        u"PRAGMA journal_mode = DELETE; INSERT INTO ProductConfiguration (name)"
+        u" SELECT replace(hex(zeroblob(500)), '0', 'x') FROM"
+        u" (WITH RECURSIVE n(i) AS (VALUES (1) UNION ALL SELECT i + 1 FROM n WHERE i < 2000)"
+        u" SELECT i FROM n); PRAGMA journal_mode = WAL"_s);
+    QFile bytes(file);
+    QVERIFY(bytes.open(QIODevice::ReadWrite));
+    QVERIFY(bytes.size() > 400 * 4096);
+    QVERIFY(bytes.seek(300 * 4096));
+    QCOMPARE(bytes.write(QByteArray(4096, '\xA5')), 4096);
+    bytes.close();
+    QFile::remove(file + u"-wal"_s);
+    QFile::remove(file + u"-shm"_s);
+}
+
 bool add(SqliteDatabaseFactory& factory, const QString& alias)
 {
     const auto query = factory.CreateQuery();
@@ -77,7 +106,15 @@ private Q_SLOTS:
     void threadsThatOpenOneNewPathAtOnceShareIt();
     void threadsWriteAndReadAtTheSameTime();
     void readersDoNotWaitForAWriter();
-    void leavesTheFileWholeWhenItCloses();
+    void leavesTheFileWholeAndAloneWhenItCloses();
+    void leavesTheLogToThoseWhoStay();
+    void aRefusedFileKeepsItsLog();
+    void findsDamageInALargeFileAfterAnUncleanEnd();
+    void doesNotReadAllOfALargeFileThatWasClosed();
+    void doesNotTakeOtherUsersForAnUncleanEnd();
+    void takesNoFileOfZerosOver_data();
+    void takesNoFileOfZerosOver();
+    void usesTheJournalWhileAnotherProgramKeepsTheFileLocked();
     void theLogStaysBoundedUnderConstantWriting();
     void theLogStaysBoundedWhileReadersComeAndGo();
     void aQueryOutlivesItsFactory();
@@ -348,13 +385,10 @@ void TestSqliteDatabaseFactory::carriesOnAfterACrashWhileTheDatabaseWasMade()
 
 void TestSqliteDatabaseFactory::carriesOnAfterAPowerCutWhileTheDatabaseWasMade()
 {
-    // The first page did not reach the disk, and a journal says that the file was empty: its magic,
-    // no record, a nonce, no page, and the sizes of a sector and a page.
+    // The first page did not reach the disk.
     const QString file = path(u"store.db"_s);
     write(file, QByteArray(8192, '\0'));
-    const QByteArray journal =
-        QByteArray::fromHex("d9d505f920a163d7 00000000 12345678 00000000 00000200 00001000");
-    write(file + u"-journal"_s, journal.leftJustified(512, '\0'));
+    write(file + u"-journal"_s, journalOfSizeBefore(0));
 
     QVERIFY(add(*SqliteDatabaseFactory::open(file), u"a"_s));
 
@@ -426,7 +460,7 @@ void TestSqliteDatabaseFactory::readersDoNotWaitForAWriter()
     QVERIFY(factory->GetDatabase()->commit());
 }
 
-void TestSqliteDatabaseFactory::leavesTheFileWholeWhenItCloses()
+void TestSqliteDatabaseFactory::leavesTheFileWholeAndAloneWhenItCloses()
 {
     const QString file = path(u"store.db"_s);
     {
@@ -436,6 +470,123 @@ void TestSqliteDatabaseFactory::leavesTheFileWholeWhenItCloses()
     }
 
     QVERIFY(bytesOf(file).contains("in the log"));
+    QCOMPARE(QDir(folder->path()).entryList(QDir::Files), QStringList{u"store.db"_s});
+}
+
+void TestSqliteDatabaseFactory::leavesTheLogToThoseWhoStay()
+{
+    const auto stays = SqliteDatabaseFactory::open(path(u"store.db"_s));
+    QVERIFY(add(*SqliteDatabaseFactory::open(path(u"store.db"_s)), u"in the log"_s));
+
+    QVERIFY(bytesOf(path(u"store.db-wal"_s)).contains("in the log"));
+    QVERIFY(add(*stays, u"also"_s));
+}
+
+void TestSqliteDatabaseFactory::aRefusedFileKeepsItsLog()
+{
+    const QString file = path(u"store.db"_s);
+    SqliteDatabaseFactory::open(file);
+    RawDatabase(file).run(
+        u"PRAGMA user_version = 3; UPDATE StoreIdentity SET lastCompatibleVersion = 3"_s);
+    const QByteArray log = bytesOf(file + u"-wal"_s);
+    QVERIFY(log.size() > 0);
+
+    QVERIFY_THROWS_EXCEPTION(DatabaseError, SqliteDatabaseFactory::open(file));
+
+    QCOMPARE(bytesOf(file + u"-wal"_s), log);
+}
+
+void TestSqliteDatabaseFactory::findsDamageInALargeFileAfterAnUncleanEnd()
+{
+    const QString file = path(u"store.db"_s);
+    makeLargeAndDamaged(file);
+    RawDatabase(file).run(u"UPDATE Schedules SET syncInterval = 31"_s);
+    const QByteArray before = bytesOf(file);
+    const QByteArray log = bytesOf(file + u"-wal"_s);
+    QVERIFY(log.size() > 0);
+
+    try {
+        SqliteDatabaseFactory::open(file);
+        QFAIL("open() took it");
+    } catch (const DatabaseError& error) {
+        QCOMPARE(error.cause(), Cause::Damaged);
+        QVERIFY2(error.text().contains(file), error.what());
+    }
+
+    QCOMPARE(bytesOf(file), before);
+    QCOMPARE(bytesOf(file + u"-wal"_s), log);
+}
+
+void TestSqliteDatabaseFactory::doesNotReadAllOfALargeFileThatWasClosed()
+{
+    const QString file = path(u"store.db"_s);
+    makeLargeAndDamaged(file);
+
+    QVERIFY(add(*SqliteDatabaseFactory::open(file), u"a"_s));
+    QVERIFY(add(*SqliteDatabaseFactory::open(file), u"b"_s));
+}
+
+void TestSqliteDatabaseFactory::doesNotTakeOtherUsersForAnUncleanEnd()
+{
+    const QString file = path(u"store.db"_s);
+    makeLargeAndDamaged(file);
+    const auto inThisProcess = SqliteDatabaseFactory::open(file);
+    QVERIFY(add(*inThisProcess, u"a"_s));
+    QVERIFY(QFileInfo(file + u"-wal"_s).size() > 0);
+
+    QVERIFY(add(*SqliteDatabaseFactory::open(file), u"b"_s));
+
+    QCOMPARE(RawDatabase(file).value(u"SELECT count(*) FROM ServerConfiguration"_s), u"2"_s);
+    QVERIFY(add(*inThisProcess, u"c"_s));
+}
+
+void TestSqliteDatabaseFactory::takesNoFileOfZerosOver_data()
+{
+    QTest::addColumn<QByteArray>("content");
+    QTest::addColumn<QByteArray>("journal");
+    const QByteArray zeros(2 * 4096, '\0');
+    QTest::newRow("without a journal") << zeros << QByteArray();
+    QTest::newRow("another program's journal") << zeros << QByteArray(512, 'j');
+    QTest::newRow("a journal that gives something back") << zeros << journalOfSizeBefore(1);
+}
+
+void TestSqliteDatabaseFactory::takesNoFileOfZerosOver()
+{
+    QFETCH(const QByteArray, content);
+    QFETCH(const QByteArray, journal);
+    const QString file = path(u"store.db"_s);
+    write(file, content);
+    if (!journal.isEmpty())
+        write(file + u"-journal"_s, journal);
+
+    try {
+        SqliteDatabaseFactory::open(file);
+        QFAIL("open() took it");
+    } catch (const DatabaseError& error) {
+        QCOMPARE(error.cause(), Cause::NotADatabase);
+    }
+
+    QCOMPARE(bytesOf(file), content);
+    QCOMPARE(bytesOf(file + u"-journal"_s), journal);
+}
+
+void TestSqliteDatabaseFactory::usesTheJournalWhileAnotherProgramKeepsTheFileLocked()
+{
+    const QString file = path(u"store.db"_s);
+    SqliteDatabaseFactory::open(file);
+    RawDatabase other(file);
+    other.run(u"PRAGMA journal_mode = DELETE; BEGIN IMMEDIATE"_s);
+    const CapturedWarnings log;
+
+    const auto factory = SqliteDatabaseFactory::open(file);
+
+    const auto query = factory->CreateQuery();
+    query->prepare(u"SELECT syncInterval FROM Schedules"_s);
+    QVERIFY(query->exec() && query->next() && !query->next());
+    QCOMPARE(log.texts(), QStringList{u"velmio.database: "_s + factory->warnings().value(0)});
+    other.run(u"COMMIT"_s);
+    QVERIFY(add(*factory, u"a"_s));
+    QCOMPARE(other.value(u"PRAGMA journal_mode"_s), u"delete"_s);
 }
 
 void TestSqliteDatabaseFactory::theLogStaysBoundedUnderConstantWriting()

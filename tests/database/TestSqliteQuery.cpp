@@ -338,7 +338,7 @@ void TestSqliteQuery::settingsThatTheStoreRestsOnCannotBeChanged()
     QVERIFY2(query->lastError().contains(u"belongs to the store"), qPrintable(query->lastError()));
     const auto reading = prepared(u"PRAGMA synchronous"_s);
     QVERIFY(reading->exec() && reading->next());
-    QCOMPARE(reading->value(0).toInt(), 2);
+    QCOMPARE(reading->value(0).toInt(), 3);
 }
 
 void TestSqliteQuery::insertsTellTheirIdAndUpdatesTheirCount()

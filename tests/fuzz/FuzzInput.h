@@ -4,6 +4,7 @@
 #include <QString>
 
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 
 namespace sync::test {
@@ -27,11 +28,13 @@ inline QString fuzzText(const std::uint8_t* bytes, std::size_t size)
     return text + QString::fromUtf8(run);
 }
 
-/// Ends the process when two ways gave different results, so that the fuzzer keeps the input.
-inline void fuzzRequire(bool holds)
+/// Ends the process when something does not hold that should, so that the fuzzer keeps the input.
+inline void fuzzRequire(bool holds, int line = __builtin_LINE())
 {
-    if (!holds)
-        std::abort();
+    if (holds)
+        return;
+    std::fprintf(stderr, "Line %d does not hold.\n", line);
+    std::abort();
 }
 
 } // namespace sync::test

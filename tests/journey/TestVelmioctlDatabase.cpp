@@ -189,6 +189,9 @@ void TestVelmioctlDatabase::lockedDatabaseIsBusy()
     QVERIFY(database->rollback());
 
     QCOMPARE(run.exitCode, 4);
+    const QString holder =
+        u"process %1 (TestVelmioctlDa)"_s.arg(QCoreApplication::applicationPid());
+    QVERIFY2(run.errors.contains(holder), qPrintable(run.errors));
     QCOMPARE(run.object()[u"failed"_s].toInt(), 1);
     QCOMPARE(run.object()[u"new"_s].toInt(), 0);
     QCOMPARE(run.errors.count(u'\n'), 1);

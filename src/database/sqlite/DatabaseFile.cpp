@@ -4,9 +4,9 @@
 #include <database/DatabaseError.h>
 #include <database/sqlite/Migrations.h>
 #include <database/sqlite/SqliteError.h>
-#include <database/sqlite/SqliteHandle.h>
 #include <database/sqlite/SystemFiles.h>
 #include <database/sqlite/Tables.h>
+#include <database/sqlite/UncleanEnd.h>
 
 #include <QDir>
 #include <QFile>
@@ -104,31 +104,25 @@ QString movedWarning(const QString& path)
            u"more, and make this one your own with 'velmioctl adopt'."_s.arg(path);
 }
 
+QString noLogWarning(const QString& path)
+{
+    return u"The database %1 is used with a journal in place of its write-ahead log, as another "
+           u"program keeps it locked: writing is slower, and waits for those who read. Open it "
+           u"again when that program has ended."_s.arg(path);
+}
+
+// Zeros of a file that has no whole header.
 Header readHeader(sqlite3* database, const QString& path)
 {
     sqlite3_file* file = nullptr;
     Header header{};
     sqlite3_file_control(database, "main", SQLITE_FCNTL_FILE_POINTER, &file);
     const int result = file->pMethods->xRead(file, header.data(), HeaderBytes, 0);
-    if (result != SQLITE_OK && result != SQLITE_IOERR_SHORT_READ)
+    if (result == SQLITE_IOERR_SHORT_READ)
+        return {};
+    if (result != SQLITE_OK)
         failAt(path, u"Cannot read the database"_s, EIO);
-    if (result != SQLITE_OK || std::memcmp(header.data(), Magic, sizeof Magic) != 0)
-        throw notADatabase(path);
     return header;
-}
-
-// Whether SQLite was interrupted while it filled a new file. Its journal says that the file was
-// empty (sqlite.org/fileformat2.html#the_rollback_journal), and the next connection makes it so.
-bool isHalfCreated(const QString& path)
-{
-    constexpr char JournalMagic[] = "\xd9\xd5\x05\xf9\x20\xa1\x63\xd7";
-    constexpr qsizetype InitialPagesOffset = 16;
-    QFile journal(path + u"-journal"_s);
-    if (!journal.open(QIODevice::ReadOnly))
-        return false;
-    const QByteArray header = journal.read(HeaderBytes);
-    return header.size() == HeaderBytes && header.startsWith(JournalMagic) &&
-           qFromBigEndian<qint32>(header.constData() + InitialPagesOffset) == 0;
 }
 
 void requireKnownVersion(sqlite3* database, long long version, const QString& path)
@@ -140,10 +134,13 @@ void requireKnownVersion(sqlite3* database, long long version, const QString& pa
 // Looks at a file with content before a connection is opened that might write to it.
 void inspect(const QString& path)
 {
-    if (isHalfCreated(path))
+    // A power cut while the file was made can leave anything in it.
+    if (isUndoneByItsJournal(path))
         return;
     const SqliteHandle database = openForReading(path, LogBeside::Ignored);
     const Header header = readHeader(database.get(), path);
+    if (std::memcmp(header.data(), Magic, sizeof Magic) != 0)
+        throw notADatabase(path);
     const auto applicationId = qFromBigEndian<qint32>(header.data() + ApplicationIdOffset);
     const auto version = qFromBigEndian<qint32>(header.data() + UserVersionOffset);
     if (applicationId == ApplicationId) {
@@ -157,6 +154,13 @@ void inspect(const QString& path)
     if (applicationId != 0 || version != 0 || hasLog || hasJournal ||
         queryNumber(database.get(), "SELECT count(*) FROM sqlite_schema", path) != 0)
         throw foreignDatabase(path);
+}
+
+void checkPages(sqlite3* database, const QString& path)
+{
+    const QString finding = queryCheck(database, "PRAGMA quick_check(1)", path);
+    if (finding != u"ok")
+        throw damaged(path, finding.simplified());
 }
 
 void backUpBeforeMigration(const QString& path, long long version)
@@ -173,11 +177,13 @@ void backUpBeforeMigration(const QString& path, long long version)
     }
 }
 
-void bringUpToDate(sqlite3* database, const QString& path, QStringList& warnings)
+void bringUpToDate(sqlite3* database, const QString& path, bool unclean, QStringList& warnings)
 {
     const auto version = queryNumber(database, "PRAGMA user_version", path);
     // The log may hold a newer version than the header of the file.
     requireKnownVersion(database, version, path);
+    if (unclean || queryNumber(database, "PRAGMA page_count", path) <= FullyCheckedPages)
+        checkPages(database, path);
     if (version > 0 && version < currentSchemaVersion())
         backUpBeforeMigration(path, version);
     if (version < currentSchemaVersion())
@@ -200,34 +206,34 @@ void checkTable(sqlite3* database, const QByteArray& table, const QString& path)
     queryNumber(database, first.constData(), path);
 }
 
-void checkContent(sqlite3* database, const QString& path)
+void checkTables(sqlite3* database, const QString& path)
 {
     for (const char* const table : Tables)
         checkTable(database, table, path);
     checkTable(database, "StoreIdentity", path);
-    if (queryNumber(database, "PRAGMA page_count", path) > FullyCheckedPages)
-        return;
-    const QString finding = queryCheck(database, "PRAGMA quick_check(1)", path);
-    if (finding != u"ok")
-        throw damaged(path, finding.simplified());
 }
 
-// Two processes that create the database at the same moment get in each other's way here, and
-// SQLite does not call the busy handler for this.
-void useWriteAheadLog(sqlite3* database, const QString& path)
+QString useWriteAheadLog(sqlite3* database, const QString& path)
 {
     using namespace std::chrono_literals;
-    const auto deadline = std::chrono::steady_clock::now() + BusyTimeout;
+    // Longer than another process takes that creates the database at the same moment.
+    const auto deadline = std::chrono::steady_clock::now() + 500ms;
+    setWaiting(database, false);
     for (;;) {
         try {
-            queryText(database, "PRAGMA journal_mode = WAL", path);
-            return;
+            QString mode = queryText(database, "PRAGMA journal_mode = WAL", path);
+            setWaiting(database, true);
+            return mode;
         } catch (const DatabaseError& error) {
-            if (error.cause() != Cause::Busy || std::chrono::steady_clock::now() > deadline)
+            if (error.cause() != Cause::Busy)
                 throw;
-            std::this_thread::sleep_for(1ms);
         }
+        if (std::chrono::steady_clock::now() > deadline)
+            break;
+        std::this_thread::sleep_for(1ms);
     }
+    setWaiting(database, true);
+    return queryText(database, "PRAGMA journal_mode", path);
 }
 
 } // namespace
@@ -265,14 +271,20 @@ OpenedFile prepareDatabaseFile(const QString& givenPath)
         // SQLite would delete the log, which may be all that is left.
         throw damaged(path, u"it is empty, but its log is not"_s);
 
+    const bool unclean = endedUncleanly(path);
     OpenedFile opened;
-    const SqliteHandle database = openConnection(path);
-    bringUpToDate(database.get(), path, opened.warnings);
-    checkContent(database.get(), path);
-    useWriteAheadLog(database.get(), path);
-    opened.identity = identify(database.get(), path);
+    opened.connection = openConnection(path);
+    sqlite3* const database = opened.connection.get();
+    // A file that is refused stays as it is.
+    setCheckpointAtClose(database, false);
+    bringUpToDate(database, path, unclean, opened.warnings);
+    checkTables(database, path);
+    if (useWriteAheadLog(database, path) != u"wal")
+        opened.warnings += noLogWarning(path);
+    opened.identity = identify(database, path);
     if (opened.identity.moved)
         opened.warnings += movedWarning(path);
+    setCheckpointAtClose(database, true);
     return opened;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <database/sqlite/SqliteHandle.h>
 #include <database/sqlite/StoreIdentity.h>
 
 #include <QStringList>
@@ -17,10 +18,13 @@ struct OpenedFile
 {
     StoreIdentity identity;
     QStringList warnings; ///< For a person.
+    SqliteHandle connection;
 };
 
 /// Makes a database file ready to be used: creates it when there is none, checks that it is ours
 /// and whole, brings its schema up to date and switches it to the write-ahead log.
+///
+/// All of the file is read when its last user ended uncleanly, and when it is small.
 ///
 /// Throws DatabaseError, and has then not changed a file that is not ours, too new or damaged.
 OpenedFile prepareDatabaseFile(const QString& path);

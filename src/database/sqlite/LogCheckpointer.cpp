@@ -13,7 +13,7 @@ LogCheckpointer::LogCheckpointer(const QString& path)
 {
 }
 
-bool LogCheckpointer::run(Writers writers, std::chrono::milliseconds patience) noexcept
+bool LogCheckpointer::run(std::chrono::milliseconds patience) noexcept
 {
     const std::lock_guard lock(mutex);
     try {
@@ -24,15 +24,10 @@ bool LogCheckpointer::run(Writers writers, std::chrono::milliseconds patience) n
     const auto exec = [this](const char* sql) {
         return sqlite3_exec(writeLock.get(), sql, nullptr, nullptr, nullptr) == SQLITE_OK;
     };
-    if (writers == Writers::GiveUp)
-        sqlite3_busy_timeout(writeLock.get(), 0);
-    const bool locked = exec("BEGIN IMMEDIATE");
-    const bool copied = locked && copyLog(patience);
-    if (locked)
-        exec("ROLLBACK");
-    // Its way of waiting is gone: the next run opens another.
-    if (writers == Writers::GiveUp)
-        writeLock.reset();
+    if (!exec("BEGIN IMMEDIATE"))
+        return false;
+    const bool copied = copyLog(patience);
+    exec("ROLLBACK");
     return copied;
 }
 

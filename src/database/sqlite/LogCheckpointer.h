@@ -20,15 +20,12 @@ class LogCheckpointer
 public:
     explicit LogCheckpointer(const QString& path);
 
-    /// Whether the writers of other processes are waited for.
-    enum class Writers { Wait, GiveUp };
-
     /// Checkpoints as far as the readers allow. The caller holds the turn of the writer queue and
-    /// no transaction. False when it could not run.
+    /// no transaction. False when it could not run, as when another process does not stop writing.
     ///
     /// The write lock is held for `patience` longer than the copying takes, so that readers leave
     /// the old part of the log: only then can it be copied, and the next writer begin it anew.
-    bool run(Writers writers, std::chrono::milliseconds patience) noexcept;
+    bool run(std::chrono::milliseconds patience) noexcept;
 
 private:
     void open();

@@ -45,8 +45,8 @@ QString refusalOf(int action, const char* first, const char* second)
 
 } // namespace
 
-SqliteConnection::SqliteConnection(const QString& path)
-    : database(openConnection(path))
+SqliteConnection::SqliteConnection(SqliteHandle opened)
+    : database(std::move(opened))
 {
     sqlite3_wal_hook(
         handle(),

@@ -27,8 +27,7 @@ struct PreparedStatement
 class SqliteConnection
 {
 public:
-    /// Throws DatabaseError.
-    explicit SqliteConnection(const QString& path);
+    explicit SqliteConnection(SqliteHandle opened);
     ~SqliteConnection();
 
     SqliteConnection(const SqliteConnection&) = delete;

@@ -1,6 +1,12 @@
 #include <database/sqlite/SqliteError.h>
 
+#include <database/sqlite/LockHolder.h>
+
+#include <QFile>
+
 #include <sqlite3.h>
+
+#include <cerrno>
 
 using namespace Qt::StringLiterals;
 
@@ -8,15 +14,31 @@ namespace sync::database {
 
 namespace {
 
-DatabaseError::Cause causeOf(sqlite3* database)
+using Cause = DatabaseError::Cause;
+
+// SQLite says only that it could not open a file, which may be one that it has to create.
+Cause causeOfFailedOpen(int systemError)
 {
-    using Cause = DatabaseError::Cause;
+    switch (systemError) {
+    case ENOSPC:
+    case EDQUOT:
+        return Cause::DiskFull;
+    case EROFS:
+        return Cause::ReadOnly;
+    default:
+        return Cause::NoPermission;
+    }
+}
+
+Cause causeOf(sqlite3* database)
+{
     // The index of the log could not grow: the first thing that fails on a full disk.
     if (sqlite3_extended_errcode(database) == SQLITE_IOERR_SHMSIZE)
         return Cause::DiskFull;
     switch (sqlite3_errcode(database) & 0xff) {
     case SQLITE_BUSY:
     case SQLITE_LOCKED:
+    case SQLITE_PROTOCOL: // Others kept getting in between while the log was opened.
         return Cause::Busy;
     case SQLITE_FULL:
         return Cause::DiskFull;
@@ -27,8 +49,9 @@ DatabaseError::Cause causeOf(sqlite3* database)
         return Cause::Damaged;
     case SQLITE_PERM:
     case SQLITE_AUTH:
-    case SQLITE_CANTOPEN:
         return Cause::NoPermission;
+    case SQLITE_CANTOPEN:
+        return causeOfFailedOpen(sqlite3_system_errno(database));
     case SQLITE_IOERR:
         return Cause::InputOutput;
     default:
@@ -36,13 +59,36 @@ DatabaseError::Cause causeOf(sqlite3* database)
     }
 }
 
-QString remedyFor(DatabaseError::Cause cause)
+QString busyRemedy(sqlite3* database)
 {
-    using Cause = DatabaseError::Cause;
-    switch (cause) {
-    case Cause::Busy:
+    const auto holder = lockHolderOf(QFile::decodeName(sqlite3_db_filename(database, "main")));
+    if (!holder)
         return u"Another process or thread has been writing to it for more than 5 s: try again, "
                u"or end that process."_s;
+    QString process = u"process %1 (%2) on %3"_s.arg(
+        QString::number(holder->processId), holder->program, holder->host);
+    if (holder->runningSince.isValid())
+        process += u", running since "_s + holder->runningSince.toString(u"yyyy-MM-dd HH:mm:ss"_s);
+    return u"It is held by "_s + process + u": try again when that has finished, or end it."_s;
+}
+
+QString remedyFor(sqlite3* database)
+{
+    switch (sqlite3_extended_errcode(database)) {
+    case SQLITE_BUSY_SNAPSHOT:
+        return u"Somebody else has written since this thread began a SELECT: release that query "
+               u"first, and try again."_s;
+    case SQLITE_READONLY_DBMOVED:
+        return u"The file was moved, replaced or deleted while it was open: end the programs that "
+               u"use it, and see that it is in its place."_s;
+    case SQLITE_NOMEM:
+        return u"There is not enough memory: end other programs and try again."_s;
+    default:
+        break;
+    }
+    switch (causeOf(database)) {
+    case Cause::Busy:
+        return busyRemedy(database);
     case Cause::DiskFull:
         return u"The disk is full: free some space and try again."_s;
     case Cause::ReadOnly:
@@ -71,26 +117,20 @@ QString messageOf(sqlite3* database)
 
 Failure failureOf(sqlite3* database)
 {
-    const auto cause = causeOf(database);
-    if (sqlite3_extended_errcode(database) == SQLITE_BUSY_SNAPSHOT) {
-        return {
-            cause, messageOf(database) +
-                       u". Somebody else has written since this thread began a SELECT: release "
-                       u"that query first, and try again."_s};
-    }
-    const QString remedy = remedyFor(cause);
-    return {cause, remedy.isEmpty() ? messageOf(database) : messageOf(database) + u". "_s + remedy};
+    const QString remedy = remedyFor(database);
+    return {
+        causeOf(database),
+        remedy.isEmpty() ? messageOf(database) : messageOf(database) + u". "_s + remedy};
 }
 
-DatabaseError databaseError(sqlite3* database, const QString& path)
+SqliteError databaseError(sqlite3* database, const QString& path)
 {
-    const auto cause = causeOf(database);
-    const QString remedy = remedyFor(cause);
+    const QString remedy = remedyFor(database);
     QString text =
         u"The database "_s + path + u" cannot be used: "_s + messageOf(database) + u"."_s;
     if (!remedy.isEmpty())
         text += u" "_s + remedy;
-    return {cause, text};
+    return {causeOf(database), text, sqlite3_extended_errcode(database)};
 }
 
 } // namespace sync::database

@@ -21,8 +21,24 @@ struct Failure
 /// It names tables and columns at most, and no value.
 Failure failureOf(sqlite3* database);
 
+/// A failed call on a database file, with SQLite's extended result code.
+class SqliteError : public DatabaseError
+{
+public:
+    SqliteError(Cause cause, const QString& text, int code)
+        : DatabaseError(cause, text)
+        , resultCode(code)
+    {
+    }
+
+    int code() const noexcept { return resultCode; }
+
+private:
+    int resultCode;
+};
+
 /// The error of a failed call on a database file. Takes the extended result code and message from
 /// the connection.
-DatabaseError databaseError(sqlite3* database, const QString& path);
+SqliteError databaseError(sqlite3* database, const QString& path);
 
 } // namespace sync::database

@@ -61,7 +61,7 @@ void SqliteFinalizer::operator()(sqlite3_stmt* statement) const noexcept
     sqlite3_finalize(statement);
 }
 
-SqliteHandle openConnection(const QString& path)
+SqliteHandle openConnection(const QString& path, Locking locking)
 {
     // NOMUTEX: a connection is used by one thread at a time, which the pool sees to.
     constexpr int Flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE;
@@ -73,19 +73,36 @@ SqliteHandle openConnection(const QString& path)
         throw databaseError(opened, path);
 
     sqlite3_extended_result_codes(opened, 1);
-    sqlite3_busy_handler(opened, waitForOtherProcess, nullptr);
+    setWaiting(opened, true);
     // A checkpoint of ours runs only while the write lock is held: see LogCheckpointer.
     sqlite3_wal_autocheckpoint(opened, 0);
-    sqlite3_db_config(opened, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
-    // synchronous: a commit is on the disk when it returns. fullfsync: also on macOS, where
-    // fsync() stops at the drive's cache. temp_store: no copy of a setting lands in /tmp.
-    // journal_size_limit: a log that one large transaction has blown up shrinks again.
+    // Not one that fails already here.
+    setCheckpointAtClose(opened, false);
+    // Before the first setting that reads the file.
+    if (locking == Locking::Exclusive)
+        execute(opened, "PRAGMA locking_mode = EXCLUSIVE", path);
+    // synchronous: a commit is on the disk when it returns; EXTRA differs from FULL only without
+    // the write-ahead log, where the removal of the journal, which is the commit, must be there
+    // too. fullfsync: also on macOS, where fsync() stops at the drive's cache. temp_store: no copy
+    // of a setting lands in /tmp. journal_size_limit: a log that one large transaction has blown up
+    // shrinks again.
     execute(
         opened,
-        "PRAGMA synchronous = FULL; PRAGMA fullfsync = ON; PRAGMA temp_store = MEMORY;"
+        "PRAGMA synchronous = EXTRA; PRAGMA fullfsync = ON; PRAGMA temp_store = MEMORY;"
         "PRAGMA cache_size = -16384; PRAGMA mmap_size = 0; PRAGMA journal_size_limit = 33554432;",
         path);
+    setCheckpointAtClose(opened, true);
     return database;
+}
+
+void setWaiting(sqlite3* database, bool on)
+{
+    sqlite3_busy_handler(database, on ? waitForOtherProcess : nullptr, nullptr);
+}
+
+void setCheckpointAtClose(sqlite3* database, bool on)
+{
+    sqlite3_db_config(database, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, on ? 0 : 1, nullptr);
 }
 
 SqliteHandle openForReading(const QString& path, LogBeside log)

@@ -28,9 +28,23 @@ using SqliteHandle = std::unique_ptr<sqlite3, SqliteCloser>;
 /// An owned prepared statement. It has to go before its connection.
 using StatementHandle = std::unique_ptr<sqlite3_stmt, SqliteFinalizer>;
 
+/// Whether a connection lets others use the file between its statements.
+enum class Locking {
+    Shared,
+    Exclusive, ///< Needs no shared memory for the log; fails while others have a log open.
+};
+
 /// A connection for one thread at a time, set up as every one of ours: see the source for what
-/// each setting is for. It has not touched the file's content yet. Throws DatabaseError.
-SqliteHandle openConnection(const QString& path);
+/// each setting is for. Throws DatabaseError.
+SqliteHandle openConnection(const QString& path, Locking locking = Locking::Shared);
+
+/// Has a statement of the connection wait for other processes, up to the busy timeout, or not at
+/// all. A new connection waits.
+void setWaiting(sqlite3* database, bool on);
+
+/// Whether closing the connection copies the log into the file and removes it, should nobody else
+/// have the file open by then; a new connection does. Otherwise the file stays as it is.
+void setCheckpointAtClose(sqlite3* database, bool on);
 
 /// Whether a connection that only reads looks at what lies beside the file.
 enum class LogBeside {

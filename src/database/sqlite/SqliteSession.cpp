@@ -33,9 +33,9 @@ private:
 
 } // namespace
 
-SqliteSession::SqliteSession(SqliteStore& store, const QString& path)
+SqliteSession::SqliteSession(SqliteStore& store, SqliteHandle opened)
     : store(store)
-    , sqlite(path)
+    , sqlite(std::move(opened))
 {
 }
 

@@ -19,7 +19,7 @@ class SqliteStore;
 class SqliteSession
 {
 public:
-    SqliteSession(SqliteStore& store, const QString& path);
+    SqliteSession(SqliteStore& store, SqliteHandle opened);
     ~SqliteSession();
 
     SqliteSession(const SqliteSession&) = delete;

@@ -45,23 +45,23 @@ thread_local OpenHostTransactions openHostTransactions;
 
 SqliteStore::SqliteStore(const QString& path, OpenedFile file)
     : databasePath(path)
-    , openedFile(std::move(file))
-    , moved(openedFile.identity.moved)
+    , openingWarnings(file.warnings)
+    , ownStoreId(file.identity.storeId)
+    , moved(file.identity.moved)
     , writers(WriterQueue::forFile(QFileInfo(path).canonicalFilePath()))
     , checkpointer(path)
     , checkpointAtPages(CheckpointPages)
 {
+    // Also says from now on that the file is in use.
+    idle.push_back(std::make_unique<SqliteSession>(*this, std::move(file.connection)));
 }
 
 SqliteStore::~SqliteStore()
 {
-    // The sessions roll back what is open and give up their turn, which the checkpoint needs.
+    // They roll back what is open and give up their turn, for which they need the rest of the
+    // store.
     active.clear();
     idle.clear();
-    if (hasWritten && writers->enter(std::chrono::milliseconds(0))) {
-        checkpointer.run(LogCheckpointer::Writers::GiveUp, std::chrono::milliseconds(0));
-        writers->leave();
-    }
 }
 
 SqliteSession* SqliteStore::borrow()
@@ -77,7 +77,7 @@ SqliteSession* SqliteStore::borrow()
         session = takeIdle(thread);
     }
     if (!session)
-        session = std::make_unique<SqliteSession>(*this, databasePath);
+        session = std::make_unique<SqliteSession>(*this, openConnection(databasePath));
     session->thread = thread;
     session->users = 1;
     const std::lock_guard lock(sessionsMutex);
@@ -142,7 +142,6 @@ void SqliteStore::checkpointIfDue(int logPages) noexcept
 {
     if (logPages == 0)
         return;
-    hasWritten = true;
     if (logPages < logPagesBefore) {
         // A writer has begun the log anew.
         checkpointAtPages = CheckpointPages;
@@ -151,7 +150,7 @@ void SqliteStore::checkpointIfDue(int logPages) noexcept
     logPagesBefore = logPages;
     if (logPages < checkpointAtPages)
         return;
-    checkpointer.run(LogCheckpointer::Writers::Wait, checkpointPatience);
+    checkpointer.run(checkpointPatience);
     checkpointAtPages = logPages + std::max(logPages, CheckpointPages) / RetryShare;
     checkpointPatience =
         std::min(std::max(2 * checkpointPatience, std::chrono::milliseconds(1)), MaximumPatience);

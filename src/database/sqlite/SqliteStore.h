@@ -28,9 +28,9 @@ public:
     ~SqliteStore();
 
     const QString& path() const { return databasePath; }
-    const OpenedFile& file() const { return openedFile; }
-
-    /// As file() says, until the store is adopted.
+    QStringList warnings() const { return openingWarnings; }
+    QString storeId() const { return ownStoreId; }
+    /// As it was found, until the store is adopted.
     bool isMoved() const { return moved; }
     void noteAdopted() { moved = false; }
 
@@ -62,7 +62,8 @@ public:
 
 private:
     const QString databasePath;
-    const OpenedFile openedFile;
+    const QStringList openingWarnings;
+    const QString ownStoreId;
     std::atomic<bool> moved;
     const std::shared_ptr<WriterQueue> writers;
     LogCheckpointer checkpointer;
@@ -81,7 +82,6 @@ private:
     int logPagesBefore = 0;
     int checkpointAtPages;
     std::chrono::milliseconds checkpointPatience{0};
-    std::atomic<bool> hasWritten = false;
 
     std::atomic<int> commitFailures = 0;
     std::atomic<int> errors = 0;

@@ -1,0 +1,213 @@
+#include <database/sqlite/SqliteError.h>
+#include <database/sqlite/SqliteHandle.h>
+
+#include <support/RawDatabase.h>
+
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <cerrno>
+
+using namespace Qt::StringLiterals;
+using sync::database::DatabaseError;
+using sync::database::databaseError;
+using sync::database::failureOf;
+using sync::database::openConnection;
+using sync::test::RawDatabase;
+using Cause = DatabaseError::Cause;
+
+Q_DECLARE_METATYPE(DatabaseError::Cause)
+
+namespace {
+
+// A VFS that answers an operation on a database file as it is told.
+struct Refusal
+{
+    enum Operation { None, Read, Write, Lock, MapSharedMemory };
+    Operation operation = None;
+    int result = SQLITE_OK;
+    int systemError = 0;
+} refusal;
+
+sqlite3_io_methods realMethods;
+sqlite3_io_methods methods;
+sqlite3_vfs vfs;
+
+bool refuses(Refusal::Operation operation)
+{
+    if (refusal.operation == operation)
+        errno = refusal.systemError;
+    return refusal.operation == operation;
+}
+
+int read(sqlite3_file* file, void* bytes, int count, sqlite3_int64 offset)
+{
+    return refuses(Refusal::Read) ? refusal.result : realMethods.xRead(file, bytes, count, offset);
+}
+
+int write(sqlite3_file* file, const void* bytes, int count, sqlite3_int64 offset)
+{
+    return refuses(Refusal::Write) ? refusal.result
+                                   : realMethods.xWrite(file, bytes, count, offset);
+}
+
+int lock(sqlite3_file* file, int level)
+{
+    return refuses(Refusal::Lock) ? refusal.result : realMethods.xLock(file, level);
+}
+
+int mapSharedMemory(sqlite3_file* file, int page, int size, int extend, void volatile** memory)
+{
+    return refuses(Refusal::MapSharedMemory)
+               ? refusal.result
+               : realMethods.xShmMap(file, page, size, extend, memory);
+}
+
+int open(sqlite3_vfs* /*vfs*/, sqlite3_filename name, sqlite3_file* file, int flags, int* outFlags)
+{
+    sqlite3_vfs* const real = static_cast<sqlite3_vfs*>(vfs.pAppData);
+    const int result = real->xOpen(real, name, file, flags, outFlags);
+    if (result == SQLITE_OK && (flags & SQLITE_OPEN_MAIN_DB) != 0) {
+        realMethods = *file->pMethods;
+        methods = realMethods;
+        methods.xRead = read;
+        methods.xWrite = write;
+        methods.xLock = lock;
+        methods.xShmMap = mapSharedMemory;
+        file->pMethods = &methods;
+    }
+    return result;
+}
+
+} // namespace
+
+class TestSqliteError : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void cleanup() { refusal = {}; }
+
+    void failuresOfTheSystemAreToldApart_data();
+    void failuresOfTheSystemAreToldApart();
+    void textSaysWhatHappenedAndWhatToDo();
+    void anotherWriterIsBusy();
+    void aFileThatIsGoneSaysSo();
+};
+
+void TestSqliteError::initTestCase()
+{
+    sqlite3_vfs* const real = sqlite3_vfs_find(nullptr);
+    vfs = *real;
+    vfs.zName = "refusing";
+    vfs.pAppData = real;
+    vfs.xOpen = open;
+    sqlite3_vfs_register(&vfs, 1);
+}
+
+void TestSqliteError::failuresOfTheSystemAreToldApart_data()
+{
+    QTest::addColumn<int>("operation");
+    QTest::addColumn<int>("result");
+    QTest::addColumn<int>("systemError");
+    QTest::addColumn<Cause>("cause");
+    QTest::addColumn<QString>("remedy");
+    QTest::newRow("disk full") << int(Refusal::Write) << SQLITE_FULL << ENOSPC << Cause::DiskFull
+                               << u"free some space"_s;
+    QTest::newRow("no room for the index of the log")
+        << int(Refusal::MapSharedMemory) << SQLITE_IOERR_SHMSIZE << EIO << Cause::DiskFull
+        << u"free some space"_s;
+    QTest::newRow("I/O error") << int(Refusal::Read) << SQLITE_IOERR_READ << EIO
+                               << Cause::InputOutput << u"check the disk"_s;
+    QTest::newRow("locked") << int(Refusal::Lock) << SQLITE_BUSY << EAGAIN << Cause::Busy
+                            << u"try again"_s;
+    QTest::newRow("log that others keep opening")
+        << int(Refusal::MapSharedMemory) << SQLITE_PROTOCOL << 0 << Cause::Busy << u"try again"_s;
+    QTest::newRow("no right to the index of the log")
+        << int(Refusal::MapSharedMemory) << SQLITE_CANTOPEN << EACCES << Cause::NoPermission
+        << u"you may read and write"_s;
+    QTest::newRow("no room for the file of the log's index")
+        << int(Refusal::MapSharedMemory) << SQLITE_CANTOPEN << ENOSPC << Cause::DiskFull
+        << u"free some space"_s;
+    QTest::newRow("read-only place") << int(Refusal::MapSharedMemory) << SQLITE_CANTOPEN << EROFS
+                                     << Cause::ReadOnly << u"writable"_s;
+    QTest::newRow("damaged file system") << int(Refusal::Read) << SQLITE_IOERR_CORRUPTFS << EIO
+                                         << Cause::InputOutput << u"check the disk"_s;
+    QTest::newRow("damaged") << int(Refusal::Read) << SQLITE_CORRUPT << 0 << Cause::Damaged
+                             << u"backup"_s;
+    QTest::newRow("out of memory")
+        << int(Refusal::Read) << SQLITE_NOMEM << 0 << Cause::Other << u"memory"_s;
+}
+
+void TestSqliteError::failuresOfTheSystemAreToldApart()
+{
+    QFETCH(const int, operation);
+    QFETCH(const int, result);
+    QFETCH(const int, systemError);
+    QFETCH(const Cause, cause);
+    QFETCH(const QString, remedy);
+    const QTemporaryDir folder;
+    const QString path = folder.filePath(u"store.db"_s);
+    RawDatabase(path).run(u"PRAGMA journal_mode = %1; CREATE TABLE a (b)"_s.arg(
+        operation == Refusal::MapSharedMemory ? u"WAL"_s : u"DELETE"_s));
+    RawDatabase database(path);
+    refusal = {static_cast<Refusal::Operation>(operation), result, systemError};
+
+    QVERIFY(!database.tryRun("INSERT INTO a VALUES (1)"));
+
+    const DatabaseError error = databaseError(database.handle(), path);
+    QCOMPARE(error.cause(), cause);
+    QCOMPARE(failureOf(database.handle()).cause, cause);
+    QVERIFY2(error.text().contains(remedy), error.what());
+    QVERIFY2(error.text().contains(path), error.what());
+    QVERIFY(failureOf(database.handle()).text.contains(remedy));
+}
+
+void TestSqliteError::textSaysWhatHappenedAndWhatToDo()
+{
+    const QTemporaryDir folder;
+    RawDatabase database(folder.filePath(u"store.db"_s));
+    refusal = {Refusal::Lock, SQLITE_BUSY, EAGAIN};
+    QVERIFY(!database.tryRun("CREATE TABLE a (b)"));
+
+    QCOMPARE(
+        failureOf(database.handle()).text,
+        u"database is locked (SQLite error 5). Another process or thread has been writing to it "
+        u"for more than 5 s: try again, or end that process."_s);
+    QCOMPARE(
+        databaseError(database.handle(), u"/a/b.db"_s).text(),
+        u"The database /a/b.db cannot be used: database is locked (SQLite error 5). Another "
+        u"process or thread has been writing to it for more than 5 s: try again, or end that "
+        u"process."_s);
+}
+
+void TestSqliteError::anotherWriterIsBusy()
+{
+    const QTemporaryDir folder;
+    const QString path = folder.filePath(u"store.db"_s);
+    RawDatabase writer(path);
+    writer.run(u"PRAGMA journal_mode = WAL; CREATE TABLE a (b); BEGIN IMMEDIATE"_s);
+    RawDatabase other(path);
+
+    QVERIFY(!other.tryRun("INSERT INTO a VALUES (1)"));
+
+    QCOMPARE(failureOf(other.handle()).cause, Cause::Busy);
+}
+
+void TestSqliteError::aFileThatIsGoneSaysSo()
+{
+    const QTemporaryDir folder;
+    const QString path = folder.filePath(u"store.db"_s);
+    RawDatabase database(path);
+    database.run(u"CREATE TABLE a (b)"_s);
+    QVERIFY(QFile::rename(path, path + u".away"_s));
+
+    QVERIFY(!database.tryRun("INSERT INTO a VALUES (1)"));
+
+    QCOMPARE(failureOf(database.handle()).cause, Cause::ReadOnly);
+    QVERIFY(failureOf(database.handle()).text.contains(u"moved"_s));
+}
+
+QTEST_GUILESS_MAIN(TestSqliteError)
+#include "TestSqliteError.moc"

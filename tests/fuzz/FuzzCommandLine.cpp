@@ -1,0 +1,60 @@
+#include "FuzzFolder.h"
+#include "FuzzInput.h"
+
+#include <velmioctl/Application.h>
+#include <velmioctl/Session.h>
+
+#include <QByteArrayList>
+#include <QLoggingCategory>
+
+#include <cstdio>
+#include <fcntl.h>
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+using namespace velmioctl;
+using sync::test::fuzzRequire;
+
+namespace {
+
+std::FILE* nowhere = nullptr;
+
+void run(QByteArrayList arguments)
+{
+    arguments.prepend("velmioctl");
+    std::vector<const char*> words;
+    for (const QByteArray& argument : std::as_const(arguments))
+        words.push_back(argument.constData());
+    Session session(Output(nowhere, nowhere, {}, {}));
+    session.databaseOption = "configuration.db";
+    const auto code =
+        static_cast<int>(runApplication(static_cast<int>(words.size()), words.data(), session));
+    fuzzRequire(code >= 0 && code <= 130);
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/)
+{
+    QLoggingCategory::setFilterRules(u"velmio.*=false"_s);
+    nowhere = std::fopen("/dev/null", "r+");
+    const QByteArray folder = sync::test::fuzzFolder().toLocal8Bit();
+    for (const char* const variable : {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "HOME"})
+        qputenv(variable, folder);
+    // Nobody is there to answer, and relative names lead into the folder.
+    fuzzRequire(nowhere && ::dup2(::fileno(nowhere), STDIN_FILENO) == STDIN_FILENO);
+    fuzzRequire(::chdir(folder.constData()) == 0);
+    run({"init"});
+    return 0;
+}
+
+/// Words between line ends as the arguments of velmioctl: any answer, but an answer.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size)
+{
+    const QByteArray text(reinterpret_cast<const char*>(bytes), static_cast<qsizetype>(size));
+    // Commands write to the files that they name: all but those of the folder are out of bounds.
+    if (text.contains('/') || text.contains("..") || text.contains('\0') || text.contains('~'))
+        return 0;
+    run(text.split('\n'));
+    return 0;
+}
