@@ -32,6 +32,9 @@ using Reason = DatabaseBackups::Reason;
 constexpr std::array Reasons{
     Reason::Manual, Reason::Migration, Reason::Rekey, Reason::Import, Reason::Fix};
 
+// What PartialFile puts behind a name, without the dot.
+constexpr int UnfinishedSuffixSize = 6;
+
 // Sorts like the times.
 const QString TimeFormat = u"yyyyMMdd'T'HHmmsszzz'Z'"_s;
 
@@ -41,6 +44,11 @@ std::optional<Reason> reasonOf(const QString& word)
         return DatabaseBackups::wordFor(reason) == word;
     });
     return found == Reasons.end() ? std::nullopt : std::optional(*found);
+}
+
+QFileInfoList filesIn(const QString& folder)
+{
+    return QDir(folder).entryInfoList(QDir::Files | QDir::Hidden | QDir::NoSymLinks);
 }
 
 // What the name of a file tells; nothing when it is not one that pathFor() gives.
@@ -138,6 +146,7 @@ DatabaseBackups::Backup DatabaseBackups::make(Reason reason) const
     made.time = time;
     made.reason = reason;
     removeOldest(made);
+    removeUnfinished();
     return made;
 }
 
@@ -167,8 +176,7 @@ QList<DatabaseBackups::Backup> DatabaseBackups::list() const
 {
     const QString name = QFileInfo(databasePath).fileName();
     QList<Backup> backups;
-    for (const QFileInfo& file :
-         QDir(folder()).entryInfoList(QDir::Files | QDir::Hidden | QDir::NoSymLinks)) {
+    for (const QFileInfo& file : filesIn(folder())) {
         if (const auto backup = backupOf(file, name))
             backups.append(*backup);
     }
@@ -263,6 +271,19 @@ void DatabaseBackups::removeOldest(const Backup& made) const
             continue;
         if (++newer > KeptPerReason)
             QFile::remove(backup.path);
+    }
+}
+
+void DatabaseBackups::removeUnfinished() const
+{
+    // Older than any copying takes.
+    const QDateTime yesterday = QDateTime::currentDateTimeUtc().addDays(-1);
+    for (const QFileInfo& file : filesIn(folder())) {
+        // Behind the name that it was to get stands a dot and what makes it unlike others.
+        const QFileInfo intended(file.path() + u'/' + file.completeBaseName());
+        if (backupOf(intended, QFileInfo(databasePath).fileName()) &&
+            file.suffix().size() == UnfinishedSuffixSize && file.lastModified() < yesterday)
+            QFile::remove(file.filePath());
     }
 }
 

@@ -17,8 +17,9 @@ namespace sync::database {
 ///
 /// A copy is one moment of the database, made while others read and write. It is a single file for
 /// its user alone, which was checked as a whole before it got its name, and durable by then. No
-/// operation writes over a file or deletes one, but for the oldest copies in folder(). All throw
-/// DatabaseError. The class keeps no state: any thread may use it.
+/// operation writes over a file or deletes one, but for the oldest copies in folder() and what
+/// killed processes left there. All throw DatabaseError. The class keeps no state: any thread may
+/// use it.
 class VELMIO_DATABASE_EXPORT DatabaseBackups
 {
 public:
@@ -103,6 +104,7 @@ private:
     QString replaceBy(sqlite3* source) const;
     QString pathFor(const QDateTime& time, Reason reason) const;
     void removeOldest(const Backup& made) const;
+    void removeUnfinished() const;
 
     const QString databasePath; // behind symbolic links
 };

@@ -1,4 +1,5 @@
 #include <support/RawDatabase.h>
+#include <support/TemporaryPlace.h>
 
 #include <database/DatabaseBackups.h>
 #include <database/DatabaseError.h>
@@ -198,7 +199,7 @@ void TestSalvage::initTestCase()
 
 void TestSalvage::init()
 {
-    folder = std::make_unique<QTemporaryDir>();
+    folder = std::make_unique<QTemporaryDir>(sync::test::temporaryPlaceInMemory());
     path = folder->filePath(u"store.db"_s);
     QFile file(path);
     QVERIFY(file.open(QIODevice::WriteOnly));

@@ -176,6 +176,7 @@ void TestSqliteDatabaseFactory::marksItsFile()
 
     QCOMPARE(raw.value(u"PRAGMA application_id"_s), QString::number(0x56656C6D));
     QCOMPARE(raw.value(u"PRAGMA user_version"_s), u"2"_s);
+    QCOMPARE(SqliteDatabaseFactory::schemaVersion(), 2);
     QCOMPARE(raw.value(u"PRAGMA journal_mode"_s), u"wal"_s);
     QCOMPARE(raw.value(u"PRAGMA integrity_check"_s), u"ok"_s);
     // Also in the file itself, where "file" and the like look, and not only in the log.

@@ -307,20 +307,11 @@ void TestVelmioctlExplain::answerForPeopleBeginsWithTheVerdict()
 
 void TestVelmioctlExplain::changesNothing()
 {
-    const auto bytes = [this] {
-        QByteArray all;
-        for (const QString& suffix : {u""_s, u"-wal"_s}) {
-            QFile file(tool->databasePath() + suffix);
-            if (file.open(QIODevice::ReadOnly))
-                all += file.readAll();
-        }
-        return all;
-    };
-    const QByteArray before = bytes();
+    const QByteArray before = tool->databaseBytes();
 
     QCOMPARE(tool->run({u"explain"_s, u"one/a/new"_s}).exitCode, 0);
 
-    QCOMPARE(bytes(), before);
+    QCOMPARE(tool->databaseBytes(), before);
 }
 
 QTEST_GUILESS_MAIN(TestVelmioctlExplain)

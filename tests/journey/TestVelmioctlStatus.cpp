@@ -36,16 +36,6 @@ private:
         QVERIFY(file.setFileTime(
             QDateTime(QDate(2021, 3, 4), QTime(5, 6, 7)), QFileDevice::FileModificationTime));
     }
-    QByteArray databaseBytes() const
-    {
-        QByteArray bytes;
-        for (const QString& suffix : {u""_s, u"-wal"_s}) {
-            QFile file(tool->databasePath() + suffix);
-            if (file.open(QIODevice::ReadOnly))
-                bytes += file.readAll();
-        }
-        return bytes;
-    }
 
     std::unique_ptr<VelmioctlRunner> tool;
 };
@@ -138,14 +128,14 @@ void TestVelmioctlStatus::writesNothing()
 {
     scan();
     tool->writeFile(u"one/new"_s, "n");
-    const QByteArray bytes = databaseBytes();
+    const QByteArray bytes = tool->databaseBytes();
     const auto filters = QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot;
     const QStringList entries = QDir(tool->path(u"."_s)).entryList(filters);
     const QStringList rootEntries = QDir(tool->path(u"one"_s)).entryList(filters);
 
     QCOMPARE(tool->run({u"status"_s}).exitCode, 1);
 
-    QCOMPARE(databaseBytes(), bytes);
+    QCOMPARE(tool->databaseBytes(), bytes);
     QCOMPARE(QDir(tool->path(u"."_s)).entryList(filters), entries);
     QCOMPARE(QDir(tool->path(u"one"_s)).entryList(filters), rootEntries);
 }

@@ -85,6 +85,17 @@ VelmioctlRun VelmioctlRunner::runPlain(const QStringList& arguments, const QByte
     return result;
 }
 
+QByteArray VelmioctlRunner::databaseBytes() const
+{
+    QByteArray bytes;
+    for (const QString& suffix : {u""_s, u"-wal"_s}) {
+        QFile file(databasePath() + suffix);
+        if (file.open(QIODevice::ReadOnly))
+            bytes += file.readAll();
+    }
+    return bytes;
+}
+
 QString VelmioctlRunner::programPath() const
 {
     return QStringLiteral(VELMIOCTL);

@@ -41,6 +41,9 @@ public:
     bool execute(const QString& sql) const;
     static bool execute(const QString& sql, const QString& database);
 
+    /// The content of the database file and its log.
+    QByteArray databaseBytes() const;
+
     QString programPath() const;
     QString databasePath() const { return path(QStringLiteral("configuration.db")); }
     QString keyPath() const { return homePath() + QStringLiteral("/velmio/password.key"); }

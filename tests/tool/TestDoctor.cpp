@@ -25,6 +25,7 @@ private Q_SLOTS:
     void nothingIsMendedThatLeadsToNewErrors();
     void nothingIsMendedAfterAFailedRead();
     void brokenTreeIsMendedAtOnce();
+    void copiesAreComparedInEveryColumn();
     void rootsAreComparedAsTheManagerDoes_data();
     void rootsAreComparedAsTheManagerDoes();
 };
@@ -346,6 +347,27 @@ void TestDoctor::brokenTreeIsMendedAtOnce()
     mend(sample.session);
 
     QCOMPARE(sample.findings(), QStringList());
+}
+
+// A column that is forgotten here would let a row go that holds something of its own.
+void TestDoctor::copiesAreComparedInEveryColumn()
+{
+    DoctorSample sample;
+    int fixesSeen = 0;
+    for (const Fix& fix : fixes()) {
+        if (!fix.check.endsWith(u".duplicate-path"))
+            continue;
+        ++fixesSeen;
+        const auto columns = sample.session.database().select(
+            u"SELECT name FROM pragma_table_info('%1') WHERE name <> 'id'"_s.arg(fix.table));
+        while (columns->next()) {
+            const QString column = columns->value(0).toString();
+            const QRegularExpression compared(u"\\bfirst\\.%1[,)]"_s.arg(column));
+            QVERIFY2(fix.select.contains(compared), qPrintable(fix.table + u' ' + column));
+        }
+    }
+
+    QCOMPARE(fixesSeen, 2);
 }
 
 void TestDoctor::rootsAreComparedAsTheManagerDoes_data()

@@ -1,3 +1,5 @@
+#include "AsNobody.h"
+
 #include <velmioctl/FileState.h>
 #include <velmioctl/Interruption.h>
 #include <velmioctl/Progress.h>
@@ -25,28 +27,6 @@ using sync::config::FolderConfiguration;
 namespace velmioctl {
 
 namespace {
-
-constexpr uid_t Nobody = 65534;
-
-/// Takes the rights from root, whom permissions do not bind.
-class AsNobody
-{
-public:
-    AsNobody()
-        : wasRoot(::geteuid() == 0)
-    {
-        if (wasRoot)
-            wasRoot = ::seteuid(Nobody) == 0;
-    }
-    ~AsNobody()
-    {
-        if (wasRoot && ::seteuid(0) != 0)
-            qFatal("The rights of root are lost.");
-    }
-
-private:
-    bool wasRoot;
-};
 
 /// A database and a tree of folders with one registered root.
 class Place
@@ -88,19 +68,6 @@ public:
     {
         return session.database().number(u"SELECT count(*) FROM FileConfiguration"_s);
     }
-    // Nobody may work in it, too.
-    void giveToNobody() const
-    {
-        if (::geteuid() != 0)
-            return;
-        QDirIterator all(
-            directory.path(), QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot,
-            QDirIterator::Subdirectories);
-        while (all.hasNext())
-            QCOMPARE(::chown(QFile::encodeName(all.next()).constData(), Nobody, Nobody), 0);
-        QCOMPARE(::chown(QFile::encodeName(directory.path()).constData(), Nobody, Nobody), 0);
-    }
-
     QTemporaryDir directory;
     Session session{Output(stdout, stderr, {}, {})};
     FolderConfiguration root;
@@ -257,7 +224,7 @@ void TestScan::unreadableFileIsStoredWithoutChecksum()
     Place place({u"a"_s});
     place.writeFile(u"a/closed"_s);
     QVERIFY(QFile::setPermissions(place.filePath(u"a/closed"_s), {}));
-    place.giveToNobody();
+    QVERIFY(giveToNobody(place.directory.path()));
     Progress progress(stderr, {});
     Scan scan(place.session, progress, {}, [] { return false; });
 
@@ -284,7 +251,7 @@ void TestScan::unreadableFolderLosesNoFile()
     Progress progress(stderr, {});
     Scan(place.session, progress, {}, [] { return false; }).run(place.root);
     QVERIFY(QFile::setPermissions(place.filePath(u"a"_s), {}));
-    place.giveToNobody();
+    QVERIFY(giveToNobody(place.directory.path()));
     Scan scan(place.session, progress, {HashMode::Changed, true}, [] { return false; });
 
     {

@@ -180,23 +180,29 @@ void TestWatchedDatabase::causesGiveExitCodes_data()
     using Cause = DatabaseError::Cause;
     QTest::addColumn<int>("cause");
     QTest::addColumn<ExitCode>("code");
-    QTest::newRow("busy") << int(Cause::Busy) << ExitCode::Busy;
-    QTest::newRow("damaged") << int(Cause::Damaged) << ExitCode::Damaged;
-    QTest::newRow("no database") << int(Cause::NotADatabase) << ExitCode::Damaged;
-    QTest::newRow("too new") << int(Cause::TooNew) << ExitCode::TooNew;
-    QTest::newRow("read-only") << int(Cause::ReadOnly) << ExitCode::OtherError;
+    QTest::addColumn<bool>("canBeRecovered");
+    QTest::newRow("busy") << int(Cause::Busy) << ExitCode::Busy << false;
+    QTest::newRow("damaged") << int(Cause::Damaged) << ExitCode::Damaged << true;
+    QTest::newRow("no database") << int(Cause::NotADatabase) << ExitCode::Damaged << true;
+    QTest::newRow("too new") << int(Cause::TooNew) << ExitCode::TooNew << false;
+    QTest::newRow("read-only") << int(Cause::ReadOnly) << ExitCode::OtherError << false;
 }
 
 void TestWatchedDatabase::causesGiveExitCodes()
 {
     QFETCH(int, cause);
     QFETCH(ExitCode, code);
+    QFETCH(bool, canBeRecovered);
+    const DatabaseError failure(static_cast<DatabaseError::Cause>(cause), u"why"_s);
 
-    const CommandError error =
-        openingError(DatabaseError(static_cast<DatabaseError::Cause>(cause), u"why"_s));
+    const CommandError plain = commandError(failure);
+    const CommandError error = openingError(failure);
 
+    QCOMPARE(plain.code(), code);
+    QCOMPARE(plain.text(), u"why"_s);
     QCOMPARE(error.code(), code);
-    QCOMPARE(error.text(), u"why"_s);
+    QVERIFY(error.text().startsWith(u"why"_s));
+    QCOMPARE(error.text().contains(u"velmioctl recover --from-backup"_s), canBeRecovered);
 }
 
 } // namespace velmioctl

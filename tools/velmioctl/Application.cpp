@@ -7,6 +7,7 @@
 #include "FolderCommands.h"
 #include "InitCommand.h"
 #include "ProductCommands.h"
+#include "RecoveryCommands.h"
 #include "ScanCommand.h"
 #include "ScheduleCommands.h"
 #include "SecretsCommands.h"
@@ -68,6 +69,7 @@ void setUp(CLI::App& app, Session& session)
     addExplainCommand(app, session);
     addAdoptCommand(app, session);
     addBackupCommands(app, session);
+    addRecoveryCommands(app, session);
     app.footer("Exit codes: 0 done, 1 findings, 2 wrong usage, 3 not found, 4 database busy,\n"
                "5 damaged, 6 too new, 7 key unavailable, 8 other error, 130 interrupted.");
 }

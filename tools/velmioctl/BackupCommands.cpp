@@ -52,7 +52,7 @@ void list(Session& session)
     table.alignRight(2);
     QJsonArray array;
     QStringList findings;
-    for (const auto& backup : DatabaseBackups(session.existingDatabasePath()).list()) {
+    for (const auto& backup : DatabaseBackups(session.databasePath()).list()) {
         const QString finding = findingIn(backup);
         QJsonObject object = objectOf(backup);
         object.insert(u"verified"_s, finding.isEmpty());

@@ -43,12 +43,18 @@ QString Session::databasePath() const
 QString Session::existingDatabasePath() const
 {
     QString path = databasePath();
-    if (!QFileInfo::exists(path)) {
+    if (QFileInfo::exists(path))
+        return path;
+    const QString missing = u"There is no database %1: "_s.arg(quoted(path));
+    if (!DatabaseBackups(path).list().isEmpty()) {
         throw CommandError(
-            ExitCode::NotFound, u"There is no database %1: create it with 'velmioctl init', or "
-                                u"name another one with --database."_s.arg(quoted(path)));
+            ExitCode::NotFound, missing +
+                                    u"put the newest backup there with 'velmioctl recover "
+                                    u"--from-backup', or name another one with --database."_s);
     }
-    return path;
+    throw CommandError(
+        ExitCode::NotFound,
+        missing + u"create it with 'velmioctl init', or name another one with --database."_s);
 }
 
 WatchedDatabase& Session::database()
@@ -79,9 +85,10 @@ void Session::backUp(DatabaseBackups::Reason reason)
         const auto made = DatabaseBackups(databasePath()).make(reason);
         output.note(u"Made a backup first: %1"_s.arg(quoted(made.path)));
     } catch (const DatabaseError& error) {
+        const CommandError failure = openingError(error);
         throw CommandError(
-            openingError(error).code(),
-            u"Nothing was changed, as the backup that comes first failed. "_s + error.text());
+            failure.code(),
+            u"Nothing was changed, as the backup that comes first failed. "_s + failure.text());
     }
 }
 

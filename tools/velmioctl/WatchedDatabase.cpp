@@ -33,11 +33,32 @@ ExitCode exitCodeOf(DatabaseError::Cause cause)
     }
 }
 
+QString wayOutOf(DatabaseError::Cause cause)
+{
+    switch (cause) {
+    case DatabaseError::Cause::Damaged:
+        return u" 'velmioctl recover --from-backup' puts the newest whole backup in the place of "
+               u"the database, and 'velmioctl recover --salvage' what can still be read of it; "
+               u"both "
+               u"keep the damaged file."_s;
+    case DatabaseError::Cause::NotADatabase:
+        return u" Where it was your database, 'velmioctl recover --from-backup' keeps it and puts "
+               u"the newest whole backup in its place."_s;
+    default:
+        return {};
+    }
+}
+
 } // namespace
+
+CommandError commandError(const DatabaseError& error)
+{
+    return {exitCodeOf(error.cause()), error.text()};
+}
 
 CommandError openingError(const DatabaseError& error)
 {
-    return {exitCodeOf(error.cause()), error.text()};
+    return {exitCodeOf(error.cause()), error.text() + wayOutOf(error.cause())};
 }
 
 WatchedDatabase::WatchedDatabase(std::shared_ptr<SqliteDatabaseFactory> openFactory)
@@ -83,7 +104,7 @@ void WatchedDatabase::check()
         text += u'.';
     if (error->cause() == DatabaseError::Cause::Other)
         text += u" See what 'velmioctl stats' says of the database, and try again."_s;
-    throw CommandError(exitCodeOf(error->cause()), text);
+    throw CommandError(exitCodeOf(error->cause()), text + wayOutOf(error->cause()));
 }
 
 void WatchedDatabase::check(bool succeeded, const QString& action)

@@ -20,7 +20,10 @@ class SqliteDatabaseFactory;
 
 namespace velmioctl {
 
-/// The exit code and text for a database that cannot be opened.
+/// The exit code and text of an error.
+CommandError commandError(const sync::database::DatabaseError& error);
+
+/// The same for the database of the session: with the commands that help where it is damaged.
 CommandError openingError(const sync::database::DatabaseError& error);
 
 /// A database whose failures end the command.

@@ -68,9 +68,9 @@ void requireWhole(sqlite3* database, const QString& path)
                 Cause::Damaged,
                 u"it is damaged (the table %1 is missing)."_s.arg(QLatin1StringView(table)));
     }
-    const QString finding = queryCheck(database, "PRAGMA integrity_check(1)", path);
-    if (finding != u"ok")
-        throw unfit(Cause::Damaged, u"it is damaged (%1)."_s.arg(finding.simplified()));
+    const QString damage = queryDamage(database, "PRAGMA integrity_check(1)", path);
+    if (!damage.isEmpty())
+        throw unfit(Cause::Damaged, u"it is damaged (%1)."_s.arg(damage));
 }
 
 void verify(sqlite3* database, const QString& path)

@@ -158,9 +158,9 @@ void inspect(const QString& path)
 
 void checkPages(sqlite3* database, const QString& path)
 {
-    const QString finding = queryCheck(database, "PRAGMA quick_check(1)", path);
-    if (finding != u"ok")
-        throw damaged(path, finding.simplified());
+    const QString damage = queryDamage(database, "PRAGMA quick_check(1)", path);
+    if (!damage.isEmpty())
+        throw damaged(path, damage);
 }
 
 void backUpBeforeMigration(const QString& path, long long version)
@@ -211,6 +211,12 @@ void checkTables(sqlite3* database, const QString& path)
     for (const char* const table : Tables)
         checkTable(database, table, path);
     checkTable(database, "StoreIdentity", path);
+    // Read when the log is in use, and then it is too late to leave the file as it was.
+    constexpr auto CountColumns =
+        "SELECT count(*) FROM pragma_table_info('StoreIdentity')"
+        " WHERE name IN ('storeId', 'machineStamp', 'lastCompatibleVersion')";
+    if (queryNumber(database, CountColumns, path) != 3)
+        throw damaged(path, u"the table StoreIdentity has not its columns"_s);
 }
 
 QString useWriteAheadLog(sqlite3* database, const QString& path)

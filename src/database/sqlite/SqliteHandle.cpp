@@ -1,12 +1,14 @@
 #include <database/sqlite/SqliteHandle.h>
 
 #include <database/sqlite/SqliteError.h>
+#include <database/sqlite/SystemFiles.h>
 
 #include <QFile>
 #include <QUrl>
 
 #include <sqlite3.h>
 
+#include <cerrno>
 #include <chrono>
 #include <thread>
 
@@ -47,6 +49,13 @@ bool stepOrThrow(sqlite3* database, const StatementHandle& statement, const QStr
     default:
         throw databaseError(database, path);
     }
+}
+
+// Whether a check did not get a page from the disk (btree.c, checkTreePage() and checkList()),
+// which says nothing about the file.
+bool isFailedRead(const QString& finding)
+{
+    return finding.contains(u"unable to get the page") || finding.contains(u"failed to get page");
 }
 
 } // namespace
@@ -144,16 +153,13 @@ QString queryText(sqlite3* database, const char* sql, const QString& path)
         reinterpret_cast<const char*>(sqlite3_column_text(statement.get(), 0)));
 }
 
-QString queryCheck(sqlite3* database, const char* sql, const QString& path)
+QString queryDamage(sqlite3* database, const char* check, const QString& path)
 {
-    QString finding = queryText(database, sql, path);
-    // The words of checkTreePage() and checkList() in SQLite's btree.c.
-    if (finding.contains(u"unable to get the page") || finding.contains(u"failed to get page"))
-        throw DatabaseError(
-            DatabaseError::Cause::InputOutput,
-            u"Cannot read the database %1: the disk did not give all of it. Check the disk."_s.arg(
-                path));
-    return finding;
+    QString finding = queryText(database, check, path).simplified();
+    if (isFailedRead(finding))
+        failAt(path, u"Cannot read the database"_s, EIO);
+    finding.remove(u"*** in database main *** "_s);
+    return finding == u"ok" ? QString() : finding;
 }
 
 } // namespace sync::database

@@ -64,8 +64,8 @@ long long queryNumber(sqlite3* database, const char* sql, const QString& path);
 /// Column 0 of the first row of a query, empty without a row; throws DatabaseError.
 QString queryText(sqlite3* database, const char* sql, const QString& path);
 
-/// What "PRAGMA quick_check(1)" or "PRAGMA integrity_check(1)" finds; "ok" when that is nothing. A
-/// page that the disk did not give is no finding: throws DatabaseError.
-QString queryCheck(sqlite3* database, const char* sql, const QString& path);
+/// What a check such as "PRAGMA integrity_check(1)" finds first, empty when all is well. Throws
+/// DatabaseError, also when a page could not be read.
+QString queryDamage(sqlite3* database, const char* check, const QString& path);
 
 } // namespace sync::database

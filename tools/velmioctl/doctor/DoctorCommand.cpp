@@ -58,11 +58,26 @@ QStringList linesOf(const Plan& plan)
     return lines;
 }
 
+QString questionOf(const Plan& plan)
+{
+    long long rows = 0;
+    for (const auto& planned : plan.records)
+        rows += planned.rows;
+    QStringList deeds;
+    if (rows > 0)
+        deeds += u"make a backup and mend %1 records"_s.arg(rows);
+    if (!plan.files.isEmpty())
+        deeds += u"close %1 files to other users"_s.arg(plan.files.size());
+    const QString question = deeds.join(u", and "_s) + u'?';
+    return question.at(0).toUpper() + question.mid(1);
+}
+
 void printPlan(Output& output, const QStringList& lines)
 {
     if (output.json())
         return;
-    output.printText(u"\nWith --fix, doctor makes a backup first and then, in one transaction:"_s);
+    output.printText(
+        u"\nWith --fix, doctor does this, records in one transaction behind a backup:"_s);
     for (const QString& line : lines) {
         output.printLines(
             u"  - "_s + wrapped(line, output.answerTerminal().columns, 4).mid(4) + u'\n');
@@ -134,7 +149,7 @@ QJsonObject fix(
     printPlan(session.output, lines);
     if (options.dryRun)
         return answer;
-    session.confirm(options.yes, u"Make a backup, and mend this: %1?"_s.arg(lines.join(u"; "_s)));
+    session.confirm(options.yes, questionOf(plan));
     answer.insert(u"mended"_s, mendAll(session, path, plan));
     return answer;
 }

@@ -5,18 +5,21 @@
 #include <core/Crypto.h>
 #include <core/FileKeyStore.h>
 #include <database/DatabaseBackups.h>
+#include <database/DatabaseError.h>
 
 #include <QFile>
 #include <QFileInfo>
 
 #include <cerrno>
 #include <cstring>
+#include <fcntl.h>
 #include <optional>
 #include <sys/stat.h>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
 using sync::database::DatabaseBackups;
+using sync::database::DatabaseError;
 
 namespace velmioctl::doctor {
 
@@ -28,7 +31,7 @@ constexpr mode_t GroupAndOthers = S_IRWXG | S_IRWXO;
 const Check NotWritable{
     u"store.not-writable"_s, Severity::Error, u"places that take no writes"_s,
     u"The client can store nothing, and refuses to start with this database."_s,
-    u"Give yourself the right to: 'chmod u+rw {name}', or mount the disk so that it takes "
+    u"Give yourself the right to: 'chmod u+rw \"{name}\"', or mount the disk so that it takes "
     u"writes."_s};
 const Check Permissions{
     u"store.permissions"_s, Severity::Warning, u"files that let other users in"_s,
@@ -51,11 +54,21 @@ QStringList ownFiles(const QString& givenPath)
     const auto keys = sync::core::crypto::keyStore();
     if (const auto* const file = dynamic_cast<const sync::core::crypto::FileKeyStore*>(keys.get()))
         files += file->path();
-    const DatabaseBackups backups(path);
-    files += backups.folder();
-    for (const auto& backup : backups.list())
-        files += backup.path;
+    try {
+        const DatabaseBackups backups(path);
+        files += backups.folder();
+        for (const auto& backup : backups.list())
+            files += backup.path;
+    } catch (const DatabaseError&) {
+        // What cannot be listed here is for its owner to look at.
+    }
     return files;
+}
+
+// By the rights that opening it goes by, which access() does not ask for.
+bool takesWrites(const QString& path)
+{
+    return ::faccessat(AT_FDCWD, QFile::encodeName(path).constData(), R_OK | W_OK, AT_EACCESS) == 0;
 }
 
 } // namespace
@@ -68,7 +81,7 @@ std::vector<Check> fileChecks()
 void checkAccess(const QString& path, const Found& found)
 {
     for (const QString& place : {path, QFileInfo(path).absolutePath()}) {
-        if (::access(QFile::encodeName(place).constData(), R_OK | W_OK) != 0) {
+        if (!takesWrites(place)) {
             found(
                 NotWritable,
                 {.name = place, .detail = QString::fromLocal8Bit(std::strerror(errno))});

@@ -70,8 +70,9 @@ QString withFolderOfItsPath(const QString& table, const QString& condition)
     return u"SELECT f.id AS id, min(above.id) AS value FROM %1 AS f"
            u" JOIN FolderConfiguration AS above ON above.clientPath = %2"
            u" WHERE %3 AND NOT EXISTS (SELECT 1 FROM %1 AS other"
-           u" WHERE other.clientPath = f.clientPath AND other.id <> f.id) GROUP BY f.id HAVING count(*) = 1"_s
-               .arg(table, sql::folderPathOf(u"f.clientPath"_s), condition);
+           u" WHERE other.clientPath = f.clientPath AND other.id <> f.id)"
+           u" GROUP BY f.id HAVING count(*) = 1"_s.arg(
+               table, sql::folderPathOf(u"f.clientPath"_s), condition);
 }
 
 // Rows that are in every column as an earlier one of the same path.

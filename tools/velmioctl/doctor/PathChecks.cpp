@@ -76,6 +76,7 @@ void checkClientOverlaps(IDatabaseFactory& database, const Check& check, const F
 {
     const std::vector<Root> roots = readRoots(database);
     std::vector<Place> places;
+    places.reserve(roots.size());
     for (const Root& root : roots)
         places.push_back({keyOf(root.clientPath), &root});
     findOverlaps(std::move(places), [&](const Root& inner, const Root& outer) {

@@ -25,6 +25,11 @@ UnreadableDatabase failure(sqlite3* database)
                                               QString::number(sqlite3_extended_errcode(database)))};
 }
 
+bool hasContent(const QString& path)
+{
+    return QFileInfo(path).size() > 0;
+}
+
 } // namespace
 
 UnreadableDatabase::UnreadableDatabase(int result, const QString& text)
@@ -128,11 +133,13 @@ ReadOnlyDatabase::ReadOnlyDatabase(const QString& path)
         open(path, "mode=ro");
     } catch (const UnreadableDatabase& error) {
         // In a folder that takes no writes there may be no index of the log to be had. Then the
-        // file can only be read as if nobody ever wrote to it.
-        if (error.result() != SQLITE_CANTOPEN && error.result() != SQLITE_READONLY)
+        // file can only be read as if nobody ever wrote to it. Not so beside a journal, without
+        // which half a transaction would be read.
+        const bool denied = error.result() == SQLITE_CANTOPEN || error.result() == SQLITE_READONLY;
+        if (!denied || hasContent(path + u"-journal"_s))
             throw;
         open(path, "mode=ro&immutable=1");
-        logRead = QFileInfo(path + u"-wal"_s).size() == 0;
+        logRead = !hasContent(path + u"-wal"_s);
     }
 }
 

@@ -150,9 +150,8 @@ std::vector<RecordCheck> folderReferenceChecks()
             {u"folder.parent-missing"_s, Severity::Error, u"folders whose parent does not exist"_s,
              u"No listing and no removal that goes down from a root reaches them or what is below "
              u"them."_s,
-             u"If they are still needed, remove their records with 'velmioctl folder clean {id}', "
-             u"and "
-             u"register what is on the disk with 'velmioctl scan'."_s},
+             u"Remove their records with 'velmioctl folder clean {id}', and register what is on "
+             u"the disk with 'velmioctl scan'."_s},
             {{FolderTable, u"SELECT id, clientPath, 'parentId ' || coalesce(parentId, 'NULL')"
                            u" FROM FolderConfiguration AS f WHERE "_s +
                                sql::ParentMissing}}),
@@ -161,8 +160,7 @@ std::vector<RecordCheck> folderReferenceChecks()
              u"No listing that goes down from a root reaches them, and removing one of them would "
              u"not end."_s,
              u"Remove their records one by one with 'velmioctl folder remove {id}', and register "
-             u"what "
-             u"is on the disk with 'velmioctl scan'."_s},
+             u"what is on the disk with 'velmioctl scan'."_s},
             {{FolderTable, u"SELECT id, clientPath, 'parentId ' || parentId"
                            u" FROM FolderConfiguration AS f WHERE "_s +
                                sql::Circular}}),
@@ -186,12 +184,10 @@ std::vector<RecordCheck> folderTreeChecks()
             {u"folder.root-differs"_s, Severity::Error,
              u"folders whose rootId is not the root that they hang on"_s,
              u"Listings by root show them in the wrong tree, and removing either root loses or "
-             u"leaves "
-             u"them."_s,
+             u"leaves them."_s,
              u"A folder that its path puts below another root hangs on the wrong parent: remove "
-             u"its "
-             u"records with 'velmioctl folder clean {id}', and register it again with 'velmioctl "
-             u"scan'."_s},
+             u"its records with 'velmioctl folder clean {id}', and register it again with "
+             u"'velmioctl scan'."_s},
             {{FolderTable, sql::Tree +
                                u" SELECT f.id, f.clientPath,"
                                u" 'rootId ' || coalesce(f.rootId, 'NULL') || ', not ' || tree.root"
@@ -232,8 +228,8 @@ std::vector<RecordCheck> fileReferenceChecks()
              u"records of files whose folder does not exist"_s,
              u"No listing by folder shows them, and the client finds no server for them."_s,
              u"Remove their records with 'velmioctl file remove {id}' ('velmioctl file list "
-             u"--order "
-             u"folder' shows them), and register what is on the disk with 'velmioctl scan'."_s},
+             u"--order folder' shows them), and register what is on the disk with 'velmioctl "
+             u"scan'."_s},
             inFileTables(
                 leadsNowhere(u"%1"_s, u"clientPath"_s, u"folderConfigurationId"_s, FolderTable))),
         sqlCheck(
@@ -283,7 +279,8 @@ std::vector<RecordCheck> fileChecks()
         sqlCheck(
             {u"file.root-differs"_s, Severity::Error,
              u"records of files whose rootFolderId is not the root of their folder"_s,
-             u"Removing or counting by root takes them for another tree's, or leaves them behind."_s,
+             u"Removing or counting by root takes them for another tree's, or leaves them "
+             u"behind."_s,
              u"Mend the folder first: 'velmioctl doctor' names what is wrong with it."_s},
             inFileTables(
                 u"SELECT f.id, f.clientPath, 'rootFolderId ' || coalesce(f.rootFolderId, 'NULL')"
@@ -294,7 +291,7 @@ std::vector<RecordCheck> fileChecks()
             {u"file.root-missing"_s, Severity::Warning,
              u"records of files without a folder whose root does not exist"_s,
              u"No removal of a root reaches them."_s,
-             u"If they are not needed: 'velmioctl file remove' with the file that they belong to."_s},
+             u"If they are not needed: 'velmioctl file remove {id}'."_s},
             inFileTables(u"SELECT id, clientPath, 'rootFolderId ' || rootFolderId FROM %1 AS f"
                          u" WHERE coalesce(folderConfigurationId, -1) IN (0, -1)"
                          u" AND rootFolderId NOT IN (0, -1)"
@@ -313,8 +310,7 @@ std::vector<RecordCheck> fileChecks()
             {u"file.duplicate-path"_s, Severity::Error,
              u"files with the path of another one in the same folder"_s,
              u"Look-ups by path find either of them, so that changes go to one and are read from "
-             u"the "
-             u"other."_s,
+             u"the other."_s,
              u"Compare them with 'velmioctl file show {id}', and remove the one that is not needed "
              u"with 'velmioctl file remove {id}'."_s},
             {{FileTable,

@@ -46,13 +46,19 @@ const Check Unreadable{
 const Check Busy{
     u"store.busy"_s, Severity::Error, u"databases that another program keeps locked"_s,
     u"Nothing else can use it meanwhile."_s, u"Wait until that program is done, or end it."_s};
+const Check Unfinished{
+    u"store.unfinished"_s, Severity::Error,
+    u"databases with a transaction that did not come to its end"_s,
+    u"Nothing is lost: what was half done is taken back when the database is next used."_s,
+    u"Use it once, as with 'velmioctl stats', and ask again."_s};
 const Check Damaged{
     u"store.damaged"_s, Severity::Error, u"damage in the database"_s,
     u"Some records cannot be found, or come back wrong; it may get worse with each change."_s,
-    u"Keep the file, and end the programs that use it."_s};
+    u"End the programs that use it. 'velmioctl recover --salvage' keeps what can still be read."_s};
 const Check TableMissing{
     u"store.table-missing"_s, Severity::Error, u"tables that are missing"_s,
-    u"The database is refused."_s, u"Keep the file, and end the programs that use it."_s};
+    u"The database is refused."_s,
+    u"End the programs that use it. 'velmioctl recover --salvage' keeps what can still be read."_s};
 const Check Moved{
     u"store.moved"_s, Severity::Warning, u"databases that come from another machine or account"_s,
     u"Two copies that both synchronise would undo each other's work, so 'velmioctl scan' waits."_s,
@@ -78,8 +84,8 @@ Check withBackup(Check check, const QString& path)
 {
     try {
         if (const auto backup = DatabaseBackups(path).newestVerified()) {
-            check.remedy += u" The newest whole backup, of %1 UTC, is put in its place with "
-                            u"'velmioctl restore %2'."_s.arg(
+            check.remedy += u" The newest whole backup is of %1: 'velmioctl restore %2' puts it in "
+                            u"the place of the file."_s.arg(
                                 backup->time.toString(Qt::ISODate), quoted(backup->path));
             return check;
         }
@@ -89,17 +95,6 @@ Check withBackup(Check check, const QString& path)
     check.remedy += u" There is no whole backup beside it: 'velmioctl restore FILE' takes one from "
                     u"elsewhere."_s;
     return check;
-}
-
-// What keeps the engine from opening a file of a version that may be too new. It changes none.
-std::optional<QString> refusalOf(const QString& path)
-{
-    try {
-        SqliteDatabaseFactory::open(path);
-        return std::nullopt;
-    } catch (const DatabaseError& error) {
-        return error.text();
-    }
 }
 
 // SQLite ends its list at a hundred.
@@ -169,7 +164,7 @@ void checkIdentity(const QString& path, ReadOnlyDatabase& database, const Found&
 
 std::vector<Check> storeChecks()
 {
-    return {NoDatabase, Empty,        Foreign, TooNew,      Unreadable, Busy,
+    return {NoDatabase, Empty,        Foreign, TooNew,      Unreadable, Busy,    Unfinished,
             Damaged,    TableMissing, Moved,   CheckFailed, LogNotRead, LogReset};
 }
 
@@ -182,6 +177,9 @@ void reportUnreadable(const QString& path, const UnreadableDatabase& error, cons
         break;
     case SQLITE_CORRUPT:
         found(withBackup(Damaged, path), row);
+        break;
+    case SQLITE_READONLY:
+        found(Unfinished, row);
         break;
     case SQLITE_BUSY:
         found(Busy, row);
@@ -205,12 +203,15 @@ Content checkContent(const QString& path, ReadOnlyDatabase& database, const Foun
     }
     if (!database.readsLog())
         found(LogNotRead, {.name = path + u"-wal"_s});
+    const int known = SqliteDatabaseFactory::schemaVersion();
     const auto version = numberOf(database, u"PRAGMA user_version"_s);
-    if (version > SqliteDatabaseFactory::schemaVersion()) {
-        if (const auto refusal = refusalOf(path)) {
-            found(TooNew, {.name = path, .detail = *refusal});
-            return Content::Unusable;
-        }
+    if (version > known &&
+        numberOf(database, u"SELECT lastCompatibleVersion FROM StoreIdentity"_s) > known) {
+        found(
+            TooNew, {.name = path,
+                     .detail = u"schema version %1, while %2 is known here"_s.arg(
+                         QString::number(version), QString::number(known))});
+        return Content::Unusable;
     }
     if (!isIntact(path, database, found) || !hasAllTables(path, database, found))
         return Content::Unusable;

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <QDirIterator>
+#include <QFile>
+#include <QString>
+
+#include <sys/types.h>
+#include <unistd.h>
+
+namespace velmioctl {
+
+constexpr uid_t Nobody = 65534;
+
+/// Takes the rights from root, whom permissions do not bind.
+class AsNobody
+{
+public:
+    AsNobody()
+        : wasRoot(::geteuid() == 0)
+    {
+        if (wasRoot)
+            wasRoot = ::seteuid(Nobody) == 0;
+    }
+    ~AsNobody()
+    {
+        if (wasRoot && ::seteuid(0) != 0)
+            qFatal("The rights of root are lost.");
+    }
+    Q_DISABLE_COPY_MOVE(AsNobody)
+
+private:
+    bool wasRoot;
+};
+
+/// Makes a folder with all in it one that AsNobody may work in. False when that fails.
+inline bool giveToNobody(const QString& folder)
+{
+    if (::geteuid() != 0)
+        return true;
+    bool given = ::chown(QFile::encodeName(folder).constData(), Nobody, Nobody) == 0;
+    QDirIterator all(
+        folder, QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot,
+        QDirIterator::Subdirectories);
+    while (all.hasNext())
+        given = ::chown(QFile::encodeName(all.next()).constData(), Nobody, Nobody) == 0 && given;
+    return given;
+}
+
+} // namespace velmioctl
