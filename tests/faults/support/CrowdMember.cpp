@@ -59,7 +59,7 @@ public:
             readGroups();
             readOne();
             // As a client that has other work to do.
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
         });
     }
 
