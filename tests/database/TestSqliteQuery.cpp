@@ -2,7 +2,7 @@
 
 #include <database/SqliteDatabaseFactory.h>
 #include <interf/IQSqlDatabaseWrapper.h>
-#include <interf/IQSqlQueryWrapper.h>
+#include <interf/IQSqlTypedQuery.h>
 
 #include <QRegularExpression>
 #include <QTemporaryDir>
@@ -37,6 +37,9 @@ private Q_SLOTS:
     void aPlaceholderThatStandsTwiceIsOneValue();
     void rowsAreReadFromTheFirstToTheLast();
     void thereIsNoValueWithoutARow();
+    void typedColumnsReadAsTheirVariants_data();
+    void typedColumnsReadAsTheirVariants();
+    void typedColumnsWithoutARowAreEmpty();
     void aTextThatDoesNotPrepareFailsInExec_data();
     void aTextThatDoesNotPrepareFailsInExec();
     void bindingToATextThatDidNotPrepareIsHarmless();
@@ -260,6 +263,79 @@ void TestSqliteQuery::thereIsNoValueWithoutARow()
     QVERIFY(query->value(0).isValid());
     QVERIFY(!query->value(1).isValid());
     QVERIFY(!query->value(-1).isValid());
+}
+
+void TestSqliteQuery::typedColumnsReadAsTheirVariants_data()
+{
+    QTest::addColumn<QVariant>("value");
+    for (const QVariant& value : {
+             QVariant(),
+             QVariant(0),
+             QVariant(-7),
+             QVariant(5'000'000'000LL),
+             QVariant(std::numeric_limits<qlonglong>::min()),
+             QVariant(2.5),
+             QVariant(-3e30),
+             QVariant(u""_s),
+             QVariant(u"12"_s),
+             QVariant(u"5000000000"_s),
+             QVariant(u"text"_s),
+             QVariant(u"h\u00e9llo \U0001F600"_s),
+             QVariant(u"2024-02-29T23:59:58.007Z"_s),
+             QVariant(u"2024-02-29T23:59:58.007"_s),
+             QVariant(u"2024-02-29T23:59:58.007-05:30"_s),
+             QVariant(u"2024-02-29T23:59:58.007+14:00"_s),
+             QVariant(u"2024-02-29T23:59:58.007 UTC"_s),
+             QVariant(u"2023-02-29T23:59:58.007Z"_s),
+             QVariant(u"2024-02-29T24:00:00.000Z"_s),
+             QVariant(u"0000-01-01T00:00:00.000Z"_s),
+             QVariant(u"2024-02-29"_s),
+             QVariant("12"_ba),
+             QVariant(""_ba),
+         })
+        QTest::addRow("%s '%s'", value.typeName(), qPrintable(value.toString())) << value;
+}
+
+void TestSqliteQuery::typedColumnsReadAsTheirVariants()
+{
+    QFETCH(const QVariant, value);
+    const auto select = prepared(u"SELECT :value"_s);
+    select->bindValue(u":value"_s, value);
+    QVERIFY(select->exec() && select->next());
+
+    const auto* const typed = dynamic_cast<sync::interf::IQSqlTypedQuery*>(select.get());
+
+    QVERIFY(typed);
+    const QVariant read = select->value(0);
+    QCOMPARE(typed->intValue(0), read.toInt());
+    QCOMPARE(typed->longLongValue(0), read.toLongLong());
+    QCOMPARE(typed->textValue(0), read.toString());
+    QCOMPARE(typed->textValue(0).isNull(), read.toString().isNull());
+    QCOMPARE(typed->holdsText(0, u"12"), value == QVariant(u"12"_s));
+    QDateTime time = read.toDateTime();
+    time.setTimeSpec(Qt::UTC);
+    QCOMPARE(typed->utcTimeValue(0), time);
+    QCOMPARE(typed->utcTimeValue(0).isNull(), time.isNull());
+    QCOMPARE(typed->utcTimeValue(0).timeSpec(), Qt::UTC);
+}
+
+void TestSqliteQuery::typedColumnsWithoutARowAreEmpty()
+{
+    const auto query = prepared(u"SELECT 7, 'text'"_s);
+    const auto* const typed = dynamic_cast<sync::interf::IQSqlTypedQuery*>(query.get());
+    QVERIFY(typed);
+    QVERIFY(query->exec());
+
+    QCOMPARE(typed->intValue(0), 0);
+    QCOMPARE(typed->textValue(1), QString());
+    QVERIFY(!typed->holdsText(1, u"text"));
+    QVERIFY(query->next());
+    QCOMPARE(typed->intValue(0), 7);
+    QCOMPARE(typed->textValue(1), u"text"_s);
+    QCOMPARE(typed->intValue(2), 0);
+    QCOMPARE(typed->textValue(-1), QString());
+    QVERIFY(!query->next());
+    QCOMPARE(typed->intValue(0), 0);
 }
 
 void TestSqliteQuery::aTextThatDoesNotPrepareFailsInExec_data()

@@ -1,7 +1,7 @@
 #pragma once
 #include <core/PosixSync.h>
 
-#include <interf/IQSqlQueryWrapper.h>
+#include <config/statement/RowReader.h>
 
 #include <QString>
 #include <QVariant>
@@ -19,6 +19,7 @@ public:
     /// Takes a fresh query and prepares `sql`. Whether that worked shows in exec().
     Statement(std::shared_ptr<interf::IQSqlQueryWrapper> freshQuery, const QString& sql)
         : query(std::move(freshQuery))
+        , reader(query.get())
     {
         query->prepare(sql);
     }
@@ -55,8 +56,8 @@ public:
 
     /// Runs a SELECT and reads its first row; a default record when it fails or has no row.
     ///
-    /// `populate` is a member function of the manager, given the query and the record; it leaves
-    /// the record untouched when the query stands on no row.
+    /// `populate` is a member function of the manager, given the row and the record; it leaves the
+    /// record untouched when the query stands on no row.
     template <typename Record, typename Manager, typename Populate>
     Record readOne(Manager* manager, Populate populate)
     {
@@ -65,30 +66,32 @@ public:
             return record;
         // The result is ignored: `populate` asks the query whether it stands on a row.
         query->next();
-        (manager->*populate)(query.get(), record);
+        (manager->*populate)(reader, record);
         return record;
     }
 
     /// Runs a SELECT and steps onto its first row; false when it fails or has no row.
     bool execToFirstRow() { return query->exec() && query->next(); }
 
-    /// The query, which stands on the row of the last step.
-    interf::IQSqlQueryWrapper* row() const { return query.get(); }
+    /// The row of the last step.
+    const RowReader& row() const { return reader; }
 
     /// Runs a SELECT and reads all its rows; an empty list when it fails.
     ///
-    /// `populate` is a member function of the manager, given the query and the list to append to.
+    /// `populate` is a member function of the manager, given the row before the first one and the
+    /// list to append to.
     template <typename Records, typename Manager, typename Populate>
     Records readAll(Manager* manager, Populate populate)
     {
         Records records;
         if (query->exec())
-            (manager->*populate)(query.get(), records);
+            (manager->*populate)(reader, records);
         return records;
     }
 
 private:
     std::shared_ptr<interf::IQSqlQueryWrapper> query;
+    RowReader reader;
 };
 
 } // namespace sync::config

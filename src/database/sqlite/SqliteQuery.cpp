@@ -19,11 +19,42 @@ SqliteQuery::~SqliteQuery()
     dropStatement();
 }
 
+// NULL without a row, and where there is no such column, which SQLite looks after.
+ColumnValue SqliteQuery::column(int index) const
+{
+    if (position != Position::OnRow)
+        return ColumnValue(nullptr);
+    return ColumnValue(sqlite3_column_value(statement->handle.get(), index));
+}
+
 QVariant SqliteQuery::value(int index) const
 {
-    if (position != Position::OnRow || index < 0 || index >= columns)
-        return {};
-    return columnValue(statement->handle.get(), index);
+    return column(index).toVariant();
+}
+
+int SqliteQuery::intValue(int index) const
+{
+    return column(index).toInt();
+}
+
+qlonglong SqliteQuery::longLongValue(int index) const
+{
+    return column(index).toLongLong();
+}
+
+QString SqliteQuery::textValue(int index) const
+{
+    return column(index).toText();
+}
+
+bool SqliteQuery::holdsText(int index, QStringView text) const
+{
+    return column(index).holds(text);
+}
+
+QDateTime SqliteQuery::utcTimeValue(int index) const
+{
+    return column(index).toUtcTime();
 }
 
 bool SqliteQuery::next()

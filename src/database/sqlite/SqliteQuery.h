@@ -2,14 +2,14 @@
 
 #include <database/sqlite/SqliteSession.h>
 #include <database/sqlite/SqliteValues.h>
-#include <interf/IQSqlQueryWrapper.h>
+#include <interf/IQSqlTypedQuery.h>
 
 #include <QList>
 
 namespace sync::database {
 
 /// A statement on the connection of the thread that made the query.
-class SqliteQuery : public interf::IQSqlQueryWrapper
+class SqliteQuery final : public interf::IQSqlTypedQuery
 {
 public:
     /// Throws DatabaseError when there is no connection to be had.
@@ -29,9 +29,16 @@ public:
     QVariant lastInsertId() const override { return insertedId; }
     int numRowsAffected() const override { return affectedRows; }
 
+    int intValue(int index) const override;
+    qlonglong longLongValue(int index) const override;
+    QString textValue(int index) const override;
+    bool holdsText(int index, QStringView text) const override;
+    QDateTime utcTimeValue(int index) const override;
+
 private:
     enum class Position { NoRow, BeforeFirstRow, OnRow };
 
+    ColumnValue column(int index) const;
     bool fail(const QString& reason);
     bool failWithSqliteError();
     void dropStatement() noexcept;

@@ -1,5 +1,8 @@
 #include <database/sqlite/SqliteValues.h>
 
+#include <core/time/ClockReading.h>
+#include <database/sqlite/AsciiCopy.h>
+
 #include <QStringEncoder>
 
 #include <sqlite3.h>
@@ -68,6 +71,23 @@ QString decodeWellFormed(const char* bytes, qsizetype size)
     return QString::fromUtf8(bytes, size);
 }
 
+[[gnu::noinline]] QString decodeOtherUtf8(const char* bytes, qsizetype size)
+{
+    const char* const end = bytes + size;
+    const char* surrogate = findSurrogate(bytes, end);
+    if (!surrogate)
+        return decodeWellFormed(bytes, size);
+
+    QString text;
+    for (; surrogate; surrogate = findSurrogate(bytes, end)) {
+        text += decodeWellFormed(bytes, surrogate - bytes);
+        text += QChar(
+            static_cast<char16_t>(0xD000 | (surrogate[1] & 0x3F) << 6 | (surrogate[2] & 0x3F)));
+        bytes = surrogate + 3;
+    }
+    return text + decodeWellFormed(bytes, end - bytes);
+}
+
 bool isInteger(QMetaType type)
 {
     switch (type.id()) {
@@ -132,19 +152,11 @@ void appendUtf8(QByteArray& buffer, QStringView text)
 
 QString decodeUtf8(const char* bytes, qsizetype size)
 {
-    const char* const end = bytes + size;
-    const char* surrogate = findSurrogate(bytes, end);
-    if (!surrogate)
-        return decodeWellFormed(bytes, size);
-
-    QString text;
-    for (; surrogate; surrogate = findSurrogate(bytes, end)) {
-        text += decodeWellFormed(bytes, surrogate - bytes);
-        text += QChar(
-            static_cast<char16_t>(0xD000 | (surrogate[1] & 0x3F) << 6 | (surrogate[2] & 0x3F)));
-        bytes = surrogate + 3;
-    }
-    return text + decodeWellFormed(bytes, end - bytes);
+    QString text(size, Qt::Uninitialized); // Empty and not null without bytes.
+    auto* const units = size > 0 ? reinterpret_cast<char16_t*>(text.data()) : nullptr;
+    if (!copyAscii(reinterpret_cast<const unsigned char*>(bytes), size, units))
+        text = decodeOtherUtf8(bytes, size);
+    return text;
 }
 
 QString timeText(const QDateTime& time)
@@ -160,26 +172,36 @@ QString timeText(const QDateTime& time)
     return time.toString(Qt::ISODateWithMs);
 }
 
-QVariant columnValue(sqlite3_stmt* statement, int column)
+QVariant ColumnValue::toVariant() const
 {
-    switch (sqlite3_column_type(statement, column)) {
+    switch (value ? sqlite3_value_type(value) : SQLITE_NULL) {
     case SQLITE_INTEGER:
-        return static_cast<qlonglong>(sqlite3_column_int64(statement, column));
+        return static_cast<qlonglong>(sqlite3_value_int64(value));
     case SQLITE_FLOAT:
-        return sqlite3_column_double(statement, column);
-    case SQLITE_TEXT: {
-        const auto* const text =
-            reinterpret_cast<const char*>(sqlite3_column_text(statement, column));
-        return decodeUtf8(text, sqlite3_column_bytes(statement, column));
-    }
+        return sqlite3_value_double(value);
+    case SQLITE_TEXT:
+        return toText();
     case SQLITE_BLOB: {
-        const auto* const bytes = static_cast<const char*>(sqlite3_column_blob(statement, column));
+        const auto* const bytes = static_cast<const char*>(sqlite3_value_blob(value));
         // Empty bytes come as a null pointer, and must not read as null.
-        return bytes ? QByteArray(bytes, sqlite3_column_bytes(statement, column)) : QByteArray("");
+        return bytes ? QByteArray(bytes, sqlite3_value_bytes(value)) : QByteArray("");
     }
     default:
         return {};
     }
+}
+
+QDateTime ColumnValue::toUtcTime() const
+{
+    if (is(SQLITE_TEXT)) {
+        // A new label makes the zone of the text irrelevant.
+        const auto reading = core::parseClockReading(utf8());
+        if (reading && core::isPlainZone(reading->zone))
+            return QDateTime::fromMSecsSinceEpoch(reading->sinceEpoch.count(), Qt::UTC);
+    }
+    QDateTime time = toVariant().toDateTime();
+    time.setTimeSpec(Qt::UTC);
+    return time;
 }
 
 bool BoundValues::bind(sqlite3_stmt* statement, const QList<QVariant>& values)

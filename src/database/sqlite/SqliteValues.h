@@ -7,7 +7,9 @@
 #include <QVarLengthArray>
 #include <QVariant>
 
-struct sqlite3_stmt;
+#include <sqlite3.h>
+
+#include <string_view>
 
 namespace sync::database {
 
@@ -22,9 +24,61 @@ QString decodeUtf8(const char* bytes, qsizetype size);
 /// value has that time spec. Empty for a time that has no such text, such as one after year 9999.
 QString timeText(const QDateTime& time);
 
-/// A column of the row on which a statement stands: a 64-bit integer, a double, a text, bytes, or
-/// an invalid value for NULL.
-QVariant columnValue(sqlite3_stmt* statement, int column);
+/// A column of the row on which a statement stands, for as long as it stands there.
+///
+/// SQLite calls the value of a column unprotected: it may be read by the thread that alone uses the
+/// connection (sqlite.org/c3ref/value.html), which is so for all of ours. One look-up by column
+/// then serves its type, its bytes and their number.
+class ColumnValue
+{
+public:
+    /// Null stands for NULL.
+    explicit ColumnValue(sqlite3_value* value)
+        : value(value)
+    {
+    }
+
+    /// A 64-bit integer, a double, a text, bytes, or an invalid value for NULL.
+    QVariant toVariant() const;
+
+    /// What toVariant() converts to, at a fraction of its cost for the type that is expected.
+    int toInt() const
+    {
+        return is(SQLITE_INTEGER) ? static_cast<int>(sqlite3_value_int64(value))
+                                  : toVariant().toInt();
+    }
+    qlonglong toLongLong() const
+    {
+        return is(SQLITE_INTEGER) ? sqlite3_value_int64(value) : toVariant().toLongLong();
+    }
+    QString toText() const
+    {
+        if (!is(SQLITE_TEXT))
+            return toVariant().toString();
+        const std::string_view text = utf8();
+        return decodeUtf8(text.data(), static_cast<qsizetype>(text.size()));
+    }
+
+    /// True for a text of just these ASCII characters.
+    bool holds(QStringView text) const
+    {
+        return is(SQLITE_TEXT) && QLatin1StringView(utf8()) == text;
+    }
+
+    /// The clock reading of toVariant().toDateTime(), labelled as UTC.
+    QDateTime toUtcTime() const;
+
+private:
+    bool is(int type) const { return value && sqlite3_value_type(value) == type; }
+    std::string_view utf8() const
+    {
+        const auto* const text = reinterpret_cast<const char*>(sqlite3_value_text(value));
+        // Null when there is no memory.
+        return {text, text ? static_cast<std::size_t>(sqlite3_value_bytes(value)) : 0};
+    }
+
+    sqlite3_value* const value;
+};
 
 /// Binds values to the placeholders of a statement and keeps the texts until the next call.
 class BoundValues
