@@ -359,7 +359,7 @@ bool FolderConfigManager::CleanRootFolder(int folderConfigurationId)
                          _RemoveFolderConfigurationsByRootId(folderConfigurationId);
     // Also after a failed step: what is removed stays removed.
     scope.commit();
-    return removed;
+    return removed && !scope.commitFailed();
 }
 
 void FolderConfigManager::RefreshNativeFileViewer()

@@ -113,7 +113,8 @@ public:
     Q_INVOKABLE void ClearCaches() override;
 
     /// Removes a root folder with all folders and files of its tree, in one transaction. False at
-    /// the first failure; what was removed until then stays removed.
+    /// the first failure; what was removed until then stays removed. False, too, when the engine
+    /// could not commit it, and then nothing is removed.
     Q_INVOKABLE bool CleanRootFolder(int folderConfigurationId) override;
 
     /// Refreshes the native file viewer at every root folder, as read from the database just now.

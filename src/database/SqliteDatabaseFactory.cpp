@@ -1,13 +1,11 @@
 #include <database/SqliteDatabaseFactory.h>
 
-#include <database/DatabaseError.h>
 #include <database/sqlite/DatabaseFile.h>
+#include <database/sqlite/Migrations.h>
 #include <database/sqlite/SqliteDatabase.h>
 #include <database/sqlite/SqliteQuery.h>
 #include <database/sqlite/SqliteStore.h>
 
-#include <QDir>
-#include <QFileInfo>
 #include <QStandardPaths>
 
 #include <mutex>
@@ -22,22 +20,27 @@ std::shared_ptr<SqliteDatabaseFactory> SqliteDatabaseFactory::open(const QString
         throw DatabaseError(
             DatabaseError::Cause::Other, u"The path of the database is empty: name a file."_s);
 
-    // A ":" at the start would name a resource to Qt, and ":memory:" no file to SQLite.
-    const QString file = path.startsWith(u':') ? u"./"_s + path : path;
-    const QString absolutePath = QDir::cleanPath(QFileInfo(file).absoluteFilePath());
+    const QString absolutePath = absoluteFilePath(path);
     // One after the other: a file that one thread has just created is closed before another
     // thread's connection holds locks on it, which that close would drop.
     static std::mutex opening;
     const std::lock_guard lock(opening);
-    prepareDatabaseFile(absolutePath);
+    OpenedFile opened = prepareDatabaseFile(absolutePath);
+    for (const QString& warning : opened.warnings)
+        qCWarning(velmioDatabase).noquote() << warning;
     return std::shared_ptr<SqliteDatabaseFactory>(
-        new SqliteDatabaseFactory(std::make_shared<SqliteStore>(absolutePath)));
+        new SqliteDatabaseFactory(std::make_shared<SqliteStore>(absolutePath, std::move(opened))));
 }
 
 QString SqliteDatabaseFactory::defaultPath()
 {
     const QString folder = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
     return folder + u"/velmio/configuration.db"_s;
+}
+
+int SqliteDatabaseFactory::schemaVersion()
+{
+    return currentSchemaVersion();
 }
 
 SqliteDatabaseFactory::SqliteDatabaseFactory(std::shared_ptr<SqliteStore> store)
@@ -57,13 +60,41 @@ std::shared_ptr<interf::IQSqlQueryWrapper> SqliteDatabaseFactory::CreateQuery()
     try {
         return std::make_shared<SqliteQuery>(store);
     } catch (const DatabaseError& error) {
-        return std::make_shared<FailedQuery>(error.text());
+        const Failure failure{error.cause(), error.text()};
+        store->reportFailure(failure);
+        return std::make_shared<FailedQuery>(store, failure);
     }
 }
 
 QString SqliteDatabaseFactory::path() const
 {
     return store->path();
+}
+
+QStringList SqliteDatabaseFactory::warnings() const
+{
+    return store->file().warnings;
+}
+
+QString SqliteDatabaseFactory::storeId() const
+{
+    return store->file().identity.storeId;
+}
+
+bool SqliteDatabaseFactory::isMoved() const
+{
+    return store->isMoved();
+}
+
+bool SqliteDatabaseFactory::adopt()
+{
+    const auto query = CreateQuery();
+    query->prepare(u"UPDATE StoreIdentity SET machineStamp = :machineStamp"_s);
+    query->bindValue(u":machineStamp"_s, ownMachineStamp(storeId()));
+    if (!query->exec())
+        return false;
+    store->noteAdopted();
+    return true;
 }
 
 void SqliteDatabaseFactory::setCommitFailureHandler(CommitFailureHandler handler)
@@ -74,6 +105,21 @@ void SqliteDatabaseFactory::setCommitFailureHandler(CommitFailureHandler handler
 int SqliteDatabaseFactory::commitFailureCount() const
 {
     return store->commitFailureCount();
+}
+
+int SqliteDatabaseFactory::errorCount() const
+{
+    return store->errorCount();
+}
+
+std::optional<DatabaseError> SqliteDatabaseFactory::lastError() const
+{
+    return store->lastError();
+}
+
+void SqliteDatabaseFactory::setErrorHandler(ErrorHandler handler)
+{
+    store->setErrorHandler(std::move(handler));
 }
 
 } // namespace sync::database

@@ -2,12 +2,15 @@
 #include <core/PosixSync.h>
 
 #include <core/Export.h>
+#include <database/DatabaseError.h>
 #include <interf/IDatabaseFactory.h>
 
 #include <QString>
+#include <QStringList>
 
 #include <functional>
 #include <memory>
+#include <optional>
 
 namespace sync::database {
 
@@ -30,14 +33,22 @@ public:
     /// whose scope ended; it must not throw.
     using CommitFailureHandler = std::function<void(const QString& error)>;
 
+    /// Told of each failure that errorCount() counts, on the thread where it happened. It must not
+    /// throw, nor use the factory.
+    using ErrorHandler = std::function<void(const DatabaseError& error)>;
+
     /// Opens the database file, creating it, its directories and its tables when there is none.
     ///
     /// Throws DatabaseError and leaves the file as it is when it is a directory, may not be read
-    /// and written, is no database, belongs to another program or a newer version, or is damaged.
+    /// and written, is no database, belongs to another program, is damaged, or is of a newer
+    /// version that does not let this one use it.
     static std::shared_ptr<SqliteDatabaseFactory> open(const QString& path);
 
     /// The default place of the database: "configuration.db" in the user's application data.
     static QString defaultPath();
+
+    /// The version of the schema that this library works with, and brings databases to.
+    static int schemaVersion();
 
     /// Checkpoints the log when nobody else is writing. Queries that are still held keep what they
     /// need of the store alive.
@@ -49,10 +60,41 @@ public:
     /// The absolute path of the database file.
     QString path() const;
 
+    /// What a person should know of the database although it could be opened: that it comes from
+    /// elsewhere, or is of a newer version. One text each, also logged in the category
+    /// "velmio.database" when it was opened.
+    QStringList warnings() const;
+
+    /// The random id that the store got when it was made. Copies of the file have the same.
+    QString storeId() const;
+
+    /// True when the file was last used on another machine or by another account, as when it was
+    /// copied, moved or restored. It works like any other; but a host asks its user before it
+    /// synchronises anything from it. Any thread may ask.
+    bool isMoved() const;
+
+    /// Makes the store belong to this machine and account, when the user has agreed. False when
+    /// that could not be written; lastError() tells why. Under transaction() it counts with the
+    /// commit().
+    bool adopt();
+
     void setCommitFailureHandler(CommitFailureHandler handler);
 
     /// How many transactions could not be committed at the end of a scope.
     int commitFailureCount() const;
+
+    /// How many calls have failed since the database was opened, on all threads: exec() and next()
+    /// of a query, transaction(), commit() and rollback(), a commit at the end of a scope, and
+    /// CreateQuery() without a connection to be had. A text that does not prepare counts when
+    /// exec() tries it. What has failed reads like what is empty; see ErrorGuard. Any thread may
+    /// ask.
+    int errorCount() const;
+
+    /// The last of these failures: its cause, and a text for a person that holds no bound value.
+    /// Nothing as long as there was none. Any thread may ask.
+    std::optional<DatabaseError> lastError() const;
+
+    void setErrorHandler(ErrorHandler handler);
 
 private:
     explicit SqliteDatabaseFactory(std::shared_ptr<SqliteStore> store);

@@ -19,10 +19,14 @@ struct ThreadScopes
 
 thread_local ThreadScopes threadScopes;
 
-void endTransactions(bool commit)
+bool endTransactions(bool commit)
 {
-    for (const auto& participant : std::exchange(threadScopes.participants, {}))
-        participant->endScopeTransaction(commit);
+    bool ended = true;
+    for (const auto& participant : std::exchange(threadScopes.participants, {})) {
+        if (!participant->endScopeTransaction(commit))
+            ended = false;
+    }
+    return ended;
 }
 
 } // namespace
@@ -49,7 +53,7 @@ TransactionalScope::~TransactionalScope()
 void TransactionalScope::commit()
 {
     if (threadScopes.depth == 1)
-        endTransactions(true);
+        failed = !endTransactions(true);
 }
 
 int TransactionalScope::depth() noexcept

@@ -29,11 +29,15 @@ public:
     /// Makes durable what was done under the outermost scope; in a nested one it does nothing.
     void commit();
 
+    /// True when commit() of this scope failed, and everything under it was rolled back.
+    bool commitFailed() const noexcept { return failed; }
+
     /// How many scopes are open on the calling thread; 0 outside any.
     static int depth() noexcept;
 
 private:
     const int exceptionsAtStart;
+    bool failed = false;
 };
 
 } // namespace sync::database

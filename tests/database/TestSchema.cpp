@@ -16,7 +16,7 @@ class TestSchema : public QObject
 private Q_SLOTS:
     void initTestCase();
 
-    void hasTheEightTables();
+    void hasTheEightTablesAndTheIdentity();
     void everyColumnIsExplained();
     void theDefaultScheduleIsThere();
     void aRootFolderNamesItselfInTheSameStatement();
@@ -36,7 +36,7 @@ void TestSchema::initTestCase()
     database = std::make_unique<RawDatabase>(path);
 }
 
-void TestSchema::hasTheEightTables()
+void TestSchema::hasTheEightTablesAndTheIdentity()
 {
     const QStringList tables = database->run(
         u"SELECT name FROM sqlite_schema WHERE type = 'table' AND name NOT LIKE 'sqlite_%'"
@@ -47,7 +47,7 @@ void TestSchema::hasTheEightTables()
         (QStringList{
             u"AuthenticationConfiguration"_s, u"BaseFileConfiguration"_s, u"FileConfiguration"_s,
             u"FolderConfiguration"_s, u"GeneratedFileConfiguration"_s, u"ProductConfiguration"_s,
-            u"Schedules"_s, u"ServerConfiguration"_s}));
+            u"Schedules"_s, u"ServerConfiguration"_s, u"StoreIdentity"_s}));
 }
 
 void TestSchema::everyColumnIsExplained()
@@ -56,7 +56,7 @@ void TestSchema::everyColumnIsExplained()
     const QStringList plain{u"id"_s, u"userName"_s};
     const QStringList texts =
         database->run(u"SELECT sql FROM sqlite_schema WHERE type = 'table' AND sql LIKE '%--%'"_s);
-    QCOMPARE(texts.size(), 8);
+    QCOMPARE(texts.size(), 9);
 
     for (const QString& text : texts) {
         for (const QString& line : text.split(u'\n').mid(1)) {

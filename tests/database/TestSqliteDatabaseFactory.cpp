@@ -1,3 +1,4 @@
+#include <support/CapturedWarnings.h>
 #include <support/RawDatabase.h>
 
 #include <database/DatabaseError.h>
@@ -20,6 +21,7 @@
 using namespace Qt::StringLiterals;
 using sync::database::DatabaseError;
 using sync::database::SqliteDatabaseFactory;
+using sync::test::CapturedWarnings;
 using sync::test::RawDatabase;
 using Cause = DatabaseError::Cause;
 
@@ -66,9 +68,12 @@ private Q_SLOTS:
     void refusesWhatItCannotUseAndLeavesItAlone_data();
     void refusesWhatItCannotUseAndLeavesItAlone();
     void refusesANewerVersionThatOnlyTheLogHolds();
+    void usesANewerVersionThatLetsIt_data();
+    void usesANewerVersionThatLetsIt();
     void refusesAReadOnlyPlace();
     void findsADamagedPage();
     void carriesOnAfterACrashWhileTheDatabaseWasMade();
+    void carriesOnAfterAPowerCutWhileTheDatabaseWasMade();
     void threadsThatOpenOneNewPathAtOnceShareIt();
     void threadsWriteAndReadAtTheSameTime();
     void readersDoNotWaitForAWriter();
@@ -133,7 +138,7 @@ void TestSqliteDatabaseFactory::marksItsFile()
     RawDatabase raw(factory->path());
 
     QCOMPARE(raw.value(u"PRAGMA application_id"_s), QString::number(0x56656C6D));
-    QCOMPARE(raw.value(u"PRAGMA user_version"_s), u"1"_s);
+    QCOMPARE(raw.value(u"PRAGMA user_version"_s), u"2"_s);
     QCOMPARE(raw.value(u"PRAGMA journal_mode"_s), u"wal"_s);
     QCOMPARE(raw.value(u"PRAGMA integrity_check"_s), u"ok"_s);
     // Also in the file itself, where "file" and the like look, and not only in the log.
@@ -216,13 +221,18 @@ void TestSqliteDatabaseFactory::refusesWhatItCannotUseAndLeavesItAlone_data()
     }) << Cause::ForeignDatabase << u"another program"_s;
     QTest::addRow("newer version") << Make([](const QString& file) {
         SqliteDatabaseFactory::open(file);
-        RawDatabase(file).run(u"PRAGMA journal_mode = DELETE; PRAGMA user_version = 99"_s);
+        RawDatabase(file).run(u"PRAGMA journal_mode = DELETE; PRAGMA user_version = 99;"
+                              u"UPDATE StoreIdentity SET lastCompatibleVersion = 99"_s);
     }) << Cause::TooNew << u"schema version 99"_s;
     QTest::addRow("cut off") << Make([](const QString& file) {
         SqliteDatabaseFactory::open(file);
         RawDatabase(file).run(u"PRAGMA journal_mode = DELETE"_s);
         QFile(file).resize(3 * 4096);
     }) << Cause::Damaged << u"damaged"_s;
+    QTest::addRow("log alone") << Make([](const QString& file) {
+        write(file, {});
+        write(file + u"-wal"_s, QByteArray(5000, 'x'));
+    }) << Cause::Damaged << u"its log is not"_s;
     QTest::addRow("table missing") << Make([](const QString& file) {
         SqliteDatabaseFactory::open(file);
         RawDatabase(file).run(u"DROP TABLE Schedules; PRAGMA journal_mode = DELETE"_s);
@@ -238,6 +248,7 @@ void TestSqliteDatabaseFactory::refusesWhatItCannotUseAndLeavesItAlone()
     make(file);
     const bool isRegular = QFileInfo(file).isFile();
     const QByteArray before = isRegular ? bytesOf(file) : QByteArray();
+    const QByteArray logBefore = bytesOf(file + u"-wal"_s);
 
     try {
         SqliteDatabaseFactory::open(file);
@@ -249,20 +260,48 @@ void TestSqliteDatabaseFactory::refusesWhatItCannotUseAndLeavesItAlone()
     }
 
     QCOMPARE(isRegular ? bytesOf(file) : QByteArray(), before);
+    QCOMPARE(bytesOf(file + u"-wal"_s), logBefore);
 }
 
 void TestSqliteDatabaseFactory::refusesANewerVersionThatOnlyTheLogHolds()
 {
     const QString file = path(u"store.db"_s);
     SqliteDatabaseFactory::open(file);
-    RawDatabase(file).run(u"PRAGMA wal_autocheckpoint = 0; PRAGMA user_version = 2"_s);
+    RawDatabase(file).run(u"PRAGMA wal_autocheckpoint = 0; PRAGMA user_version = 3;"
+                          u"UPDATE StoreIdentity SET lastCompatibleVersion = 3"_s);
     const QByteArray before = bytesOf(file);
-    QCOMPARE(before.mid(60, 4), QByteArray("\0\0\0\1", 4));
+    QCOMPARE(before.mid(60, 4), QByteArray("\0\0\0\2", 4));
 
     QVERIFY_THROWS_EXCEPTION(DatabaseError, SqliteDatabaseFactory::open(file));
 
     QCOMPARE(bytesOf(file), before);
-    QCOMPARE(RawDatabase(file).value(u"PRAGMA user_version"_s), u"2"_s);
+    QCOMPARE(RawDatabase(file).value(u"PRAGMA user_version"_s), u"3"_s);
+}
+
+void TestSqliteDatabaseFactory::usesANewerVersionThatLetsIt_data()
+{
+    QTest::addColumn<QString>("journalMode");
+    QTest::newRow("in the file") << u"DELETE"_s;
+    QTest::newRow("in the log") << u"WAL"_s;
+}
+
+void TestSqliteDatabaseFactory::usesANewerVersionThatLetsIt()
+{
+    QFETCH(const QString, journalMode);
+    const QString file = path(u"store.db"_s);
+    SqliteDatabaseFactory::open(file);
+    RawDatabase(file).run(
+        u"PRAGMA journal_mode = %1; PRAGMA wal_autocheckpoint = 0; PRAGMA user_version = 3;"
+        u"UPDATE StoreIdentity SET lastCompatibleVersion = 2"_s.arg(journalMode));
+    const CapturedWarnings log;
+
+    const auto factory = SqliteDatabaseFactory::open(file);
+
+    QVERIFY(add(*factory, u"a"_s));
+    QCOMPARE(factory->warnings().size(), 1);
+    QVERIFY(factory->warnings().constFirst().contains(u"schema version 3"_s));
+    QCOMPARE(log.texts(), QStringList{u"velmio.database: "_s + factory->warnings().constFirst()});
+    QCOMPARE(RawDatabase(file).value(u"PRAGMA user_version"_s), u"3"_s);
 }
 
 void TestSqliteDatabaseFactory::refusesAReadOnlyPlace()
@@ -305,6 +344,21 @@ void TestSqliteDatabaseFactory::carriesOnAfterACrashWhileTheDatabaseWasMade()
     QVERIFY(add(*SqliteDatabaseFactory::open(file), u"a"_s));
 
     QCOMPARE(RawDatabase(file).value(u"PRAGMA journal_mode"_s), u"wal"_s);
+}
+
+void TestSqliteDatabaseFactory::carriesOnAfterAPowerCutWhileTheDatabaseWasMade()
+{
+    // The first page did not reach the disk, and a journal says that the file was empty: its magic,
+    // no record, a nonce, no page, and the sizes of a sector and a page.
+    const QString file = path(u"store.db"_s);
+    write(file, QByteArray(8192, '\0'));
+    const QByteArray journal =
+        QByteArray::fromHex("d9d505f920a163d7 00000000 12345678 00000000 00000200 00001000");
+    write(file + u"-journal"_s, journal.leftJustified(512, '\0'));
+
+    QVERIFY(add(*SqliteDatabaseFactory::open(file), u"a"_s));
+
+    QVERIFY(!QFile::exists(file + u"-journal"_s));
 }
 
 void TestSqliteDatabaseFactory::threadsThatOpenOneNewPathAtOnceShareIt()

@@ -50,6 +50,7 @@ private Q_SLOTS:
     void anExceptionThatIsCaughtInsideLeavesTheOuterScopeWhole();
     void aScopeOpenedDuringUnwindingStillCommits();
     void aCommitThatFailsAtTheEndIsRolledBackCountedAndDelivered();
+    void aScopeTellsThatItsCommitFailed();
     void scopesOverTwoDatabasesEndBoth();
     void aScopeOutlivesTheFactoryThatItJoined();
     void hostTransactionsAreDurableWithTheirCommitOnly();
@@ -278,6 +279,26 @@ void TestTransactionalScope::aCommitThatFailsAtTheEndIsRolledBackCountedAndDeliv
     QCOMPARE(factory->commitFailureCount(), 1);
     QVERIFY(delivered.contains(u"FOREIGN KEY constraint failed"));
     QVERIFY(addServer(u"b"_s));
+    QCOMPARE(committedServers(), 1);
+}
+
+void TestTransactionalScope::aScopeTellsThatItsCommitFailed()
+{
+    QVERIFY(run(BreakCommits));
+    QVERIFY(run(CheckReferences));
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"Changes to .* were undone"_s));
+    TransactionalScope outer;
+    {
+        const TransactionalScope inner;
+        QVERIFY(run(InsertOrphan));
+    }
+
+    outer.commit();
+
+    QVERIFY(outer.commitFailed());
+    QVERIFY(addServerInOwnScope(u"a"_s));
+    outer.commit();
+    QVERIFY(!outer.commitFailed());
     QCOMPARE(committedServers(), 1);
 }
 

@@ -31,6 +31,8 @@ private Q_SLOTS:
     void damagedPagesAreNoEmptyTable();
     void lockedDatabaseIsBusy();
     void statsCountEverything();
+    void movedDatabaseIsScannedWhenItIsAdopted();
+    void newerDatabaseThatMayBeUsedIsToldAndUsed();
     void wrongArgumentsAreUsageErrors_data();
     void wrongArgumentsAreUsageErrors();
     void argumentThatIsNoTextIsRefused();
@@ -141,7 +143,8 @@ void TestVelmioctlDatabase::newerDatabaseIsTold()
 {
     const VelmioctlRunner tool;
     QCOMPARE(tool.run({u"init"_s}).exitCode, 0);
-    sync::test::RawDatabase(tool.databasePath()).run(u"PRAGMA user_version = 1000"_s);
+    sync::test::RawDatabase(tool.databasePath())
+        .run(u"PRAGMA user_version = 1000; UPDATE StoreIdentity SET lastCompatibleVersion = 999"_s);
 
     QCOMPARE(tool.run({u"stats"_s}).exitCode, 6);
 }
@@ -205,7 +208,9 @@ void TestVelmioctlDatabase::statsCountEverything()
     QCOMPARE(run.exitCode, 0);
     const QJsonObject stats = run.object();
     QCOMPARE(stats[u"path"_s].toString(), tool.databasePath());
-    QCOMPARE(stats[u"schemaVersion"_s].toInt(), 1);
+    QCOMPARE(stats[u"schemaVersion"_s].toInt(), 2);
+    QCOMPARE(stats[u"storeId"_s].toString().size(), 32);
+    QCOMPARE(stats[u"moved"_s], QJsonValue(false));
     QVERIFY(stats[u"fileBytes"_s].toInt() > 0);
     QVERIFY(stats[u"sqliteVersion"_s].toString().startsWith(u"3."_s));
     QCOMPARE(stats[u"tables"_s].toObject().size(), 8);
@@ -219,6 +224,49 @@ void TestVelmioctlDatabase::statsCountEverything()
         {u"folders"_s, 3}}};
     QCOMPARE(stats[u"roots"_s].toArray(), roots);
     QVERIFY(forPeople.output.contains(u"   3  FolderConfiguration\n"_s));
+}
+
+void TestVelmioctlDatabase::movedDatabaseIsScannedWhenItIsAdopted()
+{
+    const VelmioctlRunner tool;
+    QCOMPARE(tool.run({u"init"_s}).exitCode, 0);
+    sync::test::RawDatabase(tool.databasePath())
+        .run(u"UPDATE StoreIdentity SET machineStamp = 'elsewhere'"_s);
+
+    const auto listed = tool.run({u"schedule"_s, u"show"_s});
+    const auto scanned = tool.run({u"scan"_s});
+    const auto unasked = tool.run({u"adopt"_s});
+    const auto adopted = tool.json({u"adopt"_s, u"--yes"_s});
+    const auto again = tool.run({u"adopt"_s});
+    const auto scannedThen = tool.run({u"scan"_s});
+
+    QCOMPARE(listed.exitCode, 0);
+    QVERIFY(listed.errors.startsWith(u"warning: The database "_s));
+    QVERIFY(listed.errors.contains(u"'velmioctl adopt'"_s));
+    QCOMPARE(listed.errors.count(u'\n'), 1);
+    QCOMPARE(scanned.exitCode, 8);
+    QVERIFY(scanned.errors.contains(u"error: Nothing was scanned"_s));
+    QCOMPARE(unasked.exitCode, 2);
+    QCOMPARE(adopted.exitCode, 0);
+    QCOMPARE(adopted.object()[u"adopted"_s], QJsonValue(true));
+    QCOMPARE(adopted.object()[u"storeId"_s].toString().size(), 32);
+    QCOMPARE(again.errors, QString());
+    QVERIFY(again.output.contains(u"already"_s));
+    QCOMPARE(scannedThen.exitCode, 0);
+}
+
+void TestVelmioctlDatabase::newerDatabaseThatMayBeUsedIsToldAndUsed()
+{
+    const VelmioctlRunner tool;
+    QCOMPARE(tool.run({u"init"_s}).exitCode, 0);
+    sync::test::RawDatabase(tool.databasePath()).run(u"PRAGMA user_version = 3"_s);
+
+    const auto run = tool.run({u"schedule"_s, u"show"_s});
+
+    QCOMPARE(run.exitCode, 0);
+    QVERIFY(run.errors.startsWith(u"warning: "_s));
+    QVERIFY(run.errors.contains(u"schema version 3"_s));
+    QCOMPARE(run.errors.count(u'\n'), 1);
 }
 
 void TestVelmioctlDatabase::wrongArgumentsAreUsageErrors_data()

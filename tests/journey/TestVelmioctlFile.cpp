@@ -31,6 +31,8 @@ private Q_SLOTS:
     void generatedFilesAndBaseCopiesAreShown();
     void removeDeletesBaseCopyAndGeneratedFiles();
     void removeWantsToBeConfirmed();
+    void removeTakesNothingWhenItsDependantsCannotBeRead_data();
+    void removeTakesNothingWhenItsDependantsCannotBeRead();
     void linksAreListed();
     void treeAndStatsCountFilesAndBytes();
 
@@ -234,6 +236,30 @@ void TestVelmioctlFile::removeWantsToBeConfirmed()
     QVERIFY(refused.errors.contains(tool->path(u"backup/b"_s)));
     QVERIFY(refused.errors.contains(tool->path(u"preview"_s)));
     QCOMPARE(list().size(), 3);
+    QVERIFY(QFile::exists(tool->path(u"preview"_s)));
+}
+
+void TestVelmioctlFile::removeTakesNothingWhenItsDependantsCannotBeRead_data()
+{
+    QTest::addColumn<QString>("table");
+    QTest::newRow("base copy") << u"BaseFileConfiguration"_s;
+    QTest::newRow("generated files") << u"GeneratedFileConfiguration"_s;
+}
+
+void TestVelmioctlFile::removeTakesNothingWhenItsDependantsCannotBeRead()
+{
+    QFETCH(QString, table);
+    generatedFilesAndBaseCopiesAreShown();
+    QVERIFY(tool->execute(u"ALTER TABLE %1 RENAME COLUMN ownerId TO owner"_s.arg(table)));
+
+    const auto removed = tool->run({u"file"_s, u"remove"_s, u"one/b.txt"_s, u"--yes"_s});
+
+    QCOMPARE(removed.exitCode, 8);
+    const QJsonObject rows = tool->json({u"stats"_s}).object()[u"tables"_s].toObject();
+    QCOMPARE(rows[u"FileConfiguration"_s].toInt(), 3);
+    QCOMPARE(rows[u"BaseFileConfiguration"_s].toInt(), 1);
+    QCOMPARE(rows[u"GeneratedFileConfiguration"_s].toInt(), 1);
+    QVERIFY(QFile::exists(tool->path(u"backup/b"_s)));
     QVERIFY(QFile::exists(tool->path(u"preview"_s)));
 }
 

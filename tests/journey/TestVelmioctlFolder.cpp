@@ -1,6 +1,9 @@
 #include "VelmioctlRunner.h"
 
+#include <support/RawDatabase.h>
+
 #include <QDir>
+#include <QFile>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -37,6 +40,7 @@ private Q_SLOTS:
     void removeTakesOneRow();
     void cleanTakesASubtree();
     void cleanTakesAWholeRoot();
+    void cleanTakesNothingWhenASubfolderCannotBeRead();
     void controlsInNamesDoNotReachTheTerminal();
 
 private:
@@ -413,6 +417,28 @@ void TestVelmioctlFolder::cleanTakesAWholeRoot()
     QCOMPARE(removed.object()[u"removedFolders"_s].toInt(), 4);
     QCOMPARE(allIds(), QList<int>());
     QVERIFY(QDir(root + u"/a/b"_s).exists());
+}
+
+void TestVelmioctlFolder::cleanTakesNothingWhenASubfolderCannotBeRead()
+{
+    // More than one page holds, so that the row continues on pages of its own, and the database is
+    // too large to be checked when it is opened.
+    constexpr qint64 PageBytes = 4096;
+    sync::test::RawDatabase(tool->databasePath())
+        .run(u"PRAGMA journal_mode = DELETE; UPDATE FolderConfiguration SET nameValueProperties = "
+             u"replace(hex(zeroblob(1000000)), '00', 'q') WHERE name = 'b'"_s);
+    QFile file(tool->databasePath());
+    QVERIFY(file.open(QIODevice::ReadWrite));
+    const qint64 inTheRow = file.readAll().lastIndexOf(QByteArray(4000, 'q'));
+    QVERIFY(inTheRow > 0);
+    QVERIFY(file.seek((inTheRow / PageBytes - 10) * PageBytes));
+    QCOMPARE(file.write(QByteArray(4, '\xff')), 4);
+    file.close();
+
+    const auto cleaned = run({u"clean"_s, u"root/a"_s, u"--yes"_s});
+
+    QCOMPARE(cleaned.exitCode, 5);
+    QCOMPARE(tool->json({u"stats"_s}).object()[u"tables"_s][u"FolderConfiguration"_s].toInt(), 4);
 }
 
 void TestVelmioctlFolder::controlsInNamesDoNotReachTheTerminal()

@@ -14,9 +14,11 @@ namespace sync::test {
 class RawDatabase
 {
 public:
-    explicit RawDatabase(const QString& path)
+    /// `vfs` names another file access of SQLite than the default one.
+    explicit RawDatabase(const QString& path, const char* vfs = nullptr)
     {
-        check(sqlite3_open(QFile::encodeName(path).constData(), &database));
+        constexpr int Flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
+        check(sqlite3_open_v2(QFile::encodeName(path).constData(), &database, Flags, vfs));
         // Like a foreign program that leaves the log to the store.
         sqlite3_db_config(database, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
     }

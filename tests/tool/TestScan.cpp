@@ -119,6 +119,7 @@ private Q_SLOTS:
     void refusedFolderIsCountedAndTheRestGoesOn();
     void failedBatchIsUndoneAndCounted();
     void failedReadPrunesNothing();
+    void failureThatWasToldBeforePrunesNothing();
     void unreadableFileIsStoredWithoutChecksum();
     void unreadableFolderLosesNoFile();
     void fileThatChangesMeanwhileHasNoHash();
@@ -226,6 +227,29 @@ void TestScan::failedReadPrunesNothing()
     QCOMPARE(scan.counts().files.missing, 1);
     QCOMPARE(scan.counts().files.pruned, 0);
     QCOMPARE(place.storedFiles(), 2);
+}
+
+void TestScan::failureThatWasToldBeforePrunesNothing()
+{
+    Place place({u"a"_s});
+    place.writeFile(u"a/gone"_s);
+    Progress progress(stderr, {});
+    Scan(place.session, progress, {}, [] { return false; }).run(place.root);
+    QVERIFY(QFile::remove(place.filePath(u"a/gone"_s)));
+    Scan scan(place.session, progress, {HashMode::Changed, true}, [&place] {
+        try {
+            place.session.database().select(u"SELECT nothing FROM nowhere"_s);
+        } catch (const CommandError&) {
+            return false;
+        }
+        return true;
+    });
+
+    QVERIFY_THROWS_EXCEPTION(CommandError, scan.run(place.root));
+
+    QCOMPARE(scan.counts().files.missing, 1);
+    QCOMPARE(scan.counts().files.pruned, 0);
+    QCOMPARE(place.storedFiles(), 1);
 }
 
 void TestScan::unreadableFileIsStoredWithoutChecksum()

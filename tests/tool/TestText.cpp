@@ -17,6 +17,8 @@ private Q_SLOTS:
     void cutTextEndsInEllipsisAndFits();
     void wideCharacterIsNotCutInHalf();
     void combiningMarkStaysWithItsCharacter();
+    void wrappedLinesFitAndKeepQuotesWhole();
+    void nothingIsWrappedWithoutAWidth();
     void controlsAreEscaped_data();
     void controlsAreEscaped();
     void linesKeepTheirEnds();
@@ -65,6 +67,18 @@ void TestText::wideCharacterIsNotCutInHalf()
 void TestText::combiningMarkStaysWithItsCharacter()
 {
     QCOMPARE(cutToWidth(u"ae\u0301bcd"_s, 3, u"\u2026"_s), u"ae\u0301\u2026"_s);
+}
+
+void TestText::wrappedLinesFitAndKeepQuotesWhole()
+{
+    QCOMPARE(
+        wrapped(u"The users' folder \"/a b\": see 'velmioctl scan 1' now"_s, 18, 2),
+        u"  The users'\n  folder \"/a b\":\n  see\n  'velmioctl scan 1'\n  now"_s);
+}
+
+void TestText::nothingIsWrappedWithoutAWidth()
+{
+    QCOMPARE(wrapped(u"one two three"_s, 0, 1), u" one two three"_s);
 }
 
 void TestText::controlsAreEscaped_data()

@@ -3,6 +3,7 @@
 #include <config/ServerConfigManager.h>
 #include <database/DatabaseError.h>
 #include <database/SqliteDatabaseFactory.h>
+#include <interf/IQSqlDatabaseWrapper.h>
 #include <interf/IQSqlQueryWrapper.h>
 
 #include <QTemporaryDir>
@@ -27,9 +28,10 @@ private Q_SLOTS:
     void checkForgetsWhatItHasTold();
     void transactionIsUndoneWithoutCommit();
     void committedTransactionStays();
+    void transactionIsNotCommittedAfterAFailure();
+    void firstOfSeveralFailuresIsTold();
+    void busyDatabaseGivesItsExitCode();
     void secondTransactionFailsWithTheEnginesReason();
-    void failureTextsGiveExitCodes_data();
-    void failureTextsGiveExitCodes();
     void causesGiveExitCodes_data();
     void causesGiveExitCodes();
 
@@ -117,6 +119,50 @@ void TestWatchedDatabase::committedTransactionStays()
     QCOMPARE(database->number(u"SELECT count(*) FROM Schedules"_s), 0);
 }
 
+void TestWatchedDatabase::transactionIsNotCommittedAfterAFailure()
+{
+    {
+        Transaction transaction(*database);
+        run(u"DELETE FROM Schedules"_s);
+        QVERIFY_THROWS_EXCEPTION(CommandError, database->select(u"SELECT nothing FROM nowhere"_s));
+
+        QVERIFY_THROWS_EXCEPTION(CommandError, transaction.commit());
+    }
+
+    QCOMPARE(database->number(u"SELECT count(*) FROM Schedules"_s), 1);
+}
+
+void TestWatchedDatabase::firstOfSeveralFailuresIsTold()
+{
+    for (const QString& table : {u"first"_s, u"second"_s}) {
+        const auto query = database->CreateQuery();
+        query->prepare(u"SELECT id FROM "_s + table);
+        QVERIFY(!query->exec());
+    }
+
+    try {
+        database->check();
+        QFAIL("the failures were not told");
+    } catch (const CommandError& error) {
+        QVERIFY(error.text().contains(u"first"_s));
+    }
+    database->check();
+}
+
+void TestWatchedDatabase::busyDatabaseGivesItsExitCode()
+{
+    const auto other = SqliteDatabaseFactory::open(database->path());
+    QVERIFY(other->GetDatabase()->transaction());
+
+    try {
+        const Transaction transaction(*database);
+        QFAIL("the transaction began beside the other one");
+    } catch (const CommandError& error) {
+        QCOMPARE(error.code(), ExitCode::Busy);
+    }
+    QVERIFY(other->GetDatabase()->rollback());
+}
+
 void TestWatchedDatabase::secondTransactionFailsWithTheEnginesReason()
 {
     const Transaction first(*database);
@@ -127,26 +173,6 @@ void TestWatchedDatabase::secondTransactionFailsWithTheEnginesReason()
     } catch (const CommandError& error) {
         QVERIFY(error.text().contains(u"a transaction is open already"_s));
     }
-}
-
-void TestWatchedDatabase::failureTextsGiveExitCodes_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<ExitCode>("code");
-    QTest::newRow("busy") << u"database is locked (SQLite error 5). Wait"_s << ExitCode::Busy;
-    QTest::newRow("busy snapshot") << u"locked (SQLite error 517)"_s << ExitCode::Busy;
-    QTest::newRow("corrupt") << u"malformed (SQLite error 267)"_s << ExitCode::Damaged;
-    QTest::newRow("no database") << u"not a database (SQLite error 26)"_s << ExitCode::Damaged;
-    QTest::newRow("full") << u"full (SQLite error 13)"_s << ExitCode::OtherError;
-    QTest::newRow("no number") << u"out of patience"_s << ExitCode::OtherError;
-}
-
-void TestWatchedDatabase::failureTextsGiveExitCodes()
-{
-    QFETCH(QString, text);
-    QFETCH(ExitCode, code);
-
-    QCOMPARE(exitCodeOfFailure(text), code);
 }
 
 void TestWatchedDatabase::causesGiveExitCodes_data()

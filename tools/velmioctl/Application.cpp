@@ -1,5 +1,8 @@
 #include "Application.h"
 
+#include "AdoptCommand.h"
+#include "BackupCommands.h"
+#include "ExplainCommand.h"
 #include "FileCommands.h"
 #include "FolderCommands.h"
 #include "InitCommand.h"
@@ -13,6 +16,7 @@
 #include "StatsCommand.h"
 #include "StatusCommand.h"
 #include "Text.h"
+#include "doctor/DoctorCommand.h"
 
 #include <core/KeyError.h>
 
@@ -60,6 +64,10 @@ void setUp(CLI::App& app, Session& session)
     addSecretsCommands(app, session);
     addStatusCommand(app, session);
     addStatsCommand(app, session);
+    addDoctorCommand(app, session);
+    addExplainCommand(app, session);
+    addAdoptCommand(app, session);
+    addBackupCommands(app, session);
     app.footer("Exit codes: 0 done, 1 findings, 2 wrong usage, 3 not found, 4 database busy,\n"
                "5 damaged, 6 too new, 7 key unavailable, 8 other error, 130 interrupted.");
 }

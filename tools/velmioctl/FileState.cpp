@@ -4,8 +4,11 @@
 
 #include <QFile>
 
+#include <cerrno>
 #include <fcntl.h>
 #include <sys/stat.h>
+
+using namespace Qt::StringLiterals;
 
 namespace velmioctl {
 
@@ -44,6 +47,38 @@ std::optional<FileState> readFileState(int directory, const char* name)
 std::optional<FileState> readFileState(const QString& path)
 {
     return readFileState(AT_FDCWD, QFile::encodeName(path).constData());
+}
+
+bool isGone(int error)
+{
+    return error == ENOENT || error == ENOTDIR;
+}
+
+bool fileIsGone(const QString& path)
+{
+    const auto state = readFileState(path);
+    return state ? !state->regular : isGone(errno);
+}
+
+bool folderIsGone(const QString& path)
+{
+    struct stat status
+    {
+    };
+    if (::lstat(QFile::encodeName(path).constData(), &status) != 0)
+        return isGone(errno);
+    return !S_ISDIR(status.st_mode);
+}
+
+QString permissionsOf(const QString& path)
+{
+    constexpr mode_t PermissionBits = 07777;
+    struct stat status
+    {
+    };
+    if (path.isEmpty() || ::lstat(QFile::encodeName(path).constData(), &status) != 0)
+        return {};
+    return u"%1"_s.arg(uint(status.st_mode & PermissionBits), 4, 8, QChar(u'0'));
 }
 
 FileHash hashFile(const QString& path, const FileState& before)

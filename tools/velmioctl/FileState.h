@@ -27,6 +27,18 @@ std::optional<FileState> readFileState(int directory, const char* name);
 /// The same of a file by its absolute path.
 std::optional<FileState> readFileState(const QString& path);
 
+/// Whether an errno says that there is nothing of that name, and not merely that it is unreadable.
+bool isGone(int error);
+
+/// True when there is nothing at a path, or something else than a file or a folder. False where
+/// that cannot be told.
+bool fileIsGone(const QString& path);
+bool folderIsGone(const QString& path);
+
+/// Who may do what with a file, in octal digits such as "0600", a link's own where it is one; empty
+/// when there is no file.
+QString permissionsOf(const QString& path);
+
 /// A checksum, and whether it could be made.
 struct FileHash
 {

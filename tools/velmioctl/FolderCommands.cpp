@@ -3,6 +3,7 @@
 #include "FolderFields.h"
 #include "FolderListing.h"
 #include "Records.h"
+#include "RootFolders.h"
 #include "Session.h"
 #include "Table.h"
 #include "Text.h"
@@ -10,7 +11,6 @@
 
 #include <config/FolderConfigManager.h>
 #include <core/Constants.h>
-#include <core/PathHelpers.h>
 
 #include <CLI/CLI.hpp>
 
@@ -23,7 +23,6 @@ namespace velmioctl {
 
 namespace {
 
-constexpr int AnySignIn = -1;
 constexpr int RootParentId = 0;
 constexpr int DeepestLevel = 1'000'000;
 
@@ -39,11 +38,6 @@ struct FolderOptions
     bool missingOk = false;
     bool yes = false;
 };
-
-QString described(const FolderConfiguration& folder)
-{
-    return u"%1 (id %2)"_s.arg(quoted(folder.getClientPath()), QString::number(folder.getId()));
-}
 
 void print(Session& session, const FolderConfiguration& folder)
 {
@@ -71,23 +65,6 @@ void requireDirectory(const QString& path, bool missingOk)
     }
 }
 
-// The root folder that a path lies in or is, the innermost where several match; as the library
-// compares, without regard to case.
-FolderConfiguration rootAround(Session& session, const QString& path, int signIn)
-{
-    FolderConfiguration around;
-    for (const FolderConfiguration& root : session.folders().GetAllRootFolders()) {
-        if (signIn >= 0 && root.getAuthenticationId() != signIn)
-            continue;
-        const QString rootPath = root.getClientPath();
-        const bool same = rootPath.compare(path, Qt::CaseInsensitive) == 0;
-        const bool inside = sync::core::IsParentPath(rootPath.toCaseFolded(), path.toCaseFolded());
-        if ((same || inside) && rootPath.size() >= around.getClientPath().size())
-            around = root;
-    }
-    return around;
-}
-
 void refuseOverlap(Session& session, const QString& path)
 {
     auto& folders = session.folders();
@@ -104,15 +81,14 @@ void refuseOverlap(Session& session, const QString& path)
             ExitCode::Usage,
             u"%1 lies in the root folder %2 already: choose a directory outside, or remove that "
             u"root with 'velmioctl folder clean'."_s.arg(
-                quoted(path), described(rootAround(session, path, AnySignIn))));
+                quoted(path), described(rootsAround(folders, path).value(0))));
     }
-    for (const FolderConfiguration& root : folders.GetAllRootFolders()) {
-        if (!sync::core::IsParentPath(path.toCaseFolded(), root.getClientPath().toCaseFolded()))
-            continue;
+    const auto below = rootsBelow(folders, path);
+    if (!below.isEmpty()) {
         throw CommandError(
             ExitCode::Usage,
             u"%1 contains the root folder %2: choose another directory, or remove that root with "
-            u"'velmioctl folder clean'."_s.arg(quoted(path), described(root)));
+            u"'velmioctl folder clean'."_s.arg(quoted(path), described(below.first())));
     }
 }
 
@@ -248,7 +224,7 @@ void check(Session& session, const FolderOptions& options)
     session.database().check();
 
     const FolderConfiguration root =
-        inside ? rootAround(session, path, signIn) : FolderConfiguration();
+        inside ? rootsAround(session.folders(), path, signIn).value(0) : FolderConfiguration();
     const QJsonObject object{
         {u"path"_s, path}, {u"inside"_s, inside}, {u"root"_s, jsonOrNull(root)}};
     answer(

@@ -5,6 +5,7 @@
 
 #include <config/FileConfiguration.h>
 #include <config/FolderConfiguration.h>
+#include <config/ScheduleEntry.h>
 #include <config/ServerConfiguration.h>
 
 #include <QDateTime>
@@ -12,6 +13,7 @@
 using namespace Qt::StringLiterals;
 using sync::config::FileConfiguration;
 using sync::config::FolderConfiguration;
+using sync::config::ScheduleEntry;
 using sync::config::ServerConfiguration;
 
 namespace velmioctl {
@@ -111,6 +113,18 @@ QJsonObject toJson(const FileConfiguration& file)
         {u"serverFileVersionId"_s, file.getServerFileVersionId()},
         {u"links"_s, int(file.getFileLinks().size())},
         {u"properties"_s, toJson(file.getNameValueProperties())},
+    };
+}
+
+QJsonObject toJson(const ScheduleEntry& schedule)
+{
+    return {
+        {u"id"_s, schedule.getId()},
+        {u"folderConfigId"_s, schedule.getFolderConfigId()},
+        {u"startTime"_s, toJson(schedule.getStartTime())},
+        {u"expireTime"_s, toJson(schedule.getExpireTime())},
+        {u"syncScheduleType"_s, int(schedule.getSyncScheduleType())},
+        {u"syncInterval"_s, schedule.getSyncInterval()},
     };
 }
 

@@ -7,6 +7,7 @@
 namespace sync::config {
 class FileConfiguration;
 class FolderConfiguration;
+class ScheduleEntry;
 class ServerConfiguration;
 } // namespace sync::config
 
@@ -23,6 +24,7 @@ void addProperties(FieldList& fields, const QMap<QString, QString>& properties);
 QJsonObject toJson(const sync::config::ServerConfiguration& server);
 QJsonObject toJson(const sync::config::FolderConfiguration& folder);
 QJsonObject toJson(const sync::config::FileConfiguration& file);
+QJsonObject toJson(const sync::config::ScheduleEntry& schedule);
 
 /// The records as a person reads them, one field on each line.
 FieldList toFields(const sync::config::ServerConfiguration& server);

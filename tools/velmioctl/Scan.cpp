@@ -105,6 +105,7 @@ void Scan::run(const FolderConfiguration& rootFolder)
             u"'velmioctl folder clean %2'."_s.arg(quoted(path), QString::number(root.getId())));
         return;
     }
+    const auto guard = session.database().guard();
     expectedFiles = session.database().number(
         u"SELECT count(*) FROM FileConfiguration WHERE rootFolderId = :rootFolderId"_s,
         {{u":rootFolderId"_s, root.getId()}});
@@ -112,8 +113,15 @@ void Scan::run(const FolderConfiguration& rootFolder)
     sinceStored.start();
     const bool toItsEnd = TreeComparison(session.database(), *this, stopRequested).run(root);
     store();
-    if (toItsEnd && options.prune)
+    if (toItsEnd && options.prune) {
+        // What could not be read looks like what is gone.
+        if (guard.failed()) {
+            throw CommandError(
+                ExitCode::OtherError, u"Nothing was pruned, as the database failed during the "
+                                      u"scan: scan again."_s);
+        }
         prune();
+    }
     warnOfRest();
 }
 

@@ -5,6 +5,9 @@
 #include "Scan.h"
 #include "Session.h"
 #include "Table.h"
+#include "WatchedDatabase.h"
+
+#include <database/SqliteDatabaseFactory.h>
 
 #include <CLI/CLI.hpp>
 
@@ -127,6 +130,12 @@ struct ScanCommandOptions
 
 void scan(Session& session, const ScanCommandOptions& options)
 {
+    // The paths in it are those of another machine, or of somebody else.
+    if (session.database().engine().isMoved()) {
+        throw CommandError(
+            ExitCode::OtherError, u"Nothing was scanned: run 'velmioctl adopt' first, as the "
+                                  u"database comes from another machine or account."_s);
+    }
     if (options.scan.prune) {
         session.confirm(
             options.yes,

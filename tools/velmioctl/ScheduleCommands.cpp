@@ -78,14 +78,7 @@ void print(Session& session, const ScheduleEntry& entry)
 {
     const int folder = entry.getFolderConfigId();
     if (session.output.json()) {
-        session.output.print(QJsonObject{
-            {u"id"_s, entry.getId()},
-            {u"folderConfigId"_s, folder},
-            {u"startTime"_s, toJson(entry.getStartTime())},
-            {u"expireTime"_s, toJson(entry.getExpireTime())},
-            {u"syncScheduleType"_s, int(entry.getSyncScheduleType())},
-            {u"syncInterval"_s, entry.getSyncInterval()},
-        });
+        session.output.print(toJson(entry));
         return;
     }
     FieldList fields;

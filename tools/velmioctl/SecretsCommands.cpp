@@ -1,5 +1,6 @@
 #include "SecretsCommands.h"
 
+#include "FileState.h"
 #include "Session.h"
 #include "StoredPassword.h"
 #include "Table.h"
@@ -13,18 +14,12 @@
 
 #include <CLI/CLI.hpp>
 
-#include <QFileInfo>
-
-#include <sys/stat.h>
-
 using namespace Qt::StringLiterals;
 using namespace sync::core::crypto;
 
 namespace velmioctl {
 
 namespace {
-
-constexpr mode_t PermissionBits = 07777;
 
 QString hex(const KeyId& id)
 {
@@ -154,6 +149,7 @@ void rekey(Session& session)
     verifyAll(session.database()).reader.requireKey();
     auto& keys = session.passwordKeys();
     session.database().check(keys.use(keyStore()), u"Reading the stored passwords"_s);
+    session.backUp(sync::database::DatabaseBackups::Reason::Rekey);
     const auto outcome = keys.changeKey();
     session.database().check(outcome.succeeded, u"Encrypting the passwords"_s);
     printRekeyed(session, outcome, keyStore()->read());
@@ -167,16 +163,6 @@ void rekey(Session& session)
     session.output.warning(
         u"The passwords of these sign-ins cannot be read and stayed as they are: %1. See "
         u"'velmioctl secrets verify'."_s.arg(ids.join(u", "_s)));
-}
-
-// Of the key file: nothing when it is not there or the keys lie elsewhere.
-QString permissionsOf(const QString& path)
-{
-    struct stat status = {};
-    // Without following a link, which the key store does not do either.
-    if (path.isEmpty() || ::lstat(QFile::encodeName(path).constData(), &status) != 0)
-        return {};
-    return u"%1"_s.arg(uint(status.st_mode & PermissionBits), 4, 8, QChar(u'0'));
 }
 
 QJsonValue jsonOrNull(const QString& text)

@@ -22,6 +22,7 @@
 
 using namespace Qt::StringLiterals;
 using namespace sync::config;
+using sync::database::DatabaseBackups;
 using sync::database::DatabaseError;
 using sync::database::SqliteDatabaseFactory;
 
@@ -39,14 +40,21 @@ QString Session::databasePath() const
     return databaseOption ? absolutePath(*databaseOption) : SqliteDatabaseFactory::defaultPath();
 }
 
-WatchedDatabase& Session::database()
+QString Session::existingDatabasePath() const
 {
-    const QString path = databasePath();
-    if (!openDatabase && !QFileInfo::exists(path)) {
+    QString path = databasePath();
+    if (!QFileInfo::exists(path)) {
         throw CommandError(
             ExitCode::NotFound, u"There is no database %1: create it with 'velmioctl init', or "
                                 u"name another one with --database."_s.arg(quoted(path)));
     }
+    return path;
+}
+
+WatchedDatabase& Session::database()
+{
+    if (!openDatabase)
+        existingDatabasePath();
     return createDatabase();
 }
 
@@ -54,13 +62,27 @@ WatchedDatabase& Session::createDatabase()
 {
     if (!openDatabase) {
         try {
-            openDatabase =
-                std::make_shared<WatchedDatabase>(SqliteDatabaseFactory::open(databasePath()));
+            const auto factory = SqliteDatabaseFactory::open(databasePath());
+            for (const QString& warning : factory->warnings())
+                output.warning(warning);
+            openDatabase = std::make_shared<WatchedDatabase>(factory);
         } catch (const DatabaseError& error) {
             throw openingError(error);
         }
     }
     return *openDatabase;
+}
+
+void Session::backUp(DatabaseBackups::Reason reason)
+{
+    try {
+        const auto made = DatabaseBackups(databasePath()).make(reason);
+        output.note(u"Made a backup first: %1"_s.arg(quoted(made.path)));
+    } catch (const DatabaseError& error) {
+        throw CommandError(
+            openingError(error).code(),
+            u"Nothing was changed, as the backup that comes first failed. "_s + error.text());
+    }
 }
 
 template <class Manager>

@@ -4,6 +4,7 @@
 #include "Output.h"
 
 #include <config/FolderConfiguration.h>
+#include <database/DatabaseBackups.h>
 
 #include <memory>
 #include <optional>
@@ -45,11 +46,18 @@ public:
     /// The absolute path of the database file.
     QString databasePath() const;
 
+    /// The same; throws CommandError when nothing is there.
+    QString existingDatabasePath() const;
+
     /// Opens the database on the first call; throws CommandError, also when there is none yet.
     WatchedDatabase& database();
 
     /// Opens the database, creating it when there is none; throws CommandError.
     WatchedDatabase& createDatabase();
+
+    /// Makes a backup before a command changes much, and tells where. Throws CommandError when that
+    /// fails, so that nothing is changed without one.
+    void backUp(sync::database::DatabaseBackups::Reason reason);
 
     sync::config::ServerConfigManager& servers();
     sync::config::AuthenticationConfigManager& signIns();

@@ -2,28 +2,21 @@
 
 #include "Session.h"
 #include "Table.h"
+#include "Tables.h"
 #include "WatchedDatabase.h"
 
+#include <database/SqliteDatabaseFactory.h>
 #include <interf/IQSqlQueryWrapper.h>
 
 #include <CLI/CLI.hpp>
 
 #include <QFileInfo>
 
-#include <array>
-
 using namespace Qt::StringLiterals;
 
 namespace velmioctl {
 
 namespace {
-
-constexpr std::array Tables{
-    u"ServerConfiguration",   u"AuthenticationConfiguration",
-    u"ProductConfiguration",  u"FolderConfiguration",
-    u"FileConfiguration",     u"GeneratedFileConfiguration",
-    u"BaseFileConfiguration", u"Schedules",
-};
 
 struct RootCount
 {
@@ -41,6 +34,8 @@ struct Stats
     long long logBytes = 0;
     QString sqliteVersion;
     long long schemaVersion = 0;
+    QString storeId;
+    bool moved = false;
     std::vector<std::pair<QString, long long>> tableRows;
     std::vector<RootCount> roots;
 };
@@ -79,7 +74,9 @@ Stats readStats(WatchedDatabase& database)
     stats.logBytes = QFileInfo(stats.path + u"-wal"_s).size();
     stats.sqliteVersion = readText(database, u"SELECT sqlite_version()"_s);
     stats.schemaVersion = database.number(u"PRAGMA user_version"_s);
-    for (const char16_t* const name : Tables) {
+    stats.storeId = database.engine().storeId();
+    stats.moved = database.engine().isMoved();
+    for (const char16_t* const name : TableNames) {
         const QString table = QString::fromUtf16(name);
         stats.tableRows.emplace_back(table, database.number(u"SELECT count(*) FROM "_s + table));
     }
@@ -108,6 +105,8 @@ QJsonObject toJson(const Stats& stats)
         {u"libraryVersion"_s, QStringLiteral(VELMIO_VERSION)},
         {u"sqliteVersion"_s, stats.sqliteVersion},
         {u"schemaVersion"_s, stats.schemaVersion},
+        {u"storeId"_s, stats.storeId},
+        {u"moved"_s, stats.moved},
         {u"tables"_s, tables},
         {u"roots"_s, roots},
     };
@@ -122,6 +121,7 @@ void print(Output& output, const Stats& stats)
     fields.add(u"library"_s, QStringLiteral(VELMIO_VERSION));
     fields.add(u"SQLite"_s, stats.sqliteVersion);
     fields.add(u"schema"_s, QString::number(stats.schemaVersion));
+    fields.add(u"store"_s, stats.storeId + (stats.moved ? u", moved here"_s : QString()));
     output.print(fields);
 
     Table tables({u"ROWS"_s, u"TABLE"_s});

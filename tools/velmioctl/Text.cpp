@@ -113,6 +113,27 @@ QString escapeOf(char32_t character)
                              : u"\\u{"_s + digits + u'}';
 }
 
+// Cut at the blanks outside of quotes. An apostrophe inside a word opens none.
+QStringList unbreakableWords(const QString& text)
+{
+    QStringList words;
+    QString word;
+    QChar quote;
+    for (const QChar character : text) {
+        if (character == u' ' && quote.isNull()) {
+            words += std::exchange(word, {});
+            continue;
+        }
+        if (character == quote)
+            quote = {};
+        else if (quote.isNull() && (character == u'"' || (character == u'\'' && word.isEmpty())))
+            quote = character;
+        word += character;
+    }
+    words += word;
+    return words;
+}
+
 } // namespace
 
 int displayWidth(const QString& text)
@@ -141,6 +162,25 @@ QString cutToWidth(const QString& text, int columns, const QString& ellipsis)
         return true;
     });
     return text.left(length) + ellipsis;
+}
+
+QString wrapped(const QString& text, int columns, int indent)
+{
+    const QString margin(indent, u' ');
+    QString result = margin;
+    int used = indent;
+    for (const QString& word : unbreakableWords(text)) {
+        const int width = displayWidth(word);
+        const bool first = used == indent;
+        if (!first && columns > 0 && used + 1 + width > columns) {
+            result += u'\n' + margin + word;
+            used = indent + width;
+            continue;
+        }
+        result += first ? word : u' ' + word;
+        used += width + (first ? 0 : 1);
+    }
+    return result;
 }
 
 QString escapeControls(const QString& text)

@@ -11,6 +11,10 @@ int displayWidth(const QString& text);
 /// characters stay with the one that they belong to.
 QString cutToWidth(const QString& text, int columns, const QString& ellipsis);
 
+/// A text broken between words into lines of at most `columns`, each behind `indent` blanks; one
+/// line when `columns` is 0. What stands in quotes is never broken, for it is copied from there.
+QString wrapped(const QString& text, int columns, int indent = 0);
+
 /// Replaces what could command a terminal or hide text in it (control characters, marks of writing
 /// direction, line separators) by visible escapes such as `\n`, `\x1b` and `\u{202e}`.
 QString escapeControls(const QString& text);

@@ -1,5 +1,6 @@
 #include "TreeComparison.h"
 
+#include "OwnFiles.h"
 #include "Text.h"
 #include "WatchedDatabase.h"
 
@@ -9,8 +10,6 @@
 #include <QFileInfo>
 #include <QSet>
 
-#include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstring>
 #include <sys/stat.h>
@@ -49,28 +48,6 @@ std::optional<qint64> numberOrNothing(const QVariant& value)
 QString errorText(int error)
 {
     return QString::fromLocal8Bit(std::strerror(error));
-}
-
-bool isGone(int error)
-{
-    return error == ENOENT || error == ENOTDIR;
-}
-
-// Not merely unreadable: there is nothing of that name, or something that is no file.
-bool fileIsGone(const QString& path)
-{
-    const auto state = readFileState(path);
-    return state ? !state->regular : isGone(errno);
-}
-
-bool folderIsGone(const QString& path)
-{
-    struct stat status
-    {
-    };
-    if (::lstat(QFile::encodeName(path).constData(), &status) != 0)
-        return isGone(errno);
-    return !S_ISDIR(status.st_mode);
 }
 
 } // namespace
@@ -177,7 +154,7 @@ bool TreeComparison::compareFiles(const Folder& folder, const DirectoryWalk::Fol
 void TreeComparison::compareEntry(
     const DirectoryWalk::Folder& found, const DirectoryWalk::Entry& entry, bool ownFolder)
 {
-    if (ownFolder && isOwnFile(entry.name))
+    if (ownFolder && isDatabaseFileName(entry.name, ownName))
         return;
     const QString path = joinPath(found.path, decodeName(entry.name).value_or(QString()));
     if (!entry.regular) {
@@ -269,14 +246,6 @@ std::vector<TreeComparison::Folder> TreeComparison::readSubfolders(int folderId)
         folders.push_back({query->value(1).toString(), query->value(0).toInt()});
     database.check();
     return folders;
-}
-
-bool TreeComparison::isOwnFile(const std::string& name) const
-{
-    static constexpr std::array Suffixes{"", "-wal", "-shm", "-journal"};
-    return std::any_of(Suffixes.begin(), Suffixes.end(), [this, &name](const char* suffix) {
-        return name == ownName + suffix;
-    });
 }
 
 bool TreeComparison::holdsOwnFiles(int directory) const

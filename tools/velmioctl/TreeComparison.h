@@ -86,7 +86,6 @@ private:
     void reportMissingTree(const Folder& top);
     void readKnownFiles(int folderId);
     std::vector<Folder> readSubfolders(int folderId);
-    bool isOwnFile(const std::string& name) const;
     bool holdsOwnFiles(int directory) const;
 
     WatchedDatabase& database;

@@ -7,10 +7,9 @@
 #include <interf/IQSqlDatabaseWrapper.h>
 #include <interf/IQSqlQueryWrapper.h>
 
-#include <QRegularExpression>
-
 using namespace Qt::StringLiterals;
 using sync::database::DatabaseError;
+using sync::database::ErrorGuard;
 using sync::database::SqliteDatabaseFactory;
 using sync::interf::IQSqlDatabaseWrapper;
 using sync::interf::IQSqlQueryWrapper;
@@ -18,12 +17,6 @@ using sync::interf::IQSqlQueryWrapper;
 namespace velmioctl {
 
 namespace {
-
-// Primary result codes of SQLite (sqlite.org/rescode.html).
-constexpr int SqliteBusy = 5;
-constexpr int SqliteLocked = 6;
-constexpr int SqliteCorrupt = 11;
-constexpr int SqliteNotADatabase = 26;
 
 ExitCode exitCodeOf(DatabaseError::Cause cause)
 {
@@ -40,27 +33,6 @@ ExitCode exitCodeOf(DatabaseError::Cause cause)
     }
 }
 
-// Changes nothing, but needs all that a change needs: what makes it fail made the change fail.
-const QString WriteProbe = u"UPDATE Schedules SET id = id WHERE id < 0"_s;
-
-// Why the last transaction() or commit() failed: the engine tells it in its log alone.
-thread_local QString lastEngineWarning;
-QtMessageHandler otherMessages = nullptr;
-
-void overhear(QtMsgType type, const QMessageLogContext& context, const QString& message)
-{
-    if (qstrcmp(context.category, "velmio.database") == 0)
-        lastEngineWarning = message;
-    else
-        otherMessages(type, context, message);
-}
-
-void overhearEngineLog()
-{
-    if (!otherMessages)
-        otherMessages = qInstallMessageHandler(overhear);
-}
-
 } // namespace
 
 CommandError openingError(const DatabaseError& error)
@@ -68,91 +40,15 @@ CommandError openingError(const DatabaseError& error)
     return {exitCodeOf(error.cause()), error.text()};
 }
 
-ExitCode exitCodeOfFailure(const QString& text)
-{
-    static const QRegularExpression code(u"\\(SQLite error (\\d+)\\)"_s);
-    switch (code.match(text).captured(1).toInt() & 0xff) {
-    case SqliteBusy:
-    case SqliteLocked:
-        return ExitCode::Busy;
-    case SqliteCorrupt:
-    case SqliteNotADatabase:
-        return ExitCode::Damaged;
-    default:
-        return ExitCode::OtherError;
-    }
-}
-
-struct WatchedDatabase::Failures
-{
-    void add(const QString& text)
-    {
-        // The first one is the cause of those that follow.
-        if (first.isNull())
-            first = text.isEmpty() ? u"unknown error"_s : text;
-    }
-
-    QString first;
-};
-
-class WatchedDatabase::WatchedQuery : public IQSqlQueryWrapper
-{
-public:
-    WatchedQuery(std::shared_ptr<IQSqlQueryWrapper> query, std::shared_ptr<Failures> failures)
-        : query(std::move(query))
-        , failures(std::move(failures))
-    {
-    }
-
-    QString lastError() const override { return query->lastError(); }
-    QString lastQuery() const override { return query->lastQuery(); }
-    QVariant value(int index) const override { return query->value(index); }
-    bool isValid() const override { return query->isValid(); }
-    bool prepare(const QString& sql) override { return query->prepare(sql); }
-    void setForwardOnly(bool forward) override { query->setForwardOnly(forward); }
-    QVariant lastInsertId() const override { return query->lastInsertId(); }
-    int numRowsAffected() const override { return query->numRowsAffected(); }
-
-    void bindValue(const QString& placeholder, const QVariant& value) override
-    {
-        query->bindValue(placeholder, value);
-    }
-    QVariant boundValue(const QString& placeholder) const override
-    {
-        return query->boundValue(placeholder);
-    }
-
-    bool exec() override
-    {
-        const bool succeeded = query->exec();
-        if (!succeeded)
-            failures->add(query->lastError());
-        return succeeded;
-    }
-
-    bool next() override
-    {
-        const bool onRow = query->next();
-        if (!onRow) {
-            const QString error = query->lastError();
-            if (!error.isEmpty())
-                failures->add(error);
-        }
-        return onRow;
-    }
-
-private:
-    const std::shared_ptr<IQSqlQueryWrapper> query;
-    const std::shared_ptr<Failures> failures;
-};
-
 WatchedDatabase::WatchedDatabase(std::shared_ptr<SqliteDatabaseFactory> openFactory)
     : factory(std::move(openFactory))
-    , failures(std::make_shared<Failures>())
+    , firstError(std::make_shared<std::optional<DatabaseError>>())
 {
-    overhearEngineLog();
-    factory->setCommitFailureHandler(
-        [failures = failures](const QString& error) { failures->add(error); });
+    factory->setErrorHandler([first = firstError](const DatabaseError& error) {
+        // The first one is the cause of those that follow.
+        if (!*first)
+            *first = error;
+    });
 }
 
 WatchedDatabase::~WatchedDatabase() = default;
@@ -164,7 +60,7 @@ std::shared_ptr<IQSqlDatabaseWrapper> WatchedDatabase::GetDatabase()
 
 std::shared_ptr<IQSqlQueryWrapper> WatchedDatabase::CreateQuery()
 {
-    return std::make_shared<WatchedQuery>(factory->CreateQuery(), failures);
+    return factory->CreateQuery();
 }
 
 QString WatchedDatabase::path() const
@@ -172,17 +68,22 @@ QString WatchedDatabase::path() const
     return factory->path();
 }
 
+ErrorGuard WatchedDatabase::guard() const
+{
+    return ErrorGuard(*factory);
+}
+
 void WatchedDatabase::check()
 {
-    const QString error = std::exchange(failures->first, {});
-    if (error.isNull())
+    const auto error = std::exchange(*firstError, {});
+    if (!error)
         return;
-    QString text = u"The database %1 failed: %2"_s.arg(quoted(path()), error);
+    QString text = u"The database %1 failed: %2"_s.arg(quoted(path()), error->text());
     if (!text.endsWith(u'.'))
         text += u'.';
-    if (exitCodeOfFailure(error) == ExitCode::OtherError)
+    if (error->cause() == DatabaseError::Cause::Other)
         text += u" See what 'velmioctl stats' says of the database, and try again."_s;
-    throw CommandError(exitCodeOfFailure(error), text);
+    throw CommandError(exitCodeOf(error->cause()), text);
 }
 
 void WatchedDatabase::check(bool succeeded, const QString& action)
@@ -190,20 +91,9 @@ void WatchedDatabase::check(bool succeeded, const QString& action)
     check();
     if (succeeded)
         return;
-    const auto probe = CreateQuery();
-    probe->prepare(WriteProbe);
-    probe->exec();
-    check();
     throw CommandError(
         ExitCode::OtherError, action + u" failed, and the database does not tell why. See what "
                                        u"'velmioctl stats' says of it, and try again."_s);
-}
-
-void WatchedDatabase::checkTransaction(bool succeeded)
-{
-    if (!succeeded)
-        failures->add(std::exchange(lastEngineWarning, {}));
-    check();
 }
 
 std::shared_ptr<IQSqlQueryWrapper> WatchedDatabase::select(
@@ -235,8 +125,9 @@ long long WatchedDatabase::number(const QString& sql, std::initializer_list<Bind
 Transaction::Transaction(WatchedDatabase& database)
     : database(database)
     , connection(database.GetDatabase())
+    , guard(database.guard())
 {
-    database.checkTransaction(connection->transaction());
+    database.check(connection->transaction(), u"Beginning a transaction"_s);
     open = true;
 }
 
@@ -248,9 +139,15 @@ Transaction::~Transaction()
 
 void Transaction::commit()
 {
+    database.check();
+    if (guard.failed()) {
+        throw CommandError(
+            ExitCode::OtherError, u"Nothing was changed, as the database failed meanwhile: run the "
+                                  u"command again."_s);
+    }
     // A failed commit has been rolled back when it returns.
     open = false;
-    database.checkTransaction(connection->commit());
+    database.check(connection->commit(), u"Storing the changes"_s);
 }
 
 } // namespace velmioctl

@@ -2,6 +2,8 @@
 
 #include "ExitCode.h"
 
+#include <database/DatabaseError.h>
+#include <database/ErrorGuard.h>
 #include <interf/IDatabaseFactory.h>
 
 #include <QString>
@@ -9,10 +11,10 @@
 
 #include <initializer_list>
 #include <memory>
+#include <optional>
 #include <utility>
 
 namespace sync::database {
-class DatabaseError;
 class SqliteDatabaseFactory;
 } // namespace sync::database
 
@@ -21,13 +23,10 @@ namespace velmioctl {
 /// The exit code and text for a database that cannot be opened.
 CommandError openingError(const sync::database::DatabaseError& error);
 
-/// The exit code behind a failed statement's text.
-ExitCode exitCodeOfFailure(const QString& text);
-
-/// A database factory that remembers what failed.
+/// A database whose failures end the command.
 ///
 /// The managers report failure by value only, so that a failed list looks like an empty one. Here
-/// a command can ask afterwards, and knows the cause.
+/// a command asks afterwards whether anything failed, and why.
 class WatchedDatabase : public sync::interf::factory::IDatabaseFactory
 {
 public:
@@ -41,14 +40,17 @@ public:
 
     QString path() const;
 
+    /// The engine behind it.
+    sync::database::SqliteDatabaseFactory& engine() { return *factory; }
+
+    /// Tells whether anything fails from now on, also what check() has told by then.
+    sync::database::ErrorGuard guard() const;
+
     /// Throws CommandError when a statement or a commit failed since this was asked last.
     void check();
 
     /// Throws CommandError unless `succeeded`, with the cause where it is known.
     void check(bool succeeded, const QString& action);
-
-    /// Throws CommandError, with the cause, when a transaction could not be begun or committed.
-    void checkTransaction(bool succeeded);
 
     /// Runs a SELECT of the tool's own; throws CommandError when that fails. Call check() behind
     /// its last row.
@@ -62,12 +64,9 @@ public:
     long long number(const QString& sql, std::initializer_list<Binding> bindings = {});
 
 private:
-    struct Failures;
-    class WatchedQuery;
-
     const std::shared_ptr<sync::database::SqliteDatabaseFactory> factory;
-    // Shared with the queries, and with the handler of failed commits.
-    const std::shared_ptr<Failures> failures;
+    // Since check(). Shared with the factory's error handler.
+    const std::shared_ptr<std::optional<sync::database::DatabaseError>> firstError;
 };
 
 /// A transaction of the whole command, undone unless commit() is reached.
@@ -81,12 +80,14 @@ public:
     Transaction(const Transaction&) = delete;
     Transaction& operator=(const Transaction&) = delete;
 
-    /// Throws CommandError when that fails; nothing has changed then.
+    /// Throws CommandError when that fails, or when anything has failed since the transaction
+    /// began; nothing has changed then.
     void commit();
 
 private:
     WatchedDatabase& database;
     const std::shared_ptr<sync::interf::IQSqlDatabaseWrapper> connection;
+    const sync::database::ErrorGuard guard;
     bool open = false;
 };
 

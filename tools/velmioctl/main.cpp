@@ -2,6 +2,7 @@
 #include "Session.h"
 
 #include <QCoreApplication>
+#include <QLoggingCategory>
 
 #include <csignal>
 #include <cstdio>
@@ -27,6 +28,8 @@ int main(int argc, char** argv)
     const bool utf8 = velmioctl::environmentUsesUtf8();
     if (!utf8)
         chooseUtf8Locale();
+    // What the engine logs is what the commands tell as their own errors and warnings.
+    QLoggingCategory::setFilterRules(QStringLiteral("velmio.database=false"));
     // Without names of its own: the default place of the database is the library's to choose.
     const QCoreApplication application(argc, argv);
 

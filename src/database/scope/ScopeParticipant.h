@@ -10,8 +10,8 @@ class ScopeParticipant
 public:
     virtual ~ScopeParticipant() = default;
 
-    /// Ends the transaction. It does not throw: what cannot be committed is rolled back.
-    virtual void endScopeTransaction(bool commit) noexcept = 0;
+    /// Ends the transaction. False when it could not be committed and is rolled back instead.
+    virtual bool endScopeTransaction(bool commit) noexcept = 0;
 };
 
 /// Has the outermost scope of the calling thread end a transaction that was just begun.

@@ -1,19 +1,20 @@
 #include <database/sqlite/DatabaseFile.h>
 
+#include <database/DatabaseBackups.h>
 #include <database/DatabaseError.h>
 #include <database/sqlite/Migrations.h>
 #include <database/sqlite/SqliteError.h>
 #include <database/sqlite/SqliteHandle.h>
+#include <database/sqlite/SystemFiles.h>
+#include <database/sqlite/Tables.h>
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QUrl>
 #include <QtEndian>
 
 #include <fcntl.h>
 #include <sqlite3.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
@@ -39,60 +40,6 @@ using Header = std::array<char, HeaderBytes>;
 
 // Up to this size, 1 MB, a check of the whole file takes a millisecond or two.
 constexpr long long FullyCheckedPages = 256;
-
-constexpr auto Tables = {"ServerConfiguration",   "AuthenticationConfiguration",
-                         "ProductConfiguration",  "FolderConfiguration",
-                         "FileConfiguration",     "GeneratedFileConfiguration",
-                         "BaseFileConfiguration", "Schedules"};
-
-QString systemMessage(int code)
-{
-    return QString::fromLocal8Bit(std::strerror(code));
-}
-
-[[noreturn]] void failAt(const QString& path, const QString& doing, int code)
-{
-    const QString text = doing + u" "_s + path + u": "_s + systemMessage(code) + u". "_s;
-    switch (code) {
-    case EACCES:
-    case EPERM:
-        throw DatabaseError(
-            Cause::NoPermission,
-            text + u"Give yourself the right to read and write it, or name another place."_s);
-    case EROFS:
-        throw DatabaseError(
-            Cause::ReadOnly,
-            text + u"The place is read-only: move the database to one that takes writes."_s);
-    case ENOSPC:
-    case EDQUOT:
-        throw DatabaseError(Cause::DiskFull, text + u"Free some space and try again."_s);
-    case EIO:
-        throw DatabaseError(Cause::InputOutput, text + u"Check the disk."_s);
-    default:
-        throw DatabaseError(Cause::Other, text + u"Name a file in a folder that you may use."_s);
-    }
-}
-
-// A new entry of a folder is on the disk when the folder is.
-void syncFolder(const QString& folder)
-{
-    const int descriptor = ::open(QFile::encodeName(folder).constData(), O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0)
-        return; // A folder that may be written but not read has no other way to be synced.
-    ::fsync(descriptor);
-    ::close(descriptor);
-}
-
-void createFolder(const QString& folder)
-{
-    if (QFileInfo::exists(folder))
-        return;
-    const QString parent = QFileInfo(folder).path();
-    createFolder(parent);
-    if (::mkdir(QFile::encodeName(folder).constData(), 0700) != 0 && errno != EEXIST)
-        failAt(folder, u"Cannot create the folder"_s, errno);
-    syncFolder(parent);
-}
 
 void createEmptyFile(const QString& path)
 {
@@ -150,21 +97,11 @@ DatabaseError damaged(const QString& path, const QString& finding)
                             u". Keep the file, and put a backup copy in its place."_s};
 }
 
-/// A connection that reads the file and neither locks it nor writes anything beside it.
-///
-/// It goes through SQLite, as closing a plain descriptor would drop the locks that this process
-/// holds on the file (sqlite.org/howtocorrupt.html, "Posix advisory locks").
-SqliteHandle openForInspection(const QString& path)
+QString movedWarning(const QString& path)
 {
-    const QByteArray uri = "file://" + QUrl::toPercentEncoding(path, "/") + "?mode=ro&immutable=1";
-    sqlite3* opened = nullptr;
-    const int result = sqlite3_open_v2(
-        uri.constData(), &opened, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI | SQLITE_OPEN_NOMUTEX,
-        nullptr);
-    SqliteHandle database(opened);
-    if (result != SQLITE_OK)
-        throw databaseError(opened, path);
-    return database;
+    return u"The database %1 comes from another machine or account. Two copies of it that both "
+           u"synchronise would undo each other's work: see that the other one is not used any "
+           u"more, and make this one your own with 'velmioctl adopt'."_s.arg(path);
 }
 
 Header readHeader(sqlite3* database, const QString& path)
@@ -173,23 +110,44 @@ Header readHeader(sqlite3* database, const QString& path)
     Header header{};
     sqlite3_file_control(database, "main", SQLITE_FCNTL_FILE_POINTER, &file);
     const int result = file->pMethods->xRead(file, header.data(), HeaderBytes, 0);
-    if (result == SQLITE_IOERR_SHORT_READ || std::memcmp(header.data(), Magic, sizeof Magic) != 0)
-        throw notADatabase(path);
-    if (result != SQLITE_OK)
+    if (result != SQLITE_OK && result != SQLITE_IOERR_SHORT_READ)
         failAt(path, u"Cannot read the database"_s, EIO);
+    if (result != SQLITE_OK || std::memcmp(header.data(), Magic, sizeof Magic) != 0)
+        throw notADatabase(path);
     return header;
+}
+
+// Whether SQLite was interrupted while it filled a new file. Its journal says that the file was
+// empty (sqlite.org/fileformat2.html#the_rollback_journal), and the next connection makes it so.
+bool isHalfCreated(const QString& path)
+{
+    constexpr char JournalMagic[] = "\xd9\xd5\x05\xf9\x20\xa1\x63\xd7";
+    constexpr qsizetype InitialPagesOffset = 16;
+    QFile journal(path + u"-journal"_s);
+    if (!journal.open(QIODevice::ReadOnly))
+        return false;
+    const QByteArray header = journal.read(HeaderBytes);
+    return header.size() == HeaderBytes && header.startsWith(JournalMagic) &&
+           qFromBigEndian<qint32>(header.constData() + InitialPagesOffset) == 0;
+}
+
+void requireKnownVersion(sqlite3* database, long long version, const QString& path)
+{
+    if (version > currentSchemaVersion() && !admitsVersion(database, currentSchemaVersion(), path))
+        throw tooNew(path, version);
 }
 
 // Looks at a file with content before a connection is opened that might write to it.
 void inspect(const QString& path)
 {
-    const SqliteHandle database = openForInspection(path);
+    if (isHalfCreated(path))
+        return;
+    const SqliteHandle database = openForReading(path, LogBeside::Ignored);
     const Header header = readHeader(database.get(), path);
     const auto applicationId = qFromBigEndian<qint32>(header.data() + ApplicationIdOffset);
     const auto version = qFromBigEndian<qint32>(header.data() + UserVersionOffset);
     if (applicationId == ApplicationId) {
-        if (version > currentSchemaVersion())
-            throw tooNew(path, version);
+        requireKnownVersion(database.get(), version, path);
         return;
     }
     // Without a mark it may be taken over when nobody has put anything into it, nor into a log
@@ -201,32 +159,64 @@ void inspect(const QString& path)
         throw foreignDatabase(path);
 }
 
-void bringUpToDate(sqlite3* database, const QString& path)
+void backUpBeforeMigration(const QString& path, long long version)
+{
+    try {
+        DatabaseBackups(path).make(DatabaseBackups::Reason::Migration);
+    } catch (const DatabaseError& error) {
+        throw DatabaseError(
+            error.cause(),
+            u"The database %1 has schema version %2, and is brought to version %3 only when a "
+            u"backup was made before. It was not changed. %4"_s.arg(
+                path, QString::number(version), QString::number(currentSchemaVersion()),
+                error.text()));
+    }
+}
+
+void bringUpToDate(sqlite3* database, const QString& path, QStringList& warnings)
 {
     const auto version = queryNumber(database, "PRAGMA user_version", path);
     // The log may hold a newer version than the header of the file.
-    if (version > currentSchemaVersion())
-        throw tooNew(path, version);
+    requireKnownVersion(database, version, path);
+    if (version > 0 && version < currentSchemaVersion())
+        backUpBeforeMigration(path, version);
     if (version < currentSchemaVersion())
         migrate(database, path);
+    if (version > currentSchemaVersion()) {
+        warnings += u"The database %1 has schema version %2, of a newer program, which lets this "
+                    u"one go on using it. Update this program when you can."_s.arg(
+                        path, QString::number(version));
+    }
+}
+
+void checkTable(sqlite3* database, const QByteArray& table, const QString& path)
+{
+    const QByteArray count =
+        "SELECT count(*) FROM sqlite_schema WHERE type = 'table' AND name = '" + table + "'";
+    if (queryNumber(database, count.constData(), path) == 0)
+        throw damaged(path, u"the table %1 is missing"_s.arg(QLatin1StringView(table)));
+    // Reads the first page of the table, and finds a file that was cut off.
+    const QByteArray first = "SELECT id FROM " + table + " LIMIT 1";
+    queryNumber(database, first.constData(), path);
+}
+
+// Whether a check did not get a page from the disk (btree.c, checkTreePage() and checkList()),
+// which says nothing about the file.
+bool isFailedRead(const QString& finding)
+{
+    return finding.contains(u"unable to get the page") || finding.contains(u"failed to get page");
 }
 
 void checkContent(sqlite3* database, const QString& path)
 {
-    for (const char* const table : Tables) {
-        const auto name = QLatin1StringView(table);
-        const QByteArray count =
-            "SELECT count(*) FROM sqlite_schema WHERE type = 'table' AND name = '" +
-            QByteArray(table) + "'";
-        if (queryNumber(database, count.constData(), path) == 0)
-            throw damaged(path, u"the table %1 is missing"_s.arg(name));
-        // Reads the first page of the table, and finds a file that was cut off.
-        const QByteArray first = "SELECT id FROM " + QByteArray(table) + " LIMIT 1";
-        queryNumber(database, first.constData(), path);
-    }
+    for (const char* const table : Tables)
+        checkTable(database, table, path);
+    checkTable(database, "StoreIdentity", path);
     if (queryNumber(database, "PRAGMA page_count", path) > FullyCheckedPages)
         return;
     const QString finding = queryText(database, "PRAGMA quick_check(1)", path);
+    if (isFailedRead(finding))
+        failAt(path, u"Cannot read the database"_s, EIO);
     if (finding != u"ok")
         throw damaged(path, finding.simplified());
 }
@@ -251,11 +241,23 @@ void useWriteAheadLog(sqlite3* database, const QString& path)
 
 } // namespace
 
-void prepareDatabaseFile(const QString& givenPath)
+QString absoluteFilePath(const QString& givenPath)
 {
-    // SQLite keeps its log beside the file that a symbolic link leads to.
-    const QString target = QFileInfo(givenPath).canonicalFilePath();
-    const QString path = target.isEmpty() ? givenPath : target;
+    // A ":" at the start would name a resource to Qt, and ":memory:" no file to SQLite.
+    const QString path = givenPath.startsWith(u':') ? u"./"_s + givenPath : givenPath;
+    return QDir::cleanPath(QFileInfo(path).absoluteFilePath());
+}
+
+QString resolvedFilePath(const QString& givenPath)
+{
+    const QString path = absoluteFilePath(givenPath);
+    const QString target = QFileInfo(path).canonicalFilePath();
+    return target.isEmpty() ? path : target;
+}
+
+OpenedFile prepareDatabaseFile(const QString& givenPath)
+{
+    const QString path = resolvedFilePath(givenPath);
     const QFileInfo file(path);
     if (file.isDir())
         throw DatabaseError(
@@ -268,11 +270,19 @@ void prepareDatabaseFile(const QString& givenPath)
     checkAccess(path);
     if (QFileInfo(path).size() > 0)
         inspect(path);
+    else if (QFileInfo(path + u"-wal"_s).size() > 0)
+        // SQLite would delete the log, which may be all that is left.
+        throw damaged(path, u"it is empty, but its log is not"_s);
 
+    OpenedFile opened;
     const SqliteHandle database = openConnection(path);
-    bringUpToDate(database.get(), path);
+    bringUpToDate(database.get(), path, opened.warnings);
     checkContent(database.get(), path);
     useWriteAheadLog(database.get(), path);
+    opened.identity = identify(database.get(), path);
+    if (opened.identity.moved)
+        opened.warnings += movedWarning(path);
+    return opened;
 }
 
 } // namespace sync::database

@@ -1,7 +1,5 @@
 #include <database/sqlite/SqliteConnection.h>
 
-#include <database/sqlite/SqliteError.h>
-
 #include <sqlite3.h>
 
 #include <algorithm>
@@ -71,7 +69,7 @@ SqliteConnection::SqliteConnection(const QString& path)
 
 SqliteConnection::~SqliteConnection() = default;
 
-PreparedStatement* SqliteConnection::acquire(const QString& sql, QString& error)
+PreparedStatement* SqliteConnection::acquire(const QString& sql, Failure& error)
 {
     const auto found = statements.constFind(sql);
     if (found != statements.constEnd() && !(*found)->inUse) {
@@ -113,7 +111,7 @@ bool SqliteConnection::run(const char* sql) noexcept
     return sqlite3_exec(handle(), sql, nullptr, nullptr, nullptr) == SQLITE_OK;
 }
 
-std::unique_ptr<PreparedStatement> SqliteConnection::prepare(const QString& sql, QString& error)
+std::unique_ptr<PreparedStatement> SqliteConnection::prepare(const QString& sql, Failure& error)
 {
     const QByteArray text = sql.toUtf8();
     sqlite3_stmt* prepared = nullptr;
@@ -126,11 +124,11 @@ std::unique_ptr<PreparedStatement> SqliteConnection::prepare(const QString& sql,
     const QString refused = std::exchange(refusal, {});
     StatementHandle owned(prepared);
     if (result != SQLITE_OK) {
-        error = refused.isEmpty() ? errorText(handle()) : refused;
+        error = refused.isEmpty() ? failureOf(handle()) : Failure{.text = refused};
         return nullptr;
     }
     if (!prepared || !isBlank(QByteArrayView(tail, text.constData() + text.size()))) {
-        error = u"a query takes exactly one statement"_s;
+        error = {.text = u"a query takes exactly one statement"_s};
         return nullptr;
     }
 

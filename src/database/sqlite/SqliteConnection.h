@@ -1,5 +1,6 @@
 #pragma once
 
+#include <database/sqlite/SqliteError.h>
 #include <database/sqlite/SqliteHandle.h>
 
 #include <QHash>
@@ -37,7 +38,7 @@ public:
 
     /// The prepared statement of a text, to be given back by release(). Null when the text does
     /// not prepare, with the reason in `error`.
-    PreparedStatement* acquire(const QString& sql, QString& error);
+    PreparedStatement* acquire(const QString& sql, Failure& error);
 
     /// Resets a statement, frees what it has bound, and keeps it for the next use of its text.
     void release(PreparedStatement* statement) noexcept;
@@ -49,7 +50,7 @@ public:
     int logPages() const { return pagesInLog; }
 
 private:
-    std::unique_ptr<PreparedStatement> prepare(const QString& sql, QString& error);
+    std::unique_ptr<PreparedStatement> prepare(const QString& sql, Failure& error);
     void evictLeastRecentlyUsed();
 
     SqliteHandle database;

@@ -7,19 +7,20 @@ namespace sync::database {
 
 namespace {
 
-// The interface has no place for the reason of a failure, so that the log tells it.
+// The interface has no place for the reason of a failure, so that the factory and the log tell it.
 bool onSessionOf(
-    const std::shared_ptr<SqliteStore>& store, bool (SqliteSession::*operation)(QString& error))
+    const std::shared_ptr<SqliteStore>& store, bool (SqliteSession::*operation)(Failure& error))
 {
-    QString error;
+    Failure error;
     try {
         const SessionLease session(store);
         if ((session.operator->()->*operation)(error))
             return true;
     } catch (const DatabaseError& failure) {
-        error = failure.text();
+        error = {failure.cause(), failure.text()};
     }
-    qCWarning(velmioDatabase).noquote() << error;
+    store->reportFailure(error);
+    qCWarning(velmioDatabase).noquote() << error.text;
     return false;
 }
 

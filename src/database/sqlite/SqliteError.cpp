@@ -69,14 +69,17 @@ QString messageOf(sqlite3* database)
 
 } // namespace
 
-QString errorText(sqlite3* database)
+Failure failureOf(sqlite3* database)
 {
-    if (sqlite3_extended_errcode(database) == SQLITE_BUSY_SNAPSHOT)
-        return messageOf(database) +
-               u". Somebody else has written since this thread began a SELECT: release that query "
-               u"first, and try again."_s;
-    const QString remedy = remedyFor(causeOf(database));
-    return remedy.isEmpty() ? messageOf(database) : messageOf(database) + u". "_s + remedy;
+    const auto cause = causeOf(database);
+    if (sqlite3_extended_errcode(database) == SQLITE_BUSY_SNAPSHOT) {
+        return {
+            cause, messageOf(database) +
+                       u". Somebody else has written since this thread began a SELECT: release "
+                       u"that query first, and try again."_s};
+    }
+    const QString remedy = remedyFor(cause);
+    return {cause, remedy.isEmpty() ? messageOf(database) : messageOf(database) + u". "_s + remedy};
 }
 
 DatabaseError databaseError(sqlite3* database, const QString& path)

@@ -8,8 +8,18 @@ struct sqlite3;
 
 namespace sync::database {
 
+/// Why a call failed; without a text none has.
+struct Failure
+{
+    DatabaseError::Cause cause = DatabaseError::Cause::Other;
+    QString text;
+
+    bool isEmpty() const { return text.isEmpty(); }
+};
+
 /// What a failed statement says to a person: SQLite's message, and what to do where that is known.
-QString errorText(sqlite3* database);
+/// It names tables and columns at most, and no value.
+Failure failureOf(sqlite3* database);
 
 /// The error of a failed call on a database file. Takes the extended result code and message from
 /// the connection.

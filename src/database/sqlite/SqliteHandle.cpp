@@ -3,6 +3,7 @@
 #include <database/sqlite/SqliteError.h>
 
 #include <QFile>
+#include <QUrl>
 
 #include <sqlite3.h>
 
@@ -82,6 +83,24 @@ SqliteHandle openConnection(const QString& path)
         "PRAGMA synchronous = FULL; PRAGMA fullfsync = ON; PRAGMA temp_store = MEMORY;"
         "PRAGMA cache_size = -16384; PRAGMA mmap_size = 0; PRAGMA journal_size_limit = 33554432;",
         path);
+    return database;
+}
+
+SqliteHandle openForReading(const QString& path, LogBeside log)
+{
+    // Through SQLite in any case, as closing a plain descriptor would drop the locks that this
+    // process holds on the file (sqlite.org/howtocorrupt.html, "Posix advisory locks").
+    QByteArray uri = "file://" + QUrl::toPercentEncoding(path, "/") + "?mode=ro";
+    if (log == LogBeside::Ignored)
+        uri += "&immutable=1";
+    sqlite3* opened = nullptr;
+    const int result = sqlite3_open_v2(
+        uri.constData(), &opened, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI | SQLITE_OPEN_NOMUTEX,
+        nullptr);
+    SqliteHandle database(opened);
+    if (result != SQLITE_OK)
+        throw databaseError(opened, path);
+    sqlite3_extended_result_codes(opened, 1);
     return database;
 }
 

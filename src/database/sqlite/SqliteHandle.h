@@ -32,6 +32,15 @@ using StatementHandle = std::unique_ptr<sqlite3_stmt, SqliteFinalizer>;
 /// each setting is for. It has not touched the file's content yet. Throws DatabaseError.
 SqliteHandle openConnection(const QString& path);
 
+/// Whether a connection that only reads looks at what lies beside the file.
+enum class LogBeside {
+    Read,    ///< As every program does: it takes part in the locking.
+    Ignored, ///< The file alone, without a lock, and without anything being written beside it.
+};
+
+/// A connection that reads a file. Throws DatabaseError.
+SqliteHandle openForReading(const QString& path, LogBeside log);
+
 /// Runs SQL text of one or more statements; throws DatabaseError.
 void execute(sqlite3* database, const char* sql, const QString& path);
 

@@ -1,6 +1,5 @@
 #include <database/sqlite/SqliteQuery.h>
 
-#include <database/sqlite/SqliteError.h>
 #include <database/sqlite/SqliteStore.h>
 
 #include <sqlite3.h>
@@ -8,6 +7,15 @@
 using namespace Qt::StringLiterals;
 
 namespace sync::database {
+
+namespace {
+
+Failure otherThread()
+{
+    return {.text = u"a query belongs to the thread that made it"_s};
+}
+
+} // namespace
 
 SqliteQuery::SqliteQuery(std::shared_ptr<SqliteStore> store)
     : session(std::move(store))
@@ -81,12 +89,16 @@ bool SqliteQuery::prepare(const QString& sql)
     dropStatement();
     text = sql;
     values.clear();
-    prepareError.clear();
-    if (std::this_thread::get_id() != thread)
-        return fail(u"a query belongs to the thread that made it"_s);
-    statement = session->acquire(sql, prepareError);
-    if (!statement)
-        return fail(prepareError);
+    prepareError = {};
+    if (std::this_thread::get_id() == thread)
+        statement = session->acquire(sql, prepareError);
+    else
+        prepareError = otherThread();
+    if (!statement) {
+        // It counts as a failure when it is tried.
+        error = prepareError;
+        return false;
+    }
     values.resize(statement->placeholders.size());
     columns = sqlite3_column_count(statement->handle.get());
     return true;
@@ -98,7 +110,7 @@ void SqliteQuery::bindValue(const QString& placeholder, const QVariant& value)
     if (parameter >= 0)
         values[parameter] = value;
     else if (prepareError.isEmpty())
-        prepareError = u"the statement has no placeholder %1"_s.arg(placeholder);
+        prepareError = {.text = u"the statement has no placeholder %1"_s.arg(placeholder)};
 }
 
 QVariant SqliteQuery::boundValue(const QString& placeholder) const
@@ -114,22 +126,22 @@ void SqliteQuery::setForwardOnly(bool)
 
 bool SqliteQuery::exec()
 {
-    error.clear();
+    error = {};
     insertedId.clear();
     affectedRows = -1;
     position = Position::NoRow;
     if (std::this_thread::get_id() != thread)
-        return fail(u"a query belongs to the thread that made it"_s);
+        return fail(otherThread());
     if (!prepareError.isEmpty())
         return fail(prepareError);
     if (!statement)
-        return fail(u"no statement is prepared"_s);
-    if (const QString lost = session->lostTransactionError(); !lost.isEmpty())
+        return fail({.text = u"no statement is prepared"_s});
+    if (const Failure& lost = session->lostTransactionError(); !lost.isEmpty())
         return fail(lost);
 
     sqlite3_reset(statement->handle.get());
     if (!bound.bind(statement->handle.get(), values))
-        return fail(bound.error());
+        return fail({.text = bound.error()});
     return statement->readOnly ? execRead() : execWrite();
 }
 
@@ -153,9 +165,10 @@ bool SqliteQuery::execWrite()
 {
     // Its rows would be read after the commit, and until then nothing would be on the disk.
     if (columns > 0)
-        return fail(u"a statement that writes cannot return rows"_s);
-    if (!session->beginWrite(error))
-        return false;
+        return fail({.text = u"a statement that writes cannot return rows"_s});
+    Failure refusal;
+    if (!session->beginWrite(refusal))
+        return fail(refusal);
     const bool done = sqlite3_step(statement->handle.get()) == SQLITE_DONE;
     if (done) {
         sqlite3* const database = session->connection().handle();
@@ -169,16 +182,17 @@ bool SqliteQuery::execWrite()
     return done;
 }
 
-bool SqliteQuery::fail(const QString& reason)
+bool SqliteQuery::fail(const Failure& reason)
 {
     error = reason;
+    session->report(error);
     return false;
 }
 
 bool SqliteQuery::failWithSqliteError()
 {
     session->noteFailedStatement();
-    return fail(errorText(session->connection().handle()));
+    return fail(failureOf(session->connection().handle()));
 }
 
 void SqliteQuery::dropStatement() noexcept
@@ -209,6 +223,12 @@ qsizetype SqliteQuery::parameterOf(const QString& placeholder) const
 bool FailedQuery::prepare(const QString& sql)
 {
     text = sql;
+    return false;
+}
+
+bool FailedQuery::exec()
+{
+    store->reportFailure(reason);
     return false;
 }
 

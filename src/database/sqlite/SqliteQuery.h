@@ -16,7 +16,7 @@ public:
     explicit SqliteQuery(std::shared_ptr<SqliteStore> store);
     ~SqliteQuery() override;
 
-    QString lastError() const override { return error; }
+    QString lastError() const override { return error.text; }
     QString lastQuery() const override { return text; }
     QVariant value(int index) const override;
     bool next() override;
@@ -39,7 +39,7 @@ private:
     enum class Position { NoRow, BeforeFirstRow, OnRow };
 
     ColumnValue column(int index) const;
-    bool fail(const QString& reason);
+    bool fail(const Failure& reason);
     bool failWithSqliteError();
     void dropStatement() noexcept;
     qsizetype parameterOf(const QString& placeholder) const;
@@ -50,8 +50,8 @@ private:
     const std::thread::id thread = std::this_thread::get_id();
     PreparedStatement* statement = nullptr;
     QString text;
-    QString error;
-    QString prepareError;   // also of a placeholder that the text does not have
+    Failure error;
+    Failure prepareError;   // also of a placeholder that the text does not have
     QList<QVariant> values; // by parameter number - 1
     BoundValues bound;
     mutable qsizetype likelyParameter = 0;
@@ -65,12 +65,13 @@ private:
 class FailedQuery : public interf::IQSqlQueryWrapper
 {
 public:
-    explicit FailedQuery(QString reason)
-        : reason(std::move(reason))
+    FailedQuery(std::shared_ptr<SqliteStore> store, Failure reason)
+        : store(std::move(store))
+        , reason(std::move(reason))
     {
     }
 
-    QString lastError() const override { return reason; }
+    QString lastError() const override { return reason.text; }
     QString lastQuery() const override { return text; }
     QVariant value(int) const override { return {}; }
     bool next() override { return false; }
@@ -79,12 +80,13 @@ public:
     void bindValue(const QString&, const QVariant&) override {}
     QVariant boundValue(const QString&) const override { return {}; }
     void setForwardOnly(bool) override {}
-    bool exec() override { return false; }
+    bool exec() override;
     QVariant lastInsertId() const override { return {}; }
     int numRowsAffected() const override { return -1; }
 
 private:
-    const QString reason;
+    const std::shared_ptr<SqliteStore> store;
+    const Failure reason;
     QString text;
 };
 

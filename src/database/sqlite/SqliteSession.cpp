@@ -22,9 +22,9 @@ public:
     {
     }
 
-    void endScopeTransaction(bool commit) noexcept override
+    bool endScopeTransaction(bool commit) noexcept override
     {
-        session->endScopeTransaction(commit);
+        return session->endScopeTransaction(commit);
     }
 
 private:
@@ -51,7 +51,7 @@ void SqliteSession::leaveBehind(PreparedStatement* statement)
     leftBehind.push_back(statement);
 }
 
-PreparedStatement* SqliteSession::acquire(const QString& sql, QString& error)
+PreparedStatement* SqliteSession::acquire(const QString& sql, Failure& error)
 {
     releaseLeftBehind();
     return sqlite.acquire(sql, error);
@@ -65,7 +65,7 @@ void SqliteSession::releaseLeftBehind()
     leftBehind.clear();
 }
 
-bool SqliteSession::beginWrite(QString& error)
+bool SqliteSession::beginWrite(Failure& error)
 {
     if (inTransaction())
         return true;
@@ -85,9 +85,15 @@ void SqliteSession::noteFailedStatement()
     // Some errors, a full disk and a read without memory among them, make SQLite roll back the
     // whole transaction (sqlite.org/lang_transaction.html). What follows must not be committed
     // without what was.
-    if (inTransaction() && sqlite3_get_autocommit(sqlite.handle()) != 0 && lostError.isEmpty())
-        lostError = u"the transaction was rolled back when a statement failed: "_s +
-                    errorText(sqlite.handle());
+    if (inTransaction() && sqlite3_get_autocommit(sqlite.handle()) != 0 && lostError.isEmpty()) {
+        lostError = failureOf(sqlite.handle());
+        lostError.text.prepend(u"the transaction was rolled back when a statement failed: "_s);
+    }
+}
+
+void SqliteSession::report(const Failure& failure)
+{
+    store.reportFailure(failure);
 }
 
 void SqliteSession::endWrite() noexcept
@@ -96,52 +102,54 @@ void SqliteSession::endWrite() noexcept
         leaveTurn();
 }
 
-bool SqliteSession::beginHostTransaction(QString& error)
+bool SqliteSession::beginHostTransaction(Failure& error)
 {
     if (inTransaction()) {
-        error = u"a transaction is open already on this thread"_s;
+        error = {.text = u"a transaction is open already on this thread"_s};
         return false;
     }
     return begin(TransactionOwner::Host, error);
 }
 
-bool SqliteSession::commitHostTransaction(QString& error)
+bool SqliteSession::commitHostTransaction(Failure& error)
 {
     if (owner != TransactionOwner::Host) {
-        error = u"no transaction is open on this thread"_s;
+        error = {.text = u"no transaction is open on this thread"_s};
         return false;
     }
     return commit(error);
 }
 
-bool SqliteSession::rollbackHostTransaction(QString& error)
+bool SqliteSession::rollbackHostTransaction(Failure& error)
 {
     if (owner != TransactionOwner::Host) {
-        error = u"no transaction is open on this thread"_s;
+        error = {.text = u"no transaction is open on this thread"_s};
         return false;
     }
     rollback();
     return true;
 }
 
-void SqliteSession::endScopeTransaction(bool commitIt) noexcept
+bool SqliteSession::endScopeTransaction(bool commitIt) noexcept
 {
     if (!commitIt) {
         rollback();
-        return;
+        return true;
     }
-    QString error;
-    if (!commit(error))
-        store.reportCommitFailure(error);
+    Failure error;
+    if (commit(error))
+        return true;
+    store.reportCommitFailure(error);
+    return false;
 }
 
-bool SqliteSession::begin(TransactionOwner newOwner, QString& error)
+bool SqliteSession::begin(TransactionOwner newOwner, Failure& error)
 {
     if (!store.enterWriterQueue(error))
         return false;
     hasTurn = true;
     if (!sqlite.run("BEGIN IMMEDIATE")) {
-        error = errorText(sqlite.handle());
+        error = failureOf(sqlite.handle());
         leaveTurn();
         return false;
     }
@@ -149,14 +157,14 @@ bool SqliteSession::begin(TransactionOwner newOwner, QString& error)
     return true;
 }
 
-bool SqliteSession::commit(QString& error) noexcept
+bool SqliteSession::commit(Failure& error) noexcept
 {
     if (lostError.isEmpty() && sqlite.run("COMMIT")) {
         owner = TransactionOwner::None;
         leaveTurn();
         return true;
     }
-    error = lostError.isEmpty() ? errorText(sqlite.handle()) : lostError;
+    error = lostError.isEmpty() ? failureOf(sqlite.handle()) : lostError;
     rollback();
     return false;
 }
@@ -166,7 +174,7 @@ void SqliteSession::rollback() noexcept
     if (sqlite3_get_autocommit(sqlite.handle()) == 0)
         sqlite.run("ROLLBACK");
     owner = TransactionOwner::None;
-    lostError.clear();
+    lostError = {};
     leaveTurn();
 }
 

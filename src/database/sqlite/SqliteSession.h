@@ -32,41 +32,44 @@ public:
     void leaveBehind(PreparedStatement* statement);
 
     /// SqliteConnection::acquire(), after what was left behind is released.
-    PreparedStatement* acquire(const QString& sql, QString& error);
+    PreparedStatement* acquire(const QString& sql, Failure& error);
 
     /// True while a scope or a host has a transaction open.
     bool inTransaction() const { return owner != TransactionOwner::None; }
 
     /// Empty, or why nothing can be done any more in the transaction that is open: SQLite has
     /// rolled it back by itself.
-    QString lostTransactionError() const { return lostError; }
+    const Failure& lostTransactionError() const { return lostError; }
 
     /// Makes ready for a statement that writes: joins the open transaction, begins one for the
     /// scopes, or takes the turn for a write that is a transaction by itself. False, with the
     /// reason in `error`, when the turn or the write lock could not be had.
-    bool beginWrite(QString& error);
+    bool beginWrite(Failure& error);
 
     /// Follows each statement that has failed, reads included, while its error is still at hand.
     void noteFailedStatement();
 
+    /// Has the store count a failure and tell of it.
+    void report(const Failure& failure);
+
     /// Follows each beginWrite() that returned true, when the statement has run.
     void endWrite() noexcept;
 
-    bool beginHostTransaction(QString& error);
-    bool commitHostTransaction(QString& error);
-    bool rollbackHostTransaction(QString& error);
+    bool beginHostTransaction(Failure& error);
+    bool commitHostTransaction(Failure& error);
+    bool rollbackHostTransaction(Failure& error);
 
-    /// Ends what the scopes of the thread have begun. A commit that fails is rolled back and
-    /// reported to the store.
-    void endScopeTransaction(bool commitIt) noexcept;
+    /// Ends what the scopes of the thread have begun. A commit that fails is rolled back, reported
+    /// to the store, and false.
+    bool endScopeTransaction(bool commitIt) noexcept;
 
 private:
     void releaseLeftBehind();
 
     enum class TransactionOwner { None, Scope, Host };
 
-    bool begin(TransactionOwner newOwner, QString& error);
-    bool commit(QString& error) noexcept;
+    bool begin(TransactionOwner newOwner, Failure& error);
+    bool commit(Failure& error) noexcept;
     void rollback() noexcept;
     void leaveTurn() noexcept;
 
@@ -76,7 +79,7 @@ private:
     SqliteConnection sqlite;
     TransactionOwner owner = TransactionOwner::None;
     bool hasTurn = false;
-    QString lostError;
+    Failure lostError;
 
     std::mutex leftBehindMutex;
     std::vector<PreparedStatement*> leftBehind;

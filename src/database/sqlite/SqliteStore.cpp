@@ -43,8 +43,10 @@ thread_local OpenHostTransactions openHostTransactions;
 
 } // namespace
 
-SqliteStore::SqliteStore(const QString& path)
+SqliteStore::SqliteStore(const QString& path, OpenedFile file)
     : databasePath(path)
+    , openedFile(std::move(file))
+    , moved(openedFile.identity.moved)
     , writers(WriterQueue::forFile(QFileInfo(path).canonicalFilePath()))
     , checkpointer(path)
     , checkpointAtPages(CheckpointPages)
@@ -125,12 +127,14 @@ void SqliteStore::retireUnused(SqliteSession* session)
     active.erase(found);
 }
 
-bool SqliteStore::enterWriterQueue(QString& error)
+bool SqliteStore::enterWriterQueue(Failure& error)
 {
     if (writers->enter(BusyTimeout))
         return true;
-    error = u"Another thread of this program has been writing to the database for more than 5 s: "
-            u"see that it ends its transaction."_s;
+    error = {
+        DatabaseError::Cause::Busy,
+        u"Another thread of this program has been writing to the database for more than 5 s: see "
+        u"that it ends its transaction."_s};
     return false;
 }
 
@@ -155,23 +159,50 @@ void SqliteStore::checkpointIfDue(int logPages) noexcept
 
 void SqliteStore::setCommitFailureHandler(SqliteDatabaseFactory::CommitFailureHandler handler)
 {
-    const std::lock_guard lock(handlerMutex);
+    const std::lock_guard lock(failureMutex);
     commitFailureHandler = std::move(handler);
 }
 
-void SqliteStore::reportCommitFailure(const QString& error) noexcept
+void SqliteStore::reportCommitFailure(const Failure& failure) noexcept
 {
     ++commitFailures;
+    reportFailure(failure);
     qCWarning(velmioDatabase).noquote()
         << u"Changes to %1 were undone, as they could not be committed: %2"_s.arg(
-               databasePath, error);
+               databasePath, failure.text);
     SqliteDatabaseFactory::CommitFailureHandler handler;
     {
-        const std::lock_guard lock(handlerMutex);
+        const std::lock_guard lock(failureMutex);
         handler = commitFailureHandler;
     }
     if (handler)
+        handler(failure.text);
+}
+
+void SqliteStore::setErrorHandler(SqliteDatabaseFactory::ErrorHandler handler)
+{
+    const std::lock_guard lock(failureMutex);
+    errorHandler = std::move(handler);
+}
+
+void SqliteStore::reportFailure(const Failure& failure) noexcept
+{
+    const DatabaseError error(failure.cause, failure.text);
+    SqliteDatabaseFactory::ErrorHandler handler;
+    {
+        const std::lock_guard lock(failureMutex);
+        lastFailure = error;
+        handler = errorHandler;
+    }
+    ++errors;
+    if (handler)
         handler(error);
+}
+
+std::optional<DatabaseError> SqliteStore::lastError() const
+{
+    const std::lock_guard lock(failureMutex);
+    return lastFailure;
 }
 
 void SqliteStore::watchHostTransaction()
@@ -190,7 +221,7 @@ void SqliteStore::abandonHostTransaction(std::thread::id thread) noexcept
         const std::lock_guard lock(sessionsMutex);
         session = activeSession(thread);
     }
-    QString error;
+    Failure error;
     if (!session || !session->rollbackHostTransaction(error))
         return;
     qCWarning(velmioDatabase).noquote()

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <database/SqliteDatabaseFactory.h>
+#include <database/sqlite/DatabaseFile.h>
 #include <database/sqlite/LogCheckpointer.h>
 #include <database/sqlite/SqliteSession.h>
 #include <database/sqlite/WriterQueue.h>
@@ -12,6 +13,7 @@
 #include <chrono>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <vector>
 
 Q_DECLARE_LOGGING_CATEGORY(velmioDatabase)
@@ -22,10 +24,15 @@ namespace sync::database {
 class SqliteStore : public std::enable_shared_from_this<SqliteStore>
 {
 public:
-    explicit SqliteStore(const QString& path);
+    SqliteStore(const QString& path, OpenedFile file);
     ~SqliteStore();
 
     const QString& path() const { return databasePath; }
+    const OpenedFile& file() const { return openedFile; }
+
+    /// As file() says, until the store is adopted.
+    bool isMoved() const { return moved; }
+    void noteAdopted() { moved = false; }
 
     /// The session of the calling thread, one connection for as long as it has a query or a
     /// transaction. To be given back for each time that it was borrowed. Throws DatabaseError.
@@ -33,15 +40,21 @@ public:
     void giveBack(SqliteSession* session) noexcept;
 
     /// False, with the reason in `error`, when the turn did not come within the busy timeout.
-    bool enterWriterQueue(QString& error);
+    bool enterWriterQueue(Failure& error);
     void leaveWriterQueue() { writers->leave(); }
 
     /// Checkpoints when the log is long enough. The caller has the turn and no transaction.
     void checkpointIfDue(int logPages) noexcept;
 
     void setCommitFailureHandler(SqliteDatabaseFactory::CommitFailureHandler handler);
-    void reportCommitFailure(const QString& error) noexcept;
+    void reportCommitFailure(const Failure& failure) noexcept;
     int commitFailureCount() const { return commitFailures; }
+
+    void setErrorHandler(SqliteDatabaseFactory::ErrorHandler handler);
+    /// Counts the failure of a call and tells the handler. Any thread may call.
+    void reportFailure(const Failure& failure) noexcept;
+    int errorCount() const { return errors; }
+    std::optional<DatabaseError> lastError() const;
 
     /// Has the transaction() that the calling thread has begun undone should the thread end.
     void watchHostTransaction();
@@ -49,6 +62,8 @@ public:
 
 private:
     const QString databasePath;
+    const OpenedFile openedFile;
+    std::atomic<bool> moved;
     const std::shared_ptr<WriterQueue> writers;
     LogCheckpointer checkpointer;
 
@@ -68,9 +83,12 @@ private:
     std::chrono::milliseconds checkpointPatience{0};
     std::atomic<bool> hasWritten = false;
 
-    std::mutex handlerMutex;
-    SqliteDatabaseFactory::CommitFailureHandler commitFailureHandler;
     std::atomic<int> commitFailures = 0;
+    std::atomic<int> errors = 0;
+    mutable std::mutex failureMutex;
+    SqliteDatabaseFactory::CommitFailureHandler commitFailureHandler;
+    SqliteDatabaseFactory::ErrorHandler errorHandler;
+    std::optional<DatabaseError> lastFailure;
 };
 
 } // namespace sync::database

@@ -1,0 +1,267 @@
+#include <database/DatabaseBackups.h>
+
+#include <database/DatabaseError.h>
+#include <database/SqliteDatabaseFactory.h>
+#include <database/sqlite/BackupFile.h>
+#include <database/sqlite/DatabaseFile.h>
+#include <database/sqlite/Migrations.h>
+#include <database/sqlite/Salvage.h>
+#include <database/sqlite/StoreReplacement.h>
+#include <database/sqlite/SystemFiles.h>
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <sys/stat.h>
+
+using namespace Qt::StringLiterals;
+
+namespace sync::database {
+
+namespace {
+
+using Cause = DatabaseError::Cause;
+using Reason = DatabaseBackups::Reason;
+
+constexpr std::array Reasons{
+    Reason::Manual, Reason::Migration, Reason::Rekey, Reason::Import, Reason::Fix};
+
+// Sorts like the times.
+const QString TimeFormat = u"yyyyMMdd'T'HHmmsszzz'Z'"_s;
+
+std::optional<Reason> reasonOf(const QString& word)
+{
+    const auto* const found = std::find_if(Reasons.begin(), Reasons.end(), [&word](Reason reason) {
+        return DatabaseBackups::wordFor(reason) == word;
+    });
+    return found == Reasons.end() ? std::nullopt : std::optional(*found);
+}
+
+// What the name of a file tells; nothing when it is not one that pathFor() gives.
+std::optional<DatabaseBackups::Backup> backupOf(const QFileInfo& file, const QString& database)
+{
+    static const QRegularExpression ending(u"^\\.(\\d{8}T\\d{9}Z)\\.([a-z]+)\\.db$"_s);
+    const QString name = file.fileName();
+    if (!name.startsWith(database))
+        return {};
+    const auto match = ending.match(name.sliced(database.size()));
+    QDateTime time = QDateTime::fromString(match.captured(1), TimeFormat);
+    time.setTimeSpec(Qt::UTC);
+    const auto reason = reasonOf(match.captured(2));
+    if (!time.isValid() || !reason)
+        return {};
+    return DatabaseBackups::Backup{file.filePath(), time, *reason, file.size()};
+}
+
+void requireDatabase(const QString& path)
+{
+    if (!QFileInfo::exists(path))
+        throw DatabaseError(
+            Cause::Other, u"There is no database %1: name the right file."_s.arg(path));
+}
+
+bool hasNoRow(const DatabaseBackups::SalvagedTable& table)
+{
+    return table.rows == 0;
+}
+
+// Columns of a later version would be left behind.
+void requireKnownVersion(sqlite3* database, const QString& path)
+{
+    const auto version = queryNumber(database, "PRAGMA user_version", path);
+    if (version > currentSchemaVersion())
+        throw DatabaseError(
+            Cause::TooNew,
+            u"The database %1 has schema version %2, and this program knows versions up to %3. Use "
+            u"the newer program that wrote it."_s.arg(
+                path, QString::number(version), QString::number(currentSchemaVersion())));
+}
+
+DatabaseError nothingToSalvage(const QString& path)
+{
+    return {
+        Cause::Damaged, u"Nothing can be read of the database %1 any more, and it was left as it "
+                        u"is. Put a backup copy in its place."_s.arg(path)};
+}
+
+bool isSameFile(const QString& left, const QString& right)
+{
+    struct stat leftStatus = {};
+    struct stat rightStatus = {};
+    return ::stat(QFile::encodeName(left).constData(), &leftStatus) == 0 &&
+           ::stat(QFile::encodeName(right).constData(), &rightStatus) == 0 &&
+           leftStatus.st_dev == rightStatus.st_dev && leftStatus.st_ino == rightStatus.st_ino;
+}
+
+} // namespace
+
+QString DatabaseBackups::wordFor(Reason reason)
+{
+    switch (reason) {
+    case Reason::Manual:
+        return u"manual"_s;
+    case Reason::Migration:
+        return u"migration"_s;
+    case Reason::Rekey:
+        return u"rekey"_s;
+    case Reason::Import:
+        return u"import"_s;
+    case Reason::Fix:
+        return u"fix"_s;
+    }
+    Q_UNREACHABLE();
+}
+
+DatabaseBackups::DatabaseBackups(const QString& databasePath)
+    : databasePath(resolvedFilePath(databasePath))
+{
+}
+
+QString DatabaseBackups::folder() const
+{
+    return databasePath + u"-backups"_s;
+}
+
+DatabaseBackups::Backup DatabaseBackups::make(Reason reason) const
+{
+    createFolder(folder());
+    QDateTime time = QDateTime::currentDateTimeUtc();
+    while (QFileInfo::exists(pathFor(time, reason)))
+        time = time.addMSecs(1);
+    Backup made = makeAt(pathFor(time, reason));
+    made.time = time;
+    made.reason = reason;
+    removeOldest(made);
+    return made;
+}
+
+DatabaseBackups::Backup DatabaseBackups::makeAt(const QString& file) const
+{
+    requireDatabase(databasePath);
+    const QString target = absoluteFilePath(file);
+    if (QFileInfo(target).isDir())
+        throw DatabaseError(
+            Cause::Directory, target + u" is a directory: name a new file in it."_s);
+    if (QFileInfo::exists(target))
+        throw DatabaseError(
+            Cause::Other, target + u" exists already, and a copy replaces nothing: name a new "
+                                   u"file."_s);
+    const QDateTime time = QDateTime::currentDateTimeUtc();
+    const SqliteHandle source = openConnection(databasePath);
+    // Waits for whoever has locked the readers out, which the copying would not do.
+    execute(source.get(), "BEGIN", databasePath);
+    queryNumber(source.get(), "SELECT count(*) FROM sqlite_schema", databasePath);
+    writeVerifiedCopy(source.get(), target);
+    return {target, time, Reason::Manual, QFileInfo(target).size()};
+}
+
+QList<DatabaseBackups::Backup> DatabaseBackups::list() const
+{
+    const QString name = QFileInfo(databasePath).fileName();
+    QList<Backup> backups;
+    for (const QFileInfo& file :
+         QDir(folder()).entryInfoList(QDir::Files | QDir::Hidden | QDir::NoSymLinks)) {
+        if (const auto backup = backupOf(file, name))
+            backups.append(*backup);
+    }
+    std::sort(backups.begin(), backups.end(), [](const Backup& left, const Backup& right) {
+        return left.time > right.time;
+    });
+    return backups;
+}
+
+std::optional<DatabaseBackups::Backup> DatabaseBackups::newestVerified() const
+{
+    for (const Backup& backup : list()) {
+        try {
+            verify(backup.path);
+            return backup;
+        } catch (const DatabaseError&) {
+            // An older one may be whole.
+        }
+    }
+    return {};
+}
+
+void DatabaseBackups::verify(const QString& file)
+{
+    openVerified(absoluteFilePath(file));
+}
+
+QString DatabaseBackups::restore(const QString& file) const
+{
+    const QString backupPath = absoluteFilePath(file);
+    if (isSameFile(backupPath, databasePath))
+        throw DatabaseError(
+            Cause::Other, backupPath + u" is the database itself: name a backup of it."_s);
+    const SqliteHandle backup = openVerified(backupPath);
+    QString kept = replaceBy(backup.get());
+    SqliteDatabaseFactory::open(databasePath);
+    return kept;
+}
+
+DatabaseBackups::Salvaged DatabaseBackups::salvage() const
+{
+    requireDatabase(databasePath);
+    StoreReplacement store(databasePath);
+    if (!store.isReadable())
+        throw nothingToSalvage(databasePath);
+    requireKnownVersion(store.handle(), databasePath);
+    // A folder of its own takes the log of the new database along when it goes.
+    const QTemporaryDir folder(databasePath + u".XXXXXX"_s);
+    if (!folder.isValid())
+        failAt(databasePath, u"Cannot create a folder beside the database"_s, errno);
+    const QString freshPath = folder.filePath(u"salvaged.db"_s);
+    SqliteDatabaseFactory::open(freshPath);
+    const SqliteHandle fresh = openConnection(freshPath);
+
+    Salvaged salvaged;
+    salvaged.tables = salvageTables(store.handle(), fresh.get(), freshPath);
+    if (std::all_of(salvaged.tables.begin(), salvaged.tables.end(), hasNoRow))
+        throw nothingToSalvage(databasePath);
+    salvaged.keptPath = store.keepOld();
+    store.replaceBy(fresh.get());
+    return salvaged;
+}
+
+QString DatabaseBackups::replaceBy(sqlite3* source) const
+{
+    if (QFileInfo(databasePath).size() == 0)
+        setStrayLogsAside(databasePath);
+    if (!QFileInfo::exists(databasePath)) {
+        createFolder(QFileInfo(databasePath).path());
+        writeVerifiedCopy(source, databasePath);
+        return {};
+    }
+    StoreReplacement store(databasePath);
+    QString kept = store.keepOld();
+    store.replaceBy(source);
+    return kept;
+}
+
+QString DatabaseBackups::pathFor(const QDateTime& time, Reason reason) const
+{
+    return u"%1/%2.%3.%4.db"_s.arg(
+        folder(), QFileInfo(databasePath).fileName(), time.toString(TimeFormat), wordFor(reason));
+}
+
+void DatabaseBackups::removeOldest(const Backup& made) const
+{
+    int newer = 1;
+    for (const Backup& backup : list()) {
+        // The one that was just made stays also where the clock was set back: it is known to be
+        // whole.
+        if (backup.reason != made.reason || backup.path == made.path)
+            continue;
+        if (++newer > KeptPerReason)
+            QFile::remove(backup.path);
+    }
+}
+
+} // namespace sync::database

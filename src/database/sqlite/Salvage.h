@@ -1,0 +1,16 @@
+#pragma once
+
+#include <database/DatabaseBackups.h>
+
+struct sqlite3;
+
+namespace sync::database {
+
+/// Copies what can be read of a damaged database into a new one, row by row and in one transaction.
+///
+/// Every row that is reached is copied as it is. Ids behind which nothing can be told are reported,
+/// and are not given to other rows again. Throws DatabaseError when the new one cannot be written.
+QList<DatabaseBackups::SalvagedTable> salvageTables(
+    sqlite3* damaged, sqlite3* fresh, const QString& freshPath);
+
+} // namespace sync::database

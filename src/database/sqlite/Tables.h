@@ -1,0 +1,13 @@
+#pragma once
+
+#include <array>
+
+namespace sync::database {
+
+/// The tables of the records, which a database of any version has.
+constexpr std::array Tables{"ServerConfiguration",   "AuthenticationConfiguration",
+                            "ProductConfiguration",  "FolderConfiguration",
+                            "FileConfiguration",     "GeneratedFileConfiguration",
+                            "BaseFileConfiguration", "Schedules"};
+
+} // namespace sync::database

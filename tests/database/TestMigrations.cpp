@@ -1,0 +1,185 @@
+#include <support/RawDatabase.h>
+
+#include <database/DatabaseBackups.h>
+#include <database/DatabaseError.h>
+#include <database/SqliteDatabaseFactory.h>
+
+#include <QDir>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+using sync::database::DatabaseBackups;
+using sync::database::DatabaseError;
+using sync::database::SqliteDatabaseFactory;
+using sync::test::RawDatabase;
+
+namespace {
+
+constexpr auto Tables = {"ServerConfiguration",   "AuthenticationConfiguration",
+                         "ProductConfiguration",  "FolderConfiguration",
+                         "FileConfiguration",     "GeneratedFileConfiguration",
+                         "BaseFileConfiguration", "Schedules",
+                         "sqlite_sequence"};
+
+QStringList schemaOf(const QString& path)
+{
+    return RawDatabase(path).run(
+        u"SELECT type || ' ' || name || ' ' || coalesce(sql, '') FROM sqlite_schema ORDER BY 1"_s);
+}
+
+// Each value as SQL, so that a text differs from a number.
+QStringList rowsOf(const QString& path)
+{
+    RawDatabase database(path);
+    QStringList rows;
+    for (const char* const name : Tables) {
+        const QString table = QString::fromLatin1(name);
+        const QStringList columns = database.run(
+            u"SELECT 'quote(' || name || ')' FROM pragma_table_info('%1')"_s.arg(table));
+        const QStringList values = database.run(
+            u"SELECT %1 FROM %2 ORDER BY 1"_s.arg(columns.join(u" || ',' || "_s), table));
+        for (const QString& row : values)
+            rows += table + u": "_s + row;
+    }
+    return rows;
+}
+
+} // namespace
+
+/// Opens databases that the last program of an earlier schema version has left.
+class TestMigrations : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+
+    void schemaBecomesThatOfANewDatabase_data() { addVersions(); }
+    void schemaBecomesThatOfANewDatabase();
+    void noRowIsLost_data() { addVersions(); }
+    void noRowIsLost();
+    void anEarlierVersionGetsAnIdentity();
+    void aBackupOfTheEarlierVersionIsMade_data() { addVersions(); }
+    void aBackupOfTheEarlierVersionIsMade();
+    void withoutABackupNothingIsMigrated();
+    void aNewDatabaseNeedsNoBackup();
+
+private:
+    static void addVersions();
+    // A copy of the database that the row of the table names, to be opened.
+    QString copyOfVersion() const;
+
+    std::unique_ptr<QTemporaryDir> folder;
+};
+
+void TestMigrations::addVersions()
+{
+    QTest::addColumn<QString>("file");
+    const QStringList files =
+        QDir(QStringLiteral(VELMIO_TEST_DATA)).entryList({u"version-*.db"_s}, QDir::Files);
+    QVERIFY(!files.isEmpty());
+    for (const QString& file : files)
+        QTest::newRow(qPrintable(file)) << file;
+}
+
+QString TestMigrations::copyOfVersion() const
+{
+    QFETCH(const QString, file);
+    const QString path = folder->filePath(file);
+    QFile::copy(QStringLiteral(VELMIO_TEST_DATA "/") + file, path);
+    QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner);
+    return path;
+}
+
+void TestMigrations::init()
+{
+    folder = std::make_unique<QTemporaryDir>();
+}
+
+void TestMigrations::schemaBecomesThatOfANewDatabase()
+{
+    const QString path = copyOfVersion();
+    const QString fresh = folder->filePath(u"fresh.db"_s);
+
+    SqliteDatabaseFactory::open(path);
+    SqliteDatabaseFactory::open(fresh);
+
+    QCOMPARE(schemaOf(path), schemaOf(fresh));
+    QCOMPARE(
+        RawDatabase(path).value(u"PRAGMA user_version"_s),
+        RawDatabase(fresh).value(u"PRAGMA user_version"_s));
+    QCOMPARE(RawDatabase(path).value(u"PRAGMA integrity_check"_s), u"ok"_s);
+}
+
+void TestMigrations::noRowIsLost()
+{
+    const QString path = copyOfVersion();
+    const QStringList before = rowsOf(path);
+    for (const char* const table : Tables)
+        QVERIFY2(before.filter(QString::fromLatin1(table) + u": "_s).size() > 0, table);
+
+    SqliteDatabaseFactory::open(path);
+
+    QCOMPARE(rowsOf(path), before);
+}
+
+void TestMigrations::anEarlierVersionGetsAnIdentity()
+{
+    const QString path = folder->filePath(u"store.db"_s);
+    QVERIFY(QFile::copy(QStringLiteral(VELMIO_TEST_DATA "/version-1.db"), path));
+
+    const auto factory = SqliteDatabaseFactory::open(path);
+
+    QCOMPARE(factory->storeId().size(), 32);
+    QVERIFY(!factory->isMoved());
+    QCOMPARE(RawDatabase(path).value(u"SELECT length(machineStamp) FROM StoreIdentity"_s), u"64"_s);
+}
+
+void TestMigrations::aBackupOfTheEarlierVersionIsMade()
+{
+    const QString path = copyOfVersion();
+    const QStringList rows = rowsOf(path);
+    const QString version = RawDatabase(path).value(u"PRAGMA user_version"_s);
+
+    SqliteDatabaseFactory::open(path);
+    SqliteDatabaseFactory::open(path);
+
+    const auto backups = DatabaseBackups(path).list();
+    QCOMPARE(backups.size(), 1);
+    QCOMPARE(backups.first().reason, DatabaseBackups::Reason::Migration);
+    QCOMPARE(rowsOf(backups.first().path), rows);
+    QCOMPARE(RawDatabase(backups.first().path).value(u"PRAGMA user_version"_s), version);
+}
+
+void TestMigrations::withoutABackupNothingIsMigrated()
+{
+    const QString path = folder->filePath(u"store.db"_s);
+    QVERIFY(QFile::copy(QStringLiteral(VELMIO_TEST_DATA "/version-1.db"), path));
+    // In the way of the folder.
+    QFile file(DatabaseBackups(path).folder());
+    QVERIFY(file.open(QIODevice::WriteOnly));
+
+    try {
+        SqliteDatabaseFactory::open(path);
+        QFAIL("open() took it");
+    } catch (const DatabaseError& error) {
+        QVERIFY2(error.text().contains(path), error.what());
+        QVERIFY2(error.text().contains(u"only when a backup was made before"_s), error.what());
+        QVERIFY2(error.text().contains(file.fileName()), error.what());
+    }
+
+    QCOMPARE(RawDatabase(path).value(u"PRAGMA user_version"_s), u"1"_s);
+}
+
+void TestMigrations::aNewDatabaseNeedsNoBackup()
+{
+    const QString path = folder->filePath(u"new.db"_s);
+
+    SqliteDatabaseFactory::open(path);
+
+    QVERIFY(!QFile::exists(DatabaseBackups(path).folder()));
+}
+
+QTEST_GUILESS_MAIN(TestMigrations)
+#include "TestMigrations.moc"

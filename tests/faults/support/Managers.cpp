@@ -1,0 +1,201 @@
+#include "Managers.h"
+
+#include <config/Sha256FileHash.h>
+#include <interf/IQSqlQueryWrapper.h>
+
+#include <QFileInfo>
+
+using namespace Qt::StringLiterals;
+using namespace sync::config;
+
+namespace sync::test {
+
+namespace {
+
+const QDateTime SampleTime(QDate(2024, 3, 1), QTime(10, 0, 0, 1), Qt::UTC);
+
+bool addServers(Managers& managers)
+{
+    for (const QString& alias : {u"alpha"_s, u"beta"_s, u"gamma"_s}) {
+        ServerConfiguration server = sampleServer(alias);
+        if (!managers.servers.Add(server))
+            return false;
+    }
+    return true;
+}
+
+bool addProducts(Managers& managers)
+{
+    for (const int number : {1, 2}) {
+        ProductConfiguration product;
+        product.setName(u"product %1"_s.arg(number));
+        product.setConsumerKey(u"key %1"_s.arg(number));
+        product.setConsumerSecret(u"sample %1"_s.arg(number));
+        product.setServerId(number);
+        if (!managers.products.Add(product))
+            return false;
+    }
+    return true;
+}
+
+bool addSignIns(Managers& managers)
+{
+    for (const int number : {1, 2}) {
+        AuthenticationConfiguration signIn;
+        signIn.setDomain(u"domain"_s);
+        signIn.setDomainId(u"domain id %1"_s.arg(number));
+        signIn.setUserName(u"user %1"_s.arg(number));
+        signIn.setPassword(u"sample %1"_s.arg(number));
+        signIn.setServerId(number);
+        if (!managers.signIns.Add(signIn))
+            return false;
+    }
+    return true;
+}
+
+bool addFolder(Managers& managers, const QString& path, int parentId, int rootId)
+{
+    FolderConfiguration folder = sampleFolder(path, parentId, rootId);
+    return managers.folders->Add(folder);
+}
+
+bool addFolders(Managers& managers)
+{
+    return addFolder(managers, u"/velmio-samples/a"_s, 0, -1) &&
+           addFolder(managers, u"/velmio-samples/a/docs"_s, 1, 1) &&
+           addFolder(managers, u"/velmio-samples/a/docs/old"_s, 2, 1) &&
+           addFolder(managers, u"/velmio-samples/a/pics"_s, 1, 1) &&
+           addFolder(managers, u"/velmio-samples/b"_s, 0, -1) &&
+           addFolder(managers, u"/velmio-samples/b/x"_s, 5, 5) &&
+           addFolder(managers, u"/velmio-samples/c"_s, 78, 78);
+}
+
+bool addFile(Managers& managers, const QString& path, int folderId, int rootId)
+{
+    FileConfiguration file = sampleFile(path, folderId, rootId);
+    file.setSyncStatus(folderId == 2 ? FileSyncing : FileNotSynced);
+    return managers.files.Add(file);
+}
+
+bool addFiles(Managers& managers)
+{
+    return addFile(managers, u"/velmio-samples/a/one"_s, 1, 1) &&
+           addFile(managers, u"/velmio-samples/a/two"_s, 1, 1) &&
+           addFile(managers, u"/velmio-samples/a/docs/three"_s, 2, 1) &&
+           addFile(managers, u"/velmio-samples/a/docs/four"_s, 2, 1) &&
+           addFile(managers, u"/velmio-samples/a/docs/old/five"_s, 3, 1) &&
+           addFile(managers, u"/velmio-samples/a/pics/six"_s, 4, 1) &&
+           addFile(managers, u"/velmio-samples/b/x/seven"_s, 6, 5) &&
+           addFile(managers, u"/velmio-samples/d/eight"_s, 70, 77);
+}
+
+bool addDependant(Managers& managers, int parentFileId, FileConfigurationType type)
+{
+    const QString path = u"/velmio-samples/dependants/%1 of %2"_s.arg(type).arg(parentFileId);
+    FileConfiguration file = sampleFile(path, 1, 1);
+    file.setFileType(type);
+    file.setParentFileId(parentFileId);
+    // The first generated file: its id is the parent id of the third, too.
+    file.setSyncStatus(parentFileId == 3 ? FileSyncing : FileNotSynced);
+    return managers.files.Add(file);
+}
+
+bool addDependants(Managers& managers)
+{
+    return addDependant(managers, 3, GeneratedFile) && addDependant(managers, 4, GeneratedFile) &&
+           addDependant(managers, 1, GeneratedFile) && addDependant(managers, 3, BaseFile) &&
+           addDependant(managers, 1, BaseFile);
+}
+
+} // namespace
+
+Managers::Managers(std::shared_ptr<database::SqliteDatabaseFactory> factory)
+    : factory(factory)
+    , servers(factory)
+    , products(factory)
+    , signIns(factory)
+    , folders(std::make_shared<FolderConfigManager>(factory, nullptr))
+    , files(factory, std::make_shared<Sha256FileHash>(), nullptr, folders)
+    , schedules(factory)
+{
+}
+
+Managers::Managers(const QString& path)
+    : Managers(database::SqliteDatabaseFactory::open(path))
+{
+}
+
+bool Managers::run(const QString& sql)
+{
+    const auto query = factory->CreateQuery();
+    return query->prepare(sql) && query->exec();
+}
+
+bool fillWithSamples(Managers& managers)
+{
+    return addServers(managers) && addProducts(managers) && addSignIns(managers) &&
+           addFolders(managers) && addFiles(managers) && addDependants(managers) &&
+           managers.run(u"INSERT INTO Schedules (folderConfigurationId, startTime) "
+                        u"VALUES (1, '2024-03-01T10:00:00.000')"_s);
+}
+
+QByteArray brokenRule(Managers& managers)
+{
+    QMap<int, int> rootOfFolder;
+    const auto folders = managers.folders->GetAll();
+    for (const FolderConfiguration& folder : folders) {
+        rootOfFolder.insert(folder.getId(), folder.getRootId());
+        if (folder.isRoot() && folder.getRootId() != folder.getId())
+            return "a root does not name itself";
+    }
+    for (const FolderConfiguration& folder : folders) {
+        if (!folder.isRoot() && rootOfFolder.value(folder.getParentId()) != folder.getRootId())
+            return "a folder has no parent in its tree";
+    }
+    const auto files = managers.files.GetAll();
+    for (const FileConfiguration& file : files) {
+        if (rootOfFolder.value(file.getFolderConfigurationId()) != file.getRootFolderId())
+            return "a file has no folder in its tree";
+    }
+    return {};
+}
+
+FolderConfiguration sampleFolder(const QString& clientPath, int parentId, int rootId)
+{
+    FolderConfiguration folder;
+    folder.setAuthenticationId(1);
+    folder.setProductConfigurationId(2);
+    folder.setName(QFileInfo(clientPath).fileName());
+    folder.setClientPath(clientPath);
+    folder.setServerPath(u"/server"_s + clientPath);
+    folder.setLastSyncTime(SampleTime);
+    folder.setParentId(parentId);
+    folder.setRootId(rootId);
+    return folder;
+}
+
+FileConfiguration sampleFile(const QString& clientPath, int folderId, int rootId)
+{
+    FileConfiguration file;
+    file.setFolderConfigurationId(folderId);
+    file.setRootFolderId(rootId);
+    file.setName(QFileInfo(clientPath).fileName());
+    file.setClientPath(clientPath);
+    file.setServerPath(u"/server"_s + clientPath);
+    file.setLastModifiedDateTime(SampleTime);
+    file.setSize(clientPath.size());
+    file.setNameValueProperties({{u"sample"_s, clientPath}});
+    return file;
+}
+
+ServerConfiguration sampleServer(const QString& alias)
+{
+    ServerConfiguration server;
+    server.setAlias(alias);
+    server.setDavUrl(u"https://dav.example.com/"_s + alias);
+    server.setWebServiceUrl(u"https://web.example.com/"_s + alias);
+    server.setNameValueProperties({{u"sample"_s, alias}});
+    return server;
+}
+
+} // namespace sync::test

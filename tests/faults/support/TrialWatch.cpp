@@ -1,0 +1,54 @@
+#include "TrialWatch.h"
+
+#include "Trials.h"
+
+#include <unistd.h>
+
+#include <cstdlib>
+
+namespace sync::test {
+
+namespace {
+
+constexpr unsigned LongestTrialSeconds = 60;
+
+QByteArray message;
+
+void say() noexcept
+{
+    // A failed write has nowhere to be told.
+    [[maybe_unused]] const auto written =
+        ::write(STDERR_FILENO, message.constData(), static_cast<std::size_t>(message.size()));
+}
+
+// Crashes come back when this returns: the signal has its default meaning again by then.
+void handle(int signal)
+{
+    say();
+    if (signal == SIGALRM)
+        std::abort();
+}
+
+} // namespace
+
+TrialWatch::TrialWatch(quint32 trial)
+{
+    message = "\nThe trial crashed or hung; " + repeatWith(trial) + '\n';
+    struct sigaction action
+    {
+    };
+    action.sa_handler = handle;
+    action.sa_flags = static_cast<int>(SA_RESETHAND);
+    for (std::size_t index = 0; index < Signals.size(); ++index)
+        ::sigaction(Signals[index], &action, &previous[index]);
+    ::alarm(LongestTrialSeconds);
+}
+
+TrialWatch::~TrialWatch()
+{
+    ::alarm(0);
+    for (std::size_t index = 0; index < Signals.size(); ++index)
+        ::sigaction(Signals[index], &previous[index], nullptr);
+}
+
+} // namespace sync::test

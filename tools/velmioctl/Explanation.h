@@ -1,0 +1,77 @@
+#pragma once
+
+#include <config/FolderConfiguration.h>
+#include <config/ScheduleEntry.h>
+
+#include <QString>
+#include <QVector>
+
+#include <optional>
+
+namespace velmioctl {
+
+class Session;
+
+/// What the disk has at a path.
+enum class PathKind { Missing, File, Folder, Link, Other, Unreadable };
+
+/// What is known of a path, and what applies to it.
+struct Explanation
+{
+    /// One cause of the answer, or a remark on it.
+    struct Reason
+    {
+        QString id; ///< For programs.
+        QString text;
+        QString remedy; ///< Empty where nothing is to be done.
+    };
+
+    /// A record of one of the three tables of files.
+    struct File
+    {
+        int id = -1;
+        int type = 0;
+        int productId = -1;
+    };
+
+    /// A record that a folder or file refers to.
+    struct Reference
+    {
+        int id = -1; ///< Not positive where it refers to none.
+        bool exists = false;
+        QString name;
+    };
+
+    /// Something else that has a claim on the path, or looks like it.
+    struct Overlap
+    {
+        QString kind;
+        int id = -1;
+        QString path;
+    };
+
+    QString path;
+    PathKind kind = PathKind::Missing;
+    bool inside = false;
+    QVector<Reason> reasons;
+
+    /// Id -1 where there is none.
+    sync::config::FolderConfiguration root;
+    sync::config::FolderConfiguration folder; ///< The record of the path, or the nearest above it.
+    bool folderIsPath = false;                ///< The folder is the path itself.
+    QVector<File> files;                      ///< The records of the path as a file.
+    QString serverPath;
+    Reference signIn;
+    Reference server;
+    Reference product;
+    std::optional<sync::config::ScheduleEntry> schedule;
+    QVector<Overlap> overlaps;
+
+    bool registered() const { return folderIsPath || !files.isEmpty(); }
+};
+
+/// Looks at the records and the disk, and changes nothing. `path` is absolute and clean. Throws
+/// CommandError when the database fails.
+Explanation explain(Session& session, const QString& path);
+
+} // namespace velmioctl

@@ -1,0 +1,154 @@
+#include "Doctor.h"
+
+#include "CheckQuery.h"
+#include "DiskChecks.h"
+#include "FileChecks.h"
+#include "ReadOnlyDatabase.h"
+#include "RecordChecks.h"
+#include "SecretChecks.h"
+#include "StoreChecks.h"
+
+#include <velmioctl/Session.h>
+#include <velmioctl/WatchedDatabase.h>
+
+#include <map>
+
+using namespace Qt::StringLiterals;
+using sync::interf::factory::IDatabaseFactory;
+
+namespace velmioctl::doctor {
+
+namespace {
+
+/// Runs checks, so that one that cannot read is a finding and does not stop the others.
+class Examination
+{
+public:
+    Examination(const QString& path, Examiner& examiner)
+        : path(path)
+        , examiner(examiner)
+        , found([&examiner](const Check& check, const Row& row) { examiner.found(check, row); })
+    {
+    }
+
+    void run()
+    {
+        checkAccess(path, found);
+        try {
+            ReadOnlyDatabase database(path);
+            checkEngine(database, found);
+            database.begin();
+            const Content content = checkContent(path, database, found);
+            if (content != Content::NotOurs)
+                checkPermissions(path, found);
+            if (content != Content::Sound)
+                return;
+            for (const RecordCheck& check : recordChecks())
+                checkRecords(check, database);
+            guarded(u"signin.password-unreadable"_s, [&] { checkSecrets(database, found); });
+            database.end();
+            guarded(u"file.gone"_s, [&] { checkDisk(database, found); });
+        } catch (const UnreadableDatabase& error) {
+            reportUnreadable(path, error, found);
+        } catch (const ReadFailure& error) {
+            reportFailedCheck(u"store"_s, error.text(), found);
+        }
+    }
+
+private:
+    void checkRecords(const RecordCheck& check, IDatabaseFactory& database)
+    {
+        bool any = false;
+        guarded(check.check.id, [&] {
+            check.run(database, check.check, [&](const Check& running, const Row& row) {
+                any = true;
+                examiner.found(running, row);
+            });
+            if (!any)
+                return;
+            for (const Fix& fix : fixes()) {
+                if (fix.check != check.check.id)
+                    continue;
+                if (const long long count = countOf(fix, database); count > 0)
+                    examiner.fixable(fix, count);
+            }
+        });
+    }
+
+    template <typename Work>
+    void guarded(const QString& checkId, Work work)
+    {
+        try {
+            work();
+        } catch (const ReadFailure& error) {
+            reportFailedCheck(checkId, error.text(), found);
+        }
+    }
+
+    const QString path;
+    Examiner& examiner;
+    const Found found;
+};
+
+// Check -> how many errors it finds
+std::map<QString, long long> countFindings(WatchedDatabase& database)
+{
+    std::map<QString, long long> counts;
+    try {
+        for (const RecordCheck& check : recordChecks()) {
+            if (check.check.severity != Severity::Error)
+                continue;
+            check.run(database, check.check, [&counts](const Check& running, const Row&) {
+                ++counts[running.id];
+            });
+        }
+    } catch (const ReadFailure&) {
+        // The database tells the cause itself.
+    }
+    database.check();
+    return counts;
+}
+
+} // namespace
+
+std::vector<Check> allChecks()
+{
+    std::vector<Check> all = storeChecks();
+    for (const RecordCheck& check : recordChecks())
+        all.push_back(check.check);
+    for (auto* const more : {fileChecks, secretChecks, diskChecks}) {
+        for (Check& check : more())
+            all.push_back(std::move(check));
+    }
+    return all;
+}
+
+void examine(const QString& path, Examiner& examiner)
+{
+    Examination(path, examiner).run();
+}
+
+std::vector<std::pair<const Fix*, long long>> mend(Session& session)
+{
+    WatchedDatabase& database = session.database();
+    Transaction transaction(database);
+    const auto before = countFindings(database);
+    std::vector<std::pair<const Fix*, long long>> mended;
+    for (const Fix& fix : fixes()) {
+        if (const long long count = apply(fix, database); count > 0)
+            mended.emplace_back(&fix, count);
+    }
+    for (const auto& [check, count] : countFindings(database)) {
+        const auto earlier = before.find(check);
+        if (count > (earlier == before.end() ? 0 : earlier->second)) {
+            throw CommandError(
+                ExitCode::OtherError,
+                u"Nothing was changed: mending would have led to new findings of %1. See the "
+                u"remedies of what was found, and mend it step by step."_s.arg(check));
+        }
+    }
+    transaction.commit();
+    return mended;
+}
+
+} // namespace velmioctl::doctor

@@ -1,0 +1,187 @@
+#include "DoctorCommand.h"
+
+#include "Doctor.h"
+#include "FileChecks.h"
+#include "Report.h"
+
+#include <velmioctl/Session.h>
+#include <velmioctl/Text.h>
+
+#include <CLI/CLI.hpp>
+
+#include <QFileInfo>
+#include <QJsonArray>
+
+using namespace Qt::StringLiterals;
+
+namespace velmioctl::doctor {
+
+namespace {
+
+struct DoctorOptions
+{
+    bool fix = false;
+    bool yes = false;
+    bool dryRun = false;
+};
+
+/// What --fix is going to do.
+struct Plan
+{
+    std::vector<Report::PlannedFix> records;
+    QStringList files; ///< Those to be closed to other users.
+
+    bool isEmpty() const { return records.empty() && files.isEmpty(); }
+};
+
+/// Counts the checks that still find something.
+class Remainder : public Examiner
+{
+public:
+    void found(const Check& check, const Row&) override
+    {
+        if (check.severity != Severity::Note && !checks.contains(check.id))
+            checks += check.id;
+    }
+    void fixable(const Fix&, long long) override {}
+
+    QStringList checks;
+};
+
+QStringList linesOf(const Plan& plan)
+{
+    QStringList lines;
+    for (const auto& planned : plan.records)
+        lines += planned.toText();
+    for (const QString& file : plan.files)
+        lines += u"takes the rights of other users from %1"_s.arg(quoted(file));
+    return lines;
+}
+
+void printPlan(Output& output, const QStringList& lines)
+{
+    if (output.json())
+        return;
+    output.printText(u"\nWith --fix, doctor makes a backup first and then, in one transaction:"_s);
+    for (const QString& line : lines) {
+        output.printLines(
+            u"  - "_s + wrapped(line, output.answerTerminal().columns, 4).mid(4) + u'\n');
+    }
+}
+
+long long mendRecords(Session& session)
+{
+    session.backUp(sync::database::DatabaseBackups::Reason::Fix);
+    long long rows = 0;
+    for (const auto& [fix, count] : mend(session))
+        rows += count;
+    return rows;
+}
+
+void closeFiles(Session& session, const QStringList& files)
+{
+    for (const QString& file : files) {
+        if (!closeToOthers(file)) {
+            session.output.warning(
+                u"The rights to %1 could not be changed: do it as its owner, with 'chmod go= "
+                u"%1'."_s.arg(quoted(file)));
+        }
+    }
+}
+
+QJsonObject mendAll(Session& session, const QString& path, const Plan& plan)
+{
+    const long long rows = plan.records.empty() ? 0 : mendRecords(session);
+    closeFiles(session, plan.files);
+    Remainder remainder;
+    examine(path, remainder);
+    if (remainder.checks.isEmpty())
+        session.exitCode = ExitCode::Ok;
+    if (!session.output.json()) {
+        session.output.printText(u"\nMended %1 records. %2"_s.arg(
+            QString::number(rows),
+            remainder.checks.isEmpty()
+                ? u"Nothing else is found."_s
+                : u"Still found: "_s + remainder.checks.join(u", "_s) + u'.'));
+    }
+    return {
+        {u"records"_s, rows},
+        {u"remaining"_s, QJsonArray::fromStringList(remainder.checks)},
+    };
+}
+
+// What is told of the fix as JSON.
+QJsonObject fix(
+    Session& session, const QString& path, const Report& report, const DoctorOptions& options)
+{
+    if (!report.storeIsSound()) {
+        throw CommandError(
+            ExitCode::Findings,
+            u"Nothing was changed: what is wrong with the database itself has to be mended "
+            u"first, as its remedy says."_s);
+    }
+    const Plan plan{report.plan(), filesOpenToOthers(path)};
+    const QStringList lines = linesOf(plan);
+    QJsonArray records;
+    for (const auto& planned : plan.records)
+        records.append(planned.toJson());
+    QJsonObject answer{
+        {u"records"_s, records}, {u"files"_s, QJsonArray::fromStringList(plan.files)}};
+    if (plan.isEmpty()) {
+        session.output.note(u"There is nothing that can be mended without a person's choice."_s);
+        return answer;
+    }
+    printPlan(session.output, lines);
+    if (options.dryRun)
+        return answer;
+    session.confirm(options.yes, u"Make a backup, and mend this: %1?"_s.arg(lines.join(u"; "_s)));
+    answer.insert(u"mended"_s, mendAll(session, path, plan));
+    return answer;
+}
+
+void run(Session& session, const DoctorOptions& options)
+{
+    const QString path = session.existingDatabasePath();
+    if (QFileInfo(path).isDir()) {
+        throw CommandError(
+            ExitCode::Usage,
+            u"%1 is a directory: name the database file in it."_s.arg(quoted(path)));
+    }
+    Report report(session.output, path);
+    examine(path, report);
+    session.exitCode = report.hasFindings() ? ExitCode::Findings : ExitCode::Ok;
+    const bool json = session.output.json();
+    if (!json)
+        report.finish({});
+    QJsonObject fixed;
+    try {
+        if (options.fix || options.dryRun)
+            fixed = fix(session, path, report, options);
+    } catch (const CommandError&) {
+        if (json)
+            report.finish({});
+        throw;
+    }
+    if (json)
+        report.finish(fixed);
+}
+
+} // namespace
+
+} // namespace velmioctl::doctor
+
+namespace velmioctl {
+
+void addDoctorCommand(CLI::App& app, Session& session)
+{
+    auto* const command =
+        app.add_subcommand("doctor", "Find what is wrong with the database, and mend some of it");
+    const auto options = std::make_shared<doctor::DoctorOptions>();
+    auto* const fix = command->add_flag(
+        "--fix", options->fix, "Mend what needs no choice of a person, after a backup");
+    command->add_flag("--yes", options->yes, "Mend without asking")->needs(fix);
+    command->add_flag("--dry-run", options->dryRun, "Show what --fix would do, and change nothing");
+    command->callback([&session, options] { doctor::run(session, *options); });
+}
+
+} // namespace velmioctl

@@ -1,0 +1,298 @@
+#include "Fixes.h"
+
+#include "CheckQuery.h"
+#include "RecordChecks.h"
+
+#include <velmioctl/WatchedDatabase.h>
+
+#include <QStringList>
+
+using namespace Qt::StringLiterals;
+
+namespace velmioctl::doctor {
+
+namespace {
+
+const QString FolderTable = u"FolderConfiguration"_s;
+const QString FileTable = u"FileConfiguration"_s;
+
+// The columns of `row`, but for its id.
+QString columnsOf(const QString& row, const QStringList& columns)
+{
+    return row + u'.' + columns.join(u", %1."_s.arg(row));
+}
+
+const QStringList FolderColumns{
+    u"authenticationId"_s,  u"name"_s,           u"remoteShortKey"_s,
+    u"remoteLongKey"_s,     u"clientPath"_s,     u"serverPath"_s,
+    u"syncStatus"_s,        u"parentId"_s,       u"nameValueProperties"_s,
+    u"lastOperationTime"_s, u"lastSyncTime"_s,   u"folderOption"_s,
+    u"lastOperationType"_s, u"rootId"_s,         u"syncDriveType"_s,
+    u"syncOption"_s,        u"ownerId"_s,        u"privileges"_s,
+    u"serverRoot"_s,        u"serverFolderId"_s, u"productConfigurationId"_s};
+
+const QStringList FileColumns{
+    u"folderConfigurationId"_s,
+    u"name"_s,
+    u"clientPath"_s,
+    u"serverPath"_s,
+    u"checkSum"_s,
+    u"createdDateTime"_s,
+    u"lastModifiedDateTime"_s,
+    u"syncStatus"_s,
+    u"lastOperationType"_s,
+    u"size"_s,
+    u"rootFolderId"_s,
+    u"nameValueProperties"_s,
+    u"lastOperationTime"_s,
+    u"syncOption"_s,
+    u"parentFileId"_s,
+    u"fileType"_s,
+    u"ownerId"_s,
+    u"productConfigurationId"_s,
+    u"privileges"_s,
+    u"serverFileId"_s,
+    u"serverFileVersionId"_s,
+    u"checkSumMD5"_s,
+    u"fileLinks"_s};
+
+// True for a path `inner` below that of `outer`.
+QString liesIn(const QString& inner, const QString& outer)
+{
+    return u"substr(%1.clientPath, 1, length(%2.clientPath) + 1) = %2.clientPath || '/'"_s.arg(
+        inner, outer);
+}
+
+// Rows `f` that a condition tells, each with the one folder that its path puts it into. Only where
+// they are the only ones of their path: beside another one they would become duplicates.
+QString withFolderOfItsPath(const QString& table, const QString& condition)
+{
+    return u"SELECT f.id AS id, min(above.id) AS value FROM %1 AS f"
+           u" JOIN FolderConfiguration AS above ON above.clientPath = %2"
+           u" WHERE %3 AND NOT EXISTS (SELECT 1 FROM %1 AS other"
+           u" WHERE other.clientPath = f.clientPath AND other.id <> f.id) GROUP BY f.id HAVING count(*) = 1"_s
+               .arg(table, sql::folderPathOf(u"f.clientPath"_s), condition);
+}
+
+// Rows that are in every column as an earlier one of the same path.
+QString copiesIn(const QString& table, const QStringList& columns, const QString& condition)
+{
+    return u"SELECT f.id AS id FROM %1"
+           u" JOIN %2 AS f ON f.clientPath = twice.clientPath"
+           u" JOIN %2 AS first ON first.clientPath = f.clientPath AND first.id < f.id"
+           u" WHERE (%3) IS (%4) AND %5 GROUP BY f.id"_s.arg(
+               sql::pathsTwiceIn(table), table, columnsOf(u"f"_s, columns),
+               columnsOf(u"first"_s, columns), condition);
+}
+
+std::vector<Fix> rootsNameThemselves()
+{
+    const QString misnamed = u"f.parentId = 0 AND f.rootId IS NOT f.id"_s;
+    // One that its path puts below the root that it names is no root, but has lost its parent.
+    const QString inNamedRoot = u"EXISTS (SELECT 1 FROM FolderConfiguration AS root"
+                                u" WHERE root.id = f.rootId AND "_s +
+                                liesIn(u"f"_s, u"root"_s) + u')';
+    return {
+        {u"root.not-itself"_s, FolderTable, u"parentId"_s,
+         withFolderOfItsPath(FolderTable, misnamed + u" AND "_s + inNamedRoot),
+         u"hangs folders below the folder that their path names"_s},
+        {u"root.not-itself"_s, FolderTable, u"rootId"_s,
+         u"SELECT id, id AS value FROM FolderConfiguration AS f WHERE "_s + misnamed +
+             u" AND NOT "_s + inNamedRoot,
+         u"sets the rootId of root folders to their own id"_s},
+    };
+}
+
+std::vector<Fix> hangFoldersByPath()
+{
+    const QString misplaced =
+        sql::Circular + u" AND above.id <> f.parentId AND NOT EXISTS ("
+                        u"SELECT 1 FROM FolderConfiguration AS parent WHERE parent.id = f.parentId"
+                        u" AND parent.clientPath = above.clientPath)"_s;
+    return {
+        {u"folder.parent-missing"_s, FolderTable, u"parentId"_s,
+         withFolderOfItsPath(FolderTable, sql::ParentMissing),
+         u"hangs folders below the folder that their path names"_s},
+        {u"folder.circular"_s, FolderTable, u"parentId"_s,
+         withFolderOfItsPath(FolderTable, misplaced),
+         u"hangs folders below the folder that their path names"_s},
+    };
+}
+
+Fix folderTakesItsRoot()
+{
+    return {
+        u"folder.root-differs"_s, FolderTable, u"rootId"_s,
+        sql::Tree +
+            u" SELECT f.id AS id, tree.root AS value FROM tree"
+            u" JOIN FolderConfiguration AS f ON f.id = tree.id"
+            u" JOIN FolderConfiguration AS root ON root.id = tree.root"
+            u" WHERE f.parentId <> 0 AND f.rootId IS NOT tree.root AND "_s +
+            liesIn(u"f"_s, u"root"_s),
+        u"sets the rootId of folders to the root that they hang on"_s};
+}
+
+std::vector<Fix> hangFilesByPath()
+{
+    const QString homeless = u"f.folderConfigurationId NOT IN (0, -1)"
+                             u" AND NOT EXISTS (SELECT 1 FROM FolderConfiguration AS folder"
+                             u" WHERE folder.id = f.folderConfigurationId)"_s;
+    std::vector<Fix> list{
+        {u"file.folder-missing"_s, FileTable, u"folderConfigurationId"_s,
+         withFolderOfItsPath(FileTable, homeless),
+         u"puts files into the folder that their path names"_s},
+        {u"file.no-folder"_s, FileTable, u"folderConfigurationId"_s,
+         withFolderOfItsPath(FileTable, u"coalesce(f.folderConfigurationId, -1) IN (0, -1)"_s),
+         u"puts files into the folder that their path names"_s},
+    };
+    for (const QString& table : fileTables().mid(1)) {
+        list.push_back(
+            {u"file.folder-missing"_s, table, u"folderConfigurationId"_s,
+             u"SELECT id, -1 AS value FROM %1 AS f WHERE "_s.arg(table) + homeless,
+             u"marks records in %1 as in no folder"_s.arg(table)});
+    }
+    return list;
+}
+
+std::vector<Fix> filesTakeTheirRoot()
+{
+    std::vector<Fix> list;
+    for (const QString& table : fileTables()) {
+        list.push_back(
+            {u"file.root-differs"_s, table, u"rootFolderId"_s,
+             u"SELECT f.id AS id, folder.rootId AS value FROM %1 AS f"
+             u" JOIN FolderConfiguration AS folder ON folder.id = f.folderConfigurationId"
+             u" JOIN FolderConfiguration AS root ON root.id = folder.rootId AND root.parentId = 0"
+             u" WHERE f.rootFolderId IS NOT folder.rootId"_s.arg(table),
+             u"sets the rootFolderId of records in %1 to the root of their folder"_s.arg(table)});
+    }
+    for (const QString& table : fileTables().mid(1)) {
+        list.push_back(
+            {u"file.root-missing"_s, table, u"rootFolderId"_s,
+             u"SELECT f.id AS id, parent.rootFolderId AS value FROM %1 AS f"
+             u" JOIN FileConfiguration AS parent ON parent.id = f.parentFileId"
+             u" JOIN FolderConfiguration AS root"
+             u" ON root.id = parent.rootFolderId AND root.parentId = 0"
+             u" WHERE coalesce(f.folderConfigurationId, -1) IN (0, -1)"
+             u" AND f.rootFolderId NOT IN (0, -1)"
+             u" AND f.rootFolderId <> parent.rootFolderId"
+             u" AND NOT EXISTS (SELECT 1 FROM FolderConfiguration AS own"
+             u" WHERE own.id = f.rootFolderId AND own.parentId = 0)"_s.arg(table),
+             u"sets the rootFolderId of records in %1 to the root of the file that they belong to"_s
+                 .arg(table)});
+    }
+    return list;
+}
+
+std::vector<Fix> filesTakeTheTypeOfTheirTable()
+{
+    std::vector<Fix> list;
+    for (int type = 0; type < fileTables().size(); ++type) {
+        const QString& table = fileTables().at(type);
+        list.push_back(
+            {u"file.wrong-type"_s, table, u"fileType"_s,
+             u"SELECT id, %2 AS value FROM %1 WHERE coalesce(fileType, 0) <> %2"_s.arg(
+                 table, QString::number(type)),
+             u"sets the fileType of records in %1 to %2"_s.arg(table, QString::number(type))});
+    }
+    return list;
+}
+
+// No id is ever given again, so that nothing can come to be meant by it.
+Fix clearProduct(const QString& check, const QString& table)
+{
+    return {
+        check, table, u"productConfigurationId"_s,
+        u"SELECT id, -1 AS value FROM %1 AS f WHERE productConfigurationId NOT IN (0, -1)"
+        u" AND NOT EXISTS (SELECT 1 FROM ProductConfiguration AS product"
+        u" WHERE product.id = f.productConfigurationId)"_s.arg(table),
+        u"marks records in %1 as without a product"_s.arg(table)};
+}
+
+Fix removeLostCompanions(const QString& check, const QString& table)
+{
+    return {
+        check,
+        table,
+        {},
+        u"SELECT id FROM %1 AS f WHERE NOT EXISTS (SELECT 1 FROM FileConfiguration AS parent"
+        u" WHERE parent.id = f.parentFileId)"_s.arg(table),
+        u"removes records from %1, while what they name stays on the disk"_s.arg(table)};
+}
+
+// Only those that nothing refers to: which one it would be better to keep, a person can tell.
+std::vector<Fix> removeCopies()
+{
+    const auto unused = [](const QString& table, const QString& column) {
+        return u"f.id NOT IN (SELECT %2 FROM %1 WHERE %2 IS NOT NULL)"_s.arg(table, column);
+    };
+    QStringList folderUnused{
+        u"f.parentId <> 0"_s, unused(FolderTable, u"parentId"_s),
+        unused(u"Schedules"_s, u"folderConfigurationId"_s)};
+    QStringList fileUnused;
+    for (const QString& table : fileTables()) {
+        folderUnused += unused(table, u"folderConfigurationId"_s);
+        fileUnused += unused(table, u"parentFileId"_s);
+    }
+    return {
+        {u"file.duplicate-path"_s,
+         FileTable,
+         {},
+         copiesIn(FileTable, FileColumns, fileUnused.join(u" AND "_s)),
+         u"removes records that are equal to another one in all but their id"_s},
+        {u"folder.duplicate-path"_s,
+         FolderTable,
+         {},
+         copiesIn(FolderTable, FolderColumns, folderUnused.join(u" AND "_s)),
+         u"removes records of empty folders that are equal to another one in all but their "
+         u"id"_s},
+    };
+}
+
+std::vector<Fix> makeFixes()
+{
+    std::vector<Fix> list = rootsNameThemselves();
+    const auto add = [&list](std::vector<Fix> more) {
+        list.insert(list.end(), more.begin(), more.end());
+    };
+    add(hangFoldersByPath());
+    add({folderTakesItsRoot()});
+    add(hangFilesByPath());
+    add(filesTakeTheirRoot());
+    add(filesTakeTheTypeOfTheirTable());
+    add({clearProduct(u"folder.product-missing"_s, FolderTable)});
+    for (const QString& table : fileTables())
+        add({clearProduct(u"file.product-missing"_s, table)});
+    add(
+        {removeLostCompanions(u"generated.file-missing"_s, fileTables().at(1)),
+         removeLostCompanions(u"base.file-missing"_s, fileTables().at(2))});
+    add(removeCopies());
+    return list;
+}
+
+} // namespace
+
+const std::vector<Fix>& fixes()
+{
+    static const std::vector<Fix> all = makeFixes();
+    return all;
+}
+
+long long countOf(const Fix& fix, sync::interf::factory::IDatabaseFactory& database)
+{
+    CheckQuery query(database, u"SELECT count(*) FROM (%1)"_s.arg(fix.select));
+    return query.next() ? query.number(0) : 0;
+}
+
+long long apply(const Fix& fix, WatchedDatabase& database)
+{
+    const QString statement =
+        fix.column.isEmpty()
+            ? u"DELETE FROM %1 WHERE id IN (SELECT id FROM (%2))"_s.arg(fix.table, fix.select)
+            : u"UPDATE %1 SET %3 = chosen.value FROM (%2) AS chosen WHERE chosen.id = %1.id"_s.arg(
+                  fix.table, fix.select, fix.column);
+    const auto query = database.select(statement);
+    return query->numRowsAffected();
+}
+
+} // namespace velmioctl::doctor

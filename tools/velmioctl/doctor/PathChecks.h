@@ -1,0 +1,10 @@
+#pragma once
+
+#include "RecordChecks.h"
+
+namespace velmioctl::doctor {
+
+/// The checks of paths that SQL alone cannot do.
+std::vector<RecordCheck> pathChecks();
+
+} // namespace velmioctl::doctor

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <interf/IDatabaseFactory.h>
+
+#include <QString>
+
+#include <memory>
+#include <stdexcept>
+
+struct sqlite3;
+
+namespace velmioctl::doctor {
+
+/// A file that cannot be read as a SQLite database; the text is SQLite's.
+class UnreadableDatabase : public std::runtime_error
+{
+public:
+    UnreadableDatabase(int result, const QString& text);
+
+    /// SQLite's primary result code.
+    int result() const noexcept { return code; }
+    QString text() const { return QString::fromUtf8(what()); }
+
+private:
+    int code;
+};
+
+/// Reads a database file as it is, also one that the engine refuses to open: no version is looked
+/// at, nothing is migrated, and not a byte of the file or its log is written.
+///
+/// All that is read between begin() and end() is of one moment. For one thread.
+class ReadOnlyDatabase : public sync::interf::factory::IDatabaseFactory
+{
+public:
+    /// Throws UnreadableDatabase.
+    explicit ReadOnlyDatabase(const QString& path);
+    ~ReadOnlyDatabase() override;
+
+    /// Null: there is nothing to commit here.
+    std::shared_ptr<sync::interf::IQSqlDatabaseWrapper> GetDatabase() override { return nullptr; }
+    std::shared_ptr<sync::interf::IQSqlQueryWrapper> CreateQuery() override;
+
+    void begin();
+    void end();
+
+    /// False where the log could not be read, so that what it holds is not seen.
+    bool readsLog() const { return logRead; }
+
+private:
+    class Query;
+
+    struct Closer
+    {
+        void operator()(sqlite3* database) const noexcept;
+    };
+
+    void open(const QString& path, const QByteArray& mode);
+
+    std::unique_ptr<sqlite3, Closer> database;
+    bool logRead = true;
+};
+
+} // namespace velmioctl::doctor

@@ -1,0 +1,354 @@
+#include "RecordChecks.h"
+
+#include "CheckQuery.h"
+#include "PathChecks.h"
+
+using namespace Qt::StringLiterals;
+using sync::interf::factory::IDatabaseFactory;
+
+namespace velmioctl::doctor {
+
+namespace sql {
+
+QString folderPathOf(const QString& column)
+{
+    // Strips from the end whatever is no "/", and then that.
+    return u"rtrim(rtrim(%1, replace(%1, '/', '')), '/')"_s.arg(column);
+}
+
+const QString ParentMissing = u"f.parentId IS NOT 0"
+                              u" AND NOT EXISTS (SELECT 1 FROM FolderConfiguration AS parent"
+                              u" WHERE parent.id = f.parentId)"_s;
+
+// Downwards from where a chain of parents ends: what is met once only, as each folder has one
+// parent, so that this ends also where folders lie below themselves.
+const QString Tree = u"WITH RECURSIVE tree(id, root) AS ("
+                     u"SELECT id, id FROM FolderConfiguration WHERE parentId = 0 UNION ALL"
+                     u" SELECT child.id, tree.root FROM tree"
+                     u" JOIN FolderConfiguration AS child ON child.parentId = tree.id)"_s;
+
+const QString Circular = u"f.id NOT IN (WITH RECURSIVE chained(id) AS ("
+                         u"SELECT f.id FROM FolderConfiguration AS f WHERE f.parentId = 0 OR ("_s +
+                         ParentMissing +
+                         u") UNION ALL SELECT child.id FROM chained"
+                         u" JOIN FolderConfiguration AS child ON child.parentId = chained.id)"
+                         u" SELECT id FROM chained)"_s;
+
+QString pathsTwiceIn(const QString& table)
+{
+    return u"(SELECT clientPath FROM %1 GROUP BY clientPath HAVING count(*) > 1) AS twice"_s.arg(
+        table);
+}
+
+} // namespace sql
+
+namespace {
+
+const QString ServerTable = u"ServerConfiguration"_s;
+const QString SignInTable = u"AuthenticationConfiguration"_s;
+const QString ProductTable = u"ProductConfiguration"_s;
+const QString FolderTable = u"FolderConfiguration"_s;
+const QString FileTable = u"FileConfiguration"_s;
+const QString ScheduleTable = u"Schedules"_s;
+
+/// A table to look into. The SELECT gives id, name and detail of its rows.
+struct Part
+{
+    QString table;
+    QString select;
+};
+
+RecordCheck sqlCheck(Check check, std::vector<Part> parts)
+{
+    return {
+        std::move(check),
+        [parts = std::move(parts)](
+            IDatabaseFactory& database, const Check& running, const Found& found) {
+            for (const auto& [table, select] : parts) {
+                CheckQuery query(database, select);
+                while (query.next())
+                    found(running, {table, query.number(0), query.text(1), query.text(2)});
+            }
+        }};
+}
+
+// Rows whose reference is not 0 or -1, which mean none, and leads nowhere.
+QString leadsNowhere(
+    const QString& table, const QString& name, const QString& column, const QString& target)
+{
+    return u"SELECT id, %2, '%3 ' || %3 FROM %1 AS referring WHERE %3 NOT IN (0, -1)"
+           u" AND NOT EXISTS (SELECT 1 FROM %4 AS target WHERE target.id = referring.%3)"_s.arg(
+               table, name, column, target);
+}
+
+// A SELECT for each table of files, with its name for %1 and its type for %2.
+std::vector<Part> inFileTables(const QString& select)
+{
+    std::vector<Part> parts;
+    for (int type = 0; type < fileTables().size(); ++type) {
+        const QString& table = fileTables().at(type);
+        parts.push_back(
+            {table,
+             QString(select).replace(u"%1"_s, table).replace(u"%2"_s, QString::number(type))});
+    }
+    return parts;
+}
+
+RecordCheck referenceCheck(
+    Check check, const QString& table, const QString& name, const QString& column,
+    const QString& target)
+{
+    return sqlCheck(std::move(check), {{table, leadsNowhere(table, name, column, target)}});
+}
+
+// Of generated files and base copies: -1 leads nowhere as well.
+RecordCheck companionCheck(Check check, const QString& table)
+{
+    const QString select =
+        u"SELECT id, clientPath, 'parentFileId ' || coalesce(parentFileId, 'NULL') FROM %1 AS f"
+        u" WHERE NOT EXISTS (SELECT 1 FROM FileConfiguration AS parent"
+        u" WHERE parent.id = f.parentFileId)"_s;
+    return sqlCheck(std::move(check), {{table, select.arg(table)}});
+}
+
+std::vector<RecordCheck> signInChecks()
+{
+    const QString user = u"coalesce(userName, '') || ' on ' || coalesce(domain, '')"_s;
+    return {
+        referenceCheck(
+            {u"signin.server-missing"_s, Severity::Error, u"sign-ins whose server does not exist"_s,
+             u"The client finds no server for them, nor for the folders that use them."_s,
+             u"Name a server that 'velmioctl server list' shows: 'velmioctl signin set {id} "
+             u"--server ID'."_s},
+            SignInTable, user, u"serverId"_s, ServerTable),
+        referenceCheck(
+            {u"product.server-missing"_s, Severity::Warning,
+             u"products whose server does not exist"_s,
+             u"No server knows them, so the client cannot present them."_s,
+             u"Name a server that 'velmioctl server list' shows: 'velmioctl product set {id} "
+             u"--server ID'."_s},
+            ProductTable, u"name"_s, u"serverId"_s, ServerTable),
+    };
+}
+
+std::vector<RecordCheck> folderReferenceChecks()
+{
+    return {
+        referenceCheck(
+            {u"folder.signin-missing"_s, Severity::Error, u"folders whose sign-in does not exist"_s,
+             u"The client has nobody to sign in as, so they are not synchronised."_s,
+             u"Name a sign-in that 'velmioctl signin list' shows: 'velmioctl folder set {id} "
+             u"--signin ID'."_s},
+            FolderTable, u"clientPath"_s, u"authenticationId"_s, SignInTable),
+        referenceCheck(
+            {u"folder.product-missing"_s, Severity::Warning,
+             u"folders whose product does not exist"_s,
+             u"The client finds no product to present to their server."_s,
+             u"To name another product instead: 'velmioctl folder set {id} --product ID'."_s},
+            FolderTable, u"clientPath"_s, u"productConfigurationId"_s, ProductTable),
+        sqlCheck(
+            {u"folder.parent-missing"_s, Severity::Error, u"folders whose parent does not exist"_s,
+             u"No listing and no removal that goes down from a root reaches them or what is below "
+             u"them."_s,
+             u"If they are still needed, remove their records with 'velmioctl folder clean {id}', "
+             u"and "
+             u"register what is on the disk with 'velmioctl scan'."_s},
+            {{FolderTable, u"SELECT id, clientPath, 'parentId ' || coalesce(parentId, 'NULL')"
+                           u" FROM FolderConfiguration AS f WHERE "_s +
+                               sql::ParentMissing}}),
+        sqlCheck(
+            {u"folder.circular"_s, Severity::Error, u"folders that lie below themselves"_s,
+             u"No listing that goes down from a root reaches them, and removing one of them would "
+             u"not end."_s,
+             u"Remove their records one by one with 'velmioctl folder remove {id}', and register "
+             u"what "
+             u"is on the disk with 'velmioctl scan'."_s},
+            {{FolderTable, u"SELECT id, clientPath, 'parentId ' || parentId"
+                           u" FROM FolderConfiguration AS f WHERE "_s +
+                               sql::Circular}}),
+    };
+}
+
+std::vector<RecordCheck> folderTreeChecks()
+{
+    return {
+        sqlCheck(
+            {u"root.not-itself"_s, Severity::Error,
+             u"root folders whose rootId is not their own id"_s,
+             u"Their folders and files are looked for under another root, and removing the root "
+             u"leaves them behind."_s,
+             u"A folder that its path puts below another root is no root: remove its records with "
+             u"'velmioctl folder clean {id}', and register it again with 'velmioctl scan'."_s},
+            {{FolderTable,
+              u"SELECT id, clientPath, 'rootId ' || coalesce(rootId, 'NULL')"
+              u" FROM FolderConfiguration WHERE parentId = 0 AND rootId IS NOT id"_s}}),
+        sqlCheck(
+            {u"folder.root-differs"_s, Severity::Error,
+             u"folders whose rootId is not the root that they hang on"_s,
+             u"Listings by root show them in the wrong tree, and removing either root loses or "
+             u"leaves "
+             u"them."_s,
+             u"A folder that its path puts below another root hangs on the wrong parent: remove "
+             u"its "
+             u"records with 'velmioctl folder clean {id}', and register it again with 'velmioctl "
+             u"scan'."_s},
+            {{FolderTable, sql::Tree +
+                               u" SELECT f.id, f.clientPath,"
+                               u" 'rootId ' || coalesce(f.rootId, 'NULL') || ', not ' || tree.root"
+                               u" FROM tree JOIN FolderConfiguration AS f ON f.id = tree.id"
+                               u" WHERE f.parentId <> 0 AND f.rootId IS NOT tree.root"_s}}),
+        sqlCheck(
+            {u"folder.root-missing"_s, Severity::Error,
+             u"folders that hang on no root, and whose rootId names none"_s,
+             u"Nothing synchronises them, and no command for a root reaches them."_s,
+             u"Remove their records with 'velmioctl folder clean {id}'; 'velmioctl folder list "
+             u"--orphans' shows them."_s},
+            {{FolderTable,
+              sql::Tree + u" SELECT id, clientPath, 'rootId ' || coalesce(rootId, 'NULL')"
+                          u" FROM FolderConfiguration AS f WHERE id NOT IN (SELECT id FROM tree)"
+                          u" AND NOT EXISTS (SELECT 1 FROM FolderConfiguration AS root"
+                          u" WHERE root.id = f.rootId AND root.parentId = 0)"_s}}),
+        sqlCheck(
+            {u"folder.duplicate-path"_s, Severity::Error,
+             u"folders with the path of another one of the same parent"_s,
+             u"Look-ups by path find either of them, so that each knows a part of the files."_s,
+             u"Compare them with 'velmioctl folder show {id}', and remove the one that is not "
+             u"needed with 'velmioctl folder clean {id}'."_s},
+            {{FolderTable,
+              u"SELECT f.id, f.clientPath, 'as well as ' || min(first.id) FROM "_s +
+                  sql::pathsTwiceIn(FolderTable) +
+                  u" JOIN FolderConfiguration AS f ON f.clientPath = twice.clientPath"
+                  u" JOIN FolderConfiguration AS first ON first.clientPath = f.clientPath"
+                  u" AND first.parentId = f.parentId AND first.id < f.id"
+                  u" WHERE f.parentId <> 0 GROUP BY f.id"_s}}),
+    };
+}
+
+std::vector<RecordCheck> fileReferenceChecks()
+{
+    return {
+        sqlCheck(
+            {u"file.folder-missing"_s, Severity::Error,
+             u"records of files whose folder does not exist"_s,
+             u"No listing by folder shows them, and the client finds no server for them."_s,
+             u"Remove their records with 'velmioctl file remove {id}' ('velmioctl file list "
+             u"--order "
+             u"folder' shows them), and register what is on the disk with 'velmioctl scan'."_s},
+            inFileTables(
+                leadsNowhere(u"%1"_s, u"clientPath"_s, u"folderConfigurationId"_s, FolderTable))),
+        sqlCheck(
+            {u"file.no-folder"_s, Severity::Note, u"files that belong to no folder"_s,
+             u"They are allowed, but no listing by folder shows them."_s,
+             u"If they are not needed: 'velmioctl file remove {id}'."_s},
+            {{FileTable, u"SELECT id, clientPath,"
+                         u" 'folderConfigurationId ' || coalesce(folderConfigurationId, 'NULL')"
+                         u" FROM FileConfiguration WHERE coalesce(folderConfigurationId, -1)"
+                         u" IN (0, -1)"_s}}),
+        sqlCheck(
+            {u"file.product-missing"_s, Severity::Warning,
+             u"records of files whose product does not exist"_s,
+             u"The client finds no product to present to their server."_s,
+             u"To name another product instead: 'velmioctl file set {id} --product ID'."_s},
+            inFileTables(
+                leadsNowhere(u"%1"_s, u"clientPath"_s, u"productConfigurationId"_s, ProductTable))),
+        companionCheck(
+            {u"generated.file-missing"_s,
+             Severity::Warning,
+             u"records of generated files whose file has no record"_s,
+             u"Nothing finds or removes them any more; what they name stays on the disk."_s,
+             {}},
+            fileTables().at(1)),
+        companionCheck(
+            {u"base.file-missing"_s,
+             Severity::Warning,
+             u"records of base copies whose file has no record"_s,
+             u"Nothing finds or removes them any more; what they name stays on the disk."_s,
+             {}},
+            fileTables().at(2)),
+        sqlCheck(
+            {u"schedule.folder-missing"_s, Severity::Warning,
+             u"schedules of folders that do not exist"_s, u"They never apply."_s,
+             u"Remove them with 'velmioctl schedule remove {id}'."_s},
+            {{ScheduleTable,
+              u"SELECT id, '', 'folderConfigurationId ' || coalesce(folderConfigurationId, 'NULL')"
+              u" FROM Schedules AS schedule WHERE folderConfigurationId IS NOT 0"
+              u" AND NOT EXISTS (SELECT 1 FROM FolderConfiguration AS folder"
+              u" WHERE folder.id = schedule.folderConfigurationId)"_s}}),
+    };
+}
+
+std::vector<RecordCheck> fileChecks()
+{
+    return {
+        sqlCheck(
+            {u"file.root-differs"_s, Severity::Error,
+             u"records of files whose rootFolderId is not the root of their folder"_s,
+             u"Removing or counting by root takes them for another tree's, or leaves them behind."_s,
+             u"Mend the folder first: 'velmioctl doctor' names what is wrong with it."_s},
+            inFileTables(
+                u"SELECT f.id, f.clientPath, 'rootFolderId ' || coalesce(f.rootFolderId, 'NULL')"
+                u" || ', not ' || coalesce(folder.rootId, 'NULL') FROM %1 AS f"
+                u" JOIN FolderConfiguration AS folder ON folder.id = f.folderConfigurationId"
+                u" WHERE f.rootFolderId IS NOT folder.rootId"_s)),
+        sqlCheck(
+            {u"file.root-missing"_s, Severity::Warning,
+             u"records of files without a folder whose root does not exist"_s,
+             u"No removal of a root reaches them."_s,
+             u"If they are not needed: 'velmioctl file remove' with the file that they belong to."_s},
+            inFileTables(u"SELECT id, clientPath, 'rootFolderId ' || rootFolderId FROM %1 AS f"
+                         u" WHERE coalesce(folderConfigurationId, -1) IN (0, -1)"
+                         u" AND rootFolderId NOT IN (0, -1)"
+                         u" AND NOT EXISTS (SELECT 1 FROM FolderConfiguration AS root"
+                         u" WHERE root.id = f.rootFolderId AND root.parentId = 0)"_s)),
+        sqlCheck(
+            {u"file.wrong-type"_s,
+             Severity::Error,
+             u"records of files whose type is not that of their table"_s,
+             u"The client writes its changes to another table, over a record that happens to have "
+             u"the same id."_s,
+             {}},
+            inFileTables(u"SELECT id, clientPath, 'fileType ' || coalesce(fileType, 'NULL') FROM %1"
+                         u" WHERE coalesce(fileType, 0) <> %2"_s)),
+        sqlCheck(
+            {u"file.duplicate-path"_s, Severity::Error,
+             u"files with the path of another one in the same folder"_s,
+             u"Look-ups by path find either of them, so that changes go to one and are read from "
+             u"the "
+             u"other."_s,
+             u"Compare them with 'velmioctl file show {id}', and remove the one that is not needed "
+             u"with 'velmioctl file remove {id}'."_s},
+            {{FileTable,
+              u"SELECT f.id, f.clientPath, 'as well as ' || min(first.id) FROM "_s +
+                  sql::pathsTwiceIn(FileTable) +
+                  u" JOIN FileConfiguration AS f ON f.clientPath = twice.clientPath"
+                  u" JOIN FileConfiguration AS first ON first.clientPath = f.clientPath"
+                  u" AND first.folderConfigurationId = f.folderConfigurationId AND first.id < f.id"
+                  u" GROUP BY f.id"_s}}),
+    };
+}
+
+} // namespace
+
+const QStringList& fileTables()
+{
+    static const QStringList tables{
+        u"FileConfiguration"_s, u"GeneratedFileConfiguration"_s, u"BaseFileConfiguration"_s};
+    return tables;
+}
+
+const std::vector<RecordCheck>& recordChecks()
+{
+    static const std::vector<RecordCheck> all = [] {
+        std::vector<RecordCheck> checks;
+        for (auto* const some :
+             {signInChecks, folderReferenceChecks, folderTreeChecks, fileReferenceChecks,
+              fileChecks, pathChecks}) {
+            for (RecordCheck& check : some())
+                checks.push_back(std::move(check));
+        }
+        return checks;
+    }();
+    return all;
+}
+
+} // namespace velmioctl::doctor
