@@ -71,7 +71,7 @@ void TestRowReader::columnsOfAHostReadAsTheToolkitConvertsThem()
     QFETCH(const QVariant, value);
     PlainQuery query(value);
 
-    const RowReader row(&query);
+    const RowReader row(&query, nullptr);
 
     QCOMPARE(row.integer(0), value.toInt());
     QCOMPARE(row.longInteger(0), value.toLongLong());

@@ -40,6 +40,9 @@ private Q_SLOTS:
     void typedColumnsReadAsTheirVariants_data();
     void typedColumnsReadAsTheirVariants();
     void typedColumnsWithoutARowAreEmpty();
+    void typedValuesAreStoredAsTheirVariants_data();
+    void typedValuesAreStoredAsTheirVariants();
+    void valuesMayBeBoundAnewWhileRowsAreRead();
     void aTextThatDoesNotPrepareFailsInExec_data();
     void aTextThatDoesNotPrepareFailsInExec();
     void bindingToATextThatDidNotPrepareIsHarmless();
@@ -336,6 +339,60 @@ void TestSqliteQuery::typedColumnsWithoutARowAreEmpty()
     QCOMPARE(typed->textValue(-1), QString());
     QVERIFY(!query->next());
     QCOMPARE(typed->intValue(0), 0);
+}
+
+void TestSqliteQuery::typedValuesAreStoredAsTheirVariants_data()
+{
+    QTest::addColumn<QVariant>("value");
+    const QDate day(2024, 2, 29);
+    const QTime clock(23, 59, 58, 7);
+    QTest::addRow("number") << QVariant(5'000'000'000LL);
+    QTest::addRow("text") << QVariant(u"h\u00e9llo \U0001F600"_s);
+    QTest::addRow("long text") << QVariant(QString(100'000, u'x'));
+    QTest::addRow("empty text") << QVariant(u""_s);
+    QTest::addRow("null text") << QVariant(QString());
+    QTest::addRow("UTC") << QVariant(QDateTime(day, clock, Qt::UTC));
+    QTest::addRow("local time") << QVariant(QDateTime(day, clock));
+    QTest::addRow("offset") << QVariant(QDateTime(day, clock, Qt::OffsetFromUTC, -19800));
+    QTest::addRow("null time") << QVariant(QDateTime());
+    QTest::addRow("time too late") << QVariant(QDateTime(QDate(10000, 1, 1), clock, Qt::UTC));
+}
+
+void TestSqliteQuery::typedValuesAreStoredAsTheirVariants()
+{
+    QFETCH(const QVariant, value);
+    const auto query = prepared(u"SELECT :variant, :typed"_s);
+    auto* const typed = dynamic_cast<sync::interf::IQSqlTypedQuery*>(query.get());
+    QVERIFY(typed);
+    query->bindValue(u":variant"_s, value);
+
+    if (value.typeId() == QMetaType::LongLong)
+        typed->bindNumber(u":typed"_s, value.toLongLong());
+    else if (value.typeId() == QMetaType::QString)
+        typed->bindText(u":typed"_s, value.toString());
+    else
+        typed->bindTime(u":typed"_s, value.toDateTime());
+
+    QCOMPARE(query->boundValue(u":typed"_s), value);
+    const bool storable = value.toDateTime().date().year() < 10000;
+    QCOMPARE(query->exec(), storable);
+    QCOMPARE(query->next(), storable);
+    QCOMPARE(query->value(1), query->value(0));
+    QCOMPARE(query->value(1).metaType(), query->value(0).metaType());
+}
+
+void TestSqliteQuery::valuesMayBeBoundAnewWhileRowsAreRead()
+{
+    const auto query = prepared(u"WITH Rows (n) AS (VALUES (1), (2)) SELECT :text FROM Rows"_s);
+    query->bindValue(u":text"_s, QString(500, u'a'));
+    QVERIFY(query->exec() && query->next());
+
+    query->bindValue(u":text"_s, QString(5000, u'b'));
+
+    QVERIFY(query->next());
+    QCOMPARE(query->value(0), QVariant(QString(500, u'a')));
+    QVERIFY(query->exec() && query->next());
+    QCOMPARE(query->value(0), QVariant(QString(5000, u'b')));
 }
 
 void TestSqliteQuery::aTextThatDoesNotPrepareFailsInExec_data()

@@ -5,17 +5,27 @@
 #include <QTimeZone>
 
 using namespace Qt::StringLiterals;
-using sync::database::appendUtf8;
 using sync::database::decodeUtf8;
-using sync::database::timeText;
+using sync::database::encodeTime;
+using sync::database::encodeUtf8;
+using sync::database::MaximumTimeText;
+using sync::database::MaximumUtf8PerUnit;
 
 namespace {
 
 QByteArray encoded(const QString& text)
 {
-    QByteArray buffer("before");
-    appendUtf8(buffer, text);
-    return buffer.mid(6);
+    QByteArray buffer(text.size() * MaximumUtf8PerUnit, '?');
+    buffer.truncate(encodeUtf8(text, buffer.data()) - buffer.constData());
+    return buffer;
+}
+
+// Null for a time without a text.
+QString timeText(const QDateTime& time)
+{
+    QByteArray buffer(MaximumTimeText, '?');
+    const char* const end = encodeTime(time, buffer.data());
+    return end ? QString::fromLatin1(buffer.first(end - buffer.constData())) : QString();
 }
 
 QString roundTrip(const QString& text)

@@ -16,10 +16,10 @@ namespace sync::config {
 class RowReader
 {
 public:
-    /// Asks whether the query is an IQSqlTypedQuery.
-    explicit RowReader(interf::IQSqlQueryWrapper* query)
+    /// `typed` is the same query, or null when it is no such one.
+    RowReader(interf::IQSqlQueryWrapper* query, const interf::IQSqlTypedQuery* typed)
         : query(query)
-        , typed(dynamic_cast<interf::IQSqlTypedQuery*>(query))
+        , typed(typed)
     {
     }
 

@@ -2,7 +2,9 @@
 #include <core/PosixSync.h>
 
 #include <config/statement/RowReader.h>
+#include <interf/IQSqlTypedQuery.h>
 
+#include <QDateTime>
 #include <QString>
 #include <QVariant>
 
@@ -19,9 +21,33 @@ public:
     /// Takes a fresh query and prepares `sql`. Whether that worked shows in exec().
     Statement(std::shared_ptr<interf::IQSqlQueryWrapper> freshQuery, const QString& sql)
         : query(std::move(freshQuery))
-        , reader(query.get())
+        , typed(dynamic_cast<interf::IQSqlTypedQuery*>(query.get()))
     {
         query->prepare(sql);
+    }
+
+    Statement& bind(const QString& placeholder, int value)
+    {
+        typed ? typed->bindNumber(placeholder, value) : query->bindValue(placeholder, value);
+        return *this;
+    }
+
+    Statement& bind(const QString& placeholder, qlonglong value)
+    {
+        typed ? typed->bindNumber(placeholder, value) : query->bindValue(placeholder, value);
+        return *this;
+    }
+
+    Statement& bind(const QString& placeholder, const QString& value)
+    {
+        typed ? typed->bindText(placeholder, value) : query->bindValue(placeholder, value);
+        return *this;
+    }
+
+    Statement& bind(const QString& placeholder, const QDateTime& value)
+    {
+        typed ? typed->bindTime(placeholder, value) : query->bindValue(placeholder, value);
+        return *this;
     }
 
     Statement& bind(const QString& placeholder, const QVariant& value)
@@ -66,7 +92,7 @@ public:
             return record;
         // The result is ignored: `populate` asks the query whether it stands on a row.
         query->next();
-        (manager->*populate)(reader, record);
+        (manager->*populate)(row(), record);
         return record;
     }
 
@@ -74,7 +100,7 @@ public:
     bool execToFirstRow() { return query->exec() && query->next(); }
 
     /// The row of the last step.
-    const RowReader& row() const { return reader; }
+    RowReader row() const { return {query.get(), typed}; }
 
     /// Runs a SELECT and reads all its rows; an empty list when it fails.
     ///
@@ -85,13 +111,13 @@ public:
     {
         Records records;
         if (query->exec())
-            (manager->*populate)(reader, records);
+            (manager->*populate)(row(), records);
         return records;
     }
 
 private:
     std::shared_ptr<interf::IQSqlQueryWrapper> query;
-    RowReader reader;
+    interf::IQSqlTypedQuery* typed; // the same, if it is one
 };
 
 } // namespace sync::config

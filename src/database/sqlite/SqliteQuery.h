@@ -4,8 +4,6 @@
 #include <database/sqlite/SqliteValues.h>
 #include <interf/IQSqlTypedQuery.h>
 
-#include <QList>
-
 namespace sync::database {
 
 /// A statement on the connection of the thread that made the query.
@@ -34,6 +32,9 @@ public:
     QString textValue(int index) const override;
     bool holdsText(int index, QStringView text) const override;
     QDateTime utcTimeValue(int index) const override;
+    void bindNumber(const QString& placeholder, qlonglong value) override;
+    void bindText(const QString& placeholder, const QString& value) override;
+    void bindTime(const QString& placeholder, const QDateTime& value) override;
 
 private:
     enum class Position { NoRow, BeforeFirstRow, OnRow };
@@ -42,7 +43,8 @@ private:
     bool fail(const Failure& reason);
     bool failWithSqliteError();
     void dropStatement() noexcept;
-    qsizetype parameterOf(const QString& placeholder) const;
+    template <typename Value>
+    void bind(const QString& placeholder, const Value& value);
     bool execRead();
     bool execWrite();
 
@@ -51,12 +53,8 @@ private:
     PreparedStatement* statement = nullptr;
     QString text;
     Failure error;
-    Failure prepareError;   // also of a placeholder that the text does not have
-    QList<QVariant> values; // by parameter number - 1
-    BoundValues bound;
-    mutable qsizetype likelyParameter = 0;
+    Failure prepareError; // also of a placeholder that the text does not have
     Position position = Position::NoRow;
-    int columns = 0;
     QVariant insertedId;
     int affectedRows = -1;
 };
