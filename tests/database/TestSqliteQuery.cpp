@@ -673,9 +673,10 @@ void TestSqliteQuery::aTextThatChangesInItsPlaceIsAnotherStatement()
 {
     QString characters = u"SELECT 1"_s;
     const QString text = QString::fromRawData(characters.data(), characters.size());
-    const auto first = prepared(text);
+    auto first = prepared(text);
     QVERIFY(first->exec() && first->next());
     QCOMPARE(first->value(0), QVariant(1LL));
+    first.reset();
 
     *(characters.data() + characters.size() - 1) = u'2';
     const auto second = prepared(text);
