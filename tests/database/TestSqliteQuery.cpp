@@ -62,6 +62,7 @@ private Q_SLOTS:
     void afterAReadThatRolledBackTheTransactionStaysLost();
     void aWriteBehindAnOldSelectFailsWithTheRemedy();
     void moreTextsThanTheCacheHoldsStillRun();
+    void aTextThatChangesInItsPlaceIsAnotherStatement();
 
 private:
     std::shared_ptr<IQSqlQueryWrapper> prepared(const QString& sql);
@@ -666,6 +667,23 @@ void TestSqliteQuery::moreTextsThanTheCacheHoldsStillRun()
 
     QVERIFY(kept->exec() && kept->next());
     QCOMPARE(kept->value(0), QVariant(u"kept"_s));
+}
+
+void TestSqliteQuery::aTextThatChangesInItsPlaceIsAnotherStatement()
+{
+    QString characters = u"SELECT 1"_s;
+    const QString text = QString::fromRawData(characters.data(), characters.size());
+    for (int use = 0; use < 2; ++use) {
+        const auto first = prepared(text);
+        QVERIFY(first->exec() && first->next());
+        QCOMPARE(first->value(0), QVariant(1LL));
+    }
+
+    *(characters.data() + characters.size() - 1) = u'2';
+    const auto second = prepared(text);
+
+    QVERIFY(second->exec() && second->next());
+    QCOMPARE(second->value(0), QVariant(2LL));
 }
 
 QTEST_GUILESS_MAIN(TestSqliteQuery)

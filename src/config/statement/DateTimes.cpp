@@ -1,5 +1,6 @@
 #include <config/statement/DateTimes.h>
 
+#include <core/text/AsciiCopy.h>
 #include <core/time/ClockReading.h>
 
 #include <QString>
@@ -10,13 +11,24 @@ namespace {
 
 using core::parseClockReading;
 
-std::u16string_view textIn(const QVariant& column)
+// The text of a column, if it can be a time of ours.
+struct TimeText
 {
-    if (column.typeId() != QMetaType::QString)
-        return {};
-    const auto& text = *static_cast<const QString*>(column.constData());
-    return {reinterpret_cast<const char16_t*>(text.utf16()), std::size_t(text.size())};
-}
+    explicit TimeText(const QVariant& column)
+    {
+        if (column.typeId() != QMetaType::QString)
+            return;
+        const auto& text = *static_cast<const QString*>(column.constData());
+        const bool fits = text.size() <= qsizetype(sizeof characters);
+        if (fits && core::copyAscii(QStringView(text).utf16(), text.size(), characters))
+            size = std::size_t(text.size());
+    }
+
+    std::string_view view() const { return {characters, size}; }
+
+    char characters[32];
+    std::size_t size = 0;
+};
 
 QDateTime utcTime(std::chrono::milliseconds sinceEpoch)
 {
@@ -27,9 +39,10 @@ QDateTime utcTime(std::chrono::milliseconds sinceEpoch)
 
 QDateTime readDateTime(const QVariant& column)
 {
-    if (const auto reading = parseClockReading(textIn(column))) {
+    const TimeText text(column);
+    if (const auto reading = parseClockReading(text.view())) {
         const QDateTime clock = utcTime(reading->sinceEpoch);
-        if (reading->zone == u"Z")
+        if (reading->zone == "Z")
             return clock;
         if (reading->zone.empty())
             return QDateTime(clock.date(), clock.time(), Qt::LocalTime);
@@ -43,7 +56,8 @@ QDateTime readUtcDateTime(const QVariant& column)
 {
     // A new label makes the zone of the text irrelevant, and asking the system for the local one
     // takes a microsecond.
-    if (const auto reading = parseClockReading(textIn(column));
+    const TimeText text(column);
+    if (const auto reading = parseClockReading(text.view());
         reading && core::isPlainZone(reading->zone))
         return utcTime(reading->sinceEpoch);
     QDateTime time = column.toDateTime();

@@ -31,7 +31,7 @@ public:
 
     int integer(int column) const
     {
-        return typed ? typed->intValue(column) : toInt(query->value(column));
+        return typed ? typed->intValue(column) : untypedInteger(column);
     }
 
     qint64 longInteger(int column) const
@@ -41,7 +41,7 @@ public:
 
     QString text(int column) const
     {
-        return typed ? typed->textValue(column) : query->value(column).toString();
+        return typed ? typed->textValue(column) : untypedText(column);
     }
 
     /// True when it can be told without a copy that the column holds these ASCII characters.
@@ -59,13 +59,8 @@ public:
     QVariant value(int column) const { return query->value(column); }
 
 private:
-    // QVariant::toInt() looks conversions up, which takes as long as all else about a column.
-    static int toInt(const QVariant& value)
-    {
-        return value.typeId() == QMetaType::LongLong
-                   ? static_cast<int>(*static_cast<const qlonglong*>(value.constData()))
-                   : value.toInt();
-    }
+    int untypedInteger(int column) const;
+    QString untypedText(int column) const;
 
     interf::IQSqlQueryWrapper* query;
     const interf::IQSqlTypedQuery* typed;

@@ -1,97 +1,103 @@
 #pragma once
 
+#include <QtEndian>
+
 #include <chrono>
-#include <cstddef>
-#include <iterator>
 #include <optional>
 #include <string_view>
-#include <type_traits>
 
 namespace sync::core {
 
 /// What a text "yyyy-MM-ddTHH:mm:ss.zzz" tells, and the rest of it, which names the time zone.
-template <typename Character>
 struct ClockReading
 {
     /// Since 1970-01-01T00:00 by the same clock, whatever its zone.
     std::chrono::milliseconds sinceEpoch;
-    std::basic_string_view<Character> zone;
+    std::string_view zone;
 };
 
-/// True when each of the characters lies between those of two literals. The compiler makes vector
-/// instructions of a loop of fixed length that nothing leaves early.
-template <std::size_t Length, typename Character>
-bool liesBetween(const Character* text, const char* least, const char* most)
+/// Eight characters at once, the first one in the lowest byte: a time is read in a twentieth of a
+/// microsecond, and lists have several in each row.
+class EightCharacters
 {
-    using Unsigned = std::make_unsigned_t<Character>;
-    Unsigned anyOutside = 0;
-    for (std::size_t index = 0; index < Length; ++index) {
-        const auto above = static_cast<Unsigned>(text[index] - least[index]);
-        const auto range = static_cast<Unsigned>(most[index] - least[index]);
-        anyOutside |= static_cast<Unsigned>(above > range);
+public:
+    explicit EightCharacters(const char* text)
+        : bytes(qFromLittleEndian<quint64>(text))
+    {
     }
-    return anyOutside == 0;
-}
 
-/// The number in `count` digits.
-template <typename Character>
-constexpr int numberIn(const Character* digits, int count)
-{
-    int value = 0;
-    for (int index = 0; index < count; ++index)
-        value = value * 10 + (digits[index] - '0');
-    return value;
-}
+    /// True when each character is the one of `pattern`, or where that has a digit, one from 0 to
+    /// it. Characters count from "0" on then, and others as 0.
+    bool matches(const char (&pattern)[9])
+    {
+        quint64 zeros = 0; // constants, to the compiler, as are the limits
+        quint64 limits = 0;
+        for (int index = 0; index < 8; ++index) {
+            const auto unit = static_cast<unsigned char>(pattern[index]);
+            const bool isDigit = unit >= '0' && unit <= '9';
+            zeros |= quint64(isDigit ? '0' : unit) << 8 * index;
+            limits |= quint64(0x7F - (isDigit ? unit - '0' : 0)) << 8 * index;
+        }
+        bytes ^= zeros;
+        // A byte over its limit gets its highest bit by the addition, or has it before.
+        return ((bytes | (bytes + limits)) & 0x8080808080808080) == 0;
+    }
+
+    /// The digit in a place.
+    int digit(int place) const { return static_cast<int>(bytes >> 8 * place & 0xFF); }
+
+    /// The number in a place and the next one.
+    int twoDigits(int place) const { return 10 * digit(place) + digit(place + 1); }
+
+private:
+    quint64 bytes;
+};
 
 /// Reads a text of the years 1 to 9999; nothing for any other text or field out of range.
-template <typename Character>
-std::optional<ClockReading<Character>> parseClockReading(std::basic_string_view<Character> text)
+inline std::optional<ClockReading> parseClockReading(std::string_view text)
 {
     using namespace std::chrono;
-    constexpr char Least[] = "0000-00-00T00:00:00.000";
-    constexpr char Most[] = "9999-19-39T29:59:59.999";
-    constexpr std::size_t Length = std::size(Least) - 1;
+    constexpr std::size_t Length = 23;
     if (text.size() < Length)
         return {};
-    const Character* const c = text.data();
-    // Two times sixteen characters, some of them twice.
-    if (!liesBetween<16>(c, Least, Most) ||
-        !liesBetween<16>(c + Length - 16, Least + Length - 16, Most + Length - 16))
+    EightCharacters yearAndMonth(text.data());
+    EightCharacters dayToMinute(text.data() + 8);
+    EightCharacters minuteToEnd(text.data() + Length - 8);
+    if (!yearAndMonth.matches("9999-19-") || !dayToMinute.matches("39T29:59") ||
+        !minuteToEnd.matches("9:59.999"))
         return {};
 
+    const int yearNumber = 100 * yearAndMonth.twoDigits(0) + yearAndMonth.twoDigits(2);
     const year_month_day date{
-        year(numberIn(c, 4)), month(unsigned(numberIn(c + 5, 2))),
-        day(unsigned(numberIn(c + 8, 2)))};
-    const hours hour(numberIn(c + 11, 2));
-    if (!date.ok() || int(date.year()) == 0 || hour > hours(23))
+        year(yearNumber), month(unsigned(yearAndMonth.twoDigits(5))),
+        day(unsigned(dayToMinute.twoDigits(0)))};
+    const hours hour(dayToMinute.twoDigits(3));
+    if (!date.ok() || yearNumber == 0 || hour > hours(23))
         return {};
-    const auto time = sys_days(date).time_since_epoch() + hour + minutes(numberIn(c + 14, 2)) +
-                      seconds(numberIn(c + 17, 2)) + milliseconds(numberIn(c + 20, 3));
-    return ClockReading<Character>{time, text.substr(Length)};
+    const auto time = sys_days(date).time_since_epoch() + hour + minutes(dayToMinute.twoDigits(6)) +
+                      seconds(minuteToEnd.twoDigits(2)) +
+                      milliseconds(100 * minuteToEnd.digit(5) + minuteToEnd.twoDigits(6));
+    return ClockReading{time, text.substr(Length)};
 }
 
 /// The offset in a zone "+HH:mm" or "-HH:mm" of less than 14 hours; nothing for any other text.
-template <typename Character>
-std::optional<std::chrono::seconds> parseZoneOffset(std::basic_string_view<Character> zone)
+inline std::optional<std::chrono::seconds> parseZoneOffset(std::string_view zone)
 {
-    constexpr char Least[] = "+00:00";
-    constexpr char Most[] = "-19:59";
-    constexpr std::size_t Length = std::size(Least) - 1;
-    if (zone.size() != Length || !liesBetween<Length>(zone.data(), Least, Most) || zone[0] == ',')
+    if (zone.size() != 6 || (zone[0] != '+' && zone[0] != '-'))
         return {};
-    const std::chrono::hours hours(numberIn(zone.data() + 1, 2));
-    if (hours > std::chrono::hours(13))
+    const char padded[] = {'+', zone[1], zone[2], zone[3], zone[4], zone[5], '+', '+'};
+    EightCharacters offset(padded);
+    if (!offset.matches("+19:59++") || offset.twoDigits(1) > 13)
         return {};
-    const std::chrono::seconds offset = hours + std::chrono::minutes(numberIn(zone.data() + 4, 2));
-    return zone[0] == '-' ? -offset : offset;
+    const std::chrono::seconds seconds =
+        std::chrono::hours(offset.twoDigits(1)) + std::chrono::minutes(offset.twoDigits(4));
+    return zone[0] == '-' ? -seconds : seconds;
 }
 
 /// True for what may stand behind a time that is stored: nothing, "Z", or an offset.
-template <typename Character>
-bool isPlainZone(std::basic_string_view<Character> zone)
+inline bool isPlainZone(std::string_view zone)
 {
-    return zone.empty() || (zone.size() == 1 && zone[0] == 'Z') ||
-           parseZoneOffset(zone).has_value();
+    return zone == "Z" || zone.empty() || parseZoneOffset(zone).has_value();
 }
 
 } // namespace sync::core

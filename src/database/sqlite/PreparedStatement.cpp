@@ -3,7 +3,7 @@
 #include <sqlite3.h>
 
 #include <algorithm>
-#include <cstring>
+#include <utility>
 
 namespace sync::database {
 
@@ -31,27 +31,25 @@ PreparedStatement::PreparedStatement(StatementHandle handle, const QString& sql)
     values.resize(placeholders.size());
 }
 
-std::optional<std::size_t> PreparedStatement::parameterOf(const QString& placeholder)
+int PreparedStatement::step()
 {
-    // Managers bind in the order of the statement, but for the key of an UPDATE.
-    std::size_t parameter = nextParameter;
-    if (parameter >= placeholders.size() || !isSame(placeholders[parameter], placeholder)) {
-        const auto found = std::find(placeholders.begin(), placeholders.end(), placeholder);
-        if (found == placeholders.end())
-            return {};
-        parameter = static_cast<std::size_t>(found - placeholders.begin());
-    }
-    nextParameter = parameter + 1;
-    return parameter;
+    running = true;
+    return sqlite3_step(statement.get());
 }
 
-// The toolkit's comparison takes several times as long.
-bool PreparedStatement::isSame(const QString& left, const QString& right)
+void PreparedStatement::reset()
 {
-    return left.size() == right.size() &&
-           std::memcmp(
-               left.constData(), right.constData(),
-               static_cast<std::size_t>(left.size()) * sizeof(QChar)) == 0;
+    if (std::exchange(running, false))
+        sqlite3_reset(statement.get());
+}
+
+std::optional<std::size_t> PreparedStatement::findParameter(const QString& placeholder)
+{
+    const auto found = std::find(placeholders.begin(), placeholders.end(), placeholder);
+    if (found == placeholders.end())
+        return {};
+    next = static_cast<std::size_t>(found - placeholders.begin()) + 1;
+    return next - 1;
 }
 
 } // namespace sync::database

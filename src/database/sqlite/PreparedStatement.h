@@ -6,6 +6,7 @@
 #include <QString>
 
 #include <cstdint>
+#include <cstring>
 #include <optional>
 #include <vector>
 
@@ -24,9 +25,20 @@ public:
 
     bool hasText(const QString& other) const { return isSame(sql, other); }
 
-    /// Where a placeholder, with its colon, stands among the values. Quick when they are asked for
-    /// in the order of the statement.
-    std::optional<std::size_t> parameterOf(const QString& placeholder);
+    /// Where a placeholder, with its colon, stands among the values. Managers bind in the order of
+    /// the statement, but for the key of an UPDATE.
+    std::optional<std::size_t> parameterOf(const QString& placeholder)
+    {
+        if (next < placeholders.size() && isSame(placeholders[next], placeholder))
+            return next++;
+        return findParameter(placeholder);
+    }
+
+    /// Runs to the next row or to the end: the result code of sqlite3_step().
+    int step();
+
+    /// Ends a run, so that values can be bound and no read stays open.
+    void reset();
 
     BoundValues values;
 
@@ -36,14 +48,23 @@ public:
     std::uint64_t lastUse = 0;
 
 private:
-    static bool isSame(const QString& left, const QString& right);
+    // The toolkit's comparison takes several times as long.
+    static bool isSame(const QString& left, const QString& right)
+    {
+        const auto bytes = static_cast<std::size_t>(left.size()) * sizeof(QChar);
+        return left.size() == right.size() &&
+               std::memcmp(left.constData(), right.constData(), bytes) == 0;
+    }
+
+    std::optional<std::size_t> findParameter(const QString& placeholder);
 
     const StatementHandle statement;
     const QString sql;
     const std::vector<QString> placeholders;
     const bool readOnly;
     const bool columns;
-    std::size_t nextParameter = 0;
+    std::size_t next = 0; // the parameter that is likely to be bound next
+    bool running = false;
 };
 
 } // namespace sync::database

@@ -113,7 +113,7 @@ PreparedStatement*& SqliteConnection::likelyPlace(const QString& sql)
 
 void SqliteConnection::release(PreparedStatement* statement) noexcept
 {
-    sqlite3_reset(statement->handle());
+    statement->reset();
     // What SQLite has bound stays, and is bound anew before it runs again.
     statement->values.clear();
     statement->inUse = false;

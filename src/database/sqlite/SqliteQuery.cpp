@@ -73,14 +73,14 @@ bool SqliteQuery::next()
         position = Position::OnRow;
         return true;
     }
-    const int result = sqlite3_step(statement->handle());
+    const int result = statement->step();
     if (result == SQLITE_ROW)
         return true;
     if (result != SQLITE_DONE)
         failWithSqliteError();
     position = Position::NoRow;
     // Ends the read: a statement left open would keep the log from being begun anew.
-    sqlite3_reset(statement->handle());
+    statement->reset();
     return false;
 }
 
@@ -158,7 +158,7 @@ bool SqliteQuery::exec()
     if (const Failure& lost = session->lostTransactionError(); !lost.isEmpty())
         return fail(lost);
 
-    sqlite3_reset(statement->handle());
+    statement->reset();
     if (!statement->values.bind(statement->handle()))
         return fail({.text = statement->values.error()});
     return statement->isReadOnly() ? execRead() : execWrite();
@@ -166,16 +166,16 @@ bool SqliteQuery::exec()
 
 bool SqliteQuery::execRead()
 {
-    switch (sqlite3_step(statement->handle())) {
+    switch (statement->step()) {
     case SQLITE_ROW:
         position = Position::BeforeFirstRow;
         return true;
     case SQLITE_DONE:
-        sqlite3_reset(statement->handle());
+        statement->reset();
         return true;
     default:
         failWithSqliteError();
-        sqlite3_reset(statement->handle());
+        statement->reset();
         return false;
     }
 }
@@ -188,7 +188,7 @@ bool SqliteQuery::execWrite()
     Failure refusal;
     if (!session->beginWrite(refusal))
         return fail(refusal);
-    const bool done = sqlite3_step(statement->handle()) == SQLITE_DONE;
+    const bool done = statement->step() == SQLITE_DONE;
     if (done) {
         sqlite3* const database = session->connection().handle();
         insertedId = static_cast<qlonglong>(sqlite3_last_insert_rowid(database));
@@ -196,7 +196,7 @@ bool SqliteQuery::execWrite()
     } else {
         failWithSqliteError();
     }
-    sqlite3_reset(statement->handle());
+    statement->reset();
     session->endWrite();
     return done;
 }

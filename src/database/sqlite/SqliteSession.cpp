@@ -49,6 +49,7 @@ void SqliteSession::leaveBehind(PreparedStatement* statement)
 {
     const std::lock_guard lock(leftBehindMutex);
     leftBehind.push_back(statement);
+    anyLeftBehind = true;
 }
 
 PreparedStatement* SqliteSession::acquire(const QString& sql, Failure& error)
@@ -59,10 +60,13 @@ PreparedStatement* SqliteSession::acquire(const QString& sql, Failure& error)
 
 void SqliteSession::releaseLeftBehind()
 {
+    if (!anyLeftBehind)
+        return;
     const std::lock_guard lock(leftBehindMutex);
     for (PreparedStatement* const statement : leftBehind)
         sqlite.release(statement);
     leftBehind.clear();
+    anyLeftBehind = false;
 }
 
 bool SqliteSession::beginWrite(Failure& error)

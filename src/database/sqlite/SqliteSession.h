@@ -4,6 +4,7 @@
 
 #include <QString>
 
+#include <atomic>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -83,6 +84,7 @@ private:
 
     std::mutex leftBehindMutex;
     std::vector<PreparedStatement*> leftBehind;
+    std::atomic<bool> anyLeftBehind = false; // asked without the mutex, for nearly every statement
 
     // The store's, guarded by its mutex: who has it, and for how many leases.
     std::thread::id thread;

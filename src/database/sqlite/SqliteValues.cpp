@@ -151,7 +151,8 @@ void BoundValues::clear() noexcept
 {
     // What a single large text has needed is not kept for all times.
     constexpr std::size_t KeptBytes = 65536;
-    std::fill(values.begin(), values.end(), BoundValue());
+    for (BoundValue& value : values)
+        value.emplace<std::monostate>();
     if (buffer.size() > KeptBytes)
         buffer = {};
 }

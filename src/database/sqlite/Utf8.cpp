@@ -1,6 +1,6 @@
 #include <database/sqlite/Utf8.h>
 
-#include <database/sqlite/AsciiCopy.h>
+#include <core/text/AsciiCopy.h>
 
 #include <QStringEncoder>
 
@@ -96,7 +96,7 @@ QString decodeWellFormed(const char* bytes, qsizetype size)
 
 char* encodeUtf8(QStringView text, char* target)
 {
-    if (copyAscii(text.utf16(), text.size(), target))
+    if (core::copyAscii(text.utf16(), text.size(), target))
         return target + text.size();
     return encodeOtherUtf8(text, target);
 }
@@ -105,7 +105,7 @@ QString decodeUtf8(const char* bytes, qsizetype size)
 {
     QString text(size, Qt::Uninitialized); // Empty and not null without bytes.
     auto* const units = size > 0 ? reinterpret_cast<char16_t*>(text.data()) : nullptr;
-    if (!copyAscii(reinterpret_cast<const unsigned char*>(bytes), size, units))
+    if (!core::copyAscii(reinterpret_cast<const unsigned char*>(bytes), size, units))
         text = decodeOtherUtf8(bytes, size);
     return text;
 }

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <cstring>
 
-namespace sync::database {
+namespace sync::core {
 
 /// Copies `Count` units of another width and returns the bits that any of them has. The compiler
 /// makes a few vector instructions of it, as the count is fixed.
@@ -48,4 +48,4 @@ bool copyAscii(const From* from, std::ptrdiff_t size, To* to)
     return (all & OtherBits) == 0;
 }
 
-} // namespace sync::database
+} // namespace sync::core
