@@ -1,5 +1,6 @@
 #include <config/AuthenticationConfigManager.h>
 
+#include <config/statement/RowReader.h>
 #include <config/statement/SqlText.h>
 #include <config/statement/Statement.h>
 #include <core/Crypto.h>
@@ -129,35 +130,35 @@ int AuthenticationConfigManager::UpdatePassword(QString domain, QString userName
 }
 
 void AuthenticationConfigManager::_PopulateAuthenticationConfiguration(
-    interf::IQSqlQueryWrapper* query, AuthenticationConfiguration& signIn) const
+    const RowReader& row, AuthenticationConfiguration& signIn) const
 {
-    if (!query->isValid())
+    if (!row.isValid())
         return;
 
     auto& members = signIn.members;
-    members.id = query->value(0).toInt();
-    members.domain = query->value(1).toString();
-    members.domainId = query->value(2).toString();
-    members.userName = query->value(3).toString();
-    members.password = Decrypt(query->value(4));
-    members.nameValueProperties = ToNameValuePropertyMap(query->value(5).toString());
-    members.serverId = query->value(6).toInt();
+    members.id = row.integer(0);
+    members.domain = row.text(1);
+    members.domainId = row.text(2);
+    members.userName = row.text(3);
+    members.password = Decrypt(row.value(4));
+    members.nameValueProperties = _NameValueProperties(row, 5);
+    members.serverId = row.integer(6);
 }
 
 void AuthenticationConfigManager::_PopulateAuthenticationConfigurations(
-    interf::IQSqlQueryWrapper* query, QVector<AuthenticationConfiguration>& signIns) const
+    const RowReader& row, QVector<AuthenticationConfiguration>& signIns) const
 {
-    while (query->next())
-        _PopulateAuthenticationConfiguration(query, signIns.emplace_back());
+    while (row.next())
+        _PopulateAuthenticationConfiguration(row, signIns.emplace_back());
 }
 
 void AuthenticationConfigManager::_PopulateDistinctAuthenticationConfigurations(
-    interf::IQSqlQueryWrapper* query, QVector<AuthenticationConfiguration>& signIns) const
+    const RowReader& row, QVector<AuthenticationConfiguration>& signIns) const
 {
-    while (query->next()) {
+    while (row.next()) {
         auto& members = signIns.emplace_back().members;
-        members.domain = query->value(0).toString();
-        members.userName = query->value(1).toString();
+        members.domain = row.text(0);
+        members.userName = row.text(1);
     }
 }
 

@@ -5,10 +5,6 @@
 #include <config/DatabaseConfigurationManager.h>
 #include <interf/IAuthenticationConfigManager.h>
 
-namespace sync::interf {
-class IQSqlQueryWrapper;
-}
-
 namespace sync::config {
 
 /// Stores the sign-ins, their passwords encrypted.
@@ -58,11 +54,11 @@ public:
 
 private:
     void _PopulateAuthenticationConfiguration(
-        interf::IQSqlQueryWrapper* query, AuthenticationConfiguration& signIn) const;
+        const RowReader& row, AuthenticationConfiguration& signIn) const;
     void _PopulateAuthenticationConfigurations(
-        interf::IQSqlQueryWrapper* query, QVector<AuthenticationConfiguration>& signIns) const;
+        const RowReader& row, QVector<AuthenticationConfiguration>& signIns) const;
     void _PopulateDistinctAuthenticationConfigurations(
-        interf::IQSqlQueryWrapper* query, QVector<AuthenticationConfiguration>& signIns) const;
+        const RowReader& row, QVector<AuthenticationConfiguration>& signIns) const;
 };
 
 } // namespace sync::config

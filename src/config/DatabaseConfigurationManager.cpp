@@ -1,5 +1,6 @@
 #include <config/DatabaseConfigurationManager.h>
 
+#include <config/statement/RowReader.h>
 #include <config/statement/Statement.h>
 #include <config/xml/NameValueXml.h>
 #include <interf/IDatabaseFactory.h>
@@ -27,6 +28,13 @@ QString DatabaseConfigurationManager::ToNameValuePropertyString(QMap<QString, QS
 Statement DatabaseConfigurationManager::_Prepare(const QString& sql) const
 {
     return {databaseFactory->CreateQuery(), sql};
+}
+
+QMap<QString, QString> DatabaseConfigurationManager::_NameValueProperties(
+    const RowReader& row, int column) const
+{
+    const bool none = row.holds(column, emptyNameValueXml());
+    return ToNameValuePropertyMap(none ? emptyNameValueXml() : row.text(column));
 }
 
 } // namespace sync::config

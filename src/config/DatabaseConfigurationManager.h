@@ -14,6 +14,7 @@ class IDatabaseFactory;
 
 namespace sync::config {
 
+class RowReader;
 class Statement;
 
 /// What all managers share: the database factory, and the text form of name-value properties.
@@ -43,6 +44,9 @@ public:
 protected:
     /// A fresh query of the factory, prepared with a statement text.
     Statement _Prepare(const QString& sql) const;
+
+    /// The properties in a column of the row.
+    QMap<QString, QString> _NameValueProperties(const RowReader& row, int column) const;
 
     const std::shared_ptr<interf::factory::IDatabaseFactory> databaseFactory;
 };

@@ -1,7 +1,7 @@
 #include <config/FileConfigManager.h>
 
 #include <config/FolderConfiguration.h>
-#include <config/statement/DateTimes.h>
+#include <config/statement/RowReader.h>
 #include <config/statement/SqlText.h>
 #include <config/statement/Statement.h>
 #include <config/xml/FileLinksXml.h>
@@ -553,46 +553,45 @@ FileConfiguration FileConfigManager::_FindByAuthenticationId(
     return {};
 }
 
-void FileConfigManager::_PopulateFileConfiguration(
-    interf::IQSqlQueryWrapper* query, FileConfiguration& file)
+void FileConfigManager::_PopulateFileConfiguration(const RowReader& row, FileConfiguration& file)
 {
-    if (!query->isValid())
+    if (!row.isValid())
         return;
 
-    file.setId(query->value(0).toInt());
-    file.setFolderConfigurationId(query->value(1).toInt());
-    file.setName(query->value(2).toString());
-    file.setClientPath(query->value(3).toString());
-    file.setServerPath(query->value(4).toString());
-    file.setCheckSum(query->value(5).toString());
-    file.setCreatedDateTime(readUtcDateTime(query->value(6)));
-    file.setLastModifiedDateTime(readUtcDateTime(query->value(7)));
-    file.setSyncStatus(static_cast<FileSynchronizationStatus>(query->value(8).toInt()));
+    file.setId(row.integer(0));
+    file.setFolderConfigurationId(row.integer(1));
+    file.setName(row.text(2));
+    file.setClientPath(row.text(3));
+    file.setServerPath(row.text(4));
+    file.setCheckSum(row.text(5));
+    file.setCreatedDateTime(row.utcTime(6));
+    file.setLastModifiedDateTime(row.utcTime(7));
+    file.setSyncStatus(static_cast<FileSynchronizationStatus>(row.integer(8)));
     file.resetSyncStatusChanged();
-    file.setLastOperationType(query->value(9).toInt());
-    file.setSize(query->value(10).toLongLong());
-    file.setNameValueProperties(ToNameValuePropertyMap(query->value(11).toString()));
-    file.setLastOperationTime(readUtcDateTime(query->value(12)));
-    file.setRootFolderId(query->value(13).toInt());
-    file.setSyncOption(query->value(14).toInt());
-    file.setParentFileId(query->value(15).toInt());
-    file.setFileType(static_cast<FileConfigurationType>(query->value(16).toInt()));
-    file.setOwnerId(query->value(17).toString());
-    file.setPrivileges(query->value(18).toInt());
-    file.setProductConfigurationId(query->value(19).toInt());
-    file.setServerFileId(query->value(20).toString());
-    file.setServerFileVersionId(query->value(21).toString());
-    file.setCheckSumMD5(query->value(22).toString());
+    file.setLastOperationType(row.integer(9));
+    file.setSize(row.longInteger(10));
+    file.setNameValueProperties(_NameValueProperties(row, 11));
+    file.setLastOperationTime(row.utcTime(12));
+    file.setRootFolderId(row.integer(13));
+    file.setSyncOption(row.integer(14));
+    file.setParentFileId(row.integer(15));
+    file.setFileType(static_cast<FileConfigurationType>(row.integer(16)));
+    file.setOwnerId(row.text(17));
+    file.setPrivileges(row.integer(18));
+    file.setProductConfigurationId(row.integer(19));
+    file.setServerFileId(row.text(20));
+    file.setServerFileVersionId(row.text(21));
+    file.setCheckSumMD5(row.text(22));
     QDateTime linksDate = file.getFileLinksDate();
-    file.setFileLinks(GetFileLinkArrayFromXmlString(query->value(23).toString(), linksDate));
+    file.setFileLinks(GetFileLinkArrayFromXmlString(row.text(23), linksDate));
     file.setFileLinksDate(linksDate);
 }
 
 void FileConfigManager::_PopulateFileConfigurations(
-    interf::IQSqlQueryWrapper* query, QVector<FileConfiguration>& files)
+    const RowReader& row, QVector<FileConfiguration>& files)
 {
-    while (query->next())
-        _PopulateFileConfiguration(query, files.emplaceBack());
+    while (row.next())
+        _PopulateFileConfiguration(row, files.emplaceBack());
 }
 
 QString FileConfigManager::_GenerateOrderBy(FileConfigOrderByEnum order) const

@@ -10,7 +10,6 @@
 namespace sync::interf {
 class ICryptographicHash;
 class IFolderConfigManager;
-class IQSqlQueryWrapper;
 class IRefreshNativeFileViewer;
 } // namespace sync::interf
 
@@ -156,9 +155,8 @@ private:
     QVector<FileConfiguration> _GetFileConfigurationsByServerPath(QString path);
     FileConfiguration _FindByAuthenticationId(
         const QVector<FileConfiguration>& files, int authenticationId);
-    void _PopulateFileConfiguration(interf::IQSqlQueryWrapper* query, FileConfiguration& file);
-    void _PopulateFileConfigurations(
-        interf::IQSqlQueryWrapper* query, QVector<FileConfiguration>& files);
+    void _PopulateFileConfiguration(const RowReader& row, FileConfiguration& file);
+    void _PopulateFileConfigurations(const RowReader& row, QVector<FileConfiguration>& files);
     QString _GenerateOrderBy(interf::FileConfigOrderByEnum order) const;
 
     Statement _BindFileConfiguration(Statement statement, const FileConfiguration& config);

@@ -1,6 +1,6 @@
 #include <config/FolderConfigManager.h>
 
-#include <config/statement/DateTimes.h>
+#include <config/statement/RowReader.h>
 #include <config/statement/SqlText.h>
 #include <config/statement/Statement.h>
 #include <core/Constants.h>
@@ -378,42 +378,42 @@ void FolderConfigManager::RefreshNativeFileViewer(QString& clientPath)
 }
 
 void FolderConfigManager::_PopulateFolderConfiguration(
-    interf::IQSqlQueryWrapper* query, FolderConfiguration& folder)
+    const RowReader& row, FolderConfiguration& folder)
 {
-    if (!query->isValid())
+    if (!row.isValid())
         return;
 
     auto& members = folder.members;
-    members.id = query->value(0).toInt();
-    members.authenticationId = query->value(1).toInt();
-    members.name = query->value(2).toString();
-    members.remoteShortKey = query->value(3).toString();
-    members.remoteLongKey = query->value(4).toString();
-    members.clientPath = query->value(5).toString();
-    members.serverPath = query->value(6).toString();
-    folder.setSyncStatus(static_cast<FolderSynchronizationStatus>(query->value(7).toInt()));
+    members.id = row.integer(0);
+    members.authenticationId = row.integer(1);
+    members.name = row.text(2);
+    members.remoteShortKey = row.text(3);
+    members.remoteLongKey = row.text(4);
+    members.clientPath = row.text(5);
+    members.serverPath = row.text(6);
+    folder.setSyncStatus(static_cast<FolderSynchronizationStatus>(row.integer(7)));
     folder.resetSyncStatusChanged();
-    members.nameValueProperties = ToNameValuePropertyMap(query->value(8).toString());
-    members.parentId = query->value(9).toInt();
-    members.lastOperationTime = readUtcDateTime(query->value(10));
-    folder.setLastSyncTime(readUtcDateTime(query->value(11)));
-    members.folderOption = static_cast<SynchronizationFolderOption>(query->value(12).toInt());
-    members.lastOperationType = static_cast<FolderOperationType>(query->value(13).toInt());
-    members.syncDriveType = static_cast<DriveType>(query->value(14).toInt());
-    members.rootId = query->value(15).toInt();
-    members.syncOption = static_cast<FolderSyncOption>(query->value(16).toInt());
-    members.ownerId = query->value(17).toString();
-    members.privileges = static_cast<FolderPrivileges>(query->value(18).toInt());
-    members.serverRoot = query->value(19).toString();
-    members.productConfigurationId = query->value(20).toInt();
-    folder.setServerFolderId(query->value(21).toString());
+    members.nameValueProperties = _NameValueProperties(row, 8);
+    members.parentId = row.integer(9);
+    members.lastOperationTime = row.utcTime(10);
+    folder.setLastSyncTime(row.utcTime(11));
+    members.folderOption = static_cast<SynchronizationFolderOption>(row.integer(12));
+    members.lastOperationType = static_cast<FolderOperationType>(row.integer(13));
+    members.syncDriveType = static_cast<DriveType>(row.integer(14));
+    members.rootId = row.integer(15);
+    members.syncOption = static_cast<FolderSyncOption>(row.integer(16));
+    members.ownerId = row.text(17);
+    members.privileges = static_cast<FolderPrivileges>(row.integer(18));
+    members.serverRoot = row.text(19);
+    members.productConfigurationId = row.integer(20);
+    folder.setServerFolderId(row.text(21));
 }
 
 void FolderConfigManager::_PopulateFolderConfigurations(
-    interf::IQSqlQueryWrapper* query, QVector<FolderConfiguration>& folders)
+    const RowReader& row, QVector<FolderConfiguration>& folders)
 {
-    while (query->next())
-        _PopulateFolderConfiguration(query, folders.emplaceBack());
+    while (row.next())
+        _PopulateFolderConfiguration(row, folders.emplaceBack());
 }
 
 QVector<FolderConfiguration> FolderConfigManager::_GetAll()

@@ -9,7 +9,6 @@
 #include <memory>
 
 namespace sync::interf {
-class IQSqlQueryWrapper;
 class IRefreshNativeFileViewer;
 } // namespace sync::interf
 
@@ -123,10 +122,8 @@ public:
     Q_INVOKABLE void RefreshNativeFileViewer(QString& clientPath) override;
 
 private:
-    void _PopulateFolderConfiguration(
-        interf::IQSqlQueryWrapper* query, FolderConfiguration& folder);
-    void _PopulateFolderConfigurations(
-        interf::IQSqlQueryWrapper* query, QVector<FolderConfiguration>& folders);
+    void _PopulateFolderConfiguration(const RowReader& row, FolderConfiguration& folder);
+    void _PopulateFolderConfigurations(const RowReader& row, QVector<FolderConfiguration>& folders);
     QVector<FolderConfiguration> _GetAll();
     QVector<FolderConfiguration> _GetAllRootFolders();
     void _BindFolderConfiguration(Statement& statement, const FolderConfiguration& folder);

@@ -197,8 +197,8 @@ bool PasswordKeys::_Replace(
 {
     const int rows = Statement(databaseFactory->CreateQuery(), UpdatePassword.toString())
                          .bind(u":id"_s, password.signInId)
-                         .bind(u":encryptedPassword"_s, value)
-                         .bind(u":previousPassword"_s, password.value)
+                         .bind(u":encryptedPassword"_s, QVariant(value))
+                         .bind(u":previousPassword"_s, QVariant(password.value))
                          .execCounting();
     replaced += std::max(rows, 0);
     return rows >= 0;

@@ -1,5 +1,6 @@
 #include <config/ProductConfigManager.h>
 
+#include <config/statement/RowReader.h>
 #include <config/statement/SqlText.h>
 #include <config/statement/Statement.h>
 #include <database/TransactionalScope.h>
@@ -107,26 +108,26 @@ bool ProductConfigManager::Remove(int ProductConfigurationId)
 }
 
 void ProductConfigManager::_PopulateProductConfiguration(
-    interf::IQSqlQueryWrapper* query, ProductConfiguration& product)
+    const RowReader& row, ProductConfiguration& product)
 {
-    if (!query->isValid())
+    if (!row.isValid())
         return;
 
     auto& members = product.members;
-    members.id = query->value(0).toInt();
-    members.name = query->value(1).toString();
-    members.consumerKey = query->value(2).toString();
-    members.consumerSecret = query->value(3).toString();
-    members.serverId = query->value(4).toInt();
-    product.nameValueProperties = ToNameValuePropertyMap(query->value(5).toString());
+    members.id = row.integer(0);
+    members.name = row.text(1);
+    members.consumerKey = row.text(2);
+    members.consumerSecret = row.text(3);
+    members.serverId = row.integer(4);
+    product.nameValueProperties = _NameValueProperties(row, 5);
 }
 
 void ProductConfigManager::_PopulateProductConfigurations(
-    interf::IQSqlQueryWrapper* query, QVector<ProductConfiguration>& products)
+    const RowReader& row, QVector<ProductConfiguration>& products)
 {
-    while (query->next()) {
+    while (row.next()) {
         ProductConfiguration product;
-        _PopulateProductConfiguration(query, product);
+        _PopulateProductConfiguration(row, product);
         products.append(product); // A copy, which leaves the properties behind.
     }
 }

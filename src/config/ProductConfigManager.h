@@ -5,10 +5,6 @@
 #include <config/ProductConfiguration.h>
 #include <interf/IProductConfigManager.h>
 
-namespace sync::interf {
-class IQSqlQueryWrapper;
-}
-
 namespace sync::config {
 
 /// Stores the products that are registered with the servers.
@@ -46,10 +42,9 @@ public:
     Q_INVOKABLE bool Remove(int ProductConfigurationId) override;
 
 private:
-    void _PopulateProductConfiguration(
-        interf::IQSqlQueryWrapper* query, ProductConfiguration& product);
+    void _PopulateProductConfiguration(const RowReader& row, ProductConfiguration& product);
     void _PopulateProductConfigurations(
-        interf::IQSqlQueryWrapper* query, QVector<ProductConfiguration>& products);
+        const RowReader& row, QVector<ProductConfiguration>& products);
 };
 
 } // namespace sync::config

@@ -1,6 +1,7 @@
 #include <config/ScheduleEntryManager.h>
 
 #include <config/statement/DateTimes.h>
+#include <config/statement/RowReader.h>
 #include <config/statement/SqlText.h>
 #include <config/statement/Statement.h>
 #include <database/TransactionalScope.h>
@@ -78,25 +79,25 @@ bool ScheduleEntryManager::Remove(int scheduleEntryId)
 }
 
 void ScheduleEntryManager::_PopulateScheduleEntry(
-    interf::IQSqlQueryWrapper* query, ScheduleEntry& scheduleEntry)
+    const RowReader& row, ScheduleEntry& scheduleEntry)
 {
-    if (!query->isValid())
+    if (!row.isValid())
         return;
 
     auto& members = scheduleEntry.members;
-    members.id = query->value(0).toInt();
-    members.folderConfigId = query->value(1).toInt();
-    members.startTime = readLocalDateTime(query->value(2));
-    members.expireTime = readLocalDateTime(query->value(3));
-    members.syncScheduleType = static_cast<SyncSchedule>(query->value(4).toInt());
-    members.syncInterval = query->value(5).toInt();
+    members.id = row.integer(0);
+    members.folderConfigId = row.integer(1);
+    members.startTime = readLocalDateTime(row.value(2));
+    members.expireTime = readLocalDateTime(row.value(3));
+    members.syncScheduleType = static_cast<SyncSchedule>(row.integer(4));
+    members.syncInterval = row.integer(5);
 }
 
 void ScheduleEntryManager::_PopulateScheduleEntries(
-    interf::IQSqlQueryWrapper* query, QVector<ScheduleEntry>& scheduleEntries)
+    const RowReader& row, QVector<ScheduleEntry>& scheduleEntries)
 {
-    while (query->next())
-        _PopulateScheduleEntry(query, scheduleEntries.emplace_back());
+    while (row.next())
+        _PopulateScheduleEntry(row, scheduleEntries.emplace_back());
 }
 
 } // namespace sync::config

@@ -7,10 +7,6 @@
 
 #include <QVector>
 
-namespace sync::interf {
-class IQSqlQueryWrapper;
-}
-
 namespace sync::config {
 
 /// Reads and maintains the synchronisation schedules; it never adds one.
@@ -41,9 +37,8 @@ public:
     Q_INVOKABLE bool Remove(int scheduleEntryId) override;
 
 private:
-    void _PopulateScheduleEntry(interf::IQSqlQueryWrapper* query, ScheduleEntry& scheduleEntry);
-    void _PopulateScheduleEntries(
-        interf::IQSqlQueryWrapper* query, QVector<ScheduleEntry>& scheduleEntries);
+    void _PopulateScheduleEntry(const RowReader& row, ScheduleEntry& scheduleEntry);
+    void _PopulateScheduleEntries(const RowReader& row, QVector<ScheduleEntry>& scheduleEntries);
 };
 
 } // namespace sync::config

@@ -1,5 +1,6 @@
 #include <config/ServerConfigManager.h>
 
+#include <config/statement/RowReader.h>
 #include <config/statement/SqlText.h>
 #include <config/statement/Statement.h>
 #include <database/TransactionalScope.h>
@@ -144,26 +145,25 @@ ServerConfiguration ServerConfigManager::_ReadOneById(const QString& sql, long l
         .readOne<ServerConfiguration>(this, &ServerConfigManager::_PopulateServerConfig);
 }
 
-void ServerConfigManager::_PopulateServerConfig(
-    interf::IQSqlQueryWrapper* query, ServerConfiguration& server)
+void ServerConfigManager::_PopulateServerConfig(const RowReader& row, ServerConfiguration& server)
 {
-    if (!query->isValid())
+    if (!row.isValid())
         return;
 
     auto& members = server.members;
-    members.id = query->value(0).toInt();
-    members.alias = query->value(1).toString();
-    members.davUrl = query->value(2).toString();
-    members.webServiceUrl = query->value(3).toString();
-    members.nameValueProperties = ToNameValuePropertyMap(query->value(4).toString());
-    members.binaryDiffEncoder = query->value(5).toString();
+    members.id = row.integer(0);
+    members.alias = row.text(1);
+    members.davUrl = row.text(2);
+    members.webServiceUrl = row.text(3);
+    members.nameValueProperties = _NameValueProperties(row, 4);
+    members.binaryDiffEncoder = row.text(5);
 }
 
 void ServerConfigManager::_PopulateServerConfigurations(
-    interf::IQSqlQueryWrapper* query, std::vector<ServerConfiguration>& servers)
+    const RowReader& row, std::vector<ServerConfiguration>& servers)
 {
-    while (query->next())
-        _PopulateServerConfig(query, servers.emplace_back());
+    while (row.next())
+        _PopulateServerConfig(row, servers.emplace_back());
 }
 
 QString ServerConfigManager::_ChopUrl(QString url)

@@ -5,10 +5,6 @@
 #include <config/ServerConfiguration.h>
 #include <interf/IServerConfigManager.h>
 
-namespace sync::interf {
-class IQSqlQueryWrapper;
-}
-
 namespace sync::config {
 
 /// Stores the servers that the client knows, and finds the one behind a sign-in, folder or file.
@@ -54,9 +50,9 @@ public:
 
 private:
     ServerConfiguration _ReadOneById(const QString& sql, long long id);
-    void _PopulateServerConfig(interf::IQSqlQueryWrapper* query, ServerConfiguration& server);
+    void _PopulateServerConfig(const RowReader& row, ServerConfiguration& server);
     void _PopulateServerConfigurations(
-        interf::IQSqlQueryWrapper* query, std::vector<ServerConfiguration>& servers);
+        const RowReader& row, std::vector<ServerConfiguration>& servers);
     QString _ChopUrl(QString url);
 };
 

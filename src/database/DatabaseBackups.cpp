@@ -139,8 +139,13 @@ QString DatabaseBackups::folder() const
 DatabaseBackups::Backup DatabaseBackups::make(Reason reason) const
 {
     createFolder(folder());
+    const auto isTaken = [this](const QDateTime& time) {
+        return std::any_of(Reasons.begin(), Reasons.end(), [&](Reason other) {
+            return QFileInfo::exists(pathFor(time, other));
+        });
+    };
     QDateTime time = QDateTime::currentDateTimeUtc();
-    while (QFileInfo::exists(pathFor(time, reason)))
+    while (isTaken(time))
         time = time.addMSecs(1);
     Backup made = makeAt(pathFor(time, reason));
     made.time = time;
@@ -163,12 +168,15 @@ DatabaseBackups::Backup DatabaseBackups::makeAt(const QString& file) const
                                    u"file."_s);
     const QDateTime time = QDateTime::currentDateTimeUtc();
     const SqliteHandle source = openConnection(databasePath);
+    // A damaged file stays as it is.
+    setCheckpointAtClose(source.get(), false);
     // A log that was left by a crash stays: the next opening checks the file because of it.
     setCheckpointAtClose(source.get(), false);
     // Waits for whoever has locked the readers out, which the copying would not do.
     execute(source.get(), "BEGIN", databasePath);
     queryNumber(source.get(), "SELECT count(*) FROM sqlite_schema", databasePath);
     writeVerifiedCopy(source.get(), target);
+    setCheckpointAtClose(source.get(), true);
     return {target, time, Reason::Manual, QFileInfo(target).size()};
 }
 

@@ -9,6 +9,7 @@
 #include <interf/IProductConfigManager.h>
 #include <interf/IQSqlDatabaseWrapper.h>
 #include <interf/IQSqlQueryWrapper.h>
+#include <interf/IQSqlTypedQuery.h>
 #include <interf/IRefreshNativeFileViewer.h>
 #include <interf/IScheduleEntryManager.h>
 #include <interf/IServerConfigManager.h>
@@ -18,6 +19,7 @@ namespace sync::interf {
 ICryptographicHash::~ICryptographicHash() = default;
 IQSqlDatabaseWrapper::~IQSqlDatabaseWrapper() = default;
 IQSqlQueryWrapper::~IQSqlQueryWrapper() = default;
+IQSqlTypedQuery::~IQSqlTypedQuery() = default;
 IRefreshNativeFileViewer::~IRefreshNativeFileViewer() = default;
 factory::IDatabaseFactory::~IDatabaseFactory() = default;
 

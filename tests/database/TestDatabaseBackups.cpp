@@ -119,6 +119,8 @@ public:
     }
     Q_DISABLE_COPY_MOVE(OtherProcess)
 
+    qint64 processId() const { return child; }
+
     bool isReady = false;
 
 private:
@@ -164,6 +166,7 @@ private Q_SLOTS:
     void aFailedBackupLeavesNothing_data();
     void aFailedBackupLeavesNothing();
     void aBackupThatDoesNotFitLeavesNothing();
+    void aDamagedStoreIsNotCopiedAndStaysAsItIs();
     void verifyTellsWhatIsWrong_data();
     void verifyTellsWhatIsWrong();
     void theNewestThatIsWholeIsFound();
@@ -408,6 +411,23 @@ void TestDatabaseBackups::aBackupThatDoesNotFitLeavesNothing()
     QCOMPARE(QDir(folder->path()).entryList({u"copy*"_s}), QStringList());
 }
 
+void TestDatabaseBackups::aDamagedStoreIsNotCopiedAndStaysAsItIs()
+{
+    makeOldStoreAndBackup();
+    QByteArray bytes = bytesOf(storePath());
+    bytes.replace(5 * 4096, 4096, QByteArray(4096, '\xA5'));
+    QVERIFY(write(storePath(), bytes));
+    const QByteArray log = bytesOf(storePath() + u"-wal"_s);
+
+    const DatabaseError error = errorOf([&] { backups().makeAt(path(u"copy.db"_s)); });
+
+    QCOMPARE(error.cause(), Cause::Damaged);
+    QVERIFY2(error.text().contains(path(u"copy.db"_s)), error.what());
+    QCOMPARE(bytesOf(storePath()), bytes);
+    QCOMPARE(bytesOf(storePath() + u"-wal"_s), log);
+    QCOMPARE(QDir(folder->path()).entryList({u"copy*"_s}), QStringList());
+}
+
 void TestDatabaseBackups::verifyTellsWhatIsWrong_data()
 {
     using Make = std::function<void(const QString&)>;
@@ -603,6 +623,7 @@ void TestDatabaseBackups::restoreRefusesWhileAnotherProcessHasTheStoreOpen()
 
         QCOMPARE(error.cause(), Cause::Busy);
         QVERIFY2(error.text().contains(storePath()), error.what());
+        QVERIFY2(error.text().contains(u"process %1 "_s.arg(other.processId())), error.what());
         QCOMPARE(aliasesIn(storePath()), u"old logged"_s);
     }
 

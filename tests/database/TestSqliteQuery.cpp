@@ -2,7 +2,7 @@
 
 #include <database/SqliteDatabaseFactory.h>
 #include <interf/IQSqlDatabaseWrapper.h>
-#include <interf/IQSqlQueryWrapper.h>
+#include <interf/IQSqlTypedQuery.h>
 
 #include <QRegularExpression>
 #include <QTemporaryDir>
@@ -37,6 +37,12 @@ private Q_SLOTS:
     void aPlaceholderThatStandsTwiceIsOneValue();
     void rowsAreReadFromTheFirstToTheLast();
     void thereIsNoValueWithoutARow();
+    void typedColumnsReadAsTheirVariants_data();
+    void typedColumnsReadAsTheirVariants();
+    void typedColumnsWithoutARowAreEmpty();
+    void typedValuesAreStoredAsTheirVariants_data();
+    void typedValuesAreStoredAsTheirVariants();
+    void valuesMayBeBoundAnewWhileRowsAreRead();
     void aTextThatDoesNotPrepareFailsInExec_data();
     void aTextThatDoesNotPrepareFailsInExec();
     void bindingToATextThatDidNotPrepareIsHarmless();
@@ -260,6 +266,133 @@ void TestSqliteQuery::thereIsNoValueWithoutARow()
     QVERIFY(query->value(0).isValid());
     QVERIFY(!query->value(1).isValid());
     QVERIFY(!query->value(-1).isValid());
+}
+
+void TestSqliteQuery::typedColumnsReadAsTheirVariants_data()
+{
+    QTest::addColumn<QVariant>("value");
+    for (const QVariant& value : {
+             QVariant(),
+             QVariant(0),
+             QVariant(-7),
+             QVariant(5'000'000'000LL),
+             QVariant(std::numeric_limits<qlonglong>::min()),
+             QVariant(2.5),
+             QVariant(-3e30),
+             QVariant(u""_s),
+             QVariant(u"12"_s),
+             QVariant(u"5000000000"_s),
+             QVariant(u"text"_s),
+             QVariant(u"h\u00e9llo \U0001F600"_s),
+             QVariant(u"2024-02-29T23:59:58.007Z"_s),
+             QVariant(u"2024-02-29T23:59:58.007"_s),
+             QVariant(u"2024-02-29T23:59:58.007-05:30"_s),
+             QVariant(u"2024-02-29T23:59:58.007+14:00"_s),
+             QVariant(u"2024-02-29T23:59:58.007 UTC"_s),
+             QVariant(u"2023-02-29T23:59:58.007Z"_s),
+             QVariant(u"2024-02-29T24:00:00.000Z"_s),
+             QVariant(u"0000-01-01T00:00:00.000Z"_s),
+             QVariant(u"2024-02-29"_s),
+             QVariant("12"_ba),
+             QVariant(""_ba),
+         })
+        QTest::addRow("%s '%s'", value.typeName(), qPrintable(value.toString())) << value;
+}
+
+void TestSqliteQuery::typedColumnsReadAsTheirVariants()
+{
+    QFETCH(const QVariant, value);
+    const auto select = prepared(u"SELECT :value"_s);
+    select->bindValue(u":value"_s, value);
+    QVERIFY(select->exec() && select->next());
+
+    const auto* const typed = dynamic_cast<sync::interf::IQSqlTypedQuery*>(select.get());
+
+    QVERIFY(typed);
+    const QVariant read = select->value(0);
+    QCOMPARE(typed->intValue(0), read.toInt());
+    QCOMPARE(typed->longLongValue(0), read.toLongLong());
+    QCOMPARE(typed->textValue(0), read.toString());
+    QCOMPARE(typed->textValue(0).isNull(), read.toString().isNull());
+    QCOMPARE(typed->holdsText(0, u"12"), value == QVariant(u"12"_s));
+    QDateTime time = read.toDateTime();
+    time.setTimeSpec(Qt::UTC);
+    QCOMPARE(typed->utcTimeValue(0), time);
+    QCOMPARE(typed->utcTimeValue(0).isNull(), time.isNull());
+    QCOMPARE(typed->utcTimeValue(0).timeSpec(), Qt::UTC);
+}
+
+void TestSqliteQuery::typedColumnsWithoutARowAreEmpty()
+{
+    const auto query = prepared(u"SELECT 7, 'text'"_s);
+    const auto* const typed = dynamic_cast<sync::interf::IQSqlTypedQuery*>(query.get());
+    QVERIFY(typed);
+    QVERIFY(query->exec());
+
+    QCOMPARE(typed->intValue(0), 0);
+    QCOMPARE(typed->textValue(1), QString());
+    QVERIFY(!typed->holdsText(1, u"text"));
+    QVERIFY(query->next());
+    QCOMPARE(typed->intValue(0), 7);
+    QCOMPARE(typed->textValue(1), u"text"_s);
+    QCOMPARE(typed->intValue(2), 0);
+    QCOMPARE(typed->textValue(-1), QString());
+    QVERIFY(!query->next());
+    QCOMPARE(typed->intValue(0), 0);
+}
+
+void TestSqliteQuery::typedValuesAreStoredAsTheirVariants_data()
+{
+    QTest::addColumn<QVariant>("value");
+    const QDate day(2024, 2, 29);
+    const QTime clock(23, 59, 58, 7);
+    QTest::addRow("number") << QVariant(5'000'000'000LL);
+    QTest::addRow("text") << QVariant(u"h\u00e9llo \U0001F600"_s);
+    QTest::addRow("long text") << QVariant(QString(100'000, u'x'));
+    QTest::addRow("empty text") << QVariant(u""_s);
+    QTest::addRow("null text") << QVariant(QString());
+    QTest::addRow("UTC") << QVariant(QDateTime(day, clock, Qt::UTC));
+    QTest::addRow("local time") << QVariant(QDateTime(day, clock));
+    QTest::addRow("offset") << QVariant(QDateTime(day, clock, Qt::OffsetFromUTC, -19800));
+    QTest::addRow("null time") << QVariant(QDateTime());
+    QTest::addRow("time too late") << QVariant(QDateTime(QDate(10000, 1, 1), clock, Qt::UTC));
+}
+
+void TestSqliteQuery::typedValuesAreStoredAsTheirVariants()
+{
+    QFETCH(const QVariant, value);
+    const auto query = prepared(u"SELECT :variant, :typed"_s);
+    auto* const typed = dynamic_cast<sync::interf::IQSqlTypedQuery*>(query.get());
+    QVERIFY(typed);
+    query->bindValue(u":variant"_s, value);
+
+    if (value.typeId() == QMetaType::LongLong)
+        typed->bindNumber(u":typed"_s, value.toLongLong());
+    else if (value.typeId() == QMetaType::QString)
+        typed->bindText(u":typed"_s, value.toString());
+    else
+        typed->bindTime(u":typed"_s, value.toDateTime());
+
+    QCOMPARE(query->boundValue(u":typed"_s), value);
+    const bool storable = value.toDateTime().date().year() < 10000;
+    QCOMPARE(query->exec(), storable);
+    QCOMPARE(query->next(), storable);
+    QCOMPARE(query->value(1), query->value(0));
+    QCOMPARE(query->value(1).metaType(), query->value(0).metaType());
+}
+
+void TestSqliteQuery::valuesMayBeBoundAnewWhileRowsAreRead()
+{
+    const auto query = prepared(u"WITH Rows (n) AS (VALUES (1), (2)) SELECT :text FROM Rows"_s);
+    query->bindValue(u":text"_s, QString(500, u'a'));
+    QVERIFY(query->exec() && query->next());
+
+    query->bindValue(u":text"_s, QString(5000, u'b'));
+
+    QVERIFY(query->next());
+    QCOMPARE(query->value(0), QVariant(QString(500, u'a')));
+    QVERIFY(query->exec() && query->next());
+    QCOMPARE(query->value(0), QVariant(QString(5000, u'b')));
 }
 
 void TestSqliteQuery::aTextThatDoesNotPrepareFailsInExec_data()

@@ -5,17 +5,27 @@
 #include <QTimeZone>
 
 using namespace Qt::StringLiterals;
-using sync::database::appendUtf8;
 using sync::database::decodeUtf8;
-using sync::database::timeText;
+using sync::database::encodeTime;
+using sync::database::encodeUtf8;
+using sync::database::MaximumTimeText;
+using sync::database::MaximumUtf8PerUnit;
 
 namespace {
 
 QByteArray encoded(const QString& text)
 {
-    QByteArray buffer("before");
-    appendUtf8(buffer, text);
-    return buffer.mid(6);
+    QByteArray buffer(text.size() * MaximumUtf8PerUnit, '?');
+    buffer.truncate(encodeUtf8(text, buffer.data()) - buffer.constData());
+    return buffer;
+}
+
+// Null for a time without a text.
+QString timeText(const QDateTime& time)
+{
+    QByteArray buffer(MaximumTimeText, '?');
+    const char* const end = encodeTime(time, buffer.data());
+    return end ? QString::fromLatin1(buffer.first(end - buffer.constData())) : QString();
 }
 
 QString roundTrip(const QString& text)
@@ -34,6 +44,8 @@ private Q_SLOTS:
     void wellFormedTextIsPlainUtf8();
     void everyTextSurvives_data();
     void everyTextSurvives();
+    void textsOfEveryLengthSurvive_data();
+    void textsOfEveryLengthSurvive();
     void randomCodeUnitsSurvive();
     void bytesThatAreNoUtf8ReadAsReplacementCharacters();
     void timesAreWrittenAsTheToolkitWritesThem_data();
@@ -76,6 +88,33 @@ void TestSqliteValues::everyTextSurvives()
     QFETCH(const QString, text);
 
     QCOMPARE(roundTrip(text), text);
+}
+
+void TestSqliteValues::textsOfEveryLengthSurvive_data()
+{
+    QTest::addColumn<QChar>("odd");
+    QTest::addRow("ASCII") << QChar(0x7f);
+    QTest::addRow("Latin-1") << QChar(0x80);
+    QTest::addRow("more") << QChar(0x100);
+}
+
+// One unlike the others at each place: texts are copied by blocks of sixteen and eight.
+void TestSqliteValues::textsOfEveryLengthSurvive()
+{
+    QFETCH(const QChar, odd);
+
+    for (int length = 1; length < 70; ++length) {
+        QString text;
+        for (int index = 0; index < length; ++index)
+            text += QChar(u'0' + index);
+        QCOMPARE(roundTrip(text), text);
+        for (int index = 0; index < length; ++index) {
+            QString other = text;
+            other[index] = odd;
+            QCOMPARE(encoded(other), other.toUtf8());
+            QCOMPARE(roundTrip(other), other);
+        }
+    }
 }
 
 void TestSqliteValues::randomCodeUnitsSurvive()

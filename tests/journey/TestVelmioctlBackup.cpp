@@ -363,10 +363,10 @@ void TestVelmioctlBackup::recoverSalvagesWhatCanBeRead()
     QCOMPARE(tables.size(), 8);
     QCOMPARE(
         tables[u"ProductConfiguration"_s].toObject(),
-        (QJsonObject{{u"rows"_s, 0}, {u"lostIds"_s, QJsonArray{QJsonArray{1, 2}}}}));
+        (QJsonObject{{u"rows"_s, 0}, {u"unreadableIds"_s, QJsonArray{QJsonArray{1, 2}}}}));
     QCOMPARE(
         tables[u"ServerConfiguration"_s].toObject(),
-        (QJsonObject{{u"rows"_s, 1}, {u"lostIds"_s, QJsonArray{}}}));
+        (QJsonObject{{u"rows"_s, 1}, {u"unreadableIds"_s, QJsonArray{}}}));
     QCOMPARE(aliases(), u"first"_s);
     // Again, for people.
     damage(u"ServerConfiguration"_s);

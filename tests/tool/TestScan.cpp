@@ -9,6 +9,7 @@
 
 #include <config/FileConfigManager.h>
 #include <config/FolderConfigManager.h>
+#include <database/DatabaseBackups.h>
 #include <interf/IQSqlQueryWrapper.h>
 
 #include <QDir>
@@ -91,6 +92,7 @@ private Q_SLOTS:
     void unreadableFolderLosesNoFile();
     void fileThatChangesMeanwhileHasNoHash();
     void timesAreThoseOfTheLibrary();
+    void databaseAndItsBackupsAreNoFilesOfTheUser();
     void signalIsARequestWhileListenedTo();
 };
 
@@ -295,6 +297,22 @@ void TestScan::timesAreThoseOfTheLibrary()
     auto stored = place.session.files().GetFileConfigurationByClientPath(file.filePath());
     QVERIFY(place.session.files().FileAndConfigTimestampsAreEqual(file, stored));
     QCOMPARE(stored.getLastModifiedDateTime(), file.lastModified());
+}
+
+void TestScan::databaseAndItsBackupsAreNoFilesOfTheUser()
+{
+    Place place({u"folder"_s});
+    place.root.setClientPath(place.directory.path());
+    QVERIFY(place.session.folders().Update(place.root));
+    using sync::database::DatabaseBackups;
+    DatabaseBackups(place.session.databasePath()).make(DatabaseBackups::Reason::Manual);
+    Progress progress(stderr, {});
+    Scan scan(place.session, progress, {}, [] { return false; });
+
+    scan.run(place.root);
+
+    QCOMPARE(place.registered(), 2); // "root" and "folder" in it
+    QCOMPARE(place.storedFiles(), 0);
 }
 
 void TestScan::signalIsARequestWhileListenedTo()

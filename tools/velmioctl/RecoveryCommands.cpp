@@ -116,12 +116,12 @@ QJsonObject objectOf(const DatabaseBackups::SalvagedTable& table)
     QJsonArray ranges;
     for (const auto& [first, last] : table.lostIds)
         ranges.append(QJsonArray{first, last});
-    return {{u"rows"_s, table.rows}, {u"lostIds"_s, ranges}};
+    return {{u"rows"_s, table.rows}, {u"unreadableIds"_s, ranges}};
 }
 
 void print(Session& session, const DatabaseBackups::Salvaged& salvaged)
 {
-    Table table({u"ROWS"_s, u"TABLE"_s, u"IDS THAT ARE LOST IF THEY WERE THERE"_s});
+    Table table({u"ROWS"_s, u"TABLE"_s, u"UNREADABLE IDS"_s});
     table.alignRight(0);
     QJsonObject tables;
     bool complete = true;

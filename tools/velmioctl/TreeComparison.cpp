@@ -4,6 +4,7 @@
 #include "Text.h"
 #include "WatchedDatabase.h"
 
+#include <database/DatabaseBackups.h>
 #include <interf/IQSqlQueryWrapper.h>
 
 #include <QFile>
@@ -84,14 +85,9 @@ TreeComparison::TreeComparison(
     , stopRequested(std::move(stopRequested))
 {
     const QFileInfo file(QFileInfo(database.path()).canonicalFilePath());
-    struct stat status
-    {
-    };
-    if (::stat(QFile::encodeName(file.absolutePath()).constData(), &status) == 0) {
-        ownDevice = status.st_dev;
-        ownInode = status.st_ino;
-        ownName = file.fileName().toStdString();
-    }
+    ownFolder = identityOf(file.absolutePath());
+    ownName = file.fileName().toStdString();
+    backupFolder = identityOf(sync::database::DatabaseBackups(file.absoluteFilePath()).folder());
 }
 
 bool TreeComparison::run(const FolderConfiguration& root)
@@ -107,6 +103,9 @@ bool TreeComparison::run(const FolderConfiguration& root)
         const DirectoryWalk::Folder* const found = walk.next();
         if (!found)
             return true;
+        const DirectoryIdentity identity = identityOf(found->descriptor);
+        if (identity.inode != 0 && identity == backupFolder)
+            continue;
         const Folder folder{found->path, idOf(found->path)};
         handler.folderFound(folder);
         if (!compareFiles(folder, *found))
@@ -136,11 +135,12 @@ int TreeComparison::idOf(const QString& path)
 bool TreeComparison::compareFiles(const Folder& folder, const DirectoryWalk::Folder& found)
 {
     readKnownFiles(folder.id);
-    const bool ownFolder = holdsOwnFiles(found.descriptor);
+    const DirectoryIdentity identity = identityOf(found.descriptor);
+    const bool besideDatabase = identity.inode != 0 && identity == ownFolder;
     for (const DirectoryWalk::Entry& entry : found.entries) {
         if (stopRequested())
             return false;
-        compareEntry(found, entry, ownFolder);
+        compareEntry(found, entry, besideDatabase);
     }
     if (!found.complete)
         return true;
@@ -152,9 +152,9 @@ bool TreeComparison::compareFiles(const Folder& folder, const DirectoryWalk::Fol
 }
 
 void TreeComparison::compareEntry(
-    const DirectoryWalk::Folder& found, const DirectoryWalk::Entry& entry, bool ownFolder)
+    const DirectoryWalk::Folder& found, const DirectoryWalk::Entry& entry, bool besideDatabase)
 {
-    if (ownFolder && isDatabaseFileName(entry.name, ownName))
+    if (besideDatabase && isDatabaseFileName(entry.name, ownName))
         return;
     const QString path = joinPath(found.path, decodeName(entry.name).value_or(QString()));
     if (!entry.regular) {
@@ -248,13 +248,24 @@ std::vector<TreeComparison::Folder> TreeComparison::readSubfolders(int folderId)
     return folders;
 }
 
-bool TreeComparison::holdsOwnFiles(int directory) const
+TreeComparison::DirectoryIdentity TreeComparison::identityOf(const QString& path)
 {
     struct stat status
     {
     };
-    return !ownName.empty() && directory >= 0 && ::fstat(directory, &status) == 0 &&
-           status.st_dev == ownDevice && status.st_ino == ownInode;
+    if (::stat(QFile::encodeName(path).constData(), &status) != 0)
+        return {};
+    return {status.st_dev, status.st_ino};
+}
+
+TreeComparison::DirectoryIdentity TreeComparison::identityOf(int descriptor)
+{
+    struct stat status
+    {
+    };
+    if (descriptor < 0 || ::fstat(descriptor, &status) != 0)
+        return {};
+    return {status.st_dev, status.st_ino};
 }
 
 } // namespace velmioctl

@@ -64,8 +64,8 @@ QString describeInaccessible(const QString& path, int error);
 /// Compares a root folder's tree on the disk with the records, one folder after the other, so that
 /// memory is needed for the files of one folder only. Writes nothing.
 ///
-/// The database's own files are passed over. What lies in a place that cannot be read is never
-/// missing.
+/// The database's own files and its backups are passed over. What lies in a place that cannot be
+/// read is never missing.
 class TreeComparison
 {
 public:
@@ -78,15 +78,26 @@ public:
 private:
     using Folder = ComparisonHandler::Folder;
 
+    /// Names a directory whatever its path; without an inode it names none.
+    struct DirectoryIdentity
+    {
+        quint64 device = 0;
+        quint64 inode = 0;
+
+        bool operator==(const DirectoryIdentity&) const = default;
+    };
+
+    static DirectoryIdentity identityOf(const QString& path);
+    static DirectoryIdentity identityOf(int descriptor);
+
     int idOf(const QString& path);
     bool compareFiles(const Folder& folder, const DirectoryWalk::Folder& found);
     void compareEntry(
-        const DirectoryWalk::Folder& found, const DirectoryWalk::Entry& entry, bool ownFolder);
+        const DirectoryWalk::Folder& found, const DirectoryWalk::Entry& entry, bool besideDatabase);
     void compareSubfolders(const Folder& folder, const DirectoryWalk::Folder& found);
     void reportMissingTree(const Folder& top);
     void readKnownFiles(int folderId);
     std::vector<Folder> readSubfolders(int folderId);
-    bool holdsOwnFiles(int directory) const;
 
     WatchedDatabase& database;
     ComparisonHandler& handler;
@@ -97,10 +108,11 @@ private:
     QHash<QString, size_t> positions;
     std::vector<KnownFile> known;
     std::vector<bool> seen;
-    // The folder of the database, and the start of the names of its files in there.
-    quint64 ownDevice = 0;
-    quint64 ownInode = 0;
+    // The folder of the database, the start of the names of its files in there, and the one of
+    // its backups.
+    DirectoryIdentity ownFolder;
     std::string ownName;
+    DirectoryIdentity backupFolder;
 };
 
 } // namespace velmioctl

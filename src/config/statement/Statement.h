@@ -1,8 +1,10 @@
 #pragma once
 #include <core/PosixSync.h>
 
-#include <interf/IQSqlQueryWrapper.h>
+#include <config/statement/RowReader.h>
+#include <interf/IQSqlTypedQuery.h>
 
+#include <QDateTime>
 #include <QString>
 #include <QVariant>
 
@@ -19,8 +21,33 @@ public:
     /// Takes a fresh query and prepares `sql`. Whether that worked shows in exec().
     Statement(std::shared_ptr<interf::IQSqlQueryWrapper> freshQuery, const QString& sql)
         : query(std::move(freshQuery))
+        , typed(dynamic_cast<interf::IQSqlTypedQuery*>(query.get()))
     {
         query->prepare(sql);
+    }
+
+    Statement& bind(const QString& placeholder, int value)
+    {
+        typed ? typed->bindNumber(placeholder, value) : query->bindValue(placeholder, value);
+        return *this;
+    }
+
+    Statement& bind(const QString& placeholder, qlonglong value)
+    {
+        typed ? typed->bindNumber(placeholder, value) : query->bindValue(placeholder, value);
+        return *this;
+    }
+
+    Statement& bind(const QString& placeholder, const QString& value)
+    {
+        typed ? typed->bindText(placeholder, value) : query->bindValue(placeholder, value);
+        return *this;
+    }
+
+    Statement& bind(const QString& placeholder, const QDateTime& value)
+    {
+        typed ? typed->bindTime(placeholder, value) : query->bindValue(placeholder, value);
+        return *this;
     }
 
     Statement& bind(const QString& placeholder, const QVariant& value)
@@ -55,8 +82,8 @@ public:
 
     /// Runs a SELECT and reads its first row; a default record when it fails or has no row.
     ///
-    /// `populate` is a member function of the manager, given the query and the record; it leaves
-    /// the record untouched when the query stands on no row.
+    /// `populate` is a member function of the manager, given the row and the record; it leaves the
+    /// record untouched when the query stands on no row.
     template <typename Record, typename Manager, typename Populate>
     Record readOne(Manager* manager, Populate populate)
     {
@@ -65,30 +92,32 @@ public:
             return record;
         // The result is ignored: `populate` asks the query whether it stands on a row.
         query->next();
-        (manager->*populate)(query.get(), record);
+        (manager->*populate)(row(), record);
         return record;
     }
 
     /// Runs a SELECT and steps onto its first row; false when it fails or has no row.
     bool execToFirstRow() { return query->exec() && query->next(); }
 
-    /// The query, which stands on the row of the last step.
-    interf::IQSqlQueryWrapper* row() const { return query.get(); }
+    /// The row of the last step.
+    RowReader row() const { return {query.get(), typed}; }
 
     /// Runs a SELECT and reads all its rows; an empty list when it fails.
     ///
-    /// `populate` is a member function of the manager, given the query and the list to append to.
+    /// `populate` is a member function of the manager, given the row before the first one and the
+    /// list to append to.
     template <typename Records, typename Manager, typename Populate>
     Records readAll(Manager* manager, Populate populate)
     {
         Records records;
         if (query->exec())
-            (manager->*populate)(query.get(), records);
+            (manager->*populate)(row(), records);
         return records;
     }
 
 private:
     std::shared_ptr<interf::IQSqlQueryWrapper> query;
+    interf::IQSqlTypedQuery* typed; // the same, if it is one
 };
 
 } // namespace sync::config

@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <optional>
 
+using namespace Qt::StringLiterals;
+
 namespace sync::config {
 
 // The form that is written and read here without a document tree, each entry on a line:
@@ -20,7 +22,6 @@ namespace sync::config {
 
 namespace {
 
-constexpr QStringView EmptyDocument = u"<!DOCTYPE NameValueXml>\n<NameValueXml/>\n";
 constexpr QStringView DocumentStart = u"<!DOCTYPE NameValueXml>\n<NameValueXml>\n";
 constexpr QStringView DocumentEnd = u"</NameValueXml>\n";
 constexpr QStringView EntryStart = u" <";
@@ -114,7 +115,7 @@ bool readEntry(QStringView& rest, QMap<QString, QString>& properties)
 std::optional<QMap<QString, QString>> readPlain(QStringView xml)
 {
     QMap<QString, QString> properties;
-    if (xml.isEmpty() || xml == EmptyDocument)
+    if (xml.isEmpty() || xml == emptyNameValueXml())
         return properties;
     if (!skip(xml, DocumentStart))
         return {};
@@ -127,10 +128,15 @@ std::optional<QMap<QString, QString>> readPlain(QStringView xml)
 
 } // namespace
 
+QString emptyNameValueXml()
+{
+    return u"<!DOCTYPE NameValueXml>\n<NameValueXml/>\n"_s;
+}
+
 QString writeNameValueXml(const QMap<QString, QString>& properties)
 {
     if (properties.isEmpty())
-        return EmptyDocument.toString();
+        return emptyNameValueXml();
 
     qsizetype length = DocumentStart.size() + DocumentEnd.size();
     for (auto entry = properties.cbegin(); entry != properties.cend(); ++entry) {

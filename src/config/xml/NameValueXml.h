@@ -5,6 +5,9 @@
 
 namespace sync::config {
 
+/// The XML text of no properties, which most records have. It is shared and not copied.
+QString emptyNameValueXml();
+
 /// The XML text of name-value properties, as QDomDocument writes it at indentation 1.
 QString writeNameValueXml(const QMap<QString, QString>& properties);
 

@@ -101,6 +101,21 @@ QDateTime startOf(qint64 processId)
         bootSecond + fields[StartField].toLongLong() / ticksPerSecond);
 }
 
+std::optional<LockHolder> lockHolder(
+    const QString& databasePath, const std::optional<FileId>& index)
+{
+    const auto database = idOf(databasePath);
+    if (!database)
+        return {};
+    const qint64 processId = lockingProcess(contentOf(u"/proc/locks"_s), *database, index);
+    if (processId <= 0 || processId == ::getpid())
+        return {};
+    const QByteArray name = contentOf(u"/proc/%1/comm"_s.arg(processId)).trimmed();
+    return LockHolder{
+        processId, printable(QString::fromUtf8(name)), QSysInfo::machineHostName(),
+        startOf(processId)};
+}
+
 } // namespace
 
 qint64 lockingProcess(
@@ -122,17 +137,22 @@ qint64 lockingProcess(
 
 std::optional<LockHolder> lockHolderOf(const QString& databasePath)
 {
-    const auto database = idOf(databasePath);
-    if (!database)
-        return {};
-    const qint64 processId =
-        lockingProcess(contentOf(u"/proc/locks"_s), *database, idOf(databasePath + u"-shm"_s));
-    if (processId <= 0 || processId == ::getpid())
-        return {};
-    const QByteArray name = contentOf(u"/proc/%1/comm"_s.arg(processId)).trimmed();
-    return LockHolder{
-        processId, printable(QString::fromUtf8(name)), QSysInfo::machineHostName(),
-        startOf(processId)};
+    return lockHolder(databasePath, idOf(databasePath + u"-shm"_s));
+}
+
+std::optional<LockHolder> userOf(const QString& databasePath)
+{
+    // As if there were no log: whoever has the file open shares it then.
+    return lockHolder(databasePath, {});
+}
+
+QString describe(const LockHolder& holder)
+{
+    QString text = u"process %1 (%2) on %3"_s.arg(
+        QString::number(holder.processId), holder.program, holder.host);
+    if (holder.runningSince.isValid())
+        text += u", running since "_s + holder.runningSince.toString(u"yyyy-MM-dd HH:mm:ss"_s);
+    return text;
 }
 
 } // namespace sync::database

@@ -34,4 +34,11 @@ qint64 lockingProcess(
 /// or none to be seen: on systems without /proc, and from another container.
 std::optional<LockHolder> lockHolderOf(const QString& databasePath);
 
+/// Another process that has a database open, also when it does nothing with it. Nothing when there
+/// is none, or none to be seen. This process may hold no lock on the file.
+std::optional<LockHolder> userOf(const QString& databasePath);
+
+/// For a person: "process 4711 (velmioctl) on host, running since ...".
+QString describe(const LockHolder& holder);
+
 } // namespace sync::database

@@ -1,27 +1,17 @@
 #pragma once
 
+#include <database/sqlite/PreparedStatement.h>
 #include <database/sqlite/SqliteError.h>
 #include <database/sqlite/SqliteHandle.h>
 
 #include <QHash>
 #include <QString>
-#include <QStringList>
 
+#include <array>
 #include <cstdint>
 #include <memory>
 
 namespace sync::database {
-
-/// A statement that stays prepared between its uses.
-struct PreparedStatement
-{
-    StatementHandle handle;
-    QStringList placeholders; // parameter number - 1 -> its name with the colon
-    bool readOnly = true;
-    bool inUse = false;
-    bool cached = false;
-    std::uint64_t lastUse = 0;
-};
 
 /// A connection with its prepared statements, for one thread at a time.
 class SqliteConnection
@@ -39,7 +29,7 @@ public:
     /// not prepare, with the reason in `error`.
     PreparedStatement* acquire(const QString& sql, Failure& error);
 
-    /// Resets a statement, frees what it has bound, and keeps it for the next use of its text.
+    /// Resets a statement, forgets its values, and keeps it for the next use of its text.
     void release(PreparedStatement* statement) noexcept;
 
     /// Runs one of our own statements without a result, such as COMMIT. False when it fails.
@@ -49,11 +39,15 @@ public:
     int logPages() const { return pagesInLog; }
 
 private:
+    PreparedStatement* find(const QString& sql);
+    PreparedStatement*& likelyPlace(const QString& sql);
     std::unique_ptr<PreparedStatement> prepare(const QString& sql, Failure& error);
     void evictLeastRecentlyUsed();
 
     SqliteHandle database;
     QHash<QString, std::shared_ptr<PreparedStatement>> statements; // by text
+    // Of those, the last one that was found for a text in such a place in memory.
+    std::array<PreparedStatement*, 64> likely{};
     std::uint64_t uses = 0;
     int pagesInLog = 0;
     // While a caller's text is prepared: why the authorizer refused it.

@@ -65,11 +65,8 @@ QString busyRemedy(sqlite3* database)
     if (!holder)
         return u"Another process or thread has been writing to it for more than 5 s: try again, "
                u"or end that process."_s;
-    QString process = u"process %1 (%2) on %3"_s.arg(
-        QString::number(holder->processId), holder->program, holder->host);
-    if (holder->runningSince.isValid())
-        process += u", running since "_s + holder->runningSince.toString(u"yyyy-MM-dd HH:mm:ss"_s);
-    return u"It is held by "_s + process + u": try again when that has finished, or end it."_s;
+    return u"It is held by "_s + describe(*holder) +
+           u": try again when that has finished, or end it."_s;
 }
 
 QString remedyFor(sqlite3* database)

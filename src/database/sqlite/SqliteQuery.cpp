@@ -27,11 +27,42 @@ SqliteQuery::~SqliteQuery()
     dropStatement();
 }
 
+// NULL without a row, and where there is no such column, which SQLite looks after.
+ColumnValue SqliteQuery::column(int index) const
+{
+    if (position != Position::OnRow)
+        return ColumnValue(nullptr);
+    return ColumnValue(sqlite3_column_value(statement->handle(), index));
+}
+
 QVariant SqliteQuery::value(int index) const
 {
-    if (position != Position::OnRow || index < 0 || index >= columns)
-        return {};
-    return columnValue(statement->handle.get(), index);
+    return column(index).toVariant();
+}
+
+int SqliteQuery::intValue(int index) const
+{
+    return column(index).toInt();
+}
+
+qlonglong SqliteQuery::longLongValue(int index) const
+{
+    return column(index).toLongLong();
+}
+
+QString SqliteQuery::textValue(int index) const
+{
+    return column(index).toText();
+}
+
+bool SqliteQuery::holdsText(int index, QStringView text) const
+{
+    return column(index).holds(text);
+}
+
+QDateTime SqliteQuery::utcTimeValue(int index) const
+{
+    return column(index).toUtcTime();
 }
 
 bool SqliteQuery::next()
@@ -42,14 +73,14 @@ bool SqliteQuery::next()
         position = Position::OnRow;
         return true;
     }
-    const int result = sqlite3_step(statement->handle.get());
+    const int result = sqlite3_step(statement->handle());
     if (result == SQLITE_ROW)
         return true;
     if (result != SQLITE_DONE)
         failWithSqliteError();
     position = Position::NoRow;
     // Ends the read: a statement left open would keep the log from being begun anew.
-    sqlite3_reset(statement->handle.get());
+    sqlite3_reset(statement->handle());
     return false;
 }
 
@@ -57,7 +88,6 @@ bool SqliteQuery::prepare(const QString& sql)
 {
     dropStatement();
     text = sql;
-    values.clear();
     prepareError = {};
     if (std::this_thread::get_id() == thread)
         statement = session->acquire(sql, prepareError);
@@ -68,24 +98,44 @@ bool SqliteQuery::prepare(const QString& sql)
         error = prepareError;
         return false;
     }
-    values.resize(statement->placeholders.size());
-    columns = sqlite3_column_count(statement->handle.get());
     return true;
 }
 
-void SqliteQuery::bindValue(const QString& placeholder, const QVariant& value)
+template <typename Value>
+void SqliteQuery::bind(const QString& placeholder, const Value& value)
 {
-    const qsizetype parameter = parameterOf(placeholder);
-    if (parameter >= 0)
-        values[parameter] = value;
+    if (!statement)
+        return;
+    if (const auto parameter = statement->parameterOf(placeholder))
+        statement->values.set(*parameter, value);
     else if (prepareError.isEmpty())
         prepareError = {.text = u"the statement has no placeholder %1"_s.arg(placeholder)};
 }
 
+void SqliteQuery::bindValue(const QString& placeholder, const QVariant& value)
+{
+    bind(placeholder, value);
+}
+
+void SqliteQuery::bindNumber(const QString& placeholder, qlonglong value)
+{
+    bind(placeholder, value);
+}
+
+void SqliteQuery::bindText(const QString& placeholder, const QString& value)
+{
+    bind(placeholder, value);
+}
+
+void SqliteQuery::bindTime(const QString& placeholder, const QDateTime& value)
+{
+    bind(placeholder, value);
+}
+
 QVariant SqliteQuery::boundValue(const QString& placeholder) const
 {
-    const qsizetype parameter = parameterOf(placeholder);
-    return parameter < 0 ? QVariant() : values[parameter];
+    const auto parameter = statement ? statement->parameterOf(placeholder) : std::nullopt;
+    return parameter ? statement->values.get(*parameter) : QVariant();
 }
 
 void SqliteQuery::setForwardOnly(bool)
@@ -108,24 +158,24 @@ bool SqliteQuery::exec()
     if (const Failure& lost = session->lostTransactionError(); !lost.isEmpty())
         return fail(lost);
 
-    sqlite3_reset(statement->handle.get());
-    if (!bound.bind(statement->handle.get(), values))
-        return fail({.text = bound.error()});
-    return statement->readOnly ? execRead() : execWrite();
+    sqlite3_reset(statement->handle());
+    if (!statement->values.bind(statement->handle()))
+        return fail({.text = statement->values.error()});
+    return statement->isReadOnly() ? execRead() : execWrite();
 }
 
 bool SqliteQuery::execRead()
 {
-    switch (sqlite3_step(statement->handle.get())) {
+    switch (sqlite3_step(statement->handle())) {
     case SQLITE_ROW:
         position = Position::BeforeFirstRow;
         return true;
     case SQLITE_DONE:
-        sqlite3_reset(statement->handle.get());
+        sqlite3_reset(statement->handle());
         return true;
     default:
         failWithSqliteError();
-        sqlite3_reset(statement->handle.get());
+        sqlite3_reset(statement->handle());
         return false;
     }
 }
@@ -133,12 +183,12 @@ bool SqliteQuery::execRead()
 bool SqliteQuery::execWrite()
 {
     // Its rows would be read after the commit, and until then nothing would be on the disk.
-    if (columns > 0)
+    if (statement->hasColumns())
         return fail({.text = u"a statement that writes cannot return rows"_s});
     Failure refusal;
     if (!session->beginWrite(refusal))
         return fail(refusal);
-    const bool done = sqlite3_step(statement->handle.get()) == SQLITE_DONE;
+    const bool done = sqlite3_step(statement->handle()) == SQLITE_DONE;
     if (done) {
         sqlite3* const database = session->connection().handle();
         insertedId = static_cast<qlonglong>(sqlite3_last_insert_rowid(database));
@@ -146,7 +196,7 @@ bool SqliteQuery::execWrite()
     } else {
         failWithSqliteError();
     }
-    sqlite3_reset(statement->handle.get());
+    sqlite3_reset(statement->handle());
     session->endWrite();
     return done;
 }
@@ -174,19 +224,6 @@ void SqliteQuery::dropStatement() noexcept
     else
         session->leaveBehind(statement);
     statement = nullptr;
-}
-
-qsizetype SqliteQuery::parameterOf(const QString& placeholder) const
-{
-    if (!statement)
-        return -1;
-    // Managers bind in the order of the statement, but for the key of an UPDATE.
-    const QStringList& names = statement->placeholders;
-    qsizetype parameter = likelyParameter;
-    if (parameter >= names.size() || names[parameter] != placeholder)
-        parameter = names.indexOf(placeholder);
-    likelyParameter = parameter + 1;
-    return parameter;
 }
 
 bool FailedQuery::prepare(const QString& sql)

@@ -2,14 +2,12 @@
 
 #include <database/sqlite/SqliteSession.h>
 #include <database/sqlite/SqliteValues.h>
-#include <interf/IQSqlQueryWrapper.h>
-
-#include <QList>
+#include <interf/IQSqlTypedQuery.h>
 
 namespace sync::database {
 
 /// A statement on the connection of the thread that made the query.
-class SqliteQuery : public interf::IQSqlQueryWrapper
+class SqliteQuery final : public interf::IQSqlTypedQuery
 {
 public:
     /// Throws DatabaseError when there is no connection to be had.
@@ -29,13 +27,24 @@ public:
     QVariant lastInsertId() const override { return insertedId; }
     int numRowsAffected() const override { return affectedRows; }
 
+    int intValue(int index) const override;
+    qlonglong longLongValue(int index) const override;
+    QString textValue(int index) const override;
+    bool holdsText(int index, QStringView text) const override;
+    QDateTime utcTimeValue(int index) const override;
+    void bindNumber(const QString& placeholder, qlonglong value) override;
+    void bindText(const QString& placeholder, const QString& value) override;
+    void bindTime(const QString& placeholder, const QDateTime& value) override;
+
 private:
     enum class Position { NoRow, BeforeFirstRow, OnRow };
 
+    ColumnValue column(int index) const;
     bool fail(const Failure& reason);
     bool failWithSqliteError();
     void dropStatement() noexcept;
-    qsizetype parameterOf(const QString& placeholder) const;
+    template <typename Value>
+    void bind(const QString& placeholder, const Value& value);
     bool execRead();
     bool execWrite();
 
@@ -44,12 +53,8 @@ private:
     PreparedStatement* statement = nullptr;
     QString text;
     Failure error;
-    Failure prepareError;   // also of a placeholder that the text does not have
-    QList<QVariant> values; // by parameter number - 1
-    BoundValues bound;
-    mutable qsizetype likelyParameter = 0;
+    Failure prepareError; // also of a placeholder that the text does not have
     Position position = Position::NoRow;
-    int columns = 0;
     QVariant insertedId;
     int affectedRows = -1;
 };

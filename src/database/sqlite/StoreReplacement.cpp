@@ -2,6 +2,7 @@
 
 #include <database/DatabaseError.h>
 #include <database/sqlite/BackupFile.h>
+#include <database/sqlite/LockHolder.h>
 #include <database/sqlite/Migrations.h>
 #include <database/sqlite/PartialFile.h>
 #include <database/sqlite/SqliteError.h>
@@ -30,10 +31,12 @@ constexpr qint64 PartBytes = 1024 * 1024;
 
 DatabaseError inUse(const QString& path)
 {
+    const auto user = userOf(path);
+    const QString name =
+        user ? describe(*user) : u"another process, or another part of this one,"_s;
     return {
-        Cause::Busy, u"The database "_s + path +
-                         u" is in use: another process, or another part of this one, has it open. "
-                         u"End that, and try again."_s};
+        Cause::Busy,
+        u"The database %1 is in use: %2 has it open. End that, and try again."_s.arg(path, name)};
 }
 
 SqliteHandle openWithoutWaiting(const QString& path)
@@ -47,7 +50,7 @@ SqliteHandle openWithoutWaiting(const QString& path)
         throw databaseError(opened, path);
     sqlite3_extended_result_codes(opened, 1);
     sqlite3_wal_autocheckpoint(opened, 0);
-    sqlite3_db_config(opened, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+    setCheckpointAtClose(opened, false);
     return database;
 }
 
@@ -154,8 +157,10 @@ void StoreReplacement::lock()
         requireOurs();
         return;
     }
-    if ((sqlite3_errcode(database.get()) & 0xff) == SQLITE_BUSY)
+    if ((sqlite3_errcode(database.get()) & 0xff) == SQLITE_BUSY) {
+        database.reset();
         throw inUse(path);
+    }
     if (isTroubleOfThePlace(database.get()))
         throw databaseError(database.get(), path);
     readable = false;
@@ -174,12 +179,14 @@ void StoreReplacement::requireOurs() const
                                         u"Name the right file."_s);
 }
 
-void StoreReplacement::lockUnreadable() const
+void StoreReplacement::lockUnreadable()
 {
     sqlite3_file* const file = fileOf(database.get());
     if (file->pMethods->xLock(file, SQLITE_LOCK_SHARED) != SQLITE_OK ||
-        file->pMethods->xLock(file, SQLITE_LOCK_EXCLUSIVE) != SQLITE_OK)
+        file->pMethods->xLock(file, SQLITE_LOCK_EXCLUSIVE) != SQLITE_OK) {
+        database.reset();
         throw inUse(path);
+    }
 }
 
 QString StoreReplacement::keepOld() const
@@ -225,8 +232,9 @@ bool StoreReplacement::writeInto(sqlite3* source)
             throw databaseError(database.get(), path);
         return false;
     }
-    // It is durable in the log already, from where the next one to open the file would copy it.
-    run(database.get(), "PRAGMA wal_checkpoint(TRUNCATE)");
+    // It is durable in the log already. From there it comes into the file at the close or, should
+    // that fail, by whoever opens it next.
+    setCheckpointAtClose(database.get(), true);
     return true;
 }
 

@@ -37,12 +37,12 @@ public:
 private:
     void lock();
     void requireOurs() const;
-    void lockUnreadable() const;
+    void lockUnreadable();
     bool writeInto(sqlite3* source);
     void swapFile(sqlite3* source) const;
 
     const QString path;
-    const SqliteHandle database;
+    SqliteHandle database;
     bool readable = true;
 };
 

@@ -2,6 +2,7 @@
 
 #include <interf/IQSqlQueryWrapper.h>
 
+#include <QFile>
 #include <QFileInfo>
 #include <QUrl>
 #include <QVariant>
@@ -28,6 +29,17 @@ UnreadableDatabase failure(sqlite3* database)
 bool hasContent(const QString& path)
 {
     return QFileInfo(path).size() > 0;
+}
+
+// Reading has made a log and its index, which a connection for reading cannot remove again. SQLite
+// does, when one for writing is the last to close; with nothing in the log it writes nothing.
+void removeEmptyLog(const QString& path)
+{
+    sqlite3* opened = nullptr;
+    constexpr int Flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX;
+    if (sqlite3_open_v2(QFile::encodeName(path).constData(), &opened, Flags, nullptr) == SQLITE_OK)
+        sqlite3_exec(opened, "PRAGMA user_version", nullptr, nullptr, nullptr);
+    sqlite3_close_v2(opened);
 }
 
 } // namespace
@@ -127,10 +139,12 @@ private:
     bool onRow = false;
 };
 
-ReadOnlyDatabase::ReadOnlyDatabase(const QString& path)
+ReadOnlyDatabase::ReadOnlyDatabase(const QString& givenPath)
+    : path(QFileInfo(givenPath).canonicalFilePath())
+    , hadLog(QFileInfo::exists(path + u"-wal"_s))
 {
     try {
-        open(path, "mode=ro");
+        open("mode=ro");
     } catch (const UnreadableDatabase& error) {
         // In a folder that takes no writes there may be no index of the log to be had. Then the
         // file can only be read as if nobody ever wrote to it. Not so beside a journal, without
@@ -138,12 +152,17 @@ ReadOnlyDatabase::ReadOnlyDatabase(const QString& path)
         const bool denied = error.result() == SQLITE_CANTOPEN || error.result() == SQLITE_READONLY;
         if (!denied || hasContent(path + u"-journal"_s))
             throw;
-        open(path, "mode=ro&immutable=1");
+        open("mode=ro&immutable=1");
         logRead = !hasContent(path + u"-wal"_s);
     }
 }
 
-ReadOnlyDatabase::~ReadOnlyDatabase() = default;
+ReadOnlyDatabase::~ReadOnlyDatabase()
+{
+    database.reset();
+    if (!hadLog && QFileInfo::exists(path + u"-wal"_s) && !hasContent(path + u"-wal"_s))
+        removeEmptyLog(path);
+}
 
 std::shared_ptr<sync::interf::IQSqlQueryWrapper> ReadOnlyDatabase::CreateQuery()
 {
@@ -160,7 +179,7 @@ void ReadOnlyDatabase::end()
     sqlite3_exec(database.get(), "COMMIT", nullptr, nullptr, nullptr);
 }
 
-void ReadOnlyDatabase::open(const QString& path, const QByteArray& mode)
+void ReadOnlyDatabase::open(const QByteArray& mode)
 {
     const QByteArray uri = "file://" + QUrl::toPercentEncoding(path, "/") + '?' + mode;
     constexpr int Flags = SQLITE_OPEN_READONLY | SQLITE_OPEN_URI | SQLITE_OPEN_NOMUTEX;

@@ -26,14 +26,15 @@ private:
 };
 
 /// Reads a database file as it is, also one that the engine refuses to open: no version is looked
-/// at, nothing is migrated, and not a byte of the file or its log is written.
+/// at, nothing is migrated, not a byte of the file or its log is written, and no file is left
+/// beside it that was not there.
 ///
 /// All that is read between begin() and end() is of one moment. For one thread.
 class ReadOnlyDatabase : public sync::interf::factory::IDatabaseFactory
 {
 public:
     /// Throws UnreadableDatabase.
-    explicit ReadOnlyDatabase(const QString& path);
+    explicit ReadOnlyDatabase(const QString& givenPath);
     ~ReadOnlyDatabase() override;
 
     /// Null: there is nothing to commit here.
@@ -54,8 +55,10 @@ private:
         void operator()(sqlite3* database) const noexcept;
     };
 
-    void open(const QString& path, const QByteArray& mode);
+    void open(const QByteArray& mode);
 
+    const QString path; // behind symbolic links
+    const bool hadLog;
     std::unique_ptr<sqlite3, Closer> database;
     bool logRead = true;
 };

@@ -1,0 +1,93 @@
+#include "Instructions.h"
+
+#include "Job.h"
+#include "Stores.h"
+
+#include <QCoreApplication>
+#include <QProcess>
+#include <QRegularExpression>
+
+#include <cstdio>
+#include <memory>
+#include <stdexcept>
+
+using namespace Qt::StringLiterals;
+
+namespace velmio::benchmarks {
+
+namespace {
+
+struct Bound
+{
+    QString workload;
+    int files; // in the store
+    int operations;
+    double mostTimesFloor;
+};
+
+// A little above what is counted today, so that compilers of the same kind agree: see
+// docs/performance.md.
+const Bound Bounds[] = {
+    {u"lookup"_s, 2'000, 500, 1.5},
+    {u"list"_s, 2'000, 40, 1.5},
+    {u"add-bulk"_s, 0, 2'000, 1.5},
+};
+
+Job jobOf(const Bound& bound, const QString& engine, Stores& stores)
+{
+    Job job;
+    job.workload = bound.workload;
+    job.engine = engine;
+    job.files = bound.files;
+    job.operations = bound.operations;
+    job.path = bound.files > 0
+                   ? stores.withFiles(bound.files)
+                   : stores.copyOf(stores.withFolders(1), bound.workload + u'-' + engine);
+    return job;
+}
+
+std::unique_ptr<QProcess> startCounting(const Job& job)
+{
+    auto process = std::make_unique<QProcess>();
+    process->start(
+        u"valgrind"_s,
+        QStringList{
+            u"--tool=callgrind"_s, u"--callgrind-out-file=/dev/null"_s, u"--collect-atstart=no"_s,
+            u"--toggle-collect=*measured*"_s, QCoreApplication::applicationFilePath(), u"job"_s} +
+            job.toArguments());
+    return process;
+}
+
+double countOf(QProcess& process)
+{
+    process.waitForFinished(-1);
+    const QString output = QString::fromUtf8(process.readAllStandardError());
+    static const QRegularExpression collected(u"Collected : (\\d+)"_s);
+    const auto match = collected.match(output);
+    if (process.exitCode() != 0 || !match.hasMatch())
+        throw std::runtime_error("valgrind: " + output.toStdString());
+    return match.captured(1).toDouble();
+}
+
+} // namespace
+
+bool checkInstructions(Stores& stores)
+{
+    bool allHold = true;
+    for (const Bound& bound : Bounds) {
+        const auto floor = startCounting(jobOf(bound, u"floor"_s, stores));
+        const auto embedded = startCounting(jobOf(bound, u"embedded"_s, stores));
+        const double floorCount = countOf(*floor);
+        const double embeddedCount = countOf(*embedded);
+        const double ratio = embeddedCount / floorCount;
+        const bool holds = ratio <= bound.mostTimesFloor;
+        allHold = holds && allHold;
+        std::printf(
+            "%-10s %10.0f instructions, floor %10.0f: %.3f x, at most %.2f%s\n",
+            qPrintable(bound.workload), embeddedCount / bound.operations,
+            floorCount / bound.operations, ratio, bound.mostTimesFloor, holds ? "" : "  TOO MANY");
+    }
+    return allHold;
+}
+
+} // namespace velmio::benchmarks

@@ -1,0 +1,70 @@
+#include "Engine.h"
+#include "HostFactory.h"
+#include "PlainFactory.h"
+
+#include <config/FileConfigManager.h>
+#include <config/FolderConfigManager.h>
+#include <database/SqliteDatabaseFactory.h>
+#include <interf/IQSqlDatabaseWrapper.h>
+
+using sync::config::FileConfiguration;
+using sync::config::FolderConfiguration;
+
+namespace velmio::benchmarks {
+
+namespace {
+
+/// The managers over any factory.
+class ManagerEngine : public Engine
+{
+public:
+    explicit ManagerEngine(std::shared_ptr<sync::interf::factory::IDatabaseFactory> factory)
+        : factory(std::move(factory))
+    {
+    }
+
+    FileConfiguration fileByClientPath(const QString& path) override
+    {
+        return files.GetFileConfigurationByClientPath(path);
+    }
+
+    QVector<FileConfiguration> filesOfFolder(int folderId) override
+    {
+        return files.GetFileConfigurationsByFolderId(folderId, sync::interf::OrderByName);
+    }
+
+    QVector<FileConfiguration> allFiles() override { return files.GetAll(); }
+    QVector<FolderConfiguration> allFolders() override { return folders->GetAll(); }
+    bool addFile(FileConfiguration& file) override { return files.Add(file); }
+    bool updateFile(const FileConfiguration& file) override { return files.Update(file); }
+    bool cleanRootFolder(int id) override { return folders->CleanRootFolder(id); }
+    bool cleanFolder(int id) override { return folders->Clean(id); }
+    bool begin() override { return factory->GetDatabase()->transaction(); }
+    bool commit() override { return factory->GetDatabase()->commit(); }
+
+private:
+    const std::shared_ptr<sync::interf::factory::IDatabaseFactory> factory;
+    const std::shared_ptr<sync::config::FolderConfigManager> folders =
+        std::make_shared<sync::config::FolderConfigManager>(factory, nullptr);
+    sync::config::FileConfigManager files{factory, nullptr, nullptr, folders};
+};
+
+} // namespace
+
+std::unique_ptr<Engine> openEmbedded(const QString& path)
+{
+    return std::make_unique<ManagerEngine>(sync::database::SqliteDatabaseFactory::open(path));
+}
+
+std::unique_ptr<Engine> openVariant(const QString& path)
+{
+    return std::make_unique<ManagerEngine>(
+        std::make_shared<PlainFactory>(sync::database::SqliteDatabaseFactory::open(path)));
+}
+
+std::unique_ptr<Engine> openHost(const QString& path)
+{
+    return std::make_unique<ManagerEngine>(HostFactory::open(path));
+}
+
+} // namespace velmio::benchmarks

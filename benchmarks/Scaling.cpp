@@ -1,0 +1,210 @@
+// What is measured beside the workloads:
+//
+//   sizes      lookup and list in stores of 10,000, 100,000 and 1,000,000 files, and their sizes
+//   grow       1,000,000 files added in one transaction, its last tenth beside its first
+//   readers    1 to 4 threads that look files up, each 30,000
+//   writers    two processes that add 500 files each, beside one alone; every addition durable
+//   durable    20,000 files added one by one
+
+#include "Scaling.h"
+
+#include "Processes.h"
+#include "Stores.h"
+
+#include <QFileInfo>
+#include <QThread>
+
+#include <algorithm>
+#include <functional>
+
+using namespace Qt::StringLiterals;
+
+namespace velmio::benchmarks {
+
+namespace {
+
+constexpr int Small = 10'000;
+constexpr int Middle = 100'000;
+constexpr int Large = 1'000'000;
+
+QString number(double value, int decimals)
+{
+    return QString::number(value, 'f', decimals);
+}
+
+Job job(
+    const QString& workload, const QString& engine, const QString& path, int files, int operations)
+{
+    Job result;
+    result.workload = workload;
+    result.engine = engine;
+    result.path = path;
+    result.files = files;
+    result.operations = operations;
+    return result;
+}
+
+double medianOf(const std::vector<Measurement>& runs, double (*value)(const Measurement&))
+{
+    std::vector<double> values;
+    std::transform(runs.begin(), runs.end(), std::back_inserter(values), value);
+    return median(std::move(values));
+}
+
+double operationMicroseconds(const Measurement& run)
+{
+    return run.medianNs / 1000;
+}
+
+double perSecond(const Measurement& run)
+{
+    return double(run.operations) / run.seconds;
+}
+
+Curve measureCurve(
+    const QString& title, const QString& workload, const QString& engine, int operations,
+    Stores& stores, int runs)
+{
+    std::vector<std::vector<Measurement>> measured(3);
+    const int sizes[] = {Small, Middle, Large};
+    for (int run = 0; run < runs; ++run) {
+        for (std::size_t index = 0; index < std::size(sizes); ++index) {
+            Job task =
+                job(workload, engine, stores.withFiles(sizes[index]), sizes[index], operations);
+            task.run = run;
+            measured[index].push_back(performInProcess(task));
+        }
+    }
+    Curve curve{title, {}};
+    for (std::size_t index = 0; index < std::size(sizes); ++index)
+        curve.points.append({sizes[index], medianOf(measured[index], operationMicroseconds)});
+    return curve;
+}
+
+Claim compareEnds(const Curve& curve, const QString& title, double goal)
+{
+    const double first = curve.points.first().second;
+    const double last = curve.points.last().second;
+    const QString detail = u"%1 and %2 microseconds"_s.arg(number(first, 1), number(last, 1));
+    return {title, last / first, true, goal, detail};
+}
+
+Claim measureGrowth(Stores& stores)
+{
+    const QString path = stores.copyOf(stores.withFolders(1), u"grow"_s);
+    const auto parts = performInProcess(job(u"grow"_s, u"embedded"_s, path, 0, Large)).parts;
+    removeStore(path);
+    const double rate = Large / 10.0;
+    const QString detail = u"%1 and %2 rows in a second"_s.arg(
+        number(rate / parts.front(), 0), number(rate / parts.back(), 0));
+    return {
+        u"last tenth of a bulk add of 1,000,000, rate beside the first"_s,
+        parts.front() / parts.back(), false, 0.6, detail};
+}
+
+Claim compareFileSizes(Stores& stores)
+{
+    const auto bytesPerRow = [&stores](int files) {
+        return double(QFileInfo(stores.withFiles(files)).size()) / files;
+    };
+    const double least = bytesPerRow(Small);
+    const double most = bytesPerRow(Large);
+    const QString detail = u"%1 and %2 bytes"_s.arg(number(least, 0), number(most, 0));
+    return {
+        u"file size for each row, 1,000,000 files beside 10,000"_s, most / least, true, 1.05,
+        detail};
+}
+
+QList<Claim> measureReaders(Stores& stores, int runs)
+{
+    constexpr int MostThreads = 4;
+    std::vector<std::vector<Measurement>> measured(MostThreads);
+    for (int run = 0; run < runs; ++run) {
+        for (int threads = 1; threads <= MostThreads; ++threads) {
+            Job task = job(u"readers"_s, u"embedded"_s, stores.withFiles(Middle), Middle, 30'000);
+            task.run = run;
+            task.threads = threads;
+            measured[std::size_t(threads - 1)].push_back(performInProcess(task));
+        }
+    }
+    QList<Claim> claims;
+    const double alone = medianOf(measured[0], perSecond);
+    for (int threads = 2; threads <= MostThreads; ++threads) {
+        const double together = medianOf(measured[std::size_t(threads - 1)], perSecond);
+        const int cores = std::min(threads, QThread::idealThreadCount());
+        const QString detail = u"%1 and %2 lookups in a second, on %3 cores"_s.arg(
+            number(alone, 0), number(together, 0), QString::number(cores));
+        claims.append(
+            {u"%1 threads that read, rate for each core beside one thread"_s.arg(threads),
+             together / alone / cores, false, 0.8, detail});
+    }
+    return claims;
+}
+
+QList<Claim> measureWriters(Stores& stores, int runs)
+{
+    constexpr int Additions = 500;
+    std::vector<Measurement> alone;
+    std::vector<double> ratios;
+    std::vector<double> p99s;
+    const QString path = stores.copyOf(stores.withFiles(Middle), u"writers"_s);
+    for (int run = 0; run < runs; ++run) {
+        Job task = job(u"writers"_s, u"embedded"_s, path, Middle, Additions);
+        std::vector<Job> pair{task, task};
+        task.run = 3 * run;
+        pair[0].run = 3 * run + 1;
+        pair[1].run = 3 * run + 2;
+        alone.push_back(performTogether({task}).front());
+        const auto together = performTogether(pair);
+        ratios.push_back(
+            (perSecond(together[0]) + perSecond(together[1])) / perSecond(alone.back()));
+        p99s.push_back(std::max(together[0].p99Ns, together[1].p99Ns));
+    }
+    removeStore(path);
+    const double aloneP99 = medianOf(alone, [](const Measurement& one) { return one.p99Ns; });
+    return {
+        {u"two processes that write, rate in sum beside one"_s, median(ratios), false, 0.8,
+         u"one alone: %1 additions in a second"_s.arg(number(medianOf(alone, perSecond), 0))},
+        {u"two processes that write, p99 in milliseconds"_s, median(p99s) / 1e6, true, 5,
+         u"one alone: %1 ms"_s.arg(number(aloneP99 / 1e6, 1))}};
+}
+
+Claim measureDurable(Stores& stores)
+{
+    const QString path = stores.copyOf(stores.withFiles(Middle), u"durable"_s);
+    const auto run = performInProcess(job(u"add"_s, u"embedded"_s, path, Middle, 20'000));
+    removeStore(path);
+    const QString detail = u"median %1 ms, p99 %2 ms, p99.9 %3 ms"_s.arg(
+        number(run.medianNs / 1e6, 2), number(run.p99Ns / 1e6, 2), number(run.p999Ns / 1e6, 2));
+    return {
+        u"20,000 durable additions, p99.9 beside the median"_s, run.p999Ns / run.medianNs, true, 5,
+        detail};
+}
+
+} // namespace
+
+Scaling measureSizes(Stores& stores, int runs)
+{
+    Scaling scaling;
+    for (const QString& engine : {u"floor"_s, u"embedded"_s}) {
+        scaling.curves.append(
+            measureCurve(u"lookup, "_s + engine, u"lookup"_s, engine, 10'000, stores, runs));
+        scaling.curves.append(
+            measureCurve(u"list of 50, "_s + engine, u"list"_s, engine, 1'000, stores, runs));
+    }
+    scaling.claims = {
+        compareEnds(
+            scaling.curves.last(), u"list of a folder, 1,000,000 files beside 10,000"_s, 1.15),
+        measureGrowth(stores), compareFileSizes(stores)};
+    return scaling;
+}
+
+Scaling measureConcurrency(Stores& stores, int runs)
+{
+    return {
+        measureReaders(stores, runs) + measureWriters(stores, runs) +
+            QList<Claim>{measureDurable(stores)},
+        {}};
+}
+
+} // namespace velmio::benchmarks
