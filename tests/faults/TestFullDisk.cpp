@@ -84,8 +84,9 @@ QByteArray TestFullDisk::fillDisk(quint32 trial)
         return managers.files.Add(file);
     };
 
+    constexpr int MoreThanFit = 1000;
     int added = 0;
-    while (add(QString::number(added)))
+    while (added < MoreThanFit && add(QString::number(added)))
         ++added;
     QByteArray finding = judgeFullDisk(managers, added);
     if (!finding.isEmpty())

@@ -14,10 +14,10 @@ namespace sync::test {
 class RawDatabase
 {
 public:
-    /// `vfs` names another file access of SQLite than the default one.
+    /// The path may be a URI. `vfs` names another file access of SQLite than the default one.
     explicit RawDatabase(const QString& path, const char* vfs = nullptr)
     {
-        constexpr int Flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
+        constexpr int Flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_URI;
         check(sqlite3_open_v2(QFile::encodeName(path).constData(), &database, Flags, vfs));
         // Like a foreign program that leaves the log to the store.
         sqlite3_db_config(database, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);

@@ -34,7 +34,7 @@ CommittedStates::CommittedStates(QString path, std::function<qsizetype()> positi
     : path(std::move(path))
     , position(std::move(position))
 {
-    note();
+    note(dumpOf(this->path));
     onCommit = [this] { noteBeforeCommit(); };
     sqlite3_auto_extension(Extension);
 }
@@ -47,13 +47,12 @@ CommittedStates::~CommittedStates()
 
 const QList<CommittedStates::State>& CommittedStates::states()
 {
-    note();
+    note(dumpOf(path));
     return noted;
 }
 
-void CommittedStates::note()
+void CommittedStates::note(const QStringList& dump)
 {
-    const QStringList dump = dumpOf(path);
     if (!noted.isEmpty() && noted.last().dump == dump)
         return;
     noted.append({dump, begun});
@@ -65,10 +64,11 @@ void CommittedStates::note()
 void CommittedStates::noteBeforeCommit()
 {
     try {
-        note();
+        note(dumpOf(path));
     } catch (const std::runtime_error&) {
-        // Without a write-ahead log, as long as a database is being made, the writer shuts out all
-        // readers by now. The state was noted before.
+        // Without a write-ahead log the writer shuts out all readers by now, and has not yet
+        // changed the file.
+        note(dumpOfLocked(path));
     }
     if (!std::exchange(commitBegun, true))
         begun = position();

@@ -33,7 +33,7 @@ public:
     const QList<State>& states();
 
 private:
-    void note();
+    void note(const QStringList& dump);
     void noteBeforeCommit();
 
     const QString path;

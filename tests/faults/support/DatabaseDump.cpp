@@ -93,6 +93,12 @@ QStringList dumpOf(const QString& path)
     return dumpOf(database);
 }
 
+QStringList dumpOfLocked(const QString& path)
+{
+    RawDatabase database(u"file:"_s + path + u"?immutable=1"_s, unwatchedVfs());
+    return dumpOf(database);
+}
+
 QStringList checkedDumpOf(const QString& path)
 {
     RawDatabase database(path, unwatchedVfs());

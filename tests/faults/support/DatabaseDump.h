@@ -14,6 +14,9 @@ namespace sync::test {
 /// does not show.
 QStringList dumpOf(const QString& path);
 
+/// The same, of the file alone, whoever has locked it.
+QStringList dumpOfLocked(const QString& path);
+
 /// What a check of the whole file finds; nothing when it is sound.
 QStringList integrityOf(const QString& path);
 

@@ -20,6 +20,7 @@ namespace sync::test {
 namespace {
 
 const QString TreesPath = u"/trees/"_s;
+const QString RootsPath = u"/roots/"_s;
 constexpr int TreeFolders = 20;
 constexpr int FilesOfAFolder = 5;
 
@@ -49,6 +50,7 @@ public:
     {
         open();
         for (;;) {
+            plantRoot();
             const QString file = nextPath();
             add(file);
             for (int version = 1; version <= 3; ++version)
@@ -126,6 +128,16 @@ private:
         });
     }
 
+    // Alone, and not in a transaction as plant() does it.
+    void plantRoot()
+    {
+        const QString path = RootsPath + run + u'-' + QString::number(++count);
+        perform(u"set %1 root"_s.arg(path), [&] {
+            FolderConfiguration root = sampleFolder(path, 0, -1);
+            return managers->folders->Add(root);
+        });
+    }
+
     bool plant(const QString& rootPath)
     {
         FolderConfiguration root = sampleFolder(rootPath, 0, -1);
@@ -178,6 +190,8 @@ ClientRows clientRowsOf(Managers& managers)
     for (const FolderConfiguration& folder : allFolders) {
         if (folder.getClientPath().startsWith(TreesPath))
             ++folders[rootOf(folder.getClientPath())];
+        else if (folder.getClientPath().startsWith(RootsPath))
+            rows.insert(folder.getClientPath(), u"root"_s);
     }
     const auto allFiles = managers.files.GetAll();
     for (const FileConfiguration& file : allFiles) {

@@ -14,7 +14,7 @@ class Managers;
 ///
 /// `arguments` are what it does, the database, and a number that no other run has:
 ///
-///     rows         stores files and changes them
+///     rows         stores roots and files, and changes the files
 ///     trees        stores a root with its folders and files in a transaction, and removes it again
 ///     checkpoints  stores files, and closes the database after each
 ///     rekey        changes the key of the passwords
@@ -23,8 +23,8 @@ class Managers;
 /// Returns when something fails, with the text on standard error.
 int runKillableClient(const QStringList& arguments);
 
-/// What a killable client keeps in a database: a file's client path -> its server path, and a
-/// tree's root -> how many folders and files it has.
+/// What a killable client keeps in a database: a file's client path -> its server path, a root's ->
+/// "root", and that of a tree's root -> how many folders and files it has.
 using ClientRows = QMap<QString, QString>;
 
 /// Reads what is there.

@@ -184,6 +184,15 @@ const sqlite3_io_methods watchedMethods = {
     nullptr,
 };
 
+// Version 1 is without it.
+const sqlite3_io_methods methodsWithoutSharedMemory = [] {
+    sqlite3_io_methods methods = watchedMethods;
+    methods.iVersion = 1;
+    return methods;
+}();
+
+bool hasSharedMemory = true;
+
 int openFile(sqlite3_vfs*, sqlite3_filename name, sqlite3_file* file, int flags, int* outFlags)
 {
     WatchedFile* const opened = watched(file);
@@ -195,7 +204,7 @@ int openFile(sqlite3_vfs*, sqlite3_filename name, sqlite3_file* file, int flags,
     return watch(call, [&] {
         const int result = realVfs->xOpen(realVfs, name, opened->real, flags, outFlags);
         if (opened->real->pMethods)
-            opened->pMethods = &watchedMethods;
+            opened->pMethods = hasSharedMemory ? &watchedMethods : &methodsWithoutSharedMemory;
         return result;
     });
 }
@@ -243,6 +252,11 @@ void installWatchedVfs()
     watchedVfs.xDelete = deleteFile;
     watchedVfs.xAccess = accessFile;
     sqlite3_vfs_register(&watchedVfs, 1);
+}
+
+void setSharedMemory(bool available)
+{
+    hasSharedMemory = available;
 }
 
 const char* unwatchedVfs()

@@ -66,6 +66,10 @@ public:
 /// It never has a disk sync anything: what counts here is when SQLite asks for it.
 void installWatchedVfs();
 
+/// Whether files have the shared memory that a write-ahead log needs, as on a local disk, which
+/// they have at first. For connections that are opened from now on.
+void setSharedMemory(bool available);
+
 /// The name of SQLite's own file access, for connections that no watcher shall see.
 const char* unwatchedVfs();
 
