@@ -81,6 +81,11 @@ QString SqliteDatabaseFactory::storeId() const
     return store->storeId();
 }
 
+bool SqliteDatabaseFactory::hasWriteAheadLog() const
+{
+    return store->hasLog();
+}
+
 bool SqliteDatabaseFactory::isMoved() const
 {
     return store->isMoved();

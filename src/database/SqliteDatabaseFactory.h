@@ -21,7 +21,8 @@ class SqliteStore;
 /// Any thread may use the factory; a query belongs to the thread that made it. Connections are
 /// lent to a thread while it has a query or a transaction and go back to a pool then. Writers
 /// of one process queue in order of arrival; a writer waits for another process for up to 5 s.
-/// Readers wait for nobody. What TransactionalScope promises, this engine keeps.
+/// Readers wait for nobody, but where there is no write-ahead log. What TransactionalScope
+/// promises, this engine keeps.
 ///
 /// A thread that holds a SELECT with rows left cannot write once somebody else has written; release
 /// or finish the SELECT first. A process that forks opens a factory of its own in the child.
@@ -61,12 +62,17 @@ public:
     QString path() const;
 
     /// What a person should know of the database although it could be opened: that it comes from
-    /// elsewhere, or is of a newer version. One text each, also logged in the category
-    /// "velmio.database" when it was opened.
+    /// elsewhere, is of a newer version, or is used without a write-ahead log. One text each, also
+    /// logged in the category "velmio.database" when it was opened.
     QStringList warnings() const;
 
     /// The random id that the store got when it was made. Copies of the file have the same.
     QString storeId() const;
+
+    /// False when it was opened with a journal, because its place does not do for a write-ahead log
+    /// or another program kept it locked. Writing is slower then, and waits for those who read for
+    /// up to 5 s; nothing else differs.
+    bool hasWriteAheadLog() const;
 
     /// True when the file was last used on another machine or by another account, as when it was
     /// copied, moved or restored. It works like any other; but a host asks its user before it

@@ -274,7 +274,7 @@ void TestSqliteDatabaseFactory::refusesWhatItCannotUseAndLeavesItAlone_data()
     QTest::addRow("table missing") << Make([](const QString& file) {
         SqliteDatabaseFactory::open(file);
         RawDatabase(file).run(u"DROP TABLE Schedules; PRAGMA journal_mode = DELETE"_s);
-    }) << Cause::Damaged << u"Schedules is missing"_s;
+    }) << Cause::Damaged << u"no such table: Schedules"_s;
 }
 
 void TestSqliteDatabaseFactory::refusesWhatItCannotUseAndLeavesItAlone()

@@ -33,6 +33,7 @@ private Q_SLOTS:
     void statsCountEverything();
     void movedDatabaseIsScannedWhenItIsAdopted();
     void newerDatabaseThatMayBeUsedIsToldAndUsed();
+    void databaseWithoutALogIsToldAndUsed();
     void wrongArgumentsAreUsageErrors_data();
     void wrongArgumentsAreUsageErrors();
     void argumentThatIsNoTextIsRefused();
@@ -214,6 +215,7 @@ void TestVelmioctlDatabase::statsCountEverything()
     QCOMPARE(stats[u"schemaVersion"_s].toInt(), 2);
     QCOMPARE(stats[u"storeId"_s].toString().size(), 32);
     QCOMPARE(stats[u"moved"_s], QJsonValue(false));
+    QCOMPARE(stats[u"writeAheadLog"_s], QJsonValue(true));
     QVERIFY(stats[u"fileBytes"_s].toInt() > 0);
     QVERIFY(stats[u"sqliteVersion"_s].toString().startsWith(u"3."_s));
     QCOMPARE(stats[u"tables"_s].toObject().size(), 8);
@@ -270,6 +272,23 @@ void TestVelmioctlDatabase::newerDatabaseThatMayBeUsedIsToldAndUsed()
     QVERIFY(run.errors.startsWith(u"warning: "_s));
     QVERIFY(run.errors.contains(u"schema version 3"_s));
     QCOMPARE(run.errors.count(u'\n'), 1);
+}
+
+void TestVelmioctlDatabase::databaseWithoutALogIsToldAndUsed()
+{
+    const VelmioctlRunner tool;
+    QCOMPARE(tool.run({u"init"_s}).exitCode, 0);
+    sync::test::RawDatabase other(tool.databasePath());
+    other.run(u"PRAGMA journal_mode = DELETE; BEGIN IMMEDIATE"_s);
+
+    const auto forPeople = tool.run({u"stats"_s});
+    const auto run = tool.json({u"stats"_s});
+
+    QCOMPARE(forPeople.exitCode, 0);
+    QVERIFY(forPeople.errors.startsWith(u"warning: "_s));
+    QCOMPARE(forPeople.errors.count(u'\n'), 1);
+    QVERIFY(forPeople.output.contains(u"a journal is used"_s));
+    QCOMPARE(run.object()[u"writeAheadLog"_s], QJsonValue(false));
 }
 
 void TestVelmioctlDatabase::wrongArgumentsAreUsageErrors_data()

@@ -31,6 +31,7 @@ struct Stats
 {
     QString path;
     long long fileBytes = 0;
+    bool hasLog = true;
     long long logBytes = 0;
     QString sqliteVersion;
     long long schemaVersion = 0;
@@ -71,6 +72,7 @@ Stats readStats(WatchedDatabase& database)
     Stats stats;
     stats.path = database.path();
     stats.fileBytes = QFileInfo(stats.path).size();
+    stats.hasLog = database.engine().hasWriteAheadLog();
     stats.logBytes = QFileInfo(stats.path + u"-wal"_s).size();
     stats.sqliteVersion = readText(database, u"SELECT sqlite_version()"_s);
     stats.schemaVersion = database.number(u"PRAGMA user_version"_s);
@@ -102,6 +104,7 @@ QJsonObject toJson(const Stats& stats)
         {u"path"_s, stats.path},
         {u"fileBytes"_s, stats.fileBytes},
         {u"logBytes"_s, stats.logBytes},
+        {u"writeAheadLog"_s, stats.hasLog},
         {u"libraryVersion"_s, QStringLiteral(VELMIO_VERSION)},
         {u"sqliteVersion"_s, stats.sqliteVersion},
         {u"schemaVersion"_s, stats.schemaVersion},
@@ -117,7 +120,8 @@ void print(Output& output, const Stats& stats)
     FieldList fields;
     fields.add(u"database"_s, stats.path);
     fields.add(u"file"_s, u"%1 bytes"_s.arg(stats.fileBytes));
-    fields.add(u"log"_s, u"%1 bytes"_s.arg(stats.logBytes));
+    fields.add(
+        u"log"_s, stats.hasLog ? u"%1 bytes"_s.arg(stats.logBytes) : u"none, a journal is used"_s);
     fields.add(u"library"_s, QStringLiteral(VELMIO_VERSION));
     fields.add(u"SQLite"_s, stats.sqliteVersion);
     fields.add(u"schema"_s, QString::number(stats.schemaVersion));

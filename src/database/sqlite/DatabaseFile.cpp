@@ -2,6 +2,7 @@
 
 #include <database/DatabaseBackups.h>
 #include <database/DatabaseError.h>
+#include <database/sqlite/LogPlace.h>
 #include <database/sqlite/Migrations.h>
 #include <database/sqlite/SqliteError.h>
 #include <database/sqlite/SystemFiles.h>
@@ -104,11 +105,26 @@ QString movedWarning(const QString& path)
            u"more, and make this one your own with 'velmioctl adopt'."_s.arg(path);
 }
 
-QString noLogWarning(const QString& path)
+QString lockedWarning(const QString& path)
 {
     return u"The database %1 is used with a journal in place of its write-ahead log, as another "
            u"program keeps it locked: writing is slower, and waits for those who read. Open it "
            u"again when that program has ended."_s.arg(path);
+}
+
+QString networkWarning(const QString& path, const QByteArray& fileSystem)
+{
+    return u"The database %1 is used with a journal in place of a write-ahead log, which is not "
+           u"safe on a network file system (%2): writing is slower, and waits for those who read. "
+           u"Move it to a local disk, and never use it from two machines at once."_s.arg(
+               path, QString::fromLatin1(fileSystem));
+}
+
+QString noSharedMemoryWarning(const QString& path)
+{
+    return u"The database %1 is used with a journal in place of a write-ahead log, as its file "
+           u"system does not let programs share memory: writing is slower, and waits for those who "
+           u"read. Move it to a local disk."_s.arg(path);
 }
 
 // Zeros of a file that has no whole header.
@@ -177,13 +193,19 @@ void backUpBeforeMigration(const QString& path, long long version)
     }
 }
 
-void bringUpToDate(sqlite3* database, const QString& path, bool unclean, QStringList& warnings)
+// Returns the version of a file that may be used and is whole.
+long long checkVersionAndPages(sqlite3* database, const QString& path, bool unclean)
 {
     const auto version = queryNumber(database, "PRAGMA user_version", path);
     // The log may hold a newer version than the header of the file.
     requireKnownVersion(database, version, path);
     if (unclean || queryNumber(database, "PRAGMA page_count", path) <= FullyCheckedPages)
         checkPages(database, path);
+    return version;
+}
+
+void bringUpToDate(sqlite3* database, long long version, const QString& path, QStringList& warnings)
+{
     if (version > 0 && version < currentSchemaVersion())
         backUpBeforeMigration(path, version);
     if (version < currentSchemaVersion())
@@ -195,51 +217,104 @@ void bringUpToDate(sqlite3* database, const QString& path, bool unclean, QString
     }
 }
 
-void checkTable(sqlite3* database, const QByteArray& table, const QString& path)
-{
-    const QByteArray count =
-        "SELECT count(*) FROM sqlite_schema WHERE type = 'table' AND name = '" + table + "'";
-    if (queryNumber(database, count.constData(), path) == 0)
-        throw damaged(path, u"the table %1 is missing"_s.arg(QLatin1StringView(table)));
-    // Reads the first page of the table, and finds a file that was cut off.
-    const QByteArray first = "SELECT id FROM " + table + " LIMIT 1";
-    queryNumber(database, first.constData(), path);
-}
-
+// Reads the first page of each table, and finds a file that was cut off.
 void checkTables(sqlite3* database, const QString& path)
 {
-    for (const char* const table : Tables)
-        checkTable(database, table, path);
-    checkTable(database, "StoreIdentity", path);
-    // Read when the log is in use, and then it is too late to leave the file as it was.
-    constexpr auto CountColumns =
-        "SELECT count(*) FROM pragma_table_info('StoreIdentity')"
-        " WHERE name IN ('storeId', 'machineStamp', 'lastCompatibleVersion')";
-    if (queryNumber(database, CountColumns, path) != 3)
-        throw damaged(path, u"the table StoreIdentity has not its columns"_s);
+    static const QByteArray sql = [] {
+        // All columns that are read later, when the log is in use and it is too late to leave the
+        // file as it was.
+        QByteArrayList firstRows{
+            "(SELECT storeId || machineStamp || lastCompatibleVersion FROM StoreIdentity)"};
+        for (const char* const table : Tables)
+            firstRows += "(SELECT id FROM " + QByteArray(table) + " LIMIT 1)";
+        return "SELECT " + firstRows.join(", ");
+    }();
+    try {
+        queryNumber(database, sql.constData(), path);
+    } catch (const SqliteError& error) {
+        // Its text names the one that is not there.
+        if (error.code() == SQLITE_ERROR)
+            throw damaged(path, QString::fromUtf8(sqlite3_errmsg(database)));
+        throw;
+    }
 }
 
-QString useWriteAheadLog(sqlite3* database, const QString& path)
+// Tries for a while, as another process that creates the database at the same moment gets in its
+// way. Returns whether the database has a log now.
+bool switchToLog(sqlite3* database, const QString& path)
 {
     using namespace std::chrono_literals;
-    // Longer than another process takes that creates the database at the same moment.
     const auto deadline = std::chrono::steady_clock::now() + 500ms;
-    setWaiting(database, false);
     for (;;) {
         try {
-            QString mode = queryText(database, "PRAGMA journal_mode = WAL", path);
-            setWaiting(database, true);
-            return mode;
+            return queryText(database, "PRAGMA journal_mode = WAL", path) == u"wal";
         } catch (const DatabaseError& error) {
             if (error.cause() != Cause::Busy)
                 throw;
         }
         if (std::chrono::steady_clock::now() > deadline)
-            break;
+            return false;
         std::this_thread::sleep_for(1ms);
     }
+}
+
+void useWriteAheadLog(OpenedFile& opened, const QString& path)
+{
+    sqlite3* const database = opened.connection.get();
+    opened.hasLog = queryText(database, "PRAGMA journal_mode", path) == u"wal";
+    if (opened.hasLog)
+        return;
+    if (!hasSharedMemory(path)) {
+        opened.warnings += noSharedMemoryWarning(path);
+        return;
+    }
+    setWaiting(database, false);
+    opened.hasLog = switchToLog(database, path);
     setWaiting(database, true);
-    return queryText(database, "PRAGMA journal_mode", path);
+    if (!opened.hasLog)
+        opened.warnings += lockedWarning(path);
+}
+
+void identify(OpenedFile& opened, const QString& path)
+{
+    opened.identity = readIdentity(opened.connection.get(), path);
+    if (opened.identity.moved)
+        opened.warnings += movedWarning(path);
+}
+
+OpenedFile openWithLog(const QString& path, bool unclean)
+{
+    OpenedFile opened;
+    opened.connection = openConnection(path);
+    sqlite3* const database = opened.connection.get();
+    // A file that is refused stays as it is.
+    setCheckpointAtClose(database, false);
+    const auto version = checkVersionAndPages(database, path, unclean);
+    bringUpToDate(database, version, path, opened.warnings);
+    checkTables(database, path);
+    useWriteAheadLog(opened, path);
+    identify(opened, path);
+    setCheckpointAtClose(database, true);
+    return opened;
+}
+
+// Exclusive until a log is merged into the file, as it may be read without shared memory only so.
+OpenedFile openWithJournal(const QString& path, bool unclean, const QString& warning)
+{
+    OpenedFile opened;
+    opened.connection = openConnection(path, Locking::Exclusive);
+    sqlite3* const database = opened.connection.get();
+    setCheckpointAtClose(database, false);
+    const auto version = checkVersionAndPages(database, path, unclean);
+    // The lock goes with the next access, which is the last of these.
+    execute(
+        database, "PRAGMA journal_mode = DELETE; PRAGMA locking_mode = NORMAL; PRAGMA user_version",
+        path);
+    bringUpToDate(database, version, path, opened.warnings);
+    checkTables(database, path);
+    identify(opened, path);
+    opened.warnings += warning;
+    return opened;
 }
 
 } // namespace
@@ -258,7 +333,7 @@ QString resolvedFilePath(const QString& givenPath)
     return target.isEmpty() ? path : target;
 }
 
-OpenedFile prepareDatabaseFile(const QString& givenPath)
+OpenedFile prepareDatabaseFile(const QString& givenPath, FileSystemType fileSystemType)
 {
     const QString path = resolvedFilePath(givenPath);
     const QFileInfo file(path);
@@ -278,20 +353,15 @@ OpenedFile prepareDatabaseFile(const QString& givenPath)
         throw damaged(path, u"it is empty, but its log is not"_s);
 
     const bool unclean = endedUncleanly(path);
-    OpenedFile opened;
-    opened.connection = openConnection(path);
-    sqlite3* const database = opened.connection.get();
-    // A file that is refused stays as it is.
-    setCheckpointAtClose(database, false);
-    bringUpToDate(database, path, unclean, opened.warnings);
-    checkTables(database, path);
-    if (useWriteAheadLog(database, path) != u"wal")
-        opened.warnings += noLogWarning(path);
-    opened.identity = identify(database, path);
-    if (opened.identity.moved)
-        opened.warnings += movedWarning(path);
-    setCheckpointAtClose(database, true);
-    return opened;
+    if (const QByteArray type = fileSystemType(path); isNetworkFileSystem(type))
+        return openWithJournal(path, unclean, networkWarning(path, type));
+    try {
+        return openWithLog(path, unclean);
+    } catch (const SqliteError& error) {
+        if (!tellsOfMissingSharedMemory(error, path))
+            throw;
+    }
+    return openWithJournal(path, unclean, noSharedMemoryWarning(path));
 }
 
 } // namespace sync::database

@@ -30,6 +30,7 @@ public:
     const QString& path() const { return databasePath; }
     QStringList warnings() const { return openingWarnings; }
     QString storeId() const { return ownStoreId; }
+    bool hasLog() const { return withLog; }
     /// As it was found, until the store is adopted.
     bool isMoved() const { return moved; }
     void noteAdopted() { moved = false; }
@@ -64,6 +65,7 @@ private:
     const QString databasePath;
     const QStringList openingWarnings;
     const QString ownStoreId;
+    const bool withLog;
     std::atomic<bool> moved;
     const std::shared_ptr<WriterQueue> writers;
     LogCheckpointer checkpointer;

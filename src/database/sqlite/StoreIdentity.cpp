@@ -40,7 +40,7 @@ QString ownMachineStamp(const QString& storeId)
     return machineStamp(QSysInfo::machineUniqueId(), ::geteuid(), storeId);
 }
 
-StoreIdentity identify(sqlite3* database, const QString& path)
+StoreIdentity readIdentity(sqlite3* database, const QString& path)
 {
     StoreIdentity identity;
     identity.storeId = queryText(database, "SELECT storeId FROM StoreIdentity", path);

@@ -28,7 +28,7 @@ VELMIO_DATABASE_EXPORT QString ownMachineStamp(const QString& storeId);
 
 /// Reads who the store is, and stamps one that belongs nowhere yet. A stamp that cannot be written
 /// now, as on a full disk, is written by the next opening. Throws DatabaseError.
-StoreIdentity identify(sqlite3* database, const QString& path);
+StoreIdentity readIdentity(sqlite3* database, const QString& path);
 
 /// Whether a database of a newer schema version says that programs of `version` may use it.
 bool admitsVersion(sqlite3* database, int version, const QString& path);

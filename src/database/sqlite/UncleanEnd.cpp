@@ -1,11 +1,9 @@
 #include <database/sqlite/UncleanEnd.h>
 
-#include <database/sqlite/SqliteHandle.h>
+#include <database/sqlite/RawFile.h>
 
 #include <QFile>
 #include <QFileInfo>
-
-#include <sqlite3.h>
 
 using namespace Qt::StringLiterals;
 
@@ -17,19 +15,11 @@ namespace {
 // journal does so, too. SQLite itself asks like this when it closes, before it removes the log.
 bool hasNoUser(const QString& path)
 {
-    sqlite3* opened = nullptr;
-    const int result = sqlite3_open_v2(
-        QFile::encodeName(path).constData(), &opened, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX,
-        nullptr);
-    const SqliteHandle database(opened);
-    if (result != SQLITE_OK)
+    const RawFile file(path);
+    if (!file)
         return false;
-    // The connection itself takes none before its first statement, not even a PRAGMA.
-    sqlite3_file* file = nullptr;
-    sqlite3_file_control(opened, "main", SQLITE_FCNTL_FILE_POINTER, &file);
-    const bool alone = file->pMethods->xLock(file, SQLITE_LOCK_SHARED) == SQLITE_OK &&
-                       file->pMethods->xLock(file, SQLITE_LOCK_EXCLUSIVE) == SQLITE_OK;
-    file->pMethods->xUnlock(file, SQLITE_LOCK_NONE);
+    const bool alone = file.lock(SQLITE_LOCK_SHARED) && file.lock(SQLITE_LOCK_EXCLUSIVE);
+    file.unlock();
     return alone;
 }
 
