@@ -168,9 +168,8 @@ DatabaseBackups::Backup DatabaseBackups::makeAt(const QString& file) const
                                    u"file."_s);
     const QDateTime time = QDateTime::currentDateTimeUtc();
     const SqliteHandle source = openConnection(databasePath);
-    // A damaged file stays as it is.
-    setCheckpointAtClose(source.get(), false);
-    // A log that was left by a crash stays: the next opening checks the file because of it.
+    // A damaged file stays as it is, and so does a log that was left by a crash: the next opening
+    // checks the file because of it.
     setCheckpointAtClose(source.get(), false);
     // Waits for whoever has locked the readers out, which the copying would not do.
     execute(source.get(), "BEGIN", databasePath);
@@ -219,9 +218,7 @@ QString DatabaseBackups::restore(const QString& file) const
         throw DatabaseError(
             Cause::Other, backupPath + u" is the database itself: name a backup of it."_s);
     const SqliteHandle backup = openVerified(backupPath);
-    QString kept = replaceBy(backup.get());
-    SqliteDatabaseFactory::open(databasePath);
-    return kept;
+    return replaceBy(backup.get());
 }
 
 DatabaseBackups::Salvaged DatabaseBackups::salvage() const

@@ -28,8 +28,8 @@ public:
         Manual,    ///< Somebody asked for it.
         Migration, ///< The schema was about to be changed.
         Rekey,     ///< The passwords were about to be encrypted anew.
-        Import,
-        Fix, ///< A repair was about to change rows.
+        Import,    ///< Records were about to be brought in.
+        Fix,       ///< A repair was about to change rows.
     };
 
     struct Backup
@@ -66,11 +66,12 @@ public:
     /// Throws unless the file is a whole database of ours that this library can read.
     static void verify(const QString& file);
 
-    /// Puts the content of a file in the place of the database's, and brings its schema up to date.
-    /// Returns the path under which the content of before is kept; empty when there was none.
+    /// Puts the content of a file in the place of the database's. Returns the path under which the
+    /// content of before is kept; empty when there was none.
     ///
-    /// The file is verified first. With Cause::Busy it refuses as long as anybody, this process
-    /// included, has the database open. The database is as it was when this throws.
+    /// The file is verified first. One of an earlier version is brought up to date when the
+    /// database is opened. With Cause::Busy it refuses as long as anybody, this process included,
+    /// has the database open. The database is as it was when this throws.
     QString restore(const QString& file) const;
 
     /// Ids from the first to the last.
@@ -85,8 +86,8 @@ public:
     {
         QString name;
         qint64 rows = 0;
-        /// Where the file could not be read: rows with these ids are lost if there were any.
-        QList<IdRange> lostIds = {};
+        /// Rows with these ids are lost if there were any.
+        QList<IdRange> unreadableIds = {};
     };
 
     struct Salvaged

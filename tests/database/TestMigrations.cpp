@@ -150,6 +150,12 @@ void TestMigrations::aBackupOfTheEarlierVersionIsMade()
     QCOMPARE(backups.first().reason, DatabaseBackups::Reason::Migration);
     QCOMPARE(rowsOf(backups.first().path), rows);
     QCOMPARE(RawDatabase(backups.first().path).value(u"PRAGMA user_version"_s), version);
+    // The way back.
+    DatabaseBackups(path).restore(backups.first().path);
+    QCOMPARE(RawDatabase(path).value(u"PRAGMA user_version"_s), version);
+    QCOMPARE(rowsOf(path), rows);
+    SqliteDatabaseFactory::open(path);
+    QCOMPARE(rowsOf(path), rows);
 }
 
 void TestMigrations::withoutABackupNothingIsMigrated()

@@ -115,11 +115,11 @@ QList<Leaf> leavesOf(const QString& path, const QString& table)
 
 using Ranges = QList<std::pair<qint64, qint64>>;
 
-Ranges lostIdsOf(const DatabaseBackups::Salvaged& salvaged, const QString& table)
+Ranges unreadableIdsOf(const DatabaseBackups::Salvaged& salvaged, const QString& table)
 {
     Ranges ranges;
     for (const auto& entry : salvaged.tables) {
-        for (const auto& range : entry.lostIds) {
+        for (const auto& range : entry.unreadableIds) {
             if (entry.name == table)
                 ranges.append({range.first, range.last});
         }
@@ -227,7 +227,7 @@ void TestSalvage::takesAWholeDatabaseAlong()
     QCOMPARE(salvaged.tables.size(), 8);
     qint64 rows = 0;
     for (const auto& table : salvaged.tables) {
-        QCOMPARE(table.lostIds.size(), 0);
+        QCOMPARE(table.unreadableIds.size(), 0);
         rows += table.rows;
     }
     QCOMPARE(rows, before.size());
@@ -249,15 +249,16 @@ void TestSalvage::takesAlongWhatLiesAroundDamagedPages()
     const auto salvaged = backups().salvage();
 
     QCOMPARE(
-        lostIdsOf(salvaged, u"FileConfiguration"_s), (Ranges{
-                                                         {1, leaves[0].lastId},
-                                                         {leaves[2].lastId + 1, leaves[4].lastId},
-                                                         {leaves[19].lastId + 1, leaves[20].lastId},
-                                                         {leaves[last - 1].lastId + 1, Files}}));
+        unreadableIdsOf(salvaged, u"FileConfiguration"_s),
+        (Ranges{
+            {1, leaves[0].lastId},
+            {leaves[2].lastId + 1, leaves[4].lastId},
+            {leaves[19].lastId + 1, leaves[20].lastId},
+            {leaves[last - 1].lastId + 1, Files}}));
     const Rows after = rowsOf(path, u"FileConfiguration"_s);
     for (int id = 1; id <= Files; ++id) {
         const QString key = u"FileConfiguration %1"_s.arg(id);
-        const bool isLost = contains(lostIdsOf(salvaged, u"FileConfiguration"_s), id);
+        const bool isLost = contains(unreadableIdsOf(salvaged, u"FileConfiguration"_s), id);
         QCOMPARE(after.value(key), isLost ? QString() : before.value(key));
     }
     QCOMPARE(bytesOf(salvaged.keptPath), damaged);
@@ -279,7 +280,7 @@ void TestSalvage::losesOneRowWithItsLongText()
     const auto salvaged = backups().salvage();
 
     QCOMPARE(
-        lostIdsOf(salvaged, u"FileConfiguration"_s),
+        unreadableIdsOf(salvaged, u"FileConfiguration"_s),
         (Ranges{{FileWithLongText, FileWithLongText}}));
     rows.remove(u"FileConfiguration %1"_s.arg(FileWithLongText));
     QCOMPARE(rowsOf(path), rows);
@@ -292,7 +293,7 @@ void TestSalvage::losesOneTableWithTheTopOfItsTree()
 
     const auto salvaged = backups().salvage();
 
-    QCOMPARE(lostIdsOf(salvaged, u"FileConfiguration"_s), (Ranges{{1, Files}}));
+    QCOMPARE(unreadableIdsOf(salvaged, u"FileConfiguration"_s), (Ranges{{1, Files}}));
     for (int id = 1; id <= Files; ++id)
         rows.remove(u"FileConfiguration %1"_s.arg(id));
     QCOMPARE(rowsOf(path), rows);
@@ -340,7 +341,8 @@ void TestSalvage::leavesIdsOutWhereTheLastOneIsUnknown()
     const auto salvaged = backups().salvage();
 
     const qint64 lastRead = leaves[last - 1].lastId;
-    QCOMPARE(lostIdsOf(salvaged, u"FileConfiguration"_s), (Ranges{{lastRead + 1, 2'147'483'647}}));
+    QCOMPARE(
+        unreadableIdsOf(salvaged, u"FileConfiguration"_s), (Ranges{{lastRead + 1, 2'147'483'647}}));
     QCOMPARE(nextFileId(), lastRead + 1'000'001);
 }
 
@@ -365,7 +367,7 @@ void TestSalvage::keepsTheDefaultScheduleWhereNoneCanBeRead()
 
     const auto salvaged = backups().salvage();
 
-    QCOMPARE(lostIdsOf(salvaged, u"Schedules"_s), (Ranges{{1, 1}}));
+    QCOMPARE(unreadableIdsOf(salvaged, u"Schedules"_s), (Ranges{{1, 1}}));
     QCOMPARE(
         RawDatabase(path).run(u"SELECT folderConfigurationId || syncInterval FROM Schedules"_s),
         QStringList{u"030"_s});
@@ -417,7 +419,7 @@ void TestSalvage::losesNoRowThatItDoesNotTell()
 
         Rows after = rowsOf(path);
         for (const auto& table : salvaged.tables) {
-            const Ranges lost = lostIdsOf(salvaged, table.name);
+            const Ranges lost = unreadableIdsOf(salvaged, table.name);
             const Rows tableBefore = rowsOfTable(before, table.name);
             for (auto row = tableBefore.begin(); row != tableBefore.end(); ++row) {
                 const QString now = after.take(row.key());

@@ -114,7 +114,7 @@ QString textOf(const QList<DatabaseBackups::IdRange>& ranges)
 QJsonObject objectOf(const DatabaseBackups::SalvagedTable& table)
 {
     QJsonArray ranges;
-    for (const auto& [first, last] : table.lostIds)
+    for (const auto& [first, last] : table.unreadableIds)
         ranges.append(QJsonArray{first, last});
     return {{u"rows"_s, table.rows}, {u"unreadableIds"_s, ranges}};
 }
@@ -126,9 +126,9 @@ void print(Session& session, const DatabaseBackups::Salvaged& salvaged)
     QJsonObject tables;
     bool complete = true;
     for (const auto& entry : salvaged.tables) {
-        table.addRow({QString::number(entry.rows), entry.name, textOf(entry.lostIds)});
+        table.addRow({QString::number(entry.rows), entry.name, textOf(entry.unreadableIds)});
         tables.insert(entry.name, objectOf(entry));
-        complete = complete && entry.lostIds.isEmpty();
+        complete = complete && entry.unreadableIds.isEmpty();
     }
     session.exitCode = complete ? ExitCode::Ok : ExitCode::Findings;
     if (session.output.json()) {

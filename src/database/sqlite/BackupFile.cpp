@@ -115,6 +115,7 @@ SqliteHandle openVerified(const QString& path)
     try {
         requireFile(path);
         SqliteHandle database = openForReading(path, logOf(path));
+        setWaiting(database.get(), true);
         verify(database.get(), path);
         return database;
     } catch (const DatabaseError& error) {
@@ -132,7 +133,7 @@ void writeVerifiedCopy(sqlite3* source, const QString& target)
 
 void writeVerifiedContent(sqlite3* source, PartialFile& partial)
 {
-    const QString target = partial.targetPath();
+    const QString& target = partial.targetPath();
     fill(partial.path(), source, target);
     try {
         verify(openForReading(partial.path(), LogBeside::Ignored).get(), partial.path());

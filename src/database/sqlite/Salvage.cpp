@@ -91,7 +91,7 @@ public:
 
     qint64 rows() const { return copiedRows; }
     Id largestCopiedId() const { return largestId; }
-    const QList<DatabaseBackups::IdRange>& lostIds() const { return lost; }
+    const QList<DatabaseBackups::IdRange>& unreadableIds() const { return unreadable; }
 
 private:
     bool copyUpFrom(Id first);
@@ -107,7 +107,7 @@ private:
 
     qint64 copiedRows = 0;
     Id largestId = 0;
-    QList<DatabaseBackups::IdRange> lost;
+    QList<DatabaseBackups::IdRange> unreadable;
 };
 
 TableSalvage::TableSalvage(
@@ -135,9 +135,9 @@ void TableSalvage::copyRows(Id lastId)
         const Id above = largestId;
         const Id found = up ? findBehindDamage(std::max(above, first), lastId) : NoId;
         const Id readable = up ? copyDownTo(above, found) : NoId;
-        const Id lastLost = std::min(readable - 1, lastId);
-        if (lastLost > above)
-            lost.append({above + 1, lastLost});
+        const Id lastUnreadable = std::min(readable - 1, lastId);
+        if (lastUnreadable > above)
+            unreadable.append({above + 1, lastUnreadable});
         if (found == NoId)
             return;
         first = found;
@@ -227,7 +227,7 @@ TableSalvage salvageRows(
     execute(fresh, ("DELETE FROM " + QByteArray(table)).constData(), freshPath);
     TableSalvage salvage(damaged, fresh, table, freshPath);
     salvage.copyRows(lastId);
-    if (salvage.rows() == 0 && !salvage.lostIds().isEmpty())
+    if (salvage.rows() == 0 && !salvage.unreadableIds().isEmpty())
         execute(fresh, "ROLLBACK TO whole", freshPath);
     execute(fresh, "RELEASE whole", freshPath);
     return salvage;
@@ -242,7 +242,7 @@ DatabaseBackups::SalvagedTable salvageTable(
     const Id lastSeen = salvage.largestCopiedId();
     setLastGivenId(
         fresh, table, lastGiven.value_or(std::min(lastSeen + UnknownIds, LargestId)), freshPath);
-    return {QString::fromLatin1(table), salvage.rows(), salvage.lostIds()};
+    return {QString::fromLatin1(table), salvage.rows(), salvage.unreadableIds()};
 }
 
 } // namespace

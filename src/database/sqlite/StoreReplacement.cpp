@@ -11,13 +11,15 @@
 #include <QDateTime>
 #include <QFile>
 #include <QFileInfo>
+#include <QStringList>
 
 #include <sqlite3.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
+#include <memory>
 #include <unistd.h>
+#include <vector>
 
 using namespace Qt::StringLiterals;
 
@@ -59,8 +61,8 @@ bool run(sqlite3* database, const char* sql)
     return sqlite3_exec(database, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
 }
 
-// Of no avail with any other content of the file either.
-bool isTroubleOfThePlace(sqlite3* database)
+// Whether a file that SQLite does not take would be of no more use with another content.
+bool isTroubleOfThePlace(sqlite3* database, const QString& path)
 {
     switch (sqlite3_errcode(database) & 0xff) {
     case SQLITE_CORRUPT:
@@ -68,8 +70,8 @@ bool isTroubleOfThePlace(sqlite3* database)
     case SQLITE_NOTADB:
         return false;
     case SQLITE_READONLY:
-        // Otherwise its header says so, as that of a later format does.
-        return sqlite3_db_readonly(database, "main") == 1;
+        // Its header may say so, as that of a later format does.
+        return ::access(QFile::encodeName(path).constData(), W_OK) != 0;
     default:
         return true;
     }
@@ -95,25 +97,39 @@ void copyDatabaseBytes(sqlite3* database, const QString& path, PartialFile& copy
             failAt(path, u"Cannot read the database"_s, EIO);
         copy.append(part);
     }
-    copy.publish();
 }
 
-void copyLog(const QString& path, const QString& target)
+void copyLogBytes(const QString& path, PartialFile& copy)
 {
     QFile log(path);
-    if (QFileInfo(path).size() == 0)
-        return;
-    if (!log.open(QIODevice::ReadOnly))
-        failAt(path, u"Cannot read the log"_s, EIO);
-    PartialFile copy(target);
-    while (!log.atEnd())
-        copy.append(log.read(PartBytes));
+    if (log.open(QIODevice::ReadOnly)) {
+        for (auto part = log.read(PartBytes); !part.isEmpty(); part = log.read(PartBytes))
+            copy.append(part);
+    }
     if (log.error() != QFileDevice::NoError)
         failAt(path, u"Cannot read the log"_s, EIO);
-    copy.publish();
 }
 
-constexpr auto LogEndings = {u"-wal", u"-journal"};
+// The paths of the logs beside a database that hold something.
+QStringList logsBeside(const QString& path)
+{
+    QStringList logs;
+    for (const QString& log : {path + u"-wal"_s, path + u"-journal"_s}) {
+        if (QFileInfo(log).size() > 0)
+            logs += log;
+    }
+    return logs;
+}
+
+// Not when they cannot be read: whoever made them, the file is kept.
+bool hasTables(sqlite3* database, const QString& path)
+{
+    try {
+        return queryNumber(database, "SELECT count(*) FROM sqlite_schema", path) > 0;
+    } catch (const DatabaseError&) {
+        return false;
+    }
+}
 
 } // namespace
 
@@ -121,7 +137,7 @@ QString pathForReplaced(const QString& path)
 {
     QDateTime time = QDateTime::currentDateTimeUtc();
     for (;; time = time.addMSecs(1)) {
-        const QString name = path + u"-replaced."_s + time.toString(u"yyyyMMdd'T'HHmmsszzz'Z'"_s);
+        QString name = path + u"-replaced."_s + time.toString(u"yyyyMMdd'T'HHmmsszzz'Z'"_s);
         if (!QFileInfo::exists(name) && !QFileInfo::exists(name + u"-wal"_s))
             return name;
     }
@@ -130,9 +146,8 @@ QString pathForReplaced(const QString& path)
 void setStrayLogsAside(const QString& path)
 {
     const QString aside = pathForReplaced(path);
-    for (const auto* const ending : LogEndings) {
-        const QString log = path + QString::fromUtf16(ending);
-        if (QFileInfo(log).size() > 0 && !QFile::rename(log, aside + QString::fromUtf16(ending)))
+    for (const QString& log : logsBeside(path)) {
+        if (!QFile::rename(log, aside + log.sliced(path.size())))
             failAt(log, u"Cannot rename the log"_s, errno);
     }
     syncFolder(QFileInfo(path).path());
@@ -161,7 +176,7 @@ void StoreReplacement::lock()
         database.reset();
         throw inUse(path);
     }
-    if (isTroubleOfThePlace(database.get()))
+    if (isTroubleOfThePlace(database.get(), path))
         throw databaseError(database.get(), path);
     readable = false;
     lockUnreadable();
@@ -170,13 +185,13 @@ void StoreReplacement::lock()
 void StoreReplacement::requireOurs() const
 {
     const auto id = queryNumber(database.get(), "PRAGMA application_id", path);
-    const bool isEmpty =
-        id == 0 && queryNumber(database.get(), "SELECT count(*) FROM sqlite_schema", path) == 0;
-    if (id != ApplicationId && !isEmpty)
-        throw DatabaseError(
-            Cause::ForeignDatabase, u"The file "_s + path +
-                                        u" is a database of another program, and is left alone. "
-                                        u"Name the right file."_s);
+    if (id == ApplicationId || (id == 0 && !hasTables(database.get(), path)))
+        return;
+    throw DatabaseError(
+        Cause::ForeignDatabase,
+        u"The file "_s + path +
+            u" is a database of another program, and is left alone. Name the right file, or move "
+            u"this one away."_s);
 }
 
 void StoreReplacement::lockUnreadable()
@@ -205,37 +220,47 @@ QString StoreReplacement::keepOld() const
             cause != Cause::ForeignDatabase)
             throw;
     }
-    // Byte for byte what cannot be understood, and the database last: it has its log by then.
-    for (const auto* const ending : LogEndings)
-        copyLog(path + QString::fromUtf16(ending), kept + QString::fromUtf16(ending));
-    PartialFile copy(kept);
-    copyDatabaseBytes(database.get(), path, copy);
+    copyBytes(kept);
     return kept;
+}
+
+// What cannot be understood.
+void StoreReplacement::copyBytes(const QString& target) const
+{
+    PartialFile copy(target);
+    copyDatabaseBytes(database.get(), path, copy);
+    std::vector<std::unique_ptr<PartialFile>> logs;
+    for (const QString& log : logsBeside(path)) {
+        logs.push_back(std::make_unique<PartialFile>(target + log.sliced(path.size())));
+        copyLogBytes(log, *logs.back());
+    }
+    // The database last: it has its log by then.
+    for (const auto& log : logs)
+        log->publish();
+    copy.publish();
 }
 
 void StoreReplacement::replaceBy(sqlite3* source)
 {
-    if (!readable || !writeInto(source))
+    if (readable)
+        writeInto(source);
+    else
         swapFile(source);
 }
 
-bool StoreReplacement::writeInto(sqlite3* source)
+void StoreReplacement::writeInto(sqlite3* source)
 {
-    const auto pageBytes = [this](sqlite3* of) {
-        return queryNumber(of, "PRAGMA page_size", path);
-    };
-    // A database with a log cannot change the size of its pages.
-    if (pageBytes(source) != pageBytes(database.get()))
-        run(database.get(), "PRAGMA journal_mode = DELETE");
-    if (!copyContent(source, database.get())) {
-        if (isTroubleOfThePlace(database.get()))
-            throw databaseError(database.get(), path);
-        return false;
+    bool written = copyContent(source, database.get());
+    if (!written && (sqlite3_errcode(database.get()) & 0xff) == SQLITE_READONLY) {
+        // A database with a log cannot change the size of its pages.
+        execute(database.get(), "PRAGMA journal_mode = DELETE", path);
+        written = copyContent(source, database.get());
     }
+    if (!written)
+        throw databaseError(database.get(), path);
     // It is durable in the log already. From there it comes into the file at the close or, should
     // that fail, by whoever opens it next.
     setCheckpointAtClose(database.get(), true);
-    return true;
 }
 
 void StoreReplacement::swapFile(sqlite3* source) const
@@ -244,8 +269,10 @@ void StoreReplacement::swapFile(sqlite3* source) const
     writeVerifiedContent(source, fresh);
     // No process can use the old file, with or without its log: between these steps it is as
     // useless as it was, and a log never stands beside a file that it does not belong to.
-    for (const auto* const ending : LogEndings)
-        QFile::remove(path + QString::fromUtf16(ending));
+    for (const QString& log : logsBeside(path)) {
+        if (::unlink(QFile::encodeName(log).constData()) != 0)
+            failAt(log, u"Cannot remove the log"_s, errno);
+    }
     syncFolder(QFileInfo(path).path());
     fresh.publishOver();
 }

@@ -38,7 +38,8 @@ private:
     void lock();
     void requireOurs() const;
     void lockUnreadable();
-    bool writeInto(sqlite3* source);
+    void copyBytes(const QString& target) const;
+    void writeInto(sqlite3* source);
     void swapFile(sqlite3* source) const;
 
     const QString path;
