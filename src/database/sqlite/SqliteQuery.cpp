@@ -55,9 +55,9 @@ QString SqliteQuery::textValue(int index) const
     return column(index).toText();
 }
 
-bool SqliteQuery::holdsText(int index, QStringView text) const
+bool SqliteQuery::holdsText(int index, QStringView expected) const
 {
-    return column(index).holds(text);
+    return column(index).holds(expected);
 }
 
 QDateTime SqliteQuery::utcTimeValue(int index) const

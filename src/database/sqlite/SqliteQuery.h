@@ -30,7 +30,7 @@ public:
     int intValue(int index) const override;
     qlonglong longLongValue(int index) const override;
     QString textValue(int index) const override;
-    bool holdsText(int index, QStringView text) const override;
+    bool holdsText(int index, QStringView expected) const override;
     QDateTime utcTimeValue(int index) const override;
     void bindNumber(const QString& placeholder, qlonglong value) override;
     void bindText(const QString& placeholder, const QString& value) override;
