@@ -279,8 +279,8 @@ void TestDatabaseBackups::theOldestOfEachReasonGo()
         expected += made[index].path;
     expected += rekey.path;
     QStringList paths;
-    for (const auto& backup : backups().list())
-        paths += backup.path;
+    for (const auto& listed : backups().list())
+        paths += listed.path;
     QCOMPARE(paths, expected);
     QCOMPARE(entriesOf(backups().folder()).size(), expected.size());
     const auto newest = backups().list().first();
@@ -524,8 +524,9 @@ QString TestDatabaseBackups::aliasesIn(const QString& file) const
 bool TestDatabaseBackups::isKept(
     const QString& place, const QByteArray& bytes, const QByteArray& log, bool opens) const
 {
-    const QFileInfo store(place);
-    for (const QFileInfo& entry : store.dir().entryInfoList({store.fileName() + u"-replaced.*Z"_s}))
+    const QFileInfo placed(place);
+    const QString replaced = placed.fileName() + u"-replaced.*Z"_s;
+    for (const QFileInfo& entry : placed.dir().entryInfoList({replaced}))
         if (opens ? aliasesIn(entry.filePath()) == u"old logged"
                   : bytesOf(entry.filePath()) == bytes &&
                         bytesOf(entry.filePath() + u"-wal"_s) == log)
@@ -738,13 +739,13 @@ void TestDatabaseBackups::restoreThatIsKilledLeavesTheOldContentOrTheNew_data()
     QTest::newRow("other pages") << Change([](const QString&, const QString& copy) {
         RawDatabase(copy).run(u"PRAGMA page_size = 8192; VACUUM"_s);
     }) << true;
-    QTest::newRow("damaged") << Change([](const QString& store, const QString&) {
-        QByteArray bytes = bytesOf(store);
+    QTest::newRow("damaged") << Change([](const QString& place, const QString&) {
+        QByteArray bytes = bytesOf(place);
         bytes.replace(5 * 4096, 4096, QByteArray(4096, '\xA5'));
-        write(store, bytes);
+        write(place, bytes);
     }) << false;
-    QTest::newRow("no database") << Change([](const QString& store, const QString&) {
-        write(store, QByteArray(20000, 'x'));
+    QTest::newRow("no database") << Change([](const QString& place, const QString&) {
+        write(place, QByteArray(20000, 'x'));
     }) << false;
 }
 

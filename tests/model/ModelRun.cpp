@@ -747,13 +747,14 @@ void ModelRun::removeFileAndLinked()
 void ModelRun::removeDependant()
 {
     const FileConfigurationType type = chance(50) ? BaseFile : GeneratedFile;
-    const int id = anyId(model.files[type]);
+    auto& rows = model.files[static_cast<std::size_t>(type)];
+    const int id = anyId(rows);
     description += u"remove file %1 of type %2"_s.arg(id).arg(type);
     expect(
         type == BaseFile ? files->RemoveBaseFileConfiguration(id)
                          : files->RemoveGeneratedFileConfiguration(id),
         u"the removal"_s);
-    model.files[type].erase(id);
+    rows.erase(id);
 }
 
 void ModelRun::removeFilesOfFolder()
@@ -851,7 +852,7 @@ void ModelRun::listFiles()
     for (const auto type : {OrdinaryFile, GeneratedFile, BaseFile}) {
         expect(
             sortedIdsOf(files->GetFileConfigurationsByRootFolderId(id, type)) ==
-                idsWhere(model.files[type], inRoot),
+                idsWhere(model.files[static_cast<std::size_t>(type)], inRoot),
             u"the files of type %1 of the root"_s.arg(type));
     }
     const auto status = static_cast<FileSynchronizationStatus>(below(4));

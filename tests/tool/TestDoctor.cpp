@@ -304,7 +304,7 @@ void TestDoctor::mendingTakesOneTransaction()
                u" BEGIN SELECT raise(ABORT, 'refused'); END"_s);
     const QStringList before = sample.findings();
 
-    QVERIFY_EXCEPTION_THROWN(mend(sample.session), CommandError);
+    QVERIFY_THROWS_EXCEPTION(CommandError, mend(sample.session));
 
     QCOMPARE(before.size(), 2);
     QCOMPARE(sample.findings(), before);
@@ -318,7 +318,7 @@ void TestDoctor::nothingIsMendedThatLeadsToNewErrors()
                u" BEGIN UPDATE AuthenticationConfiguration SET serverId = 9; END"_s);
     const QStringList before = sample.findings();
 
-    QVERIFY_EXCEPTION_THROWN(mend(sample.session), CommandError);
+    QVERIFY_THROWS_EXCEPTION(CommandError, mend(sample.session));
 
     QCOMPARE(sample.findings(), before);
 }
@@ -329,7 +329,7 @@ void TestDoctor::nothingIsMendedAfterAFailedRead()
     sample.run(u"UPDATE FolderConfiguration SET rootId = 9 WHERE id = 4"_s);
     sample.run(u"ALTER TABLE Schedules RENAME COLUMN folderConfigurationId TO folderId"_s);
 
-    QVERIFY_EXCEPTION_THROWN(mend(sample.session), CommandError);
+    QVERIFY_THROWS_EXCEPTION(CommandError, mend(sample.session));
 
     QCOMPARE(
         sample.session.database().number(u"SELECT rootId FROM FolderConfiguration WHERE id = 4"_s),

@@ -131,9 +131,9 @@ private:
     // Alone, and not in a transaction as plant() does it.
     void plantRoot()
     {
-        const QString path = RootsPath + run + u'-' + QString::number(++count);
-        perform(u"set %1 root"_s.arg(path), [&] {
-            FolderConfiguration root = sampleFolder(path, 0, -1);
+        const QString rootPath = RootsPath + run + u'-' + QString::number(++count);
+        perform(u"set %1 root"_s.arg(rootPath), [&] {
+            FolderConfiguration root = sampleFolder(rootPath, 0, -1);
             return managers->folders->Add(root);
         });
     }
