@@ -363,7 +363,8 @@ void TestVelmioctlBackup::recoverSalvagesWhatCanBeRead()
     QCOMPARE(tables.size(), 8);
     QCOMPARE(
         tables[u"ProductConfiguration"_s].toObject(),
-        (QJsonObject{{u"rows"_s, 0}, {u"unreadableIds"_s, QJsonArray{QJsonArray{1, 2}}}}));
+        (QJsonObject{
+            {u"rows"_s, 0}, {u"unreadableIds"_s, QJsonArray{QJsonValue(QJsonArray{1, 2})}}}));
     QCOMPARE(
         tables[u"ServerConfiguration"_s].toObject(),
         (QJsonObject{{u"rows"_s, 1}, {u"unreadableIds"_s, QJsonArray{}}}));
