@@ -41,7 +41,7 @@ QDateTime readDateTime(const QVariant& column)
 {
     const TimeText text(column);
     if (const auto reading = parseClockReading(text.view())) {
-        const QDateTime clock = utcTime(reading->sinceEpoch);
+        QDateTime clock = utcTime(reading->sinceEpoch);
         if (reading->zone == "Z")
             return clock;
         if (reading->zone.empty())
