@@ -8,10 +8,9 @@
 namespace sync::config {
 
 /// Stores the sign-ins, their passwords encrypted.
-///
-/// Keeps no state between calls: as thread-safe as the factory it is given. A lookup that finds
-/// nothing or fails returns a record with id -1. The operations that store a password pass on
-/// sync::core::crypto::KeyError when there is no key to encrypt it with; nothing is stored then.
+/// What each operation answers is told by the interface. Keeps no state between calls: as
+/// thread-safe as the factory it is given. core::crypto::setKeyStore() chooses the keys. Nothing is
+/// thrown but core::crypto::KeyError, where a password is to be stored and there is no key.
 class VELMIO_CONFIGURATION_EXPORT AuthenticationConfigManager
     : public interf::IAuthenticationConfigManager,
       public DatabaseConfigurationManager
@@ -19,6 +18,7 @@ class VELMIO_CONFIGURATION_EXPORT AuthenticationConfigManager
     Q_OBJECT
 
 public:
+    /// Keeps the factory, which must not be null. The manager has no parent.
     explicit AuthenticationConfigManager(
         std::shared_ptr<interf::factory::IDatabaseFactory> databaseFactory);
     ~AuthenticationConfigManager() override;
@@ -26,30 +26,13 @@ public:
     // The first two stand in the order that the meta-object shows.
     Q_INVOKABLE sync::config::AuthenticationConfiguration GetAuthenticationConfigurationById(
         int authenticationConfigurationId) const override;
-
-    /// The first sign-in of this user on this domain, as the database orders them.
     Q_INVOKABLE sync::config::AuthenticationConfiguration
     GetAuthenticationConfigurationByDomainAndUser(QString domain, QString userName) const override;
-
-    /// All sign-ins in the database's order; empty when the query fails.
     Q_INVOKABLE QVector<sync::config::AuthenticationConfiguration> GetAll() const override;
-
-    /// Stores every field under the record's id; false when that fails. True for an id that is not
-    /// in the table, which changes nothing.
     bool Update(AuthenticationConfiguration signIn) override;
-
-    /// Stores a new sign-in and sets its id; false when that fails, with the record unchanged.
     bool Add(AuthenticationConfiguration& signIn) override;
-
-    /// Removes one row; true also when there was none. Folders that refer to it are not touched.
     bool Remove(int id) override;
-
-    /// Each pair of domain and user name once, in records that hold nothing else; empty when the
-    /// query fails.
     QVector<AuthenticationConfiguration> GetDistinctAuthenticationConfigurations() override;
-
-    /// Gives a user on a domain a new password in all sign-ins. How many they were, or -1 when that
-    /// fails.
     int UpdatePassword(QString domain, QString userName, QString password) override;
 
 private:

@@ -18,9 +18,12 @@ class RowReader;
 class Statement;
 
 /// What all managers share: the database factory, and the text form of name-value properties.
+///
+/// Has no state but the factory, and so is as thread-safe as that.
 class VELMIO_CONFIGURATION_EXPORT DatabaseConfigurationManager
 {
 public:
+    /// Keeps the factory, which must not be null, and asks it nothing yet.
     explicit DatabaseConfigurationManager(
         std::shared_ptr<interf::factory::IDatabaseFactory> databaseFactory);
     virtual ~DatabaseConfigurationManager();
@@ -48,6 +51,7 @@ protected:
     /// The properties in a column of the row.
     QMap<QString, QString> _NameValueProperties(const RowReader& row, int column) const;
 
+    /// What all operations get their queries from; never null.
     const std::shared_ptr<interf::factory::IDatabaseFactory> databaseFactory;
 };
 

@@ -7,16 +7,20 @@
 
 namespace sync::config {
 
-/// A reference from one file to another.
+/// A reference from one file to another. A value.
 class VELMIO_CONFIGURATION_EXPORT FileLink
 {
 public:
+    /// An empty link.
     FileLink() = default;
     virtual ~FileLink();
+
+    /// Takes along every member. @{
     FileLink(const FileLink& other) = default;
     FileLink(FileLink&& other) noexcept = default;
     FileLink& operator=(const FileLink& other) = default;
     FileLink& operator=(FileLink&& other) noexcept = default;
+    ///@}
 
     /// True when the link leads nowhere: neither file, server file nor path. Such a link is never
     /// stored, whatever its RefId.

@@ -43,6 +43,7 @@ public:
     /// under it.
     static constexpr std::chrono::hours DefaultKeyRest{24};
 
+    /// Keeps the factory, which must not be null, and asks it nothing yet.
     explicit PasswordKeys(std::shared_ptr<interf::factory::IDatabaseFactory> databaseFactory);
     ~PasswordKeys();
 

@@ -8,37 +8,25 @@
 namespace sync::config {
 
 /// Stores the products that are registered with the servers.
-///
-/// Keeps no state between calls: as thread-safe as the factory it is given. Nothing is thrown: a
-/// lookup that finds nothing or fails returns a record with id -1.
+/// What each operation answers is told by the interface. Keeps no state between calls: as
+/// thread-safe as the factory it is given. Nothing is thrown.
 class VELMIO_CONFIGURATION_EXPORT ProductConfigManager : public interf::IProductConfigManager,
                                                          public DatabaseConfigurationManager
 {
     Q_OBJECT
 
 public:
+    /// Keeps the factory, which must not be null. The manager has no parent.
     explicit ProductConfigManager(
         std::shared_ptr<interf::factory::IDatabaseFactory> databaseFactory);
     ~ProductConfigManager() override;
 
     Q_INVOKABLE sync::config::ProductConfiguration GetProductConfigurationById(int id) override;
-
-    /// The first product with this key on this server, as the database orders them.
     Q_INVOKABLE sync::config::ProductConfiguration GetProductConfigurationByServerIdAndConsumerKey(
         int serverId, QString consumerKey) override;
-
-    /// All products in the database's order; empty when the query fails.
     Q_INVOKABLE QVector<sync::config::ProductConfiguration> GetAll() override;
-
-    /// Stores the fields under the record's id, and NULL as the consumer secret; false when that
-    /// fails. True for an id that is not in the table, which changes nothing.
     Q_INVOKABLE bool Update(sync::config::ProductConfiguration ProductConfiguration) override;
-
-    /// Stores a new product and sets its id; false when that fails, with the record unchanged.
     Q_INVOKABLE bool Add(sync::config::ProductConfiguration& ProductConfiguration) override;
-
-    /// Removes one row; true also when there was none. Folders and files that refer to it are not
-    /// touched.
     Q_INVOKABLE bool Remove(int ProductConfigurationId) override;
 
 private:

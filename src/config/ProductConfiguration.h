@@ -11,44 +11,56 @@ namespace sync::config {
 
 /// One product of the client that is registered with a server.
 ///
-/// A value: copies are new objects without parent that hold the same properties.
+/// A value: copies are new objects without parent that hold the same properties. A new record has
+/// id -1 and empty texts. One record is used by one thread at a time.
 class VELMIO_CONFIGURATION_EXPORT ProductConfiguration : public QObject
 {
     Q_OBJECT
     // clang-format off
+    /// For the meta-object: each stands for the accessors of its name. @{
     Q_PROPERTY(int     Id             READ getId)
     Q_PROPERTY(QString Name           READ getName           WRITE setName)
     Q_PROPERTY(QString ConsumerKey    READ getConsumerKey    WRITE setConsumerKey)
     Q_PROPERTY(QString ConsumerSecret READ getConsumerSecret WRITE setConsumerSecret)
     Q_PROPERTY(int     ServerId       READ getServerId       WRITE setServerId)
+    ///@}
     // clang-format on
 
 public:
+    /// A record with the defaults that the getters name.
     ProductConfiguration();
     ~ProductConfiguration() override;
+
+    /// Takes along the properties, but no parent and no name-value properties. A record that was
+    /// moved from is to be assigned or destroyed only. @{
     ProductConfiguration(const ProductConfiguration& other);
     ProductConfiguration(ProductConfiguration&& other) noexcept;
     ProductConfiguration& operator=(const ProductConfiguration& other);
     ProductConfiguration& operator=(ProductConfiguration&& other) noexcept;
+    ///@}
 
     /// -1 for a record that is not in the database.
     int getId() const { return members.id; }
 
-    /// The name to show.
+    /// The name to show. @{
     QString getName() const { return members.name; }
     void setName(QString value) { members.name = std::move(value); }
+    ///@}
 
-    /// The key that the product presents to the server.
+    /// The key that the product presents to the server. @{
     QString getConsumerKey() const { return members.consumerKey; }
     void setConsumerKey(QString value) { members.consumerKey = std::move(value); }
+    ///@}
 
-    /// The secret that goes with the key. Stored in clear, and only when the product is added.
+    /// The secret that goes with the key. Stored in clear, and only when the product is added. @{
     QString getConsumerSecret() const { return members.consumerSecret; }
     void setConsumerSecret(QString value) { members.consumerSecret = std::move(value); }
+    ///@}
 
-    /// The server that the product is registered with.
+    /// The server that the product is registered with; 0 in a new record. @{
     int getServerId() const { return members.serverId; }
     void setServerId(int value) { members.serverId = value; }
+    ///@}
 
 private:
     friend class ProductConfigManager;

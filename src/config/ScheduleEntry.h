@@ -11,49 +11,63 @@ namespace sync::config {
 
 /// When and how often to synchronise: one folder, or the whole client.
 ///
-/// A value: copies are new objects without parent that hold the same fields. Times are stored and
-/// returned as given.
+/// A value: copies are new objects without parent that hold the same fields. One record is used by
+/// one thread at a time. Setters keep times as they are given; the database keeps their clock
+/// reading, and a record that is read from it has that reading as local time.
 class VELMIO_CONFIGURATION_EXPORT ScheduleEntry : public QObject
 {
     Q_OBJECT
     // clang-format off
+    /// For the meta-object: each stands for the accessors of its name. @{
     Q_PROPERTY(int                        Id               READ getId)
     Q_PROPERTY(QDateTime                  StartTime        READ getStartTime        WRITE setStartTime)
     Q_PROPERTY(QDateTime                  ExpireTime       READ getExpireTime       WRITE setExpireTime)
     Q_PROPERTY(int                        FolderConfigId   READ getFolderConfigId   WRITE setFolderConfigId)
     Q_PROPERTY(sync::config::SyncSchedule SyncScheduleType READ getSyncScheduleType WRITE setSyncScheduleType)
     Q_PROPERTY(int                        SyncInterval     READ getSyncInterval     WRITE setSyncInterval)
+    ///@}
     // clang-format on
 
 public:
+    /// A record with the defaults that the getters name.
     ScheduleEntry();
     ~ScheduleEntry() override;
+
+    /// Takes along every field, but no parent. A record that was moved from is to be assigned or
+    /// destroyed only. @{
     ScheduleEntry(const ScheduleEntry& other);
     ScheduleEntry(ScheduleEntry&& other) noexcept;
     ScheduleEntry& operator=(const ScheduleEntry& other);
     ScheduleEntry& operator=(ScheduleEntry&& other) noexcept;
+    ///@}
 
     /// -1 for a record that is not in the database.
     int getId() const { return members.id; }
 
-    /// The folder that the schedule is for; 0 for the default schedule.
+    /// The folder that the schedule is for; 0, as in a new record, for the default schedule. @{
     int getFolderConfigId() const { return members.folderConfigId; }
     void setFolderConfigId(int value) { members.folderConfigId = value; }
+    ///@}
 
-    /// Local time in a record from the database; null for none.
+    /// When the schedule begins; null for none. Local time in a record from the database. @{
     QDateTime getStartTime() const { return members.startTime; }
     void setStartTime(QDateTime value) { members.startTime = std::move(value); }
+    ///@}
 
-    /// Local time in a record from the database; null for none.
+    /// When the schedule ends; null for none. Local time in a record from the database. @{
     QDateTime getExpireTime() const { return members.expireTime; }
     void setExpireTime(QDateTime value) { members.expireTime = std::move(value); }
+    ///@}
 
+    /// The kind of the schedule; DefaultSchedule in a new record. @{
     SyncSchedule getSyncScheduleType() const { return members.syncScheduleType; }
     void setSyncScheduleType(SyncSchedule value) { members.syncScheduleType = value; }
+    ///@}
 
-    /// Length of the interval, as the client counts it.
+    /// Length of the interval, as the client counts it; 30 in a new record. @{
     int getSyncInterval() const { return members.syncInterval; }
     void setSyncInterval(int value) { members.syncInterval = value; }
+    ///@}
 
 private:
     friend class ScheduleEntryManager;

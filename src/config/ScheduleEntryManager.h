@@ -10,30 +10,22 @@
 namespace sync::config {
 
 /// Reads and maintains the synchronisation schedules; it never adds one.
-///
-/// Keeps no state between calls: as thread-safe as the factory it is given. Nothing is thrown: a
-/// lookup that finds nothing or fails returns a record with id -1.
+/// What each operation answers is told by the interface. Keeps no state between calls: as
+/// thread-safe as the factory it is given. Nothing is thrown.
 class VELMIO_CONFIGURATION_EXPORT ScheduleEntryManager : public interf::IScheduleEntryManager,
                                                          public DatabaseConfigurationManager
 {
     Q_OBJECT
 
 public:
+    /// Keeps the factory, which must not be null. The manager has no parent.
     explicit ScheduleEntryManager(
         std::shared_ptr<interf::factory::IDatabaseFactory> databaseFactory);
     ~ScheduleEntryManager() override;
 
     Q_INVOKABLE ScheduleEntry GetScheduleEntryById(int scheduleEntryId) override;
-
-    /// The schedule of the whole client: the first whose folder id is 0, as the database orders
-    /// them.
     Q_INVOKABLE ScheduleEntry GetDefaultScheduleEntry() override;
-
-    /// Stores every field under the record's id; false when that fails. True for an id that is not
-    /// in the table, which changes nothing.
     Q_INVOKABLE bool Update(const ScheduleEntry& scheduleEntry) override;
-
-    /// Removes one row; true also when there was none.
     Q_INVOKABLE bool Remove(int scheduleEntryId) override;
 
 private:

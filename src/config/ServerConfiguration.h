@@ -11,51 +11,68 @@ namespace sync::config {
 
 /// One server that the client synchronises with.
 ///
-/// A value: copies are new objects without parent that hold the same fields.
+/// A value: copies are new objects without parent that hold the same fields. A new record has id -1
+/// and empty texts. One record is used by one thread at a time.
 class VELMIO_CONFIGURATION_EXPORT ServerConfiguration : public QObject
 {
     Q_OBJECT
     // clang-format off
+    /// For the meta-object: each stands for the accessors of its name. @{
     Q_PROPERTY(int     Id                READ getId)
     Q_PROPERTY(QString Alias             READ getAlias             WRITE setAlias)
     Q_PROPERTY(QString DavUrl            READ getDavUrl            WRITE setDavUrl)
     Q_PROPERTY(QString WebServiceUrl     READ getWebServiceUrl     WRITE setWebServiceUrl)
     Q_PROPERTY(QString BinaryDiffEncoder READ getBinaryDiffEncoder WRITE setBinaryDiffEncoder)
+    ///@}
     // clang-format on
 
 public:
+    /// A record with the defaults that the getters name.
     ServerConfiguration();
     ~ServerConfiguration() override;
+
+    /// Takes along every field, but no parent. A record that was moved from is to be assigned or
+    /// destroyed only. @{
     ServerConfiguration(const ServerConfiguration& other);
     ServerConfiguration(ServerConfiguration&& other) noexcept;
     ServerConfiguration& operator=(const ServerConfiguration& other);
     ServerConfiguration& operator=(ServerConfiguration&& other) noexcept;
+    ///@}
 
     /// -1 for a record that is not in the database.
     int getId() const { return members.id; }
 
     /// The name to show: the alias, or without one the first label of the web service's host.
     ///
-    /// A host without a dot gives the whole authority, with user information and port.
+    /// A host without a dot gives the whole authority, with user information and port. Setting the
+    /// alias stores it as it is; an empty one has the getter compute again. @{
     QString getAlias() const;
     void setAlias(QString value) { members.alias = std::move(value); }
+    ///@}
 
+    /// URL of the DAV endpoint. @{
     QString getDavUrl() const { return members.davUrl; }
     void setDavUrl(QString value) { members.davUrl = std::move(value); }
+    ///@}
 
+    /// URL of the web-service endpoint. @{
     QString getWebServiceUrl() const { return members.webServiceUrl; }
     void setWebServiceUrl(QString value) { members.webServiceUrl = std::move(value); }
+    ///@}
 
-    /// Name of the binary-difference encoder to use with the server.
+    /// Name of the encoder for binary differences to use with the server. @{
     QString getBinaryDiffEncoder() const { return members.binaryDiffEncoder; }
     void setBinaryDiffEncoder(QString value) { members.binaryDiffEncoder = std::move(value); }
+    ///@}
 
-    /// Settings that have no column of their own.
+    /// Settings that have no column of their own, by key. A key has to be an XML name; see
+    /// DatabaseConfigurationManager::ToNameValuePropertyString(). @{
     QMap<QString, QString> getNameValueProperties() const { return members.nameValueProperties; }
     void setNameValueProperties(QMap<QString, QString> value)
     {
         members.nameValueProperties = std::move(value);
     }
+    ///@}
 
 private:
     friend class ServerConfigManager;

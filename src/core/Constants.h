@@ -5,6 +5,7 @@
 
 #include <QString>
 
+/// Names that the client and the library share.
 namespace sync::core::consts {
 
 /// Name of the client's scratch folder inside a synchronised tree. A path that contains it, in any

@@ -9,6 +9,7 @@
 
 #include <memory>
 
+/// Encryption of stored passwords, and where its keys live.
 namespace sync::core::crypto {
 
 /// What Encrypt() does after Decrypt() has met a password whose key another kind of store keeps.

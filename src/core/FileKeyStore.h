@@ -17,7 +17,7 @@ namespace sync::core::crypto {
 class VELMIO_CORE_EXPORT FileKeyStore : public KeyStore
 {
 public:
-    /// Touches nothing yet.
+    /// A store over the key file at `path`; touches nothing yet.
     explicit FileKeyStore(QString path = defaultPath());
     ~FileKeyStore() override;
 

@@ -16,7 +16,7 @@ class VELMIO_CORE_EXPORT KeyError : public std::runtime_error
 public:
     /// What kind of trouble it is, for programs that answer to it.
     enum class Cause {
-        Other,
+        Other,        ///< None of those below; the text tells.
         NoPermission, ///< The key file, or a folder above it, may not be read.
         NotWritable,  ///< The place does not take the key file.
         Unsafe,       ///< Others can read or change the key file, or it is not the user's own file.
@@ -27,9 +27,11 @@ public:
         HandedOver,   ///< The host hands the keys over, so only the host can change them.
     };
 
+    /// An error with this text for a person, in which no secret may stand.
     KeyError(Cause cause, const QString& text);
     ~KeyError() override;
 
+    /// What kind of trouble it is.
     Cause cause() const noexcept { return reason; }
 
     /// what() as a QString.

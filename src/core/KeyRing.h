@@ -22,12 +22,16 @@ using KeyId = QByteArray;
 class VELMIO_CORE_EXPORT Key
 {
 public:
+    /// Bytes of a key.
     static constexpr std::size_t Size = 32;
 
     /// Takes `Size` bytes.
     explicit Key(SecureBytes bytes);
 
+    /// The key's name, which is no secret.
     const KeyId& id() const noexcept { return keyId; }
+
+    /// The key itself: a secret, not to be copied to ordinary memory.
     const SecureBytes& bytes() const noexcept { return secret; }
 
 private:
@@ -41,21 +45,23 @@ private:
 class VELMIO_CORE_EXPORT KeyRing
 {
 public:
+    /// One key of a ring.
     struct Entry
     {
-        std::shared_ptr<const Key> key;
+        std::shared_ptr<const Key> key; ///< Never null.
         QDateTime retired; ///< When another key became the current one; null for the current key.
     };
 
+    /// True when there is no key at all.
     bool isEmpty() const noexcept { return entries.empty(); }
 
     /// The key to encrypt with. The ring must not be empty.
     const Key& current() const { return *entries.front().key; }
 
-    /// Null when the ring has no such key.
+    /// The key of that name; null when the ring has no such key.
     std::shared_ptr<const Key> find(const KeyId& id) const;
 
-    /// The current key first.
+    /// The names of all keys, the current one first, then the latest retired.
     QList<KeyId> ids() const;
 
     /// The earlier keys that were retired at `moment` or before it.
@@ -64,7 +70,8 @@ public:
     /// This ring with a key in front of the others, which makes it the current one.
     KeyRing withCurrent(std::shared_ptr<const Key> key) const;
 
-    /// This ring with a fresh random key as the current one.
+    /// This ring with a fresh random key as the current one. Throws KeyError when there are 255
+    /// keys already, as a store takes no more.
     KeyRing withNewKey() const;
 
     /// This ring without these keys. The current key stays.

@@ -11,9 +11,9 @@ namespace sync::core::crypto {
 
 /// The kind of place that keeps keys. Every stored password names it.
 enum class KeyBackend : quint8 {
-    File = 1,
-    Keychain = 2,
-    Host = 3,
+    File = 1,     ///< A file of the user, see FileKeyStore.
+    Keychain = 2, ///< The operating system's keychain, see KeychainKeyStore.
+    Host = 3,     ///< The host program itself, see HostKeyStore.
 };
 
 /// A name for a person, such as "the key file".
@@ -28,6 +28,7 @@ public:
 
     virtual ~KeyStore();
 
+    /// The kind of place that this store keeps keys in.
     virtual KeyBackend backend() const = 0;
 
     /// The keys as they are now; an empty ring when there are none yet. Throws KeyError when that

@@ -10,28 +10,33 @@
 
 namespace sync::core::crypto {
 
-/// The library's one entry in a keychain.
+/// The library's one entry in a keychain. A KeychainKeyStore asks it from one thread at a time.
 class VELMIO_CORE_EXPORT Keychain
 {
 public:
+    /// How an operation ended.
     enum class Status {
-        Done,
+        Done,   ///< The entry was read or written.
         Empty,  ///< The keychain is there and open, but has no such entry.
         Locked, ///< It stayed locked, or the user denied access.
         Absent, ///< There is no keychain.
-        Failed,
+        Failed, ///< Anything else; the answer's error tells.
     };
 
+    /// What the keychain answers.
     struct Answer
     {
-        Status status = Status::Failed;
-        QByteArray entry = {}; ///< What was read.
-        QString error = {};    ///< The keychain's own words, for a person.
+        Status status = Status::Failed; ///< How the operation ended.
+        QByteArray entry = {};          ///< What was read.
+        QString error = {};             ///< The keychain's own words, for a person.
     };
 
     virtual ~Keychain();
 
+    /// Reads the entry; may run an event loop and show the user a prompt.
     virtual Answer read() = 0;
+
+    /// Writes the entry, in place of an earlier one; may run an event loop and show a prompt.
     virtual Answer write(const QByteArray& entry) = 0;
 
     /// The operating system's keychain. Absent for good in a build without VELMIO_WITH_KEYCHAIN.
@@ -46,6 +51,7 @@ public:
 class VELMIO_CORE_EXPORT KeychainKeyStore : public KeyStore
 {
 public:
+    /// Takes the keychain, which must not be null, and asks it nothing yet.
     explicit KeychainKeyStore(std::unique_ptr<Keychain> keychain = Keychain::system());
     ~KeychainKeyStore() override;
 

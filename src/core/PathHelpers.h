@@ -9,6 +9,7 @@
 /// Pure functions on "/"-separated paths. Every comparison is case-sensitive on every platform, no
 /// function asks the disk, and any thread may call them.
 
+/// Helpers that know nothing of the database.
 namespace sync::core {
 
 /// Resolves `path` against `base` and cleans the result; an absolute `path` is only cleaned.

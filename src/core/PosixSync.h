@@ -8,6 +8,9 @@
 /// has to come before any other include of `<unistd.h>` in a translation unit. The CMake targets
 /// and the pkg-config file of this library force-include it, so that nobody needs to think of it.
 
+/// \namespace sync
+/// The root namespace of the library; it holds nothing but namespaces.
+
 #ifndef VELMIO_POSIX_SYNC_RENAMED
     #define VELMIO_POSIX_SYNC_RENAMED
     // The include guards of glibc and musl, and of the BSDs and macOS.

@@ -17,16 +17,26 @@ public:
     explicit SecureBytes(std::size_t size);
     ~SecureBytes();
 
+    /// Takes the bytes over; `other` is to be assigned or destroyed only. @{
     SecureBytes(SecureBytes&& other) noexcept;
     SecureBytes& operator=(SecureBytes&& other) noexcept;
+    ///@}
+
     SecureBytes(const SecureBytes&) = delete;
     SecureBytes& operator=(const SecureBytes&) = delete;
 
+    /// A copy of bytes that lie elsewhere; wiping those is the caller's business.
     static SecureBytes copyOf(std::span<const unsigned char> bytes);
+
+    /// Bytes from the cryptographic random generator.
     static SecureBytes random(std::size_t size);
 
+    /// The first byte, for as long as this lives. @{
     unsigned char* data() noexcept { return bytes; }
     const unsigned char* data() const noexcept { return bytes; }
+    ///@}
+
+    /// How many bytes they are.
     std::size_t size() const noexcept { return length; }
 
 private:

@@ -20,11 +20,12 @@ template <typename T>
 class TimedCache
 {
 public:
-    /// Milliseconds since 1970-01-01T00:00:00 UTC.
+    /// Tells the time in milliseconds since 1970-01-01T00:00:00 UTC.
     using ClockMs = std::function<qint64()>;
 
-    /// `lifetimeMs` counts in whole seconds: 1999 lasts as long as 1000, and below 1000 the value
-    /// lasts for the rest of a second. The clock is there for tests to move.
+    /// Age and lifetime count in whole seconds: with 1000 to 1999 ms a value lasts until it is two
+    /// seconds old, with less than 1000 until it is one. Loads nothing yet. The clock is there for
+    /// tests to move.
     TimedCache(
         int lifetimeMs, std::function<T()> loader,
         ClockMs clock = QDateTime::currentMSecsSinceEpoch)
@@ -33,6 +34,7 @@ public:
         , clock(std::move(clock))
     {
     }
+
     virtual ~TimedCache() = default;
 
     TimedCache(const TimedCache&) = delete;

@@ -5,11 +5,13 @@
 
 #include <memory>
 
+/// The interfaces that a host programs against, and those that it may implement itself.
 namespace sync::interf {
 class IQSqlDatabaseWrapper;
 class IQSqlQueryWrapper;
 } // namespace sync::interf
 
+/// What makes connections and queries.
 namespace sync::interf::factory {
 
 /// What a host hands to each manager: the way to the configuration database.

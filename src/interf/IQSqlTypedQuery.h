@@ -35,10 +35,11 @@ public:
     /// The same as value(index).toDateTime(), labelled as UTC by setTimeSpec() and not converted.
     virtual QDateTime utcTimeValue(int index) const = 0;
 
-    /// The same as bindValue() of such a value.
+    /// The same as bindValue() of such a value. @{
     virtual void bindNumber(const QString& placeholder, qlonglong value) = 0;
     virtual void bindText(const QString& placeholder, const QString& value) = 0;
     virtual void bindTime(const QString& placeholder, const QDateTime& value) = 0;
+    ///@}
 };
 
 } // namespace sync::interf
