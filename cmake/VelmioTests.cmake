@@ -1,11 +1,31 @@
-# velmio_add_test(<name> LABEL <unit|contract|journey> [SOURCES ...] [LINK ...])
+# velmio_compile_for_one_run(<target>)
+#
+# Leaves out of a sanitized test what takes longer to compile than it saves when the test runs.
+function(velmio_compile_for_one_run target)
+    if(VELMIO_SANITIZERS)
+        target_compile_options(${target} PRIVATE -O0)
+    endif()
+    if(VELMIO_BUILD_FUZZERS)
+        target_compile_options(${target} PRIVATE -fno-sanitize=fuzzer-no-link)
+    endif()
+endfunction()
+
+# velmio_add_test(<name> LABEL <unit|contract|journey> [ONE_THREAD] [SOURCES ...] [LINK ...])
 #
 # Adds a Qt Test program of <name>.cpp and further sources, with settings and a temporary folder of
-# its own. The label is also what `ctest -L` selects it by.
+# its own. The label is also what `ctest -L` selects it by. A test of
+# ONE_THREAD is not built for the thread sanitizer.
 function(velmio_add_test name)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "" "LABEL" "SOURCES;LINK")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "ONE_THREAD" "LABEL" "SOURCES;LINK")
+    if(arg_ONE_THREAD AND VELMIO_SANITIZERS MATCHES "thread")
+        return()
+    endif()
     add_executable(${name} ${name}.cpp ${arg_SOURCES})
     velmio_configure_target(${name})
+    velmio_compile_for_one_run(${name})
+    if(TARGET VelmioPrecompiledTests)
+        set_target_properties(${name} PROPERTIES PRECOMPILE_HEADERS_REUSE_FROM VelmioPrecompiledTests)
+    endif()
     target_link_libraries(${name} PRIVATE Velmio::TestSupport Velmio::Configuration ${arg_LINK})
     set(home "${CMAKE_CURRENT_BINARY_DIR}/${name}.home")
     add_test(NAME ${name} COMMAND ${name})

@@ -4,13 +4,15 @@
 #include <QtGlobal>
 
 /// \file
-/// Export macros of the four libraries. A static build defines VELMIO_STATIC for its users.
+/// Export macros of the libraries. A static build defines VELMIO_STATIC for its users.
 
+/// \cond
 #if defined(VELMIO_STATIC)
     #define VELMIO_INTERFACES_EXPORT
     #define VELMIO_CORE_EXPORT
     #define VELMIO_DATABASE_EXPORT
     #define VELMIO_CONFIGURATION_EXPORT
+    #define VELMIO_TESTKIT_EXPORT
 #else
     #if defined(VelmioInterfaces_EXPORTS)
         #define VELMIO_INTERFACES_EXPORT Q_DECL_EXPORT
@@ -32,4 +34,10 @@
     #else
         #define VELMIO_CONFIGURATION_EXPORT Q_DECL_IMPORT
     #endif
+    #if defined(VelmioTestKit_EXPORTS)
+        #define VELMIO_TESTKIT_EXPORT Q_DECL_EXPORT
+    #else
+        #define VELMIO_TESTKIT_EXPORT Q_DECL_IMPORT
+    #endif
 #endif
+/// \endcond

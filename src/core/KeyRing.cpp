@@ -19,36 +19,38 @@ namespace {
 // its retirement (milliseconds since 1970, 64 bit little endian, 0 for none) and its bytes; then a
 // checksum of all that, which tells a damaged ring from a wrong key.
 constexpr std::string_view Magic = "velmio-keys";
-constexpr unsigned char Version = 1;
+constexpr unsigned char RingVersion = 1;
 constexpr std::size_t MaximumKeys = 255;
-constexpr std::size_t HeaderSize = Magic.size() + 2;
+constexpr std::size_t RingHeaderSize = Magic.size() + 2;
 constexpr std::size_t EntrySize = sizeof(qint64) + Key::Size;
-constexpr std::size_t ChecksumSize = crypto_generichash_BYTES_MIN;
+constexpr std::size_t RingChecksumSize = crypto_generichash_BYTES_MIN;
 
 constexpr std::string_view IdContext = "velmio key id";
 constexpr std::size_t IdSize = 16;
 
 constexpr std::size_t ringSize(std::size_t keys)
 {
-    return HeaderSize + keys * EntrySize + ChecksumSize;
+    return RingHeaderSize + keys * EntrySize + RingChecksumSize;
 }
 
 void writeChecksum(unsigned char* checksum, const SecureBytes& ring)
 {
-    crypto_generichash(checksum, ChecksumSize, ring.data(), ring.size() - ChecksumSize, nullptr, 0);
+    crypto_generichash(
+        checksum, RingChecksumSize, ring.data(), ring.size() - RingChecksumSize, nullptr, 0);
 }
 
 bool isWellFormed(const SecureBytes& ring)
 {
     if (ring.size() < ringSize(1) || std::memcmp(ring.data(), Magic.data(), Magic.size()) != 0)
         return false;
-    if (ring.data()[Magic.size()] != Version ||
+    if (ring.data()[Magic.size()] != RingVersion ||
         ring.size() != ringSize(ring.data()[Magic.size() + 1]))
         return false;
 
-    unsigned char checksum[ChecksumSize];
+    unsigned char checksum[RingChecksumSize];
     writeChecksum(checksum, ring);
-    return std::memcmp(checksum, ring.data() + ring.size() - ChecksumSize, ChecksumSize) == 0;
+    return std::memcmp(checksum, ring.data() + ring.size() - RingChecksumSize, RingChecksumSize) ==
+           0;
 }
 
 KeyId idOf(const SecureBytes& secret)
@@ -131,7 +133,7 @@ SecureBytes KeyRing::toBytes() const
 {
     SecureBytes ring(ringSize(entries.size()));
     unsigned char* position = std::copy(Magic.begin(), Magic.end(), ring.data());
-    *position++ = Version;
+    *position++ = RingVersion;
     *position++ = static_cast<unsigned char>(entries.size());
     for (const Entry& entry : entries) {
         const qint64 retired = entry.retired.isValid() ? entry.retired.toMSecsSinceEpoch() : 0;
@@ -149,8 +151,8 @@ std::optional<KeyRing> KeyRing::fromBytes(const SecureBytes& bytes)
         return std::nullopt;
 
     KeyRing ring;
-    const unsigned char* const end = bytes.data() + bytes.size() - ChecksumSize;
-    for (const unsigned char* at = bytes.data() + HeaderSize; at != end; at += EntrySize) {
+    const unsigned char* const end = bytes.data() + bytes.size() - RingChecksumSize;
+    for (const unsigned char* at = bytes.data() + RingHeaderSize; at != end; at += EntrySize) {
         const auto retired = qFromLittleEndian<qint64>(at);
         ring.entries.push_back(
             {std::make_shared<const Key>(SecureBytes::copyOf({at + sizeof(retired), Key::Size})),

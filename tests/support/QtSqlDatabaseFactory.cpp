@@ -11,7 +11,8 @@
 #include <QSqlDatabase>
 #include <QSqlError>
 #include <QSqlQuery>
-#include <QThread>
+
+#include <atomic>
 
 using namespace Qt::StringLiterals;
 
@@ -126,7 +127,11 @@ public:
 
     QSqlDatabase ofThisThread()
     {
-        const QString name = u"%1 %2"_s.arg(quintptr(this)).arg(quintptr(QThread::currentThread()));
+        // Not by its address: another thread may have that later, and a connection stays with its
+        // own.
+        static std::atomic<int> threads = 0;
+        static thread_local const int thread = ++threads;
+        const QString name = u"%1 %2"_s.arg(quintptr(this)).arg(thread);
         if (QSqlDatabase::contains(name))
             return QSqlDatabase::database(name);
 

@@ -1,0 +1,48 @@
+# What find_package() and pkg-config read.
+
+configure_package_config_file(
+    "${PROJECT_SOURCE_DIR}/cmake/VelmioConfigurationConfig.cmake.in"
+    "${PROJECT_BINARY_DIR}/VelmioConfigurationConfig.cmake"
+    INSTALL_DESTINATION "${VELMIO_PACKAGE_DIR}"
+    NO_SET_AND_CHECK_MACRO
+)
+write_basic_package_version_file(
+    "${PROJECT_BINARY_DIR}/VelmioConfigurationConfigVersion.cmake" COMPATIBILITY SameMajorVersion
+)
+install(
+    FILES
+        "${PROJECT_BINARY_DIR}/VelmioConfigurationConfig.cmake"
+        "${PROJECT_BINARY_DIR}/VelmioConfigurationConfigVersion.cmake"
+    DESTINATION "${VELMIO_PACKAGE_DIR}"
+    COMPONENT Development
+)
+
+# All relative to the .pc file, so that the tree can be moved.
+file(
+    RELATIVE_PATH VELMIO_PC_PREFIX
+    "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig"
+    "${CMAKE_INSTALL_PREFIX}"
+)
+file(RELATIVE_PATH VELMIO_PC_LIBDIR "${CMAKE_INSTALL_PREFIX}" "${CMAKE_INSTALL_FULL_LIBDIR}")
+file(RELATIVE_PATH VELMIO_PC_INCLUDEDIR "${CMAKE_INSTALL_PREFIX}" "${CMAKE_INSTALL_FULL_INCLUDEDIR}")
+# Shared libraries bring what they use themselves.
+set(VELMIO_PC_REQUIRES "Qt6Core")
+set(VELMIO_PC_DEFINITIONS "")
+set(VELMIO_PC_LIBS "")
+if(NOT BUILD_SHARED_LIBS)
+    string(APPEND VELMIO_PC_REQUIRES " Qt6Xml libsodium sqlite3")
+    set(VELMIO_PC_DEFINITIONS " -DVELMIO_STATIC")
+    if(VELMIO_WITH_KEYCHAIN)
+        set(VELMIO_PC_LIBS " -lqt6keychain")
+    endif()
+endif()
+configure_file(
+    "${PROJECT_SOURCE_DIR}/cmake/velmio-configuration.pc.in"
+    "${PROJECT_BINARY_DIR}/velmio-configuration.pc"
+    @ONLY
+)
+install(
+    FILES "${PROJECT_BINARY_DIR}/velmio-configuration.pc"
+    DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig"
+    COMPONENT Development
+)
