@@ -32,12 +32,13 @@ public:
         Fix,       ///< A repair was about to change rows.
     };
 
+    /// One copy, as its file tells.
     struct Backup
     {
-        QString path;
-        QDateTime time; ///< UTC
-        Reason reason = Reason::Manual;
-        qint64 bytes = 0;
+        QString path;                   ///< Absolute path of the file.
+        QDateTime time;                 ///< When it was made, in UTC.
+        Reason reason = Reason::Manual; ///< What it was made for.
+        qint64 bytes = 0;               ///< Size of the file.
     };
 
     /// How many copies for one reason stay in folder().
@@ -46,6 +47,7 @@ public:
     /// The word for a reason that names of files carry, such as "manual".
     static QString wordFor(Reason reason);
 
+    /// For the database at this path, behind symbolic links; touches nothing yet.
     explicit DatabaseBackups(const QString& databasePath);
 
     /// Where copies lie that were given no name: "-backups" behind the path of the database.
@@ -60,7 +62,7 @@ public:
     /// The copies in folder(), the newest first. None of them is opened.
     QList<Backup> list() const;
 
-    /// The newest of them that is whole.
+    /// The newest of them that is whole; nothing when none is. Reads each until one is found.
     std::optional<Backup> newestVerified() const;
 
     /// Throws unless the file is a whole database of ours that this library can read.
@@ -77,23 +79,24 @@ public:
     /// Ids from the first to the last.
     struct IdRange
     {
-        qint64 first = 0;
-        qint64 last = 0;
+        qint64 first = 0; ///< The lowest.
+        qint64 last = 0;  ///< The highest, which belongs to the range.
     };
 
     /// What salvage() could read of one table.
     struct SalvagedTable
     {
-        QString name;
-        qint64 rows = 0;
+        QString name;    ///< The table's name.
+        qint64 rows = 0; ///< How many of its rows were read.
         /// Rows with these ids are lost if there were any.
         QList<IdRange> unreadableIds = {};
     };
 
+    /// What salvage() did.
     struct Salvaged
     {
-        QString keptPath; ///< The damaged file, with its log beside it.
-        QList<SalvagedTable> tables;
+        QString keptPath;            ///< The damaged file, with its log beside it.
+        QList<SalvagedTable> tables; ///< One for each table of records.
     };
 
     /// Reads what can be read of a damaged database, row by row, and puts a new database with that

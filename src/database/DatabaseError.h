@@ -16,7 +16,7 @@ class VELMIO_DATABASE_EXPORT DatabaseError : public std::runtime_error
 public:
     /// What kind of trouble it is, for programs that answer to it.
     enum class Cause {
-        Other,
+        Other,           ///< None of those below; the text tells.
         Directory,       ///< The path names a directory.
         NoPermission,    ///< The file or its folder may not be read or written.
         ReadOnly,        ///< The place does not take writes.
@@ -25,13 +25,15 @@ public:
         TooNew,          ///< Written by a newer version of this library.
         Damaged,         ///< A SQLite database that does not read.
         Busy,            ///< Another process kept it locked for longer than the busy timeout.
-        DiskFull,
-        InputOutput, ///< The operating system reported a failed read or write.
+        DiskFull,        ///< There is no space left for what was to be written.
+        InputOutput,     ///< The operating system reported a failed read or write.
     };
 
+    /// An error with this text for a person, in which no secret may stand.
     DatabaseError(Cause cause, const QString& text);
     ~DatabaseError() override;
 
+    /// What kind of trouble it is.
     Cause cause() const noexcept { return reason; }
 
     /// what() as a QString.

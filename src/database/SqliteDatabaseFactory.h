@@ -12,6 +12,7 @@
 #include <memory>
 #include <optional>
 
+/// The embedded engine, and the scope that groups writes into transactions.
 namespace sync::database {
 
 class SqliteStore;
@@ -84,6 +85,8 @@ public:
     /// commit().
     bool adopt();
 
+    /// Has this handler told of later failures, in place of an earlier one; none when it is empty.
+    /// Any thread may call it.
     void setCommitFailureHandler(CommitFailureHandler handler);
 
     /// How many transactions could not be committed at the end of a scope.
@@ -100,9 +103,13 @@ public:
     /// Nothing as long as there was none. Any thread may ask.
     std::optional<DatabaseError> lastError() const;
 
+    /// Has this handler told of later failures, in place of an earlier one; none when it is empty.
+    /// Any thread may call it.
     void setErrorHandler(ErrorHandler handler);
 
 private:
+    friend class ChangeNotifier;
+
     explicit SqliteDatabaseFactory(std::shared_ptr<SqliteStore> store);
 
     const std::shared_ptr<SqliteStore> store;

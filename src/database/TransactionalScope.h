@@ -20,7 +20,10 @@ namespace sync::database {
 class VELMIO_DATABASE_EXPORT TransactionalScope
 {
 public:
+    /// Opens a scope on the calling thread. It lives on the stack, and scopes end in reverse order.
     TransactionalScope();
+
+    /// Ends the scope, on the thread that opened it; the outermost one ends the transaction.
     ~TransactionalScope();
 
     TransactionalScope(const TransactionalScope&) = delete;

@@ -147,6 +147,7 @@ void TestSqliteQuery::nullsAreStoredAsNull_data()
     QTest::addRow("null time") << QVariant(QDateTime());
     QTest::addRow("invalid time") << QVariant(QDateTime(QDate(2024, 2, 30), QTime(1, 2)));
     QTest::addRow("null pointer") << QVariant::fromValue(nullptr);
+    QTest::addRow("null number") << QVariant(QMetaType(QMetaType::Int));
 }
 
 void TestSqliteQuery::nullsAreStoredAsNull()

@@ -4,6 +4,7 @@
 #include <database/sqlite/SqliteValues.h>
 
 #include <QString>
+#include <QStringList>
 
 #include <cstdint>
 #include <cstring>
@@ -16,12 +17,14 @@ namespace sync::database {
 class PreparedStatement
 {
 public:
-    PreparedStatement(StatementHandle handle, const QString& sql);
+    /// `writtenTables` are those whose rows it may change.
+    PreparedStatement(StatementHandle handle, const QString& sql, QStringList writtenTables);
 
     sqlite3_stmt* handle() const { return statement.get(); }
     const QString& text() const { return sql; }
     bool isReadOnly() const { return readOnly; }
     bool hasColumns() const { return columns; }
+    const QStringList& writtenTables() const { return written; }
 
     bool hasText(const QString& other) const { return isSame(sql, other); }
 
@@ -63,6 +66,7 @@ private:
     const std::vector<QString> placeholders;
     const bool readOnly;
     const bool columns;
+    const QStringList written;
     std::size_t next = 0; // the parameter that is likely to be bound next
     bool running = false;
 };

@@ -3,6 +3,7 @@
 #include <sqlite3.h>
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -43,26 +44,37 @@ QString refusalOf(int action, const char* first, const char* second)
         pragma);
 }
 
+bool isWrite(int action)
+{
+    return action == SQLITE_INSERT || action == SQLITE_UPDATE || action == SQLITE_DELETE;
+}
+
+// Not one of SQLite's own, nor one that only this connection has.
+bool isTableOfMain(const char* table, const char* schema)
+{
+    return schema && std::strcmp(schema, "main") == 0 && sqlite3_strnicmp(table, "sqlite_", 7) != 0;
+}
+
 } // namespace
 
-SqliteConnection::SqliteConnection(SqliteHandle opened)
+SqliteConnection::SqliteConnection(SqliteHandle opened, std::atomic<std::uint32_t>& commits)
     : database(std::move(opened))
+    , commits(commits)
 {
     sqlite3_wal_hook(
         handle(),
         [](void* self, sqlite3*, const char*, int pages) {
-            static_cast<SqliteConnection*>(self)->pagesInLog = pages;
+            auto* const connection = static_cast<SqliteConnection*>(self);
+            ++connection->commits;
+            connection->pagesInLog = pages;
             return SQLITE_OK;
         },
         this);
     sqlite3_set_authorizer(
         handle(),
-        [](void* self, int action, const char* first, const char* second, const char*,
+        [](void* self, int action, const char* first, const char* second, const char* schema,
            const char*) {
-            auto* const connection = static_cast<SqliteConnection*>(self);
-            if (connection->preparing)
-                connection->refusal = refusalOf(action, first, second);
-            return connection->refusal.isEmpty() ? SQLITE_OK : SQLITE_DENY;
+            return static_cast<SqliteConnection*>(self)->authorize(action, first, second, schema);
         },
         this);
 }
@@ -126,6 +138,23 @@ bool SqliteConnection::run(const char* sql) noexcept
     return sqlite3_exec(handle(), sql, nullptr, nullptr, nullptr) == SQLITE_OK;
 }
 
+// Asked for every column, table and setting that a statement uses, those of its triggers included.
+int SqliteConnection::authorize(
+    int action, const char* first, const char* second, const char* schema)
+{
+    if (!preparing)
+        return SQLITE_OK;
+    refusal = refusalOf(action, first, second);
+    if (!refusal.isEmpty())
+        return SQLITE_DENY;
+    if (isWrite(action) && isTableOfMain(first, schema)) {
+        const QString table = QString::fromUtf8(first);
+        if (!writtenTables.contains(table))
+            writtenTables.append(table);
+    }
+    return SQLITE_OK;
+}
+
 std::unique_ptr<PreparedStatement> SqliteConnection::prepare(const QString& sql, Failure& error)
 {
     const QByteArray text = sql.toUtf8();
@@ -137,6 +166,7 @@ std::unique_ptr<PreparedStatement> SqliteConnection::prepare(const QString& sql,
         &prepared, &tail);
     preparing = false;
     const QString refused = std::exchange(refusal, {});
+    QStringList written = std::exchange(writtenTables, {});
     StatementHandle owned(prepared);
     if (result != SQLITE_OK) {
         error = refused.isEmpty() ? failureOf(handle()) : Failure{.text = refused};
@@ -147,7 +177,7 @@ std::unique_ptr<PreparedStatement> SqliteConnection::prepare(const QString& sql,
         return nullptr;
     }
 
-    return std::make_unique<PreparedStatement>(std::move(owned), sql);
+    return std::make_unique<PreparedStatement>(std::move(owned), sql, std::move(written));
 }
 
 void SqliteConnection::evictLeastRecentlyUsed()

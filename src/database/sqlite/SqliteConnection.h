@@ -6,8 +6,10 @@
 
 #include <QHash>
 #include <QString>
+#include <QStringList>
 
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <memory>
 
@@ -17,7 +19,8 @@ namespace sync::database {
 class SqliteConnection
 {
 public:
-    explicit SqliteConnection(SqliteHandle opened);
+    /// Increments `commits` with each of its own to the log.
+    SqliteConnection(SqliteHandle opened, std::atomic<std::uint32_t>& commits);
     ~SqliteConnection();
 
     SqliteConnection(const SqliteConnection&) = delete;
@@ -41,18 +44,21 @@ public:
 private:
     PreparedStatement* find(const QString& sql);
     PreparedStatement*& likelyPlace(const QString& sql);
+    int authorize(int action, const char* first, const char* second, const char* schema);
     std::unique_ptr<PreparedStatement> prepare(const QString& sql, Failure& error);
     void evictLeastRecentlyUsed();
 
     SqliteHandle database;
+    std::atomic<std::uint32_t>& commits;
     QHash<QString, std::shared_ptr<PreparedStatement>> statements; // by text
     // Of those, the last one that was found for a text in such a place in memory.
     std::array<PreparedStatement*, 64> likely{};
     std::uint64_t uses = 0;
     int pagesInLog = 0;
-    // While a caller's text is prepared: why the authorizer refused it.
+    // While a caller's text is prepared: why the authorizer refused it, and what it writes.
     bool preparing = false;
     QString refusal;
+    QStringList writtenTables;
 };
 
 } // namespace sync::database

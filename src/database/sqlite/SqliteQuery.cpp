@@ -188,9 +188,13 @@ bool SqliteQuery::execWrite()
     Failure refusal;
     if (!session->beginWrite(refusal))
         return fail(refusal);
+    sqlite3* const database = session->connection().handle();
+    const sqlite3_int64 changesBefore = sqlite3_total_changes64(database);
     const bool done = statement->step() == SQLITE_DONE;
+    // A failed statement may keep what it did before, as INSERT OR FAIL.
+    if (sqlite3_total_changes64(database) != changesBefore)
+        session->noteChanges(statement->writtenTables());
     if (done) {
-        sqlite3* const database = session->connection().handle();
         insertedId = static_cast<qlonglong>(sqlite3_last_insert_rowid(database));
         affectedRows = sqlite3_changes(database);
     } else {

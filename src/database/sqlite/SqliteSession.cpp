@@ -35,7 +35,7 @@ private:
 
 SqliteSession::SqliteSession(SqliteStore& store, SqliteHandle opened)
     : store(store)
-    , sqlite(std::move(opened))
+    , sqlite(std::move(opened), store.changes().commitCount())
 {
 }
 
@@ -100,10 +100,20 @@ void SqliteSession::report(const Failure& failure)
     store.reportFailure(failure);
 }
 
+void SqliteSession::noteChanges(const QStringList& tables)
+{
+    for (const QString& table : tables) {
+        if (!changedTables.contains(table))
+            changedTables.append(table);
+    }
+}
+
 void SqliteSession::endWrite() noexcept
 {
-    if (!inTransaction())
-        leaveTurn();
+    if (inTransaction())
+        return;
+    publishChanges();
+    leaveTurn();
 }
 
 bool SqliteSession::beginHostTransaction(Failure& error)
@@ -165,6 +175,7 @@ bool SqliteSession::commit(Failure& error) noexcept
 {
     if (lostError.isEmpty() && sqlite.run("COMMIT")) {
         owner = TransactionOwner::None;
+        publishChanges();
         leaveTurn();
         return true;
     }
@@ -179,7 +190,14 @@ void SqliteSession::rollback() noexcept
         sqlite.run("ROLLBACK");
     owner = TransactionOwner::None;
     lostError = {};
+    changedTables.clear();
     leaveTurn();
+}
+
+void SqliteSession::publishChanges() noexcept
+{
+    if (!changedTables.isEmpty())
+        store.changes().publish(std::exchange(changedTables, {}));
 }
 
 void SqliteSession::leaveTurn() noexcept

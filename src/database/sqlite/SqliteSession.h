@@ -3,6 +3,7 @@
 #include <database/sqlite/SqliteConnection.h>
 
 #include <QString>
+#include <QStringList>
 
 #include <atomic>
 #include <memory>
@@ -53,6 +54,9 @@ public:
     /// Has the store count a failure and tell of it.
     void report(const Failure& failure);
 
+    /// Notes tables whose rows a statement has changed, to be told with the commit.
+    void noteChanges(const QStringList& tables);
+
     /// Follows each beginWrite() that returned true, when the statement has run.
     void endWrite() noexcept;
 
@@ -72,6 +76,7 @@ private:
     bool begin(TransactionOwner newOwner, Failure& error);
     bool commit(Failure& error) noexcept;
     void rollback() noexcept;
+    void publishChanges() noexcept;
     void leaveTurn() noexcept;
 
     friend class SqliteStore;
@@ -81,6 +86,7 @@ private:
     TransactionOwner owner = TransactionOwner::None;
     bool hasTurn = false;
     Failure lostError;
+    QStringList changedTables; // since the last commit
 
     std::mutex leftBehindMutex;
     std::vector<PreparedStatement*> leftBehind;

@@ -51,6 +51,7 @@ SqliteStore::SqliteStore(const QString& path, OpenedFile file)
     , moved(file.identity.moved)
     , writers(WriterQueue::forFile(QFileInfo(path).canonicalFilePath()))
     , checkpointer(path)
+    , feed(path, writers)
     , checkpointAtPages(CheckpointPages)
 {
     // Also says from now on that the file is in use.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <database/SqliteDatabaseFactory.h>
+#include <database/sqlite/ChangeFeed.h>
 #include <database/sqlite/DatabaseFile.h>
 #include <database/sqlite/LogCheckpointer.h>
 #include <database/sqlite/SqliteSession.h>
@@ -57,6 +58,8 @@ public:
     int errorCount() const { return errors; }
     std::optional<DatabaseError> lastError() const;
 
+    ChangeFeed& changes() { return feed; }
+
     /// Has the transaction() that the calling thread has begun undone should the thread end.
     void watchHostTransaction();
     void abandonHostTransaction(std::thread::id thread) noexcept;
@@ -69,6 +72,7 @@ private:
     std::atomic<bool> moved;
     const std::shared_ptr<WriterQueue> writers;
     LogCheckpointer checkpointer;
+    ChangeFeed feed;
 
     using Sessions = std::vector<std::unique_ptr<SqliteSession>>;
 

@@ -159,10 +159,9 @@ void BoundValues::clear() noexcept
 
 bool BoundValues::bindVariant(int parameter, const QVariant& value)
 {
+    if (value.isNull())
+        return bindNull(parameter); // also one that has a type
     switch (value.typeId()) {
-    case QMetaType::UnknownType:
-    case QMetaType::Nullptr:
-        return bindNull(parameter);
     case QMetaType::Int:
         return bindNumber(parameter, *static_cast<const int*>(value.constData()));
     case QMetaType::LongLong:
