@@ -35,6 +35,7 @@ private Q_SLOTS:
     void answerNoChangesNothing();
     void damagedFileGetsAnAnswer();
     void readOnlyFileGetsAnAnswer();
+    void lockedFileIsNamedWithTheProcessThatHoldsIt();
     void passwordsAreNeverShown();
     void wrongUseIsRefused_data();
     void wrongUseIsRefused();
@@ -167,6 +168,8 @@ void TestVelmioctlDoctor::peopleGetTheFirstRowsAndProgramsAll()
 void TestVelmioctlDoctor::outputFitsTheTerminal()
 {
     plant();
+    // Escape sequences take no columns.
+    tool->environment.insert(u"NO_COLOR"_s, u"1"_s);
 
     PseudoTerminal terminal(*tool, {u"doctor"_s});
 
@@ -315,6 +318,20 @@ void TestVelmioctlDoctor::readOnlyFileGetsAnAnswer()
     // Permissions do not bind root.
     QCOMPARE(findingOf(answer, u"store.not-writable"_s).isEmpty(), ::geteuid() == 0);
     QCOMPARE(state(), before);
+}
+
+void TestVelmioctlDoctor::lockedFileIsNamedWithTheProcessThatHoldsIt()
+{
+    RawDatabase other(tool->databasePath());
+    other.run(u"PRAGMA journal_mode = DELETE"_s);
+    other.run(u"BEGIN EXCLUSIVE"_s);
+
+    const auto answer = tool->run({u"doctor"_s});
+
+    QCOMPARE(answer.exitCode, 1);
+    const QString holder =
+        u"by process %1 (TestVelmioctlDo)"_s.arg(QCoreApplication::applicationPid());
+    QVERIFY2(answer.output.contains(holder), qPrintable(answer.output));
 }
 
 void TestVelmioctlDoctor::passwordsAreNeverShown()

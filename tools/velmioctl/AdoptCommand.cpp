@@ -1,12 +1,11 @@
 #include "AdoptCommand.h"
 
+#include "CommandLine.h"
 #include "Session.h"
 #include "Text.h"
 #include "WatchedDatabase.h"
 
 #include <database/SqliteDatabaseFactory.h>
-
-#include <CLI/CLI.hpp>
 
 using namespace Qt::StringLiterals;
 
@@ -38,12 +37,13 @@ void adopt(Session& session, bool yes)
 
 } // namespace
 
-void addAdoptCommand(CLI::App& app, Session& session)
+void addAdoptCommand(Command& app, Session& session)
 {
-    auto* const command = app.add_subcommand(
+    auto* const command = app.addSubcommand(
         "adopt", "Make a database that was copied or moved here your own, so that it can be used");
     const auto yes = std::make_shared<bool>(false);
-    command->add_flag("--yes", *yes, "Adopt without asking");
+    command->addFlag("--yes", *yes, "Adopt without asking");
+    command->example("velmioctl adopt --yes");
     command->callback([&session, yes] { adopt(session, *yes); });
 }
 

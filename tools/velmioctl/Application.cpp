@@ -2,9 +2,11 @@
 
 #include "AdoptCommand.h"
 #include "BackupCommands.h"
+#include "CommandLine.h"
 #include "ExplainCommand.h"
 #include "FileCommands.h"
 #include "FolderCommands.h"
+#include "HelpText.h"
 #include "InitCommand.h"
 #include "ProductCommands.h"
 #include "RecoveryCommands.h"
@@ -17,11 +19,14 @@
 #include "StatsCommand.h"
 #include "StatusCommand.h"
 #include "Text.h"
+#include "bundle/BundleCommand.h"
 #include "doctor/DoctorCommand.h"
+#include "exchange/DiffCommand.h"
+#include "exchange/ExportCommand.h"
+#include "exchange/ImportCommand.h"
+#include "generate/GenerateCommand.h"
 
 #include <core/KeyError.h>
-
-#include <CLI/CLI.hpp>
 
 #include <QStringDecoder>
 
@@ -30,6 +35,9 @@ using namespace Qt::StringLiterals;
 namespace velmioctl {
 
 namespace {
+
+// Of docs/velmioctl.schema.json; raised when a key changes its meaning or goes.
+constexpr int JsonSchemaVersion = 1;
 
 void requireUtf8(int argc, const char* const* argv)
 {
@@ -45,92 +53,33 @@ void requireUtf8(int argc, const char* const* argv)
     }
 }
 
-void setUp(CLI::App& app, Session& session)
+void printVersion(Output& output)
 {
-    // Options of the program itself may stand behind the command as well.
-    app.fallthrough();
-    app.require_subcommand(1);
-    app.set_version_flag("--version", "velmioctl " VELMIO_VERSION, "Print the version");
-    app.add_option("--database", session.databaseOption, "The database file")->type_name("FILE");
-    app.add_flag_callback(
-        "--json", [&session] { session.output.setJson(true); }, "Answer as JSON, for programs");
-    addInitCommand(app, session);
-    addServerCommands(app, session);
-    addSignInCommands(app, session);
-    addProductCommands(app, session);
-    addFolderCommands(app, session);
-    addFileCommands(app, session);
-    addScanCommand(app, session);
-    addScheduleCommands(app, session);
-    addSecretsCommands(app, session);
-    addStatusCommand(app, session);
-    addStatsCommand(app, session);
-    addDoctorCommand(app, session);
-    addExplainCommand(app, session);
-    addAdoptCommand(app, session);
-    addBackupCommands(app, session);
-    addRecoveryCommands(app, session);
-    app.footer("Exit codes: 0 done, 1 findings, 2 wrong usage, 3 not found, 4 database busy,\n"
-               "5 damaged, 6 too new, 7 key unavailable, 8 other error, 130 interrupted.");
+    const QString version = QStringLiteral(VELMIO_VERSION);
+    if (output.json())
+        output.print(QJsonObject{{u"version"_s, version}, {u"jsonSchema"_s, JsonSchemaVersion}});
+    else
+        output.printText(u"velmioctl "_s + version);
 }
 
-// Whether the command that was given can be told a secret, if not as an argument.
-bool takesSecret(const CLI::App& app)
+void run(CommandLine& line, int argc, const char* const* argv, Output& output)
 {
-    for (const CLI::App* const noun : app.get_subcommands()) {
-        for (const CLI::App* const command : noun->get_subcommands()) {
-            for (const CLI::Option* const option : command->get_options()) {
-                if (option->get_single_name().ends_with("-stdin"))
-                    return true;
-            }
-        }
-    }
-    return false;
-}
-
-// What went wrong on the command line. A word that nothing takes comes first: without it the parser
-// would only tell what is missing.
-QString messageOf(const CLI::App& app, const CLI::ParseError& error)
-{
-    const std::vector<std::string> words = app.remaining(true);
-    if (words.empty()) {
-        const QString text = QString::fromUtf8(error.what());
-        // Behind it stands the word that reads wrong.
-        return takesSecret(app) ? text.section(u" = "_s, 0, 0) + u'.' : text;
-    }
-    const bool isOption = words.front().starts_with('-');
-    if (!isOption && takesSecret(app))
-        return u"There is a word too many. Secrets are not taken as arguments."_s;
-    // What stands behind an unknown option may be a secret that was meant for it.
-    const QString word = QString::fromStdString(words.front()).section(u'=', 0, 0);
-    return u"There is no %1 %2 here."_s.arg(isOption ? u"option"_s : u"command"_s, quoted(word));
-}
-
-ExitCode answerParseError(CLI::App& app, const CLI::ParseError& error, Output& output)
-{
-    // Help and version come as errors as well.
-    if (error.get_exit_code() == int(CLI::ExitCodes::Success)) {
-        std::ostringstream text;
-        app.exit(error, text, text);
-        output.printText(QString::fromStdString(text.str()).trimmed());
-        return ExitCode::Ok;
-    }
-    output.error(
-        messageOf(app, error) + u"\nSee 'velmioctl --help', or --help behind a command."_s);
-    return ExitCode::Usage;
+    const CommandLine::Request request = line.parse(argc, argv);
+    if (request.help)
+        output.printLines(helpOf(*request.help, line.program(), output.answerTerminal().columns));
+    if (request.version)
+        printVersion(output);
 }
 
 ExitCode runCommand(int argc, const char* const* argv, Session& session)
 {
-    CLI::App app(
-        "Looks into and maintains the configuration database of the Sync Client.", "velmioctl");
-    setUp(app, session);
+    CommandLine line(
+        "velmioctl", "Looks into and maintains the configuration database of the Sync Client.");
+    addCommands(line.program(), session);
     try {
         requireUtf8(argc, argv);
-        app.parse(argc, argv);
+        run(line, argc, argv, session.output);
         return session.exitCode;
-    } catch (const CLI::ParseError& error) {
-        return answerParseError(app, error, session.output);
     } catch (const CommandError& error) {
         session.output.error(error.text());
         return error.code();
@@ -146,6 +95,52 @@ ExitCode runCommand(int argc, const char* const* argv, Session& session)
 }
 
 } // namespace
+
+void addCommands(Command& program, Session& session)
+{
+    program.requireSubcommand();
+    program.addOption("--database", session.databaseOption, "The database file")
+        ->typeName("FILE")
+        ->offersFiles();
+    program.addFlagCallback(
+        "--json", [&session] { session.output.setJson(true); }, "Answer as JSON, for programs");
+    // Behind --json, which is to be known by then.
+    program.addVersionFlag("--version", "Print the version");
+    addInitCommand(program, session);
+    addServerCommands(program, session);
+    addSignInCommands(program, session);
+    addProductCommands(program, session);
+    addFolderCommands(program, session);
+    addFileCommands(program, session);
+    addScanCommand(program, session);
+    addScheduleCommands(program, session);
+    addSecretsCommands(program, session);
+    addStatusCommand(program, session);
+    addStatsCommand(program, session);
+    addDoctorCommand(program, session);
+    addExplainCommand(program, session);
+    addAdoptCommand(program, session);
+    addBackupCommands(program, session);
+    addRecoveryCommands(program, session);
+    addExportCommand(program, session);
+    addImportCommand(program, session);
+    addDiffCommand(program, session);
+    addBundleCommand(program, session);
+    addGenerateCommand(program, session);
+    program.list(
+        "Exit codes", {
+                          {"0", "done"},
+                          {"1", "findings"},
+                          {"2", "wrong usage"},
+                          {"3", "not found"},
+                          {"4", "database busy"},
+                          {"5", "database damaged"},
+                          {"6", "database too new"},
+                          {"7", "key unavailable"},
+                          {"8", "other error"},
+                          {"130", "interrupted"},
+                      });
+}
 
 ExitCode runApplication(int argc, const char* const* argv, Session& session)
 {

@@ -1,5 +1,6 @@
 #include "BackupCommands.h"
 
+#include "CommandLine.h"
 #include "Records.h"
 #include "Session.h"
 #include "Table.h"
@@ -8,8 +9,6 @@
 
 #include <database/DatabaseBackups.h>
 #include <database/DatabaseError.h>
-
-#include <CLI/CLI.hpp>
 
 using namespace Qt::StringLiterals;
 using sync::database::DatabaseBackups;
@@ -106,15 +105,17 @@ void backUp(Session& session, const BackupOptions& options)
 
 } // namespace
 
-void addBackupCommands(CLI::App& app, Session& session)
+void addBackupCommands(Command& app, Session& session)
 {
     const auto options = std::make_shared<BackupOptions>();
-    CLI::App* const backup =
-        app.add_subcommand("backup", "Copy the database, also while clients use it");
+    Command* const backup =
+        app.addSubcommand("backup", "Copy the database, also while clients use it");
     auto* const file =
-        backup->add_option("FILE", options->file, "A new file; without it one beside the database");
-    backup->add_flag("--list", options->list, "List the backups beside the database")
+        backup->addOption("FILE", options->file, "A new file; without it one beside the database")
+            ->offersFiles();
+    backup->addFlag("--list", options->list, "List the backups beside the database")
         ->excludes(file);
+    backup->example("velmioctl backup stick/velmio.db")->example("velmioctl backup --list");
     backup->callback([&session, options] { backUp(session, *options); });
 }
 

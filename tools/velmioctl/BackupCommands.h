@@ -1,14 +1,11 @@
 #pragma once
 
-namespace CLI {
-class App;
-}
-
 namespace velmioctl {
 
+class Command;
 class Session;
 
 /// `velmioctl backup`: copies of the database.
-void addBackupCommands(CLI::App& app, Session& session);
+void addBackupCommands(Command& app, Session& session);
 
 } // namespace velmioctl

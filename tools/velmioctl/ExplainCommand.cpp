@@ -1,13 +1,12 @@
 #include "ExplainCommand.h"
 
+#include "CommandLine.h"
 #include "Explanation.h"
 #include "Names.h"
 #include "Records.h"
 #include "Session.h"
 #include "Table.h"
 #include "Text.h"
-
-#include <CLI/CLI.hpp>
 
 using namespace Qt::StringLiterals;
 using sync::config::FolderConfiguration;
@@ -175,12 +174,15 @@ void explain(Session& session, const std::string& path)
 
 } // namespace
 
-void addExplainCommand(CLI::App& app, Session& session)
+void addExplainCommand(Command& app, Session& session)
 {
     auto* const command =
-        app.add_subcommand("explain", "Tell what applies to a path, and why it is in or out");
+        app.addSubcommand("explain", "Tell what applies to a path, and why it is in or out");
     const auto path = std::make_shared<std::string>();
-    command->add_option("PATH", *path, "A file or folder, existing or not")->required();
+    command->addOption("PATH", *path, "A file or folder, existing or not")
+        ->required()
+        ->offersFiles();
+    command->example("velmioctl explain Work/Plans/plan.txt");
     command->callback([&session, path] { explain(session, *path); });
 }
 

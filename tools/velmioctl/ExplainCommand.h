@@ -1,14 +1,11 @@
 #pragma once
 
-namespace CLI {
-class App;
-}
-
 namespace velmioctl {
 
+class Command;
 class Session;
 
 /// `velmioctl explain`: tells what applies to a path, and why it is synchronised or not.
-void addExplainCommand(CLI::App& app, Session& session);
+void addExplainCommand(Command& app, Session& session);
 
 } // namespace velmioctl

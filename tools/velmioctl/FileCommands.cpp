@@ -1,5 +1,6 @@
 #include "FileCommands.h"
 
+#include "CommandLine.h"
 #include "FileFields.h"
 #include "FileListing.h"
 #include "FileState.h"
@@ -13,8 +14,6 @@
 #include <config/FileConfigManager.h>
 #include <config/FolderConfigManager.h>
 #include <core/PathHelpers.h>
-
-#include <CLI/CLI.hpp>
 
 #include <QFileInfo>
 
@@ -248,84 +247,95 @@ void showBase(Session& session, const FileOptions& options)
 
 using Options = std::shared_ptr<FileOptions>;
 
-CLI::App* addCommand(
-    CLI::App& file, const Options& options, const std::string& name, const std::string& text)
+Command* addCommand(
+    Command& file, const Options& options, const std::string& name, const std::string& text)
 {
-    auto* const command = file.add_subcommand(name, text);
-    command->add_option("FILE", options->file, "Id or path")->required();
+    auto* const command = file.addSubcommand(name, text);
+    command->addOption("FILE", options->file, "Id or path")->required()->offersFiles();
     return command;
 }
 
-void addType(CLI::App& command, std::string& type)
+void addType(Command& command, std::string& type)
 {
-    command.add_option("--type", type, "ordinary (without the option), generated, or base")
-        ->type_name("TYPE");
+    command.addOption("--type", type, "ordinary (without the option), generated, or base")
+        ->typeName("TYPE")
+        ->offersWords(fileTypeWords());
 }
 
-void addChangingCommands(CLI::App& file, Session& session, const Options& options)
+void addChangingCommands(Command& file, Session& session, const Options& options)
 {
-    auto* const addFile = file.add_subcommand("add", "Register a file of a registered folder");
-    addFile->add_option("PATH", options->file, "The file")->required();
+    auto* const addFile = file.addSubcommand("add", "Register a file of a registered folder");
+    addFile->addOption("PATH", options->file, "The file")->required()->offersFiles();
     addType(*addFile, options->type);
     options->fields.addTo(*addFile);
-    addFile->add_flag("--missing-ok", options->missingOk, "The file may be missing");
+    addFile->addFlag("--missing-ok", options->missingOk, "The file may be missing");
+    addFile->example("velmioctl file add Work/Plans/plan.txt");
     addFile->callback([&session, options] { add(session, *options); });
 
     auto* const setFile = addCommand(file, options, "set", "Change what is given of a file");
     addType(*setFile, options->type);
     options->fields.addTo(*setFile);
     options->fields.properties.addUnsetTo(*setFile);
+    setFile->example("velmioctl file set Work/Plans/plan.txt --status syncing");
     setFile->callback([&session, options] { set(session, *options); });
 
     auto* const removeFile = addCommand(
         file, options, "remove",
         "Remove a file's record, and delete its base copy and generated files from the disk");
     addType(*removeFile, options->type);
-    removeFile->add_flag("--yes", options->yes, "Remove without asking");
+    removeFile->addFlag("--yes", options->yes, "Remove without asking");
+    removeFile->example("velmioctl file remove Work/Plans/plan.txt --yes");
     removeFile->callback([&session, options] { remove(session, *options); });
 }
 
-void addListCommand(CLI::App& file, Session& session, const Options& options)
+void addListCommand(Command& file, Session& session, const Options& options)
 {
-    auto* const list = file.add_subcommand("list", "List the files of a folder, a root, or all");
-    list->add_option(
-        "FOLDER", options->list.folder,
-        "Id or path of a folder, or of a root for all files in its tree");
+    auto* const list = file.addSubcommand("list", "List the files of a folder, a root, or all");
+    list->addOption(
+            "FOLDER", options->list.folder,
+            "Id or path of a folder, or of a root for all files in its tree")
+        ->offersFolders();
     addType(*list, options->list.type);
-    list->add_option(
+    list->addOption(
             "--order", options->list.order,
             "id, name, folder, client-path, server-path, checksum, created, modified, status, "
             "operation or size; with -desc behind it downwards")
-        ->type_name("ORDER");
-    list->add_option("--limit", options->list.limit, "How many files at most")
-        ->type_name("NUMBER")
-        ->check(CLI::NonNegativeNumber);
-    list->add_option("--offset", options->list.offset, "How many files to pass over before")
-        ->type_name("NUMBER")
-        ->check(CLI::NonNegativeNumber);
+        ->typeName("ORDER")
+        ->offersWords(fileOrderWords());
+    list->addOption("--limit", options->list.limit, "How many files at most")
+        ->typeName("NUMBER")
+        ->notNegative();
+    list->addOption("--offset", options->list.offset, "How many files to pass over before")
+        ->typeName("NUMBER")
+        ->notNegative();
+    list->example("velmioctl file list Work/Plans --order size-desc --limit 10");
     list->callback([&session, options] { listFiles(session, options->list); });
 }
 
-void addShowingCommands(CLI::App& file, Session& session, const Options& options)
+void addShowingCommands(Command& file, Session& session, const Options& options)
 {
     auto* const show = addCommand(file, options, "show", "Show one file");
     addType(*show, options->type);
+    show->example("velmioctl file show Work/Plans/plan.txt");
     show->callback([&session, options] { print(session, chosenFile(session, *options)); });
 
     addCommand(file, options, "links", "List the files that a file links to")
+        ->example("velmioctl file links Work/Plans/plan.txt")
         ->callback([&session, options] { showLinks(session, *options); });
     addCommand(file, options, "generated", "List the files that were generated from a file")
+        ->example("velmioctl file generated Work/Plans/plan.txt")
         ->callback([&session, options] { showGenerated(session, *options); });
     addCommand(file, options, "base", "Show the base copy of a file")
+        ->example("velmioctl file base 2")
         ->callback([&session, options] { showBase(session, *options); });
 }
 
 } // namespace
 
-void addFileCommands(CLI::App& app, Session& session)
+void addFileCommands(Command& app, Session& session)
 {
-    CLI::App* const file = app.add_subcommand("file", "The synchronised files");
-    file->require_subcommand(1);
+    Command* const file = app.addSubcommand("file", "The synchronised files");
+    file->requireSubcommand();
     const auto options = std::make_shared<FileOptions>();
     addListCommand(*file, session, options);
     addShowingCommands(*file, session, options);

@@ -1,13 +1,10 @@
 #pragma once
 
-namespace CLI {
-class App;
-}
-
 namespace velmioctl {
 
+class Command;
 class Session;
 
-void addFileCommands(CLI::App& app, Session& session);
+void addFileCommands(Command& app, Session& session);
 
 } // namespace velmioctl

@@ -1,43 +1,44 @@
 #include "FileFields.h"
 
+#include "CommandLine.h"
 #include "Names.h"
 #include "Session.h"
 #include "Text.h"
 
 #include <config/FileConfigManager.h>
 
-#include <CLI/CLI.hpp>
-
 using namespace Qt::StringLiterals;
 using sync::config::FileConfiguration;
 
 namespace velmioctl {
 
-void FileFields::addTo(CLI::App& command)
+void FileFields::addTo(Command& command)
 {
-    command.add_option("--server-path", serverPath, "Its place on the server")->type_name("PATH");
-    command.add_option("--name", name, "Name to show")->type_name("NAME");
-    command.add_option("--product", product, "Id of the product registration")->type_name("ID");
-    command.add_option("--parent", parent, "Id of the file that a generated file or base copy has")
-        ->type_name("ID");
-    command.add_option("--status", status, "unknown, syncing, out-of-sync, created, or a number")
-        ->type_name("STATUS");
+    command.addOption("--server-path", serverPath, "Its place on the server")->typeName("PATH");
+    command.addOption("--name", name, "Name to show")->typeName("NAME");
+    command.addOption("--product", product, "Id of the product registration")->typeName("ID");
+    command.addOption("--parent", parent, "Id of the file that a generated file or base copy has")
+        ->typeName("ID");
+    command.addOption("--status", status, "unknown, syncing, out-of-sync, created, or a number")
+        ->typeName("STATUS")
+        ->offersWords(syncStatusWords());
     command
-        .add_option(
+        .addOption(
             "--privileges", privileges,
             "Some of view, download, update, delete, share; or all, none, or a number")
-        ->type_name("WORDS");
-    command.add_option("--sync-option", syncOption, "How to synchronise, a number of the client")
-        ->type_name("NUMBER");
-    command.add_option("--operation", operation, "The last operation, a number of the client")
-        ->type_name("NUMBER");
-    command.add_option("--owner", owner, "The server's id of the owner")->type_name("ID");
-    command.add_option("--server-file-id", serverFileId, "The server's id of the file")
-        ->type_name("ID");
-    command.add_option("--server-version-id", serverVersionId, "The server's id of the version")
-        ->type_name("ID");
-    command.add_option("--checksum", checkSum, "SHA-256 of the content")->type_name("HEX");
-    command.add_option("--md5", checkSumMd5, "MD5 of the content")->type_name("HEX");
+        ->typeName("WORDS")
+        ->offersWords(privilegeWords());
+    command.addOption("--sync-option", syncOption, "How to synchronise, a number of the client")
+        ->typeName("NUMBER");
+    command.addOption("--operation", operation, "The last operation, a number of the client")
+        ->typeName("NUMBER");
+    command.addOption("--owner", owner, "The server's id of the owner")->typeName("ID");
+    command.addOption("--server-file-id", serverFileId, "The server's id of the file")
+        ->typeName("ID");
+    command.addOption("--server-version-id", serverVersionId, "The server's id of the version")
+        ->typeName("ID");
+    command.addOption("--checksum", checkSum, "SHA-256 of the content")->typeName("HEX");
+    command.addOption("--md5", checkSumMd5, "MD5 of the content")->typeName("HEX");
     properties.addSetTo(command);
 }
 

@@ -5,16 +5,13 @@
 #include <optional>
 #include <string>
 
-namespace CLI {
-class App;
-}
-
 namespace sync::config {
 class FileConfiguration;
 }
 
 namespace velmioctl {
 
+class Command;
 class Session;
 
 /// The options that give the fields of a file's record.
@@ -35,7 +32,7 @@ struct FileFields
     std::optional<std::string> checkSumMd5;
     PropertyOptions properties;
 
-    void addTo(CLI::App& command);
+    void addTo(Command& command);
 
     /// Changes what was given of a record; throws CommandError for what reads wrong.
     void apply(sync::config::FileConfiguration& file, Session& session) const;

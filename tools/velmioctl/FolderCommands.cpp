@@ -1,7 +1,9 @@
 #include "FolderCommands.h"
 
+#include "CommandLine.h"
 #include "FolderFields.h"
 #include "FolderListing.h"
+#include "Names.h"
 #include "Records.h"
 #include "RootFolders.h"
 #include "Session.h"
@@ -11,8 +13,6 @@
 
 #include <config/FolderConfigManager.h>
 #include <core/Constants.h>
-
-#include <CLI/CLI.hpp>
 
 #include <QFileInfo>
 
@@ -249,98 +249,110 @@ void checkServer(Session& session, const FolderOptions& options)
 
 using Options = std::shared_ptr<FolderOptions>;
 
-void addChangingCommands(CLI::App& folder, Session& session, const Options& options)
+void addChangingCommands(Command& folder, Session& session, const Options& options)
 {
-    auto* const addCommand = folder.add_subcommand("add", "Register a directory as a root folder");
-    addCommand->add_option("PATH", options->path, "The directory")->required();
-    addCommand->add_option("--server-path", options->fields.serverPath, "Its place on the server")
-        ->type_name("PATH")
+    auto* const addCommand = folder.addSubcommand("add", "Register a directory as a root folder");
+    addCommand->addOption("PATH", options->path, "The directory")->required()->offersFolders();
+    addCommand->addOption("--server-path", options->fields.serverPath, "Its place on the server")
+        ->typeName("PATH")
         ->required();
     options->fields.addTo(*addCommand);
-    addCommand->add_flag(
+    addCommand->addFlag(
         "--top-level", options->topLevel, "Synchronise only the files directly in it");
-    addCommand->add_flag("--missing-ok", options->missingOk, "The directory may be missing");
+    addCommand->addFlag("--missing-ok", options->missingOk, "The directory may be missing");
+    addCommand->example("velmioctl folder add Work --server-path /Team/Work --signin 1");
     addCommand->callback([&session, options] { add(session, *options); });
 
-    auto* const setCommand = folder.add_subcommand("set", "Change what is given of a folder");
-    setCommand->add_option("FOLDER", options->folder, "Id or path")->required();
-    setCommand->add_option("--server-path", options->fields.serverPath, "Its place on the server")
-        ->type_name("PATH");
-    setCommand->add_option("--option", options->fields.option, "top-level, subfolders, or a number")
-        ->type_name("OPTION");
+    auto* const setCommand = folder.addSubcommand("set", "Change what is given of a folder");
+    setCommand->addOption("FOLDER", options->folder, "Id or path")->required()->offersFolders();
+    setCommand->addOption("--server-path", options->fields.serverPath, "Its place on the server")
+        ->typeName("PATH");
+    setCommand->addOption("--option", options->fields.option, "top-level, subfolders, or a number")
+        ->typeName("OPTION")
+        ->offersWords(folderOptionWords());
     options->fields.addTo(*setCommand);
     options->fields.properties.addUnsetTo(*setCommand);
+    setCommand->example(
+        "velmioctl folder set Work/Photos --status out-of-sync --privileges \"view download\"");
     setCommand->callback([&session, options] { set(session, *options); });
 
-    auto* const removeCommand = folder.add_subcommand("remove", "Remove the record of one folder");
-    removeCommand->add_option("FOLDER", options->folder, "Id or path")->required();
-    removeCommand->add_flag("--yes", options->yes, "Remove without asking");
+    auto* const removeCommand = folder.addSubcommand("remove", "Remove the record of one folder");
+    removeCommand->addOption("FOLDER", options->folder, "Id or path")->required()->offersFolders();
+    removeCommand->addFlag("--yes", options->yes, "Remove without asking");
+    removeCommand->example("velmioctl folder remove Work/Photos --yes");
     removeCommand->callback([&session, options] { remove(session, *options); });
 
-    auto* const cleanCommand = folder.add_subcommand(
+    auto* const cleanCommand = folder.addSubcommand(
         "clean", "Remove a folder with all below it, and their files' records");
-    cleanCommand->add_option("FOLDER", options->folder, "Id or path")->required();
-    cleanCommand->add_flag("--yes", options->yes, "Remove without asking");
+    cleanCommand->addOption("FOLDER", options->folder, "Id or path")->required()->offersFolders();
+    cleanCommand->addFlag("--yes", options->yes, "Remove without asking");
+    cleanCommand->example("velmioctl folder clean Work/Plans --yes");
     cleanCommand->callback([&session, options] { clean(session, *options); });
 }
 
-void addShowingCommands(CLI::App& folder, Session& session, const Options& options)
+void addShowingCommands(Command& folder, Session& session, const Options& options)
 {
-    auto* const listCommand = folder.add_subcommand("list", "List the root folders, or others");
-    auto* const all = listCommand->add_flag("--all", options->list.all, "All folders");
+    auto* const listCommand = folder.addSubcommand("list", "List the root folders, or others");
+    auto* const all = listCommand->addFlag("--all", options->list.all, "All folders");
     auto* const root =
-        listCommand->add_option("--root", options->list.root, "All folders of one root")
-            ->type_name("ROOT")
+        listCommand->addOption("--root", options->list.root, "All folders of one root")
+            ->typeName("ROOT")
+            ->offersFolders()
             ->excludes(all);
     listCommand
-        ->add_flag("--orphans", options->list.orphans, "The folders whose root does not exist")
+        ->addFlag("--orphans", options->list.orphans, "The folders whose root does not exist")
         ->excludes(all)
         ->excludes(root);
-    listCommand->add_option("--signin", options->list.signIn, "Only those of one sign-in")
-        ->type_name("ID");
+    listCommand->addOption("--signin", options->list.signIn, "Only those of one sign-in")
+        ->typeName("ID");
+    listCommand->example("velmioctl folder list --all");
     listCommand->callback([&session, options] { listFolders(session, options->list); });
 
-    auto* const treeCommand = folder.add_subcommand("tree", "Draw the tree of folders");
-    treeCommand->add_option("ROOT", options->treeStart, "Id or path of the folder to begin at");
-    treeCommand->add_option("--depth", options->depth, "How many levels below it")
-        ->type_name("LEVELS")
-        ->check(CLI::Range(0, DeepestLevel));
+    auto* const treeCommand = folder.addSubcommand("tree", "Draw the tree of folders");
+    treeCommand->addOption("ROOT", options->treeStart, "Id or path of the folder to begin at")
+        ->offersFolders();
+    treeCommand->addOption("--depth", options->depth, "How many levels below it")
+        ->typeName("LEVELS")
+        ->range(0, DeepestLevel);
+    treeCommand->example("velmioctl folder tree Work --depth 1");
     treeCommand->callback(
         [&session, options] { drawFolderTree(session, options->treeStart, options->depth); });
 
-    auto* const showCommand = folder.add_subcommand("show", "Show one folder");
-    showCommand->add_option("FOLDER", options->folder, "Id or path")->required();
+    auto* const showCommand = folder.addSubcommand("show", "Show one folder");
+    showCommand->addOption("FOLDER", options->folder, "Id or path")->required()->offersFolders();
+    showCommand->example("velmioctl folder show Work/Plans");
     showCommand->callback([&session, options] { print(session, session.folder(options->folder)); });
 }
 
-void addCheckingCommands(CLI::App& folder, Session& session, const Options& options)
+void addCheckingCommands(Command& folder, Session& session, const Options& options)
 {
     auto* const checkCommand =
-        folder.add_subcommand("check", "Tell whether a path lies in a synchronised root folder");
-    checkCommand->add_option("PATH", options->path, "A file or folder, existing or not")
-        ->required();
-    checkCommand->add_option("--signin", options->fields.signIn, "Only roots of one sign-in")
-        ->type_name("ID");
-    checkCommand->add_flag(
+        folder.addSubcommand("check", "Tell whether a path lies in a synchronised root folder");
+    checkCommand->addOption("PATH", options->path, "A file or folder, existing or not")->required();
+    checkCommand->addOption("--signin", options->fields.signIn, "Only roots of one sign-in")
+        ->typeName("ID");
+    checkCommand->addFlag(
         "--top-level", options->topLevel,
         "Of roots without subfolders only the direct files count");
+    checkCommand->example("velmioctl folder check Work/Plans/new.txt");
     checkCommand->callback([&session, options] { check(session, *options); });
 
-    auto* const checkServerCommand = folder.add_subcommand(
+    auto* const checkServerCommand = folder.addSubcommand(
         "check-server", "Tell whether a server path overlaps with that of a root folder");
-    checkServerCommand->add_option("PATH", options->path, "Path on the server")->required();
-    checkServerCommand->add_option("--signin", options->fields.signIn, "The sign-in")
-        ->type_name("ID")
+    checkServerCommand->addOption("PATH", options->path, "Path on the server")->required();
+    checkServerCommand->addOption("--signin", options->fields.signIn, "The sign-in")
+        ->typeName("ID")
         ->required();
+    checkServerCommand->example("velmioctl folder check-server /Team --signin 1");
     checkServerCommand->callback([&session, options] { checkServer(session, *options); });
 }
 
 } // namespace
 
-void addFolderCommands(CLI::App& app, Session& session)
+void addFolderCommands(Command& app, Session& session)
 {
-    CLI::App* const folder = app.add_subcommand("folder", "The synchronised folders");
-    folder->require_subcommand(1);
+    Command* const folder = app.addSubcommand("folder", "The synchronised folders");
+    folder->requireSubcommand();
     const auto options = std::make_shared<FolderOptions>();
     addChangingCommands(*folder, session, options);
     addShowingCommands(*folder, session, options);

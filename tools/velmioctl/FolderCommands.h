@@ -1,14 +1,11 @@
 #pragma once
 
-namespace CLI {
-class App;
-}
-
 namespace velmioctl {
 
+class Command;
 class Session;
 
 /// `velmioctl folder ...`: the synchronised folders.
-void addFolderCommands(CLI::App& app, Session& session);
+void addFolderCommands(Command& app, Session& session);
 
 } // namespace velmioctl

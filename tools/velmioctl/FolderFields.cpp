@@ -1,12 +1,11 @@
 #include "FolderFields.h"
 
+#include "CommandLine.h"
 #include "Names.h"
 #include "Session.h"
 #include "Text.h"
 
 #include <config/FolderConfigManager.h>
-
-#include <CLI/CLI.hpp>
 
 #include <QDir>
 
@@ -30,30 +29,31 @@ QString serverPathFrom(const std::string& text)
 
 } // namespace
 
-void FolderFields::addTo(CLI::App& command)
+void FolderFields::addTo(Command& command)
 {
-    command.add_option("--name", name, "Name to show")->type_name("NAME");
-    command.add_option("--signin", signIn, "Id of the sign-in to synchronise with")
-        ->type_name("ID");
-    command.add_option("--product", product, "Id of the product registration")->type_name("ID");
-    command.add_option("--status", status, "unknown, syncing, out-of-sync, created, or a number")
-        ->type_name("STATUS");
+    command.addOption("--name", name, "Name to show")->typeName("NAME");
+    command.addOption("--signin", signIn, "Id of the sign-in to synchronise with")->typeName("ID");
+    command.addOption("--product", product, "Id of the product registration")->typeName("ID");
+    command.addOption("--status", status, "unknown, syncing, out-of-sync, created, or a number")
+        ->typeName("STATUS")
+        ->offersWords(syncStatusWords());
     command
-        .add_option(
+        .addOption(
             "--privileges", privileges,
             "Some of view, download, update, delete, share; or all, none, or a number")
-        ->type_name("WORDS");
-    command.add_option("--sync-option", syncOption, "How to synchronise, a number of the client")
-        ->type_name("NUMBER");
-    command.add_option("--drive-type", driveType, "Kind of drive, a number of the client")
-        ->type_name("NUMBER");
-    command.add_option("--owner", owner, "The server's id of the owner")->type_name("ID");
-    command.add_option("--server-root", serverRoot, "Root of the tree on the server")
-        ->type_name("PATH");
-    command.add_option("--server-folder-id", serverFolderId, "The server's id of the folder")
-        ->type_name("ID");
-    command.add_option("--short-key", shortKey, "The server's short key")->type_name("KEY");
-    command.add_option("--long-key", longKey, "The server's long key")->type_name("KEY");
+        ->typeName("WORDS")
+        ->offersWords(privilegeWords());
+    command.addOption("--sync-option", syncOption, "How to synchronise, a number of the client")
+        ->typeName("NUMBER");
+    command.addOption("--drive-type", driveType, "Kind of drive, a number of the client")
+        ->typeName("NUMBER");
+    command.addOption("--owner", owner, "The server's id of the owner")->typeName("ID");
+    command.addOption("--server-root", serverRoot, "Root of the tree on the server")
+        ->typeName("PATH");
+    command.addOption("--server-folder-id", serverFolderId, "The server's id of the folder")
+        ->typeName("ID");
+    command.addOption("--short-key", shortKey, "The server's short key")->typeName("KEY");
+    command.addOption("--long-key", longKey, "The server's long key")->typeName("KEY");
     properties.addSetTo(command);
 }
 

@@ -5,16 +5,13 @@
 #include <optional>
 #include <string>
 
-namespace CLI {
-class App;
-}
-
 namespace sync::config {
 class FolderConfiguration;
 }
 
 namespace velmioctl {
 
+class Command;
 class Session;
 
 /// The options that give the fields of a folder's record.
@@ -36,7 +33,7 @@ struct FolderFields
     std::optional<std::string> longKey;
     PropertyOptions properties;
 
-    void addTo(CLI::App& command);
+    void addTo(Command& command);
 
     /// Changes what was given of a record; throws CommandError for what reads wrong.
     void apply(sync::config::FolderConfiguration& folder, Session& session) const;

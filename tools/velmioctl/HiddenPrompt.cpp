@@ -16,11 +16,11 @@ namespace {
 constexpr std::array EndingSignals{SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 
 // The signal that came, 0 before any. All that a signal handler may touch.
-volatile std::sig_atomic_t receivedSignal = 0;
+volatile std::sig_atomic_t signalAtPrompt = 0;
 
 extern "C" void rememberEndingSignal(int signal)
 {
-    receivedSignal = signal;
+    signalAtPrompt = signal;
 }
 
 /// Holds back the signals that end the program, but for waitForInput(). One that came ends it when
@@ -30,7 +30,7 @@ class DelayedSignals
 public:
     DelayedSignals()
     {
-        receivedSignal = 0;
+        signalAtPrompt = 0;
         sigset_t ending;
         sigemptyset(&ending);
         struct sigaction action
@@ -48,8 +48,8 @@ public:
     {
         for (std::size_t at = 0; at < EndingSignals.size(); ++at)
             sigaction(EndingSignals[at], &oldActions[at], nullptr);
-        if (receivedSignal != 0)
-            ::raise(receivedSignal);
+        if (signalAtPrompt != 0)
+            ::raise(signalAtPrompt);
         sigprocmask(SIG_SETMASK, &oldMask, nullptr);
     }
     Q_DISABLE_COPY_MOVE(DelayedSignals)
@@ -58,7 +58,7 @@ public:
     bool waitForInput() const
     {
         pollfd input{STDIN_FILENO, POLLIN, 0};
-        while (receivedSignal == 0) {
+        while (signalAtPrompt == 0) {
             if (::ppoll(&input, 1, nullptr, &oldMask) > 0)
                 return true;
         }

@@ -1,10 +1,9 @@
 #include "InitCommand.h"
 
+#include "CommandLine.h"
 #include "Session.h"
 #include "Text.h"
 #include "WatchedDatabase.h"
-
-#include <CLI/CLI.hpp>
 
 #include <QFileInfo>
 
@@ -29,9 +28,10 @@ void init(Session& session)
 
 } // namespace
 
-void addInitCommand(CLI::App& app, Session& session)
+void addInitCommand(Command& app, Session& session)
 {
-    app.add_subcommand("init", "Create the database, with its folders where they are missing")
+    app.addSubcommand("init", "Create the database, with its folders where they are missing")
+        ->example("velmioctl init --database test.db")
         ->callback([&session] { init(session); });
 }
 

@@ -1,14 +1,11 @@
 #pragma once
 
-namespace CLI {
-class App;
-}
-
 namespace velmioctl {
 
+class Command;
 class Session;
 
 /// `velmioctl init`: creates the database.
-void addInitCommand(CLI::App& app, Session& session);
+void addInitCommand(Command& app, Session& session);
 
 } // namespace velmioctl

@@ -84,6 +84,14 @@ std::optional<int> valueOf(const QString& text, std::span<const Word> words)
     return std::nullopt;
 }
 
+std::vector<std::string> textsOf(std::span<const Word> words)
+{
+    std::vector<std::string> texts;
+    for (const Word& word : words)
+        texts.push_back(word.text.toString().toStdString());
+    return texts;
+}
+
 QString listed(std::span<const Word> words)
 {
     QStringList texts;
@@ -111,6 +119,38 @@ int valueOrNumber(const std::string& text, std::span<const Word> words, const QS
 QString syncStatusName(int status)
 {
     return nameOf(status, StatusWords);
+}
+
+std::vector<std::string> syncStatusWords()
+{
+    return textsOf(StatusWords);
+}
+
+std::vector<std::string> folderOptionWords()
+{
+    return textsOf(OptionWords);
+}
+
+std::vector<std::string> fileTypeWords()
+{
+    return textsOf(TypeWords);
+}
+
+std::vector<std::string> fileOrderWords()
+{
+    std::vector<std::string> texts;
+    for (const OrderWord& order : OrderWords) {
+        texts.push_back(order.text.toString().toStdString());
+        texts.push_back(texts.back() + "-desc");
+    }
+    return texts;
+}
+
+std::vector<std::string> privilegeWords()
+{
+    std::vector<std::string> texts = textsOf(PrivilegeWords);
+    texts.insert(texts.end(), {"all", "none"});
+    return texts;
 }
 
 int syncStatusFrom(const std::string& text)

@@ -5,11 +5,19 @@
 #include <QString>
 
 #include <string>
+#include <vector>
 
 namespace velmioctl {
 
 /// The word for a folder's status: "unknown", "syncing", "out-of-sync", "created", or the number.
 QString syncStatusName(int status);
+
+/// The words that a status, a folder option and so on have, in the order in which they are told.
+std::vector<std::string> syncStatusWords();
+std::vector<std::string> folderOptionWords();
+std::vector<std::string> fileTypeWords();
+std::vector<std::string> fileOrderWords();
+std::vector<std::string> privilegeWords();
 
 /// A status by its word or number; throws CommandError for anything else.
 int syncStatusFrom(const std::string& text);

@@ -65,19 +65,24 @@ void Output::printLines(const QString& text)
     write(answers, text.toUtf8());
 }
 
+void Output::printBytes(const QByteArray& bytes)
+{
+    write(answers, bytes);
+}
+
 void Output::note(const QString& text)
 {
-    say({}, "", text);
+    say({}, text);
 }
 
 void Output::warning(const QString& text)
 {
-    say(u"warning: "_s, "\x1b[33m", text);
+    say(coloured(u"warning: "_s, Colour::Yellow, messagesAt), text);
 }
 
 void Output::error(const QString& text)
 {
-    say(u"error: "_s, "\x1b[31m", text);
+    say(coloured(u"error: "_s, Colour::Red, messagesAt), text);
 }
 
 void Output::ask(const QString& text)
@@ -92,16 +97,11 @@ bool Output::finish()
     return std::fflush(answers) == 0 && std::ferror(answers) == 0;
 }
 
-void Output::say(const QString& prefix, const char* colour, const QString& text)
+void Output::say(const QString& label, const QString& text)
 {
     // In the order in which they were written, also when both go to one terminal.
     std::fflush(answers);
-    QByteArray line;
-    if (messagesAt.colours && !prefix.isEmpty())
-        line = colour + prefix.toUtf8() + "\x1b[0m";
-    else
-        line = prefix.toUtf8();
-    write(messages, line + escapeControlsInLines(text).toUtf8() + '\n');
+    write(messages, (label + escapeControlsInLines(text) + u'\n').toUtf8());
     std::fflush(messages);
 }
 

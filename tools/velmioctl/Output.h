@@ -41,6 +41,9 @@ public:
     /// Lines with their ends, whose names are escaped already.
     void printLines(const QString& text);
 
+    /// The same, byte for byte.
+    void printBytes(const QByteArray& bytes);
+
     /// A remark for the person at the terminal.
     void note(const QString& text);
     void warning(const QString& text);
@@ -53,7 +56,7 @@ public:
     bool finish();
 
 private:
-    void say(const QString& prefix, const char* colour, const QString& text);
+    void say(const QString& label, const QString& text);
 
     std::FILE* answers;
     std::FILE* messages;

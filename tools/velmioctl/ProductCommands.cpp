@@ -1,5 +1,6 @@
 #include "ProductCommands.h"
 
+#include "CommandLine.h"
 #include "PropertyOptions.h"
 #include "Records.h"
 #include "References.h"
@@ -12,8 +13,6 @@
 #include <config/ProductConfigManager.h>
 #include <config/ServerConfiguration.h>
 #include <interf/IQSqlQueryWrapper.h>
-
-#include <CLI/CLI.hpp>
 
 using namespace Qt::StringLiterals;
 using sync::config::ProductConfiguration;
@@ -232,59 +231,62 @@ void remove(Session& session, const ProductOptions& options)
         session.output.printText(u"Removed the %1."_s.arg(named));
 }
 
-void addFieldOptions(CLI::App& command, ProductOptions& options, bool required)
+void addFieldOptions(Command& command, ProductOptions& options, bool required)
 {
-    command.add_option("--server", options.server, "Id of the server that it is registered with")
-        ->type_name("ID")
+    command.addOption("--server", options.server, "Id of the server that it is registered with")
+        ->typeName("ID")
         ->required(required);
-    command.add_option("--name", options.name, "Name to show")
-        ->type_name("NAME")
-        ->required(required);
-    command.add_option("--consumer-key", options.consumerKey, "The key that goes with the secret")
-        ->type_name("KEY")
+    command.addOption("--name", options.name, "Name to show")->typeName("NAME")->required(required);
+    command.addOption("--consumer-key", options.consumerKey, "The key that goes with the secret")
+        ->typeName("KEY")
         ->required(required);
     options.properties.addSetTo(command);
 }
 
 } // namespace
 
-void addProductCommands(CLI::App& app, Session& session)
+void addProductCommands(Command& app, Session& session)
 {
-    CLI::App* const product =
-        app.add_subcommand("product", "The products that are registered with servers");
-    product->require_subcommand(1);
+    Command* const product =
+        app.addSubcommand("product", "The products that are registered with servers");
+    product->requireSubcommand();
     const auto options = std::make_shared<ProductOptions>();
-    const auto addId = [options](CLI::App* command) {
-        command->add_option("ID", options->id, "Id of the product")->required();
+    const auto addId = [options](Command* command) {
+        command->addOption("ID", options->id, "Id of the product")->required();
     };
 
-    auto* const addCommand = product->add_subcommand("add", "Add a product, and ask its secret");
+    auto* const addCommand = product->addSubcommand("add", "Add a product, and ask its secret");
     addFieldOptions(*addCommand, *options, true);
     options->secret.addTo(*addCommand);
+    addCommand->example("velmioctl product add --server 1 --name Desktop --consumer-key desktop-7 "
+                        "--secret-stdin < secret.txt");
     addCommand->callback([&session, options] { add(session, *options); });
 
-    auto* const listCommand = product->add_subcommand("list", "List the products");
-    listCommand->add_option("--server", options->server, "Only those of one server")
-        ->type_name("ID");
+    auto* const listCommand = product->addSubcommand("list", "List the products");
+    listCommand->addOption("--server", options->server, "Only those of one server")->typeName("ID");
+    listCommand->example("velmioctl product list --server 1");
     listCommand->callback([&session, options] { list(session, *options); });
 
-    auto* const showCommand = product->add_subcommand("show", "Show one product");
+    auto* const showCommand = product->addSubcommand("show", "Show one product");
     addId(showCommand);
-    showCommand->add_flag("--reveal", options->reveal, "Show the consumer secret");
+    showCommand->addFlag("--reveal", options->reveal, "Show the consumer secret");
+    showCommand->example("velmioctl product show 1");
     showCommand->callback([&session, options] {
         print(session, productById(session, options->id), options->reveal);
     });
 
-    auto* const setCommand = product->add_subcommand("set", "Change what is given of a product");
+    auto* const setCommand = product->addSubcommand("set", "Change what is given of a product");
     addId(setCommand);
     addFieldOptions(*setCommand, *options, false);
     options->secret.addOptionalTo(*setCommand);
     options->properties.addUnsetTo(*setCommand);
+    setCommand->example("velmioctl product set 1 --name \"Desktop client\"");
     setCommand->callback([&session, options] { set(session, *options); });
 
-    auto* const removeCommand = product->add_subcommand("remove", "Remove a product");
+    auto* const removeCommand = product->addSubcommand("remove", "Remove a product");
     addId(removeCommand);
-    removeCommand->add_flag("--yes", options->yes, "Remove without asking");
+    removeCommand->addFlag("--yes", options->yes, "Remove without asking");
+    removeCommand->example("velmioctl product remove 1 --yes");
     removeCommand->callback([&session, options] { remove(session, *options); });
 }
 

@@ -1,14 +1,11 @@
 #pragma once
 
-namespace CLI {
-class App;
-}
-
 namespace velmioctl {
 
+class Command;
 class Session;
 
 /// `velmioctl product ...`: the products that are registered with the servers.
-void addProductCommands(CLI::App& app, Session& session);
+void addProductCommands(Command& app, Session& session);
 
 } // namespace velmioctl

@@ -1,32 +1,31 @@
 #include "PropertyOptions.h"
 
+#include "CommandLine.h"
 #include "ExitCode.h"
 #include "Text.h"
 
 #include <config/DatabaseConfigurationManager.h>
-
-#include <CLI/CLI.hpp>
 
 using namespace Qt::StringLiterals;
 using sync::config::DatabaseConfigurationManager;
 
 namespace velmioctl {
 
-void PropertyOptions::addSetTo(CLI::App& command)
+void PropertyOptions::addSetTo(Command& command)
 {
     command
-        .add_option("--property", assignments, "Set a further property; may be given several times")
-        ->type_name("KEY=VALUE")
-        ->allow_extra_args(false);
+        .addOption("--property", assignments, "Set a further property; may be given several times")
+        ->typeName("KEY=VALUE")
+        ->repeatable();
 }
 
-void PropertyOptions::addUnsetTo(CLI::App& command)
+void PropertyOptions::addUnsetTo(Command& command)
 {
     command
-        .add_option(
+        .addOption(
             "--unset-property", removals, "Remove a further property; may be given several times")
-        ->type_name("KEY")
-        ->allow_extra_args(false);
+        ->typeName("KEY")
+        ->repeatable();
 }
 
 QMap<QString, QString> PropertyOptions::applied(

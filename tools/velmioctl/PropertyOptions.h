@@ -6,22 +6,20 @@
 #include <string>
 #include <vector>
 
-namespace CLI {
-class App;
-}
-
 namespace sync::config {
 class DatabaseConfigurationManager;
 }
 
 namespace velmioctl {
 
+class Command;
+
 /// The options --property and --unset-property of commands that write a record.
 class PropertyOptions
 {
 public:
-    void addSetTo(CLI::App& command);
-    void addUnsetTo(CLI::App& command);
+    void addSetTo(Command& command);
+    void addUnsetTo(Command& command);
 
     /// The properties of a record with the changes made. Throws CommandError for an option that
     /// reads wrong, or for a property that the database's text form cannot hold.

@@ -1,5 +1,6 @@
 #include "RecoveryCommands.h"
 
+#include "CommandLine.h"
 #include "Session.h"
 #include "Table.h"
 #include "Text.h"
@@ -7,8 +8,6 @@
 
 #include <database/DatabaseBackups.h>
 #include <database/DatabaseError.h>
-
-#include <CLI/CLI.hpp>
 
 #include <QFileInfo>
 
@@ -190,21 +189,23 @@ void recover(Session& session, const RecoveryOptions& options)
 
 } // namespace
 
-void addRecoveryCommands(CLI::App& app, Session& session)
+void addRecoveryCommands(Command& app, Session& session)
 {
     const auto options = std::make_shared<RecoveryOptions>();
-    CLI::App* const restoreCommand =
-        app.add_subcommand("restore", "Put a backup in the place of the database");
-    restoreCommand->add_option("FILE", options->file, "The backup")->required();
-    restoreCommand->add_flag("--yes", options->yes, "Restore without asking");
+    Command* const restoreCommand =
+        app.addSubcommand("restore", "Put a backup in the place of the database");
+    restoreCommand->addOption("FILE", options->file, "The backup")->required()->offersFiles();
+    restoreCommand->addFlag("--yes", options->yes, "Restore without asking");
+    restoreCommand->example("velmioctl restore stick/velmio.db");
     restoreCommand->callback([&session, options] { restore(session, *options); });
 
-    CLI::App* const recoverCommand =
-        app.add_subcommand("recover", "Replace a damaged database, which is kept beside it");
-    recoverCommand->add_flag(
+    Command* const recoverCommand =
+        app.addSubcommand("recover", "Replace a damaged database, which is kept beside it");
+    recoverCommand->addFlag(
         "--from-backup", options->fromBackup, "By the newest backup that is whole");
-    recoverCommand->add_flag("--salvage", options->salvage, "By what can be read of it");
-    recoverCommand->add_flag("--yes", options->yes, "Recover without asking");
+    recoverCommand->addFlag("--salvage", options->salvage, "By what can be read of it");
+    recoverCommand->addFlag("--yes", options->yes, "Recover without asking");
+    recoverCommand->example("velmioctl recover --from-backup");
     recoverCommand->callback([&session, options] { recover(session, *options); });
 }
 

@@ -1,14 +1,11 @@
 #pragma once
 
-namespace CLI {
-class App;
-}
-
 namespace velmioctl {
 
+class Command;
 class Session;
 
 /// `velmioctl restore` and `velmioctl recover`: ways back from a lost or damaged database.
-void addRecoveryCommands(CLI::App& app, Session& session);
+void addRecoveryCommands(Command& app, Session& session);
 
 } // namespace velmioctl

@@ -1,5 +1,6 @@
 #include "ScanCommand.h"
 
+#include "CommandLine.h"
 #include "Interruption.h"
 #include "Progress.h"
 #include "Scan.h"
@@ -9,11 +10,7 @@
 
 #include <database/SqliteDatabaseFactory.h>
 
-#include <CLI/CLI.hpp>
-
 #include <QElapsedTimer>
-
-#include <map>
 
 using namespace Qt::StringLiterals;
 using sync::config::FolderConfiguration;
@@ -124,9 +121,17 @@ private:
 struct ScanCommandOptions
 {
     std::optional<std::string> root;
+    std::string hash = "changed";
     Scan::Options scan;
     bool yes = false;
 };
+
+HashMode hashModeOf(const std::string& word)
+{
+    if (word == "always")
+        return HashMode::Always;
+    return word == "never" ? HashMode::Never : HashMode::Changed;
+}
 
 void scan(Session& session, const ScanCommandOptions& options)
 {
@@ -177,27 +182,29 @@ void scan(Session& session, const ScanCommandOptions& options)
 
 } // namespace
 
-void addScanCommand(CLI::App& app, Session& session)
+void addScanCommand(Command& app, Session& session)
 {
-    auto* const command = app.add_subcommand(
+    auto* const command = app.addSubcommand(
         "scan", "Bring the records of the folders and files below the roots up to date");
     const auto options = std::make_shared<ScanCommandOptions>();
-    command->add_option("ROOT", options->root, "Id or path of one root folder; all without it");
-    const std::map<std::string, HashMode> modes{
-        {"always", HashMode::Always}, {"changed", HashMode::Changed}, {"never", HashMode::Never}};
+    command->addOption("ROOT", options->root, "Id or path of one root folder; all without it")
+        ->offersFolders();
     command
-        ->add_option(
-            "--hash", options->scan.hash,
+        ->addOption(
+            "--hash", options->hash,
             "Which files to read for their checksums: always all, never any, or (without the "
             "option) changed: new ones and those whose size or times differ")
-        ->transform(CLI::CheckedTransformer(modes))
-        ->type_name("always|changed|never");
-    command->add_flag(
+        ->choices({"always", "changed", "never"});
+    command->addFlag(
         "--prune", options->scan.prune,
         "Remove the records of what is gone, and delete the base copies and generated files of "
         "these files from the disk");
-    command->add_flag("--yes", options->yes, "Prune without asking");
-    command->callback([&session, options] { scan(session, *options); });
+    command->addFlag("--yes", options->yes, "Prune without asking");
+    command->example("velmioctl scan Work")->example("velmioctl scan --hash always --prune");
+    command->callback([&session, options] {
+        options->scan.hash = hashModeOf(options->hash);
+        scan(session, *options);
+    });
 }
 
 } // namespace velmioctl

@@ -1,14 +1,11 @@
 #pragma once
 
-namespace CLI {
-class App;
-}
-
 namespace velmioctl {
 
+class Command;
 class Session;
 
 /// `velmioctl scan`: registers the folders that are on the disk and not in the database.
-void addScanCommand(CLI::App& app, Session& session);
+void addScanCommand(Command& app, Session& session);
 
 } // namespace velmioctl

@@ -1,5 +1,6 @@
 #include "ScheduleCommands.h"
 
+#include "CommandLine.h"
 #include "Records.h"
 #include "Session.h"
 #include "Table.h"
@@ -8,8 +9,6 @@
 
 #include <config/ScheduleEntryManager.h>
 #include <interf/IQSqlQueryWrapper.h>
-
-#include <CLI/CLI.hpp>
 
 using namespace Qt::StringLiterals;
 using sync::config::ScheduleEntry;
@@ -132,34 +131,37 @@ void remove(Session& session, const ScheduleOptions& options)
 
 } // namespace
 
-void addScheduleCommands(CLI::App& app, Session& session)
+void addScheduleCommands(Command& app, Session& session)
 {
-    CLI::App* const schedule = app.add_subcommand("schedule", "When the client synchronises");
-    schedule->require_subcommand(1);
+    Command* const schedule = app.addSubcommand("schedule", "When the client synchronises");
+    schedule->requireSubcommand();
     const auto options = std::make_shared<ScheduleOptions>();
-    const auto addId = [options](CLI::App* command) {
-        return command->add_option("ID", options->id, "Id of the schedule");
+    const auto addId = [options](Command* command) {
+        return command->addOption("ID", options->id, "Id of the schedule");
     };
 
     auto* const showCommand =
-        schedule->add_subcommand("show", "Show a schedule, or the default one");
+        schedule->addSubcommand("show", "Show a schedule, or the default one");
     addId(showCommand);
+    showCommand->example("velmioctl schedule show");
     showCommand->callback([&session, options] { print(session, entryOf(session, options->id)); });
 
-    auto* const setCommand = schedule->add_subcommand("set", "Change what is given of a schedule");
+    auto* const setCommand = schedule->addSubcommand("set", "Change what is given of a schedule");
     addId(setCommand)->required();
-    setCommand->add_option("--interval", options->interval, "Length of the interval")
-        ->type_name("NUMBER")
-        ->check(CLI::NonNegativeNumber);
-    setCommand->add_option("--start", options->start, "Local time, or none")->type_name("TIME");
-    setCommand->add_option("--expire", options->expire, "Local time, or none")->type_name("TIME");
-    setCommand->add_option("--type", options->type, "Kind of schedule, a number of the client")
-        ->type_name("NUMBER");
+    setCommand->addOption("--interval", options->interval, "Length of the interval")
+        ->typeName("NUMBER")
+        ->notNegative();
+    setCommand->addOption("--start", options->start, "Local time, or none")->typeName("TIME");
+    setCommand->addOption("--expire", options->expire, "Local time, or none")->typeName("TIME");
+    setCommand->addOption("--type", options->type, "Kind of schedule, a number of the client")
+        ->typeName("NUMBER");
+    setCommand->example("velmioctl schedule set 1 --interval 15 --start 2026-12-01T08:30");
     setCommand->callback([&session, options] { set(session, *options); });
 
-    auto* const removeCommand = schedule->add_subcommand("remove", "Remove a schedule");
+    auto* const removeCommand = schedule->addSubcommand("remove", "Remove a schedule");
     addId(removeCommand)->required();
-    removeCommand->add_flag("--yes", options->yes, "Remove without asking");
+    removeCommand->addFlag("--yes", options->yes, "Remove without asking");
+    removeCommand->example("velmioctl schedule remove 2 --yes");
     removeCommand->callback([&session, options] { remove(session, *options); });
 }
 

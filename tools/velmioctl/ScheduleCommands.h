@@ -1,14 +1,11 @@
 #pragma once
 
-namespace CLI {
-class App;
-}
-
 namespace velmioctl {
 
+class Command;
 class Session;
 
 /// `velmioctl schedule ...`: when the client synchronises.
-void addScheduleCommands(CLI::App& app, Session& session);
+void addScheduleCommands(Command& app, Session& session);
 
 } // namespace velmioctl

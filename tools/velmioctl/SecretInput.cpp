@@ -1,16 +1,21 @@
 #include "SecretInput.h"
 
+#include "CommandLine.h"
 #include "HiddenPrompt.h"
 #include "Session.h"
+#include "Text.h"
 
-#include <CLI/CLI.hpp>
+#include <core/file/FileDescriptor.h>
 
+#include <QFile>
 #include <QStringDecoder>
 
 #include <cerrno>
+#include <fcntl.h>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
+using sync::core::FileDescriptor;
 
 namespace velmioctl {
 
@@ -19,12 +24,12 @@ namespace {
 constexpr qsizetype LongestSecretBytes = 65'536;
 
 // The first line without its end. Byte by byte, so that what follows is left to others.
-QByteArray readFirstLine()
+QByteArray readFirstLine(int descriptor)
 {
     QByteArray line;
     char byte = 0;
     while (line.size() <= LongestSecretBytes) {
-        const ssize_t count = ::read(STDIN_FILENO, &byte, 1);
+        const ssize_t count = ::read(descriptor, &byte, 1);
         if (count < 0 && errno == EINTR)
             continue;
         if (count <= 0 || byte == '\n')
@@ -43,26 +48,47 @@ SecretInput::SecretInput(const char* secretName)
 {
 }
 
-void SecretInput::addTo(CLI::App& command)
+Option* SecretInput::addTo(Command& command)
 {
-    command.add_flag(
+    return command.addFlag(
         "--" + name + "-stdin", fromStandardInput,
         "Read the " + name + " from the first line of standard input");
 }
 
-void SecretInput::addOptionalTo(CLI::App& command)
+void SecretInput::addOptionalTo(Command& command)
 {
     addTo(command);
-    command.add_flag("--" + name, askedFor, "Ask for a new " + name + " at the terminal");
+    command.addFlag("--" + name, askedFor, "Ask for a new " + name + " at the terminal");
+}
+
+Option* SecretInput::addFileTo(Command& command)
+{
+    return command
+        .addOption(
+            "--" + name + "-file", file, "Read the " + name + " from the first line of a file")
+        ->typeName("FILE")
+        ->offersFiles();
 }
 
 QString SecretInput::read(Session& session) const
 {
+    return read(session, Kind::New);
+}
+
+QString SecretInput::readKnown(Session& session) const
+{
+    return read(session, Kind::Known);
+}
+
+QString SecretInput::read(Session& session, Kind kind) const
+{
+    if (file)
+        return fromFile();
     const bool terminal = ::isatty(STDIN_FILENO) == 1;
     const QString what = QString::fromStdString(name);
     if (!fromStandardInput) {
         if (terminal && session.output.messageTerminal().interactive)
-            return fromTerminal(session);
+            return fromTerminal(session, kind);
         throw CommandError(
             ExitCode::Usage, u"Nobody can be asked for the %1 here: add --%1-stdin, and write it "
                              u"to standard input."_s.arg(what));
@@ -72,12 +98,30 @@ QString SecretInput::read(Session& session) const
             ExitCode::Usage, u"Standard input is a terminal, which would show the %1: leave out "
                              u"--%1-stdin to be asked for it."_s.arg(what));
     }
-    return checked(readFirstLine());
+    return checked(readFirstLine(STDIN_FILENO));
 }
 
-QString SecretInput::fromTerminal(Session& session) const
+QString SecretInput::fromFile() const
+{
+    const QString path = absolutePath(*file);
+    const FileDescriptor descriptor(
+        ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC));
+    if (!descriptor.isOpen()) {
+        throw CommandError(
+            ExitCode::NotFound,
+            u"The file %1 cannot be read: name one with the %2 in its first line."_s.arg(
+                quoted(path), QString::fromStdString(name)));
+    }
+    return checked(readFirstLine(descriptor.get()));
+}
+
+QString SecretInput::fromTerminal(Session& session, Kind kind) const
 {
     const QString what = QString::fromStdString(name);
+    if (kind == Kind::Known) {
+        const QString question = what.at(0).toUpper() + what.mid(1) + u": "_s;
+        return checked(readHidden(session.output, question));
+    }
     QString secret = checked(readHidden(session.output, u"New %1: "_s.arg(what)));
     if (checked(readHidden(session.output, u"The same again: "_s)) != secret) {
         throw CommandError(

@@ -2,14 +2,13 @@
 
 #include <QString>
 
+#include <optional>
 #include <string>
-
-namespace CLI {
-class App;
-}
 
 namespace velmioctl {
 
+class Command;
+class Option;
 class Session;
 
 /// How a command gets a new secret: from standard input, or at a prompt that does not show it. An
@@ -21,10 +20,13 @@ public:
     explicit SecretInput(const char* name);
 
     /// Adds --NAME-stdin.
-    void addTo(CLI::App& command);
+    Option* addTo(Command& command);
 
     /// Adds --NAME as well, for commands that do not always want one.
-    void addOptionalTo(CLI::App& command);
+    void addOptionalTo(Command& command);
+
+    /// Adds --NAME-file, which names a file with the secret in its first line.
+    Option* addFileTo(Command& command);
 
     /// True when an option asked for a new secret.
     bool isWanted() const { return fromStandardInput || askedFor; }
@@ -32,13 +34,21 @@ public:
     /// Throws CommandError for a secret that cannot be had, or is empty.
     QString read(Session& session) const;
 
+    /// The same for a secret that there is already, so that a person types it once.
+    QString readKnown(Session& session) const;
+
 private:
-    QString fromTerminal(Session& session) const;
+    enum class Kind { New, Known };
+
+    QString read(Session& session, Kind kind) const;
+    QString fromFile() const;
+    QString fromTerminal(Session& session, Kind kind) const;
     QString checked(const QByteArray& bytes) const;
 
     const std::string name;
     bool fromStandardInput = false;
     bool askedFor = false;
+    std::optional<std::string> file;
 };
 
 } // namespace velmioctl

@@ -1,5 +1,6 @@
 #include "SecretsCommands.h"
 
+#include "CommandLine.h"
 #include "FileState.h"
 #include "Session.h"
 #include "StoredPassword.h"
@@ -11,8 +12,6 @@
 #include <core/Crypto.h>
 #include <core/FileKeyStore.h>
 #include <interf/IQSqlQueryWrapper.h>
-
-#include <CLI/CLI.hpp>
 
 using namespace Qt::StringLiterals;
 using namespace sync::core::crypto;
@@ -216,18 +215,20 @@ void showPlace(Session& session)
 
 } // namespace
 
-void addSecretsCommands(CLI::App& app, Session& session)
+void addSecretsCommands(Command& app, Session& session)
 {
-    CLI::App* const secrets =
-        app.add_subcommand("secrets", "The keys that passwords are encrypted with");
-    secrets->require_subcommand(1);
-    secrets->add_subcommand("verify", "Tell which stored passwords can be read, and why not")
+    Command* const secrets =
+        app.addSubcommand("secrets", "The keys that passwords are encrypted with");
+    secrets->requireSubcommand();
+    secrets->addSubcommand("verify", "Tell which stored passwords can be read, and why not")
+        ->example("velmioctl secrets verify --json")
         ->callback([&session] { verify(session); });
-    secrets->add_subcommand("rekey", "Make a new key, and encrypt all passwords with it")
+    secrets->addSubcommand("rekey", "Make a new key, and encrypt all passwords with it")
+        ->example("velmioctl secrets rekey")
         ->callback([&session] { rekey(session); });
-    secrets->add_subcommand("where", "Show where the keys are kept")->callback([&session] {
-        showPlace(session);
-    });
+    secrets->addSubcommand("where", "Show where the keys are kept")
+        ->example("velmioctl secrets where")
+        ->callback([&session] { showPlace(session); });
 }
 
 } // namespace velmioctl

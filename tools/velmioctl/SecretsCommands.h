@@ -1,14 +1,11 @@
 #pragma once
 
-namespace CLI {
-class App;
-}
-
 namespace velmioctl {
 
+class Command;
 class Session;
 
 /// `velmioctl secrets ...`: the keys that stored passwords are encrypted with.
-void addSecretsCommands(CLI::App& app, Session& session);
+void addSecretsCommands(Command& app, Session& session);
 
 } // namespace velmioctl

@@ -1,5 +1,6 @@
 #include "ServerCommands.h"
 
+#include "CommandLine.h"
 #include "PropertyOptions.h"
 #include "Records.h"
 #include "References.h"
@@ -9,8 +10,6 @@
 #include "WatchedDatabase.h"
 
 #include <config/ServerConfigManager.h>
-
-#include <CLI/CLI.hpp>
 
 #include <QSettings>
 #include <QUrl>
@@ -183,60 +182,68 @@ void showDefault(Session& session)
     print(session, server);
 }
 
-void addFieldOptions(CLI::App& command, ServerOptions& options, bool required)
+void addFieldOptions(Command& command, ServerOptions& options, bool required)
 {
-    command.add_option("--dav-url", options.davUrl, "URL of the DAV endpoint")
-        ->type_name("URL")
+    command.addOption("--dav-url", options.davUrl, "URL of the DAV endpoint")
+        ->typeName("URL")
         ->required(required);
-    command.add_option("--web-service-url", options.webServiceUrl, "URL of the web service")
-        ->type_name("URL")
+    command.addOption("--web-service-url", options.webServiceUrl, "URL of the web service")
+        ->typeName("URL")
         ->required(required);
     command
-        .add_option(
+        .addOption(
             "--alias", options.alias, "Name to show; without one the web service's host names it")
-        ->type_name("NAME");
-    command.add_option("--encoder", options.encoder, "Encoder for binary differences")
-        ->type_name("NAME");
+        ->typeName("NAME");
+    command.addOption("--encoder", options.encoder, "Encoder for binary differences")
+        ->typeName("NAME");
     options.properties.addSetTo(command);
 }
 
 } // namespace
 
-void addServerCommands(CLI::App& app, Session& session)
+void addServerCommands(Command& app, Session& session)
 {
-    CLI::App* const server = app.add_subcommand("server", "The servers that the client knows");
-    server->require_subcommand(1);
+    Command* const server = app.addSubcommand("server", "The servers that the client knows");
+    server->requireSubcommand();
     const auto options = std::make_shared<ServerOptions>();
-    const auto addId = [options](CLI::App* command) {
-        return command->add_option("ID", options->id, "Id of the server");
+    const auto addId = [options](Command* command) {
+        return command->addOption("ID", options->id, "Id of the server");
     };
 
-    auto* const addCommand = server->add_subcommand("add", "Add a server");
+    auto* const addCommand = server->addSubcommand("add", "Add a server");
     addFieldOptions(*addCommand, *options, true);
+    addCommand->example("velmioctl server add --dav-url https://dav.example.com/dav "
+                        "--web-service-url https://team.example.com/ws");
     addCommand->callback([&session, options] { add(session, *options); });
 
-    server->add_subcommand("list", "List the servers")->callback([&session] { list(session); });
+    server->addSubcommand("list", "List the servers")
+        ->example("velmioctl server list --json")
+        ->callback([&session] { list(session); });
 
-    auto* const showCommand = server->add_subcommand("show", "Show one server");
+    auto* const showCommand = server->addSubcommand("show", "Show one server");
     addId(showCommand)->required();
+    showCommand->example("velmioctl server show 1");
     showCommand->callback([&session, options] { print(session, session.server(options->id)); });
 
-    auto* const setCommand = server->add_subcommand("set", "Change what is given of a server");
+    auto* const setCommand = server->addSubcommand("set", "Change what is given of a server");
     addId(setCommand)->required();
     addFieldOptions(*setCommand, *options, false);
     options->properties.addUnsetTo(*setCommand);
+    setCommand->example("velmioctl server set 1 --alias \"Team server\" --property Region=north");
     setCommand->callback([&session, options] { set(session, *options); });
 
-    auto* const removeCommand = server->add_subcommand("remove", "Remove a server");
+    auto* const removeCommand = server->addSubcommand("remove", "Remove a server");
     addId(removeCommand)->required();
-    removeCommand->add_flag("--yes", options->yes, "Remove without asking");
+    removeCommand->addFlag("--yes", options->yes, "Remove without asking");
+    removeCommand->example("velmioctl server remove 2 --yes");
     removeCommand->callback([&session, options] { remove(session, *options); });
 
-    auto* const defaultCommand = server->add_subcommand(
+    auto* const defaultCommand = server->addSubcommand(
         "default", "Show the default server, or make another one the default");
     auto* const newDefault = addId(defaultCommand);
+    defaultCommand->example("velmioctl server default 2");
     defaultCommand->callback([&session, options, newDefault] {
-        if (newDefault->count() > 0)
+        if (newDefault->isGiven())
             setDefault(session, options->id);
         showDefault(session);
     });

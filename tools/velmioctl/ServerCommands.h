@@ -1,14 +1,11 @@
 #pragma once
 
-namespace CLI {
-class App;
-}
-
 namespace velmioctl {
 
+class Command;
 class Session;
 
 /// `velmioctl server ...`: the servers that the client knows.
-void addServerCommands(CLI::App& app, Session& session);
+void addServerCommands(Command& app, Session& session);
 
 } // namespace velmioctl

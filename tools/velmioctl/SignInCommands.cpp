@@ -1,5 +1,6 @@
 #include "SignInCommands.h"
 
+#include "CommandLine.h"
 #include "PropertyOptions.h"
 #include "Records.h"
 #include "References.h"
@@ -15,8 +16,6 @@
 #include <config/ServerConfiguration.h>
 #include <core/Crypto.h>
 #include <interf/IQSqlQueryWrapper.h>
-
-#include <CLI/CLI.hpp>
 
 using namespace Qt::StringLiterals;
 using sync::config::AuthenticationConfiguration;
@@ -269,52 +268,55 @@ void remove(Session& session, const SignInOptions& options)
         session.output.printText(u"Removed the %1."_s.arg(signIn.named()));
 }
 
-void addFieldOptions(CLI::App& command, SignInOptions& options, bool required)
+void addFieldOptions(Command& command, SignInOptions& options, bool required)
 {
-    command.add_option("--server", options.server, "Id of the server to sign in to")
-        ->type_name("ID")
+    command.addOption("--server", options.server, "Id of the server to sign in to")
+        ->typeName("ID")
         ->required(required);
-    command.add_option("--domain", options.domain, "Domain of the user")
-        ->type_name("NAME")
+    command.addOption("--domain", options.domain, "Domain of the user")
+        ->typeName("NAME")
         ->required(required);
-    command.add_option("--user", options.user, "Name of the user")
-        ->type_name("NAME")
+    command.addOption("--user", options.user, "Name of the user")
+        ->typeName("NAME")
         ->required(required);
-    command.add_option("--domain-id", options.domainId, "The server's id of the domain")
-        ->type_name("ID");
+    command.addOption("--domain-id", options.domainId, "The server's id of the domain")
+        ->typeName("ID");
     options.properties.addSetTo(command);
 }
 
 using Options = std::shared_ptr<SignInOptions>;
 
-CLI::App* addCommandOfOne(
-    CLI::App& noun, const Options& options, const std::string& name, const std::string& text)
+Command* addCommandOfOne(
+    Command& noun, const Options& options, const std::string& name, const std::string& text)
 {
-    CLI::App* const command = noun.add_subcommand(name, text);
-    command->add_option("ID", options->id, "Id of the sign-in")->required();
+    Command* const command = noun.addSubcommand(name, text);
+    command->addOption("ID", options->id, "Id of the sign-in")->required();
     return command;
 }
 
 } // namespace
 
-void addSignInCommands(CLI::App& app, Session& session)
+void addSignInCommands(Command& app, Session& session)
 {
-    CLI::App* const signIn = app.add_subcommand("signin", "The stored users and passwords");
-    signIn->require_subcommand(1);
+    Command* const signIn = app.addSubcommand("signin", "The stored users and passwords");
+    signIn->requireSubcommand();
     const auto options = std::make_shared<SignInOptions>();
 
-    auto* const addCommand = signIn->add_subcommand("add", "Add a sign-in, and ask its password");
+    auto* const addCommand = signIn->addSubcommand("add", "Add a sign-in, and ask its password");
     addFieldOptions(*addCommand, *options, true);
     options->password.addTo(*addCommand);
+    addCommand->example("velmioctl signin add --server 1 --domain example.com --user kim "
+                        "--password-stdin < password.txt");
     addCommand->callback([&session, options] { add(session, *options); });
 
-    auto* const listCommand = signIn->add_subcommand("list", "List the sign-ins");
-    listCommand->add_option("--server", options->server, "Only those of one server")
-        ->type_name("ID");
+    auto* const listCommand = signIn->addSubcommand("list", "List the sign-ins");
+    listCommand->addOption("--server", options->server, "Only those of one server")->typeName("ID");
+    listCommand->example("velmioctl signin list --server 1");
     listCommand->callback([&session, options] { list(session, *options); });
 
     auto* const showCommand = addCommandOfOne(*signIn, options, "show", "Show one sign-in");
-    showCommand->add_flag("--reveal", options->reveal, "Show the password in clear");
+    showCommand->addFlag("--reveal", options->reveal, "Show the password in clear");
+    showCommand->example("velmioctl signin show 1 --reveal");
     showCommand->callback(
         [&session, options] { print(session, signInById(session, options->id), options->reveal); });
 
@@ -322,15 +324,18 @@ void addSignInCommands(CLI::App& app, Session& session)
         addCommandOfOne(*signIn, options, "set", "Change what is given of a sign-in");
     addFieldOptions(*setCommand, *options, false);
     options->properties.addUnsetTo(*setCommand);
+    setCommand->example("velmioctl signin set 1 --domain-id 77");
     setCommand->callback([&session, options] { set(session, *options); });
 
     auto* const passwordCommand = addCommandOfOne(
         *signIn, options, "password", "Give a user on a domain a new password everywhere");
     options->password.addTo(*passwordCommand);
+    passwordCommand->example("velmioctl signin password 1");
     passwordCommand->callback([&session, options] { changePassword(session, *options); });
 
     auto* const removeCommand = addCommandOfOne(*signIn, options, "remove", "Remove a sign-in");
-    removeCommand->add_flag("--yes", options->yes, "Remove without asking");
+    removeCommand->addFlag("--yes", options->yes, "Remove without asking");
+    removeCommand->example("velmioctl signin remove 1 --yes");
     removeCommand->callback([&session, options] { remove(session, *options); });
 }
 

@@ -1,14 +1,11 @@
 #pragma once
 
-namespace CLI {
-class App;
-}
-
 namespace velmioctl {
 
+class Command;
 class Session;
 
 /// `velmioctl signin ...`: the users and passwords that the client signs in with.
-void addSignInCommands(CLI::App& app, Session& session);
+void addSignInCommands(Command& app, Session& session);
 
 } // namespace velmioctl

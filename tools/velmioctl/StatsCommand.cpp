@@ -1,5 +1,6 @@
 #include "StatsCommand.h"
 
+#include "CommandLine.h"
 #include "Session.h"
 #include "Table.h"
 #include "Tables.h"
@@ -7,8 +8,6 @@
 
 #include <database/SqliteDatabaseFactory.h>
 #include <interf/IQSqlQueryWrapper.h>
-
-#include <CLI/CLI.hpp>
 
 #include <QFileInfo>
 
@@ -158,9 +157,10 @@ void stats(Session& session)
 
 } // namespace
 
-void addStatsCommand(CLI::App& app, Session& session)
+void addStatsCommand(Command& app, Session& session)
 {
-    app.add_subcommand("stats", "Show what is in the database, and how big it is")
+    app.addSubcommand("stats", "Show what is in the database, and how big it is")
+        ->example("velmioctl stats --json")
         ->callback([&session] { stats(session); });
 }
 

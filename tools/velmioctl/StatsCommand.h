@@ -1,14 +1,11 @@
 #pragma once
 
-namespace CLI {
-class App;
-}
-
 namespace velmioctl {
 
+class Command;
 class Session;
 
 /// `velmioctl stats`: what is in the database, and how big it is.
-void addStatsCommand(CLI::App& app, Session& session);
+void addStatsCommand(Command& app, Session& session);
 
 } // namespace velmioctl

@@ -19,6 +19,15 @@ const QString New = u"new"_s;
 const QString Modified = u"modified"_s;
 const QString Missing = u"missing"_s;
 
+constexpr qsizetype KindColumns = 10;
+
+Colour colourOf(const QString& kind)
+{
+    if (kind == New)
+        return Colour::Green;
+    return kind == Missing ? Colour::Red : Colour::Yellow;
+}
+
 QString nameOf(const QString& path)
 {
     return path.mid(path.lastIndexOf(u'/') + 1);
@@ -196,7 +205,9 @@ void Status::tell(const QString& kind, const QString& path)
         return;
     }
     progress.clear();
-    session.output.printText(u"  "_s + kind.leftJustified(10) + escapeControls(nameOf(path)));
+    const QString label = coloured(kind, colourOf(kind), session.output.answerTerminal());
+    const QString gap(KindColumns - kind.size(), u' ');
+    session.output.printLines(u"  "_s + label + gap + escapeControls(nameOf(path)) + u'\n');
 }
 
 void Status::warn(const QString& text)

@@ -1,12 +1,11 @@
 #include "StatusCommand.h"
 
+#include "CommandLine.h"
 #include "Interruption.h"
 #include "Progress.h"
 #include "Session.h"
 #include "Status.h"
 #include "Table.h"
-
-#include <CLI/CLI.hpp>
 
 using namespace Qt::StringLiterals;
 using sync::config::FolderConfiguration;
@@ -112,12 +111,14 @@ void status(Session& session, const std::optional<std::string>& chosen)
 
 } // namespace
 
-void addStatusCommand(CLI::App& app, Session& session)
+void addStatusCommand(Command& app, Session& session)
 {
-    auto* const command = app.add_subcommand(
+    auto* const command = app.addSubcommand(
         "status", "Show which files on the disk differ from their records, and change nothing");
     const auto root = std::make_shared<std::optional<std::string>>();
-    command->add_option("ROOT", *root, "Id or path of one root folder; all without it");
+    command->addOption("ROOT", *root, "Id or path of one root folder; all without it")
+        ->offersFolders();
+    command->example("velmioctl status Work");
     command->callback([&session, root] { status(session, *root); });
 }
 

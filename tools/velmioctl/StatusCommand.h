@@ -1,13 +1,10 @@
 #pragma once
 
-namespace CLI {
-class App;
-}
-
 namespace velmioctl {
 
+class Command;
 class Session;
 
-void addStatusCommand(CLI::App& app, Session& session);
+void addStatusCommand(Command& app, Session& session);
 
 } // namespace velmioctl

@@ -8,6 +8,8 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 namespace velmioctl {
 
 Terminal terminalOf(int fileDescriptor, bool utf8)
@@ -24,6 +26,13 @@ Terminal terminalOf(int fileDescriptor, bool utf8)
     // An empty NO_COLOR counts as unset (no-color.org).
     terminal.colours = qEnvironmentVariableIsEmpty("NO_COLOR") && qgetenv("TERM") != "dumb";
     return terminal;
+}
+
+QString coloured(const QString& text, Colour colour, const Terminal& terminal)
+{
+    if (!terminal.colours)
+        return text;
+    return u"\x1b[%1m"_s.arg(int(colour)) + text + u"\x1b[0m"_s;
 }
 
 bool environmentUsesUtf8()

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QString>
+
 namespace velmioctl {
 
 /// What is known of the place that an output stream leads to.
@@ -13,6 +15,12 @@ struct Terminal
 
 /// Looks at a file descriptor, at NO_COLOR and TERM. `utf8` says what the locale encodes in.
 Terminal terminalOf(int fileDescriptor, bool utf8);
+
+/// The numbers that ECMA-48 gives them.
+enum class Colour { Red = 31, Green = 32, Yellow = 33 };
+
+/// The text in a colour, where the terminal welcomes that.
+QString coloured(const QString& text, Colour colour, const Terminal& terminal);
 
 /// True when the locale of the environment encodes text as UTF-8. Sets the program's locale.
 bool environmentUsesUtf8();

@@ -1,6 +1,7 @@
 #include "DiskChecks.h"
 
 #include "CheckQuery.h"
+#include "Tables.h"
 
 #include <velmioctl/FileState.h>
 
@@ -16,9 +17,6 @@ using sync::interf::factory::IDatabaseFactory;
 namespace velmioctl::doctor {
 
 namespace {
-
-const QString FolderTable = u"FolderConfiguration"_s;
-const QString FileTable = u"FileConfiguration"_s;
 
 const Check RootUnreachable{
     u"root.unreachable"_s, Severity::Warning, u"root folders that cannot be reached on the disk"_s,

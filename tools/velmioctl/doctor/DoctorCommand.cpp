@@ -4,10 +4,9 @@
 #include "FileChecks.h"
 #include "Report.h"
 
+#include <velmioctl/CommandLine.h>
 #include <velmioctl/Session.h>
 #include <velmioctl/Text.h>
-
-#include <CLI/CLI.hpp>
 
 #include <QFileInfo>
 #include <QJsonArray>
@@ -187,15 +186,16 @@ void run(Session& session, const DoctorOptions& options)
 
 namespace velmioctl {
 
-void addDoctorCommand(CLI::App& app, Session& session)
+void addDoctorCommand(Command& app, Session& session)
 {
     auto* const command =
-        app.add_subcommand("doctor", "Find what is wrong with the database, and mend some of it");
+        app.addSubcommand("doctor", "Find what is wrong with the database, and mend some of it");
     const auto options = std::make_shared<doctor::DoctorOptions>();
-    auto* const fix = command->add_flag(
+    auto* const fix = command->addFlag(
         "--fix", options->fix, "Mend what needs no choice of a person, after a backup");
-    command->add_flag("--yes", options->yes, "Mend without asking")->needs(fix);
-    command->add_flag("--dry-run", options->dryRun, "Show what --fix would do, and change nothing");
+    command->addFlag("--yes", options->yes, "Mend without asking")->needs(fix);
+    command->addFlag("--dry-run", options->dryRun, "Show what --fix would do, and change nothing");
+    command->example("velmioctl doctor --dry-run")->example("velmioctl doctor --fix");
     command->callback([&session, options] { doctor::run(session, *options); });
 }
 

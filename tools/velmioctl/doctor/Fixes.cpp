@@ -2,6 +2,7 @@
 
 #include "CheckQuery.h"
 #include "RecordChecks.h"
+#include "Tables.h"
 
 #include <velmioctl/WatchedDatabase.h>
 
@@ -12,9 +13,6 @@ using namespace Qt::StringLiterals;
 namespace velmioctl::doctor {
 
 namespace {
-
-const QString FolderTable = u"FolderConfiguration"_s;
-const QString FileTable = u"FileConfiguration"_s;
 
 // The columns of `row`, but for its id.
 QString columnsOf(const QString& row, const QStringList& columns)

@@ -1,6 +1,7 @@
 #include "PathChecks.h"
 
 #include "CheckQuery.h"
+#include "Tables.h"
 
 #include <velmioctl/Text.h>
 
@@ -19,9 +20,6 @@ using sync::interf::factory::IDatabaseFactory;
 namespace velmioctl::doctor {
 
 namespace {
-
-const QString FolderTable = u"FolderConfiguration"_s;
-const QString FileTable = u"FileConfiguration"_s;
 
 struct Root
 {

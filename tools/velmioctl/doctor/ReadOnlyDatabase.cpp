@@ -179,6 +179,11 @@ void ReadOnlyDatabase::end()
     sqlite3_exec(database.get(), "COMMIT", nullptr, nullptr, nullptr);
 }
 
+int ReadOnlyDatabase::lastResult() const
+{
+    return sqlite3_errcode(database.get()) & 0xff;
+}
+
 void ReadOnlyDatabase::open(const QByteArray& mode)
 {
     const QByteArray uri = "file://" + QUrl::toPercentEncoding(path, "/") + '?' + mode;

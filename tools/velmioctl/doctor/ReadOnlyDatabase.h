@@ -47,6 +47,9 @@ public:
     /// False where the log could not be read, so that what it holds is not seen.
     bool readsLog() const { return logRead; }
 
+    /// SQLite's primary result code of the last call.
+    int lastResult() const;
+
 private:
     class Query;
 

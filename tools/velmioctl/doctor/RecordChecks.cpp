@@ -2,6 +2,7 @@
 
 #include "CheckQuery.h"
 #include "PathChecks.h"
+#include "Tables.h"
 
 using namespace Qt::StringLiterals;
 using sync::interf::factory::IDatabaseFactory;
@@ -43,13 +44,6 @@ QString pathsTwiceIn(const QString& table)
 } // namespace sql
 
 namespace {
-
-const QString ServerTable = u"ServerConfiguration"_s;
-const QString SignInTable = u"AuthenticationConfiguration"_s;
-const QString ProductTable = u"ProductConfiguration"_s;
-const QString FolderTable = u"FolderConfiguration"_s;
-const QString FileTable = u"FileConfiguration"_s;
-const QString ScheduleTable = u"Schedules"_s;
 
 /// A table to look into. The SELECT gives id, name and detail of its rows.
 struct Part

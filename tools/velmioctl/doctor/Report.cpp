@@ -29,6 +29,15 @@ QString wordOf(Severity severity)
     return u"note"_s;
 }
 
+// A note is in the colour of other text.
+QString label(Severity severity, const Terminal& terminal)
+{
+    QString word = wordOf(severity);
+    if (severity == Severity::Note)
+        return word;
+    return coloured(word, severity == Severity::Error ? Colour::Red : Colour::Yellow, terminal);
+}
+
 QString counted(long long count, const QString& word)
 {
     return u"%1 %2%3"_s.arg(QString::number(count), word, count == 1 ? QString() : u"s"_s);
@@ -204,11 +213,14 @@ void Report::print(const Finding& finding)
         output.printLines(wrapped(line, columns, indent) + u'\n');
     };
     output.printText({});
-    printWrapped(
+    const QString severity = wordOf(finding.check.severity);
+    const QString head = wrapped(
         u"%1 %2: %3 (%4)"_s.arg(
-            wordOf(finding.check.severity), finding.check.id, finding.check.title,
-            QString::number(finding.count)),
-        0);
+            severity, finding.check.id, finding.check.title, QString::number(finding.count)),
+        columns);
+    // Coloured when it is broken into lines: escape sequences take no columns.
+    output.printLines(
+        label(finding.check.severity, output.answerTerminal()) + head.mid(severity.size()) + u'\n');
     for (const Row& row : finding.rows)
         printWrapped(toText(row), 4);
     const auto more = finding.count - static_cast<long long>(finding.rows.size());

@@ -1,6 +1,7 @@
 #include "SecretChecks.h"
 
 #include "CheckQuery.h"
+#include "Tables.h"
 
 #include <velmioctl/ExitCode.h>
 #include <velmioctl/StoredPassword.h>
@@ -11,14 +12,12 @@ namespace velmioctl::doctor {
 
 namespace {
 
-const QString SignInTable = u"AuthenticationConfiguration"_s;
-
 const Check KeyMissing{
     u"secrets.key-missing"_s, Severity::Error, u"passwords whose key is not there"_s,
     u"The client cannot sign in with them."_s,
     u"Bring the key back from a backup ('velmioctl secrets where' tells its place), or store the "
     u"passwords anew: 'velmioctl signin password {id}'."_s};
-const Check Unreadable{
+const Check PasswordUnreadable{
     u"signin.password-unreadable"_s, Severity::Error, u"passwords that cannot be deciphered"_s,
     u"The client cannot sign in with them."_s,
     u"Store them anew: 'velmioctl signin password {id}'."_s};
@@ -38,7 +37,7 @@ QString keyTrouble(const PasswordReader& reader)
 
 std::vector<Check> secretChecks()
 {
-    return {KeyMissing, Unreadable};
+    return {KeyMissing, PasswordUnreadable};
 }
 
 void checkSecrets(sync::interf::factory::IDatabaseFactory& database, const Found& found)
@@ -62,7 +61,7 @@ void checkSecrets(sync::interf::factory::IDatabaseFactory& database, const Found
         found(KeyMissing, row);
     }
     for (const Row& row : unreadable)
-        found(Unreadable, row);
+        found(PasswordUnreadable, row);
 }
 
 } // namespace velmioctl::doctor

@@ -9,6 +9,7 @@
 #include <database/DatabaseBackups.h>
 #include <database/DatabaseError.h>
 #include <database/SqliteDatabaseFactory.h>
+#include <database/sqlite/LockHolder.h>
 #include <database/sqlite/Migrations.h>
 #include <database/sqlite/StoreIdentity.h>
 
@@ -160,6 +161,12 @@ void checkIdentity(const QString& path, ReadOnlyDatabase& database, const Found&
         found(Moved, {.name = path});
 }
 
+QString withHolder(const QString& text, const QString& path)
+{
+    const auto holder = sync::database::lockHolderOf(path);
+    return holder ? u"%1, by %2"_s.arg(text, sync::database::describe(*holder)) : text;
+}
+
 } // namespace
 
 std::vector<Check> storeChecks()
@@ -182,7 +189,7 @@ void reportUnreadable(const QString& path, const UnreadableDatabase& error, cons
         found(Unfinished, row);
         break;
     case SQLITE_BUSY:
-        found(Busy, row);
+        found(Busy, {.name = path, .detail = withHolder(error.text(), path)});
         break;
     default:
         found(Unreadable, row);

@@ -1,0 +1,97 @@
+#include "FuzzFolder.h"
+#include "FuzzInput.h"
+
+#include <velmioctl/WatchedDatabase.h>
+#include <velmioctl/exchange/ExportRows.h>
+#include <velmioctl/exchange/ExportWriter.h>
+#include <velmioctl/exchange/ImportRun.h>
+#include <velmioctl/exchange/StoreRows.h>
+
+#include <database/SqliteDatabaseFactory.h>
+
+#include <QBuffer>
+#include <QJsonDocument>
+#include <QLoggingCategory>
+
+using namespace Qt::StringLiterals;
+using namespace velmioctl;
+using namespace velmioctl::exchange;
+using sync::database::SqliteDatabaseFactory;
+using sync::test::fuzzRequire;
+
+namespace {
+
+WatchedDatabase& database()
+{
+    static WatchedDatabase opened(
+        SqliteDatabaseFactory::open(sync::test::fuzzFolder() + u"/configuration.db"_s));
+    return opened;
+}
+
+// Whatever the source holds, as text; secrets only where they are sealed already.
+QByteArray written(RowSource& rows, const ExportHeader& header)
+{
+    QByteArray text;
+    ExportWriter writer([&text](const QByteArray& piece) { text += piece; });
+    writer.begin(header);
+    while (rows.nextTable()) {
+        writer.beginTable(rows.table(), rows.lastId());
+        while (rows.nextRow())
+            writer.write(rows.row());
+        writer.endTable();
+    }
+    writer.end();
+    return text;
+}
+
+QByteArray readAndWritten(QByteArray text)
+{
+    QBuffer buffer(&text);
+    buffer.open(QIODevice::ReadOnly);
+    ExportRows rows(buffer, u"text"_s);
+    return written(rows, rows.header());
+}
+
+ImportPlan import(QByteArray text, RowWriter* writer)
+{
+    QBuffer buffer(&text);
+    buffer.open(QIODevice::ReadOnly);
+    ExportRows rows(buffer, u"text"_s);
+    return ImportRun(database(), {.replace = true}, nullptr, writer).run(rows);
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/)
+{
+    QLoggingCategory::setFilterRules(u"velmio.*=false"_s);
+    return 0;
+}
+
+/// Any bytes as an export: they are refused with a text, or read as the toolkit reads JSON, written
+/// the same again, and imported so that nothing is left to import.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size)
+{
+    const QByteArray text(reinterpret_cast<const char*>(bytes), static_cast<qsizetype>(size));
+    QByteArray canonical;
+    try {
+        canonical = readAndWritten(text);
+    } catch (const TextError& error) {
+        fuzzRequire(!error.text().isEmpty());
+        return 0;
+    }
+    QJsonParseError error;
+    QJsonDocument::fromJson(text, &error);
+    fuzzRequire(error.error == QJsonParseError::NoError);
+    fuzzRequire(readAndWritten(canonical) == canonical);
+
+    // Undone at its end, so that each input meets the same database.
+    const Transaction transaction(database());
+    RowWriter writer(database(), false);
+    const ImportPlan plan = import(text, &writer);
+    const ImportPlan again = import(canonical, nullptr);
+    fuzzRequire(plan.tables.size() == again.tables.size());
+    for (const TableChanges& changes : again.tables)
+        fuzzRequire(changes.added + changes.removed == 0 && !changes.raisesLastId);
+    return 0;
+}

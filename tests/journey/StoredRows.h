@@ -1,0 +1,35 @@
+#pragma once
+
+#include <support/RawDatabase.h>
+
+#include <QStringList>
+
+/// All that the tables of settings hold, one row a line: for each column its kind, its literal and
+/// its bytes, so that no two different values look alike. Also how far ids were given.
+inline QStringList storedRows(const QString& path, const QStringList& leftOut = {})
+{
+    sync::test::RawDatabase database(path);
+    QStringList lines = database.run(
+        QStringLiteral("SELECT name || seq FROM sqlite_sequence WHERE seq <> 0 ORDER BY name"));
+    for (const QString& table :
+         {QStringLiteral("ServerConfiguration"), QStringLiteral("AuthenticationConfiguration"),
+          QStringLiteral("ProductConfiguration"), QStringLiteral("FolderConfiguration"),
+          QStringLiteral("FileConfiguration"), QStringLiteral("GeneratedFileConfiguration"),
+          QStringLiteral("BaseFileConfiguration"), QStringLiteral("Schedules")}) {
+        QStringList columns;
+        const QStringList names =
+            database.run(QStringLiteral("SELECT name FROM pragma_table_info('%1')").arg(table));
+        for (const QString& name : names) {
+            if (!leftOut.contains(name))
+                columns += QStringLiteral("typeof(%1) || quote(%1) || ' ' ||"
+                                          " coalesce(hex(CAST(%1 AS BLOB)), '')")
+                               .arg(name);
+        }
+        const QStringList rows =
+            database.run(QStringLiteral("SELECT %1 FROM %2 ORDER BY id")
+                             .arg(columns.join(QStringLiteral(" || '|' || ")), table));
+        for (const QString& row : rows)
+            lines += table + QLatin1Char(' ') + row;
+    }
+    return lines;
+}

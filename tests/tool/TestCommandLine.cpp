@@ -1,0 +1,217 @@
+#include "CommandLineSample.h"
+
+#include <velmioctl/HelpText.h>
+#include <velmioctl/UsageMessage.h>
+#include <velmioctl/generate/CommandTree.h>
+
+#include <QTest>
+
+#include <vector>
+
+using namespace Qt::StringLiterals;
+
+namespace velmioctl {
+
+namespace {
+
+// What parsing the arguments complains of.
+QString complaint(CommandLine& line, const std::vector<const char*>& arguments)
+{
+    std::vector<const char*> all{"velmioctl"};
+    all.insert(all.end(), arguments.begin(), arguments.end());
+    try {
+        line.parse(int(all.size()), all.data());
+        return {};
+    } catch (const CommandError& error) {
+        return error.code() == ExitCode::Usage ? error.text() : u"another error"_s;
+    }
+}
+
+} // namespace
+
+class TestCommandLine : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void slipOfTheFingerIsCorrected_data();
+    void slipOfTheFingerIsCorrected();
+    void otherWordsAreNotGuessed_data();
+    void otherWordsAreNotGuessed();
+    void mistypedCommandLineSuggests_data();
+    void mistypedCommandLineSuggests();
+    void possibleSecretsAreNotRepeated_data();
+    void possibleSecretsAreNotRepeated();
+    void missingCommandListsThem();
+    void choiceTakesItsWordsAlone();
+    void helpOfEveryCommandHasAnExample();
+    void helpFitsItsWidth_data();
+    void helpFitsItsWidth();
+    void hiddenCommandsAreRunButNotTold();
+};
+
+void TestCommandLine::slipOfTheFingerIsCorrected_data()
+{
+    QTest::addColumn<QString>("word");
+    QTest::addColumn<QString>("meant");
+    QTest::newRow("left out") << u"sever"_s << u"server"_s;
+    QTest::newRow("added") << u"serrver"_s << u"server"_s;
+    QTest::newRow("replaced") << u"folter"_s << u"folder"_s;
+    QTest::newRow("swapped") << u"satts"_s << u"stats"_s;
+    QTest::newRow("swapped in a short word") << u"lsit"_s << u"list"_s;
+    QTest::newRow("only begun") << u"explai"_s << u"explain"_s;
+    QTest::newRow("hardly begun") << u"ex"_s << u"explain"_s;
+}
+
+void TestCommandLine::slipOfTheFingerIsCorrected()
+{
+    QFETCH(QString, word);
+    QFETCH(QString, meant);
+
+    const QString found =
+        nearest(word, {u"server"_s, u"folder"_s, u"stats"_s, u"status"_s, u"list"_s, u"explain"_s});
+
+    QCOMPARE(found, meant);
+}
+
+void TestCommandLine::otherWordsAreNotGuessed_data()
+{
+    QTest::addColumn<QString>("word");
+    QTest::newRow("far from all") << u"frobnicate"_s;
+    QTest::newRow("begins two") << u"sta"_s;
+    QTest::newRow("short") << u"x"_s;
+    QTest::newRow("empty") << QString();
+}
+
+void TestCommandLine::otherWordsAreNotGuessed()
+{
+    QFETCH(QString, word);
+
+    QCOMPARE(nearest(word, {u"stature"_s, u"statuses"_s, u"folder"_s}), QString());
+}
+
+void TestCommandLine::mistypedCommandLineSuggests_data()
+{
+    QTest::addColumn<std::vector<const char*>>("arguments");
+    QTest::addColumn<QString>("message");
+    const auto row = [](const char* name, const std::vector<const char*>& arguments,
+                        const QString& message) { QTest::newRow(name) << arguments << message; };
+    row("noun", {"sever", "list"},
+        u"There is no command \"sever\" here. Did you mean \"server\"?"_s);
+    row("verb", {"server", "lst"}, u"There is no command \"lst\" here. Did you mean \"list\"?"_s);
+    row("option", {"server", "list", "--jsno"},
+        u"There is no option \"--jsno\" here. Did you mean \"--json\"?"_s);
+    row("begun option", {"folder", "add", "Work", "--server-pa=/Work"},
+        u"There is no option \"--server-pa\" here. Did you mean \"--server-path\"?"_s);
+    row("strange command", {"frobnicate"}, u"There is no command \"frobnicate\" here."_s);
+    row("strange option", {"stats", "--frobnicate"},
+        u"There is no option \"--frobnicate\" here."_s);
+    row("word too many", {"server", "list", "all"}, u"There is a word too many: \"all\"."_s);
+}
+
+void TestCommandLine::mistypedCommandLineSuggests()
+{
+    QFETCH(std::vector<const char*>, arguments);
+    QFETCH(QString, message);
+    CommandLineSample sample;
+
+    QCOMPARE(complaint(sample.line, arguments).section(u'\n', 0, 0), message);
+}
+
+void TestCommandLine::possibleSecretsAreNotRepeated_data()
+{
+    QTest::addColumn<std::vector<const char*>>("arguments");
+    const auto row = [](const char* name, const std::vector<const char*>& arguments) {
+        QTest::newRow(name) << arguments;
+    };
+    row("word", {"signin", "password", "1", "Canary"});
+    row("value of an unknown option", {"signin", "password", "1", "--pasword=Canary"});
+    row("short option", {"signin", "password", "1", "-pCanary"});
+    row("in the place of an id", {"product", "set", "Canary"});
+    row("value of a flag", {"product", "set", "1", "--secret=Canary"});
+}
+
+void TestCommandLine::possibleSecretsAreNotRepeated()
+{
+    QFETCH(std::vector<const char*>, arguments);
+    CommandLineSample sample;
+
+    const QString message = complaint(sample.line, arguments);
+
+    QVERIFY(!message.isEmpty());
+    QVERIFY2(!message.contains(u"Canary"_s), "the message repeats what may be a secret");
+}
+
+void TestCommandLine::missingCommandListsThem()
+{
+    CommandLineSample sample;
+
+    QCOMPARE(
+        complaint(sample.line, {"secrets"}),
+        u"A command has to follow \"velmioctl secrets\": verify, rekey, where.\n"
+        "See 'velmioctl secrets --help'."_s);
+}
+
+void TestCommandLine::choiceTakesItsWordsAlone()
+{
+    CommandLineSample sample;
+
+    const QString message = complaint(sample.line, {"scan", "--hash", "sometimes"});
+
+    QVERIFY2(message.contains(u"--hash"_s), qPrintable(message));
+    QVERIFY2(message.contains(u"{always,changed,never}"_s), qPrintable(message));
+}
+
+void TestCommandLine::helpOfEveryCommandHasAnExample()
+{
+    CommandLineSample sample;
+    for (const Command* const command : allCommands(sample.program())) {
+        if (!command->subcommands().empty())
+            continue;
+        const std::string& fullName = command->description().fullName;
+        const auto& examples = command->description().examples;
+        QVERIFY2(!examples.empty(), fullName.c_str());
+        for (const std::string& example : examples)
+            QVERIFY2(example.starts_with(fullName), example.c_str());
+        QVERIFY(helpOf(*command, sample.program(), 0)
+                    .contains(u"Examples:\n  "_s + QString::fromStdString(examples.front())));
+    }
+}
+
+void TestCommandLine::helpFitsItsWidth_data()
+{
+    QTest::addColumn<int>("columns");
+    QTest::newRow("narrow") << 60;
+    QTest::newRow("usual") << 80;
+    QTest::newRow("wide") << 200;
+}
+
+void TestCommandLine::helpFitsItsWidth()
+{
+    QFETCH(int, columns);
+    CommandLineSample sample;
+    for (const Command* const command : allCommands(sample.program())) {
+        const QString help = helpOf(*command, sample.program(), columns);
+        // Examples are copied whole.
+        for (const QString& line : help.section(u"\nExamples:"_s, 0, 0).split(u'\n'))
+            QVERIFY2(line.size() <= columns, qPrintable(line));
+    }
+}
+
+void TestCommandLine::hiddenCommandsAreRunButNotTold()
+{
+    bool ran = false;
+    CommandLine line("tool", "Does something.");
+    line.program().addHiddenSubcommand("secretly", "Not told")->callback([&ran] { ran = true; });
+
+    const std::vector<const char*> arguments{"tool", "secretly"};
+    line.parse(int(arguments.size()), arguments.data());
+
+    QVERIFY(ran);
+    QVERIFY(!helpOf(line.program(), line.program(), 0).contains(u"secretly"_s));
+}
+
+} // namespace velmioctl
+
+QTEST_GUILESS_MAIN(velmioctl::TestCommandLine)
+#include "TestCommandLine.moc"

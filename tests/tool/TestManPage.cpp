@@ -1,0 +1,91 @@
+#include "CommandLineSample.h"
+
+#include <velmioctl/generate/CommandTree.h>
+#include <velmioctl/generate/ManPage.h>
+
+#include <QRegularExpression>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+namespace velmioctl {
+
+namespace {
+
+// A name as the page has it.
+QString roff(const std::string& name)
+{
+    return QString::fromStdString(name).replace(u'-', u"\\-"_s);
+}
+
+} // namespace
+
+class TestManPage : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void everyCommandHasASectionWithItsOptions();
+    void hiddenCommandsAreLeftOut();
+    void linesAreRequestsOnlyWhereMeant();
+    void textsCannotCommandTheFormatter();
+};
+
+void TestManPage::everyCommandHasASectionWithItsOptions()
+{
+    CommandLineSample sample;
+    const QStringList sections = manPage(sample.program()).split(u".SS "_s);
+    qsizetype at = 0;
+    for (const Command* const command : allCommands(sample.program())) {
+        if (!command->subcommands().empty())
+            continue;
+        ++at;
+        QVERIFY(at < sections.size());
+        const QString& section = sections[at];
+        QVERIFY2(
+            section.startsWith(u'"' + roff(command->description().fullName) + u' '),
+            qPrintable(section));
+        for (const auto& option : command->options()) {
+            QVERIFY2(
+                section.contains(u".B \""_s + roff(option->description().name)),
+                option->description().name.c_str());
+        }
+    }
+    QCOMPARE(at, sections.size() - 1);
+}
+
+void TestManPage::hiddenCommandsAreLeftOut()
+{
+    CommandLineSample sample;
+
+    QVERIFY(!manPage(sample.program()).contains(u"velmioctl generate"_s));
+}
+
+void TestManPage::linesAreRequestsOnlyWhereMeant()
+{
+    CommandLineSample sample;
+    static const QRegularExpression request(u"^\\.(TH|SH|SS|TP|PP|B|RS|RE|nf|fi)( |$)"_s);
+    for (const QString& line : manPage(sample.program()).split(u'\n')) {
+        if (line.startsWith(u'.') || line.startsWith(u'\''))
+            QVERIFY2(request.match(line).hasMatch(), qPrintable(line));
+    }
+}
+
+void TestManPage::textsCannotCommandTheFormatter()
+{
+    CommandLine line("tool", "Does something.");
+    line.program()
+        .addSubcommand("run", ".so /etc/passwd")
+        ->example("tool run 'C:\\nowhere'")
+        ->callback([] {});
+
+    const QString page = manPage(line.program());
+
+    QVERIFY(page.contains(u"\n\\&.so /etc/passwd.\n"_s));
+    QVERIFY(page.contains(u"'C:\\enowhere'"_s));
+}
+
+} // namespace velmioctl
+
+QTEST_GUILESS_MAIN(velmioctl::TestManPage)
+#include "TestManPage.moc"

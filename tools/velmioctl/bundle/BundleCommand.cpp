@@ -1,0 +1,108 @@
+#include "BundleCommand.h"
+
+#include "BundleContent.h"
+
+#include <velmioctl/CommandLine.h>
+#include <velmioctl/Session.h>
+#include <velmioctl/Table.h>
+#include <velmioctl/Text.h>
+#include <velmioctl/exchange/TargetFile.h>
+
+#include <QDateTime>
+#include <QFileInfo>
+
+using namespace Qt::StringLiterals;
+
+namespace velmioctl::bundle {
+
+namespace {
+
+struct BundleOptions
+{
+    std::optional<std::string> file;
+    bool keepPaths = false;
+    bool dryRun = false;
+    bool yes = false;
+};
+
+// Of the folder in the archive as well.
+QString nameFor(const QDateTime& time)
+{
+    return u"velmio-bundle-"_s + time.toString(u"yyyyMMdd'T'HHmmss'Z'"_s);
+}
+
+void show(Output& output, const std::vector<Entry>& entries, const BundleOptions& options)
+{
+    if (output.json())
+        return;
+    Table table({u"BYTES"_s, u"FILE"_s, u"HOLDS"_s});
+    table.alignRight(0);
+    for (const Entry& entry : entries) {
+        table.addRow(
+            {QString::number(entry.content.size()), QString::fromLatin1(entry.name),
+             QString::fromLatin1(entry.holds)});
+    }
+    output.print(table);
+    output.printText(
+        options.keepPaths ? u"Names and paths are in it as they are. Secrets are not in it."_s
+                          : u"Names and paths are in it as tokens. Secrets are not in it."_s);
+}
+
+void answer(Output& output, const std::vector<Entry>& entries, const QString& path, bool written)
+{
+    if (!output.json()) {
+        if (written)
+            output.printText(u"Wrote the bundle %1."_s.arg(quoted(path)));
+        return;
+    }
+    QJsonArray files;
+    for (const Entry& entry : entries) {
+        files.append(QJsonObject{
+            {u"name"_s, QString::fromLatin1(entry.name)}, {u"bytes"_s, entry.content.size()}});
+    }
+    output.print(QJsonObject{{u"path"_s, path}, {u"written"_s, written}, {u"files"_s, files}});
+}
+
+void run(Session& session, const BundleOptions& options)
+{
+    const QString database = session.existingDatabasePath();
+    const QString name = nameFor(QDateTime::currentDateTimeUtc());
+    const QString path =
+        absolutePath(options.file ? *options.file : (name + u".tar.gz"_s).toStdString());
+    if (QFileInfo::exists(path)) {
+        throw CommandError(
+            ExitCode::Usage, u"%1 is there already: name a new file."_s.arg(quoted(path)));
+    }
+    const auto entries = collect(database, Redactor(options.keepPaths), options.keepPaths);
+    show(session.output, entries, options);
+    if (!options.dryRun) {
+        session.confirm(options.yes, u"Write this to %1?"_s.arg(quoted(path)));
+        exchange::TargetFile target(path);
+        target.write(toTarGz(name.toLatin1(), entries));
+        target.commit();
+    }
+    answer(session.output, entries, path, !options.dryRun);
+}
+
+} // namespace
+
+} // namespace velmioctl::bundle
+
+namespace velmioctl {
+
+void addBundleCommand(Command& app, Session& session)
+{
+    Command* const command = app.addSubcommand(
+        "bundle", "Collect what support wants to know, without secrets, names or paths");
+    const auto options = std::make_shared<bundle::BundleOptions>();
+    command->addOption("FILE", options->file, "A new .tar.gz; without it one in this folder")
+        ->offersFiles();
+    command->addFlag("--keep-paths", options->keepPaths, "Tell names and paths as they are");
+    command->addFlag("--dry-run", options->dryRun, "Show what it would hold, and write nothing");
+    command->addFlag("--yes", options->yes, "Write it without asking");
+    command->example("velmioctl bundle --dry-run");
+    command->example("velmioctl bundle report.tar.gz");
+    command->callback([&session, options] { bundle::run(session, *options); });
+}
+
+} // namespace velmioctl

@@ -1,0 +1,263 @@
+#include "DiffCommand.h"
+
+#include "DiffSide.h"
+#include "Difference.h"
+
+#include <velmioctl/CommandLine.h>
+#include <velmioctl/Session.h>
+#include <velmioctl/Table.h>
+#include <velmioctl/Text.h>
+
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+
+namespace velmioctl::exchange {
+
+namespace {
+
+struct DiffOptions
+{
+    std::string a;
+    std::string b;
+};
+
+struct TableCounts
+{
+    const TableShape* table;
+    qint64 onlyInA = 0;
+    qint64 onlyInB = 0;
+    qint64 changed = 0;
+    qint64 same = 0;
+};
+
+/// Counts, and leaves to others how each row is shown.
+class Report : public DifferenceListener
+{
+public:
+    explicit Report(Output& output)
+        : output(output)
+    {
+    }
+
+    void beginTable(const TableShape& table) override
+    {
+        endTable();
+        counts.push_back({&table});
+    }
+    void onlyInA(const Row& row) override
+    {
+        ++current().onlyInA;
+        showOnly(row, 'A');
+    }
+    void onlyInB(const Row& row) override
+    {
+        ++current().onlyInB;
+        showOnly(row, 'B');
+    }
+    void changed(const Row& a, const Row& b, const std::vector<size_t>& columns) override
+    {
+        ++current().changed;
+        showChanged(a, b, columns);
+    }
+    void same() override { ++current().same; }
+    void notCompared(const TableShape& table) override
+    {
+        missing += QString::fromLatin1(table.name);
+    }
+
+    bool isSame() const
+    {
+        return std::all_of(counts.begin(), counts.end(), [](const TableCounts& table) {
+            return table.onlyInA + table.onlyInB + table.changed == 0;
+        });
+    }
+    const QStringList& missingTables() const { return missing; }
+
+    virtual void finish() = 0;
+
+protected:
+    virtual void showOnly(const Row& row, char side) = 0;
+    virtual void showChanged(const Row& a, const Row& b, const std::vector<size_t>& columns) = 0;
+    virtual void endTable() {}
+
+    TableCounts& current() { return counts.back(); }
+    const TableShape& table() const { return *counts.back().table; }
+
+    Output& output;
+    std::vector<TableCounts> counts;
+    QStringList missing;
+};
+
+class TextReport : public Report
+{
+public:
+    using Report::Report;
+
+    void finish() override
+    {
+        Table summary({u"ONLY IN A"_s, u"ONLY IN B"_s, u"CHANGED"_s, u"SAME"_s, u"TABLE"_s});
+        for (int column = 0; column < 4; ++column)
+            summary.alignRight(column);
+        for (const TableCounts& counted : counts) {
+            summary.addRow(
+                {QString::number(counted.onlyInA), QString::number(counted.onlyInB),
+                 QString::number(counted.changed), QString::number(counted.same),
+                 QString::fromLatin1(counted.table->name)});
+        }
+        output.print(summary);
+    }
+
+private:
+    // What a person knows the row by.
+    QString labelOf(const Row& row) const
+    {
+        for (const char* const name : {"clientPath", "userName", "alias", "name"}) {
+            for (size_t at = 0; at < table().columns.size(); ++at) {
+                if (table().columns[at].name == name &&
+                    std::holds_alternative<Text>(row.values[at]))
+                    return u" ("_s + shown(row.values[at]) + u')';
+            }
+        }
+        return {};
+    }
+    void printRow(const Row& row, const QString& rest)
+    {
+        output.printText(u"%1 %2%3%4"_s.arg(
+            QString::fromLatin1(table().name), QString::number(row.id), labelOf(row), rest));
+    }
+    void showOnly(const Row& row, char side) override
+    {
+        printRow(row, u": only in %1"_s.arg(QLatin1Char(side)));
+    }
+    void showChanged(const Row& a, const Row& b, const std::vector<size_t>& columns) override
+    {
+        printRow(a, u":"_s);
+        for (const size_t at : columns) {
+            const Column& column = table().columns[at];
+            const QString change = column.isSecret
+                                       ? u"differs"_s
+                                       : shown(a.values[at]) + u" -> "_s + shown(b.values[at]);
+            output.printText(u"    %1: %2"_s.arg(QString::fromLatin1(column.name), change));
+        }
+    }
+    static QString shown(const Value& value) { return QString::fromUtf8(toJson(value)); }
+};
+
+/// Written row by row, as there may be many.
+class JsonReport : public Report
+{
+public:
+    using Report::Report;
+
+    void begin(const QString& a, const QString& b)
+    {
+        output.printBytes(
+            "{\"a\": " + quotedJson(a.toUtf8()) + ", \"b\": " + quotedJson(b.toUtf8()) +
+            ", \"tables\": {");
+    }
+    void finish() override
+    {
+        endTable();
+        output.printBytes("},\n\"notCompared\": [");
+        for (qsizetype at = 0; at < missing.size(); ++at)
+            output.printBytes((at == 0 ? "" : ", ") + quotedJson(missing.at(at).toUtf8()));
+        output.printBytes(QByteArray("], \"same\": ") + (isSame() ? "true" : "false") + "}\n");
+    }
+
+private:
+    void beginTable(const TableShape& begun) override
+    {
+        Report::beginTable(begun);
+        output.printBytes(
+            (counts.size() == 1 ? "\n" : ",\n") + quotedJson(begun.name) + ": {\"rows\": [");
+        anyRow = false;
+    }
+    void endTable() override
+    {
+        if (counts.empty())
+            return;
+        output.printBytes("], \"same\": " + QByteArray::number(current().same) + "}");
+    }
+    void printRow(const Row& row, const QByteArray& rest)
+    {
+        output.printBytes(
+            (anyRow ? ",\n  {\"id\": " : "\n  {\"id\": ") + QByteArray::number(row.id) + rest +
+            "}");
+        anyRow = true;
+    }
+    void showOnly(const Row& row, char side) override
+    {
+        printRow(row, QByteArray(", \"onlyIn\": \"") + (side == 'A' ? "a" : "b") + "\"");
+    }
+    void showChanged(const Row& a, const Row& b, const std::vector<size_t>& columns) override
+    {
+        QByteArray fields;
+        for (const size_t at : columns) {
+            const Column& column = table().columns[at];
+            fields += (fields.isEmpty() ? "" : ", ") + quotedJson(column.name) + ": ";
+            fields += column.isSecret ? "{\"differs\": true}"
+                                      : "{\"a\": " + toJson(a.values[at]) +
+                                            ", \"b\": " + toJson(b.values[at]) + "}";
+        }
+        printRow(a, ", \"columns\": {" + fields + "}");
+    }
+
+    bool anyRow = false;
+};
+
+void compareSides(DiffSide& a, DiffSide& b, Report& report)
+{
+    try {
+        compare(a.rows(), b.rows(), report);
+    } catch (const doctor::ReadFailure& failure) {
+        a.check(failure);
+        b.check(failure);
+        throw;
+    }
+}
+
+void run(Session& session, const DiffOptions& options)
+{
+    const QString pathOfA = absolutePath(options.a);
+    const QString pathOfB = absolutePath(options.b);
+    DiffSide a(pathOfA);
+    DiffSide b(pathOfB);
+    std::unique_ptr<Report> report;
+    if (session.output.json()) {
+        auto json = std::make_unique<JsonReport>(session.output);
+        json->begin(pathOfA, pathOfB);
+        report = std::move(json);
+    } else {
+        report = std::make_unique<TextReport>(session.output);
+    }
+    compareSides(a, b, *report);
+    report->finish();
+    if (!report->missingTables().isEmpty()) {
+        session.output.note(u"Not compared, as only one of the two has them: %1."_s.arg(
+            report->missingTables().join(u", "_s)));
+    }
+    if (!a.isDatabase() || !b.isDatabase())
+        session.output.note(u"Secrets are not compared with those of an export."_s);
+    session.exitCode = report->isSame() ? ExitCode::Ok : ExitCode::Findings;
+}
+
+} // namespace
+
+} // namespace velmioctl::exchange
+
+namespace velmioctl {
+
+void addDiffCommand(Command& app, Session& session)
+{
+    Command* const command = app.addSubcommand(
+        "diff", "Compare two databases, or exports of them; exit code 1 when they differ");
+    const auto options = std::make_shared<exchange::DiffOptions>();
+    command->addOption("A", options->a, "A database, or an export")->required()->offersFiles();
+    command->addOption("B", options->b, "What to compare it with")->required()->offersFiles();
+    command->example("velmioctl diff yesterday.json today.json");
+    command->example("velmioctl diff old.db settings.json --json");
+    command->callback([&session, options] { exchange::run(session, *options); });
+}
+
+} // namespace velmioctl

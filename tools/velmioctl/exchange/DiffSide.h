@@ -1,0 +1,30 @@
+#pragma once
+
+#include "ExportFile.h"
+#include "StoreRows.h"
+#include "StoreSnapshot.h"
+
+#include <optional>
+
+namespace velmioctl::exchange {
+
+/// One of the two that are compared: a database, or an export.
+class DiffSide
+{
+public:
+    /// Tells by its first bytes what it is; throws CommandError.
+    explicit DiffSide(const QString& path);
+
+    RowSource& rows();
+    bool isDatabase() const { return snapshot.has_value(); }
+
+    /// Throws CommandError when it is the database that could not be read.
+    void check(const doctor::ReadFailure& failure) const;
+
+private:
+    std::optional<StoreSnapshot> snapshot;
+    std::optional<StoreRows> storeRows;
+    std::optional<ExportFile> file;
+};
+
+} // namespace velmioctl::exchange

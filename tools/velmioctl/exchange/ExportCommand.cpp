@@ -1,0 +1,180 @@
+#include "ExportCommand.h"
+
+#include "ExportWriter.h"
+#include "RowSecrets.h"
+#include "StoreRows.h"
+#include "StoreSnapshot.h"
+#include "TargetFile.h"
+
+#include <velmioctl/CommandLine.h>
+#include <velmioctl/SecretInput.h>
+#include <velmioctl/Session.h>
+#include <velmioctl/Text.h>
+
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+
+namespace velmioctl::exchange {
+
+namespace {
+
+struct ExportOptions
+{
+    std::optional<std::string> file;
+    std::vector<std::string> tables;
+    bool withSecrets = false;
+    SecretInput passphrase{"passphrase"};
+};
+
+/// What became of an export.
+struct Exported
+{
+    QJsonObject rows; // table -> how many
+    qint64 allRows = 0;
+    int unreadablePasswords = 0;
+};
+
+bool contains(const std::vector<std::string>& names, const TableShape& table)
+{
+    return std::find(names.begin(), names.end(), table.name.toStdString()) != names.end();
+}
+
+std::vector<const TableShape*> tablesOf(const std::vector<std::string>& names)
+{
+    std::vector<const TableShape*> tables;
+    for (const TableShape& table : tableShapes()) {
+        if (names.empty() || contains(names, table))
+            tables.push_back(&table);
+    }
+    return tables;
+}
+
+void requireKnown(const std::vector<std::string>& names)
+{
+    QStringList known;
+    for (const TableShape& table : tableShapes())
+        known += QString::fromLatin1(table.name);
+    for (const std::string& name : names) {
+        if (const QString given = QString::fromStdString(name); !known.contains(given)) {
+            throw CommandError(
+                ExitCode::Usage,
+                u"There is no table %1: there are %2."_s.arg(quoted(given), known.join(u", "_s)));
+        }
+    }
+}
+
+Row prepared(const TableShape& table, Row row, RowSecrets* secrets)
+{
+    if (secrets) {
+        secrets->seal(table, row);
+        return row;
+    }
+    for (size_t at = 0; at < table.columns.size(); ++at) {
+        if (table.columns[at].isSecret)
+            row.values[at] = LeftOut();
+    }
+    return row;
+}
+
+Exported write(
+    StoreSnapshot& snapshot, const std::vector<const TableShape*>& tables, RowSecrets* secrets,
+    ExportWriter writer)
+{
+    Exported exported;
+    ExportHeader header{.schemaVersion = snapshot.schemaVersion()};
+    if (secrets)
+        header.secrets = secrets->parameters();
+    writer.begin(header);
+    snapshot.read([&](sync::interf::factory::IDatabaseFactory& database) {
+        StoreRows rows(database, tables);
+        while (rows.nextTable()) {
+            writer.beginTable(rows.table(), rows.lastId());
+            qint64 count = 0;
+            for (; rows.nextRow(); ++count)
+                writer.write(prepared(rows.table(), rows.row(), secrets));
+            writer.endTable();
+            exported.rows.insert(QString::fromLatin1(rows.table().name), count);
+            exported.allRows += count;
+        }
+    });
+    writer.end();
+    if (secrets)
+        exported.unreadablePasswords = secrets->unreadable();
+    return exported;
+}
+
+void answer(Session& session, const Exported& exported, const QString& path, bool withSecrets)
+{
+    if (session.output.json()) {
+        session.output.print(QJsonObject{
+            {u"path"_s, path},
+            {u"rows"_s, exported.rows},
+            {u"secrets"_s, withSecrets},
+            {u"unreadablePasswords"_s, exported.unreadablePasswords}});
+        return;
+    }
+    session.output.printText(u"Exported %1 rows of %2 tables to %3, %4."_s.arg(
+        QString::number(exported.allRows), QString::number(exported.rows.size()), quoted(path),
+        withSecrets ? u"with secrets under the passphrase"_s : u"without secrets"_s));
+}
+
+void run(Session& session, const ExportOptions& options)
+{
+    requireKnown(options.tables);
+    StoreSnapshot snapshot(session.existingDatabasePath());
+    const auto tables = tablesOf(options.tables);
+    std::optional<TargetFile> target;
+    if (options.file)
+        target.emplace(absolutePath(*options.file));
+    std::optional<RowSecrets> secrets;
+    if (options.withSecrets)
+        secrets.emplace(SecretBox::make(options.passphrase.read(session)));
+    const auto sink = [&](const QByteArray& text) {
+        if (target)
+            target->write(text);
+        else
+            session.output.printBytes(text);
+    };
+    const Exported exported =
+        write(snapshot, tables, secrets ? &*secrets : nullptr, ExportWriter(sink));
+    if (target) {
+        target->commit();
+        answer(session, exported, target->path(), options.withSecrets);
+    }
+    if (exported.unreadablePasswords == 0)
+        return;
+    session.exitCode = ExitCode::Findings;
+    session.output.warning(
+        u"%1 passwords cannot be read with the keys that are here, and were exported as they are "
+        u"stored: see 'velmioctl secrets verify'."_s.arg(exported.unreadablePasswords));
+}
+
+} // namespace
+
+} // namespace velmioctl::exchange
+
+namespace velmioctl {
+
+void addExportCommand(Command& app, Session& session)
+{
+    Command* const command =
+        app.addSubcommand("export", "Write the rows of the database as text that compares well");
+    const auto options = std::make_shared<exchange::ExportOptions>();
+    command->addOption("FILE", options->file, "The file to write; without it standard output")
+        ->offersFiles();
+    command->addOption("--tables", options->tables, "Only these tables, such as Schedules")
+        ->repeatable()
+        ->separatedBy(',')
+        ->typeName("TABLE,...");
+    Option* const withSecrets = command->addFlag(
+        "--with-secrets", options->withSecrets,
+        "Also passwords and product secrets, encrypted under a passphrase");
+    Option* const fromInput = options->passphrase.addTo(*command)->needs(withSecrets);
+    options->passphrase.addFileTo(*command)->needs(withSecrets)->excludes(fromInput);
+    command->example("velmioctl export settings.json");
+    command->example("velmioctl export --tables Schedules,ServerConfiguration");
+    command->callback([&session, options] { exchange::run(session, *options); });
+}
+
+} // namespace velmioctl

@@ -1,0 +1,198 @@
+#include "ExportRows.h"
+
+#include <velmioctl/Text.h>
+
+#include <database/SqliteDatabaseFactory.h>
+
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+using sync::database::SqliteDatabaseFactory;
+
+namespace velmioctl::exchange {
+
+namespace {
+
+QString quotedName(const QByteArray& name)
+{
+    return quoted(QString::fromUtf8(name));
+}
+
+} // namespace
+
+ExportRows::ExportRows(QIODevice& device, const QString& name)
+    : reader(device, name)
+{
+    readHeader();
+}
+
+bool ExportRows::nextTable()
+{
+    if (inTable)
+        endTable();
+    if (!reader.nextMember(!anyTable)) {
+        if (reader.nextMember(false))
+            fail(u"nothing has to follow the tables"_s);
+        reader.readEnd();
+        return false;
+    }
+    const QByteArray name = reader.readKey();
+    const TableShape* const next = findTable(name);
+    if (!next)
+        fail(u"there is no table %1"_s.arg(quotedName(name)));
+    if (anyTable && next->name <= currentTable->name) {
+        fail(u"the table %1 has to stand once, and before %2: tables are sorted by name"_s.arg(
+            quotedName(name), quotedName(currentTable->name)));
+    }
+    currentTable = next;
+    reader.beginObject();
+    requireKey("lastId", true);
+    currentLastId = reader.readInteger();
+    requireKey("rows");
+    reader.beginArray();
+    anyTable = true;
+    inTable = true;
+    anyRow = false;
+    return true;
+}
+
+bool ExportRows::nextRow()
+{
+    if (!inTable)
+        return false;
+    if (!reader.nextElement(!anyRow)) {
+        inTable = false;
+        if (reader.nextMember(false))
+            fail(u"nothing has to follow the rows of a table"_s);
+        return false;
+    }
+    const qint64 lastRowId = currentRow.id;
+    readRow();
+    if (anyRow && currentRow.id <= lastRowId) {
+        fail(u"the row %1 has to stand once, and before row %2: rows are sorted by id"_s.arg(
+            QString::number(currentRow.id), QString::number(lastRowId)));
+    }
+    anyRow = true;
+    return true;
+}
+
+void ExportRows::readHeader()
+{
+    reader.beginObject();
+    requireKey("format", true);
+    if (reader.readString() != FormatName)
+        fail(u"this is no export of a configuration database"_s);
+    requireKey("formatVersion");
+    if (const qint64 version = reader.readInteger(); version != FormatVersion) {
+        reader.fail(
+            u"the format has version %1, and this program knows version %2"_s.arg(
+                QString::number(version), QString::number(FormatVersion)),
+            ExitCode::TooNew);
+    }
+    requireKey("schemaVersion");
+    given.schemaVersion = reader.readInteger();
+    if (const int known = SqliteDatabaseFactory::schemaVersion(); given.schemaVersion > known) {
+        reader.fail(
+            u"the rows are of schema version %1, and this program knows version %2"_s.arg(
+                QString::number(given.schemaVersion), QString::number(known)),
+            ExitCode::TooNew);
+    }
+    requireKey("secrets");
+    if (reader.nextIsNull())
+        reader.readNull();
+    else
+        readSecrets();
+    requireKey("tables");
+    reader.beginObject();
+}
+
+void ExportRows::readSecrets()
+{
+    SecretParameters secrets;
+    reader.beginObject();
+    requireKey("check", true);
+    secrets.check = reader.readBase64();
+    requireKey("cipher");
+    if (reader.readString() != "xchacha20poly1305-ietf")
+        fail(u"the cipher of the secrets is unknown"_s);
+    requireKey("keyDerivation");
+    if (reader.readString() != "argon2id13")
+        fail(u"the derivation of the key to the secrets is unknown"_s);
+    requireKey("memoryBytes");
+    secrets.memoryBytes = reader.readInteger();
+    requireKey("operations");
+    secrets.operations = reader.readInteger();
+    requireKey("salt");
+    secrets.salt = reader.readBase64();
+    if (reader.nextMember(false))
+        fail(u"nothing more has to be told of the secrets"_s);
+    if (!SecretBox::isBearable(secrets))
+        fail(u"the derivation of the key to the secrets takes too much, or too little"_s);
+    given.secrets = secrets;
+}
+
+void ExportRows::requireKey(const char* key, bool first)
+{
+    if (!reader.nextMember(first))
+        fail(u"\"%1\" is missing"_s.arg(QLatin1StringView(key)));
+    if (const QByteArray found = reader.readKey(); found != key)
+        fail(u"\"%1\" has to stand here, not %2"_s.arg(QLatin1StringView(key), quotedName(found)));
+}
+
+void ExportRows::endTable()
+{
+    while (nextRow()) {
+    }
+}
+
+void ExportRows::readRow()
+{
+    const size_t columns = table().columns.size();
+    currentRow.values.assign(columns, LeftOut());
+    seen.assign(columns, false);
+    reader.beginObject();
+    currentRow.line = reader.line();
+    for (bool first = true; reader.nextMember(first); first = false)
+        readField(reader.readKey());
+    requireFields();
+    const auto* const id = std::get_if<qint64>(&currentRow.values[0]);
+    if (!id)
+        fail(u"the id of a row is an integer"_s);
+    currentRow.id = *id;
+}
+
+void ExportRows::readField(const QByteArray& key)
+{
+    const auto& columns = table().columns;
+    const auto found = std::find_if(columns.begin(), columns.end(), [&key](const Column& column) {
+        return column.name == key;
+    });
+    if (found == columns.end())
+        fail(u"the table %1 has no column %2"_s.arg(quotedName(table().name), quotedName(key)));
+    const auto at = static_cast<size_t>(found - columns.begin());
+    if (seen[at])
+        fail(u"the column %1 stands twice in a row"_s.arg(quotedName(key)));
+    seen[at] = true;
+
+    Value& value = currentRow.values[at];
+    value = reader.readValue();
+    if (found->isSecret && !given.secrets)
+        fail(u"the column %1 is a secret, and the export says that it has none"_s.arg(
+            quotedName(key)));
+    const bool isNull = std::holds_alternative<Null>(value);
+    if (std::holds_alternative<Sealed>(value) != (found->isSecret && !isNull))
+        fail(u"a secret, and nothing else, has to be encrypted: see the column %1"_s.arg(
+            quotedName(key)));
+}
+
+void ExportRows::requireFields() const
+{
+    for (size_t at = 0; at < seen.size(); ++at) {
+        const Column& column = table().columns[at];
+        if (!seen[at] && (!column.isSecret || given.secrets)) {
+            failAtRow(u"the row that begins here has no column %1"_s.arg(quotedName(column.name)));
+        }
+    }
+}
+
+} // namespace velmioctl::exchange

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "ExportHeader.h"
+#include "RowSource.h"
+
+#include <functional>
+
+namespace velmioctl::exchange {
+
+/// Writes an export: JSON with one field on each line, the same for the same rows.
+class ExportWriter
+{
+public:
+    /// Takes the text, piece by piece.
+    using Sink = std::function<void(const QByteArray& text)>;
+
+    explicit ExportWriter(Sink sink);
+
+    void begin(const ExportHeader& header);
+    void beginTable(const TableShape& table, qint64 lastId);
+    void write(const Row& row);
+    void endTable();
+    void end();
+
+private:
+    const Sink sink;
+    const TableShape* table = nullptr;
+    bool anyTable = false;
+    bool anyRow = false;
+};
+
+} // namespace velmioctl::exchange

@@ -1,0 +1,221 @@
+#include "ImportCommand.h"
+
+#include "ExportFile.h"
+#include "ImportRun.h"
+#include "StoreSnapshot.h"
+
+#include <velmioctl/CommandLine.h>
+#include <velmioctl/SecretInput.h>
+#include <velmioctl/Session.h>
+#include <velmioctl/Table.h>
+#include <velmioctl/Text.h>
+#include <velmioctl/WatchedDatabase.h>
+
+using namespace Qt::StringLiterals;
+using sync::interf::factory::IDatabaseFactory;
+
+namespace velmioctl::exchange {
+
+namespace {
+
+struct ImportOptions
+{
+    std::string file;
+    bool replace = false;
+    bool dryRun = false;
+    bool yes = false;
+    bool withoutSecrets = false;
+    bool allowDangling = false;
+    SecretInput passphrase{"passphrase"};
+};
+
+std::optional<RowSecrets> openSecrets(
+    Session& session, const ImportOptions& options, const ExportHeader& header)
+{
+    if (!header.secrets || options.withoutSecrets)
+        return {};
+    auto box = SecretBox::open(*header.secrets, options.passphrase.readKnown(session));
+    if (!box) {
+        throw CommandError(
+            ExitCode::KeyUnavailable,
+            u"The secrets of the export are not under this passphrase, and nothing was changed: "
+            u"give the right one, or import the rest with --without-secrets."_s);
+    }
+    return RowSecrets(std::move(*box));
+}
+
+ImportPlan planOf(StoreSnapshot& store, ExportFile& file, ImportRun::Mode mode, RowSecrets* secrets)
+{
+    ImportPlan plan;
+    store.read([&](IDatabaseFactory& database) {
+        plan = ImportRun(database, mode, secrets, nullptr).run(file.rows());
+    });
+    return plan;
+}
+
+bool isNewStore(StoreSnapshot& store)
+{
+    bool answer = false;
+    store.read([&answer](IDatabaseFactory& database) { answer = isNew(database); });
+    return answer;
+}
+
+void requireReferences(const ImportPlan& plan, const ImportOptions& options, Output& output)
+{
+    if (plan.brokenReferences.isEmpty())
+        return;
+    constexpr qsizetype ShownReferences = 10;
+    QStringList lines = plan.brokenReferences.mid(0, ShownReferences);
+    if (const auto more = plan.brokenReferences.size() - lines.size(); more > 0)
+        lines += u"And %1 more."_s.arg(more);
+    if (options.allowDangling) {
+        output.warning(u"References that lead nowhere come along:\n"_s + lines.join(u'\n'));
+        return;
+    }
+    throw CommandError(
+        ExitCode::Usage,
+        u"Nothing was changed, as references would lead nowhere:\n%1\nBring the rows that they "
+        u"name along, or import them as they are with --allow-dangling."_s.arg(lines.join(u'\n')));
+}
+
+void print(Output& output, const ImportPlan& plan)
+{
+    if (output.json())
+        return;
+    Table table({u"NEW"_s, u"CHANGED"_s, u"REMOVED"_s, u"SAME"_s, u"STAY"_s, u"TABLE"_s});
+    for (int column = 0; column < 5; ++column)
+        table.alignRight(column);
+    for (const TableChanges& changes : plan.tables) {
+        table.addRow(
+            {QString::number(changes.added), QString::number(changes.changed),
+             QString::number(changes.removed), QString::number(changes.same),
+             QString::number(changes.kept), QString::fromLatin1(changes.table->name)});
+    }
+    output.print(table);
+}
+
+void answer(Session& session, const ImportPlan& plan, bool imported)
+{
+    if (!session.output.json()) {
+        if (plan.isEmpty())
+            session.output.printText(u"The database holds all of it already."_s);
+        else if (imported)
+            session.output.printText(u"Imported."_s);
+        return;
+    }
+    QJsonObject tables;
+    for (const TableChanges& changes : plan.tables) {
+        tables.insert(
+            QString::fromLatin1(changes.table->name), QJsonObject{
+                                                          {u"new"_s, changes.added},
+                                                          {u"changed"_s, changes.changed},
+                                                          {u"removed"_s, changes.removed},
+                                                          {u"same"_s, changes.same},
+                                                          {u"stay"_s, changes.kept}});
+    }
+    session.output.print(QJsonObject{
+        {u"tables"_s, tables},
+        {u"imported"_s, imported},
+        {u"newWithoutPassword"_s, plan.newWithoutPassword},
+        {u"brokenReferences"_s, QJsonArray::fromStringList(plan.brokenReferences)}});
+}
+
+// In one transaction; nothing is changed when this throws.
+void apply(
+    Session& session, ExportFile& file, ImportRun::Mode mode, RowSecrets* secrets,
+    const ImportPlan& plan)
+{
+    WatchedDatabase& database = session.database();
+    Transaction transaction(database);
+    RowWriter writer(database, mode.withSecrets);
+    ImportPlan done;
+    try {
+        done = ImportRun(database, mode, secrets, &writer).run(file.rows());
+    } catch (const doctor::ReadFailure&) {
+        database.check(false, u"Reading the database"_s);
+    }
+    if (done != plan) {
+        throw CommandError(
+            ExitCode::Busy, u"Nothing was changed: the database or the export has changed since "
+                            u"the plan was shown. Run the command again."_s);
+    }
+    transaction.commit();
+}
+
+QString questionOf(const ImportPlan& plan)
+{
+    qint64 added = 0;
+    qint64 changed = 0;
+    qint64 removed = 0;
+    for (const TableChanges& changes : plan.tables) {
+        added += changes.added;
+        changed += changes.changed;
+        removed += changes.removed;
+    }
+    return u"Make a backup, then add %1 rows, change %2 and remove %3?"_s.arg(
+        QString::number(added), QString::number(changed), QString::number(removed));
+}
+
+void run(Session& session, const ImportOptions& options)
+{
+    const QString path = session.existingDatabasePath();
+    ExportFile file(absolutePath(options.file));
+    auto secrets = openSecrets(session, options, file.rows().header());
+    RowSecrets* const usedSecrets = secrets ? &*secrets : nullptr;
+    ImportRun::Mode mode{.replace = options.replace, .withSecrets = secrets.has_value()};
+    ImportPlan plan;
+    {
+        StoreSnapshot store(path);
+        // A new database becomes what the export is of, without the schedule it was made with.
+        mode.replace = mode.replace || isNewStore(store);
+        plan = planOf(store, file, mode, usedSecrets);
+    }
+    print(session.output, plan);
+    requireReferences(plan, options, session.output);
+    const bool imports = !options.dryRun && !plan.isEmpty();
+    if (imports) {
+        session.confirm(options.yes, questionOf(plan));
+        session.backUp(sync::database::DatabaseBackups::Reason::Import);
+        file.rewind();
+        apply(session, file, mode, usedSecrets, plan);
+    }
+    answer(session, plan, imports);
+    if (imports && plan.newWithoutPassword > 0) {
+        session.output.note(
+            u"%1 new sign-ins are without a password: store it with 'velmioctl signin password'."_s
+                .arg(plan.newWithoutPassword));
+    }
+}
+
+} // namespace
+
+} // namespace velmioctl::exchange
+
+namespace velmioctl {
+
+void addImportCommand(Command& app, Session& session)
+{
+    Command* const command =
+        app.addSubcommand("import", "Bring the rows of an export into the database, all or none");
+    const auto options = std::make_shared<exchange::ImportOptions>();
+    command->addOption("FILE", options->file, "What 'velmioctl export' has written")
+        ->required()
+        ->offersFiles();
+    command->addFlag(
+        "--replace", options->replace,
+        "Remove rows that the export does not have, from the tables that it has");
+    command->addFlag("--dry-run", options->dryRun, "Show what would change, and change nothing");
+    command->addFlag("--yes", options->yes, "Import without asking");
+    command->addFlag(
+        "--allow-dangling", options->allowDangling, "Also references that lead nowhere");
+    Option* const without = command->addFlag(
+        "--without-secrets", options->withoutSecrets,
+        "Leave the secrets of the export out, and need no passphrase");
+    Option* const fromInput = options->passphrase.addTo(*command)->excludes(without);
+    options->passphrase.addFileTo(*command)->excludes(without)->excludes(fromInput);
+    command->example("velmioctl import settings.json --dry-run");
+    command->example("velmioctl import settings.json --replace");
+    command->callback([&session, options] { exchange::run(session, *options); });
+}
+
+} // namespace velmioctl

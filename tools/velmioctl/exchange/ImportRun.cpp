@@ -1,0 +1,148 @@
+#include "ImportRun.h"
+
+#include "RowPairs.h"
+#include "StoreRows.h"
+
+#include <velmioctl/doctor/CheckQuery.h>
+
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+using sync::interf::factory::IDatabaseFactory;
+
+namespace velmioctl::exchange {
+
+namespace {
+
+// The secrets that the export leaves out are as they are.
+bool isSameRow(const Row& row, const Row& stored)
+{
+    for (size_t at = 0; at < row.values.size(); ++at) {
+        if (!std::holds_alternative<LeftOut>(row.values[at]) &&
+            !isSame(row.values[at], stored.values[at]))
+            return false;
+    }
+    return true;
+}
+
+bool hasPasswordLeftOut(const Row& row)
+{
+    return std::any_of(row.values.begin(), row.values.end(), [](const Value& value) {
+        return std::holds_alternative<LeftOut>(value);
+    });
+}
+
+} // namespace
+
+bool ImportPlan::isEmpty() const
+{
+    return std::all_of(tables.begin(), tables.end(), [](const TableChanges& changes) {
+        return changes.isEmpty();
+    });
+}
+
+ImportRun::ImportRun(IDatabaseFactory& database, Mode mode, RowSecrets* secrets, RowWriter* writer)
+    : database(database)
+    , mode(mode)
+    , secrets(secrets)
+    , writer(writer)
+{
+}
+
+ImportPlan ImportRun::run(ExportRows& rows)
+{
+    while (rows.nextTable())
+        runTable(rows);
+    plan.brokenReferences = references.broken(database);
+    return plan;
+}
+
+void ImportRun::runTable(ExportRows& rows)
+{
+    const TableShape& table = rows.table();
+    plan.tables.push_back({.table = &table});
+    references.beginTable(table);
+    if (writer)
+        writer->beginTable(table);
+    StoreRows stored(database, {&table});
+    stored.nextTable();
+    plan.tables.back().raisesLastId = rows.lastId() > stored.lastId();
+    visitPairs(rows, stored, [&](const Row* row, const Row* storedRow) {
+        if (row)
+            take(rows, storedRow);
+        else
+            drop(*storedRow);
+    });
+    if (writer)
+        writer->endTable(rows.lastId());
+}
+
+void ImportRun::take(ExportRows& rows, const Row* stored)
+{
+    TableChanges& changes = plan.tables.back();
+    const Row row = prepared(rows, stored);
+    references.willBe(row, stored);
+    if (!stored) {
+        ++changes.added;
+        if (changes.table->name == "AuthenticationConfiguration" && hasPasswordLeftOut(row))
+            ++plan.newWithoutPassword;
+        if (writer)
+            writer->add(row);
+    } else if (isSameRow(row, *stored)) {
+        ++changes.same;
+    } else {
+        ++changes.changed;
+        if (writer)
+            writer->change(row);
+    }
+}
+
+void ImportRun::drop(const Row& stored)
+{
+    TableChanges& changes = plan.tables.back();
+    if (!mode.replace) {
+        ++changes.kept;
+        references.willBe(stored, &stored);
+        return;
+    }
+    ++changes.removed;
+    references.willGo(stored.id);
+    if (writer)
+        writer->remove(stored.id);
+}
+
+Row ImportRun::prepared(ExportRows& rows, const Row* stored)
+{
+    Row row = rows.row();
+    if (!mode.withSecrets) {
+        for (Value& value : row.values) {
+            if (std::holds_alternative<Sealed>(value))
+                value = LeftOut();
+        }
+        return row;
+    }
+    const auto purpose = writer ? RowSecrets::Purpose::Store : RowSecrets::Purpose::Compare;
+    if (!secrets->unseal(rows.table(), row, stored, purpose))
+        rows.failAtRow(u"a secret of the row that begins here is damaged"_s);
+    return row;
+}
+
+bool isNew(IDatabaseFactory& database)
+{
+    for (const TableShape& table : tableShapes()) {
+        // A database is made with a default schedule.
+        const QString untouched =
+            table.name == "Schedules"
+                ? u" WHERE (id, folderConfigurationId, syncScheduleType, syncInterval) IS NOT"
+                  u" (1, 0, 0, 30) OR startTime IS NOT NULL OR expireTime IS NOT NULL"_s
+                : QString();
+        doctor::CheckQuery query(
+            database,
+            u"SELECT 1 FROM %1%2 LIMIT 1"_s.arg(QString::fromLatin1(table.name), untouched));
+        if (query.next())
+            return false;
+    }
+    return true;
+}
+
+} // namespace velmioctl::exchange

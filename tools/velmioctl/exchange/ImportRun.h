@@ -1,0 +1,78 @@
+#pragma once
+
+#include "ExportRows.h"
+#include "ReferenceCheck.h"
+#include "RowSecrets.h"
+#include "RowWriter.h"
+
+#include <QStringList>
+
+namespace sync::interf::factory {
+class IDatabaseFactory;
+}
+
+namespace velmioctl::exchange {
+
+/// What an import does to a table.
+struct TableChanges
+{
+    const TableShape* table = nullptr;
+    qint64 added = 0;
+    qint64 changed = 0;
+    qint64 same = 0;
+    qint64 removed = 0;
+    qint64 kept = 0; ///< Rows that the export does not have, and that stay.
+    bool raisesLastId = false;
+
+    bool isEmpty() const { return added + changed + removed == 0 && !raisesLastId; }
+    bool operator==(const TableChanges&) const = default;
+};
+
+/// What an import does, or would do.
+struct ImportPlan
+{
+    std::vector<TableChanges> tables = {};
+    QStringList brokenReferences = {};
+    qint64 newWithoutPassword = 0;
+
+    bool isEmpty() const;
+    bool operator==(const ImportPlan&) const = default;
+};
+
+/// Compares an export with a database, row by row, and makes them agree.
+class ImportRun
+{
+public:
+    struct Mode
+    {
+        bool replace = false;     ///< Rows that the export does not have go.
+        bool withSecrets = false; ///< The secrets of the export come along.
+    };
+
+    /// Reads from `database`. `secrets` may be null unless they come along; `writer` may be null,
+    /// and then nothing is changed. All have to outlive this.
+    ImportRun(
+        sync::interf::factory::IDatabaseFactory& database, Mode mode, RowSecrets* secrets,
+        RowWriter* writer);
+
+    /// Throws TextError, CommandError, doctor::ReadFailure and KeyError.
+    ImportPlan run(ExportRows& rows);
+
+private:
+    void runTable(ExportRows& rows);
+    void take(ExportRows& rows, const Row* stored);
+    void drop(const Row& stored);
+    Row prepared(ExportRows& rows, const Row* stored);
+
+    sync::interf::factory::IDatabaseFactory& database;
+    const Mode mode;
+    RowSecrets* const secrets;
+    RowWriter* const writer;
+    ImportPlan plan;
+    ReferenceCheck references;
+};
+
+/// True for a database in which nobody has stored anything yet.
+bool isNew(sync::interf::factory::IDatabaseFactory& database);
+
+} // namespace velmioctl::exchange

@@ -1,0 +1,129 @@
+#include "SecretBox.h"
+
+#include <core/sodium/Sodium.h>
+
+#include <new>
+
+using sync::core::crypto::SecureBytes;
+
+namespace velmioctl::exchange {
+
+namespace {
+
+constexpr qint64 Operations = crypto_pwhash_argon2id_OPSLIMIT_MODERATE;
+constexpr qint64 MemoryBytes = crypto_pwhash_argon2id_MEMLIMIT_MODERATE;
+constexpr qint64 MostOperations = 16;
+constexpr qint64 MostMemoryBytes = qint64(1) << 30;
+
+constexpr qsizetype NonceBytes = crypto_aead_xchacha20poly1305_ietf_NPUBBYTES;
+constexpr qsizetype TagBytes = crypto_aead_xchacha20poly1305_ietf_ABYTES;
+constexpr size_t PaddedTo = 64;
+
+const QByteArray CheckPlace = "check";
+
+const unsigned char* rawBytes(const QByteArray& array)
+{
+    return reinterpret_cast<const unsigned char*>(array.constData());
+}
+
+unsigned char* rawBytes(QByteArray& array)
+{
+    return reinterpret_cast<unsigned char*>(array.data());
+}
+
+QByteArray randomBytes(qsizetype count)
+{
+    QByteArray bytes(count, '\0');
+    randombytes_buf(bytes.data(), static_cast<size_t>(count));
+    return bytes;
+}
+
+SecureBytes derive(const SecretParameters& parameters, const QString& passphrase)
+{
+    sync::core::crypto::initializeSodium();
+    SecureBytes key(crypto_aead_xchacha20poly1305_ietf_KEYBYTES);
+    QByteArray bytes = passphrase.toUtf8();
+    const int result = crypto_pwhash(
+        key.data(), key.size(), bytes.constData(), static_cast<unsigned long long>(bytes.size()),
+        rawBytes(parameters.salt), static_cast<unsigned long long>(parameters.operations),
+        static_cast<size_t>(parameters.memoryBytes), crypto_pwhash_ALG_ARGON2ID13);
+    sodium_memzero(bytes.data(), static_cast<size_t>(bytes.size()));
+    if (result != 0)
+        throw std::bad_alloc();
+    return key;
+}
+
+SecretParameters newParameters()
+{
+    sync::core::crypto::initializeSodium();
+    return {
+        .operations = Operations,
+        .memoryBytes = MemoryBytes,
+        .salt = randomBytes(crypto_pwhash_SALTBYTES)};
+}
+
+} // namespace
+
+SecretBox::SecretBox(const SecretParameters& parameters, const QString& passphrase)
+    : given(parameters)
+    , key(derive(parameters, passphrase))
+{
+}
+
+SecretBox SecretBox::make(const QString& passphrase)
+{
+    SecretBox box(newParameters(), passphrase);
+    box.given.check = box.seal({}, CheckPlace);
+    return box;
+}
+
+std::optional<SecretBox> SecretBox::open(
+    const SecretParameters& parameters, const QString& passphrase)
+{
+    SecretBox box(parameters, passphrase);
+    if (!box.unseal(parameters.check, CheckPlace))
+        return {};
+    return box;
+}
+
+bool SecretBox::isBearable(const SecretParameters& parameters)
+{
+    return parameters.operations >= qint64(crypto_pwhash_argon2id_OPSLIMIT_MIN) &&
+           parameters.operations <= MostOperations &&
+           parameters.memoryBytes >= qint64(crypto_pwhash_argon2id_MEMLIMIT_MIN) &&
+           parameters.memoryBytes <= MostMemoryBytes &&
+           parameters.salt.size() == crypto_pwhash_SALTBYTES;
+}
+
+QByteArray SecretBox::seal(const QByteArray& secret, const QByteArray& place) const
+{
+    SecureBytes padded(static_cast<size_t>(secret.size()) + PaddedTo);
+    std::copy(secret.begin(), secret.end(), padded.data());
+    size_t paddedSize = 0;
+    sodium_pad(
+        &paddedSize, padded.data(), static_cast<size_t>(secret.size()), PaddedTo, padded.size());
+
+    QByteArray sealed = randomBytes(NonceBytes);
+    sealed.resize(NonceBytes + static_cast<qsizetype>(paddedSize) + TagBytes);
+    crypto_aead_xchacha20poly1305_ietf_encrypt(
+        rawBytes(sealed) + NonceBytes, nullptr, padded.data(), paddedSize, rawBytes(place),
+        static_cast<unsigned long long>(place.size()), nullptr, rawBytes(sealed), key.data());
+    return sealed;
+}
+
+std::optional<QByteArray> SecretBox::unseal(const QByteArray& sealed, const QByteArray& place) const
+{
+    if (sealed.size() <= NonceBytes + TagBytes)
+        return {};
+    SecureBytes padded(static_cast<size_t>(sealed.size() - NonceBytes - TagBytes));
+    const int result = crypto_aead_xchacha20poly1305_ietf_decrypt(
+        padded.data(), nullptr, nullptr, rawBytes(sealed) + NonceBytes,
+        static_cast<unsigned long long>(sealed.size() - NonceBytes), rawBytes(place),
+        static_cast<unsigned long long>(place.size()), rawBytes(sealed), key.data());
+    size_t size = 0;
+    if (result != 0 || sodium_unpad(&size, padded.data(), padded.size(), PaddedTo) != 0)
+        return {};
+    return QByteArray(reinterpret_cast<const char*>(padded.data()), static_cast<qsizetype>(size));
+}
+
+} // namespace velmioctl::exchange

@@ -1,0 +1,49 @@
+#pragma once
+
+#include "TableShape.h"
+
+#include <velmioctl/doctor/CheckQuery.h>
+#include <velmioctl/doctor/ReadOnlyDatabase.h>
+
+#include <QString>
+
+namespace velmioctl::exchange {
+
+/// One moment of a database file that is ours, read while others write and without writing to it.
+class StoreSnapshot
+{
+public:
+    /// Throws CommandError, also for a file whose tables are not those that are known here.
+    explicit StoreSnapshot(const QString& path);
+
+    qint64 schemaVersion() const { return version; }
+
+    /// Calls `work` with the database; throws CommandError where that cannot read.
+    template <typename Work>
+    void read(Work work)
+    {
+        try {
+            work(database);
+        } catch (const doctor::ReadFailure& failure) {
+            check(failure);
+            throw;
+        }
+    }
+
+    /// For work of the caller's own, which has met a failure: throws CommandError when it was here.
+    void check(const doctor::ReadFailure& failure) const;
+
+    sync::interf::factory::IDatabaseFactory& openDatabase() { return database; }
+
+private:
+    [[noreturn]] void failAsTooNew() const;
+    void requireOurs();
+    void requireColumns(const TableShape& table);
+    qint64 number(const QString& sql);
+
+    const QString path;
+    doctor::ReadOnlyDatabase database;
+    qint64 version = 0;
+};
+
+} // namespace velmioctl::exchange
