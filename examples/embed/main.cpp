@@ -1,32 +1,62 @@
-// The shortest way from nothing to a stored server: run it with the path of a database.
+// From nothing to a stored server, a root folder and a file in it.
+//
+//     velmio-example-embed DATABASE FILE
 
+#include <config/FileConfigManager.h>
+#include <config/FolderConfigManager.h>
 #include <config/ServerConfigManager.h>
+#include <config/Sha256FileHash.h>
 #include <database/DatabaseError.h>
 #include <database/SqliteDatabaseFactory.h>
 
 #include <QCoreApplication>
+#include <QFileInfo>
 #include <QTextStream>
 
 using namespace Qt::StringLiterals;
+using namespace sync::config;
 
 int main(int argc, char* argv[])
 {
     const QCoreApplication application(argc, argv);
-    const QString path = application.arguments().value(1);
-    QTextStream out(stdout);
+    const QFileInfo local(application.arguments().value(2));
     try {
-        auto factory = sync::database::SqliteDatabaseFactory::open(path);
-        sync::config::ServerConfigManager servers(factory);
+        // Creates the database with its tables when there is none.
+        auto factory =
+            sync::database::SqliteDatabaseFactory::open(application.arguments().value(1));
+        ServerConfigManager servers(factory);
+        auto folders = std::make_shared<FolderConfigManager>(factory, nullptr);
+        FileConfigManager files(factory, std::make_shared<Sha256FileHash>(), nullptr, folders);
 
-        sync::config::ServerConfiguration server;
+        ServerConfiguration server;
         server.setDavUrl(u"https://dav.example.com/"_s);
         server.setWebServiceUrl(u"https://files.example.com/"_s);
-        if (!servers.Add(server))
+
+        FolderConfiguration root;
+        root.setClientPath(local.absolutePath());
+        root.setServerPath(u"/Documents"_s);
+        root.setParentId(0); // a root folder
+
+        // Every write tells whether it is on the disk.
+        if (!servers.Add(server) || !folders->Add(root))
             return 1;
-        out << server.getId() << ' ' << servers.GetServerConfigById(server.getId()).getAlias()
-            << Qt::endl;
+
+        FileConfiguration file;
+        file.setClientPath(local.absoluteFilePath());
+        file.setFolderConfigurationId(root.getId());
+        file.setRootFolderId(root.getRootId());
+        file.setSize(local.size());
+        file.setLastModifiedDateTime(local.lastModified().toUTC());
+        if (!files.Add(file))
+            return 1;
+
+        const FileConfiguration stored =
+            files.GetFileConfigurationByClientPath(file.getClientPath());
+        QTextStream(stdout) << "server " << server.getId() << ' ' << server.getAlias()
+                            << "\nfolder " << root.getId() << ' ' << root.getServerPath()
+                            << "\nfile " << stored.getId() << ' ' << stored.getSize() << " bytes\n";
     } catch (const sync::database::DatabaseError& error) {
-        QTextStream(stderr) << error.text() << Qt::endl;
+        QTextStream(stderr) << error.text() << '\n'; // names the file, the cause and the remedy
         return 1;
     }
     return 0;

@@ -1,0 +1,33 @@
+#include <config/FileConfigManager.h>
+#include <config/FolderConfigManager.h>
+#include <config/Sha256FileHash.h>
+#include <database/SqliteDatabaseFactory.h>
+
+#include <cstdio>
+
+using namespace sync::config;
+
+int main()
+{
+    auto factory = sync::database::SqliteDatabaseFactory::open("hello.db");
+    auto folders = std::make_shared<FolderConfigManager>(factory, nullptr);
+    FileConfigManager files(factory, std::make_shared<Sha256FileHash>(), nullptr, folders);
+
+    FolderConfiguration folder;
+    folder.setClientPath("/home/me/Documents");
+    folder.setParentId(0); // a root folder
+    if (!folders->Add(folder))
+        return 1;
+
+    FileConfiguration file;
+    file.setClientPath("/home/me/Documents/letter.txt");
+    file.setFolderConfigurationId(folder.getId());
+    if (!files.Add(file))
+        return 1;
+
+    for (const FolderConfiguration& each : folders->GetAllRootFolders())
+        std::printf("folder %d: %s\n", each.getId(), qPrintable(each.getClientPath()));
+    for (const FileConfiguration& each : files.GetAll())
+        std::printf("file %d: %s\n", each.getId(), qPrintable(each.getClientPath()));
+    return 0;
+}
