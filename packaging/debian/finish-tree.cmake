@@ -1,0 +1,34 @@
+# Makes of the installed trees of the components what Debian expects in a package.
+
+set(packages
+    "Runtime=${CPACK_DEBIAN_RUNTIME_PACKAGE_NAME}"
+    "Development=${CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME}"
+    "Tools=${CPACK_DEBIAN_TOOLS_PACKAGE_NAME}"
+)
+foreach(package IN LISTS packages)
+    string(REGEX MATCH "(.*)=(.*)" package "${package}")
+    set(tree "${CPACK_TEMPORARY_DIRECTORY}/${CMAKE_MATCH_1}/usr")
+    set(name "${CMAKE_MATCH_2}")
+    set(docs "${tree}/share/doc/${name}")
+
+    file(COPY "${CMAKE_CURRENT_LIST_DIR}/copyright" DESTINATION "${docs}")
+    configure_file("${CMAKE_CURRENT_LIST_DIR}/changelog" "${docs}/changelog.Debian" COPYONLY)
+    set(overrides "${CMAKE_CURRENT_LIST_DIR}/${name}.lintian-overrides")
+    if(EXISTS "${overrides}")
+        configure_file("${overrides}" "${tree}/share/lintian/overrides/${name}" COPYONLY)
+    endif()
+
+    file(GLOB_RECURSE pages "${tree}/share/man/*.[1-8]")
+    execute_process(
+        COMMAND gzip -9n "${docs}/changelog.Debian" ${pages}
+        COMMAND_ERROR_IS_FATAL ANY
+    )
+
+    # The libraries lie where the system looks for them.
+    file(GLOB binaries "${tree}/bin/*" "${tree}/lib/*/*.so.*")
+    foreach(binary IN LISTS binaries)
+        if(NOT IS_SYMLINK "${binary}")
+            file(RPATH_REMOVE FILE "${binary}")
+        endif()
+    endforeach()
+endforeach()
