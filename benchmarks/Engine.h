@@ -44,7 +44,9 @@ std::unique_ptr<Engine> openUncheckedFloor(const QString& path);
 sync::config::FileConfiguration fileOfBareStore(const QString& store, const QString& clientPath);
 /// The managers over the embedded engine.
 std::unique_ptr<Engine> openEmbedded(const QString& path);
-/// The same through queries that show nothing but IQSqlQueryWrapper: every value is a QVariant.
+/// The same with a ChangeNotifier on it.
+std::unique_ptr<Engine> openWatched(const QString& path);
+/// The managers through queries that show nothing but IQSqlQueryWrapper: every value is a QVariant.
 std::unique_ptr<Engine> openVariant(const QString& path);
 /// The managers over a factory as a host may write it upon Qt's SQL module, with kept queries.
 std::unique_ptr<Engine> openHost(const QString& path);

@@ -31,7 +31,8 @@ std::unique_ptr<Engine> openEngine(const QString& engine, const QString& path)
     static const QHash<QString, std::unique_ptr<Engine> (*)(const QString&)> engines{
         {u"floor"_s, openFloor},       {u"unchecked"_s, openUncheckedFloor},
         {u"embedded"_s, openEmbedded}, {u"host"_s, openHost},
-        {u"variant"_s, openVariant},   {u"naive"_s, openNaive}};
+        {u"variant"_s, openVariant},   {u"naive"_s, openNaive},
+        {u"watched"_s, openWatched}};
     const auto open = engines.value(engine);
     require(open, "no such engine");
     return open(path);

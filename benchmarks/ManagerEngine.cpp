@@ -4,6 +4,7 @@
 
 #include <config/FileConfigManager.h>
 #include <config/FolderConfigManager.h>
+#include <database/ChangeNotifier.h>
 #include <database/SqliteDatabaseFactory.h>
 #include <interf/IQSqlDatabaseWrapper.h>
 
@@ -49,11 +50,30 @@ private:
     sync::config::FileConfigManager files{factory, nullptr, nullptr, folders};
 };
 
+/// With somebody who wants to know what changes.
+class WatchedEngine : public ManagerEngine
+{
+public:
+    explicit WatchedEngine(const std::shared_ptr<sync::database::SqliteDatabaseFactory>& factory)
+        : ManagerEngine(factory)
+        , notifier(*factory)
+    {
+    }
+
+private:
+    const sync::database::ChangeNotifier notifier;
+};
+
 } // namespace
 
 std::unique_ptr<Engine> openEmbedded(const QString& path)
 {
     return std::make_unique<ManagerEngine>(sync::database::SqliteDatabaseFactory::open(path));
+}
+
+std::unique_ptr<Engine> openWatched(const QString& path)
+{
+    return std::make_unique<WatchedEngine>(sync::database::SqliteDatabaseFactory::open(path));
 }
 
 std::unique_ptr<Engine> openVariant(const QString& path)

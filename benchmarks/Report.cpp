@@ -17,6 +17,7 @@ constexpr QStringView PageEnd = u"<!-- end of measured -->\n";
 
 // A cached list is shared and not copied.
 constexpr double CachedListGoalNs = 1000;
+constexpr double WatchedGoal = 1.03;
 
 QString decimal(double value, int decimals)
 {
@@ -123,6 +124,13 @@ QList<Claim> allClaims(const Report& report)
                  one.median(u"embedded"_s),
                  true,
                  CachedListGoalNs,
+                 {}});
+        if (one.runs.contains(u"watched"_s))
+            claims.append(
+                {one.workload.title + u", with a ChangeNotifier beside without"_s,
+                 one.median(u"watched"_s) / one.median(u"embedded"_s),
+                 true,
+                 WatchedGoal,
                  {}});
         if (one.runs.contains(u"unchecked"_s))
             claims.append(

@@ -96,9 +96,11 @@ QString Stores::copyOf(const QString& store, const QString& name)
     return copy;
 }
 
+// A store of an older schema would be migrated within the measurement.
 QString Stores::pathOf(const QString& name) const
 {
-    return u"%1/%2.db"_s.arg(place, name);
+    const int version = sync::database::SqliteDatabaseFactory::schemaVersion();
+    return u"%1/v%2-%3.db"_s.arg(place, QString::number(version), name);
 }
 
 void removeStore(const QString& path)

@@ -67,14 +67,15 @@ std::vector<Workload> standardWorkloads()
 {
     using enum Workload::Writes;
     using enum Workload::Value;
-    const auto withUnchecked = AllEngines + QStringList{u"unchecked"_s};
+    const auto withWatched = AllEngines + QStringList{u"watched"_s};
+    const auto withUnchecked = withWatched + QStringList{u"unchecked"_s};
     constexpr int N = 100'000;
     // clang-format off
     return {
         {u"lookup"_s, u"GetFileConfigurationByClientPath, at random"_s, AllEngines, Nothing, OneOperation, N, 20'000, 7, 1.10, 1.25, files},
         {u"files"_s, u"GetAll of files"_s, AllEngines, Nothing, WholeRun, N, N, 7, 1.05, 1.40, files},
         {u"list"_s, u"GetFileConfigurationsByFolderId, 50 rows, ordered"_s, AllEngines, Nothing, OneOperation, N, 1'500, 7, 1.05, 1.40, files},
-        {u"add"_s, u"Add, alone, durable"_s, AllEngines, Some, OneOperation, N, 100, 7, 1.05, 1.10, files},
+        {u"add"_s, u"Add, alone, durable"_s, withWatched, Some, OneOperation, N, 100, 7, 1.05, 1.10, files},
         {u"add-bulk"_s, u"Add, 100,000 in one transaction"_s, withUnchecked, All, WholeRun, 0, N, 7, 1.15, 1.25, emptyTree},
         {u"update"_s, u"Update, alone, durable"_s, AllEngines, Some, OneOperation, N, 100, 7, 1.05, 1.10, files},
         {u"update-bulk"_s, u"Update, 20,000 in one transaction"_s, AllEngines, Some, WholeRun, N, 20'000, 7, 1.05, 1.10, files},
