@@ -1,0 +1,298 @@
+// The C++ that the pages show, as code that compiles and runs: each block of a page stands, line
+// for line, in this file or in an example.
+
+#include <config/FileConfigManager.h>
+#include <config/FolderConfigManager.h>
+#include <config/PasswordKeys.h>
+#include <config/ServerConfigManager.h>
+#include <config/Sha256FileHash.h>
+#include <core/FileKeyStore.h>
+#include <core/HostKeyStore.h>
+#include <database/ChangeNotifier.h>
+#include <database/ErrorGuard.h>
+#include <database/SqliteDatabaseFactory.h>
+#include <database/TransactionalScope.h>
+#include <interf/IQSqlDatabaseWrapper.h>
+#include <interf/IQSqlQueryWrapper.h>
+
+#include <QDirIterator>
+#include <QFile>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QtTest>
+
+using namespace Qt::StringLiterals;
+using sync::config::FileConfigManager;
+using sync::config::FileConfiguration;
+using sync::config::FolderConfigManager;
+using sync::config::ServerConfigManager;
+using sync::config::ServerConfiguration;
+using sync::database::SqliteDatabaseFactory;
+
+namespace {
+
+using Factory = std::shared_ptr<SqliteDatabaseFactory>;
+
+void tellTheUser(const QString& text)
+{
+    qInfo().noquote() << text;
+}
+
+QStringList removed;
+
+void removeWhatIsNotIn(const QVector<FileConfiguration>& stored)
+{
+    removed.append(QString::number(stored.size()));
+}
+
+FileConfigManager fileManager(const Factory& factory)
+{
+    return FileConfigManager(
+        factory, std::make_shared<sync::config::Sha256FileHash>(), nullptr,
+        std::make_shared<FolderConfigManager>(factory, nullptr));
+}
+
+FileConfiguration fileAt(const QString& clientPath)
+{
+    FileConfiguration file;
+    file.setClientPath(clientPath);
+    return file;
+}
+
+void addServer(const QString& path)
+{
+    auto factory = sync::database::SqliteDatabaseFactory::open(path); // throws DatabaseError
+    sync::config::ServerConfigManager servers(factory);
+
+    sync::config::ServerConfiguration server;
+    server.setDavUrl(u"https://dav.example.com/"_s);
+    server.setWebServiceUrl(u"https://files.example.com/"_s);
+    if (servers.Add(server)) // true: it is on the disk
+        qInfo() << server.getId() << servers.GetServerConfigById(server.getId()).getAlias();
+}
+
+bool addAll(const Factory& factory, QVector<FileConfiguration>& files)
+{
+    FileConfigManager manager = fileManager(factory);
+    const auto database = factory->GetDatabase();
+    if (!database->transaction())
+        return false;
+    for (auto& file : files) {
+        if (!manager.Add(file)) {
+            database->rollback();
+            return false;
+        }
+    }
+    return database->commit(); // true: all of it is on the disk
+}
+
+void removeUnlessAReadFailed(const Factory& factory)
+{
+    FileConfigManager manager = fileManager(factory);
+    const sync::database::ErrorGuard guard(*factory);
+    const auto stored = manager.GetAll();
+    if (guard.failed())
+        return tellTheUser(factory->lastError()->text());
+    removeWhatIsNotIn(stored);
+}
+
+/// The C++ and CMake blocks of a page, each as its lines without their indentation.
+QList<QStringList> blocksOf(const QString& page)
+{
+    static const QRegularExpression form(
+        u"^```(?:cpp|cmake)\\n(.*?)^```"_s,
+        QRegularExpression::MultilineOption | QRegularExpression::DotMatchesEverythingOption);
+    QList<QStringList> blocks;
+    for (const auto& match : form.globalMatch(page)) {
+        QStringList lines;
+        for (const auto& line : match.capturedView(1).split(u'\n', Qt::SkipEmptyParts))
+            lines.append(line.trimmed().toString());
+        blocks.append(lines);
+    }
+    return blocks;
+}
+
+QString readAll(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+}
+
+/// A source's lines without indentation and empty lines, each with a line feed in front and behind.
+QString strippedSource(const QString& path)
+{
+    QString text = u"\n"_s;
+    for (const QString& line : readAll(path).split(u'\n')) {
+        if (!line.trimmed().isEmpty())
+            text += line.trimmed() + u'\n';
+    }
+    return text;
+}
+
+QStringList filesBelow(const QString& folder, const QString& pattern)
+{
+    QStringList paths;
+    QDirIterator files(
+        QStringLiteral(VELMIO_SOURCE_DIRECTORY "/") + folder, {pattern}, QDir::Files,
+        QDirIterator::Subdirectories);
+    while (files.hasNext())
+        paths.append(files.next());
+    paths.sort();
+    return paths;
+}
+
+} // namespace
+
+class TestSnippets : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+
+    void everyBlockOfAPageIsBuilt();
+    void aServerIsStoredInTenLines();
+    void oneOperationTellsItsFailure();
+    void manyOperationsAreOneTransaction();
+    void aScopeJoinsTheStepsOfARemoval();
+    void nothingIsRemovedAfterAFailedRead();
+    void aHostKeepsTheKeyItself();
+    void aHostClearsItsCachesWhenFoldersChange();
+
+private:
+    std::unique_ptr<QTemporaryDir> folder;
+    Factory factory;
+};
+
+void TestSnippets::init()
+{
+    folder = std::make_unique<QTemporaryDir>();
+    factory = SqliteDatabaseFactory::open(folder->filePath(u"store.db"_s));
+    removed.clear();
+}
+
+void TestSnippets::everyBlockOfAPageIsBuilt()
+{
+    QStringList sources;
+    for (const auto& room :
+         {u"tests/docs"_s, u"tests/testkit"_s, u"tests/consumers"_s, u"examples"_s}) {
+        for (const QString& path :
+             filesBelow(room, u"*.cpp"_s) + filesBelow(room, u"CMakeLists.txt"_s))
+            sources.append(strippedSource(path));
+    }
+    const auto stands = [&sources](const QStringList& block) {
+        const QString text = u'\n' + block.join(u'\n') + u'\n';
+        return std::any_of(sources.begin(), sources.end(), [&text](const QString& source) {
+            return source.contains(text);
+        });
+    };
+
+    QStringList nowhere;
+    qsizetype blocks = 0;
+    const QString readme = QStringLiteral(VELMIO_SOURCE_DIRECTORY "/README.md");
+    for (const QString& page : filesBelow(u"docs"_s, u"*.md"_s) + QStringList{readme}) {
+        for (const QStringList& block : blocksOf(readAll(page))) {
+            ++blocks;
+            if (!stands(block))
+                nowhere.append(page.section(u'/', -1) + u": "_s + block.first());
+        }
+    }
+
+    QVERIFY(blocks > 10);
+    QCOMPARE(nowhere, QStringList());
+}
+
+void TestSnippets::aServerIsStoredInTenLines()
+{
+    const QString path = folder->filePath(u"ten-lines.db"_s);
+
+    addServer(path);
+
+    const auto stored = ServerConfigManager(SqliteDatabaseFactory::open(path)).GetAll();
+    QCOMPARE(stored.size(), 1);
+}
+
+void TestSnippets::oneOperationTellsItsFailure()
+{
+    ServerConfigManager servers(factory);
+    ServerConfiguration server;
+
+    if (!servers.Add(server)) // false: nothing of it is in the database
+        tellTheUser(factory->lastError()->text());
+
+    QCOMPARE(server.getId(), 1);
+}
+
+void TestSnippets::manyOperationsAreOneTransaction()
+{
+    QVector<FileConfiguration> files{fileAt(u"/home/kim/a"_s), fileAt(u"/home/kim/b"_s)};
+    QVector<FileConfiguration> withoutAPath{fileAt(u"/home/kim/c"_s), FileConfiguration()};
+
+    QVERIFY(addAll(factory, files));
+    QVERIFY(!addAll(factory, withoutAPath));
+
+    QCOMPARE(fileManager(factory).GetAll().size(), 2);
+}
+
+void TestSnippets::aScopeJoinsTheStepsOfARemoval()
+{
+    FolderConfigManager folders(factory, nullptr);
+    sync::config::FolderConfiguration root;
+    root.setParentId(0);
+    QVERIFY(folders.Add(root));
+    const int rootId = root.getId();
+
+    {
+        sync::database::TransactionalScope scope;
+        folders.CleanRootFolder(rootId); // its steps are one transaction
+    }
+
+    QVERIFY(folders.GetAll().isEmpty());
+}
+
+void TestSnippets::nothingIsRemovedAfterAFailedRead()
+{
+    removeUnlessAReadFailed(factory);
+
+    QCOMPARE(removed, QStringList{u"0"_s});
+}
+
+void TestSnippets::aHostKeepsTheKeyItself()
+{
+    const QByteArray secretOfThisUser(32, 'k');
+
+    sync::config::PasswordKeys keys(factory);
+    keys.use(std::make_shared<sync::core::crypto::HostKeyStore>(secretOfThisUser));
+    QCOMPARE(sync::core::crypto::keyStore()->backend(), sync::core::crypto::KeyBackend::Host);
+
+    // The host hands the key over, so that only a store of ours can change it.
+    keys.use(std::make_shared<sync::core::crypto::FileKeyStore>(folder->filePath(u"key"_s)));
+    const auto outcome = keys.changeKey(); // the new key is durable before the first password
+    if (!outcome.succeeded || !outcome.unreadableIds.isEmpty())
+        tellTheUser(u"Some passwords have to be entered anew."_s);
+    keys.dropUnusedKeys(); // from a day after they were replaced
+
+    QVERIFY(outcome.succeeded);
+}
+
+void TestSnippets::aHostClearsItsCachesWhenFoldersChange()
+{
+    FolderConfigManager folders(factory, nullptr);
+    QVERIFY(folders.GetAll().isEmpty());
+
+    const sync::database::ChangeNotifier notifier(*factory);
+    QObject::connect(
+        &notifier, &sync::database::ChangeNotifier::changed, [&](const QStringList& tables) {
+            if (tables.contains(u"FolderConfiguration"_s))
+                folders.ClearCaches(); // the next GetAll() reads the database
+        });
+
+    const auto query = factory->CreateQuery();
+    query->prepare(u"INSERT INTO FolderConfiguration (parentId) VALUES (0)"_s);
+    QVERIFY(query->exec());
+    QCoreApplication::processEvents();
+    QCOMPARE(folders.GetAll().size(), 1);
+}
+
+QTEST_GUILESS_MAIN(TestSnippets)
+#include "TestSnippets.moc"
