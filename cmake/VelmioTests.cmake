@@ -10,11 +10,11 @@ function(velmio_compile_for_one_run target)
     endif()
 endfunction()
 
-# velmio_add_test(<name> LABEL <unit|contract|journey> [ONE_THREAD] [SOURCES ...] [LINK ...])
+# velmio_add_test(<name> LABEL <unit|contract|fault|...> [ONE_THREAD] [SOURCES ...] [LINK ...])
 #
 # Adds a Qt Test program of <name>.cpp and further sources, with settings and a temporary folder of
-# its own. The label is also what `ctest -L` selects it by. A test of
-# ONE_THREAD is not built for the thread sanitizer.
+# its own. The label is also what `ctest -L` selects it by. A test of ONE_THREAD is not built for the
+# thread sanitizer, which would find nothing.
 function(velmio_add_test name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "ONE_THREAD" "LABEL" "SOURCES;LINK")
     if(arg_ONE_THREAD AND VELMIO_SANITIZERS MATCHES "thread")
