@@ -72,7 +72,7 @@ std::vector<Workload> standardWorkloads()
     constexpr int N = 100'000;
     // clang-format off
     return {
-        {u"lookup"_s, u"GetFileConfigurationByClientPath, at random"_s, AllEngines, Nothing, OneOperation, N, 20'000, 7, 1.10, 1.25, files},
+        {u"lookup"_s, u"GetFileConfigurationByClientPath, at random"_s, AllEngines, Nothing, OneOperation, N, 10'000, 7, 1.10, 1.25, files},
         {u"files"_s, u"GetAll of files"_s, AllEngines, Nothing, WholeRun, N, N, 7, 1.05, 1.40, files},
         {u"list"_s, u"GetFileConfigurationsByFolderId, 50 rows, ordered"_s, AllEngines, Nothing, OneOperation, N, 1'500, 7, 1.05, 1.40, files},
         {u"add"_s, u"Add, alone, durable"_s, withWatched, Some, OneOperation, N, 100, 7, 1.05, 1.10, files},

@@ -9,6 +9,9 @@
 #include <QRegularExpression>
 #include <QTest>
 
+#include <atomic>
+#include <thread>
+
 using namespace Qt::StringLiterals;
 using sync::test::RawDatabase;
 
@@ -34,6 +37,7 @@ private Q_SLOTS:
     void passphraseComesFromAFile();
     void passphraseIsNoArgument();
     void databaseIsNotWrittenTo();
+    void othersMayWriteMeanwhile();
     void wrongUseIsRefused_data();
     void wrongUseIsRefused();
 
@@ -336,6 +340,37 @@ void TestVelmioctlExport::databaseIsNotWrittenTo()
 
     QCOMPARE(tool->databaseBytes(), before);
     QCOMPARE(files(), filesBefore);
+}
+
+void TestVelmioctlExport::othersMayWriteMeanwhile()
+{
+    constexpr int Exports = 10;
+    std::atomic<int> written = 0;
+    std::jthread writer([&](const std::stop_token& stop) {
+        RawDatabase database(tool->databasePath());
+        database.run(u"PRAGMA busy_timeout = 5000"_s);
+        while (!stop.stop_requested()) {
+            database.run(u"BEGIN IMMEDIATE;"
+                         u"INSERT INTO ServerConfiguration (alias) VALUES ('one of two');"
+                         u"INSERT INTO ProductConfiguration (name) VALUES ('one of two');"
+                         u"COMMIT"_s);
+            ++written;
+        }
+    });
+
+    for (int round = 0; round < Exports; ++round) {
+        const int before = written;
+        const auto answer = tool->run({u"export"_s});
+
+        QCOMPARE(answer.exitCode, 0);
+        const QJsonObject tables = answer.object()[u"tables"_s].toObject();
+        const auto rowsOf = [&tables](const QString& table) {
+            return tables[table].toObject()[u"rows"_s].toArray().size();
+        };
+        QCOMPARE(rowsOf(u"ProductConfiguration"_s), rowsOf(u"ServerConfiguration"_s));
+        QVERIFY(rowsOf(u"ServerConfiguration"_s) >= before);
+        QTRY_VERIFY(written > before);
+    }
 }
 
 void TestVelmioctlExport::wrongUseIsRefused_data()

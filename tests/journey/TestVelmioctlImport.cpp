@@ -115,6 +115,7 @@ private Q_SLOTS:
     void dryRunChangesNothing();
     void importIsAskedForAndBackedUp();
     void answerNoChangesNothing();
+    void changesSinceThePlanEndIt();
     void failureInTheMiddleChangesNothing();
     void brokenReferencesAreRefusedWithTheirLine_data();
     void brokenReferencesAreRefusedWithTheirLine();
@@ -455,6 +456,23 @@ void TestVelmioctlImport::answerNoChangesNothing()
     QCOMPARE(rows(), before);
     QCOMPARE(backups(tool->databasePath()), QStringList());
     QCOMPARE(tool->run({u"import"_s, u"all.json"_s}).exitCode, 2);
+}
+
+void TestVelmioctlImport::changesSinceThePlanEndIt()
+{
+    fill();
+    tool->writeFile(u"all.json"_s, exported());
+    execute(u"DELETE FROM Schedules"_s);
+
+    PseudoTerminal terminal(*tool, {u"import"_s, tool->path(u"all.json"_s)});
+    QVERIFY(terminal.waitFor("[y/N] "));
+    execute(u"UPDATE FileConfiguration SET name = 'meanwhile'"_s);
+    const QStringList before = rows();
+    terminal.type("y\n");
+
+    QVERIFY(terminal.waitFor("has changed since the plan was shown"));
+    QCOMPARE(terminal.exitCode(), 4);
+    QCOMPARE(rows(), before);
 }
 
 void TestVelmioctlImport::failureInTheMiddleChangesNothing()

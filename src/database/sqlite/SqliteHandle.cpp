@@ -18,8 +18,9 @@ namespace sync::database {
 
 namespace {
 
-// Writers of other processes are waited for in steps that start short: most of their transactions
-// take less than a millisecond, and SQLite's own handler sleeps for up to 100 ms at a time.
+// Writers of other processes are waited for in steps that start short: nobody is told when the lock
+// is free, most of their transactions take less than a millisecond, and SQLite's own handler sleeps
+// for up to 100 ms at a time.
 int waitForOtherProcess(void* /*context*/, int attempt)
 {
     using namespace std::chrono_literals;
@@ -27,7 +28,8 @@ int waitForOtherProcess(void* /*context*/, int attempt)
     static thread_local Clock::time_point start;
     if (attempt == 0)
         start = Clock::now();
-    std::this_thread::sleep_for(250us);
+    constexpr int ShortSteps = 1000; // some 100 ms, as a sleep takes 50 microseconds more
+    std::this_thread::sleep_for(attempt < ShortSteps ? 50us : 250us);
     return Clock::now() - start < BusyTimeout ? 1 : 0;
 }
 
