@@ -11,8 +11,8 @@ constexpr const char* Pragmas[] = {
     "PRAGMA temp_store = MEMORY",
     "PRAGMA cache_size = -16384",
     "PRAGMA mmap_size = 0",
-    "PRAGMA wal_autocheckpoint = 4096",
-    "PRAGMA journal_size_limit = 33554432",
+    "PRAGMA wal_autocheckpoint = 12288",
+    "PRAGMA journal_size_limit = 67108864",
 };
 
 } // namespace velmio::benchmarks

@@ -596,13 +596,13 @@ void TestSqliteDatabaseFactory::theLogStaysBoundedUnderConstantWriting()
     const QString big(100 * 1024, u'x');
     qint64 largestLog = 0;
 
-    // 60 MB of text.
-    for (int round = 0; round < 600; ++round) {
+    // 100 MB of text.
+    for (int round = 0; round < 1000; ++round) {
         QVERIFY(add(*factory, big));
         largestLog = std::max(largestLog, QFileInfo(factory->path() + u"-wal"_s).size());
     }
 
-    QVERIFY2(largestLog < 20 * 1024 * 1024, qPrintable(QString::number(largestLog)));
+    QVERIFY2(largestLog < 52 * 1024 * 1024, qPrintable(QString::number(largestLog)));
     QCOMPARE(RawDatabase(factory->path()).value(u"PRAGMA integrity_check"_s), u"ok"_s);
 }
 
@@ -627,8 +627,8 @@ void TestSqliteDatabaseFactory::theLogStaysBoundedWhileReadersComeAndGo()
     }
     qint64 largestLog = 0;
 
-    // 120 MB of text.
-    for (int round = 0; round < 1200; ++round) {
+    // 180 MB of text.
+    for (int round = 0; round < 1800; ++round) {
         failures += add(*factory, big) ? 0 : 1;
         largestLog = std::max(largestLog, QFileInfo(factory->path() + u"-wal"_s).size());
     }
@@ -637,8 +637,8 @@ void TestSqliteDatabaseFactory::theLogStaysBoundedWhileReadersComeAndGo()
         reader.join();
 
     QCOMPARE(failures.load(), 0);
-    // 20 to 45 MB, the more the slower the readers are; all of it when the log is not begun anew.
-    QVERIFY2(largestLog < 80 * 1024 * 1024, qPrintable(QString::number(largestLog)));
+    // 73 to 78 MB, the more the slower the readers are; all of it when the log is not begun anew.
+    QVERIFY2(largestLog < 130 * 1024 * 1024, qPrintable(QString::number(largestLog)));
 }
 
 void TestSqliteDatabaseFactory::aQueryOutlivesItsFactory()

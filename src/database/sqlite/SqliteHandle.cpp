@@ -100,7 +100,7 @@ SqliteHandle openConnection(const QString& path, Locking locking)
     execute(
         opened,
         "PRAGMA synchronous = EXTRA; PRAGMA fullfsync = ON; PRAGMA temp_store = MEMORY;"
-        "PRAGMA cache_size = -16384; PRAGMA mmap_size = 0; PRAGMA journal_size_limit = 33554432;",
+        "PRAGMA cache_size = -16384; PRAGMA mmap_size = 0; PRAGMA journal_size_limit = 67108864;",
         path);
     setCheckpointAtClose(opened, true);
     return database;

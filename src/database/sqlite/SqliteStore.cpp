@@ -13,9 +13,10 @@ namespace sync::database {
 
 namespace {
 
-// 16 MB of log. Longer intervals make a checkpoint rarer among durable writes; a longer log costs
-// readers and the next opening.
-constexpr int CheckpointPages = 4096;
+// 48 MB of log. A checkpoint takes a hundred times as long as a durable addition of a file: this
+// makes it rarer than one in a thousand. A longer log would cost the disk, readers and the next
+// opening.
+constexpr int CheckpointPages = 12288;
 
 // While readers keep the log from being begun anew, a checkpoint follows whenever it has grown by a
 // sixteenth, and holds the writers up for a little longer each time.
