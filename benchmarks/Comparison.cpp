@@ -78,11 +78,10 @@ double Comparison::ratio(const QString& engine) const
     return benchmarks::median(std::move(ratios));
 }
 
-Comparison compare(const Workload& workload, Stores& stores, int runs)
+Comparison compare(const Workload& workload, const QStringList& engines, Stores& stores, int runs)
 {
     Comparison comparison{workload, {}};
     const QString original = workload.store(stores, workload);
-    const QStringList& engines = workload.engines;
     for (int run = 0; run < runs; ++run) {
         for (qsizetype place = 0; place < engines.size(); ++place) {
             const QString& engine = engines[(run + place) % engines.size()];

@@ -24,7 +24,7 @@ struct Comparison
 };
 
 /// Runs a workload: in each round every engine once, each in a fresh process, and each round begins
-/// with another engine.
-Comparison compare(const Workload& workload, Stores& stores, int runs);
+/// with another engine. The naive one takes part in the first round only.
+Comparison compare(const Workload& workload, const QStringList& engines, Stores& stores, int runs);
 
 } // namespace velmio::benchmarks

@@ -140,7 +140,7 @@ QList<Claim> allClaims(const Report& report)
                  one.workload.embeddedGoal,
                  {}});
     }
-    return claims + report.sizes.claims + report.concurrency.claims;
+    return claims + report.sizes.claims + report.growth + report.concurrency.claims;
 }
 
 QString claimTable(const Report& report)

@@ -16,6 +16,7 @@ struct Report
     QList<QPair<QString, QString>> machine;
     std::vector<Comparison> comparisons;
     Scaling sizes;
+    QList<Claim> growth;
     Scaling concurrency;
 };
 

@@ -37,6 +37,9 @@ struct Scaling
 /// How cost and size grow from 10,000 to 1,000,000 files.
 Scaling measureSizes(Stores& stores, int runs);
 
+/// 1,000,000 files added in one transaction.
+Claim measureGrowth(Stores& stores);
+
 /// One to four threads that read, two processes that write, and 20,000 durable additions.
 Scaling measureConcurrency(Stores& stores, int runs);
 

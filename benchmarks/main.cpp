@@ -1,8 +1,10 @@
 // velmio-benchmarks: measures the library beside the plain SQLite library.
 //
 //   velmio-benchmarks [OPTIONS]        the standard set: see Workloads.cpp and Scaling.cpp
-//     --only NAME[,NAME...]            only these workloads; "sizes" and "concurrency" are names,
-//     too
+//     --all                            also hosts over QtSql, and what is long with a million
+//                                      files
+//     --only NAME[,NAME...]            only these workloads; "sizes", "grow" and "concurrency" are
+//                                      names, too
 //     --runs N                         how often each engine runs each workload
 //     --work DIR                       where the stores lie; they are kept for the next time
 //     --report DIR                     where results.json, tables.md and the pictures go
@@ -35,12 +37,21 @@ namespace {
 struct Options
 {
     QStringList only;
+    bool all = false;
     int runs = 0; // each workload's own
     QString work = u"build/benchmarks/stores"_s;
     QString report = u"build/benchmarks"_s;
     QString page;
 
-    bool wants(const QString& name) const { return only.isEmpty() || only.contains(name); }
+    bool wants(const QString& name) const
+    {
+        static const QStringList longOnes{u"grow"_s, u"memory-million"_s};
+        return only.isEmpty() ? all || !longOnes.contains(name) : only.contains(name);
+    }
+    QStringList enginesOf(const Workload& workload) const
+    {
+        return all ? workload.engines + workload.moreEngines : workload.engines;
+    }
     int runsOr(int standard) const { return runs > 0 ? runs : standard; }
 };
 
@@ -49,13 +60,15 @@ Options parse(const QStringList& arguments)
     Options options;
     QCommandLineParser parser;
     parser.addOptions(
-        {{u"only"_s, {}, u"names"_s},
+        {{u"all"_s, QString()},
+         {u"only"_s, {}, u"names"_s},
          {u"runs"_s, {}, u"number"_s},
          {u"work"_s, {}, u"folder"_s, options.work},
          {u"report"_s, {}, u"folder"_s, options.report},
          {u"page"_s, {}, u"file"_s}});
     if (!parser.parse(arguments))
         throw std::runtime_error(parser.errorText().toStdString());
+    options.all = parser.isSet(u"all"_s);
     options.only = parser.value(u"only"_s).split(u',', Qt::SkipEmptyParts);
     options.runs = parser.value(u"runs"_s).toInt();
     options.work = parser.value(u"work"_s);
@@ -89,15 +102,20 @@ Report measure(const Options& options, Stores& stores)
 {
     Report report;
     report.machine = describeMachine(stores.folder());
-    for (const Workload& workload : standardWorkloads()) {
+    for (const Workload& workload : allWorkloads()) {
         if (!options.wants(workload.name))
             continue;
         say(workload.title);
-        report.comparisons.push_back(compare(workload, stores, options.runsOr(workload.runs)));
+        report.comparisons.push_back(
+            compare(workload, options.enginesOf(workload), stores, options.runsOr(workload.runs)));
     }
     if (options.wants(u"sizes"_s)) {
         say(u"cost against size"_s);
         report.sizes = measureSizes(stores, options.runsOr(7));
+    }
+    if (options.wants(u"grow"_s)) {
+        say(u"a store that grows"_s);
+        report.growth.append(measureGrowth(stores));
     }
     if (options.wants(u"concurrency"_s)) {
         say(u"threads and processes"_s);
