@@ -4,6 +4,7 @@
 
 #include <sqlite3.h>
 
+#include <optional>
 #include <thread>
 
 namespace sync::database {
@@ -35,7 +36,7 @@ bool LogCheckpointer::copyLog(std::chrono::milliseconds patience) noexcept
 {
     using namespace std::chrono_literals;
     using Clock = std::chrono::steady_clock;
-    const auto deadline = Clock::now() + patience;
+    std::optional<Clock::time_point> deadline; // from the end of the copying, which may take longer
     for (;;) {
         // Passive: it takes no lock that we hold, and waits for nobody.
         int pages = 0;
@@ -43,12 +44,14 @@ bool LogCheckpointer::copyLog(std::chrono::milliseconds patience) noexcept
         if (sqlite3_wal_checkpoint_v2(
                 worker.get(), "main", SQLITE_CHECKPOINT_PASSIVE, &pages, &copiedPages) != SQLITE_OK)
             return false;
+        if (!deadline)
+            deadline = Clock::now() + patience;
         if (copiedPages == pages) {
             // From now on readers use the file alone. Those who began before need the log still.
-            std::this_thread::sleep_until(deadline);
+            std::this_thread::sleep_until(*deadline);
             return true;
         }
-        if (Clock::now() >= deadline)
+        if (Clock::now() >= *deadline)
             return true;
         std::this_thread::sleep_for(250us);
     }
