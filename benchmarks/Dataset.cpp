@@ -25,10 +25,15 @@ quint64 mixed(quint64 number)
 
 QString hexText(quint64 seed, int digits)
 {
-    QString text;
-    for (quint64 block = 0; text.size() < digits; ++block)
-        text += u"%1"_s.arg(mixed(seed * 31 + block), 16, 16, QChar(u'0'));
-    return text.left(digits);
+    QString text(digits, Qt::Uninitialized);
+    quint64 block = 0;
+    for (int place = 0; place < digits; ++place) {
+        if (place % 16 == 0)
+            block = mixed(seed * 31 + quint64(place / 16));
+        text[place] = QLatin1Char("0123456789abcdef"[block >> 60]);
+        block <<= 4;
+    }
+    return text;
 }
 
 QDateTime timeOf(int number, int offsetSeconds)
