@@ -1,7 +1,7 @@
 // velmio-benchmarks: measures the library beside the plain SQLite library.
 //
 //   velmio-benchmarks [OPTIONS]        the standard set: see Workloads.cpp and Scaling.cpp
-//     --all                            also hosts over QtSql, and what is long with a million
+//     --all                            also hosts' writes, QtSql, and what is long with a million
 //                                      files
 //     --only NAME[,NAME...]            only these workloads; "sizes", "grow" and "concurrency" are
 //                                      names, too
