@@ -2,7 +2,7 @@
 //
 //   sizes      lookup and list in stores of 10,000, 100,000 and 1,000,000 files, and their sizes
 //   grow       1,000,000 files added in one transaction, its last tenth beside its first
-//   readers    1 to 4 threads that look files up, each 10,000
+//   readers    1 to 4 threads that look files up, each 15,000
 //   writers    two processes that add 500 files each, beside one alone; every addition durable
 //   durable    20,000 files added one by one
 
@@ -121,7 +121,7 @@ QList<Claim> measureReaders(Stores& stores, int runs)
     for (int run = 0; run < runs; ++run) {
         for (int threads = 1; threads <= MostThreads; ++threads) {
             for (const QString& engine : engines) {
-                Job task = job(u"readers"_s, engine, stores.withFiles(Middle), Middle, 10'000);
+                Job task = job(u"readers"_s, engine, stores.withFiles(Middle), Middle, 15'000);
                 task.run = run;
                 task.threads = threads;
                 measured[{engine, threads}].push_back(performInProcess(task));

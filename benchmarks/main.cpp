@@ -19,6 +19,8 @@
 #include "Report.h"
 #include "Stores.h"
 
+#include <database/SqliteDatabaseFactory.h>
+
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QDir>
@@ -160,6 +162,8 @@ int run(const QStringList& arguments)
 
 int main(int argc, char** argv)
 {
+    // For all engines alike: the count is one lock for all threads.
+    sync::database::SqliteDatabaseFactory::disableMemoryStatistics();
     const QCoreApplication application(argc, argv);
     try {
         return run(QCoreApplication::arguments());

@@ -8,6 +8,8 @@
 
 #include <QStandardPaths>
 
+#include <sqlite3.h>
+
 #include <mutex>
 
 using namespace Qt::StringLiterals;
@@ -41,6 +43,11 @@ QString SqliteDatabaseFactory::defaultPath()
 int SqliteDatabaseFactory::schemaVersion()
 {
     return currentSchemaVersion();
+}
+
+bool SqliteDatabaseFactory::disableMemoryStatistics()
+{
+    return sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0) == SQLITE_OK;
 }
 
 SqliteDatabaseFactory::SqliteDatabaseFactory(std::shared_ptr<SqliteStore> store)

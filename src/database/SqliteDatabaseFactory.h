@@ -52,6 +52,15 @@ public:
     /// The version of the schema that this library works with, and brings databases to.
     static int schemaVersion();
 
+    /// Has SQLite no longer count the memory of this process, which it does under one lock for all
+    /// threads: reading threads then hinder each other less (docs/performance.md says how much).
+    ///
+    /// For the start of main(): no other thread may run, as sqlite3_config() is not thread-safe,
+    /// and whatever else uses SQLite in the process is concerned as well. sqlite3_memory_used()
+    /// gives 0 afterwards, and a soft heap limit does nothing (https://sqlite.org/malloc.html).
+    /// False, and nothing has changed, when SQLite is in use already.
+    static bool disableMemoryStatistics();
+
     /// Copies the log into the file and removes it when nobody else has the file open. Queries that
     /// are still held keep what they need of the store alive.
     ~SqliteDatabaseFactory() override;

@@ -1,6 +1,8 @@
 #include "Application.h"
 #include "Session.h"
 
+#include <database/SqliteDatabaseFactory.h>
+
 #include <QCoreApplication>
 #include <QLoggingCategory>
 
@@ -24,6 +26,8 @@ int main(int argc, char** argv)
 {
     // A parent may have had it ignored; "velmioctl ... | head" is to end without a word.
     std::signal(SIGPIPE, SIG_DFL);
+
+    sync::database::SqliteDatabaseFactory::disableMemoryStatistics();
 
     const bool utf8 = velmioctl::environmentUsesUtf8();
     if (!utf8)
