@@ -70,20 +70,20 @@ SqliteStore::~SqliteStore()
 SqliteSession* SqliteStore::borrow()
 {
     const auto thread = std::this_thread::get_id();
-    std::unique_ptr<SqliteSession> session;
-    {
-        const std::lock_guard lock(sessionsMutex);
-        if (SqliteSession* const mine = activeSession(thread)) {
-            ++mine->users;
-            return mine;
-        }
-        session = takeIdle(thread);
+    std::unique_lock lock(sessionsMutex);
+    if (SqliteSession* const mine = activeSession(thread)) {
+        ++mine->users;
+        return mine;
     }
-    if (!session)
+    auto session = takeIdle(thread);
+    if (!session) {
+        // May wait for other processes, which is no reason for other threads to wait.
+        lock.unlock();
         session = std::make_unique<SqliteSession>(*this, openConnection(databasePath));
+        lock.lock();
+    }
     session->thread = thread;
     session->users = 1;
-    const std::lock_guard lock(sessionsMutex);
     return active.emplace_back(std::move(session)).get();
 }
 
