@@ -27,10 +27,11 @@ public:
     }
 
     /// True when each character is the one of `pattern`, or where that has a digit, one from 0 to
-    /// it. Characters count from "0" on then, and others as 0.
-    bool matches(const char (&pattern)[9])
+    /// it. Characters count from "0" on then, and others as 0. Inline, so that the pattern is
+    /// known.
+    Q_ALWAYS_INLINE bool matches(const char (&pattern)[9])
     {
-        quint64 zeros = 0; // constants, to the compiler, as are the limits
+        quint64 zeros = 0; // constants then, as are the limits
         quint64 limits = 0;
         for (int index = 0; index < 8; ++index) {
             const auto unit = static_cast<unsigned char>(pattern[index]);
