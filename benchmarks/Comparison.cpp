@@ -72,8 +72,10 @@ double Comparison::ratio(const QString& engine) const
 {
     const auto floor = runs[u"floor"_s];
     const auto others = runs[engine];
+    if (others.size() < floor.size())
+        return others.empty() ? 0 : median(engine) / median(u"floor"_s);
     std::vector<double> ratios;
-    for (std::size_t round = 0; round < floor.size() && round < others.size(); ++round)
+    for (std::size_t round = 0; round < floor.size(); ++round)
         ratios.push_back(valueOf(others[round]) / valueOf(floor[round]));
     return benchmarks::median(std::move(ratios));
 }

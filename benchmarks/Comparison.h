@@ -19,7 +19,8 @@ struct Comparison
     double p99Ns(const QString& engine) const;
     /// Rows or operations in a second.
     double perSecond(const QString& engine) const;
-    /// The median of the ratios to the floor's run of the same round; 0 where there is none.
+    /// The median of the ratios to the floor's run of the same round, or for an engine with fewer
+    /// runs the ratio of the medians; 0 where there is none.
     double ratio(const QString& engine) const;
 };
 

@@ -38,7 +38,7 @@ struct Scaling
 Scaling measureSizes(Stores& stores, int runs);
 
 /// 1,000,000 files added in one transaction.
-Claim measureGrowth(Stores& stores);
+Claim measureGrowth(Stores& stores, int runs);
 
 /// One to four threads that read, two processes that write, and 20,000 durable additions.
 Scaling measureConcurrency(Stores& stores, int runs);

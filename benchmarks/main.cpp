@@ -117,7 +117,7 @@ Report measure(const Options& options, Stores& stores)
     }
     if (options.wants(u"grow"_s)) {
         say(u"a store that grows"_s);
-        report.growth.append(measureGrowth(stores));
+        report.growth.append(measureGrowth(stores, options.runsOr(3)));
     }
     if (options.wants(u"concurrency"_s)) {
         say(u"threads and processes"_s);
