@@ -178,7 +178,7 @@ QJsonObject engineJson(const Comparison& comparison, const QString& engine)
 QJsonObject comparisonJson(const Comparison& comparison)
 {
     QJsonObject engines;
-    for (const QString& engine : comparison.workload.engines)
+    for (const auto& [engine, runs] : comparison.runs.asKeyValueRange())
         engines[engine] = engineJson(comparison, engine);
     const bool memory = comparison.workload.value == Workload::Value::Memory;
     return {
