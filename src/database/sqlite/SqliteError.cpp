@@ -54,6 +54,10 @@ Cause causeOf(sqlite3* database)
         return causeOfFailedOpen(sqlite3_system_errno(database));
     case SQLITE_IOERR:
         return Cause::InputOutput;
+    case SQLITE_ERROR:
+        // The number of a format in the header that is none: there is no code of its own for it.
+        return qstrcmp(sqlite3_errmsg(database), "unsupported file format") == 0 ? Cause::Damaged
+                                                                                 : Cause::Other;
     default:
         return Cause::Other;
     }
