@@ -268,6 +268,13 @@ void TestSqliteDatabaseFactory::refusesWhatItCannotUseAndLeavesItAlone_data()
         RawDatabase(file).run(u"PRAGMA journal_mode = DELETE"_s);
         QFile(file).resize(3 * 4096);
     }) << Cause::Damaged << u"damaged"_s;
+    QTest::addRow("unknown file format") << Make([](const QString& file) {
+        SqliteDatabaseFactory::open(file);
+        RawDatabase(file).run(u"PRAGMA journal_mode = DELETE"_s);
+        QFile database(file);
+        QVERIFY(database.open(QIODevice::ReadWrite) && database.seek(44));
+        QCOMPARE(database.write(QByteArray(4, '\x7f')), 4);
+    }) << Cause::Damaged << u"put a backup"_s;
     QTest::addRow("log alone") << Make([](const QString& file) {
         write(file, {});
         write(file + u"-wal"_s, QByteArray(5000, 'x'));
