@@ -275,6 +275,10 @@ void TestSqliteDatabaseFactory::refusesWhatItCannotUseAndLeavesItAlone_data()
         QVERIFY(database.open(QIODevice::ReadWrite) && database.seek(44));
         QCOMPARE(database.write(QByteArray(4, '\x7f')), 4);
     }) << Cause::Damaged << u"put a backup"_s;
+    QTest::addRow("impossible version") << Make([](const QString& file) {
+        SqliteDatabaseFactory::open(file);
+        RawDatabase(file).run(u"PRAGMA journal_mode = DELETE; PRAGMA user_version = -7"_s);
+    }) << Cause::Damaged << u"its schema version is -7"_s;
     QTest::addRow("log alone") << Make([](const QString& file) {
         write(file, {});
         write(file + u"-wal"_s, QByteArray(5000, 'x'));

@@ -143,6 +143,8 @@ Header readHeader(sqlite3* database, const QString& path)
 
 void requireKnownVersion(sqlite3* database, long long version, const QString& path)
 {
+    if (version < 0)
+        throw damaged(path, u"its schema version is %1"_s.arg(version));
     if (version > currentSchemaVersion() && !admitsVersion(database, currentSchemaVersion(), path))
         throw tooNew(path, version);
 }
