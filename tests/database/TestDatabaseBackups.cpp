@@ -452,6 +452,10 @@ void TestDatabaseBackups::verifyTellsWhatIsWrong_data()
         RawDatabase(file).run(u"PRAGMA user_version = 99;"
                               u"UPDATE StoreIdentity SET lastCompatibleVersion = 99"_s);
     }) << Cause::TooNew << u"schema version 99"_s;
+    QTest::addRow("impossible version") << Make([this](const QString& file) {
+        backups().makeAt(file);
+        RawDatabase(file).run(u"PRAGMA user_version = -7"_s);
+    }) << Cause::Damaged << u"its schema version is -7"_s;
     QTest::addRow("a table missing") << Make([this](const QString& file) {
         backups().makeAt(file);
         RawDatabase(file).run(u"DROP TABLE Schedules"_s);

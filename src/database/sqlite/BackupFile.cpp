@@ -49,6 +49,8 @@ void requireOurs(sqlite3* database, const QString& path)
     if (queryNumber(database, "PRAGMA application_id", path) != ApplicationId)
         throw unfit(Cause::ForeignDatabase, u"it is a database of another program."_s);
     const auto version = queryNumber(database, "PRAGMA user_version", path);
+    if (version < 0)
+        throw unfit(Cause::Damaged, u"it is damaged (its schema version is %1)."_s.arg(version));
     if (version > currentSchemaVersion() && !admitsVersion(database, currentSchemaVersion(), path))
         throw unfit(
             Cause::TooNew,
