@@ -15,6 +15,7 @@ private Q_SLOTS:
     void initSaysThatTheDiskIsFull();
     void addSaysThatTheDiskIsFullAndWorksAfterwards();
     void scanIsCarriedOnWhenThereIsSpace();
+    void doctorReadsTheRecordsAllTheSame();
 
 private:
     VelmioctlRun runWith(qint64 budget, const QStringList& arguments) const;
@@ -85,6 +86,22 @@ void TestVelmioctlFullDisk::scanIsCarriedOnWhenThereIsSpace()
 
     QCOMPARE(tool->run({u"scan"_s}).exitCode, 0);
     QCOMPARE(tool->run({u"status"_s}).exitCode, 0);
+}
+
+void TestVelmioctlFullDisk::doctorReadsTheRecordsAllTheSame()
+{
+    QCOMPARE(tool->run({u"init"_s}).exitCode, 0);
+    const QStringList addRoot{u"folder"_s,        u"add"_s, u"gone"_s,       u"--missing-ok"_s,
+                              u"--server-path"_s, u"/S"_s,  u"--top-level"_s};
+    QCOMPARE(tool->run(addRoot).exitCode, 0);
+
+    const VelmioctlRun run = runWith(0, {u"doctor"_s});
+
+    QCOMPARE(run.exitCode, 1);
+    for (const QString& part :
+         {u"error store.disk-full: "_s, u"Remedy: Free some space on that disk."_s,
+          u"warning root.unreachable: "_s})
+        QVERIFY2(run.output.contains(part), qPrintable(part + u'\n' + run.output));
 }
 
 QTEST_GUILESS_MAIN(TestVelmioctlFullDisk)

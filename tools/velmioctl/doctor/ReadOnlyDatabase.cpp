@@ -20,10 +20,12 @@ constexpr int BusyTimeoutMs = 5000;
 
 UnreadableDatabase failure(sqlite3* database)
 {
+    const int error = sqlite3_extended_errcode(database);
+    // The index of the log could not grow, for want of space.
+    const int result = error == SQLITE_IOERR_SHMSIZE ? SQLITE_FULL : error & 0xff;
     return {
-        sqlite3_errcode(database) & 0xff, u"%1 (SQLite error %2)"_s.arg(
-                                              QString::fromUtf8(sqlite3_errmsg(database)),
-                                              QString::number(sqlite3_extended_errcode(database)))};
+        result, u"%1 (SQLite error %2)"_s.arg(
+                    QString::fromUtf8(sqlite3_errmsg(database)), QString::number(error))};
 }
 
 bool hasContent(const QString& path)
@@ -146,11 +148,12 @@ ReadOnlyDatabase::ReadOnlyDatabase(const QString& givenPath)
     try {
         open("mode=ro");
     } catch (const UnreadableDatabase& error) {
-        // In a folder that takes no writes there may be no index of the log to be had. Then the
-        // file can only be read as if nobody ever wrote to it. Not so beside a journal, without
-        // which half a transaction would be read.
+        // In a folder that takes no writes, or on a full disk, there may be no index of the log to
+        // be had. Then the file can only be read as if nobody ever wrote to it. Not so beside a
+        // journal, without which half a transaction would be read.
+        full = error.result() == SQLITE_FULL;
         const bool denied = error.result() == SQLITE_CANTOPEN || error.result() == SQLITE_READONLY;
-        if (!denied || hasContent(path + u"-journal"_s))
+        if (!(full || denied) || hasContent(path + u"-journal"_s))
             throw;
         open("mode=ro&immutable=1");
         logRead = !hasContent(path + u"-wal"_s);

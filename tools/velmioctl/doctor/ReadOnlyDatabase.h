@@ -17,7 +17,7 @@ class UnreadableDatabase : public std::runtime_error
 public:
     UnreadableDatabase(int result, const QString& text);
 
-    /// SQLite's primary result code.
+    /// SQLite's primary result code; SQLITE_FULL where the index of the log found no room.
     int result() const noexcept { return code; }
     QString text() const { return QString::fromUtf8(what()); }
 
@@ -27,7 +27,7 @@ private:
 
 /// Reads a database file as it is, also one that the engine refuses to open: no version is looked
 /// at, nothing is migrated, not a byte of the file or its log is written, and no file is left
-/// beside it that was not there.
+/// beside it that was not there; on a full disk an empty log may be.
 ///
 /// All that is read between begin() and end() is of one moment. For one thread.
 class ReadOnlyDatabase : public sync::interf::factory::IDatabaseFactory
@@ -47,6 +47,9 @@ public:
     /// False where the log could not be read, so that what it holds is not seen.
     bool readsLog() const { return logRead; }
 
+    /// The disk had no room for the index of the log.
+    bool diskFull() const { return full; }
+
     /// SQLite's primary result code of the last call.
     int lastResult() const;
 
@@ -64,6 +67,7 @@ private:
     const bool hadLog;
     std::unique_ptr<sqlite3, Closer> database;
     bool logRead = true;
+    bool full = false;
 };
 
 } // namespace velmioctl::doctor

@@ -44,6 +44,10 @@ const Check Unreadable{
     u"store.unreadable"_s, Severity::Error, u"databases that cannot be read"_s,
     u"No program can use it as it is."_s,
     u"Give yourself the right to read the file and its folder, or check the disk."_s};
+const Check DiskFull{
+    u"store.disk-full"_s, Severity::Error, u"disks without room for the log of the database"_s,
+    u"The client can store nothing, and refuses to start with this database."_s,
+    u"Free some space on that disk."_s};
 const Check Busy{
     u"store.busy"_s, Severity::Error, u"databases that another program keeps locked"_s,
     u"Nothing else can use it meanwhile."_s, u"Wait until that program is done, or end it."_s};
@@ -72,7 +76,7 @@ const Check CheckFailed{
 const Check LogNotRead{
     u"store.log-not-read"_s, Severity::Note, u"logs that could not be read along"_s,
     u"The newest changes were not looked at."_s,
-    u"Run this as a user who may write beside the database."_s};
+    u"Run this as a user who may write beside the database, with room on its disk."_s};
 const Check LogReset{
     u"store.sqlite-log-reset"_s, Severity::Note,
     u"SQLite libraries that can lose commits while two programs write"_s,
@@ -171,8 +175,8 @@ QString withHolder(const QString& text, const QString& path)
 
 std::vector<Check> storeChecks()
 {
-    return {NoDatabase, Empty,        Foreign, TooNew,      Unreadable, Busy,    Unfinished,
-            Damaged,    TableMissing, Moved,   CheckFailed, LogNotRead, LogReset};
+    return {NoDatabase, Empty,   Foreign,      TooNew, Unreadable,  DiskFull,   Busy,
+            Unfinished, Damaged, TableMissing, Moved,  CheckFailed, LogNotRead, LogReset};
 }
 
 void reportUnreadable(const QString& path, const UnreadableDatabase& error, const Found& found)
@@ -184,6 +188,9 @@ void reportUnreadable(const QString& path, const UnreadableDatabase& error, cons
         break;
     case SQLITE_CORRUPT:
         found(withBackup(Damaged, path), row);
+        break;
+    case SQLITE_FULL:
+        found(DiskFull, row);
         break;
     case SQLITE_READONLY:
         found(Unfinished, row);
@@ -208,6 +215,8 @@ Content checkContent(const QString& path, ReadOnlyDatabase& database, const Foun
         found(empty ? withBackup(Empty, path) : Foreign, {.name = path});
         return Content::NotOurs;
     }
+    if (database.diskFull())
+        found(DiskFull, {.name = path});
     if (!database.readsLog())
         found(LogNotRead, {.name = path + u"-wal"_s});
     const int known = SqliteDatabaseFactory::schemaVersion();
