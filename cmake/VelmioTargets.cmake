@@ -110,7 +110,7 @@ function(velmio_add_library name)
     )
     # One item, so that CMake does not merge the "-include" of several libraries into one.
     target_compile_options(
-        ${target} PUBLIC "$<$<COMPILE_LANGUAGE:CXX>:SHELL:-include core/PosixSync.h>"
+        ${target} PUBLIC "$<$<COMPILE_LANGUAGE:CXX,OBJCXX>:SHELL:-include core/PosixSync.h>"
     )
     get_target_property(type ${target} TYPE)
     if(type STREQUAL "STATIC_LIBRARY")
