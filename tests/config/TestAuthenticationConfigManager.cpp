@@ -6,6 +6,7 @@
 #include <interf/IQSqlQueryWrapper.h>
 
 #include <support/CapturedWarnings.h>
+#include <support/ConvertingManager.h>
 #include <support/Engines.h>
 #include <support/RecordingDatabaseFactory.h>
 
@@ -487,38 +488,20 @@ void TestAuthenticationConfigManager::withoutAKeyNothingIsExecutedAndTheScopeEnd
     QCOMPARE(database::TransactionalScope::depth(), 0);
 }
 
-namespace {
-
-/// Writes and reads properties in a form of its own.
-class ConvertingManager : public AuthenticationConfigManager
-{
-public:
-    using AuthenticationConfigManager::AuthenticationConfigManager;
-
-    QMap<QString, QString> ToNameValuePropertyMap(QString xml) const override
-    {
-        return {{u"Read"_s, xml}};
-    }
-    QString ToNameValuePropertyString(QMap<QString, QString> properties) override
-    {
-        return properties.value(u"Key"_s) + u" written"_s;
-    }
-};
-
-} // namespace
-
 void TestAuthenticationConfigManager::conversionsOfAnOverrideAreUsed()
 {
     const auto factory = std::make_shared<RecordingDatabaseFactory>();
     factory->answerOthers({.rows = {sampleRow()}});
-    ConvertingManager manager(factory);
+    test::ConvertingManager<AuthenticationConfigManager> manager(factory);
+    AuthenticationConfiguration signIn = sampleSignIn();
 
     const AuthenticationConfiguration read = manager.GetAuthenticationConfigurationById(7);
     factory->takeLog();
-    manager.Update(sampleSignIn());
+    manager.Update(signIn);
+    manager.Add(signIn);
 
     QCOMPARE(read.getNameValueProperties().value(u"Read"_s), SampleXml);
-    QVERIFY(factory->log().contains(u"bind :nameValueProperties QString 'value written'"_s));
+    QCOMPARE(factory->log().filter(test::ConvertedBind).size(), 2);
 }
 
 void TestAuthenticationConfigManager::castsAndBasesAreThoseOfAManager()

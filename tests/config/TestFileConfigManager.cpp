@@ -5,8 +5,10 @@
 #include <interf/ICryptographicHash.h>
 #include <interf/IFolderConfigManager.h>
 #include <interf/IRefreshNativeFileViewer.h>
+#include <support/ConvertingManager.h>
 #include <support/RecordingDatabaseFactory.h>
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QTemporaryDir>
@@ -340,6 +342,81 @@ public:
 
 private:
     const std::shared_ptr<RecordingDatabaseFactory> database;
+};
+
+/// Notes before each statement which of some files are on the disk.
+class DiskNotingFactory : public RecordingDatabaseFactory
+{
+public:
+    std::shared_ptr<sync::interf::IQSqlQueryWrapper> CreateQuery() override
+    {
+        QStringList names;
+        for (const QString& path : paths) {
+            if (QFile::exists(path))
+                names.append(QFileInfo(path).fileName());
+        }
+        note(u"on the disk: "_s + names.join(u' '));
+        return RecordingDatabaseFactory::CreateQuery();
+    }
+
+    QStringList paths;
+};
+
+/// Notes what the operations of a file call of each other; what is found has id 9.
+class NotingManager : public FileConfigManager
+{
+public:
+    using FileConfigManager::FileConfigManager;
+
+    QVector<FileConfiguration> GetAllFileConfigurationsByClientPath(QString path) override
+    {
+        calls.append(u"all of "_s + path);
+        return {};
+    }
+    FileConfiguration GetFileConfigurationById(int id) override
+    {
+        calls.append(u"get %1"_s.arg(id));
+        return {};
+    }
+    FileConfiguration GetFileConfigurationByClientPath(QString path) override
+    {
+        calls.append(u"get "_s + path);
+        return {};
+    }
+    FileConfiguration GetFileConfiguration(FileLink link, const QString& basePath) override
+    {
+        calls.append(u"link "_s + link.Path);
+        return FileConfigManager::GetFileConfiguration(link, basePath);
+    }
+    bool Add(FileConfiguration& file) override
+    {
+        calls.append(u"add "_s + file.getName());
+        return FileConfigManager::Add(file);
+    }
+    FileConfiguration GetBaseFileConfigurationByParentFileId(int id) override
+    {
+        calls.append(u"base copy of %1"_s.arg(id));
+        FileConfiguration base;
+        base.setId(9);
+        return base;
+    }
+    FileConfiguration GetBaseFileConfigurationById(int id) override
+    {
+        calls.append(u"get base copy %1"_s.arg(id));
+        return {};
+    }
+    QVector<FileConfiguration> GetGeneratedFileConfigurationsByParentFileId(int id) override
+    {
+        calls.append(u"generated files of %1"_s.arg(id));
+        return {};
+    }
+    bool RemoveBaseFileConfiguration(int id) override
+    {
+        calls.append(u"remove base copy %1"_s.arg(id));
+        return FileConfigManager::RemoveBaseFileConfiguration(id);
+    }
+
+    QStringList calls;
 };
 
 /// A manager over a database that records, with every service a fake.
@@ -1050,6 +1127,56 @@ private Q_SLOTS:
         QCOMPARE(manager.updatedId, 51);
     }
 
+    void operationsHonourOverrides()
+    {
+        const QTemporaryDir directory;
+        const QString linked = directory.filePath(u"linked"_s);
+        makeFile(linked);
+        Fixture test;
+        test.folders->folders = {{15, makeFolder(15, 1, directory.path())}};
+        NotingManager manager(test.database, test.hash, test.viewer, test.folders);
+        FileConfiguration file = sampleFile();
+        file.setClientPath(directory.filePath(u"file"_s));
+        file.setFileLinks({makeLink(5, u"linked"_s)});
+
+        QVERIFY(manager.Add(file));
+        QVERIFY(manager.RemoveFileConfigurationAndLinkedConfigurations(7));
+
+        QCOMPARE(
+            manager.calls, (QStringList{
+                               u"add name"_s,
+                               u"all of "_s + file.getClientPath(),
+                               u"link linked"_s,
+                               u"get 5"_s,
+                               u"get "_s + linked,
+                               u"add linked"_s,
+                               u"all of "_s + linked,
+                               u"base copy of 7"_s,
+                               u"remove base copy 9"_s,
+                               u"get base copy 9"_s,
+                               u"generated files of 7"_s,
+                               u"get 7"_s,
+                           }));
+    }
+
+    void conversionsOfAnOverrideAreUsed()
+    {
+        Fixture test;
+        test.database->answer(byId(), {.rows = {sampleRow(7)}});
+        sync::test::ConvertingManager<FileConfigManager> manager(
+            test.database, test.hash, test.viewer, test.folders);
+        FileConfiguration file = sampleFile();
+        file.setNameValueProperties({{u"Key"_s, u"value"_s}});
+
+        const FileConfiguration read = manager.GetFileConfigurationById(7);
+        test.database->takeLog();
+        manager.Update(file);
+        manager.Add(file);
+
+        QCOMPARE(read.getNameValueProperties().value(u"Read"_s), sampleRow(7)[11].toString());
+        QCOMPARE(test.database->log().filter(sync::test::ConvertedBind).size(), 2);
+    }
+
     void linksOutsideTheRootOrWithoutFileLoseTheirId()
     {
         const QTemporaryDir directory;
@@ -1276,6 +1403,41 @@ private Q_SLOTS:
         QCOMPARE(test.database->log(), wholeCascade(true));
     }
 
+    void filesLeaveTheDiskBeforeTheirRows()
+    {
+        const QTemporaryDir directory;
+        const auto database = std::make_shared<DiskNotingFactory>();
+        database->paths = {
+            directory.filePath(u"copies/base"_s), directory.filePath(u"generated"_s)};
+        for (const QString& path : std::as_const(database->paths))
+            makeFile(path);
+        QVariantList base = sampleRow(40);
+        base[3] = database->paths[0];
+        QVariantList generated = sampleRow(41);
+        generated[3] = database->paths[1];
+        database->answer(u"FROM BaseFileConfiguration WHERE parentFileId"_s, {.rows = {base}});
+        database->answer(
+            u"FROM GeneratedFileConfiguration WHERE parentFileId"_s, {.rows = {generated}});
+        const Fixture services;
+        FileConfigManager manager(database, services.hash, nullptr, services.folders);
+
+        QVERIFY(manager.RemoveFileConfigurationAndLinkedConfigurations(7));
+
+        QStringList removals;
+        QString onTheDisk;
+        for (const QString& line : database->log()) {
+            if (line.startsWith(u"on the disk"))
+                onTheDisk = line;
+            else if (line.startsWith(u"prepare DELETE"))
+                removals.append(line.section(u' ', 1, 3) + u", "_s + onTheDisk);
+        }
+        QCOMPARE(
+            removals, (QStringList{
+                          u"DELETE FROM BaseFileConfiguration, on the disk: generated"_s,
+                          u"DELETE FROM GeneratedFileConfiguration, on the disk: "_s,
+                          u"DELETE FROM FileConfiguration, on the disk: "_s}));
+    }
+
     void generatedRowsAreRemovedAlsoWhenTheBaseRowIsNot()
     {
         Fixture test;
@@ -1448,6 +1610,29 @@ private Q_SLOTS:
         QCOMPARE(test.manager.LocalFileHasChanged(file, config), changed);
 
         QCOMPARE(test.database->log(), QStringList{u"hash "_s + directory.filePath(u"file"_s)});
+    }
+
+    void aRelativePathCountsFromTheWorkingDirectory()
+    {
+        const QTemporaryDir directory;
+        const QString before = QDir::currentPath();
+        QVERIFY(QDir::setCurrent(directory.path()));
+        const QString here = QDir::currentPath();
+        makeFile(u"folder/file"_s);
+        Fixture test;
+        QFileInfo onDisk(u"folder/file"_s);
+        FileConfiguration file = sampleFile();
+        file.setClientPath(u"folder/file"_s);
+        file.setSyncStatus(FileSyncing);
+
+        test.manager.LocalFileHasChanged(onDisk, file);
+        const bool updated = test.manager.Update(file);
+
+        QVERIFY(QDir::setCurrent(before));
+        QVERIFY(updated);
+        const QStringList log = test.database->log();
+        QCOMPARE(log.first(), u"hash "_s + here + u"/folder/file"_s);
+        QCOMPARE(log.last(), u"refresh '"_s + here + u"/folder', depth 1"_s);
     }
 
     void changeDetectionCallsAnOverriddenComparisonOfTimes()

@@ -1,10 +1,12 @@
 #include <config/FolderConfigManager.h>
 #include <interf/IQSqlQueryWrapper.h>
 #include <interf/IRefreshNativeFileViewer.h>
+#include <support/ConvertingManager.h>
 #include <support/Engines.h>
 #include <support/RecordingDatabaseFactory.h>
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QMetaMethod>
 #include <QTemporaryDir>
 #include <QTest>
@@ -298,6 +300,48 @@ public:
     bool callRemove = false;
 };
 
+// Notes the calls of the operations that call themselves, and each other.
+class RecursionNotingManager : public FolderConfigManager
+{
+public:
+    using FolderConfigManager::FolderConfigManager;
+
+    bool Clean(int id) override
+    {
+        calls.append(u"clean %1"_s.arg(id));
+        return calls.size() > 1 || FolderConfigManager::Clean(id);
+    }
+    FolderConfiguration AddFolderAndParent(
+        const QString& path, const FolderConfiguration& root) override
+    {
+        calls.append(u"ensure "_s + path);
+        return FolderConfigManager::AddFolderAndParent(path, root);
+    }
+    bool Add(FolderConfiguration& folder) override
+    {
+        calls.append(u"add "_s + folder.getClientPath());
+        return false;
+    }
+
+    QStringList calls;
+};
+
+// Notes in the database's log when its lists are cleared.
+class ClearNotingManager : public FolderConfigManager
+{
+public:
+    explicit ClearNotingManager(std::shared_ptr<RecordingDatabaseFactory> factory)
+        : FolderConfigManager(factory, std::make_shared<RecordingViewer>(factory))
+        , factory(std::move(factory))
+    {
+    }
+
+    void ClearCaches() override { factory->note(u"clear"_s); }
+
+private:
+    const std::shared_ptr<RecordingDatabaseFactory> factory;
+};
+
 } // namespace
 
 class TestFolderConfigManager : public QObject
@@ -325,11 +369,13 @@ private Q_SLOTS:
 
     // Caches
     void listsAreReadOnceAndServedFromTheCache();
+    void listsAreReadAgainWhenTheyAreTwoSecondsOld();
     void failedListStaysCached();
     void clearingTheCachesHasBothListsReadAgain();
 
     // Writes
     void addStoresTheRecordAndClearsTheLists();
+    void addClearsTheListsBeforeItRefreshesTheViewer();
     void addOfARootStoresItsOwnIdAsRootId();
     void addOfARootSucceedsWhenItsUpdateFails();
     void addRefusesRecordsOutsideATree_data();
@@ -355,10 +401,13 @@ private Q_SLOTS:
     void refreshingAllReadsTheRootsFromTheDatabase();
     void withoutAViewerNothingIsRefreshed();
     void operationsHonourOverrides();
+    void operationsThatCallThemselvesHonourOverrides();
+    void conversionsOfAnOverrideAreUsed();
 
     // Containment and counts
     void pathInAClientFolder_data();
     void pathInAClientFolder();
+    void relativePathCountsFromTheWorkingDirectory();
     void topLevelRootHoldsItsDirectFilesOnly_data();
     void topLevelRootHoldsItsDirectFilesOnly();
     void directoryKeepsItsSlashForTheNextRoots();
@@ -376,6 +425,8 @@ private Q_SLOTS:
     void invokablesWorkThroughTheMetaObject();
 
     // Behaviour over real databases
+    void emptyPropertiesGoThroughAnOverride_data() { test::addEngineRows(); }
+    void emptyPropertiesGoThroughAnOverride();
     void storedFolderReadsBack_data() { test::addEngineRows(); }
     void storedFolderReadsBack();
     void updatedFolderReadsBack_data() { test::addEngineRows(); }
@@ -627,6 +678,29 @@ void TestFolderConfigManager::listsAreReadOnceAndServedFromTheCache()
     QCOMPARE(idsOf(roots), QList<int>({3}));
 }
 
+void TestFolderConfigManager::listsAreReadAgainWhenTheyAreTwoSecondsOld()
+{
+    Recording recording;
+    QElapsedTimer timer;
+    timer.start();
+    recording.manager.GetAll();
+    recording.manager.GetAllRootFolders();
+    recording.factory->takeLog();
+
+    const bool read = QTest::qWaitFor(
+        [&recording] {
+            recording.manager.GetAll();
+            recording.manager.GetAllRootFolders();
+            return recording.factory->log().contains(u"prepare "_s + Select) &&
+                   recording.factory->log().contains(u"prepare "_s + SelectRoots);
+        },
+        60'000);
+
+    QVERIFY(read);
+    // By the system's clock, which may be set meanwhile.
+    QVERIFY2(timer.elapsed() >= 1500, qPrintable(QString::number(timer.elapsed())));
+}
+
 void TestFolderConfigManager::failedListStaysCached()
 {
     Recording recording;
@@ -671,6 +745,18 @@ void TestFolderConfigManager::addStoresTheRecordAndClearsTheLists()
         statementLog(Insert, SampleBinds, 1) + statementLog(Select) + statementLog(SelectRoots));
     QCOMPARE(folder.getId(), 77);
     QCOMPARE(folder.getRootId(), 8);
+}
+
+void TestFolderConfigManager::addClearsTheListsBeforeItRefreshesTheViewer()
+{
+    auto factory = std::make_shared<RecordingDatabaseFactory>();
+    ClearNotingManager manager(factory);
+    FolderConfiguration folder = sampleFolder();
+    folder.setSyncStatus(FolderSyncing);
+
+    QVERIFY(manager.Add(folder));
+
+    QCOMPARE(factory->log().last(2), QStringList({u"clear"_s, refreshOf(u"/client"_s)}));
 }
 
 void TestFolderConfigManager::addOfARootStoresItsOwnIdAsRootId()
@@ -1148,6 +1234,43 @@ void TestFolderConfigManager::operationsHonourOverrides()
                        }));
 }
 
+void TestFolderConfigManager::operationsThatCallThemselvesHonourOverrides()
+{
+    auto factory = std::make_shared<RecordingDatabaseFactory>();
+    factory->answer(SelectByParent, {.rows = {treeRow(4, 3, 1, u"/r/a/b"_s)}});
+    RecursionNotingManager cleaning(factory, nullptr);
+    RecursionNotingManager adding(factory, nullptr);
+
+    QVERIFY(cleaning.Clean(3));
+    adding.AddFolderAndParent(u"/r/a"_s, sampleFolder());
+
+    QCOMPARE(cleaning.calls, QStringList({u"clean 3"_s, u"clean 4"_s}));
+    QCOMPARE(
+        adding.calls, QStringList({
+                          u"ensure /r/a"_s,
+                          u"ensure /r"_s,
+                          u"ensure /"_s,
+                          u"add /r"_s,
+                          u"add /r/a"_s,
+                      }));
+}
+
+void TestFolderConfigManager::conversionsOfAnOverrideAreUsed()
+{
+    auto factory = std::make_shared<RecordingDatabaseFactory>();
+    factory->answer(SelectById, {.rows = {sampleRow()}});
+    test::ConvertingManager<FolderConfigManager> manager(factory, nullptr);
+    FolderConfiguration folder = sampleFolder();
+
+    const FolderConfiguration read = manager.GetFolderConfigurationById(1);
+    factory->takeLog();
+    manager.Update(folder);
+    manager.Add(folder);
+
+    QCOMPARE(read.getNameValueProperties().value(u"Read"_s), SampleXml);
+    QCOMPARE(factory->log().filter(test::ConvertedBind).size(), 2);
+}
+
 void TestFolderConfigManager::pathInAClientFolder_data()
 {
     QTest::addColumn<QString>("root");
@@ -1189,6 +1312,22 @@ void TestFolderConfigManager::pathInAClientFolder()
     const bool inside = recording.manager.IsInExistingClientFolder(path, authenticationId, true);
 
     QTEST(inside, "inside");
+}
+
+void TestFolderConfigManager::relativePathCountsFromTheWorkingDirectory()
+{
+    const QTemporaryDir directory;
+    const QString before = QDir::currentPath();
+    QVERIFY(QDir::setCurrent(directory.path()));
+    Recording recording;
+    recording.answerRoots({rootRow(1, 5, QDir::currentPath(), {}, 2)});
+
+    const bool inside = recording.manager.IsInExistingClientFolder(u"sub/file"_s, -1, true);
+    const bool outside = recording.manager.IsInExistingClientFolder(u"../file"_s, -1, true);
+
+    QVERIFY(QDir::setCurrent(before));
+    QVERIFY(inside);
+    QVERIFY(!outside);
 }
 
 void TestFolderConfigManager::topLevelRootHoldsItsDirectFilesOnly_data()
@@ -1471,6 +1610,20 @@ struct Store
 const QString CountFiles = u"SELECT count(*) FROM FileConfiguration"_s;
 
 } // namespace
+
+void TestFolderConfigManager::emptyPropertiesGoThroughAnOverride()
+{
+    QFETCH(QString, engine);
+    Store store(engine);
+    FolderConfiguration folder = sampleFolder();
+    folder.setNameValueProperties({});
+    QVERIFY(store.manager.Add(folder));
+    test::ConvertingManager<FolderConfigManager> manager(store.factory, nullptr);
+
+    const FolderConfiguration read = manager.GetFolderConfigurationById(folder.getId());
+
+    QCOMPARE(read.getNameValueProperties().value(u"Read"_s), EmptyXml);
+}
 
 void TestFolderConfigManager::storedFolderReadsBack()
 {

@@ -1,6 +1,7 @@
 #include <config/ProductConfigManager.h>
 #include <interf/IQSqlQueryWrapper.h>
 
+#include <support/ConvertingManager.h>
 #include <support/Engines.h>
 #include <support/RecordingDatabaseFactory.h>
 
@@ -128,9 +129,11 @@ private Q_SLOTS:
     void failedRemoveReturnsFalse();
     void recordThatWasReadCarriesNoProperties_data();
     void recordThatWasReadCarriesNoProperties();
+    void conversionsOfAnOverrideAreUsed();
     void castsAndBasesAreThoseOfAManager();
     void invokablesAreDeclaredInOrder();
     void invokablesWorkThroughTheMetaObject();
+    void invokablesReachOverrides();
 
     // Behaviour over real databases
     void addedProductReadsBack_data() { test::addEngineRows(); }
@@ -355,6 +358,23 @@ void TestProductConfigManager::recordThatWasReadCarriesNoProperties()
         {u"bind "_s + BindEmptyXml});
 }
 
+void TestProductConfigManager::conversionsOfAnOverrideAreUsed()
+{
+    auto factory = std::make_shared<RecordingDatabaseFactory>();
+    factory->answerOthers({.rows = {sampleRow()}});
+    test::ConvertingManager<ProductConfigManager> manager(factory);
+    ProductConfiguration product = sampleProduct();
+
+    // Read although the record that is handed out does not carry it.
+    manager.GetProductConfigurationById(7);
+    QCOMPARE(manager.conversions, 1);
+    factory->takeLog();
+    manager.Update(product);
+    manager.Add(product);
+
+    QCOMPARE(factory->log().filter(u" written"_s).size(), 2);
+}
+
 void TestProductConfigManager::castsAndBasesAreThoseOfAManager()
 {
     Recording recording;
@@ -396,6 +416,16 @@ void TestProductConfigManager::invokablesAreDeclaredInOrder()
             u"bool Add(sync::config::ProductConfiguration&) ProductConfiguration"_s,
             u"bool Remove(int) ProductConfigurationId"_s,
         }));
+}
+
+void TestProductConfigManager::invokablesReachOverrides()
+{
+    auto factory = std::make_shared<RecordingDatabaseFactory>();
+    NotingManager manager(factory);
+
+    QVERIFY(QMetaObject::invokeMethod(&manager, "GetProductConfigurationById", Q_ARG(int, 7)));
+
+    QCOMPARE(factory->log(), QStringList{u"lookup 7"_s});
 }
 
 void TestProductConfigManager::invokablesWorkThroughTheMetaObject()

@@ -1,5 +1,6 @@
 #include <config/ServerConfigManager.h>
 #include <interf/IQSqlQueryWrapper.h>
+#include <support/ConvertingManager.h>
 #include <support/Engines.h>
 #include <support/RecordingDatabaseFactory.h>
 
@@ -131,11 +132,13 @@ private Q_SLOTS:
     void removeDeletesByIdInAScope();
     void failedWritesReturnFalse();
     void exceptionOfTheDatabaseEndsScopesAndQueries();
+    void conversionsOfAnOverrideAreUsed();
     void castsNameTheManagerAndItsSecondBase();
     void metaObjectAddsNothing();
 
     void defaultServerIsTheOneWithIdOne();
     void defaultServerFollowsTheUserSetting();
+    void settingThatIsNoNumberReadsAsZero();
     void defaultServerIsLookedUpThroughOverrides();
     void readingTheSettingWritesNothing();
 
@@ -341,6 +344,22 @@ void TestServerConfigManager::exceptionOfTheDatabaseEndsScopesAndQueries()
     QCOMPARE(recording.factory->log(), once + once);
 }
 
+void TestServerConfigManager::conversionsOfAnOverrideAreUsed()
+{
+    auto factory = std::make_shared<RecordingDatabaseFactory>();
+    factory->answer(SelectById, {.rows = {sampleRow()}});
+    test::ConvertingManager<ServerConfigManager> manager(factory);
+    ServerConfiguration server = sampleServer();
+
+    const ServerConfiguration read = manager.GetServerConfigById(1);
+    factory->takeLog();
+    manager.Update(server);
+    manager.Add(server);
+
+    QCOMPARE(read.getNameValueProperties().value(u"Read"_s), SampleXml);
+    QCOMPARE(factory->log().filter(test::ConvertedBind).size(), 2);
+}
+
 void TestServerConfigManager::castsNameTheManagerAndItsSecondBase()
 {
     Recording recording;
@@ -385,6 +404,18 @@ void TestServerConfigManager::defaultServerFollowsTheUserSetting()
     recording.manager.GetDefaultServerConfig();
 
     QCOMPARE(recording.factory->log(), statementLog(SelectById, {u":id qlonglong 8589934592"_s}));
+}
+
+void TestServerConfigManager::settingThatIsNoNumberReadsAsZero()
+{
+    Recording recording;
+    QSettings settings(QSettings::UserScope, u"Corvanta"_s, u"Corvanta Sync"_s);
+    settings.setValue(u"Velmio/DefaultServerConfigurationId"_s, u"first"_s);
+    settings.sync();
+
+    recording.manager.GetDefaultServerConfig();
+
+    QCOMPARE(recording.factory->log(), statementLog(SelectById, {u":id qlonglong 0"_s}));
 }
 
 void TestServerConfigManager::defaultServerIsLookedUpThroughOverrides()

@@ -3,6 +3,8 @@
 #include <QTest>
 
 #include <atomic>
+#include <chrono>
+#include <semaphore>
 #include <stdexcept>
 #include <thread>
 #include <type_traits>
@@ -53,6 +55,7 @@ private Q_SLOTS:
     void realClockServesTheCachedValue();
     void destructorIsTheOnlyVirtualOperation();
     void threadsMayReadAndClearAtOnce();
+    void threadsThatBothFindTheValueStaleLoadItOneAfterTheOther();
 };
 
 void TestTimedCache::newCacheLoadsOnItsFirstResult()
@@ -214,6 +217,45 @@ void TestTimedCache::threadsMayReadAndClearAtOnce()
 
     QVERIFY(sound);
     QVERIFY(counting.loads > 1);
+}
+
+void TestTimedCache::threadsThatBothFindTheValueStaleLoadItOneAfterTheOther()
+{
+    int loads = 0;
+    std::atomic<bool> overlapping = false;
+    // Again where the second thread was held up between its look at the clock and at the value.
+    for (int attempt = 0; attempt < 100 && loads != 2; ++attempt) {
+        std::binary_semaphore firstLoads(0);
+        std::binary_semaphore secondAsks(0);
+        std::atomic<int> running = 0;
+        loads = 0;
+        const auto loader = [&] {
+            if (++running > 1)
+                overlapping = true;
+            if (++loads == 1) {
+                firstLoads.release();
+                secondAsks.acquire();
+                std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            }
+            --running;
+            return loads;
+        };
+        std::atomic<int> clockReads = 0;
+        const auto clock = [&]() -> qint64 {
+            if (++clockReads == 2)
+                secondAsks.release();
+            return 0;
+        };
+        TimedCache<int> cache(1000, loader, clock);
+
+        std::thread first([&cache] { cache.Result(); });
+        firstLoads.acquire();
+        cache.Result();
+        first.join();
+        QVERIFY(!overlapping);
+    }
+
+    QCOMPARE(loads, 2);
 }
 
 } // namespace sync::core
