@@ -24,6 +24,8 @@ namespace {
 
 constexpr int LongestStartMs = 60'000;
 constexpr int SignIns = 20;
+// It grows by what each of them has written, and all of it is compared after each.
+constexpr int KillsOfADatabase = 150;
 
 QString passwordOf(int signInId)
 {
@@ -46,6 +48,7 @@ private Q_SLOTS:
     void aMigrationIsCarriedOn();
 
 private:
+    void makeDatabase();
     QStringList linesOfAKilled(const QString& action, quint32 trial, QByteArray& finding);
     QByteArray judge(const QStringList& lines);
     QByteArray readPasswords();
@@ -61,6 +64,13 @@ void TestKilledProcess::initTestCase()
 {
     QLoggingCategory::setFilterRules(u"velmio.*=false"_s);
     installWatchedVfs();
+    makeDatabase();
+}
+
+void TestKilledProcess::makeDatabase()
+{
+    DatabaseFiles().write(path);
+    expected.clear();
     Managers managers(path);
     FolderConfiguration root = sampleFolder(u"/files"_s, 0, -1);
     QVERIFY(managers.folders->Add(root));
@@ -89,6 +99,8 @@ void TestKilledProcess::whatWasAcknowledgedIsThere()
     QFETCH(int, count);
     const QList<quint32> trials = trialNumbers(count);
     for (const quint32 trial : trials) {
+        if (kills > 0 && kills % KillsOfADatabase == 0)
+            makeDatabase();
         QByteArray finding;
         const QStringList lines =
             linesOfAKilled(QString::fromLatin1(QTest::currentDataTag()), trial, finding);
