@@ -1237,7 +1237,7 @@ void TestFolderConfigManager::operationsHonourOverrides()
 void TestFolderConfigManager::operationsThatCallThemselvesHonourOverrides()
 {
     auto factory = std::make_shared<RecordingDatabaseFactory>();
-    factory->answer(SelectByParent, {.rows = {treeRow(4, 3, 1, u"/r/a/b"_s)}});
+    factory->answer(1, {.rows = {treeRow(4, 3, 1, u"/r/a/b"_s)}});
     RecursionNotingManager cleaning(factory, nullptr);
     RecursionNotingManager adding(factory, nullptr);
 
