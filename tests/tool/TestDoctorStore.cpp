@@ -40,6 +40,7 @@ private Q_SLOTS:
     void storeInAPlaceWithoutWritesIsRead();
     void logThatCannotBeReadIsNoted();
     void filesOpenToOthersAreFoundAndClosed();
+    void logOfTheReadingIsNoOpenFile();
     void buggyVersionsOfSqliteAreKnown_data();
     void buggyVersionsOfSqliteAreKnown();
     void passwordsWithoutTheirKeyAreFound();
@@ -290,6 +291,28 @@ void TestDoctorStore::filesOpenToOthersAreFoundAndClosed()
     QCOMPARE(found.filter(u"store.permissions"_s).size(), 5);
     QCOMPARE(sample.findings(), QStringList());
     QCOMPARE(QFileInfo(folder).permission(QFileDevice::ExeOwner), true);
+}
+
+void TestDoctorStore::logOfTheReadingIsNoOpenFile()
+{
+    DoctorSample sample;
+    const QString path = closedCopy(sample, u"copy.db"_s);
+    RawDatabase(path).run(u"PRAGMA journal_mode = WAL"_s);
+    QVERIFY(setMode(path, 0644));
+    struct Collector : Examiner
+    {
+        void found(const Check& check, const Row& row) override
+        {
+            if (check.id == u"store.permissions"_s)
+                files += row.name;
+        }
+        void fixable(const Fix&, long long) override {}
+        QStringList files;
+    } collector;
+
+    examine(path, collector);
+
+    QCOMPARE(collector.files, QStringList{path});
 }
 
 void TestDoctorStore::buggyVersionsOfSqliteAreKnown_data()

@@ -34,13 +34,15 @@ public:
     void run()
     {
         checkAccess(path, found);
+        // Before reading it makes a log, with the rights of the database.
+        const QStringList openFiles = filesOpenToOthers(path);
         try {
             ReadOnlyDatabase database(path);
             checkEngine(database, found);
             database.begin();
             const Content content = checkContent(path, database, found);
             if (content != Content::NotOurs)
-                checkPermissions(path, found);
+                reportOpenFiles(openFiles, found);
             if (content != Content::Sound)
                 return;
             for (const RecordCheck& check : recordChecks())

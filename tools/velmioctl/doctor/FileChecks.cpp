@@ -89,12 +89,6 @@ void checkAccess(const QString& path, const Found& found)
     }
 }
 
-void checkPermissions(const QString& path, const Found& found)
-{
-    for (const QString& file : filesOpenToOthers(path))
-        found(Permissions, {.name = file, .detail = u"mode "_s + permissionsOf(file)});
-}
-
 QStringList filesOpenToOthers(const QString& path)
 {
     QStringList open;
@@ -104,6 +98,12 @@ QStringList filesOpenToOthers(const QString& path)
             open += file;
     }
     return open;
+}
+
+void reportOpenFiles(const QStringList& files, const Found& found)
+{
+    for (const QString& file : files)
+        found(Permissions, {.name = file, .detail = u"mode "_s + permissionsOf(file)});
 }
 
 bool closeToOthers(const QString& path)
