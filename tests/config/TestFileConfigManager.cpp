@@ -362,7 +362,7 @@ public:
     QStringList paths;
 };
 
-/// Notes what the operations of a file call of each other; what is found has id 9.
+/// Notes what the operations call of each other. Every file has a base copy, with id 9.
 class NotingManager : public FileConfigManager
 {
 public:
