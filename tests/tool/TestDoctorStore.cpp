@@ -103,6 +103,8 @@ void TestDoctorStore::unusableFileIsAFinding_data()
     QTest::newRow("damaged page") << u"page"_s << QStringList{u"store.damaged"_s};
     QTest::newRow("another program's")
         << u"PRAGMA application_id = 7"_s << QStringList{u"store.foreign"_s};
+    QTest::newRow("impossible version")
+        << u"PRAGMA user_version = -7"_s << QStringList{u"store.damaged"_s};
     QTest::newRow("newer version")
         << u"PRAGMA user_version = 1000; UPDATE StoreIdentity SET lastCompatibleVersion = 999"_s
         << QStringList{u"store.too-new"_s};

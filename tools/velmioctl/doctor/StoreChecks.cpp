@@ -221,6 +221,12 @@ Content checkContent(const QString& path, ReadOnlyDatabase& database, const Foun
         found(LogNotRead, {.name = path + u"-wal"_s});
     const int known = SqliteDatabaseFactory::schemaVersion();
     const auto version = numberOf(database, u"PRAGMA user_version"_s);
+    if (version < 0) {
+        found(
+            withBackup(Damaged, path),
+            {.name = path, .detail = u"schema version %1"_s.arg(version)});
+        return Content::Unusable;
+    }
     if (version > known &&
         numberOf(database, u"SELECT lastCompatibleVersion FROM StoreIdentity"_s) > known) {
         found(
