@@ -1,4 +1,7 @@
+#include "support/Files.h"
+
 #include <journey/VelmioctlRunner.h>
+#include <support/RawDatabase.h>
 
 #include <QJsonObject>
 #include <QTest>
@@ -16,6 +19,7 @@ private Q_SLOTS:
     void addSaysThatTheDiskIsFullAndWorksAfterwards();
     void scanIsCarriedOnWhenThereIsSpace();
     void doctorReadsTheRecordsAllTheSame();
+    void exportReadsAllOrNothing();
 
 private:
     VelmioctlRun runWith(qint64 budget, const QStringList& arguments) const;
@@ -102,6 +106,29 @@ void TestVelmioctlFullDisk::doctorReadsTheRecordsAllTheSame()
          {u"error store.disk-full: "_s, u"Remedy: Free some space on that disk."_s,
           u"warning root.unreachable: "_s})
         QVERIFY2(run.output.contains(part), qPrintable(part + u'\n' + run.output));
+}
+
+void TestVelmioctlFullDisk::exportReadsAllOrNothing()
+{
+    const QString path = tool->databasePath();
+    QCOMPARE(tool->run({u"init"_s}).exitCode, 0);
+    const VelmioctlRun whole = runWith(0, {u"export"_s});
+    // What a crash leaves: changes that only the log holds.
+    sync::test::DatabaseFiles left;
+    {
+        sync::test::RawDatabase writer(path);
+        writer.run(u"DELETE FROM Schedules"_s);
+        left = sync::test::DatabaseFiles::read(path);
+    }
+    left.write(path);
+
+    const VelmioctlRun refused = runWith(0, {u"export"_s});
+
+    QCOMPARE(whole.exitCode, 0);
+    QVERIFY(whole.output.contains(u"\"syncInterval\": 30"_s));
+    QCOMPARE(refused.exitCode, 8);
+    QCOMPARE(refused.output, QString());
+    QVERIFY2(refused.errors.contains(u"are in its log"_s), qPrintable(refused.errors));
 }
 
 QTEST_GUILESS_MAIN(TestVelmioctlFullDisk)

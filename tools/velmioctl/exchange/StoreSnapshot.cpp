@@ -56,6 +56,13 @@ StoreSnapshot::StoreSnapshot(const QString& path)
     : path(path)
     , database(open(path))
 {
+    if (!database.readsLog()) {
+        throw CommandError(
+            ExitCode::OtherError,
+            u"The newest changes of the database %1 are in its log, which cannot be read: make "
+            u"room on its disk, or run this as a user who may write beside it."_s.arg(
+                quoted(path)));
+    }
     database.begin();
     read([this](ReadOnlyDatabase&) { requireOurs(); });
 }
@@ -82,6 +89,12 @@ void StoreSnapshot::requireOurs()
         throw CommandError(
             ExitCode::Damaged,
             u"%1 is the database of another program: name the right file."_s.arg(quoted(path)));
+    }
+    if (version < 0) {
+        throw CommandError(
+            ExitCode::Damaged,
+            u"The database %1 is damaged: its schema version is %2. See what 'velmioctl doctor' "
+            u"says of it."_s.arg(quoted(path), QString::number(version)));
     }
     if (version > SqliteDatabaseFactory::schemaVersion() &&
         number(u"SELECT lastCompatibleVersion FROM StoreIdentity"_s) >
