@@ -30,6 +30,7 @@ private Q_SLOTS:
     void fileIsForItsUserAlone();
     void onlyAnExportIsReplaced();
     void damagedDatabaseLeavesNoFile();
+    void impossibleSchemaVersionIsDamage();
     void secretsAreLeftOut();
     void secretsAreEncryptedUnderThePassphrase();
     void passwordsThatCannotBeReadAreWarnedOf();
@@ -221,6 +222,16 @@ void TestVelmioctlExport::onlyAnExportIsReplaced()
 
     QCOMPARE(bytesOf(u"notes"_s), "important");
     QCOMPARE(tool->databaseBytes(), database);
+}
+
+void TestVelmioctlExport::impossibleSchemaVersionIsDamage()
+{
+    RawDatabase(tool->databasePath()).run(u"PRAGMA user_version = -7"_s);
+
+    const auto answer = tool->run({u"export"_s});
+
+    QCOMPARE(answer.exitCode, 5);
+    QVERIFY2(answer.errors.contains(u"schema version is -7"_s), qPrintable(answer.errors));
 }
 
 void TestVelmioctlExport::damagedDatabaseLeavesNoFile()
