@@ -1,7 +1,7 @@
 # embed_sql(<variable> FOLDER <folder>)
 #
 # Writes a source file that holds the numbered SQL scripts of a folder (0001-name.sql, 0002-...) as
-# the array that sqlite/Migrations.h declares, and stores its path in <variable>.
+# the array that opening/Migrations.h declares, and stores its path in <variable>.
 function(embed_sql variable)
     cmake_parse_arguments(PARSE_ARGV 1 arg "" "FOLDER" "")
     file(GLOB scripts CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/${arg_FOLDER}/[0-9]*.sql")
@@ -25,7 +25,7 @@ function(embed_sql variable)
         CONFIGURE
         OUTPUT "${output}"
         CONTENT
-            "#include <database/sqlite/Migrations.h>\n\nnamespace sync::database {\n\nconst std::vector<std::string_view>& migrationScripts()\n{\n    static const std::vector<std::string_view> scripts = {\n@entries@};\n    return scripts;\n}\n\n} // namespace sync::database\n"
+            "#include <database/opening/Migrations.h>\n\nnamespace sync::database {\n\nconst std::vector<std::string_view>& migrationScripts()\n{\n    static const std::vector<std::string_view> scripts = {\n@entries@};\n    return scripts;\n}\n\n} // namespace sync::database\n"
         @ONLY
     )
     set(${variable} "${output}" PARENT_SCOPE)

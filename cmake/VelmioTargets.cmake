@@ -117,6 +117,8 @@ function(velmio_add_library name)
         target_compile_definitions(${target} PUBLIC VELMIO_STATIC)
     endif()
     target_link_libraries(${target} PUBLIC ${arg_PUBLIC_LINK} PRIVATE ${arg_PRIVATE_LINK})
+    # For velmio_add_internals().
+    set(VELMIO_${name}_PRIVATE_LINK ${arg_PRIVATE_LINK} CACHE INTERNAL "")
     if(VELMIO_INSTALL)
         velmio_install_library(${name} HEADERS ${headers})
     endif()

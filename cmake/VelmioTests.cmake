@@ -44,9 +44,16 @@ function(velmio_add_test name)
     )
 endfunction()
 
-# velmio_add_private_source(<test> <file below src/>)
+# velmio_add_internals(<library>...)
 #
-# Compiles a source of a library into a test, for what the library does not export.
-function(velmio_add_private_source test source)
-    target_sources(${test} PRIVATE "${PROJECT_SOURCE_DIR}/src/${source}")
+# Adds Velmio::<library>Internals, the library's own objects as an archive, for tests of what the
+# library does not export.
+function(velmio_add_internals)
+    foreach(library IN LISTS ARGN)
+        set(target Velmio${library}Internals)
+        add_library(${target} STATIC EXCLUDE_FROM_ALL "$<TARGET_OBJECTS:Velmio${library}>")
+        set_target_properties(${target} PROPERTIES LINKER_LANGUAGE CXX)
+        target_link_libraries(${target} INTERFACE Velmio::${library} ${VELMIO_${library}_PRIVATE_LINK})
+        add_library(Velmio::${library}Internals ALIAS ${target})
+    endforeach()
 endfunction()

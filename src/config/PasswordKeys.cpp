@@ -2,7 +2,7 @@
 
 #include <config/statement/SqlText.h>
 #include <config/statement/Statement.h>
-#include <core/cipher/Cipher.h>
+#include <core/keys/Cipher.h>
 #include <interf/IDatabaseFactory.h>
 #include <interf/IQSqlDatabaseWrapper.h>
 

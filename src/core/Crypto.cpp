@@ -1,7 +1,7 @@
 #include <core/Crypto.h>
 
 #include <core/FileKeyStore.h>
-#include <core/cipher/Cipher.h>
+#include <core/keys/Cipher.h>
 
 #include <QLoggingCategory>
 

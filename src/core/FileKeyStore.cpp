@@ -1,6 +1,6 @@
 #include <core/FileKeyStore.h>
 
-#include <core/file/FileDescriptor.h>
+#include <base/FileDescriptor.h>
 
 #include <QDir>
 #include <QFile>
@@ -18,6 +18,8 @@
 using namespace Qt::StringLiterals;
 
 namespace sync::core::crypto {
+
+using base::FileDescriptor;
 
 namespace {
 

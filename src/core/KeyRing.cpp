@@ -1,7 +1,7 @@
 #include <core/KeyRing.h>
 
+#include <base/Sodium.h>
 #include <core/KeyError.h>
-#include <core/sodium/Sodium.h>
 
 #include <QtEndian>
 

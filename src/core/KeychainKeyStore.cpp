@@ -1,6 +1,6 @@
 #include <core/KeychainKeyStore.h>
 
-#include <core/sodium/Sodium.h>
+#include <base/Sodium.h>
 
 #include <QDir>
 #include <QLockFile>

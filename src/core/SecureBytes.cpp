@@ -1,6 +1,6 @@
 #include <core/SecureBytes.h>
 
-#include <core/sodium/Sodium.h>
+#include <base/Sodium.h>
 
 #include <algorithm>
 #include <new>
@@ -12,7 +12,7 @@ SecureBytes::SecureBytes(std::size_t size)
     : bytes(nullptr)
     , length(size)
 {
-    initializeSodium();
+    base::initializeSodium();
     // Locks the pages as well, and goes on where the system refuses that.
     bytes = static_cast<unsigned char*>(sodium_malloc(size));
     if (!bytes)

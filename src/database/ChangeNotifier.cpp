@@ -1,7 +1,7 @@
 #include <database/ChangeNotifier.h>
 
 #include <database/SqliteDatabaseFactory.h>
-#include <database/sqlite/SqliteStore.h>
+#include <database/pool/SqliteStore.h>
 
 #include <QSet>
 

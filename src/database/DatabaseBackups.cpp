@@ -2,12 +2,12 @@
 
 #include <database/DatabaseError.h>
 #include <database/SqliteDatabaseFactory.h>
-#include <database/sqlite/BackupFile.h>
-#include <database/sqlite/DatabaseFile.h>
-#include <database/sqlite/Migrations.h>
-#include <database/sqlite/Salvage.h>
-#include <database/sqlite/StoreReplacement.h>
-#include <database/sqlite/SystemFiles.h>
+#include <database/maintenance/BackupFile.h>
+#include <database/maintenance/Salvage.h>
+#include <database/maintenance/StoreReplacement.h>
+#include <database/opening/DatabaseFile.h>
+#include <database/opening/Migrations.h>
+#include <database/opening/SystemFiles.h>
 
 #include <QDir>
 #include <QFile>

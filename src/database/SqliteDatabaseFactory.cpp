@@ -1,10 +1,10 @@
 #include <database/SqliteDatabaseFactory.h>
 
-#include <database/sqlite/DatabaseFile.h>
-#include <database/sqlite/Migrations.h>
-#include <database/sqlite/SqliteDatabase.h>
-#include <database/sqlite/SqliteQuery.h>
-#include <database/sqlite/SqliteStore.h>
+#include <database/connection/SqliteDatabase.h>
+#include <database/connection/SqliteQuery.h>
+#include <database/opening/DatabaseFile.h>
+#include <database/opening/Migrations.h>
+#include <database/pool/SqliteStore.h>
 
 #include <QStandardPaths>
 

@@ -1,4 +1,4 @@
-#include <database/sqlite/LockHolder.h>
+#include <database/opening/LockHolder.h>
 
 #include <support/RawDatabase.h>
 

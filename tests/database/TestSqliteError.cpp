@@ -1,5 +1,5 @@
-#include <database/sqlite/SqliteError.h>
-#include <database/sqlite/SqliteHandle.h>
+#include <database/connection/SqliteError.h>
+#include <database/connection/SqliteHandle.h>
 
 #include <support/RawDatabase.h>
 

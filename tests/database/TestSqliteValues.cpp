@@ -1,4 +1,4 @@
-#include <database/sqlite/SqliteValues.h>
+#include <database/connection/SqliteValues.h>
 
 #include <QRandomGenerator>
 #include <QTest>

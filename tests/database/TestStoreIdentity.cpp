@@ -1,4 +1,4 @@
-#include <database/sqlite/StoreIdentity.h>
+#include <database/opening/StoreIdentity.h>
 
 #include <support/CapturedWarnings.h>
 #include <support/RawDatabase.h>

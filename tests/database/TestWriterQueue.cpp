@@ -1,4 +1,4 @@
-#include <database/sqlite/WriterQueue.h>
+#include <database/pool/WriterQueue.h>
 
 #include <QTest>
 

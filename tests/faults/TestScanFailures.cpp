@@ -1,10 +1,10 @@
 #include "support/Trials.h"
 
-#include <velmioctl/ExitCode.h>
-#include <velmioctl/Progress.h>
-#include <velmioctl/Scan.h>
-#include <velmioctl/Session.h>
-#include <velmioctl/WatchedDatabase.h>
+#include <velmioctl/cli/ExitCode.h>
+#include <velmioctl/cli/Progress.h>
+#include <velmioctl/store/Session.h>
+#include <velmioctl/store/WatchedDatabase.h>
+#include <velmioctl/tree/Scan.h>
 
 #include <config/FolderConfigManager.h>
 #include <interf/IQSqlQueryWrapper.h>

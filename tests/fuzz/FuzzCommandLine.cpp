@@ -2,7 +2,7 @@
 #include "FuzzInput.h"
 
 #include <velmioctl/Application.h>
-#include <velmioctl/Session.h>
+#include <velmioctl/store/Session.h>
 
 #include <QByteArrayList>
 #include <QLoggingCategory>

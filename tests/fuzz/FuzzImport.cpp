@@ -1,11 +1,11 @@
 #include "FuzzFolder.h"
 #include "FuzzInput.h"
 
-#include <velmioctl/WatchedDatabase.h>
 #include <velmioctl/exchange/ExportRows.h>
 #include <velmioctl/exchange/ExportWriter.h>
 #include <velmioctl/exchange/ImportRun.h>
 #include <velmioctl/exchange/StoreRows.h>
+#include <velmioctl/store/WatchedDatabase.h>
 
 #include <database/SqliteDatabaseFactory.h>
 

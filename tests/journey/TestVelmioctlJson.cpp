@@ -5,9 +5,9 @@
 
 #include <support/RawDatabase.h>
 #include <velmioctl/Application.h>
-#include <velmioctl/CommandLine.h>
-#include <velmioctl/Session.h>
-#include <velmioctl/generate/CommandTree.h>
+#include <velmioctl/cli/CommandLine.h>
+#include <velmioctl/cli/generate/CommandTree.h>
+#include <velmioctl/store/Session.h>
 
 #include <QFile>
 #include <QJsonDocument>

@@ -1,8 +1,8 @@
 #pragma once
 
 #include <velmioctl/Application.h>
-#include <velmioctl/CommandLine.h>
-#include <velmioctl/Session.h>
+#include <velmioctl/cli/CommandLine.h>
+#include <velmioctl/store/Session.h>
 
 #include <cstdio>
 

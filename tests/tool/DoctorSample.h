@@ -1,8 +1,8 @@
 #pragma once
 
-#include <velmioctl/Session.h>
-#include <velmioctl/WatchedDatabase.h>
 #include <velmioctl/doctor/Doctor.h>
+#include <velmioctl/store/Session.h>
+#include <velmioctl/store/WatchedDatabase.h>
 
 #include <interf/IQSqlQueryWrapper.h>
 

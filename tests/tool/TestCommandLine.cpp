@@ -1,8 +1,8 @@
 #include "CommandLineSample.h"
 
-#include <velmioctl/HelpText.h>
-#include <velmioctl/UsageMessage.h>
-#include <velmioctl/generate/CommandTree.h>
+#include <velmioctl/cli/HelpText.h>
+#include <velmioctl/cli/UsageMessage.h>
+#include <velmioctl/cli/generate/CommandTree.h>
 
 #include <QTest>
 

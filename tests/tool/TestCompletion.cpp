@@ -1,9 +1,9 @@
 #include "CommandLineSample.h"
 
-#include <velmioctl/generate/BashCompletion.h>
-#include <velmioctl/generate/CommandTree.h>
-#include <velmioctl/generate/FishCompletion.h>
-#include <velmioctl/generate/ZshCompletion.h>
+#include <velmioctl/cli/generate/BashCompletion.h>
+#include <velmioctl/cli/generate/CommandTree.h>
+#include <velmioctl/cli/generate/FishCompletion.h>
+#include <velmioctl/cli/generate/ZshCompletion.h>
 
 #include <QDir>
 #include <QFile>

@@ -1,4 +1,4 @@
-#include <velmioctl/DirectoryWalk.h>
+#include <velmioctl/tree/DirectoryWalk.h>
 
 #include <QDir>
 #include <QFile>

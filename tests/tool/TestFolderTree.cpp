@@ -1,4 +1,4 @@
-#include <velmioctl/FolderTree.h>
+#include <velmioctl/tree/FolderTree.h>
 
 #include <QTest>
 

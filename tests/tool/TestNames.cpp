@@ -1,5 +1,5 @@
-#include <velmioctl/ExitCode.h>
-#include <velmioctl/Names.h>
+#include <velmioctl/cli/ExitCode.h>
+#include <velmioctl/store/Names.h>
 
 #include <QTest>
 

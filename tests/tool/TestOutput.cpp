@@ -1,6 +1,6 @@
-#include <velmioctl/Output.h>
-#include <velmioctl/Progress.h>
-#include <velmioctl/Table.h>
+#include <velmioctl/cli/Output.h>
+#include <velmioctl/cli/Progress.h>
+#include <velmioctl/cli/Table.h>
 
 #include <QJsonDocument>
 #include <QTest>

@@ -1,4 +1,4 @@
-#include <velmioctl/RootFolders.h>
+#include <velmioctl/tree/RootFolders.h>
 
 #include <QTest>
 

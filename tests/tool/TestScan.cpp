@@ -1,11 +1,11 @@
 #include "AsNobody.h"
 
-#include <velmioctl/FileState.h>
-#include <velmioctl/Interruption.h>
-#include <velmioctl/Progress.h>
-#include <velmioctl/Scan.h>
-#include <velmioctl/Session.h>
-#include <velmioctl/WatchedDatabase.h>
+#include <velmioctl/cli/Interruption.h>
+#include <velmioctl/cli/Progress.h>
+#include <velmioctl/store/Session.h>
+#include <velmioctl/store/WatchedDatabase.h>
+#include <velmioctl/tree/FileState.h>
+#include <velmioctl/tree/Scan.h>
 
 #include <config/FileConfigManager.h>
 #include <config/FolderConfigManager.h>

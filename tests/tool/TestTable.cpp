@@ -1,5 +1,5 @@
-#include <velmioctl/Table.h>
-#include <velmioctl/Terminal.h>
+#include <velmioctl/cli/Table.h>
+#include <velmioctl/cli/Terminal.h>
 
 #include <QTest>
 

@@ -1,4 +1,4 @@
-#include <velmioctl/Text.h>
+#include <velmioctl/cli/Text.h>
 
 #include <QTest>
 

@@ -1,4 +1,4 @@
-#include <velmioctl/WatchedDatabase.h>
+#include <velmioctl/store/WatchedDatabase.h>
 
 #include <config/ServerConfigManager.h>
 #include <database/DatabaseError.h>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ExitCode.h"
+#include <velmioctl/cli/ExitCode.h>
 
 namespace velmioctl {
 

@@ -1,7 +1,6 @@
-#include "Application.h"
-#include "Session.h"
-
 #include <database/SqliteDatabaseFactory.h>
+#include <velmioctl/Application.h>
+#include <velmioctl/store/Session.h>
 
 #include <QCoreApplication>
 #include <QLoggingCategory>

@@ -1,7 +1,7 @@
 #include <config/statement/DateTimes.h>
 
-#include <core/text/AsciiCopy.h>
-#include <core/time/ClockReading.h>
+#include <base/AsciiCopy.h>
+#include <base/ClockReading.h>
 
 #include <QString>
 
@@ -9,7 +9,7 @@ namespace sync::config {
 
 namespace {
 
-using core::parseClockReading;
+using base::parseClockReading;
 
 // The text of a column, if it can be a time of ours.
 struct TimeText
@@ -20,7 +20,7 @@ struct TimeText
             return;
         const auto& text = *static_cast<const QString*>(column.constData());
         const bool fits = text.size() <= qsizetype(sizeof characters);
-        if (fits && core::copyAscii(QStringView(text).utf16(), text.size(), characters))
+        if (fits && base::copyAscii(QStringView(text).utf16(), text.size(), characters))
             size = std::size_t(text.size());
     }
 
@@ -46,7 +46,7 @@ QDateTime readDateTime(const QVariant& column)
             return clock;
         if (reading->zone.empty())
             return QDateTime(clock.date(), clock.time(), Qt::LocalTime);
-        if (const auto offset = core::parseZoneOffset(reading->zone))
+        if (const auto offset = base::parseZoneOffset(reading->zone))
             return QDateTime(clock.date(), clock.time(), Qt::OffsetFromUTC, int(offset->count()));
     }
     return column.toDateTime();
@@ -58,7 +58,7 @@ QDateTime readUtcDateTime(const QVariant& column)
     // takes a microsecond.
     const TimeText text(column);
     if (const auto reading = parseClockReading(text.view());
-        reading && core::isPlainZone(reading->zone))
+        reading && base::isPlainZone(reading->zone))
         return utcTime(reading->sinceEpoch);
     QDateTime time = column.toDateTime();
     time.setTimeSpec(Qt::UTC);

@@ -1,6 +1,6 @@
-#include "Archive.h"
+#include <velmioctl/bundle/Archive.h>
 
-#include <velmioctl/ExitCode.h>
+#include <velmioctl/cli/ExitCode.h>
 
 #include <archive.h>
 #include <archive_entry.h>

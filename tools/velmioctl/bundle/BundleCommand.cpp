@@ -1,12 +1,11 @@
-#include "BundleCommand.h"
+#include <velmioctl/bundle/BundleCommand.h>
 
-#include "BundleContent.h"
-
-#include <velmioctl/CommandLine.h>
-#include <velmioctl/Session.h>
-#include <velmioctl/Table.h>
-#include <velmioctl/Text.h>
+#include <velmioctl/bundle/BundleContent.h>
+#include <velmioctl/cli/CommandLine.h>
+#include <velmioctl/cli/Table.h>
+#include <velmioctl/cli/Text.h>
 #include <velmioctl/exchange/TargetFile.h>
+#include <velmioctl/store/Session.h>
 
 #include <QDateTime>
 #include <QFileInfo>

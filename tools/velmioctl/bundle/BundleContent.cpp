@@ -1,14 +1,13 @@
-#include "BundleContent.h"
-
-#include <velmioctl/ExitCode.h>
-#include <velmioctl/FileState.h>
-#include <velmioctl/Records.h>
-#include <velmioctl/doctor/Doctor.h>
-#include <velmioctl/exchange/StoreRows.h>
-#include <velmioctl/exchange/StoreSnapshot.h>
+#include <velmioctl/bundle/BundleContent.h>
 
 #include <database/DatabaseBackups.h>
 #include <database/SqliteDatabaseFactory.h>
+#include <velmioctl/cli/ExitCode.h>
+#include <velmioctl/doctor/Doctor.h>
+#include <velmioctl/exchange/StoreRows.h>
+#include <velmioctl/exchange/StoreSnapshot.h>
+#include <velmioctl/store/Records.h>
+#include <velmioctl/tree/FileState.h>
 
 #include <QFileInfo>
 #include <QJsonArray>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Archive.h"
-#include "Redactor.h"
+#include <velmioctl/bundle/Archive.h>
+#include <velmioctl/bundle/Redactor.h>
 
 namespace velmioctl::bundle {
 

@@ -1,4 +1,4 @@
-#include "ColumnPolicy.h"
+#include <velmioctl/bundle/ColumnPolicy.h>
 
 #include <QHash>
 

@@ -1,9 +1,8 @@
-#include "Redactor.h"
+#include <velmioctl/bundle/Redactor.h>
 
+#include <base/Sodium.h>
 #include <velmioctl/doctor/Doctor.h>
 #include <velmioctl/exchange/TableShape.h>
-
-#include <core/sodium/Sodium.h>
 
 #include <QRegularExpression>
 #include <QStringList>
@@ -29,7 +28,7 @@ constexpr auto OwnWords =
 
 SecureBytes randomKey()
 {
-    sync::core::crypto::initializeSodium();
+    sync::base::initializeSodium();
     return SecureBytes::random(crypto_generichash_KEYBYTES);
 }
 

@@ -1,10 +1,8 @@
 #pragma once
 
-#include "ColumnPolicy.h"
-
-#include <velmioctl/exchange/Value.h>
-
 #include <core/SecureBytes.h>
+#include <velmioctl/bundle/ColumnPolicy.h>
+#include <velmioctl/exchange/Value.h>
 
 #include <QJsonValue>
 #include <QSet>

@@ -1,4 +1,4 @@
-#include "CheckQuery.h"
+#include <velmioctl/doctor/CheckQuery.h>
 
 namespace velmioctl::doctor {
 

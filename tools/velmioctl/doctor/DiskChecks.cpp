@@ -1,9 +1,8 @@
-#include "DiskChecks.h"
+#include <velmioctl/doctor/DiskChecks.h>
 
-#include "CheckQuery.h"
-#include "Tables.h"
-
-#include <velmioctl/FileState.h>
+#include <velmioctl/doctor/CheckQuery.h>
+#include <velmioctl/doctor/Tables.h>
+#include <velmioctl/tree/FileState.h>
 
 #include <QFileInfo>
 #include <QSet>

@@ -1,15 +1,14 @@
-#include "Doctor.h"
+#include <velmioctl/doctor/Doctor.h>
 
-#include "CheckQuery.h"
-#include "DiskChecks.h"
-#include "FileChecks.h"
-#include "ReadOnlyDatabase.h"
-#include "RecordChecks.h"
-#include "SecretChecks.h"
-#include "StoreChecks.h"
-
-#include <velmioctl/Session.h>
-#include <velmioctl/WatchedDatabase.h>
+#include <velmioctl/doctor/CheckQuery.h>
+#include <velmioctl/doctor/DiskChecks.h>
+#include <velmioctl/doctor/FileChecks.h>
+#include <velmioctl/doctor/ReadOnlyDatabase.h>
+#include <velmioctl/doctor/RecordChecks.h>
+#include <velmioctl/doctor/SecretChecks.h>
+#include <velmioctl/doctor/StoreChecks.h>
+#include <velmioctl/store/Session.h>
+#include <velmioctl/store/WatchedDatabase.h>
 
 #include <map>
 

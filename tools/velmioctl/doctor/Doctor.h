@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Finding.h"
-#include "Fixes.h"
+#include <velmioctl/doctor/Finding.h>
+#include <velmioctl/doctor/Fixes.h>
 
 #include <QStringList>
 

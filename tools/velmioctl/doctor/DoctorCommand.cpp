@@ -1,12 +1,11 @@
-#include "DoctorCommand.h"
+#include <velmioctl/doctor/DoctorCommand.h>
 
-#include "Doctor.h"
-#include "FileChecks.h"
-#include "Report.h"
-
-#include <velmioctl/CommandLine.h>
-#include <velmioctl/Session.h>
-#include <velmioctl/Text.h>
+#include <velmioctl/cli/CommandLine.h>
+#include <velmioctl/cli/Text.h>
+#include <velmioctl/doctor/Doctor.h>
+#include <velmioctl/doctor/FileChecks.h>
+#include <velmioctl/doctor/Report.h>
+#include <velmioctl/store/Session.h>
 
 #include <QFileInfo>
 #include <QJsonArray>

@@ -1,11 +1,10 @@
-#include "FileChecks.h"
-
-#include <velmioctl/FileState.h>
+#include <velmioctl/doctor/FileChecks.h>
 
 #include <core/Crypto.h>
 #include <core/FileKeyStore.h>
 #include <database/DatabaseBackups.h>
 #include <database/DatabaseError.h>
+#include <velmioctl/tree/FileState.h>
 
 #include <QFile>
 #include <QFileInfo>

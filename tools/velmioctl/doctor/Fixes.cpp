@@ -1,10 +1,9 @@
-#include "Fixes.h"
+#include <velmioctl/doctor/Fixes.h>
 
-#include "CheckQuery.h"
-#include "RecordChecks.h"
-#include "Tables.h"
-
-#include <velmioctl/WatchedDatabase.h>
+#include <velmioctl/doctor/CheckQuery.h>
+#include <velmioctl/doctor/RecordChecks.h>
+#include <velmioctl/doctor/Tables.h>
+#include <velmioctl/store/WatchedDatabase.h>
 
 #include <QStringList>
 

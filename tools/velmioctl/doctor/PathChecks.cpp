@@ -1,11 +1,9 @@
-#include "PathChecks.h"
-
-#include "CheckQuery.h"
-#include "Tables.h"
-
-#include <velmioctl/Text.h>
+#include <velmioctl/doctor/PathChecks.h>
 
 #include <config/FileConfigManager.h>
+#include <velmioctl/cli/Text.h>
+#include <velmioctl/doctor/CheckQuery.h>
+#include <velmioctl/doctor/Tables.h>
 
 #include <QDateTime>
 #include <QHash>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "RecordChecks.h"
+#include <velmioctl/doctor/RecordChecks.h>
 
 namespace velmioctl::doctor {
 

@@ -1,4 +1,4 @@
-#include "ReadOnlyDatabase.h"
+#include <velmioctl/doctor/ReadOnlyDatabase.h>
 
 #include <interf/IQSqlQueryWrapper.h>
 

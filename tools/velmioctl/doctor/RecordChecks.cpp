@@ -1,8 +1,8 @@
-#include "RecordChecks.h"
+#include <velmioctl/doctor/RecordChecks.h>
 
-#include "CheckQuery.h"
-#include "PathChecks.h"
-#include "Tables.h"
+#include <velmioctl/doctor/CheckQuery.h>
+#include <velmioctl/doctor/PathChecks.h>
+#include <velmioctl/doctor/Tables.h>
 
 using namespace Qt::StringLiterals;
 using sync::interf::factory::IDatabaseFactory;

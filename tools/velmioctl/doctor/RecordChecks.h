@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Finding.h"
+#include <velmioctl/doctor/Finding.h>
 
 #include <QStringList>
 

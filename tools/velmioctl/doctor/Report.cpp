@@ -1,7 +1,7 @@
-#include "Report.h"
+#include <velmioctl/doctor/Report.h>
 
-#include <velmioctl/Output.h>
-#include <velmioctl/Text.h>
+#include <velmioctl/cli/Output.h>
+#include <velmioctl/cli/Text.h>
 
 #include <QJsonArray>
 #include <QJsonDocument>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Doctor.h"
+#include <velmioctl/doctor/Doctor.h>
 
 #include <QJsonObject>
 #include <QString>

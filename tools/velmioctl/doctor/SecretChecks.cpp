@@ -1,10 +1,9 @@
-#include "SecretChecks.h"
+#include <velmioctl/doctor/SecretChecks.h>
 
-#include "CheckQuery.h"
-#include "Tables.h"
-
-#include <velmioctl/ExitCode.h>
-#include <velmioctl/StoredPassword.h>
+#include <velmioctl/cli/ExitCode.h>
+#include <velmioctl/doctor/CheckQuery.h>
+#include <velmioctl/doctor/Tables.h>
+#include <velmioctl/store/StoredPassword.h>
 
 using namespace Qt::StringLiterals;
 

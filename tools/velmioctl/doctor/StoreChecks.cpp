@@ -1,17 +1,15 @@
-#include "StoreChecks.h"
-
-#include "CheckQuery.h"
-#include "ReadOnlyDatabase.h"
-
-#include <velmioctl/Tables.h>
-#include <velmioctl/Text.h>
+#include <velmioctl/doctor/StoreChecks.h>
 
 #include <database/DatabaseBackups.h>
 #include <database/DatabaseError.h>
 #include <database/SqliteDatabaseFactory.h>
-#include <database/sqlite/LockHolder.h>
-#include <database/sqlite/Migrations.h>
-#include <database/sqlite/StoreIdentity.h>
+#include <database/opening/LockHolder.h>
+#include <database/opening/Migrations.h>
+#include <database/opening/StoreIdentity.h>
+#include <velmioctl/cli/Text.h>
+#include <velmioctl/doctor/CheckQuery.h>
+#include <velmioctl/doctor/ReadOnlyDatabase.h>
+#include <velmioctl/store/Tables.h>
 
 #include <QVersionNumber>
 

@@ -1,12 +1,11 @@
-#include "DiffCommand.h"
+#include <velmioctl/exchange/DiffCommand.h>
 
-#include "DiffSide.h"
-#include "Difference.h"
-
-#include <velmioctl/CommandLine.h>
-#include <velmioctl/Session.h>
-#include <velmioctl/Table.h>
-#include <velmioctl/Text.h>
+#include <velmioctl/cli/CommandLine.h>
+#include <velmioctl/cli/Table.h>
+#include <velmioctl/cli/Text.h>
+#include <velmioctl/exchange/DiffSide.h>
+#include <velmioctl/exchange/Difference.h>
+#include <velmioctl/store/Session.h>
 
 #include <algorithm>
 

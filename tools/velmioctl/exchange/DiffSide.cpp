@@ -1,4 +1,4 @@
-#include "DiffSide.h"
+#include <velmioctl/exchange/DiffSide.h>
 
 namespace velmioctl::exchange {
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "ExportFile.h"
-#include "StoreRows.h"
-#include "StoreSnapshot.h"
+#include <velmioctl/exchange/ExportFile.h>
+#include <velmioctl/exchange/StoreRows.h>
+#include <velmioctl/exchange/StoreSnapshot.h>
 
 #include <optional>
 

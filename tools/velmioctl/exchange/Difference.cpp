@@ -1,7 +1,7 @@
-#include "Difference.h"
+#include <velmioctl/exchange/Difference.h>
 
-#include "RowPairs.h"
-#include "RowSecrets.h"
+#include <velmioctl/exchange/RowPairs.h>
+#include <velmioctl/exchange/RowSecrets.h>
 
 namespace velmioctl::exchange {
 

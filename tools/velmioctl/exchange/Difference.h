@@ -1,8 +1,7 @@
 #pragma once
 
-#include "RowSource.h"
-
-#include <velmioctl/StoredPassword.h>
+#include <velmioctl/exchange/RowSource.h>
+#include <velmioctl/store/StoredPassword.h>
 
 namespace velmioctl::exchange {
 

@@ -1,15 +1,14 @@
-#include "ExportCommand.h"
+#include <velmioctl/exchange/ExportCommand.h>
 
-#include "ExportWriter.h"
-#include "RowSecrets.h"
-#include "StoreRows.h"
-#include "StoreSnapshot.h"
-#include "TargetFile.h"
-
-#include <velmioctl/CommandLine.h>
-#include <velmioctl/SecretInput.h>
-#include <velmioctl/Session.h>
-#include <velmioctl/Text.h>
+#include <velmioctl/cli/CommandLine.h>
+#include <velmioctl/cli/Text.h>
+#include <velmioctl/exchange/ExportWriter.h>
+#include <velmioctl/exchange/RowSecrets.h>
+#include <velmioctl/exchange/StoreRows.h>
+#include <velmioctl/exchange/StoreSnapshot.h>
+#include <velmioctl/exchange/TargetFile.h>
+#include <velmioctl/store/SecretInput.h>
+#include <velmioctl/store/Session.h>
 
 #include <algorithm>
 

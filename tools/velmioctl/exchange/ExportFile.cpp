@@ -1,6 +1,6 @@
-#include "ExportFile.h"
+#include <velmioctl/exchange/ExportFile.h>
 
-#include <velmioctl/Text.h>
+#include <velmioctl/cli/Text.h>
 
 using namespace Qt::StringLiterals;
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ExportRows.h"
+#include <velmioctl/exchange/ExportRows.h>
 
 #include <QFile>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "SecretBox.h"
+#include <velmioctl/exchange/SecretBox.h>
 
 #include <optional>
 

@@ -1,8 +1,7 @@
-#include "ExportRows.h"
-
-#include <velmioctl/Text.h>
+#include <velmioctl/exchange/ExportRows.h>
 
 #include <database/SqliteDatabaseFactory.h>
+#include <velmioctl/cli/Text.h>
 
 #include <algorithm>
 

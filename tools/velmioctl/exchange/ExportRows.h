@@ -1,8 +1,8 @@
 #pragma once
 
-#include "ExportHeader.h"
-#include "JsonReader.h"
-#include "RowSource.h"
+#include <velmioctl/exchange/ExportHeader.h>
+#include <velmioctl/exchange/JsonReader.h>
+#include <velmioctl/exchange/RowSource.h>
 
 namespace velmioctl::exchange {
 

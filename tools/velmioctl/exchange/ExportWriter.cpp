@@ -1,4 +1,4 @@
-#include "ExportWriter.h"
+#include <velmioctl/exchange/ExportWriter.h>
 
 namespace velmioctl::exchange {
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "ExportHeader.h"
-#include "RowSource.h"
+#include <velmioctl/exchange/ExportHeader.h>
+#include <velmioctl/exchange/RowSource.h>
 
 #include <functional>
 

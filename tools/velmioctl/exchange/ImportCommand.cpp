@@ -1,15 +1,14 @@
-#include "ImportCommand.h"
+#include <velmioctl/exchange/ImportCommand.h>
 
-#include "ExportFile.h"
-#include "ImportRun.h"
-#include "StoreSnapshot.h"
-
-#include <velmioctl/CommandLine.h>
-#include <velmioctl/SecretInput.h>
-#include <velmioctl/Session.h>
-#include <velmioctl/Table.h>
-#include <velmioctl/Text.h>
-#include <velmioctl/WatchedDatabase.h>
+#include <velmioctl/cli/CommandLine.h>
+#include <velmioctl/cli/Table.h>
+#include <velmioctl/cli/Text.h>
+#include <velmioctl/exchange/ExportFile.h>
+#include <velmioctl/exchange/ImportRun.h>
+#include <velmioctl/exchange/StoreSnapshot.h>
+#include <velmioctl/store/SecretInput.h>
+#include <velmioctl/store/Session.h>
+#include <velmioctl/store/WatchedDatabase.h>
 
 using namespace Qt::StringLiterals;
 using sync::interf::factory::IDatabaseFactory;

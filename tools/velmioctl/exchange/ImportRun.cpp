@@ -1,9 +1,8 @@
-#include "ImportRun.h"
-
-#include "RowPairs.h"
-#include "StoreRows.h"
+#include <velmioctl/exchange/ImportRun.h>
 
 #include <velmioctl/doctor/CheckQuery.h>
+#include <velmioctl/exchange/RowPairs.h>
+#include <velmioctl/exchange/StoreRows.h>
 
 #include <algorithm>
 

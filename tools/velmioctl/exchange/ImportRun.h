@@ -1,9 +1,9 @@
 #pragma once
 
-#include "ExportRows.h"
-#include "ReferenceCheck.h"
-#include "RowSecrets.h"
-#include "RowWriter.h"
+#include <velmioctl/exchange/ExportRows.h>
+#include <velmioctl/exchange/ReferenceCheck.h>
+#include <velmioctl/exchange/RowSecrets.h>
+#include <velmioctl/exchange/RowWriter.h>
 
 #include <QStringList>
 

@@ -1,6 +1,6 @@
-#include "JsonReader.h"
+#include <velmioctl/exchange/JsonReader.h>
 
-#include <velmioctl/Text.h>
+#include <velmioctl/cli/Text.h>
 
 #include <QRegularExpression>
 

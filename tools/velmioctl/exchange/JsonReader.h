@@ -1,8 +1,7 @@
 #pragma once
 
-#include "Value.h"
-
-#include <velmioctl/ExitCode.h>
+#include <velmioctl/cli/ExitCode.h>
+#include <velmioctl/exchange/Value.h>
 
 #include <QIODevice>
 #include <QString>

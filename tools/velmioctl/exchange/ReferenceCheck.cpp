@@ -1,6 +1,6 @@
-#include "ReferenceCheck.h"
+#include <velmioctl/exchange/ReferenceCheck.h>
 
-#include "StoreRows.h"
+#include <velmioctl/exchange/StoreRows.h>
 
 #include <algorithm>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "TableShape.h"
-#include "Value.h"
+#include <velmioctl/exchange/TableShape.h>
+#include <velmioctl/exchange/Value.h>
 
 #include <QStringList>
 

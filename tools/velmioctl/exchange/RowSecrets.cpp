@@ -1,8 +1,7 @@
-#include "RowSecrets.h"
-
-#include "JsonReader.h"
+#include <velmioctl/exchange/RowSecrets.h>
 
 #include <core/Crypto.h>
+#include <velmioctl/exchange/JsonReader.h>
 
 #include <QBuffer>
 #include <QtEndian>

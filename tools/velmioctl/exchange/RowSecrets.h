@@ -1,10 +1,9 @@
 #pragma once
 
-#include "SecretBox.h"
-#include "TableShape.h"
-#include "Value.h"
-
-#include <velmioctl/StoredPassword.h>
+#include <velmioctl/exchange/SecretBox.h>
+#include <velmioctl/exchange/TableShape.h>
+#include <velmioctl/exchange/Value.h>
+#include <velmioctl/store/StoredPassword.h>
 
 namespace velmioctl::exchange {
 

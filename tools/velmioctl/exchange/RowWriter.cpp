@@ -1,8 +1,7 @@
-#include "RowWriter.h"
-
-#include <velmioctl/WatchedDatabase.h>
+#include <velmioctl/exchange/RowWriter.h>
 
 #include <interf/IQSqlQueryWrapper.h>
+#include <velmioctl/store/WatchedDatabase.h>
 
 #include <QStringList>
 

@@ -1,6 +1,6 @@
-#include "SecretBox.h"
+#include <velmioctl/exchange/SecretBox.h>
 
-#include <core/sodium/Sodium.h>
+#include <base/Sodium.h>
 
 #include <new>
 
@@ -40,7 +40,7 @@ QByteArray randomBytes(qsizetype count)
 
 SecureBytes derive(const SecretParameters& parameters, const QString& passphrase)
 {
-    sync::core::crypto::initializeSodium();
+    sync::base::initializeSodium();
     SecureBytes key(crypto_aead_xchacha20poly1305_ietf_KEYBYTES);
     QByteArray bytes = passphrase.toUtf8();
     const int result = crypto_pwhash(
@@ -55,7 +55,7 @@ SecureBytes derive(const SecretParameters& parameters, const QString& passphrase
 
 SecretParameters newParameters()
 {
-    sync::core::crypto::initializeSodium();
+    sync::base::initializeSodium();
     return {
         .operations = Operations,
         .memoryBytes = MemoryBytes,

@@ -1,4 +1,4 @@
-#include "StoreRows.h"
+#include <velmioctl/exchange/StoreRows.h>
 
 #include <velmioctl/doctor/CheckQuery.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "RowSource.h"
+#include <velmioctl/exchange/RowSource.h>
 
 #include <QString>
 

@@ -1,10 +1,9 @@
-#include "StoreSnapshot.h"
-
-#include <velmioctl/ExitCode.h>
-#include <velmioctl/Text.h>
+#include <velmioctl/exchange/StoreSnapshot.h>
 
 #include <database/SqliteDatabaseFactory.h>
-#include <database/sqlite/Migrations.h>
+#include <database/opening/Migrations.h>
+#include <velmioctl/cli/ExitCode.h>
+#include <velmioctl/cli/Text.h>
 
 #include <QStringList>
 

@@ -1,9 +1,8 @@
 #pragma once
 
-#include "TableShape.h"
-
 #include <velmioctl/doctor/CheckQuery.h>
 #include <velmioctl/doctor/ReadOnlyDatabase.h>
+#include <velmioctl/exchange/TableShape.h>
 
 #include <QString>
 

@@ -1,4 +1,4 @@
-#include "TableShape.h"
+#include <velmioctl/exchange/TableShape.h>
 
 #include <algorithm>
 

@@ -1,9 +1,8 @@
-#include "TargetFile.h"
+#include <velmioctl/exchange/TargetFile.h>
 
-#include "ExportHeader.h"
-
-#include <velmioctl/ExitCode.h>
-#include <velmioctl/Text.h>
+#include <velmioctl/cli/ExitCode.h>
+#include <velmioctl/cli/Text.h>
+#include <velmioctl/exchange/ExportHeader.h>
 
 #include <QFileInfo>
 

@@ -1,4 +1,4 @@
-#include "Value.h"
+#include <velmioctl/exchange/Value.h>
 
 #include <QLocale>
 

@@ -1,0 +1,74 @@
+#pragma once
+
+#include <database/connection/SqliteHandle.h>
+#include <database/connection/SqliteValues.h>
+
+#include <QString>
+#include <QStringList>
+
+#include <cstdint>
+#include <cstring>
+#include <optional>
+#include <vector>
+
+namespace sync::database {
+
+/// A statement that stays prepared between its uses, with what is bound to it during one.
+class PreparedStatement
+{
+public:
+    /// `writtenTables` are those whose rows it may change.
+    PreparedStatement(StatementHandle handle, const QString& sql, QStringList writtenTables);
+
+    sqlite3_stmt* handle() const { return statement.get(); }
+    const QString& text() const { return sql; }
+    bool isReadOnly() const { return readOnly; }
+    bool hasColumns() const { return columns; }
+    const QStringList& writtenTables() const { return written; }
+
+    bool hasText(const QString& other) const { return isSame(sql, other); }
+
+    /// Where a placeholder, with its colon, stands among the values. Managers bind in the order of
+    /// the statement, but for the key of an UPDATE.
+    std::optional<std::size_t> parameterOf(const QString& placeholder)
+    {
+        if (next < placeholders.size() && isSame(placeholders[next], placeholder))
+            return next++;
+        return findParameter(placeholder);
+    }
+
+    /// Runs to the next row or to the end: the result code of sqlite3_step().
+    int step();
+
+    /// Ends a run, so that values can be bound and no read stays open.
+    void reset();
+
+    BoundValues values;
+
+    // For the connection that keeps it.
+    bool inUse = false;
+    bool cached = false;
+    std::uint64_t lastUse = 0;
+
+private:
+    // The toolkit's comparison takes several times as long.
+    static bool isSame(const QString& left, const QString& right)
+    {
+        const auto bytes = static_cast<std::size_t>(left.size()) * sizeof(QChar);
+        return left.size() == right.size() &&
+               std::memcmp(left.constData(), right.constData(), bytes) == 0;
+    }
+
+    std::optional<std::size_t> findParameter(const QString& placeholder);
+
+    const StatementHandle statement;
+    const QString sql;
+    const std::vector<QString> placeholders;
+    const bool readOnly;
+    const bool columns;
+    const QStringList written;
+    std::size_t next = 0; // the parameter that is likely to be bound next
+    bool running = false;
+};
+
+} // namespace sync::database

@@ -1,0 +1,137 @@
+#include <database/connection/SqliteError.h>
+
+#include <database/opening/LockHolder.h>
+
+#include <QFile>
+
+#include <sqlite3.h>
+
+#include <cerrno>
+
+using namespace Qt::StringLiterals;
+
+namespace sync::database {
+
+namespace {
+
+using Cause = DatabaseError::Cause;
+
+// SQLite says only that it could not open a file, which may be one that it has to create.
+Cause causeOfFailedOpen(int systemError)
+{
+    switch (systemError) {
+    case ENOSPC:
+    case EDQUOT:
+        return Cause::DiskFull;
+    case EROFS:
+        return Cause::ReadOnly;
+    default:
+        return Cause::NoPermission;
+    }
+}
+
+Cause causeOf(sqlite3* database)
+{
+    // The index of the log could not grow: the first thing that fails on a full disk.
+    if (sqlite3_extended_errcode(database) == SQLITE_IOERR_SHMSIZE)
+        return Cause::DiskFull;
+    switch (sqlite3_errcode(database) & 0xff) {
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED:
+    case SQLITE_PROTOCOL: // Others kept getting in between while the log was opened.
+        return Cause::Busy;
+    case SQLITE_FULL:
+        return Cause::DiskFull;
+    case SQLITE_READONLY:
+        return Cause::ReadOnly;
+    case SQLITE_CORRUPT:
+    case SQLITE_NOTADB:
+        return Cause::Damaged;
+    case SQLITE_PERM:
+    case SQLITE_AUTH:
+        return Cause::NoPermission;
+    case SQLITE_CANTOPEN:
+        return causeOfFailedOpen(sqlite3_system_errno(database));
+    case SQLITE_IOERR:
+        return Cause::InputOutput;
+    case SQLITE_ERROR:
+        // The number of a format in the header that is none: there is no code of its own for it.
+        return qstrcmp(sqlite3_errmsg(database), "unsupported file format") == 0 ? Cause::Damaged
+                                                                                 : Cause::Other;
+    default:
+        return Cause::Other;
+    }
+}
+
+QString busyRemedy(sqlite3* database)
+{
+    const auto holder = lockHolderOf(QFile::decodeName(sqlite3_db_filename(database, "main")));
+    if (!holder)
+        return u"Another process or thread has been writing to it for more than 5 s: try again, "
+               u"or end that process."_s;
+    return u"It is held by "_s + describe(*holder) +
+           u": try again when that has finished, or end it."_s;
+}
+
+QString remedyFor(sqlite3* database)
+{
+    switch (sqlite3_extended_errcode(database)) {
+    case SQLITE_BUSY_SNAPSHOT:
+        return u"Somebody else has written since this thread began a SELECT: release that query "
+               u"first, and try again."_s;
+    case SQLITE_READONLY_DBMOVED:
+        return u"The file was moved, replaced or deleted while it was open: end the programs that "
+               u"use it, and see that it is in its place."_s;
+    case SQLITE_NOMEM:
+        return u"There is not enough memory: end other programs and try again."_s;
+    default:
+        break;
+    }
+    switch (causeOf(database)) {
+    case Cause::Busy:
+        return busyRemedy(database);
+    case Cause::DiskFull:
+        return u"The disk is full: free some space and try again."_s;
+    case Cause::ReadOnly:
+        return u"It cannot be written to: make the file and its folder writable, or move them to a "
+               u"place that is."_s;
+    case Cause::Damaged:
+        return u"The file is damaged: keep it, and put a backup copy in its place."_s;
+    case Cause::NoPermission:
+        return u"Check that you may read and write the file and its folder."_s;
+    case Cause::InputOutput:
+        return u"The operating system could not read or write it: check the disk and its free "
+               u"space."_s;
+    default:
+        return {};
+    }
+}
+
+QString messageOf(sqlite3* database)
+{
+    return u"%1 (SQLite error %2)"_s.arg(
+        QString::fromUtf8(sqlite3_errmsg(database)),
+        QString::number(sqlite3_extended_errcode(database)));
+}
+
+} // namespace
+
+Failure failureOf(sqlite3* database)
+{
+    const QString remedy = remedyFor(database);
+    return {
+        causeOf(database),
+        remedy.isEmpty() ? messageOf(database) : messageOf(database) + u". "_s + remedy};
+}
+
+SqliteError databaseError(sqlite3* database, const QString& path)
+{
+    const QString remedy = remedyFor(database);
+    QString text =
+        u"The database "_s + path + u" cannot be used: "_s + messageOf(database) + u"."_s;
+    if (!remedy.isEmpty())
+        text += u" "_s + remedy;
+    return {causeOf(database), text, sqlite3_extended_errcode(database)};
+}
+
+} // namespace sync::database

@@ -1,0 +1,167 @@
+#include <database/connection/SqliteHandle.h>
+
+#include <database/connection/SqliteError.h>
+#include <database/opening/SystemFiles.h>
+
+#include <QFile>
+#include <QUrl>
+
+#include <sqlite3.h>
+
+#include <cerrno>
+#include <chrono>
+#include <thread>
+
+using namespace Qt::StringLiterals;
+
+namespace sync::database {
+
+namespace {
+
+// Writers of other processes are waited for in steps that start short: nobody is told when the lock
+// is free, most of their transactions take less than a millisecond, and SQLite's own handler sleeps
+// for up to 100 ms at a time.
+int waitForOtherProcess(void* /*context*/, int attempt)
+{
+    using namespace std::chrono_literals;
+    using Clock = std::chrono::steady_clock;
+    static thread_local Clock::time_point start;
+    if (attempt == 0)
+        start = Clock::now();
+    constexpr int ShortSteps = 1000; // some 100 ms, as a sleep takes 50 microseconds more
+    std::this_thread::sleep_for(attempt < ShortSteps ? 50us : 250us);
+    return Clock::now() - start < BusyTimeout ? 1 : 0;
+}
+
+StatementHandle prepareOrThrow(sqlite3* database, const char* sql, const QString& path)
+{
+    sqlite3_stmt* statement = nullptr;
+    if (sqlite3_prepare_v2(database, sql, -1, &statement, nullptr) != SQLITE_OK)
+        throw databaseError(database, path);
+    return StatementHandle(statement);
+}
+
+bool stepOrThrow(sqlite3* database, const StatementHandle& statement, const QString& path)
+{
+    switch (sqlite3_step(statement.get())) {
+    case SQLITE_ROW:
+        return true;
+    case SQLITE_DONE:
+        return false;
+    default:
+        throw databaseError(database, path);
+    }
+}
+
+// Whether a check did not get a page from the disk (btree.c, checkTreePage() and checkList()),
+// which says nothing about the file.
+bool isFailedRead(const QString& finding)
+{
+    return finding.contains(u"unable to get the page") || finding.contains(u"failed to get page");
+}
+
+} // namespace
+
+void SqliteCloser::operator()(sqlite3* database) const noexcept
+{
+    sqlite3_close_v2(database);
+}
+
+void SqliteFinalizer::operator()(sqlite3_stmt* statement) const noexcept
+{
+    sqlite3_finalize(statement);
+}
+
+SqliteHandle openConnection(const QString& path, Locking locking)
+{
+    // NOMUTEX: a connection is used by one thread at a time, which the pool sees to.
+    constexpr int Flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE;
+    sqlite3* opened = nullptr;
+    const int result =
+        sqlite3_open_v2(QFile::encodeName(path).constData(), &opened, Flags, nullptr);
+    SqliteHandle database(opened);
+    if (result != SQLITE_OK)
+        throw databaseError(opened, path);
+
+    sqlite3_extended_result_codes(opened, 1);
+    setWaiting(opened, true);
+    // A checkpoint of ours runs only while the write lock is held: see Checkpointer.
+    sqlite3_wal_autocheckpoint(opened, 0);
+    // Not one that fails already here.
+    setCheckpointAtClose(opened, false);
+    // Before the first setting that reads the file.
+    if (locking == Locking::Exclusive)
+        execute(opened, "PRAGMA locking_mode = EXCLUSIVE", path);
+    // synchronous: a commit is on the disk when it returns; EXTRA differs from FULL only without
+    // the write-ahead log, where the removal of the journal, which is the commit, must be there
+    // too. fullfsync: also on macOS, where fsync() stops at the drive's cache. temp_store: no copy
+    // of a setting lands in /tmp. journal_size_limit: a log that one large transaction has blown up
+    // shrinks again.
+    execute(
+        opened,
+        "PRAGMA synchronous = EXTRA; PRAGMA fullfsync = ON; PRAGMA temp_store = MEMORY;"
+        "PRAGMA cache_size = -16384; PRAGMA mmap_size = 0; PRAGMA journal_size_limit = 67108864;",
+        path);
+    setCheckpointAtClose(opened, true);
+    return database;
+}
+
+void setWaiting(sqlite3* database, bool on)
+{
+    sqlite3_busy_handler(database, on ? waitForOtherProcess : nullptr, nullptr);
+}
+
+void setCheckpointAtClose(sqlite3* database, bool on)
+{
+    sqlite3_db_config(database, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, on ? 0 : 1, nullptr);
+}
+
+SqliteHandle openForReading(const QString& path, LogBeside log)
+{
+    // Through SQLite in any case, as closing a plain descriptor would drop the locks that this
+    // process holds on the file (sqlite.org/howtocorrupt.html, "Posix advisory locks").
+    QByteArray uri = "file://" + QUrl::toPercentEncoding(path, "/") + "?mode=ro";
+    if (log == LogBeside::Ignored)
+        uri += "&immutable=1";
+    sqlite3* opened = nullptr;
+    const int result = sqlite3_open_v2(
+        uri.constData(), &opened, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI | SQLITE_OPEN_NOMUTEX,
+        nullptr);
+    SqliteHandle database(opened);
+    if (result != SQLITE_OK)
+        throw databaseError(opened, path);
+    sqlite3_extended_result_codes(opened, 1);
+    return database;
+}
+
+void execute(sqlite3* database, const char* sql, const QString& path)
+{
+    if (sqlite3_exec(database, sql, nullptr, nullptr, nullptr) != SQLITE_OK)
+        throw databaseError(database, path);
+}
+
+long long queryNumber(sqlite3* database, const char* sql, const QString& path)
+{
+    const StatementHandle statement = prepareOrThrow(database, sql, path);
+    return stepOrThrow(database, statement, path) ? sqlite3_column_int64(statement.get(), 0) : 0;
+}
+
+QString queryText(sqlite3* database, const char* sql, const QString& path)
+{
+    const StatementHandle statement = prepareOrThrow(database, sql, path);
+    if (!stepOrThrow(database, statement, path))
+        return {};
+    return QString::fromUtf8(
+        reinterpret_cast<const char*>(sqlite3_column_text(statement.get(), 0)));
+}
+
+QString queryDamage(sqlite3* database, const char* check, const QString& path)
+{
+    QString finding = queryText(database, check, path).simplified();
+    if (isFailedRead(finding))
+        failAt(path, u"Cannot read the database"_s, EIO);
+    finding.remove(u"*** in database main *** "_s);
+    return finding == u"ok" ? QString() : finding;
+}
+
+} // namespace sync::database

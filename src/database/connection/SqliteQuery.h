@@ -1,0 +1,91 @@
+#pragma once
+
+#include <database/connection/SqliteValues.h>
+#include <database/pool/SqliteSession.h>
+#include <interf/IQSqlTypedQuery.h>
+
+namespace sync::database {
+
+/// A statement on the connection of the thread that made the query.
+class SqliteQuery final : public interf::IQSqlTypedQuery
+{
+public:
+    /// Throws DatabaseError when there is no connection to be had.
+    explicit SqliteQuery(std::shared_ptr<SqliteStore> store);
+    ~SqliteQuery() override;
+
+    QString lastError() const override { return error.text; }
+    QString lastQuery() const override { return text; }
+    QVariant value(int index) const override;
+    bool next() override;
+    bool isValid() const override { return position == Position::OnRow; }
+    bool prepare(const QString& sql) override;
+    void bindValue(const QString& placeholder, const QVariant& value) override;
+    QVariant boundValue(const QString& placeholder) const override;
+    void setForwardOnly(bool forward) override;
+    bool exec() override;
+    QVariant lastInsertId() const override { return insertedId; }
+    int numRowsAffected() const override { return affectedRows; }
+
+    int intValue(int index) const override;
+    qlonglong longLongValue(int index) const override;
+    QString textValue(int index) const override;
+    bool holdsText(int index, QStringView expected) const override;
+    QDateTime utcTimeValue(int index) const override;
+    void bindNumber(const QString& placeholder, qlonglong value) override;
+    void bindText(const QString& placeholder, const QString& value) override;
+    void bindTime(const QString& placeholder, const QDateTime& value) override;
+
+private:
+    enum class Position { NoRow, BeforeFirstRow, OnRow };
+
+    ColumnValue column(int index) const;
+    bool fail(const Failure& reason);
+    bool failWithSqliteError();
+    void dropStatement() noexcept;
+    template <typename Value>
+    void bind(const QString& placeholder, const Value& value);
+    bool execRead();
+    bool execWrite();
+
+    const SessionLease session;
+    const std::thread::id thread = std::this_thread::get_id();
+    PreparedStatement* statement = nullptr;
+    QString text;
+    Failure error;
+    Failure prepareError; // also of a placeholder that the text does not have
+    Position position = Position::NoRow;
+    QVariant insertedId;
+    int affectedRows = -1;
+};
+
+/// A query without a connection: it answers with the reason.
+class FailedQuery : public interf::IQSqlQueryWrapper
+{
+public:
+    FailedQuery(std::shared_ptr<SqliteStore> store, Failure reason)
+        : store(std::move(store))
+        , reason(std::move(reason))
+    {
+    }
+
+    QString lastError() const override { return reason.text; }
+    QString lastQuery() const override { return text; }
+    QVariant value(int) const override { return {}; }
+    bool next() override { return false; }
+    bool isValid() const override { return false; }
+    bool prepare(const QString& sql) override;
+    void bindValue(const QString&, const QVariant&) override {}
+    QVariant boundValue(const QString&) const override { return {}; }
+    void setForwardOnly(bool) override {}
+    bool exec() override;
+    QVariant lastInsertId() const override { return {}; }
+    int numRowsAffected() const override { return -1; }
+
+private:
+    const std::shared_ptr<SqliteStore> store;
+    const Failure reason;
+    QString text;
+};
+
+} // namespace sync::database

@@ -1,0 +1,141 @@
+#pragma once
+
+#include <database/connection/Utf8.h>
+
+#include <QDateTime>
+#include <QString>
+#include <QVariant>
+
+#include <sqlite3.h>
+
+#include <string_view>
+#include <variant>
+#include <vector>
+
+namespace sync::database {
+
+/// The most bytes that encodeTime() writes.
+constexpr qsizetype MaximumTimeText = 32;
+
+/// Writes the text under which a time is stored and returns its end: Qt::ISODateWithMs, with "Z" or
+/// an offset only when the value has that time spec. Null for a time that has no such text, such as
+/// one after year 9999.
+char* encodeTime(const QDateTime& time, char* target);
+
+/// A column of the row on which a statement stands, for as long as it stands there.
+///
+/// SQLite calls the value of a column unprotected: it may be read by the thread that alone uses the
+/// connection (sqlite.org/c3ref/value.html), which is so for all of ours. One look-up by column
+/// then serves its type, its bytes and their number.
+class ColumnValue
+{
+public:
+    /// Null stands for NULL.
+    explicit ColumnValue(sqlite3_value* value)
+        : value(value)
+    {
+    }
+
+    /// A 64-bit integer, a double, a text, bytes, or an invalid value for NULL.
+    QVariant toVariant() const;
+
+    /// What toVariant() converts to, at a fraction of its cost for the type that is expected.
+    int toInt() const
+    {
+        return is(SQLITE_INTEGER) ? static_cast<int>(sqlite3_value_int64(value))
+                                  : toVariant().toInt();
+    }
+    qlonglong toLongLong() const
+    {
+        return is(SQLITE_INTEGER) ? sqlite3_value_int64(value) : toVariant().toLongLong();
+    }
+    QString toText() const
+    {
+        if (!is(SQLITE_TEXT))
+            return toVariant().toString();
+        const std::string_view text = utf8();
+        return decodeUtf8(text.data(), static_cast<qsizetype>(text.size()));
+    }
+
+    /// True for a text of just these ASCII characters.
+    bool holds(QStringView text) const
+    {
+        return is(SQLITE_TEXT) && QLatin1StringView(utf8()) == text;
+    }
+
+    /// The clock reading of toVariant().toDateTime(), labelled as UTC.
+    QDateTime toUtcTime() const;
+
+private:
+    bool is(int type) const { return value && sqlite3_value_type(value) == type; }
+    std::string_view utf8() const
+    {
+        const auto* const text = reinterpret_cast<const char*>(sqlite3_value_text(value));
+        // Null when there is no memory.
+        return {text, text ? static_cast<std::size_t>(sqlite3_value_bytes(value)) : 0};
+    }
+
+    sqlite3_value* const value;
+};
+
+/// What a placeholder has received: nothing, a value of a typed query, or whatever there is.
+using BoundValue = std::variant<std::monostate, qlonglong, QString, QDateTime, QVariant>;
+
+/// The values for the placeholders of a statement, and the texts that it is given for them.
+class BoundValues
+{
+public:
+    /// So many, of which none has received anything.
+    void resize(std::size_t count) { values.resize(count); }
+
+    /// Parameters are counted from 0. bind() has to follow before the statement sees it.
+    template <typename Value>
+    void set(std::size_t parameter, const Value& value)
+    {
+        values[parameter] = value;
+    }
+    QVariant get(std::size_t parameter) const;
+
+    /// Binds all of them; invalid values, null texts and the like are NULL. The statement, which
+    /// must not be running, then refers to bytes that stay until the next call. False when one
+    /// cannot be stored without loss, with the reason in error().
+    bool bind(sqlite3_stmt* statement);
+
+    QString error() const { return message; }
+
+    /// Forgets the values. The statement must not refer to them any more.
+    void clear() noexcept;
+
+private:
+    bool bindVariant(int parameter, const QVariant& value);
+    bool bindNull(int parameter);
+    bool bindNumber(int parameter, qlonglong value);
+    bool bindText(int parameter, const QString& text);
+    bool bindTime(int parameter, const QDateTime& time);
+    bool bindBytes(int parameter, const QByteArray& bytes);
+    bool bindBuffered();
+    char* room(qsizetype size);
+    void take(int parameter, const char* end, bool isText);
+    bool refuse(const QString& reason);
+    bool succeeded(int result);
+
+    /// A place in the buffer.
+    struct Bytes
+    {
+        int parameter;
+        bool isText;
+        std::size_t offset;
+        std::size_t size;
+    };
+
+    std::vector<BoundValue> values;
+    sqlite3_stmt* statement = nullptr; // during bind()
+    // All bytes of the statement one behind the other, given to it when the buffer moves no more.
+    // Kept from one use to the next, so that it grows only once.
+    std::vector<char> buffer;
+    std::size_t used = 0;
+    std::vector<Bytes> buffered;
+    QString message;
+};
+
+} // namespace sync::database

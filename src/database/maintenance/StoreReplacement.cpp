@@ -1,0 +1,280 @@
+#include <database/maintenance/StoreReplacement.h>
+
+#include <database/DatabaseError.h>
+#include <database/connection/SqliteError.h>
+#include <database/maintenance/BackupFile.h>
+#include <database/maintenance/PartialFile.h>
+#include <database/opening/LockHolder.h>
+#include <database/opening/Migrations.h>
+#include <database/opening/SystemFiles.h>
+
+#include <QDateTime>
+#include <QFile>
+#include <QFileInfo>
+#include <QStringList>
+
+#include <sqlite3.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <memory>
+#include <unistd.h>
+#include <vector>
+
+using namespace Qt::StringLiterals;
+
+namespace sync::database {
+
+namespace {
+
+using Cause = DatabaseError::Cause;
+
+constexpr qint64 PartBytes = 1024 * 1024;
+
+DatabaseError inUse(const QString& path)
+{
+    const auto user = userOf(path);
+    const QString name =
+        user ? describe(*user) : u"another process, or another part of this one,"_s;
+    return {
+        Cause::Busy,
+        u"The database %1 is in use: %2 has it open. End that, and try again."_s.arg(path, name)};
+}
+
+SqliteHandle openWithoutWaiting(const QString& path)
+{
+    sqlite3* opened = nullptr;
+    const int result = sqlite3_open_v2(
+        QFile::encodeName(path).constData(), &opened,
+        SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE, nullptr);
+    SqliteHandle database(opened);
+    if (result != SQLITE_OK)
+        throw databaseError(opened, path);
+    sqlite3_extended_result_codes(opened, 1);
+    sqlite3_wal_autocheckpoint(opened, 0);
+    setCheckpointAtClose(opened, false);
+    return database;
+}
+
+bool run(sqlite3* database, const char* sql)
+{
+    return sqlite3_exec(database, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
+}
+
+// Whether a file that SQLite does not take would be of no more use with another content.
+bool isTroubleOfThePlace(sqlite3* database, const QString& path)
+{
+    switch (sqlite3_errcode(database) & 0xff) {
+    case SQLITE_CORRUPT:
+    case SQLITE_ERROR:
+    case SQLITE_NOTADB:
+        return false;
+    case SQLITE_READONLY:
+        // Its header may say so, as that of a later format does.
+        return ::access(QFile::encodeName(path).constData(), W_OK) != 0;
+    default:
+        return true;
+    }
+}
+
+sqlite3_file* fileOf(sqlite3* database)
+{
+    sqlite3_file* file = nullptr;
+    sqlite3_file_control(database, "main", SQLITE_FCNTL_FILE_POINTER, &file);
+    return file;
+}
+
+// Through SQLite: closing a descriptor of our own would drop its locks.
+void copyDatabaseBytes(sqlite3* database, const QString& path, PartialFile& copy)
+{
+    sqlite3_file* const file = fileOf(database);
+    sqlite3_int64 size = 0;
+    if (file->pMethods->xFileSize(file, &size) != SQLITE_OK)
+        failAt(path, u"Cannot read the database"_s, EIO);
+    for (qint64 offset = 0; offset < size; offset += PartBytes) {
+        QByteArray part(std::min<qint64>(PartBytes, size - offset), Qt::Uninitialized);
+        if (file->pMethods->xRead(file, part.data(), int(part.size()), offset) != SQLITE_OK)
+            failAt(path, u"Cannot read the database"_s, EIO);
+        copy.append(part);
+    }
+}
+
+void copyLogBytes(const QString& path, PartialFile& copy)
+{
+    QFile log(path);
+    if (log.open(QIODevice::ReadOnly)) {
+        for (auto part = log.read(PartBytes); !part.isEmpty(); part = log.read(PartBytes))
+            copy.append(part);
+    }
+    if (log.error() != QFileDevice::NoError)
+        failAt(path, u"Cannot read the log"_s, EIO);
+}
+
+// The paths of the logs beside a database that hold something.
+QStringList logsBeside(const QString& path)
+{
+    QStringList logs;
+    for (const QString& log : {path + u"-wal"_s, path + u"-journal"_s}) {
+        if (QFileInfo(log).size() > 0)
+            logs += log;
+    }
+    return logs;
+}
+
+// Not when they cannot be read: whoever made them, the file is kept.
+bool hasTables(sqlite3* database, const QString& path)
+{
+    try {
+        return queryNumber(database, "SELECT count(*) FROM sqlite_schema", path) > 0;
+    } catch (const DatabaseError&) {
+        return false;
+    }
+}
+
+} // namespace
+
+QString pathForReplaced(const QString& path)
+{
+    QDateTime time = QDateTime::currentDateTimeUtc();
+    for (;; time = time.addMSecs(1)) {
+        QString name = path + u"-replaced."_s + time.toString(u"yyyyMMdd'T'HHmmsszzz'Z'"_s);
+        if (!QFileInfo::exists(name) && !QFileInfo::exists(name + u"-wal"_s))
+            return name;
+    }
+}
+
+void setStrayLogsAside(const QString& path)
+{
+    const QString aside = pathForReplaced(path);
+    for (const QString& log : logsBeside(path)) {
+        if (!QFile::rename(log, aside + log.sliced(path.size())))
+            failAt(log, u"Cannot rename the log"_s, errno);
+    }
+    syncFolder(QFileInfo(path).path());
+}
+
+StoreReplacement::StoreReplacement(const QString& path)
+    : path(path)
+    , database(openWithoutWaiting(path))
+{
+    lock();
+}
+
+void StoreReplacement::lock()
+{
+    // Exclusive from the first access on, the lock shuts out also those that have the file open
+    // and do nothing (sqlite.org/pragma.html#pragma_locking_mode). With a writable schema a damaged
+    // one is no reason to give up.
+    if (run(database.get(), "PRAGMA writable_schema = ON; PRAGMA locking_mode = EXCLUSIVE;"
+                            "BEGIN EXCLUSIVE; COMMIT;"
+                            "PRAGMA synchronous = FULL; PRAGMA fullfsync = ON;"
+                            "PRAGMA temp_store = MEMORY")) {
+        requireOurs();
+        return;
+    }
+    if ((sqlite3_errcode(database.get()) & 0xff) == SQLITE_BUSY) {
+        database.reset();
+        throw inUse(path);
+    }
+    if (isTroubleOfThePlace(database.get(), path))
+        throw databaseError(database.get(), path);
+    readable = false;
+    lockUnreadable();
+}
+
+void StoreReplacement::requireOurs() const
+{
+    const auto id = queryNumber(database.get(), "PRAGMA application_id", path);
+    if (id == ApplicationId || (id == 0 && !hasTables(database.get(), path)))
+        return;
+    throw DatabaseError(
+        Cause::ForeignDatabase,
+        u"The file "_s + path +
+            u" is a database of another program, and is left alone. Name the right file, or move "
+            u"this one away."_s);
+}
+
+void StoreReplacement::lockUnreadable()
+{
+    sqlite3_file* const file = fileOf(database.get());
+    if (file->pMethods->xLock(file, SQLITE_LOCK_SHARED) != SQLITE_OK ||
+        file->pMethods->xLock(file, SQLITE_LOCK_EXCLUSIVE) != SQLITE_OK) {
+        database.reset();
+        throw inUse(path);
+    }
+}
+
+QString StoreReplacement::keepOld() const
+{
+    if (QFileInfo(path).size() == 0)
+        return {};
+    QString kept = pathForReplaced(path);
+    try {
+        if (readable) {
+            writeVerifiedCopy(database.get(), kept);
+            return kept;
+        }
+    } catch (const DatabaseError& error) {
+        const auto cause = error.cause();
+        if (cause != Cause::Damaged && cause != Cause::NotADatabase && cause != Cause::TooNew &&
+            cause != Cause::ForeignDatabase)
+            throw;
+    }
+    copyBytes(kept);
+    return kept;
+}
+
+// What cannot be understood.
+void StoreReplacement::copyBytes(const QString& target) const
+{
+    PartialFile copy(target);
+    copyDatabaseBytes(database.get(), path, copy);
+    std::vector<std::unique_ptr<PartialFile>> logs;
+    for (const QString& log : logsBeside(path)) {
+        logs.push_back(std::make_unique<PartialFile>(target + log.sliced(path.size())));
+        copyLogBytes(log, *logs.back());
+    }
+    // The database last: it has its log by then.
+    for (const auto& log : logs)
+        log->publish();
+    copy.publish();
+}
+
+void StoreReplacement::replaceBy(sqlite3* source)
+{
+    if (readable)
+        writeInto(source);
+    else
+        swapFile(source);
+}
+
+void StoreReplacement::writeInto(sqlite3* source)
+{
+    bool written = copyContent(source, database.get());
+    if (!written && (sqlite3_errcode(database.get()) & 0xff) == SQLITE_READONLY) {
+        // A database with a log cannot change the size of its pages.
+        execute(database.get(), "PRAGMA journal_mode = DELETE", path);
+        written = copyContent(source, database.get());
+    }
+    if (!written)
+        throw databaseError(database.get(), path);
+    // It is durable in the log already. From there it comes into the file at the close or, should
+    // that fail, by whoever opens it next.
+    setCheckpointAtClose(database.get(), true);
+}
+
+void StoreReplacement::swapFile(sqlite3* source) const
+{
+    PartialFile fresh(path);
+    writeVerifiedContent(source, fresh);
+    // No process can use the old file, with or without its log: between these steps it is as
+    // useless as it was, and a log never stands beside a file that it does not belong to.
+    for (const QString& log : logsBeside(path)) {
+        if (::unlink(QFile::encodeName(log).constData()) != 0)
+            failAt(log, u"Cannot remove the log"_s, errno);
+    }
+    syncFolder(QFileInfo(path).path());
+    fresh.publishOver();
+}
+
+} // namespace sync::database

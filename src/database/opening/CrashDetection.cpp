@@ -1,0 +1,52 @@
+#include <database/opening/CrashDetection.h>
+
+#include <database/opening/VfsFile.h>
+
+#include <QFile>
+#include <QFileInfo>
+
+using namespace Qt::StringLiterals;
+
+namespace sync::database {
+
+namespace {
+
+// Whoever uses a file in WAL mode holds a shared lock on it for as long, and one that writes with a
+// journal does so, too. SQLite itself asks like this when it closes, before it removes the log.
+bool hasNoUser(const QString& path)
+{
+    const VfsFile file(path);
+    if (!file)
+        return false;
+    const bool alone = file.lock(SQLITE_LOCK_SHARED) && file.lock(SQLITE_LOCK_EXCLUSIVE);
+    file.unlock();
+    return alone;
+}
+
+bool hasContent(const QString& path)
+{
+    return QFileInfo(path).size() > 0;
+}
+
+} // namespace
+
+bool endedUncleanly(const QString& path)
+{
+    return (hasContent(path + u"-wal"_s) || hasContent(path + u"-journal"_s)) && hasNoUser(path);
+}
+
+bool isUndoneByItsJournal(const QString& path)
+{
+    // sqlite.org/fileformat2.html#the_rollback_journal
+    static const QByteArray magic = QByteArray::fromHex("d9d505f920a163d7");
+    constexpr int SizeBeforeOffset = 16;
+    constexpr int SizeBeforeBytes = 4;
+    QFile journal(path + u"-journal"_s);
+    if (!journal.open(QIODevice::ReadOnly))
+        return false;
+    const QByteArray header = journal.read(SizeBeforeOffset + SizeBeforeBytes);
+    return header.startsWith(magic) &&
+           header.mid(SizeBeforeOffset) == QByteArray(SizeBeforeBytes, '\0');
+}
+
+} // namespace sync::database

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <database/connection/SqliteHandle.h>
+
+#include <sqlite3.h>
+
+namespace sync::database {
+
+/// A database file as SQLite's VFS knows it, for locks and memory that no statement gives.
+///
+/// A descriptor of our own would drop the locks of the whole process at its close
+/// (sqlite.org/howtocorrupt.html, "Posix advisory locks"). The connection behind it never runs a
+/// statement, so that it holds no lock but those that are taken here.
+class VfsFile
+{
+public:
+    /// Leads to nothing when the file cannot be opened.
+    explicit VfsFile(const QString& path);
+
+    explicit operator bool() const { return file != nullptr; }
+
+    bool lock(int level) const;
+    void unlock() const;
+
+    /// Null where files cannot share memory.
+    sqlite3_file* withSharedMemory() const;
+
+private:
+    SqliteHandle database;
+    sqlite3_file* file = nullptr;
+};
+
+} // namespace sync::database

@@ -1,0 +1,101 @@
+#include <database/opening/WalSupport.h>
+
+#include <database/connection/SqliteError.h>
+#include <database/opening/VfsFile.h>
+
+#include <QByteArrayList>
+#include <QStorageInfo>
+
+#include <sqlite3.h>
+
+namespace sync::database {
+
+namespace {
+
+bool isWithoutSharedMemory(int result)
+{
+    switch (result) {
+    case SQLITE_IOERR_SHMOPEN:
+    case SQLITE_IOERR_SHMLOCK:
+    case SQLITE_IOERR_SHMMAP:
+    case SQLITE_PROTOCOL:
+        return true;
+    default:
+        return false;
+    }
+}
+
+// sqlite.org/fileformat2.html#file_format_version_numbers
+bool hasLog(sqlite3_file* file)
+{
+    constexpr int FormatOffset = 18;
+    constexpr char FormatWithLog = 2;
+    char format = 0;
+    const int result = file->pMethods->xRead(file, &format, sizeof format, FormatOffset);
+    return result == SQLITE_OK && format == FormatWithLog;
+}
+
+} // namespace
+
+bool isNetworkFileSystem(const QByteArray& type)
+{
+    static const QByteArrayList names{"9p",     "afpfs",    "afs",    "beegfs", "ceph", "cifs",
+                                      "coda",   "davfs",    "drvfs",  "gfs2",   "gpfs", "lustre",
+                                      "ncpfs",  "nfs",      "ocfs2",  "prl_fs", "smb",  "smbfs",
+                                      "vboxsf", "virtiofs", "vmhgfs", "webdav"};
+    static const QByteArrayList namesInUserSpace{"ceph",      "curlftpfs",  "davfs",      "davfs2",
+                                                 "glusterfs", "gvfsd-fuse", "rclone",     "s3fs",
+                                                 "smbnetfs",  "sshfs",      "vmhgfs-fuse"};
+    if (type.startsWith("fuse."))
+        return namesInUserSpace.contains(type.mid(5));
+    // Versions stand behind the name: nfs4, smb3.
+    QByteArray name = type;
+    while (name.size() > 3 && name.back() >= '0' && name.back() <= '9' && name != "gfs2" &&
+           name != "ocfs2")
+        name.chop(1);
+    return names.contains(name);
+}
+
+QByteArray fileSystemTypeOf(const QString& path)
+{
+    return QStorageInfo(path).fileSystemType();
+}
+
+bool hasSharedMemory(const QString& path)
+{
+    const VfsFile raw(path);
+    if (!raw)
+        return true;
+    sqlite3_file* const file = raw.withSharedMemory();
+    if (!file)
+        return false;
+    // While somebody shares the file nobody can begin a log in it, whose index this would be.
+    if (!raw.lock(SQLITE_LOCK_SHARED))
+        return true;
+    if (hasLog(file)) {
+        raw.unlock();
+        return true;
+    }
+    constexpr int RegionBytes = 32 * 1024;
+    constexpr int Extend = 1;
+    constexpr int RemoveFile = 1;
+    void volatile* region = nullptr;
+    int result = file->pMethods->xShmMap(file, 0, RegionBytes, Extend, &region);
+    if (result == SQLITE_OK)
+        result = file->pMethods->xShmLock(file, 0, 1, SQLITE_SHM_LOCK | SQLITE_SHM_EXCLUSIVE);
+    if (result == SQLITE_OK)
+        file->pMethods->xShmLock(file, 0, 1, SQLITE_SHM_UNLOCK | SQLITE_SHM_EXCLUSIVE);
+    file->pMethods->xShmUnmap(file, RemoveFile);
+    raw.unlock();
+    return !isWithoutSharedMemory(result);
+}
+
+bool tellsOfMissingSharedMemory(const SqliteError& error, const QString& path)
+{
+    if (error.code() != SQLITE_CANTOPEN)
+        return isWithoutSharedMemory(error.code());
+    const VfsFile file(path);
+    return file && !file.withSharedMemory();
+}
+
+} // namespace sync::database

@@ -1,0 +1,58 @@
+#include <database/pool/WriterQueue.h>
+
+#include <QHash>
+
+#include <algorithm>
+
+namespace sync::database {
+
+std::shared_ptr<WriterQueue> WriterQueue::forFile(const QString& canonicalPath)
+{
+    static std::mutex registryMutex;
+    static QHash<QString, std::weak_ptr<WriterQueue>> registry;
+
+    const std::lock_guard lock(registryMutex);
+    auto queue = registry.value(canonicalPath).lock();
+    if (!queue) {
+        registry.removeIf([](const auto& entry) { return entry.value().expired(); });
+        queue = std::make_shared<WriterQueue>();
+        registry.insert(canonicalPath, queue);
+    }
+    return queue;
+}
+
+bool WriterQueue::enter(std::chrono::milliseconds timeout)
+{
+    std::unique_lock lock(mutex);
+    if (!occupied) {
+        occupied = true;
+        return true;
+    }
+    Waiter self;
+    waiting.push_back(&self);
+    if (self.turnCame.wait_for(lock, timeout, [&self] { return self.hasTurn; }))
+        return true;
+    waiting.erase(std::find(waiting.begin(), waiting.end(), &self));
+    return false;
+}
+
+void WriterQueue::leave()
+{
+    const std::lock_guard lock(mutex);
+    if (waiting.empty()) {
+        occupied = false;
+        return;
+    }
+    Waiter* const next = waiting.front();
+    waiting.pop_front();
+    next->hasTurn = true;
+    next->turnCame.notify_one();
+}
+
+std::size_t WriterQueue::waitingCount()
+{
+    const std::lock_guard lock(mutex);
+    return waiting.size();
+}
+
+} // namespace sync::database

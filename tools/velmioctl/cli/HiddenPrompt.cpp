@@ -1,0 +1,128 @@
+#include <velmioctl/cli/HiddenPrompt.h>
+
+#include <velmioctl/cli/Output.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <poll.h>
+#include <termios.h>
+#include <unistd.h>
+
+namespace velmioctl {
+
+namespace {
+
+constexpr std::array EndingSignals{SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+
+// The signal that came, 0 before any. All that a signal handler may touch.
+volatile std::sig_atomic_t signalAtPrompt = 0;
+
+extern "C" void rememberEndingSignal(int signal)
+{
+    signalAtPrompt = signal;
+}
+
+/// Holds back the signals that end the program, but for waitForInput(). One that came ends it when
+/// this goes.
+class DelayedSignals
+{
+public:
+    DelayedSignals()
+    {
+        signalAtPrompt = 0;
+        sigset_t ending;
+        sigemptyset(&ending);
+        struct sigaction action
+        {
+        };
+        action.sa_handler = rememberEndingSignal;
+        sigemptyset(&action.sa_mask);
+        for (std::size_t at = 0; at < EndingSignals.size(); ++at)
+            sigaddset(&ending, EndingSignals[at]);
+        sigprocmask(SIG_BLOCK, &ending, &oldMask);
+        for (std::size_t at = 0; at < EndingSignals.size(); ++at)
+            sigaction(EndingSignals[at], &action, &oldActions[at]);
+    }
+    ~DelayedSignals()
+    {
+        for (std::size_t at = 0; at < EndingSignals.size(); ++at)
+            sigaction(EndingSignals[at], &oldActions[at], nullptr);
+        if (signalAtPrompt != 0)
+            ::raise(signalAtPrompt);
+        sigprocmask(SIG_SETMASK, &oldMask, nullptr);
+    }
+    Q_DISABLE_COPY_MOVE(DelayedSignals)
+
+    /// False when a signal came.
+    bool waitForInput() const
+    {
+        pollfd input{STDIN_FILENO, POLLIN, 0};
+        while (signalAtPrompt == 0) {
+            if (::ppoll(&input, 1, nullptr, &oldMask) > 0)
+                return true;
+        }
+        return false;
+    }
+
+private:
+    sigset_t oldMask{};
+    std::array<struct sigaction, EndingSignals.size()> oldActions{};
+};
+
+/// A terminal that does not show what is typed.
+class HiddenInput
+{
+public:
+    HiddenInput()
+        : known(::tcgetattr(STDIN_FILENO, &shown) == 0)
+    {
+        if (!known)
+            return;
+        termios hidden = shown;
+        hidden.c_lflag &= ~tcflag_t(ECHO | ECHONL);
+        // What was typed before the question was shown, and is no answer to it.
+        ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &hidden);
+    }
+    ~HiddenInput()
+    {
+        if (known)
+            ::tcsetattr(STDIN_FILENO, TCSADRAIN, &shown);
+    }
+    Q_DISABLE_COPY_MOVE(HiddenInput)
+
+private:
+    termios shown{};
+    const bool known;
+};
+
+QByteArray readLine(const DelayedSignals& delayed)
+{
+    QByteArray line;
+    char byte = 0;
+    while (delayed.waitForInput()) {
+        const ssize_t count = ::read(STDIN_FILENO, &byte, 1);
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count <= 0 || byte == '\n')
+            break;
+        line.append(byte);
+    }
+    return line;
+}
+
+} // namespace
+
+QByteArray readHidden(Output& output, const QString& question)
+{
+    // In this order: the terminal is put back before a signal ends the program.
+    const DelayedSignals delayed;
+    const HiddenInput hidden;
+    output.ask(question);
+    QByteArray line = readLine(delayed);
+    // The end of the line was not shown either.
+    output.note({});
+    return line;
+}
+
+} // namespace velmioctl

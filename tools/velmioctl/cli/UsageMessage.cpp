@@ -1,0 +1,144 @@
+#include <velmioctl/cli/UsageMessage.h>
+
+#include <velmioctl/cli/CommandLine.h>
+#include <velmioctl/cli/Text.h>
+
+#include <QStringList>
+
+#include <algorithm>
+#include <numeric>
+
+using namespace Qt::StringLiterals;
+
+namespace velmioctl {
+
+namespace {
+
+// How many characters are to be added, left out, replaced or swapped with their neighbours: the
+// distance of Damerau and Levenshtein, where no part is changed twice.
+qsizetype distance(const QString& from, const QString& to)
+{
+    QList<QList<qsizetype>> rows(from.size() + 1, QList<qsizetype>(to.size() + 1));
+    std::iota(rows[0].begin(), rows[0].end(), 0);
+    for (qsizetype i = 1; i <= from.size(); ++i) {
+        rows[i][0] = i;
+        for (qsizetype j = 1; j <= to.size(); ++j) {
+            const bool same = from[i - 1] == to[j - 1];
+            const bool swapped =
+                i > 1 && j > 1 && from[i - 1] == to[j - 2] && from[i - 2] == to[j - 1];
+            rows[i][j] = std::min(
+                {rows[i - 1][j] + 1, rows[i][j - 1] + 1, rows[i - 1][j - 1] + (same ? 0 : 1)});
+            if (swapped)
+                rows[i][j] = std::min(rows[i][j], rows[i - 2][j - 2] + 1);
+        }
+    }
+    return rows.last().last();
+}
+
+// Whether a command that was given can be told a secret, if not as an argument.
+bool takesSecret(const std::vector<const Command*>& given)
+{
+    return std::any_of(given.begin(), given.end(), [](const Command* command) {
+        const auto& options = command->options();
+        return std::any_of(options.begin(), options.end(), [](const auto& option) {
+            return option->description().name.ends_with("-stdin");
+        });
+    });
+}
+
+QStringList optionNames(const std::vector<const Command*>& given)
+{
+    QStringList names{u"--help"_s};
+    for (const Command* const command : given) {
+        for (const auto& option : command->options()) {
+            if (!option->description().isArgument())
+                names += QString::fromStdString(option->description().name);
+        }
+    }
+    return names;
+}
+
+QStringList commandNames(const Command& command)
+{
+    QStringList names;
+    for (const auto& subcommand : command.subcommands())
+        names += QString::fromStdString(subcommand->description().name);
+    return names;
+}
+
+QString suggestion(const QString& word, const QStringList& words)
+{
+    const QString meant = nearest(word, words);
+    return meant.isEmpty() ? QString() : u" Did you mean %1?"_s.arg(quoted(meant));
+}
+
+QString unknownOption(const std::vector<const Command*>& given, const QString& word)
+{
+    // What stands behind it may be a secret that was meant for it.
+    const QString name = word.startsWith(u"--") ? word.section(u'=', 0, 0) : word.left(2);
+    return u"There is no option %1 here."_s.arg(quoted(name)) +
+           suggestion(name, optionNames(given));
+}
+
+QString unknownWord(const std::vector<const Command*>& given, const QString& word)
+{
+    const QStringList names = commandNames(*given.back());
+    if (!names.isEmpty())
+        return u"There is no command %1 here."_s.arg(quoted(word)) + suggestion(word, names);
+    if (takesSecret(given))
+        return u"There is a word too many. Secrets are not taken as arguments."_s;
+    return u"There is a word too many: %1."_s.arg(quoted(word));
+}
+
+QString faultOf(
+    const std::vector<const Command*>& given, const std::vector<std::string>& unknown,
+    const std::string& parsed)
+{
+    // A word that nothing takes comes first: without it the parser only tells what is missing.
+    if (!unknown.empty()) {
+        const QString word = QString::fromStdString(unknown.front());
+        return word.startsWith(u'-') ? unknownOption(given, word) : unknownWord(given, word);
+    }
+    const QStringList names = commandNames(*given.back());
+    if (!names.isEmpty()) {
+        return u"A command has to follow %1: %2."_s.arg(
+            quoted(QString::fromStdString(given.back()->description().fullName)),
+            names.join(u", "_s));
+    }
+    const QString text = QString::fromStdString(parsed);
+    // Behind it stands the word that reads wrong.
+    return takesSecret(given) ? text.section(u" = "_s, 0, 0) + u'.' : text;
+}
+
+} // namespace
+
+QString nearest(const QString& word, const QStringList& words)
+{
+    // One slip in three characters: more of them make another word.
+    qsizetype best = std::max<qsizetype>(1, word.size() / 3) + 1;
+    QString found;
+    for (const QString& candidate : words) {
+        const qsizetype slips = distance(word, candidate);
+        if (slips < best) {
+            best = slips;
+            found = candidate;
+        }
+    }
+    if (!found.isEmpty())
+        return found;
+    QStringList longer;
+    std::copy_if(
+        words.begin(), words.end(), std::back_inserter(longer),
+        [&word](const QString& candidate) { return candidate.startsWith(word); });
+    return longer.size() == 1 ? longer.first() : QString();
+}
+
+QString usageMessage(
+    const std::vector<const Command*>& given, const std::vector<std::string>& unknown,
+    const std::string& parsed)
+{
+    return faultOf(given, unknown, parsed) + u"\nSee '%1 --help'."_s.arg(QString::fromStdString(
+                                                 given.back()->description().fullName));
+}
+
+} // namespace velmioctl

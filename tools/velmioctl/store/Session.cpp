@@ -1,0 +1,252 @@
+#include <velmioctl/store/Session.h>
+
+#include <config/AuthenticationConfigManager.h>
+#include <config/FileConfigManager.h>
+#include <config/FolderConfigManager.h>
+#include <config/PasswordKeys.h>
+#include <config/ProductConfigManager.h>
+#include <config/ScheduleEntryManager.h>
+#include <config/ServerConfigManager.h>
+#include <config/Sha256FileHash.h>
+#include <database/DatabaseError.h>
+#include <database/SqliteDatabaseFactory.h>
+#include <velmioctl/cli/Text.h>
+#include <velmioctl/store/WatchedDatabase.h>
+
+#include <QDir>
+#include <QFileInfo>
+
+#include <iostream>
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+using namespace sync::config;
+using sync::database::DatabaseBackups;
+using sync::database::DatabaseError;
+using sync::database::SqliteDatabaseFactory;
+
+namespace velmioctl {
+
+Session::Session(Output output)
+    : output(output)
+{
+}
+
+Session::~Session() = default;
+
+QString Session::databasePath() const
+{
+    return databaseOption ? absolutePath(*databaseOption) : SqliteDatabaseFactory::defaultPath();
+}
+
+QString Session::existingDatabasePath() const
+{
+    QString path = databasePath();
+    if (QFileInfo::exists(path))
+        return path;
+    const QString missing = u"There is no database %1: "_s.arg(quoted(path));
+    if (!DatabaseBackups(path).list().isEmpty()) {
+        throw CommandError(
+            ExitCode::NotFound, missing +
+                                    u"put the newest backup there with 'velmioctl recover "
+                                    u"--from-backup', or name another one with --database."_s);
+    }
+    throw CommandError(
+        ExitCode::NotFound,
+        missing + u"create it with 'velmioctl init', or name another one with --database."_s);
+}
+
+WatchedDatabase& Session::database()
+{
+    if (!openDatabase)
+        existingDatabasePath();
+    return createDatabase();
+}
+
+WatchedDatabase& Session::createDatabase()
+{
+    if (!openDatabase) {
+        try {
+            const auto factory = SqliteDatabaseFactory::open(databasePath());
+            for (const QString& warning : factory->warnings())
+                output.warning(warning);
+            openDatabase = std::make_shared<WatchedDatabase>(factory);
+        } catch (const DatabaseError& error) {
+            throw openingError(error);
+        }
+    }
+    return *openDatabase;
+}
+
+void Session::backUp(DatabaseBackups::Reason reason)
+{
+    try {
+        const auto made = DatabaseBackups(databasePath()).make(reason);
+        output.note(u"Made a backup first: %1"_s.arg(quoted(made.path)));
+    } catch (const DatabaseError& error) {
+        const CommandError failure = openingError(error);
+        throw CommandError(
+            failure.code(),
+            u"Nothing was changed, as the backup that comes first failed. "_s + failure.text());
+    }
+}
+
+template <class Manager>
+Manager& Session::made(std::unique_ptr<Manager>& manager)
+{
+    database();
+    if (!manager)
+        manager = std::make_unique<Manager>(openDatabase);
+    return *manager;
+}
+
+ServerConfigManager& Session::servers()
+{
+    return made(serverManager);
+}
+
+AuthenticationConfigManager& Session::signIns()
+{
+    return made(signInManager);
+}
+
+ProductConfigManager& Session::products()
+{
+    return made(productManager);
+}
+
+FolderConfigManager& Session::folders()
+{
+    database();
+    if (!folderManager)
+        folderManager = std::make_shared<FolderConfigManager>(openDatabase, nullptr);
+    return *folderManager;
+}
+
+ScheduleEntryManager& Session::schedules()
+{
+    return made(scheduleManager);
+}
+
+PasswordKeys& Session::passwordKeys()
+{
+    return made(keys);
+}
+
+ServerConfiguration Session::server(int id)
+{
+    ServerConfiguration found = servers().GetServerConfigById(id);
+    database().check();
+    if (found.getId() == -1) {
+        throw CommandError(
+            ExitCode::NotFound, u"There is no server %1: 'velmioctl server list' shows those that "
+                                u"there are."_s.arg(QString::number(id)));
+    }
+    return found;
+}
+
+void Session::requireSignIn(int id)
+{
+    // The manager would decipher its password.
+    const long long count = database().number(
+        u"SELECT count(*) FROM AuthenticationConfiguration WHERE id = :id"_s, {{u":id"_s, id}});
+    if (count == 0) {
+        throw CommandError(
+            ExitCode::NotFound, u"There is no sign-in %1: 'velmioctl signin list' shows those that "
+                                u"there are."_s.arg(QString::number(id)));
+    }
+}
+
+void Session::requireProduct(int id)
+{
+    const bool missing = products().GetProductConfigurationById(id).getId() == -1;
+    database().check();
+    if (missing) {
+        throw CommandError(
+            ExitCode::NotFound, u"There is no product %1: 'velmioctl product list' shows those "
+                                u"that there are."_s.arg(QString::number(id)));
+    }
+}
+
+FileConfigManager& Session::files()
+{
+    folders();
+    if (!fileManager) {
+        fileManager = std::make_unique<FileConfigManager>(
+            openDatabase, std::make_shared<Sha256FileHash>(), nullptr, folderManager);
+    }
+    return *fileManager;
+}
+
+FolderConfiguration Session::folder(const std::string& idOrPath)
+{
+    bool isId = false;
+    const int id = QString::fromStdString(idOrPath).toInt(&isId);
+    FolderConfiguration found =
+        isId ? folders().GetFolderConfigurationById(id)
+             : folders().GetFolderConfigurationByClientPath(absolutePath(idOrPath));
+    database().check();
+    if (found.getId() != -1)
+        return found;
+
+    const QString name = isId ? QString::number(id) : quoted(absolutePath(idOrPath));
+    throw CommandError(
+        ExitCode::NotFound,
+        u"No folder %1 is registered: 'velmioctl folder list --all' shows those that are."_s.arg(
+            name));
+}
+
+FolderConfiguration Session::rootFolder(const std::string& idOrPath)
+{
+    FolderConfiguration found = folder(idOrPath);
+    if (!found.isRoot()) {
+        throw CommandError(
+            ExitCode::Usage,
+            u"Folder %1 is no root folder: give its root, which has id %2."_s.arg(
+                quoted(found.getClientPath()), QString::number(found.getRootId())));
+    }
+    return found;
+}
+
+QVector<FolderConfiguration> Session::rootFolders(const std::optional<std::string>& chosen)
+{
+    if (chosen)
+        return {rootFolder(*chosen)};
+    auto roots = folders().GetFolderConfigurationByParentId(0);
+    database().check();
+    if (roots.isEmpty())
+        output.note(u"No root folder is registered yet: add one with 'velmioctl folder add'."_s);
+    return roots;
+}
+
+void Session::confirm(bool yes, const QString& question)
+{
+    if (yes)
+        return;
+    if (::isatty(STDIN_FILENO) != 1 || !output.messageTerminal().interactive) {
+        throw CommandError(
+            ExitCode::Usage,
+            question + u" Nobody can be asked here: add --yes to the command to agree."_s);
+    }
+    output.ask(question + u" [y/N] "_s);
+    std::string answer;
+    std::getline(std::cin, answer);
+    const QString word = QString::fromStdString(answer).trimmed();
+    if (word.compare(u"y", Qt::CaseInsensitive) != 0 &&
+        word.compare(u"yes", Qt::CaseInsensitive) != 0) {
+        throw CommandError(
+            ExitCode::Findings, u"Nothing was changed: answer y, or add --yes, to go on."_s);
+    }
+}
+
+QString absolutePath(const std::string& argument)
+{
+    // Qt takes it for the current directory, which is hardly what a script with an empty variable
+    // means.
+    if (argument.empty())
+        throw CommandError(
+            ExitCode::Usage, u"A path is empty: give the path of a file or folder."_s);
+    return QDir::cleanPath(QDir(QString::fromStdString(argument)).absolutePath());
+}
+
+} // namespace velmioctl

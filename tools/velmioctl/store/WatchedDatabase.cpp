@@ -1,0 +1,173 @@
+#include <velmioctl/store/WatchedDatabase.h>
+
+#include <database/DatabaseError.h>
+#include <database/SqliteDatabaseFactory.h>
+#include <interf/IQSqlDatabaseWrapper.h>
+#include <interf/IQSqlQueryWrapper.h>
+#include <velmioctl/cli/Text.h>
+
+using namespace Qt::StringLiterals;
+using sync::database::DatabaseError;
+using sync::database::ErrorGuard;
+using sync::database::SqliteDatabaseFactory;
+using sync::interf::IQSqlDatabaseWrapper;
+using sync::interf::IQSqlQueryWrapper;
+
+namespace velmioctl {
+
+namespace {
+
+ExitCode exitCodeOf(DatabaseError::Cause cause)
+{
+    switch (cause) {
+    case DatabaseError::Cause::Busy:
+        return ExitCode::Busy;
+    case DatabaseError::Cause::Damaged:
+    case DatabaseError::Cause::NotADatabase:
+        return ExitCode::Damaged;
+    case DatabaseError::Cause::TooNew:
+        return ExitCode::TooNew;
+    default:
+        return ExitCode::OtherError;
+    }
+}
+
+QString wayOutOf(DatabaseError::Cause cause)
+{
+    switch (cause) {
+    case DatabaseError::Cause::Damaged:
+        return u" 'velmioctl recover --from-backup' puts the newest whole backup in the place of "
+               u"the database, and 'velmioctl recover --salvage' what can still be read of it; "
+               u"both "
+               u"keep the damaged file."_s;
+    case DatabaseError::Cause::NotADatabase:
+        return u" Where it was your database, 'velmioctl recover --from-backup' keeps it and puts "
+               u"the newest whole backup in its place."_s;
+    default:
+        return {};
+    }
+}
+
+} // namespace
+
+CommandError commandError(const DatabaseError& error)
+{
+    return {exitCodeOf(error.cause()), error.text()};
+}
+
+CommandError openingError(const DatabaseError& error)
+{
+    return {exitCodeOf(error.cause()), error.text() + wayOutOf(error.cause())};
+}
+
+WatchedDatabase::WatchedDatabase(std::shared_ptr<SqliteDatabaseFactory> openFactory)
+    : factory(std::move(openFactory))
+    , firstError(std::make_shared<std::optional<DatabaseError>>())
+{
+    factory->setErrorHandler([first = firstError](const DatabaseError& error) {
+        // The first one is the cause of those that follow.
+        if (!*first)
+            *first = error;
+    });
+}
+
+WatchedDatabase::~WatchedDatabase() = default;
+
+std::shared_ptr<IQSqlDatabaseWrapper> WatchedDatabase::GetDatabase()
+{
+    return factory->GetDatabase();
+}
+
+std::shared_ptr<IQSqlQueryWrapper> WatchedDatabase::CreateQuery()
+{
+    return factory->CreateQuery();
+}
+
+QString WatchedDatabase::path() const
+{
+    return factory->path();
+}
+
+ErrorGuard WatchedDatabase::guard() const
+{
+    return ErrorGuard(*factory);
+}
+
+void WatchedDatabase::check()
+{
+    const auto error = std::exchange(*firstError, {});
+    if (!error)
+        return;
+    QString text = u"The database %1 failed: %2"_s.arg(quoted(path()), error->text());
+    if (!text.endsWith(u'.'))
+        text += u'.';
+    if (error->cause() == DatabaseError::Cause::Other)
+        text += u" See what 'velmioctl stats' says of the database, and try again."_s;
+    throw CommandError(exitCodeOf(error->cause()), text + wayOutOf(error->cause()));
+}
+
+void WatchedDatabase::check(bool succeeded, const QString& action)
+{
+    check();
+    if (succeeded)
+        return;
+    throw CommandError(
+        ExitCode::OtherError, action + u" failed, and the database does not tell why. See what "
+                                       u"'velmioctl stats' says of it, and try again."_s);
+}
+
+std::shared_ptr<IQSqlQueryWrapper> WatchedDatabase::select(
+    const QString& sql, std::initializer_list<Binding> bindings)
+{
+    auto query = CreateQuery();
+    query->setForwardOnly(true);
+    query->prepare(sql);
+    for (const auto& [placeholder, value] : bindings)
+        query->bindValue(placeholder, value);
+    query->exec();
+    check();
+    return query;
+}
+
+void WatchedDatabase::change(const QString& sql, std::initializer_list<Binding> bindings)
+{
+    select(sql, bindings);
+}
+
+long long WatchedDatabase::number(const QString& sql, std::initializer_list<Binding> bindings)
+{
+    const auto query = select(sql, bindings);
+    const bool hasRow = query->next();
+    check();
+    return hasRow ? query->value(0).toLongLong() : 0;
+}
+
+Transaction::Transaction(WatchedDatabase& database)
+    : database(database)
+    , connection(database.GetDatabase())
+    , guard(database.guard())
+{
+    database.check(connection->transaction(), u"Beginning a transaction"_s);
+    open = true;
+}
+
+Transaction::~Transaction()
+{
+    if (open)
+        connection->rollback();
+}
+
+void Transaction::commit()
+{
+    database.check();
+    if (guard.failed()) {
+        throw CommandError(
+            ExitCode::OtherError, u"Nothing was changed, as the database failed meanwhile: run the "
+                                  u"command again."_s);
+    }
+    // A failed commit has been rolled back when it returns.
+    open = false;
+    database.check(connection->commit(), u"Storing the changes"_s);
+}
+
+} // namespace velmioctl

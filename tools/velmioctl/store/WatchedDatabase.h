@@ -1,0 +1,96 @@
+#pragma once
+
+#include <database/DatabaseError.h>
+#include <database/ErrorGuard.h>
+#include <interf/IDatabaseFactory.h>
+#include <velmioctl/cli/ExitCode.h>
+
+#include <QString>
+#include <QVariant>
+
+#include <initializer_list>
+#include <memory>
+#include <optional>
+#include <utility>
+
+namespace sync::database {
+class SqliteDatabaseFactory;
+} // namespace sync::database
+
+namespace velmioctl {
+
+/// The exit code and text of an error.
+CommandError commandError(const sync::database::DatabaseError& error);
+
+/// The same for the database of the session: with the commands that help where it is damaged.
+CommandError openingError(const sync::database::DatabaseError& error);
+
+/// A database whose failures end the command.
+///
+/// The managers report failure by value only, so that a failed list looks like an empty one. Here
+/// a command asks afterwards whether anything failed, and why.
+class WatchedDatabase : public sync::interf::factory::IDatabaseFactory
+{
+public:
+    using Binding = std::pair<QString, QVariant>;
+
+    explicit WatchedDatabase(std::shared_ptr<sync::database::SqliteDatabaseFactory> factory);
+    ~WatchedDatabase() override;
+
+    std::shared_ptr<sync::interf::IQSqlDatabaseWrapper> GetDatabase() override;
+    std::shared_ptr<sync::interf::IQSqlQueryWrapper> CreateQuery() override;
+
+    QString path() const;
+
+    /// The engine behind it.
+    sync::database::SqliteDatabaseFactory& engine() { return *factory; }
+
+    /// Tells whether anything fails from now on, also what check() has told by then.
+    sync::database::ErrorGuard guard() const;
+
+    /// Throws CommandError when a statement or a commit failed since this was asked last.
+    void check();
+
+    /// Throws CommandError unless `succeeded`, with the cause where it is known.
+    void check(bool succeeded, const QString& action);
+
+    /// Runs a SELECT of the tool's own; throws CommandError when that fails. Call check() behind
+    /// its last row.
+    std::shared_ptr<sync::interf::IQSqlQueryWrapper> select(
+        const QString& sql, std::initializer_list<Binding> bindings = {});
+
+    /// Runs a statement of the tool's own that changes rows; throws CommandError when that fails.
+    void change(const QString& sql, std::initializer_list<Binding> bindings);
+
+    /// Column 0 of the first row, 0 without a row.
+    long long number(const QString& sql, std::initializer_list<Binding> bindings = {});
+
+private:
+    const std::shared_ptr<sync::database::SqliteDatabaseFactory> factory;
+    // Since check(). Shared with the factory's error handler.
+    const std::shared_ptr<std::optional<sync::database::DatabaseError>> firstError;
+};
+
+/// A transaction of the whole command, undone unless commit() is reached.
+class Transaction
+{
+public:
+    /// Throws CommandError when it cannot begin.
+    explicit Transaction(WatchedDatabase& database);
+    ~Transaction();
+
+    Transaction(const Transaction&) = delete;
+    Transaction& operator=(const Transaction&) = delete;
+
+    /// Throws CommandError when that fails, or when anything has failed since the transaction
+    /// began; nothing has changed then.
+    void commit();
+
+private:
+    WatchedDatabase& database;
+    const std::shared_ptr<sync::interf::IQSqlDatabaseWrapper> connection;
+    const sync::database::ErrorGuard guard;
+    bool open = false;
+};
+
+} // namespace velmioctl

@@ -1,0 +1,189 @@
+#include <velmioctl/tree/ExplainCommand.h>
+
+#include <velmioctl/cli/CommandLine.h>
+#include <velmioctl/cli/Table.h>
+#include <velmioctl/cli/Text.h>
+#include <velmioctl/store/Names.h>
+#include <velmioctl/store/Records.h>
+#include <velmioctl/store/Session.h>
+#include <velmioctl/tree/Explanation.h>
+
+using namespace Qt::StringLiterals;
+using sync::config::FolderConfiguration;
+using sync::config::ScheduleEntry;
+
+namespace velmioctl {
+
+namespace {
+
+const QString None = u"none"_s;
+
+QString wordOf(PathKind kind)
+{
+    switch (kind) {
+    case PathKind::Missing:
+        return u"missing"_s;
+    case PathKind::File:
+        return u"file"_s;
+    case PathKind::Folder:
+        return u"folder"_s;
+    case PathKind::Link:
+        return u"link"_s;
+    case PathKind::Other:
+        return u"other"_s;
+    case PathKind::Unreadable:
+        break;
+    }
+    return u"unreadable"_s;
+}
+
+QJsonValue toJson(const Explanation::Reference& reference)
+{
+    if (reference.id <= 0)
+        return {};
+    return QJsonObject{
+        {u"id"_s, reference.id}, {u"exists"_s, reference.exists}, {u"name"_s, reference.name}};
+}
+
+QJsonValue jsonOrNull(const FolderConfiguration& folder)
+{
+    return folder.getId() == -1 ? QJsonValue() : QJsonValue(velmioctl::toJson(folder));
+}
+
+QJsonValue jsonOrNull(const std::optional<ScheduleEntry>& schedule)
+{
+    return schedule ? QJsonValue(velmioctl::toJson(*schedule)) : QJsonValue();
+}
+
+QJsonObject toJson(const Explanation& all)
+{
+    QJsonArray reasons;
+    for (const auto& reason : all.reasons) {
+        reasons.append(QJsonObject{
+            {u"id"_s, reason.id}, {u"text"_s, reason.text}, {u"remedy"_s, reason.remedy}});
+    }
+    QJsonArray files;
+    for (const auto& file : all.files)
+        files.append(QJsonObject{{u"id"_s, file.id}, {u"type"_s, file.type}});
+    QJsonArray overlaps;
+    for (const auto& overlap : all.overlaps) {
+        overlaps.append(QJsonObject{
+            {u"kind"_s, overlap.kind}, {u"id"_s, overlap.id}, {u"path"_s, overlap.path}});
+    }
+    return {
+        {u"path"_s, all.path},
+        {u"onDisk"_s, wordOf(all.kind)},
+        {u"inside"_s, all.inside},
+        {u"registered"_s, all.registered()},
+        {u"reasons"_s, reasons},
+        {u"files"_s, files},
+        {u"root"_s, jsonOrNull(all.root)},
+        {u"folder"_s, jsonOrNull(all.folder)},
+        {u"serverPath"_s, all.serverPath},
+        {u"signIn"_s, toJson(all.signIn)},
+        {u"server"_s, toJson(all.server)},
+        {u"product"_s, toJson(all.product)},
+        {u"schedule"_s, jsonOrNull(all.schedule)},
+        {u"overlaps"_s, overlaps},
+    };
+}
+
+QString numbered(int id, const QString& text)
+{
+    return u"%1  "_s.arg(id) + text;
+}
+
+QString shown(const FolderConfiguration& folder)
+{
+    return folder.getId() == -1 ? None : numbered(folder.getId(), folder.getClientPath());
+}
+
+QString shown(const Explanation::Reference& reference)
+{
+    if (reference.id <= 0)
+        return None;
+    return numbered(reference.id, reference.exists ? reference.name : u"does not exist"_s);
+}
+
+QString shown(const std::optional<ScheduleEntry>& schedule)
+{
+    if (!schedule)
+        return None;
+    const int folder = schedule->getFolderConfigId();
+    const QString owner = folder == 0 ? u"the default"_s : u"of folder %1"_s.arg(folder);
+    return numbered(schedule->getId(), owner + u", interval %1"_s.arg(schedule->getSyncInterval()));
+}
+
+QString recordOf(const Explanation& all)
+{
+    QStringList records;
+    if (all.folderIsPath)
+        records += u"folder %1"_s.arg(all.folder.getId());
+    for (const auto& file : all.files)
+        records += u"%1 file %2"_s.arg(fileTypeName(file.type), QString::number(file.id));
+    return records.isEmpty() ? None : records.join(u", "_s);
+}
+
+QString shown(const Explanation::Overlap& overlap)
+{
+    const QString folder = numbered(overlap.id, overlap.path);
+    if (overlap.kind == u"around"_s)
+        return folder + u", a root folder around it"_s;
+    if (overlap.kind == u"below"_s)
+        return folder + u", a root folder in it"_s;
+    if (overlap.kind == u"server"_s)
+        return folder + u", the server path of another root folder"_s;
+    return folder + u", the same but for case or normal form"_s;
+}
+
+void print(Output& output, const Explanation& all)
+{
+    const int columns = output.answerTerminal().columns;
+    QString answer = all.inside ? u"in:"_s : u"out:"_s;
+    for (const auto& reason : all.reasons)
+        answer += u' ' + reason.text + (reason.remedy.isEmpty() ? QString() : u' ' + reason.remedy);
+    output.printText(escapeControls(all.path));
+    output.printText(wrapped(answer, columns) + u'\n');
+
+    FieldList fields;
+    fields.add(u"on disk"_s, wordOf(all.kind));
+    fields.add(u"record"_s, recordOf(all));
+    fields.add(u"root"_s, shown(all.root));
+    fields.add(u"folder"_s, shown(all.folder));
+    fields.add(u"server path"_s, all.serverPath.isEmpty() ? None : all.serverPath);
+    fields.add(u"sign-in"_s, shown(all.signIn));
+    fields.add(u"server"_s, shown(all.server));
+    fields.add(u"product"_s, shown(all.product));
+    fields.add(u"schedule"_s, shown(all.schedule));
+    if (all.overlaps.isEmpty())
+        fields.add(u"overlaps"_s, None);
+    for (const auto& overlap : all.overlaps)
+        fields.add(u"overlaps"_s, shown(overlap));
+    output.print(fields);
+}
+
+void explain(Session& session, const std::string& path)
+{
+    const Explanation all = explain(session, absolutePath(path));
+    if (session.output.json())
+        session.output.print(toJson(all));
+    else
+        print(session.output, all);
+    session.exitCode = all.inside ? ExitCode::Ok : ExitCode::Findings;
+}
+
+} // namespace
+
+void addExplainCommand(Command& app, Session& session)
+{
+    auto* const command =
+        app.addSubcommand("explain", "Tell what applies to a path, and why it is in or out");
+    const auto path = std::make_shared<std::string>();
+    command->addOption("PATH", *path, "A file or folder, existing or not")
+        ->required()
+        ->offersFiles();
+    command->example("velmioctl explain Work/Plans/plan.txt");
+    command->callback([&session, path] { explain(session, *path); });
+}
+
+} // namespace velmioctl

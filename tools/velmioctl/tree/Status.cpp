@@ -1,0 +1,220 @@
+#include <velmioctl/tree/Status.h>
+
+#include <velmioctl/cli/Progress.h>
+#include <velmioctl/cli/Text.h>
+#include <velmioctl/store/Session.h>
+#include <velmioctl/store/WatchedDatabase.h>
+
+#include <QFileInfo>
+
+using namespace Qt::StringLiterals;
+using sync::config::FolderConfiguration;
+
+namespace velmioctl {
+
+namespace {
+
+const QString Known = u"known"_s;
+const QString New = u"new"_s;
+const QString Modified = u"modified"_s;
+const QString Missing = u"missing"_s;
+
+constexpr qsizetype KindColumns = 10;
+
+Colour colourOf(const QString& kind)
+{
+    if (kind == New)
+        return Colour::Green;
+    return kind == Missing ? Colour::Red : Colour::Yellow;
+}
+
+QString nameOf(const QString& path)
+{
+    return path.mid(path.lastIndexOf(u'/') + 1);
+}
+
+} // namespace
+
+StatusCounts& StatusCounts::operator+=(const StatusCounts& other)
+{
+    files += other.files;
+    added += other.added;
+    modified += other.modified;
+    missing += other.missing;
+    outOfSync += other.outOfSync;
+    newFolders += other.newFolders;
+    missingFolders += other.missingFolders;
+    skipped += other.skipped;
+    problems += other.problems;
+    rootMissing = rootMissing || other.rootMissing;
+    return *this;
+}
+
+bool StatusCounts::clean() const
+{
+    return added + modified + missing + newFolders + missingFolders + problems == 0 && !rootMissing;
+}
+
+Status::Status(Session& session, Progress& progress, std::function<bool()> stopRequested)
+    : session(session)
+    , progress(progress)
+    , stopRequested(std::move(stopRequested))
+{
+}
+
+bool Status::run(const FolderConfiguration& root)
+{
+    current = {};
+    folderArray = {};
+    folder = {};
+    folderShown = false;
+    names.clear();
+    rootId = root.getId();
+    const QString path = root.getClientPath();
+    current.outOfSync = session.database().number(
+        u"SELECT count(*) FROM FileConfiguration WHERE rootFolderId = :rootFolderId"
+        u" AND syncStatus = :syncStatus"_s,
+        {{u":rootFolderId"_s, rootId}, {u":syncStatus"_s, int(sync::config::FileNotSynced)}});
+    if (!QFileInfo(path).isDir()) {
+        current.rootMissing = true;
+        progress.clear();
+        session.output.error(
+            u"The root folder %1 (id %2) is not there: connect its drive, or remove it with "
+            u"'velmioctl folder clean %2'."_s.arg(quoted(path), QString::number(rootId)));
+        return true;
+    }
+    const bool toItsEnd = TreeComparison(session.database(), *this, stopRequested).run(root);
+    endFolder();
+    progress.clear();
+    return toItsEnd;
+}
+
+void Status::folderFound(const Folder& found)
+{
+    const bool isNew = found.id == -1;
+    beginFolder(found, isNew ? New : Known);
+    if (!isNew)
+        return;
+    ++current.newFolders;
+    showFolder();
+}
+
+void Status::folderMissing(const Folder& missing)
+{
+    beginFolder(missing, Missing);
+    ++current.missingFolders;
+    showFolder();
+}
+
+void Status::fileFound(const QString& path, const FileState&)
+{
+    ++current.files;
+    ++current.added;
+    tell(New, path);
+}
+
+void Status::fileFound(const QString& path, const FileState& state, const KnownFile& known)
+{
+    ++current.files;
+    if (progress.due())
+        progress.show(u"%1 files: %2"_s.arg(QString::number(current.files), path));
+    if (!isModified(path, state, known))
+        return;
+    ++current.modified;
+    tell(Modified, path);
+}
+
+void Status::fileMissing(const KnownFile& known)
+{
+    ++current.missing;
+    tell(Missing, known.clientPath);
+}
+
+void Status::entrySkipped(const QString&)
+{
+    ++current.skipped;
+}
+
+void Status::fileInaccessible(const QString& path, int error)
+{
+    warn(describeInaccessible(path, error));
+}
+
+void Status::problem(const DirectoryWalk::Problem& problem)
+{
+    warn(describe(problem));
+}
+
+bool Status::isModified(const QString& path, const FileState& state, const KnownFile& known)
+{
+    if (known.matches(state))
+        return false;
+    // Where nothing else tells, times and size do.
+    if (state.size != known.size || known.checkSum.isEmpty())
+        return true;
+    const FileHash hash = hashFile(path, state);
+    if (hash.outcome != FileHash::Outcome::Unreadable)
+        return hash.checkSum != known.checkSum;
+    warn(u"The file %1 cannot be read, so whether it was modified cannot be told: give yourself "
+         u"the right to, and ask again."_s.arg(quoted(path)));
+    return false;
+}
+
+void Status::beginFolder(const Folder& next, const QString& state)
+{
+    endFolder();
+    folder = next;
+    folderState = state;
+}
+
+void Status::endFolder()
+{
+    if (std::exchange(folderShown, false) && session.output.json()) {
+        const auto outOfSync = session.database().number(
+            u"SELECT count(*) FROM FileConfiguration WHERE folderConfigurationId = "
+            u":folderConfigurationId AND syncStatus = :syncStatus"_s,
+            {{u":folderConfigurationId"_s, folder.id},
+             {u":syncStatus"_s, int(sync::config::FileNotSynced)}});
+        folderArray.append(QJsonObject{
+            {u"id"_s, folder.id},
+            {u"clientPath"_s, folder.path},
+            {u"state"_s, folderState},
+            {u"new"_s, QJsonArray::fromStringList(names.value(New))},
+            {u"modified"_s, QJsonArray::fromStringList(names.value(Modified))},
+            {u"missing"_s, QJsonArray::fromStringList(names.value(Missing))},
+            {u"outOfSync"_s, outOfSync},
+        });
+    }
+    names.clear();
+}
+
+void Status::showFolder()
+{
+    if (std::exchange(folderShown, true) || session.output.json())
+        return;
+    progress.clear();
+    const QString note = folderState == Known ? QString() : u"  ("_s + folderState + u" folder)"_s;
+    session.output.printText(escapeControls(folder.path) + note);
+}
+
+void Status::tell(const QString& kind, const QString& path)
+{
+    showFolder();
+    if (session.output.json()) {
+        names[kind].append(nameOf(path));
+        return;
+    }
+    progress.clear();
+    const QString label = coloured(kind, colourOf(kind), session.output.answerTerminal());
+    const QString gap(KindColumns - kind.size(), u' ');
+    session.output.printLines(u"  "_s + label + gap + escapeControls(nameOf(path)) + u'\n');
+}
+
+void Status::warn(const QString& text)
+{
+    ++current.problems;
+    progress.clear();
+    session.output.warning(text);
+}
+
+} // namespace velmioctl

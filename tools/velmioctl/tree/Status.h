@@ -1,0 +1,82 @@
+#pragma once
+
+#include <config/FolderConfiguration.h>
+#include <velmioctl/tree/TreeComparison.h>
+
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QString>
+
+#include <functional>
+
+namespace velmioctl {
+
+class Progress;
+class Session;
+
+/// How the files of a root folder differ from their records.
+struct StatusCounts
+{
+    long long files = 0; ///< Files on the disk.
+    long long added = 0;
+    long long modified = 0;
+    long long missing = 0;
+    long long outOfSync = 0; ///< Records with that status: no difference from the disk.
+    long long newFolders = 0;
+    long long missingFolders = 0;
+    long long skipped = 0;  ///< Links, pipes, sockets and devices.
+    long long problems = 0; ///< Places and files that cannot be read or stored.
+    bool rootMissing = false;
+
+    StatusCounts& operator+=(const StatusCounts& other);
+    bool clean() const;
+};
+
+/// Tells how the files below root folders differ from their records. Writes nothing.
+class Status : private ComparisonHandler
+{
+public:
+    Status(Session& session, Progress& progress, std::function<bool()> stopRequested);
+
+    /// Compares one root and prints each difference, unless the answer is JSON. False when it was
+    /// stopped. Throws CommandError when the database fails.
+    bool run(const sync::config::FolderConfiguration& root);
+
+    /// Those of the last run().
+    const StatusCounts& counts() const { return current; }
+
+    /// The folders with differences of the last run(), for an answer as JSON.
+    QJsonArray folders() const { return folderArray; }
+
+private:
+    void folderFound(const Folder& folder) override;
+    void folderMissing(const Folder& folder) override;
+    void fileFound(const QString& path, const FileState& state) override;
+    void fileFound(const QString& path, const FileState& state, const KnownFile& known) override;
+    void fileMissing(const KnownFile& known) override;
+    void entrySkipped(const QString& path) override;
+    void fileInaccessible(const QString& path, int error) override;
+    void problem(const DirectoryWalk::Problem& problem) override;
+
+    bool isModified(const QString& path, const FileState& state, const KnownFile& known);
+    void beginFolder(const Folder& folder, const QString& state);
+    void endFolder();
+    void showFolder();
+    void tell(const QString& kind, const QString& path);
+    void warn(const QString& text);
+
+    Session& session;
+    Progress& progress;
+    const std::function<bool()> stopRequested;
+    StatusCounts current;
+    int rootId = -1;
+    QJsonArray folderArray;
+    // The folder whose files are being compared, shown once it has a difference.
+    Folder folder;
+    QString folderState;
+    bool folderShown = false;
+    // Kind of difference -> names of files
+    QMap<QString, QStringList> names;
+};
+
+} // namespace velmioctl

@@ -1,0 +1,270 @@
+#include <velmioctl/tree/TreeComparison.h>
+
+#include <database/DatabaseBackups.h>
+#include <interf/IQSqlQueryWrapper.h>
+#include <velmioctl/cli/Text.h>
+#include <velmioctl/store/OwnFiles.h>
+#include <velmioctl/store/WatchedDatabase.h>
+
+#include <QFile>
+#include <QFileInfo>
+#include <QSet>
+
+#include <cerrno>
+#include <cstring>
+#include <sys/stat.h>
+
+using namespace Qt::StringLiterals;
+using sync::config::FolderConfiguration;
+
+namespace velmioctl {
+
+namespace {
+
+constexpr qint64 SecondMs = 1000;
+
+// The times as numbers, which are compared many times as fast as they are read as texts. Their
+// zone is cut off: whatever it says, they are UTC.
+const QString SelectFiles =
+    u"SELECT id, clientPath, size, checkSum,"
+    u" CAST(round((julianday(substr(createdDateTime, 1, 23)) - 2440587.5) * 86400000) AS INTEGER),"
+    u" CAST(round((julianday(substr(lastModifiedDateTime, 1, 23)) - 2440587.5) * 86400000)"
+    u" AS INTEGER)"
+    u" FROM FileConfiguration WHERE folderConfigurationId = :folderConfigurationId"_s;
+
+bool agree(std::optional<qint64> storedMs, qint64 fileMs)
+{
+    if (!storedMs)
+        return false;
+    const bool wholeSeconds = *storedMs % SecondMs == 0;
+    return *storedMs == fileMs || (wholeSeconds && qAbs(*storedMs - fileMs) < 2 * SecondMs);
+}
+
+std::optional<qint64> numberOrNothing(const QVariant& value)
+{
+    return value.isNull() ? std::nullopt : std::optional(value.toLongLong());
+}
+
+QString errorText(int error)
+{
+    return QString::fromLocal8Bit(std::strerror(error));
+}
+
+} // namespace
+
+QString describe(const DirectoryWalk::Problem& problem)
+{
+    using Kind = DirectoryWalk::Problem::Kind;
+    if (problem.kind == Kind::Unreadable) {
+        return u"The folder %1 cannot be read (%2): give yourself the right to, and scan again."_s
+            .arg(quoted(QString::fromUtf8(problem.path)), errorText(problem.error));
+    }
+    return u"The name of the %1 \"%2\" is no valid UTF-8: rename it, it cannot be synchronised."_s
+        .arg(
+            problem.kind == Kind::InvalidFileName ? u"file"_s : u"folder"_s,
+            escapeBytes(problem.path));
+}
+
+QString describeInaccessible(const QString& path, int error)
+{
+    return u"The file %1 cannot be looked at (%2): give yourself the right to, and scan again."_s
+        .arg(quoted(path), errorText(error));
+}
+
+bool KnownFile::matches(const FileState& state) const
+{
+    return size == state.size && agree(modifiedMs, state.modifiedMs) &&
+           agree(createdMs, state.createdMs);
+}
+
+TreeComparison::TreeComparison(
+    WatchedDatabase& database, ComparisonHandler& handler, std::function<bool()> stopRequested)
+    : database(database)
+    , handler(handler)
+    , stopRequested(std::move(stopRequested))
+{
+    const QFileInfo file(QFileInfo(database.path()).canonicalFilePath());
+    ownFolder = identityOf(file.absolutePath());
+    ownName = file.fileName().toStdString();
+    backupFolder = identityOf(sync::database::DatabaseBackups(file.absoluteFilePath()).folder());
+}
+
+bool TreeComparison::run(const FolderConfiguration& root)
+{
+    const bool topLevel = root.getFolderOption() == sync::config::TopLevelOnly;
+    const auto depth = topLevel ? DirectoryWalk::Depth::TopLevel : DirectoryWalk::Depth::All;
+    DirectoryWalk walk(root.getClientPath(), depth, [this](const DirectoryWalk::Problem& problem) {
+        handler.problem(problem);
+    });
+    ids.clear();
+    ids.insert(root.getClientPath(), root.getId());
+    while (!stopRequested()) {
+        const DirectoryWalk::Folder* const found = walk.next();
+        if (!found)
+            return true;
+        const DirectoryIdentity identity = identityOf(found->descriptor);
+        if (identity.inode != 0 && identity == backupFolder)
+            continue;
+        const Folder folder{found->path, idOf(found->path)};
+        handler.folderFound(folder);
+        if (!compareFiles(folder, *found))
+            return false;
+        if (!topLevel)
+            compareSubfolders(folder, *found);
+    }
+    return false;
+}
+
+int TreeComparison::idOf(const QString& path)
+{
+    if (const auto at = ids.find(path); at != ids.end()) {
+        const int id = *at;
+        ids.erase(at);
+        return id;
+    }
+    // Also a folder whose record hangs on another parent than the one on the disk.
+    const auto query = database.select(
+        u"SELECT id FROM FolderConfiguration WHERE clientPath = :clientPath"_s,
+        {{u":clientPath"_s, path}});
+    const bool found = query->next();
+    database.check();
+    return found ? query->value(0).toInt() : -1;
+}
+
+bool TreeComparison::compareFiles(const Folder& folder, const DirectoryWalk::Folder& found)
+{
+    readKnownFiles(folder.id);
+    const DirectoryIdentity identity = identityOf(found.descriptor);
+    const bool besideDatabase = identity.inode != 0 && identity == ownFolder;
+    for (const DirectoryWalk::Entry& entry : found.entries) {
+        if (stopRequested())
+            return false;
+        compareEntry(found, entry, besideDatabase);
+    }
+    if (!found.complete)
+        return true;
+    for (size_t at = 0; at < known.size(); ++at) {
+        if (!seen[at] && fileIsGone(known[at].clientPath))
+            handler.fileMissing(known[at]);
+    }
+    return true;
+}
+
+void TreeComparison::compareEntry(
+    const DirectoryWalk::Folder& found, const DirectoryWalk::Entry& entry, bool besideDatabase)
+{
+    if (besideDatabase && isDatabaseFileName(entry.name, ownName))
+        return;
+    const QString path = joinPath(found.path, decodeName(entry.name).value_or(QString()));
+    if (!entry.regular) {
+        handler.entrySkipped(path);
+        return;
+    }
+    const auto state = readFileState(found.descriptor, entry.name.c_str());
+    if (!state) {
+        // One that vanished since the folder was read is missing, if it was known.
+        if (!isGone(errno))
+            handler.fileInaccessible(path, errno);
+        return;
+    }
+    if (!state->regular) {
+        handler.entrySkipped(path);
+        return;
+    }
+    const auto position = positions.constFind(path);
+    if (position == positions.cend()) {
+        handler.fileFound(path, *state);
+        return;
+    }
+    seen[*position] = true;
+    handler.fileFound(path, *state, known[*position]);
+}
+
+void TreeComparison::compareSubfolders(const Folder& folder, const DirectoryWalk::Folder& found)
+{
+    if (folder.id == -1)
+        return;
+    QSet<QString> present;
+    for (const std::string& name : found.folders)
+        present.insert(joinPath(folder.path, decodeName(name).value_or(QString())));
+    for (const Folder& child : readSubfolders(folder.id)) {
+        if (present.contains(child.path))
+            ids.insert(child.path, child.id);
+        else if (found.complete && folderIsGone(child.path))
+            reportMissingTree(child);
+    }
+}
+
+void TreeComparison::reportMissingTree(const Folder& top)
+{
+    std::vector<Folder> pending{top};
+    // Folders of a damaged table may lie below themselves.
+    QSet<int> visited;
+    while (!pending.empty()) {
+        const Folder folder = std::move(pending.back());
+        pending.pop_back();
+        if (visited.contains(folder.id))
+            continue;
+        visited.insert(folder.id);
+
+        handler.folderMissing(folder);
+        readKnownFiles(folder.id);
+        for (const KnownFile& file : known)
+            handler.fileMissing(file);
+        for (Folder& child : readSubfolders(folder.id))
+            pending.push_back(std::move(child));
+    }
+}
+
+void TreeComparison::readKnownFiles(int folderId)
+{
+    known.clear();
+    positions.clear();
+    if (folderId != -1) {
+        const auto query = database.select(SelectFiles, {{u":folderConfigurationId"_s, folderId}});
+        while (query->next()) {
+            positions.insert(query->value(1).toString(), known.size());
+            known.push_back(
+                {query->value(0).toInt(), query->value(1).toString(), query->value(2).toLongLong(),
+                 numberOrNothing(query->value(4)), numberOrNothing(query->value(5)),
+                 query->value(3).toString()});
+        }
+        // Fewer rows than there are would make known files look new, and folders look empty.
+        database.check();
+    }
+    seen.assign(known.size(), false);
+}
+
+std::vector<TreeComparison::Folder> TreeComparison::readSubfolders(int folderId)
+{
+    const auto query = database.select(
+        u"SELECT id, clientPath FROM FolderConfiguration WHERE parentId = :parentId"_s,
+        {{u":parentId"_s, folderId}});
+    std::vector<Folder> folders;
+    while (query->next())
+        folders.push_back({query->value(1).toString(), query->value(0).toInt()});
+    database.check();
+    return folders;
+}
+
+TreeComparison::DirectoryIdentity TreeComparison::identityOf(const QString& path)
+{
+    struct stat status
+    {
+    };
+    if (::stat(QFile::encodeName(path).constData(), &status) != 0)
+        return {};
+    return {status.st_dev, status.st_ino};
+}
+
+TreeComparison::DirectoryIdentity TreeComparison::identityOf(int descriptor)
+{
+    struct stat status
+    {
+    };
+    if (descriptor < 0 || ::fstat(descriptor, &status) != 0)
+        return {};
+    return {status.st_dev, status.st_ino};
+}
+
+} // namespace velmioctl

@@ -1,0 +1,121 @@
+#include <velmioctl/upkeep/BackupCommands.h>
+
+#include <database/DatabaseBackups.h>
+#include <database/DatabaseError.h>
+#include <velmioctl/cli/CommandLine.h>
+#include <velmioctl/cli/Table.h>
+#include <velmioctl/cli/Text.h>
+#include <velmioctl/store/Records.h>
+#include <velmioctl/store/Session.h>
+#include <velmioctl/store/WatchedDatabase.h>
+
+using namespace Qt::StringLiterals;
+using sync::database::DatabaseBackups;
+using sync::database::DatabaseError;
+
+namespace velmioctl {
+
+namespace {
+
+struct BackupOptions
+{
+    std::optional<std::string> file;
+    bool list = false;
+};
+
+QJsonObject objectOf(const DatabaseBackups::Backup& backup)
+{
+    return {
+        {u"path"_s, backup.path},
+        {u"time"_s, toJson(backup.time)},
+        {u"reason"_s, DatabaseBackups::wordFor(backup.reason)},
+        {u"bytes"_s, backup.bytes},
+    };
+}
+
+// Empty when the backup is whole.
+QString findingIn(const DatabaseBackups::Backup& backup)
+{
+    try {
+        DatabaseBackups::verify(backup.path);
+        return {};
+    } catch (const DatabaseError& error) {
+        return error.text();
+    }
+}
+
+void list(Session& session)
+{
+    Table table({u"TIME"_s, u"REASON"_s, u"BYTES"_s, u"STATE"_s, u"PATH"_s});
+    table.alignRight(2);
+    QJsonArray array;
+    QStringList findings;
+    for (const auto& backup : DatabaseBackups(session.databasePath()).list()) {
+        const QString finding = findingIn(backup);
+        QJsonObject object = objectOf(backup);
+        object.insert(u"verified"_s, finding.isEmpty());
+        array.append(object);
+        table.addRow(
+            {backup.time.toString(Qt::ISODate), DatabaseBackups::wordFor(backup.reason),
+             QString::number(backup.bytes), finding.isEmpty() ? u"whole"_s : u"unusable"_s,
+             backup.path});
+        if (!finding.isEmpty())
+            findings += finding;
+    }
+    if (session.output.json())
+        session.output.print(array);
+    else if (!table.isEmpty())
+        session.output.print(table);
+    else
+        session.output.note(u"There is no backup yet: 'velmioctl backup' makes one."_s);
+    for (const QString& finding : findings)
+        session.output.warning(finding);
+    session.exitCode = findings.isEmpty() ? ExitCode::Ok : ExitCode::Findings;
+}
+
+DatabaseBackups::Backup make(const QString& database, const std::optional<std::string>& file)
+{
+    const DatabaseBackups backups(database);
+    try {
+        return file ? backups.makeAt(absolutePath(*file))
+                    : backups.make(DatabaseBackups::Reason::Manual);
+    } catch (const DatabaseError& error) {
+        throw openingError(error);
+    }
+}
+
+void backUp(Session& session, const BackupOptions& options)
+{
+    if (options.list) {
+        list(session);
+        return;
+    }
+    const auto made = make(session.existingDatabasePath(), options.file);
+    if (session.output.json()) {
+        QJsonObject object = objectOf(made);
+        object.insert(u"verified"_s, true);
+        session.output.print(object);
+        return;
+    }
+    session.output.printText(
+        u"Made the backup %1, %2 bytes, and found it whole."_s.arg(quoted(made.path))
+            .arg(made.bytes));
+}
+
+} // namespace
+
+void addBackupCommands(Command& app, Session& session)
+{
+    const auto options = std::make_shared<BackupOptions>();
+    Command* const backup =
+        app.addSubcommand("backup", "Copy the database, also while clients use it");
+    auto* const file =
+        backup->addOption("FILE", options->file, "A new file; without it one beside the database")
+            ->offersFiles();
+    backup->addFlag("--list", options->list, "List the backups beside the database")
+        ->excludes(file);
+    backup->example("velmioctl backup stick/velmio.db")->example("velmioctl backup --list");
+    backup->callback([&session, options] { backUp(session, *options); });
+}
+
+} // namespace velmioctl

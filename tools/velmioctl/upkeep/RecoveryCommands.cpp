@@ -1,0 +1,211 @@
+#include <velmioctl/upkeep/RecoveryCommands.h>
+
+#include <database/DatabaseBackups.h>
+#include <database/DatabaseError.h>
+#include <velmioctl/cli/CommandLine.h>
+#include <velmioctl/cli/Table.h>
+#include <velmioctl/cli/Text.h>
+#include <velmioctl/store/Session.h>
+#include <velmioctl/store/WatchedDatabase.h>
+
+#include <QFileInfo>
+
+#include <limits>
+
+using namespace Qt::StringLiterals;
+using sync::database::DatabaseBackups;
+using sync::database::DatabaseError;
+
+namespace velmioctl {
+
+namespace {
+
+// What the file says where nothing tells how far the ids go.
+constexpr qint64 LastPossibleId = std::numeric_limits<qint32>::max();
+
+struct RecoveryOptions
+{
+    std::string file;
+    bool fromBackup = false;
+    bool salvage = false;
+    bool yes = false;
+};
+
+template <class Action>
+auto withDatabaseErrors(const Action& action)
+{
+    try {
+        return action();
+    } catch (const DatabaseError& error) {
+        throw commandError(error);
+    }
+}
+
+QJsonValue jsonPath(const QString& path)
+{
+    return path.isEmpty() ? QJsonValue() : QJsonValue(path);
+}
+
+void putInPlace(Session& session, const QString& file)
+{
+    const QString path = session.databasePath();
+    const QString kept = withDatabaseErrors([&] { return DatabaseBackups(path).restore(file); });
+    if (session.output.json()) {
+        session.output.print(QJsonObject{
+            {u"path"_s, path}, {u"restoredFrom"_s, file}, {u"keptPath"_s, jsonPath(kept)}});
+        return;
+    }
+    session.output.printText(
+        u"Restored the database %1 from %2."_s.arg(quoted(path), quoted(file)));
+    if (!kept.isEmpty())
+        session.output.printText(u"What was there before is kept as %1."_s.arg(quoted(kept)));
+}
+
+void restore(Session& session, const RecoveryOptions& options)
+{
+    const QString file = absolutePath(options.file);
+    if (!QFileInfo::exists(file)) {
+        throw CommandError(
+            ExitCode::NotFound, u"There is no file %1: 'velmioctl backup --list' shows the backups "
+                                u"beside the database."_s.arg(quoted(file)));
+    }
+    withDatabaseErrors([&] { DatabaseBackups::verify(file); });
+    session.confirm(
+        options.yes, u"Put %1 in the place of the database %2? What was stored since that backup "
+                     u"was made is in it no more; the present file is kept beside it."_s.arg(
+                         quoted(file), quoted(session.databasePath())));
+    putInPlace(session, file);
+}
+
+void recoverFromBackup(Session& session, bool yes)
+{
+    const DatabaseBackups backups(session.databasePath());
+    const auto newest = backups.newestVerified();
+    if (!newest) {
+        throw CommandError(
+            ExitCode::NotFound,
+            u"There is no whole backup in %1. 'velmioctl restore FILE' takes one from another "
+            u"place, and 'velmioctl recover --salvage' what can be read of the file."_s.arg(
+                quoted(backups.folder())));
+    }
+    session.confirm(
+        yes,
+        u"Put the backup %1 in the place of the database %2? What was stored since %3 is in it "
+        u"no more; the damaged file is kept beside it."_s.arg(
+            quoted(newest->path), quoted(session.databasePath()),
+            newest->time.toString(Qt::ISODate)));
+    putInPlace(session, newest->path);
+}
+
+QString textOf(const QList<DatabaseBackups::IdRange>& ranges)
+{
+    QStringList texts;
+    for (const auto& [first, last] : ranges) {
+        if (last == LastPossibleId)
+            texts += u"%1 and later"_s.arg(first);
+        else
+            texts += first == last ? QString::number(first) : u"%1-%2"_s.arg(first).arg(last);
+    }
+    return texts.isEmpty() ? u"none"_s : texts.join(u", "_s);
+}
+
+QJsonObject objectOf(const DatabaseBackups::SalvagedTable& table)
+{
+    QJsonArray ranges;
+    for (const auto& [first, last] : table.unreadableIds)
+        ranges.append(QJsonArray{first, last});
+    return {{u"rows"_s, table.rows}, {u"unreadableIds"_s, ranges}};
+}
+
+void print(Session& session, const DatabaseBackups::Salvaged& salvaged)
+{
+    Table table({u"ROWS"_s, u"TABLE"_s, u"UNREADABLE IDS"_s});
+    table.alignRight(0);
+    QJsonObject tables;
+    bool complete = true;
+    for (const auto& entry : salvaged.tables) {
+        table.addRow({QString::number(entry.rows), entry.name, textOf(entry.unreadableIds)});
+        tables.insert(entry.name, objectOf(entry));
+        complete = complete && entry.unreadableIds.isEmpty();
+    }
+    session.exitCode = complete ? ExitCode::Ok : ExitCode::Findings;
+    if (session.output.json()) {
+        session.output.print(QJsonObject{
+            {u"path"_s, session.databasePath()},
+            {u"keptPath"_s, salvaged.keptPath},
+            {u"complete"_s, complete},
+            {u"tables"_s, tables},
+        });
+        return;
+    }
+    session.output.print(table);
+    session.output.printText(
+        u"The database %1 holds what could be read. The damaged file is kept "
+        u"as %2."_s.arg(quoted(session.databasePath()), quoted(salvaged.keptPath)));
+}
+
+void salvage(Session& session, bool yes)
+{
+    const QString path = session.databasePath();
+    session.confirm(
+        yes, u"Put a new database, with what can be read of the damaged one, in the place of %1? "
+             u"The damaged file is kept beside it."_s.arg(quoted(path)));
+    print(session, withDatabaseErrors([&] { return DatabaseBackups(path).salvage(); }));
+}
+
+// Returns when the database is lost or damaged, or when that cannot be told.
+void requireDamage(Session& session)
+{
+    const QString path = session.databasePath();
+    try {
+        DatabaseBackups::verify(path);
+    } catch (const DatabaseError& error) {
+        // What else there is to say of it is told by opening it.
+        const auto cause = error.cause();
+        if (cause == DatabaseError::Cause::TooNew || cause == DatabaseError::Cause::ForeignDatabase)
+            session.database();
+        return;
+    }
+    throw CommandError(
+        ExitCode::Usage, u"The database %1 is whole, and was left alone. 'velmioctl restore FILE' "
+                         u"goes back to a backup."_s.arg(quoted(path)));
+}
+
+void recover(Session& session, const RecoveryOptions& options)
+{
+    if (options.fromBackup == options.salvage) {
+        throw CommandError(
+            ExitCode::Usage,
+            u"Choose one way: --from-backup puts the newest whole backup in the place of the "
+            u"damaged database, and --salvage a new database with what can be read of it."_s);
+    }
+    requireDamage(session);
+    if (options.fromBackup)
+        recoverFromBackup(session, options.yes);
+    else
+        salvage(session, options.yes);
+}
+
+} // namespace
+
+void addRecoveryCommands(Command& app, Session& session)
+{
+    const auto options = std::make_shared<RecoveryOptions>();
+    Command* const restoreCommand =
+        app.addSubcommand("restore", "Put a backup in the place of the database");
+    restoreCommand->addOption("FILE", options->file, "The backup")->required()->offersFiles();
+    restoreCommand->addFlag("--yes", options->yes, "Restore without asking");
+    restoreCommand->example("velmioctl restore stick/velmio.db");
+    restoreCommand->callback([&session, options] { restore(session, *options); });
+
+    Command* const recoverCommand =
+        app.addSubcommand("recover", "Replace a damaged database, which is kept beside it");
+    recoverCommand->addFlag(
+        "--from-backup", options->fromBackup, "By the newest backup that is whole");
+    recoverCommand->addFlag("--salvage", options->salvage, "By what can be read of it");
+    recoverCommand->addFlag("--yes", options->yes, "Recover without asking");
+    recoverCommand->example("velmioctl recover --from-backup");
+    recoverCommand->callback([&session, options] { recover(session, *options); });
+}
+
+} // namespace velmioctl

@@ -1,0 +1,233 @@
+#include <velmioctl/upkeep/SecretsCommands.h>
+
+#include <config/PasswordKeys.h>
+#include <core/Crypto.h>
+#include <core/FileKeyStore.h>
+#include <interf/IQSqlQueryWrapper.h>
+#include <velmioctl/cli/CommandLine.h>
+#include <velmioctl/cli/Table.h>
+#include <velmioctl/cli/Text.h>
+#include <velmioctl/store/Session.h>
+#include <velmioctl/store/StoredPassword.h>
+#include <velmioctl/store/WatchedDatabase.h>
+#include <velmioctl/tree/FileState.h>
+
+using namespace Qt::StringLiterals;
+using namespace sync::core::crypto;
+
+namespace velmioctl {
+
+namespace {
+
+QString hex(const KeyId& id)
+{
+    return QString::fromLatin1(id.toHex());
+}
+
+/// What became of looking at every stored password.
+struct Verification
+{
+    Table table{{u"ID"_s, u"PASSWORD"_s, u"USER"_s, u"DOMAIN"_s, u"REASON"_s}};
+    QJsonArray array;
+    int ok = 0;
+    int none = 0;
+    int unreadable = 0;
+    PasswordReader reader;
+};
+
+QString stateWord(StoredPassword::State state)
+{
+    switch (state) {
+    case StoredPassword::State::Ok:
+        return u"ok"_s;
+    case StoredPassword::State::None:
+        return u"none"_s;
+    default:
+        return u"unreadable"_s;
+    }
+}
+
+// For programs; null for what can be read.
+QJsonValue reasonWord(StoredPassword::State state)
+{
+    switch (state) {
+    case StoredPassword::State::NoKey:
+        return u"no-key"_s;
+    case StoredPassword::State::OtherKey:
+        return u"other-key"_s;
+    case StoredPassword::State::Damaged:
+        return u"damaged"_s;
+    case StoredPassword::State::UnknownVersion:
+        return u"unknown-version"_s;
+    default:
+        return {};
+    }
+}
+
+void addRow(Verification& all, const sync::interf::IQSqlQueryWrapper& row)
+{
+    const StoredPassword password = all.reader.read(row.value(3));
+    if (password.isUnreadable())
+        ++all.unreadable;
+    else
+        ++(password.state == StoredPassword::State::Ok ? all.ok : all.none);
+
+    const QString user = row.value(1).toString();
+    const QString domain = row.value(2).toString();
+    all.array.append(QJsonObject{
+        {u"id"_s, row.value(0).toInt()},
+        {u"userName"_s, user},
+        {u"domain"_s, domain},
+        {u"state"_s, stateWord(password.state)},
+        {u"reason"_s, reasonWord(password.state)},
+        {u"keyId"_s, password.keyId.isEmpty() ? QJsonValue() : QJsonValue(password.keyId)},
+    });
+    all.table.addRow(
+        {row.value(0).toString(), stateWord(password.state), user, domain, password.reason});
+}
+
+Verification verifyAll(WatchedDatabase& database)
+{
+    Verification all;
+    all.table.alignRight(0);
+    const auto query = database.select(u"SELECT id, userName, domain, encryptedPassword"
+                                       u" FROM AuthenticationConfiguration ORDER BY id"_s);
+    while (query->next())
+        addRow(all, *query);
+    database.check();
+    return all;
+}
+
+void verify(Session& session)
+{
+    const Verification all = verifyAll(session.database());
+    if (session.output.json()) {
+        session.output.print(QJsonObject{
+            {u"ok"_s, all.ok},
+            {u"none"_s, all.none},
+            {u"unreadable"_s, all.unreadable},
+            {u"passwords"_s, all.array},
+        });
+    } else {
+        if (!all.table.isEmpty())
+            session.output.print(all.table);
+        session.output.printText(u"%1 can be read, %2 cannot, and %3 are none."_s.arg(all.ok)
+                                     .arg(all.unreadable)
+                                     .arg(all.none));
+    }
+    session.exitCode = all.unreadable == 0 ? ExitCode::Ok : ExitCode::Findings;
+    all.reader.requireKey();
+}
+
+void printRekeyed(
+    Session& session, const sync::config::PasswordKeys::Outcome& outcome, const KeyRing& ring)
+{
+    const qsizetype earlier = ring.ids().size() - 1;
+    if (session.output.json()) {
+        QJsonArray unreadable;
+        for (const int id : outcome.unreadableIds)
+            unreadable.append(id);
+        session.output.print(QJsonObject{
+            {u"encrypted"_s, outcome.encrypted},
+            {u"unreadable"_s, unreadable},
+            {u"currentKey"_s, hex(ring.current().id())},
+            {u"earlierKeys"_s, earlier},
+        });
+        return;
+    }
+    session.output.printText(
+        u"Encrypted %1 passwords with the key %2.\nEarlier keys that stay in %3: %4."_s.arg(
+            QString::number(outcome.encrypted), hex(ring.current().id()), keyPlace(),
+            QString::number(earlier)));
+}
+
+void rekey(Session& session)
+{
+    // Without the present key a new one would leave all passwords unreadable.
+    verifyAll(session.database()).reader.requireKey();
+    auto& keys = session.passwordKeys();
+    session.database().check(keys.use(keyStore()), u"Reading the stored passwords"_s);
+    session.backUp(sync::database::DatabaseBackups::Reason::Rekey);
+    const auto outcome = keys.changeKey();
+    session.database().check(outcome.succeeded, u"Encrypting the passwords"_s);
+    printRekeyed(session, outcome, keyStore()->read());
+    if (outcome.unreadableIds.isEmpty())
+        return;
+
+    QStringList ids;
+    for (const int id : outcome.unreadableIds)
+        ids += QString::number(id);
+    session.exitCode = ExitCode::Findings;
+    session.output.warning(
+        u"The passwords of these sign-ins cannot be read and stayed as they are: %1. See "
+        u"'velmioctl secrets verify'."_s.arg(ids.join(u", "_s)));
+}
+
+QJsonValue jsonOrNull(const QString& text)
+{
+    return text.isEmpty() ? QJsonValue() : QJsonValue(text);
+}
+
+void printPlace(
+    Session& session, const QString& path, const QList<KeyId>& ids, const QString& withoutKey)
+{
+    const QString place = backendName(keyStore()->backend());
+    const QString permissions = permissionsOf(path);
+    if (session.output.json()) {
+        QJsonArray earlier;
+        for (const KeyId& id : ids.mid(1))
+            earlier.append(hex(id));
+        session.output.print(QJsonObject{
+            {u"store"_s, place},
+            {u"path"_s, jsonOrNull(path)},
+            {u"permissions"_s, jsonOrNull(permissions)},
+            {u"currentKey"_s, jsonOrNull(ids.isEmpty() ? QString() : hex(ids.first()))},
+            {u"earlierKeys"_s, earlier},
+        });
+        return;
+    }
+    FieldList fields;
+    fields.add(u"store"_s, place);
+    fields.add(u"path"_s, path);
+    fields.add(u"permissions"_s, permissions.isEmpty() ? u"none: it is not there"_s : permissions);
+    fields.add(u"current key"_s, ids.isEmpty() ? withoutKey : hex(ids.first()));
+    for (const KeyId& id : ids.mid(1))
+        fields.add(u"earlier key"_s, hex(id));
+    session.output.printWhole(fields);
+}
+
+void showPlace(Session& session)
+{
+    const auto store = keyStore();
+    const auto* const file = dynamic_cast<const FileKeyStore*>(store.get());
+    const QString path = file ? file->path() : QString();
+    QList<KeyId> ids;
+    try {
+        ids = store->read().ids();
+    } catch (const KeyError&) {
+        // What can be told helps to mend it.
+        printPlace(session, path, {}, u"cannot be read"_s);
+        throw;
+    }
+    printPlace(session, path, ids, u"none: it is made with the first password"_s);
+}
+
+} // namespace
+
+void addSecretsCommands(Command& app, Session& session)
+{
+    Command* const secrets =
+        app.addSubcommand("secrets", "The keys that passwords are encrypted with");
+    secrets->requireSubcommand();
+    secrets->addSubcommand("verify", "Tell which stored passwords can be read, and why not")
+        ->example("velmioctl secrets verify --json")
+        ->callback([&session] { verify(session); });
+    secrets->addSubcommand("rekey", "Make a new key, and encrypt all passwords with it")
+        ->example("velmioctl secrets rekey")
+        ->callback([&session] { rekey(session); });
+    secrets->addSubcommand("where", "Show where the keys are kept")
+        ->example("velmioctl secrets where")
+        ->callback([&session] { showPlace(session); });
+}
+
+} // namespace velmioctl

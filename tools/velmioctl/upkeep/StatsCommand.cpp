@@ -1,0 +1,166 @@
+#include <velmioctl/upkeep/StatsCommand.h>
+
+#include <database/SqliteDatabaseFactory.h>
+#include <interf/IQSqlQueryWrapper.h>
+#include <velmioctl/cli/CommandLine.h>
+#include <velmioctl/cli/Table.h>
+#include <velmioctl/store/Session.h>
+#include <velmioctl/store/Tables.h>
+#include <velmioctl/store/WatchedDatabase.h>
+
+#include <QFileInfo>
+
+using namespace Qt::StringLiterals;
+
+namespace velmioctl {
+
+namespace {
+
+struct RootCount
+{
+    int id;
+    QString path;
+    long long folders;
+    long long files;
+    long long bytes;
+};
+
+struct Stats
+{
+    QString path;
+    long long fileBytes = 0;
+    bool hasLog = true;
+    long long logBytes = 0;
+    QString sqliteVersion;
+    long long schemaVersion = 0;
+    QString storeId;
+    bool moved = false;
+    std::vector<std::pair<QString, long long>> tableRows;
+    std::vector<RootCount> roots;
+};
+
+std::vector<RootCount> readRoots(WatchedDatabase& database)
+{
+    const auto query = database.select(
+        u"SELECT root.id, root.clientPath,"
+        u" (SELECT count(*) FROM FolderConfiguration AS folder WHERE folder.rootId = root.id),"
+        u" (SELECT count(*) FROM FileConfiguration AS file WHERE file.rootFolderId = root.id),"
+        u" (SELECT sum(size) FROM FileConfiguration AS file WHERE file.rootFolderId = root.id)"
+        u" FROM FolderConfiguration AS root WHERE root.parentId = 0 ORDER BY root.clientPath"_s);
+    std::vector<RootCount> roots;
+    while (query->next()) {
+        roots.push_back(
+            {query->value(0).toInt(), query->value(1).toString(), query->value(2).toLongLong(),
+             query->value(3).toLongLong(), query->value(4).toLongLong()});
+    }
+    database.check();
+    return roots;
+}
+
+QString readText(WatchedDatabase& database, const QString& sql)
+{
+    const auto query = database.select(sql);
+    query->next();
+    database.check();
+    return query->value(0).toString();
+}
+
+Stats readStats(WatchedDatabase& database)
+{
+    Stats stats;
+    stats.path = database.path();
+    stats.fileBytes = QFileInfo(stats.path).size();
+    stats.hasLog = database.engine().hasWriteAheadLog();
+    stats.logBytes = QFileInfo(stats.path + u"-wal"_s).size();
+    stats.sqliteVersion = readText(database, u"SELECT sqlite_version()"_s);
+    stats.schemaVersion = database.number(u"PRAGMA user_version"_s);
+    stats.storeId = database.engine().storeId();
+    stats.moved = database.engine().isMoved();
+    for (const char16_t* const name : TableNames) {
+        const QString table = QString::fromUtf16(name);
+        stats.tableRows.emplace_back(table, database.number(u"SELECT count(*) FROM "_s + table));
+    }
+    stats.roots = readRoots(database);
+    return stats;
+}
+
+QJsonObject toJson(const Stats& stats)
+{
+    QJsonObject tables;
+    for (const auto& [name, rows] : stats.tableRows)
+        tables.insert(name, rows);
+    QJsonArray roots;
+    for (const RootCount& root : stats.roots) {
+        roots.append(QJsonObject{
+            {u"id"_s, root.id},
+            {u"clientPath"_s, root.path},
+            {u"folders"_s, root.folders},
+            {u"files"_s, root.files},
+            {u"bytes"_s, root.bytes}});
+    }
+    return {
+        {u"path"_s, stats.path},
+        {u"fileBytes"_s, stats.fileBytes},
+        {u"logBytes"_s, stats.logBytes},
+        {u"writeAheadLog"_s, stats.hasLog},
+        {u"libraryVersion"_s, QStringLiteral(VELMIO_VERSION)},
+        {u"sqliteVersion"_s, stats.sqliteVersion},
+        {u"schemaVersion"_s, stats.schemaVersion},
+        {u"storeId"_s, stats.storeId},
+        {u"moved"_s, stats.moved},
+        {u"tables"_s, tables},
+        {u"roots"_s, roots},
+    };
+}
+
+void print(Output& output, const Stats& stats)
+{
+    FieldList fields;
+    fields.add(u"database"_s, stats.path);
+    fields.add(u"file"_s, u"%1 bytes"_s.arg(stats.fileBytes));
+    fields.add(
+        u"log"_s, stats.hasLog ? u"%1 bytes"_s.arg(stats.logBytes) : u"none, a journal is used"_s);
+    fields.add(u"library"_s, QStringLiteral(VELMIO_VERSION));
+    fields.add(u"SQLite"_s, stats.sqliteVersion);
+    fields.add(u"schema"_s, QString::number(stats.schemaVersion));
+    fields.add(u"store"_s, stats.storeId + (stats.moved ? u", moved here"_s : QString()));
+    output.print(fields);
+
+    Table tables({u"ROWS"_s, u"TABLE"_s});
+    tables.alignRight(0);
+    for (const auto& [name, rows] : stats.tableRows)
+        tables.addRow({QString::number(rows), name});
+    output.printText({});
+    output.print(tables);
+
+    if (stats.roots.empty())
+        return;
+    Table roots({u"ROOT"_s, u"FOLDERS"_s, u"FILES"_s, u"BYTES"_s, u"PATH"_s});
+    roots.alignRight(0).alignRight(1).alignRight(2).alignRight(3);
+    for (const RootCount& root : stats.roots)
+        roots.addRow(
+            {QString::number(root.id), QString::number(root.folders), QString::number(root.files),
+             QString::number(root.bytes), root.path});
+    output.printText({});
+    output.print(roots);
+}
+
+void stats(Session& session)
+{
+    const Stats stats = readStats(session.database());
+    if (session.output.json())
+        session.output.print(toJson(stats));
+    else
+        print(session.output, stats);
+}
+
+} // namespace
+
+void addStatsCommand(Command& app, Session& session)
+{
+    app.addSubcommand("stats", "Show what is in the database, and how big it is")
+        ->example("velmioctl stats --json")
+        ->callback([&session] { stats(session); });
+}
+
+} // namespace velmioctl
