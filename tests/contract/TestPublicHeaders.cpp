@@ -23,6 +23,8 @@ void TestPublicHeaders::eachIncludesPosixSyncFirst_data()
 
     const QDir source(QStringLiteral(VELMIO_SOURCE_DIRECTORY "/src"));
     for (const QString& library : source.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        if (library == u"base") // not installed
+            continue;
         const QDir directory(source.filePath(library));
         for (const QString& header : directory.entryList({u"*.h"_s}, QDir::Files)) {
             if (header != u"PosixSync.h")
