@@ -19,7 +19,7 @@ namespace velmioctl {
 namespace {
 
 /// The findings of all roots, as they are printed at the end.
-class Summary
+class ScanSummary
 {
 public:
     void add(const FolderConfiguration& root, const ScanCounts& counts)
@@ -151,7 +151,7 @@ void scan(Session& session, const ScanCommandOptions& options)
     const auto roots = session.rootFolders(options.root);
 
     const Interruption interruption;
-    Summary summary;
+    ScanSummary summary;
     std::optional<CommandError> failure;
     {
         Progress progress(stderr, session.output.messageTerminal());

@@ -32,7 +32,7 @@ QJsonObject toJson(const StatusCounts& counts)
 }
 
 /// The numbers of all roots, as they are printed at the end.
-class Summary
+class StatusSummary
 {
 public:
     void add(const FolderConfiguration& root, const Status& status)
@@ -91,7 +91,7 @@ void status(Session& session, const std::optional<std::string>& chosen)
 {
     const auto roots = session.rootFolders(chosen);
     const Interruption interruption;
-    Summary summary;
+    StatusSummary summary;
     {
         Progress progress(stderr, session.output.messageTerminal());
         Status status(session, progress, [&interruption] { return interruption.requested(); });
