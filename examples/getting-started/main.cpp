@@ -3,6 +3,8 @@
 #include <config/Sha256FileHash.h>
 #include <database/SqliteDatabaseFactory.h>
 
+#include <QFileInfo>
+
 #include <cstdio>
 
 using namespace sync::config;
@@ -19,9 +21,13 @@ int main()
     if (!folders->Add(folder))
         return 1;
 
+    const QFileInfo letter("/home/me/Documents/letter.txt");
     FileConfiguration file;
-    file.setClientPath("/home/me/Documents/letter.txt");
+    file.setClientPath(letter.filePath());
     file.setFolderConfigurationId(folder.getId());
+    file.setRootFolderId(folder.getRootId());
+    file.setSize(letter.size());
+    file.setLastModifiedDateTime(letter.lastModified().toUTC()); // times are stored as UTC
     if (!files.Add(file))
         return 1;
 

@@ -59,18 +59,6 @@ FileConfiguration fileAt(const QString& clientPath)
     return file;
 }
 
-void addServer(const QString& path)
-{
-    auto factory = sync::database::SqliteDatabaseFactory::open(path); // throws DatabaseError
-    sync::config::ServerConfigManager servers(factory);
-
-    sync::config::ServerConfiguration server;
-    server.setDavUrl(u"https://dav.example.com/"_s);
-    server.setWebServiceUrl(u"https://files.example.com/"_s);
-    if (servers.Add(server)) // true: it is on the disk
-        qInfo() << server.getId() << servers.GetServerConfigById(server.getId()).getAlias();
-}
-
 bool addAll(const Factory& factory, QVector<FileConfiguration>& files)
 {
     FileConfigManager manager = fileManager(factory);
@@ -151,7 +139,6 @@ private Q_SLOTS:
     void init();
 
     void everyBlockOfAPageIsBuilt();
-    void aServerIsStoredInTenLines();
     void oneOperationTellsItsFailure();
     void manyOperationsAreOneTransaction();
     void aScopeJoinsTheStepsOfARemoval();
@@ -200,16 +187,6 @@ void TestSnippets::everyBlockOfAPageIsBuilt()
 
     QVERIFY(blocks > 10);
     QCOMPARE(nowhere, QStringList());
-}
-
-void TestSnippets::aServerIsStoredInTenLines()
-{
-    const QString path = folder->filePath(u"ten-lines.db"_s);
-
-    addServer(path);
-
-    const auto stored = ServerConfigManager(SqliteDatabaseFactory::open(path)).GetAll();
-    QCOMPARE(stored.size(), 1);
 }
 
 void TestSnippets::oneOperationTellsItsFailure()

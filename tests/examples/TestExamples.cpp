@@ -37,6 +37,7 @@ private Q_SLOTS:
     void embedStoresAServerARootFolderAndAFile();
     void embedTellsWhyADatabaseCannotBeOpened();
     void gettingStartedAnswersAsItsPageSays();
+    void doctorFindsNothingInTheStoreOfGettingStarted();
     void hostFactoryKeepsAndUndoesWhatTheHostSays();
     void metaObjectReachesOperationsAndFieldsByTheirNames();
 
@@ -78,6 +79,17 @@ void TestExamples::gettingStartedAnswersAsItsPageSays()
     QCOMPARE(hello.errors, QString());
     QVERIFY2(hello.output.startsWith(u"folder 1: "_s), qPrintable(hello.output));
     QVERIFY(QString::fromUtf8(page.readAll()).contains(u"```\n"_s + hello.output + u"```\n"_s));
+}
+
+void TestExamples::doctorFindsNothingInTheStoreOfGettingStarted()
+{
+    QTemporaryDir place;
+    QCOMPARE(run(QStringLiteral(EXAMPLE_GETTING_STARTED), {}, place.path()).exitCode, 0);
+
+    const Run doctor =
+        run(QStringLiteral(VELMIOCTL), {u"--database"_s, place.filePath(u"hello.db"_s), u"doctor"_s});
+
+    QVERIFY2(doctor.exitCode == 0, qPrintable(doctor.output + doctor.errors));
 }
 
 void TestExamples::hostFactoryKeepsAndUndoesWhatTheHostSays()
