@@ -1,13 +1,15 @@
 #include <database/DatabaseBackups.h>
 
+#include <base/FileError.h>
+#include <base/Folders.h>
 #include <database/DatabaseError.h>
 #include <database/SqliteDatabaseFactory.h>
+#include <database/connection/SqliteError.h>
 #include <database/maintenance/BackupFile.h>
 #include <database/maintenance/Salvage.h>
 #include <database/maintenance/StoreReplacement.h>
 #include <database/opening/DatabaseFile.h>
 #include <database/opening/Migrations.h>
-#include <database/opening/SystemFiles.h>
 
 #include <QDir>
 #include <QFile>
@@ -138,7 +140,7 @@ QString DatabaseBackups::folder() const
 
 DatabaseBackups::Backup DatabaseBackups::make(Reason reason) const
 {
-    createFolder(folder());
+    withFileErrors([this] { base::createFolders(folder()); });
     const auto isTaken = [this](const QDateTime& time) {
         return std::any_of(Reasons.begin(), Reasons.end(), [&](Reason other) {
             return QFileInfo::exists(pathFor(time, other));
@@ -174,7 +176,7 @@ DatabaseBackups::Backup DatabaseBackups::makeAt(const QString& file) const
     // Waits for whoever has locked the readers out, which the copying would not do.
     execute(source.get(), "BEGIN", databasePath);
     queryNumber(source.get(), "SELECT count(*) FROM sqlite_schema", databasePath);
-    writeVerifiedCopy(source.get(), target);
+    withFileErrors([&] { writeVerifiedCopy(source.get(), target); });
     setCheckpointAtClose(source.get(), true);
     return {target, time, Reason::Manual, QFileInfo(target).size()};
 }
@@ -218,10 +220,15 @@ QString DatabaseBackups::restore(const QString& file) const
         throw DatabaseError(
             Cause::Other, backupPath + u" is the database itself: name a backup of it."_s);
     const SqliteHandle backup = openVerified(backupPath);
-    return replaceBy(backup.get());
+    return withFileErrors([&] { return replaceBy(backup.get()); });
 }
 
 DatabaseBackups::Salvaged DatabaseBackups::salvage() const
+{
+    return withFileErrors([this] { return replaceBySalvaged(); });
+}
+
+DatabaseBackups::Salvaged DatabaseBackups::replaceBySalvaged() const
 {
     requireDatabase(databasePath);
     StoreReplacement store(databasePath);
@@ -231,7 +238,7 @@ DatabaseBackups::Salvaged DatabaseBackups::salvage() const
     // A folder of its own takes the log of the new database along when it goes.
     const QTemporaryDir folder(databasePath + u".XXXXXX"_s);
     if (!folder.isValid())
-        failAt(databasePath, u"Cannot create a folder beside the database"_s, errno);
+        throw base::FileError(databasePath, u"Cannot create a folder beside the database"_s, errno);
     const QString freshPath = folder.filePath(u"salvaged.db"_s);
     SqliteDatabaseFactory::open(freshPath);
     const SqliteHandle fresh = openConnection(freshPath);
@@ -250,7 +257,7 @@ QString DatabaseBackups::replaceBy(sqlite3* source) const
     if (QFileInfo(databasePath).size() == 0)
         setStrayLogsAside(databasePath);
     if (!QFileInfo::exists(databasePath)) {
-        createFolder(QFileInfo(databasePath).path());
+        base::createFolders(QFileInfo(databasePath).path());
         writeVerifiedCopy(source, databasePath);
         return {};
     }

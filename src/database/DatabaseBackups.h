@@ -106,6 +106,7 @@ public:
 
 private:
     QString replaceBy(sqlite3* source) const;
+    Salvaged replaceBySalvaged() const;
     QString pathFor(const QDateTime& time, Reason reason) const;
     void removeOldest(const Backup& made) const;
     void removeUnfinished() const;

@@ -5,11 +5,11 @@
 #include <QTimeZone>
 
 using namespace Qt::StringLiterals;
-using sync::database::decodeUtf8;
+using sync::base::decodeUtf8;
+using sync::base::encodeUtf8;
+using sync::base::MaximumUtf8PerUnit;
 using sync::database::encodeTime;
-using sync::database::encodeUtf8;
 using sync::database::MaximumTimeText;
-using sync::database::MaximumUtf8PerUnit;
 
 namespace {
 

@@ -134,4 +134,27 @@ SqliteError databaseError(sqlite3* database, const QString& path)
     return {causeOf(database), text, sqlite3_extended_errcode(database)};
 }
 
+DatabaseError databaseError(const base::FileError& error)
+{
+    const QString text = error.text() + u". "_s;
+    switch (error.code()) {
+    case EACCES:
+    case EPERM:
+        return {
+            Cause::NoPermission,
+            text + u"Give yourself the right to read and write it, or name another place."_s};
+    case EROFS:
+        return {
+            Cause::ReadOnly,
+            text + u"The place is read-only: move the database to one that takes writes."_s};
+    case ENOSPC:
+    case EDQUOT:
+        return {Cause::DiskFull, text + u"Free some space and try again."_s};
+    case EIO:
+        return {Cause::InputOutput, text + u"Check the disk."_s};
+    default:
+        return {Cause::Other, text + u"Name a file in a folder that you may use."_s};
+    }
+}
+
 } // namespace sync::database

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <base/FileError.h>
 #include <database/DatabaseError.h>
 
 #include <QString>
@@ -40,5 +41,19 @@ private:
 /// The error of a failed call on a database file. Takes the extended result code and message from
 /// the connection.
 SqliteError databaseError(sqlite3* database, const QString& path);
+
+/// The error of a failed call of the operating system.
+DatabaseError databaseError(const base::FileError& error);
+
+/// Runs work that may throw base::FileError, and throws a DatabaseError instead.
+template <typename Work>
+auto withFileErrors(const Work& work)
+{
+    try {
+        return work();
+    } catch (const base::FileError& error) {
+        throw databaseError(error);
+    }
+}
 
 } // namespace sync::database

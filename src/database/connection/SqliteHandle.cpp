@@ -1,7 +1,6 @@
 #include <database/connection/SqliteHandle.h>
 
 #include <database/connection/SqliteError.h>
-#include <database/opening/SystemFiles.h>
 
 #include <QFile>
 #include <QUrl>
@@ -159,7 +158,7 @@ QString queryDamage(sqlite3* database, const char* check, const QString& path)
 {
     QString finding = queryText(database, check, path).simplified();
     if (isFailedRead(finding))
-        failAt(path, u"Cannot read the database"_s, EIO);
+        throw databaseError(base::FileError(path, u"Cannot read the database"_s, EIO));
     finding.remove(u"*** in database main *** "_s);
     return finding == u"ok" ? QString() : finding;
 }

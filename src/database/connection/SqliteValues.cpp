@@ -75,7 +75,7 @@ char* encodeTime(const QDateTime& time, char* target)
             return encodeUtcTime(msecs, target);
     }
     const QString text = time.toString(Qt::ISODateWithMs);
-    return text.isEmpty() ? nullptr : encodeUtf8(text, target);
+    return text.isEmpty() ? nullptr : base::encodeUtf8(text, target);
 }
 
 QVariant ColumnValue::toVariant() const
@@ -206,7 +206,7 @@ bool BoundValues::bindText(int parameter, const QString& text)
 {
     if (text.isNull())
         return bindNull(parameter);
-    take(parameter, encodeUtf8(text, room(text.size() * MaximumUtf8PerUnit)), true);
+    take(parameter, base::encodeUtf8(text, room(text.size() * base::MaximumUtf8PerUnit)), true);
     return true;
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <database/connection/Utf8.h>
+#include <base/Utf8.h>
 
 #include <QDateTime>
 #include <QString>
@@ -54,7 +54,7 @@ public:
         if (!is(SQLITE_TEXT))
             return toVariant().toString();
         const std::string_view text = utf8();
-        return decodeUtf8(text.data(), static_cast<qsizetype>(text.size()));
+        return base::decodeUtf8(text.data(), static_cast<qsizetype>(text.size()));
     }
 
     /// True for a text of just these ASCII characters.

@@ -1,8 +1,8 @@
 #include <database/maintenance/BackupFile.h>
 
+#include <base/PartialFile.h>
 #include <database/DatabaseError.h>
 #include <database/connection/SqliteError.h>
-#include <database/maintenance/PartialFile.h>
 #include <database/opening/Migrations.h>
 #include <database/opening/StoreIdentity.h>
 #include <database/schema/Tables.h>
@@ -128,12 +128,12 @@ SqliteHandle openVerified(const QString& path)
 
 void writeVerifiedCopy(sqlite3* source, const QString& target)
 {
-    PartialFile partial(target);
+    base::PartialFile partial(target);
     writeVerifiedContent(source, partial);
     partial.publish();
 }
 
-void writeVerifiedContent(sqlite3* source, PartialFile& partial)
+void writeVerifiedContent(sqlite3* source, base::PartialFile& partial)
 {
     const QString& target = partial.targetPath();
     fill(partial.path(), source, target);

@@ -2,9 +2,11 @@
 
 #include <database/connection/SqliteHandle.h>
 
-namespace sync::database {
-
+namespace sync::base {
 class PartialFile;
+}
+
+namespace sync::database {
 
 /// A connection to a database of ours that is whole, in the read transaction in which its content
 /// was checked. Throws DatabaseError when there is none, or it is foreign, too new or damaged.
@@ -18,7 +20,7 @@ SqliteHandle openVerified(const QString& path);
 void writeVerifiedCopy(sqlite3* source, const QString& target);
 
 /// The same, for a file that is put in its place by the caller.
-void writeVerifiedContent(sqlite3* source, PartialFile& partial);
+void writeVerifiedContent(sqlite3* source, base::PartialFile& partial);
 
 /// Makes the content of one database that of another in one transaction; the SQLite error is with
 /// `target` when this returns false.

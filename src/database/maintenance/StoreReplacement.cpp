@@ -1,12 +1,13 @@
 #include <database/maintenance/StoreReplacement.h>
 
+#include <base/FileError.h>
+#include <base/Folders.h>
+#include <base/PartialFile.h>
 #include <database/DatabaseError.h>
 #include <database/connection/SqliteError.h>
 #include <database/maintenance/BackupFile.h>
-#include <database/maintenance/PartialFile.h>
 #include <database/opening/LockHolder.h>
 #include <database/opening/Migrations.h>
-#include <database/opening/SystemFiles.h>
 
 #include <QDateTime>
 #include <QFile>
@@ -27,6 +28,9 @@ namespace sync::database {
 
 namespace {
 
+using base::FileError;
+using base::PartialFile;
+using base::syncFolder;
 using Cause = DatabaseError::Cause;
 
 constexpr qint64 PartBytes = 1024 * 1024;
@@ -90,11 +94,11 @@ void copyDatabaseBytes(sqlite3* database, const QString& path, PartialFile& copy
     sqlite3_file* const file = fileOf(database);
     sqlite3_int64 size = 0;
     if (file->pMethods->xFileSize(file, &size) != SQLITE_OK)
-        failAt(path, u"Cannot read the database"_s, EIO);
+        throw FileError(path, u"Cannot read the database"_s, EIO);
     for (qint64 offset = 0; offset < size; offset += PartBytes) {
         QByteArray part(std::min<qint64>(PartBytes, size - offset), Qt::Uninitialized);
         if (file->pMethods->xRead(file, part.data(), int(part.size()), offset) != SQLITE_OK)
-            failAt(path, u"Cannot read the database"_s, EIO);
+            throw FileError(path, u"Cannot read the database"_s, EIO);
         copy.append(part);
     }
 }
@@ -107,7 +111,7 @@ void copyLogBytes(const QString& path, PartialFile& copy)
             copy.append(part);
     }
     if (log.error() != QFileDevice::NoError)
-        failAt(path, u"Cannot read the log"_s, EIO);
+        throw FileError(path, u"Cannot read the log"_s, EIO);
 }
 
 // The paths of the logs beside a database that hold something.
@@ -148,7 +152,7 @@ void setStrayLogsAside(const QString& path)
     const QString aside = pathForReplaced(path);
     for (const QString& log : logsBeside(path)) {
         if (!QFile::rename(log, aside + log.sliced(path.size())))
-            failAt(log, u"Cannot rename the log"_s, errno);
+            throw FileError(log, u"Cannot rename the log"_s, errno);
     }
     syncFolder(QFileInfo(path).path());
 }
@@ -271,7 +275,7 @@ void StoreReplacement::swapFile(sqlite3* source) const
     // useless as it was, and a log never stands beside a file that it does not belong to.
     for (const QString& log : logsBeside(path)) {
         if (::unlink(QFile::encodeName(log).constData()) != 0)
-            failAt(log, u"Cannot remove the log"_s, errno);
+            throw FileError(log, u"Cannot remove the log"_s, errno);
     }
     syncFolder(QFileInfo(path).path());
     fresh.publishOver();

@@ -1,11 +1,12 @@
 #include <database/opening/DatabaseFile.h>
 
+#include <base/FileDescriptor.h>
+#include <base/Folders.h>
 #include <database/DatabaseBackups.h>
 #include <database/DatabaseError.h>
 #include <database/connection/SqliteError.h>
 #include <database/opening/CrashDetection.h>
 #include <database/opening/Migrations.h>
-#include <database/opening/SystemFiles.h>
 #include <database/opening/WalSupport.h>
 #include <database/schema/Tables.h>
 
@@ -45,24 +46,22 @@ constexpr long long FullyCheckedPages = 256;
 void createEmptyFile(const QString& path)
 {
     const QString folder = QFileInfo(path).path();
-    createFolder(folder);
+    base::createFolders(folder);
     // Readable for the user alone: some secrets are stored in clear.
-    const int descriptor =
-        ::open(QFile::encodeName(path).constData(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-    if (descriptor >= 0)
-        ::close(descriptor);
-    else if (errno != EEXIST)
-        failAt(path, u"Cannot create the database"_s, errno);
-    syncFolder(folder);
+    const base::FileDescriptor descriptor(
+        ::open(QFile::encodeName(path).constData(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+    if (!descriptor.isOpen() && errno != EEXIST)
+        throw base::FileError(path, u"Cannot create the database"_s, errno);
+    base::syncFolder(folder);
 }
 
 void checkAccess(const QString& path)
 {
     const QString folder = QFileInfo(path).path();
     if (::access(QFile::encodeName(path).constData(), R_OK | W_OK) != 0)
-        failAt(path, u"Cannot read and write the database"_s, errno);
+        throw base::FileError(path, u"Cannot read and write the database"_s, errno);
     if (::access(QFile::encodeName(folder).constData(), W_OK | X_OK) != 0)
-        failAt(folder, u"Cannot write beside the database in"_s, errno);
+        throw base::FileError(folder, u"Cannot write beside the database in"_s, errno);
 }
 
 DatabaseError notADatabase(const QString& path)
@@ -137,7 +136,7 @@ Header readHeader(sqlite3* database, const QString& path)
     if (result == SQLITE_IOERR_SHORT_READ)
         return {};
     if (result != SQLITE_OK)
-        failAt(path, u"Cannot read the database"_s, EIO);
+        throw databaseError(base::FileError(path, u"Cannot read the database"_s, EIO));
     return header;
 }
 
@@ -343,11 +342,13 @@ OpenedFile prepareDatabaseFile(const QString& givenPath, FileSystemType fileSyst
         throw DatabaseError(
             Cause::Directory, path + u" is a directory. Name a database file in it, such as "_s +
                                   QDir(path).filePath(u"configuration.db"_s) + u"."_s);
-    if (!file.exists())
-        createEmptyFile(path);
-    else if (!file.isFile())
-        throw notADatabase(path);
-    checkAccess(path);
+    withFileErrors([&] {
+        if (!file.exists())
+            createEmptyFile(path);
+        else if (!file.isFile())
+            throw notADatabase(path);
+        checkAccess(path);
+    });
     if (QFileInfo(path).size() > 0)
         inspect(path);
     else if (QFileInfo(path + u"-wal"_s).size() > 0)

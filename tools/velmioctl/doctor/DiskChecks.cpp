@@ -7,9 +7,6 @@
 #include <QFileInfo>
 #include <QSet>
 
-#include <cerrno>
-#include <cstring>
-
 using namespace Qt::StringLiterals;
 using sync::interf::factory::IDatabaseFactory;
 

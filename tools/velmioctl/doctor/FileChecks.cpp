@@ -1,5 +1,6 @@
 #include <velmioctl/doctor/FileChecks.h>
 
+#include <base/FileError.h>
 #include <core/Crypto.h>
 #include <core/FileKeyStore.h>
 #include <database/DatabaseBackups.h>
@@ -10,7 +11,6 @@
 #include <QFileInfo>
 
 #include <cerrno>
-#include <cstring>
 #include <fcntl.h>
 #include <optional>
 #include <sys/stat.h>
@@ -81,9 +81,7 @@ void checkAccess(const QString& path, const Found& found)
 {
     for (const QString& place : {path, QFileInfo(path).absolutePath()}) {
         if (!takesWrites(place)) {
-            found(
-                NotWritable,
-                {.name = place, .detail = QString::fromLocal8Bit(std::strerror(errno))});
+            found(NotWritable, {.name = place, .detail = sync::base::systemErrorText(errno)});
         }
     }
 }

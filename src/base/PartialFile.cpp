@@ -1,12 +1,11 @@
-#include <database/maintenance/PartialFile.h>
+#include <base/PartialFile.h>
 
-#include <base/FileDescriptor.h>
-#include <database/opening/SystemFiles.h>
+#include <base/FileError.h>
+#include <base/Folders.h>
 
 #include <QFile>
 #include <QFileInfo>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -14,13 +13,10 @@
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
-using sync::base::FileDescriptor;
 
-namespace sync::database {
+namespace sync::base {
 
 namespace {
-
-const QString Doing = u"Cannot write the file"_s;
 
 // Never over a file that is there. Some file systems, those of memory sticks among them, have no
 // hard links: another file of that name would have to come in the very moment then.
@@ -44,10 +40,10 @@ bool giveName(const QByteArray& from, const QByteArray& to)
 PartialFile::PartialFile(const QString& target)
     : target(target)
     , name(QFile::encodeName(target + u".XXXXXX"_s))
+    , descriptor(::mkostemp(name.data(), O_CLOEXEC)) // with mode 0600
 {
-    const FileDescriptor descriptor(::mkostemp(name.data(), O_CLOEXEC)); // with mode 0600
     if (!descriptor.isOpen())
-        failAt(target, Doing, errno);
+        fail();
 }
 
 PartialFile::~PartialFile()
@@ -63,44 +59,54 @@ QString PartialFile::path() const
     return QFile::decodeName(name);
 }
 
-void PartialFile::append(const QByteArray& bytes)
+void PartialFile::append(QByteArrayView bytes)
 {
-    const FileDescriptor descriptor(::open(name.constData(), O_WRONLY | O_APPEND | O_CLOEXEC));
-    const char* next = bytes.constData();
-    const char* const end = next + bytes.size();
-    while (descriptor.isOpen() && next < end) {
-        const ssize_t count = ::write(descriptor.get(), next, static_cast<std::size_t>(end - next));
-        if (count < 0 && errno != EINTR)
-            break;
-        next += std::max<ssize_t>(count, 0);
+    while (!bytes.isEmpty()) {
+        const ssize_t count =
+            ::write(descriptor.get(), bytes.data(), static_cast<std::size_t>(bytes.size()));
+        if (count >= 0)
+            bytes = bytes.sliced(count);
+        else if (errno != EINTR)
+            fail();
     }
-    if (next < end)
-        failAt(target, Doing, errno);
 }
 
 void PartialFile::publish()
 {
     sync();
-    if (!giveName(name, QFile::encodeName(target)))
-        failAt(target, Doing, errno);
+    const QByteArray targetName = QFile::encodeName(target);
+    if (!giveName(name, targetName))
+        fail();
     name.clear();
-    syncFolder(QFileInfo(target).path());
+    try {
+        syncFolder(QFileInfo(target).path());
+    } catch (const FileError&) {
+        ::unlink(targetName.constData());
+        throw;
+    }
 }
 
 void PartialFile::publishOver()
 {
     sync();
     if (::rename(name.constData(), QFile::encodeName(target).constData()) != 0)
-        failAt(target, Doing, errno);
+        fail();
     name.clear();
     syncFolder(QFileInfo(target).path());
 }
 
-void PartialFile::sync() const
+// Closes it before it gets its name: a close drops the locks that this process holds on the file
+// (sqlite.org/howtocorrupt.html, "Posix advisory locks").
+void PartialFile::sync()
 {
-    const FileDescriptor descriptor(::open(name.constData(), O_RDWR | O_CLOEXEC));
-    if (!descriptor.isOpen() || ::fsync(descriptor.get()) != 0)
-        failAt(target, Doing, errno);
+    if (::fsync(descriptor.get()) != 0)
+        fail();
+    descriptor = FileDescriptor(-1);
 }
 
-} // namespace sync::database
+void PartialFile::fail() const
+{
+    throw FileError(target, u"Cannot write the file"_s, errno);
+}
+
+} // namespace sync::base

@@ -1,4 +1,4 @@
-#include <database/connection/Utf8.h>
+#include <base/Utf8.h>
 
 #include <base/AsciiCopy.h>
 
@@ -6,7 +6,7 @@
 
 #include <cstring>
 
-namespace sync::database {
+namespace sync::base {
 
 namespace {
 
@@ -96,7 +96,7 @@ QString decodeWellFormed(const char* bytes, qsizetype size)
 
 char* encodeUtf8(QStringView text, char* target)
 {
-    if (base::copyAscii(text.utf16(), text.size(), target))
+    if (copyAscii(text.utf16(), text.size(), target))
         return target + text.size();
     return encodeOtherUtf8(text, target);
 }
@@ -105,9 +105,9 @@ QString decodeUtf8(const char* bytes, qsizetype size)
 {
     QString text(size, Qt::Uninitialized); // Empty and not null without bytes.
     auto* const units = size > 0 ? reinterpret_cast<char16_t*>(text.data()) : nullptr;
-    if (!base::copyAscii(reinterpret_cast<const unsigned char*>(bytes), size, units))
+    if (!copyAscii(reinterpret_cast<const unsigned char*>(bytes), size, units))
         text = decodeOtherUtf8(bytes, size);
     return text;
 }
 
-} // namespace sync::database
+} // namespace sync::base

@@ -2,7 +2,7 @@
 
 #include <QString>
 
-namespace sync::database {
+namespace sync::base {
 
 /// The most bytes that encodeUtf8() writes for a code unit.
 constexpr qsizetype MaximumUtf8PerUnit = 3;
@@ -12,7 +12,7 @@ constexpr qsizetype MaximumUtf8PerUnit = 3;
 /// that every QString survives.
 char* encodeUtf8(QStringView text, char* target);
 
-/// The text that encodeUtf8() has written; never null. Bytes that are no UTF-8 read as U+FFFD.
+/// The text that encodeUtf8() has written; never null. Bytes that are not UTF-8 read as U+FFFD.
 QString decodeUtf8(const char* bytes, qsizetype size);
 
-} // namespace sync::database
+} // namespace sync::base

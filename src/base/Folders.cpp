@@ -1,0 +1,37 @@
+#include <base/Folders.h>
+
+#include <base/FileDescriptor.h>
+#include <base/FileError.h>
+
+#include <QFile>
+#include <QFileInfo>
+
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+
+namespace sync::base {
+
+void createFolders(const QString& folder)
+{
+    if (QFileInfo::exists(folder))
+        return;
+    const QString parent = QFileInfo(folder).path();
+    createFolders(parent);
+    if (::mkdir(QFile::encodeName(folder).constData(), S_IRWXU) != 0 && errno != EEXIST)
+        throw FileError(folder, u"Cannot create the folder"_s, errno);
+    syncFolder(parent);
+}
+
+void syncFolder(const QString& folder)
+{
+    const FileDescriptor descriptor(
+        ::open(QFile::encodeName(folder).constData(), O_RDONLY | O_CLOEXEC));
+    if (descriptor.isOpen() && ::fsync(descriptor.get()) != 0 && errno != EINVAL && errno != EBADF)
+        throw FileError(folder, u"Cannot sync the folder"_s, errno);
+}
+
+} // namespace sync::base

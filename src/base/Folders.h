@@ -1,0 +1,15 @@
+#pragma once
+
+class QString;
+
+namespace sync::base {
+
+/// Creates a folder for the user alone, with the ones above it where they are missing, and makes
+/// them durable. Throws FileError.
+void createFolders(const QString& folder);
+
+/// Makes new and renamed entries of a folder durable. Throws FileError. Does nothing where the
+/// folder may be written but not read, or its file system does not sync folders.
+void syncFolder(const QString& folder);
+
+} // namespace sync::base

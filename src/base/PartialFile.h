@@ -1,0 +1,45 @@
+#pragma once
+
+#include <base/FileDescriptor.h>
+
+#include <QByteArray>
+#include <QString>
+
+namespace sync::base {
+
+/// A file that is written beside the place where it is to stand. Unless it was published, it is
+/// removed, with what SQLite keeps beside a database.
+///
+/// All functions throw FileError, which names the target.
+class PartialFile
+{
+public:
+    /// Creates it, readable for the user alone.
+    explicit PartialFile(const QString& target);
+    ~PartialFile();
+
+    PartialFile(const PartialFile&) = delete;
+    PartialFile& operator=(const PartialFile&) = delete;
+
+    QString path() const;
+    const QString& targetPath() const { return target; }
+
+    void append(QByteArrayView bytes);
+
+    /// Makes it durable under its name. Throws with EEXIST when a file has that name.
+    void publish();
+
+    /// The same, in the place of the file that has that name. When only the folder cannot be
+    /// synced, this throws with the new file in place.
+    void publishOver();
+
+private:
+    void sync();
+    [[noreturn]] void fail() const;
+
+    const QString target;
+    QByteArray name; // as the operating system has it; empty once it is published
+    FileDescriptor descriptor;
+};
+
+} // namespace sync::base
