@@ -9,25 +9,26 @@
 
 using namespace sync::config;
 
-int main()
+int main(int, char* argv[])
 {
+    const QFileInfo program(argv[0]); // any file that exists
+
     auto factory = sync::database::SqliteDatabaseFactory::open("hello.db");
     auto folders = std::make_shared<FolderConfigManager>(factory, nullptr);
     FileConfigManager files(factory, std::make_shared<Sha256FileHash>(), nullptr, folders);
 
     FolderConfiguration folder;
-    folder.setClientPath("/home/me/Documents");
+    folder.setClientPath(program.absolutePath());
     folder.setParentId(0); // a root folder
     if (!folders->Add(folder))
         return 1;
 
-    const QFileInfo letter("/home/me/Documents/letter.txt");
     FileConfiguration file;
-    file.setClientPath(letter.filePath());
+    file.setClientPath(program.absoluteFilePath());
     file.setFolderConfigurationId(folder.getId());
     file.setRootFolderId(folder.getRootId());
-    file.setSize(letter.size());
-    file.setLastModifiedDateTime(letter.lastModified().toUTC()); // times are stored as UTC
+    file.setSize(program.size());
+    file.setLastModifiedDateTime(program.lastModified().toUTC()); // times are stored as UTC
     if (!files.Add(file))
         return 1;
 

@@ -1,4 +1,4 @@
-#include <QFile>
+#include <QFileInfo>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
@@ -37,7 +37,7 @@ private Q_SLOTS:
     void embedStoresAServerARootFolderAndAFile();
     void embedTellsWhyADatabaseCannotBeOpened();
     void gettingStartedAnswersAsItsPageSays();
-    void doctorFindsNothingInTheStoreOfGettingStarted();
+    void doctorFindsNoFaultWithTheStoreOfGettingStarted();
     void hostFactoryKeepsAndUndoesWhatTheHostSays();
     void metaObjectReachesOperationsAndFieldsByTheirNames();
 
@@ -74,22 +74,25 @@ void TestExamples::gettingStartedAnswersAsItsPageSays()
     QFile page(QStringLiteral(VELMIO_SOURCE_DIRECTORY "/docs/getting-started.md"));
     QVERIFY(page.open(QIODevice::ReadOnly));
 
-    const Run hello = run(QStringLiteral(EXAMPLE_GETTING_STARTED), {}, directory.path());
+    const QString program = QStringLiteral(EXAMPLE_GETTING_STARTED);
+    Run hello = run(program, {}, directory.path());
 
     QCOMPARE(hello.errors, QString());
     QVERIFY2(hello.output.startsWith(u"folder 1: "_s), qPrintable(hello.output));
+    hello.output.replace(program, u"/home/me/hello/build/hello"_s);
+    hello.output.replace(QFileInfo(program).path(), u"/home/me/hello/build"_s);
     QVERIFY(QString::fromUtf8(page.readAll()).contains(u"```\n"_s + hello.output + u"```\n"_s));
 }
 
-void TestExamples::doctorFindsNothingInTheStoreOfGettingStarted()
+void TestExamples::doctorFindsNoFaultWithTheStoreOfGettingStarted()
 {
     QTemporaryDir place;
     QCOMPARE(run(QStringLiteral(EXAMPLE_GETTING_STARTED), {}, place.path()).exitCode, 0);
 
-    const Run doctor =
-        run(QStringLiteral(VELMIOCTL), {u"--database"_s, place.filePath(u"hello.db"_s), u"doctor"_s});
+    const Run doctor = run(
+        QStringLiteral(VELMIOCTL), {u"--database"_s, place.filePath(u"hello.db"_s), u"doctor"_s});
 
-    QVERIFY2(doctor.exitCode == 0, qPrintable(doctor.output + doctor.errors));
+    QVERIFY2(doctor.output.contains(u"0 errors, 0 warnings"_s), qPrintable(doctor.output));
 }
 
 void TestExamples::hostFactoryKeepsAndUndoesWhatTheHostSays()
