@@ -126,7 +126,7 @@ endfunction()
 
 # velmio_install_library(<name> HEADERS ...)
 #
-# Each library has an export of its own, so that whoever asks for one component needs only what that
+# Each library has an export of its own, so that a host of one component needs only what that
 # one needs.
 function(velmio_install_library name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "HEADERS")

@@ -37,7 +37,7 @@ int main(int argc, char* argv[])
         root.setServerPath(u"/Documents"_s);
         root.setParentId(0); // a root folder
 
-        // Every write tells whether it is on the disk.
+        // A write returns true when it is on the disk.
         if (!servers.Add(server) || !folders->Add(root))
             return 1;
 
