@@ -2,7 +2,7 @@
 
 #include <config/statement/SqlText.h>
 #include <config/statement/Statement.h>
-#include <core/keys/Cipher.h>
+#include <core/Cipher.h>
 #include <interf/IDatabaseFactory.h>
 #include <interf/IQSqlDatabaseWrapper.h>
 
@@ -52,12 +52,12 @@ private:
     bool open;
 };
 
-Opened openWithAny(const QByteArray& value, const QVector<KeyRing>& rings)
+Unsealed openWithAny(const QByteArray& value, const QVector<KeyRing>& rings)
 {
-    Opened opened = open(value, {});
+    Unsealed opened = unseal(value, {});
     for (const KeyRing& ring : rings) {
-        if (opened.outcome == Opened::Outcome::OtherKey)
-            opened = open(value, ring);
+        if (opened.outcome == Unsealed::Outcome::OtherKey)
+            opened = unseal(value, ring);
     }
     return opened;
 }
@@ -85,9 +85,9 @@ bool PasswordKeys::use(std::shared_ptr<KeyStore> store, OtherBackend otherBacken
 
     const KeyRing ring = store->read();
     for (const StoredPassword& password : passwords.list) {
-        const Opened opened = open(password.value, ring);
+        const Unsealed opened = unseal(password.value, ring);
         const bool elsewhere =
-            opened.outcome == Opened::Outcome::OtherKey && opened.backend != store->backend();
+            opened.outcome == Unsealed::Outcome::OtherKey && opened.backend != store->backend();
         if (elsewhere && otherBackend == OtherBackend::Refuse) {
             throw KeyError(
                 KeyError::Cause::OtherBackend,
@@ -109,8 +109,8 @@ PasswordKeys::Outcome PasswordKeys::changeKey()
     KeyRing ring = store->readOrCreate();
     const bool cutShort = std::any_of(
         passwords.list.begin(), passwords.list.end(), [&ring](const StoredPassword& password) {
-            const Opened opened = open(password.value, ring);
-            return opened.outcome == Opened::Outcome::Read && opened.keyId != ring.current().id();
+            const Unsealed opened = unseal(password.value, ring);
+            return opened.outcome == Unsealed::Outcome::Read && opened.keyId != ring.current().id();
         });
     // The new key is durable before the first password is encrypted with it.
     if (!cutShort)
@@ -137,7 +137,7 @@ int PasswordKeys::dropUnusedKeys(std::chrono::hours rest)
 
     QSet<KeyId> used;
     for (const StoredPassword& password : passwords.list)
-        used.insert(open(password.value, {}).keyId);
+        used.insert(unseal(password.value, {}).keyId);
     // The key of a value that does not tell it may be any of them.
     if (used.contains(KeyId()))
         return 0;
@@ -178,8 +178,8 @@ PasswordKeys::Outcome PasswordKeys::_Encrypt(
 
     Outcome outcome;
     for (const StoredPassword& password : passwords.list) {
-        const Opened opened = openWithAny(password.value, rings);
-        if (opened.outcome != Opened::Outcome::Read) {
+        const Unsealed opened = openWithAny(password.value, rings);
+        if (opened.outcome != Unsealed::Outcome::Read) {
             outcome.unreadableIds.append(password.signInId);
             continue;
         }

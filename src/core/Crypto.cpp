@@ -1,7 +1,7 @@
 #include <core/Crypto.h>
 
+#include <core/Cipher.h>
 #include <core/FileKeyStore.h>
-#include <core/keys/Cipher.h>
 
 #include <QLoggingCategory>
 
@@ -61,7 +61,7 @@ QString hex(const KeyId& id)
     return QString::fromLatin1(id.toHex());
 }
 
-void warnOfOtherKey(const Opened& opened, const KeyRing& ring, KeyBackend backend)
+void warnOfOtherKey(const Unsealed& opened, const KeyRing& ring, KeyBackend backend)
 {
     if (opened.backend != backend)
         rememberOther(opened.backend);
@@ -77,13 +77,13 @@ void warnOfOtherKey(const Opened& opened, const KeyRing& ring, KeyBackend backen
 
 QString decryptBytes(const QByteArray& stored, KeyStore& store)
 {
-    using Outcome = Opened::Outcome;
+    using Outcome = Unsealed::Outcome;
     // What is damaged or of an unknown version needs no key to be told.
-    Opened opened = open(stored, {});
+    Unsealed opened = unseal(stored, {});
     KeyRing ring;
     if (opened.outcome == Outcome::OtherKey) {
         ring = store.read();
-        opened = open(stored, ring);
+        opened = unseal(stored, ring);
     }
     switch (opened.outcome) {
     case Outcome::Read:

@@ -1,3 +1,4 @@
+#include <core/Cipher.h>
 #include <core/Crypto.h>
 #include <core/HostKeyStore.h>
 
@@ -85,6 +86,8 @@ private Q_SLOTS:
     void unusableStoreIsNamedInTheWarning();
     void unknownVersionIsNamedInTheWarning();
     void warningsDoNotHoldTheSecret();
+    void unsealSaysWithoutAKeyWhichOneIsNeeded();
+    void unsealReadsWithAnyKeyOfTheRing();
 
     void encryptingWithoutAKeyThrows();
     void encryptingAfterAValueOfAnotherBackendIsRefused();
@@ -332,6 +335,28 @@ void TestCrypto::warningsDoNotHoldTheSecret()
 
     QCOMPARE(warnings.texts().size(), 3);
     QVERIFY(!warnings.texts().join(u'\n').contains(Secret));
+}
+
+void TestCrypto::unsealSaysWithoutAKeyWhichOneIsNeeded()
+{
+    const Unsealed found = unseal(encrypted(Secret), {});
+
+    QCOMPARE(found.outcome, Unsealed::Outcome::OtherKey);
+    QCOMPARE(found.backend, KeyBackend::Host);
+    QCOMPARE(QString::fromLatin1(found.keyId.toHex()), hexIdOf(KeyBytes));
+    QVERIFY(found.secret.isNull());
+}
+
+void TestCrypto::unsealReadsWithAnyKeyOfTheRing()
+{
+    const KeyRing ring = HostKeyStore(OtherKeyBytes).read();
+    const QByteArray value = seal(Secret, ring.current(), KeyBackend::File);
+
+    const Unsealed found = unseal(value, ring.withNewKey());
+
+    QCOMPARE(found.outcome, Unsealed::Outcome::Read);
+    QCOMPARE(found.backend, KeyBackend::File);
+    QCOMPARE(found.secret, Secret);
 }
 
 void TestCrypto::encryptingWithoutAKeyThrows()

@@ -1,7 +1,7 @@
 #include "VelmioctlRunner.h"
 
 #include <core/HostKeyStore.h>
-#include <core/keys/Cipher.h>
+#include <core/Cipher.h>
 
 #include <QDir>
 #include <QDirIterator>

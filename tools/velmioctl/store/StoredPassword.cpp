@@ -1,9 +1,9 @@
 #include <velmioctl/store/StoredPassword.h>
 
+#include <core/Cipher.h>
 #include <core/Crypto.h>
 #include <core/FileKeyStore.h>
 #include <core/KeyError.h>
-#include <core/keys/Cipher.h>
 #include <velmioctl/cli/ExitCode.h>
 #include <velmioctl/cli/Text.h>
 
@@ -14,7 +14,7 @@ namespace velmioctl {
 
 namespace {
 
-StoredPassword readOpened(const Opened& opened)
+StoredPassword readOpened(const Unsealed& opened)
 {
     // A sign-in that was stored without a password holds an encrypted null text.
     if (opened.secret.isNull())
@@ -43,24 +43,24 @@ StoredPassword PasswordReader::read(const QVariant& stored)
         return {};
     const QByteArray value = stored.toByteArray();
     // What is damaged or of an unknown version needs no key to be told.
-    Opened opened = open(value, {});
-    if (opened.outcome == Opened::Outcome::OtherKey) {
+    Unsealed opened = unseal(value, {});
+    if (opened.outcome == Unsealed::Outcome::OtherKey) {
         readKeys();
-        opened = open(value, ring);
+        opened = unseal(value, ring);
     }
 
     const QString keyId = QString::fromLatin1(opened.keyId.toHex());
     switch (opened.outcome) {
-    case Opened::Outcome::Read:
+    case Unsealed::Outcome::Read:
         return readOpened(opened);
-    case Opened::Outcome::Damaged:
+    case Unsealed::Outcome::Damaged:
         return {.state = State::Damaged, .keyId = keyId, .reason = u"damaged"_s};
-    case Opened::Outcome::UnknownVersion:
+    case Unsealed::Outcome::UnknownVersion:
         return {
             .state = State::UnknownVersion,
             .keyId = keyId,
             .reason = u"unknown version %1"_s.arg(opened.version)};
-    case Opened::Outcome::OtherKey:
+    case Unsealed::Outcome::OtherKey:
         break;
     }
     const QString itsKey = u"key %1 of %2"_s.arg(keyId, backendName(opened.backend));

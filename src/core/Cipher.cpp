@@ -1,4 +1,4 @@
-#include <core/keys/Cipher.h>
+#include <core/Cipher.h>
 
 #include <base/Sodium.h>
 
@@ -105,13 +105,13 @@ QByteArray seal(const QString& secret, const Key& key, KeyBackend backend)
     return stored;
 }
 
-Opened open(const QByteArray& stored, const KeyRing& ring)
+Unsealed unseal(const QByteArray& stored, const KeyRing& ring)
 {
-    using Outcome = Opened::Outcome;
+    using Outcome = Unsealed::Outcome;
     if (!hasIntactHeader(stored))
         return {};
 
-    Opened opened;
+    Unsealed opened;
     const unsigned char* const header = bytesOf(stored);
     opened.version = header[0];
     opened.backend = static_cast<KeyBackend>(header[1]);
