@@ -1,9 +1,7 @@
 #include "CommandLineSample.h"
 
-#include <velmioctl/cli/generate/BashCompletion.h>
+#include <velmioctl/cli/generate/Generators.h>
 #include <velmioctl/cli/generate/CommandTree.h>
-#include <velmioctl/cli/generate/FishCompletion.h>
-#include <velmioctl/cli/generate/ZshCompletion.h>
 
 #include <QDir>
 #include <QFile>

@@ -1,7 +1,7 @@
 #include "CommandLineSample.h"
 
 #include <velmioctl/cli/generate/CommandTree.h>
-#include <velmioctl/cli/generate/ManPage.h>
+#include <velmioctl/cli/generate/Generators.h>
 
 #include <QRegularExpression>
 #include <QTest>

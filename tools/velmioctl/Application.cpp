@@ -7,25 +7,11 @@
 #include <velmioctl/cli/Text.h>
 #include <velmioctl/cli/generate/GenerateCommand.h>
 #include <velmioctl/doctor/DoctorCommand.h>
-#include <velmioctl/exchange/DiffCommand.h>
-#include <velmioctl/exchange/ExportCommand.h>
-#include <velmioctl/exchange/ImportCommand.h>
-#include <velmioctl/records/FileCommands.h>
-#include <velmioctl/records/FolderCommands.h>
-#include <velmioctl/records/ProductCommands.h>
-#include <velmioctl/records/ScheduleCommands.h>
-#include <velmioctl/records/ServerCommands.h>
-#include <velmioctl/records/SignInCommands.h>
+#include <velmioctl/exchange/Commands.h>
+#include <velmioctl/records/Commands.h>
 #include <velmioctl/store/Session.h>
-#include <velmioctl/tree/ExplainCommand.h>
-#include <velmioctl/tree/ScanCommand.h>
-#include <velmioctl/tree/StatusCommand.h>
-#include <velmioctl/upkeep/AdoptCommand.h>
-#include <velmioctl/upkeep/BackupCommands.h>
-#include <velmioctl/upkeep/InitCommand.h>
-#include <velmioctl/upkeep/RecoveryCommands.h>
-#include <velmioctl/upkeep/SecretsCommands.h>
-#include <velmioctl/upkeep/StatsCommand.h>
+#include <velmioctl/tree/Commands.h>
+#include <velmioctl/upkeep/Commands.h>
 
 #include <QStringDecoder>
 
@@ -125,7 +111,7 @@ void addCommands(Command& program, Session& session)
     addImportCommand(program, session);
     addDiffCommand(program, session);
     addBundleCommand(program, session);
-    addGenerateCommand(program, session);
+    addGenerateCommand(program, session.output);
     program.list(
         "Exit codes", {
                           {"0", "done"},

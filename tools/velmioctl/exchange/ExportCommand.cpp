@@ -1,4 +1,4 @@
-#include <velmioctl/exchange/ExportCommand.h>
+#include <velmioctl/exchange/Commands.h>
 
 #include <velmioctl/cli/CommandLine.h>
 #include <velmioctl/cli/Text.h>

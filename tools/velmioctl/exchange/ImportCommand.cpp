@@ -1,4 +1,4 @@
-#include <velmioctl/exchange/ImportCommand.h>
+#include <velmioctl/exchange/Commands.h>
 
 #include <velmioctl/cli/CommandLine.h>
 #include <velmioctl/cli/Table.h>

@@ -1,4 +1,4 @@
-#include <velmioctl/records/FileCommands.h>
+#include <velmioctl/records/Commands.h>
 
 #include <config/FileConfigManager.h>
 #include <config/FolderConfigManager.h>

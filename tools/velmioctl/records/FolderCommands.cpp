@@ -1,4 +1,4 @@
-#include <velmioctl/records/FolderCommands.h>
+#include <velmioctl/records/Commands.h>
 
 #include <config/FolderConfigManager.h>
 #include <core/Constants.h>

@@ -1,4 +1,4 @@
-#include <velmioctl/records/ProductCommands.h>
+#include <velmioctl/records/Commands.h>
 
 #include <config/ProductConfigManager.h>
 #include <config/ServerConfiguration.h>

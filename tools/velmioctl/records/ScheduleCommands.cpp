@@ -1,4 +1,4 @@
-#include <velmioctl/records/ScheduleCommands.h>
+#include <velmioctl/records/Commands.h>
 
 #include <config/ScheduleEntryManager.h>
 #include <interf/IQSqlQueryWrapper.h>

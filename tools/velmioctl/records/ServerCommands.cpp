@@ -1,4 +1,4 @@
-#include <velmioctl/records/ServerCommands.h>
+#include <velmioctl/records/Commands.h>
 
 #include <config/ServerConfigManager.h>
 #include <velmioctl/cli/CommandLine.h>

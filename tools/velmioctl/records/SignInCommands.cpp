@@ -1,4 +1,4 @@
-#include <velmioctl/records/SignInCommands.h>
+#include <velmioctl/records/Commands.h>
 
 #include <config/AuthenticationConfigManager.h>
 #include <config/PasswordKeys.h>

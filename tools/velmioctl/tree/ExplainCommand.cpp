@@ -1,4 +1,4 @@
-#include <velmioctl/tree/ExplainCommand.h>
+#include <velmioctl/tree/Commands.h>
 
 #include <velmioctl/cli/CommandLine.h>
 #include <velmioctl/cli/Table.h>

@@ -1,4 +1,4 @@
-#include <velmioctl/tree/ScanCommand.h>
+#include <velmioctl/tree/Commands.h>
 
 #include <database/SqliteDatabaseFactory.h>
 #include <velmioctl/cli/CommandLine.h>

@@ -1,4 +1,4 @@
-#include <velmioctl/tree/StatusCommand.h>
+#include <velmioctl/tree/Commands.h>
 
 #include <velmioctl/cli/CommandLine.h>
 #include <velmioctl/cli/Interruption.h>

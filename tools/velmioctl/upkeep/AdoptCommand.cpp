@@ -1,4 +1,4 @@
-#include <velmioctl/upkeep/AdoptCommand.h>
+#include <velmioctl/upkeep/Commands.h>
 
 #include <database/SqliteDatabaseFactory.h>
 #include <velmioctl/cli/CommandLine.h>

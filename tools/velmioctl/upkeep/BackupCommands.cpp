@@ -1,4 +1,4 @@
-#include <velmioctl/upkeep/BackupCommands.h>
+#include <velmioctl/upkeep/Commands.h>
 
 #include <database/DatabaseBackups.h>
 #include <database/DatabaseError.h>

@@ -1,4 +1,4 @@
-#include <velmioctl/upkeep/InitCommand.h>
+#include <velmioctl/upkeep/Commands.h>
 
 #include <velmioctl/cli/CommandLine.h>
 #include <velmioctl/cli/Text.h>

@@ -1,4 +1,4 @@
-#include <velmioctl/upkeep/SecretsCommands.h>
+#include <velmioctl/upkeep/Commands.h>
 
 #include <config/PasswordKeys.h>
 #include <core/Crypto.h>

@@ -1,4 +1,4 @@
-#include <velmioctl/upkeep/StatsCommand.h>
+#include <velmioctl/upkeep/Commands.h>
 
 #include <database/SqliteDatabaseFactory.h>
 #include <interf/IQSqlQueryWrapper.h>

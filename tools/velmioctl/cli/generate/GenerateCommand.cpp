@@ -1,11 +1,8 @@
 #include <velmioctl/cli/generate/GenerateCommand.h>
 
 #include <velmioctl/cli/CommandLine.h>
-#include <velmioctl/cli/generate/BashCompletion.h>
-#include <velmioctl/cli/generate/FishCompletion.h>
-#include <velmioctl/cli/generate/ManPage.h>
-#include <velmioctl/cli/generate/ZshCompletion.h>
-#include <velmioctl/store/Session.h>
+#include <velmioctl/cli/Output.h>
+#include <velmioctl/cli/generate/Generators.h>
 
 namespace velmioctl {
 
@@ -22,7 +19,7 @@ QString generated(const std::string& what, const Command& program)
 
 } // namespace
 
-void addGenerateCommand(Command& program, Session& session)
+void addGenerateCommand(Command& program, Output& output)
 {
     auto* const command = program.addHiddenSubcommand(
         "generate", "Print the manual page, or the completion for a shell");
@@ -30,8 +27,7 @@ void addGenerateCommand(Command& program, Session& session)
     command->addOption("WHAT", *what, "What to print")
         ->required()
         ->choices({"man", "bash", "zsh", "fish"});
-    command->callback(
-        [&session, &program, what] { session.output.printLines(generated(*what, program)); });
+    command->callback([&output, &program, what] { output.printLines(generated(*what, program)); });
 }
 
 } // namespace velmioctl

@@ -3,10 +3,10 @@
 namespace velmioctl {
 
 class Command;
-class Session;
+class Output;
 
-/// `velmioctl generate`, for the build and for packagers: the manual page and the completions for
-/// shells, from what the commands tell of themselves.
-void addGenerateCommand(Command& program, Session& session);
+/// `velmioctl generate`: the manual page and the completions for shells, for the build and for
+/// packagers, from the descriptions of the commands.
+void addGenerateCommand(Command& program, Output& output);
 
 } // namespace velmioctl

@@ -1,4 +1,4 @@
-#include <velmioctl/cli/generate/ZshCompletion.h>
+#include <velmioctl/cli/generate/Generators.h>
 
 #include <velmioctl/cli/CommandLine.h>
 #include <velmioctl/cli/generate/CommandTree.h>
