@@ -178,9 +178,9 @@ void TestVelmioctlProduct::removeNamesWhatRefersToIt()
     const auto agreed = json({u"remove"_s, u"1"_s, u"--yes"_s});
 
     const QString staying =
-        u"folders 1 (\"/of/FolderConfiguration\"); files 1 (\"/of/FileConfiguration\"); generated "
-        u"files 1 (\"/of/GeneratedFileConfiguration\"); base copies 1 "
-        u"(\"/of/BaseFileConfiguration\")"_s;
+        u"base copies 1 (\"/of/BaseFileConfiguration\"); files 1 (\"/of/FileConfiguration\"); "
+        u"folders 1 (\"/of/FolderConfiguration\"); generated files 1 "
+        u"(\"/of/GeneratedFileConfiguration\")"_s;
     QCOMPARE(unasked.exitCode, 2);
     QVERIFY(unasked.errors.contains(staying));
     QCOMPARE(agreed.object(), (QJsonObject{{u"id"_s, 1}, {u"removed"_s, true}}));

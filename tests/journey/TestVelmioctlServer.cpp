@@ -184,7 +184,7 @@ void TestVelmioctlServer::removeNamesWhatRefersToIt()
     const auto agreed = tool.run({u"server"_s, u"remove"_s, u"1"_s, u"--yes"_s});
 
     const QString staying =
-        u"What refers to it stays: sign-ins 1 (\"a\"), 2 (\"b\"), 3 (\"c\") and 2 "
+        u"These records refer to it and stay: sign-ins 1 (\"a\"), 2 (\"b\"), 3 (\"c\") and 2 "
         u"more; products 1 (\"p\")."_s;
     QVERIFY(unasked.errors.contains(staying));
     QCOMPARE(agreed.errors, u"warning: "_s + staying + u'\n');

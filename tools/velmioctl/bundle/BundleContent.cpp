@@ -138,7 +138,7 @@ public:
         ++rows;
         for (size_t at = 0; at < table.columns.size(); ++at) {
             const Column& column = table.columns[at];
-            if (policyOf(table.name, column.name) == ColumnPolicy::Counted)
+            if (column.disclosure == Disclosure::Counted)
                 ++values[column.name][wordFor(row.values[at])];
         }
     }
@@ -172,11 +172,10 @@ QJsonObject rowOf(const TableShape& table, const Row& row, const Redactor& redac
 {
     QJsonObject object;
     for (size_t at = 0; at < table.columns.size(); ++at) {
-        const QByteArray& name = table.columns[at].name;
-        const QJsonValue value = redactor.value(
-            row.values[at], policyOf(table.name, name).value_or(ColumnPolicy::Denied));
+        const Column& column = table.columns[at];
+        const QJsonValue value = redactor.value(row.values[at], column.disclosure);
         if (!value.isUndefined())
-            object.insert(QString::fromLatin1(name), value);
+            object.insert(QString::fromLatin1(column.name), value);
     }
     return object;
 }

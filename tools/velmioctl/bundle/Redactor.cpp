@@ -2,7 +2,7 @@
 
 #include <base/Sodium.h>
 #include <velmioctl/doctor/Doctor.h>
-#include <velmioctl/exchange/TableShape.h>
+#include <velmioctl/store/Columns.h>
 
 #include <QRegularExpression>
 #include <QStringList>
@@ -151,32 +151,32 @@ QString Redactor::words(const QString& text) const
     return result + text.mid(end);
 }
 
-QJsonValue Redactor::value(const Value& value, ColumnPolicy policy) const
+QJsonValue Redactor::value(const Value& value, Disclosure disclosure) const
 {
-    if (policy == ColumnPolicy::Denied || policy == ColumnPolicy::Counted)
+    if (disclosure == Disclosure::Denied || disclosure == Disclosure::Counted)
         return QJsonValue::Undefined;
     if (std::holds_alternative<Null>(value))
         return QJsonValue::Null;
     const auto* const number = std::get_if<qint64>(&value);
-    if (number && policy == ColumnPolicy::Number)
+    if (number && disclosure == Disclosure::Number)
         return *number;
     const auto* const text = std::get_if<Text>(&value);
     if (text && text->bytes.isValidUtf8())
-        return textValue(text->bytes, policy);
+        return textValue(text->bytes, disclosure);
     return identifier(toJson(value));
 }
 
-QJsonValue Redactor::textValue(const QByteArray& bytes, ColumnPolicy policy) const
+QJsonValue Redactor::textValue(const QByteArray& bytes, Disclosure disclosure) const
 {
     const QString text = QString::fromUtf8(bytes);
-    switch (policy) {
-    case ColumnPolicy::Name:
+    switch (disclosure) {
+    case Disclosure::Name:
         return name(text);
-    case ColumnPolicy::Path:
+    case Disclosure::Path:
         return path(text);
-    case ColumnPolicy::Url:
+    case Disclosure::Url:
         return url(text);
-    case ColumnPolicy::Time:
+    case Disclosure::Time:
         if (isTime(text))
             return text;
         break;

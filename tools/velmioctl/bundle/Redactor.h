@@ -1,8 +1,8 @@
 #pragma once
 
 #include <core/SecureBytes.h>
-#include <velmioctl/bundle/ColumnPolicy.h>
 #include <velmioctl/exchange/Value.h>
+#include <velmioctl/store/Columns.h>
 
 #include <QJsonValue>
 #include <QSet>
@@ -28,10 +28,10 @@ public:
     QString message(const QString& text) const;
 
     /// A value of a column; undefined for one that is to stay out.
-    QJsonValue value(const exchange::Value& value, ColumnPolicy policy) const;
+    QJsonValue value(const exchange::Value& value, Disclosure disclosure) const;
 
 private:
-    QJsonValue textValue(const QByteArray& text, ColumnPolicy policy) const;
+    QJsonValue textValue(const QByteArray& text, Disclosure disclosure) const;
     QString words(const QString& text) const;
 
     const bool keepPaths;

@@ -3,6 +3,7 @@
 #include <velmioctl/doctor/CheckQuery.h>
 #include <velmioctl/doctor/RecordChecks.h>
 #include <velmioctl/doctor/Tables.h>
+#include <velmioctl/store/Columns.h>
 #include <velmioctl/store/WatchedDatabase.h>
 
 #include <QStringList>
@@ -13,45 +14,14 @@ namespace velmioctl::doctor {
 
 namespace {
 
-// The columns of `row`, but for its id.
-QString columnsOf(const QString& row, const QStringList& columns)
+// The columns of `row`, except its id.
+QString columnsOf(const QString& row, const QString& table)
 {
-    return row + u'.' + columns.join(u", %1."_s.arg(row));
+    QStringList names;
+    for (const Column& column : findTable(table.toLatin1())->columns)
+        names += row + u'.' + QString::fromLatin1(column.name);
+    return names.mid(1).join(u", "_s);
 }
-
-const QStringList FolderColumns{
-    u"authenticationId"_s,  u"name"_s,           u"remoteShortKey"_s,
-    u"remoteLongKey"_s,     u"clientPath"_s,     u"serverPath"_s,
-    u"syncStatus"_s,        u"parentId"_s,       u"nameValueProperties"_s,
-    u"lastOperationTime"_s, u"lastSyncTime"_s,   u"folderOption"_s,
-    u"lastOperationType"_s, u"rootId"_s,         u"syncDriveType"_s,
-    u"syncOption"_s,        u"ownerId"_s,        u"privileges"_s,
-    u"serverRoot"_s,        u"serverFolderId"_s, u"productConfigurationId"_s};
-
-const QStringList FileColumns{
-    u"folderConfigurationId"_s,
-    u"name"_s,
-    u"clientPath"_s,
-    u"serverPath"_s,
-    u"checkSum"_s,
-    u"createdDateTime"_s,
-    u"lastModifiedDateTime"_s,
-    u"syncStatus"_s,
-    u"lastOperationType"_s,
-    u"size"_s,
-    u"rootFolderId"_s,
-    u"nameValueProperties"_s,
-    u"lastOperationTime"_s,
-    u"syncOption"_s,
-    u"parentFileId"_s,
-    u"fileType"_s,
-    u"ownerId"_s,
-    u"productConfigurationId"_s,
-    u"privileges"_s,
-    u"serverFileId"_s,
-    u"serverFileVersionId"_s,
-    u"checkSumMD5"_s,
-    u"fileLinks"_s};
 
 // True for a path `inner` below that of `outer`.
 QString liesIn(const QString& inner, const QString& outer)
@@ -73,14 +43,14 @@ QString withFolderOfItsPath(const QString& table, const QString& condition)
 }
 
 // Rows that are in every column as an earlier one of the same path.
-QString copiesIn(const QString& table, const QStringList& columns, const QString& condition)
+QString copiesIn(const QString& table, const QString& condition)
 {
     return u"SELECT f.id AS id FROM %1"
            u" JOIN %2 AS f ON f.clientPath = twice.clientPath"
            u" JOIN %2 AS first ON first.clientPath = f.clientPath AND first.id < f.id"
            u" WHERE (%3) IS (%4) AND %5 GROUP BY f.id"_s.arg(
-               sql::pathsTwiceIn(table), table, columnsOf(u"f"_s, columns),
-               columnsOf(u"first"_s, columns), condition);
+               sql::pathsTwiceIn(table), table, columnsOf(u"f"_s, table),
+               columnsOf(u"first"_s, table), condition);
 }
 
 std::vector<Fix> rootsNameThemselves()
@@ -236,12 +206,12 @@ std::vector<Fix> removeCopies()
         {u"file.duplicate-path"_s,
          FileTable,
          {},
-         copiesIn(FileTable, FileColumns, fileUnused.join(u" AND "_s)),
+         copiesIn(FileTable, fileUnused.join(u" AND "_s)),
          u"removes records that are equal to another one in all but their id"_s},
         {u"folder.duplicate-path"_s,
          FolderTable,
          {},
-         copiesIn(FolderTable, FolderColumns, folderUnused.join(u" AND "_s)),
+         copiesIn(FolderTable, folderUnused.join(u" AND "_s)),
          u"removes records of empty folders that are equal to another one in all but their "
          u"id"_s},
     };

@@ -9,7 +9,7 @@
 #include <velmioctl/cli/Text.h>
 #include <velmioctl/doctor/CheckQuery.h>
 #include <velmioctl/doctor/ReadOnlyDatabase.h>
-#include <velmioctl/store/Tables.h>
+#include <velmioctl/store/Columns.h>
 
 #include <QVersionNumber>
 
@@ -130,8 +130,8 @@ bool isIntact(const QString& path, ReadOnlyDatabase& database, const Found& foun
 bool hasAllTables(const QString& path, ReadOnlyDatabase& database, const Found& found)
 {
     QStringList missing;
-    for (const char16_t* const table : TableNames) {
-        const QString name = QString::fromUtf16(table);
+    for (const TableShape& table : tableShapes()) {
+        const QString name = QString::fromLatin1(table.name);
         CheckQuery query(
             database, u"SELECT 1 FROM sqlite_schema WHERE type = 'table' AND name = :name"_s,
             {{u":name"_s, name}});

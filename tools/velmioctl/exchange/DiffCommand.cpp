@@ -111,12 +111,10 @@ private:
     // What a person knows the row by.
     QString labelOf(const Row& row) const
     {
-        for (const char* const name : {"clientPath", "userName", "alias", "name"}) {
-            for (size_t at = 0; at < table().columns.size(); ++at) {
-                if (table().columns[at].name == name &&
-                    std::holds_alternative<Text>(row.values[at]))
-                    return u" ("_s + shown(row.values[at]) + u')';
-            }
+        if (const Column* const column = table().nameColumn()) {
+            const Value& value = row.values[table().indexOf(column->name)];
+            if (std::holds_alternative<Text>(value))
+                return u" ("_s + shown(value) + u')';
         }
         return {};
     }
@@ -134,7 +132,7 @@ private:
         printRow(a, u":"_s);
         for (const size_t at : columns) {
             const Column& column = table().columns[at];
-            const QString change = column.isSecret
+            const QString change = column.isSecret()
                                        ? u"differs"_s
                                        : shown(a.values[at]) + u" -> "_s + shown(b.values[at]);
             output.printText(u"    %1: %2"_s.arg(QString::fromLatin1(column.name), change));
@@ -195,9 +193,9 @@ private:
         for (const size_t at : columns) {
             const Column& column = table().columns[at];
             fields += (fields.isEmpty() ? "" : ", ") + quotedJson(column.name) + ": ";
-            fields += column.isSecret ? "{\"differs\": true}"
-                                      : "{\"a\": " + toJson(a.values[at]) +
-                                            ", \"b\": " + toJson(b.values[at]) + "}";
+            fields += column.isSecret() ? "{\"differs\": true}"
+                                        : "{\"a\": " + toJson(a.values[at]) +
+                                              ", \"b\": " + toJson(b.values[at]) + "}";
         }
         printRow(a, ", \"columns\": {" + fields + "}");
     }

@@ -50,9 +50,9 @@ private:
 
     bool isEqual(const Column& column, const Value& a, const Value& b)
     {
-        if (isSame(a, b) || (column.isSecret && (isHidden(a) || isHidden(b))))
+        if (isSame(a, b) || (column.isSecret() && (isHidden(a) || isHidden(b))))
             return true;
-        return column.isSecret && isSamePassword(reader, a, b);
+        return column.isSecret() && isSamePassword(reader, a, b);
     }
 
     DifferenceListener& listener;

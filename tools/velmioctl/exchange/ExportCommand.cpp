@@ -70,7 +70,7 @@ Row prepared(const TableShape& table, Row row, RowSecrets* secrets)
         return row;
     }
     for (size_t at = 0; at < table.columns.size(); ++at) {
-        if (table.columns[at].isSecret)
+        if (table.columns[at].isSecret())
             row.values[at] = LeftOut();
     }
     return row;

@@ -175,11 +175,11 @@ void ExportRows::readField(const QByteArray& key)
 
     Value& value = currentRow.values[at];
     value = reader.readValue();
-    if (found->isSecret && !given.secrets)
+    if (found->isSecret() && !given.secrets)
         fail(u"the column %1 is a secret, and the export says that it has none"_s.arg(
             quotedName(key)));
     const bool isNull = std::holds_alternative<Null>(value);
-    if (std::holds_alternative<Sealed>(value) != (found->isSecret && !isNull))
+    if (std::holds_alternative<Sealed>(value) != (found->isSecret() && !isNull))
         fail(u"a secret, and nothing else, has to be encrypted: see the column %1"_s.arg(
             quotedName(key)));
 }
@@ -188,7 +188,7 @@ void ExportRows::requireFields() const
 {
     for (size_t at = 0; at < seen.size(); ++at) {
         const Column& column = table().columns[at];
-        if (!seen[at] && (!column.isSecret || given.secrets)) {
+        if (!seen[at] && (!column.isSecret() || given.secrets)) {
             failAtRow(u"the row that begins here has no column %1"_s.arg(quotedName(column.name)));
         }
     }

@@ -61,7 +61,7 @@ void RowSecrets::seal(const TableShape& table, Row& row)
     for (size_t at = 0; at < table.columns.size(); ++at) {
         const Column& column = table.columns[at];
         Value& value = row.values[at];
-        if (!column.isSecret || std::holds_alternative<Null>(value))
+        if (!column.isSecret() || std::holds_alternative<Null>(value))
             continue;
         const QByteArray bytes =
             isPasswordColumn(column) ? toBytes(value) : ValueMark + toJson(value);

@@ -1,8 +1,8 @@
 #pragma once
 
 #include <velmioctl/exchange/SecretBox.h>
-#include <velmioctl/exchange/TableShape.h>
 #include <velmioctl/exchange/Value.h>
+#include <velmioctl/store/Columns.h>
 #include <velmioctl/store/StoredPassword.h>
 
 namespace velmioctl::exchange {

@@ -77,7 +77,7 @@ void RowWriter::beginTable(const TableShape& begun)
     table = &begun;
     written.clear();
     for (size_t column = 0; column < table->columns.size(); ++column) {
-        if (withSecrets || !table->columns[column].isSecret)
+        if (withSecrets || !table->columns[column].isSecret())
             written.push_back(column);
     }
     statement = database.CreateQuery();

@@ -1,7 +1,7 @@
 #pragma once
 
-#include <velmioctl/exchange/TableShape.h>
 #include <velmioctl/exchange/Value.h>
+#include <velmioctl/store/Columns.h>
 
 #include <QString>
 

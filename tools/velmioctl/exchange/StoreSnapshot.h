@@ -2,7 +2,7 @@
 
 #include <velmioctl/doctor/CheckQuery.h>
 #include <velmioctl/doctor/ReadOnlyDatabase.h>
-#include <velmioctl/exchange/TableShape.h>
+#include <velmioctl/store/Columns.h>
 
 #include <QString>
 

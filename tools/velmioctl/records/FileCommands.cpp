@@ -6,7 +6,7 @@
 #include <velmioctl/cli/CommandLine.h>
 #include <velmioctl/cli/Table.h>
 #include <velmioctl/cli/Text.h>
-#include <velmioctl/records/FileFields.h>
+#include <velmioctl/records/FieldOptions.h>
 #include <velmioctl/records/FileListing.h>
 #include <velmioctl/store/Names.h>
 #include <velmioctl/store/Records.h>
@@ -29,7 +29,7 @@ struct FileOptions
 {
     std::string file;
     std::string type = "ordinary";
-    FileFields fields;
+    FieldOptions fields{"FileConfiguration"};
     FileListOptions list;
     bool missingOk = false;
     bool yes = false;
@@ -40,14 +40,6 @@ QString described(const FileConfiguration& file)
     return u"%1 (id %2)"_s.arg(quoted(file.getClientPath()), QString::number(file.getId()));
 }
 
-void print(Session& session, const FileConfiguration& file)
-{
-    if (session.output.json())
-        session.output.print(toJson(file));
-    else
-        session.output.print(toFields(file));
-}
-
 FileConfiguration findByPath(Session& session, const QString& path, FileConfigurationType type)
 {
     switch (type) {
@@ -55,10 +47,16 @@ FileConfiguration findByPath(Session& session, const QString& path, FileConfigur
         return session.files().GetGeneratedFileConfigurationByClientPath(path);
     case sync::config::BaseFile:
         throw CommandError(
-            ExitCode::Usage, u"A base copy is named by its id: 'velmioctl file base' shows it."_s);
+            ExitCode::Usage,
+            u"A base copy must be given by its id. 'velmioctl file base' shows it."_s);
     default:
         return session.files().GetFileConfigurationByClientPath(path);
     }
+}
+
+CommandError fileNotFound(const QString& name)
+{
+    return notFound(u"File "_s + name, u"file list"_s, u"files"_s);
 }
 
 // The file that an argument names by its id or its path.
@@ -72,10 +70,7 @@ FileConfiguration chosenFile(Session& session, const FileOptions& options)
     session.database().check();
     if (file.getId() != -1)
         return file;
-    const QString name = isId ? QString::number(id) : quoted(absolutePath(options.file));
-    throw CommandError(
-        ExitCode::NotFound,
-        u"No file %1 is registered: 'velmioctl file list' shows those that are."_s.arg(name));
+    throw fileNotFound(isId ? QString::number(id) : quoted(absolutePath(options.file)));
 }
 
 void setDiskState(FileConfiguration& file, const FileOptions& options)
@@ -87,14 +82,14 @@ void setDiskState(FileConfiguration& file, const FileOptions& options)
     if (!state || !state->regular) {
         throw CommandError(
             ExitCode::NotFound,
-            u"There is no file %1: create it, or add --missing-ok."_s.arg(quoted(path)));
+            u"The file %1 does not exist. Create it, or add --missing-ok."_s.arg(quoted(path)));
     }
     const FileHash hash = hashFile(path, *state);
     if (hash.outcome != FileHash::Outcome::Done) {
         throw CommandError(
             ExitCode::OtherError,
-            u"The file %1 cannot be read, or changed meanwhile: give yourself the right to read "
-            u"it, and try again."_s.arg(quoted(path)));
+            u"The file %1 cannot be read, or changed while it was read. Check its permissions, and "
+            u"try again."_s.arg(quoted(path)));
     }
     file.setSize(state->size);
     file.setCreatedDateTime(QDateTime::fromMSecsSinceEpoch(state->createdMs, Qt::UTC));
@@ -102,21 +97,26 @@ void setDiskState(FileConfiguration& file, const FileOptions& options)
     file.setCheckSum(hash.checkSum);
 }
 
-// Where the record belongs: a generated file or base copy to the folder of its parent.
+void setFields(FileConfiguration& file, const FileOptions& options, Session& session)
+{
+    options.fields.apply(&file);
+    file.setNameValueProperties(
+        options.fields.properties(file.getNameValueProperties(), session.files()));
+}
+
+// A generated file or base copy belongs to the folder of its parent.
 void setPlace(Session& session, FileConfiguration& file, const FileOptions& options)
 {
     if (file.getFileType() != sync::config::OrdinaryFile) {
-        if (!options.fields.parent)
+        const QVariant parentId = options.fields.value("parentFileId");
+        if (!parentId.isValid())
             throw CommandError(
                 ExitCode::Usage,
-                u"A generated file or base copy belongs to a file: name it with --parent."_s);
+                u"A generated file or base copy belongs to a file. Give its id with --parent."_s);
         const FileConfiguration parent =
-            readFile(session, *options.fields.parent, sync::config::OrdinaryFile);
+            readFile(session, parentId.toInt(), sync::config::OrdinaryFile);
         if (parent.getId() == -1)
-            throw CommandError(
-                ExitCode::NotFound,
-                u"There is no file %1: 'velmioctl file list' shows those that are."_s.arg(
-                    QString::number(*options.fields.parent)));
+            throw fileNotFound(parentId.toString());
         file.setFolderConfigurationId(parent.getFolderConfigurationId());
         file.setRootFolderId(parent.getRootFolderId());
         file.setProductConfigurationId(parent.getProductConfigurationId());
@@ -139,17 +139,17 @@ void add(Session& session, const FileOptions& options)
     file.setName(QFileInfo(file.getClientPath()).fileName());
     setPlace(session, file, options);
     setDiskState(file, options);
-    options.fields.apply(file, session);
+    setFields(file, options, session);
     session.database().check(session.files().Add(file), u"Storing the file"_s);
-    print(session, readFile(session, file.getId(), file.getFileType()));
+    print(session.output, readFile(session, file.getId(), file.getFileType()));
 }
 
 void set(Session& session, const FileOptions& options)
 {
     FileConfiguration file = chosenFile(session, options);
-    options.fields.apply(file, session);
+    setFields(file, options, session);
     session.database().check(session.files().Update(file), u"Storing the file"_s);
-    print(session, readFile(session, file.getId(), file.getFileType()));
+    print(session.output, readFile(session, file.getId(), file.getFileType()));
 }
 
 // The files that go from the disk with the record of an ordinary file.
@@ -176,7 +176,8 @@ void remove(Session& session, const FileOptions& options)
     QString question =
         u"Remove the record of %1? The file itself stays on the disk"_s.arg(described(file));
     for (const QString& path : deleted)
-        question += (path == deleted.first() ? u", but deleted is: "_s : u", "_s) + quoted(path);
+        question += (path == deleted.first() ? u", but these files are deleted: "_s : u", "_s) +
+                    quoted(path);
     session.confirm(options.yes, question + u'.');
 
     auto& files = session.files();
@@ -220,7 +221,7 @@ void showLinks(Session& session, const FileOptions& options)
     if (session.output.json())
         session.output.print(array);
     else if (table.isEmpty())
-        session.output.note(u"The file links to no other."_s);
+        session.output.note(u"The file has no links."_s);
     else
         session.output.print(table);
 }
@@ -241,7 +242,7 @@ void showBase(Session& session, const FileOptions& options)
     if (base.getId() == -1)
         throw CommandError(
             ExitCode::NotFound, u"The file %1 has no base copy."_s.arg(described(file)));
-    print(session, base);
+    print(session.output, base);
 }
 
 using Options = std::shared_ptr<FileOptions>;
@@ -266,15 +267,14 @@ void addChangingCommands(Command& file, Session& session, const Options& options
     auto* const addFile = file.addSubcommand("add", "Register a file of a registered folder");
     addFile->addOption("PATH", options->file, "The file")->required()->offersFiles();
     addType(*addFile, options->type);
-    options->fields.addTo(*addFile);
+    options->fields.addTo(*addFile, FieldOptions::Purpose::Add);
     addFile->addFlag("--missing-ok", options->missingOk, "The file may be missing");
     addFile->example("velmioctl file add Work/Plans/plan.txt");
     addFile->callback([&session, options] { add(session, *options); });
 
-    auto* const setFile = addCommand(file, options, "set", "Change what is given of a file");
+    auto* const setFile = addCommand(file, options, "set", "Change the given fields of a file");
     addType(*setFile, options->type);
-    options->fields.addTo(*setFile);
-    options->fields.properties.addUnsetTo(*setFile);
+    options->fields.addTo(*setFile, FieldOptions::Purpose::Change);
     setFile->example("velmioctl file set Work/Plans/plan.txt --status syncing");
     setFile->callback([&session, options] { set(session, *options); });
 
@@ -298,13 +298,13 @@ void addListCommand(Command& file, Session& session, const Options& options)
     list->addOption(
             "--order", options->list.order,
             "id, name, folder, client-path, server-path, checksum, created, modified, status, "
-            "operation or size; with -desc behind it downwards")
+            "operation or size; add -desc for descending order")
         ->typeName("ORDER")
         ->offersWords(fileOrderWords());
-    list->addOption("--limit", options->list.limit, "How many files at most")
+    list->addOption("--limit", options->list.limit, "Show at most this many files")
         ->typeName("NUMBER")
         ->notNegative();
-    list->addOption("--offset", options->list.offset, "How many files to pass over before")
+    list->addOption("--offset", options->list.offset, "How many files to skip first")
         ->typeName("NUMBER")
         ->notNegative();
     list->example("velmioctl file list Work/Plans --order size-desc --limit 10");
@@ -316,7 +316,7 @@ void addShowingCommands(Command& file, Session& session, const Options& options)
     auto* const show = addCommand(file, options, "show", "Show one file");
     addType(*show, options->type);
     show->example("velmioctl file show Work/Plans/plan.txt");
-    show->callback([&session, options] { print(session, chosenFile(session, *options)); });
+    show->callback([&session, options] { print(session.output, chosenFile(session, *options)); });
 
     addCommand(file, options, "links", "List the files that a file links to")
         ->example("velmioctl file links Work/Plans/plan.txt")

@@ -92,7 +92,7 @@ void printFiles(Session& session, const QVector<FileConfiguration>& files)
              file.getLastModifiedDateTime().toString(Qt::ISODate), file.getClientPath()});
     }
     if (table.isEmpty())
-        session.output.note(u"There is no such file: 'velmioctl scan' registers files."_s);
+        session.output.note(u"No files match. 'velmioctl scan' registers files."_s);
     else
         session.output.print(table);
 }

@@ -5,7 +5,7 @@
 #include <velmioctl/cli/CommandLine.h>
 #include <velmioctl/cli/Table.h>
 #include <velmioctl/cli/Text.h>
-#include <velmioctl/records/FolderFields.h>
+#include <velmioctl/records/FieldOptions.h>
 #include <velmioctl/records/FolderListing.h>
 #include <velmioctl/store/Names.h>
 #include <velmioctl/store/Records.h>
@@ -13,6 +13,7 @@
 #include <velmioctl/store/WatchedDatabase.h>
 #include <velmioctl/tree/RootFolders.h>
 
+#include <QDir>
 #include <QFileInfo>
 
 using namespace Qt::StringLiterals;
@@ -29,8 +30,9 @@ struct FolderOptions
 {
     std::string folder;
     std::string path;
-    FolderFields fields;
+    FieldOptions fields{"FolderConfiguration"};
     FolderListOptions list;
+    std::optional<int> signIn;
     std::optional<std::string> treeStart;
     int depth = -1;
     bool topLevel = false;
@@ -38,12 +40,20 @@ struct FolderOptions
     bool yes = false;
 };
 
-void print(Session& session, const FolderConfiguration& folder)
+void setFields(FolderConfiguration& folder, const FolderOptions& options, Session& session)
 {
-    if (session.output.json())
-        session.output.print(toJson(folder));
-    else
-        session.output.print(toFields(folder));
+    options.fields.apply(&folder);
+    folder.setNameValueProperties(
+        options.fields.properties(folder.getNameValueProperties(), session.folders()));
+    if (options.fields.value("serverPath").isValid())
+        folder.setServerPath(QDir::cleanPath(folder.getServerPath()));
+    // A negative id stands for none.
+    if (const QVariant id = options.fields.value("authenticationId");
+        id.isValid() && id.toInt() >= 0)
+        session.requireSignIn(id.toInt());
+    if (const QVariant id = options.fields.value("productConfigurationId");
+        id.isValid() && id.toInt() >= 0)
+        session.requireProduct(id.toInt());
 }
 
 void requireDirectory(const QString& path, bool missingOk)
@@ -54,13 +64,13 @@ void requireDirectory(const QString& path, bool missingOk)
             return;
         throw CommandError(
             ExitCode::NotFound,
-            u"There is no directory %1: create it, or add --missing-ok."_s.arg(quoted(path)));
+            u"The directory %1 does not exist. Create it, or add --missing-ok."_s.arg(
+                quoted(path)));
     }
     if (!file.isDir()) {
         throw CommandError(
             ExitCode::Usage,
-            u"%1 is no directory: give the directory that is to be synchronised."_s.arg(
-                quoted(path)));
+            u"%1 is not a directory. Give the directory to synchronise."_s.arg(quoted(path)));
     }
 }
 
@@ -70,7 +80,7 @@ void refuseOverlap(Session& session, const QString& path)
     if (path.contains(sync::core::consts::TEMP_FOLDER_NAME, Qt::CaseInsensitive)) {
         throw CommandError(
             ExitCode::Usage,
-            u"%1 lies in the client's scratch folder, which is never synchronised: choose another "
+            u"%1 is in the client's scratch folder, which is never synchronised. Choose another "
             u"directory."_s.arg(quoted(path)));
     }
     const bool inside = folders.IsInExistingClientFolder(path, AnySignIn, false);
@@ -78,15 +88,15 @@ void refuseOverlap(Session& session, const QString& path)
     if (inside) {
         throw CommandError(
             ExitCode::Usage,
-            u"%1 lies in the root folder %2 already: choose a directory outside, or remove that "
-            u"root with 'velmioctl folder clean'."_s.arg(
+            u"%1 is already in the root folder %2. Choose a directory outside of it, or remove "
+            u"that root with 'velmioctl folder clean'."_s.arg(
                 quoted(path), described(rootsAround(folders, path).value(0))));
     }
     const auto below = rootsBelow(folders, path);
     if (!below.isEmpty()) {
         throw CommandError(
             ExitCode::Usage,
-            u"%1 contains the root folder %2: choose another directory, or remove that root with "
+            u"%1 contains the root folder %2. Choose another directory, or remove that root with "
             u"'velmioctl folder clean'."_s.arg(quoted(path), described(below.first())));
     }
 }
@@ -120,7 +130,7 @@ void add(Session& session, const FolderOptions& options)
     folder.setName(name.isEmpty() ? path : name);
     folder.setFolderOption(
         options.topLevel ? sync::config::TopLevelOnly : sync::config::WithSubfolders);
-    options.fields.apply(folder, session);
+    setFields(folder, options, session);
 
     refuseOverlap(session, path);
     const FolderConfiguration other =
@@ -128,21 +138,21 @@ void add(Session& session, const FolderOptions& options)
     if (other.getId() != -1) {
         throw CommandError(
             ExitCode::Usage,
-            u"The server path %1 overlaps with %2 of the root folder %3: choose another server "
+            u"The server path %1 overlaps with %2 of the root folder %3. Choose another server "
             u"path, or another sign-in."_s.arg(
                 quoted(folder.getServerPath()), quoted(other.getServerPath()), described(other)));
     }
 
     session.database().check(session.folders().Add(folder), u"Storing the folder"_s);
-    print(session, session.folder(std::to_string(folder.getId())));
+    print(session.output, session.folder(std::to_string(folder.getId())));
 }
 
 void set(Session& session, const FolderOptions& options)
 {
     FolderConfiguration folder = session.folder(options.folder);
-    options.fields.apply(folder, session);
+    setFields(folder, options, session);
     session.database().check(session.folders().Update(folder), u"Storing the folder"_s);
-    print(session, session.folder(std::to_string(folder.getId())));
+    print(session.output, session.folder(std::to_string(folder.getId())));
 }
 
 void printRemoved(Session& session, const FolderConfiguration& folder, long long count)
@@ -166,10 +176,10 @@ void remove(Session& session, const FolderOptions& options)
         u"SELECT count(*) FROM FolderConfiguration WHERE parentId = :parentId"_s,
         {{u":parentId"_s, folder.getId()}});
     QString question =
-        u"Remove the record of %1 alone? Nothing on the disk is touched."_s.arg(described(folder));
+        u"Remove only the record of %1? No file on the disk is changed."_s.arg(described(folder));
     if (children > 0) {
-        question += u" The %1 folders directly below it stay without a parent; 'velmioctl folder "
-                    u"clean' removes them as well."_s.arg(QString::number(children));
+        question += u" The %1 folders directly below it stay, without a parent. 'velmioctl folder "
+                    u"clean' removes them too."_s.arg(QString::number(children));
     }
     session.confirm(options.yes, question);
 
@@ -187,7 +197,7 @@ void clean(Session& session, const FolderOptions& options)
     const FolderConfiguration folder = session.folder(options.folder);
     session.confirm(
         options.yes, u"Remove the records of %1, of all folders below it and of their files? "
-                     u"Nothing on the disk is touched."_s.arg(described(folder)));
+                     u"No file on the disk is changed."_s.arg(described(folder)));
 
     auto& folders = session.folders();
     Transaction transaction(session.database());
@@ -200,7 +210,7 @@ void clean(Session& session, const FolderOptions& options)
     printRemoved(session, folder, removed);
 }
 
-// A check answers by its exit code as well.
+// The exit code is an answer too.
 void answer(Session& session, bool yes, const QJsonObject& object, const QString& text)
 {
     session.exitCode = yes ? ExitCode::Ok : ExitCode::Findings;
@@ -218,7 +228,7 @@ QJsonValue jsonOrNull(const FolderConfiguration& folder)
 void check(Session& session, const FolderOptions& options)
 {
     const QString path = absolutePath(options.path);
-    const int signIn = options.fields.signIn.value_or(AnySignIn);
+    const int signIn = options.signIn.value_or(AnySignIn);
     const bool inside = session.folders().IsInExistingClientFolder(path, signIn, options.topLevel);
     session.database().check();
 
@@ -228,14 +238,14 @@ void check(Session& session, const FolderOptions& options)
         {u"path"_s, path}, {u"inside"_s, inside}, {u"root"_s, jsonOrNull(root)}};
     answer(
         session, inside, object,
-        inside ? u"%1 lies in the root folder %2."_s.arg(quoted(path), described(root))
-               : u"%1 lies in no synchronised root folder."_s.arg(quoted(path)));
+        inside ? u"%1 is in the root folder %2."_s.arg(quoted(path), described(root))
+               : u"%1 is not in a root folder."_s.arg(quoted(path)));
 }
 
 void checkServer(Session& session, const FolderOptions& options)
 {
     const QString path = QString::fromStdString(options.path);
-    const FolderConfiguration root = overlapOnServer(session, path, *options.fields.signIn);
+    const FolderConfiguration root = overlapOnServer(session, path, *options.signIn);
     const bool overlaps = root.getId() != -1;
     const QJsonObject object{
         {u"path"_s, path}, {u"overlaps"_s, overlaps}, {u"root"_s, jsonOrNull(root)}};
@@ -243,7 +253,7 @@ void checkServer(Session& session, const FolderOptions& options)
         session, overlaps, object,
         overlaps ? u"%1 overlaps with %2 of the root folder %3."_s.arg(
                        quoted(path), quoted(root.getServerPath()), described(root))
-                 : u"%1 overlaps with no root folder of that sign-in."_s.arg(quoted(path)));
+                 : u"%1 does not overlap with a root folder of that sign-in."_s.arg(quoted(path)));
 }
 
 using Options = std::shared_ptr<FolderOptions>;
@@ -252,25 +262,17 @@ void addChangingCommands(Command& folder, Session& session, const Options& optio
 {
     auto* const addCommand = folder.addSubcommand("add", "Register a directory as a root folder");
     addCommand->addOption("PATH", options->path, "The directory")->required()->offersFolders();
-    addCommand->addOption("--server-path", options->fields.serverPath, "Its place on the server")
-        ->typeName("PATH")
-        ->required();
-    options->fields.addTo(*addCommand);
+    // --top-level stands for the folder option.
+    options->fields.addTo(*addCommand, FieldOptions::Purpose::Add, "folderOption");
     addCommand->addFlag(
         "--top-level", options->topLevel, "Synchronise only the files directly in it");
     addCommand->addFlag("--missing-ok", options->missingOk, "The directory may be missing");
     addCommand->example("velmioctl folder add Work --server-path /Team/Work --signin 1");
     addCommand->callback([&session, options] { add(session, *options); });
 
-    auto* const setCommand = folder.addSubcommand("set", "Change what is given of a folder");
+    auto* const setCommand = folder.addSubcommand("set", "Change the given fields of a folder");
     setCommand->addOption("FOLDER", options->folder, "Id or path")->required()->offersFolders();
-    setCommand->addOption("--server-path", options->fields.serverPath, "Its place on the server")
-        ->typeName("PATH");
-    setCommand->addOption("--option", options->fields.option, "top-level, subfolders, or a number")
-        ->typeName("OPTION")
-        ->offersWords(folderOptionWords());
-    options->fields.addTo(*setCommand);
-    options->fields.properties.addUnsetTo(*setCommand);
+    options->fields.addTo(*setCommand, FieldOptions::Purpose::Change);
     setCommand->example(
         "velmioctl folder set Work/Photos --status out-of-sync --privileges \"view download\"");
     setCommand->callback([&session, options] { set(session, *options); });
@@ -282,7 +284,7 @@ void addChangingCommands(Command& folder, Session& session, const Options& optio
     removeCommand->callback([&session, options] { remove(session, *options); });
 
     auto* const cleanCommand = folder.addSubcommand(
-        "clean", "Remove a folder with all below it, and their files' records");
+        "clean", "Remove the records of a folder, of all folders below it and of their files");
     cleanCommand->addOption("FOLDER", options->folder, "Id or path")->required()->offersFolders();
     cleanCommand->addFlag("--yes", options->yes, "Remove without asking");
     cleanCommand->example("velmioctl folder clean Work/Plans --yes");
@@ -320,26 +322,27 @@ void addShowingCommands(Command& folder, Session& session, const Options& option
     auto* const showCommand = folder.addSubcommand("show", "Show one folder");
     showCommand->addOption("FOLDER", options->folder, "Id or path")->required()->offersFolders();
     showCommand->example("velmioctl folder show Work/Plans");
-    showCommand->callback([&session, options] { print(session, session.folder(options->folder)); });
+    showCommand->callback(
+        [&session, options] { print(session.output, session.folder(options->folder)); });
 }
 
 void addCheckingCommands(Command& folder, Session& session, const Options& options)
 {
     auto* const checkCommand =
-        folder.addSubcommand("check", "Tell whether a path lies in a synchronised root folder");
+        folder.addSubcommand("check", "Check whether a path is in a root folder");
     checkCommand->addOption("PATH", options->path, "A file or folder, existing or not")->required();
-    checkCommand->addOption("--signin", options->fields.signIn, "Only roots of one sign-in")
+    checkCommand->addOption("--signin", options->signIn, "Only roots of one sign-in")
         ->typeName("ID");
     checkCommand->addFlag(
         "--top-level", options->topLevel,
-        "Of roots without subfolders only the direct files count");
+        "For roots without subfolders, count only the files directly in them");
     checkCommand->example("velmioctl folder check Work/Plans/new.txt");
     checkCommand->callback([&session, options] { check(session, *options); });
 
     auto* const checkServerCommand = folder.addSubcommand(
-        "check-server", "Tell whether a server path overlaps with that of a root folder");
+        "check-server", "Check whether a server path overlaps with that of a root folder");
     checkServerCommand->addOption("PATH", options->path, "Path on the server")->required();
-    checkServerCommand->addOption("--signin", options->fields.signIn, "The sign-in")
+    checkServerCommand->addOption("--signin", options->signIn, "The sign-in")
         ->typeName("ID")
         ->required();
     checkServerCommand->example("velmioctl folder check-server /Team --signin 1");

@@ -97,7 +97,7 @@ void listFolders(Session& session, const FolderListOptions& options)
         session.output.print(array);
     else if (table.isEmpty())
         session.output.note(
-            u"No folder is registered here: add a root with 'velmioctl folder add'."_s);
+            u"No folders are registered. Add a root with 'velmioctl folder add'."_s);
     else
         session.output.print(table);
 }
@@ -123,11 +123,11 @@ void drawFolderTree(Session& session, const std::optional<std::string>& folder, 
         return;
     if (const size_t detached = tree.detachedCount(); detached > 0) {
         session.output.warning(
-            u"%1 folders hang on no root folder: see 'velmioctl folder list --all'."_s.arg(
+            u"Folders that belong to no root folder: %1. See 'velmioctl folder list --all'."_s.arg(
                 QString::number(detached)));
     } else if (starts.empty()) {
         session.output.note(
-            u"No folder is registered yet: add a root with 'velmioctl folder add'."_s);
+            u"No folders are registered yet. Add a root with 'velmioctl folder add'."_s);
     }
 }
 

@@ -2,12 +2,9 @@
 
 #include <config/ProductConfigManager.h>
 #include <config/ServerConfiguration.h>
-#include <interf/IQSqlQueryWrapper.h>
 #include <velmioctl/cli/CommandLine.h>
-#include <velmioctl/cli/Table.h>
 #include <velmioctl/cli/Text.h>
-#include <velmioctl/records/PropertyOptions.h>
-#include <velmioctl/store/Records.h>
+#include <velmioctl/records/SecretRecords.h>
 #include <velmioctl/store/References.h>
 #include <velmioctl/store/SecretInput.h>
 #include <velmioctl/store/Session.h>
@@ -15,159 +12,54 @@
 
 using namespace Qt::StringLiterals;
 using sync::config::ProductConfiguration;
-using sync::interf::IQSqlQueryWrapper;
 
 namespace velmioctl {
 
 namespace {
 
-// The manager's records come without their properties, and its Update empties the secret and the
-// properties. So the tool reads all columns and changes single ones by itself.
-const QString SelectAll = u"SELECT id, serverId, name, consumerKey, consumerSecret,"
-                          u" nameValueProperties FROM ProductConfiguration"_s;
-const QString UpdateServer = u"UPDATE ProductConfiguration SET serverId = :value WHERE id = :id"_s;
-const QString UpdateName = u"UPDATE ProductConfiguration SET name = :value WHERE id = :id"_s;
-const QString UpdateKey = u"UPDATE ProductConfiguration SET consumerKey = :value WHERE id = :id"_s;
-const QString UpdateSecret =
-    u"UPDATE ProductConfiguration SET consumerSecret = :value WHERE id = :id"_s;
-const QString UpdateProperties =
-    u"UPDATE ProductConfiguration SET nameValueProperties = :value WHERE id = :id"_s;
-
-struct Product
-{
-    int id = -1;
-    int serverId = 0;
-    QString name;
-    QString consumerKey;
-    QString consumerSecret;
-    QMap<QString, QString> properties;
-
-    bool hasSecret() const { return !consumerSecret.isEmpty(); }
-};
-
 struct ProductOptions
 {
     int id = -1;
     std::optional<int> server;
-    std::optional<std::string> name;
-    std::optional<std::string> consumerKey;
-    PropertyOptions properties;
+    FieldOptions fields{"ProductConfiguration"};
     SecretInput secret{"secret"};
     bool reveal = false;
     bool yes = false;
 };
 
-Product readRow(Session& session, const IQSqlQueryWrapper& row)
+SecretRecords records(Session& session)
 {
-    return {
-        .id = row.value(0).toInt(),
-        .serverId = row.value(1).toInt(),
-        .name = row.value(2).toString(),
-        .consumerKey = row.value(3).toString(),
-        .consumerSecret = row.value(4).toString(),
-        .properties = session.products().ToNameValuePropertyMap(row.value(5).toString()),
-    };
+    return {session, "ProductConfiguration", session.products()};
 }
 
-Product productById(Session& session, int id)
+ColumnValues productById(Session& session, int id)
 {
     session.requireProduct(id);
-    const auto query =
-        session.database().select(SelectAll + u" WHERE id = :id"_s, {{u":id"_s, id}});
-    query->next();
-    session.database().check();
-    return readRow(session, *query);
+    return records(session).byId(id);
 }
 
-QJsonObject toJson(const Product& product)
+void show(Session& session, const ProductOptions& options)
 {
-    return {
-        {u"id"_s, product.id},
-        {u"serverId"_s, product.serverId},
-        {u"name"_s, product.name},
-        {u"consumerKey"_s, product.consumerKey},
-        {u"secretStored"_s, product.hasSecret()},
-        {u"properties"_s, velmioctl::toJson(product.properties)},
-    };
-}
-
-QString shownSecret(const Product& product, bool reveal)
-{
-    if (!product.hasSecret())
-        return u"none"_s;
-    return reveal ? product.consumerSecret : u"********"_s;
-}
-
-void print(Session& session, const Product& product, bool reveal)
-{
-    if (session.output.json()) {
-        QJsonObject object = toJson(product);
-        if (reveal) {
-            object.insert(
-                u"consumerSecret"_s,
-                product.hasSecret() ? QJsonValue(product.consumerSecret) : QJsonValue());
-        }
-        session.output.print(object);
-        return;
-    }
-    FieldList fields;
-    fields.add(u"id"_s, QString::number(product.id));
-    fields.add(u"server"_s, QString::number(product.serverId));
-    fields.add(u"name"_s, product.name);
-    fields.add(u"consumer key"_s, product.consumerKey);
-    fields.add(u"consumer secret"_s, shownSecret(product, reveal));
-    addProperties(fields, product.properties);
-    session.output.printWhole(fields);
-}
-
-void storeProperties(Session& session, const ProductOptions& options, const Product& before)
-{
-    const auto properties = options.properties.applied(before.properties, session.products());
-    if (properties == before.properties)
-        return;
-    session.database().change(
-        UpdateProperties, {{u":value"_s, session.products().ToNameValuePropertyString(properties)},
-                           {u":id"_s, before.id}});
+    const ColumnValues product = productById(session, options.id);
+    const QString secret = product.hasSecret() ? product["consumerSecret"].toString() : QString();
+    if (options.reveal)
+        records(session).printRevealed(product, u"consumerSecret"_s, secret);
+    else
+        records(session).print(product);
 }
 
 void add(Session& session, const ProductOptions& options)
 {
-    session.server(*options.server);
     ProductConfiguration product;
-    product.setServerId(*options.server);
-    product.setName(QString::fromStdString(*options.name));
-    product.setConsumerKey(QString::fromStdString(*options.consumerKey));
+    options.fields.apply(&product);
+    session.server(product.getServerId());
     product.setConsumerSecret(options.secret.read(session));
 
     Transaction transaction(session.database());
     session.database().check(session.products().Add(product), u"Storing the product"_s);
-    storeProperties(session, options, productById(session, product.getId()));
+    records(session).change(productById(session, product.getId()), options.fields);
     transaction.commit();
-    print(session, productById(session, product.getId()), false);
-}
-
-void list(Session& session, const ProductOptions& options)
-{
-    Table table({u"ID"_s, u"SERVER"_s, u"SECRET"_s, u"CONSUMER KEY"_s, u"NAME"_s});
-    table.alignRight(0).alignRight(1);
-    QJsonArray array;
-    const auto query = session.database().select(SelectAll + u" ORDER BY id"_s);
-    while (query->next()) {
-        const Product product = readRow(session, *query);
-        if (options.server && product.serverId != *options.server)
-            continue;
-        array.append(toJson(product));
-        table.addRow(
-            {QString::number(product.id), QString::number(product.serverId),
-             product.hasSecret() ? u"set"_s : u"none"_s, product.consumerKey, product.name});
-    }
-    session.database().check();
-    if (session.output.json())
-        session.output.print(array);
-    else if (table.isEmpty())
-        session.output.note(u"There are no such products: add one with 'velmioctl product add'."_s);
-    else
-        session.output.print(table);
+    records(session).print(productById(session, product.getId()));
 }
 
 void set(Session& session, const ProductOptions& options)
@@ -176,70 +68,30 @@ void set(Session& session, const ProductOptions& options)
     // Before the transaction, which keeps others from writing.
     const QString secret = options.secret.isWanted() ? options.secret.read(session) : QString();
 
-    WatchedDatabase& database = session.database();
-    const auto change = [&](const QString& sql, const QVariant& value) {
-        database.change(sql, {{u":value"_s, value}, {u":id"_s, options.id}});
-    };
-    Transaction transaction(database);
-    const Product before = productById(session, options.id);
-    if (options.server) {
-        session.server(*options.server);
-        change(UpdateServer, *options.server);
+    Transaction transaction(session.database());
+    const ColumnValues before = productById(session, options.id);
+    if (const QVariant server = options.fields.value("serverId"); server.isValid())
+        session.server(server.toInt());
+    records(session).change(before, options.fields);
+    if (options.secret.isWanted()) {
+        const TableShape& table = before.table;
+        records(session).changeColumn(
+            options.id, table.columns[table.indexOf("consumerSecret")], secret);
     }
-    if (options.name)
-        change(UpdateName, QString::fromStdString(*options.name));
-    if (options.consumerKey)
-        change(UpdateKey, QString::fromStdString(*options.consumerKey));
-    if (options.secret.isWanted())
-        change(UpdateSecret, secret);
-    storeProperties(session, options, before);
     transaction.commit();
-    print(session, productById(session, options.id), false);
+    records(session).print(productById(session, options.id));
 }
 
 void remove(Session& session, const ProductOptions& options)
 {
-    const Product product = productById(session, options.id);
-    WatchedDatabase& database = session.database();
-    References references;
-    references.find(
-        database, u"folders"_s,
-        u"SELECT id, clientPath FROM FolderConfiguration WHERE productConfigurationId = :id"_s,
-        options.id);
-    references.find(
-        database, u"files"_s,
-        u"SELECT id, clientPath FROM FileConfiguration WHERE productConfigurationId = :id"_s,
-        options.id);
-    references.find(
-        database, u"generated files"_s,
-        u"SELECT id, clientPath FROM GeneratedFileConfiguration"
-        u" WHERE productConfigurationId = :id"_s,
-        options.id);
-    references.find(
-        database, u"base copies"_s,
-        u"SELECT id, clientPath FROM BaseFileConfiguration WHERE productConfigurationId = :id"_s,
-        options.id);
+    const ColumnValues product = productById(session, options.id);
     const QString named =
-        u"product %1 (%2)"_s.arg(QString::number(options.id), quoted(product.name));
-    references.confirmRemoval(session, options.yes, u"Remove the %1?"_s.arg(named));
+        u"product %1 (%2)"_s.arg(QString::number(options.id), quoted(product["name"].toString()));
+    confirmRemoval(
+        session, "ProductConfiguration", options.id, options.yes, u"Remove the %1?"_s.arg(named));
 
-    database.check(session.products().Remove(options.id), u"Removing the product"_s);
-    if (session.output.json())
-        session.output.print(QJsonObject{{u"id"_s, options.id}, {u"removed"_s, true}});
-    else
-        session.output.printText(u"Removed the %1."_s.arg(named));
-}
-
-void addFieldOptions(Command& command, ProductOptions& options, bool required)
-{
-    command.addOption("--server", options.server, "Id of the server that it is registered with")
-        ->typeName("ID")
-        ->required(required);
-    command.addOption("--name", options.name, "Name to show")->typeName("NAME")->required(required);
-    command.addOption("--consumer-key", options.consumerKey, "The key that goes with the secret")
-        ->typeName("KEY")
-        ->required(required);
-    options.properties.addSetTo(command);
+    session.database().check(session.products().Remove(options.id), u"Removing the product"_s);
+    printRemoved(session, options.id, named);
 }
 
 } // namespace
@@ -254,31 +106,34 @@ void addProductCommands(Command& app, Session& session)
         command->addOption("ID", options->id, "Id of the product")->required();
     };
 
-    auto* const addCommand = product->addSubcommand("add", "Add a product, and ask its secret");
-    addFieldOptions(*addCommand, *options, true);
+    auto* const addCommand = product->addSubcommand("add", "Add a product, and ask for its secret");
+    options->fields.addTo(*addCommand, FieldOptions::Purpose::Add);
     options->secret.addTo(*addCommand);
     addCommand->example("velmioctl product add --server 1 --name Desktop --consumer-key desktop-7 "
                         "--secret-stdin < secret.txt");
     addCommand->callback([&session, options] { add(session, *options); });
 
     auto* const listCommand = product->addSubcommand("list", "List the products");
-    listCommand->addOption("--server", options->server, "Only those of one server")->typeName("ID");
+    listCommand->addOption("--server", options->server, "Only the products of one server")
+        ->typeName("ID");
     listCommand->example("velmioctl product list --server 1");
-    listCommand->callback([&session, options] { list(session, *options); });
+    listCommand->callback([&session, options] {
+        records(session).list(
+            options->server, {u"ID"_s, u"SERVER"_s, u"SECRET"_s, u"CONSUMER KEY"_s, u"NAME"_s},
+            {"id", "serverId", "consumerSecret", "consumerKey", "name"},
+            u"No products match. Add one with 'velmioctl product add'."_s);
+    });
 
     auto* const showCommand = product->addSubcommand("show", "Show one product");
     addId(showCommand);
     showCommand->addFlag("--reveal", options->reveal, "Show the consumer secret");
     showCommand->example("velmioctl product show 1");
-    showCommand->callback([&session, options] {
-        print(session, productById(session, options->id), options->reveal);
-    });
+    showCommand->callback([&session, options] { show(session, *options); });
 
-    auto* const setCommand = product->addSubcommand("set", "Change what is given of a product");
+    auto* const setCommand = product->addSubcommand("set", "Change the given fields of a product");
     addId(setCommand);
-    addFieldOptions(*setCommand, *options, false);
+    options->fields.addTo(*setCommand, FieldOptions::Purpose::Change);
     options->secret.addOptionalTo(*setCommand);
-    options->properties.addUnsetTo(*setCommand);
     setCommand->example("velmioctl product set 1 --name \"Desktop client\"");
     setCommand->callback([&session, options] { set(session, *options); });
 

@@ -4,14 +4,13 @@
 #include <velmioctl/cli/CommandLine.h>
 #include <velmioctl/cli/Table.h>
 #include <velmioctl/cli/Text.h>
-#include <velmioctl/records/PropertyOptions.h>
+#include <velmioctl/records/FieldOptions.h>
 #include <velmioctl/store/Records.h>
 #include <velmioctl/store/References.h>
 #include <velmioctl/store/Session.h>
 #include <velmioctl/store/WatchedDatabase.h>
 
 #include <QSettings>
-#include <QUrl>
 
 using namespace Qt::StringLiterals;
 using sync::config::ServerConfiguration;
@@ -29,11 +28,7 @@ constexpr int DefaultServerId = 1;
 struct ServerOptions
 {
     int id = -1;
-    std::optional<std::string> davUrl;
-    std::optional<std::string> webServiceUrl;
-    std::optional<std::string> alias;
-    std::optional<std::string> encoder;
-    PropertyOptions properties;
+    FieldOptions fields{"ServerConfiguration"};
     bool yes = false;
 };
 
@@ -47,36 +42,13 @@ long long defaultServerId()
     return userSettings().value(DefaultServerKey, DefaultServerId).toLongLong();
 }
 
-QString urlFrom(const std::string& text)
-{
-    QString url = QString::fromStdString(text);
-    const QUrl parsed(url, QUrl::StrictMode);
-    if (!parsed.isValid() || parsed.scheme().isEmpty() || parsed.host().isEmpty()) {
-        throw CommandError(
-            ExitCode::Usage,
-            u"%1 is no URL: write it as in https://sync.example.com/dav."_s.arg(quoted(url)));
-    }
-    // As Add stores it: otherwise a server could not be found by its URLs after a change.
-    if (url.endsWith(u'/'))
-        url.chop(1);
-    return url;
-}
-
 void fill(ServerConfiguration& server, const ServerOptions& options, Session& session)
 {
-    if (options.davUrl)
-        server.setDavUrl(urlFrom(*options.davUrl));
-    if (options.webServiceUrl)
-        server.setWebServiceUrl(urlFrom(*options.webServiceUrl));
-    if (options.alias) {
-        server.setAlias(QString::fromStdString(*options.alias));
-        // An empty one becomes the computed one, as Add stores it.
-        server.setAlias(server.getAlias());
-    }
-    if (options.encoder)
-        server.setBinaryDiffEncoder(QString::fromStdString(*options.encoder));
+    options.fields.apply(&server);
+    // An empty alias becomes the computed one, as Add stores it.
+    server.setAlias(server.getAlias());
     server.setNameValueProperties(
-        options.properties.applied(server.getNameValueProperties(), session.servers()));
+        options.fields.properties(server.getNameValueProperties(), session.servers()));
 }
 
 void print(Session& session, const ServerConfiguration& server)
@@ -119,7 +91,7 @@ void list(Session& session)
     if (session.output.json())
         session.output.print(array);
     else if (servers.empty())
-        session.output.note(u"There are no servers yet: add one with 'velmioctl server add'."_s);
+        session.output.note(u"No servers are stored yet. Add one with 'velmioctl server add'."_s);
     else
         session.output.print(table);
 }
@@ -135,23 +107,13 @@ void set(Session& session, const ServerOptions& options)
 void remove(Session& session, const ServerOptions& options)
 {
     const ServerConfiguration server = session.server(options.id);
-    References references;
-    references.find(
-        session.database(), u"sign-ins"_s,
-        u"SELECT id, userName FROM AuthenticationConfiguration WHERE serverId = :id"_s, options.id);
-    references.find(
-        session.database(), u"products"_s,
-        u"SELECT id, name FROM ProductConfiguration WHERE serverId = :id"_s, options.id);
-    references.confirmRemoval(
-        session, options.yes,
-        u"Remove the server %1 (%2)?"_s.arg(
-            QString::number(options.id), quoted(server.getAlias())));
+    const QString named =
+        u"server %1 (%2)"_s.arg(QString::number(options.id), quoted(server.getAlias()));
+    confirmRemoval(
+        session, "ServerConfiguration", options.id, options.yes, u"Remove the %1?"_s.arg(named));
 
     session.database().check(session.servers().Remove(options.id), u"Removing the server"_s);
-    if (session.output.json())
-        session.output.print(QJsonObject{{u"id"_s, options.id}, {u"removed"_s, true}});
-    else
-        session.output.printText(u"Removed the server %1."_s.arg(QString::number(options.id)));
+    printRemoved(session, options.id, named);
 }
 
 void setDefault(Session& session, int id)
@@ -163,7 +125,7 @@ void setDefault(Session& session, int id)
     if (settings.status() != QSettings::NoError) {
         throw CommandError(
             ExitCode::OtherError,
-            u"The setting could not be written to %1: check that you may write that file."_s.arg(
+            u"The setting cannot be written to %1. Check the permissions of that file."_s.arg(
                 quoted(settings.fileName())));
     }
 }
@@ -175,27 +137,10 @@ void showDefault(Session& session)
     if (server.getId() == -1) {
         throw CommandError(
             ExitCode::NotFound,
-            u"The default server %1 does not exist: choose one of 'velmioctl server list' with "
+            u"The default server %1 does not exist. Choose one from 'velmioctl server list' with "
             u"'velmioctl server default ID'."_s.arg(QString::number(defaultServerId())));
     }
     print(session, server);
-}
-
-void addFieldOptions(Command& command, ServerOptions& options, bool required)
-{
-    command.addOption("--dav-url", options.davUrl, "URL of the DAV endpoint")
-        ->typeName("URL")
-        ->required(required);
-    command.addOption("--web-service-url", options.webServiceUrl, "URL of the web service")
-        ->typeName("URL")
-        ->required(required);
-    command
-        .addOption(
-            "--alias", options.alias, "Name to show; without one the web service's host names it")
-        ->typeName("NAME");
-    command.addOption("--encoder", options.encoder, "Encoder for binary differences")
-        ->typeName("NAME");
-    options.properties.addSetTo(command);
 }
 
 } // namespace
@@ -210,7 +155,7 @@ void addServerCommands(Command& app, Session& session)
     };
 
     auto* const addCommand = server->addSubcommand("add", "Add a server");
-    addFieldOptions(*addCommand, *options, true);
+    options->fields.addTo(*addCommand, FieldOptions::Purpose::Add);
     addCommand->example("velmioctl server add --dav-url https://dav.example.com/dav "
                         "--web-service-url https://team.example.com/ws");
     addCommand->callback([&session, options] { add(session, *options); });
@@ -224,10 +169,9 @@ void addServerCommands(Command& app, Session& session)
     showCommand->example("velmioctl server show 1");
     showCommand->callback([&session, options] { print(session, session.server(options->id)); });
 
-    auto* const setCommand = server->addSubcommand("set", "Change what is given of a server");
+    auto* const setCommand = server->addSubcommand("set", "Change the given fields of a server");
     addId(setCommand)->required();
-    addFieldOptions(*setCommand, *options, false);
-    options->properties.addUnsetTo(*setCommand);
+    options->fields.addTo(*setCommand, FieldOptions::Purpose::Change);
     setCommand->example("velmioctl server set 1 --alias \"Team server\" --property Region=north");
     setCommand->callback([&session, options] { set(session, *options); });
 

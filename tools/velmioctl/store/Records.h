@@ -1,5 +1,7 @@
 #pragma once
 
+#include <velmioctl/store/Columns.h>
+
 #include <QJsonObject>
 #include <QMap>
 #include <QString>
@@ -14,21 +16,35 @@ class ServerConfiguration;
 namespace velmioctl {
 
 class FieldList;
+class Output;
 
 /// Name-value properties, and a time as ISO 8601 or null.
 QJsonObject toJson(const QMap<QString, QString>& properties);
 QJsonValue toJson(const QDateTime& time);
-void addProperties(FieldList& fields, const QMap<QString, QString>& properties);
 
-/// The records as JSON objects, whose keys are the names of their fields.
-QJsonObject toJson(const sync::config::ServerConfiguration& server);
-QJsonObject toJson(const sync::config::FolderConfiguration& folder);
-QJsonObject toJson(const sync::config::FileConfiguration& file);
-QJsonObject toJson(const sync::config::ScheduleEntry& schedule);
+/// A record with one value for each column of its table. Properties are a QMap of strings.
+struct ColumnValues
+{
+    ColumnValues(const TableShape& table, std::vector<QVariant> values);
+    ColumnValues(const sync::config::ServerConfiguration& server);
+    ColumnValues(const sync::config::FolderConfiguration& folder);
+    ColumnValues(const sync::config::FileConfiguration& file);
+    ColumnValues(const sync::config::ScheduleEntry& schedule);
 
-/// The records as a person reads them, one field on each line.
-FieldList toFields(const sync::config::ServerConfiguration& server);
-FieldList toFields(const sync::config::FolderConfiguration& folder);
-FieldList toFields(const sync::config::FileConfiguration& file);
+    const QVariant& operator[](const char* column) const { return values[table.indexOf(column)]; }
+    /// True if the record has the secret of its table.
+    bool hasSecret() const;
+
+    const TableShape& table;
+    std::vector<QVariant> values;
+};
+
+QJsonObject toJson(const ColumnValues& record);
+
+/// One field on each line; in place of a secret stars, or `revealed`.
+FieldList toFields(const ColumnValues& record, const QString& revealed = {});
+
+/// Prints a record as JSON or for a person.
+void print(Output& output, const ColumnValues& record);
 
 } // namespace velmioctl

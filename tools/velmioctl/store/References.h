@@ -1,25 +1,18 @@
 #pragma once
 
-#include <QStringList>
+#include <QByteArray>
+#include <QString>
 
 namespace velmioctl {
 
 class Session;
-class WatchedDatabase;
 
-/// The rows that refer to one that is to be removed. They stay, and nothing else tells of them.
-class References
-{
-public:
-    /// Looks for rows of one kind: `sql` selects the id and name of those that refer to ":id".
-    void find(WatchedDatabase& database, const QString& kind, const QString& sql, int id);
+/// Asks before a record is removed, and names the rows that refer to it: they stay, and nothing
+/// else says so. With `yes` that is a warning. Throws CommandError if the user does not agree.
+void confirmRemoval(
+    Session& session, const QByteArray& table, int id, bool yes, const QString& question);
 
-    /// Returns when the user agrees, having read what stays; throws CommandError otherwise. With
-    /// `yes` it is a warning.
-    void confirmRemoval(Session& session, bool yes, const QString& question) const;
-
-private:
-    QStringList kinds;
-};
+/// Says that a record was removed; `named` is what a person calls it, such as "server 2".
+void printRemoved(Session& session, int id, const QString& named);
 
 } // namespace velmioctl

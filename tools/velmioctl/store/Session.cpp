@@ -137,11 +137,8 @@ ServerConfiguration Session::server(int id)
 {
     ServerConfiguration found = servers().GetServerConfigById(id);
     database().check();
-    if (found.getId() == -1) {
-        throw CommandError(
-            ExitCode::NotFound, u"There is no server %1: 'velmioctl server list' shows those that "
-                                u"there are."_s.arg(QString::number(id)));
-    }
+    if (found.getId() == -1)
+        throw notFound(u"Server %1"_s.arg(id), u"server list"_s, u"servers"_s);
     return found;
 }
 
@@ -150,22 +147,16 @@ void Session::requireSignIn(int id)
     // The manager would decipher its password.
     const long long count = database().number(
         u"SELECT count(*) FROM AuthenticationConfiguration WHERE id = :id"_s, {{u":id"_s, id}});
-    if (count == 0) {
-        throw CommandError(
-            ExitCode::NotFound, u"There is no sign-in %1: 'velmioctl signin list' shows those that "
-                                u"there are."_s.arg(QString::number(id)));
-    }
+    if (count == 0)
+        throw notFound(u"Sign-in %1"_s.arg(id), u"signin list"_s, u"sign-ins"_s);
 }
 
 void Session::requireProduct(int id)
 {
     const bool missing = products().GetProductConfigurationById(id).getId() == -1;
     database().check();
-    if (missing) {
-        throw CommandError(
-            ExitCode::NotFound, u"There is no product %1: 'velmioctl product list' shows those "
-                                u"that there are."_s.arg(QString::number(id)));
-    }
+    if (missing)
+        throw notFound(u"Product %1"_s.arg(id), u"product list"_s, u"products"_s);
 }
 
 FileConfigManager& Session::files()
@@ -190,10 +181,7 @@ FolderConfiguration Session::folder(const std::string& idOrPath)
         return found;
 
     const QString name = isId ? QString::number(id) : quoted(absolutePath(idOrPath));
-    throw CommandError(
-        ExitCode::NotFound,
-        u"No folder %1 is registered: 'velmioctl folder list --all' shows those that are."_s.arg(
-            name));
+    throw notFound(u"Folder "_s + name, u"folder list --all"_s, u"folders"_s);
 }
 
 FolderConfiguration Session::rootFolder(const std::string& idOrPath)
@@ -202,7 +190,7 @@ FolderConfiguration Session::rootFolder(const std::string& idOrPath)
     if (!found.isRoot()) {
         throw CommandError(
             ExitCode::Usage,
-            u"Folder %1 is no root folder: give its root, which has id %2."_s.arg(
+            u"Folder %1 is not a root folder. Give its root, which has id %2."_s.arg(
                 quoted(found.getClientPath()), QString::number(found.getRootId())));
     }
     return found;
@@ -237,6 +225,13 @@ void Session::confirm(bool yes, const QString& question)
         throw CommandError(
             ExitCode::Findings, u"Nothing was changed: answer y, or add --yes, to go on."_s);
     }
+}
+
+CommandError notFound(const QString& what, const QString& listCommand, const QString& plural)
+{
+    return {
+        ExitCode::NotFound,
+        u"%1 does not exist. Run 'velmioctl %2' to see all %3."_s.arg(what, listCommand, plural)};
 }
 
 QString absolutePath(const std::string& argument)

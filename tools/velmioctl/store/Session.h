@@ -66,10 +66,10 @@ public:
     sync::config::ScheduleEntryManager& schedules();
     sync::config::PasswordKeys& passwordKeys();
 
-    /// The server of an id; throws CommandError, also when there is none.
+    /// The server with an id; throws CommandError, also when it does not exist.
     sync::config::ServerConfiguration server(int id);
 
-    /// Throw CommandError unless there is a record of that id.
+    /// Throw CommandError unless a record with that id exists.
     void requireSignIn(int id);
     void requireProduct(int id);
 
@@ -105,5 +105,8 @@ private:
 
 /// An argument that names a file or folder, as an absolute path without "..", ".", or doubled "/".
 QString absolutePath(const std::string& argument);
+
+/// "Server 7 does not exist. Run 'velmioctl server list' to see all servers."
+CommandError notFound(const QString& what, const QString& listCommand, const QString& plural);
 
 } // namespace velmioctl

@@ -4,8 +4,8 @@
 #include <interf/IQSqlQueryWrapper.h>
 #include <velmioctl/cli/CommandLine.h>
 #include <velmioctl/cli/Table.h>
+#include <velmioctl/store/Columns.h>
 #include <velmioctl/store/Session.h>
-#include <velmioctl/store/Tables.h>
 #include <velmioctl/store/WatchedDatabase.h>
 
 #include <QFileInfo>
@@ -76,9 +76,9 @@ Stats readStats(WatchedDatabase& database)
     stats.schemaVersion = database.number(u"PRAGMA user_version"_s);
     stats.storeId = database.engine().storeId();
     stats.moved = database.engine().isMoved();
-    for (const char16_t* const name : TableNames) {
-        const QString table = QString::fromUtf16(name);
-        stats.tableRows.emplace_back(table, database.number(u"SELECT count(*) FROM "_s + table));
+    for (const TableShape& table : tableShapes()) {
+        const QString name = QString::fromLatin1(table.name);
+        stats.tableRows.emplace_back(name, database.number(u"SELECT count(*) FROM "_s + name));
     }
     stats.roots = readRoots(database);
     return stats;
