@@ -42,45 +42,34 @@ constexpr SqlText Delete(u"DELETE FROM AuthenticationConfiguration WHERE Id = :i
 
 } // namespace
 
-AuthenticationConfigManager::AuthenticationConfigManager(
-    std::shared_ptr<interf::factory::IDatabaseFactory> databaseFactory)
-    : DatabaseConfigurationManager(std::move(databaseFactory))
-{
-}
-
-AuthenticationConfigManager::~AuthenticationConfigManager() = default;
-
 AuthenticationConfiguration AuthenticationConfigManager::GetAuthenticationConfigurationById(
     int authenticationConfigurationId) const
 {
-    return _Prepare(SelectById.toString())
+    return _Prepare(SelectById)
         .bind(u":id"_s, authenticationConfigurationId)
-        .readOne<AuthenticationConfiguration>(
-            this, &AuthenticationConfigManager::_PopulateAuthenticationConfiguration);
+        .readOne(this, &AuthenticationConfigManager::_PopulateAuthenticationConfiguration);
 }
 
 AuthenticationConfiguration AuthenticationConfigManager::
     GetAuthenticationConfigurationByDomainAndUser(QString domain, QString userName) const
 {
-    return _Prepare(SelectByDomainAndUser.toString())
+    return _Prepare(SelectByDomainAndUser)
         .bind(u":domain"_s, domain)
         .bind(u":userName"_s, userName)
-        .readOne<AuthenticationConfiguration>(
-            this, &AuthenticationConfigManager::_PopulateAuthenticationConfiguration);
+        .readOne(this, &AuthenticationConfigManager::_PopulateAuthenticationConfiguration);
 }
 
 QVector<AuthenticationConfiguration> AuthenticationConfigManager::GetAll() const
 {
-    return _Prepare(SelectAll.toString())
-        .readAll<QVector<AuthenticationConfiguration>>(
-            this, &AuthenticationConfigManager::_PopulateAuthenticationConfigurations);
+    return _Prepare(SelectAll).readAll(
+        this, &AuthenticationConfigManager::_PopulateAuthenticationConfiguration);
 }
 
 bool AuthenticationConfigManager::Update(AuthenticationConfiguration signIn)
 {
     TransactionalScope scope;
     const auto& members = signIn.members;
-    return _Prepare(UpdateById.toString())
+    return _Prepare(UpdateById)
         .bind(u":id"_s, members.id)
         .bind(u":domain"_s, members.domain)
         .bind(u":domainId"_s, members.domainId)
@@ -95,7 +84,7 @@ bool AuthenticationConfigManager::Add(AuthenticationConfiguration& signIn)
 {
     TransactionalScope scope;
     auto& members = signIn.members;
-    return _Prepare(Insert.toString())
+    return _Prepare(Insert)
         .bind(u":domain"_s, members.domain)
         .bind(u":domainId"_s, members.domainId)
         .bind(u":userName"_s, members.userName)
@@ -108,21 +97,20 @@ bool AuthenticationConfigManager::Add(AuthenticationConfiguration& signIn)
 bool AuthenticationConfigManager::Remove(int id)
 {
     TransactionalScope scope;
-    return _Prepare(Delete.toString()).bind(u":id"_s, id).exec();
+    return _Prepare(Delete).bind(u":id"_s, id).exec();
 }
 
 QVector<AuthenticationConfiguration>
 AuthenticationConfigManager::GetDistinctAuthenticationConfigurations()
 {
-    return _Prepare(SelectDistinct.toString())
-        .readAll<QVector<AuthenticationConfiguration>>(
-            this, &AuthenticationConfigManager::_PopulateDistinctAuthenticationConfigurations);
+    return _Prepare(SelectDistinct)
+        .readAll(this, &AuthenticationConfigManager::_PopulateDistinctAuthenticationConfiguration);
 }
 
 int AuthenticationConfigManager::UpdatePassword(QString domain, QString userName, QString password)
 {
     TransactionalScope scope;
-    return _Prepare(UpdatePasswordByDomainAndUser.toString())
+    return _Prepare(UpdatePasswordByDomainAndUser)
         .bind(u":domain"_s, domain)
         .bind(u":userName"_s, userName)
         .bind(u":encryptedPassword"_s, Encrypt(password))
@@ -145,21 +133,11 @@ void AuthenticationConfigManager::_PopulateAuthenticationConfiguration(
     members.serverId = row.integer(6);
 }
 
-void AuthenticationConfigManager::_PopulateAuthenticationConfigurations(
-    const RowReader& row, QVector<AuthenticationConfiguration>& signIns) const
+void AuthenticationConfigManager::_PopulateDistinctAuthenticationConfiguration(
+    const RowReader& row, AuthenticationConfiguration& signIn) const
 {
-    while (row.next())
-        _PopulateAuthenticationConfiguration(row, signIns.emplace_back());
-}
-
-void AuthenticationConfigManager::_PopulateDistinctAuthenticationConfigurations(
-    const RowReader& row, QVector<AuthenticationConfiguration>& signIns) const
-{
-    while (row.next()) {
-        auto& members = signIns.emplace_back().members;
-        members.domain = row.text(0);
-        members.userName = row.text(1);
-    }
+    signIn.members.domain = row.text(0);
+    signIn.members.userName = row.text(1);
 }
 
 } // namespace sync::config

@@ -7,10 +7,11 @@
 
 namespace sync::config {
 
-/// Stores the sign-ins, their passwords encrypted.
-/// What each operation answers is told by the interface. Keeps no state between calls: as
-/// thread-safe as the factory it is given. core::crypto::setKeyStore() chooses the keys. Nothing is
-/// thrown but core::crypto::KeyError, where a password is to be stored and there is no key.
+/// Stores the sign-ins, with encrypted passwords.
+///
+/// The interface documents each operation. The manager keeps no state between calls, so it is as
+/// thread-safe as its factory. core::crypto::setKeyStore() chooses the keys. The manager throws
+/// only core::crypto::KeyError, if it has to store a password and there is no key.
 class VELMIO_CONFIGURATION_EXPORT AuthenticationConfigManager
     : public interf::IAuthenticationConfigManager,
       public DatabaseConfigurationManager
@@ -18,12 +19,9 @@ class VELMIO_CONFIGURATION_EXPORT AuthenticationConfigManager
     Q_OBJECT
 
 public:
-    /// Keeps the factory, which must not be null. The manager has no parent.
-    explicit AuthenticationConfigManager(
-        std::shared_ptr<interf::factory::IDatabaseFactory> databaseFactory);
-    ~AuthenticationConfigManager() override;
+    using DatabaseConfigurationManager::DatabaseConfigurationManager;
 
-    // The first two stand in the order that the meta-object shows.
+    // The first two are in the order of the meta-object, not of the interface.
     Q_INVOKABLE sync::config::AuthenticationConfiguration GetAuthenticationConfigurationById(
         int authenticationConfigurationId) const override;
     Q_INVOKABLE sync::config::AuthenticationConfiguration
@@ -38,10 +36,8 @@ public:
 private:
     void _PopulateAuthenticationConfiguration(
         const RowReader& row, AuthenticationConfiguration& signIn) const;
-    void _PopulateAuthenticationConfigurations(
-        const RowReader& row, QVector<AuthenticationConfiguration>& signIns) const;
-    void _PopulateDistinctAuthenticationConfigurations(
-        const RowReader& row, QVector<AuthenticationConfiguration>& signIns) const;
+    void _PopulateDistinctAuthenticationConfiguration(
+        const RowReader& row, AuthenticationConfiguration& signIn) const;
 };
 
 } // namespace sync::config

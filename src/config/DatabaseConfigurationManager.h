@@ -19,11 +19,12 @@ class Statement;
 
 /// What all managers share: the database factory, and the text form of name-value properties.
 ///
-/// Has no state but the factory, and so is as thread-safe as that.
+/// Its only state is the factory, so it is as thread-safe as the factory.
 class VELMIO_CONFIGURATION_EXPORT DatabaseConfigurationManager
 {
 public:
-    /// Keeps the factory, which must not be null, and asks it nothing yet.
+    /// Keeps the factory, which must not be null, and does not call it yet. A manager has no
+    /// parent.
     explicit DatabaseConfigurationManager(
         std::shared_ptr<interf::factory::IDatabaseFactory> databaseFactory);
     virtual ~DatabaseConfigurationManager();
@@ -33,25 +34,25 @@ public:
 
     /// Reads properties from the XML text that ToNameValuePropertyString() writes.
     ///
-    /// Each child node of the document element becomes an entry: its name the key, the text of its
-    /// first child the value, a later one of the same name in place of an earlier. Text that is no
-    /// XML gives an empty map. Pure: any thread may call it.
+    /// Each child node of the document element becomes an entry: its name is the key, and the text
+    /// of its first child is the value. A later node replaces an earlier one of the same name. Text
+    /// that is not XML gives an empty map. Pure: any thread may call it.
     virtual QMap<QString, QString> ToNameValuePropertyMap(QString xml) const;
 
     /// Writes properties as a small XML document, one element for each, in ascending order of keys.
     ///
-    /// Nothing is checked or escaped: a key that is no XML name, or a value that contains "]]>",
-    /// yields text that does not read back. Pure: any thread may call it.
+    /// Checks and escapes nothing: a key that is not an XML name, or a value that contains "]]>",
+    /// gives text that does not read back. Pure: any thread may call it.
     virtual QString ToNameValuePropertyString(QMap<QString, QString> properties);
 
 protected:
-    /// A fresh query of the factory, prepared with a statement text.
+    /// A new query of the factory, prepared with a statement text.
     Statement _Prepare(const QString& sql) const;
 
     /// The properties in a column of the row.
     QMap<QString, QString> _NameValueProperties(const RowReader& row, int column) const;
 
-    /// What all operations get their queries from; never null.
+    /// Creates the queries of all operations; never null.
     const std::shared_ptr<interf::factory::IDatabaseFactory> databaseFactory;
 };
 

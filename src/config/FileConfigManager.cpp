@@ -35,38 +35,38 @@ constexpr SqlText Select(
     u" lastOperationTime, rootFolderId, syncOption, parentFileId, fileType, ownerId, privileges,"
     u" productConfigurationId, serverFileId,  serverFileVersionId, checkSumMD5, fileLinks");
 
-constexpr auto SelectById = Select + u" FROM FileConfiguration WHERE id = :id";
-constexpr auto SelectGeneratedById = Select + u" FROM GeneratedFileConfiguration WHERE id = :id";
-constexpr auto SelectBaseById = Select + u" FROM BaseFileConfiguration WHERE id = :id";
-constexpr auto SelectByClientPath =
-    Select + u" FROM FileConfiguration WHERE clientPath = :clientPath";
-constexpr auto SelectGeneratedByClientPath =
-    Select + u" FROM GeneratedFileConfiguration WHERE clientPath = :clientPath";
-constexpr auto SelectByMissingRoots =
-    Select + u" FROM FileConfiguration WHERE rootFolderId NOT IN (%1)";
-constexpr auto SelectByServerPath =
-    Select + u" FROM FileConfiguration WHERE serverPath = :serverPath";
-constexpr auto SelectByServerId =
-    Select + u" FROM FileConfiguration WHERE serverFileId = :serverFileId";
-constexpr auto SelectByFolderIdAndSyncStatus =
-    Select + u" FROM FileConfiguration WHERE folderConfigurationId = :folderConfigurationId "
-             u" AND syncStatus = :syncStatus ORDER BY name";
-constexpr auto SelectGeneratedByParent =
-    Select + u" FROM GeneratedFileConfiguration WHERE parentFileId = :parentFileId ORDER BY id";
-constexpr auto SelectBaseByParent =
-    Select + u" FROM BaseFileConfiguration WHERE parentFileId = :parentFileId ORDER BY id";
 constexpr auto SelectAll = Select + u" FROM FileConfiguration";
-
-// An ORDER BY clause follows, therefore the blank at the end.
+constexpr auto SelectById = SelectAll + u" WHERE id = :id";
+constexpr auto SelectByClientPath = SelectAll + u" WHERE clientPath = :clientPath";
+constexpr auto SelectByServerPath = SelectAll + u" WHERE serverPath = :serverPath";
+constexpr auto SelectByServerId = SelectAll + u" WHERE serverFileId = :serverFileId";
+constexpr auto SelectByMissingRoots = SelectAll + u" WHERE rootFolderId NOT IN (%1)";
+// An ORDER BY clause can follow these, hence the blank at their end.
 constexpr auto SelectByFolderId =
-    Select + u" FROM FileConfiguration WHERE folderConfigurationId = :folderConfigurationId ";
-constexpr auto SelectByRootFolderId =
-    Select + u" FROM FileConfiguration WHERE rootFolderId = :rootFolderId ";
-constexpr auto SelectGeneratedByRootFolderId =
-    Select + u" FROM GeneratedFileConfiguration WHERE rootFolderId = :rootFolderId ";
+    SelectAll + u" WHERE folderConfigurationId = :folderConfigurationId ";
+constexpr auto SelectByRootFolderId = SelectAll + u" WHERE rootFolderId = :rootFolderId ";
+constexpr auto SelectByFolderIdAndSyncStatus =
+    SelectByFolderId + u" AND syncStatus = :syncStatus ORDER BY name";
 
-// By the value of FileConfigOrderByEnum. The capitals differ from those of the columns; that is
-// wanted.
+constexpr auto SelectGenerated = Select + u" FROM GeneratedFileConfiguration";
+constexpr auto SelectGeneratedById = SelectGenerated + u" WHERE id = :id";
+constexpr auto SelectGeneratedByClientPath = SelectGenerated + u" WHERE clientPath = :clientPath";
+constexpr auto SelectGeneratedByParent =
+    SelectGenerated + u" WHERE parentFileId = :parentFileId ORDER BY id";
+constexpr auto SelectGeneratedByRootFolderId =
+    SelectGenerated + u" WHERE rootFolderId = :rootFolderId ";
+
+constexpr auto SelectBase = Select + u" FROM BaseFileConfiguration";
+constexpr auto SelectBaseById = SelectBase + u" WHERE id = :id";
+constexpr auto SelectBaseByParent = SelectBase + u" WHERE parentFileId = :parentFileId ORDER BY id";
+constexpr auto SelectBaseByRootFolderId = SelectBase + u" WHERE rootFolderId = :rootFolderId ";
+
+constexpr auto SelectFromNoTable = Select + u" FROM ";
+constexpr auto SelectFromNoTableByRootFolderId =
+    SelectFromNoTable + u" WHERE rootFolderId = :rootFolderId ";
+
+// By the value of FileConfigOrderByEnum. Intentional: the capitals differ from those of the
+// columns.
 constexpr QStringView OrderClauses[] = {
     u"Id",
     u"Id DESC",
@@ -92,73 +92,65 @@ constexpr QStringView OrderClauses[] = {
     u"Size DESC",
 };
 
-constexpr SqlText OrdinaryTable(u"FileConfiguration");
-constexpr SqlText GeneratedTable(u"GeneratedFileConfiguration");
-constexpr SqlText BaseTable(u"BaseFileConfiguration");
-constexpr SqlText NoTable(u"");
+constexpr SqlText InsertValues(
+    u" (folderConfigurationId, name, clientPath, serverPath, checkSum, createdDateTime,"
+    u" lastModifiedDateTime, syncStatus, lastOperationType, size, nameValueProperties,"
+    u" lastOperationTime, rootFolderId, syncOption, parentFileId, fileType, ownerId,"
+    u" privileges, productConfigurationId, serverFileId, serverFileVersionId, checkSumMD5,"
+    u" fileLinks) VALUES (:folderConfigurationId, :name, :clientPath, :serverPath, :checkSum,"
+    u" :createdDateTime, :lastModifiedDateTime, :syncStatus, :lastOperationType, :size,"
+    u" :nameValueProperties, :lastOperationTime, :rootFolderId, :syncOption, :parentFileId,"
+    u" :fileType, :ownerId, :privileges, :productConfigurationId, :serverFileId,"
+    u" :serverFileVersionId, :checkSumMD5, :fileLinks);");
+constexpr auto Insert = u"INSERT INTO FileConfiguration" + InsertValues;
+constexpr auto InsertGenerated = u"INSERT INTO GeneratedFileConfiguration" + InsertValues;
+constexpr auto InsertBase = u"INSERT INTO BaseFileConfiguration" + InsertValues;
 
-/// The statements that exist for each table.
-template <const auto& Table>
-struct TableTexts
-{
-    static constexpr auto SelectAll = Select + u" FROM " + Table;
-    static constexpr auto SelectByRootFolderId =
-        SelectAll + u" WHERE rootFolderId = :rootFolderId ";
-    static constexpr auto Insert =
-        u"INSERT INTO " + Table +
-        u" (folderConfigurationId, name, clientPath, serverPath, checkSum, createdDateTime,"
-        u" lastModifiedDateTime, syncStatus, lastOperationType, size, nameValueProperties,"
-        u" lastOperationTime, rootFolderId, syncOption, parentFileId, fileType, ownerId,"
-        u" privileges, productConfigurationId, serverFileId, serverFileVersionId, checkSumMD5,"
-        u" fileLinks) VALUES (:folderConfigurationId, :name, :clientPath, :serverPath, :checkSum,"
-        u" :createdDateTime, :lastModifiedDateTime, :syncStatus, :lastOperationType, :size,"
-        u" :nameValueProperties, :lastOperationTime, :rootFolderId, :syncOption, :parentFileId,"
-        u" :fileType, :ownerId, :privileges, :productConfigurationId, :serverFileId,"
-        u" :serverFileVersionId, :checkSumMD5, :fileLinks);";
-    static constexpr auto UpdateById =
-        u"UPDATE " + Table +
-        u" SET folderConfigurationId = :folderConfigurationId, name = :name,"
-        u" clientPath = :clientPath, serverPath = :serverPath, checkSum = :checkSum,"
-        u" createdDateTime = :createdDateTime, lastModifiedDateTime = :lastModifiedDateTime,"
-        u" syncStatus = :syncStatus, lastOperationType = :lastOperationType, size = :size,"
-        u" nameValueProperties = :nameValueProperties,  lastOperationTime = :lastOperationTime, "
-        u" rootFolderId = :rootFolderId,  syncOption = :syncOption, "
-        u" parentFileId = :parentFileId,  fileType = :fileType,  ownerId = :ownerId, "
-        u" privileges = :privileges,  productConfigurationId = :productConfigurationId, "
-        u" serverFileId = :serverFileId,  serverFileVersionId = :serverFileVersionId, "
-        u" checkSumMD5 = :checkSumMD5,  fileLinks = :fileLinks  WHERE id = :id";
-};
+constexpr SqlText UpdateValues(
+    u" SET folderConfigurationId = :folderConfigurationId, name = :name,"
+    u" clientPath = :clientPath, serverPath = :serverPath, checkSum = :checkSum,"
+    u" createdDateTime = :createdDateTime, lastModifiedDateTime = :lastModifiedDateTime,"
+    u" syncStatus = :syncStatus, lastOperationType = :lastOperationType, size = :size,"
+    u" nameValueProperties = :nameValueProperties,  lastOperationTime = :lastOperationTime, "
+    u" rootFolderId = :rootFolderId,  syncOption = :syncOption, "
+    u" parentFileId = :parentFileId,  fileType = :fileType,  ownerId = :ownerId, "
+    u" privileges = :privileges,  productConfigurationId = :productConfigurationId, "
+    u" serverFileId = :serverFileId,  serverFileVersionId = :serverFileVersionId, "
+    u" checkSumMD5 = :checkSumMD5,  fileLinks = :fileLinks  WHERE id = :id");
+constexpr auto Update = u"UPDATE FileConfiguration" + UpdateValues;
+constexpr auto UpdateGenerated = u"UPDATE GeneratedFileConfiguration" + UpdateValues;
+constexpr auto UpdateBase = u"UPDATE BaseFileConfiguration" + UpdateValues;
 
-struct TableStatements
+/// A table, and the statements for which a record's type chooses it.
+struct Table
 {
     QString name;
     QString selectAll;
     QString selectByRootFolderId;
     QString insert;
-    QString updateById;
+    QString update;
 };
 
-template <const auto& Table>
-TableStatements statementsOf()
+const Table& tableOf(FileConfigurationType type)
 {
-    using Texts = TableTexts<Table>;
-    return {
-        Table.toString(), Texts::SelectAll.toString(), Texts::SelectByRootFolderId.toString(),
-        Texts::Insert.toString(), Texts::UpdateById.toString()};
-}
-
-TableStatements statementsFor(FileConfigurationType type)
-{
+    static const Table ordinary{
+        u"FileConfiguration"_s, SelectAll, SelectByRootFolderId, Insert, Update};
+    static const Table generated{
+        u"GeneratedFileConfiguration"_s, SelectGenerated, SelectGeneratedByRootFolderId,
+        InsertGenerated, UpdateGenerated};
+    static const Table base{
+        u"BaseFileConfiguration"_s, SelectBase, SelectBaseByRootFolderId, InsertBase, UpdateBase};
+    // Reads of an unknown type fail in the database.
+    static const Table none{{}, SelectFromNoTable, SelectFromNoTableByRootFolderId, {}, {}};
     switch (type) {
     case OrdinaryFile:
-        return statementsOf<OrdinaryTable>();
+        return ordinary;
     case GeneratedFile:
-        return statementsOf<GeneratedTable>();
+        return generated;
     case BaseFile:
-        return statementsOf<BaseTable>();
+        return base;
     }
-    // Reads of an unknown type are left to fail in the database.
-    return statementsOf<NoTable>();
+    return none;
 }
 
 constexpr SqlText Delete(u"DELETE FROM FileConfiguration WHERE Id = :id;");
@@ -179,17 +171,17 @@ constexpr SqlText ResetSyncStatus(u"UPDATE FileConfiguration SET syncStatus = :s
 
 constexpr qint64 TimestampToleranceSeconds = 2;
 
-// Not by secsTo() alone, for which an unknown time is no time away from any other.
+// Not by secsTo() alone, which returns 0 for an unknown time.
 bool areNear(const QDateTime& fileTime, const QDateTime& storedTime)
 {
     return fileTime.isValid() && storedTime.isValid() &&
            qAbs(fileTime.secsTo(storedTime)) < TimestampToleranceSeconds;
 }
 
-// Best effort, as all removals from the disk: whatever resists stays.
+// Best effort, like all removals from the disk: what cannot be removed stays.
 void removeBaseCopyFromDisk(const QString& path)
 {
-    // QDir would take the folder of an empty path for the working directory.
+    // QDir takes an empty path for the working directory.
     if (path.isEmpty())
         return;
     if (QFile::exists(path))
@@ -217,32 +209,32 @@ FileConfigManager::~FileConfigManager() = default;
 
 FileConfiguration FileConfigManager::GetFileConfigurationById(int id)
 {
-    return _ReadOneById(SelectById.toString(), id);
+    return _ReadOne(_Prepare(SelectById).bind(u":id"_s, id));
 }
 
 FileConfiguration FileConfigManager::GetFileConfigurationByServerId(QString serverFileId)
 {
-    return _ReadOne(_Prepare(SelectByServerId.toString()).bind(u":serverFileId"_s, serverFileId));
+    return _ReadOne(_Prepare(SelectByServerId).bind(u":serverFileId"_s, serverFileId));
 }
 
 FileConfiguration FileConfigManager::GetBaseFileConfigurationById(int id)
 {
-    return _ReadOneById(SelectBaseById.toString(), id);
+    return _ReadOne(_Prepare(SelectBaseById).bind(u":id"_s, id));
 }
 
 FileConfiguration FileConfigManager::GetGeneratedFileConfigurationById(int id)
 {
-    return _ReadOneById(SelectGeneratedById.toString(), id);
+    return _ReadOne(_Prepare(SelectGeneratedById).bind(u":id"_s, id));
 }
 
 FileConfiguration FileConfigManager::GetFileConfigurationByClientPath(QString path)
 {
-    return _ReadOneByClientPath(SelectByClientPath.toString(), path);
+    return _ReadOne(_Prepare(SelectByClientPath).bind(u":clientPath"_s, path));
 }
 
 QVector<FileConfiguration> FileConfigManager::GetAllFileConfigurationsByClientPath(QString path)
 {
-    return _ReadAll(_Prepare(SelectByClientPath.toString()).bind(u":clientPath"_s, path));
+    return _ReadAll(_Prepare(SelectByClientPath).bind(u":clientPath"_s, path));
 }
 
 QVector<FileConfiguration> FileConfigManager::GetFileConfigurationsOfNonExistingRootFolders()
@@ -251,12 +243,12 @@ QVector<FileConfiguration> FileConfigManager::GetFileConfigurationsOfNonExisting
     const auto roots = folderConfigManager->GetAllRootFolders();
     for (const FolderConfiguration& root : roots)
         rootIds.append(QString::number(root.getId()));
-    return _ReadAll(_Prepare(SelectByMissingRoots.toString().arg(rootIds.join(u','))));
+    return _ReadAll(_Prepare(QString(SelectByMissingRoots).arg(rootIds.join(u','))));
 }
 
 FileConfiguration FileConfigManager::GetGeneratedFileConfigurationByClientPath(QString path)
 {
-    return _ReadOneByClientPath(SelectGeneratedByClientPath.toString(), path);
+    return _ReadOne(_Prepare(SelectGeneratedByClientPath).bind(u":clientPath"_s, path));
 }
 
 FileConfiguration FileConfigManager::GetFileConfigurationByClientPathAndAuthenticationId(
@@ -269,21 +261,21 @@ FileConfiguration FileConfigManager::GetFileConfigurationByClientPathAndAuthenti
 FileConfiguration FileConfigManager::GetFileConfigurationByServerPathAndAuthenticationId(
     QString path, int authenticationId)
 {
-    return _FindByAuthenticationId(
-        _GetFileConfigurationsByServerPath(std::move(path)), authenticationId);
+    const auto files = _ReadAll(_Prepare(SelectByServerPath).bind(u":serverPath"_s, path));
+    return _FindByAuthenticationId(files, authenticationId);
 }
 
 QVector<FileConfiguration> FileConfigManager::GetFileConfigurationsByFolderId(
     int folderId, FileConfigOrderByEnum order)
 {
-    return _ReadAll(_Prepare(SelectByFolderId.toString() + _GenerateOrderBy(order))
+    return _ReadAll(_Prepare(QString(SelectByFolderId) + _GenerateOrderBy(order))
                         .bind(u":folderConfigurationId"_s, folderId));
 }
 
 QVector<FileConfiguration> FileConfigManager::GetFileConfigurationsByRootFolderId(
     int rootFolderId, FileConfigOrderByEnum order)
 {
-    return _ReadAll(_Prepare(SelectByRootFolderId.toString() + _GenerateOrderBy(order))
+    return _ReadAll(_Prepare(QString(SelectByRootFolderId) + _GenerateOrderBy(order))
                         .bind(u":rootFolderId"_s, rootFolderId));
 }
 
@@ -291,20 +283,20 @@ QVector<FileConfiguration> FileConfigManager::GetFileConfigurationsByRootFolderI
     int rootFolderId, FileConfigurationType type)
 {
     return _ReadAll(
-        _Prepare(statementsFor(type).selectByRootFolderId).bind(u":rootFolderId"_s, rootFolderId));
+        _Prepare(tableOf(type).selectByRootFolderId).bind(u":rootFolderId"_s, rootFolderId));
 }
 
 QVector<FileConfiguration> FileConfigManager::GetGeneratedFileConfigurationsByRootFolderId(
     int rootFolderId, FileConfigOrderByEnum order)
 {
-    return _ReadAll(_Prepare(SelectGeneratedByRootFolderId.toString() + _GenerateOrderBy(order))
+    return _ReadAll(_Prepare(QString(SelectGeneratedByRootFolderId) + _GenerateOrderBy(order))
                         .bind(u":rootFolderId"_s, rootFolderId));
 }
 
 QVector<FileConfiguration> FileConfigManager::GetFileConfigurationsByFolderIdAndSyncStatus(
     int folderId, FileSynchronizationStatus status)
 {
-    return _ReadAll(_Prepare(SelectByFolderIdAndSyncStatus.toString())
+    return _ReadAll(_Prepare(SelectByFolderIdAndSyncStatus)
                         .bind(u":folderConfigurationId"_s, folderId)
                         .bind(u":syncStatus"_s, int(status)));
 }
@@ -312,23 +304,22 @@ QVector<FileConfiguration> FileConfigManager::GetFileConfigurationsByFolderIdAnd
 QVector<FileConfiguration> FileConfigManager::GetGeneratedFileConfigurationsByParentFileId(
     int parentFileId)
 {
-    return _ReadAll(
-        _Prepare(SelectGeneratedByParent.toString()).bind(u":parentFileId"_s, parentFileId));
+    return _ReadAll(_Prepare(SelectGeneratedByParent).bind(u":parentFileId"_s, parentFileId));
 }
 
 QVector<FileConfiguration> FileConfigManager::GetAll()
 {
-    return _ReadAll(_Prepare(SelectAll.toString()));
+    return _ReadAll(_Prepare(SelectAll));
 }
 
 QVector<FileConfiguration> FileConfigManager::GetAll(FileConfigurationType type)
 {
-    return _ReadAll(_Prepare(statementsFor(type).selectAll));
+    return _ReadAll(_Prepare(tableOf(type).selectAll));
 }
 
 bool FileConfigManager::Update(FileConfiguration config)
 {
-    const TableStatements table = statementsFor(config.getFileType());
+    const Table& table = tableOf(config.getFileType());
     if (table.name.isEmpty())
         return false;
     if (!config.getFileLinks().isEmpty())
@@ -336,7 +327,7 @@ bool FileConfigManager::Update(FileConfiguration config)
 
     TransactionalScope scope;
     const bool updated =
-        _BindFileConfiguration(_Prepare(table.updateById).bind(u":id"_s, config.getId()), config)
+        _BindFileConfiguration(_Prepare(table.update).bind(u":id"_s, config.getId()), config)
             .exec();
     if (!updated)
         return false;
@@ -349,7 +340,7 @@ bool FileConfigManager::Add(FileConfiguration& config)
     if (config.getClientPath().isEmpty())
         return false;
 
-    // Among the ordinary files only, whatever the record's own type is; that is wanted.
+    // Intentional: only among the ordinary files, whatever the record's own type.
     const auto namesakes = GetAllFileConfigurationsByClientPath(config.getClientPath());
     for (const FileConfiguration& namesake : namesakes) {
         if (namesake.getFolderConfigurationId() == config.getFolderConfigurationId()) {
@@ -358,7 +349,7 @@ bool FileConfigManager::Add(FileConfiguration& config)
         }
     }
 
-    const TableStatements table = statementsFor(config.getFileType());
+    const Table& table = tableOf(config.getFileType());
     if (table.name.isEmpty())
         return false;
     if (!config.getFileLinks().isEmpty())
@@ -387,7 +378,7 @@ bool FileConfigManager::RemoveFileConfigurationAndLinkedConfigurations(int id)
         if (!file.getClientPath().isEmpty())
             QFile::remove(file.getClientPath());
     }
-    // Also when the base copy's row could not be removed.
+    // Also if the base copy's row could not be removed.
     if (!generated.isEmpty() && !_RemoveGeneratedFileConfigurationsByParentFileId(id))
         dependantsRemoved = false;
 
@@ -397,27 +388,26 @@ bool FileConfigManager::RemoveFileConfigurationAndLinkedConfigurations(int id)
 
 bool FileConfigManager::RemoveBaseFileConfiguration(int id)
 {
-    // Read before and not used: that is wanted.
+    // Intentional, although nothing uses the result.
     GetBaseFileConfigurationById(id);
-    return _RemoveRows(DeleteBase.toString(), u":id"_s, id);
+    return _RemoveRows(DeleteBase, u":id"_s, id);
 }
 
 bool FileConfigManager::RemoveGeneratedFileConfiguration(int id)
 {
-    // Read before and not used: that is wanted.
+    // Intentional, although nothing uses the result.
     GetGeneratedFileConfigurationById(id);
-    return _RemoveRows(DeleteGenerated.toString(), u":id"_s, id);
+    return _RemoveRows(DeleteGenerated, u":id"_s, id);
 }
 
 bool FileConfigManager::RemoveByFolderConfigurationId(int folderConfigurationId)
 {
-    return _RemoveRows(
-        DeleteByFolder.toString(), u":folderConfigurationId"_s, folderConfigurationId);
+    return _RemoveRows(DeleteByFolder, u":folderConfigurationId"_s, folderConfigurationId);
 }
 
 bool FileConfigManager::RemoveGeneratedFileConfigurationsByRootFolderId(int rootFolderId)
 {
-    return _RemoveRows(DeleteGeneratedByRootFolder.toString(), u":rootFolderId"_s, rootFolderId);
+    return _RemoveRows(DeleteGeneratedByRootFolder, u":rootFolderId"_s, rootFolderId);
 }
 
 bool FileConfigManager::RemoveGeneratedFileConfigurationsByRootFolderIdAndSyncStatus(
@@ -426,7 +416,7 @@ bool FileConfigManager::RemoveGeneratedFileConfigurationsByRootFolderIdAndSyncSt
     const auto generated =
         GetGeneratedFileConfigurationsByRootFolderId(rootFolderId, interf::OrderById);
     for (const FileConfiguration& file : generated) {
-        // The file's own id in place of its parent's, and false whatever happened: both are wanted.
+        // Intentional: the file's own id instead of its parent's, and false whatever happened.
         if (file.getSyncStatus() == status)
             _RemoveGeneratedFileConfigurationsByParentFileId(file.getId());
     }
@@ -452,7 +442,7 @@ bool FileConfigManager::LocalFileHasChanged(QFileInfo& file, FileConfiguration& 
 bool FileConfigManager::UpdateSyncStatusFromSyncingToNotSynced(int folderConfigurationId)
 {
     TransactionalScope scope;
-    return _Prepare(ResetSyncStatus.toString())
+    return _Prepare(ResetSyncStatus)
         .bind(u":syncStatusNotSynced"_s, int(FileNotSynced))
         .bind(u":folderConfigurationId"_s, folderConfigurationId)
         .bind(u":syncStatusSyncing"_s, int(FileSyncing))
@@ -461,7 +451,7 @@ bool FileConfigManager::UpdateSyncStatusFromSyncingToNotSynced(int folderConfigu
 
 FileConfiguration FileConfigManager::GetBaseFileConfigurationByParentFileId(int parentFileId)
 {
-    return _ReadOne(_Prepare(SelectBaseByParent.toString()).bind(u":parentFileId"_s, parentFileId));
+    return _ReadOne(_Prepare(SelectBaseByParent).bind(u":parentFileId"_s, parentFileId));
 }
 
 FileConfiguration FileConfigManager::GetFileConfiguration(FileLink link, const QString& basePath)
@@ -492,12 +482,12 @@ bool FileConfigManager::rollback()
 
 bool FileConfigManager::RemoveByRootFolderId(int rootFolderId)
 {
-    return _RemoveRows(DeleteByRootFolder.toString(), u":rootFolderId"_s, rootFolderId);
+    return _RemoveRows(DeleteByRootFolder, u":rootFolderId"_s, rootFolderId);
 }
 
 QString FileConfigManager::GetTableNameByFileType(FileConfigurationType type) const
 {
-    return statementsFor(type).name;
+    return tableOf(type).name;
 }
 
 QString FileConfigManager::GetXmlStringFromFileLinkArray(
@@ -514,31 +504,12 @@ QList<FileLink> FileConfigManager::GetFileLinkArrayFromXmlString(
 
 FileConfiguration FileConfigManager::_ReadOne(Statement statement)
 {
-    FileConfiguration file;
-    if (statement.execToFirstRow())
-        _PopulateFileConfiguration(statement.row(), file);
-    return file;
-}
-
-FileConfiguration FileConfigManager::_ReadOneById(const QString& sql, int id)
-{
-    return _ReadOne(_Prepare(sql).bind(u":id"_s, id));
-}
-
-FileConfiguration FileConfigManager::_ReadOneByClientPath(const QString& sql, const QString& path)
-{
-    return _ReadOne(_Prepare(sql).bind(u":clientPath"_s, path));
+    return statement.readOneIfAny(this, &FileConfigManager::_PopulateFileConfiguration);
 }
 
 QVector<FileConfiguration> FileConfigManager::_ReadAll(Statement statement)
 {
-    return statement.readAll<QVector<FileConfiguration>>(
-        this, &FileConfigManager::_PopulateFileConfigurations);
-}
-
-QVector<FileConfiguration> FileConfigManager::_GetFileConfigurationsByServerPath(QString path)
-{
-    return _ReadAll(_Prepare(SelectByServerPath.toString()).bind(u":serverPath"_s, path));
+    return statement.readAll(this, &FileConfigManager::_PopulateFileConfiguration);
 }
 
 FileConfiguration FileConfigManager::_FindByAuthenticationId(
@@ -553,7 +524,8 @@ FileConfiguration FileConfigManager::_FindByAuthenticationId(
     return {};
 }
 
-void FileConfigManager::_PopulateFileConfiguration(const RowReader& row, FileConfiguration& file)
+void FileConfigManager::_PopulateFileConfiguration(
+    const RowReader& row, FileConfiguration& file) const
 {
     if (!row.isValid())
         return;
@@ -585,13 +557,6 @@ void FileConfigManager::_PopulateFileConfiguration(const RowReader& row, FileCon
     QDateTime linksDate = file.getFileLinksDate();
     file.setFileLinks(GetFileLinkArrayFromXmlString(row.text(23), linksDate));
     file.setFileLinksDate(linksDate);
-}
-
-void FileConfigManager::_PopulateFileConfigurations(
-    const RowReader& row, QVector<FileConfiguration>& files)
-{
-    while (row.next())
-        _PopulateFileConfiguration(row, files.emplaceBack());
 }
 
 QString FileConfigManager::_GenerateOrderBy(FileConfigOrderByEnum order) const
@@ -635,7 +600,7 @@ bool FileConfigManager::_Remove(int id)
 {
     FileConfiguration file = GetFileConfigurationById(id);
     TransactionalScope scope;
-    if (!_Prepare(Delete.toString()).bind(u":id"_s, id).exec())
+    if (!_Prepare(Delete).bind(u":id"_s, id).exec())
         return false;
     _RefreshNativeFileViewer(file);
     return true;
@@ -643,7 +608,7 @@ bool FileConfigManager::_Remove(int id)
 
 bool FileConfigManager::_RemoveGeneratedFileConfigurationsByParentFileId(int parentFileId)
 {
-    return _RemoveRows(DeleteGeneratedByParent.toString(), u":parentFileId"_s, parentFileId);
+    return _RemoveRows(DeleteGeneratedByParent, u":parentFileId"_s, parentFileId);
 }
 
 bool FileConfigManager::_RemoveRows(const QString& sql, const QString& placeholder, int value)
@@ -660,7 +625,7 @@ void FileConfigManager::_RefreshNativeFileViewer(FileConfiguration& config)
 
 void FileConfigManager::_RefreshNativeFileViewerIfSyncStatusChanged(FileConfiguration& config)
 {
-    // Not reset: writing the same record again refreshes the viewer again.
+    // Does not reset the flag: writing the same record again refreshes the viewer again.
     if (config.getSyncStatusChanged())
         _RefreshNativeFileViewer(config);
 }
@@ -694,7 +659,7 @@ bool FileConfigManager::_AddLinkedFile(
     const FolderConfiguration& root)
 {
     const QFileInfo file(path);
-    // It carries no links of its own: files that link to each other in a circle end here.
+    // Has no links of its own, so files that link to each other in a circle end here.
     FileConfiguration linked;
     linked.setServerFileId(link.ServerFileId);
     linked.setName(file.fileName());

@@ -18,14 +18,15 @@ namespace sync::config {
 class FolderConfiguration;
 
 /// Stores the state of synchronised files, of their generated files and of their base copies.
-/// What each operation answers is told by the interface. Keeps no state between calls: as
-/// thread-safe as the services it is given. Nothing is thrown.
+///
+/// The interface documents each operation. The manager keeps no state between calls, so it is as
+/// thread-safe as its services. It throws nothing.
 class VELMIO_CONFIGURATION_EXPORT FileConfigManager : public DatabaseConfigurationManager,
                                                       public interf::IFileConfigManager
 {
 public:
-    /// Keeps the services. Without a viewer nothing is refreshed; the others must not be null. The
-    /// manager has no parent.
+    /// Keeps the services. Without a viewer the manager refreshes nothing; the other services must
+    /// not be null. The manager has no parent.
     FileConfigManager(
         std::shared_ptr<interf::factory::IDatabaseFactory> databaseFactory,
         std::shared_ptr<interf::ICryptographicHash> cryptographicHash,
@@ -78,32 +79,28 @@ public:
     bool rollback() override;
 
     /// Removes the rows of all ordinary files of a root folder's tree, and nothing from the disk.
-    /// True also when there was none, false when the database fails.
+    /// True also if there are none; false if the database fails.
     virtual bool RemoveByRootFolderId(int rootFolderId);
 
-    /// The table that holds the records of a type; empty for an unknown type.
+    /// The name of the table that holds the records of a type; empty for an unknown type.
     QString GetTableNameByFileType(FileConfigurationType type) const;
 
-    /// The text of the column "fileLinks": an XML document, or empty without links and date. Links
-    /// that lead nowhere are left out. Pure: any thread may call it.
+    /// The text of the column "fileLinks": an XML document, or empty without links and date. Omits
+    /// links without a target. Pure: any thread may call it.
     QString GetXmlStringFromFileLinkArray(
         const QList<FileLink>& links, const QDateTime& date) const;
 
-    /// The links in a text of the column "fileLinks"; `date` receives their date, in UTC, and stays
-    /// as it is for an empty text. Text that is no XML has no links and a null date. Pure: any
+    /// The links in a text of the column "fileLinks". Sets `date` to their date in UTC, but leaves
+    /// it unchanged for an empty text. Text that is not XML has no links and a null date. Pure: any
     /// thread may call it.
     QList<FileLink> GetFileLinkArrayFromXmlString(const QString& xml, QDateTime& date) const;
 
 private:
     FileConfiguration _ReadOne(Statement statement);
-    FileConfiguration _ReadOneById(const QString& sql, int id);
-    FileConfiguration _ReadOneByClientPath(const QString& sql, const QString& path);
     QVector<FileConfiguration> _ReadAll(Statement statement);
-    QVector<FileConfiguration> _GetFileConfigurationsByServerPath(QString path);
     FileConfiguration _FindByAuthenticationId(
         const QVector<FileConfiguration>& files, int authenticationId);
-    void _PopulateFileConfiguration(const RowReader& row, FileConfiguration& file);
-    void _PopulateFileConfigurations(const RowReader& row, QVector<FileConfiguration>& files);
+    void _PopulateFileConfiguration(const RowReader& row, FileConfiguration& file) const;
     QString _GenerateOrderBy(interf::FileConfigOrderByEnum order) const;
 
     Statement _BindFileConfiguration(Statement statement, const FileConfiguration& config);
@@ -113,8 +110,8 @@ private:
     void _RefreshNativeFileViewer(FileConfiguration& config);
     void _RefreshNativeFileViewerIfSyncStatusChanged(FileConfiguration& config);
 
-    /// Gives the links of a record the ids of the files that they lead to, and registers those that
-    /// are not stored yet. True when that added at least one.
+    /// Sets the file ids in a record's links, and adds the linked files that are not stored yet.
+    /// True if it added at least one.
     bool AddFileLinks(FileConfiguration& config);
     bool _AddLinkedFile(
         FileLink& link, const QString& path, const FileConfiguration& config,

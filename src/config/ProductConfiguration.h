@@ -3,7 +3,6 @@
 
 #include <core/Export.h>
 
-#include <QMap>
 #include <QObject>
 #include <QString>
 
@@ -11,8 +10,9 @@ namespace sync::config {
 
 /// One product of the client that is registered with a server.
 ///
-/// A value: copies are new objects without parent that hold the same properties. A new record has
-/// id -1 and empty texts. One record is used by one thread at a time.
+/// A value: a copy is a new object with the same fields and without a parent. A new record has id
+/// -1 and empty texts. Only one thread at a time may use a record. The record does not hold the
+/// name-value properties of its row, and writing it empties them.
 class VELMIO_CONFIGURATION_EXPORT ProductConfiguration : public QObject
 {
     Q_OBJECT
@@ -31,8 +31,8 @@ public:
     ProductConfiguration();
     ~ProductConfiguration() override;
 
-    /// Takes along the properties, but no parent and no name-value properties. A record that was
-    /// moved from is to be assigned or destroyed only. @{
+    /// Copies and moves every field, but not the parent. Only assign to or destroy a record after
+    /// it was moved from. @{
     ProductConfiguration(const ProductConfiguration& other);
     ProductConfiguration(ProductConfiguration&& other) noexcept;
     ProductConfiguration& operator=(const ProductConfiguration& other);
@@ -78,9 +78,6 @@ private:
     void _CopyMembers(const ProductConfiguration& other) { members = other.members; }
 
     Members members;
-    // No copy, move or assignment takes these along, other than in the other records. Wanted: the
-    // records that callers hold have none, and storing one empties the column.
-    QMap<QString, QString> nameValueProperties;
 };
 
 } // namespace sync::config

@@ -30,39 +30,30 @@ constexpr SqlText Delete(u"DELETE FROM Schedules WHERE Id = :id;");
 QDateTime readLocalDateTime(const QVariant& column)
 {
     QDateTime time = readDateTime(column);
-    // Labelled, not converted: the column holds local clock readings, whatever mark they bear.
+    // Labelled, not converted: the column holds local clock readings, whatever zone they name.
     time.setTimeSpec(Qt::LocalTime);
     return time;
 }
 
 } // namespace
 
-ScheduleEntryManager::ScheduleEntryManager(
-    std::shared_ptr<interf::factory::IDatabaseFactory> databaseFactory)
-    : DatabaseConfigurationManager(std::move(databaseFactory))
-{
-}
-
-ScheduleEntryManager::~ScheduleEntryManager() = default;
-
 ScheduleEntry ScheduleEntryManager::GetScheduleEntryById(int scheduleEntryId)
 {
-    return _Prepare(SelectById.toString())
+    return _Prepare(SelectById)
         .bind(u":id"_s, scheduleEntryId)
-        .readOne<ScheduleEntry>(this, &ScheduleEntryManager::_PopulateScheduleEntry);
+        .readOne(this, &ScheduleEntryManager::_PopulateScheduleEntry);
 }
 
 ScheduleEntry ScheduleEntryManager::GetDefaultScheduleEntry()
 {
-    return _Prepare(SelectDefault.toString())
-        .readOne<ScheduleEntry>(this, &ScheduleEntryManager::_PopulateScheduleEntry);
+    return _Prepare(SelectDefault).readOne(this, &ScheduleEntryManager::_PopulateScheduleEntry);
 }
 
 bool ScheduleEntryManager::Update(const ScheduleEntry& scheduleEntry)
 {
     TransactionalScope scope;
     const auto& members = scheduleEntry.members;
-    return _Prepare(UpdateById.toString())
+    return _Prepare(UpdateById)
         .bind(u":id"_s, members.id)
         .bind(u":folderConfigurationId"_s, members.folderConfigId)
         .bind(u":startTime"_s, members.startTime)
@@ -75,11 +66,11 @@ bool ScheduleEntryManager::Update(const ScheduleEntry& scheduleEntry)
 bool ScheduleEntryManager::Remove(int scheduleEntryId)
 {
     TransactionalScope scope;
-    return _Prepare(Delete.toString()).bind(u":id"_s, scheduleEntryId).exec();
+    return _Prepare(Delete).bind(u":id"_s, scheduleEntryId).exec();
 }
 
 void ScheduleEntryManager::_PopulateScheduleEntry(
-    const RowReader& row, ScheduleEntry& scheduleEntry)
+    const RowReader& row, ScheduleEntry& scheduleEntry) const
 {
     if (!row.isValid())
         return;
@@ -91,13 +82,6 @@ void ScheduleEntryManager::_PopulateScheduleEntry(
     members.expireTime = readLocalDateTime(row.value(3));
     members.syncScheduleType = static_cast<SyncSchedule>(row.integer(4));
     members.syncInterval = row.integer(5);
-}
-
-void ScheduleEntryManager::_PopulateScheduleEntries(
-    const RowReader& row, QVector<ScheduleEntry>& scheduleEntries)
-{
-    while (row.next())
-        _PopulateScheduleEntry(row, scheduleEntries.emplace_back());
 }
 
 } // namespace sync::config

@@ -5,23 +5,19 @@
 #include <config/ScheduleEntry.h>
 #include <interf/IScheduleEntryManager.h>
 
-#include <QVector>
-
 namespace sync::config {
 
-/// Reads and maintains the synchronisation schedules; it never adds one.
-/// What each operation answers is told by the interface. Keeps no state between calls: as
-/// thread-safe as the factory it is given. Nothing is thrown.
+/// Reads, updates and removes the synchronisation schedules. It never adds one.
+///
+/// The interface documents each operation. The manager keeps no state between calls, so it is as
+/// thread-safe as its factory. It throws nothing.
 class VELMIO_CONFIGURATION_EXPORT ScheduleEntryManager : public interf::IScheduleEntryManager,
                                                          public DatabaseConfigurationManager
 {
     Q_OBJECT
 
 public:
-    /// Keeps the factory, which must not be null. The manager has no parent.
-    explicit ScheduleEntryManager(
-        std::shared_ptr<interf::factory::IDatabaseFactory> databaseFactory);
-    ~ScheduleEntryManager() override;
+    using DatabaseConfigurationManager::DatabaseConfigurationManager;
 
     Q_INVOKABLE ScheduleEntry GetScheduleEntryById(int scheduleEntryId) override;
     Q_INVOKABLE ScheduleEntry GetDefaultScheduleEntry() override;
@@ -29,8 +25,7 @@ public:
     Q_INVOKABLE bool Remove(int scheduleEntryId) override;
 
 private:
-    void _PopulateScheduleEntry(const RowReader& row, ScheduleEntry& scheduleEntry);
-    void _PopulateScheduleEntries(const RowReader& row, QVector<ScheduleEntry>& scheduleEntries);
+    void _PopulateScheduleEntry(const RowReader& row, ScheduleEntry& scheduleEntry) const;
 };
 
 } // namespace sync::config

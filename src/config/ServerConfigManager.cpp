@@ -51,42 +51,34 @@ constexpr long long FirstServerId = 1;
 
 } // namespace
 
-ServerConfigManager::ServerConfigManager(
-    std::shared_ptr<interf::factory::IDatabaseFactory> databaseFactory)
-    : DatabaseConfigurationManager(std::move(databaseFactory))
-{
-}
-
-ServerConfigManager::~ServerConfigManager() = default;
-
 ServerConfiguration ServerConfigManager::GetServerConfigById(long long id)
 {
-    return _ReadOneById(SelectById.toString(), id);
+    return _ReadOneById(SelectById, id);
 }
 
 ServerConfiguration ServerConfigManager::GetServerConfigByServers(
     QString davUrl, QString webServiceUrl)
 {
-    return _Prepare(SelectByServers.toString())
+    return _Prepare(SelectByServers)
         .bind(u":davUrl"_s, _ChopUrl(davUrl))
         .bind(u":webServiceUrl"_s, _ChopUrl(webServiceUrl))
-        .readOne<ServerConfiguration>(this, &ServerConfigManager::_PopulateServerConfig);
+        .readOne(this, &ServerConfigManager::_PopulateServerConfig);
 }
 
 std::vector<ServerConfiguration> ServerConfigManager::GetAll()
 {
-    return _Prepare(SelectAll.toString())
-        .readAll<std::vector<ServerConfiguration>>(
-            this, &ServerConfigManager::_PopulateServerConfigurations);
+    return _Prepare(SelectAll)
+        .readAll<ServerConfigManager, ServerConfiguration, std::vector<ServerConfiguration>>(
+            this, &ServerConfigManager::_PopulateServerConfig);
 }
 
-// Alias and URLs go in as the record holds them, where Add stores the computed alias and the
-// chopped URLs. That difference is wanted.
+// Intentional: stores alias and URLs unchanged, where Add stores the computed alias and the chopped
+// URLs.
 bool ServerConfigManager::Update(ServerConfiguration server)
 {
     TransactionalScope scope;
     const auto& members = server.members;
-    return _Prepare(UpdateById.toString())
+    return _Prepare(UpdateById)
         .bind(u":id"_s, members.id)
         .bind(u":alias"_s, members.alias)
         .bind(u":davUrl"_s, members.davUrl)
@@ -100,7 +92,7 @@ bool ServerConfigManager::Add(ServerConfiguration& server)
 {
     TransactionalScope scope;
     auto& members = server.members;
-    return _Prepare(Insert.toString())
+    return _Prepare(Insert)
         .bind(u":alias"_s, server.getAlias())
         .bind(u":davUrl"_s, _ChopUrl(members.davUrl))
         .bind(u":webServiceUrl"_s, _ChopUrl(members.webServiceUrl))
@@ -112,22 +104,22 @@ bool ServerConfigManager::Add(ServerConfiguration& server)
 bool ServerConfigManager::Remove(int id)
 {
     TransactionalScope scope;
-    return _Prepare(Delete.toString()).bind(u":id"_s, id).exec();
+    return _Prepare(Delete).bind(u":id"_s, id).exec();
 }
 
 ServerConfiguration ServerConfigManager::GetServerConfigByAuthenticationId(long long id)
 {
-    return _ReadOneById(SelectByAuthenticationId.toString(), id);
+    return _ReadOneById(SelectByAuthenticationId, id);
 }
 
 ServerConfiguration ServerConfigManager::GetServerConfigByFolderId(long long id)
 {
-    return _ReadOneById(SelectByFolderId.toString(), id);
+    return _ReadOneById(SelectByFolderId, id);
 }
 
 ServerConfiguration ServerConfigManager::GetServerConfigByFileId(long long id)
 {
-    return _ReadOneById(SelectByFileId.toString(), id);
+    return _ReadOneById(SelectByFileId, id);
 }
 
 ServerConfiguration ServerConfigManager::GetDefaultServerConfig()
@@ -142,10 +134,11 @@ ServerConfiguration ServerConfigManager::_ReadOneById(const QString& sql, long l
 {
     return _Prepare(sql)
         .bind(u":id"_s, id)
-        .readOne<ServerConfiguration>(this, &ServerConfigManager::_PopulateServerConfig);
+        .readOne(this, &ServerConfigManager::_PopulateServerConfig);
 }
 
-void ServerConfigManager::_PopulateServerConfig(const RowReader& row, ServerConfiguration& server)
+void ServerConfigManager::_PopulateServerConfig(
+    const RowReader& row, ServerConfiguration& server) const
 {
     if (!row.isValid())
         return;
@@ -159,16 +152,9 @@ void ServerConfigManager::_PopulateServerConfig(const RowReader& row, ServerConf
     members.binaryDiffEncoder = row.text(5);
 }
 
-void ServerConfigManager::_PopulateServerConfigurations(
-    const RowReader& row, std::vector<ServerConfiguration>& servers)
-{
-    while (row.next())
-        _PopulateServerConfig(row, servers.emplace_back());
-}
-
 QString ServerConfigManager::_ChopUrl(QString url)
 {
-    // One slash only: a URL that ends in two keeps one.
+    // One slash only: a URL that ends in two slashes keeps one.
     if (url.endsWith(u'/'))
         url.chop(1);
     return url;

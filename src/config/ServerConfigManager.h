@@ -7,19 +7,17 @@
 
 namespace sync::config {
 
-/// Stores the servers that the client knows, and finds the one behind a sign-in, folder or file.
-/// What each operation answers is told by the interface. Keeps no state between calls: as
-/// thread-safe as the factory it is given. Nothing is thrown.
+/// Stores the servers that the client knows, and finds the server of a sign-in, folder or file.
+///
+/// The interface documents each operation. The manager keeps no state between calls, so it is as
+/// thread-safe as its factory. It throws nothing.
 class VELMIO_CONFIGURATION_EXPORT ServerConfigManager : public interf::IServerConfigManager,
                                                         public DatabaseConfigurationManager
 {
     Q_OBJECT
 
 public:
-    /// Keeps the factory, which must not be null. The manager has no parent.
-    explicit ServerConfigManager(
-        std::shared_ptr<interf::factory::IDatabaseFactory> databaseFactory);
-    ~ServerConfigManager() override;
+    using DatabaseConfigurationManager::DatabaseConfigurationManager;
 
     ServerConfiguration GetServerConfigById(long long id) override;
     ServerConfiguration GetServerConfigByServers(QString davUrl, QString webServiceUrl) override;
@@ -34,9 +32,7 @@ public:
 
 private:
     ServerConfiguration _ReadOneById(const QString& sql, long long id);
-    void _PopulateServerConfig(const RowReader& row, ServerConfiguration& server);
-    void _PopulateServerConfigurations(
-        const RowReader& row, std::vector<ServerConfiguration>& servers);
+    void _PopulateServerConfig(const RowReader& row, ServerConfiguration& server) const;
     QString _ChopUrl(QString url);
 };
 

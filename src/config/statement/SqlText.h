@@ -7,7 +7,7 @@
 
 namespace sync::config {
 
-/// SQL text of `Size` characters that is put together at compile time.
+/// SQL text of `Size` characters that is joined at compile time.
 ///
 /// Statements are constants at the top of a manager's source and share their column list by `+`.
 template <std::size_t Size>
@@ -22,7 +22,8 @@ struct SqlText
     }
 
     /// The text without a copy of its characters: for constants only.
-    QString toString() const
+    // NOLINTNEXTLINE(google-explicit-constructor)
+    operator QString() const
     {
         return QString::fromRawData(reinterpret_cast<const QChar*>(characters), Size);
     }

@@ -7,18 +7,23 @@
 #include <QDateTime>
 #include <QString>
 #include <QVariant>
+#include <QVector>
 
 #include <memory>
 
 namespace sync::config {
 
-/// One statement of a manager: a query of the factory, released when the statement goes.
+/// Reads the current row into a record, and leaves the record unchanged without a row.
+template <typename Manager, typename Record>
+using Population = void (Manager::*)(const RowReader& row, Record& record) const;
+
+/// One statement of a manager. It releases its query when it ends.
 ///
-/// A managers' operation opens its transaction scope first, so that its statements end before it.
+/// An operation opens its transaction scope first, so that its statements end before the scope.
 class Statement
 {
 public:
-    /// Takes a fresh query and prepares `sql`. Whether that worked shows in exec().
+    /// Takes a new query and prepares `sql`. If that fails, exec() fails.
     Statement(std::shared_ptr<interf::IQSqlQueryWrapper> freshQuery, const QString& sql)
         : query(std::move(freshQuery))
         , typed(dynamic_cast<interf::IQSqlTypedQuery*>(query.get()))
@@ -59,7 +64,7 @@ public:
     /// False on any database error.
     bool exec() { return query->exec(); }
 
-    /// Runs an INSERT and writes the new row's id; `id` stays as it is when that fails.
+    /// Runs an INSERT and sets `id` to the new row's id; leaves it unchanged on failure.
     bool execInsert(int& id)
     {
         if (!query->exec())
@@ -68,10 +73,10 @@ public:
         return true;
     }
 
-    /// Runs an UPDATE or DELETE: how many rows it touched, or -1 when it fails.
+    /// Runs an UPDATE or DELETE; the number of rows that it changed, or -1 if it fails.
     int execCounting() { return query->exec() ? query->numRowsAffected() : -1; }
 
-    /// Runs a count: column 0 of the first row, or `failed` when the statement fails.
+    /// Runs a count; column 0 of the first row, or `failed` if the statement fails.
     int execNumber(int failed)
     {
         if (!query->exec())
@@ -80,12 +85,9 @@ public:
         return query->value(0).toInt();
     }
 
-    /// Runs a SELECT and reads its first row; a default record when it fails or has no row.
-    ///
-    /// `populate` is a member function of the manager, given the row and the record; it leaves the
-    /// record untouched when the query stands on no row.
-    template <typename Record, typename Manager, typename Populate>
-    Record readOne(Manager* manager, Populate populate)
+    /// Runs a SELECT and reads its first row; a default record if it fails or has no row.
+    template <typename Manager, typename Record>
+    Record readOne(const Manager* manager, Population<Manager, Record> populate)
     {
         Record record;
         if (!query->exec())
@@ -96,28 +98,34 @@ public:
         return record;
     }
 
-    /// Runs a SELECT and steps onto its first row; false when it fails or has no row.
-    bool execToFirstRow() { return query->exec() && query->next(); }
+    /// The same, but populates only if there is a row.
+    template <typename Manager, typename Record>
+    Record readOneIfAny(const Manager* manager, Population<Manager, Record> populate)
+    {
+        Record record;
+        if (query->exec() && query->next())
+            (manager->*populate)(row(), record);
+        return record;
+    }
 
-    /// The row of the last step.
-    RowReader row() const { return {query.get(), typed}; }
-
-    /// Runs a SELECT and reads all its rows; an empty list when it fails.
-    ///
-    /// `populate` is a member function of the manager, given the row before the first one and the
-    /// list to append to.
-    template <typename Records, typename Manager, typename Populate>
-    Records readAll(Manager* manager, Populate populate)
+    /// Runs a SELECT and reads all its rows; an empty list if it fails.
+    template <typename Manager, typename Record, typename Records = QVector<Record>>
+    Records readAll(const Manager* manager, Population<Manager, Record> populate)
     {
         Records records;
-        if (query->exec())
-            (manager->*populate)(row(), records);
+        if (!query->exec())
+            return records;
+        while (query->next())
+            (manager->*populate)(row(), records.emplace_back());
         return records;
     }
 
+    /// The current row.
+    RowReader row() const { return {query.get(), typed}; }
+
 private:
     std::shared_ptr<interf::IQSqlQueryWrapper> query;
-    interf::IQSqlTypedQuery* typed; // the same, if it is one
+    interf::IQSqlTypedQuery* typed; // the same query, or null if it is not typed
 };
 
 } // namespace sync::config
