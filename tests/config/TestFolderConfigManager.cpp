@@ -342,591 +342,8 @@ private:
     const std::shared_ptr<RecordingDatabaseFactory> factory;
 };
 
-} // namespace
-
-class TestFolderConfigManager : public QObject
-{
-    Q_OBJECT
-
-private Q_SLOTS:
-    // Statements, over the recording database
-    void lookupsRunOneStatement_data();
-    void lookupsRunOneStatement();
-    void failedLookupReadsAsDefaultRecord_data() { lookupsRunOneStatement_data(); }
-    void failedLookupReadsAsDefaultRecord();
-    void lookupWithoutRowReadsAsDefaultRecord_data() { lookupsRunOneStatement_data(); }
-    void lookupWithoutRowReadsAsDefaultRecord();
-    void lookupReadsTheFirstRowOnly();
-    void lookupByServerIdPopulatesOnlyOnARow();
-    void listsRunOneStatement_data();
-    void listsRunOneStatement();
-    void failedListIsEmpty_data() { listsRunOneStatement_data(); }
-    void failedListIsEmpty();
-    void rowIsReadIntoEveryField();
-    void timesAreLabelledUtcWhateverTheColumnHolds();
-    void foldersOfMissingRootsNameTheCachedRoots();
-    void foldersOfMissingRootsWithoutAnyRootAskForEveryRow();
-
-    // Caches
-    void listsAreReadOnceAndServedFromTheCache();
-    void listsAreReadAgainWhenTheyAreTwoSecondsOld();
-    void failedListStaysCached();
-    void clearingTheCachesHasBothListsReadAgain();
-
-    // Writes
-    void addStoresTheRecordAndClearsTheLists();
-    void addClearsTheListsBeforeItRefreshesTheViewer();
-    void addOfARootStoresItsOwnIdAsRootId();
-    void addOfARootSucceedsWhenItsUpdateFails();
-    void addRefusesRecordsOutsideATree_data();
-    void addRefusesRecordsOutsideATree();
-    void failedAddLeavesTheRecordUnchanged();
-    void updateStoresTheRecordAndKeepsTheLists();
-    void failedUpdateRefreshesNothing();
-    void savingAChangedStatusRefreshesTheViewerEachTime();
-    void removeDeletesOneRowAndRefreshesItsPath();
-    void failedRemoveClearsAndRefreshesNothing();
-    void cleanRemovesChildrenThenFolderThenFiles();
-    void cleanStopsAtTheFirstFailure_data();
-    void cleanStopsAtTheFirstFailure();
-    void cleanRootFolderRemovesTheTreeInOneScope();
-    void cleanRootFolderStopsAtTheFirstFailure_data();
-    void cleanRootFolderStopsAtTheFirstFailure();
-    void exceptionOfTheDatabaseEndsScopesAndQueries();
-    void addFolderAndParentCreatesMissingAncestorsFirst();
-    void addFolderAndParentOfAStoredPathWritesNothing();
-    void addFolderAndParentOfAnEmptyPathAsksNothing();
-    void addFolderAndParentOutsideEveryFolderAddsNothing();
-    void addFolderAndParentGivesIdMinusOneWhenAddFails();
-    void refreshingAllReadsTheRootsFromTheDatabase();
-    void withoutAViewerNothingIsRefreshed();
-    void operationsHonourOverrides();
-    void operationsThatCallThemselvesHonourOverrides();
-    void conversionsOfAnOverrideAreUsed();
-
-    // Containment and counts
-    void pathInAClientFolder_data();
-    void pathInAClientFolder();
-    void relativePathCountsFromTheWorkingDirectory();
-    void topLevelRootHoldsItsDirectFilesOnly_data();
-    void topLevelRootHoldsItsDirectFilesOnly();
-    void directoryKeepsItsSlashForTheNextRoots();
-    void topLevelRootWithASlashHoldsAllBelow();
-    void scratchFolderIsDecidedWithoutTheDatabase();
-    void serverFolderOverlap_data();
-    void serverFolderOverlap();
-    void emptyServerPathOverlapsNothing();
-    void countsRunOneStatement();
-    void failedCountsAnswerTrueAndMinusOne();
-
-    // The meta-object
-    void castsNameTheManagerAndItsSecondBase();
-    void invokablesAreDeclaredInOrder();
-    void invokablesWorkThroughTheMetaObject();
-
-    // Behaviour over real databases
-    void emptyPropertiesGoThroughAnOverride_data() { test::addEngineRows(); }
-    void emptyPropertiesGoThroughAnOverride();
-    void storedFolderReadsBack_data() { test::addEngineRows(); }
-    void storedFolderReadsBack();
-    void updatedFolderReadsBack_data() { test::addEngineRows(); }
-    void updatedFolderReadsBack();
-    void textsArePassedThroughUnharmed_data() { test::addEngineRows(); }
-    void textsArePassedThroughUnharmed();
-    void pathsCompareExactly_data() { test::addEngineRows(); }
-    void pathsCompareExactly();
-    void rootsAreListedByName_data() { test::addEngineRows(); }
-    void rootsAreListedByName();
-    void rootNamesItselfAsRoot_data() { test::addEngineRows(); }
-    void rootNamesItselfAsRoot();
-    void pathTwoLevelsBelowARootIsCreatedTopDown_data() { test::addEngineRows(); }
-    void pathTwoLevelsBelowARootIsCreatedTopDown();
-    void cleanRemovesASubtreeWithItsFiles_data() { test::addEngineRows(); }
-    void cleanRemovesASubtreeWithItsFiles();
-    void cleanRootFolderRemovesATreeWithItsFiles_data() { test::addEngineRows(); }
-    void cleanRootFolderRemovesATreeWithItsFiles();
-    void failedCleanRootFolderKeepsWhatItRemoved_data() { test::addEngineRows(); }
-    void failedCleanRootFolderKeepsWhatItRemoved();
-    void listsShowForeignChangesWhenTheCachesAreCleared_data() { test::addEngineRows(); }
-    void listsShowForeignChangesWhenTheCachesAreCleared();
-    void removeOfAnUnknownIdSucceeds_data() { test::addEngineRows(); }
-    void removeOfAnUnknownIdSucceeds();
-    void listsShowAddsAndRemovalsAtOnceButNotUpdates_data() { test::addEngineRows(); }
-    void listsShowAddsAndRemovalsAtOnceButNotUpdates();
-    void withoutRootsEveryFolderMissesItsRoot_data() { test::addEngineRows(); }
-    void withoutRootsEveryFolderMissesItsRoot();
-    void foldersWithoutTheirRootAreFound_data() { test::addEngineRows(); }
-    void foldersWithoutTheirRootAreFound();
-    void countsCount_data() { test::addEngineRows(); }
-    void countsCount();
-    void folderOfAnUnknownIdHasIdMinusOne_data() { test::addEngineRows(); }
-    void folderOfAnUnknownIdHasIdMinusOne();
-};
-
-namespace {
-
 using Lookup = std::function<FolderConfiguration(FolderConfigManager&)>;
 using List = std::function<QVector<FolderConfiguration>(FolderConfigManager&)>;
-
-} // namespace
-
-void TestFolderConfigManager::lookupsRunOneStatement_data()
-{
-    QTest::addColumn<Lookup>("lookup");
-    QTest::addColumn<QStringList>("log");
-
-    QTest::newRow("id") << Lookup([](auto& manager) {
-        return manager.GetFolderConfigurationById(7);
-    }) << statementLog(SelectById, {u":id int 7"_s});
-    QTest::newRow("server id") << Lookup([](auto& manager) {
-        return manager.GetFolderConfigurationByServerId(u" sF%1 "_s);
-    })
-                               << statementLog(
-                                      Select + u" WHERE serverFolderId = :serverFolderId"_s,
-                                      {u":serverFolderId QString ' sF%1 '"_s});
-    QTest::newRow("client path") << Lookup([](auto& manager) {
-        return manager.GetFolderConfigurationByClientPath(u"/A/./b%1/"_s);
-    }) << statementLog(SelectByClientPath, {u":clientPath QString '/A/./b%1/'"_s});
-    QTest::newRow("client path and sign-in")
-        << Lookup([](auto& manager) {
-               return manager.GetFolderConfigurationByClientPathAndAuthenticationId(u"/a"_s, 5);
-           })
-        << statementLog(
-               SelectByClientPath + u" AND authenticationId = :authenticationId"_s,
-               {u":clientPath QString '/a'"_s, u":authenticationId int 5"_s});
-}
-
-void TestFolderConfigManager::lookupsRunOneStatement()
-{
-    QFETCH(Lookup, lookup);
-    Recording recording;
-    recording.factory->answerOthers({.rows = {sampleRow(42)}});
-
-    const FolderConfiguration folder = lookup(recording.manager);
-
-    QTEST(recording.factory->log(), "log");
-    QCOMPARE(folder.getId(), 42);
-}
-
-void TestFolderConfigManager::failedLookupReadsAsDefaultRecord()
-{
-    QFETCH(Lookup, lookup);
-    Recording recording;
-    recording.factory->answerOthers({.rows = {sampleRow()}, .fails = true});
-
-    const FolderConfiguration folder = lookup(recording.manager);
-
-    QTEST(recording.factory->log(), "log");
-    QCOMPARE(columnsOf(folder), columnsOf({}));
-    QCOMPARE(folder.getId(), -1);
-}
-
-void TestFolderConfigManager::lookupWithoutRowReadsAsDefaultRecord()
-{
-    QFETCH(Lookup, lookup);
-    Recording recording;
-
-    const FolderConfiguration folder = lookup(recording.manager);
-
-    QTEST(recording.factory->log(), "log");
-    QCOMPARE(columnsOf(folder), columnsOf({}));
-}
-
-void TestFolderConfigManager::lookupReadsTheFirstRowOnly()
-{
-    Recording recording;
-    recording.factory->answerOthers({.rows = {sampleRow(1), sampleRow(2)}});
-
-    QCOMPARE(recording.manager.GetFolderConfigurationByClientPath(u"/client"_s).getId(), 1);
-}
-
-void TestFolderConfigManager::lookupByServerIdPopulatesOnlyOnARow()
-{
-    Recording recording;
-    recording.factory->noteRowCalls();
-
-    recording.manager.GetFolderConfigurationByServerId(u"s"_s);
-    const QStringList byServerId = recording.factory->takeLog();
-    recording.manager.GetFolderConfigurationById(1);
-    const QStringList byId = recording.factory->takeLog();
-
-    QCOMPARE(byServerId.mid(4), QStringList({u"next false"_s, u"release"_s}));
-    QCOMPARE(byId.mid(4), QStringList({u"next false"_s, u"isValid false"_s, u"release"_s}));
-}
-
-void TestFolderConfigManager::listsRunOneStatement_data()
-{
-    QTest::addColumn<List>("list");
-    QTest::addColumn<QStringList>("log");
-
-    QTest::newRow("all") << List([](auto& manager) { return manager.GetAll(); })
-                         << statementLog(Select);
-    QTest::newRow("roots") << List([](auto& manager) { return manager.GetAllRootFolders(); })
-                           << statementLog(SelectRoots);
-    QTest::newRow("parent") << List([](auto& manager) {
-        return manager.GetFolderConfigurationByParentId(6);
-    }) << statementLog(SelectByParent, {u":parentId int 6"_s});
-    QTest::newRow("sign-in") << List([](auto& manager) {
-        return manager.GetFolderConfigurationsByAuthenticationId(5);
-    })
-                             << statementLog(
-                                    Select + u" WHERE authenticationId = :authenticationId"_s,
-                                    {u":authenticationId int 5"_s});
-    QTest::newRow("tree") << List([](auto& manager) {
-        return manager.GetFolderConfigurationsByRootId(3);
-    }) << statementLog(SelectByRoot, {u":rootId int 3"_s});
-}
-
-void TestFolderConfigManager::listsRunOneStatement()
-{
-    QFETCH(List, list);
-    Recording recording;
-    recording.factory->answerOthers({.rows = {sampleRow(9), sampleRow(7), sampleRow(8)}});
-
-    const QVector<FolderConfiguration> folders = list(recording.manager);
-
-    QTEST(recording.factory->log(), "log");
-    QCOMPARE(idsOf(folders), QList<int>({9, 7, 8}));
-    QCOMPARE(folders.at(1).getServerFolderId(), u"serverFolder"_s);
-}
-
-void TestFolderConfigManager::failedListIsEmpty()
-{
-    QFETCH(List, list);
-    Recording recording;
-    recording.factory->answerOthers({.rows = {sampleRow()}, .fails = true});
-
-    const QVector<FolderConfiguration> folders = list(recording.manager);
-
-    QTEST(recording.factory->log(), "log");
-    QVERIFY(folders.isEmpty());
-}
-
-void TestFolderConfigManager::rowIsReadIntoEveryField()
-{
-    Recording recording;
-    recording.factory->answerOthers({.rows = {sampleRow(1)}});
-    recording.factory->noteRowCalls();
-
-    const FolderConfiguration folder = recording.manager.GetFolderConfigurationById(1);
-
-    QStringList calls{u"next true"_s, u"isValid true"_s};
-    for (int column = 0; column < 22; ++column)
-        calls.append(u"value %1"_s.arg(column));
-    QCOMPARE(recording.factory->log().mid(4), calls << u"release"_s);
-    QCOMPARE(
-        columnsOf(folder), statementLog(UpdateById, QStringList{u":id int 1"_s} + SampleBinds, 1));
-    QVERIFY(!folder.getSyncStatusChanged());
-    QVERIFY(folder.getLastServerSyncRequestTime().isNull());
-}
-
-void TestFolderConfigManager::timesAreLabelledUtcWhateverTheColumnHolds()
-{
-    Recording recording;
-    QVariantList row = sampleRow();
-    row[10] = u"2021-02-03T04:05:06.007+01:00"_s;
-    row[11] = u"2022-08-09T10:11:12.013"_s;
-    recording.factory->answerOthers({.rows = {row}});
-
-    const FolderConfiguration folder = recording.manager.GetFolderConfigurationById(1);
-
-    QCOMPARE(folder.getLastOperationTime().timeSpec(), Qt::UTC);
-    QCOMPARE(folder.getLastOperationTime(), OperationTime);
-    QCOMPARE(folder.getLastSyncTime().timeSpec(), Qt::UTC);
-    QCOMPARE(folder.getLastSyncTime(), SyncTime);
-}
-
-void TestFolderConfigManager::foldersOfMissingRootsNameTheCachedRoots()
-{
-    Recording recording;
-    recording.answerRoots({sampleRow(9), sampleRow(-7), sampleRow(8)});
-    recording.manager.GetAllRootFolders();
-    recording.factory->takeLog();
-    recording.factory->answer(u"NOT IN"_s, {.rows = {sampleRow(5), sampleRow(4)}});
-
-    const auto folders = recording.manager.GetFolderConfigurationsOfNonExistingRootFolders();
-
-    QCOMPARE(recording.factory->log(), statementLog(Select + u" WHERE rootId NOT IN (9,-7,8)"_s));
-    QCOMPARE(idsOf(folders), QList<int>({5, 4}));
-}
-
-void TestFolderConfigManager::foldersOfMissingRootsWithoutAnyRootAskForEveryRow()
-{
-    Recording recording;
-
-    recording.manager.GetFolderConfigurationsOfNonExistingRootFolders();
-
-    QCOMPARE(
-        recording.factory->log(),
-        statementLog(SelectRoots) + statementLog(Select + u" WHERE rootId NOT IN ()"_s));
-}
-
-void TestFolderConfigManager::listsAreReadOnceAndServedFromTheCache()
-{
-    Recording recording;
-    recording.factory->answerOthers({.rows = {sampleRow(1), sampleRow(2)}});
-    recording.answerRoots({sampleRow(3)});
-
-    recording.manager.GetAll();
-    recording.manager.GetAllRootFolders();
-    recording.factory->takeLog();
-    const auto all = recording.manager.GetAll();
-    const auto roots = recording.manager.GetAllRootFolders();
-
-    QCOMPARE(recording.factory->log(), QStringList());
-    QCOMPARE(idsOf(all), QList<int>({1, 2}));
-    QCOMPARE(idsOf(roots), QList<int>({3}));
-}
-
-void TestFolderConfigManager::listsAreReadAgainWhenTheyAreTwoSecondsOld()
-{
-    Recording recording;
-    QElapsedTimer timer;
-    timer.start();
-    recording.manager.GetAll();
-    recording.manager.GetAllRootFolders();
-    recording.factory->takeLog();
-
-    const bool read = QTest::qWaitFor(
-        [&recording] {
-            recording.manager.GetAll();
-            recording.manager.GetAllRootFolders();
-            return recording.factory->log().contains(u"prepare "_s + Select) &&
-                   recording.factory->log().contains(u"prepare "_s + SelectRoots);
-        },
-        60'000);
-
-    QVERIFY(read);
-    // By the system's clock, which may be set meanwhile.
-    QVERIFY2(timer.elapsed() >= 1500, qPrintable(QString::number(timer.elapsed())));
-}
-
-void TestFolderConfigManager::failedListStaysCached()
-{
-    Recording recording;
-    recording.factory->answer(1, {.fails = true});
-    recording.factory->answerOthers({.rows = {sampleRow()}});
-    recording.manager.GetAll();
-
-    QVERIFY(recording.manager.GetAll().isEmpty());
-
-    QCOMPARE(recording.factory->log(), statementLog(Select));
-}
-
-void TestFolderConfigManager::clearingTheCachesHasBothListsReadAgain()
-{
-    Recording recording;
-    recording.manager.GetAll();
-    recording.manager.GetAllRootFolders();
-    recording.factory->takeLog();
-
-    recording.manager.ClearCaches();
-    recording.manager.GetAll();
-    recording.manager.GetAllRootFolders();
-
-    QCOMPARE(recording.factory->log(), statementLog(Select) + statementLog(SelectRoots));
-}
-
-void TestFolderConfigManager::addStoresTheRecordAndClearsTheLists()
-{
-    Recording recording;
-    recording.factory->answer(Insert, {.lastInsertId = 77});
-    recording.manager.GetAll();
-    recording.manager.GetAllRootFolders();
-    recording.factory->takeLog();
-    FolderConfiguration folder = sampleFolder();
-
-    QVERIFY(recording.manager.Add(folder));
-    recording.manager.GetAll();
-    recording.manager.GetAllRootFolders();
-
-    QCOMPARE(
-        recording.factory->log(),
-        statementLog(Insert, SampleBinds, 1) + statementLog(Select) + statementLog(SelectRoots));
-    QCOMPARE(folder.getId(), 77);
-    QCOMPARE(folder.getRootId(), 8);
-}
-
-void TestFolderConfigManager::addClearsTheListsBeforeItRefreshesTheViewer()
-{
-    auto factory = std::make_shared<RecordingDatabaseFactory>();
-    ClearNotingManager manager(factory);
-    FolderConfiguration folder = sampleFolder();
-    folder.setSyncStatus(FolderSyncing);
-
-    QVERIFY(manager.Add(folder));
-
-    QCOMPARE(factory->log().last(2), QStringList({u"clear"_s, refreshOf(u"/client"_s)}));
-}
-
-void TestFolderConfigManager::addOfARootStoresItsOwnIdAsRootId()
-{
-    Recording recording;
-    recording.factory->answer(Insert, {.lastInsertId = 77});
-    FolderConfiguration folder = sampleFolder();
-    folder.setParentId(0);
-    folder.setRootId(-1);
-    folder.setSyncStatus(FolderCreated);
-
-    QVERIFY(recording.manager.Add(folder));
-
-    const QStringList inserted =
-        bindsWith(SampleBinds, {u":parentId int 0"_s, u":rootId int -1"_s});
-    const QStringList updated = bindsWith(inserted, {u":rootId int 77"_s});
-    QCOMPARE(
-        recording.factory->log(),
-        statementLog(Insert, inserted, 1) +
-            statementLog(UpdateById, QStringList{u":id int 77"_s} + updated, 2) +
-            QStringList({refreshOf(u"/client"_s), refreshOf(u"/client"_s)}));
-    QCOMPARE(folder.getId(), 77);
-    QCOMPARE(folder.getRootId(), 77);
-    QVERIFY(folder.getSyncStatusChanged());
-}
-
-void TestFolderConfigManager::addOfARootSucceedsWhenItsUpdateFails()
-{
-    Recording recording;
-    recording.factory->answer(Insert, {.lastInsertId = 77});
-    recording.factory->answer(UpdateById, {.fails = true});
-    FolderConfiguration folder = sampleFolder();
-    folder.setParentId(0);
-    folder.setRootId(-1);
-
-    QVERIFY(recording.manager.Add(folder));
-
-    QCOMPARE(folder.getRootId(), 77);
-}
-
-void TestFolderConfigManager::addRefusesRecordsOutsideATree_data()
-{
-    QTest::addColumn<int>("parentId");
-    QTest::addColumn<int>("rootId");
-
-    QTest::newRow("no root without root id") << 4 << -1;
-    QTest::newRow("no parent without root id") << -1 << -1;
-    QTest::newRow("no parent with root id") << -1 << 8;
-}
-
-void TestFolderConfigManager::addRefusesRecordsOutsideATree()
-{
-    QFETCH(int, parentId);
-    QFETCH(int, rootId);
-    Recording recording;
-    FolderConfiguration folder = sampleFolder();
-    folder.setParentId(parentId);
-    folder.setRootId(rootId);
-
-    QVERIFY(!recording.manager.Add(folder));
-
-    QCOMPARE(recording.factory->log(), QStringList());
-    QCOMPARE(folder.getId(), -1);
-}
-
-void TestFolderConfigManager::failedAddLeavesTheRecordUnchanged()
-{
-    Recording recording;
-    recording.factory->answer(Insert, {.fails = true, .lastInsertId = 77});
-    recording.manager.GetAll();
-    recording.factory->takeLog();
-    FolderConfiguration folder = sampleFolder();
-    folder.setParentId(0);
-    folder.setRootId(-1);
-    folder.setSyncStatus(FolderCreated);
-    const QStringList before = columnsOf(folder);
-
-    QVERIFY(!recording.manager.Add(folder));
-    recording.manager.GetAll();
-
-    QCOMPARE(
-        recording.factory->log(),
-        statementLog(
-            Insert, bindsWith(SampleBinds, {u":parentId int 0"_s, u":rootId int -1"_s}), 1));
-    QCOMPARE(columnsOf(folder), before);
-}
-
-void TestFolderConfigManager::updateStoresTheRecordAndKeepsTheLists()
-{
-    Recording recording;
-    recording.factory->answer(SelectById, {.rows = {sampleRow(12)}});
-    recording.manager.GetAll();
-    recording.manager.GetAllRootFolders();
-    const FolderConfiguration folder = recording.manager.GetFolderConfigurationById(12);
-    recording.factory->takeLog();
-
-    QVERIFY(recording.manager.Update(folder));
-    recording.manager.GetAll();
-    recording.manager.GetAllRootFolders();
-
-    QCOMPARE(
-        recording.factory->log(),
-        statementLog(UpdateById, QStringList{u":id int 12"_s} + SampleBinds, 1));
-}
-
-void TestFolderConfigManager::failedUpdateRefreshesNothing()
-{
-    Recording recording;
-    recording.factory->answerOthers({.fails = true});
-    FolderConfiguration folder = sampleFolder();
-    folder.setSyncStatus(FolderCreated);
-
-    QVERIFY(!recording.manager.Update(folder));
-
-    QCOMPARE(
-        recording.factory->log(),
-        statementLog(UpdateById, QStringList{u":id int -1"_s} + SampleBinds, 1));
-}
-
-void TestFolderConfigManager::savingAChangedStatusRefreshesTheViewerEachTime()
-{
-    Recording recording;
-    FolderConfiguration folder = sampleFolder();
-    folder.setSyncStatus(FolderCreated);
-
-    QVERIFY(recording.manager.Update(folder));
-    QVERIFY(recording.manager.Update(folder));
-
-    const QStringList once =
-        statementLog(UpdateById, QStringList{u":id int -1"_s} + SampleBinds, 1) +
-        QStringList{refreshOf(u"/client"_s)};
-    QCOMPARE(recording.factory->log(), once + once);
-}
-
-void TestFolderConfigManager::removeDeletesOneRowAndRefreshesItsPath()
-{
-    Recording recording;
-    recording.factory->answer(SelectById, {.rows = {sampleRow(12)}});
-    recording.manager.GetAll();
-    recording.manager.GetAllRootFolders();
-    recording.factory->takeLog();
-
-    QVERIFY(recording.manager.Remove(12));
-    recording.manager.GetAll();
-    recording.manager.GetAllRootFolders();
-
-    QCOMPARE(
-        recording.factory->log(), statementLog(SelectById, {u":id int 12"_s}) +
-                                      statementLog(Delete, {u":id int 12"_s}, 1) +
-                                      QStringList{refreshOf(u"/client"_s)} + statementLog(Select) +
-                                      statementLog(SelectRoots));
-}
-
-void TestFolderConfigManager::failedRemoveClearsAndRefreshesNothing()
-{
-    Recording recording;
-    recording.factory->answer(SelectById, {.rows = {sampleRow(12)}});
-    recording.factory->answer(Delete, {.fails = true});
-    recording.manager.GetAll();
-    recording.factory->takeLog();
-
-    QVERIFY(!recording.manager.Remove(12));
-    recording.manager.GetAll();
-
-    QCOMPARE(
-        recording.factory->log(),
-        statementLog(SelectById, {u":id int 12"_s}) + statementLog(Delete, {u":id int 12"_s}, 1));
-}
-
-namespace {
 
 // What Clean() runs for a folder without children of which nothing fails.
 QStringList cleanLog(int id)
@@ -941,107 +358,6 @@ QStringList childrenLog(int id)
 {
     return statementLog(SelectByParent, {u":parentId int %1"_s.arg(id)});
 }
-
-} // namespace
-
-void TestFolderConfigManager::cleanRemovesChildrenThenFolderThenFiles()
-{
-    Recording recording;
-    // 1 holds 3 and 2, in this order; 3 holds 4.
-    recording.factory->answer(1, {.rows = {treeRow(3, 1, 1, {}), treeRow(2, 1, 1, {})}});
-    recording.factory->answer(2, {.rows = {treeRow(4, 3, 1, {})}});
-
-    QVERIFY(recording.manager.Clean(1));
-
-    QCOMPARE(
-        recording.factory->log(), childrenLog(1) + childrenLog(3) + childrenLog(4) + cleanLog(4) +
-                                      cleanLog(3) + childrenLog(2) + cleanLog(2) + cleanLog(1));
-}
-
-void TestFolderConfigManager::cleanStopsAtTheFirstFailure_data()
-{
-    QTest::addColumn<int>("failing");
-    QTest::addColumn<int>("executed");
-
-    QTest::newRow("removal of the child") << 4 << 4;
-    QTest::newRow("files of the child") << 5 << 5;
-    QTest::newRow("removal of the folder") << 7 << 7;
-    QTest::newRow("files of the folder") << 8 << 8;
-}
-
-void TestFolderConfigManager::cleanStopsAtTheFirstFailure()
-{
-    QFETCH(int, failing);
-    Recording recording;
-    recording.factory->answer(1, {.rows = {treeRow(2, 1, 1, {})}});
-    recording.factory->answer(failing, {.fails = true});
-
-    QVERIFY(!recording.manager.Clean(1));
-
-    const QStringList whole = childrenLog(1) + childrenLog(2) + cleanLog(2) + cleanLog(1);
-    const QStringList log = recording.factory->log();
-    QCOMPARE(log, whole.first(log.size()));
-    QTEST(int(log.filter(u"exec"_s).size()), "executed");
-}
-
-void TestFolderConfigManager::cleanRootFolderRemovesTheTreeInOneScope()
-{
-    Recording recording;
-    recording.factory->answer(SelectById, {.rows = {treeRow(1, 0, 1, u"/r"_s)}});
-    recording.factory->answer(
-        SelectByRoot, {.rows = {treeRow(3, 1, 1, u"/r/b"_s), treeRow(2, 1, 1, u"/r/a"_s)}});
-    recording.manager.GetAll();
-    recording.factory->takeLog();
-
-    QVERIFY(recording.manager.CleanRootFolder(1));
-    recording.manager.GetAll();
-
-    QCOMPARE(
-        recording.factory->log(),
-        statementLog(SelectById, {u":id int 1"_s}, 1) + statementLog(Delete, {u":id int 1"_s}, 2) +
-            QStringList{refreshOf(u"/r"_s)} +
-            statementLog(DeleteFilesByRoot, {u":folderConfigurationId int 1"_s}, 2) +
-            statementLog(SelectByRoot, {u":rootId int 1"_s}, 1) +
-            statementLog(DeleteByRoot, {u":folderConfigurationId int 1"_s}, 2) +
-            QStringList({refreshOf(u"/r/b"_s), refreshOf(u"/r/a"_s)}) + statementLog(Select));
-}
-
-void TestFolderConfigManager::cleanRootFolderStopsAtTheFirstFailure_data()
-{
-    QTest::addColumn<QString>("failing");
-    QTest::addColumn<int>("executed");
-
-    QTest::newRow("root row") << Delete << 2;
-    QTest::newRow("files") << DeleteFilesByRoot << 3;
-    QTest::newRow("folders") << DeleteByRoot << 5;
-}
-
-void TestFolderConfigManager::cleanRootFolderStopsAtTheFirstFailure()
-{
-    QFETCH(QString, failing);
-    Recording recording;
-    recording.factory->answer(SelectByRoot, {.rows = {treeRow(2, 1, 1, u"/r/a"_s)}});
-    recording.factory->answer(failing, {.fails = true});
-
-    QVERIFY(!recording.manager.CleanRootFolder(1));
-
-    QTEST(int(recording.factory->log().filter(u"exec"_s).size()), "executed");
-    QVERIFY(!recording.factory->log().contains(refreshOf(u"/r/a"_s)));
-}
-
-void TestFolderConfigManager::exceptionOfTheDatabaseEndsScopesAndQueries()
-{
-    Recording recording;
-    recording.factory->answer(DeleteFilesByRoot, {.throws = true});
-
-    QVERIFY_THROWS_EXCEPTION(test::ExecException, recording.manager.CleanRootFolder(1));
-    recording.factory->takeLog();
-    recording.manager.GetFolderConfigurationById(1);
-
-    QCOMPARE(recording.factory->log(), statementLog(SelectById, {u":id int 1"_s}, 0));
-}
-
-namespace {
 
 FolderConfiguration sampleRoot()
 {
@@ -1091,478 +407,6 @@ QStringList pathLog(const QString& path)
     return statementLog(SelectByClientPath, {u":clientPath QString '"_s + path + u'\''});
 }
 
-} // namespace
-
-void TestFolderConfigManager::addFolderAndParentCreatesMissingAncestorsFirst()
-{
-    Recording recording;
-    recording.factory->answer(3, {.rows = {treeRow(21, 0, 21, u"/c/root"_s)}});
-    recording.factory->answer(4, {.lastInsertId = 31});
-    recording.factory->answer(5, {.lastInsertId = 32});
-
-    const FolderConfiguration folder =
-        recording.manager.AddFolderAndParent(u"/c/root/a%1//b%2/"_s, sampleRoot());
-
-    QCOMPARE(
-        recording.factory->log(),
-        pathLog(u"/c/root/a%1/b%2"_s) + pathLog(u"/c/root/a%1"_s) + pathLog(u"/c/root"_s) +
-            statementLog(Insert, createdBinds(u"a%1"_s, u"/c/root/a%1"_s, u"/s/R/a%1"_s, 21), 1) +
-            QStringList{refreshOf(u"/c/root/a%1"_s)} +
-            statementLog(
-                Insert, createdBinds(u"b%2"_s, u"/c/root/a%1/b%2"_s, u"/s/R/a%1/b%2"_s, 31), 1) +
-            QStringList{refreshOf(u"/c/root/a%1/b%2"_s)});
-    QCOMPARE(folder.getId(), 32);
-    QCOMPARE(folder.getParentId(), 31);
-}
-
-void TestFolderConfigManager::addFolderAndParentOfAStoredPathWritesNothing()
-{
-    Recording recording;
-    recording.factory->answerOthers({.rows = {sampleRow(12)}});
-
-    const FolderConfiguration folder =
-        recording.manager.AddFolderAndParent(u"/c/root/"_s, sampleRoot());
-
-    QCOMPARE(recording.factory->log(), pathLog(u"/c/root"_s));
-    QCOMPARE(folder.getId(), 12);
-    QCOMPARE(folder.getClientPath(), u"/client"_s);
-}
-
-void TestFolderConfigManager::addFolderAndParentOfAnEmptyPathAsksNothing()
-{
-    Recording recording;
-
-    const FolderConfiguration folder = recording.manager.AddFolderAndParent({}, sampleRoot());
-
-    QCOMPARE(recording.factory->log(), QStringList());
-    QCOMPARE(folder.getId(), -1);
-}
-
-void TestFolderConfigManager::addFolderAndParentOutsideEveryFolderAddsNothing()
-{
-    Recording recording;
-
-    const FolderConfiguration folder =
-        recording.manager.AddFolderAndParent(u"/x/y"_s, sampleRoot());
-
-    QCOMPARE(recording.factory->log(), pathLog(u"/x/y"_s) + pathLog(u"/x"_s) + pathLog(u"/"_s));
-    QCOMPARE(folder.getId(), -1);
-    QCOMPARE(folder.getClientPath(), u"/x/y"_s);
-}
-
-void TestFolderConfigManager::addFolderAndParentGivesIdMinusOneWhenAddFails()
-{
-    Recording recording;
-    recording.factory->answer(2, {.rows = {treeRow(21, 0, 21, u"/c/root"_s)}});
-    recording.factory->answer(Insert, {.fails = true, .lastInsertId = 5});
-
-    const FolderConfiguration folder =
-        recording.manager.AddFolderAndParent(u"/c/root/a"_s, sampleRoot());
-
-    QCOMPARE(folder.getId(), -1);
-    QCOMPARE(folder.getParentId(), 21);
-}
-
-void TestFolderConfigManager::refreshingAllReadsTheRootsFromTheDatabase()
-{
-    Recording recording;
-    recording.manager.GetAllRootFolders();
-    recording.factory->takeLog();
-    recording.answerRoots({treeRow(2, 0, 2, u"/b"_s), treeRow(1, 0, 1, u"/a"_s)});
-
-    recording.manager.RefreshNativeFileViewer();
-
-    QCOMPARE(
-        recording.factory->log(),
-        statementLog(SelectRoots) + QStringList({refreshOf(u"/b"_s), refreshOf(u"/a"_s)}));
-}
-
-void TestFolderConfigManager::withoutAViewerNothingIsRefreshed()
-{
-    auto factory = std::make_shared<RecordingDatabaseFactory>();
-    factory->answerOthers({.rows = {sampleRow(1)}, .lastInsertId = 1});
-    FolderConfigManager manager(factory, nullptr);
-    FolderConfiguration folder = sampleFolder();
-    folder.setSyncStatus(FolderCreated);
-    QString path = u"/client"_s;
-
-    manager.RefreshNativeFileViewer();
-    manager.RefreshNativeFileViewer(path);
-
-    QVERIFY(manager.Add(folder));
-    QVERIFY(manager.Update(folder));
-    QVERIFY(manager.Remove(1));
-    QVERIFY(manager.CleanRootFolder(1));
-}
-
-void TestFolderConfigManager::operationsHonourOverrides()
-{
-    auto factory = std::make_shared<RecordingDatabaseFactory>();
-    factory->answer(Insert, {.lastInsertId = 5});
-    factory->answer(SelectRoots, {.rows = {treeRow(1, 0, 1, u"/r"_s)}});
-    OverridingManager manager(factory);
-    FolderConfiguration root = sampleFolder();
-    root.setParentId(0);
-    root.setRootId(-1);
-
-    manager.Add(root);
-    manager.Clean(3);
-    manager.callRemove = true;
-    manager.CleanRootFolder(4);
-    manager.AddFolderAndParent(u"/"_s, root);
-    manager.IsInExistingClientFolder(u"/a"_s, 1, false);
-    manager.GetFolderConfigurationsOfNonExistingRootFolders();
-    manager.RefreshNativeFileViewer();
-
-    QCOMPARE(
-        manager.calls, QStringList({
-                           u"update root id 5"_s,
-                           u"clear"_s,
-                           u"children of 3"_s,
-                           u"remove 3"_s,
-                           u"remove 4"_s,
-                           u"get 4"_s,
-                           u"clear"_s,
-                           refreshOf({}),
-                           u"tree of 4"_s,
-                           u"clear"_s,
-                           refreshOf({}),
-                           u"get /"_s,
-                           u"roots"_s,
-                           u"roots"_s,
-                           refreshOf(u"/r"_s),
-                       }));
-}
-
-void TestFolderConfigManager::operationsThatCallThemselvesHonourOverrides()
-{
-    auto factory = std::make_shared<RecordingDatabaseFactory>();
-    factory->answer(1, {.rows = {treeRow(4, 3, 1, u"/r/a/b"_s)}});
-    RecursionNotingManager cleaning(factory, nullptr);
-    RecursionNotingManager adding(factory, nullptr);
-
-    QVERIFY(cleaning.Clean(3));
-    adding.AddFolderAndParent(u"/r/a"_s, sampleFolder());
-
-    QCOMPARE(cleaning.calls, QStringList({u"clean 3"_s, u"clean 4"_s}));
-    QCOMPARE(
-        adding.calls, QStringList({
-                          u"ensure /r/a"_s,
-                          u"ensure /r"_s,
-                          u"ensure /"_s,
-                          u"add /r"_s,
-                          u"add /r/a"_s,
-                      }));
-}
-
-void TestFolderConfigManager::conversionsOfAnOverrideAreUsed()
-{
-    auto factory = std::make_shared<RecordingDatabaseFactory>();
-    factory->answer(SelectById, {.rows = {sampleRow()}});
-    test::ConvertingManager<FolderConfigManager> manager(factory, nullptr);
-    FolderConfiguration folder = sampleFolder();
-
-    const FolderConfiguration read = manager.GetFolderConfigurationById(1);
-    factory->takeLog();
-    manager.Update(folder);
-    manager.Add(folder);
-
-    QCOMPARE(read.getNameValueProperties().value(u"Read"_s), SampleXml);
-    QCOMPARE(factory->log().filter(test::ConvertedBind).size(), 2);
-}
-
-void TestFolderConfigManager::pathInAClientFolder_data()
-{
-    QTest::addColumn<QString>("root");
-    QTest::addColumn<QString>("path");
-    QTest::addColumn<int>("authenticationId");
-    QTest::addColumn<bool>("inside");
-
-    const QString root = u"/Users/a/Sync"_s;
-    QTest::newRow("below, other case") << root << u"/users/a/sync/docs"_s << -1 << true;
-    QTest::newRow("sibling with the same start") << root << u"/Users/a/SyncOld"_s << -1 << false;
-    QTest::newRow("the root itself") << root << u"/Users/a/Sync"_s << -1 << true;
-    QTest::newRow("the root itself, with a slash") << root << u"/Users/a/Sync/"_s << -1 << true;
-    QTest::newRow("above the root") << root << u"/Users/a"_s << -1 << false;
-    QTest::newRow("elsewhere") << root << u"/Users/b/Sync"_s << -1 << false;
-    QTest::newRow("of the sign-in") << root << u"/Users/a/Sync/x"_s << 5 << true;
-    QTest::newRow("of sign-in 0") << root << u"/Users/a/Sync/x"_s << 0 << false;
-    QTest::newRow("of another sign-in") << root << u"/Users/a/Sync/x"_s << 6 << false;
-    QTest::newRow("any negative sign-in") << root << u"/Users/a/Sync/x"_s << -2 << true;
-    QTest::newRow("through the scratch folder")
-        << root << u"/Users/a/Sync/.{synctemp}/x"_s << -1 << false;
-    QTest::newRow("scratch folder in part of a name")
-        << root << u"/Users/a/Sync/x.{SYNCTEMP}y"_s << -1 << false;
-    QTest::newRow("a root with a slash") << u"/data/"_s << u"/data/x/y"_s << -1 << true;
-    QTest::newRow("a root with a slash itself") << u"/data/"_s << u"/data"_s << -1 << false;
-    QTest::newRow("the root of the file system") << u"/"_s << u"/x"_s << -1 << true;
-    QTest::newRow("path that leaves the root") << root << u"/Users/a/Sync/../x"_s << -1 << false;
-}
-
-void TestFolderConfigManager::pathInAClientFolder()
-{
-    QFETCH(QString, root);
-    QFETCH(QString, path);
-    QFETCH(int, authenticationId);
-    Recording recording;
-    recording.answerRoots(
-        {rootRow(1, 4, u"/other"_s, {}, 2), rootRow(2, 5, root, {}, 2),
-         rootRow(3, 4, u"/Users/z"_s, {}, 2)});
-
-    const bool inside = recording.manager.IsInExistingClientFolder(path, authenticationId, true);
-
-    QTEST(inside, "inside");
-}
-
-void TestFolderConfigManager::relativePathCountsFromTheWorkingDirectory()
-{
-    const QTemporaryDir directory;
-    const QString before = QDir::currentPath();
-    QVERIFY(QDir::setCurrent(directory.path()));
-    Recording recording;
-    recording.answerRoots({rootRow(1, 5, QDir::currentPath(), {}, 2)});
-
-    const bool inside = recording.manager.IsInExistingClientFolder(u"sub/file"_s, -1, true);
-    const bool outside = recording.manager.IsInExistingClientFolder(u"../file"_s, -1, true);
-
-    QVERIFY(QDir::setCurrent(before));
-    QVERIFY(inside);
-    QVERIFY(!outside);
-}
-
-void TestFolderConfigManager::topLevelRootHoldsItsDirectFilesOnly_data()
-{
-    QTest::addColumn<QString>("path");
-    QTest::addColumn<bool>("applyFolderOption");
-    QTest::addColumn<bool>("inside");
-
-    QTest::newRow("file") << u"/f.txt"_s << true << true;
-    QTest::newRow("name of nothing") << u"/new"_s << true << true;
-    QTest::newRow("directory") << u"/sub"_s << true << false;
-    QTest::newRow("file below") << u"/sub/f.txt"_s << true << false;
-    QTest::newRow("the root itself") << u""_s << true << true;
-    QTest::newRow("file, any depth") << u"/f.txt"_s << false << true;
-    QTest::newRow("directory, any depth") << u"/sub"_s << false << true;
-    QTest::newRow("file below, any depth") << u"/sub/f.txt"_s << false << true;
-}
-
-void TestFolderConfigManager::topLevelRootHoldsItsDirectFilesOnly()
-{
-    QFETCH(QString, path);
-    QFETCH(bool, applyFolderOption);
-    const QTemporaryDir directory;
-    QVERIFY(QDir(directory.path()).mkdir(u"sub"_s));
-    Recording recording;
-    recording.answerRoots({rootRow(1, 5, directory.path(), {}, 1)});
-
-    const bool inside =
-        recording.manager.IsInExistingClientFolder(directory.path() + path, -1, applyFolderOption);
-
-    QTEST(inside, "inside");
-}
-
-void TestFolderConfigManager::directoryKeepsItsSlashForTheNextRoots()
-{
-    const QTemporaryDir directory;
-    QVERIFY(QDir(directory.path()).mkdir(u"sub"_s));
-    const QString sub = directory.path() + u"/sub"_s;
-    Recording recording;
-    recording.answerRoots(
-        {rootRow(1, 5, directory.path(), {}, 1), rootRow(2, 5, sub + u'/', {}, 2)});
-
-    QVERIFY(recording.manager.IsInExistingClientFolder(sub, -1, true));
-    QVERIFY(!recording.manager.IsInExistingClientFolder(sub, 6, true));
-
-    recording.answerRoots({rootRow(2, 5, sub + u'/', {}, 2)});
-    recording.manager.ClearCaches();
-    QVERIFY(!recording.manager.IsInExistingClientFolder(sub, -1, true));
-}
-
-void TestFolderConfigManager::topLevelRootWithASlashHoldsAllBelow()
-{
-    Recording recording;
-    recording.answerRoots({rootRow(1, 5, u"/data/"_s, {}, 1)});
-
-    QVERIFY(recording.manager.IsInExistingClientFolder(u"/data/sub/f.txt"_s, -1, true));
-}
-
-void TestFolderConfigManager::scratchFolderIsDecidedWithoutTheDatabase()
-{
-    Recording recording;
-
-    QVERIFY(!recording.manager.IsInExistingClientFolder(u"/r/.{SyncTemp}"_s, -1, false));
-
-    QCOMPARE(recording.factory->log(), QStringList());
-}
-
-void TestFolderConfigManager::serverFolderOverlap_data()
-{
-    QTest::addColumn<QString>("root");
-    QTest::addColumn<QString>("path");
-    QTest::addColumn<int>("authenticationId");
-    QTest::addColumn<bool>("overlaps");
-
-    QTest::newRow("ancestor") << u"/Projects"_s << u"/Projects/A/"_s << 3 << true;
-    QTest::newRow("descendant") << u"/Projects/A/B"_s << u"/Projects/A/"_s << 3 << true;
-    QTest::newRow("same start") << u"/Projects/AB"_s << u"/Projects/A/"_s << 3 << false;
-    QTest::newRow("same start, path longer") << u"/Projects/A"_s << u"/Projects/AB"_s << 3 << false;
-    QTest::newRow("same, other case") << u"/projects/a"_s << u"/Projects/A"_s << 3 << true;
-    QTest::newRow("same length") << u"/Projects/B"_s << u"/Projects/A"_s << 3 << false;
-    QTest::newRow("below, other case") << u"/PROJECTS"_s << u"/projects/a"_s << 3 << true;
-    QTest::newRow("root ends with a slash") << u"/Projects/"_s << u"/Projects/A"_s << 3 << true;
-    QTest::newRow("root of the server") << u"/Projects"_s << u"/"_s << 3 << true;
-    QTest::newRow("another sign-in") << u"/Projects"_s << u"/Projects"_s << 4 << false;
-    QTest::newRow("no wildcard sign-in") << u"/Projects"_s << u"/Projects"_s << -1 << false;
-    QTest::newRow("elsewhere") << u"/Other"_s << u"/Projects"_s << 3 << false;
-}
-
-void TestFolderConfigManager::serverFolderOverlap()
-{
-    QFETCH(QString, root);
-    QFETCH(QString, path);
-    QFETCH(int, authenticationId);
-    QFETCH(bool, overlaps);
-    Recording recording;
-    recording.answerRoots({rootRow(1, 3, {}, u"elsewhere"_s, 2), rootRow(2, 3, {}, root, 2)});
-    QString match = u"before"_s;
-
-    const bool found =
-        recording.manager.AncestorOrDescendantOfServerFolderExists(path, authenticationId, match);
-
-    QCOMPARE(found, overlaps);
-    QCOMPARE(match, overlaps ? root : QString());
-    QCOMPARE(match.isNull(), !overlaps);
-}
-
-void TestFolderConfigManager::emptyServerPathOverlapsNothing()
-{
-    Recording recording;
-    recording.answerRoots({rootRow(1, 3, {}, {}, 2)});
-    QString match = u"before"_s;
-
-    QVERIFY(!recording.manager.AncestorOrDescendantOfServerFolderExists({}, 3, match));
-
-    QVERIFY(match.isNull());
-    QCOMPARE(recording.factory->log(), QStringList());
-}
-
-void TestFolderConfigManager::countsRunOneStatement()
-{
-    Recording recording;
-    recording.factory->answerOthers({.rows = {{0}, {9}}});
-    recording.factory->answer(3, {.rows = {{1}}});
-    recording.factory->answer(4, {.rows = {{1}}});
-    recording.factory->answer(6, {.rows = {{12}}});
-
-    QVERIFY(!recording.manager.IsInExistingAuthentication(5));
-    QVERIFY(!recording.manager.IsAnyFolderConfigOutOfSync());
-    QVERIFY(recording.manager.IsInExistingAuthentication(6));
-    QVERIFY(recording.manager.IsAnyFolderConfigOutOfSync());
-    QCOMPARE(recording.manager.GetRootFolderConfigurationCount(), 0);
-    QCOMPARE(recording.manager.GetRootFolderConfigurationCount(), 12);
-
-    QCOMPARE(
-        recording.factory->log(),
-        statementLog(CountBySignIn, {u":authenticationId int 5"_s}) + statementLog(CountOutOfSync) +
-            statementLog(CountBySignIn, {u":authenticationId int 6"_s}) +
-            statementLog(CountOutOfSync) + statementLog(CountRoots) + statementLog(CountRoots));
-}
-
-void TestFolderConfigManager::failedCountsAnswerTrueAndMinusOne()
-{
-    Recording recording;
-    recording.factory->answerOthers({.rows = {{0}}, .fails = true});
-
-    QVERIFY(recording.manager.IsInExistingAuthentication(5));
-    QVERIFY(recording.manager.IsAnyFolderConfigOutOfSync());
-    QCOMPARE(recording.manager.GetRootFolderConfigurationCount(), -1);
-}
-
-void TestFolderConfigManager::castsNameTheManagerAndItsSecondBase()
-{
-    Recording recording;
-    FolderConfigManager& manager = recording.manager;
-
-    QCOMPARE(manager.qt_metacast("sync::config::FolderConfigManager"), &manager);
-    QCOMPARE(
-        manager.qt_metacast("DatabaseConfigurationManager"),
-        static_cast<DatabaseConfigurationManager*>(&manager));
-    QCOMPARE(
-        manager.qt_metacast("sync::interf::IFolderConfigManager"),
-        static_cast<interf::IFolderConfigManager*>(&manager));
-    QCOMPARE(manager.qt_metacast("FolderConfigManager"), nullptr);
-    QCOMPARE(manager.metaObject()->superClass(), &interf::IFolderConfigManager::staticMetaObject);
-    QVERIFY(!manager.parent());
-}
-
-void TestFolderConfigManager::invokablesAreDeclaredInOrder()
-{
-    const QMetaObject& metaObject = FolderConfigManager::staticMetaObject;
-    QStringList methods;
-    for (int i = metaObject.methodOffset(); i < metaObject.methodCount(); ++i) {
-        const QMetaMethod method = metaObject.method(i);
-        const QByteArrayList text{
-            method.typeName(), method.methodSignature(), method.parameterNames().join(',')};
-        methods.append(QString::fromLatin1(text.join(' ')).trimmed());
-        QCOMPARE(method.access(), QMetaMethod::Public);
-        QCOMPARE(method.methodType(), QMetaMethod::Method);
-    }
-
-    // Qt 6 names a QVector as what it is an alias of.
-    QCOMPARE(
-        methods,
-        QStringList({
-            u"sync::config::FolderConfiguration GetFolderConfigurationById(int) "
-            u"folderConfigurationId"_s,
-            u"sync::config::FolderConfiguration GetFolderConfigurationByClientPath(QString) "
-            u"clientPath"_s,
-            u"sync::config::FolderConfiguration "
-            u"GetFolderConfigurationByClientPathAndAuthenticationId(QString,int) "
-            u"clientPath,authenticationId"_s,
-            u"QList<sync::config::FolderConfiguration> GetAll()"_s,
-            u"bool Update(sync::config::FolderConfiguration) folderConfiguration"_s,
-            u"bool Add(sync::config::FolderConfiguration&) folderConfiguration"_s,
-            u"FolderConfiguration AddFolderAndParent(QString,FolderConfiguration) "
-            u"absolutePath,rootConfig"_s,
-            u"bool Remove(int) folderConfigurationId"_s,
-            u"bool Clean(int) folderConfigurationId"_s,
-            u"bool AncestorOrDescendantOfServerFolderExists(QString,int,QString&) "
-            u"serverPath,authenticationId,matchingServerFolder"_s,
-            u"QList<sync::config::FolderConfiguration> GetAllRootFolders()"_s,
-            u"QList<sync::config::FolderConfiguration> GetFolderConfigurationByParentId(int) "
-            u"folderConfigurationId"_s,
-            u"QList<sync::config::FolderConfiguration> GetFolderConfigurationsByRootId(int) "
-            u"rootFolderId"_s,
-            u"bool IsInExistingAuthentication(int) authenticationId"_s,
-            u"bool IsAnyFolderConfigOutOfSync()"_s,
-            u"int GetRootFolderConfigurationCount()"_s,
-            u"void ClearCaches()"_s,
-            u"bool CleanRootFolder(int) folderConfigurationId"_s,
-            u"void RefreshNativeFileViewer()"_s,
-            u"void RefreshNativeFileViewer(QString&) clientPath"_s,
-        }));
-}
-
-void TestFolderConfigManager::invokablesWorkThroughTheMetaObject()
-{
-    Recording recording;
-    recording.factory->answerOthers({.rows = {sampleRow(12)}});
-    FolderConfiguration folder;
-    QVector<FolderConfiguration> folders;
-
-    QVERIFY(QMetaObject::invokeMethod(
-        &recording.manager, "GetFolderConfigurationById",
-        Q_RETURN_ARG(sync::config::FolderConfiguration, folder), Q_ARG(int, 12)));
-    QVERIFY(QMetaObject::invokeMethod(
-        &recording.manager, "GetAll",
-        Q_RETURN_ARG(QVector<sync::config::FolderConfiguration>, folders)));
-
-    QCOMPARE(folder.getId(), 12);
-    QCOMPARE(idsOf(folders), QList<int>({12}));
-}
-
-namespace {
-
 // A new database file of its own for each test, over the engine of the test's row.
 struct Store
 {
@@ -1611,287 +455,1272 @@ const QString CountFiles = u"SELECT count(*) FROM FileConfiguration"_s;
 
 } // namespace
 
-void TestFolderConfigManager::emptyPropertiesGoThroughAnOverride()
+class TestFolderConfigManager : public QObject
 {
-    QFETCH(QString, engine);
-    Store store(engine);
-    FolderConfiguration folder = sampleFolder();
-    folder.setNameValueProperties({});
-    QVERIFY(store.manager.Add(folder));
-    test::ConvertingManager<FolderConfigManager> manager(store.factory, nullptr);
+    Q_OBJECT
 
-    const FolderConfiguration read = manager.GetFolderConfigurationById(folder.getId());
+private Q_SLOTS:
+    // Statements, over the recording database
+    void lookupsRunOneStatement_data()
+    {
+        QTest::addColumn<Lookup>("lookup");
+        QTest::addColumn<QStringList>("log");
 
-    QCOMPARE(read.getNameValueProperties().value(u"Read"_s), EmptyXml);
-}
+        QTest::newRow("id") << Lookup([](auto& manager) {
+            return manager.GetFolderConfigurationById(7);
+        }) << statementLog(SelectById, {u":id int 7"_s});
+        QTest::newRow("server id") << Lookup([](auto& manager) {
+            return manager.GetFolderConfigurationByServerId(u" sF%1 "_s);
+        })
+                                   << statementLog(
+                                          Select + u" WHERE serverFolderId = :serverFolderId"_s,
+                                          {u":serverFolderId QString ' sF%1 '"_s});
+        QTest::newRow("client path") << Lookup([](auto& manager) {
+            return manager.GetFolderConfigurationByClientPath(u"/A/./b%1/"_s);
+        }) << statementLog(SelectByClientPath, {u":clientPath QString '/A/./b%1/'"_s});
+        QTest::newRow("client path and sign-in")
+            << Lookup([](auto& manager) {
+                   return manager.GetFolderConfigurationByClientPathAndAuthenticationId(u"/a"_s, 5);
+               })
+            << statementLog(
+                   SelectByClientPath + u" AND authenticationId = :authenticationId"_s,
+                   {u":clientPath QString '/a'"_s, u":authenticationId int 5"_s});
+    }
 
-void TestFolderConfigManager::storedFolderReadsBack()
-{
-    QFETCH(QString, engine);
-    Store store(engine);
-    FolderConfiguration folder = sampleFolder();
-    QVERIFY(store.manager.Add(folder));
+    void lookupsRunOneStatement()
+    {
+        QFETCH(Lookup, lookup);
+        Recording recording;
+        recording.factory->answerOthers({.rows = {sampleRow(42)}});
 
-    const QStringList expected =
-        statementLog(UpdateById, QStringList{u":id int 1"_s} + SampleBinds, 1);
-    QCOMPARE(columnsOf(store.manager.GetFolderConfigurationById(folder.getId())), expected);
-    QCOMPARE(
-        columnsOf(store.manager.GetFolderConfigurationByServerId(u"serverFolder"_s)), expected);
-    QCOMPARE(columnsOf(store.manager.GetFolderConfigurationByClientPath(u"/client"_s)), expected);
-    QCOMPARE(
-        columnsOf(
-            store.manager.GetFolderConfigurationByClientPathAndAuthenticationId(u"/client"_s, 2)),
-        expected);
-    QCOMPARE(idsOf(store.manager.GetFolderConfigurationsByAuthenticationId(2)), QList<int>({1}));
-    QCOMPARE(idsOf(store.manager.GetFolderConfigurationsByAuthenticationId(3)), QList<int>());
-}
+        const FolderConfiguration folder = lookup(recording.manager);
 
-void TestFolderConfigManager::updatedFolderReadsBack()
-{
-    QFETCH(QString, engine);
-    Store store(engine);
-    store.addFolder(0, -1, u"/first"_s);
-    store.addFolder(0, -1, u"/second"_s);
-    FolderConfiguration folder = store.manager.GetFolderConfigurationById(2);
-    folder.setName(u"renamed"_s);
-    folder.setFeatureName(u"feature"_s);
+        QTEST(recording.factory->log(), "log");
+        QCOMPARE(folder.getId(), 42);
+    }
 
-    QVERIFY(store.manager.Update(folder));
+    void failedLookupReadsAsDefaultRecord_data() { lookupsRunOneStatement_data(); }
+    void failedLookupReadsAsDefaultRecord()
+    {
+        QFETCH(Lookup, lookup);
+        Recording recording;
+        recording.factory->answerOthers({.rows = {sampleRow()}, .fails = true});
 
-    QCOMPARE(columnsOf(store.manager.GetFolderConfigurationById(2)), columnsOf(folder));
-    QCOMPARE(store.manager.GetFolderConfigurationById(2).getFeatureName(), u"feature"_s);
-    QCOMPARE(store.manager.GetFolderConfigurationById(1).getName(), QString());
-}
+        const FolderConfiguration folder = lookup(recording.manager);
 
-void TestFolderConfigManager::textsArePassedThroughUnharmed()
-{
-    QFETCH(QString, engine);
-    Store store(engine);
-    const QString odd = u"/a %1 '%2' \"b\" -- ; \u00e4\u03a9\U0001F600 :id ?"_s;
+        QTEST(recording.factory->log(), "log");
+        QCOMPARE(columnsOf(folder), columnsOf({}));
+        QCOMPARE(folder.getId(), -1);
+    }
 
-    store.addFolder(0, -1, odd, odd);
+    void lookupWithoutRowReadsAsDefaultRecord_data() { lookupsRunOneStatement_data(); }
+    void lookupWithoutRowReadsAsDefaultRecord()
+    {
+        QFETCH(Lookup, lookup);
+        Recording recording;
 
-    QCOMPARE(store.manager.GetFolderConfigurationById(1).getName(), odd);
-    QCOMPARE(store.manager.GetFolderConfigurationByClientPath(odd).getId(), 1);
-}
+        const FolderConfiguration folder = lookup(recording.manager);
 
-void TestFolderConfigManager::pathsCompareExactly()
-{
-    QFETCH(QString, engine);
-    Store store(engine);
-    store.addFolder(0, -1, u"/a/b"_s);
+        QTEST(recording.factory->log(), "log");
+        QCOMPARE(columnsOf(folder), columnsOf({}));
+    }
 
-    QCOMPARE(store.manager.GetFolderConfigurationByClientPath(u"/a/b"_s).getId(), 1);
-    QCOMPARE(store.manager.GetFolderConfigurationByClientPath(u"/a/B"_s).getId(), -1);
-    QCOMPARE(store.manager.GetFolderConfigurationByClientPath(u"/a/b/"_s).getId(), -1);
-    QCOMPARE(store.manager.GetFolderConfigurationByClientPath(u"/a/b "_s).getId(), -1);
-    QCOMPARE(store.manager.GetFolderConfigurationByServerId(u"SERVERFOLDER"_s).getId(), -1);
-}
+    void lookupReadsTheFirstRowOnly()
+    {
+        Recording recording;
+        recording.factory->answerOthers({.rows = {sampleRow(1), sampleRow(2)}});
 
-void TestFolderConfigManager::rootsAreListedByName()
-{
-    QFETCH(QString, engine);
-    Store store(engine);
-    store.addFolder(0, -1, u"/1"_s, u"b"_s);
-    store.addFolder(0, -1, u"/2"_s, u"c"_s);
-    store.addFolder(0, -1, u"/3"_s, u"a"_s);
-    store.addFolder(1, 1, u"/1/4"_s, u"aa"_s);
+        QCOMPARE(recording.manager.GetFolderConfigurationByClientPath(u"/client"_s).getId(), 1);
+    }
 
-    QCOMPARE(
-        pathsOf(store.manager.GetFolderConfigurationByParentId(0)),
-        QStringList({u"/3"_s, u"/1"_s, u"/2"_s}));
-    QList<int> roots = idsOf(store.manager.GetAllRootFolders());
-    std::sort(roots.begin(), roots.end());
-    QCOMPARE(roots, QList<int>({1, 2, 3}));
-    QCOMPARE(idsOf(store.manager.GetAll()), QList<int>({1, 2, 3, 4}));
-}
+    void lookupByServerIdPopulatesOnlyOnARow()
+    {
+        Recording recording;
+        recording.factory->noteRowCalls();
 
-void TestFolderConfigManager::rootNamesItselfAsRoot()
-{
-    QFETCH(QString, engine);
-    Store store(engine);
-    store.addFolder(0, -1, u"/first"_s);
+        recording.manager.GetFolderConfigurationByServerId(u"s"_s);
+        const QStringList byServerId = recording.factory->takeLog();
+        recording.manager.GetFolderConfigurationById(1);
+        const QStringList byId = recording.factory->takeLog();
 
-    const int id = store.addFolder(0, -1, u"/second"_s);
+        QCOMPARE(byServerId.mid(4), QStringList({u"next false"_s, u"release"_s}));
+        QCOMPARE(byId.mid(4), QStringList({u"next false"_s, u"isValid false"_s, u"release"_s}));
+    }
 
-    QCOMPARE(id, 2);
-    QCOMPARE(store.manager.GetFolderConfigurationById(id).getRootId(), id);
-    QCOMPARE(idsOf(store.manager.GetFolderConfigurationsByRootId(id)), QList<int>({id}));
-}
+    void listsRunOneStatement_data()
+    {
+        QTest::addColumn<List>("list");
+        QTest::addColumn<QStringList>("log");
 
-void TestFolderConfigManager::pathTwoLevelsBelowARootIsCreatedTopDown()
-{
-    QFETCH(QString, engine);
-    Store store(engine);
-    store.addFolder(0, -1, u"/c/root"_s);
-    const FolderConfiguration root = store.manager.GetFolderConfigurationById(1);
+        QTest::newRow("all") << List([](auto& manager) { return manager.GetAll(); })
+                             << statementLog(Select);
+        QTest::newRow("roots") << List([](auto& manager) { return manager.GetAllRootFolders(); })
+                               << statementLog(SelectRoots);
+        QTest::newRow("parent") << List([](auto& manager) {
+            return manager.GetFolderConfigurationByParentId(6);
+        }) << statementLog(SelectByParent, {u":parentId int 6"_s});
+        QTest::newRow("sign-in") << List([](auto& manager) {
+            return manager.GetFolderConfigurationsByAuthenticationId(5);
+        })
+                                 << statementLog(
+                                        Select + u" WHERE authenticationId = :authenticationId"_s,
+                                        {u":authenticationId int 5"_s});
+        QTest::newRow("tree") << List([](auto& manager) {
+            return manager.GetFolderConfigurationsByRootId(3);
+        }) << statementLog(SelectByRoot, {u":rootId int 3"_s});
+    }
 
-    const FolderConfiguration folder = store.manager.AddFolderAndParent(u"/c/root/a/b"_s, root);
-    const FolderConfiguration again = store.manager.AddFolderAndParent(u"/c/root/a/b"_s, root);
+    void listsRunOneStatement()
+    {
+        QFETCH(List, list);
+        Recording recording;
+        recording.factory->answerOthers({.rows = {sampleRow(9), sampleRow(7), sampleRow(8)}});
 
-    const auto tree = store.manager.GetFolderConfigurationsByRootId(1);
-    QCOMPARE(pathsOf(tree), QStringList({u"/c/root"_s, u"/c/root/a"_s, u"/c/root/a/b"_s}));
-    QCOMPARE(tree.at(1).getParentId(), 1);
-    QCOMPARE(tree.at(2).getParentId(), 2);
-    QCOMPARE(tree.at(2).getRemoteLongKey(), u"/server/a/b"_s);
-    QCOMPARE(tree.at(1).getSyncStatus(), FolderCreated);
-    QCOMPARE(folder.getId(), 3);
-    QCOMPARE(again.getId(), 3);
-}
+        const QVector<FolderConfiguration> folders = list(recording.manager);
 
-void TestFolderConfigManager::cleanRemovesASubtreeWithItsFiles()
-{
-    QFETCH(QString, engine);
-    Store store(engine);
-    store.addFolder(0, -1, u"/r"_s);
-    store.addFolder(1, 1, u"/r/a"_s);
-    store.addFolder(2, 1, u"/r/a/b"_s);
-    store.addFolder(1, 1, u"/r/c"_s);
-    for (int folder = 1; folder <= 4; ++folder)
-        QVERIFY(store.addFile(folder, 1));
+        QTEST(recording.factory->log(), "log");
+        QCOMPARE(idsOf(folders), QList<int>({9, 7, 8}));
+        QCOMPARE(folders.at(1).getServerFolderId(), u"serverFolder"_s);
+    }
 
-    QVERIFY(store.manager.Clean(2));
+    void failedListIsEmpty_data() { listsRunOneStatement_data(); }
+    void failedListIsEmpty()
+    {
+        QFETCH(List, list);
+        Recording recording;
+        recording.factory->answerOthers({.rows = {sampleRow()}, .fails = true});
 
-    QCOMPARE(pathsOf(store.manager.GetAll()), QStringList({u"/r"_s, u"/r/c"_s}));
-    QCOMPARE(store.number(CountFiles), 2);
-    QCOMPARE(store.number(CountFiles + u" WHERE folderConfigurationId IN (1, 4)"_s), 2);
-}
+        const QVector<FolderConfiguration> folders = list(recording.manager);
 
-void TestFolderConfigManager::cleanRootFolderRemovesATreeWithItsFiles()
-{
-    QFETCH(QString, engine);
-    Store store(engine);
-    store.addFolder(0, -1, u"/r"_s);
-    store.addFolder(0, -1, u"/other"_s);
-    store.addFolder(1, 1, u"/r/a"_s);
-    store.addFolder(3, 1, u"/r/a/b"_s);
-    QVERIFY(store.addFile(4, 1));
-    QVERIFY(store.addFile(2, 2));
+        QTEST(recording.factory->log(), "log");
+        QVERIFY(folders.isEmpty());
+    }
 
-    QVERIFY(store.manager.CleanRootFolder(1));
+    void rowIsReadIntoEveryField()
+    {
+        Recording recording;
+        recording.factory->answerOthers({.rows = {sampleRow(1)}});
+        recording.factory->noteRowCalls();
 
-    QCOMPARE(pathsOf(store.manager.GetAll()), QStringList({u"/other"_s}));
-    QCOMPARE(store.number(CountFiles), 1);
-    QCOMPARE(store.number(CountFiles + u" WHERE rootFolderId = 2"_s), 1);
-}
+        const FolderConfiguration folder = recording.manager.GetFolderConfigurationById(1);
 
-void TestFolderConfigManager::failedCleanRootFolderKeepsWhatItRemoved()
-{
-    QFETCH(QString, engine);
-    Store store(engine);
-    store.addFolder(0, -1, u"/r"_s);
-    store.addFolder(1, 1, u"/r/a"_s);
-    QVERIFY(store.addFile(2, 1));
-    QVERIFY(store.run(u"CREATE TRIGGER KeepFiles BEFORE DELETE ON FileConfiguration "
-                      u"BEGIN SELECT RAISE(ABORT, 'kept'); END"_s));
+        QStringList calls{u"next true"_s, u"isValid true"_s};
+        for (int column = 0; column < 22; ++column)
+            calls.append(u"value %1"_s.arg(column));
+        QCOMPARE(recording.factory->log().mid(4), calls << u"release"_s);
+        QCOMPARE(
+            columnsOf(folder),
+            statementLog(UpdateById, QStringList{u":id int 1"_s} + SampleBinds, 1));
+        QVERIFY(!folder.getSyncStatusChanged());
+        QVERIFY(folder.getLastServerSyncRequestTime().isNull());
+    }
 
-    QVERIFY(!store.manager.CleanRootFolder(1));
+    void timesAreLabelledUtcWhateverTheColumnHolds()
+    {
+        Recording recording;
+        QVariantList row = sampleRow();
+        row[10] = u"2021-02-03T04:05:06.007+01:00"_s;
+        row[11] = u"2022-08-09T10:11:12.013"_s;
+        recording.factory->answerOthers({.rows = {row}});
 
-    QCOMPARE(pathsOf(store.manager.GetAll()), QStringList({u"/r/a"_s}));
-    QCOMPARE(store.number(CountFiles), 1);
-}
+        const FolderConfiguration folder = recording.manager.GetFolderConfigurationById(1);
 
-void TestFolderConfigManager::listsShowForeignChangesWhenTheCachesAreCleared()
-{
-    QFETCH(QString, engine);
-    Store store(engine);
-    store.addFolder(0, -1, u"/first"_s);
-    store.manager.GetAll();
-    store.manager.GetAllRootFolders();
+        QCOMPARE(folder.getLastOperationTime().timeSpec(), Qt::UTC);
+        QCOMPARE(folder.getLastOperationTime(), OperationTime);
+        QCOMPARE(folder.getLastSyncTime().timeSpec(), Qt::UTC);
+        QCOMPARE(folder.getLastSyncTime(), SyncTime);
+    }
 
-    QVERIFY(store.run(u"DELETE FROM FolderConfiguration"_s));
-    QCOMPARE(idsOf(store.manager.GetAll()), QList<int>({1}));
-    QCOMPARE(idsOf(store.manager.GetAllRootFolders()), QList<int>({1}));
-    store.manager.ClearCaches();
+    void foldersOfMissingRootsNameTheCachedRoots()
+    {
+        Recording recording;
+        recording.answerRoots({sampleRow(9), sampleRow(-7), sampleRow(8)});
+        recording.manager.GetAllRootFolders();
+        recording.factory->takeLog();
+        recording.factory->answer(u"NOT IN"_s, {.rows = {sampleRow(5), sampleRow(4)}});
 
-    QVERIFY(store.manager.GetAll().isEmpty());
-    QVERIFY(store.manager.GetAllRootFolders().isEmpty());
-}
+        const auto folders = recording.manager.GetFolderConfigurationsOfNonExistingRootFolders();
 
-void TestFolderConfigManager::removeOfAnUnknownIdSucceeds()
-{
-    QFETCH(QString, engine);
-    Store store(engine);
-    store.addFolder(0, -1, u"/r"_s);
+        QCOMPARE(
+            recording.factory->log(), statementLog(Select + u" WHERE rootId NOT IN (9,-7,8)"_s));
+        QCOMPARE(idsOf(folders), QList<int>({5, 4}));
+    }
 
-    QVERIFY(store.manager.Remove(99));
+    void foldersOfMissingRootsWithoutAnyRootAskForEveryRow()
+    {
+        Recording recording;
 
-    QCOMPARE(idsOf(store.manager.GetAll()), QList<int>({1}));
-}
+        recording.manager.GetFolderConfigurationsOfNonExistingRootFolders();
 
-void TestFolderConfigManager::listsShowAddsAndRemovalsAtOnceButNotUpdates()
-{
-    QFETCH(QString, engine);
-    Store store(engine);
-    store.addFolder(0, -1, u"/first"_s);
-    QCOMPARE(pathsOf(store.manager.GetAll()), QStringList({u"/first"_s}));
-    store.addFolder(0, -1, u"/second"_s);
-    QCOMPARE(pathsOf(store.manager.GetAll()), QStringList({u"/first"_s, u"/second"_s}));
+        QCOMPARE(
+            recording.factory->log(),
+            statementLog(SelectRoots) + statementLog(Select + u" WHERE rootId NOT IN ()"_s));
+    }
 
-    FolderConfiguration folder = store.manager.GetFolderConfigurationById(2);
-    folder.setClientPath(u"/moved"_s);
-    QVERIFY(store.manager.Update(folder));
-    QCOMPARE(pathsOf(store.manager.GetAll()), QStringList({u"/first"_s, u"/second"_s}));
-    store.manager.ClearCaches();
-    QCOMPARE(pathsOf(store.manager.GetAll()), QStringList({u"/first"_s, u"/moved"_s}));
+    // Caches
+    void listsAreReadOnceAndServedFromTheCache()
+    {
+        Recording recording;
+        recording.factory->answerOthers({.rows = {sampleRow(1), sampleRow(2)}});
+        recording.answerRoots({sampleRow(3)});
 
-    QVERIFY(store.manager.Remove(1));
-    QCOMPARE(pathsOf(store.manager.GetAll()), QStringList({u"/moved"_s}));
-    QCOMPARE(pathsOf(store.manager.GetAllRootFolders()), QStringList({u"/moved"_s}));
-}
+        recording.manager.GetAll();
+        recording.manager.GetAllRootFolders();
+        recording.factory->takeLog();
+        const auto all = recording.manager.GetAll();
+        const auto roots = recording.manager.GetAllRootFolders();
 
-void TestFolderConfigManager::withoutRootsEveryFolderMissesItsRoot()
-{
-    QFETCH(QString, engine);
-    Store store(engine);
-    store.addFolder(7, 8, u"/a"_s);
-    store.addFolder(7, 9, u"/b"_s);
+        QCOMPARE(recording.factory->log(), QStringList());
+        QCOMPARE(idsOf(all), QList<int>({1, 2}));
+        QCOMPARE(idsOf(roots), QList<int>({3}));
+    }
 
-    const auto folders = store.manager.GetFolderConfigurationsOfNonExistingRootFolders();
+    void listsAreReadAgainWhenTheyAreTwoSecondsOld()
+    {
+        Recording recording;
+        QElapsedTimer timer;
+        timer.start();
+        recording.manager.GetAll();
+        recording.manager.GetAllRootFolders();
+        recording.factory->takeLog();
 
-    QCOMPARE(idsOf(folders), QList<int>({1, 2}));
-}
+        const bool read = QTest::qWaitFor(
+            [&recording] {
+                recording.manager.GetAll();
+                recording.manager.GetAllRootFolders();
+                return recording.factory->log().contains(u"prepare "_s + Select) &&
+                       recording.factory->log().contains(u"prepare "_s + SelectRoots);
+            },
+            60'000);
 
-void TestFolderConfigManager::foldersWithoutTheirRootAreFound()
-{
-    QFETCH(QString, engine);
-    Store store(engine);
-    store.addFolder(0, -1, u"/r"_s);
-    store.addFolder(1, 1, u"/r/a"_s);
-    store.addFolder(7, 9, u"/lost"_s);
+        QVERIFY(read);
+        // By the system's clock, which may be set meanwhile.
+        QVERIFY2(timer.elapsed() >= 1500, qPrintable(QString::number(timer.elapsed())));
+    }
 
-    const auto folders = store.manager.GetFolderConfigurationsOfNonExistingRootFolders();
+    void failedListStaysCached()
+    {
+        Recording recording;
+        recording.factory->answer(1, {.fails = true});
+        recording.factory->answerOthers({.rows = {sampleRow()}});
+        recording.manager.GetAll();
 
-    QCOMPARE(idsOf(folders), QList<int>({3}));
-}
+        QVERIFY(recording.manager.GetAll().isEmpty());
 
-void TestFolderConfigManager::countsCount()
-{
-    QFETCH(QString, engine);
-    Store store(engine);
-    QCOMPARE(store.manager.GetRootFolderConfigurationCount(), 0);
-    QVERIFY(!store.manager.IsInExistingAuthentication(2));
-    store.addFolder(0, -1, u"/r"_s);
-    store.addFolder(1, 1, u"/r/a"_s);
+        QCOMPARE(recording.factory->log(), statementLog(Select));
+    }
 
-    QCOMPARE(store.manager.GetRootFolderConfigurationCount(), 1);
-    QVERIFY(store.manager.IsInExistingAuthentication(2));
-    QVERIFY(!store.manager.IsInExistingAuthentication(3));
-    QVERIFY(!store.manager.IsAnyFolderConfigOutOfSync());
-    FolderConfiguration folder = store.manager.GetFolderConfigurationById(2);
-    folder.setSyncStatus(FolderNotSynced);
-    QVERIFY(store.manager.Update(folder));
+    void clearingTheCachesHasBothListsReadAgain()
+    {
+        Recording recording;
+        recording.manager.GetAll();
+        recording.manager.GetAllRootFolders();
+        recording.factory->takeLog();
 
-    QVERIFY(store.manager.IsAnyFolderConfigOutOfSync());
-}
+        recording.manager.ClearCaches();
+        recording.manager.GetAll();
+        recording.manager.GetAllRootFolders();
 
-void TestFolderConfigManager::folderOfAnUnknownIdHasIdMinusOne()
-{
-    QFETCH(QString, engine);
-    Store store(engine);
+        QCOMPARE(recording.factory->log(), statementLog(Select) + statementLog(SelectRoots));
+    }
 
-    QCOMPARE(columnsOf(store.manager.GetFolderConfigurationById(1)), columnsOf({}));
-}
+    // Writes
+    void addStoresTheRecordAndClearsTheLists()
+    {
+        Recording recording;
+        recording.factory->answer(Insert, {.lastInsertId = 77});
+        recording.manager.GetAll();
+        recording.manager.GetAllRootFolders();
+        recording.factory->takeLog();
+        FolderConfiguration folder = sampleFolder();
+
+        QVERIFY(recording.manager.Add(folder));
+        recording.manager.GetAll();
+        recording.manager.GetAllRootFolders();
+
+        QCOMPARE(
+            recording.factory->log(), statementLog(Insert, SampleBinds, 1) + statementLog(Select) +
+                                          statementLog(SelectRoots));
+        QCOMPARE(folder.getId(), 77);
+        QCOMPARE(folder.getRootId(), 8);
+    }
+
+    void addClearsTheListsBeforeItRefreshesTheViewer()
+    {
+        auto factory = std::make_shared<RecordingDatabaseFactory>();
+        ClearNotingManager manager(factory);
+        FolderConfiguration folder = sampleFolder();
+        folder.setSyncStatus(FolderSyncing);
+
+        QVERIFY(manager.Add(folder));
+
+        QCOMPARE(factory->log().last(2), QStringList({u"clear"_s, refreshOf(u"/client"_s)}));
+    }
+
+    void addOfARootStoresItsOwnIdAsRootId()
+    {
+        Recording recording;
+        recording.factory->answer(Insert, {.lastInsertId = 77});
+        FolderConfiguration folder = sampleFolder();
+        folder.setParentId(0);
+        folder.setRootId(-1);
+        folder.setSyncStatus(FolderCreated);
+
+        QVERIFY(recording.manager.Add(folder));
+
+        const QStringList inserted =
+            bindsWith(SampleBinds, {u":parentId int 0"_s, u":rootId int -1"_s});
+        const QStringList updated = bindsWith(inserted, {u":rootId int 77"_s});
+        QCOMPARE(
+            recording.factory->log(),
+            statementLog(Insert, inserted, 1) +
+                statementLog(UpdateById, QStringList{u":id int 77"_s} + updated, 2) +
+                QStringList({refreshOf(u"/client"_s), refreshOf(u"/client"_s)}));
+        QCOMPARE(folder.getId(), 77);
+        QCOMPARE(folder.getRootId(), 77);
+        QVERIFY(folder.getSyncStatusChanged());
+    }
+
+    void addOfARootSucceedsWhenItsUpdateFails()
+    {
+        Recording recording;
+        recording.factory->answer(Insert, {.lastInsertId = 77});
+        recording.factory->answer(UpdateById, {.fails = true});
+        FolderConfiguration folder = sampleFolder();
+        folder.setParentId(0);
+        folder.setRootId(-1);
+
+        QVERIFY(recording.manager.Add(folder));
+
+        QCOMPARE(folder.getRootId(), 77);
+    }
+
+    void addRefusesRecordsOutsideATree_data()
+    {
+        QTest::addColumn<int>("parentId");
+        QTest::addColumn<int>("rootId");
+
+        QTest::newRow("no root without root id") << 4 << -1;
+        QTest::newRow("no parent without root id") << -1 << -1;
+        QTest::newRow("no parent with root id") << -1 << 8;
+    }
+
+    void addRefusesRecordsOutsideATree()
+    {
+        QFETCH(int, parentId);
+        QFETCH(int, rootId);
+        Recording recording;
+        FolderConfiguration folder = sampleFolder();
+        folder.setParentId(parentId);
+        folder.setRootId(rootId);
+
+        QVERIFY(!recording.manager.Add(folder));
+
+        QCOMPARE(recording.factory->log(), QStringList());
+        QCOMPARE(folder.getId(), -1);
+    }
+
+    void failedAddLeavesTheRecordUnchanged()
+    {
+        Recording recording;
+        recording.factory->answer(Insert, {.fails = true, .lastInsertId = 77});
+        recording.manager.GetAll();
+        recording.factory->takeLog();
+        FolderConfiguration folder = sampleFolder();
+        folder.setParentId(0);
+        folder.setRootId(-1);
+        folder.setSyncStatus(FolderCreated);
+        const QStringList before = columnsOf(folder);
+
+        QVERIFY(!recording.manager.Add(folder));
+        recording.manager.GetAll();
+
+        QCOMPARE(
+            recording.factory->log(),
+            statementLog(
+                Insert, bindsWith(SampleBinds, {u":parentId int 0"_s, u":rootId int -1"_s}), 1));
+        QCOMPARE(columnsOf(folder), before);
+    }
+
+    void updateStoresTheRecordAndKeepsTheLists()
+    {
+        Recording recording;
+        recording.factory->answer(SelectById, {.rows = {sampleRow(12)}});
+        recording.manager.GetAll();
+        recording.manager.GetAllRootFolders();
+        const FolderConfiguration folder = recording.manager.GetFolderConfigurationById(12);
+        recording.factory->takeLog();
+
+        QVERIFY(recording.manager.Update(folder));
+        recording.manager.GetAll();
+        recording.manager.GetAllRootFolders();
+
+        QCOMPARE(
+            recording.factory->log(),
+            statementLog(UpdateById, QStringList{u":id int 12"_s} + SampleBinds, 1));
+    }
+
+    void failedUpdateRefreshesNothing()
+    {
+        Recording recording;
+        recording.factory->answerOthers({.fails = true});
+        FolderConfiguration folder = sampleFolder();
+        folder.setSyncStatus(FolderCreated);
+
+        QVERIFY(!recording.manager.Update(folder));
+
+        QCOMPARE(
+            recording.factory->log(),
+            statementLog(UpdateById, QStringList{u":id int -1"_s} + SampleBinds, 1));
+    }
+
+    void savingAChangedStatusRefreshesTheViewerEachTime()
+    {
+        Recording recording;
+        FolderConfiguration folder = sampleFolder();
+        folder.setSyncStatus(FolderCreated);
+
+        QVERIFY(recording.manager.Update(folder));
+        QVERIFY(recording.manager.Update(folder));
+
+        const QStringList once =
+            statementLog(UpdateById, QStringList{u":id int -1"_s} + SampleBinds, 1) +
+            QStringList{refreshOf(u"/client"_s)};
+        QCOMPARE(recording.factory->log(), once + once);
+    }
+
+    void removeDeletesOneRowAndRefreshesItsPath()
+    {
+        Recording recording;
+        recording.factory->answer(SelectById, {.rows = {sampleRow(12)}});
+        recording.manager.GetAll();
+        recording.manager.GetAllRootFolders();
+        recording.factory->takeLog();
+
+        QVERIFY(recording.manager.Remove(12));
+        recording.manager.GetAll();
+        recording.manager.GetAllRootFolders();
+
+        QCOMPARE(
+            recording.factory->log(), statementLog(SelectById, {u":id int 12"_s}) +
+                                          statementLog(Delete, {u":id int 12"_s}, 1) +
+                                          QStringList{refreshOf(u"/client"_s)} +
+                                          statementLog(Select) + statementLog(SelectRoots));
+    }
+
+    void failedRemoveClearsAndRefreshesNothing()
+    {
+        Recording recording;
+        recording.factory->answer(SelectById, {.rows = {sampleRow(12)}});
+        recording.factory->answer(Delete, {.fails = true});
+        recording.manager.GetAll();
+        recording.factory->takeLog();
+
+        QVERIFY(!recording.manager.Remove(12));
+        recording.manager.GetAll();
+
+        QCOMPARE(
+            recording.factory->log(), statementLog(SelectById, {u":id int 12"_s}) +
+                                          statementLog(Delete, {u":id int 12"_s}, 1));
+    }
+
+    void cleanRemovesChildrenThenFolderThenFiles()
+    {
+        Recording recording;
+        // 1 holds 3 and 2, in this order; 3 holds 4.
+        recording.factory->answer(1, {.rows = {treeRow(3, 1, 1, {}), treeRow(2, 1, 1, {})}});
+        recording.factory->answer(2, {.rows = {treeRow(4, 3, 1, {})}});
+
+        QVERIFY(recording.manager.Clean(1));
+
+        QCOMPARE(
+            recording.factory->log(), childrenLog(1) + childrenLog(3) + childrenLog(4) +
+                                          cleanLog(4) + cleanLog(3) + childrenLog(2) + cleanLog(2) +
+                                          cleanLog(1));
+    }
+
+    void cleanStopsAtTheFirstFailure_data()
+    {
+        QTest::addColumn<int>("failing");
+        QTest::addColumn<int>("executed");
+
+        QTest::newRow("removal of the child") << 4 << 4;
+        QTest::newRow("files of the child") << 5 << 5;
+        QTest::newRow("removal of the folder") << 7 << 7;
+        QTest::newRow("files of the folder") << 8 << 8;
+    }
+
+    void cleanStopsAtTheFirstFailure()
+    {
+        QFETCH(int, failing);
+        Recording recording;
+        recording.factory->answer(1, {.rows = {treeRow(2, 1, 1, {})}});
+        recording.factory->answer(failing, {.fails = true});
+
+        QVERIFY(!recording.manager.Clean(1));
+
+        const QStringList whole = childrenLog(1) + childrenLog(2) + cleanLog(2) + cleanLog(1);
+        const QStringList log = recording.factory->log();
+        QCOMPARE(log, whole.first(log.size()));
+        QTEST(int(log.filter(u"exec"_s).size()), "executed");
+    }
+
+    void cleanRootFolderRemovesTheTreeInOneScope()
+    {
+        Recording recording;
+        recording.factory->answer(SelectById, {.rows = {treeRow(1, 0, 1, u"/r"_s)}});
+        recording.factory->answer(
+            SelectByRoot, {.rows = {treeRow(3, 1, 1, u"/r/b"_s), treeRow(2, 1, 1, u"/r/a"_s)}});
+        recording.manager.GetAll();
+        recording.factory->takeLog();
+
+        QVERIFY(recording.manager.CleanRootFolder(1));
+        recording.manager.GetAll();
+
+        QCOMPARE(
+            recording.factory->log(),
+            statementLog(SelectById, {u":id int 1"_s}, 1) +
+                statementLog(Delete, {u":id int 1"_s}, 2) + QStringList{refreshOf(u"/r"_s)} +
+                statementLog(DeleteFilesByRoot, {u":folderConfigurationId int 1"_s}, 2) +
+                statementLog(SelectByRoot, {u":rootId int 1"_s}, 1) +
+                statementLog(DeleteByRoot, {u":folderConfigurationId int 1"_s}, 2) +
+                QStringList({refreshOf(u"/r/b"_s), refreshOf(u"/r/a"_s)}) + statementLog(Select));
+    }
+
+    void cleanRootFolderStopsAtTheFirstFailure_data()
+    {
+        QTest::addColumn<QString>("failing");
+        QTest::addColumn<int>("executed");
+
+        QTest::newRow("root row") << Delete << 2;
+        QTest::newRow("files") << DeleteFilesByRoot << 3;
+        QTest::newRow("folders") << DeleteByRoot << 5;
+    }
+
+    void cleanRootFolderStopsAtTheFirstFailure()
+    {
+        QFETCH(QString, failing);
+        Recording recording;
+        recording.factory->answer(SelectByRoot, {.rows = {treeRow(2, 1, 1, u"/r/a"_s)}});
+        recording.factory->answer(failing, {.fails = true});
+
+        QVERIFY(!recording.manager.CleanRootFolder(1));
+
+        QTEST(int(recording.factory->log().filter(u"exec"_s).size()), "executed");
+        QVERIFY(!recording.factory->log().contains(refreshOf(u"/r/a"_s)));
+    }
+
+    void exceptionOfTheDatabaseEndsScopesAndQueries()
+    {
+        Recording recording;
+        recording.factory->answer(DeleteFilesByRoot, {.throws = true});
+
+        QVERIFY_THROWS_EXCEPTION(test::ExecException, recording.manager.CleanRootFolder(1));
+        recording.factory->takeLog();
+        recording.manager.GetFolderConfigurationById(1);
+
+        QCOMPARE(recording.factory->log(), statementLog(SelectById, {u":id int 1"_s}, 0));
+    }
+
+    void addFolderAndParentCreatesMissingAncestorsFirst()
+    {
+        Recording recording;
+        recording.factory->answer(3, {.rows = {treeRow(21, 0, 21, u"/c/root"_s)}});
+        recording.factory->answer(4, {.lastInsertId = 31});
+        recording.factory->answer(5, {.lastInsertId = 32});
+
+        const FolderConfiguration folder =
+            recording.manager.AddFolderAndParent(u"/c/root/a%1//b%2/"_s, sampleRoot());
+
+        QCOMPARE(
+            recording.factory->log(),
+            pathLog(u"/c/root/a%1/b%2"_s) + pathLog(u"/c/root/a%1"_s) + pathLog(u"/c/root"_s) +
+                statementLog(
+                    Insert, createdBinds(u"a%1"_s, u"/c/root/a%1"_s, u"/s/R/a%1"_s, 21), 1) +
+                QStringList{refreshOf(u"/c/root/a%1"_s)} +
+                statementLog(
+                    Insert, createdBinds(u"b%2"_s, u"/c/root/a%1/b%2"_s, u"/s/R/a%1/b%2"_s, 31),
+                    1) +
+                QStringList{refreshOf(u"/c/root/a%1/b%2"_s)});
+        QCOMPARE(folder.getId(), 32);
+        QCOMPARE(folder.getParentId(), 31);
+    }
+
+    void addFolderAndParentOfAStoredPathWritesNothing()
+    {
+        Recording recording;
+        recording.factory->answerOthers({.rows = {sampleRow(12)}});
+
+        const FolderConfiguration folder =
+            recording.manager.AddFolderAndParent(u"/c/root/"_s, sampleRoot());
+
+        QCOMPARE(recording.factory->log(), pathLog(u"/c/root"_s));
+        QCOMPARE(folder.getId(), 12);
+        QCOMPARE(folder.getClientPath(), u"/client"_s);
+    }
+
+    void addFolderAndParentOfAnEmptyPathAsksNothing()
+    {
+        Recording recording;
+
+        const FolderConfiguration folder = recording.manager.AddFolderAndParent({}, sampleRoot());
+
+        QCOMPARE(recording.factory->log(), QStringList());
+        QCOMPARE(folder.getId(), -1);
+    }
+
+    void addFolderAndParentOutsideEveryFolderAddsNothing()
+    {
+        Recording recording;
+
+        const FolderConfiguration folder =
+            recording.manager.AddFolderAndParent(u"/x/y"_s, sampleRoot());
+
+        QCOMPARE(recording.factory->log(), pathLog(u"/x/y"_s) + pathLog(u"/x"_s) + pathLog(u"/"_s));
+        QCOMPARE(folder.getId(), -1);
+        QCOMPARE(folder.getClientPath(), u"/x/y"_s);
+    }
+
+    void addFolderAndParentGivesIdMinusOneWhenAddFails()
+    {
+        Recording recording;
+        recording.factory->answer(2, {.rows = {treeRow(21, 0, 21, u"/c/root"_s)}});
+        recording.factory->answer(Insert, {.fails = true, .lastInsertId = 5});
+
+        const FolderConfiguration folder =
+            recording.manager.AddFolderAndParent(u"/c/root/a"_s, sampleRoot());
+
+        QCOMPARE(folder.getId(), -1);
+        QCOMPARE(folder.getParentId(), 21);
+    }
+
+    void refreshingAllReadsTheRootsFromTheDatabase()
+    {
+        Recording recording;
+        recording.manager.GetAllRootFolders();
+        recording.factory->takeLog();
+        recording.answerRoots({treeRow(2, 0, 2, u"/b"_s), treeRow(1, 0, 1, u"/a"_s)});
+
+        recording.manager.RefreshNativeFileViewer();
+
+        QCOMPARE(
+            recording.factory->log(),
+            statementLog(SelectRoots) + QStringList({refreshOf(u"/b"_s), refreshOf(u"/a"_s)}));
+    }
+
+    void withoutAViewerNothingIsRefreshed()
+    {
+        auto factory = std::make_shared<RecordingDatabaseFactory>();
+        factory->answerOthers({.rows = {sampleRow(1)}, .lastInsertId = 1});
+        FolderConfigManager manager(factory, nullptr);
+        FolderConfiguration folder = sampleFolder();
+        folder.setSyncStatus(FolderCreated);
+        QString path = u"/client"_s;
+
+        manager.RefreshNativeFileViewer();
+        manager.RefreshNativeFileViewer(path);
+
+        QVERIFY(manager.Add(folder));
+        QVERIFY(manager.Update(folder));
+        QVERIFY(manager.Remove(1));
+        QVERIFY(manager.CleanRootFolder(1));
+    }
+
+    void operationsHonourOverrides()
+    {
+        auto factory = std::make_shared<RecordingDatabaseFactory>();
+        factory->answer(Insert, {.lastInsertId = 5});
+        factory->answer(SelectRoots, {.rows = {treeRow(1, 0, 1, u"/r"_s)}});
+        OverridingManager manager(factory);
+        FolderConfiguration root = sampleFolder();
+        root.setParentId(0);
+        root.setRootId(-1);
+
+        manager.Add(root);
+        manager.Clean(3);
+        manager.callRemove = true;
+        manager.CleanRootFolder(4);
+        manager.AddFolderAndParent(u"/"_s, root);
+        manager.IsInExistingClientFolder(u"/a"_s, 1, false);
+        manager.GetFolderConfigurationsOfNonExistingRootFolders();
+        manager.RefreshNativeFileViewer();
+
+        QCOMPARE(
+            manager.calls, QStringList({
+                               u"update root id 5"_s,
+                               u"clear"_s,
+                               u"children of 3"_s,
+                               u"remove 3"_s,
+                               u"remove 4"_s,
+                               u"get 4"_s,
+                               u"clear"_s,
+                               refreshOf({}),
+                               u"tree of 4"_s,
+                               u"clear"_s,
+                               refreshOf({}),
+                               u"get /"_s,
+                               u"roots"_s,
+                               u"roots"_s,
+                               refreshOf(u"/r"_s),
+                           }));
+    }
+
+    void operationsThatCallThemselvesHonourOverrides()
+    {
+        auto factory = std::make_shared<RecordingDatabaseFactory>();
+        factory->answer(1, {.rows = {treeRow(4, 3, 1, u"/r/a/b"_s)}});
+        RecursionNotingManager cleaning(factory, nullptr);
+        RecursionNotingManager adding(factory, nullptr);
+
+        QVERIFY(cleaning.Clean(3));
+        adding.AddFolderAndParent(u"/r/a"_s, sampleFolder());
+
+        QCOMPARE(cleaning.calls, QStringList({u"clean 3"_s, u"clean 4"_s}));
+        QCOMPARE(
+            adding.calls, QStringList({
+                              u"ensure /r/a"_s,
+                              u"ensure /r"_s,
+                              u"ensure /"_s,
+                              u"add /r"_s,
+                              u"add /r/a"_s,
+                          }));
+    }
+
+    // Containment and counts
+    void pathInAClientFolder_data()
+    {
+        QTest::addColumn<QString>("root");
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<int>("authenticationId");
+        QTest::addColumn<bool>("inside");
+
+        const QString root = u"/Users/a/Sync"_s;
+        QTest::newRow("below, other case") << root << u"/users/a/sync/docs"_s << -1 << true;
+        QTest::newRow("sibling with the same start")
+            << root << u"/Users/a/SyncOld"_s << -1 << false;
+        QTest::newRow("the root itself") << root << u"/Users/a/Sync"_s << -1 << true;
+        QTest::newRow("the root itself, with a slash") << root << u"/Users/a/Sync/"_s << -1 << true;
+        QTest::newRow("above the root") << root << u"/Users/a"_s << -1 << false;
+        QTest::newRow("elsewhere") << root << u"/Users/b/Sync"_s << -1 << false;
+        QTest::newRow("of the sign-in") << root << u"/Users/a/Sync/x"_s << 5 << true;
+        QTest::newRow("of sign-in 0") << root << u"/Users/a/Sync/x"_s << 0 << false;
+        QTest::newRow("of another sign-in") << root << u"/Users/a/Sync/x"_s << 6 << false;
+        QTest::newRow("any negative sign-in") << root << u"/Users/a/Sync/x"_s << -2 << true;
+        QTest::newRow("through the scratch folder")
+            << root << u"/Users/a/Sync/.{synctemp}/x"_s << -1 << false;
+        QTest::newRow("scratch folder in part of a name")
+            << root << u"/Users/a/Sync/x.{SYNCTEMP}y"_s << -1 << false;
+        QTest::newRow("a root with a slash") << u"/data/"_s << u"/data/x/y"_s << -1 << true;
+        QTest::newRow("a root with a slash itself") << u"/data/"_s << u"/data"_s << -1 << false;
+        QTest::newRow("the root of the file system") << u"/"_s << u"/x"_s << -1 << true;
+        QTest::newRow("path that leaves the root")
+            << root << u"/Users/a/Sync/../x"_s << -1 << false;
+    }
+
+    void pathInAClientFolder()
+    {
+        QFETCH(QString, root);
+        QFETCH(QString, path);
+        QFETCH(int, authenticationId);
+        Recording recording;
+        recording.answerRoots(
+            {rootRow(1, 4, u"/other"_s, {}, 2), rootRow(2, 5, root, {}, 2),
+             rootRow(3, 4, u"/Users/z"_s, {}, 2)});
+
+        const bool inside =
+            recording.manager.IsInExistingClientFolder(path, authenticationId, true);
+
+        QTEST(inside, "inside");
+    }
+
+    void relativePathCountsFromTheWorkingDirectory()
+    {
+        const QTemporaryDir directory;
+        const QString before = QDir::currentPath();
+        QVERIFY(QDir::setCurrent(directory.path()));
+        Recording recording;
+        recording.answerRoots({rootRow(1, 5, QDir::currentPath(), {}, 2)});
+
+        const bool inside = recording.manager.IsInExistingClientFolder(u"sub/file"_s, -1, true);
+        const bool outside = recording.manager.IsInExistingClientFolder(u"../file"_s, -1, true);
+
+        QVERIFY(QDir::setCurrent(before));
+        QVERIFY(inside);
+        QVERIFY(!outside);
+    }
+
+    void topLevelRootHoldsItsDirectFilesOnly_data()
+    {
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<bool>("applyFolderOption");
+        QTest::addColumn<bool>("inside");
+
+        QTest::newRow("file") << u"/f.txt"_s << true << true;
+        QTest::newRow("name of nothing") << u"/new"_s << true << true;
+        QTest::newRow("directory") << u"/sub"_s << true << false;
+        QTest::newRow("file below") << u"/sub/f.txt"_s << true << false;
+        QTest::newRow("the root itself") << u""_s << true << true;
+        QTest::newRow("file, any depth") << u"/f.txt"_s << false << true;
+        QTest::newRow("directory, any depth") << u"/sub"_s << false << true;
+        QTest::newRow("file below, any depth") << u"/sub/f.txt"_s << false << true;
+    }
+
+    void topLevelRootHoldsItsDirectFilesOnly()
+    {
+        QFETCH(QString, path);
+        QFETCH(bool, applyFolderOption);
+        const QTemporaryDir directory;
+        QVERIFY(QDir(directory.path()).mkdir(u"sub"_s));
+        Recording recording;
+        recording.answerRoots({rootRow(1, 5, directory.path(), {}, 1)});
+
+        const bool inside = recording.manager.IsInExistingClientFolder(
+            directory.path() + path, -1, applyFolderOption);
+
+        QTEST(inside, "inside");
+    }
+
+    void directoryKeepsItsSlashForTheNextRoots()
+    {
+        const QTemporaryDir directory;
+        QVERIFY(QDir(directory.path()).mkdir(u"sub"_s));
+        const QString sub = directory.path() + u"/sub"_s;
+        Recording recording;
+        recording.answerRoots(
+            {rootRow(1, 5, directory.path(), {}, 1), rootRow(2, 5, sub + u'/', {}, 2)});
+
+        QVERIFY(recording.manager.IsInExistingClientFolder(sub, -1, true));
+        QVERIFY(!recording.manager.IsInExistingClientFolder(sub, 6, true));
+
+        recording.answerRoots({rootRow(2, 5, sub + u'/', {}, 2)});
+        recording.manager.ClearCaches();
+        QVERIFY(!recording.manager.IsInExistingClientFolder(sub, -1, true));
+    }
+
+    void topLevelRootWithASlashHoldsAllBelow()
+    {
+        Recording recording;
+        recording.answerRoots({rootRow(1, 5, u"/data/"_s, {}, 1)});
+
+        QVERIFY(recording.manager.IsInExistingClientFolder(u"/data/sub/f.txt"_s, -1, true));
+    }
+
+    void scratchFolderIsDecidedWithoutTheDatabase()
+    {
+        Recording recording;
+
+        QVERIFY(!recording.manager.IsInExistingClientFolder(u"/r/.{SyncTemp}"_s, -1, false));
+
+        QCOMPARE(recording.factory->log(), QStringList());
+    }
+
+    void serverFolderOverlap_data()
+    {
+        QTest::addColumn<QString>("root");
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<int>("authenticationId");
+        QTest::addColumn<bool>("overlaps");
+
+        QTest::newRow("ancestor") << u"/Projects"_s << u"/Projects/A/"_s << 3 << true;
+        QTest::newRow("descendant") << u"/Projects/A/B"_s << u"/Projects/A/"_s << 3 << true;
+        QTest::newRow("same start") << u"/Projects/AB"_s << u"/Projects/A/"_s << 3 << false;
+        QTest::newRow("same start, path longer")
+            << u"/Projects/A"_s << u"/Projects/AB"_s << 3 << false;
+        QTest::newRow("same, other case") << u"/projects/a"_s << u"/Projects/A"_s << 3 << true;
+        QTest::newRow("same length") << u"/Projects/B"_s << u"/Projects/A"_s << 3 << false;
+        QTest::newRow("below, other case") << u"/PROJECTS"_s << u"/projects/a"_s << 3 << true;
+        QTest::newRow("root ends with a slash") << u"/Projects/"_s << u"/Projects/A"_s << 3 << true;
+        QTest::newRow("root of the server") << u"/Projects"_s << u"/"_s << 3 << true;
+        QTest::newRow("another sign-in") << u"/Projects"_s << u"/Projects"_s << 4 << false;
+        QTest::newRow("no wildcard sign-in") << u"/Projects"_s << u"/Projects"_s << -1 << false;
+        QTest::newRow("elsewhere") << u"/Other"_s << u"/Projects"_s << 3 << false;
+    }
+
+    void serverFolderOverlap()
+    {
+        QFETCH(QString, root);
+        QFETCH(QString, path);
+        QFETCH(int, authenticationId);
+        QFETCH(bool, overlaps);
+        Recording recording;
+        recording.answerRoots({rootRow(1, 3, {}, u"elsewhere"_s, 2), rootRow(2, 3, {}, root, 2)});
+        QString match = u"before"_s;
+
+        const bool found = recording.manager.AncestorOrDescendantOfServerFolderExists(
+            path, authenticationId, match);
+
+        QCOMPARE(found, overlaps);
+        QCOMPARE(match, overlaps ? root : QString());
+        QCOMPARE(match.isNull(), !overlaps);
+    }
+
+    void emptyServerPathOverlapsNothing()
+    {
+        Recording recording;
+        recording.answerRoots({rootRow(1, 3, {}, {}, 2)});
+        QString match = u"before"_s;
+
+        QVERIFY(!recording.manager.AncestorOrDescendantOfServerFolderExists({}, 3, match));
+
+        QVERIFY(match.isNull());
+        QCOMPARE(recording.factory->log(), QStringList());
+    }
+
+    void countsRunOneStatement()
+    {
+        Recording recording;
+        recording.factory->answerOthers({.rows = {{0}, {9}}});
+        recording.factory->answer(3, {.rows = {{1}}});
+        recording.factory->answer(4, {.rows = {{1}}});
+        recording.factory->answer(6, {.rows = {{12}}});
+
+        QVERIFY(!recording.manager.IsInExistingAuthentication(5));
+        QVERIFY(!recording.manager.IsAnyFolderConfigOutOfSync());
+        QVERIFY(recording.manager.IsInExistingAuthentication(6));
+        QVERIFY(recording.manager.IsAnyFolderConfigOutOfSync());
+        QCOMPARE(recording.manager.GetRootFolderConfigurationCount(), 0);
+        QCOMPARE(recording.manager.GetRootFolderConfigurationCount(), 12);
+
+        QCOMPARE(
+            recording.factory->log(),
+            statementLog(CountBySignIn, {u":authenticationId int 5"_s}) +
+                statementLog(CountOutOfSync) +
+                statementLog(CountBySignIn, {u":authenticationId int 6"_s}) +
+                statementLog(CountOutOfSync) + statementLog(CountRoots) + statementLog(CountRoots));
+    }
+
+    void failedCountsAnswerTrueAndMinusOne()
+    {
+        Recording recording;
+        recording.factory->answerOthers({.rows = {{0}}, .fails = true});
+
+        QVERIFY(recording.manager.IsInExistingAuthentication(5));
+        QVERIFY(recording.manager.IsAnyFolderConfigOutOfSync());
+        QCOMPARE(recording.manager.GetRootFolderConfigurationCount(), -1);
+    }
+
+    // The meta-object
+    void invokablesWorkThroughTheMetaObject()
+    {
+        Recording recording;
+        recording.factory->answerOthers({.rows = {sampleRow(12)}});
+        FolderConfiguration folder;
+        QVector<FolderConfiguration> folders;
+
+        QVERIFY(QMetaObject::invokeMethod(
+            &recording.manager, "GetFolderConfigurationById",
+            Q_RETURN_ARG(sync::config::FolderConfiguration, folder), Q_ARG(int, 12)));
+        QVERIFY(QMetaObject::invokeMethod(
+            &recording.manager, "GetAll",
+            Q_RETURN_ARG(QVector<sync::config::FolderConfiguration>, folders)));
+
+        QCOMPARE(folder.getId(), 12);
+        QCOMPARE(idsOf(folders), QList<int>({12}));
+    }
+
+    // Behaviour over real databases
+    void emptyPropertiesGoThroughAnOverride_data() { test::addEngineRows(); }
+    void emptyPropertiesGoThroughAnOverride()
+    {
+        QFETCH(QString, engine);
+        Store store(engine);
+        FolderConfiguration folder = sampleFolder();
+        folder.setNameValueProperties({});
+        QVERIFY(store.manager.Add(folder));
+        test::ConvertingManager<FolderConfigManager> manager(store.factory, nullptr);
+
+        const FolderConfiguration read = manager.GetFolderConfigurationById(folder.getId());
+
+        QCOMPARE(read.getNameValueProperties().value(u"Read"_s), EmptyXml);
+    }
+
+    void storedFolderReadsBack_data() { test::addEngineRows(); }
+    void storedFolderReadsBack()
+    {
+        QFETCH(QString, engine);
+        Store store(engine);
+        FolderConfiguration folder = sampleFolder();
+        QVERIFY(store.manager.Add(folder));
+
+        const QStringList expected =
+            statementLog(UpdateById, QStringList{u":id int 1"_s} + SampleBinds, 1);
+        QCOMPARE(columnsOf(store.manager.GetFolderConfigurationById(folder.getId())), expected);
+        QCOMPARE(
+            columnsOf(store.manager.GetFolderConfigurationByServerId(u"serverFolder"_s)), expected);
+        QCOMPARE(
+            columnsOf(store.manager.GetFolderConfigurationByClientPath(u"/client"_s)), expected);
+        QCOMPARE(
+            columnsOf(store.manager.GetFolderConfigurationByClientPathAndAuthenticationId(
+                u"/client"_s, 2)),
+            expected);
+        QCOMPARE(
+            idsOf(store.manager.GetFolderConfigurationsByAuthenticationId(2)), QList<int>({1}));
+        QCOMPARE(idsOf(store.manager.GetFolderConfigurationsByAuthenticationId(3)), QList<int>());
+    }
+
+    void updatedFolderReadsBack_data() { test::addEngineRows(); }
+    void updatedFolderReadsBack()
+    {
+        QFETCH(QString, engine);
+        Store store(engine);
+        store.addFolder(0, -1, u"/first"_s);
+        store.addFolder(0, -1, u"/second"_s);
+        FolderConfiguration folder = store.manager.GetFolderConfigurationById(2);
+        folder.setName(u"renamed"_s);
+        folder.setFeatureName(u"feature"_s);
+
+        QVERIFY(store.manager.Update(folder));
+
+        QCOMPARE(columnsOf(store.manager.GetFolderConfigurationById(2)), columnsOf(folder));
+        QCOMPARE(store.manager.GetFolderConfigurationById(2).getFeatureName(), u"feature"_s);
+        QCOMPARE(store.manager.GetFolderConfigurationById(1).getName(), QString());
+    }
+
+    void textsArePassedThroughUnharmed_data() { test::addEngineRows(); }
+    void textsArePassedThroughUnharmed()
+    {
+        QFETCH(QString, engine);
+        Store store(engine);
+        const QString odd = u"/a %1 '%2' \"b\" -- ; \u00e4\u03a9\U0001F600 :id ?"_s;
+
+        store.addFolder(0, -1, odd, odd);
+
+        QCOMPARE(store.manager.GetFolderConfigurationById(1).getName(), odd);
+        QCOMPARE(store.manager.GetFolderConfigurationByClientPath(odd).getId(), 1);
+    }
+
+    void pathsCompareExactly_data() { test::addEngineRows(); }
+    void pathsCompareExactly()
+    {
+        QFETCH(QString, engine);
+        Store store(engine);
+        store.addFolder(0, -1, u"/a/b"_s);
+
+        QCOMPARE(store.manager.GetFolderConfigurationByClientPath(u"/a/b"_s).getId(), 1);
+        QCOMPARE(store.manager.GetFolderConfigurationByClientPath(u"/a/B"_s).getId(), -1);
+        QCOMPARE(store.manager.GetFolderConfigurationByClientPath(u"/a/b/"_s).getId(), -1);
+        QCOMPARE(store.manager.GetFolderConfigurationByClientPath(u"/a/b "_s).getId(), -1);
+        QCOMPARE(store.manager.GetFolderConfigurationByServerId(u"SERVERFOLDER"_s).getId(), -1);
+    }
+
+    void rootsAreListedByName_data() { test::addEngineRows(); }
+    void rootsAreListedByName()
+    {
+        QFETCH(QString, engine);
+        Store store(engine);
+        store.addFolder(0, -1, u"/1"_s, u"b"_s);
+        store.addFolder(0, -1, u"/2"_s, u"c"_s);
+        store.addFolder(0, -1, u"/3"_s, u"a"_s);
+        store.addFolder(1, 1, u"/1/4"_s, u"aa"_s);
+
+        QCOMPARE(
+            pathsOf(store.manager.GetFolderConfigurationByParentId(0)),
+            QStringList({u"/3"_s, u"/1"_s, u"/2"_s}));
+        QList<int> roots = idsOf(store.manager.GetAllRootFolders());
+        std::sort(roots.begin(), roots.end());
+        QCOMPARE(roots, QList<int>({1, 2, 3}));
+        QCOMPARE(idsOf(store.manager.GetAll()), QList<int>({1, 2, 3, 4}));
+    }
+
+    void rootNamesItselfAsRoot_data() { test::addEngineRows(); }
+    void rootNamesItselfAsRoot()
+    {
+        QFETCH(QString, engine);
+        Store store(engine);
+        store.addFolder(0, -1, u"/first"_s);
+
+        const int id = store.addFolder(0, -1, u"/second"_s);
+
+        QCOMPARE(id, 2);
+        QCOMPARE(store.manager.GetFolderConfigurationById(id).getRootId(), id);
+        QCOMPARE(idsOf(store.manager.GetFolderConfigurationsByRootId(id)), QList<int>({id}));
+    }
+
+    void pathTwoLevelsBelowARootIsCreatedTopDown_data() { test::addEngineRows(); }
+    void pathTwoLevelsBelowARootIsCreatedTopDown()
+    {
+        QFETCH(QString, engine);
+        Store store(engine);
+        store.addFolder(0, -1, u"/c/root"_s);
+        const FolderConfiguration root = store.manager.GetFolderConfigurationById(1);
+
+        const FolderConfiguration folder = store.manager.AddFolderAndParent(u"/c/root/a/b"_s, root);
+        const FolderConfiguration again = store.manager.AddFolderAndParent(u"/c/root/a/b"_s, root);
+
+        const auto tree = store.manager.GetFolderConfigurationsByRootId(1);
+        QCOMPARE(pathsOf(tree), QStringList({u"/c/root"_s, u"/c/root/a"_s, u"/c/root/a/b"_s}));
+        QCOMPARE(tree.at(1).getParentId(), 1);
+        QCOMPARE(tree.at(2).getParentId(), 2);
+        QCOMPARE(tree.at(2).getRemoteLongKey(), u"/server/a/b"_s);
+        QCOMPARE(tree.at(1).getSyncStatus(), FolderCreated);
+        QCOMPARE(folder.getId(), 3);
+        QCOMPARE(again.getId(), 3);
+    }
+
+    void cleanRemovesASubtreeWithItsFiles_data() { test::addEngineRows(); }
+    void cleanRemovesASubtreeWithItsFiles()
+    {
+        QFETCH(QString, engine);
+        Store store(engine);
+        store.addFolder(0, -1, u"/r"_s);
+        store.addFolder(1, 1, u"/r/a"_s);
+        store.addFolder(2, 1, u"/r/a/b"_s);
+        store.addFolder(1, 1, u"/r/c"_s);
+        for (int folder = 1; folder <= 4; ++folder)
+            QVERIFY(store.addFile(folder, 1));
+
+        QVERIFY(store.manager.Clean(2));
+
+        QCOMPARE(pathsOf(store.manager.GetAll()), QStringList({u"/r"_s, u"/r/c"_s}));
+        QCOMPARE(store.number(CountFiles), 2);
+        QCOMPARE(store.number(CountFiles + u" WHERE folderConfigurationId IN (1, 4)"_s), 2);
+    }
+
+    void cleanRootFolderRemovesATreeWithItsFiles_data() { test::addEngineRows(); }
+    void cleanRootFolderRemovesATreeWithItsFiles()
+    {
+        QFETCH(QString, engine);
+        Store store(engine);
+        store.addFolder(0, -1, u"/r"_s);
+        store.addFolder(0, -1, u"/other"_s);
+        store.addFolder(1, 1, u"/r/a"_s);
+        store.addFolder(3, 1, u"/r/a/b"_s);
+        QVERIFY(store.addFile(4, 1));
+        QVERIFY(store.addFile(2, 2));
+
+        QVERIFY(store.manager.CleanRootFolder(1));
+
+        QCOMPARE(pathsOf(store.manager.GetAll()), QStringList({u"/other"_s}));
+        QCOMPARE(store.number(CountFiles), 1);
+        QCOMPARE(store.number(CountFiles + u" WHERE rootFolderId = 2"_s), 1);
+    }
+
+    void failedCleanRootFolderKeepsWhatItRemoved_data() { test::addEngineRows(); }
+    void failedCleanRootFolderKeepsWhatItRemoved()
+    {
+        QFETCH(QString, engine);
+        Store store(engine);
+        store.addFolder(0, -1, u"/r"_s);
+        store.addFolder(1, 1, u"/r/a"_s);
+        QVERIFY(store.addFile(2, 1));
+        QVERIFY(store.run(u"CREATE TRIGGER KeepFiles BEFORE DELETE ON FileConfiguration "
+                          u"BEGIN SELECT RAISE(ABORT, 'kept'); END"_s));
+
+        QVERIFY(!store.manager.CleanRootFolder(1));
+
+        QCOMPARE(pathsOf(store.manager.GetAll()), QStringList({u"/r/a"_s}));
+        QCOMPARE(store.number(CountFiles), 1);
+    }
+
+    void listsShowForeignChangesWhenTheCachesAreCleared_data() { test::addEngineRows(); }
+    void listsShowForeignChangesWhenTheCachesAreCleared()
+    {
+        QFETCH(QString, engine);
+        Store store(engine);
+        store.addFolder(0, -1, u"/first"_s);
+        store.manager.GetAll();
+        store.manager.GetAllRootFolders();
+
+        QVERIFY(store.run(u"DELETE FROM FolderConfiguration"_s));
+        QCOMPARE(idsOf(store.manager.GetAll()), QList<int>({1}));
+        QCOMPARE(idsOf(store.manager.GetAllRootFolders()), QList<int>({1}));
+        store.manager.ClearCaches();
+
+        QVERIFY(store.manager.GetAll().isEmpty());
+        QVERIFY(store.manager.GetAllRootFolders().isEmpty());
+    }
+
+    void removeOfAnUnknownIdSucceeds_data() { test::addEngineRows(); }
+    void removeOfAnUnknownIdSucceeds()
+    {
+        QFETCH(QString, engine);
+        Store store(engine);
+        store.addFolder(0, -1, u"/r"_s);
+
+        QVERIFY(store.manager.Remove(99));
+
+        QCOMPARE(idsOf(store.manager.GetAll()), QList<int>({1}));
+    }
+
+    void listsShowAddsAndRemovalsAtOnceButNotUpdates_data() { test::addEngineRows(); }
+    void listsShowAddsAndRemovalsAtOnceButNotUpdates()
+    {
+        QFETCH(QString, engine);
+        Store store(engine);
+        store.addFolder(0, -1, u"/first"_s);
+        QCOMPARE(pathsOf(store.manager.GetAll()), QStringList({u"/first"_s}));
+        store.addFolder(0, -1, u"/second"_s);
+        QCOMPARE(pathsOf(store.manager.GetAll()), QStringList({u"/first"_s, u"/second"_s}));
+
+        FolderConfiguration folder = store.manager.GetFolderConfigurationById(2);
+        folder.setClientPath(u"/moved"_s);
+        QVERIFY(store.manager.Update(folder));
+        QCOMPARE(pathsOf(store.manager.GetAll()), QStringList({u"/first"_s, u"/second"_s}));
+        store.manager.ClearCaches();
+        QCOMPARE(pathsOf(store.manager.GetAll()), QStringList({u"/first"_s, u"/moved"_s}));
+
+        QVERIFY(store.manager.Remove(1));
+        QCOMPARE(pathsOf(store.manager.GetAll()), QStringList({u"/moved"_s}));
+        QCOMPARE(pathsOf(store.manager.GetAllRootFolders()), QStringList({u"/moved"_s}));
+    }
+
+    void withoutRootsEveryFolderMissesItsRoot_data() { test::addEngineRows(); }
+    void withoutRootsEveryFolderMissesItsRoot()
+    {
+        QFETCH(QString, engine);
+        Store store(engine);
+        store.addFolder(7, 8, u"/a"_s);
+        store.addFolder(7, 9, u"/b"_s);
+
+        const auto folders = store.manager.GetFolderConfigurationsOfNonExistingRootFolders();
+
+        QCOMPARE(idsOf(folders), QList<int>({1, 2}));
+    }
+
+    void foldersWithoutTheirRootAreFound_data() { test::addEngineRows(); }
+    void foldersWithoutTheirRootAreFound()
+    {
+        QFETCH(QString, engine);
+        Store store(engine);
+        store.addFolder(0, -1, u"/r"_s);
+        store.addFolder(1, 1, u"/r/a"_s);
+        store.addFolder(7, 9, u"/lost"_s);
+
+        const auto folders = store.manager.GetFolderConfigurationsOfNonExistingRootFolders();
+
+        QCOMPARE(idsOf(folders), QList<int>({3}));
+    }
+
+    void countsCount_data() { test::addEngineRows(); }
+    void countsCount()
+    {
+        QFETCH(QString, engine);
+        Store store(engine);
+        QCOMPARE(store.manager.GetRootFolderConfigurationCount(), 0);
+        QVERIFY(!store.manager.IsInExistingAuthentication(2));
+        store.addFolder(0, -1, u"/r"_s);
+        store.addFolder(1, 1, u"/r/a"_s);
+
+        QCOMPARE(store.manager.GetRootFolderConfigurationCount(), 1);
+        QVERIFY(store.manager.IsInExistingAuthentication(2));
+        QVERIFY(!store.manager.IsInExistingAuthentication(3));
+        QVERIFY(!store.manager.IsAnyFolderConfigOutOfSync());
+        FolderConfiguration folder = store.manager.GetFolderConfigurationById(2);
+        folder.setSyncStatus(FolderNotSynced);
+        QVERIFY(store.manager.Update(folder));
+
+        QVERIFY(store.manager.IsAnyFolderConfigOutOfSync());
+    }
+
+    void folderOfAnUnknownIdHasIdMinusOne_data() { test::addEngineRows(); }
+    void folderOfAnUnknownIdHasIdMinusOne()
+    {
+        QFETCH(QString, engine);
+        Store store(engine);
+
+        QCOMPARE(columnsOf(store.manager.GetFolderConfigurationById(1)), columnsOf({}));
+    }
+};
 
 } // namespace sync::config
 

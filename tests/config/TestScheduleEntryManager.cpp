@@ -4,7 +4,7 @@
 #include <support/Engines.h>
 #include <support/RecordingDatabaseFactory.h>
 
-#include <QMetaMethod>
+#include <QMetaObject>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -18,14 +18,8 @@ namespace sync::config {
 
 namespace {
 
-const QString SelectDefault =
-    u"SELECT id, folderConfigurationId, startTime, expireTime, syncScheduleType, syncInterval FROM Schedules WHERE folderConfigurationId = 0"_s;
-const QString SelectById =
-    u"SELECT id, folderConfigurationId, startTime, expireTime, syncScheduleType, syncInterval FROM Schedules WHERE id = :id"_s;
 const QString UpdateById =
     u"UPDATE Schedules SET folderConfigurationId = :folderConfigurationId, startTime = :startTime, expireTime = :expireTime, syncScheduleType = :syncScheduleType, syncInterval = :syncInterval  WHERE id = :id"_s;
-const QString Delete = u"DELETE FROM Schedules WHERE Id = :id;"_s;
-
 const QDateTime Start({2021, 2, 3}, {4, 5, 6, 7}, Qt::UTC);
 const QDateTime Expire({2022, 8, 9}, {10, 11, 12, 13}, Qt::OffsetFromUTC, 3600);
 
@@ -91,284 +85,155 @@ class TestScheduleEntryManager : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase();
-    void init();
+    void initTestCase()
+    {
+        // A zone in which a conversion between UTC and local time shows.
+        qputenv("TZ", "Asia/Tokyo");
+        ::tzset();
+    }
 
-    void lookupById();
-    void lookupOfTheDefault();
-    void lookupWithoutRowReadsAsDefaultRecord();
-    void failedLookupReadsAsDefaultRecord();
-    void emptyColumnsReadAsNullTimesAndZeros();
-    void timesOfTextColumnsAreLabelledLocal();
-    void updateBindsTimesAsHeldAndTheIdFirst();
-    void failedUpdateReturnsFalse();
-    void removeDeletesById();
-    void failedRemoveReturnsFalse();
-    void castsAndBasesAreThoseOfAManager();
-    void invokablesAreDeclaredInOrder();
-    void invokablesWorkThroughTheMetaObject();
+    void init() { folder = std::make_unique<QTemporaryDir>(); }
+
+    void emptyColumnsReadAsNullTimesAndZeros()
+    {
+        Recording recording;
+        recording.factory->answerOthers({.rows = {{7, {}, {}, {}, {}, {}}}});
+
+        const ScheduleEntry entry = recording.manager.GetScheduleEntryById(7);
+
+        QCOMPARE(
+            fieldsOf(entry), QStringList({u"7"_s, u"0"_s, u"null"_s, u"null"_s, u"0"_s, u"0"_s}));
+    }
+
+    void timesOfTextColumnsAreLabelledLocal()
+    {
+        Recording recording;
+        recording.factory->answerOthers(
+            {.rows = {{7, 2, u"2021-02-03T04:05:06.007Z"_s, u"2022-08-09T10:11:12.013"_s, 3, 4}}});
+
+        const ScheduleEntry entry = recording.manager.GetScheduleEntryById(7);
+
+        QCOMPARE(fieldsOf(entry), SampleFields);
+    }
+
+    void updateBindsTimesAsHeldAndTheIdFirst()
+    {
+        Recording recording;
+        recording.factory->answer(1, {.rows = {sampleRow()}});
+        ScheduleEntry entry = recording.manager.GetScheduleEntryById(7);
+        entry.setStartTime(Start);
+        recording.factory->takeLog();
+
+        const bool updated = recording.manager.Update(entry);
+
+        QVERIFY(updated);
+        QCOMPARE(
+            recording.factory->log(), statementLog(
+                                          UpdateById,
+                                          {u":id int 7"_s, u":folderConfigurationId int 2"_s,
+                                           u":startTime QDateTime 2021-02-03T04:05:06.007 UTC"_s,
+                                           u":expireTime QDateTime 2022-08-09T10:11:12.013 local"_s,
+                                           u":syncScheduleType int 3"_s, u":syncInterval int 4"_s},
+                                          1));
+    }
+
+    void invokablesWorkThroughTheMetaObject()
+    {
+        Recording recording;
+        recording.factory->answerOthers({.rows = {sampleRow()}});
+        ScheduleEntry entry;
+        bool updated = false;
+        bool removed = false;
+
+        QVERIFY(QMetaObject::invokeMethod(
+            &recording.manager, "GetScheduleEntryById", Q_RETURN_ARG(ScheduleEntry, entry),
+            Q_ARG(int, 7)));
+        QVERIFY(QMetaObject::invokeMethod(
+            &recording.manager, "Update", Q_RETURN_ARG(bool, updated),
+            Q_ARG(ScheduleEntry, entry)));
+        QVERIFY(QMetaObject::invokeMethod(
+            &recording.manager, "Remove", Q_RETURN_ARG(bool, removed), Q_ARG(int, 7)));
+
+        QCOMPARE(fieldsOf(entry), SampleFields);
+        QVERIFY(updated && removed);
+    }
 
     // Behaviour over real databases
     void withoutADefaultRowTheDefaultEntryIsADefaultRecord_data() { test::addEngineRows(); }
-    void withoutADefaultRowTheDefaultEntryIsADefaultRecord();
+    void withoutADefaultRowTheDefaultEntryIsADefaultRecord()
+    {
+        const auto database = openDatabase();
+        QVERIFY(insertRow(*database, sampleRow()));
+        ScheduleEntryManager manager(database);
+
+        QCOMPARE(fieldsOf(manager.GetDefaultScheduleEntry()), DefaultFields);
+    }
+
     void storedTimeReadsBackAsLocalWithTheSameClockReading_data() { test::addEngineRows(); }
-    void storedTimeReadsBackAsLocalWithTheSameClockReading();
+    void storedTimeReadsBackAsLocalWithTheSameClockReading()
+    {
+        const auto database = openDatabase();
+        QVERIFY(insertRow(*database, {7, 2, {}, {}, 3, 4}));
+        ScheduleEntryManager manager(database);
+        ScheduleEntry entry = manager.GetScheduleEntryById(7);
+        entry.setStartTime(Start);
+        entry.setExpireTime(Expire);
+
+        QVERIFY(manager.Update(entry));
+
+        QCOMPARE(fieldsOf(manager.GetScheduleEntryById(7)), SampleFields);
+    }
+
     void updateOfIdMinusOneChangesNothing_data() { test::addEngineRows(); }
-    void updateOfIdMinusOneChangesNothing();
+    void updateOfIdMinusOneChangesNothing()
+    {
+        const auto database = openDatabase();
+        QVERIFY(insertRow(*database, sampleRow()));
+        ScheduleEntryManager manager(database);
+        ScheduleEntry entry;
+        entry.setSyncInterval(99);
+
+        QVERIFY(manager.Update(entry));
+
+        QCOMPARE(fieldsOf(manager.GetScheduleEntryById(7)), SampleFields);
+        QCOMPARE(manager.GetScheduleEntryById(-1).getSyncInterval(), 30);
+    }
+
     void firstOfSeveralDefaultsIsTheDefault_data() { test::addEngineRows(); }
-    void firstOfSeveralDefaultsIsTheDefault();
+    void firstOfSeveralDefaultsIsTheDefault()
+    {
+        const auto database = openDatabase();
+        QVERIFY(insertRow(*database, {5, 0, Start, Expire, 1, 10}));
+        QVERIFY(insertRow(*database, {6, 0, Start, Expire, 1, 20}));
+        ScheduleEntryManager manager(database);
+
+        QCOMPARE(manager.GetDefaultScheduleEntry().getId(), 5);
+    }
+
     void removedEntryIsGoneAndRemovingItAgainSucceeds_data() { test::addEngineRows(); }
-    void removedEntryIsGoneAndRemovingItAgainSucceeds();
+    void removedEntryIsGoneAndRemovingItAgainSucceeds()
+    {
+        const auto database = openDatabase();
+        QVERIFY(insertRow(*database, sampleRow()));
+        ScheduleEntryManager manager(database);
+
+        QVERIFY(manager.Remove(7));
+
+        QCOMPARE(manager.GetScheduleEntryById(7).getId(), -1);
+        QVERIFY(manager.Remove(7));
+    }
 
 private:
-    std::shared_ptr<interf::factory::IDatabaseFactory> openDatabase();
+    // Without the default row that a new database has.
+    std::shared_ptr<interf::factory::IDatabaseFactory> openDatabase()
+    {
+        const QString engine = *static_cast<QString*>(QTest::qData("engine", QMetaType::QString));
+        auto database = test::openEngine(engine, folder->filePath(u"configuration.db"_s));
+        return run(*database, u"DELETE FROM Schedules"_s) ? database : nullptr;
+    }
 
     std::unique_ptr<QTemporaryDir> folder;
 };
-
-void TestScheduleEntryManager::initTestCase()
-{
-    // A zone in which a conversion between UTC and local time shows.
-    qputenv("TZ", "Asia/Tokyo");
-    ::tzset();
-}
-
-void TestScheduleEntryManager::init()
-{
-    folder = std::make_unique<QTemporaryDir>();
-}
-
-// Without the default row that a new database has.
-std::shared_ptr<interf::factory::IDatabaseFactory> TestScheduleEntryManager::openDatabase()
-{
-    const QString engine = *static_cast<QString*>(QTest::qData("engine", QMetaType::QString));
-    auto database = test::openEngine(engine, folder->filePath(u"configuration.db"_s));
-    return run(*database, u"DELETE FROM Schedules"_s) ? database : nullptr;
-}
-
-void TestScheduleEntryManager::lookupById()
-{
-    Recording recording;
-    recording.factory->answerOthers({.rows = {sampleRow(), sampleRow(8)}});
-
-    const ScheduleEntry entry = recording.manager.GetScheduleEntryById(7);
-
-    QCOMPARE(recording.factory->log(), statementLog(SelectById, {u":id int 7"_s}));
-    QCOMPARE(fieldsOf(entry), SampleFields);
-}
-
-void TestScheduleEntryManager::lookupOfTheDefault()
-{
-    Recording recording;
-    recording.factory->answerOthers({.rows = {sampleRow(), sampleRow(8)}});
-
-    const ScheduleEntry entry = recording.manager.GetDefaultScheduleEntry();
-
-    QCOMPARE(recording.factory->log(), statementLog(SelectDefault));
-    QCOMPARE(fieldsOf(entry), SampleFields);
-}
-
-void TestScheduleEntryManager::lookupWithoutRowReadsAsDefaultRecord()
-{
-    Recording recording;
-
-    QCOMPARE(fieldsOf(recording.manager.GetScheduleEntryById(7)), DefaultFields);
-    QCOMPARE(fieldsOf(recording.manager.GetDefaultScheduleEntry()), DefaultFields);
-}
-
-void TestScheduleEntryManager::failedLookupReadsAsDefaultRecord()
-{
-    Recording recording;
-    recording.factory->answerOthers({.rows = {sampleRow()}, .fails = true});
-
-    QCOMPARE(fieldsOf(recording.manager.GetScheduleEntryById(7)), DefaultFields);
-    QCOMPARE(fieldsOf(recording.manager.GetDefaultScheduleEntry()), DefaultFields);
-}
-
-void TestScheduleEntryManager::emptyColumnsReadAsNullTimesAndZeros()
-{
-    Recording recording;
-    recording.factory->answerOthers({.rows = {{7, {}, {}, {}, {}, {}}}});
-
-    const ScheduleEntry entry = recording.manager.GetScheduleEntryById(7);
-
-    QCOMPARE(fieldsOf(entry), QStringList({u"7"_s, u"0"_s, u"null"_s, u"null"_s, u"0"_s, u"0"_s}));
-}
-
-void TestScheduleEntryManager::timesOfTextColumnsAreLabelledLocal()
-{
-    Recording recording;
-    recording.factory->answerOthers(
-        {.rows = {{7, 2, u"2021-02-03T04:05:06.007Z"_s, u"2022-08-09T10:11:12.013"_s, 3, 4}}});
-
-    const ScheduleEntry entry = recording.manager.GetScheduleEntryById(7);
-
-    QCOMPARE(fieldsOf(entry), SampleFields);
-}
-
-void TestScheduleEntryManager::updateBindsTimesAsHeldAndTheIdFirst()
-{
-    Recording recording;
-    recording.factory->answer(1, {.rows = {sampleRow()}});
-    ScheduleEntry entry = recording.manager.GetScheduleEntryById(7);
-    entry.setStartTime(Start);
-    recording.factory->takeLog();
-
-    const bool updated = recording.manager.Update(entry);
-
-    QVERIFY(updated);
-    QCOMPARE(
-        recording.factory->log(), statementLog(
-                                      UpdateById,
-                                      {u":id int 7"_s, u":folderConfigurationId int 2"_s,
-                                       u":startTime QDateTime 2021-02-03T04:05:06.007 UTC"_s,
-                                       u":expireTime QDateTime 2022-08-09T10:11:12.013 local"_s,
-                                       u":syncScheduleType int 3"_s, u":syncInterval int 4"_s},
-                                      1));
-}
-
-void TestScheduleEntryManager::failedUpdateReturnsFalse()
-{
-    Recording recording;
-    recording.factory->answerOthers({.fails = true});
-
-    QVERIFY(!recording.manager.Update(ScheduleEntry()));
-}
-
-void TestScheduleEntryManager::removeDeletesById()
-{
-    Recording recording;
-
-    const bool removed = recording.manager.Remove(7);
-
-    QVERIFY(removed);
-    QCOMPARE(recording.factory->log(), statementLog(Delete, {u":id int 7"_s}, 1));
-}
-
-void TestScheduleEntryManager::failedRemoveReturnsFalse()
-{
-    Recording recording;
-    recording.factory->answerOthers({.fails = true});
-
-    QVERIFY(!recording.manager.Remove(7));
-}
-
-void TestScheduleEntryManager::castsAndBasesAreThoseOfAManager()
-{
-    Recording recording;
-    ScheduleEntryManager& manager = recording.manager;
-
-    QCOMPARE(manager.qt_metacast("sync::config::ScheduleEntryManager"), &manager);
-    QCOMPARE(
-        manager.qt_metacast("DatabaseConfigurationManager"),
-        static_cast<DatabaseConfigurationManager*>(&manager));
-    QCOMPARE(
-        manager.qt_metacast("sync::interf::IScheduleEntryManager"),
-        static_cast<interf::IScheduleEntryManager*>(&manager));
-    QCOMPARE(manager.metaObject()->superClass(), &interf::IScheduleEntryManager::staticMetaObject);
-    QVERIFY(!manager.parent());
-}
-
-void TestScheduleEntryManager::invokablesAreDeclaredInOrder()
-{
-    const QMetaObject& metaObject = ScheduleEntryManager::staticMetaObject;
-    QStringList methods;
-    for (int i = metaObject.methodOffset(); i < metaObject.methodCount(); ++i) {
-        const QMetaMethod method = metaObject.method(i);
-        const QByteArrayList text{
-            method.typeName(), method.methodSignature(), method.parameterNames().join(',')};
-        methods.append(QString::fromLatin1(text.join(' ')).trimmed());
-        QCOMPARE(method.access(), QMetaMethod::Public);
-        QCOMPARE(method.methodType(), QMetaMethod::Method);
-    }
-
-    QCOMPARE(
-        methods, QStringList({
-                     u"ScheduleEntry GetScheduleEntryById(int) scheduleEntryId"_s,
-                     u"ScheduleEntry GetDefaultScheduleEntry()"_s,
-                     u"bool Update(ScheduleEntry) scheduleEntry"_s,
-                     u"bool Remove(int) scheduleEntryId"_s,
-                 }));
-}
-
-void TestScheduleEntryManager::invokablesWorkThroughTheMetaObject()
-{
-    Recording recording;
-    recording.factory->answerOthers({.rows = {sampleRow()}});
-    ScheduleEntry entry;
-    bool updated = false;
-    bool removed = false;
-
-    QVERIFY(QMetaObject::invokeMethod(
-        &recording.manager, "GetScheduleEntryById", Q_RETURN_ARG(ScheduleEntry, entry),
-        Q_ARG(int, 7)));
-    QVERIFY(QMetaObject::invokeMethod(
-        &recording.manager, "Update", Q_RETURN_ARG(bool, updated), Q_ARG(ScheduleEntry, entry)));
-    QVERIFY(QMetaObject::invokeMethod(
-        &recording.manager, "Remove", Q_RETURN_ARG(bool, removed), Q_ARG(int, 7)));
-
-    QCOMPARE(fieldsOf(entry), SampleFields);
-    QVERIFY(updated && removed);
-}
-
-void TestScheduleEntryManager::withoutADefaultRowTheDefaultEntryIsADefaultRecord()
-{
-    const auto database = openDatabase();
-    QVERIFY(insertRow(*database, sampleRow()));
-    ScheduleEntryManager manager(database);
-
-    QCOMPARE(fieldsOf(manager.GetDefaultScheduleEntry()), DefaultFields);
-}
-
-void TestScheduleEntryManager::storedTimeReadsBackAsLocalWithTheSameClockReading()
-{
-    const auto database = openDatabase();
-    QVERIFY(insertRow(*database, {7, 2, {}, {}, 3, 4}));
-    ScheduleEntryManager manager(database);
-    ScheduleEntry entry = manager.GetScheduleEntryById(7);
-    entry.setStartTime(Start);
-    entry.setExpireTime(Expire);
-
-    QVERIFY(manager.Update(entry));
-
-    QCOMPARE(fieldsOf(manager.GetScheduleEntryById(7)), SampleFields);
-}
-
-void TestScheduleEntryManager::updateOfIdMinusOneChangesNothing()
-{
-    const auto database = openDatabase();
-    QVERIFY(insertRow(*database, sampleRow()));
-    ScheduleEntryManager manager(database);
-    ScheduleEntry entry;
-    entry.setSyncInterval(99);
-
-    QVERIFY(manager.Update(entry));
-
-    QCOMPARE(fieldsOf(manager.GetScheduleEntryById(7)), SampleFields);
-    QCOMPARE(manager.GetScheduleEntryById(-1).getSyncInterval(), 30);
-}
-
-void TestScheduleEntryManager::firstOfSeveralDefaultsIsTheDefault()
-{
-    const auto database = openDatabase();
-    QVERIFY(insertRow(*database, {5, 0, Start, Expire, 1, 10}));
-    QVERIFY(insertRow(*database, {6, 0, Start, Expire, 1, 20}));
-    ScheduleEntryManager manager(database);
-
-    QCOMPARE(manager.GetDefaultScheduleEntry().getId(), 5);
-}
-
-void TestScheduleEntryManager::removedEntryIsGoneAndRemovingItAgainSucceeds()
-{
-    const auto database = openDatabase();
-    QVERIFY(insertRow(*database, sampleRow()));
-    ScheduleEntryManager manager(database);
-
-    QVERIFY(manager.Remove(7));
-
-    QCOMPARE(manager.GetScheduleEntryById(7).getId(), -1);
-    QVERIFY(manager.Remove(7));
-}
 
 } // namespace sync::config
 
