@@ -186,205 +186,190 @@ class TestNameValueXml : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void emptyMapIsWrittenAsEmptyRoot();
-    void entriesAreWrittenOnALineEachInAscendingOrder();
-    void entryWithoutNameIsLeftOut();
-    void managerConvertsBothWays();
-    void mapReadsBackAsItWas_data();
-    void mapReadsBackAsItWas();
-    void textThatIsNoXmlReadsAsEmptyMap_data();
-    void textThatIsNoXmlReadsAsEmptyMap();
-    void elementWithoutContentReadsAsEmptyValue();
-    void laterElementOfTheSameNameWins();
-    void nameOfTheRootDoesNotMatter();
-    void commentReadsAsAnEntry();
-    void firstChildAloneMakesTheValue();
-    void generatedMapsAreWrittenAsTheToolkitDoes();
-    void generatedDocumentsReadAsTheToolkitDoes();
-    void mutatedDocumentsReadAsTheToolkitDoes();
-    void everyCharacterIsHandledAsTheToolkitDoes();
-};
-
-void TestNameValueXml::emptyMapIsWrittenAsEmptyRoot()
-{
-    QCOMPARE(writeNameValueXml({}), u"<!DOCTYPE NameValueXml>\n<NameValueXml/>\n"_s);
-}
-
-void TestNameValueXml::entriesAreWrittenOnALineEachInAscendingOrder()
-{
-    const Properties properties{
-        {u"b"_s, u"2 <&>"_s}, {u"B"_s, u"1"_s}, {u"a"_s, u""_s}, {u"a.b"_s, u" \n "_s}};
-
-    QCOMPARE(
-        writeNameValueXml(properties), u"<!DOCTYPE NameValueXml>\n"
-                                       u"<NameValueXml>\n"
-                                       u" <B><![CDATA[1]]></B>\n"
-                                       u" <a><![CDATA[]]></a>\n"
-                                       u" <a.b><![CDATA[ \n ]]></a.b>\n"
-                                       u" <b><![CDATA[2 <&>]]></b>\n"
-                                       u"</NameValueXml>\n"_s);
-}
-
-void TestNameValueXml::entryWithoutNameIsLeftOut()
-{
-    QCOMPARE(writeNameValueXml({{u""_s, u"value"_s}}), writeNameValueXml({}));
-    QCOMPARE(
-        writeNameValueXml({{u""_s, u"value"_s}, {u"a"_s, u"1"_s}}),
-        documentOf(entryOf(u"a"_s, u"1"_s)));
-}
-
-void TestNameValueXml::managerConvertsBothWays()
-{
-    DatabaseConfigurationManager manager(nullptr);
-    const Properties properties{{u"Key"_s, u"value"_s}};
-    const QString xml = documentOf(entryOf(u"Key"_s, u"value"_s));
-
-    QCOMPARE(manager.ToNameValuePropertyString(properties), xml);
-    QCOMPARE(manager.ToNameValuePropertyMap(xml), properties);
-}
-
-void TestNameValueXml::mapReadsBackAsItWas_data()
-{
-    QTest::addColumn<Properties>("properties");
-
-    QTest::newRow("empty") << Properties();
-    QTest::newRow("one") << Properties{{u"Key"_s, u"value"_s}};
-    QTest::newRow("many") << Properties{{u"c"_s, u"3"_s}, {u"a"_s, u"1"_s}, {u"b"_s, u"2"_s}};
-    QTest::newRow("blanks around") << Properties{{u"Key"_s, u"  value \t "_s}};
-    QTest::newRow("line breaks around") << Properties{{u"Key"_s, u"\n value\n\n"_s}};
-    QTest::newRow("markup") << Properties{{u"Key"_s, u"<a b=\"c\">&amp;</a>]]"_s}};
-    QTest::newRow("other alphabets") << Properties{{u"\u00e4\u03a9"_s, u"\u4e2d\U0001F600"_s}};
-    QTest::newRow("placeholders") << Properties{{u"Key"_s, u"%1 :id ?"_s}};
-}
-
-void TestNameValueXml::mapReadsBackAsItWas()
-{
-    QFETCH(Properties, properties);
-
-    QCOMPARE(readNameValueXml(writeNameValueXml(properties)), properties);
-}
-
-void TestNameValueXml::textThatIsNoXmlReadsAsEmptyMap_data()
-{
-    QTest::addColumn<QString>("text");
-
-    QTest::newRow("null") << QString();
-    QTest::newRow("empty") << u""_s;
-    QTest::newRow("blanks") << u" \n "_s;
-    QTest::newRow("words") << u"no xml at all"_s;
-    QTest::newRow("type declaration only") << u"<!DOCTYPE NameValueXml>\n"_s;
-    QTest::newRow("wrong bracket") << u">NameValueXml<"_s;
-}
-
-void TestNameValueXml::textThatIsNoXmlReadsAsEmptyMap()
-{
-    QFETCH(QString, text);
-
-    QVERIFY(readNameValueXml(text).isEmpty());
-}
-
-void TestNameValueXml::elementWithoutContentReadsAsEmptyValue()
-{
-    const Properties expected{{u"a"_s, u""_s}, {u"b"_s, u""_s}, {u"c"_s, u""_s}};
-
-    QCOMPARE(readNameValueXml(documentOf(u"<a/><b></b>\n <c><![CDATA[]]></c>\n"_s)), expected);
-}
-
-void TestNameValueXml::laterElementOfTheSameNameWins()
-{
-    const QString plain =
-        documentOf(entryOf(u"b"_s, u"1"_s) + entryOf(u"a"_s, u"2"_s) + entryOf(u"b"_s, u"3"_s));
-    const Properties expected{{u"a"_s, u"2"_s}, {u"b"_s, u"3"_s}};
-
-    QCOMPARE(readNameValueXml(plain), expected);
-    QCOMPARE(readNameValueXml(documentOf(u"<b>1</b><a>2</a><b>3</b>"_s)), expected);
-}
-
-void TestNameValueXml::nameOfTheRootDoesNotMatter()
-{
-    const Properties expected{{u"a"_s, u"1"_s}};
-
-    QCOMPARE(readNameValueXml(u"<Other><a>1</a></Other>"_s), expected);
-}
-
-void TestNameValueXml::commentReadsAsAnEntry()
-{
-    const Properties expected{{u"#comment"_s, u""_s}, {u"a"_s, u"1"_s}};
-
-    QCOMPARE(readNameValueXml(documentOf(u"<!-- said --><a>1</a>"_s)), expected);
-}
-
-void TestNameValueXml::firstChildAloneMakesTheValue()
-{
-    const Properties expected{{u"a"_s, u"x"_s}, {u"b"_s, u""_s}};
-
-    QCOMPARE(readNameValueXml(documentOf(u"<a no=\"1\">x<n/>y</a><b><n>z</n></b>"_s)), expected);
-}
-
-void TestNameValueXml::generatedMapsAreWrittenAsTheToolkitDoes()
-{
-    QRandomGenerator random(1);
-
-    for (int i = sync::test::repetitions(20000); i > 0; --i) {
-        const Properties properties = generatedProperties(random);
-        const QString xml = writeNameValueXml(properties);
-        QCOMPARE(shown(xml), shown(writeNameValueDom(properties)));
-        QCOMPARE(shown(readNameValueXml(xml)), shown(readNameValueDom(xml)));
+    void emptyMapIsWrittenAsEmptyRoot()
+    {
+        QCOMPARE(writeNameValueXml({}), u"<!DOCTYPE NameValueXml>\n<NameValueXml/>\n"_s);
     }
-}
 
-void TestNameValueXml::generatedDocumentsReadAsTheToolkitDoes()
-{
-    QRandomGenerator random(2);
+    void entriesAreWrittenOnALineEachInAscendingOrder()
+    {
+        const Properties properties{
+            {u"b"_s, u"2 <&>"_s}, {u"B"_s, u"1"_s}, {u"a"_s, u""_s}, {u"a.b"_s, u" \n "_s}};
 
-    for (int i = sync::test::repetitions(20000); i > 0; --i) {
-        const QString xml = generatedDocument(random);
-        QVERIFY2(
-            shown(readNameValueXml(xml)) == shown(readNameValueDom(xml)), qPrintable(shown(xml)));
+        QCOMPARE(
+            writeNameValueXml(properties), u"<!DOCTYPE NameValueXml>\n"
+                                           u"<NameValueXml>\n"
+                                           u" <B><![CDATA[1]]></B>\n"
+                                           u" <a><![CDATA[]]></a>\n"
+                                           u" <a.b><![CDATA[ \n ]]></a.b>\n"
+                                           u" <b><![CDATA[2 <&>]]></b>\n"
+                                           u"</NameValueXml>\n"_s);
     }
-}
 
-void TestNameValueXml::mutatedDocumentsReadAsTheToolkitDoes()
-{
-    const QString xml = documentOf(
-        entryOf(u"a"_s, u"x]] y"_s) + entryOf(u"B-1"_s, u" \n"_s) + entryOf(u"c"_s, u""_s));
-    const QString alphabet =
-        u"<>/![]& \n\r\tax1:-.\"?\u00e9"_s + QChar(u'\0') + QChar(0xd800) + QChar(0xfffe);
+    void entryWithoutNameIsLeftOut()
+    {
+        QCOMPARE(writeNameValueXml({{u""_s, u"value"_s}}), writeNameValueXml({}));
+        QCOMPARE(
+            writeNameValueXml({{u""_s, u"value"_s}, {u"a"_s, u"1"_s}}),
+            documentOf(entryOf(u"a"_s, u"1"_s)));
+    }
 
-    for (qsizetype i = 0; i <= xml.size(); ++i) {
-        QStringList mutated{xml.first(i), xml.sliced(i)};
-        for (const QChar c : alphabet) {
-            mutated.append(QString(xml).insert(i, c));
-            if (i < xml.size())
-                mutated.append(QString(xml).replace(i, 1, c));
+    void managerConvertsBothWays()
+    {
+        DatabaseConfigurationManager manager(nullptr);
+        const Properties properties{{u"Key"_s, u"value"_s}};
+        const QString xml = documentOf(entryOf(u"Key"_s, u"value"_s));
+
+        QCOMPARE(manager.ToNameValuePropertyString(properties), xml);
+        QCOMPARE(manager.ToNameValuePropertyMap(xml), properties);
+    }
+
+    void mapReadsBackAsItWas_data()
+    {
+        QTest::addColumn<Properties>("properties");
+
+        QTest::newRow("empty") << Properties();
+        QTest::newRow("one") << Properties{{u"Key"_s, u"value"_s}};
+        QTest::newRow("many") << Properties{{u"c"_s, u"3"_s}, {u"a"_s, u"1"_s}, {u"b"_s, u"2"_s}};
+        QTest::newRow("blanks around") << Properties{{u"Key"_s, u"  value \t "_s}};
+        QTest::newRow("line breaks around") << Properties{{u"Key"_s, u"\n value\n\n"_s}};
+        QTest::newRow("markup") << Properties{{u"Key"_s, u"<a b=\"c\">&amp;</a>]]"_s}};
+        QTest::newRow("other alphabets") << Properties{{u"\u00e4\u03a9"_s, u"\u4e2d\U0001F600"_s}};
+        QTest::newRow("placeholders") << Properties{{u"Key"_s, u"%1 :id ?"_s}};
+    }
+
+    void mapReadsBackAsItWas()
+    {
+        QFETCH(Properties, properties);
+
+        QCOMPARE(readNameValueXml(writeNameValueXml(properties)), properties);
+    }
+
+    void textThatIsNoXmlReadsAsEmptyMap_data()
+    {
+        QTest::addColumn<QString>("text");
+
+        QTest::newRow("null") << QString();
+        QTest::newRow("empty") << u""_s;
+        QTest::newRow("blanks") << u" \n "_s;
+        QTest::newRow("words") << u"no xml at all"_s;
+        QTest::newRow("type declaration only") << u"<!DOCTYPE NameValueXml>\n"_s;
+        QTest::newRow("wrong bracket") << u">NameValueXml<"_s;
+    }
+
+    void textThatIsNoXmlReadsAsEmptyMap()
+    {
+        QFETCH(QString, text);
+
+        QVERIFY(readNameValueXml(text).isEmpty());
+    }
+
+    void elementWithoutContentReadsAsEmptyValue()
+    {
+        const Properties expected{{u"a"_s, u""_s}, {u"b"_s, u""_s}, {u"c"_s, u""_s}};
+
+        QCOMPARE(readNameValueXml(documentOf(u"<a/><b></b>\n <c><![CDATA[]]></c>\n"_s)), expected);
+    }
+
+    void laterElementOfTheSameNameWins()
+    {
+        const QString plain =
+            documentOf(entryOf(u"b"_s, u"1"_s) + entryOf(u"a"_s, u"2"_s) + entryOf(u"b"_s, u"3"_s));
+        const Properties expected{{u"a"_s, u"2"_s}, {u"b"_s, u"3"_s}};
+
+        QCOMPARE(readNameValueXml(plain), expected);
+        QCOMPARE(readNameValueXml(documentOf(u"<b>1</b><a>2</a><b>3</b>"_s)), expected);
+    }
+
+    void nameOfTheRootDoesNotMatter()
+    {
+        const Properties expected{{u"a"_s, u"1"_s}};
+
+        QCOMPARE(readNameValueXml(u"<Other><a>1</a></Other>"_s), expected);
+    }
+
+    void commentReadsAsAnEntry()
+    {
+        const Properties expected{{u"#comment"_s, u""_s}, {u"a"_s, u"1"_s}};
+
+        QCOMPARE(readNameValueXml(documentOf(u"<!-- said --><a>1</a>"_s)), expected);
+    }
+
+    void firstChildAloneMakesTheValue()
+    {
+        const Properties expected{{u"a"_s, u"x"_s}, {u"b"_s, u""_s}};
+
+        QCOMPARE(
+            readNameValueXml(documentOf(u"<a no=\"1\">x<n/>y</a><b><n>z</n></b>"_s)), expected);
+    }
+
+    void generatedMapsAreWrittenAsTheToolkitDoes()
+    {
+        QRandomGenerator random(1);
+
+        for (int i = sync::test::repetitions(20000); i > 0; --i) {
+            const Properties properties = generatedProperties(random);
+            const QString xml = writeNameValueXml(properties);
+            QCOMPARE(shown(xml), shown(writeNameValueDom(properties)));
+            QCOMPARE(shown(readNameValueXml(xml)), shown(readNameValueDom(xml)));
         }
-        if (i < xml.size())
-            mutated.append(QString(xml).remove(i, 1));
-        for (const QString& text : std::as_const(mutated)) {
+    }
+
+    void generatedDocumentsReadAsTheToolkitDoes()
+    {
+        QRandomGenerator random(2);
+
+        for (int i = sync::test::repetitions(20000); i > 0; --i) {
+            const QString xml = generatedDocument(random);
             QVERIFY2(
-                shown(readNameValueXml(text)) == shown(readNameValueDom(text)),
-                qPrintable(shown(text)));
+                shown(readNameValueXml(xml)) == shown(readNameValueDom(xml)),
+                qPrintable(shown(xml)));
         }
     }
-}
 
-void TestNameValueXml::everyCharacterIsHandledAsTheToolkitDoes()
-{
-    for (int code = 0; code <= 0xffff; code += code < 0x300 ? 1 : sync::test::testStride()) {
-        const QString character(QChar(static_cast<char16_t>(code)));
-        const Properties asValue{{u"Key"_s, u"x"_s + character + u"y"_s}};
-        const QString xml = writeNameValueXml(asValue);
-        QVERIFY2(xml == writeNameValueDom(asValue), qPrintable(QString::number(code, 16)));
-        QVERIFY2(
-            readNameValueXml(xml) == readNameValueDom(xml), qPrintable(QString::number(code, 16)));
-        const Properties asKey{{u"K"_s + character, u"value"_s}};
-        const QString keyXml = writeNameValueXml(asKey);
-        QVERIFY2(keyXml == writeNameValueDom(asKey), qPrintable(QString::number(code, 16)));
-        QVERIFY2(
-            readNameValueXml(keyXml) == readNameValueDom(keyXml),
-            qPrintable(QString::number(code, 16)));
+    void mutatedDocumentsReadAsTheToolkitDoes()
+    {
+        const QString xml = documentOf(
+            entryOf(u"a"_s, u"x]] y"_s) + entryOf(u"B-1"_s, u" \n"_s) + entryOf(u"c"_s, u""_s));
+        const QString alphabet =
+            u"<>/![]& \n\r\tax1:-.\"?\u00e9"_s + QChar(u'\0') + QChar(0xd800) + QChar(0xfffe);
+
+        for (qsizetype i = 0; i <= xml.size(); ++i) {
+            QStringList mutated{xml.first(i), xml.sliced(i)};
+            for (const QChar c : alphabet) {
+                mutated.append(QString(xml).insert(i, c));
+                if (i < xml.size())
+                    mutated.append(QString(xml).replace(i, 1, c));
+            }
+            if (i < xml.size())
+                mutated.append(QString(xml).remove(i, 1));
+            for (const QString& text : std::as_const(mutated)) {
+                QVERIFY2(
+                    shown(readNameValueXml(text)) == shown(readNameValueDom(text)),
+                    qPrintable(shown(text)));
+            }
+        }
     }
-}
+
+    void everyCharacterIsHandledAsTheToolkitDoes()
+    {
+        for (int code = 0; code <= 0xffff; code += code < 0x300 ? 1 : sync::test::testStride()) {
+            const QString character(QChar(static_cast<char16_t>(code)));
+            const Properties asValue{{u"Key"_s, u"x"_s + character + u"y"_s}};
+            const QString xml = writeNameValueXml(asValue);
+            QVERIFY2(xml == writeNameValueDom(asValue), qPrintable(QString::number(code, 16)));
+            QVERIFY2(
+                readNameValueXml(xml) == readNameValueDom(xml),
+                qPrintable(QString::number(code, 16)));
+            const Properties asKey{{u"K"_s + character, u"value"_s}};
+            const QString keyXml = writeNameValueXml(asKey);
+            QVERIFY2(keyXml == writeNameValueDom(asKey), qPrintable(QString::number(code, 16)));
+            QVERIFY2(
+                readNameValueXml(keyXml) == readNameValueDom(keyXml),
+                qPrintable(QString::number(code, 16)));
+        }
+    }
+};
 
 } // namespace sync::config
 

@@ -21,26 +21,6 @@ using sync::test::Answer;
 using sync::test::RawDatabase;
 using sync::test::RecordingDatabaseFactory;
 
-class TestQueryPlans : public QObject
-{
-    Q_OBJECT
-
-private Q_SLOTS:
-    void initTestCase();
-
-    void noStatementReadsAWholeTableWhereItHasACondition_data();
-    void noStatementReadsAWholeTableWhereItHasACondition();
-    void orderedListsOfFoldersAndDependantsNeedNoSorting();
-    void everyIndexServesAStatement();
-
-private:
-    QString planOf(const QString& sql);
-
-    std::unique_ptr<QTemporaryDir> folder;
-    std::unique_ptr<RawDatabase> database;
-    QStringList statements; // the texts that the managers prepare, each once
-};
-
 namespace {
 
 void callServers(const std::shared_ptr<RecordingDatabaseFactory>& factory)
@@ -149,95 +129,108 @@ void callFiles(FileConfigManager& files)
 
 } // namespace
 
-void TestQueryPlans::initTestCase()
+class TestQueryPlans : public QObject
 {
-    const auto recording = std::make_shared<RecordingDatabaseFactory>();
-    const auto folders = std::make_shared<FolderConfigManager>(recording, nullptr);
-    FileConfigManager files(recording, nullptr, nullptr, folders);
-    callServers(recording);
-    callSignInsProductsAndSchedules(recording);
-    callFolders(*folders);
-    callFiles(files);
-    // Dependants are removed when there are some.
-    recording->answer(u"FROM GeneratedFileConfiguration WHERE parentFileId"_s, Answer{{{1}}});
-    files.RemoveFileConfigurationAndLinkedConfigurations(1);
-    for (const QString& line : recording->log()) {
-        if (line.startsWith(u"prepare "))
-            statements.append(line.mid(8));
-    }
-    statements.removeDuplicates();
-    QVERIFY2(statements.size() > 100, qPrintable(QString::number(statements.size())));
+    Q_OBJECT
 
-    folder = std::make_unique<QTemporaryDir>();
-    const QString path = folder->filePath(u"store.db"_s);
-    SqliteDatabaseFactory::open(path);
-    database = std::make_unique<RawDatabase>(path);
-}
+private Q_SLOTS:
+    void initTestCase()
+    {
+        const auto recording = std::make_shared<RecordingDatabaseFactory>();
+        const auto folders = std::make_shared<FolderConfigManager>(recording, nullptr);
+        FileConfigManager files(recording, nullptr, nullptr, folders);
+        callServers(recording);
+        callSignInsProductsAndSchedules(recording);
+        callFolders(*folders);
+        callFiles(files);
+        // Dependants are removed when there are some.
+        recording->answer(u"FROM GeneratedFileConfiguration WHERE parentFileId"_s, Answer{{{1}}});
+        files.RemoveFileConfigurationAndLinkedConfigurations(1);
+        for (const QString& line : recording->log()) {
+            if (line.startsWith(u"prepare "))
+                statements.append(line.mid(8));
+        }
+        statements.removeDuplicates();
+        QVERIFY2(statements.size() > 100, qPrintable(QString::number(statements.size())));
 
-// Column 3 of a plan is its text (sqlite.org/eqp.html).
-QString TestQueryPlans::planOf(const QString& sql)
-{
-    QString text;
-    sqlite3_stmt* plan = nullptr;
-    const QByteArray explain = "EXPLAIN QUERY PLAN " + sql.toUtf8();
-    if (sqlite3_prepare_v2(database->handle(), explain.constData(), -1, &plan, nullptr) !=
-        SQLITE_OK)
-        return u"SCAN, as it does not prepare: "_s +
-               QString::fromUtf8(sqlite3_errmsg(database->handle()));
-    while (sqlite3_step(plan) == SQLITE_ROW)
-        text +=
-            QString::fromUtf8(reinterpret_cast<const char*>(sqlite3_column_text(plan, 3))) + u'\n';
-    sqlite3_finalize(plan);
-    return text;
-}
-
-void TestQueryPlans::noStatementReadsAWholeTableWhereItHasACondition_data()
-{
-    QTest::addColumn<QString>("sql");
-    int number = 0;
-    for (const QString& sql : std::as_const(statements)) {
-        // NOT IN is no condition that an index could serve.
-        if (sql.contains(u" WHERE ") && !sql.contains(u"NOT IN"))
-            QTest::addRow("%d %s", ++number, qPrintable(sql.right(60))) << sql;
-    }
-}
-
-void TestQueryPlans::noStatementReadsAWholeTableWhereItHasACondition()
-{
-    QFETCH(const QString, sql);
-
-    const QString plan = planOf(sql);
-
-    QVERIFY2(!plan.contains(u"SCAN"), qPrintable(plan));
-}
-
-void TestQueryPlans::orderedListsOfFoldersAndDependantsNeedNoSorting()
-{
-    int found = 0;
-    for (const QString& sql : std::as_const(statements)) {
-        const bool folders = sql.contains(u"FROM FolderConfiguration") && sql.contains(u"ORDER BY");
-        if (!folders && !sql.contains(u"parentFileId = :parentFileId ORDER BY"))
-            continue;
-        ++found;
-        QVERIFY2(!planOf(sql).contains(u"TEMP B-TREE"), qPrintable(sql));
+        folder = std::make_unique<QTemporaryDir>();
+        const QString path = folder->filePath(u"store.db"_s);
+        SqliteDatabaseFactory::open(path);
+        database = std::make_unique<RawDatabase>(path);
     }
 
-    QCOMPARE(found, 3);
-}
-
-void TestQueryPlans::everyIndexServesAStatement()
-{
-    static const QRegularExpression index(u"USING (?:COVERING )?INDEX (\\w+)"_s);
-    QSet<QString> used;
-    for (const QString& sql : std::as_const(statements)) {
-        auto match = index.globalMatch(planOf(sql));
-        while (match.hasNext())
-            used.insert(match.next().captured(1));
+    void noStatementReadsAWholeTableWhereItHasACondition_data()
+    {
+        QTest::addColumn<QString>("sql");
+        int number = 0;
+        for (const QString& sql : std::as_const(statements)) {
+            // NOT IN is no condition that an index could serve.
+            if (sql.contains(u" WHERE ") && !sql.contains(u"NOT IN"))
+                QTest::addRow("%d %s", ++number, qPrintable(sql.right(60))) << sql;
+        }
     }
 
-    const QStringList all = database->run(u"SELECT name FROM sqlite_schema WHERE type = 'index'"_s);
-    QCOMPARE(used, QSet<QString>(all.begin(), all.end()));
-}
+    void noStatementReadsAWholeTableWhereItHasACondition()
+    {
+        QFETCH(const QString, sql);
+
+        const QString plan = planOf(sql);
+
+        QVERIFY2(!plan.contains(u"SCAN"), qPrintable(plan));
+    }
+
+    void orderedListsOfFoldersAndDependantsNeedNoSorting()
+    {
+        int found = 0;
+        for (const QString& sql : std::as_const(statements)) {
+            const bool folders =
+                sql.contains(u"FROM FolderConfiguration") && sql.contains(u"ORDER BY");
+            if (!folders && !sql.contains(u"parentFileId = :parentFileId ORDER BY"))
+                continue;
+            ++found;
+            QVERIFY2(!planOf(sql).contains(u"TEMP B-TREE"), qPrintable(sql));
+        }
+
+        QCOMPARE(found, 3);
+    }
+
+    void everyIndexServesAStatement()
+    {
+        static const QRegularExpression index(u"USING (?:COVERING )?INDEX (\\w+)"_s);
+        QSet<QString> used;
+        for (const QString& sql : std::as_const(statements)) {
+            auto match = index.globalMatch(planOf(sql));
+            while (match.hasNext())
+                used.insert(match.next().captured(1));
+        }
+
+        const QStringList all =
+            database->run(u"SELECT name FROM sqlite_schema WHERE type = 'index'"_s);
+        QCOMPARE(used, QSet<QString>(all.begin(), all.end()));
+    }
+
+private:
+    // Column 3 of a plan is its text (sqlite.org/eqp.html).
+    QString planOf(const QString& sql)
+    {
+        QString text;
+        sqlite3_stmt* plan = nullptr;
+        const QByteArray explain = "EXPLAIN QUERY PLAN " + sql.toUtf8();
+        if (sqlite3_prepare_v2(database->handle(), explain.constData(), -1, &plan, nullptr) !=
+            SQLITE_OK)
+            return u"SCAN, as it does not prepare: "_s +
+                   QString::fromUtf8(sqlite3_errmsg(database->handle()));
+        while (sqlite3_step(plan) == SQLITE_ROW)
+            text += QString::fromUtf8(reinterpret_cast<const char*>(sqlite3_column_text(plan, 3))) +
+                    u'\n';
+        sqlite3_finalize(plan);
+        return text;
+    }
+
+    std::unique_ptr<QTemporaryDir> folder;
+    std::unique_ptr<RawDatabase> database;
+    QStringList statements; // the texts that the managers prepare, each once
+};
 
 QTEST_GUILESS_MAIN(TestQueryPlans)
 #include "TestQueryPlans.moc"

@@ -42,46 +42,43 @@ class TestRowReader : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void columnsOfAHostReadAsTheToolkitConvertsThem_data();
-    void columnsOfAHostReadAsTheToolkitConvertsThem();
+    void columnsOfAHostReadAsTheToolkitConvertsThem_data()
+    {
+        QTest::addColumn<QVariant>("value");
+        for (const QVariant& value : {
+                 QVariant(),
+                 QVariant(7),
+                 QVariant(-7LL),
+                 QVariant(5'000'000'000LL),
+                 QVariant(std::numeric_limits<qlonglong>::min()),
+                 QVariant(4'000'000'000U),
+                 QVariant(2.5),
+                 QVariant(u"12"_s),
+                 QVariant(u"text"_s),
+                 QVariant("12"_ba),
+                 QVariant(QDateTime({2024, 2, 29}, {23, 59}, Qt::LocalTime)),
+                 QVariant(u"2024-02-29T23:59:58.007"_s),
+             })
+            QTest::addRow("%s '%s'", value.typeName(), qPrintable(value.toString())) << value;
+    }
+
+    void columnsOfAHostReadAsTheToolkitConvertsThem()
+    {
+        QFETCH(const QVariant, value);
+        PlainQuery query(value);
+
+        const RowReader row(&query, nullptr);
+
+        QCOMPARE(row.integer(0), value.toInt());
+        QCOMPARE(row.longInteger(0), value.toLongLong());
+        QCOMPARE(row.text(0), value.toString());
+        QCOMPARE(row.value(0), value);
+        QVERIFY(!row.holds(0, u"12"));
+        QDateTime time = value.toDateTime();
+        time.setTimeSpec(Qt::UTC);
+        QCOMPARE(row.utcTime(0), time);
+    }
 };
-
-void TestRowReader::columnsOfAHostReadAsTheToolkitConvertsThem_data()
-{
-    QTest::addColumn<QVariant>("value");
-    for (const QVariant& value : {
-             QVariant(),
-             QVariant(7),
-             QVariant(-7LL),
-             QVariant(5'000'000'000LL),
-             QVariant(std::numeric_limits<qlonglong>::min()),
-             QVariant(4'000'000'000U),
-             QVariant(2.5),
-             QVariant(u"12"_s),
-             QVariant(u"text"_s),
-             QVariant("12"_ba),
-             QVariant(QDateTime({2024, 2, 29}, {23, 59}, Qt::LocalTime)),
-             QVariant(u"2024-02-29T23:59:58.007"_s),
-         })
-        QTest::addRow("%s '%s'", value.typeName(), qPrintable(value.toString())) << value;
-}
-
-void TestRowReader::columnsOfAHostReadAsTheToolkitConvertsThem()
-{
-    QFETCH(const QVariant, value);
-    PlainQuery query(value);
-
-    const RowReader row(&query, nullptr);
-
-    QCOMPARE(row.integer(0), value.toInt());
-    QCOMPARE(row.longInteger(0), value.toLongLong());
-    QCOMPARE(row.text(0), value.toString());
-    QCOMPARE(row.value(0), value);
-    QVERIFY(!row.holds(0, u"12"));
-    QDateTime time = value.toDateTime();
-    time.setTimeSpec(Qt::UTC);
-    QCOMPARE(row.utcTime(0), time);
-}
 
 QTEST_GUILESS_MAIN(TestRowReader)
 #include "TestRowReader.moc"

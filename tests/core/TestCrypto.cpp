@@ -63,370 +63,339 @@ class TestCrypto : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void init();
-    void cleanup();
+    void init() { setKeyStore(std::make_shared<HostKeyStore>(KeyBytes)); }
 
-    void anyStringComesBack_data();
-    void anyStringComesBack();
-    void anotherKeyStoreWithTheSameKeyReadsTheValue();
-    void equalSecretsGiveDifferentValues();
-    void valueHoldsNeitherTheTextNorItsEncoding();
-    void shortSecretsOfDifferentLengthGiveValuesOfOneLength();
+    void cleanup() { setKeyStore(nullptr); }
 
-    void nullColumnReadsAsNullWithoutAWarning_data();
-    void nullColumnReadsAsNullWithoutAWarning();
+    void anyStringComesBack_data()
+    {
+        QTest::addColumn<QString>("secret");
+        QString allUnits;
+        for (int unit = 0; unit <= 0xFFFF; ++unit)
+            allUnits.append(QChar(unit));
 
-    void everyFlippedBitIsDamage();
-    void everyTruncationIsDamage();
-    void oneByteMoreIsDamage();
-    void foreignContentIsDamage_data();
-    void foreignContentIsDamage();
-    void anotherKeyIsNamedInTheWarning();
-    void missingKeyIsNamedInTheWarning();
-    void unusableStoreIsNamedInTheWarning();
-    void unknownVersionIsNamedInTheWarning();
-    void warningsDoNotHoldTheSecret();
-    void unsealSaysWithoutAKeyWhichOneIsNeeded();
-    void unsealReadsWithAnyKeyOfTheRing();
+        QTest::newRow("null") << QString();
+        QTest::newRow("empty") << u""_s;
+        QTest::newRow("one character") << u"x"_s;
+        QTest::newRow("NUL inside") << u"a\0b"_s;
+        QTest::newRow("NUL only") << QString(1, QChar(0));
+        QTest::newRow("high surrogate alone") << QString(QChar(0xD800));
+        QTest::newRow("low surrogate alone") << u"a"_s + QChar(0xDFFF) + u"b"_s;
+        QTest::newRow("surrogates in the wrong order") << QString(QChar(0xDC00)) + QChar(0xD800);
+        QTest::newRow("byte order mark") << QString(QChar(0xFEFF)) + u"a"_s;
+        QTest::newRow("text of the supplementary planes") << u"\U0001F511 key"_s;
+        QTest::newRow("31 units, which fill a block") << QString(31, u'p');
+        QTest::newRow("32 units") << QString(32, u'p');
+        QTest::newRow("every code unit") << allUnits;
+        QTest::newRow("1 MB") << QString(512 * 1024, u'm');
+    }
 
-    void encryptingWithoutAKeyThrows();
-    void encryptingAfterAValueOfAnotherBackendIsRefused();
-    void encryptingAfterAValueOfAnotherBackendCanBeAccepted();
-    void damagedValueDoesNotStopEncrypting();
-    void defaultStoreIsTheKeyFileInTheUsersData();
+    void anyStringComesBack()
+    {
+        QFETCH(QString, secret);
+
+        const QString read = Decrypt(Encrypt(secret));
+
+        QVERIFY(read == secret); // Not QCOMPARE, which would print a megabyte.
+        QCOMPARE(read.isNull(), secret.isNull());
+    }
+
+    void anotherKeyStoreWithTheSameKeyReadsTheValue()
+    {
+        const QVariant value = Encrypt(Secret);
+        setKeyStore(std::make_shared<HostKeyStore>(OtherKeyBytes, QList<QByteArray>{KeyBytes}));
+
+        const QString read = Decrypt(value);
+
+        QCOMPARE(read, Secret);
+    }
+
+    void equalSecretsGiveDifferentValues()
+    {
+        QSet<QByteArray> values;
+
+        for (int i = 0; i < 100; ++i)
+            values.insert(encrypted(Secret));
+
+        QCOMPARE(values.size(), 100);
+    }
+
+    void valueHoldsNeitherTheTextNorItsEncoding()
+    {
+        const QByteArray value = encrypted(Secret);
+
+        const auto* units = reinterpret_cast<const char*>(Secret.utf16());
+        QVERIFY(!value.contains(Secret.toUtf8()));
+        QVERIFY(!value.contains(QByteArray(units, Secret.size() * 2)));
+    }
+
+    void shortSecretsOfDifferentLengthGiveValuesOfOneLength()
+    {
+        const qsizetype emptySize = encrypted(u""_s).size();
+
+        QCOMPARE(encrypted(QString()).size(), emptySize);
+        QCOMPARE(encrypted(Secret).size(), emptySize);
+        QCOMPARE(encrypted(QString(31, u'p')).size(), emptySize);
+    }
+
+    void nullColumnReadsAsNullWithoutAWarning_data()
+    {
+        QTest::addColumn<QVariant>("column");
+        QTest::newRow("invalid") << QVariant();
+        QTest::newRow("typed NULL") << QVariant(QMetaType::fromType<QByteArray>());
+        QTest::newRow("typed NULL text") << QVariant(QMetaType::fromType<QString>());
+        QTest::newRow("null bytes") << QVariant(QByteArray());
+        QTest::newRow("null text") << QVariant(QString());
+    }
+
+    void nullColumnReadsAsNullWithoutAWarning()
+    {
+        QFETCH(QVariant, column);
+        CapturedWarnings warnings;
+
+        const QString read = Decrypt(column);
+
+        QVERIFY(read.isNull());
+        QCOMPARE(warnings.texts(), QStringList());
+    }
+
+    void everyFlippedBitIsDamage()
+    {
+        const QByteArray value = encrypted(Secret);
+
+        for (qsizetype bit = 0; bit < value.size() * 8; ++bit) {
+            QByteArray flipped = value;
+            flipped[bit / 8] = static_cast<char>(flipped[bit / 8] ^ (1 << (bit % 8)));
+            CapturedWarnings warnings;
+
+            QVERIFY(Decrypt(flipped).isNull());
+            QCOMPARE(
+                warnings.texts(),
+                {u"velmio.crypto: A stored password cannot be read: it is damaged."_s});
+        }
+    }
+
+    void everyTruncationIsDamage()
+    {
+        const QByteArray value = encrypted(Secret);
+
+        for (qsizetype size = 0; size < value.size(); ++size) {
+            CapturedWarnings warnings;
+
+            QVERIFY(Decrypt(value.left(size)).isNull());
+            QCOMPARE(
+                warnings.texts(),
+                {u"velmio.crypto: A stored password cannot be read: it is damaged."_s});
+        }
+    }
+
+    void oneByteMoreIsDamage()
+    {
+        const QByteArray value = encrypted(Secret) + 'x';
+        CapturedWarnings warnings;
+
+        const QString read = Decrypt(value);
+
+        QVERIFY(read.isNull());
+        QCOMPARE(
+            warnings.texts(),
+            {u"velmio.crypto: A stored password cannot be read: it is damaged."_s});
+    }
+
+    void foreignContentIsDamage_data()
+    {
+        QTest::addColumn<QVariant>("column");
+        QTest::newRow("text") << QVariant(u"in clear"_s);
+        QTest::newRow("number") << QVariant(42);
+        QTest::newRow("something that is no bytes") << QVariant(QVariantList{1});
+    }
+
+    void foreignContentIsDamage()
+    {
+        QFETCH(QVariant, column);
+        CapturedWarnings warnings;
+
+        const QString read = Decrypt(column);
+
+        QVERIFY(read.isNull());
+        QCOMPARE(
+            warnings.texts(),
+            {u"velmio.crypto: A stored password cannot be read: it is damaged."_s});
+    }
+
+    void anotherKeyIsNamedInTheWarning()
+    {
+        const QVariant value = Encrypt(Secret);
+        setKeyStore(std::make_shared<HostKeyStore>(OtherKeyBytes));
+        CapturedWarnings warnings;
+
+        const QString read = Decrypt(value);
+
+        QVERIFY(read.isNull());
+        QCOMPARE(
+            warnings.texts(), {u"velmio.crypto: A stored password cannot be read: it was stored "
+                               u"under another key, %1 of "
+                               "the host program; the present key is %2 of the host program."_s.arg(
+                                   hexIdOf(KeyBytes), hexIdOf(OtherKeyBytes))});
+    }
+
+    void missingKeyIsNamedInTheWarning()
+    {
+        const QVariant value = Encrypt(Secret);
+        setKeyStore(std::make_shared<EmptyKeyStore>());
+        CapturedWarnings warnings;
+
+        const QString read = Decrypt(value);
+
+        QVERIFY(read.isNull());
+        QCOMPARE(
+            warnings.texts(),
+            {u"velmio.crypto: A stored password cannot be read: there is no key in "
+             u"the key file; it was "
+             "stored under key %1 of the host program."_s.arg(hexIdOf(KeyBytes))});
+    }
+
+    void unusableStoreIsNamedInTheWarning()
+    {
+        const QVariant value = Encrypt(Secret);
+        setKeyStore(std::make_shared<BrokenKeyStore>(KeyError::Cause::Locked));
+        CapturedWarnings warnings;
+
+        const QString read = Decrypt(value);
+
+        QVERIFY(read.isNull());
+        QCOMPARE(
+            warnings.texts(),
+            {u"velmio.crypto: A stored password cannot be read: there is no key. The "
+             "keychain is locked. Unlock it."_s});
+    }
+
+    void unknownVersionIsNamedInTheWarning()
+    {
+        // A value of a later version: its header is laid out like that of version 1, checksum
+        // included.
+        const QByteArray laterValue = QByteArray::fromHex(
+            "0203000102030405060708090a0b0c0d0e0fc1469a15"
+            "000000000000000000000000000000000000000000000000000000000000000000000000000000000000");
+        CapturedWarnings warnings;
+
+        const QString read = Decrypt(laterValue);
+
+        QVERIFY(read.isNull());
+        QCOMPARE(
+            warnings.texts(),
+            {u"velmio.crypto: A stored password cannot be read: its format has the "
+             "unknown version 2."_s});
+    }
+
+    void warningsDoNotHoldTheSecret()
+    {
+        QByteArray damaged = encrypted(Secret);
+        damaged.back() = static_cast<char>(damaged.back() ^ 1);
+        const QVariant value = Encrypt(Secret);
+        CapturedWarnings warnings;
+
+        Decrypt(damaged);
+        Decrypt(Secret);
+        setKeyStore(std::make_shared<HostKeyStore>(OtherKeyBytes));
+        Decrypt(value);
+
+        QCOMPARE(warnings.texts().size(), 3);
+        QVERIFY(!warnings.texts().join(u'\n').contains(Secret));
+    }
+
+    void unsealSaysWithoutAKeyWhichOneIsNeeded()
+    {
+        const Unsealed found = unseal(encrypted(Secret), {});
+
+        QCOMPARE(found.outcome, Unsealed::Outcome::OtherKey);
+        QCOMPARE(found.backend, KeyBackend::Host);
+        QCOMPARE(QString::fromLatin1(found.keyId.toHex()), hexIdOf(KeyBytes));
+        QVERIFY(found.secret.isNull());
+    }
+
+    void unsealReadsWithAnyKeyOfTheRing()
+    {
+        const KeyRing ring = HostKeyStore(OtherKeyBytes).read();
+        const QByteArray value = seal(Secret, ring.current(), KeyBackend::File);
+
+        const Unsealed found = unseal(value, ring.withNewKey());
+
+        QCOMPARE(found.outcome, Unsealed::Outcome::Read);
+        QCOMPARE(found.backend, KeyBackend::File);
+        QCOMPARE(found.secret, Secret);
+    }
+
+    void encryptingWithoutAKeyThrows()
+    {
+        setKeyStore(std::make_shared<BrokenKeyStore>(KeyError::Cause::Locked));
+
+        try {
+            Encrypt(Secret);
+            QFAIL("nothing was thrown");
+        } catch (const KeyError& error) {
+            QCOMPARE(error.cause(), KeyError::Cause::Locked);
+            QCOMPARE(error.text(), u"The keychain is locked. Unlock it."_s);
+        }
+    }
+
+    void encryptingAfterAValueOfAnotherBackendIsRefused()
+    {
+        const QVariant value = Encrypt(Secret);
+        setKeyStore(std::make_shared<EmptyKeyStore>());
+        CapturedWarnings warnings;
+        Decrypt(value);
+
+        try {
+            Encrypt(Secret);
+            QFAIL("nothing was thrown");
+        } catch (const KeyError& error) {
+            QCOMPARE(error.cause(), KeyError::Cause::OtherBackend);
+            QCOMPARE(
+                error.text(),
+                u"The password is not stored: the keys come from the key file, but "
+                "passwords are stored under keys of the host program. Set that up again, "
+                "or move the passwords."_s);
+        }
+    }
+
+    void encryptingAfterAValueOfAnotherBackendCanBeAccepted()
+    {
+        const QVariant value = Encrypt(Secret);
+        setKeyStore(std::make_shared<EmptyKeyStore>(), OtherBackend::Accept);
+        CapturedWarnings warnings;
+        Decrypt(value);
+
+        const QVariant stored = Encrypt(Secret);
+
+        QVERIFY(stored.isValid());
+    }
+
+    void damagedValueDoesNotStopEncrypting()
+    {
+        QByteArray damaged = encrypted(Secret);
+        damaged[1] = char(KeyBackend::Keychain);
+        CapturedWarnings warnings;
+        Decrypt(damaged);
+
+        const QVariant stored = Encrypt(Secret);
+
+        QCOMPARE(Decrypt(stored), Secret);
+    }
+
+    void defaultStoreIsTheKeyFileInTheUsersData()
+    {
+        setKeyStore(nullptr);
+
+        const QVariant stored = Encrypt(Secret);
+
+        QCOMPARE(keyStore()->backend(), KeyBackend::File);
+        QVERIFY(QFile::exists(
+            QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
+            u"/velmio/password.key"_s));
+        QCOMPARE(Decrypt(stored), Secret);
+    }
 };
-
-void TestCrypto::init()
-{
-    setKeyStore(std::make_shared<HostKeyStore>(KeyBytes));
-}
-
-void TestCrypto::cleanup()
-{
-    setKeyStore(nullptr);
-}
-
-void TestCrypto::anyStringComesBack_data()
-{
-    QTest::addColumn<QString>("secret");
-    QString allUnits;
-    for (int unit = 0; unit <= 0xFFFF; ++unit)
-        allUnits.append(QChar(unit));
-
-    QTest::newRow("null") << QString();
-    QTest::newRow("empty") << u""_s;
-    QTest::newRow("one character") << u"x"_s;
-    QTest::newRow("NUL inside") << u"a\0b"_s;
-    QTest::newRow("NUL only") << QString(1, QChar(0));
-    QTest::newRow("high surrogate alone") << QString(QChar(0xD800));
-    QTest::newRow("low surrogate alone") << u"a"_s + QChar(0xDFFF) + u"b"_s;
-    QTest::newRow("surrogates in the wrong order") << QString(QChar(0xDC00)) + QChar(0xD800);
-    QTest::newRow("byte order mark") << QString(QChar(0xFEFF)) + u"a"_s;
-    QTest::newRow("text of the supplementary planes") << u"\U0001F511 key"_s;
-    QTest::newRow("31 units, which fill a block") << QString(31, u'p');
-    QTest::newRow("32 units") << QString(32, u'p');
-    QTest::newRow("every code unit") << allUnits;
-    QTest::newRow("1 MB") << QString(512 * 1024, u'm');
-}
-
-void TestCrypto::anyStringComesBack()
-{
-    QFETCH(QString, secret);
-
-    const QString read = Decrypt(Encrypt(secret));
-
-    QVERIFY(read == secret); // Not QCOMPARE, which would print a megabyte.
-    QCOMPARE(read.isNull(), secret.isNull());
-}
-
-void TestCrypto::anotherKeyStoreWithTheSameKeyReadsTheValue()
-{
-    const QVariant value = Encrypt(Secret);
-    setKeyStore(std::make_shared<HostKeyStore>(OtherKeyBytes, QList<QByteArray>{KeyBytes}));
-
-    const QString read = Decrypt(value);
-
-    QCOMPARE(read, Secret);
-}
-
-void TestCrypto::equalSecretsGiveDifferentValues()
-{
-    QSet<QByteArray> values;
-
-    for (int i = 0; i < 100; ++i)
-        values.insert(encrypted(Secret));
-
-    QCOMPARE(values.size(), 100);
-}
-
-void TestCrypto::valueHoldsNeitherTheTextNorItsEncoding()
-{
-    const QByteArray value = encrypted(Secret);
-
-    const auto* units = reinterpret_cast<const char*>(Secret.utf16());
-    QVERIFY(!value.contains(Secret.toUtf8()));
-    QVERIFY(!value.contains(QByteArray(units, Secret.size() * 2)));
-}
-
-void TestCrypto::shortSecretsOfDifferentLengthGiveValuesOfOneLength()
-{
-    const qsizetype emptySize = encrypted(u""_s).size();
-
-    QCOMPARE(encrypted(QString()).size(), emptySize);
-    QCOMPARE(encrypted(Secret).size(), emptySize);
-    QCOMPARE(encrypted(QString(31, u'p')).size(), emptySize);
-}
-
-void TestCrypto::nullColumnReadsAsNullWithoutAWarning_data()
-{
-    QTest::addColumn<QVariant>("column");
-    QTest::newRow("invalid") << QVariant();
-    QTest::newRow("typed NULL") << QVariant(QMetaType::fromType<QByteArray>());
-    QTest::newRow("typed NULL text") << QVariant(QMetaType::fromType<QString>());
-    QTest::newRow("null bytes") << QVariant(QByteArray());
-    QTest::newRow("null text") << QVariant(QString());
-}
-
-void TestCrypto::nullColumnReadsAsNullWithoutAWarning()
-{
-    QFETCH(QVariant, column);
-    CapturedWarnings warnings;
-
-    const QString read = Decrypt(column);
-
-    QVERIFY(read.isNull());
-    QCOMPARE(warnings.texts(), QStringList());
-}
-
-void TestCrypto::everyFlippedBitIsDamage()
-{
-    const QByteArray value = encrypted(Secret);
-
-    for (qsizetype bit = 0; bit < value.size() * 8; ++bit) {
-        QByteArray flipped = value;
-        flipped[bit / 8] = static_cast<char>(flipped[bit / 8] ^ (1 << (bit % 8)));
-        CapturedWarnings warnings;
-
-        QVERIFY(Decrypt(flipped).isNull());
-        QCOMPARE(
-            warnings.texts(),
-            {u"velmio.crypto: A stored password cannot be read: it is damaged."_s});
-    }
-}
-
-void TestCrypto::everyTruncationIsDamage()
-{
-    const QByteArray value = encrypted(Secret);
-
-    for (qsizetype size = 0; size < value.size(); ++size) {
-        CapturedWarnings warnings;
-
-        QVERIFY(Decrypt(value.left(size)).isNull());
-        QCOMPARE(
-            warnings.texts(),
-            {u"velmio.crypto: A stored password cannot be read: it is damaged."_s});
-    }
-}
-
-void TestCrypto::oneByteMoreIsDamage()
-{
-    const QByteArray value = encrypted(Secret) + 'x';
-    CapturedWarnings warnings;
-
-    const QString read = Decrypt(value);
-
-    QVERIFY(read.isNull());
-    QCOMPARE(
-        warnings.texts(), {u"velmio.crypto: A stored password cannot be read: it is damaged."_s});
-}
-
-void TestCrypto::foreignContentIsDamage_data()
-{
-    QTest::addColumn<QVariant>("column");
-    QTest::newRow("text") << QVariant(u"in clear"_s);
-    QTest::newRow("number") << QVariant(42);
-    QTest::newRow("something that is no bytes") << QVariant(QVariantList{1});
-}
-
-void TestCrypto::foreignContentIsDamage()
-{
-    QFETCH(QVariant, column);
-    CapturedWarnings warnings;
-
-    const QString read = Decrypt(column);
-
-    QVERIFY(read.isNull());
-    QCOMPARE(
-        warnings.texts(), {u"velmio.crypto: A stored password cannot be read: it is damaged."_s});
-}
-
-void TestCrypto::anotherKeyIsNamedInTheWarning()
-{
-    const QVariant value = Encrypt(Secret);
-    setKeyStore(std::make_shared<HostKeyStore>(OtherKeyBytes));
-    CapturedWarnings warnings;
-
-    const QString read = Decrypt(value);
-
-    QVERIFY(read.isNull());
-    QCOMPARE(
-        warnings.texts(),
-        {u"velmio.crypto: A stored password cannot be read: it was stored under another key, %1 of "
-         "the host program; the present key is %2 of the host program."_s.arg(
-             hexIdOf(KeyBytes), hexIdOf(OtherKeyBytes))});
-}
-
-void TestCrypto::missingKeyIsNamedInTheWarning()
-{
-    const QVariant value = Encrypt(Secret);
-    setKeyStore(std::make_shared<EmptyKeyStore>());
-    CapturedWarnings warnings;
-
-    const QString read = Decrypt(value);
-
-    QVERIFY(read.isNull());
-    QCOMPARE(
-        warnings.texts(), {u"velmio.crypto: A stored password cannot be read: there is no key in "
-                           u"the key file; it was "
-                           "stored under key %1 of the host program."_s.arg(hexIdOf(KeyBytes))});
-}
-
-void TestCrypto::unusableStoreIsNamedInTheWarning()
-{
-    const QVariant value = Encrypt(Secret);
-    setKeyStore(std::make_shared<BrokenKeyStore>(KeyError::Cause::Locked));
-    CapturedWarnings warnings;
-
-    const QString read = Decrypt(value);
-
-    QVERIFY(read.isNull());
-    QCOMPARE(
-        warnings.texts(), {u"velmio.crypto: A stored password cannot be read: there is no key. The "
-                           "keychain is locked. Unlock it."_s});
-}
-
-void TestCrypto::unknownVersionIsNamedInTheWarning()
-{
-    // A value of a later version: its header is laid out like that of version 1, checksum included.
-    const QByteArray laterValue = QByteArray::fromHex(
-        "0203000102030405060708090a0b0c0d0e0fc1469a15"
-        "000000000000000000000000000000000000000000000000000000000000000000000000000000000000");
-    CapturedWarnings warnings;
-
-    const QString read = Decrypt(laterValue);
-
-    QVERIFY(read.isNull());
-    QCOMPARE(
-        warnings.texts(), {u"velmio.crypto: A stored password cannot be read: its format has the "
-                           "unknown version 2."_s});
-}
-
-void TestCrypto::warningsDoNotHoldTheSecret()
-{
-    QByteArray damaged = encrypted(Secret);
-    damaged.back() = static_cast<char>(damaged.back() ^ 1);
-    const QVariant value = Encrypt(Secret);
-    CapturedWarnings warnings;
-
-    Decrypt(damaged);
-    Decrypt(Secret);
-    setKeyStore(std::make_shared<HostKeyStore>(OtherKeyBytes));
-    Decrypt(value);
-
-    QCOMPARE(warnings.texts().size(), 3);
-    QVERIFY(!warnings.texts().join(u'\n').contains(Secret));
-}
-
-void TestCrypto::unsealSaysWithoutAKeyWhichOneIsNeeded()
-{
-    const Unsealed found = unseal(encrypted(Secret), {});
-
-    QCOMPARE(found.outcome, Unsealed::Outcome::OtherKey);
-    QCOMPARE(found.backend, KeyBackend::Host);
-    QCOMPARE(QString::fromLatin1(found.keyId.toHex()), hexIdOf(KeyBytes));
-    QVERIFY(found.secret.isNull());
-}
-
-void TestCrypto::unsealReadsWithAnyKeyOfTheRing()
-{
-    const KeyRing ring = HostKeyStore(OtherKeyBytes).read();
-    const QByteArray value = seal(Secret, ring.current(), KeyBackend::File);
-
-    const Unsealed found = unseal(value, ring.withNewKey());
-
-    QCOMPARE(found.outcome, Unsealed::Outcome::Read);
-    QCOMPARE(found.backend, KeyBackend::File);
-    QCOMPARE(found.secret, Secret);
-}
-
-void TestCrypto::encryptingWithoutAKeyThrows()
-{
-    setKeyStore(std::make_shared<BrokenKeyStore>(KeyError::Cause::Locked));
-
-    try {
-        Encrypt(Secret);
-        QFAIL("nothing was thrown");
-    } catch (const KeyError& error) {
-        QCOMPARE(error.cause(), KeyError::Cause::Locked);
-        QCOMPARE(error.text(), u"The keychain is locked. Unlock it."_s);
-    }
-}
-
-void TestCrypto::encryptingAfterAValueOfAnotherBackendIsRefused()
-{
-    const QVariant value = Encrypt(Secret);
-    setKeyStore(std::make_shared<EmptyKeyStore>());
-    CapturedWarnings warnings;
-    Decrypt(value);
-
-    try {
-        Encrypt(Secret);
-        QFAIL("nothing was thrown");
-    } catch (const KeyError& error) {
-        QCOMPARE(error.cause(), KeyError::Cause::OtherBackend);
-        QCOMPARE(
-            error.text(), u"The password is not stored: the keys come from the key file, but "
-                          "passwords are stored under keys of the host program. Set that up again, "
-                          "or move the passwords."_s);
-    }
-}
-
-void TestCrypto::encryptingAfterAValueOfAnotherBackendCanBeAccepted()
-{
-    const QVariant value = Encrypt(Secret);
-    setKeyStore(std::make_shared<EmptyKeyStore>(), OtherBackend::Accept);
-    CapturedWarnings warnings;
-    Decrypt(value);
-
-    const QVariant stored = Encrypt(Secret);
-
-    QVERIFY(stored.isValid());
-}
-
-void TestCrypto::damagedValueDoesNotStopEncrypting()
-{
-    QByteArray damaged = encrypted(Secret);
-    damaged[1] = char(KeyBackend::Keychain);
-    CapturedWarnings warnings;
-    Decrypt(damaged);
-
-    const QVariant stored = Encrypt(Secret);
-
-    QCOMPARE(Decrypt(stored), Secret);
-}
-
-void TestCrypto::defaultStoreIsTheKeyFileInTheUsersData()
-{
-    setKeyStore(nullptr);
-
-    const QVariant stored = Encrypt(Secret);
-
-    QCOMPARE(keyStore()->backend(), KeyBackend::File);
-    QVERIFY(QFile::exists(
-        QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
-        u"/velmio/password.key"_s));
-    QCOMPARE(Decrypt(stored), Secret);
-}
 
 QTEST_APPLESS_MAIN(TestCrypto)
 #include "TestCrypto.moc"

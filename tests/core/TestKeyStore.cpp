@@ -105,435 +105,398 @@ class TestKeyStore : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void init();
+    void init()
+    {
+        folder = std::make_unique<QTemporaryDir>();
+        QVERIFY(folder->isValid());
+        path = folder->filePath(u"password.key"_s);
+    }
 
-    void readingMakesNoFile();
-    void firstUseMakesAFileForTheOwnerOnly();
-    void foldersAreMadeForTheOwnerOnly();
-    void anotherStoreReadsTheSameKeys();
-    void addedKeyIsTheCurrentOneAndTheEarlierStays();
-    void droppedKeyIsGoneFromTheFile();
-    void changeThatThrowsLeavesTheFileAsItIs();
-    void changeToTheSameKeysDoesNotTouchTheFile();
-    void changeOfAnotherStoreIsSeen();
-    void restoredFileIsSeen();
-    void noTemporaryFileStays();
-    void leftTemporaryFileOfAKilledProcessIsIgnored();
+    void readingMakesNoFile()
+    {
+        FileKeyStore store(path);
 
-    void fileThatOthersMayUseIsRefused_data();
-    void fileThatOthersMayUseIsRefused();
-    void symbolicLinkIsRefused();
-    void danglingSymbolicLinkIsRefused();
-    void directoryInPlaceOfTheFileIsRefused();
-    void pipeInPlaceOfTheFileIsRefused();
-    void fileOfAnotherUserIsRefused();
-    void fileOfTheWrongSizeIsDamaged_data();
-    void fileOfTheWrongSizeIsDamaged();
-    void everyFlippedBitOfTheFileIsDamage();
-    void refusedFileIsNotReplaced();
-    void fileThatCannotBeReadIsTold();
-    void placeThatCannotBeWrittenIsTold_data();
-    void placeThatCannotBeWrittenIsTold();
-    void errorsNameTheFileTheCauseAndTheRemedy();
+        const KeyRing ring = store.read();
 
-    void eightRacingProcessesUseOneKey();
-    void eightRacingThreadsUseOneKey();
-    void eightRacingProcessesAddTheirKeysOneAfterTheOther();
+        QVERIFY(ring.isEmpty());
+        QCOMPARE(
+            QDir(folder->path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList());
+    }
 
-    void handedOverKeysAreUsedAsGiven();
-    void handedOverKeyOfTheWrongSizeIsRefused();
-    void handedOverKeysAreNotChanged();
+    void firstUseMakesAFileForTheOwnerOnly()
+    {
+        const mode_t before = ::umask(0);
+        const auto restore = qScopeGuard([before] { ::umask(before); });
+        FileKeyStore store(path);
+
+        const KeyRing ring = store.readOrCreate();
+
+        QCOMPARE(ring.ids().size(), 1);
+        QCOMPARE(modeOf(path), OwnerOnly);
+        QCOMPARE(modeOf(path + u".lock"_s), OwnerOnly);
+    }
+
+    void foldersAreMadeForTheOwnerOnly()
+    {
+        FileKeyStore store(folder->filePath(u"new/velmio/password.key"_s));
+
+        store.readOrCreate();
+
+        QVERIFY(QFile::exists(store.path()));
+        QCOMPARE(modeOf(folder->filePath(u"new/velmio"_s)), mode_t(0700));
+    }
+
+    void anotherStoreReadsTheSameKeys()
+    {
+        const KeyRing made = FileKeyStore(path).readOrCreate();
+
+        const KeyRing read = FileKeyStore(path).readOrCreate();
+
+        QCOMPARE(read.ids(), made.ids());
+    }
+
+    void addedKeyIsTheCurrentOneAndTheEarlierStays()
+    {
+        FileKeyStore store(path);
+        const KeyId earlier = store.readOrCreate().current().id();
+
+        store.change(addKey);
+
+        const QList<KeyId> ids = FileKeyStore(path).read().ids();
+        QCOMPARE(ids.size(), 2);
+        QVERIFY(ids.at(0) != earlier);
+        QCOMPARE(ids.at(1), earlier);
+        QCOMPARE(modeOf(path), OwnerOnly);
+    }
+
+    void droppedKeyIsGoneFromTheFile()
+    {
+        FileKeyStore store(path);
+        const KeyId earlier = store.readOrCreate().current().id();
+        store.change(addKey);
+
+        store.change([&earlier](const KeyRing& ring) { return ring.without({earlier}); });
+
+        const KeyRing read = FileKeyStore(path).read();
+        QCOMPARE(read.ids().size(), 1);
+        QVERIFY(!read.find(earlier));
+    }
+
+    void changeThatThrowsLeavesTheFileAsItIs()
+    {
+        FileKeyStore store(path);
+        store.readOrCreate();
+        const QByteArray before = contentOf(path);
+
+        QVERIFY_THROWS_EXCEPTION(std::logic_error, store.change([](const KeyRing&) -> KeyRing {
+            throw std::logic_error("stop");
+        }));
+
+        QCOMPARE(contentOf(path), before);
+        QCOMPARE(store.change(addKey).ids().size(), 2); // The lock was given back.
+    }
+
+    void changeToTheSameKeysDoesNotTouchTheFile()
+    {
+        FileKeyStore store(path);
+        store.readOrCreate();
+        struct stat before = {};
+        QCOMPARE(::stat(QFile::encodeName(path).constData(), &before), 0);
+
+        store.change([](const KeyRing& ring) { return ring; });
+
+        struct stat after = {};
+        QCOMPARE(::stat(QFile::encodeName(path).constData(), &after), 0);
+        QCOMPARE(after.st_ino, before.st_ino);
+    }
+
+    void changeOfAnotherStoreIsSeen()
+    {
+        FileKeyStore store(path);
+        store.readOrCreate();
+
+        // Several, as the file system may use the number of a file that is gone again.
+        for (int i = 0; i < 5; ++i) {
+            const QList<KeyId> changed = FileKeyStore(path).change(addKey).ids();
+
+            QCOMPARE(store.read().ids(), changed);
+        }
+    }
+
+    void restoredFileIsSeen()
+    {
+        FileKeyStore store(path);
+        const QList<KeyId> first = store.readOrCreate().ids();
+        const QByteArray backup = contentOf(path);
+        store.change(addKey);
+
+        writeFile(path, backup);
+
+        QCOMPARE(store.read().ids(), first);
+    }
+
+    void noTemporaryFileStays()
+    {
+        FileKeyStore store(path);
+
+        store.readOrCreate();
+        store.change(addKey);
+
+        const QStringList files = QDir(folder->path()).entryList(QDir::Files);
+        QCOMPARE(files, QStringList({u"password.key"_s, u"password.key.lock"_s}));
+    }
+
+    void leftTemporaryFileOfAKilledProcessIsIgnored()
+    {
+        writeFile(path + u".aBcDeF"_s, "half a ke");
+        FileKeyStore store(path);
+
+        const KeyRing ring = store.readOrCreate();
+
+        QCOMPARE(FileKeyStore(path).read().ids(), ring.ids());
+    }
+
+    void fileThatOthersMayUseIsRefused_data()
+    {
+        QTest::addColumn<int>("mode");
+        QTest::newRow("group reads") << 0640;
+        QTest::newRow("group writes") << 0620;
+        QTest::newRow("group runs") << 0610;
+        QTest::newRow("others read") << 0604;
+        QTest::newRow("others write") << 0602;
+        QTest::newRow("others run") << 0601;
+    }
+
+    void fileThatOthersMayUseIsRefused()
+    {
+        QFETCH(int, mode);
+        FileKeyStore store(path);
+        store.readOrCreate();
+
+        QCOMPARE(::chmod(QFile::encodeName(path).constData(), mode_t(mode)), 0);
+
+        QCOMPARE(causeOf([&] { store.read(); }), KeyError::Cause::Unsafe);
+        QCOMPARE(causeOf([&] { FileKeyStore(path).readOrCreate(); }), KeyError::Cause::Unsafe);
+    }
+
+    void symbolicLinkIsRefused()
+    {
+        const QString target = folder->filePath(u"elsewhere.key"_s);
+        FileKeyStore(target).readOrCreate();
+        QVERIFY(QFile::link(target, path));
+
+        QCOMPARE(causeOf([&] { FileKeyStore(path).readOrCreate(); }), KeyError::Cause::Unsafe);
+    }
+
+    void danglingSymbolicLinkIsRefused()
+    {
+        const QString target = folder->filePath(u"elsewhere.key"_s);
+        QVERIFY(QFile::link(target, path));
+
+        QCOMPARE(causeOf([&] { FileKeyStore(path).readOrCreate(); }), KeyError::Cause::Unsafe);
+        QVERIFY(!QFile::exists(target));
+    }
+
+    void directoryInPlaceOfTheFileIsRefused()
+    {
+        QVERIFY(QDir().mkpath(path));
+
+        QCOMPARE(causeOf([&] { FileKeyStore(path).readOrCreate(); }), KeyError::Cause::Unsafe);
+    }
+
+    void pipeInPlaceOfTheFileIsRefused()
+    {
+        QCOMPARE(::mkfifo(QFile::encodeName(path).constData(), OwnerOnly), 0);
+
+        QCOMPARE(causeOf([&] { FileKeyStore(path).readOrCreate(); }), KeyError::Cause::Unsafe);
+    }
+
+    void fileOfAnotherUserIsRefused()
+    {
+        // Who may give files away makes one; all others find one of root's.
+        QString foreign = u"/etc/passwd"_s;
+        if (::geteuid() == 0) {
+            FileKeyStore(path).readOrCreate();
+            QCOMPARE(::chown(QFile::encodeName(path).constData(), 1, gid_t(-1)), 0);
+            foreign = path;
+        }
+
+        QCOMPARE(causeOf([&] { FileKeyStore(foreign).read(); }), KeyError::Cause::Unsafe);
+    }
+
+    void fileOfTheWrongSizeIsDamaged_data()
+    {
+        QTest::addColumn<int>("removed");
+        QTest::addColumn<QByteArray>("added");
+        QTest::newRow("empty") << 1'000 << QByteArray();
+        QTest::newRow("one byte less") << 1 << QByteArray();
+        QTest::newRow("one byte more") << 0 << QByteArray("x");
+        QTest::newRow("room for another key") << 0 << QByteArray(40, 'x');
+        QTest::newRow("a megabyte more") << 0 << QByteArray(1 << 20, 'x');
+    }
+
+    void fileOfTheWrongSizeIsDamaged()
+    {
+        QFETCH(int, removed);
+        QFETCH(QByteArray, added);
+        FileKeyStore store(path);
+        store.readOrCreate();
+        const QByteArray content = contentOf(path);
+
+        writeFile(path, content.chopped(qMin(content.size(), qsizetype(removed))) + added);
+
+        QCOMPARE(causeOf([&] { store.read(); }), KeyError::Cause::Damaged);
+    }
+
+    void everyFlippedBitOfTheFileIsDamage()
+    {
+        FileKeyStore(path).readOrCreate();
+        const QByteArray content = contentOf(path);
+
+        for (qsizetype bit = 0; bit < content.size() * 8; ++bit) {
+            QByteArray flipped = content;
+            flipped[bit / 8] = static_cast<char>(flipped[bit / 8] ^ (1 << (bit % 8)));
+            writeFile(path, flipped);
+
+            QCOMPARE(causeOf([&] { FileKeyStore(path).read(); }), KeyError::Cause::Damaged);
+        }
+    }
+
+    void refusedFileIsNotReplaced()
+    {
+        writeFile(path, "not a key");
+
+        QCOMPARE(causeOf([&] { FileKeyStore(path).change(addKey); }), KeyError::Cause::Damaged);
+
+        QCOMPARE(contentOf(path), QByteArray("not a key"));
+    }
+
+    void fileThatCannotBeReadIsTold()
+    {
+        // A file where a folder should be: nobody can look below it, root included.
+        writeFile(folder->filePath(u"file"_s), "x");
+        FileKeyStore store(folder->filePath(u"file/password.key"_s));
+
+        QCOMPARE(causeOf([&] { store.read(); }), KeyError::Cause::Other);
+    }
+
+    void placeThatCannotBeWrittenIsTold_data()
+    {
+        QTest::addColumn<QString>("place");
+        QTest::newRow("a file in place of the folder") << u"%1/file/password.key"_s;
+        QTest::newRow("a place that takes no folders") << u"/proc/velmio/password.key"_s;
+        QTest::newRow("a place that takes no files") << u"/proc/self/fdinfo/password.key"_s;
+    }
+
+    void placeThatCannotBeWrittenIsTold()
+    {
+        QFETCH(QString, place);
+        writeFile(folder->filePath(u"file"_s), "x");
+        FileKeyStore store(place.arg(folder->path()));
+
+        QCOMPARE(causeOf([&] { store.change(addKey); }), KeyError::Cause::NotWritable);
+    }
+
+    void errorsNameTheFileTheCauseAndTheRemedy()
+    {
+        writeFile(path, "not a key");
+
+        try {
+            FileKeyStore(path).read();
+            QFAIL("nothing was thrown");
+        } catch (const KeyError& error) {
+            QCOMPARE(
+                error.text(),
+                u"The password key file \"%1\" is damaged. Restore it from a backup, or "
+                "remove it and enter the passwords anew."_s.arg(path));
+        }
+    }
+
+    void eightRacingProcessesUseOneKey()
+    {
+        for (int round = 0; round < 10; ++round) {
+            const QString fresh = folder->filePath(u"%1/password.key"_s.arg(round));
+
+            const QList<QByteArray> ids =
+                race(8, [&] { return FileKeyStore(fresh).readOrCreate().current().id(); });
+
+            const KeyId winner = FileKeyStore(fresh).read().current().id();
+            QCOMPARE(ids, QList<QByteArray>(8, winner));
+        }
+    }
+
+    void eightRacingThreadsUseOneKey()
+    {
+        FileKeyStore store(path);
+        QList<QByteArray> ids(8);
+        std::vector<std::thread> threads;
+
+        for (QByteArray& id : ids)
+            threads.emplace_back([&store, &id] { id = store.readOrCreate().current().id(); });
+        for (std::thread& thread : threads)
+            thread.join();
+
+        QCOMPARE(ids, QList<QByteArray>(8, FileKeyStore(path).read().current().id()));
+    }
+
+    void eightRacingProcessesAddTheirKeysOneAfterTheOther()
+    {
+        const KeyId first = FileKeyStore(path).readOrCreate().current().id();
+
+        QList<QByteArray> added =
+            race(8, [&] { return FileKeyStore(path).change(addKey).current().id(); });
+
+        QList<QByteArray> expected = added << first;
+        QList<QByteArray> stored = FileKeyStore(path).read().ids();
+        std::sort(expected.begin(), expected.end());
+        std::sort(stored.begin(), stored.end());
+        QCOMPARE(stored, expected);
+    }
+
+    void handedOverKeysAreUsedAsGiven()
+    {
+        const QByteArray current(32, 'c');
+        const QByteArray earlier(32, 'e');
+        const QByteArray earliest(32, 'f');
+
+        HostKeyStore store(current, {earlier, earliest});
+
+        const QList<KeyId> expected{
+            HostKeyStore(current).read().current().id(),
+            HostKeyStore(earlier).read().current().id(),
+            HostKeyStore(earliest).read().current().id()};
+        QCOMPARE(store.readOrCreate().ids(), expected);
+        QCOMPARE(store.backend(), KeyBackend::Host);
+        const SecureBytes& bytes = store.read().current().bytes();
+        QCOMPARE(QByteArray(reinterpret_cast<const char*>(bytes.data()), 32), current);
+    }
+
+    void handedOverKeyOfTheWrongSizeIsRefused()
+    {
+        const QByteArray key(32, 'k');
+
+        for (const int size : {0, 1, 31, 33, 64}) {
+            const QByteArray wrong(size, 'w');
+
+            QCOMPARE(causeOf([&] { HostKeyStore store(wrong); }), KeyError::Cause::Damaged);
+            QCOMPARE(causeOf([&] { HostKeyStore store(key, {wrong}); }), KeyError::Cause::Damaged);
+        }
+    }
+
+    void handedOverKeysAreNotChanged()
+    {
+        HostKeyStore store(QByteArray(32, 'k'));
+        const QList<KeyId> before = store.read().ids();
+
+        QCOMPARE(causeOf([&] { store.change(addKey); }), KeyError::Cause::HandedOver);
+
+        QCOMPARE(store.read().ids(), before);
+    }
 
 private:
     std::unique_ptr<QTemporaryDir> folder;
     QString path;
 };
-
-void TestKeyStore::init()
-{
-    folder = std::make_unique<QTemporaryDir>();
-    QVERIFY(folder->isValid());
-    path = folder->filePath(u"password.key"_s);
-}
-
-void TestKeyStore::readingMakesNoFile()
-{
-    FileKeyStore store(path);
-
-    const KeyRing ring = store.read();
-
-    QVERIFY(ring.isEmpty());
-    QCOMPARE(
-        QDir(folder->path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList());
-}
-
-void TestKeyStore::firstUseMakesAFileForTheOwnerOnly()
-{
-    const mode_t before = ::umask(0);
-    const auto restore = qScopeGuard([before] { ::umask(before); });
-    FileKeyStore store(path);
-
-    const KeyRing ring = store.readOrCreate();
-
-    QCOMPARE(ring.ids().size(), 1);
-    QCOMPARE(modeOf(path), OwnerOnly);
-    QCOMPARE(modeOf(path + u".lock"_s), OwnerOnly);
-}
-
-void TestKeyStore::foldersAreMadeForTheOwnerOnly()
-{
-    FileKeyStore store(folder->filePath(u"new/velmio/password.key"_s));
-
-    store.readOrCreate();
-
-    QVERIFY(QFile::exists(store.path()));
-    QCOMPARE(modeOf(folder->filePath(u"new/velmio"_s)), mode_t(0700));
-}
-
-void TestKeyStore::anotherStoreReadsTheSameKeys()
-{
-    const KeyRing made = FileKeyStore(path).readOrCreate();
-
-    const KeyRing read = FileKeyStore(path).readOrCreate();
-
-    QCOMPARE(read.ids(), made.ids());
-}
-
-void TestKeyStore::addedKeyIsTheCurrentOneAndTheEarlierStays()
-{
-    FileKeyStore store(path);
-    const KeyId earlier = store.readOrCreate().current().id();
-
-    store.change(addKey);
-
-    const QList<KeyId> ids = FileKeyStore(path).read().ids();
-    QCOMPARE(ids.size(), 2);
-    QVERIFY(ids.at(0) != earlier);
-    QCOMPARE(ids.at(1), earlier);
-    QCOMPARE(modeOf(path), OwnerOnly);
-}
-
-void TestKeyStore::droppedKeyIsGoneFromTheFile()
-{
-    FileKeyStore store(path);
-    const KeyId earlier = store.readOrCreate().current().id();
-    store.change(addKey);
-
-    store.change([&earlier](const KeyRing& ring) { return ring.without({earlier}); });
-
-    const KeyRing read = FileKeyStore(path).read();
-    QCOMPARE(read.ids().size(), 1);
-    QVERIFY(!read.find(earlier));
-}
-
-void TestKeyStore::changeThatThrowsLeavesTheFileAsItIs()
-{
-    FileKeyStore store(path);
-    store.readOrCreate();
-    const QByteArray before = contentOf(path);
-
-    QVERIFY_THROWS_EXCEPTION(std::logic_error, store.change([](const KeyRing&) -> KeyRing {
-        throw std::logic_error("stop");
-    }));
-
-    QCOMPARE(contentOf(path), before);
-    QCOMPARE(store.change(addKey).ids().size(), 2); // The lock was given back.
-}
-
-void TestKeyStore::changeToTheSameKeysDoesNotTouchTheFile()
-{
-    FileKeyStore store(path);
-    store.readOrCreate();
-    struct stat before = {};
-    QCOMPARE(::stat(QFile::encodeName(path).constData(), &before), 0);
-
-    store.change([](const KeyRing& ring) { return ring; });
-
-    struct stat after = {};
-    QCOMPARE(::stat(QFile::encodeName(path).constData(), &after), 0);
-    QCOMPARE(after.st_ino, before.st_ino);
-}
-
-void TestKeyStore::changeOfAnotherStoreIsSeen()
-{
-    FileKeyStore store(path);
-    store.readOrCreate();
-
-    // Several, as the file system may use the number of a file that is gone again.
-    for (int i = 0; i < 5; ++i) {
-        const QList<KeyId> changed = FileKeyStore(path).change(addKey).ids();
-
-        QCOMPARE(store.read().ids(), changed);
-    }
-}
-
-void TestKeyStore::restoredFileIsSeen()
-{
-    FileKeyStore store(path);
-    const QList<KeyId> first = store.readOrCreate().ids();
-    const QByteArray backup = contentOf(path);
-    store.change(addKey);
-
-    writeFile(path, backup);
-
-    QCOMPARE(store.read().ids(), first);
-}
-
-void TestKeyStore::noTemporaryFileStays()
-{
-    FileKeyStore store(path);
-
-    store.readOrCreate();
-    store.change(addKey);
-
-    const QStringList files = QDir(folder->path()).entryList(QDir::Files);
-    QCOMPARE(files, QStringList({u"password.key"_s, u"password.key.lock"_s}));
-}
-
-void TestKeyStore::leftTemporaryFileOfAKilledProcessIsIgnored()
-{
-    writeFile(path + u".aBcDeF"_s, "half a ke");
-    FileKeyStore store(path);
-
-    const KeyRing ring = store.readOrCreate();
-
-    QCOMPARE(FileKeyStore(path).read().ids(), ring.ids());
-}
-
-void TestKeyStore::fileThatOthersMayUseIsRefused_data()
-{
-    QTest::addColumn<int>("mode");
-    QTest::newRow("group reads") << 0640;
-    QTest::newRow("group writes") << 0620;
-    QTest::newRow("group runs") << 0610;
-    QTest::newRow("others read") << 0604;
-    QTest::newRow("others write") << 0602;
-    QTest::newRow("others run") << 0601;
-}
-
-void TestKeyStore::fileThatOthersMayUseIsRefused()
-{
-    QFETCH(int, mode);
-    FileKeyStore store(path);
-    store.readOrCreate();
-
-    QCOMPARE(::chmod(QFile::encodeName(path).constData(), mode_t(mode)), 0);
-
-    QCOMPARE(causeOf([&] { store.read(); }), KeyError::Cause::Unsafe);
-    QCOMPARE(causeOf([&] { FileKeyStore(path).readOrCreate(); }), KeyError::Cause::Unsafe);
-}
-
-void TestKeyStore::symbolicLinkIsRefused()
-{
-    const QString target = folder->filePath(u"elsewhere.key"_s);
-    FileKeyStore(target).readOrCreate();
-    QVERIFY(QFile::link(target, path));
-
-    QCOMPARE(causeOf([&] { FileKeyStore(path).readOrCreate(); }), KeyError::Cause::Unsafe);
-}
-
-void TestKeyStore::danglingSymbolicLinkIsRefused()
-{
-    const QString target = folder->filePath(u"elsewhere.key"_s);
-    QVERIFY(QFile::link(target, path));
-
-    QCOMPARE(causeOf([&] { FileKeyStore(path).readOrCreate(); }), KeyError::Cause::Unsafe);
-    QVERIFY(!QFile::exists(target));
-}
-
-void TestKeyStore::directoryInPlaceOfTheFileIsRefused()
-{
-    QVERIFY(QDir().mkpath(path));
-
-    QCOMPARE(causeOf([&] { FileKeyStore(path).readOrCreate(); }), KeyError::Cause::Unsafe);
-}
-
-void TestKeyStore::pipeInPlaceOfTheFileIsRefused()
-{
-    QCOMPARE(::mkfifo(QFile::encodeName(path).constData(), OwnerOnly), 0);
-
-    QCOMPARE(causeOf([&] { FileKeyStore(path).readOrCreate(); }), KeyError::Cause::Unsafe);
-}
-
-void TestKeyStore::fileOfAnotherUserIsRefused()
-{
-    // Who may give files away makes one; all others find one of root's.
-    QString foreign = u"/etc/passwd"_s;
-    if (::geteuid() == 0) {
-        FileKeyStore(path).readOrCreate();
-        QCOMPARE(::chown(QFile::encodeName(path).constData(), 1, gid_t(-1)), 0);
-        foreign = path;
-    }
-
-    QCOMPARE(causeOf([&] { FileKeyStore(foreign).read(); }), KeyError::Cause::Unsafe);
-}
-
-void TestKeyStore::fileOfTheWrongSizeIsDamaged_data()
-{
-    QTest::addColumn<int>("removed");
-    QTest::addColumn<QByteArray>("added");
-    QTest::newRow("empty") << 1'000 << QByteArray();
-    QTest::newRow("one byte less") << 1 << QByteArray();
-    QTest::newRow("one byte more") << 0 << QByteArray("x");
-    QTest::newRow("room for another key") << 0 << QByteArray(40, 'x');
-    QTest::newRow("a megabyte more") << 0 << QByteArray(1 << 20, 'x');
-}
-
-void TestKeyStore::fileOfTheWrongSizeIsDamaged()
-{
-    QFETCH(int, removed);
-    QFETCH(QByteArray, added);
-    FileKeyStore store(path);
-    store.readOrCreate();
-    const QByteArray content = contentOf(path);
-
-    writeFile(path, content.chopped(qMin(content.size(), qsizetype(removed))) + added);
-
-    QCOMPARE(causeOf([&] { store.read(); }), KeyError::Cause::Damaged);
-}
-
-void TestKeyStore::everyFlippedBitOfTheFileIsDamage()
-{
-    FileKeyStore(path).readOrCreate();
-    const QByteArray content = contentOf(path);
-
-    for (qsizetype bit = 0; bit < content.size() * 8; ++bit) {
-        QByteArray flipped = content;
-        flipped[bit / 8] = static_cast<char>(flipped[bit / 8] ^ (1 << (bit % 8)));
-        writeFile(path, flipped);
-
-        QCOMPARE(causeOf([&] { FileKeyStore(path).read(); }), KeyError::Cause::Damaged);
-    }
-}
-
-void TestKeyStore::refusedFileIsNotReplaced()
-{
-    writeFile(path, "not a key");
-
-    QCOMPARE(causeOf([&] { FileKeyStore(path).change(addKey); }), KeyError::Cause::Damaged);
-
-    QCOMPARE(contentOf(path), QByteArray("not a key"));
-}
-
-void TestKeyStore::fileThatCannotBeReadIsTold()
-{
-    // A file where a folder should be: nobody can look below it, root included.
-    writeFile(folder->filePath(u"file"_s), "x");
-    FileKeyStore store(folder->filePath(u"file/password.key"_s));
-
-    QCOMPARE(causeOf([&] { store.read(); }), KeyError::Cause::Other);
-}
-
-void TestKeyStore::placeThatCannotBeWrittenIsTold_data()
-{
-    QTest::addColumn<QString>("place");
-    QTest::newRow("a file in place of the folder") << u"%1/file/password.key"_s;
-    QTest::newRow("a place that takes no folders") << u"/proc/velmio/password.key"_s;
-    QTest::newRow("a place that takes no files") << u"/proc/self/fdinfo/password.key"_s;
-}
-
-void TestKeyStore::placeThatCannotBeWrittenIsTold()
-{
-    QFETCH(QString, place);
-    writeFile(folder->filePath(u"file"_s), "x");
-    FileKeyStore store(place.arg(folder->path()));
-
-    QCOMPARE(causeOf([&] { store.change(addKey); }), KeyError::Cause::NotWritable);
-}
-
-void TestKeyStore::errorsNameTheFileTheCauseAndTheRemedy()
-{
-    writeFile(path, "not a key");
-
-    try {
-        FileKeyStore(path).read();
-        QFAIL("nothing was thrown");
-    } catch (const KeyError& error) {
-        QCOMPARE(
-            error.text(), u"The password key file \"%1\" is damaged. Restore it from a backup, or "
-                          "remove it and enter the passwords anew."_s.arg(path));
-    }
-}
-
-void TestKeyStore::eightRacingProcessesUseOneKey()
-{
-    for (int round = 0; round < 10; ++round) {
-        const QString fresh = folder->filePath(u"%1/password.key"_s.arg(round));
-
-        const QList<QByteArray> ids =
-            race(8, [&] { return FileKeyStore(fresh).readOrCreate().current().id(); });
-
-        const KeyId winner = FileKeyStore(fresh).read().current().id();
-        QCOMPARE(ids, QList<QByteArray>(8, winner));
-    }
-}
-
-void TestKeyStore::eightRacingThreadsUseOneKey()
-{
-    FileKeyStore store(path);
-    QList<QByteArray> ids(8);
-    std::vector<std::thread> threads;
-
-    for (QByteArray& id : ids)
-        threads.emplace_back([&store, &id] { id = store.readOrCreate().current().id(); });
-    for (std::thread& thread : threads)
-        thread.join();
-
-    QCOMPARE(ids, QList<QByteArray>(8, FileKeyStore(path).read().current().id()));
-}
-
-void TestKeyStore::eightRacingProcessesAddTheirKeysOneAfterTheOther()
-{
-    const KeyId first = FileKeyStore(path).readOrCreate().current().id();
-
-    QList<QByteArray> added =
-        race(8, [&] { return FileKeyStore(path).change(addKey).current().id(); });
-
-    QList<QByteArray> expected = added << first;
-    QList<QByteArray> stored = FileKeyStore(path).read().ids();
-    std::sort(expected.begin(), expected.end());
-    std::sort(stored.begin(), stored.end());
-    QCOMPARE(stored, expected);
-}
-
-void TestKeyStore::handedOverKeysAreUsedAsGiven()
-{
-    const QByteArray current(32, 'c');
-    const QByteArray earlier(32, 'e');
-    const QByteArray earliest(32, 'f');
-
-    HostKeyStore store(current, {earlier, earliest});
-
-    const QList<KeyId> expected{
-        HostKeyStore(current).read().current().id(), HostKeyStore(earlier).read().current().id(),
-        HostKeyStore(earliest).read().current().id()};
-    QCOMPARE(store.readOrCreate().ids(), expected);
-    QCOMPARE(store.backend(), KeyBackend::Host);
-    const SecureBytes& bytes = store.read().current().bytes();
-    QCOMPARE(QByteArray(reinterpret_cast<const char*>(bytes.data()), 32), current);
-}
-
-void TestKeyStore::handedOverKeyOfTheWrongSizeIsRefused()
-{
-    const QByteArray key(32, 'k');
-
-    for (const int size : {0, 1, 31, 33, 64}) {
-        const QByteArray wrong(size, 'w');
-
-        QCOMPARE(causeOf([&] { HostKeyStore store(wrong); }), KeyError::Cause::Damaged);
-        QCOMPARE(causeOf([&] { HostKeyStore store(key, {wrong}); }), KeyError::Cause::Damaged);
-    }
-}
-
-void TestKeyStore::handedOverKeysAreNotChanged()
-{
-    HostKeyStore store(QByteArray(32, 'k'));
-    const QList<KeyId> before = store.read().ids();
-
-    QCOMPARE(causeOf([&] { store.change(addKey); }), KeyError::Cause::HandedOver);
-
-    QCOMPARE(store.read().ids(), before);
-}
 
 QTEST_APPLESS_MAIN(TestKeyStore)
 #include "TestKeyStore.moc"

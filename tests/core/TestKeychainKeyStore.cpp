@@ -63,188 +63,170 @@ class TestKeychainKeyStore : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void init();
+    void init() { state = std::make_shared<KeychainState>(); }
 
-    void emptyKeychainReadsAsNoKeysAndIsNotWritten();
-    void lockedKeychainAndAbsentOneAreToldApart_data();
-    void lockedKeychainAndAbsentOneAreToldApart();
-    void lockedKeychainIsNotWritten();
-    void firstUseStoresAKeyThatAnotherProcessReads();
-    void keychainThatDoesNotTakeTheKeyGivesNone();
-    void unlockedKeychainServesWithoutANewStore();
-    void keychainIsAskedOnce();
-    void newKeyOfAnotherProcessIsSeenAfterForget();
-    void newKeyOfAnotherProcessIsNotOverwritten();
-    void damagedEntryIsRefusedAndKept();
-    void buildWithoutKeychainHasNone();
+    void emptyKeychainReadsAsNoKeysAndIsNotWritten()
+    {
+        const auto store = makeStore();
+
+        const KeyRing ring = store->read();
+
+        QVERIFY(ring.isEmpty());
+        QCOMPARE(state->writes, 0);
+    }
+
+    void lockedKeychainAndAbsentOneAreToldApart_data()
+    {
+        QTest::addColumn<int>("status");
+        QTest::addColumn<int>("cause");
+        QTest::addColumn<QString>("text");
+        QTest::newRow("locked")
+            << int(Keychain::Status::Locked) << int(KeyError::Cause::Locked)
+            << u"The system's keychain is locked, so the password keys are not at "
+               "hand: told so. Unlock it and grant access."_s;
+        QTest::newRow("absent")
+            << int(Keychain::Status::Absent) << int(KeyError::Cause::Absent)
+            << u"There is no system keychain to keep the password keys: told so. "
+               "Start its service, or choose a key file."_s;
+        QTest::newRow("failed")
+            << int(Keychain::Status::Failed) << int(KeyError::Cause::Other)
+            << u"The system's keychain does not give the password keys: told so. "
+               "Try again."_s;
+    }
+
+    void lockedKeychainAndAbsentOneAreToldApart()
+    {
+        QFETCH(int, status);
+        QFETCH(int, cause);
+        QFETCH(QString, text);
+        state->readStatus = Keychain::Status(status);
+        const auto store = makeStore();
+
+        try {
+            store->read();
+            QFAIL("nothing was thrown");
+        } catch (const KeyError& error) {
+            QCOMPARE(int(error.cause()), cause);
+            QCOMPARE(error.text(), text);
+        }
+    }
+
+    void lockedKeychainIsNotWritten()
+    {
+        state->readStatus = Keychain::Status::Locked;
+        const auto store = makeStore();
+
+        QCOMPARE(causeOf(*store), KeyError::Cause::Locked);
+
+        QCOMPARE(state->writes, 0);
+    }
+
+    void firstUseStoresAKeyThatAnotherProcessReads()
+    {
+        const KeyRing made = makeStore()->readOrCreate();
+
+        const KeyRing read = makeStore()->readOrCreate();
+
+        QCOMPARE(made.ids().size(), 1);
+        QCOMPARE(read.ids(), made.ids());
+        QCOMPARE(state->writes, 1);
+    }
+
+    void keychainThatDoesNotTakeTheKeyGivesNone()
+    {
+        state->writeStatus = Keychain::Status::Locked;
+        const auto store = makeStore();
+
+        QCOMPARE(causeOf(*store), KeyError::Cause::Locked);
+
+        QVERIFY(store->read().isEmpty());
+    }
+
+    void unlockedKeychainServesWithoutANewStore()
+    {
+        state->readStatus = Keychain::Status::Locked;
+        const auto store = makeStore();
+        QCOMPARE(causeOf(*store), KeyError::Cause::Locked);
+
+        state->readStatus = Keychain::Status::Done;
+
+        QCOMPARE(store->readOrCreate().ids().size(), 1);
+    }
+
+    void keychainIsAskedOnce()
+    {
+        makeStore()->readOrCreate();
+        const auto store = makeStore();
+        state->reads = 0;
+
+        store->read();
+        store->readOrCreate();
+
+        QCOMPARE(state->reads, 1);
+    }
+
+    void newKeyOfAnotherProcessIsSeenAfterForget()
+    {
+        const auto store = makeStore();
+        store->readOrCreate();
+        const QList<KeyId> changed = makeStore()->change(addKey).ids();
+
+        store->forget();
+
+        QCOMPARE(store->read().ids(), changed);
+    }
+
+    void newKeyOfAnotherProcessIsNotOverwritten()
+    {
+        const auto store = makeStore();
+        store->readOrCreate();
+        const QList<KeyId> other = makeStore()->change(addKey).ids();
+
+        const QList<KeyId> changed = store->change(addKey).ids();
+
+        QCOMPARE(changed.mid(1), other);
+        QCOMPARE(makeStore()->read().ids(), changed);
+    }
+
+    void damagedEntryIsRefusedAndKept()
+    {
+        state->entry = "no keys";
+        const auto store = makeStore();
+
+        QCOMPARE(causeOf(*store), KeyError::Cause::Damaged);
+
+        QCOMPARE(state->entry, QByteArray("no keys"));
+    }
+
+    void buildWithoutKeychainHasNone()
+    {
+        const auto keychain = Keychain::system();
+
+        const Keychain::Answer answer = keychain->read();
+
+        // A test program without an application object has none in any build.
+        QCOMPARE(answer.status, Keychain::Status::Absent);
+        QCOMPARE(keychain->write("x").status, Keychain::Status::Absent);
+    }
 
 private:
-    std::unique_ptr<KeychainKeyStore> makeStore() const;
-    std::optional<KeyError::Cause> causeOf(KeyStore& store) const;
+    std::unique_ptr<KeychainKeyStore> makeStore() const
+    {
+        return std::make_unique<KeychainKeyStore>(std::make_unique<FakeKeychain>(state));
+    }
+
+    std::optional<KeyError::Cause> causeOf(KeyStore& store) const
+    {
+        try {
+            store.readOrCreate();
+        } catch (const KeyError& error) {
+            return error.cause();
+        }
+        return std::nullopt;
+    }
 
     std::shared_ptr<KeychainState> state;
 };
-
-void TestKeychainKeyStore::init()
-{
-    state = std::make_shared<KeychainState>();
-}
-
-std::unique_ptr<KeychainKeyStore> TestKeychainKeyStore::makeStore() const
-{
-    return std::make_unique<KeychainKeyStore>(std::make_unique<FakeKeychain>(state));
-}
-
-std::optional<KeyError::Cause> TestKeychainKeyStore::causeOf(KeyStore& store) const
-{
-    try {
-        store.readOrCreate();
-    } catch (const KeyError& error) {
-        return error.cause();
-    }
-    return std::nullopt;
-}
-
-void TestKeychainKeyStore::emptyKeychainReadsAsNoKeysAndIsNotWritten()
-{
-    const auto store = makeStore();
-
-    const KeyRing ring = store->read();
-
-    QVERIFY(ring.isEmpty());
-    QCOMPARE(state->writes, 0);
-}
-
-void TestKeychainKeyStore::lockedKeychainAndAbsentOneAreToldApart_data()
-{
-    QTest::addColumn<int>("status");
-    QTest::addColumn<int>("cause");
-    QTest::addColumn<QString>("text");
-    QTest::newRow("locked") << int(Keychain::Status::Locked) << int(KeyError::Cause::Locked)
-                            << u"The system's keychain is locked, so the password keys are not at "
-                               "hand: told so. Unlock it and grant access."_s;
-    QTest::newRow("absent") << int(Keychain::Status::Absent) << int(KeyError::Cause::Absent)
-                            << u"There is no system keychain to keep the password keys: told so. "
-                               "Start its service, or choose a key file."_s;
-    QTest::newRow("failed") << int(Keychain::Status::Failed) << int(KeyError::Cause::Other)
-                            << u"The system's keychain does not give the password keys: told so. "
-                               "Try again."_s;
-}
-
-void TestKeychainKeyStore::lockedKeychainAndAbsentOneAreToldApart()
-{
-    QFETCH(int, status);
-    QFETCH(int, cause);
-    QFETCH(QString, text);
-    state->readStatus = Keychain::Status(status);
-    const auto store = makeStore();
-
-    try {
-        store->read();
-        QFAIL("nothing was thrown");
-    } catch (const KeyError& error) {
-        QCOMPARE(int(error.cause()), cause);
-        QCOMPARE(error.text(), text);
-    }
-}
-
-void TestKeychainKeyStore::lockedKeychainIsNotWritten()
-{
-    state->readStatus = Keychain::Status::Locked;
-    const auto store = makeStore();
-
-    QCOMPARE(causeOf(*store), KeyError::Cause::Locked);
-
-    QCOMPARE(state->writes, 0);
-}
-
-void TestKeychainKeyStore::firstUseStoresAKeyThatAnotherProcessReads()
-{
-    const KeyRing made = makeStore()->readOrCreate();
-
-    const KeyRing read = makeStore()->readOrCreate();
-
-    QCOMPARE(made.ids().size(), 1);
-    QCOMPARE(read.ids(), made.ids());
-    QCOMPARE(state->writes, 1);
-}
-
-void TestKeychainKeyStore::keychainThatDoesNotTakeTheKeyGivesNone()
-{
-    state->writeStatus = Keychain::Status::Locked;
-    const auto store = makeStore();
-
-    QCOMPARE(causeOf(*store), KeyError::Cause::Locked);
-
-    QVERIFY(store->read().isEmpty());
-}
-
-void TestKeychainKeyStore::unlockedKeychainServesWithoutANewStore()
-{
-    state->readStatus = Keychain::Status::Locked;
-    const auto store = makeStore();
-    QCOMPARE(causeOf(*store), KeyError::Cause::Locked);
-
-    state->readStatus = Keychain::Status::Done;
-
-    QCOMPARE(store->readOrCreate().ids().size(), 1);
-}
-
-void TestKeychainKeyStore::keychainIsAskedOnce()
-{
-    makeStore()->readOrCreate();
-    const auto store = makeStore();
-    state->reads = 0;
-
-    store->read();
-    store->readOrCreate();
-
-    QCOMPARE(state->reads, 1);
-}
-
-void TestKeychainKeyStore::newKeyOfAnotherProcessIsSeenAfterForget()
-{
-    const auto store = makeStore();
-    store->readOrCreate();
-    const QList<KeyId> changed = makeStore()->change(addKey).ids();
-
-    store->forget();
-
-    QCOMPARE(store->read().ids(), changed);
-}
-
-void TestKeychainKeyStore::newKeyOfAnotherProcessIsNotOverwritten()
-{
-    const auto store = makeStore();
-    store->readOrCreate();
-    const QList<KeyId> other = makeStore()->change(addKey).ids();
-
-    const QList<KeyId> changed = store->change(addKey).ids();
-
-    QCOMPARE(changed.mid(1), other);
-    QCOMPARE(makeStore()->read().ids(), changed);
-}
-
-void TestKeychainKeyStore::damagedEntryIsRefusedAndKept()
-{
-    state->entry = "no keys";
-    const auto store = makeStore();
-
-    QCOMPARE(causeOf(*store), KeyError::Cause::Damaged);
-
-    QCOMPARE(state->entry, QByteArray("no keys"));
-}
-
-void TestKeychainKeyStore::buildWithoutKeychainHasNone()
-{
-    const auto keychain = Keychain::system();
-
-    const Keychain::Answer answer = keychain->read();
-
-    // A test program without an application object has none in any build.
-    QCOMPARE(answer.status, Keychain::Status::Absent);
-    QCOMPARE(keychain->write("x").status, Keychain::Status::Absent);
-}
 
 QTEST_APPLESS_MAIN(TestKeychainKeyStore)
 #include "TestKeychainKeyStore.moc"
