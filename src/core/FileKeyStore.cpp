@@ -1,18 +1,20 @@
 #include <core/FileKeyStore.h>
 
 #include <base/FileDescriptor.h>
+#include <base/FileError.h>
+#include <base/Folders.h>
+#include <base/PartialFile.h>
+#include <core/keys/KeyLock.h>
 
-#include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QLockFile>
 #include <QStandardPaths>
 
 #include <cerrno>
-#include <cstring>
 #include <mutex>
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
@@ -20,16 +22,12 @@ using namespace Qt::StringLiterals;
 namespace sync::core::crypto {
 
 using base::FileDescriptor;
+using base::systemErrorText;
 
 namespace {
 
-constexpr mode_t OwnerOnly = S_IRUSR | S_IWUSR;
+constexpr std::chrono::seconds LockLimit(5);
 constexpr mode_t GroupAndOthers = S_IRWXG | S_IRWXO;
-
-QString systemText(int error)
-{
-    return QString::fromLocal8Bit(std::strerror(error));
-}
 
 KeyError unsafe(const QString& path, const QString& why, const QString& remedy)
 {
@@ -44,7 +42,7 @@ KeyError unreadable(const QString& path, int error)
     return {
         denied ? KeyError::Cause::NoPermission : KeyError::Cause::Other,
         u"The password key file \"%1\" cannot be read: %2. Give yourself access to it and to the "
-        "folders above it."_s.arg(path, systemText(error))};
+        "folders above it."_s.arg(path, systemErrorText(error))};
 }
 
 KeyError unwritable(const QString& path, int error)
@@ -52,7 +50,7 @@ KeyError unwritable(const QString& path, int error)
     return {
         KeyError::Cause::NotWritable,
         u"The password key file \"%1\" cannot be written: %2. Make its folder writable, or choose "
-        "another place for the key."_s.arg(path, systemText(error))};
+        "another place for the key."_s.arg(path, systemErrorText(error))};
 }
 
 KeyError damaged(const QString& path)
@@ -60,7 +58,7 @@ KeyError damaged(const QString& path)
     return {
         KeyError::Cause::Damaged,
         u"The password key file \"%1\" is damaged. Restore it from a backup, or remove it and "
-        "enter the passwords anew."_s.arg(path)};
+        "enter the passwords again."_s.arg(path)};
 }
 
 void checkSafety(const QString& path, const struct stat& status)
@@ -71,7 +69,7 @@ void checkSafety(const QString& path, const struct stat& status)
         throw unsafe(path, u"belongs to another user"_s, u"Make yourself its owner."_s);
     if (status.st_mode & GroupAndOthers) {
         throw unsafe(
-            path, u"lets its group or others in"_s,
+            path, u"can be read or changed by its group or others"_s,
             u"Set its mode to 0600, and change the passwords if others may have read it."_s);
     }
 }
@@ -96,73 +94,6 @@ SecureBytes readWhole(const QString& path, int descriptor, std::size_t size)
     return bytes;
 }
 
-bool writeWhole(int descriptor, const SecureBytes& bytes)
-{
-    std::size_t done = 0;
-    while (done < bytes.size()) {
-        const ssize_t count = ::write(descriptor, bytes.data() + done, bytes.size() - done);
-        if (count < 0 && errno == EINTR)
-            continue;
-        if (count < 0)
-            return false;
-        done += static_cast<std::size_t>(count);
-    }
-    return ::fsync(descriptor) == 0;
-}
-
-/// A file of its own name beside the key file, gone when this goes.
-struct TemporaryFile
-{
-    explicit TemporaryFile(const QString& path)
-        : name(QFile::encodeName(path + u".XXXXXX"_s))
-        , descriptor(::mkostemp(name.data(), O_CLOEXEC)) // Makes it with mode 0600.
-    {
-    }
-    ~TemporaryFile()
-    {
-        if (descriptor.isOpen())
-            ::unlink(name.constData());
-    }
-    Q_DISABLE_COPY_MOVE(TemporaryFile)
-
-    QByteArray name;
-    FileDescriptor descriptor;
-};
-
-void makeFolder(const QString& path)
-{
-    const QString folder = QFileInfo(path).absolutePath();
-    if (QFileInfo(folder).isDir())
-        return;
-    QDir().mkpath(folder);
-    // Made by us, or in the same moment by another process that does the same.
-    if (::chmod(QFile::encodeName(folder).constData(), S_IRWXU) != 0)
-        throw unwritable(path, errno);
-}
-
-void syncFolder(const QString& path)
-{
-    const QByteArray folder = QFile::encodeName(QFileInfo(path).absolutePath());
-    const FileDescriptor descriptor(::open(folder.constData(), O_RDONLY | O_CLOEXEC));
-    if (!descriptor.isOpen() || ::fsync(descriptor.get()) != 0)
-        throw unwritable(path, errno);
-}
-
-/// Keeps other processes out until it is closed, also by the end of this process.
-FileDescriptor lockFor(const QString& path)
-{
-    const QByteArray name = QFile::encodeName(path + u".lock"_s);
-    FileDescriptor lock(
-        ::open(name.constData(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, OwnerOnly));
-    if (!lock.isOpen())
-        throw unwritable(path, errno);
-    while (::flock(lock.get(), LOCK_EX) != 0) {
-        if (errno != EINTR)
-            throw unwritable(path, errno);
-    }
-    return lock;
-}
-
 } // namespace
 
 struct FileKeyStore::Cache
@@ -175,7 +106,7 @@ struct FileKeyStore::Cache
     }
 
     std::mutex mutex;
-    // Kept open, so that no later file can be given the same number as the one that was read.
+    // Kept open, so that no later file can get the inode number of the file that was read.
     FileDescriptor file{-1};
     struct stat status = {};
     KeyRing ring;
@@ -197,7 +128,7 @@ QString FileKeyStore::defaultPath()
 
 KeyRing FileKeyStore::read()
 {
-    // Not blocking, as a pipe in its place would.
+    // O_NONBLOCK, because opening a pipe would wait for its writer.
     FileDescriptor file(::open(
         QFile::encodeName(filePath).constData(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
     if (!file.isOpen() && errno == ENOENT)
@@ -227,8 +158,13 @@ KeyRing FileKeyStore::read()
 
 KeyRing FileKeyStore::change(const Change& change)
 {
-    makeFolder(filePath);
-    const FileDescriptor lock = lockFor(filePath);
+    try {
+        base::createFolders(QFileInfo(filePath).absolutePath());
+    } catch (const base::FileError& error) {
+        throw unwritable(filePath, error.code());
+    }
+    QLockFile lock(filePath + u".lock"_s);
+    lockKeys(lock, LockLimit);
     KeyRing before = read();
     const KeyRing after = change(before);
     if (after.ids() == before.ids())
@@ -240,18 +176,17 @@ KeyRing FileKeyStore::change(const Change& change)
 
 void FileKeyStore::_Write(const KeyRing& ring, bool replace)
 {
-    const TemporaryFile fresh(filePath);
-    if (!fresh.descriptor.isOpen() || !writeWhole(fresh.descriptor.get(), ring.toBytes()))
-        throw unwritable(filePath, errno);
-
-    const QByteArray name = QFile::encodeName(filePath);
-    // The first file is linked into place: should the lock not hold, as on some network drives,
-    // whoever comes second finds the winner's file and uses that.
-    const int result = replace ? ::rename(fresh.name.constData(), name.constData())
-                               : ::link(fresh.name.constData(), name.constData());
-    if (result != 0 && (replace || errno != EEXIST))
-        throw unwritable(filePath, errno);
-    syncFolder(filePath);
+    const SecureBytes bytes = ring.toBytes();
+    try {
+        base::PartialFile fresh(filePath);
+        fresh.append({bytes.data(), static_cast<qsizetype>(bytes.size())});
+        replace ? fresh.publishOver() : fresh.publish();
+    } catch (const base::FileError& error) {
+        // If the lock does not hold, as on some network file systems, the first file wins and the
+        // second process uses it.
+        if (replace || error.code() != EEXIST)
+            throw unwritable(filePath, error.code());
+    }
 }
 
 } // namespace sync::core::crypto

@@ -9,15 +9,15 @@
 
 namespace sync::core::crypto {
 
-/// Keys in a file that only its owner can read. It is made on first use; of several processes that
-/// race to make it one wins, and all use the winner's.
+/// Keys in a file that only its owner can read. The first use creates the file. If several
+/// processes create it at the same time, all use the file of the first one.
 ///
-/// The file is refused when it is a symbolic link or no regular file, belongs to another user, lets
-/// its group or others in, or is damaged.
+/// The store refuses a file that is not a regular file, belongs to another user, can be read or
+/// changed by its group or others, or is damaged.
 class VELMIO_CORE_EXPORT FileKeyStore : public KeyStore
 {
 public:
-    /// A store over the key file at `path`; touches nothing yet.
+    /// A store over the key file at `path`; does not access the file yet.
     explicit FileKeyStore(QString path = defaultPath());
     ~FileKeyStore() override;
 
@@ -26,11 +26,14 @@ public:
 
     KeyBackend backend() const override { return KeyBackend::File; }
 
-    /// Looks at the file each time, and reads it again only when it is another or has changed.
+    /// Checks the file each time, and reads it again only if it is another file or has changed.
     KeyRing read() override;
+
+    /// Waits up to 5 s for a change by another thread or process, and then throws a KeyError that
+    /// names the process. The lock is a file with the name of the key file and ".lock".
     KeyRing change(const Change& change) override;
 
-    /// The path of the key file. A file with ".lock" behind that name keeps changes apart.
+    /// The path of the key file.
     QString path() const { return filePath; }
 
 private:

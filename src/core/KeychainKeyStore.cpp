@@ -1,6 +1,7 @@
 #include <core/KeychainKeyStore.h>
 
 #include <base/Sodium.h>
+#include <core/keys/KeyLock.h>
 
 #include <QDir>
 #include <QLockFile>
@@ -13,7 +14,8 @@ namespace sync::core::crypto {
 
 namespace {
 
-constexpr int LockTimeoutMs = 30'000;
+// The keychain of the process that holds the lock may show the user a prompt.
+constexpr std::chrono::seconds LockLimit(30);
 
 KeyError errorOf(const Keychain::Answer& answer)
 {
@@ -21,17 +23,17 @@ KeyError errorOf(const Keychain::Answer& answer)
     case Keychain::Status::Locked:
         return {
             KeyError::Cause::Locked,
-            u"The system's keychain is locked, so the password keys are not at hand: %1. Unlock it "
+            u"The system's keychain is locked, so the password keys cannot be read: %1. Unlock it "
             "and grant access."_s.arg(answer.error)};
     case Keychain::Status::Absent:
         return {
             KeyError::Cause::Absent,
-            u"There is no system keychain to keep the password keys: %1. Start its service, or "
+            u"No system keychain is available for the password keys: %1. Start its service, or "
             "choose a key file."_s.arg(answer.error)};
     default:
         return {
             KeyError::Cause::Other,
-            u"The system's keychain does not give the password keys: %1. Try again."_s.arg(
+            u"The system's keychain did not return the password keys: %1. Try again."_s.arg(
                 answer.error)};
     }
 }
@@ -56,12 +58,12 @@ KeyRing ringOf(QByteArray entry)
     if (!ring) {
         throw KeyError(
             KeyError::Cause::Damaged, u"The password keys in the system's keychain are damaged. "
-                                      "Remove the entry and enter the passwords anew."_s);
+                                      "Remove the entry and enter the passwords again."_s);
     }
     return *ring;
 }
 
-// A keychain has no step that only one of several processes can take, a file has.
+// A file, because a keychain has no atomic change that excludes other processes.
 QString lockPath()
 {
     const QString folder =
@@ -93,13 +95,7 @@ KeyRing KeychainKeyStore::change(const Change& change)
 {
     const QMutexLocker locker(&mutex);
     QLockFile lock(lockPath());
-    lock.setStaleLockTime(0); // Only the end of its process makes a lock stale.
-    if (!lock.tryLock(LockTimeoutMs)) {
-        throw KeyError(
-            KeyError::Cause::NotWritable,
-            u"The lock \"%1\" that guards the system's keychain cannot be had. Make its folder "
-            "writable, and end other programs that hold it."_s.arg(lockPath()));
-    }
+    lockKeys(lock, LockLimit);
     const KeyRing before = _ReadEntry();
     KeyRing after = change(before);
     if (after.ids() != before.ids()) {

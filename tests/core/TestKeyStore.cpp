@@ -2,8 +2,11 @@
 #include <core/HostKeyStore.h>
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
+#include <QLockFile>
 #include <QScopeGuard>
+#include <QSysInfo>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -61,6 +64,17 @@ std::optional<KeyError::Cause> causeOf(const std::function<void()>& action)
         return error.cause();
     }
     return std::nullopt;
+}
+
+/// The text with which `action` fails; empty if it does not.
+QString textOf(const std::function<void()>& action)
+{
+    try {
+        action();
+    } catch (const KeyError& error) {
+        return error.text();
+    }
+    return {};
 }
 
 /// Runs `action` in so many processes that start it together, and collects what they return.
@@ -133,7 +147,6 @@ private Q_SLOTS:
 
         QCOMPARE(ring.ids().size(), 1);
         QCOMPARE(modeOf(path), OwnerOnly);
-        QCOMPARE(modeOf(path + u".lock"_s), OwnerOnly);
     }
 
     void foldersAreMadeForTheOwnerOnly()
@@ -243,7 +256,7 @@ private Q_SLOTS:
         store.change(addKey);
 
         const QStringList files = QDir(folder->path()).entryList(QDir::Files);
-        QCOMPARE(files, QStringList({u"password.key"_s, u"password.key.lock"_s}));
+        QCOMPARE(files, QStringList{u"password.key"_s});
     }
 
     void leftTemporaryFileOfAKilledProcessIsIgnored()
@@ -408,7 +421,7 @@ private Q_SLOTS:
             QCOMPARE(
                 error.text(),
                 u"The password key file \"%1\" is damaged. Restore it from a backup, or "
-                "remove it and enter the passwords anew."_s.arg(path));
+                "remove it and enter the passwords again."_s.arg(path));
         }
     }
 
@@ -451,6 +464,50 @@ private Q_SLOTS:
         std::sort(expected.begin(), expected.end());
         std::sort(stored.begin(), stored.end());
         QCOMPARE(stored, expected);
+    }
+
+    void lockOfALivingProcessIsWaitedForForFiveSeconds()
+    {
+        QLockFile other(path + u".lock"_s);
+        QVERIFY(other.lock());
+        QElapsedTimer timer;
+        timer.start();
+
+        const QString text = textOf([&] { FileKeyStore(path).readOrCreate(); });
+
+        QVERIFY2(timer.elapsed() >= 5'000, qPrintable(QString::number(timer.elapsed())));
+        QCOMPARE(
+            text, u"Process %1 (TestKeyStore on %2) is changing the password keys: it has not "
+                  "released the lock file \"%3.lock\" for 5000 ms. Wait for that process, or end "
+                  "it."_s.arg(QString::number(::getpid()), QSysInfo::machineHostName(), path));
+        other.unlock();
+        QCOMPARE(FileKeyStore(path).readOrCreate().ids().size(), 1);
+    }
+
+    void lockOfAKilledProcessIsIgnored()
+    {
+        const QString lockPath = path + u".lock"_s;
+        if (const pid_t child = ::fork(); child != 0) {
+            QCOMPARE(::waitpid(child, nullptr, 0), child);
+        } else {
+            QLockFile lock(lockPath);
+            lock.lock();
+            ::_exit(0);
+        }
+        QVERIFY(QFile::exists(lockPath));
+
+        QCOMPARE(FileKeyStore(path).readOrCreate().ids().size(), 1);
+    }
+
+    void lockThatNamesNoProcessIsTold()
+    {
+        writeFile(path + u".lock"_s, "");
+
+        const QString text = textOf([&] { FileKeyStore(path).readOrCreate(); });
+
+        QCOMPARE(
+            text, u"The lock file \"%1.lock\" of the password keys names no process. Remove it if "
+                  "no other program is changing the keys."_s.arg(path));
     }
 
     void handedOverKeysAreUsedAsGiven()

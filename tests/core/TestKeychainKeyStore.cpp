@@ -82,15 +82,15 @@ private Q_SLOTS:
         QTest::addColumn<QString>("text");
         QTest::newRow("locked")
             << int(Keychain::Status::Locked) << int(KeyError::Cause::Locked)
-            << u"The system's keychain is locked, so the password keys are not at "
-               "hand: told so. Unlock it and grant access."_s;
+            << u"The system's keychain is locked, so the password keys cannot be read: told so. "
+               "Unlock it and grant access."_s;
         QTest::newRow("absent")
             << int(Keychain::Status::Absent) << int(KeyError::Cause::Absent)
-            << u"There is no system keychain to keep the password keys: told so. "
+            << u"No system keychain is available for the password keys: told so. "
                "Start its service, or choose a key file."_s;
         QTest::newRow("failed")
             << int(Keychain::Status::Failed) << int(KeyError::Cause::Other)
-            << u"The system's keychain does not give the password keys: told so. "
+            << u"The system's keychain did not return the password keys: told so. "
                "Try again."_s;
     }
 

@@ -1,0 +1,56 @@
+#include <core/keys/KeyLock.h>
+
+#include <core/KeyError.h>
+
+#include <QDeadlineTimer>
+#include <QLockFile>
+#include <QThread>
+
+using namespace Qt::StringLiterals;
+
+namespace sync::core::crypto {
+
+namespace {
+
+KeyError lockError(const QLockFile& lock, std::chrono::milliseconds limit)
+{
+    if (lock.error() != QLockFile::LockFailedError) {
+        return {
+            KeyError::Cause::NotWritable,
+            u"The lock file \"%1\" of the password keys cannot be written. Make its folder "
+            "writable."_s.arg(lock.fileName())};
+    }
+    qint64 process = 0;
+    QString host;
+    QString program;
+    if (!lock.getLockInfo(&process, &host, &program)) {
+        return {
+            KeyError::Cause::Other,
+            u"The lock file \"%1\" of the password keys names no process. Remove it if no other "
+            "program is changing the keys."_s.arg(lock.fileName())};
+    }
+    return {
+        KeyError::Cause::Other,
+        u"Process %1 (%2 on %3) is changing the password keys: it has not released the lock file "
+        "\"%4\" for %5 ms. Wait for that process, or end it."_s
+            .arg(QString::number(process), program, host, lock.fileName())
+            .arg(limit.count())};
+}
+
+} // namespace
+
+void lockKeys(QLockFile& lock, std::chrono::milliseconds limit)
+{
+    // A lock is stale only if its process has ended, not because it is old.
+    lock.setStaleLockTime(0);
+    // Not by the time limit of tryLock(): it waits 100 ms, 200 ms and so on, so that processes that
+    // start together meet again and again.
+    const QDeadlineTimer deadline(limit);
+    while (!lock.tryLock(0)) {
+        if (lock.error() != QLockFile::LockFailedError || deadline.hasExpired())
+            throw lockError(lock, limit);
+        QThread::msleep(10);
+    }
+}
+
+} // namespace sync::core::crypto
