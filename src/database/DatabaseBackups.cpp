@@ -1,14 +1,13 @@
 #include <database/DatabaseBackups.h>
 
 #include <base/FileError.h>
+#include <base/FilePaths.h>
 #include <base/Folders.h>
 #include <database/DatabaseError.h>
-#include <database/SqliteDatabaseFactory.h>
 #include <database/connection/SqliteError.h>
 #include <database/maintenance/BackupFile.h>
 #include <database/maintenance/Salvage.h>
 #include <database/maintenance/StoreReplacement.h>
-#include <database/opening/DatabaseFile.h>
 #include <database/opening/Migrations.h>
 
 #include <QDir>
@@ -129,7 +128,7 @@ QString DatabaseBackups::wordFor(Reason reason)
 }
 
 DatabaseBackups::DatabaseBackups(const QString& databasePath)
-    : databasePath(resolvedFilePath(databasePath))
+    : databasePath(base::resolvedFilePath(databasePath))
 {
 }
 
@@ -160,7 +159,7 @@ DatabaseBackups::Backup DatabaseBackups::make(Reason reason) const
 DatabaseBackups::Backup DatabaseBackups::makeAt(const QString& file) const
 {
     requireDatabase(databasePath);
-    const QString target = absoluteFilePath(file);
+    const QString target = base::absoluteFilePath(file);
     if (QFileInfo(target).isDir())
         throw DatabaseError(
             Cause::Directory, target + u" is a directory: name a new file in it."_s);
@@ -210,12 +209,12 @@ std::optional<DatabaseBackups::Backup> DatabaseBackups::newestVerified() const
 
 void DatabaseBackups::verify(const QString& file)
 {
-    openVerified(absoluteFilePath(file));
+    openVerified(base::absoluteFilePath(file));
 }
 
 QString DatabaseBackups::restore(const QString& file) const
 {
-    const QString backupPath = absoluteFilePath(file);
+    const QString backupPath = base::absoluteFilePath(file);
     if (isSameFile(backupPath, databasePath))
         throw DatabaseError(
             Cause::Other, backupPath + u" is the database itself: name a backup of it."_s);
@@ -240,8 +239,7 @@ DatabaseBackups::Salvaged DatabaseBackups::replaceBySalvaged() const
     if (!folder.isValid())
         throw base::FileError(databasePath, u"Cannot create a folder beside the database"_s, errno);
     const QString freshPath = folder.filePath(u"salvaged.db"_s);
-    SqliteDatabaseFactory::open(freshPath);
-    const SqliteHandle fresh = openConnection(freshPath);
+    const SqliteHandle fresh = createDatabase(freshPath);
 
     Salvaged salvaged;
     salvaged.tables = salvageTables(store.handle(), fresh.get(), freshPath);

@@ -1,16 +1,15 @@
 #include <database/SqliteDatabaseFactory.h>
 
+#include <base/FilePaths.h>
 #include <database/connection/SqliteDatabase.h>
 #include <database/connection/SqliteQuery.h>
-#include <database/opening/DatabaseFile.h>
 #include <database/opening/Migrations.h>
+#include <database/opening/StoreOpening.h>
 #include <database/pool/SqliteStore.h>
 
 #include <QStandardPaths>
 
 #include <sqlite3.h>
-
-#include <mutex>
 
 using namespace Qt::StringLiterals;
 
@@ -22,12 +21,8 @@ std::shared_ptr<SqliteDatabaseFactory> SqliteDatabaseFactory::open(const QString
         throw DatabaseError(
             DatabaseError::Cause::Other, u"The path of the database is empty: name a file."_s);
 
-    const QString absolutePath = absoluteFilePath(path);
-    // One after the other: a file that one thread has just created is closed before another
-    // thread's connection holds locks on it, which that close would drop.
-    static std::mutex opening;
-    const std::lock_guard lock(opening);
-    OpenedFile opened = prepareDatabaseFile(absolutePath);
+    const QString absolutePath = base::absoluteFilePath(path);
+    OpenedStore opened = StoreOpening(absolutePath).open();
     for (const QString& warning : opened.warnings)
         qCWarning(velmioDatabase).noquote() << warning;
     return std::shared_ptr<SqliteDatabaseFactory>(

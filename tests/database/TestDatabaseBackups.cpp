@@ -437,13 +437,13 @@ void TestDatabaseBackups::verifyTellsWhatIsWrong_data()
     QTest::addColumn<QString>("text");
 
     QTest::addRow("nothing there")
-        << Make([](const QString&) {}) << Cause::Other << u"no such file"_s;
+        << Make([](const QString&) {}) << Cause::Other << u"does not exist"_s;
     QTest::addRow("directory") << Make([](const QString& file) { QDir().mkdir(file); })
                                << Cause::Directory << u"is a directory"_s;
     QTest::addRow("empty") << Make([](const QString& file) { write(file, {}); })
-                           << Cause::NotADatabase << u"no SQLite database"_s;
+                           << Cause::NotADatabase << u"it is empty"_s;
     QTest::addRow("text") << Make([](const QString& file) { write(file, QByteArray(5000, 'x')); })
-                          << Cause::NotADatabase << u"no SQLite database"_s;
+                          << Cause::NotADatabase << u"is not an SQLite database"_s;
     QTest::addRow("of another program")
         << Make([](const QString& file) { RawDatabase(file).run(u"CREATE TABLE a (b)"_s); })
         << Cause::ForeignDatabase << u"another program"_s;

@@ -171,7 +171,7 @@ void TestMigrations::withoutABackupNothingIsMigrated()
         QFAIL("open() took it");
     } catch (const DatabaseError& error) {
         QVERIFY2(error.text().contains(path), error.what());
-        QVERIFY2(error.text().contains(u"only when a backup was made before"_s), error.what());
+        QVERIFY2(error.text().contains(u"only changed to version 2 after a backup"_s), error.what());
         QVERIFY2(error.text().contains(file.fileName()), error.what());
     }
 

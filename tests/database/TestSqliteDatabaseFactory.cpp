@@ -241,13 +241,13 @@ void TestSqliteDatabaseFactory::refusesWhatItCannotUseAndLeavesItAlone_data()
                                << Cause::Directory << u"is a directory"_s;
     QTest::addRow("text file") << Make([](const QString& file) {
         write(file, QByteArray(5000, 'x'));
-    }) << Cause::NotADatabase << u"is not a SQLite database"_s;
+    }) << Cause::NotADatabase << u"is not an SQLite database"_s;
     QTest::addRow("short file") << Make([](const QString& file) { write(file, "SQLite format 3"); })
-                                << Cause::NotADatabase << u"is not a SQLite database"_s;
+                                << Cause::NotADatabase << u"is not an SQLite database"_s;
     QTest::addRow("pipe") << Make([](const QString& file) {
         ::mkfifo(file.toUtf8().constData(), 0600);
     }) << Cause::NotADatabase
-                          << u"is not a SQLite database"_s;
+                          << u"is not a regular file"_s;
     QTest::addRow("another program's mark")
         << Make([](const QString& file) { RawDatabase(file).run(u"PRAGMA application_id = 7"_s); })
         << Cause::ForeignDatabase << u"another program"_s;
@@ -282,7 +282,7 @@ void TestSqliteDatabaseFactory::refusesWhatItCannotUseAndLeavesItAlone_data()
     QTest::addRow("log alone") << Make([](const QString& file) {
         write(file, {});
         write(file + u"-wal"_s, QByteArray(5000, 'x'));
-    }) << Cause::Damaged << u"its log is not"_s;
+    }) << Cause::Damaged << u"its WAL is not"_s;
     QTest::addRow("table missing") << Make([](const QString& file) {
         SqliteDatabaseFactory::open(file);
         RawDatabase(file).run(u"DROP TABLE Schedules; PRAGMA journal_mode = DELETE"_s);

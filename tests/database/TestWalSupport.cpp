@@ -5,7 +5,7 @@
 
 #include <database/DatabaseError.h>
 #include <database/SqliteDatabaseFactory.h>
-#include <database/opening/DatabaseFile.h>
+#include <database/opening/StoreOpening.h>
 #include <interf/IQSqlDatabaseWrapper.h>
 #include <interf/IQSqlQueryWrapper.h>
 
@@ -20,7 +20,7 @@ using namespace Qt::StringLiterals;
 using sync::database::DatabaseError;
 using sync::database::hasSharedMemory;
 using sync::database::isNetworkFileSystem;
-using sync::database::prepareDatabaseFile;
+using sync::database::StoreOpening;
 using sync::database::SqliteDatabaseFactory;
 using sync::test::CapturedWarnings;
 using sync::test::RawDatabase;
@@ -332,7 +332,7 @@ void TestWalSupport::networkStoreIsUsedWithAJournal()
 {
     makeStoreWithLog();
 
-    const auto opened = prepareDatabaseFile(path, networkType);
+    const auto opened = StoreOpening(path, networkType).open();
 
     QCOMPARE(opened.warnings.size(), 1);
     QVERIFY(opened.warnings.constFirst().contains(u"nfs4"_s));
@@ -343,8 +343,8 @@ void TestWalSupport::networkStoreIsUsedWithAJournal()
 
 void TestWalSupport::networkStoreIsUsedByTwoAtOnce()
 {
-    const auto one = prepareDatabaseFile(path, networkType);
-    const auto other = prepareDatabaseFile(path, networkType);
+    const auto one = StoreOpening(path, networkType).open();
+    const auto other = StoreOpening(path, networkType).open();
 
     const auto run = [](const auto& opened, const char* sql) {
         return sqlite3_exec(opened.connection.get(), sql, nullptr, nullptr, nullptr);

@@ -248,7 +248,7 @@ void TestVelmioctlDatabase::movedDatabaseIsScannedWhenItIsAdopted()
     QCOMPARE(listed.exitCode, 0);
     QVERIFY(listed.errors.startsWith(u"warning: The database "_s));
     QVERIFY(listed.errors.contains(u"'velmioctl adopt'"_s));
-    QCOMPARE(listed.errors.count(u'\n'), 1);
+    QCOMPARE(listed.errors.count(u'\n'), 2);
     QCOMPARE(scanned.exitCode, 8);
     QVERIFY(scanned.errors.contains(u"error: Nothing was scanned"_s));
     QCOMPARE(unasked.exitCode, 2);

@@ -1,5 +1,5 @@
-#include "AsNobody.h"
 #include "DoctorSample.h"
+#include <support/AsNobody.h>
 
 #include <support/RawDatabase.h>
 #include <velmioctl/doctor/FileChecks.h>
@@ -17,6 +17,8 @@
 using namespace Qt::StringLiterals;
 using namespace sync::core::crypto;
 using sync::database::DatabaseBackups;
+using sync::test::AsNobody;
+using sync::test::giveToNobody;
 using sync::test::RawDatabase;
 
 namespace velmioctl::doctor {

@@ -1,5 +1,4 @@
-#include "AsNobody.h"
-
+#include <support/AsNobody.h>
 #include <velmioctl/cli/Interruption.h>
 #include <velmioctl/cli/Progress.h>
 #include <velmioctl/store/Session.h>
@@ -24,6 +23,8 @@
 
 using namespace Qt::StringLiterals;
 using sync::config::FolderConfiguration;
+using sync::test::AsNobody;
+using sync::test::giveToNobody;
 
 namespace velmioctl {
 

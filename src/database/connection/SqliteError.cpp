@@ -126,12 +126,11 @@ Failure failureOf(sqlite3* database)
 
 SqliteError databaseError(sqlite3* database, const QString& path)
 {
-    const QString remedy = remedyFor(database);
-    QString text =
-        u"The database "_s + path + u" cannot be used: "_s + messageOf(database) + u"."_s;
-    if (!remedy.isEmpty())
-        text += u" "_s + remedy;
-    return {causeOf(database), text, sqlite3_extended_errcode(database)};
+    const Failure failure = failureOf(database);
+    QString text = u"The database "_s + path + u" cannot be used: "_s + failure.text;
+    if (!text.endsWith(u'.'))
+        text += u'.';
+    return {failure, text, sqlite3_extended_errcode(database)};
 }
 
 DatabaseError databaseError(const base::FileError& error)

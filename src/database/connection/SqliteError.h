@@ -26,15 +26,23 @@ Failure failureOf(sqlite3* database);
 class SqliteError : public DatabaseError
 {
 public:
-    SqliteError(Cause cause, const QString& text, int code)
-        : DatabaseError(cause, text)
+    SqliteError(const Failure& failure, const QString& text, int code)
+        : DatabaseError(failure.cause, text)
+        , failureText(failure.text)
         , resultCode(code)
     {
     }
 
     int code() const noexcept { return resultCode; }
 
+    /// The primary one of the codes that share their lowest byte.
+    int primaryCode() const noexcept { return resultCode & 0xff; }
+
+    /// What failureOf() says, without the file.
+    const QString& reason() const noexcept { return failureText; }
+
 private:
+    QString failureText;
     int resultCode;
 };
 

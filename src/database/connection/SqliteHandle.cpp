@@ -3,7 +3,6 @@
 #include <database/connection/SqliteError.h>
 
 #include <QFile>
-#include <QUrl>
 
 #include <sqlite3.h>
 
@@ -52,7 +51,13 @@ bool stepOrThrow(sqlite3* database, const StatementHandle& statement, const QStr
     }
 }
 
-// Whether a check did not get a page from the disk (btree.c, checkTreePage() and checkList()),
+QString textOf(const StatementHandle& statement)
+{
+    return QString::fromUtf8(
+        reinterpret_cast<const char*>(sqlite3_column_text(statement.get(), 0)));
+}
+
+// True if a check did not get a page from the disk (btree.c, checkTreePage() and checkList()),
 // which says nothing about the file.
 bool isFailedRead(const QString& finding)
 {
@@ -115,24 +120,6 @@ void setCheckpointAtClose(sqlite3* database, bool on)
     sqlite3_db_config(database, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, on ? 0 : 1, nullptr);
 }
 
-SqliteHandle openForReading(const QString& path, LogBeside log)
-{
-    // Through SQLite in any case, as closing a plain descriptor would drop the locks that this
-    // process holds on the file (sqlite.org/howtocorrupt.html, "Posix advisory locks").
-    QByteArray uri = "file://" + QUrl::toPercentEncoding(path, "/") + "?mode=ro";
-    if (log == LogBeside::Ignored)
-        uri += "&immutable=1";
-    sqlite3* opened = nullptr;
-    const int result = sqlite3_open_v2(
-        uri.constData(), &opened, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI | SQLITE_OPEN_NOMUTEX,
-        nullptr);
-    SqliteHandle database(opened);
-    if (result != SQLITE_OK)
-        throw databaseError(opened, path);
-    sqlite3_extended_result_codes(opened, 1);
-    return database;
-}
-
 void execute(sqlite3* database, const char* sql, const QString& path)
 {
     if (sqlite3_exec(database, sql, nullptr, nullptr, nullptr) != SQLITE_OK)
@@ -148,19 +135,22 @@ long long queryNumber(sqlite3* database, const char* sql, const QString& path)
 QString queryText(sqlite3* database, const char* sql, const QString& path)
 {
     const StatementHandle statement = prepareOrThrow(database, sql, path);
-    if (!stepOrThrow(database, statement, path))
-        return {};
-    return QString::fromUtf8(
-        reinterpret_cast<const char*>(sqlite3_column_text(statement.get(), 0)));
+    return stepOrThrow(database, statement, path) ? textOf(statement) : QString();
 }
 
-QString queryDamage(sqlite3* database, const char* check, const QString& path)
+QStringList queryDamage(sqlite3* database, const char* check, const QString& path)
 {
-    QString finding = queryText(database, check, path).simplified();
-    if (isFailedRead(finding))
-        throw databaseError(base::FileError(path, u"Cannot read the database"_s, EIO));
-    finding.remove(u"*** in database main *** "_s);
-    return finding == u"ok" ? QString() : finding;
+    QStringList findings;
+    const StatementHandle statement = prepareOrThrow(database, check, path);
+    while (stepOrThrow(database, statement, path)) {
+        QString finding = textOf(statement).simplified();
+        if (isFailedRead(finding))
+            throw databaseError(base::FileError(path, u"Cannot read the database"_s, EIO));
+        finding.remove(u"*** in database main *** "_s);
+        if (finding != u"ok")
+            findings += finding;
+    }
+    return findings;
 }
 
 } // namespace sync::database

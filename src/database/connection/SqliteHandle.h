@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 
 #include <chrono>
 #include <memory>
@@ -46,15 +47,6 @@ void setWaiting(sqlite3* database, bool on);
 /// have the file open by then; a new connection does. Otherwise the file stays as it is.
 void setCheckpointAtClose(sqlite3* database, bool on);
 
-/// Whether a connection that only reads looks at what lies beside the file.
-enum class LogBeside {
-    Read,    ///< As every program does: it takes part in the locking.
-    Ignored, ///< The file alone, without a lock, and without anything being written beside it.
-};
-
-/// A connection that reads a file. Throws DatabaseError.
-SqliteHandle openForReading(const QString& path, LogBeside log);
-
 /// Runs SQL text of one or more statements; throws DatabaseError.
 void execute(sqlite3* database, const char* sql, const QString& path);
 
@@ -64,8 +56,8 @@ long long queryNumber(sqlite3* database, const char* sql, const QString& path);
 /// Column 0 of the first row of a query, empty without a row; throws DatabaseError.
 QString queryText(sqlite3* database, const char* sql, const QString& path);
 
-/// What a check such as "PRAGMA integrity_check(1)" finds first, empty when all is well. Throws
+/// What a check such as "PRAGMA integrity_check" finds, empty when all is well. Throws
 /// DatabaseError, also when a page could not be read.
-QString queryDamage(sqlite3* database, const char* check, const QString& path);
+QStringList queryDamage(sqlite3* database, const char* check, const QString& path);
 
 } // namespace sync::database

@@ -1,13 +1,15 @@
 #include <database/maintenance/StoreReplacement.h>
 
 #include <base/FileError.h>
+#include <base/FilePaths.h>
 #include <base/Folders.h>
 #include <base/PartialFile.h>
 #include <database/DatabaseError.h>
 #include <database/connection/SqliteError.h>
 #include <database/maintenance/BackupFile.h>
 #include <database/opening/LockHolder.h>
-#include <database/opening/Migrations.h>
+#include <database/opening/StoreContent.h>
+#include <database/opening/VfsFile.h>
 
 #include <QDateTime>
 #include <QFile>
@@ -75,17 +77,10 @@ bool isTroubleOfThePlace(sqlite3* database, const QString& path)
         return false;
     case SQLITE_READONLY:
         // Its header may say so, as that of a later format does.
-        return ::access(QFile::encodeName(path).constData(), W_OK) != 0;
+        return !base::mayAccess(path, W_OK);
     default:
         return true;
     }
-}
-
-sqlite3_file* fileOf(sqlite3* database)
-{
-    sqlite3_file* file = nullptr;
-    sqlite3_file_control(database, "main", SQLITE_FCNTL_FILE_POINTER, &file);
-    return file;
 }
 
 // Through SQLite: closing a descriptor of our own would drop its locks.
@@ -123,16 +118,6 @@ QStringList logsBeside(const QString& path)
             logs += log;
     }
     return logs;
-}
-
-// Not when they cannot be read: whoever made them, the file is kept.
-bool hasTables(sqlite3* database, const QString& path)
-{
-    try {
-        return queryNumber(database, "SELECT count(*) FROM sqlite_schema", path) > 0;
-    } catch (const DatabaseError&) {
-        return false;
-    }
 }
 
 } // namespace
@@ -186,16 +171,19 @@ void StoreReplacement::lock()
     lockUnreadable();
 }
 
+// Whoever made what cannot be read, the file is kept.
 void StoreReplacement::requireOurs() const
 {
-    const auto id = queryNumber(database.get(), "PRAGMA application_id", path);
-    if (id == ApplicationId || (id == 0 && !hasTables(database.get(), path)))
+    try {
+        const StoreContent content = readMark(database.get(), path);
+        if (content.kind == StoreInspection::Kind::Foreign)
+            throw DatabaseError(
+                content.cause,
+                content.sentence(u"The file "_s + path) +
+                    u" It was not changed. Name the right file, or move this one away."_s);
+    } catch (const SqliteError&) {
         return;
-    throw DatabaseError(
-        Cause::ForeignDatabase,
-        u"The file "_s + path +
-            u" is a database of another program, and is left alone. Name the right file, or move "
-            u"this one away."_s);
+    }
 }
 
 void StoreReplacement::lockUnreadable()

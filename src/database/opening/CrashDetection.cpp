@@ -11,8 +11,15 @@ namespace sync::database {
 
 namespace {
 
+bool hasContent(const QString& path)
+{
+    return QFileInfo(path).size() > 0;
+}
+
+} // namespace
+
 // Whoever uses a file in WAL mode holds a shared lock on it for as long, and one that writes with a
-// journal does so, too. SQLite itself asks like this when it closes, before it removes the log.
+// journal does so, too. SQLite itself asks like this when it closes, before it removes the WAL.
 bool hasNoUser(const QString& path)
 {
     const VfsFile file(path);
@@ -23,19 +30,12 @@ bool hasNoUser(const QString& path)
     return alone;
 }
 
-bool hasContent(const QString& path)
-{
-    return QFileInfo(path).size() > 0;
-}
-
-} // namespace
-
-bool endedUncleanly(const QString& path)
+bool wasLeftByCrash(const QString& path)
 {
     return (hasContent(path + u"-wal"_s) || hasContent(path + u"-journal"_s)) && hasNoUser(path);
 }
 
-bool isUndoneByItsJournal(const QString& path)
+bool isRolledBackWhole(const QString& path)
 {
     // sqlite.org/fileformat2.html#the_rollback_journal
     static const QByteArray magic = QByteArray::fromHex("d9d505f920a163d7");

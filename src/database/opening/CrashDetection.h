@@ -4,14 +4,16 @@ class QString;
 
 namespace sync::database {
 
-/// Whether the last user of a database file ended without closing it, as at a crash or a power cut.
-///
-/// The last one to close it leaves neither log nor journal behind. While anybody else has the file
-/// open, in this process or another, the answer is no.
-bool endedUncleanly(const QString& path);
+/// True if nobody, in this process or another, has a database file open in WAL mode or writes to
+/// it. False also if that cannot be found out, because the file may not be written.
+bool hasNoUser(const QString& path);
 
-/// Whether a journal lies beside the file that takes back all of its content: the first transaction
-/// on it never came to its end, so that nothing in it was ever acknowledged.
-bool isUndoneByItsJournal(const QString& path);
+/// True if the last user of a database file ended without closing it, as in a crash or a power cut:
+/// it left a WAL or a journal. False while anybody has the file open.
+bool wasLeftByCrash(const QString& path);
+
+/// True if a journal beside the file rolls back all of its content: the first transaction on it was
+/// never finished, so nothing in it was ever acknowledged.
+bool isRolledBackWhole(const QString& path);
 
 } // namespace sync::database

@@ -1,7 +1,8 @@
 #include <database/opening/Migrations.h>
 
 #include <database/connection/SqliteError.h>
-#include <database/connection/SqliteHandle.h>
+
+#include <QFile>
 
 #include <sqlite3.h>
 
@@ -14,6 +15,14 @@ namespace sync::database {
 int currentSchemaVersion()
 {
     return static_cast<int>(migrationScripts().size());
+}
+
+SqliteHandle createDatabase(const QString& path)
+{
+    QFile(path).open(QIODevice::WriteOnly | QIODevice::NewOnly);
+    SqliteHandle database = openConnection(path);
+    migrate(database.get(), path);
+    return database;
 }
 
 void migrate(sqlite3* database, const QString& path)

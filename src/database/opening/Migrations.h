@@ -1,10 +1,9 @@
 #pragma once
 
+#include <database/connection/SqliteHandle.h>
+
 #include <string_view>
 #include <vector>
-
-struct sqlite3;
-class QString;
 
 namespace sync::database {
 
@@ -16,6 +15,9 @@ const std::vector<std::string_view>& migrationScripts();
 
 /// The schema version that this library works with.
 int currentSchemaVersion();
+
+/// Creates a database with the current schema, where there is no file. Throws DatabaseError.
+SqliteHandle createDatabase(const QString& path);
 
 /// Brings a database to the current schema, each version in one transaction.
 ///

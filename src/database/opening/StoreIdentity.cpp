@@ -13,18 +13,6 @@ using namespace Qt::StringLiterals;
 
 namespace sync::database {
 
-namespace {
-
-void stamp(sqlite3* database, const QString& storeId)
-{
-    // Hexadecimal digits.
-    const QByteArray sql = "UPDATE StoreIdentity SET machineStamp = '" +
-                           ownMachineStamp(storeId).toLatin1() + "' WHERE machineStamp IS NULL";
-    sqlite3_exec(database, sql.constData(), nullptr, nullptr, nullptr);
-}
-
-} // namespace
-
 QString machineStamp(const QByteArray& machineId, qint64 userId, const QString& storeId)
 {
     // Says what the hash is for, so that it matches no other program's hash of the same machine.
@@ -45,11 +33,18 @@ StoreIdentity readIdentity(sqlite3* database, const QString& path)
     StoreIdentity identity;
     identity.storeId = queryText(database, "SELECT storeId FROM StoreIdentity", path);
     const QString stored = queryText(database, "SELECT machineStamp FROM StoreIdentity", path);
-    if (stored.isEmpty())
-        stamp(database, identity.storeId);
-    else
-        identity.moved = stored != ownMachineStamp(identity.storeId);
+    identity.stamped = !stored.isEmpty();
+    identity.moved = identity.stamped && stored != ownMachineStamp(identity.storeId);
     return identity;
+}
+
+void stamp(sqlite3* database, const StoreIdentity& identity)
+{
+    // Hexadecimal digits.
+    const QByteArray sql = "UPDATE StoreIdentity SET machineStamp = '" +
+                           ownMachineStamp(identity.storeId).toLatin1() +
+                           "' WHERE machineStamp IS NULL";
+    sqlite3_exec(database, sql.constData(), nullptr, nullptr, nullptr);
 }
 
 bool admitsVersion(sqlite3* database, int version, const QString& path)
@@ -59,7 +54,7 @@ bool admitsVersion(sqlite3* database, int version, const QString& path)
     try {
         return queryNumber(database, sql.constData(), path) > 0;
     } catch (const DatabaseError&) {
-        return false; // What cannot be read is no permission.
+        return false; // What cannot be read permits nothing.
     }
 }
 

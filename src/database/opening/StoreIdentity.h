@@ -9,28 +9,35 @@ struct sqlite3;
 
 namespace sync::database {
 
-/// Who a store is, and whether it is where it belongs.
+/// The first schema version that has one.
+constexpr int FirstVersionWithIdentity = 2;
+
+/// Which store it is, and where it belongs.
 struct StoreIdentity
 {
     QString storeId;
-    bool moved = false; ///< Last used on another machine or by another account.
+    bool stamped = false; ///< It belongs to a machine and an account.
+    bool moved = false;   ///< Last used on another machine or by another account.
 };
 
 /// The stamp of a store on a machine, used by an account.
 ///
 /// A keyed hash, so that nobody learns the machine's id from a copy of the store (machine-id(5)).
-/// Where the system has no machine id, as in many containers, the account alone counts: a host name
-/// that changes with each start would call every store moved.
+/// Where the system has no machine id, as in many containers, the account alone counts: with a host
+/// name that changes at each start every store would count as moved.
 QString machineStamp(const QByteArray& machineId, qint64 userId, const QString& storeId);
 
 /// machineStamp() of this machine and the account that runs the program.
 VELMIO_DATABASE_EXPORT QString ownMachineStamp(const QString& storeId);
 
-/// Reads who the store is, and stamps one that belongs nowhere yet. A stamp that cannot be written
-/// now, as on a full disk, is written by the next opening. Throws DatabaseError.
+/// Throws DatabaseError.
 StoreIdentity readIdentity(sqlite3* database, const QString& path);
 
-/// Whether a database of a newer schema version says that programs of `version` may use it.
+/// Makes a store that has no stamp belong to this machine and account. A stamp that cannot be
+/// written now, as on a full disk, is written by the next opening.
+void stamp(sqlite3* database, const StoreIdentity& identity);
+
+/// True if a database of a newer schema version says that programs of `version` may use it.
 bool admitsVersion(sqlite3* database, int version, const QString& path);
 
 } // namespace sync::database

@@ -4,6 +4,13 @@
 
 namespace sync::database {
 
+sqlite3_file* fileOf(sqlite3* database)
+{
+    sqlite3_file* file = nullptr;
+    sqlite3_file_control(database, "main", SQLITE_FCNTL_FILE_POINTER, &file);
+    return file;
+}
+
 VfsFile::VfsFile(const QString& path)
 {
     sqlite3* opened = nullptr;
@@ -12,7 +19,7 @@ VfsFile::VfsFile(const QString& path)
         nullptr);
     database.reset(opened);
     if (result == SQLITE_OK)
-        sqlite3_file_control(opened, "main", SQLITE_FCNTL_FILE_POINTER, &file);
+        file = fileOf(opened);
 }
 
 bool VfsFile::lock(int level) const
@@ -23,6 +30,16 @@ bool VfsFile::lock(int level) const
 void VfsFile::unlock() const
 {
     file->pMethods->xUnlock(file, SQLITE_LOCK_NONE);
+}
+
+bool VfsFile::hasWalFormat() const
+{
+    // sqlite.org/fileformat2.html#file_format_version_numbers
+    constexpr int FormatOffset = 18;
+    constexpr char FormatWithWal = 2;
+    char format = 0;
+    const int result = file->pMethods->xRead(file, &format, sizeof format, FormatOffset);
+    return result == SQLITE_OK && format == FormatWithWal;
 }
 
 sqlite3_file* VfsFile::withSharedMemory() const

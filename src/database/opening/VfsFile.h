@@ -6,21 +6,27 @@
 
 namespace sync::database {
 
+/// The file of a connection.
+sqlite3_file* fileOf(sqlite3* database);
+
 /// A database file as SQLite's VFS knows it, for locks and memory that no statement gives.
 ///
 /// A descriptor of our own would drop the locks of the whole process at its close
-/// (sqlite.org/howtocorrupt.html, "Posix advisory locks"). The connection behind it never runs a
-/// statement, so that it holds no lock but those that are taken here.
+/// (sqlite.org/howtocorrupt.html, "Posix advisory locks"). The connection that owns the file never
+/// runs a statement, so it holds no lock but those that are taken here.
 class VfsFile
 {
 public:
-    /// Leads to nothing when the file cannot be opened.
+    /// Converts to false if the file cannot be opened.
     explicit VfsFile(const QString& path);
 
     explicit operator bool() const { return file != nullptr; }
 
     bool lock(int level) const;
     void unlock() const;
+
+    /// True if the file says that it is used with a WAL.
+    bool hasWalFormat() const;
 
     /// Null where files cannot share memory.
     sqlite3_file* withSharedMemory() const;

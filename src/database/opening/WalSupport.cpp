@@ -25,16 +25,6 @@ bool isWithoutSharedMemory(int result)
     }
 }
 
-// sqlite.org/fileformat2.html#file_format_version_numbers
-bool hasLog(sqlite3_file* file)
-{
-    constexpr int FormatOffset = 18;
-    constexpr char FormatWithLog = 2;
-    char format = 0;
-    const int result = file->pMethods->xRead(file, &format, sizeof format, FormatOffset);
-    return result == SQLITE_OK && format == FormatWithLog;
-}
-
 } // namespace
 
 bool isNetworkFileSystem(const QByteArray& type)
@@ -48,7 +38,7 @@ bool isNetworkFileSystem(const QByteArray& type)
                                                  "smbnetfs",  "sshfs",      "vmhgfs-fuse"};
     if (type.startsWith("fuse."))
         return namesInUserSpace.contains(type.mid(5));
-    // Versions stand behind the name: nfs4, smb3.
+    // A version may follow the name: nfs4, smb3.
     QByteArray name = type;
     while (name.size() > 3 && name.back() >= '0' && name.back() <= '9' && name != "gfs2" &&
            name != "ocfs2")
@@ -63,17 +53,17 @@ QByteArray fileSystemTypeOf(const QString& path)
 
 bool hasSharedMemory(const QString& path)
 {
-    const VfsFile raw(path);
-    if (!raw)
+    const VfsFile vfsFile(path);
+    if (!vfsFile)
         return true;
-    sqlite3_file* const file = raw.withSharedMemory();
+    sqlite3_file* const file = vfsFile.withSharedMemory();
     if (!file)
         return false;
-    // While somebody shares the file nobody can begin a log in it, whose index this would be.
-    if (!raw.lock(SQLITE_LOCK_SHARED))
+    // While somebody shares the file, nobody can begin a WAL, whose index this would be.
+    if (!vfsFile.lock(SQLITE_LOCK_SHARED))
         return true;
-    if (hasLog(file)) {
-        raw.unlock();
+    if (vfsFile.hasWalFormat()) {
+        vfsFile.unlock();
         return true;
     }
     constexpr int RegionBytes = 32 * 1024;
@@ -86,11 +76,11 @@ bool hasSharedMemory(const QString& path)
     if (result == SQLITE_OK)
         file->pMethods->xShmLock(file, 0, 1, SQLITE_SHM_UNLOCK | SQLITE_SHM_EXCLUSIVE);
     file->pMethods->xShmUnmap(file, RemoveFile);
-    raw.unlock();
+    vfsFile.unlock();
     return !isWithoutSharedMemory(result);
 }
 
-bool tellsOfMissingSharedMemory(const SqliteError& error, const QString& path)
+bool isMissingSharedMemory(const SqliteError& error, const QString& path)
 {
     if (error.code() != SQLITE_CANTOPEN)
         return isWithoutSharedMemory(error.code());

@@ -44,11 +44,11 @@ thread_local OpenHostTransactions openHostTransactions;
 
 } // namespace
 
-SqliteStore::SqliteStore(const QString& path, OpenedFile file)
+SqliteStore::SqliteStore(const QString& path, OpenedStore file)
     : databasePath(path)
     , openingWarnings(file.warnings)
     , ownStoreId(file.identity.storeId)
-    , withLog(file.hasLog)
+    , withLog(file.hasWal)
     , moved(file.identity.moved)
     , writers(WriterQueue::forFile(QFileInfo(path).canonicalFilePath()))
     , checkpointer(path)

@@ -2,7 +2,7 @@
 
 #include <database/SqliteDatabaseFactory.h>
 #include <database/changes/ChangeFeed.h>
-#include <database/opening/DatabaseFile.h>
+#include <database/opening/StoreOpening.h>
 #include <database/pool/Checkpointer.h>
 #include <database/pool/SqliteSession.h>
 #include <database/pool/WriterQueue.h>
@@ -25,7 +25,7 @@ namespace sync::database {
 class SqliteStore : public std::enable_shared_from_this<SqliteStore>
 {
 public:
-    SqliteStore(const QString& path, OpenedFile file);
+    SqliteStore(const QString& path, OpenedStore file);
     ~SqliteStore();
 
     const QString& path() const { return databasePath; }

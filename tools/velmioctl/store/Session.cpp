@@ -70,6 +70,8 @@ WatchedDatabase& Session::createDatabase()
             const auto factory = SqliteDatabaseFactory::open(databasePath());
             for (const QString& warning : factory->warnings())
                 output.warning(warning);
+            if (factory->isMoved())
+                output.note(u"'velmioctl adopt' makes this database your own."_s);
             openDatabase = std::make_shared<WatchedDatabase>(factory);
         } catch (const DatabaseError& error) {
             throw openingError(error);

@@ -7,7 +7,7 @@
 #include <sys/types.h>
 #include <unistd.h>
 
-namespace velmioctl {
+namespace sync::test {
 
 constexpr uid_t Nobody = 65534;
 
@@ -46,4 +46,4 @@ inline bool giveToNobody(const QString& folder)
     return given;
 }
 
-} // namespace velmioctl
+} // namespace sync::test

@@ -1,0 +1,167 @@
+#include <database/StoreInspection.h>
+
+#include <base/FileError.h>
+#include <base/FilePaths.h>
+#include <database/connection/SqliteError.h>
+#include <database/opening/CrashDetection.h>
+#include <database/opening/Migrations.h>
+#include <database/opening/ReadOnlyConnection.h>
+#include <database/opening/StoreContent.h>
+#include <database/opening/StoreIdentity.h>
+#include <database/opening/VfsFile.h>
+
+#include <QFile>
+#include <QFileInfo>
+#include <QtEndian>
+
+#include <array>
+#include <optional>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+
+namespace sync::database {
+
+namespace {
+
+using Cause = DatabaseError::Cause;
+using Kind = StoreInspection::Kind;
+
+bool hasContent(const QString& path)
+{
+    return QFileInfo(path).size() > 0;
+}
+
+// The version in the header of a store of ours that this library knows; nothing of any other file.
+std::optional<qint64> knownVersionOf(sqlite3* database)
+{
+    // sqlite.org/fileformat2.html#the_database_header
+    constexpr int UserVersionOffset = 60;
+    constexpr int ApplicationIdOffset = 68;
+    std::array<char, 100> header{};
+    sqlite3_file* const file = fileOf(database);
+    if (file->pMethods->xRead(file, header.data(), int(header.size()), 0) != SQLITE_OK ||
+        qFromBigEndian<qint32>(header.data() + ApplicationIdOffset) != ApplicationId)
+        return {};
+    const auto version = qFromBigEndian<qint32>(header.data() + UserVersionOffset);
+    return version >= 0 && version <= currentSchemaVersion() ? std::optional(version)
+                                                             : std::nullopt;
+}
+
+/// Shows whether somebody has written to a store while it was read without locks.
+std::array<qint64, 6> fingerprintOf(const QString& path)
+{
+    std::array<qint64, 6> all{};
+    auto next = all.begin();
+    for (const QString& file : {path, path + u"-wal"_s}) {
+        struct stat status = {};
+        ::stat(QFile::encodeName(file).constData(), &status);
+        *next++ = status.st_size;
+        *next++ = status.st_mtim.tv_sec;
+        *next++ = status.st_mtim.tv_nsec;
+    }
+    return all;
+}
+
+} // namespace
+
+StoreInspection::StoreInspection(const QString& path, Depth depth)
+    : filePath(base::resolvedFilePath(path))
+{
+    const QFileInfo file(filePath);
+    writable = base::mayAccess(filePath, R_OK | W_OK) && base::mayAccess(file.path(), W_OK | X_OK);
+    try {
+        content = std::make_shared<StoreContent>(inspect(depth));
+    } catch (const DatabaseError& error) {
+        content = std::make_shared<StoreContent>(contentOf(error));
+    }
+}
+
+StoreInspection::~StoreInspection() = default;
+
+StoreInspection::Kind StoreInspection::kind() const
+{
+    return content->kind;
+}
+
+QString StoreInspection::finding(const QString& subject) const
+{
+    return content->sentence(subject);
+}
+
+DatabaseError::Cause StoreInspection::cause() const
+{
+    return content->cause;
+}
+
+qint64 StoreInspection::schemaVersion() const
+{
+    return content->version;
+}
+
+QStringList StoreInspection::damage() const
+{
+    return content->damage;
+}
+
+QStringList StoreInspection::missingTables() const
+{
+    return content->missingTables;
+}
+
+StoreContent StoreInspection::inspect(Depth depth)
+{
+    const QFileInfo file(filePath);
+    if (file.isDir())
+        return {Kind::Directory, u"is a directory"_s, Cause::Directory};
+    if (!file.exists())
+        return {Kind::Missing, u"does not exist"_s};
+    if (!file.isFile())
+        return {Kind::NotAFile, u"is not a regular file"_s, Cause::NotADatabase};
+    if (file.size() > 0)
+        return depth == Depth::Header ? inspectHeader() : inspectWhole();
+    // SQLite would delete the WAL, which may be all that is left.
+    if (hasContent(filePath + u"-wal"_s))
+        return damagedStore(u"it is empty, but its WAL is not"_s);
+    return emptyFile();
+}
+
+// SQLite itself would find damage in a file that a journal has yet to restore.
+StoreContent StoreInspection::inspectHeader() const
+{
+    // A power cut while the file was created can leave anything in it.
+    if (isRolledBackWhole(filePath))
+        return unfinishedStore();
+    const SqliteHandle database = openImmutable(filePath);
+    if (const auto version = knownVersionOf(database.get()))
+        return {.version = *version};
+    const StoreContent found = readMark(database.get(), filePath);
+    // There may be tables in what is not read here.
+    if (found.kind == Kind::Empty &&
+        (hasContent(filePath + u"-wal"_s) || hasContent(filePath + u"-journal"_s)))
+        return foreignDatabase();
+    return found;
+}
+
+StoreContent StoreInspection::inspectWhole()
+{
+    constexpr int Attempts = 3;
+    for (int attempt = 1;; ++attempt) {
+        const auto before = fingerprintOf(filePath);
+        const ReadOnlyConnection connection = openReadOnlyConnection(filePath);
+        sqlite3* const database = connection.database.get();
+        walRead = connection.readsWal;
+        execute(database, "BEGIN", filePath);
+        StoreContent found = readWhole(database, filePath);
+        if (found.isOurs() && found.version >= FirstVersionWithIdentity) {
+            const StoreIdentity identity = readIdentity(database, filePath);
+            id = identity.storeId;
+            moved = identity.moved;
+        }
+        if (!connection.withoutLocks || attempt == Attempts || fingerprintOf(filePath) == before)
+            return found;
+    }
+}
+
+} // namespace sync::database

@@ -1,0 +1,98 @@
+#pragma once
+#include <core/PosixSync.h>
+
+#include <core/Export.h>
+#include <database/DatabaseError.h>
+
+#include <QString>
+#include <QStringList>
+
+#include <memory>
+
+namespace sync::database {
+
+struct StoreContent;
+
+/// Says what the file at a path is, without changing a byte of it or of what lies beside it and
+/// without creating a file: whether it is a store of ours, which version it has, and whether it is
+/// whole.
+///
+/// The WAL of a store in use is read along: what is found is one moment of the store. The object
+/// keeps what was found and holds no file open. Any thread may use it.
+class VELMIO_DATABASE_EXPORT StoreInspection
+{
+public:
+    /// What a file can be.
+    enum class Kind {
+        Missing,      ///< There is no file.
+        Directory,    ///< The path names a directory.
+        NotAFile,     ///< Neither a regular file nor a directory, such as a pipe.
+        Unreadable,   ///< It cannot be read: no permission, or a disk that fails.
+        Busy,         ///< Another program has locked out all readers for 5 s.
+        Empty,        ///< A file of no bytes, or an SQLite database into which nobody put anything.
+        NotADatabase, ///< Not an SQLite database.
+        Foreign,      ///< An SQLite database of another program.
+        Unfinished, ///< A transaction that was not finished is rolled back when it is next opened.
+        Damaged,    ///< A store that does not read, lacks a table or has an impossible version.
+        TooNew,     ///< A whole store, but of a version that this library must not use.
+        Ours,       ///< A whole store that this library can use.
+    };
+
+    /// How much of the file is read.
+    enum class Depth {
+        Header, ///< Its first page, and no WAL. What lies behind that is taken to be whole.
+        Whole,  ///< All of it, by SQLite's integrity check.
+    };
+
+    /// Inspects the file at a path, following symbolic links. Throws nothing.
+    explicit StoreInspection(const QString& path, Depth depth = Depth::Whole);
+    ~StoreInspection();
+
+    /// The absolute path, with symbolic links followed.
+    QString path() const { return filePath; }
+
+    /// What the file is.
+    Kind kind() const;
+
+    /// What was found, as a sentence for a person. It begins with `subject`, such as "The file x":
+    /// "The file x is not an SQLite database."
+    QString finding(const QString& subject) const;
+
+    /// The cause that DatabaseError has for the kind; Other for what is not an error.
+    DatabaseError::Cause cause() const;
+
+    /// The schema version of Ours and TooNew, and of Damaged where it can be read; 0 otherwise.
+    qint64 schemaVersion() const;
+
+    /// What is wrong with a damaged store, at most 100 texts.
+    QStringList damage() const;
+
+    /// The tables that a damaged store lacks.
+    QStringList missingTables() const;
+
+    /// True if this process may write to the file and create files beside it.
+    bool isWritable() const { return writable; }
+
+    /// False if there is a WAL that cannot be read: its changes were not looked at.
+    bool readsWal() const { return walRead; }
+
+    /// The random id of the store; empty unless the kind is Ours.
+    QString storeId() const { return id; }
+
+    /// True if a store of ours was last used on another machine or by another account.
+    bool isMoved() const { return moved; }
+
+private:
+    StoreContent inspect(Depth depth);
+    StoreContent inspectHeader() const;
+    StoreContent inspectWhole();
+
+    QString filePath;
+    std::shared_ptr<const StoreContent> content;
+    bool writable = false;
+    bool walRead = true;
+    QString id;
+    bool moved = false;
+};
+
+} // namespace sync::database

@@ -1,0 +1,164 @@
+#include <database/opening/ReadOnlyConnection.h>
+
+#include <base/FilePaths.h>
+#include <database/connection/SqliteError.h>
+#include <database/opening/CrashDetection.h>
+#include <database/opening/VfsFile.h>
+
+#include <QFileInfo>
+#include <QUrl>
+
+#include <sqlite3.h>
+
+#include <map>
+#include <memory>
+#include <mutex>
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+
+namespace sync::database {
+
+namespace {
+
+/// The methods by which SQLite uses a file, with some of them replaced. SQLite knows it by its
+/// first member.
+struct FileMethods
+{
+    sqlite3_io_methods methods;
+    const sqlite3_io_methods* original;
+};
+
+const sqlite3_io_methods& originalOf(sqlite3_file* file)
+{
+    return *reinterpret_cast<const FileMethods*>(file->pMethods)->original;
+}
+
+// Shared memory as it is, which SQLite takes for one that it may not write to. It would leave the
+// mark of a reader in it otherwise.
+int mapForReading(sqlite3_file* file, int region, int bytes, int /*extend*/, void volatile** memory)
+{
+    const int result = originalOf(file).xShmMap(file, region, bytes, 0, memory);
+    return result == SQLITE_OK ? SQLITE_READONLY : result;
+}
+
+// For a connection that keeps the index of the WAL in its own memory, for which SQLite wants the
+// file to itself. The WAL is only read here: others may do so as well.
+int lockShared(sqlite3_file* file, int level)
+{
+    return level <= SQLITE_LOCK_SHARED ? originalOf(file).xLock(file, level) : SQLITE_OK;
+}
+
+enum class WalIndex { Shared, Private };
+
+void replaceMethods(sqlite3* database, WalIndex index)
+{
+    sqlite3_file* const file = fileOf(database);
+    // A few for each way of locking that SQLite has; they outlive every connection.
+    static std::mutex mutex;
+    static std::map<std::pair<const sqlite3_io_methods*, WalIndex>, std::unique_ptr<FileMethods>>
+        known;
+    const std::lock_guard lock(mutex);
+    auto& replaced = known[{file->pMethods, index}];
+    if (!replaced) {
+        replaced = std::make_unique<FileMethods>(FileMethods{*file->pMethods, file->pMethods});
+        if (index == WalIndex::Private) {
+            replaced->methods.iVersion = 1; // one without shared memory
+            replaced->methods.xLock = lockShared;
+        } else if (file->pMethods->iVersion >= 2 && file->pMethods->xShmMap) {
+            replaced->methods.xShmMap = mapForReading;
+        }
+    }
+    file->pMethods = &replaced->methods;
+}
+
+// Through SQLite in any case, because closing a plain descriptor would drop the locks that this
+// process holds on the file (sqlite.org/howtocorrupt.html, "Posix advisory locks").
+SqliteHandle open(const QString& path, const QByteArray& parameters)
+{
+    const QByteArray uri = "file://" + QUrl::toPercentEncoding(path, "/") + "?mode=ro" + parameters;
+    constexpr int Flags = SQLITE_OPEN_READONLY | SQLITE_OPEN_URI | SQLITE_OPEN_NOMUTEX;
+    sqlite3* opened = nullptr;
+    const int result = sqlite3_open_v2(uri.constData(), &opened, Flags, nullptr);
+    SqliteHandle database(opened);
+    if (result != SQLITE_OK)
+        throw databaseError(opened, path);
+    sqlite3_extended_result_codes(opened, 1);
+    setWaiting(opened, true);
+    setCheckpointAtClose(opened, false);
+    // What a file of unknown origin defines is not run.
+    sqlite3_db_config(opened, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+    // No copy of a setting lands in /tmp.
+    sqlite3_exec(opened, "PRAGMA temp_store = MEMORY", nullptr, nullptr, nullptr);
+    return database;
+}
+
+SqliteHandle openWithSharedIndex(const QString& path, bool writable)
+{
+    // Not where this process may write to the store: its writers would find the shared memory of
+    // the process read-only.
+    SqliteHandle database = open(path, writable ? "" : "&readonly_shm=1");
+    replaceMethods(database.get(), WalIndex::Shared);
+    return database;
+}
+
+SqliteHandle openWithPrivateIndex(const QString& path)
+{
+    SqliteHandle database = open(path, {});
+    replaceMethods(database.get(), WalIndex::Private);
+    execute(database.get(), "PRAGMA locking_mode = EXCLUSIVE", path);
+    return database;
+}
+
+// The first read shows whether a connection can read the file.
+ReadOnlyConnection tried(ReadOnlyConnection opened, const QString& path)
+{
+    queryNumber(opened.database.get(), "PRAGMA user_version", path);
+    return opened;
+}
+
+bool isWalUnreadable(const SqliteError& error)
+{
+    switch (error.code()) {
+    case SQLITE_READONLY_CANTINIT:
+    case SQLITE_READONLY_RECOVERY:
+        return true;
+    default:
+        return (error.code() & 0xff) == SQLITE_CANTOPEN;
+    }
+}
+
+} // namespace
+
+SqliteHandle openImmutable(const QString& path)
+{
+    return open(path, "&immutable=1");
+}
+
+ReadOnlyConnection openReadOnlyConnection(const QString& path)
+{
+    const QString wal = path + u"-wal"_s;
+    const bool hasWal = QFileInfo(wal).size() > 0;
+    const bool hasIndex = QFileInfo::exists(wal) && QFileInfo::exists(path + u"-shm"_s);
+    const bool writable = base::mayAccess(path, W_OK);
+    // Who may not write cannot find out whether others have the store open: assume it.
+    const bool inUse = hasIndex && !(writable && hasNoUser(path));
+    if (!hasWal && !inUse) {
+        const VfsFile file(path);
+        // With a journal the file alone may be half a transaction.
+        if (QFileInfo(path + u"-journal"_s).size() > 0 || !file || !file.hasWalFormat())
+            return tried({open(path, {})}, path);
+        return tried({.database = openImmutable(path), .withoutLocks = true}, path);
+    }
+    try {
+        if (inUse)
+            return tried({openWithSharedIndex(path, writable)}, path);
+        return tried({.database = openWithPrivateIndex(path), .withoutLocks = true}, path);
+    } catch (const SqliteError& error) {
+        if (!isWalUnreadable(error))
+            throw;
+    }
+    return tried({openImmutable(path), !hasWal, true}, path);
+}
+
+} // namespace sync::database

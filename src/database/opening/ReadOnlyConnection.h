@@ -1,0 +1,30 @@
+#pragma once
+
+#include <database/connection/SqliteHandle.h>
+
+namespace sync::database {
+
+/// A connection that reads a store as it is, together with its WAL, and leaves no trace: not a byte
+/// of the file or of what lies beside it changes, and no file is created, not even for a moment.
+///
+/// While others have the store open, it takes part in their locking. It does not wait for a writer,
+/// and no writer waits for it.
+struct ReadOnlyConnection
+{
+    SqliteHandle database;
+
+    /// False if the WAL cannot be read, so that the newest changes are not seen.
+    bool readsWal = true;
+
+    /// True if nothing would show a program that begins to write to the file while it is read.
+    bool withoutLocks = false;
+};
+
+/// Throws DatabaseError; a SqliteError with SQLITE_READONLY says that an unfinished transaction has
+/// to be rolled back first. `path` has its symbolic links followed, and names a file with content.
+ReadOnlyConnection openReadOnlyConnection(const QString& path);
+
+/// A connection that reads a file alone, without a lock and without what lies beside it.
+SqliteHandle openImmutable(const QString& path);
+
+} // namespace sync::database

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <database/StoreInspection.h>
+
+#include <QString>
+#include <QStringList>
+
+struct sqlite3;
+
+namespace sync::database {
+
+/// What a connection finds in a file: whether it is a store of ours, known and whole. Whoever
+/// opens, copies, replaces or inspects a file asks here.
+struct StoreContent
+{
+    StoreInspection::Kind kind = StoreInspection::Kind::Ours;
+    QString predicate = {}; ///< What was found, for a sentence about the file.
+    DatabaseError::Cause cause = DatabaseError::Cause::Other;
+    qint64 version = 0;
+    QStringList damage = {};
+    QStringList missingTables = {};
+
+    bool isOurs() const { return kind == StoreInspection::Kind::Ours; }
+
+    /// "<subject> is not an SQLite database."
+    QString sentence(const QString& subject) const;
+};
+
+/// Reads the mark and the schema version alone. Throws DatabaseError.
+StoreContent readMark(sqlite3* database, const QString& path);
+
+/// Reads also all pages, of one moment if this runs in a transaction. Throws DatabaseError.
+StoreContent readWhole(sqlite3* database, const QString& path);
+
+/// What a failed read says of a file.
+StoreContent contentOf(const DatabaseError& error);
+
+StoreContent foreignDatabase();
+StoreContent damagedStore(const QString& finding);
+StoreContent emptyFile();
+StoreContent unfinishedStore();
+
+} // namespace sync::database

@@ -1,0 +1,322 @@
+#include <database/opening/StoreOpening.h>
+
+#include <base/FileDescriptor.h>
+#include <base/FilePaths.h>
+#include <base/Folders.h>
+#include <database/DatabaseBackups.h>
+#include <database/DatabaseError.h>
+#include <database/StoreInspection.h>
+#include <database/connection/SqliteError.h>
+#include <database/opening/CrashDetection.h>
+#include <database/opening/Migrations.h>
+#include <database/opening/StoreContent.h>
+#include <database/schema/Tables.h>
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <fcntl.h>
+#include <sqlite3.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <mutex>
+#include <thread>
+
+using namespace Qt::StringLiterals;
+
+namespace sync::database {
+
+namespace {
+
+using Cause = DatabaseError::Cause;
+using Kind = StoreInspection::Kind;
+
+// Up to this size, 1 MB, a check of the whole file takes a millisecond or two.
+constexpr long long FullyCheckedPages = 256;
+
+QString remedyFor(Kind kind, const QString& path)
+{
+    switch (kind) {
+    case Kind::Directory:
+        return u"Name a database file in it, such as %1."_s.arg(
+            QDir(path).filePath(u"configuration.db"_s));
+    case Kind::NotAFile:
+    case Kind::NotADatabase:
+        return u"Name the right file, or move this one away to have a new database created."_s;
+    case Kind::Foreign:
+        return u"It was not changed. Name the right file."_s;
+    case Kind::TooNew:
+        return u"Use the newer program that wrote it."_s;
+    case Kind::Damaged:
+        return u"Keep the file, and put a backup copy in its place."_s;
+    default:
+        return {};
+    }
+}
+
+DatabaseError refusal(Cause cause, Kind kind, const QString& finding, const QString& path)
+{
+    return {cause, u"%1 %2"_s.arg(finding, remedyFor(kind, path)).trimmed()};
+}
+
+void requireOurs(const StoreContent& content, const QString& path)
+{
+    if (!content.isOurs() && content.kind != Kind::Empty)
+        throw refusal(
+            content.cause, content.kind, content.sentence(u"The database "_s + path), path);
+}
+
+QString movedWarning(const QString& path)
+{
+    return u"The database %1 comes from another machine or account. If two copies of it are used, "
+           u"each undoes the other's work. Make sure that the other one is no longer used, and "
+           u"adopt this one."_s.arg(path);
+}
+
+QString journalWarning(const QString& path, const QString& reason, const QString& remedy)
+{
+    return u"The database %1 is used with a rollback journal and not with a WAL, because %2. "
+           u"Writing is slower, and waits for readers. %3"_s.arg(path, reason, remedy);
+}
+
+QString lockedWarning(const QString& path)
+{
+    return journalWarning(
+        path, u"another program has it locked"_s, u"Open it again when that program has ended."_s);
+}
+
+QString networkWarning(const QString& path, const QByteArray& fileSystem)
+{
+    return journalWarning(
+        path,
+        u"a WAL is not safe on a network file system (%1)"_s.arg(QString::fromLatin1(fileSystem)),
+        u"Move it to a local disk, and never use it from two machines at once."_s);
+}
+
+QString noSharedMemoryWarning(const QString& path)
+{
+    return journalWarning(
+        path, u"its file system does not let programs share memory"_s,
+        u"Move it to a local disk."_s);
+}
+
+} // namespace
+
+StoreOpening::StoreOpening(const QString& path, FileSystemType fileSystemType)
+    : path(base::resolvedFilePath(path))
+    , fileSystemType(fileSystemType)
+{
+}
+
+OpenedStore StoreOpening::open()
+{
+    inspectFile();
+    withFileErrors([this] {
+        createFile();
+        checkAccess();
+    });
+    leftByCrash = wasLeftByCrash(path);
+    if (const QByteArray type = fileSystemType(path); isNetworkFileSystem(type)) {
+        openWithJournal(networkWarning(path, type));
+        return std::move(opened);
+    }
+    try {
+        openWithWal();
+    } catch (const SqliteError& error) {
+        if (!isMissingSharedMemory(error, path))
+            throw;
+        openWithJournal(noSharedMemoryWarning(path));
+    }
+    return std::move(opened);
+}
+
+// Before a connection is opened that might write to the file.
+void StoreOpening::inspectFile() const
+{
+    const StoreInspection file(path, StoreInspection::Depth::Header);
+    switch (file.kind()) {
+    case Kind::Missing:
+    case Kind::Empty:
+    case Kind::Unfinished:
+    case Kind::Unreadable: // The next steps say why.
+    case Kind::Ours:
+        return;
+    default:
+        throw refusal(file.cause(), file.kind(), file.finding(u"The file "_s + path), path);
+    }
+}
+
+// Readable for the user alone: some secrets are stored in clear.
+void StoreOpening::createFile() const
+{
+    const QString folder = QFileInfo(path).path();
+    {
+        // A thread that finds the file must not lock it before it is closed here: a close drops the
+        // locks that this process holds on it (sqlite.org/howtocorrupt.html).
+        static std::mutex creating;
+        const std::lock_guard lock(creating);
+        if (QFileInfo::exists(path))
+            return;
+        base::createFolders(folder);
+        const base::FileDescriptor descriptor(::open(
+            QFile::encodeName(path).constData(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+        if (!descriptor.isOpen() && errno != EEXIST)
+            throw base::FileError(path, u"Cannot create the database"_s, errno);
+    }
+    base::syncFolder(folder);
+}
+
+void StoreOpening::checkAccess() const
+{
+    const QString folder = QFileInfo(path).path();
+    if (!base::mayAccess(path, R_OK | W_OK))
+        throw base::FileError(path, u"Cannot read and write the database"_s, errno);
+    if (!base::mayAccess(folder, W_OK | X_OK))
+        throw base::FileError(folder, u"Cannot write beside the database in"_s, errno);
+}
+
+void StoreOpening::openWithWal()
+{
+    opened.connection = openConnection(path);
+    // A file that is refused stays as it is.
+    setCheckpointAtClose(handle(), false);
+    checkContent();
+    backUpAndMigrate();
+    checkTables();
+    useWal();
+    identify();
+    setCheckpointAtClose(handle(), true);
+}
+
+// Exclusive until a WAL is merged into the file: without shared memory it can only be read this
+// way.
+void StoreOpening::openWithJournal(const QString& warning)
+{
+    opened = {};
+    opened.connection = openConnection(path, Locking::Exclusive);
+    setCheckpointAtClose(handle(), false);
+    checkContent();
+    // The lock goes with the next access, which is the last of these.
+    execute(
+        handle(), "PRAGMA journal_mode = DELETE; PRAGMA locking_mode = NORMAL; PRAGMA user_version",
+        path);
+    backUpAndMigrate();
+    checkTables();
+    identify();
+    opened.warnings += warning;
+}
+
+// With what the WAL holds: it may be of a newer version than the header of the file.
+void StoreOpening::checkContent()
+{
+    // In a transaction: another process may create the tables at this moment.
+    execute(handle(), "BEGIN", path);
+    const StoreContent content = readMark(handle(), path);
+    execute(handle(), "COMMIT", path);
+    requireOurs(content, path);
+    version = content.version;
+    if (!leftByCrash && queryNumber(handle(), "PRAGMA page_count", path) > FullyCheckedPages)
+        return;
+    const QStringList damage = queryDamage(handle(), "PRAGMA quick_check(1)", path);
+    if (!damage.isEmpty())
+        requireOurs(damagedStore(damage.constFirst()), path);
+}
+
+void StoreOpening::backUpAndMigrate()
+{
+    if (version > 0 && version < currentSchemaVersion())
+        backUp();
+    if (version < currentSchemaVersion())
+        migrate(handle(), path);
+    if (version > currentSchemaVersion()) {
+        opened.warnings +=
+            u"The database %1 has schema version %2 of a newer program, which lets this one "
+            u"continue to use it. Update this program when you can."_s.arg(
+                path, QString::number(version));
+    }
+}
+
+void StoreOpening::backUp() const
+{
+    try {
+        DatabaseBackups(path).make(DatabaseBackups::Reason::Migration);
+    } catch (const DatabaseError& error) {
+        throw DatabaseError(
+            error.cause(),
+            u"The database %1 has schema version %2, and is only changed to version %3 after a "
+            u"backup, which failed. It was not changed. %4"_s.arg(
+                path, QString::number(version), QString::number(currentSchemaVersion()),
+                error.text()));
+    }
+}
+
+// Reads the first page of each table, and so finds a file that was cut off.
+void StoreOpening::checkTables() const
+{
+    static const QByteArray sql = [] {
+        // All columns that are read later, when the WAL is in use and it is too late to leave the
+        // file as it was.
+        QByteArrayList firstRows{
+            "(SELECT storeId || machineStamp || lastCompatibleVersion FROM StoreIdentity)"};
+        for (const char* const table : Tables)
+            firstRows += "(SELECT id FROM " + QByteArray(table) + " LIMIT 1)";
+        return "SELECT " + firstRows.join(", ");
+    }();
+    try {
+        queryNumber(handle(), sql.constData(), path);
+    } catch (const SqliteError& error) {
+        // Its text names the one that is missing.
+        if (error.code() == SQLITE_ERROR)
+            requireOurs(damagedStore(QString::fromUtf8(sqlite3_errmsg(handle()))), path);
+        throw;
+    }
+}
+
+void StoreOpening::useWal()
+{
+    opened.hasWal = queryText(handle(), "PRAGMA journal_mode", path) == u"wal";
+    if (opened.hasWal)
+        return;
+    if (!hasSharedMemory(path)) {
+        opened.warnings += noSharedMemoryWarning(path);
+        return;
+    }
+    setWaiting(handle(), false);
+    opened.hasWal = switchToWal();
+    setWaiting(handle(), true);
+    if (!opened.hasWal)
+        opened.warnings += lockedWarning(path);
+}
+
+// Tries for a while, because another process that creates the database at the same moment gets in
+// its way. Returns true if the database has a WAL now.
+bool StoreOpening::switchToWal() const
+{
+    using namespace std::chrono_literals;
+    const auto deadline = std::chrono::steady_clock::now() + 500ms;
+    for (;;) {
+        try {
+            return queryText(handle(), "PRAGMA journal_mode = WAL", path) == u"wal";
+        } catch (const DatabaseError& error) {
+            if (error.cause() != Cause::Busy)
+                throw;
+        }
+        if (std::chrono::steady_clock::now() > deadline)
+            return false;
+        std::this_thread::sleep_for(1ms);
+    }
+}
+
+void StoreOpening::identify()
+{
+    opened.identity = readIdentity(handle(), path);
+    if (!opened.identity.stamped)
+        stamp(handle(), opened.identity);
+    if (opened.identity.moved)
+        opened.warnings += movedWarning(path);
+}
+
+} // namespace sync::database

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <database/connection/SqliteHandle.h>
+#include <database/opening/StoreIdentity.h>
+#include <database/opening/WalSupport.h>
+
+#include <QStringList>
+
+namespace sync::database {
+
+/// A store that is ready for use.
+struct OpenedStore
+{
+    SqliteHandle connection;
+    StoreIdentity identity;
+    bool hasWal = false;  ///< Otherwise it has a rollback journal.
+    QStringList warnings; ///< For a person.
+};
+
+/// Opens a store, step by step: creates it if there is no file, checks that it is ours and whole,
+/// brings its schema up to date and switches it to a WAL, or to a rollback journal where a WAL is
+/// not safe or not possible.
+///
+/// All pages are checked if the last user ended in a crash, and if the file is small.
+class StoreOpening
+{
+public:
+    /// Returns the type of the file system that holds a file.
+    using FileSystemType = QByteArray (*)(const QString& path);
+
+    explicit StoreOpening(const QString& path, FileSystemType fileSystemType = fileSystemTypeOf);
+
+    /// To be called once. Throws DatabaseError: a file that is not ours, too new or damaged has not
+    /// changed then.
+    OpenedStore open();
+
+private:
+    void inspectFile() const;
+    void createFile() const;
+    void checkAccess() const;
+    void openWithWal();
+    void openWithJournal(const QString& warning);
+    void checkContent();
+    void backUpAndMigrate();
+    void backUp() const;
+    void checkTables() const;
+    void useWal();
+    bool switchToWal() const;
+    void identify();
+    sqlite3* handle() const { return opened.connection.get(); }
+
+    const QString path; // with symbolic links followed
+    const FileSystemType fileSystemType;
+    bool leftByCrash = false;
+    long long version = 0;
+    OpenedStore opened;
+};
+
+} // namespace sync::database
