@@ -26,7 +26,7 @@ using base::systemErrorText;
 
 namespace {
 
-constexpr std::chrono::seconds LockLimit(5);
+constexpr std::chrono::seconds FileLockLimit(5);
 constexpr mode_t GroupAndOthers = S_IRWXG | S_IRWXO;
 
 KeyError unsafe(const QString& path, const QString& why, const QString& remedy)
@@ -164,7 +164,7 @@ KeyRing FileKeyStore::change(const Change& change)
         throw unwritable(filePath, error.code());
     }
     QLockFile lock(filePath + u".lock"_s);
-    lockKeys(lock, LockLimit);
+    lockKeys(lock, FileLockLimit);
     KeyRing before = read();
     const KeyRing after = change(before);
     if (after.ids() == before.ids())

@@ -15,7 +15,7 @@ namespace sync::core::crypto {
 namespace {
 
 // The keychain of the process that holds the lock may show the user a prompt.
-constexpr std::chrono::seconds LockLimit(30);
+constexpr std::chrono::seconds KeychainLockLimit(30);
 
 KeyError errorOf(const Keychain::Answer& answer)
 {
@@ -95,7 +95,7 @@ KeyRing KeychainKeyStore::change(const Change& change)
 {
     const QMutexLocker locker(&mutex);
     QLockFile lock(lockPath());
-    lockKeys(lock, LockLimit);
+    lockKeys(lock, KeychainLockLimit);
     const KeyRing before = _ReadEntry();
     KeyRing after = change(before);
     if (after.ids() != before.ids()) {
