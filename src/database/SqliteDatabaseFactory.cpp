@@ -29,6 +29,13 @@ std::shared_ptr<SqliteDatabaseFactory> SqliteDatabaseFactory::open(const QString
         new SqliteDatabaseFactory(std::make_shared<SqliteStore>(absolutePath, std::move(opened))));
 }
 
+std::shared_ptr<SqliteDatabaseFactory> SqliteDatabaseFactory::openReadOnly(const QString& path)
+{
+    const QString absolutePath = base::absoluteFilePath(path);
+    return std::shared_ptr<SqliteDatabaseFactory>(new SqliteDatabaseFactory(
+        std::make_shared<SqliteStore>(absolutePath, StoreOpening(absolutePath).openReadOnly())));
+}
+
 QString SqliteDatabaseFactory::defaultPath()
 {
     const QString folder = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);

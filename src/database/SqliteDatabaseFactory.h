@@ -46,6 +46,15 @@ public:
     /// version that does not let this one use it.
     static std::shared_ptr<SqliteDatabaseFactory> open(const QString& path);
 
+    /// Opens a store for reading alone, and leaves no trace: not a byte of the file or of what lies
+    /// beside it changes, and no file is created. The WAL of a store in use is read along.
+    ///
+    /// What is read under GetDatabase()->transaction() is one moment of the store, and no writer
+    /// waits for its end. Statements that write fail. The schema is that of the file, which may be
+    /// of an earlier version. It announces no changes. Throws DatabaseError as open() does, and
+    /// also if there is no file or its WAL cannot be read; damage is found when it is read.
+    static std::shared_ptr<SqliteDatabaseFactory> openReadOnly(const QString& path);
+
     /// The default place of the database: "configuration.db" in the user's application data.
     static QString defaultPath();
 

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <core/Export.h>
-
 #include <QByteArray>
 #include <QDateTime>
 #include <QString>
@@ -34,13 +32,13 @@ qint64 lockingProcess(
 
 /// Another process that keeps this one from writing to a database now. Nothing when there is none,
 /// or none to be seen: on systems without /proc, and from another container.
-VELMIO_DATABASE_EXPORT std::optional<LockHolder> lockHolderOf(const QString& databasePath);
+std::optional<LockHolder> lockHolderOf(const QString& databasePath);
 
 /// Another process that has a database open, also when it does nothing with it. Nothing when there
 /// is none, or none to be seen. This process may hold no lock on the file.
 std::optional<LockHolder> userOf(const QString& databasePath);
 
 /// For a person: "process 4711 (velmioctl) on host, running since ...".
-VELMIO_DATABASE_EXPORT QString describe(const LockHolder& holder);
+QString describe(const LockHolder& holder);
 
 } // namespace sync::database

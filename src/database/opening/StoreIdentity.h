@@ -1,7 +1,5 @@
 #pragma once
 
-#include <core/Export.h>
-
 #include <QByteArray>
 #include <QString>
 
@@ -28,7 +26,7 @@ struct StoreIdentity
 QString machineStamp(const QByteArray& machineId, qint64 userId, const QString& storeId);
 
 /// machineStamp() of this machine and the account that runs the program.
-VELMIO_DATABASE_EXPORT QString ownMachineStamp(const QString& storeId);
+QString ownMachineStamp(const QString& storeId);
 
 /// Throws DatabaseError.
 StoreIdentity readIdentity(sqlite3* database, const QString& path);

@@ -9,6 +9,7 @@
 #include <database/connection/SqliteError.h>
 #include <database/opening/CrashDetection.h>
 #include <database/opening/Migrations.h>
+#include <database/opening/ReadOnlyConnection.h>
 #include <database/opening/StoreContent.h>
 #include <database/schema/Tables.h>
 
@@ -130,6 +131,27 @@ OpenedStore StoreOpening::open()
             throw;
         openWithJournal(noSharedMemoryWarning(path));
     }
+    return std::move(opened);
+}
+
+OpenedStore StoreOpening::openReadOnly()
+{
+    const StoreInspection file(path, StoreInspection::Depth::Header);
+    if (file.kind() != Kind::Ours)
+        throw refusal(file.cause(), file.kind(), file.finding(u"The file "_s + path), path);
+    ReadOnlyConnection connection = openReadOnlyConnection(path);
+    if (!connection.readsWal)
+        throw DatabaseError(
+            Cause::NoPermission,
+            u"The newest changes of the database %1 are in its WAL, which cannot be read. Give "
+            u"yourself the right to read it."_s.arg(path));
+    opened.connection = std::move(connection.database);
+    opened.readOnly = true;
+    const StoreContent content = readMark(handle(), path);
+    requireOurs(content, path);
+    if (content.version >= FirstVersionWithIdentity)
+        opened.identity = readIdentity(handle(), path);
+    opened.hasWal = queryText(handle(), "PRAGMA journal_mode", path) == u"wal";
     return std::move(opened);
 }
 

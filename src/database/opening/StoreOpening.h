@@ -13,8 +13,9 @@ struct OpenedStore
 {
     SqliteHandle connection;
     StoreIdentity identity;
-    bool hasWal = false;  ///< Otherwise it has a rollback journal.
-    QStringList warnings; ///< For a person.
+    bool hasWal = false;   ///< Otherwise it has a rollback journal.
+    bool readOnly = false; ///< Further connections are to be read-only as well.
+    QStringList warnings;  ///< For a person.
 };
 
 /// Opens a store, step by step: creates it if there is no file, checks that it is ours and whole,
@@ -33,6 +34,9 @@ public:
     /// To be called once. Throws DatabaseError: a file that is not ours, too new or damaged has not
     /// changed then.
     OpenedStore open();
+
+    /// Opens a store for reading alone, without a trace. Throws DatabaseError.
+    OpenedStore openReadOnly();
 
 private:
     void inspectFile() const;

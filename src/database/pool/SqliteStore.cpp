@@ -1,5 +1,8 @@
 #include <database/pool/SqliteStore.h>
 
+#include <base/FilePaths.h>
+#include <database/opening/ReadOnlyConnection.h>
+
 #include <QFileInfo>
 
 #include <algorithm>
@@ -49,8 +52,12 @@ SqliteStore::SqliteStore(const QString& path, OpenedStore file)
     , openingWarnings(file.warnings)
     , ownStoreId(file.identity.storeId)
     , withLog(file.hasWal)
+    , readOnly(file.readOnly)
     , moved(file.identity.moved)
-    , writers(WriterQueue::forFile(QFileInfo(path).canonicalFilePath()))
+    // Who only reads has no turn to wait for.
+    , writers(
+          readOnly ? std::make_shared<WriterQueue>()
+                   : WriterQueue::forFile(QFileInfo(path).canonicalFilePath()))
     , checkpointer(path)
     , feed(path, writers)
     , checkpointAtPages(CheckpointPages)
@@ -79,7 +86,7 @@ SqliteSession* SqliteStore::borrow()
     if (!session) {
         // May wait for other processes, which is no reason for other threads to wait.
         lock.unlock();
-        session = std::make_unique<SqliteSession>(*this, openConnection(databasePath));
+        session = std::make_unique<SqliteSession>(*this, open());
         lock.lock();
     }
     session->thread = thread;
@@ -100,6 +107,12 @@ SqliteSession* SqliteStore::activeSession(std::thread::id thread) const
         return session->thread == thread;
     });
     return found == active.end() ? nullptr : found->get();
+}
+
+SqliteHandle SqliteStore::open() const
+{
+    return readOnly ? openReadOnlyConnection(base::resolvedFilePath(databasePath)).database
+                    : openConnection(databasePath);
 }
 
 std::unique_ptr<SqliteSession> SqliteStore::takeIdle(std::thread::id thread)

@@ -69,6 +69,7 @@ private:
     const QStringList openingWarnings;
     const QString ownStoreId;
     const bool withLog;
+    const bool readOnly;
     std::atomic<bool> moved;
     const std::shared_ptr<WriterQueue> writers;
     Checkpointer checkpointer;
@@ -76,6 +77,7 @@ private:
 
     using Sessions = std::vector<std::unique_ptr<SqliteSession>>;
 
+    SqliteHandle open() const;
     SqliteSession* activeSession(std::thread::id thread) const;
     std::unique_ptr<SqliteSession> takeIdle(std::thread::id thread);
     void retireUnused(SqliteSession* session);

@@ -1,5 +1,8 @@
 #include "DiskBudget.h"
 
+#include <dlfcn.h>
+#include <sys/statvfs.h>
+
 namespace {
 
 /// Loaded into another program by LD_PRELOAD: SQLite's files may grow by VELMIO_DISK_BUDGET bytes.
@@ -16,3 +19,16 @@ private:
 const Preload preload;
 
 } // namespace
+
+// What the system says of the space on such a disk.
+extern "C" Q_DECL_EXPORT int statvfs64(const char* path, struct statvfs64* status)
+{
+    using Function = int (*)(const char*, struct statvfs64*);
+    static const auto original = reinterpret_cast<Function>(::dlsym(RTLD_NEXT, "statvfs64"));
+    const int result = original(path, status);
+    if (result == 0) {
+        status->f_bavail =
+            qEnvironmentVariable("VELMIO_DISK_BUDGET").toULongLong() / status->f_frsize;
+    }
+    return result;
+}

@@ -1,9 +1,12 @@
 #include <velmioctl/doctor/Doctor.h>
 
+#include <database/DatabaseError.h>
+#include <database/SqliteDatabaseFactory.h>
+#include <database/StoreInspection.h>
+#include <interf/IQSqlDatabaseWrapper.h>
 #include <velmioctl/doctor/CheckQuery.h>
 #include <velmioctl/doctor/DiskChecks.h>
 #include <velmioctl/doctor/FileChecks.h>
-#include <velmioctl/doctor/ReadOnlyDatabase.h>
 #include <velmioctl/doctor/RecordChecks.h>
 #include <velmioctl/doctor/SecretChecks.h>
 #include <velmioctl/doctor/StoreChecks.h>
@@ -13,11 +16,16 @@
 #include <map>
 
 using namespace Qt::StringLiterals;
+using sync::database::DatabaseError;
+using sync::database::SqliteDatabaseFactory;
+using sync::database::StoreInspection;
 using sync::interf::factory::IDatabaseFactory;
 
 namespace velmioctl::doctor {
 
 namespace {
+
+using Kind = StoreInspection::Kind;
 
 /// Runs checks, so that one that cannot read is a finding and does not stop the others.
 class Examination
@@ -33,30 +41,30 @@ public:
     void run()
     {
         checkAccess(path, found);
-        // Before reading it makes a log, with the rights of the database.
-        const QStringList openFiles = filesOpenToOthers(path);
-        try {
-            ReadOnlyDatabase database(path);
-            checkEngine(database, found);
-            database.begin();
-            const Content content = checkContent(path, database, found);
-            if (content != Content::NotOurs)
-                reportOpenFiles(openFiles, found);
-            if (content != Content::Sound)
-                return;
-            for (const RecordCheck& check : recordChecks())
-                checkRecords(check, database);
-            guarded(u"signin.password-unreadable"_s, [&] { checkSecrets(database, found); });
-            database.end();
-            guarded(u"file.gone"_s, [&] { checkDisk(database, found); });
-        } catch (const UnreadableDatabase& error) {
-            reportUnreadable(path, error, found);
-        } catch (const ReadFailure& error) {
-            reportFailedCheck(u"store"_s, error.text(), found);
-        }
+        const StoreInspection store(path);
+        checkStore(store, found);
+        const auto kind = store.kind();
+        if (kind == Kind::Ours || kind == Kind::TooNew || kind == Kind::Damaged)
+            reportOpenFiles(filesOpenToOthers(path), found);
+        if (kind == Kind::Ours && store.readsWal())
+            guarded(u"store"_s, [this] { readStore(); });
     }
 
 private:
+    void readStore()
+    {
+        const auto database = SqliteDatabaseFactory::openReadOnly(path);
+        checkEngine(*database, found);
+        // One moment, which ends before the disk is looked at: that may take long.
+        const auto moment = database->GetDatabase();
+        moment->transaction();
+        for (const RecordCheck& check : recordChecks())
+            checkRecords(check, *database);
+        guarded(u"signin.password-unreadable"_s, [&] { checkSecrets(*database, found); });
+        moment->commit();
+        guarded(u"file.gone"_s, [&] { checkDisk(*database, found); });
+    }
+
     void checkRecords(const RecordCheck& check, IDatabaseFactory& database)
     {
         bool any = false;
@@ -82,6 +90,8 @@ private:
         try {
             work();
         } catch (const ReadFailure& error) {
+            reportFailedCheck(checkId, error.text(), found);
+        } catch (const DatabaseError& error) {
             reportFailedCheck(checkId, error.text(), found);
         }
     }

@@ -1,7 +1,8 @@
 #pragma once
 
+#include <database/SqliteDatabaseFactory.h>
+#include <interf/IQSqlDatabaseWrapper.h>
 #include <velmioctl/doctor/CheckQuery.h>
-#include <velmioctl/doctor/ReadOnlyDatabase.h>
 #include <velmioctl/store/Columns.h>
 
 #include <QString>
@@ -22,7 +23,7 @@ public:
     void read(Work work)
     {
         try {
-            work(database);
+            work(*database);
         } catch (const doctor::ReadFailure& failure) {
             check(failure);
             throw;
@@ -32,16 +33,15 @@ public:
     /// For work of the caller's own, which has met a failure: throws CommandError when it was here.
     void check(const doctor::ReadFailure& failure) const;
 
-    sync::interf::factory::IDatabaseFactory& openDatabase() { return database; }
+    sync::interf::factory::IDatabaseFactory& openDatabase() { return *database; }
 
 private:
     [[noreturn]] void failAsTooNew() const;
-    void requireOurs();
     void requireColumns(const TableShape& table);
-    qint64 number(const QString& sql);
 
     const QString path;
-    doctor::ReadOnlyDatabase database;
+    const std::shared_ptr<sync::database::SqliteDatabaseFactory> database;
+    const std::shared_ptr<sync::interf::IQSqlDatabaseWrapper> moment;
     qint64 version = 0;
 };
 
