@@ -46,6 +46,8 @@ sync::config::FileConfiguration fileOfBareStore(const QString& store, const QStr
 std::unique_ptr<Engine> openEmbedded(const QString& path);
 /// The same with a ChangeNotifier on it.
 std::unique_ptr<Engine> openWatched(const QString& path);
+/// The same, and another thread asks it every millisecond what others have changed.
+std::unique_ptr<Engine> openPolled(const QString& path);
 /// The managers through queries that show nothing but IQSqlQueryWrapper: every value is a QVariant.
 std::unique_ptr<Engine> openVariant(const QString& path);
 /// The managers over a factory as a host may write it upon Qt's SQL module, with kept queries.

@@ -8,6 +8,7 @@
 #include <QHash>
 
 #include <barrier>
+#include <chrono>
 #include <functional>
 #include <random>
 #include <stdexcept>
@@ -32,7 +33,8 @@ std::unique_ptr<Engine> openEngine(const QString& engine, const QString& path)
         {u"floor"_s, openFloor},       {u"unchecked"_s, openUncheckedFloor},
         {u"embedded"_s, openEmbedded}, {u"host"_s, openHost},
         {u"variant"_s, openVariant},   {u"naive"_s, openNaive},
-        {u"watched"_s, openWatched}};
+        {u"watched"_s, openWatched},
+        {u"polled"_s, openPolled}};
     const auto open = engines.value(engine);
     require(open, "no such engine");
     return open(path);
@@ -154,6 +156,26 @@ Measurement add(const Job& job)
         timer.time([&] { added = engine->addFile(file) && added; });
     require(added, "an addition failed");
     requireSample(*engine, first + job.operations - 1);
+    return timer.result();
+}
+
+// Each commit ends a transaction of 2 ms, shortly after another factory of the file has committed.
+Measurement commitBesideAnother(const Job& job)
+{
+    const auto engine = open(job);
+    const auto other = openEmbedded(job.path);
+    const int first = job.files + 2 * job.run * job.operations;
+    auto files = newFiles(first, 2 * job.operations);
+    Timer timer(job.operations);
+    bool committed = true;
+    for (std::size_t index = 0; index < files.size(); index += 2) {
+        committed = other->addFile(files[index]) && engine->begin() &&
+                    engine->addFile(files[index + 1]) && committed;
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        timer.time([&] { committed = engine->commit() && committed; });
+    }
+    require(committed, "a commit failed");
+    requireSample(*engine, first + 2 * job.operations - 1);
     return timer.result();
 }
 
@@ -414,6 +436,7 @@ Measurement perform(const Job& job)
         {u"memory"_s, memory},
         {u"memory-million"_s, memory},
         {u"add"_s, add},
+        {u"commit"_s, commitBesideAnother},
         {u"add-bulk"_s, addInOneTransaction},
         {u"grow"_s, grow},
         {u"update"_s, update},

@@ -8,6 +8,9 @@
 #include <database/SqliteDatabaseFactory.h>
 #include <interf/IQSqlDatabaseWrapper.h>
 
+#include <chrono>
+#include <thread>
+
 using sync::config::FileConfiguration;
 using sync::config::FolderConfiguration;
 
@@ -64,6 +67,26 @@ private:
     const sync::database::ChangeNotifier notifier;
 };
 
+class PolledEngine : public ManagerEngine
+{
+public:
+    explicit PolledEngine(const std::shared_ptr<sync::database::SqliteDatabaseFactory>& factory)
+        : ManagerEngine(factory)
+        , notifier(*factory)
+        , poller([this](const std::stop_token& stop) {
+            while (!stop.stop_requested()) {
+                notifier.look();
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            }
+        })
+    {
+    }
+
+private:
+    sync::database::ChangeNotifier notifier;
+    const std::jthread poller;
+};
+
 } // namespace
 
 std::unique_ptr<Engine> openEmbedded(const QString& path)
@@ -74,6 +97,11 @@ std::unique_ptr<Engine> openEmbedded(const QString& path)
 std::unique_ptr<Engine> openWatched(const QString& path)
 {
     return std::make_unique<WatchedEngine>(sync::database::SqliteDatabaseFactory::open(path));
+}
+
+std::unique_ptr<Engine> openPolled(const QString& path)
+{
+    return std::make_unique<PolledEngine>(sync::database::SqliteDatabaseFactory::open(path));
 }
 
 std::unique_ptr<Engine> openVariant(const QString& path)

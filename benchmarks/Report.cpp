@@ -18,6 +18,7 @@ constexpr QStringView PageEnd = u"<!-- end of measured -->\n";
 // A cached list is shared and not copied.
 constexpr double CachedListGoalNs = 1000;
 constexpr double WatchedGoal = 1.03;
+constexpr double PolledGoal = 1.10;
 
 QString decimal(double value, int decimals)
 {
@@ -132,6 +133,14 @@ QList<Claim> allClaims(const Report& report)
                  true,
                  WatchedGoal,
                  {}});
+        if (one.runs.contains(u"polled"_s))
+            claims.append(
+                {one.workload.title + u", with a polling ChangeNotifier beside without"_s,
+                 one.median(u"polled"_s) / one.median(u"embedded"_s),
+                 true,
+                 PolledGoal,
+                 u"%1 and %2"_s.arg(
+                     valueText(one, u"polled"_s), valueText(one, u"embedded"_s))});
         if (one.runs.contains(u"unchecked"_s))
             claims.append(
                 {one.workload.title + u", beside a floor that seeks no duplicates"_s,

@@ -4,6 +4,7 @@
 //   files           the list of all 100,000 files
 //   list            the 50 files of a folder, ordered by name
 //   add             one file added, alone and durable
+//   commit          the commit() of a transaction of 2 ms, two factories writing to one file
 //   add-bulk        100,000 files added in one transaction, each sought first
 //   update          one file updated, alone and durable
 //   update-bulk     10,000 of 100,000 files updated in one transaction
@@ -77,6 +78,7 @@ std::vector<Workload> allWorkloads()
         {u"files"_s, u"GetAll of files"_s, WithVariant, Hosts, Nothing, WholeRun, N, N, 7, 1.05, 1.40, files},
         {u"list"_s, u"GetFileConfigurationsByFolderId, 50 rows, ordered"_s, WithVariant, Hosts, Nothing, OneOperation, N, 1'500, 7, 1.05, 1.40, files},
         {u"add"_s, u"Add, alone, durable"_s, Both, withWatched, Some, OneOperation, N, 500, 7, 1.05, 1.10, files},
+        {u"commit"_s, u"commit() after 2 ms, two factories of one file"_s, {u"embedded"_s, u"polled"_s}, {}, Some, OneOperation, N, 300, 7, 0, 0, files},
         {u"add-bulk"_s, u"Add, 100,000 in one transaction"_s, Both, withUnchecked, All, WholeRun, 0, N, 7, 1.15, 1.25, emptyTree},
         {u"update"_s, u"Update, alone, durable"_s, Both, VariantAndHosts, Some, OneOperation, N, 500, 7, 1.05, 1.10, files},
         {u"update-bulk"_s, u"Update, 10,000 in one transaction"_s, Both, VariantAndHosts, Some, WholeRun, N, 10'000, 7, 1.05, 1.10, files},
