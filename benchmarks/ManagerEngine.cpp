@@ -59,7 +59,7 @@ class WatchedEngine : public ManagerEngine
 public:
     explicit WatchedEngine(const std::shared_ptr<sync::database::SqliteDatabaseFactory>& factory)
         : ManagerEngine(factory)
-        , notifier(*factory)
+        , notifier(factory)
     {
     }
 
@@ -72,10 +72,10 @@ class PolledEngine : public ManagerEngine
 public:
     explicit PolledEngine(const std::shared_ptr<sync::database::SqliteDatabaseFactory>& factory)
         : ManagerEngine(factory)
-        , notifier(*factory)
+        , notifier(factory)
         , poller([this](const std::stop_token& stop) {
             while (!stop.stop_requested()) {
-                notifier.look();
+                notifier.poll();
                 std::this_thread::sleep_for(std::chrono::milliseconds(1));
             }
         })

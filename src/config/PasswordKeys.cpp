@@ -3,8 +3,8 @@
 #include <config/statement/SqlText.h>
 #include <config/statement/Statement.h>
 #include <core/Cipher.h>
+#include <database/HostTransaction.h>
 #include <interf/IDatabaseFactory.h>
-#include <interf/IQSqlDatabaseWrapper.h>
 
 #include <algorithm>
 
@@ -21,36 +21,6 @@ constexpr SqlText SelectPasswords(u"SELECT id, encryptedPassword FROM Authentica
 constexpr SqlText UpdatePassword(
     u"UPDATE AuthenticationConfiguration SET encryptedPassword = :encryptedPassword"
     u" WHERE id = :id AND encryptedPassword = :previousPassword");
-
-/// A transaction that is rolled back unless it was committed.
-class Transaction
-{
-public:
-    explicit Transaction(std::shared_ptr<interf::IQSqlDatabaseWrapper> connection)
-        : database(std::move(connection))
-        , open(database->transaction())
-    {
-    }
-    ~Transaction()
-    {
-        if (open)
-            database->rollback();
-    }
-    Q_DISABLE_COPY_MOVE(Transaction)
-
-    bool isOpen() const { return open; }
-
-    bool commit()
-    {
-        const bool committed = database->commit();
-        open = !committed;
-        return committed;
-    }
-
-private:
-    const std::shared_ptr<interf::IQSqlDatabaseWrapper> database;
-    bool open;
-};
 
 Unsealed openWithAny(const QByteArray& value, const QVector<KeyRing>& rings)
 {
@@ -170,7 +140,7 @@ PasswordKeys::StoredPasswords PasswordKeys::_ReadPasswords() const
 PasswordKeys::Outcome PasswordKeys::_Encrypt(
     const QVector<KeyRing>& rings, const Key& key, KeyBackend backend) const
 {
-    Transaction transaction(databaseFactory->GetDatabase());
+    database::HostTransaction transaction(*databaseFactory);
     const StoredPasswords passwords = transaction.isOpen() ? _ReadPasswords() : StoredPasswords();
     if (!passwords.read)
         return {};

@@ -1,94 +1,50 @@
 #include <database/ChangeNotifier.h>
 
-#include <database/SqliteDatabaseFactory.h>
-#include <database/pool/SqliteStore.h>
-
-#include <QSet>
-
-#include <mutex>
 #include <utility>
 
 namespace sync::database {
 
-namespace {
-
-constexpr int DefaultLookIntervalMs = 500;
-
-} // namespace
-
-/// The tables that have changed since the last signal.
-class ChangeNotifier::Pending
-{
-public:
-    /// True when these are the first ones.
-    bool add(const QStringList& changed)
-    {
-        const std::lock_guard lock(mutex);
-        const bool isFirst = tables.isEmpty();
-        for (const QString& table : changed)
-            tables.insert(table);
-        return isFirst;
-    }
-
-    QStringList take()
-    {
-        const std::lock_guard lock(mutex);
-        QStringList taken = std::exchange(tables, {}).values();
-        taken.sort();
-        return taken;
-    }
-
-private:
-    std::mutex mutex;
-    QSet<QString> tables;
-};
-
-ChangeNotifier::ChangeNotifier(const SqliteDatabaseFactory& factory, QObject* parent)
+ChangeNotifier::ChangeNotifier(const std::shared_ptr<ChangeSource>& factory, QObject* parent)
     : QObject(parent)
-    , store(factory.store)
-    , pending(std::make_unique<Pending>())
-{
-    listenerId = factory.store->changes().listen([this](const QStringList& tables) {
-        if (pending->add(tables))
+    , source(factory)
+    , listening(factory->onChange([this](RecordKinds kinds) {
+        if (pending.fetch_or(kinds.toInt()) == 0)
             QMetaObject::invokeMethod(this, &ChangeNotifier::deliver, Qt::QueuedConnection);
-    });
-    setLookInterval(DefaultLookIntervalMs);
-}
-
-ChangeNotifier::~ChangeNotifier()
+    }))
 {
-    if (const auto alive = store.lock())
-        alive->changes().stop(listenerId);
+    setPollInterval(std::chrono::milliseconds(500));
 }
 
-int ChangeNotifier::lookInterval() const
+ChangeNotifier::~ChangeNotifier() = default;
+
+std::chrono::milliseconds ChangeNotifier::pollInterval() const
 {
     return interval;
 }
 
-void ChangeNotifier::setLookInterval(int milliseconds)
+void ChangeNotifier::setPollInterval(std::chrono::milliseconds value)
 {
     if (timer != 0)
         killTimer(std::exchange(timer, 0));
-    interval = milliseconds;
-    if (milliseconds > 0)
-        timer = startTimer(milliseconds, Qt::CoarseTimer);
+    interval = value;
+    if (value.count() > 0)
+        timer = startTimer(value, Qt::CoarseTimer);
 }
 
-void ChangeNotifier::look()
+void ChangeNotifier::poll()
 {
-    if (const auto alive = store.lock())
-        alive->changes().look();
+    if (const auto alive = source.lock())
+        alive->poll();
 }
 
 void ChangeNotifier::deliver()
 {
-    Q_EMIT changed(pending->take());
+    Q_EMIT changed(RecordKinds::fromInt(pending.exchange(0)));
 }
 
 void ChangeNotifier::timerEvent(QTimerEvent* /*event*/)
 {
-    look();
+    poll();
 }
 
 } // namespace sync::database

@@ -2,65 +2,65 @@
 #include <core/PosixSync.h>
 
 #include <core/Export.h>
+#include <database/ChangeSource.h>
 
 #include <QObject>
-#include <QStringList>
 
+#include <atomic>
+#include <chrono>
 #include <memory>
 
 namespace sync::database {
 
-class SqliteDatabaseFactory;
-class SqliteStore;
-
-/// Tells which tables of a database have changed, by this process or by another.
+/// Signals which kinds of records have changed, by this process or by another.
 ///
-/// What the factory's own threads change is known when it is committed. To find out about others it
-/// looks twice a second, which takes some 30 ns with a write-ahead log; for that its thread
-/// needs an event loop. It starts no thread.
+/// What the factory's own threads change is known when it is committed. For what others change it
+/// polls the factory twice a second, which takes some 30 ns with a WAL and never waits for a
+/// writer; for that its thread needs an event loop. It starts no thread.
 ///
-/// It names tables and no rows, and may name one that is as it was: read again what matters. As
-/// many as are wanted may watch one factory, and either may go first.
+/// It names kinds of records and not the records, and may name one that has not changed: read again
+/// what matters. Any number of notifiers may watch one factory, and either may be destroyed first.
 class VELMIO_DATABASE_EXPORT ChangeNotifier : public QObject
 {
     Q_OBJECT
 
 public:
-    /// Reports what is committed from now on. Throws DatabaseError when there is no connection to
-    /// be had.
-    explicit ChangeNotifier(const SqliteDatabaseFactory& factory, QObject* parent = nullptr);
+    /// Reports what is committed from now on. Throws DatabaseError when no connection can be
+    /// opened.
+    explicit ChangeNotifier(
+        const std::shared_ptr<ChangeSource>& factory, QObject* parent = nullptr);
+
+    /// Waits for a report in progress on another thread, which takes no more than some
+    /// microseconds.
     ~ChangeNotifier() override;
 
-    /// How often it looks for what others have changed, in milliseconds; 500 at first, and 0 for
-    /// only by look(). @{
-    int lookInterval() const;
-    void setLookInterval(int milliseconds);
+    /// How often it polls; 500 ms at first, and 0 for only by poll(). @{
+    std::chrono::milliseconds pollInterval() const;
+    void setPollInterval(std::chrono::milliseconds value);
     ///@}
 
-    /// Looks at once for what others have changed. On the thread of the notifier.
-    Q_INVOKABLE void look();
+    /// Checks at once whether others have changed anything. Any thread may call.
+    Q_INVOKABLE void poll();
 
 Q_SIGNALS:
-    /// Rows of these tables have changed, sorted by name. Sent from the event loop of the
-    /// notifier's thread, once for all commits since the last time.
+    /// Records of these kinds have changed. Sent from the event loop of the notifier's thread, once
+    /// for all commits since the last time.
     ///
     /// What this factory has committed is named exactly, and never when it was rolled back. When
-    /// others have committed, which tables it was cannot be told: all eight of the records are
-    /// named. Others are other processes, and other factories of the same file. Without a
-    /// write-ahead log (SqliteDatabaseFactory::hasWriteAheadLog()) every commit counts as theirs.
-    void changed(const QStringList& tables);
+    /// others have committed, what they changed is not known: every kind is named. Others are other
+    /// processes, and other factories of the same file. Without a WAL
+    /// (SqliteDatabaseFactory::hasWriteAheadLog()) every commit counts as theirs.
+    void changed(sync::database::RecordKinds kinds);
 
 private:
-    class Pending;
-
     void deliver();
     void timerEvent(QTimerEvent* event) override;
 
-    const std::weak_ptr<SqliteStore> store;
-    const std::unique_ptr<Pending> pending;
-    int listenerId = 0;
-    int interval = 0;
+    const std::weak_ptr<ChangeSource> source;
+    std::atomic<RecordKinds::Int> pending = 0; // since the last signal
+    std::chrono::milliseconds interval{0};
     int timer = 0;
+    const Listening listening; // ends first
 };
 
 } // namespace sync::database

@@ -1,18 +1,18 @@
 #include <database/ErrorGuard.h>
 
-#include <database/SqliteDatabaseFactory.h>
+#include <database/FailureLog.h>
 
 namespace sync::database {
 
-ErrorGuard::ErrorGuard(const SqliteDatabaseFactory& factory)
+ErrorGuard::ErrorGuard(const FailureSource& factory)
     : factory(factory)
-    , errorsAtStart(factory.errorCount())
+    , failuresAtStart(factory.failureCount())
 {
 }
 
 bool ErrorGuard::failed() const
 {
-    return factory.errorCount() != errorsAtStart;
+    return factory.failureCount() != failuresAtStart;
 }
 
 } // namespace sync::database

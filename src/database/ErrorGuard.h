@@ -5,28 +5,28 @@
 
 namespace sync::database {
 
-class SqliteDatabaseFactory;
+class FailureSource;
 
-/// Tells whether a call on a factory has failed since the guard was made.
+/// Shows whether a call on a factory has failed since the guard was created.
 ///
-/// The managers answer a failed read with an empty list or a record of id -1. Who deletes something
-/// because nothing was found makes a guard before the first read, and asks it before the deletion.
+/// The managers answer a failed read with an empty list or a record of id -1. Before you delete
+/// something because nothing was found: create a guard before the first read, and ask it before the
+/// deletion.
 ///
 /// It watches the whole factory: a failure on another thread, or of something unrelated, counts as
-/// well. So it may stop a deletion that was safe, but lets none pass that was not.
+/// well. So it may prevent a deletion that was safe, but never allows one that was not.
 class VELMIO_DATABASE_EXPORT ErrorGuard
 {
 public:
     /// The factory has to outlive the guard.
-    explicit ErrorGuard(const SqliteDatabaseFactory& factory);
+    explicit ErrorGuard(const FailureSource& factory);
 
-    /// True once a call has failed that SqliteDatabaseFactory::errorCount() counts. Any thread may
-    /// ask.
+    /// True if a call has failed that FailureSource::failureCount() counts. Any thread may ask.
     bool failed() const;
 
 private:
-    const SqliteDatabaseFactory& factory;
-    const int errorsAtStart;
+    const FailureSource& factory;
+    const int failuresAtStart;
 };
 
 } // namespace sync::database

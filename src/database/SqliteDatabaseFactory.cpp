@@ -5,7 +5,7 @@
 #include <database/connection/SqliteQuery.h>
 #include <database/opening/Migrations.h>
 #include <database/opening/StoreOpening.h>
-#include <database/pool/SqliteStore.h>
+#include <database/pool/ConnectionPool.h>
 
 #include <QStandardPaths>
 
@@ -25,15 +25,14 @@ std::shared_ptr<SqliteDatabaseFactory> SqliteDatabaseFactory::open(const QString
     OpenedStore opened = StoreOpening(absolutePath).open();
     for (const QString& warning : opened.warnings)
         qCWarning(velmioDatabase).noquote() << warning;
-    return std::shared_ptr<SqliteDatabaseFactory>(
-        new SqliteDatabaseFactory(std::make_shared<SqliteStore>(absolutePath, std::move(opened))));
+    return std::shared_ptr<SqliteDatabaseFactory>(new SqliteDatabaseFactory(absolutePath, opened));
 }
 
 std::shared_ptr<SqliteDatabaseFactory> SqliteDatabaseFactory::openReadOnly(const QString& path)
 {
     const QString absolutePath = base::absoluteFilePath(path);
-    return std::shared_ptr<SqliteDatabaseFactory>(new SqliteDatabaseFactory(
-        std::make_shared<SqliteStore>(absolutePath, StoreOpening(absolutePath).openReadOnly())));
+    OpenedStore opened = StoreOpening(absolutePath).openReadOnly();
+    return std::shared_ptr<SqliteDatabaseFactory>(new SqliteDatabaseFactory(absolutePath, opened));
 }
 
 QString SqliteDatabaseFactory::defaultPath()
@@ -52,8 +51,11 @@ bool SqliteDatabaseFactory::disableMemoryStatistics()
     return sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0) == SQLITE_OK;
 }
 
-SqliteDatabaseFactory::SqliteDatabaseFactory(std::shared_ptr<SqliteStore> store)
-    : store(std::move(store))
+SqliteDatabaseFactory::SqliteDatabaseFactory(const QString& path, OpenedStore& opened)
+    : pool(std::make_shared<ConnectionPool>(path, opened))
+    , openingWarnings(opened.warnings)
+    , ownStoreId(opened.identity.storeId)
+    , moved(opened.identity.moved)
 {
 }
 
@@ -61,79 +63,81 @@ SqliteDatabaseFactory::~SqliteDatabaseFactory() = default;
 
 std::shared_ptr<interf::IQSqlDatabaseWrapper> SqliteDatabaseFactory::GetDatabase()
 {
-    return std::make_shared<SqliteDatabase>(store);
+    return std::make_shared<SqliteDatabase>(pool);
 }
 
 std::shared_ptr<interf::IQSqlQueryWrapper> SqliteDatabaseFactory::CreateQuery()
 {
     try {
-        return std::make_shared<SqliteQuery>(store);
+        return std::make_shared<SqliteQuery>(pool);
     } catch (const DatabaseError& error) {
-        const Failure failure{error.cause(), error.text()};
-        store->reportFailure(failure);
-        return std::make_shared<FailedQuery>(store, failure);
+        const Failure failure{Failure::Kind::Opening, error.cause(), error.text()};
+        pool->failures().report(failure);
+        return std::make_shared<FailedQuery>(pool, failure);
     }
 }
 
 QString SqliteDatabaseFactory::path() const
 {
-    return store->path();
+    return pool->path();
 }
 
 QStringList SqliteDatabaseFactory::warnings() const
 {
-    return store->warnings();
+    return openingWarnings;
 }
 
 QString SqliteDatabaseFactory::storeId() const
 {
-    return store->storeId();
+    return ownStoreId;
 }
 
 bool SqliteDatabaseFactory::hasWriteAheadLog() const
 {
-    return store->hasLog();
+    return pool->hasWal();
 }
 
 bool SqliteDatabaseFactory::isMoved() const
 {
-    return store->isMoved();
+    return moved;
 }
 
-bool SqliteDatabaseFactory::adopt()
+void SqliteDatabaseFactory::adopt()
 {
-    const auto query = CreateQuery();
-    query->prepare(u"UPDATE StoreIdentity SET machineStamp = :machineStamp"_s);
-    query->bindValue(u":machineStamp"_s, ownMachineStamp(storeId()));
-    if (!query->exec())
-        return false;
-    store->noteAdopted();
-    return true;
+    SqliteQuery query(pool);
+    query.prepare(u"UPDATE StoreIdentity SET machineStamp = :machineStamp"_s);
+    query.bindValue(u":machineStamp"_s, ownMachineStamp(ownStoreId));
+    if (!query.exec())
+        throw DatabaseError(
+            query.lastFailure().cause,
+            u"The database %1 cannot be made this machine's own: %2"_s.arg(
+                path(), query.lastError()));
+    moved = false;
 }
 
-void SqliteDatabaseFactory::setCommitFailureHandler(CommitFailureHandler handler)
+int SqliteDatabaseFactory::failureCount() const
 {
-    store->setCommitFailureHandler(std::move(handler));
+    return pool->failures().failureCount();
 }
 
-int SqliteDatabaseFactory::commitFailureCount() const
+std::optional<Failure> SqliteDatabaseFactory::lastFailure() const
 {
-    return store->commitFailureCount();
+    return pool->failures().lastFailure();
 }
 
-int SqliteDatabaseFactory::errorCount() const
+Listening SqliteDatabaseFactory::onFailure(std::function<void(const Failure& failure)> function)
 {
-    return store->errorCount();
+    return pool->failures().onFailure(std::move(function));
 }
 
-std::optional<DatabaseError> SqliteDatabaseFactory::lastError() const
+Listening SqliteDatabaseFactory::onChange(std::function<void(RecordKinds kinds)> function)
 {
-    return store->lastError();
+    return pool->isReadOnly() ? Listening() : pool->changes().listen(std::move(function));
 }
 
-void SqliteDatabaseFactory::setErrorHandler(ErrorHandler handler)
+void SqliteDatabaseFactory::poll()
 {
-    store->setErrorHandler(std::move(handler));
+    pool->changes().poll();
 }
 
 } // namespace sync::database

@@ -2,12 +2,15 @@
 #include <core/PosixSync.h>
 
 #include <core/Export.h>
+#include <database/ChangeSource.h>
 #include <database/DatabaseError.h>
+#include <database/FailureLog.h>
 #include <interf/IDatabaseFactory.h>
 
 #include <QString>
 #include <QStringList>
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -15,7 +18,8 @@
 /// The embedded engine, and the scope that groups writes into transactions.
 namespace sync::database {
 
-class SqliteStore;
+class ConnectionPool;
+struct OpenedStore;
 
 /// The embedded SQLite engine: a database file with its schema, and a connection for each thread.
 ///
@@ -27,18 +31,11 @@ class SqliteStore;
 ///
 /// A thread that holds a SELECT with rows left cannot write once somebody else has written; release
 /// or finish the SELECT first. A process that forks opens a factory of its own in the child.
-class VELMIO_DATABASE_EXPORT SqliteDatabaseFactory : public interf::factory::IDatabaseFactory
+class VELMIO_DATABASE_EXPORT SqliteDatabaseFactory : public interf::factory::IDatabaseFactory,
+                                                     public FailureSource,
+                                                     public ChangeSource
 {
 public:
-    /// Told the database's text when a transaction could not be committed at the end of a scope,
-    /// where no return value can tell. Its changes are rolled back by then. Runs on the thread
-    /// whose scope ended; it must not throw.
-    using CommitFailureHandler = std::function<void(const QString& error)>;
-
-    /// Told of each failure that errorCount() counts, on the thread where it happened. It must not
-    /// throw, nor use the factory.
-    using ErrorHandler = std::function<void(const DatabaseError& error)>;
-
     /// Opens the database file, creating it, its directories and its tables when there is none.
     ///
     /// Throws DatabaseError and leaves the file as it is when it is a directory, may not be read
@@ -70,8 +67,8 @@ public:
     /// False, and nothing has changed, when SQLite is in use already.
     static bool disableMemoryStatistics();
 
-    /// Copies the log into the file and removes it when nobody else has the file open. Queries that
-    /// are still held keep what they need of the store alive.
+    /// Copies the WAL into the file and removes it when nobody else has the file open. Queries that
+    /// still exist keep what they need of the store alive.
     ~SqliteDatabaseFactory() override;
 
     std::shared_ptr<interf::IQSqlDatabaseWrapper> GetDatabase() override;
@@ -98,39 +95,33 @@ public:
     /// synchronises anything from it. Any thread may ask.
     bool isMoved() const;
 
-    /// Makes the store belong to this machine and account, when the user has agreed. False when
-    /// that could not be written; lastError() tells why. Under transaction() it counts with the
-    /// commit().
-    bool adopt();
-
-    /// Has this handler told of later failures, in place of an earlier one; none when it is empty.
-    /// Any thread may call it.
-    void setCommitFailureHandler(CommitFailureHandler handler);
-
-    /// How many transactions could not be committed at the end of a scope.
-    int commitFailureCount() const;
+    /// Makes the store belong to this machine and account, when the user has agreed. Under
+    /// transaction() it becomes durable with the commit(). Throws DatabaseError when that cannot be
+    /// written.
+    void adopt();
 
     /// How many calls have failed since the database was opened, on all threads: exec() and next()
     /// of a query, transaction(), commit() and rollback(), a commit at the end of a scope, and
-    /// CreateQuery() without a connection to be had. A text that does not prepare counts when
-    /// exec() tries it. What has failed reads like what is empty; see ErrorGuard. Any thread may
-    /// ask.
-    int errorCount() const;
+    /// CreateQuery() when no connection can be opened. A text that does not prepare counts when
+    /// exec() tries it, and rollback() after a commit() that failed does not count.
+    ///
+    /// The managers answer what has failed like what is empty; ErrorGuard shows the difference.
+    int failureCount() const override;
 
-    /// The last of these failures: its cause, and a text for a person that holds no bound value.
-    /// Nothing as long as there was none. Any thread may ask.
-    std::optional<DatabaseError> lastError() const;
+    std::optional<Failure> lastFailure() const override;
+    [[nodiscard]] Listening onFailure(
+        std::function<void(const Failure& failure)> function) override;
 
-    /// Has this handler told of later failures, in place of an earlier one; none when it is empty.
-    /// Any thread may call it.
-    void setErrorHandler(ErrorHandler handler);
+    [[nodiscard]] Listening onChange(std::function<void(RecordKinds kinds)> function) override;
+    void poll() override;
 
 private:
-    friend class ChangeNotifier;
+    SqliteDatabaseFactory(const QString& path, OpenedStore& opened);
 
-    explicit SqliteDatabaseFactory(std::shared_ptr<SqliteStore> store);
-
-    const std::shared_ptr<SqliteStore> store;
+    const std::shared_ptr<ConnectionPool> pool;
+    const QStringList openingWarnings;
+    const QString ownStoreId;
+    std::atomic<bool> moved;
 };
 
 } // namespace sync::database

@@ -3,19 +3,22 @@
 
 #include <core/Export.h>
 
+#include <memory>
+
 namespace sync::database {
 
-/// Joins the writes of one thread into a transaction for as long as it lives.
+class ThreadScopes;
+
+/// Commits the writes of one thread together when the outermost scope ends, also without commit().
 ///
-/// Scopes nest. It touches nothing until a factory of this library hands out a query on the same
-/// thread; over a host's own factory it only counts its depth. Over the embedded engine:
+/// The lone outermost level is not joined: a write that runs in the outermost scope itself, and not
+/// in a nested one, is committed before its exec() returns, so that a `true` means on the disk.
+/// From the second level on, writes join one transaction, over the embedded engine and every other
+/// factory that calls joinOutermostScope(); over others a scope only counts its depth.
 ///
-/// - A write that runs in the outermost scope itself, and not in a nested one, is committed before
-///   its exec() returns, so that a `true` means on the disk.
-/// - From the second level on writes join one transaction, which the outermost scope commits when
-///   it ends or by commit(). Should that commit fail, everything under it is rolled back and the
-///   factory's commit failure handler is told.
-/// - An outermost scope that is left by an exception rolls its transaction back.
+/// - If the commit at the end fails, everything in the transaction is rolled back and the factory
+///   reports a Failure of the kind Commit.
+/// - If an exception leaves the outermost scope, the transaction is rolled back.
 /// - Under the transaction() of a host, scopes join it and end nothing.
 class VELMIO_DATABASE_EXPORT TransactionalScope
 {
@@ -24,12 +27,16 @@ public:
     TransactionalScope();
 
     /// Ends the scope, on the thread that opened it; the outermost one ends the transaction.
+    ///
+    /// Ended on another thread, which is a bug in the program and stops a debug build, it logs an
+    /// error, and the thread that opened it rolls the transaction back with its next write or
+    /// scope, or when it ends.
     ~TransactionalScope();
 
     TransactionalScope(const TransactionalScope&) = delete;
     TransactionalScope& operator=(const TransactionalScope&) = delete;
 
-    /// Makes durable what was done under the outermost scope; in a nested one it does nothing.
+    /// Commits what was written under the outermost scope; in a nested one it does nothing.
     void commit();
 
     /// True when commit() of this scope failed, and everything under it was rolled back.
@@ -39,6 +46,8 @@ public:
     static int depth() noexcept;
 
 private:
+    const std::shared_ptr<ThreadScopes> thread;
+    const int level; // 1 for the outermost
     const int exceptionsAtStart;
     bool failed = false;
 };

@@ -16,12 +16,13 @@
 using namespace Qt::StringLiterals;
 using sync::database::DatabaseError;
 using sync::database::ErrorGuard;
+using sync::database::Failure;
 using sync::database::SqliteDatabaseFactory;
 using sync::database::TransactionalScope;
 using sync::test::RawDatabase;
 using Cause = DatabaseError::Cause;
 
-/// Also what the guard asks: the factory's count and last error.
+/// Also what the guard asks: the factory's count, last failure and listeners.
 class TestErrorGuard : public QObject
 {
     Q_OBJECT
@@ -41,9 +42,9 @@ private Q_SLOTS:
     void failureOfAnotherThreadCounts();
     void failuresOfManyThreadsAreAllCounted();
     void earlierFailuresDoNotCount();
-    void busyIsTold();
-    void handlerIsToldOfEachFailure();
-    void boundValuesAreNotTold();
+    void busyIsReported();
+    void everyListenerGetsEachFailure();
+    void boundValuesAreNotReported();
 
 private:
     bool run(const QString& sql) const
@@ -83,8 +84,8 @@ void TestErrorGuard::nothingHasFailedOfWhatSucceeds()
     QVERIFY(factory->GetDatabase()->rollback());
 
     QVERIFY(!guard.failed());
-    QCOMPARE(factory->errorCount(), 0);
-    QVERIFY(!factory->lastError());
+    QCOMPARE(factory->failureCount(), 0);
+    QVERIFY(!factory->lastFailure());
 }
 
 void TestErrorGuard::failedReadCounts()
@@ -96,9 +97,9 @@ void TestErrorGuard::failedReadCounts()
     QVERIFY(!query->exec());
 
     QVERIFY(guard.failed());
-    QCOMPARE(factory->errorCount(), 1);
-    QCOMPARE(factory->lastError()->cause(), Cause::Other);
-    QCOMPARE(factory->lastError()->text(), query->lastError());
+    QCOMPARE(factory->failureCount(), 1);
+    QCOMPARE(factory->lastFailure()->cause, Cause::Other);
+    QCOMPARE(factory->lastFailure()->text, query->lastError());
 }
 
 void TestErrorGuard::textThatDoesNotPrepareCountsWhenItIsTried()
@@ -112,7 +113,7 @@ void TestErrorGuard::textThatDoesNotPrepareCountsWhenItIsTried()
 
     QVERIFY(!failedBefore);
     QVERIFY(guard.failed());
-    QCOMPARE(factory->errorCount(), 1);
+    QCOMPARE(factory->failureCount(), 1);
 }
 
 void TestErrorGuard::failedWriteCounts()
@@ -122,8 +123,8 @@ void TestErrorGuard::failedWriteCounts()
     QVERIFY(!run(u"INSERT INTO Schedules (id) VALUES (1)"_s));
 
     QVERIFY(guard.failed());
-    QCOMPARE(factory->errorCount(), 1);
-    QVERIFY(factory->lastError()->text().contains(u"UNIQUE"_s));
+    QCOMPARE(factory->failureCount(), 1);
+    QVERIFY(factory->lastFailure()->text.contains(u"UNIQUE"_s));
 }
 
 void TestErrorGuard::failedRowCounts()
@@ -138,7 +139,7 @@ void TestErrorGuard::failedRowCounts()
     QVERIFY(!query->next());
 
     QVERIFY(guard.failed());
-    QCOMPARE(factory->errorCount(), 1);
+    QCOMPARE(factory->failureCount(), 1);
 }
 
 void TestErrorGuard::failedTransactionCounts()
@@ -150,8 +151,8 @@ void TestErrorGuard::failedTransactionCounts()
     QVERIFY(!database->rollback());
 
     QVERIFY(guard.failed());
-    QCOMPARE(factory->errorCount(), 2);
-    QCOMPARE(factory->lastError()->text(), u"no transaction is open on this thread"_s);
+    QCOMPARE(factory->failureCount(), 2);
+    QCOMPARE(factory->lastFailure()->text, u"no transaction is open on this thread"_s);
 }
 
 void TestErrorGuard::failedCommitAtTheEndOfAScopeCounts()
@@ -169,8 +170,8 @@ void TestErrorGuard::failedCommitAtTheEndOfAScopeCounts()
     }
 
     QVERIFY(guard.failed());
-    QCOMPARE(factory->errorCount(), 1);
-    QVERIFY(factory->lastError()->text().contains(u"FOREIGN KEY"_s));
+    QCOMPARE(factory->failureCount(), 1);
+    QVERIFY(factory->lastFailure()->text.contains(u"FOREIGN KEY"_s));
 }
 
 void TestErrorGuard::missingConnectionCounts()
@@ -192,7 +193,7 @@ void TestErrorGuard::missingConnectionCounts()
 
     QVERIFY(failedBefore);
     QVERIFY(failedLater);
-    QVERIFY(factory->lastError()->text().contains(path()));
+    QVERIFY(factory->lastFailure()->text.contains(path()));
 }
 
 void TestErrorGuard::failureOfAnotherThreadCounts()
@@ -213,14 +214,14 @@ void TestErrorGuard::failuresOfManyThreadsAreAllCounted()
         threads.emplace_back([this] {
             for (int round = 0; round < Rounds; ++round) {
                 run(u"SELECT nothing FROM nowhere"_s);
-                factory->lastError();
+                factory->lastFailure();
             }
         });
     }
     for (auto& thread : threads)
         thread.join();
 
-    QCOMPARE(factory->errorCount(), Threads * Rounds);
+    QCOMPARE(factory->failureCount(), Threads * Rounds);
 }
 
 void TestErrorGuard::earlierFailuresDoNotCount()
@@ -230,10 +231,10 @@ void TestErrorGuard::earlierFailuresDoNotCount()
     const ErrorGuard guard(*factory);
 
     QVERIFY(!guard.failed());
-    QVERIFY(factory->lastError());
+    QVERIFY(factory->lastFailure());
 }
 
-void TestErrorGuard::busyIsTold()
+void TestErrorGuard::busyIsReported()
 {
     const auto other = SqliteDatabaseFactory::open(path());
     std::thread([&other] { other->GetDatabase()->transaction(); }).join();
@@ -241,23 +242,28 @@ void TestErrorGuard::busyIsTold()
 
     QVERIFY(!factory->GetDatabase()->transaction());
 
-    QCOMPARE(factory->lastError()->cause(), Cause::Busy);
+    QCOMPARE(factory->lastFailure()->cause, Cause::Busy);
 }
 
-void TestErrorGuard::handlerIsToldOfEachFailure()
+void TestErrorGuard::everyListenerGetsEachFailure()
 {
-    QStringList told;
-    factory->setErrorHandler([&told](const DatabaseError& error) { told.append(error.text()); });
+    QStringList first;
+    QStringList second;
+    auto listening = factory->onFailure([&](const Failure& failure) { first += failure.text; });
+    const auto other = factory->onFailure([&](const Failure& failure) { second += failure.text; });
 
     run(u"SELECT one FROM nowhere"_s);
     run(u"INSERT INTO Schedules (id) VALUES (1)"_s);
+    listening.end();
+    run(u"SELECT two FROM nowhere"_s);
 
-    QCOMPARE(told.size(), 2);
-    QVERIFY(told.at(0).contains(u"nowhere"_s));
-    QVERIFY(told.at(1).contains(u"Schedules.id"_s));
+    QCOMPARE(first.size(), 2);
+    QVERIFY(first.at(0).contains(u"nowhere"_s));
+    QVERIFY(first.at(1).contains(u"Schedules.id"_s));
+    QCOMPARE(second.size(), 3);
 }
 
-void TestErrorGuard::boundValuesAreNotTold()
+void TestErrorGuard::boundValuesAreNotReported()
 {
     QVERIFY(run(u"CREATE UNIQUE INDEX OneAlias ON ServerConfiguration (alias)"_s));
     const QString text = u"INSERT INTO ServerConfiguration (alias) VALUES (:alias)"_s;
@@ -268,7 +274,7 @@ void TestErrorGuard::boundValuesAreNotTold()
         QCOMPARE(query->exec(), round == 0);
     }
 
-    QVERIFY(!factory->lastError()->text().contains(u"mellon"_s));
+    QVERIFY(!factory->lastFailure()->text.contains(u"mellon"_s));
 }
 
 QTEST_GUILESS_MAIN(TestErrorGuard)

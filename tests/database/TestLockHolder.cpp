@@ -186,11 +186,11 @@ void TestLockHolder::busyTransactionNamesTheProcess()
 
     QVERIFY(!factory->GetDatabase()->transaction());
 
-    const auto error = factory->lastError();
-    QCOMPARE(error->cause(), DatabaseError::Cause::Busy);
+    const auto error = factory->lastFailure();
+    QCOMPARE(error->cause, DatabaseError::Cause::Busy);
     const QString process = u"process %1 (TestLockHolder) on %2, running since 20"_s.arg(
         QString::number(other.process.processId()), QSysInfo::machineHostName());
-    QVERIFY2(error->text().contains(process), error->what());
+    QVERIFY2(error->text.contains(process), qPrintable(error->text));
 }
 
 void TestLockHolder::busyOpeningNamesTheProcess()

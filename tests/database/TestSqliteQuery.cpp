@@ -555,7 +555,7 @@ void TestSqliteQuery::anotherThreadMayNotUseTheQuery()
     std::thread([&] { executed = query->exec(); }).join();
 
     QVERIFY(!executed);
-    QCOMPARE(query->lastError(), u"a query belongs to the thread that made it"_s);
+    QCOMPARE(query->lastError(), u"a query belongs to the thread that created it"_s);
     QVERIFY(query->exec());
     std::thread([moved = std::move(query)]() mutable { moved.reset(); }).join();
     QVERIFY(prepared(u"SELECT 1"_s)->exec());

@@ -13,6 +13,7 @@
 #include <thread>
 
 using namespace Qt::StringLiterals;
+using sync::database::Failure;
 using sync::database::SqliteDatabaseFactory;
 using sync::database::TransactionalScope;
 using sync::test::RawDatabase;
@@ -263,10 +264,10 @@ void TestTransactionalScope::aCommitThatFailsAtTheEndIsRolledBackCountedAndDeliv
 {
     QVERIFY(run(BreakCommits));
     QVERIFY(run(CheckReferences));
-    QString delivered;
-    factory->setCommitFailureHandler([&](const QString& error) { delivered = error; });
+    Failure delivered;
+    const auto listening = factory->onFailure([&](const Failure& failure) { delivered = failure; });
     QTest::ignoreMessage(
-        QtWarningMsg, QRegularExpression(u"Changes to .* were undone.*FOREIGN KEY"_s));
+        QtWarningMsg, QRegularExpression(u"Changes to .* were rolled back.*FOREIGN KEY"_s));
 
     {
         const TransactionalScope outer;
@@ -276,8 +277,9 @@ void TestTransactionalScope::aCommitThatFailsAtTheEndIsRolledBackCountedAndDeliv
     }
 
     QCOMPARE(committedServers(), 0);
-    QCOMPARE(factory->commitFailureCount(), 1);
-    QVERIFY(delivered.contains(u"FOREIGN KEY constraint failed"));
+    QCOMPARE(factory->failureCount(), 1);
+    QCOMPARE(delivered.kind, Failure::Kind::Commit);
+    QVERIFY(delivered.text.contains(u"FOREIGN KEY constraint failed"));
     QVERIFY(addServer(u"b"_s));
     QCOMPARE(committedServers(), 1);
 }
@@ -286,7 +288,7 @@ void TestTransactionalScope::aScopeTellsThatItsCommitFailed()
 {
     QVERIFY(run(BreakCommits));
     QVERIFY(run(CheckReferences));
-    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"Changes to .* were undone"_s));
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"Changes to .* were rolled back"_s));
     TransactionalScope outer;
     {
         const TransactionalScope inner;
@@ -372,7 +374,7 @@ void TestTransactionalScope::transactionsDoNotNest()
 {
     const auto database = factory->GetDatabase();
     QVERIFY(database->transaction());
-    QTest::ignoreMessage(QtWarningMsg, "a transaction is open already on this thread");
+    QTest::ignoreMessage(QtWarningMsg, "a transaction is already open on this thread");
 
     QVERIFY(!database->transaction());
 

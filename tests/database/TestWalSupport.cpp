@@ -308,7 +308,7 @@ void TestWalSupport::threadsWriteAndReadWithAJournal()
     for (auto& thread : threads)
         thread.join();
 
-    QCOMPARE(factory->errorCount(), 0);
+    QCOMPARE(factory->failureCount(), 0);
     QCOMPARE(valueOf(*factory, CountServers), u"60"_s);
 }
 

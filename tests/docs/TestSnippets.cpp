@@ -10,9 +10,9 @@
 #include <core/HostKeyStore.h>
 #include <database/ChangeNotifier.h>
 #include <database/ErrorGuard.h>
+#include <database/HostTransaction.h>
 #include <database/SqliteDatabaseFactory.h>
 #include <database/TransactionalScope.h>
-#include <interf/IQSqlDatabaseWrapper.h>
 #include <interf/IQSqlQueryWrapper.h>
 
 #include <QDirIterator>
@@ -27,6 +27,10 @@ using sync::config::FileConfiguration;
 using sync::config::FolderConfigManager;
 using sync::config::ServerConfigManager;
 using sync::config::ServerConfiguration;
+using sync::database::ChangeNotifier;
+using sync::database::HostTransaction;
+using sync::database::RecordKind;
+using sync::database::RecordKinds;
 using sync::database::SqliteDatabaseFactory;
 
 namespace {
@@ -62,16 +66,14 @@ FileConfiguration fileAt(const QString& clientPath)
 bool addAll(const Factory& factory, QVector<FileConfiguration>& files)
 {
     FileConfigManager manager = fileManager(factory);
-    const auto database = factory->GetDatabase();
-    if (!database->transaction())
+    HostTransaction transaction(*factory);
+    if (!transaction.isOpen())
         return false;
     for (auto& file : files) {
-        if (!manager.Add(file)) {
-            database->rollback();
-            return false;
-        }
+        if (!manager.Add(file))
+            return false; // rolls back
     }
-    return database->commit(); // true: all of it is on the disk
+    return transaction.commit(); // true: all of it is on the disk
 }
 
 void removeUnlessAReadFailed(const Factory& factory)
@@ -80,7 +82,7 @@ void removeUnlessAReadFailed(const Factory& factory)
     const sync::database::ErrorGuard guard(*factory);
     const auto stored = manager.GetAll();
     if (guard.failed())
-        return tellTheUser(factory->lastError()->text());
+        return tellTheUser(factory->lastFailure()->text);
     removeWhatIsNotIn(stored);
 }
 
@@ -195,7 +197,7 @@ void TestSnippets::oneOperationTellsItsFailure()
     ServerConfiguration server;
 
     if (!servers.Add(server)) // false: nothing of it is in the database
-        tellTheUser(factory->lastError()->text());
+        tellTheUser(factory->lastFailure()->text);
 
     QCOMPARE(server.getId(), 1);
 }
@@ -257,12 +259,11 @@ void TestSnippets::aHostClearsItsCachesWhenFoldersChange()
     FolderConfigManager folders(factory, nullptr);
     QVERIFY(folders.GetAll().isEmpty());
 
-    const sync::database::ChangeNotifier notifier(*factory);
-    QObject::connect(
-        &notifier, &sync::database::ChangeNotifier::changed, [&](const QStringList& tables) {
-            if (tables.contains(u"FolderConfiguration"_s))
-                folders.ClearCaches(); // the next GetAll() reads the database
-        });
+    const ChangeNotifier notifier(factory);
+    QObject::connect(&notifier, &ChangeNotifier::changed, [&](RecordKinds kinds) {
+        if (kinds.testFlag(RecordKind::Folder))
+            folders.ClearCaches(); // the next GetAll() reads the database
+    });
 
     const auto query = factory->CreateQuery();
     query->prepare(u"INSERT INTO FolderConfiguration (parentId) VALUES (0)"_s);

@@ -15,10 +15,11 @@ using namespace Qt::StringLiterals;
 using namespace sync::config;
 using namespace sync::test;
 using sync::database::DatabaseError;
+using sync::database::Failure;
 
 namespace {
 
-bool isFullDisk(const DatabaseError& error)
+bool isFullDisk(const sync::database::Failure& error)
 {
     return error.cause() == DatabaseError::Cause::DiskFull &&
            error.text().contains(u"disk is full: free some space"_s);
@@ -103,9 +104,9 @@ QByteArray TestFullDisk::fillDisk(quint32 trial)
 
 QByteArray TestFullDisk::judgeFullDisk(Managers& managers, int added)
 {
-    const auto error = managers.factory->lastError();
+    const auto error = managers.factory->lastFailure();
     if (!error || !isFullDisk(*error))
-        return "the error is: " + (error ? error->text().toUtf8() : QByteArray());
+        return "the error is: " + (error ? error->text.toUtf8() : QByteArray());
     if (managers.folders->CleanRootFolder(1))
         return "a transaction succeeds on the full disk";
     const int errors = managers.errors();
@@ -131,7 +132,7 @@ void TestFullDisk::aTransactionIsUndoneAsAWhole()
     }
     QVERIFY(!managers.files.commit());
 
-    QVERIFY(managers.factory->lastError() && isFullDisk(*managers.factory->lastError()));
+    QVERIFY(managers.factory->lastFailure() && isFullDisk(*managers.factory->lastFailure()));
     QCOMPARE(dumpOf(path), before);
     disk.lift();
     FileConfiguration file = sampleFile(u"/velmio-samples/b/after"_s, 5, 5);

@@ -1,69 +1,32 @@
 #include <database/changes/ChangeFeed.h>
 
-#include <database/schema/Tables.h>
-
 #include <utility>
 
 namespace sync::database {
 
-namespace {
-
-QStringList allTables()
-{
-    QStringList names;
-    for (const char* const table : Tables)
-        names.append(QLatin1StringView(table));
-    return names;
-}
-
-} // namespace
-
-ChangeFeed::ChangeFeed(const QString& path, std::shared_ptr<WriterQueue> writers)
+ChangeFeed::ChangeFeed(const QString& path)
     : path(path)
-    , writers(std::move(writers))
 {
 }
 
-int ChangeFeed::listen(Listener listener)
+Listening ChangeFeed::listen(std::function<void(RecordKinds kinds)> function)
 {
-    const std::lock_guard lock(mutex);
-    if (!foreign)
-        foreign.emplace(path, ownCommits, writers);
-    listeners.push_back({++lastId, std::move(listener)});
-    anyListener = true;
-    return lastId;
+    const std::lock_guard lock(pollMutex);
+    // What was committed while nobody listened is nobody's news.
+    if (!external || listeners.isEmpty())
+        external.emplace(path, own);
+    return listeners.add(std::move(function));
 }
 
-void ChangeFeed::stop(int listenerId) noexcept
+void ChangeFeed::poll() noexcept
 {
-    const std::lock_guard lock(mutex);
-    std::erase_if(
-        listeners, [listenerId](const Registered& each) { return each.id == listenerId; });
-    if (!listeners.empty())
-        return;
-    anyListener = false;
-    foreign.reset();
-}
-
-void ChangeFeed::publish(const QStringList& tables) noexcept
-{
-    if (!anyListener)
-        return;
-    const std::lock_guard lock(mutex);
-    tell(tables);
-}
-
-void ChangeFeed::look() noexcept
-{
-    const std::lock_guard lock(mutex);
-    if (foreign && foreign->anySinceLast())
-        tell(allTables());
-}
-
-void ChangeFeed::tell(const QStringList& tables) noexcept
-{
-    for (const Registered& listener : listeners)
-        listener.call(tables);
+    bool anyExternal = false;
+    {
+        const std::lock_guard lock(pollMutex);
+        anyExternal = external && external->anySinceLast();
+    }
+    if (anyExternal)
+        publish(AllRecordKinds);
 }
 
 } // namespace sync::database

@@ -1,67 +1,46 @@
 #pragma once
 
+#include <database/ChangeSource.h>
 #include <database/changes/ExternalCommits.h>
-#include <database/pool/WriterQueue.h>
+#include <database/changes/OwnCommits.h>
 
 #include <QString>
-#include <QStringList>
 
-#include <atomic>
-#include <cstdint>
 #include <functional>
-#include <memory>
 #include <mutex>
 #include <optional>
-#include <vector>
 
 namespace sync::database {
 
-/// Tells those who listen which tables have changed: by the commits of a store, which names them,
-/// and by those of anybody else. Any thread may call.
+/// Reports which kinds of records have changed: by the commits of a store, which know them, and by
+/// those of others. Any thread may call.
+///
+/// `pollMutex` guards `external`. A commit never takes it, and it is never held while a listener
+/// runs. It is held for some 30 ns with a WAL, and for a read of the file's first page without one.
 class ChangeFeed
 {
 public:
-    /// Called on the thread that has committed or looked. It must neither throw nor use the feed.
-    using Listener = std::function<void(const QStringList& tables)>;
+    explicit ChangeFeed(const QString& path);
 
-    ChangeFeed(const QString& path, std::shared_ptr<WriterQueue> writers);
+    /// Throws DatabaseError.
+    [[nodiscard]] Listening listen(std::function<void(RecordKinds kinds)> function);
 
-    ChangeFeed(const ChangeFeed&) = delete;
-    ChangeFeed& operator=(const ChangeFeed&) = delete;
+    /// Reports what the calling thread has just committed. The caller holds no lock.
+    void publish(RecordKinds kinds) noexcept { listeners.notify(kinds); }
 
-    /// Returns what stop() wants. Throws DatabaseError.
-    int listen(Listener listener);
-
-    /// The listener is not called any more when this returns.
-    void stop(int listenerId) noexcept;
-
-    /// Tells what the calling thread has just committed.
-    void publish(const QStringList& tables) noexcept;
-
-    /// Tells of all tables of the records when others have committed since the last look.
-    void look() noexcept;
+    /// Reports all kinds when others have committed since the last poll. The caller holds no lock.
+    void poll() noexcept;
 
     /// For the connections of the store to count their commits.
-    std::atomic<std::uint32_t>& commitCount() { return ownCommits; }
+    OwnCommits& ownCommits() { return own; }
 
 private:
-    struct Registered
-    {
-        int id;
-        Listener call;
-    };
-
-    void tell(const QStringList& tables) noexcept;
-
     const QString path;
-    const std::shared_ptr<WriterQueue> writers;
-    std::atomic<std::uint32_t> ownCommits = 0;
-    std::atomic<bool> anyListener = false; // asked without the mutex, for every commit
+    OwnCommits own;
+    Listeners<RecordKinds> listeners;
 
-    std::mutex mutex;
-    std::vector<Registered> listeners;
-    int lastId = 0;
-    std::optional<ExternalCommits> foreign; // while somebody listens
+    std::mutex pollMutex;
+    std::optional<ExternalCommits> external; // since somebody listens
 };
 
 } // namespace sync::database

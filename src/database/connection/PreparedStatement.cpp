@@ -21,14 +21,14 @@ std::vector<QString> placeholdersOf(sqlite3_stmt* statement)
 } // namespace
 
 PreparedStatement::PreparedStatement(
-    StatementHandle handle, const QString& sql, QStringList writtenTables)
+    StatementHandle handle, const QString& sql, RecordKinds writtenKinds)
     : statement(std::move(handle))
     // A deep copy: the caller's text may be static data of a library that is unloaded later.
     , sql(sql.constData(), sql.size())
     , placeholders(placeholdersOf(statement.get()))
     , readOnly(sqlite3_stmt_readonly(statement.get()) != 0)
     , columns(sqlite3_column_count(statement.get()) > 0)
-    , written(std::move(writtenTables))
+    , written(writtenKinds)
 {
     values.resize(placeholders.size());
 }

@@ -1,12 +1,11 @@
 #pragma once
 
+#include <database/ChangeSource.h>
 #include <database/connection/SqliteHandle.h>
 #include <database/connection/SqliteValues.h>
 
 #include <QString>
-#include <QStringList>
 
-#include <cstdint>
 #include <cstring>
 #include <optional>
 #include <vector>
@@ -17,19 +16,17 @@ namespace sync::database {
 class PreparedStatement
 {
 public:
-    /// `writtenTables` are those whose rows it may change.
-    PreparedStatement(StatementHandle handle, const QString& sql, QStringList writtenTables);
+    /// `writtenKinds` are those of the tables whose rows it may change.
+    PreparedStatement(StatementHandle handle, const QString& sql, RecordKinds writtenKinds);
 
     sqlite3_stmt* handle() const { return statement.get(); }
     const QString& text() const { return sql; }
     bool isReadOnly() const { return readOnly; }
     bool hasColumns() const { return columns; }
-    const QStringList& writtenTables() const { return written; }
+    RecordKinds writtenKinds() const { return written; }
 
-    bool hasText(const QString& other) const { return isSame(sql, other); }
-
-    /// Where a placeholder, with its colon, stands among the values. Managers bind in the order of
-    /// the statement, but for the key of an UPDATE.
+    /// The position of a placeholder, with its colon, among the values. Managers bind in the order
+    /// of the statement, except for the key of an UPDATE.
     std::optional<std::size_t> parameterOf(const QString& placeholder)
     {
         if (next < placeholders.size() && isSame(placeholders[next], placeholder))
@@ -44,11 +41,6 @@ public:
     void reset();
 
     BoundValues values;
-
-    // For the connection that keeps it.
-    bool inUse = false;
-    bool cached = false;
-    std::uint64_t lastUse = 0;
 
 private:
     // The toolkit's comparison takes several times as long.
@@ -66,7 +58,7 @@ private:
     const std::vector<QString> placeholders;
     const bool readOnly;
     const bool columns;
-    const QStringList written;
+    const RecordKinds written;
     std::size_t next = 0; // the parameter that is likely to be bound next
     bool running = false;
 };

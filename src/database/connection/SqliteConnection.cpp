@@ -1,9 +1,12 @@
 #include <database/connection/SqliteConnection.h>
 
+#include <database/ScopeParticipant.h>
+#include <database/TransactionalScope.h>
+#include <database/connection/SqliteError.h>
+#include <database/pool/ConnectionPool.h>
+
 #include <sqlite3.h>
 
-#include <algorithm>
-#include <cstring>
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -12,125 +15,199 @@ namespace sync::database {
 
 namespace {
 
-// More than the managers have statements, so that only a host's own ones are ever evicted.
-constexpr qsizetype MaximumCachedStatements = 256;
-
-bool isBlank(QByteArrayView text)
+/// Has the outermost scope of a thread end the transaction of its connection.
+class ScopeTransaction : public ScopeParticipant
 {
-    return std::all_of(text.begin(), text.end(), [](char character) {
-        return character == ';' || character == ' ' || (character >= '\t' && character <= '\r');
-    });
-}
+public:
+    explicit ScopeTransaction(std::shared_ptr<ConnectionPool> pool)
+        : connection(std::move(pool))
+    {
+    }
 
-// Why a host's statement may not run; empty when it may. The arguments are those of the authorizer
-// (sqlite.org/c3ref/c_alter_table.html).
-QString refusalOf(int action, const char* first, const char* second)
-{
-    if (action == SQLITE_TRANSACTION || action == SQLITE_SAVEPOINT)
-        return u"a transaction is begun and ended by GetDatabase() or a TransactionalScope, which "
-               u"know who writes, and not by a statement"_s;
-    if (action != SQLITE_PRAGMA)
-        return {};
-    // What durability, the checkpoints and the marks of the file rest on. Reading them is fine.
-    static const QStringList kept{
-        u"application_id"_s,     u"checkpoint_fullfsync"_s, u"fullfsync"_s,
-        u"journal_mode"_s,       u"journal_size_limit"_s,   u"locking_mode"_s,
-        u"schema_version"_s,     u"synchronous"_s,          u"user_version"_s,
-        u"wal_autocheckpoint"_s, u"wal_checkpoint"_s,       u"writable_schema"_s};
-    const QString pragma = QString::fromUtf8(first).toLower();
-    if (!kept.contains(pragma) || (!second && pragma != u"wal_checkpoint"))
-        return {};
-    return u"the setting \"%1\" belongs to the store and is not changed by a statement"_s.arg(
-        pragma);
-}
+    bool endScopeTransaction(bool commit) noexcept override
+    {
+        return connection->endScopeTransaction(commit);
+    }
 
-bool isWrite(int action)
-{
-    return action == SQLITE_INSERT || action == SQLITE_UPDATE || action == SQLITE_DELETE;
-}
-
-// Not one of SQLite's own, nor one that only this connection has.
-bool isTableOfMain(const char* table, const char* schema)
-{
-    return schema && std::strcmp(schema, "main") == 0 && sqlite3_strnicmp(table, "sqlite_", 7) != 0;
-}
+private:
+    const ConnectionLease connection;
+};
 
 } // namespace
 
-SqliteConnection::SqliteConnection(SqliteHandle opened, std::atomic<std::uint32_t>& commits)
-    : database(std::move(opened))
-    , commits(commits)
+SqliteConnection::SqliteConnection(ConnectionPool& pool, SqliteHandle opened)
+    : pool(pool)
+    , database(std::move(opened))
+    , statements(database.get())
 {
+    // Called while the write lock is held.
+    sqlite3_commit_hook(
+        handle(),
+        [](void* self) {
+            static_cast<SqliteConnection*>(self)->noteCommit();
+            return 0;
+        },
+        this);
     sqlite3_wal_hook(
         handle(),
         [](void* self, sqlite3*, const char*, int pages) {
             auto* const connection = static_cast<SqliteConnection*>(self);
-            ++connection->commits;
-            connection->pagesInLog = pages;
+            connection->pool.changes().ownCommits().count();
+            connection->walPages = pages;
             return SQLITE_OK;
         },
         this);
-    sqlite3_set_authorizer(
-        handle(),
-        [](void* self, int action, const char* first, const char* second, const char* schema,
-           const char*) {
-            return static_cast<SqliteConnection*>(self)->authorize(action, first, second, schema);
-        },
-        this);
 }
 
-SqliteConnection::~SqliteConnection() = default;
-
-PreparedStatement* SqliteConnection::acquire(const QString& sql, Failure& error)
+SqliteConnection::~SqliteConnection()
 {
-    PreparedStatement* const known = find(sql);
-    if (known && !known->inUse) {
-        known->inUse = true;
-        known->lastUse = ++uses;
-        return known;
+    statements.takeReturned();
+    rollback();
+}
+
+StatementLoan SqliteConnection::prepare(const QString& sql, Failure& error)
+{
+    Q_ASSERT(isOnItsThread());
+    return statements.acquire(sql, error);
+}
+
+bool SqliteConnection::beginWrite(Failure& error)
+{
+    Q_ASSERT(isOnItsThread());
+    // Asked first: it rolls back what a scope has left that ended on another thread.
+    const int scopes = TransactionalScope::depth();
+    if (inTransaction()) {
+        if (abandoned)
+            reportAbandonedTransaction();
+        return true;
     }
-    std::unique_ptr<PreparedStatement> fresh = prepare(sql, error);
-    if (!fresh)
-        return nullptr;
-    fresh->inUse = true;
-    // A second use of a text beside the first one is rare: it gets a statement for itself.
-    if (known)
-        return fresh.release();
-
-    fresh->cached = true;
-    fresh->lastUse = ++uses;
-    if (statements.size() >= MaximumCachedStatements)
-        evictLeastRecentlyUsed();
-    const QString key = fresh->text();
-    return statements.insert(key, std::move(fresh))->get();
-}
-
-PreparedStatement* SqliteConnection::find(const QString& sql)
-{
-    // The texts of managers are constants, each always in the same place. To compare one with the
-    // text that was there before takes a tenth of what it takes to hash it.
-    PreparedStatement*& place = likelyPlace(sql);
-    if (!place || !place->hasText(sql)) {
-        const auto found = statements.constFind(sql);
-        place = found == statements.constEnd() ? nullptr : found->get();
+    // From the second level on, writes belong together; a lone one is a transaction by itself.
+    if (scopes >= 2) {
+        if (!begin(TransactionOwner::Scope, error))
+            return false;
+        joinOutermostScope(std::make_shared<ScopeTransaction>(pool.shared_from_this()));
+        return true;
     }
-    return place;
+    hasTurn = pool.takeTurn(error);
+    return hasTurn;
 }
 
-PreparedStatement*& SqliteConnection::likelyPlace(const QString& sql)
+void SqliteConnection::noteFailedStatement()
 {
-    constexpr int LineBits = 6; // no two texts begin in the same 64 bytes
-    return likely[(reinterpret_cast<std::uintptr_t>(sql.constData()) >> LineBits) % likely.size()];
+    // Some errors, a full disk and a read without memory among them, make SQLite roll back the
+    // whole transaction (sqlite.org/lang_transaction.html). What follows must not be committed
+    // without what came before.
+    if (inTransaction() && sqlite3_get_autocommit(handle()) != 0 && lostError.isEmpty()) {
+        lostError = failureOf(handle());
+        lostError.text.prepend(u"the transaction was rolled back when a statement failed: "_s);
+    }
 }
 
-void SqliteConnection::release(PreparedStatement* statement) noexcept
+void SqliteConnection::endWrite() noexcept
 {
-    statement->reset();
-    // What SQLite has bound stays, and is bound anew before it runs again.
-    statement->values.clear();
-    statement->inUse = false;
-    if (!statement->cached)
-        delete statement;
+    if (!inTransaction())
+        leaveTurnAndPublish();
+}
+
+bool SqliteConnection::beginHostTransaction(Failure& error)
+{
+    if (inTransaction()) {
+        error = {.text = u"a transaction is already open on this thread"_s};
+        return false;
+    }
+    return begin(TransactionOwner::Host, error);
+}
+
+bool SqliteConnection::commitHostTransaction(Failure& error)
+{
+    if (owner != TransactionOwner::Host) {
+        error = {.text = u"no transaction is open on this thread"_s};
+        return false;
+    }
+    return commit(error);
+}
+
+bool SqliteConnection::rollbackHostTransaction(Failure& error)
+{
+    if (owner != TransactionOwner::Host) {
+        error = {.text = u"no transaction is open on this thread"_s};
+        return false;
+    }
+    rollback();
+    return true;
+}
+
+void SqliteConnection::noteAbandonedTransaction()
+{
+    abandoned = owner == TransactionOwner::Host;
+}
+
+void SqliteConnection::reportAbandonedTransaction()
+{
+    abandoned = false;
+    const Failure failure{
+        .text = u"an exception has left a transaction() of this thread without commit() or "
+                u"rollback(): what the thread writes until one of them is called may be lost. "
+                u"HostTransaction ends a transaction in any case"_s};
+    pool.failures().report(failure);
+    qCWarning(velmioDatabase).noquote() << failure.text;
+}
+
+bool SqliteConnection::endScopeTransaction(bool commitIt) noexcept
+{
+    if (!commitIt) {
+        rollback();
+        return true;
+    }
+    Failure error;
+    if (commit(error))
+        return true;
+    qCWarning(velmioDatabase).noquote()
+        << u"Changes to %1 were rolled back because they could not be committed: %2"_s.arg(
+               pool.path(), error.text);
+    pool.failures().report(error);
+    return false;
+}
+
+bool SqliteConnection::begin(TransactionOwner newOwner, Failure& error)
+{
+    Q_ASSERT(isOnItsThread());
+    if (!pool.takeTurn(error))
+        return false;
+    hasTurn = true;
+    if (!run("BEGIN IMMEDIATE")) {
+        error = failureOf(handle());
+        leaveTurnAndPublish();
+        return false;
+    }
+    owner = newOwner;
+    return true;
+}
+
+bool SqliteConnection::commit(Failure& error) noexcept
+{
+    Q_ASSERT(isOnItsThread());
+    if (lostError.isEmpty() && run("COMMIT")) {
+        owner = TransactionOwner::None;
+        abandoned = false;
+        leaveTurnAndPublish();
+        return true;
+    }
+    error = lostError.isEmpty() ? failureOf(handle()) : lostError;
+    error.kind = Failure::Kind::Commit;
+    rollback();
+    return false;
+}
+
+void SqliteConnection::rollback() noexcept
+{
+    if (sqlite3_get_autocommit(handle()) == 0)
+        run("ROLLBACK");
+    owner = TransactionOwner::None;
+    abandoned = false;
+    lostError = {};
+    changedKinds = {};
+    leaveTurnAndPublish();
 }
 
 bool SqliteConnection::run(const char* sql) noexcept
@@ -138,61 +215,24 @@ bool SqliteConnection::run(const char* sql) noexcept
     return sqlite3_exec(handle(), sql, nullptr, nullptr, nullptr) == SQLITE_OK;
 }
 
-// Asked for every column, table and setting that a statement uses, those of its triggers included.
-int SqliteConnection::authorize(
-    int action, const char* first, const char* second, const char* schema)
+void SqliteConnection::noteCommit()
 {
-    if (!preparing)
-        return SQLITE_OK;
-    refusal = refusalOf(action, first, second);
-    if (!refusal.isEmpty())
-        return SQLITE_DENY;
-    if (isWrite(action) && isTableOfMain(first, schema)) {
-        const QString table = QString::fromUtf8(first);
-        if (!writtenTables.contains(table))
-            writtenTables.append(table);
-    }
-    return SQLITE_OK;
+    if (!walCommits && pool.hasWal())
+        walCommits = walCommitCounter(handle());
+    if (walCommits)
+        pool.changes().ownCommits().begin(*walCommits);
 }
 
-std::unique_ptr<PreparedStatement> SqliteConnection::prepare(const QString& sql, Failure& error)
+void SqliteConnection::leaveTurnAndPublish() noexcept
 {
-    const QByteArray text = sql.toUtf8();
-    sqlite3_stmt* prepared = nullptr;
-    const char* tail = nullptr;
-    preparing = true;
-    const int result = sqlite3_prepare_v3(
-        handle(), text.constData(), static_cast<int>(text.size()), SQLITE_PREPARE_PERSISTENT,
-        &prepared, &tail);
-    preparing = false;
-    const QString refused = std::exchange(refusal, {});
-    QStringList written = std::exchange(writtenTables, {});
-    StatementHandle owned(prepared);
-    if (result != SQLITE_OK) {
-        error = refused.isEmpty() ? failureOf(handle()) : Failure{.text = refused};
-        return nullptr;
+    const RecordKinds published = std::exchange(changedKinds, {});
+    if (std::exchange(hasTurn, false)) {
+        pool.changes().ownCommits().end();
+        pool.giveTurnBack(walPages);
     }
-    if (!prepared || !isBlank(QByteArrayView(tail, text.constData() + text.size()))) {
-        error = {.text = u"a query takes exactly one statement"_s};
-        return nullptr;
-    }
-
-    return std::make_unique<PreparedStatement>(std::move(owned), sql, std::move(written));
-}
-
-void SqliteConnection::evictLeastRecentlyUsed()
-{
-    auto oldest = statements.end();
-    for (auto candidate = statements.begin(); candidate != statements.end(); ++candidate) {
-        const bool older = oldest == statements.end() || (*candidate)->lastUse < (*oldest)->lastUse;
-        if (!(*candidate)->inUse && older)
-            oldest = candidate;
-    }
-    if (oldest == statements.end())
-        return;
-    std::replace(
-        likely.begin(), likely.end(), oldest->get(), static_cast<PreparedStatement*>(nullptr));
-    statements.erase(oldest);
+    // After the turn: a listener delays no writer.
+    if (published)
+        pool.changes().publish(published);
 }
 
 } // namespace sync::database

@@ -1,26 +1,25 @@
 #pragma once
 
-#include <database/connection/PreparedStatement.h>
-#include <database/connection/SqliteError.h>
+#include <database/ChangeSource.h>
+#include <database/FailureLog.h>
 #include <database/connection/SqliteHandle.h>
+#include <database/connection/StatementCache.h>
 
-#include <QHash>
 #include <QString>
-#include <QStringList>
 
-#include <array>
-#include <atomic>
 #include <cstdint>
-#include <memory>
+#include <thread>
 
 namespace sync::database {
 
-/// A connection with its prepared statements, for one thread at a time.
+class ConnectionPool;
+
+/// A connection, and the transaction of the thread that has it on loan. That thread alone uses it,
+/// which the pool ensures.
 class SqliteConnection
 {
 public:
-    /// Increments `commits` with each of its own to the log.
-    SqliteConnection(SqliteHandle opened, std::atomic<std::uint32_t>& commits);
+    SqliteConnection(ConnectionPool& pool, SqliteHandle opened);
     ~SqliteConnection();
 
     SqliteConnection(const SqliteConnection&) = delete;
@@ -28,37 +27,69 @@ public:
 
     sqlite3* handle() const { return database.get(); }
 
-    /// The prepared statement of a text, to be given back by release(). Null when the text does
-    /// not prepare, with the reason in `error`.
-    PreparedStatement* acquire(const QString& sql, Failure& error);
+    /// The prepared statement of a text; none, with the reason in `error`, if it does not prepare.
+    StatementLoan prepare(const QString& sql, Failure& error);
 
-    /// Resets a statement, forgets its values, and keeps it for the next use of its text.
-    void release(PreparedStatement* statement) noexcept;
+    /// True while a scope or a host has a transaction open.
+    bool inTransaction() const { return owner != TransactionOwner::None; }
 
-    /// Runs one of our own statements without a result, such as COMMIT. False when it fails.
-    bool run(const char* sql) noexcept;
+    /// Empty, or why every further call in the open transaction fails: SQLite has rolled it back by
+    /// itself.
+    const Failure& lostTransactionError() const { return lostError; }
 
-    /// How many pages the log had after the last commit of this connection.
-    int logPages() const { return pagesInLog; }
+    /// Precedes each statement that writes: joins the open transaction, begins one for the scopes,
+    /// or takes the turn for a write that is a transaction by itself. False, with the reason in
+    /// `error`, if the turn or the write lock does not become free in time.
+    bool beginWrite(Failure& error);
+
+    /// Follows each statement that has failed, reads included, before the next one runs.
+    void noteFailedStatement();
+
+    /// Notes what kinds of records a statement has changed, to be reported after the commit.
+    void noteChanges(RecordKinds kinds) { changedKinds |= kinds; }
+
+    /// Follows each beginWrite() that returned true, when the statement has run.
+    void endWrite() noexcept;
+
+    bool beginHostTransaction(Failure& error);
+    bool commitHostTransaction(Failure& error);
+    bool rollbackHostTransaction(Failure& error);
+
+    /// Has the next write report that the host's transaction was left by an exception.
+    void noteAbandonedTransaction();
+
+    /// Ends what the scopes of the thread have begun. A commit that fails is rolled back and
+    /// reported, and returns false.
+    bool endScopeTransaction(bool commitIt) noexcept;
 
 private:
-    PreparedStatement* find(const QString& sql);
-    PreparedStatement*& likelyPlace(const QString& sql);
-    int authorize(int action, const char* first, const char* second, const char* schema);
-    std::unique_ptr<PreparedStatement> prepare(const QString& sql, Failure& error);
-    void evictLeastRecentlyUsed();
+    enum class TransactionOwner { None, Scope, Host };
 
-    SqliteHandle database;
-    std::atomic<std::uint32_t>& commits;
-    QHash<QString, std::shared_ptr<PreparedStatement>> statements; // by text
-    // Of those, the last one that was found for a text in such a place in memory.
-    std::array<PreparedStatement*, 64> likely{};
-    std::uint64_t uses = 0;
-    int pagesInLog = 0;
-    // While a caller's text is prepared: why the authorizer refused it, and what it writes.
-    bool preparing = false;
-    QString refusal;
-    QStringList writtenTables;
+    bool isOnItsThread() const { return std::this_thread::get_id() == thread; }
+    bool begin(TransactionOwner newOwner, Failure& error);
+    bool commit(Failure& error) noexcept;
+    void rollback() noexcept;
+    bool run(const char* sql) noexcept;
+    void noteCommit();
+    void leaveTurnAndPublish() noexcept;
+    void reportAbandonedTransaction();
+
+    friend class ConnectionPool;
+
+    ConnectionPool& pool; // which owns this connection
+    const SqliteHandle database;
+    StatementCache statements;
+    TransactionOwner owner = TransactionOwner::None;
+    bool hasTurn = false;
+    bool abandoned = false;
+    Failure lostError;
+    RecordKinds changedKinds; // since the last commit
+    int walPages = 0;         // after the last commit
+    const volatile std::uint32_t* walCommits = nullptr;
+
+    // The pool's, guarded by its mutex: who has it, and for how many leases.
+    std::thread::id thread;
+    int leases = 0;
 };
 
 } // namespace sync::database

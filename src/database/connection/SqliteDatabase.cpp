@@ -1,47 +1,66 @@
 #include <database/connection/SqliteDatabase.h>
 
 #include <database/DatabaseError.h>
-#include <database/pool/SqliteStore.h>
+#include <database/pool/ConnectionPool.h>
+
+#include <exception>
+#include <utility>
 
 namespace sync::database {
 
-namespace {
-
-// The interface has no place for the reason of a failure, so that the factory and the log tell it.
-bool onSessionOf(
-    const std::shared_ptr<SqliteStore>& store, bool (SqliteSession::*operation)(Failure& error))
+SqliteDatabase::SqliteDatabase(std::shared_ptr<ConnectionPool> pool)
+    : pool(std::move(pool))
 {
-    Failure error;
-    try {
-        const SessionLease session(store);
-        if ((session.operator->()->*operation)(error))
-            return true;
-    } catch (const DatabaseError& failure) {
-        error = {failure.cause(), failure.text()};
-    }
-    store->reportFailure(error);
-    qCWarning(velmioDatabase).noquote() << error.text;
-    return false;
 }
 
-} // namespace
+SqliteDatabase::~SqliteDatabase()
+{
+    // The host may still end the transaction, which belongs to the thread and not to this object.
+    if (begun && std::uncaught_exceptions() > exceptionsAtBegin)
+        pool->noteAbandonedTransaction();
+}
 
 bool SqliteDatabase::transaction()
 {
-    if (!onSessionOf(store, &SqliteSession::beginHostTransaction))
+    if (!run(&SqliteConnection::beginHostTransaction))
         return false;
-    store->watchHostTransaction();
+    begun = true;
+    undone = false;
+    exceptionsAtBegin = std::uncaught_exceptions();
+    pool->watchHostTransaction();
     return true;
 }
 
 bool SqliteDatabase::commit()
 {
-    return onSessionOf(store, &SqliteSession::commitHostTransaction);
+    const bool committed = run(&SqliteConnection::commitHostTransaction);
+    undone = std::exchange(begun, false) && !committed;
+    return committed;
 }
 
 bool SqliteDatabase::rollback()
 {
-    return onSessionOf(store, &SqliteSession::rollbackHostTransaction);
+    // Cleaning up after a commit that failed is not a second failure, which would hide the first.
+    if (std::exchange(undone, false))
+        return true;
+    begun = false;
+    return run(&SqliteConnection::rollbackHostTransaction);
+}
+
+// The interface cannot return the reason of a failure, so it is reported and logged.
+bool SqliteDatabase::run(Operation operation)
+{
+    Failure error;
+    try {
+        const ConnectionLease connection(pool);
+        if (((*connection).*operation)(error))
+            return true;
+    } catch (const DatabaseError& failure) {
+        error = {Failure::Kind::Opening, failure.cause(), failure.text()};
+    }
+    pool->failures().report(error);
+    qCWarning(velmioDatabase).noquote() << error.text;
+    return false;
 }
 
 } // namespace sync::database

@@ -6,23 +6,29 @@
 
 namespace sync::database {
 
-class SqliteStore;
+class ConnectionPool;
+class SqliteConnection;
+struct Failure;
 
-/// The transaction() of a host on the connection of whichever thread calls.
+/// The transaction() of a host on the connection of the calling thread.
 class SqliteDatabase : public interf::IQSqlDatabaseWrapper
 {
 public:
-    explicit SqliteDatabase(std::shared_ptr<SqliteStore> store)
-        : store(std::move(store))
-    {
-    }
+    explicit SqliteDatabase(std::shared_ptr<ConnectionPool> pool);
+    ~SqliteDatabase() override;
 
     bool transaction() override;
     bool commit() override;
     bool rollback() override;
 
 private:
-    const std::shared_ptr<SqliteStore> store;
+    using Operation = bool (SqliteConnection::*)(Failure& error);
+    bool run(Operation operation);
+
+    const std::shared_ptr<ConnectionPool> pool;
+    bool begun = false;  // here, and not ended here
+    bool undone = false; // by a commit() that failed
+    int exceptionsAtBegin = 0;
 };
 
 } // namespace sync::database

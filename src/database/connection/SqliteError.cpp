@@ -120,8 +120,8 @@ Failure failureOf(sqlite3* database)
 {
     const QString remedy = remedyFor(database);
     return {
-        causeOf(database),
-        remedy.isEmpty() ? messageOf(database) : messageOf(database) + u". "_s + remedy};
+        .cause = causeOf(database),
+        .text = remedy.isEmpty() ? messageOf(database) : messageOf(database) + u". "_s + remedy};
 }
 
 SqliteError databaseError(sqlite3* database, const QString& path)

@@ -2,21 +2,13 @@
 
 #include <base/FileError.h>
 #include <database/DatabaseError.h>
+#include <database/FailureLog.h>
 
 #include <QString>
 
 struct sqlite3;
 
 namespace sync::database {
-
-/// Why a call failed; without a text none has.
-struct Failure
-{
-    DatabaseError::Cause cause = DatabaseError::Cause::Other;
-    QString text;
-
-    bool isEmpty() const { return text.isEmpty(); }
-};
 
 /// What a failed statement says to a person: SQLite's message, and what to do where that is known.
 /// It names tables and columns at most, and no value.

@@ -1,6 +1,6 @@
 #include <database/connection/SqliteQuery.h>
 
-#include <database/pool/SqliteStore.h>
+#include <database/connection/SqliteError.h>
 
 #include <sqlite3.h>
 
@@ -12,22 +12,17 @@ namespace {
 
 Failure otherThread()
 {
-    return {.text = u"a query belongs to the thread that made it"_s};
+    return {.text = u"a query belongs to the thread that created it"_s};
 }
 
 } // namespace
 
-SqliteQuery::SqliteQuery(std::shared_ptr<SqliteStore> store)
-    : session(std::move(store))
+SqliteQuery::SqliteQuery(std::shared_ptr<ConnectionPool> pool)
+    : connection(std::move(pool))
 {
 }
 
-SqliteQuery::~SqliteQuery()
-{
-    dropStatement();
-}
-
-// NULL without a row, and where there is no such column, which SQLite looks after.
+// NULL without a row; SQLite returns it for a column that does not exist.
 ColumnValue SqliteQuery::column(int index) const
 {
     if (position != Position::OnRow)
@@ -76,21 +71,21 @@ bool SqliteQuery::next()
     const int result = statement->step();
     if (result == SQLITE_ROW)
         return true;
-    if (result != SQLITE_DONE)
-        failWithSqliteError();
+    const Failure failure = result == SQLITE_DONE ? Failure() : noteFailedStatement();
     position = Position::NoRow;
-    // Ends the read: a statement left open would keep the log from being begun anew.
+    // Ends the read: an open statement would keep the WAL from being reused from its beginning.
     statement->reset();
-    return false;
+    return failure.isEmpty() ? false : fail(failure);
 }
 
 bool SqliteQuery::prepare(const QString& sql)
 {
-    dropStatement();
+    position = Position::NoRow;
+    statement = {};
     text = sql;
     prepareError = {};
     if (std::this_thread::get_id() == thread)
-        statement = session->acquire(sql, prepareError);
+        statement = connection->prepare(sql, prepareError);
     else
         prepareError = otherThread();
     if (!statement) {
@@ -155,7 +150,7 @@ bool SqliteQuery::exec()
         return fail(prepareError);
     if (!statement)
         return fail({.text = u"no statement is prepared"_s});
-    if (const Failure& lost = session->lostTransactionError(); !lost.isEmpty())
+    if (const Failure& lost = connection->lostTransactionError(); !lost.isEmpty())
         return fail(lost);
 
     statement->reset();
@@ -174,9 +169,9 @@ bool SqliteQuery::execRead()
         statement->reset();
         return true;
     default:
-        failWithSqliteError();
+        const Failure failure = noteFailedStatement();
         statement->reset();
-        return false;
+        return fail(failure);
     }
 }
 
@@ -186,48 +181,39 @@ bool SqliteQuery::execWrite()
     if (statement->hasColumns())
         return fail({.text = u"a statement that writes cannot return rows"_s});
     Failure refusal;
-    if (!session->beginWrite(refusal))
+    if (!connection->beginWrite(refusal))
         return fail(refusal);
-    sqlite3* const database = session->connection().handle();
+    sqlite3* const database = connection->handle();
     const sqlite3_int64 changesBefore = sqlite3_total_changes64(database);
     const bool done = statement->step() == SQLITE_DONE;
     // A failed statement may keep what it did before, as INSERT OR FAIL.
     if (sqlite3_total_changes64(database) != changesBefore)
-        session->noteChanges(statement->writtenTables());
+        connection->noteChanges(statement->writtenKinds());
+    Failure failure;
     if (done) {
         insertedId = static_cast<qlonglong>(sqlite3_last_insert_rowid(database));
         affectedRows = sqlite3_changes(database);
     } else {
-        failWithSqliteError();
+        failure = noteFailedStatement();
     }
     statement->reset();
-    session->endWrite();
-    return done;
+    connection->endWrite();
+    return done || fail(failure);
 }
 
-bool SqliteQuery::fail(const Failure& reason)
+// The listeners may take their time: no statement is running, and outside a transaction this thread
+// has given its turn back.
+bool SqliteQuery::fail(Failure reason)
 {
-    error = reason;
-    session->report(error);
+    error = std::move(reason);
+    connection.pool->failures().report(error);
     return false;
 }
 
-bool SqliteQuery::failWithSqliteError()
+Failure SqliteQuery::noteFailedStatement()
 {
-    session->noteFailedStatement();
-    return fail(failureOf(session->connection().handle()));
-}
-
-void SqliteQuery::dropStatement() noexcept
-{
-    position = Position::NoRow;
-    if (!statement)
-        return;
-    if (std::this_thread::get_id() == thread)
-        session->connection().release(statement);
-    else
-        session->leaveBehind(statement);
-    statement = nullptr;
+    connection->noteFailedStatement();
+    return failureOf(connection->handle());
 }
 
 bool FailedQuery::prepare(const QString& sql)
@@ -238,7 +224,7 @@ bool FailedQuery::prepare(const QString& sql)
 
 bool FailedQuery::exec()
 {
-    store->reportFailure(reason);
+    pool->failures().report(reason);
     return false;
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <database/connection/SqliteValues.h>
-#include <database/pool/SqliteSession.h>
+#include <database/pool/ConnectionPool.h>
 #include <interf/IQSqlTypedQuery.h>
 
 namespace sync::database {
@@ -10,11 +10,11 @@ namespace sync::database {
 class SqliteQuery final : public interf::IQSqlTypedQuery
 {
 public:
-    /// Throws DatabaseError when there is no connection to be had.
-    explicit SqliteQuery(std::shared_ptr<SqliteStore> store);
-    ~SqliteQuery() override;
+    /// Throws DatabaseError when no connection can be opened.
+    explicit SqliteQuery(std::shared_ptr<ConnectionPool> pool);
 
     QString lastError() const override { return error.text; }
+    const Failure& lastFailure() const { return error; }
     QString lastQuery() const override { return text; }
     QVariant value(int index) const override;
     bool next() override;
@@ -40,17 +40,16 @@ private:
     enum class Position { NoRow, BeforeFirstRow, OnRow };
 
     ColumnValue column(int index) const;
-    bool fail(const Failure& reason);
-    bool failWithSqliteError();
-    void dropStatement() noexcept;
+    bool fail(Failure reason);
+    Failure noteFailedStatement();
     template <typename Value>
     void bind(const QString& placeholder, const Value& value);
     bool execRead();
     bool execWrite();
 
-    const SessionLease session;
+    const ConnectionLease connection;
     const std::thread::id thread = std::this_thread::get_id();
-    PreparedStatement* statement = nullptr;
+    StatementLoan statement;
     QString text;
     Failure error;
     Failure prepareError; // also of a placeholder that the text does not have
@@ -63,8 +62,8 @@ private:
 class FailedQuery : public interf::IQSqlQueryWrapper
 {
 public:
-    FailedQuery(std::shared_ptr<SqliteStore> store, Failure reason)
-        : store(std::move(store))
+    FailedQuery(std::shared_ptr<ConnectionPool> pool, Failure reason)
+        : pool(std::move(pool))
         , reason(std::move(reason))
     {
     }
@@ -83,7 +82,7 @@ public:
     int numRowsAffected() const override { return -1; }
 
 private:
-    const std::shared_ptr<SqliteStore> store;
+    const std::shared_ptr<ConnectionPool> pool;
     const Failure reason;
     QString text;
 };

@@ -49,6 +49,12 @@ void WriterQueue::leave()
     next->turnCame.notify_one();
 }
 
+bool WriterQueue::isTaken()
+{
+    const std::lock_guard lock(mutex);
+    return occupied;
+}
+
 std::size_t WriterQueue::waitingCount()
 {
     const std::lock_guard lock(mutex);

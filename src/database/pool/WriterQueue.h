@@ -26,6 +26,9 @@ public:
     /// Hands the turn to the one who has waited longest.
     void leave();
 
+    /// True while somebody has the turn.
+    bool isTaken();
+
     /// How many are waiting for their turn.
     std::size_t waitingCount();
 

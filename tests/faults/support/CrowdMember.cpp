@@ -92,8 +92,8 @@ private:
 
     void fail(const QString& doing)
     {
-        const auto error = managers.factory->lastError();
-        report.error = doing + u": "_s + (error ? error->text() : u"no error"_s);
+        const auto error = managers.factory->lastFailure();
+        report.error = doing + u": "_s + (error ? error->text : u"no error"_s);
     }
 
     bool store(int folderId, int row)

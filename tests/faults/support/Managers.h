@@ -26,7 +26,7 @@ public:
     bool run(const QString& sql);
 
     /// How many failures the factory has counted.
-    int errors() const { return factory->errorCount(); }
+    int errors() const { return factory->failureCount(); }
 
     const std::shared_ptr<database::SqliteDatabaseFactory> factory;
     config::ServerConfigManager servers;

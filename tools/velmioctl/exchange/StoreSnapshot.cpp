@@ -52,8 +52,8 @@ StoreSnapshot::StoreSnapshot(const QString& path)
 
 void StoreSnapshot::check(const doctor::ReadFailure&) const
 {
-    if (const auto error = database->lastError())
-        throw readingError(path, *error);
+    if (const auto failure = database->lastFailure())
+        throw readingError(path, {failure->cause, failure->text});
 }
 
 void StoreSnapshot::failAsTooNew() const

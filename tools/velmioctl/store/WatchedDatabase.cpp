@@ -9,6 +9,7 @@
 using namespace Qt::StringLiterals;
 using sync::database::DatabaseError;
 using sync::database::ErrorGuard;
+using sync::database::Failure;
 using sync::database::SqliteDatabaseFactory;
 using sync::interf::IQSqlDatabaseWrapper;
 using sync::interf::IQSqlQueryWrapper;
@@ -62,13 +63,12 @@ CommandError openingError(const DatabaseError& error)
 
 WatchedDatabase::WatchedDatabase(std::shared_ptr<SqliteDatabaseFactory> openFactory)
     : factory(std::move(openFactory))
-    , firstError(std::make_shared<std::optional<DatabaseError>>())
-{
-    factory->setErrorHandler([first = firstError](const DatabaseError& error) {
+    , listening(factory->onFailure([this](const Failure& failure) {
         // The first one is the cause of those that follow.
-        if (!*first)
-            *first = error;
-    });
+        if (!firstFailure)
+            firstFailure = failure;
+    }))
+{
 }
 
 WatchedDatabase::~WatchedDatabase() = default;
@@ -95,15 +95,15 @@ ErrorGuard WatchedDatabase::guard() const
 
 void WatchedDatabase::check()
 {
-    const auto error = std::exchange(*firstError, {});
-    if (!error)
+    const auto failure = std::exchange(firstFailure, {});
+    if (!failure)
         return;
-    QString text = u"The database %1 failed: %2"_s.arg(quoted(path()), error->text());
+    QString text = u"The database %1 failed: %2"_s.arg(quoted(path()), failure->text);
     if (!text.endsWith(u'.'))
         text += u'.';
-    if (error->cause() == DatabaseError::Cause::Other)
+    if (failure->cause == DatabaseError::Cause::Other)
         text += u" See what 'velmioctl stats' says of the database, and try again."_s;
-    throw CommandError(exitCodeOf(error->cause()), text + wayOutOf(error->cause()));
+    throw CommandError(exitCodeOf(failure->cause), text + wayOutOf(failure->cause));
 }
 
 void WatchedDatabase::check(bool succeeded, const QString& action)
@@ -144,17 +144,10 @@ long long WatchedDatabase::number(const QString& sql, std::initializer_list<Bind
 
 Transaction::Transaction(WatchedDatabase& database)
     : database(database)
-    , connection(database.GetDatabase())
     , guard(database.guard())
+    , transaction(database)
 {
-    database.check(connection->transaction(), u"Beginning a transaction"_s);
-    open = true;
-}
-
-Transaction::~Transaction()
-{
-    if (open)
-        connection->rollback();
+    database.check(transaction.isOpen(), u"Beginning a transaction"_s);
 }
 
 void Transaction::commit()
@@ -165,9 +158,7 @@ void Transaction::commit()
             ExitCode::OtherError, u"Nothing was changed, as the database failed meanwhile: run the "
                                   u"command again."_s);
     }
-    // A failed commit has been rolled back when it returns.
-    open = false;
-    database.check(connection->commit(), u"Storing the changes"_s);
+    database.check(transaction.commit(), u"Storing the changes"_s);
 }
 
 } // namespace velmioctl

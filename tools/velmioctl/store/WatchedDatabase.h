@@ -2,6 +2,8 @@
 
 #include <database/DatabaseError.h>
 #include <database/ErrorGuard.h>
+#include <database/FailureLog.h>
+#include <database/HostTransaction.h>
 #include <interf/IDatabaseFactory.h>
 #include <velmioctl/cli/ExitCode.h>
 
@@ -67,8 +69,8 @@ public:
 
 private:
     const std::shared_ptr<sync::database::SqliteDatabaseFactory> factory;
-    // Since check(). Shared with the factory's error handler.
-    const std::shared_ptr<std::optional<sync::database::DatabaseError>> firstError;
+    std::optional<sync::database::Failure> firstFailure; // since check()
+    const sync::database::Listening listening;
 };
 
 /// A transaction of the whole command, undone unless commit() is reached.
@@ -77,10 +79,6 @@ class Transaction
 public:
     /// Throws CommandError when it cannot begin.
     explicit Transaction(WatchedDatabase& database);
-    ~Transaction();
-
-    Transaction(const Transaction&) = delete;
-    Transaction& operator=(const Transaction&) = delete;
 
     /// Throws CommandError when that fails, or when anything has failed since the transaction
     /// began; nothing has changed then.
@@ -88,9 +86,8 @@ public:
 
 private:
     WatchedDatabase& database;
-    const std::shared_ptr<sync::interf::IQSqlDatabaseWrapper> connection;
     const sync::database::ErrorGuard guard;
-    bool open = false;
+    sync::database::HostTransaction transaction;
 };
 
 } // namespace velmioctl

@@ -20,7 +20,11 @@ void adopt(Session& session, bool yes)
         session.confirm(
             yes, u"Make the database %1 this machine's and your account's own?"_s.arg(
                      quoted(database.path())));
-        database.check(database.engine().adopt(), u"Adopting the database"_s);
+        try {
+            database.engine().adopt();
+        } catch (const sync::database::DatabaseError& error) {
+            throw commandError(error);
+        }
     }
     if (session.output.json()) {
         session.output.print(QJsonObject{

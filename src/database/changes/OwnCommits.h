@@ -1,0 +1,45 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <optional>
+
+struct sqlite3;
+
+namespace sync::database {
+
+/// The counter in the shared memory of a WAL that every commit to it increments, whoever commits;
+/// null without a WAL. It stays where it is for as long as the connection is open, which has to
+/// have read or written.
+const volatile std::uint32_t* walCommitCounter(sqlite3* database);
+
+/// Counts the commits of one store to its WAL, so that they can be told from those of others.
+///
+/// It is a sequence lock: only the thread that has the turn of the writer queue changes it, any
+/// thread reads it, and neither ever waits for the other.
+class OwnCommits
+{
+public:
+    /// Before a commit, while its connection holds SQLite's write lock, so that nobody else
+    /// commits. `walCommits` is what walCommitCounter() points to.
+    void begin(std::uint32_t walCommits) noexcept;
+
+    /// The commit is in the WAL.
+    void count() noexcept { ++own; }
+
+    /// The commit has ended, whether it succeeded or not; also without begin().
+    void end() noexcept;
+
+    /// How many commits to the WAL were those of others. While one of the store's own is under way
+    /// it is the number from before that one. Nothing when they follow each other too closely to be
+    /// read: the next call knows.
+    std::optional<std::uint32_t> commitsOfOthers(
+        const volatile std::uint32_t* walCommits) const noexcept;
+
+private:
+    mutable std::atomic<std::uint32_t> sequence = 0; // odd from begin() to end()
+    std::atomic<std::uint32_t> own = 0;
+    std::atomic<std::uint32_t> othersAtBegin = 0;
+};
+
+} // namespace sync::database

@@ -1,0 +1,230 @@
+#include <database/connection/StatementCache.h>
+
+#include <database/connection/SqliteError.h>
+
+#include <sqlite3.h>
+
+#include <algorithm>
+#include <cstring>
+
+using namespace Qt::StringLiterals;
+
+namespace sync::database {
+
+namespace {
+
+// More than the managers have statements, so that only a host's own ones are ever evicted.
+constexpr std::size_t MaximumCachedStatements = 256;
+
+bool isBlank(QByteArrayView text)
+{
+    return std::all_of(text.begin(), text.end(), [](char character) {
+        return character == ';' || character == ' ' || (character >= '\t' && character <= '\r');
+    });
+}
+
+// Why a host's statement may not run; empty when it may. The arguments are those of the authorizer
+// (sqlite.org/c3ref/c_alter_table.html).
+QString refusalOf(int action, const char* first, const char* second)
+{
+    if (action == SQLITE_TRANSACTION || action == SQLITE_SAVEPOINT)
+        return u"a transaction is begun and ended by GetDatabase() or a TransactionalScope, which "
+               u"know who writes, and not by a statement"_s;
+    if (action != SQLITE_PRAGMA)
+        return {};
+    // What durability, the checkpoints and the marks of the file rest on. Reading them is fine.
+    static const QStringList kept{
+        u"application_id"_s,     u"checkpoint_fullfsync"_s, u"fullfsync"_s,
+        u"journal_mode"_s,       u"journal_size_limit"_s,   u"locking_mode"_s,
+        u"schema_version"_s,     u"synchronous"_s,          u"user_version"_s,
+        u"wal_autocheckpoint"_s, u"wal_checkpoint"_s,       u"writable_schema"_s};
+    const QString pragma = QString::fromUtf8(first).toLower();
+    if (!kept.contains(pragma) || (!second && pragma != u"wal_checkpoint"))
+        return {};
+    return u"the setting \"%1\" belongs to the store and is not changed by a statement"_s.arg(
+        pragma);
+}
+
+bool isWrite(int action)
+{
+    return action == SQLITE_INSERT || action == SQLITE_UPDATE || action == SQLITE_DELETE;
+}
+
+// Not one of SQLite's own, nor one that only this connection has.
+bool isTableOfMain(const char* table, const char* schema)
+{
+    return schema && std::strcmp(schema, "main") == 0 && sqlite3_strnicmp(table, "sqlite_", 7) != 0;
+}
+
+} // namespace
+
+StatementLoan::StatementLoan(
+    StatementCache& cache, CachedStatement* place, std::unique_ptr<PreparedStatement> lent)
+    : cache(&cache)
+    , place(place)
+    , statement(std::move(lent))
+    , thread(std::this_thread::get_id())
+{
+}
+
+StatementLoan& StatementLoan::operator=(StatementLoan&& other) noexcept
+{
+    if (this != &other) {
+        giveBack();
+        cache = other.cache;
+        place = other.place;
+        statement = std::move(other.statement);
+        thread = other.thread;
+    }
+    return *this;
+}
+
+StatementLoan::~StatementLoan()
+{
+    giveBack();
+}
+
+void StatementLoan::giveBack() noexcept
+{
+    if (!statement)
+        return;
+    if (std::this_thread::get_id() == thread)
+        cache->takeBack(place, std::move(statement));
+    else
+        cache->takeBackLater(place, std::move(statement));
+}
+
+StatementCache::StatementCache(sqlite3* database)
+    : database(database)
+{
+    sqlite3_set_authorizer(
+        database,
+        [](void* self, int action, const char* first, const char* second, const char* schema,
+           const char*) {
+            return static_cast<StatementCache*>(self)->authorize(action, first, second, schema);
+        },
+        this);
+}
+
+StatementLoan StatementCache::acquire(const QString& sql, Failure& error)
+{
+    takeReturned();
+    CachedStatement* known = find(sql);
+    if (known && known->statement) {
+        known->lastUse = ++uses;
+        return {*this, known, std::move(known->statement)};
+    }
+    std::unique_ptr<PreparedStatement> fresh = prepare(sql, error);
+    if (!fresh)
+        return {};
+    // A second use of a text beside the first one is rare: its statement is not kept.
+    if (!known) {
+        if (statements.size() >= MaximumCachedStatements)
+            evictLeastRecentlyUsed();
+        known = &statements[fresh->text()];
+        known->lastUse = ++uses;
+        return {*this, known, std::move(fresh)};
+    }
+    return {*this, nullptr, std::move(fresh)};
+}
+
+CachedStatement* StatementCache::find(const QString& sql)
+{
+    // The texts of managers are constants, each always in the same place. To compare one with the
+    // text that was there before takes a tenth of what it takes to hash it.
+    constexpr int LineBits = 6; // no two texts begin in the same 64 bytes
+    auto*& place =
+        likely[(reinterpret_cast<std::uintptr_t>(sql.constData()) >> LineBits) % likely.size()];
+    if (!place || place->first != sql) {
+        const auto found = statements.find(sql);
+        place = found == statements.end() ? nullptr : &*found;
+    }
+    return place ? &place->second : nullptr;
+}
+
+void StatementCache::takeReturned() noexcept
+{
+    if (!anyReturned)
+        return;
+    const std::lock_guard lock(mutex);
+    for (auto& [place, statement] : returned)
+        takeBack(place, std::move(statement));
+    returned.clear();
+    anyReturned = false;
+}
+
+void StatementCache::takeBack(
+    CachedStatement* place, std::unique_ptr<PreparedStatement> statement) noexcept
+{
+    statement->reset();
+    // What SQLite has bound stays, and is bound again before it runs.
+    statement->values.clear();
+    if (!place)
+        return;
+    Q_ASSERT(!place->statement);
+    place->statement = std::move(statement);
+}
+
+void StatementCache::takeBackLater(
+    CachedStatement* place, std::unique_ptr<PreparedStatement> statement)
+{
+    const std::lock_guard lock(mutex);
+    returned.emplace_back(place, std::move(statement));
+    anyReturned = true;
+}
+
+// Asked for every column, table and setting that a statement uses, those of its triggers included.
+int StatementCache::authorize(int action, const char* first, const char* second, const char* schema)
+{
+    if (!preparing)
+        return SQLITE_OK;
+    refusal = refusalOf(action, first, second);
+    if (!refusal.isEmpty())
+        return SQLITE_DENY;
+    if (isWrite(action) && isTableOfMain(first, schema))
+        writtenKinds |= recordKindOf(QString::fromUtf8(first));
+    return SQLITE_OK;
+}
+
+std::unique_ptr<PreparedStatement> StatementCache::prepare(const QString& sql, Failure& error)
+{
+    const QByteArray text = sql.toUtf8();
+    sqlite3_stmt* prepared = nullptr;
+    const char* tail = nullptr;
+    preparing = true;
+    const int result = sqlite3_prepare_v3(
+        database, text.constData(), static_cast<int>(text.size()), SQLITE_PREPARE_PERSISTENT,
+        &prepared, &tail);
+    preparing = false;
+    const QString refused = std::exchange(refusal, {});
+    const RecordKinds written = std::exchange(writtenKinds, {});
+    StatementHandle owned(prepared);
+    if (result != SQLITE_OK) {
+        error = refused.isEmpty() ? failureOf(database) : Failure{.text = refused};
+        return nullptr;
+    }
+    if (!prepared || !isBlank(QByteArrayView(tail, text.constData() + text.size()))) {
+        error = {.text = u"a query takes exactly one statement"_s};
+        return nullptr;
+    }
+
+    return std::make_unique<PreparedStatement>(std::move(owned), sql, written);
+}
+
+void StatementCache::evictLeastRecentlyUsed()
+{
+    auto oldest = statements.end();
+    for (auto candidate = statements.begin(); candidate != statements.end(); ++candidate) {
+        const bool older =
+            oldest == statements.end() || candidate->second.lastUse < oldest->second.lastUse;
+        if (candidate->second.statement && older)
+            oldest = candidate;
+    }
+    if (oldest == statements.end())
+        return;
+    std::replace(
+        likely.begin(), likely.end(), &*oldest, static_cast<Statements::value_type*>(nullptr));
+    statements.erase(oldest);
+}
+
+} // namespace sync::database

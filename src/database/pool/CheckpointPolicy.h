@@ -1,0 +1,28 @@
+#pragma once
+
+#include <database/pool/Checkpointer.h>
+
+#include <chrono>
+
+namespace sync::database {
+
+/// Decides when the WAL of a store is checkpointed, and for how long the writers wait for that.
+///
+/// The turn of the writer queue guards it.
+class CheckpointPolicy
+{
+public:
+    explicit CheckpointPolicy(const QString& path);
+
+    /// Checkpoints if the WAL is long enough; `walPages` is its length after the last commit. The
+    /// caller has the turn and no transaction.
+    void runIfDue(int walPages) noexcept;
+
+private:
+    Checkpointer checkpointer;
+    int pagesBefore = 0;
+    int dueAtPages;
+    std::chrono::milliseconds patience{0};
+};
+
+} // namespace sync::database
