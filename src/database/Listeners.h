@@ -84,7 +84,8 @@ public:
     {
         if (!any)
             return;
-        for (const auto& entry : *present()) {
+        const auto now = present(); // which add() may replace meanwhile
+        for (const auto& entry : *now) {
             const auto listener = entry.lock();
             if (!listener || !listener->begin())
                 continue;

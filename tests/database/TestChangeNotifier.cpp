@@ -473,10 +473,11 @@ void TestChangeNotifier::aPollDoesNotWaitForATransaction()
 
 void TestChangeNotifier::aCommitDoesNotWaitForAPoll()
 {
+    std::atomic<bool> started = false;
     std::atomic<bool> committed = false;
     std::thread writer;
     const auto listening = factory->onChange([&](RecordKinds) {
-        if (writer.joinable())
+        if (started.exchange(true))
             return;
         // In the middle of a poll.
         writer = std::thread([&] { committed = run(AddServer); });
@@ -492,10 +493,11 @@ void TestChangeNotifier::aCommitDoesNotWaitForAPoll()
 
 void TestChangeNotifier::aPollDoesNotWaitForACommit()
 {
+    std::atomic<bool> started = false;
     std::atomic<bool> polled = false;
     std::thread poller;
     const auto listening = factory->onChange([&](RecordKinds) {
-        if (poller.joinable())
+        if (started.exchange(true))
             return;
         // In the middle of a commit().
         poller = std::thread([&] {
@@ -513,10 +515,11 @@ void TestChangeNotifier::aPollDoesNotWaitForACommit()
 
 void TestChangeNotifier::aWriterDoesNotWaitForAListener()
 {
+    std::atomic<bool> started = false;
     std::atomic<bool> written = false;
     std::thread writer;
     const auto writeElsewhere = [&] {
-        if (writer.joinable())
+        if (started.exchange(true))
             return;
         writer = std::thread([&] { written = run(AddServer); });
         waitFor(written);
@@ -528,6 +531,7 @@ void TestChangeNotifier::aWriterDoesNotWaitForAListener()
     QVERIFY(written);
     writer.join();
     onChange.end();
+    started = false;
     written = false;
     const auto onFailure = factory->onFailure([&](const Failure&) { writeElsewhere(); });
 

@@ -9,6 +9,11 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <atomic>
+#include <chrono>
+#include <cstddef>
+#include <memory>
+#include <new>
 #include <stdexcept>
 #include <thread>
 
@@ -27,6 +32,20 @@ const QString BreakCommits =
     u"CREATE TABLE Child (parent INTEGER REFERENCES Schedules (id) DEFERRABLE INITIALLY DEFERRED)"_s;
 const QString CheckReferences = u"PRAGMA foreign_keys = ON"_s;
 const QString InsertOrphan = u"INSERT INTO Child VALUES (4711)"_s;
+
+QStringList logged;
+std::atomic<bool> threadIsDone = false;
+
+// A failed assertion ends the thread's work rather than the program.
+void logAndStopThread(QtMsgType type, const QMessageLogContext& /*context*/, const QString& text)
+{
+    logged.append(text);
+    if (type != QtFatalMsg)
+        return;
+    threadIsDone = true;
+    for (;;)
+        std::this_thread::sleep_for(std::chrono::hours(1));
+}
 
 } // namespace
 
@@ -61,6 +80,8 @@ private Q_SLOTS:
     void endingATransactionThatNobodyBeganFails();
     void aThreadThatEndsInATransactionLosesItAndFreesTheLock();
     void anotherThreadDoesNotJoinTheScopesOfThisOne();
+    void aScopeThatEndsOnAnotherThreadIsLoggedAndRolledBack();
+    void aThreadThatEndsInAScopeLosesItAndFreesTheLock();
 
 private:
     bool run(const QString& sql);
@@ -425,6 +446,46 @@ void TestTransactionalScope::anotherThreadDoesNotJoinTheScopesOfThisOne()
     std::thread([&] { added = addServer(u"a"_s); }).join();
 
     QVERIFY(added);
+    QCOMPARE(committedServers(), 1);
+}
+
+void TestTransactionalScope::aScopeThatEndsOnAnotherThreadIsLoggedAndRolledBack()
+{
+    auto outer = std::make_unique<TransactionalScope>();
+    QVERIFY(addServerInOwnScope(u"lost"_s));
+    logged.clear();
+    threadIsDone = false;
+    const auto previous = qInstallMessageHandler(logAndStopThread);
+    std::thread([scope = std::move(outer)]() mutable {
+        scope.reset();
+        threadIsDone = true;
+    }).detach();
+    while (!threadIsDone)
+        std::this_thread::yield();
+    qInstallMessageHandler(previous);
+
+    QVERIFY(addServer(u"kept"_s));
+
+    QVERIFY(logged.first().contains(u"ended on another thread than it began on"));
+#ifndef QT_NO_DEBUG
+    QCOMPARE(logged.size(), 2); // the assertion
+#endif
+    QCOMPARE(TransactionalScope::depth(), 0);
+    QCOMPARE(committedServers(), 1);
+    QCOMPARE(
+        RawDatabase(factory->path()).value(u"SELECT alias FROM ServerConfiguration"_s), u"kept"_s);
+}
+
+void TestTransactionalScope::aThreadThatEndsInAScopeLosesItAndFreesTheLock()
+{
+    std::thread([this] {
+        // Never destroyed.
+        alignas(TransactionalScope) static std::byte place[sizeof(TransactionalScope)];
+        new (place) TransactionalScope;
+        addServerInOwnScope(u"lost"_s);
+    }).join();
+
+    QVERIFY(addServer(u"kept"_s));
     QCOMPARE(committedServers(), 1);
 }
 

@@ -265,9 +265,13 @@ void TestSnippets::aHostClearsItsCachesWhenFoldersChange()
             folders.ClearCaches(); // the next GetAll() reads the database
     });
 
+    RecordKinds changes;
+    const auto listening = factory->onChange([&](RecordKinds kinds) { changes |= kinds; });
+
     const auto query = factory->CreateQuery();
     query->prepare(u"INSERT INTO FolderConfiguration (parentId) VALUES (0)"_s);
     QVERIFY(query->exec());
+    QCOMPARE(changes, RecordKind::Folder);
     QCoreApplication::processEvents();
     QCOMPARE(folders.GetAll().size(), 1);
 }

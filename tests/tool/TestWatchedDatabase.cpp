@@ -171,7 +171,7 @@ void TestWatchedDatabase::secondTransactionFailsWithTheEnginesReason()
         const Transaction second(*database);
         QFAIL("the second transaction began");
     } catch (const CommandError& error) {
-        QVERIFY(error.text().contains(u"a transaction is open already"_s));
+        QVERIFY(error.text().contains(u"a transaction is already open"_s));
     }
 }
 
