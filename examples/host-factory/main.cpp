@@ -3,7 +3,8 @@
 #include "HostDatabaseFactory.h"
 
 #include <config/ServerConfigManager.h>
-#include <interf/IQSqlDatabaseWrapper.h>
+#include <database/ErrorGuard.h>
+#include <database/HostTransaction.h>
 
 #include <QCoreApplication>
 #include <QSqlError>
@@ -12,6 +13,8 @@
 
 using namespace Qt::StringLiterals;
 using sync::config::ServerConfiguration;
+using sync::database::RecordKind;
+using sync::database::RecordKinds;
 
 namespace {
 
@@ -44,19 +47,28 @@ int main(int argc, char* argv[])
     auto factory = std::make_shared<HostDatabaseFactory>(database);
     sync::config::ServerConfigManager servers(factory);
 
+    // Listens directly; a ChangeNotifier does the same with a signal.
+    RecordKinds changes;
+    const auto listening = factory->onChange([&](RecordKinds kinds) { changes |= kinds; });
+
     ServerConfiguration kept = serverAt(u"https://dav.example.com"_s);
     out << "added: " << servers.Add(kept) << ", id " << kept.getId() << Qt::endl;
 
-    // Whatever the managers write between these two is the host's to keep or to undo.
-    const auto transaction = factory->GetDatabase();
-    transaction->transaction();
+    // Whatever the managers write while it is open is rolled back unless it is committed.
     ServerConfiguration undone = serverAt(u"https://dav.example.org"_s);
-    out << "added: " << servers.Add(undone) << ", servers " << servers.GetAll().size() << Qt::endl;
-    transaction->rollback();
+    {
+        const sync::database::HostTransaction transaction(*factory);
+        out << "added: " << servers.Add(undone) << ", servers " << servers.GetAll().size()
+            << Qt::endl;
+    }
     out << "rolled back, servers " << servers.GetAll().size() << Qt::endl;
 
-    // Without its table every operation fails by its return value, and the factory tells why.
+    out << "servers have changed: " << changes.testFlag(RecordKind::Server) << Qt::endl;
+
+    // Without its table every operation fails by its return value, and the factory knows why.
+    const sync::database::ErrorGuard guard(*factory);
     QSqlQuery(database).exec(u"DROP TABLE ServerConfiguration"_s);
-    out << "added: " << servers.Add(undone) << ", servers " << servers.GetAll().size() << Qt::endl;
+    out << "added: " << servers.Add(undone) << ", servers " << servers.GetAll().size()
+        << ", failed: " << guard.failed() << Qt::endl;
     return 0;
 }

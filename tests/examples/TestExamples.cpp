@@ -103,7 +103,8 @@ void TestExamples::hostFactoryKeepsAndUndoesWhatTheHostSays()
         host.output, u"added: 1, id 1\n"
                      "added: 1, servers 2\n"
                      "rolled back, servers 1\n"
-                     "added: 0, servers 0\n"_s);
+                     "servers have changed: 1\n"
+                     "added: 0, servers 0, failed: 1\n"_s);
     QCOMPARE(host.errors.count(u"no such table: ServerConfiguration"_s), 2);
     QCOMPARE(host.exitCode, 0);
 }
