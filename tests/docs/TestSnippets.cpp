@@ -86,11 +86,11 @@ void removeUnlessAReadFailed(const Factory& factory)
     removeWhatIsNotIn(stored);
 }
 
-/// The C++ and CMake blocks of a page, each as its lines without their indentation.
-QList<QStringList> blocksOf(const QString& page)
+/// The blocks of a page in a language, each as its lines without their indentation.
+QList<QStringList> blocksOf(const QString& page, const QString& language)
 {
-    static const QRegularExpression form(
-        u"^```(?:cpp|cmake)\\n(.*?)^```"_s,
+    const QRegularExpression form(
+        u"^```%1\\n(.*?)^```"_s.arg(language),
         QRegularExpression::MultilineOption | QRegularExpression::DotMatchesEverythingOption);
     QList<QStringList> blocks;
     for (const auto& match : form.globalMatch(page)) {
@@ -140,7 +140,7 @@ class TestSnippets : public QObject
 private Q_SLOTS:
     void init();
 
-    void everyBlockOfAPageIsBuilt();
+    void everyBlockOfAPageIsBuiltAndNamesItsHeaders();
     void oneOperationTellsItsFailure();
     void manyOperationsAreOneTransaction();
     void aScopeJoinsTheStepsOfARemoval();
@@ -160,7 +160,7 @@ void TestSnippets::init()
     removed.clear();
 }
 
-void TestSnippets::everyBlockOfAPageIsBuilt()
+void TestSnippets::everyBlockOfAPageIsBuiltAndNamesItsHeaders()
 {
     QStringList sources;
     for (const auto& room :
@@ -169,26 +169,38 @@ void TestSnippets::everyBlockOfAPageIsBuilt()
              filesBelow(room, u"*.cpp"_s) + filesBelow(room, u"CMakeLists.txt"_s))
             sources.append(strippedSource(path));
     }
-    const auto stands = [&sources](const QStringList& block) {
-        const QString text = u'\n' + block.join(u'\n') + u'\n';
-        return std::any_of(sources.begin(), sources.end(), [&text](const QString& source) {
-            return source.contains(text);
+    const auto stands = [&sources](const QStringList& code, const QStringList& includes) {
+        const QString text = u'\n' + code.join(u'\n') + u'\n';
+        return std::any_of(sources.begin(), sources.end(), [&](const QString& source) {
+            return source.contains(text) &&
+                   std::all_of(includes.begin(), includes.end(), [&source](const QString& line) {
+                       return source.contains(u'\n' + line + u'\n');
+                   });
         });
     };
 
     QStringList nowhere;
+    QStringList withoutHeaders; // a reader cannot find out where the names come from
     qsizetype blocks = 0;
     const QString readme = QStringLiteral(VELMIO_SOURCE_DIRECTORY "/README.md");
     for (const QString& page : filesBelow(u"docs"_s, u"*.md"_s) + QStringList{readme}) {
-        for (const QStringList& block : blocksOf(readAll(page))) {
-            ++blocks;
-            if (!stands(block))
-                nowhere.append(page.section(u'/', -1) + u": "_s + block.first());
+        for (const QString& language : {u"cpp"_s, u"cmake"_s}) {
+            for (const QStringList& block : blocksOf(readAll(page), language)) {
+                ++blocks;
+                const QStringList includes = block.filter(QRegularExpression(u"^#include"_s));
+                const QStringList code = block.mid(includes.size());
+                const QString place = page.section(u'/', -1) + u": "_s + code.first();
+                if (!stands(code, includes))
+                    nowhere.append(place);
+                if (language == u"cpp" && includes.isEmpty())
+                    withoutHeaders.append(place);
+            }
         }
     }
 
     QVERIFY(blocks > 10);
-    QCOMPARE(nowhere, QStringList());
+    QVERIFY2(nowhere.isEmpty(), qPrintable(nowhere.join(u"\n"_s)));
+    QVERIFY2(withoutHeaders.isEmpty(), qPrintable(withoutHeaders.join(u"\n"_s)));
 }
 
 void TestSnippets::oneOperationTellsItsFailure()
@@ -248,7 +260,7 @@ void TestSnippets::aHostKeepsTheKeyItself()
     keys.use(std::make_shared<sync::core::crypto::FileKeyStore>(folder->filePath(u"key"_s)));
     const auto outcome = keys.changeKey(); // the new key is durable before the first password
     if (!outcome.succeeded || !outcome.unreadableIds.isEmpty())
-        tellTheUser(u"Some passwords have to be entered anew."_s);
+        tellTheUser(u"Some passwords have to be entered again."_s);
     keys.dropUnusedKeys(); // from a day after they were replaced
 
     QVERIFY(outcome.succeeded);

@@ -2,6 +2,7 @@
 
 #include <host-factory/HostDatabaseFactory.h>
 
+#include <testkit/FactoryCheck.h>
 #include <testkit/QtTestRows.h>
 
 #include <QSqlError>
