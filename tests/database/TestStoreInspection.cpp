@@ -3,6 +3,7 @@
 
 #include <database/SqliteDatabaseFactory.h>
 #include <database/StoreInspection.h>
+#include <interf/IQSqlDatabaseWrapper.h>
 #include <interf/IQSqlQueryWrapper.h>
 
 #include <QDir>
@@ -14,6 +15,7 @@
 #include <functional>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <thread>
 
 using namespace Qt::StringLiterals;
 using sync::test::AsNobody;
@@ -24,6 +26,41 @@ namespace sync::database {
 
 using Kind = StoreInspection::Kind;
 using Make = std::function<void(const QString&)>;
+
+/// A process that has a store open after it has run a statement.
+class OtherProcess
+{
+public:
+    OtherProcess(const QString& path, const char* sql)
+    {
+        std::array<int, 2> pipe{};
+        if (::pipe(pipe.data()) != 0)
+            qFatal("no pipe");
+        id = ::fork();
+        if (id == 0) {
+            RawDatabase user(path);
+            ::_exit(user.tryRun(sql) && ::write(pipe[1], "x", 1) == 1 && ::pause());
+        }
+        ::close(pipe[1]);
+        char ready = 0;
+        if (::read(pipe[0], &ready, 1) != 1)
+            qFatal("the other process has failed");
+        ::close(pipe[0]);
+    }
+    ~OtherProcess() { kill(); }
+    Q_DISABLE_COPY_MOVE(OtherProcess)
+
+    void kill()
+    {
+        if (const pid_t running = std::exchange(id, 0)) {
+            ::kill(running, SIGKILL);
+            ::waitpid(running, nullptr, 0);
+        }
+    }
+
+private:
+    pid_t id = 0;
+};
 
 class TestStoreInspection : public QObject
 {
@@ -47,7 +84,11 @@ private Q_SLOTS:
     void readsWithoutRights();
     void saysThatTheWalCannotBeRead();
     void lockedStoreIsBusy();
-    void writersContinueWhileItReads();
+    void readOnlyStoreIsOneMoment();
+    void readOnlyStoreTakesNoWrites();
+    void writersWorkBesideAReadOnlyStore();
+    void onlyStoresOpenReadOnly_data();
+    void onlyStoresOpenReadOnly();
 
 private:
     // What is in the folder, with every byte and mode.
@@ -89,6 +130,18 @@ private:
             if (withSharedMemory || ending != u"-shm")
                 QVERIFY(QFile::copy(source + ending, path + ending));
         }
+    }
+    static void run(SqliteDatabaseFactory& store, const QString& sql)
+    {
+        const auto query = store.CreateQuery();
+        query->prepare(sql);
+        QVERIFY2(query->exec(), qPrintable(query->lastError()));
+    }
+    static int countOfSchedules(SqliteDatabaseFactory& store)
+    {
+        const auto query = store.CreateQuery();
+        query->prepare(u"SELECT count(*) FROM Schedules"_s);
+        return query->exec() && query->next() ? query->value(0).toInt() : -1;
     }
     static bool setMode(const QString& file, mode_t mode)
     {
@@ -277,22 +330,12 @@ void TestStoreInspection::readsTheWalOfAStoreInUse()
 void TestStoreInspection::readsTheWalOfAnotherProcess()
 {
     makeStore(path);
-    std::array<int, 2> pipe{};
-    QCOMPARE(::pipe(pipe.data()), 0);
-    const pid_t other = ::fork();
-    if (other == 0) {
-        const RawDatabase writer(path);
-        sqlite3_exec(writer.handle(), "PRAGMA user_version = -7", nullptr, nullptr, nullptr);
-        ::_exit(::write(pipe[1], "x", 1) == 1 && ::pause());
-    }
-    char ready = 0;
-    QCOMPARE(::read(pipe[0], &ready, 1), 1);
+    OtherProcess other(path, "PRAGMA user_version = -7");
     const auto before = files();
 
     const StoreInspection inUse(path);
     const auto whileInUse = files();
-    ::kill(other, SIGKILL);
-    ::waitpid(other, nullptr, 0);
+    other.kill();
     const StoreInspection leftBehind(path);
 
     QCOMPARE(inUse.kind(), Kind::Damaged);
@@ -383,19 +426,90 @@ void TestStoreInspection::lockedStoreIsBusy()
     QCOMPARE(inspection.kind(), Kind::Busy);
 }
 
-// The mark that a reader would leave in the shared memory, and the files that it would open
-// read-only, hold up nobody.
-void TestStoreInspection::writersContinueWhileItReads()
+void TestStoreInspection::readOnlyStoreIsOneMoment()
 {
-    const auto first = SqliteDatabaseFactory::open(path);
-    const StoreInspection inspection(path);
-    const auto second = SqliteDatabaseFactory::open(path);
+    const auto writing = SqliteDatabaseFactory::open(path);
+    run(*writing, u"INSERT INTO Schedules (folderConfigurationId) VALUES (4)"_s);
+    const auto before = files();
+    const auto reading = SqliteDatabaseFactory::openReadOnly(path);
+    const auto moment = reading->GetDatabase();
+    QVERIFY(moment->transaction());
+    const int first = countOfSchedules(*reading);
+    const auto after = files();
 
-    const auto query = second->CreateQuery();
-    query->prepare(u"INSERT INTO Schedules (folderConfigurationId) VALUES (4)"_s);
+    run(*writing, u"INSERT INTO Schedules (folderConfigurationId) VALUES (5)"_s);
+    const int second = countOfSchedules(*reading);
+    QVERIFY(moment->commit());
 
-    QVERIFY2(query->exec(), qPrintable(query->lastError()));
-    QCOMPARE(inspection.kind(), Kind::Ours);
+    QCOMPARE(after, before);
+    QCOMPARE(first, second);
+    QCOMPARE(countOfSchedules(*reading), first + 1);
+    QCOMPARE(reading->storeId(), writing->storeId());
+}
+
+void TestStoreInspection::readOnlyStoreTakesNoWrites()
+{
+    makeStore(path);
+    const auto before = files();
+    const auto reading = SqliteDatabaseFactory::openReadOnly(path);
+    QStringList errors;
+    const auto write = [&] {
+        const auto query = reading->CreateQuery();
+        query->prepare(u"INSERT INTO Schedules (folderConfigurationId) VALUES (4)"_s);
+        errors += query->exec() ? QString() : query->lastError();
+    };
+
+    write();
+    std::thread(write).join();
+
+    QCOMPARE(errors.filter(u"readonly"_s).size(), 2);
+    QCOMPARE(files(), before);
+}
+
+// The connections of a process share the memory beside the file: it must not be read-only for all.
+void TestStoreInspection::writersWorkBesideAReadOnlyStore()
+{
+    makeStore(path);
+    const OtherProcess other(path, "DELETE FROM Schedules");
+    const auto reading = SqliteDatabaseFactory::openReadOnly(path);
+    const int before = countOfSchedules(*reading);
+
+    const auto writing = SqliteDatabaseFactory::open(path);
+    run(*writing, u"INSERT INTO Schedules (folderConfigurationId) VALUES (5)"_s);
+
+    QCOMPARE(before, 0);
+    QCOMPARE(countOfSchedules(*reading), 1);
+}
+
+void TestStoreInspection::onlyStoresOpenReadOnly_data()
+{
+    QTest::addColumn<Make>("make");
+    QTest::addColumn<DatabaseError::Cause>("cause");
+    QTest::newRow("nothing") << Make([](const QString&) {}) << DatabaseError::Cause::Other;
+    QTest::newRow("empty") << Make([](const QString& file) { write(file, {}); })
+                           << DatabaseError::Cause::NotADatabase;
+    QTest::newRow("another program's")
+        << Make([](const QString& file) { RawDatabase(file).run(u"CREATE TABLE a (b)"_s); })
+        << DatabaseError::Cause::ForeignDatabase;
+    QTest::newRow("impossible version in the WAL")
+        << Make([this](const QString&) { makeCrashed(false); }) << DatabaseError::Cause::Damaged;
+}
+
+void TestStoreInspection::onlyStoresOpenReadOnly()
+{
+    QFETCH(Make, make);
+    QFETCH(DatabaseError::Cause, cause);
+    make(path);
+    const auto before = files();
+
+    try {
+        SqliteDatabaseFactory::openReadOnly(path);
+        QFAIL("opened");
+    } catch (const DatabaseError& error) {
+        QCOMPARE(error.cause(), cause);
+        QVERIFY2(error.text().contains(path), qPrintable(error.text()));
+    }
+    QCOMPARE(files(), before);
 }
 
 } // namespace sync::database
