@@ -7,7 +7,7 @@
 namespace sync::base {
 
 /// Copies `Count` units of another width and returns the bits that any of them has. The compiler
-/// makes a few vector instructions of it, as the count is fixed.
+/// makes a few vector instructions of it, because the count is fixed.
 template <std::size_t Count, typename From, typename To>
 std::uint64_t copyBlock(const From* from, To* to)
 {

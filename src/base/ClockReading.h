@@ -8,7 +8,7 @@
 
 namespace sync::base {
 
-/// What a text "yyyy-MM-ddTHH:mm:ss.zzz" tells, and the rest of it, which names the time zone.
+/// The time of a text "yyyy-MM-ddTHH:mm:ss.zzz", and the rest of it, which names the time zone.
 struct ClockReading
 {
     /// Since 1970-01-01T00:00 by the same clock, whatever its zone.
@@ -95,7 +95,7 @@ inline std::optional<std::chrono::seconds> parseZoneOffset(std::string_view zone
     return zone[0] == '-' ? -seconds : seconds;
 }
 
-/// True for what may stand behind a time that is stored: nothing, "Z", or an offset.
+/// True for what may follow a stored time: nothing, "Z", or an offset.
 inline bool isPlainZone(std::string_view zone)
 {
     return zone == "Z" || zone.empty() || parseZoneOffset(zone).has_value();

@@ -33,7 +33,7 @@ using Reason = DatabaseBackups::Reason;
 constexpr std::array Reasons{
     Reason::Manual, Reason::Migration, Reason::Rekey, Reason::Import, Reason::Fix};
 
-// What PartialFile puts behind a name, without the dot.
+// PartialFile adds a dot and so many characters to a name.
 constexpr int UnfinishedSuffixSize = 6;
 
 // Sorts like the times.
@@ -52,7 +52,7 @@ QFileInfoList filesIn(const QString& folder)
     return QDir(folder).entryInfoList(QDir::Files | QDir::Hidden | QDir::NoSymLinks);
 }
 
-// What the name of a file tells; nothing when it is not one that pathFor() gives.
+// What the name of a file says; nothing if pathFor() does not give such a name.
 std::optional<DatabaseBackups::Backup> backupOf(const QFileInfo& file, const QString& database)
 {
     static const QRegularExpression ending(u"^\\.(\\d{8}T\\d{9}Z)\\.([a-z]+)\\.db$"_s);
@@ -72,7 +72,7 @@ void requireDatabase(const QString& path)
 {
     if (!QFileInfo::exists(path))
         throw DatabaseError(
-            Cause::Other, u"There is no database %1: name the right file."_s.arg(path));
+            Cause::Other, u"The database %1 does not exist. Name the right file."_s.arg(path));
 }
 
 bool hasNoRow(const DatabaseBackups::SalvagedTable& table)
@@ -80,7 +80,7 @@ bool hasNoRow(const DatabaseBackups::SalvagedTable& table)
     return table.rows == 0;
 }
 
-// Columns of a later version would be left behind.
+// Columns of a later version would be lost.
 void requireKnownVersion(sqlite3* database, const QString& path)
 {
     const auto version = queryNumber(database, "PRAGMA user_version", path);
@@ -95,8 +95,9 @@ void requireKnownVersion(sqlite3* database, const QString& path)
 DatabaseError nothingToSalvage(const QString& path)
 {
     return {
-        Cause::Damaged, u"Nothing can be read of the database %1 any more, and it was left as it "
-                        u"is. Put a backup copy in its place."_s.arg(path)};
+        Cause::Damaged,
+        u"Nothing in the database %1 can be read. It was not changed. Put a backup copy "
+        u"in its place."_s.arg(path)};
 }
 
 bool isSameFile(const QString& left, const QString& right)
@@ -162,17 +163,18 @@ DatabaseBackups::Backup DatabaseBackups::makeAt(const QString& file) const
     const QString target = base::absoluteFilePath(file);
     if (QFileInfo(target).isDir())
         throw DatabaseError(
-            Cause::Directory, target + u" is a directory: name a new file in it."_s);
+            Cause::Directory, target + u" is a directory. Name a new file in it."_s);
     if (QFileInfo::exists(target))
         throw DatabaseError(
-            Cause::Other, target + u" exists already, and a copy replaces nothing: name a new "
-                                   u"file."_s);
+            Cause::Other, target +
+                              u" exists already, and a copy does not replace files. Name a new "
+                              u"file."_s);
     const QDateTime time = QDateTime::currentDateTimeUtc();
     const SqliteHandle source = openConnection(databasePath);
-    // A damaged file stays as it is, and so does a log that was left by a crash: the next opening
-    // checks the file because of it.
+    // A damaged file is not changed, and neither is a WAL that was left by a crash: because of it
+    // the next opening checks the file.
     setCheckpointAtClose(source.get(), false);
-    // Waits for whoever has locked the readers out, which the copying would not do.
+    // Waits for a program that has locked readers out, which the copying would not do.
     execute(source.get(), "BEGIN", databasePath);
     queryNumber(source.get(), "SELECT count(*) FROM sqlite_schema", databasePath);
     withFileErrors([&] { writeVerifiedCopy(source.get(), target); });
@@ -217,7 +219,7 @@ QString DatabaseBackups::restore(const QString& file) const
     const QString backupPath = base::absoluteFilePath(file);
     if (isSameFile(backupPath, databasePath))
         throw DatabaseError(
-            Cause::Other, backupPath + u" is the database itself: name a backup of it."_s);
+            Cause::Other, backupPath + u" is the database itself. Name a backup of it."_s);
     const SqliteHandle backup = openVerified(backupPath);
     return withFileErrors([&] { return replaceBy(backup.get()); });
 }
@@ -234,7 +236,7 @@ DatabaseBackups::Salvaged DatabaseBackups::replaceBySalvaged() const
     if (!store.isReadable())
         throw nothingToSalvage(databasePath);
     requireKnownVersion(store.handle(), databasePath);
-    // A folder of its own takes the log of the new database along when it goes.
+    // The folder is removed together with the WAL of the new database.
     const QTemporaryDir folder(databasePath + u".XXXXXX"_s);
     if (!folder.isValid())
         throw base::FileError(databasePath, u"Cannot create a folder beside the database"_s, errno);
@@ -253,7 +255,7 @@ DatabaseBackups::Salvaged DatabaseBackups::replaceBySalvaged() const
 QString DatabaseBackups::replaceBy(sqlite3* source) const
 {
     if (QFileInfo(databasePath).size() == 0)
-        setStrayLogsAside(databasePath);
+        setStrayWalAside(databasePath);
     if (!QFileInfo::exists(databasePath)) {
         base::createFolders(QFileInfo(databasePath).path());
         writeVerifiedCopy(source, databasePath);
@@ -289,7 +291,7 @@ void DatabaseBackups::removeUnfinished() const
     // Older than any copying takes.
     const QDateTime yesterday = QDateTime::currentDateTimeUtc().addDays(-1);
     for (const QFileInfo& file : filesIn(folder())) {
-        // Behind the name that it was to get stands a dot and what makes it unlike others.
+        // Its name is the final one, a dot, and a unique suffix.
         const QFileInfo intended(file.path() + u'/' + file.completeBaseName());
         if (backupOf(intended, QFileInfo(databasePath).fileName()) &&
             file.suffix().size() == UnfinishedSuffixSize && file.lastModified() < yesterday)

@@ -24,7 +24,7 @@ class VELMIO_DATABASE_EXPORT StoreInspection
 public:
     /// What a file can be.
     enum class Kind {
-        Missing,      ///< There is no file.
+        Missing,      ///< The file does not exist.
         Directory,    ///< The path names a directory.
         NotAFile,     ///< Neither a regular file nor a directory, such as a pipe.
         Unreadable,   ///< It cannot be read: no permission, or a disk that fails.
@@ -40,7 +40,7 @@ public:
 
     /// How much of the file is read.
     enum class Depth {
-        Header, ///< Its first page, and no WAL. What lies behind that is taken to be whole.
+        Header, ///< Its first page alone. The rest, and the WAL, is assumed to be whole.
         Whole,  ///< All of it, by SQLite's integrity check.
     };
 

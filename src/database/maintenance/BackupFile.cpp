@@ -47,7 +47,7 @@ DatabaseError copyFailed(sqlite3* database, const QString& target)
 void fill(const QString& path, sqlite3* source, const QString& target)
 {
     const SqliteHandle copy = openConnection(path);
-    // The log's mark in the header is copied as well. Exclusive: without a file of shared memory.
+    // The header that was copied names a WAL. Exclusive: without a file of shared memory.
     if (!copyContent(source, copy.get()) ||
         sqlite3_exec(
             copy.get(), "PRAGMA locking_mode = EXCLUSIVE; PRAGMA journal_mode = DELETE", nullptr,

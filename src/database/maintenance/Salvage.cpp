@@ -24,8 +24,8 @@ constexpr Id FirstPossibleId = std::numeric_limits<Id>::min();
 constexpr Id NoId = std::numeric_limits<Id>::max();
 // Records have ids of 32 bits.
 constexpr Id LargestId = std::numeric_limits<qint32>::max();
-// Where the last id that was given cannot be read, so many behind the last one that was seen are
-// left out: other tables may refer to a row that is lost.
+// If the last id that was given cannot be read, so many after the last one that was seen are not
+// given: other tables may refer to a row that is lost.
 constexpr Id UnknownIds = 1'000'000;
 
 StatementHandle prepare(sqlite3* database, const QByteArray& sql)
@@ -96,7 +96,7 @@ public:
 private:
     bool copyUpFrom(Id first);
     Id copyDownTo(Id above, Id below);
-    Id findBehindDamage(Id damage, Id lastId);
+    Id findAfterDamage(Id damage, Id lastId);
     void copyRow(const StatementHandle& row);
 
     sqlite3* const fresh;
@@ -133,7 +133,7 @@ void TableSalvage::copyRows(Id lastId)
     Id first = FirstPossibleId;
     while (!up || !copyUpFrom(first)) {
         const Id above = largestId;
-        const Id found = up ? findBehindDamage(std::max(above, first), lastId) : NoId;
+        const Id found = up ? findAfterDamage(std::max(above, first), lastId) : NoId;
         const Id readable = up ? copyDownTo(above, found) : NoId;
         const Id lastUnreadable = std::min(readable - 1, lastId);
         if (lastUnreadable > above)
@@ -180,7 +180,7 @@ Id TableSalvage::copyDownTo(Id above, Id below)
 
 // The next id that can be read, in steps that grow: a damaged page holds a few rows or, higher up
 // in the tree, leads to thousands. NoId when there is none.
-Id TableSalvage::findBehindDamage(Id damage, Id lastId)
+Id TableSalvage::findAfterDamage(Id damage, Id lastId)
 {
     Id step = 1;
     for (Id id = damage + 1; id <= lastId; id += step, step *= 2) {

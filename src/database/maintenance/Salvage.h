@@ -8,8 +8,9 @@ namespace sync::database {
 
 /// Copies what can be read of a damaged database into a new one, row by row and in one transaction.
 ///
-/// Every row that is reached is copied as it is. Ids behind which nothing can be told are reported,
-/// and are not given to other rows again. Throws DatabaseError when the new one cannot be written.
+/// Every row that can be reached is copied unchanged. Ids whose rows cannot be reached are
+/// reported, and are not given to other rows later. Throws DatabaseError if the new one cannot be
+/// written.
 QList<DatabaseBackups::SalvagedTable> salvageTables(
     sqlite3* damaged, sqlite3* fresh, const QString& freshPath);
 

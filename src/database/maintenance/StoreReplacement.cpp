@@ -67,8 +67,8 @@ bool run(sqlite3* database, const char* sql)
     return sqlite3_exec(database, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
 }
 
-// Whether a file that SQLite does not take would be of no more use with another content.
-bool isTroubleOfThePlace(sqlite3* database, const QString& path)
+// True if another content would not help, because the place of the file is the problem.
+bool isProblemOfThePlace(sqlite3* database, const QString& path)
 {
     switch (sqlite3_errcode(database) & 0xff) {
     case SQLITE_CORRUPT:
@@ -76,14 +76,14 @@ bool isTroubleOfThePlace(sqlite3* database, const QString& path)
     case SQLITE_NOTADB:
         return false;
     case SQLITE_READONLY:
-        // Its header may say so, as that of a later format does.
+        // The header of a later file format may say so.
         return !base::mayAccess(path, W_OK);
     default:
         return true;
     }
 }
 
-// Through SQLite: closing a descriptor of our own would drop its locks.
+// Through SQLite, because closing a descriptor of our own would drop its locks.
 void copyDatabaseBytes(sqlite3* database, const QString& path, PartialFile& copy)
 {
     sqlite3_file* const file = fileOf(database);
@@ -98,26 +98,23 @@ void copyDatabaseBytes(sqlite3* database, const QString& path, PartialFile& copy
     }
 }
 
-void copyLogBytes(const QString& path, PartialFile& copy)
+void copyBytesOf(const QString& path, PartialFile& copy)
 {
-    QFile log(path);
-    if (log.open(QIODevice::ReadOnly)) {
-        for (auto part = log.read(PartBytes); !part.isEmpty(); part = log.read(PartBytes))
+    QFile file(path);
+    if (file.open(QIODevice::ReadOnly)) {
+        for (auto part = file.read(PartBytes); !part.isEmpty(); part = file.read(PartBytes))
             copy.append(part);
     }
-    if (log.error() != QFileDevice::NoError)
-        throw FileError(path, u"Cannot read the log"_s, EIO);
+    if (file.error() != QFileDevice::NoError)
+        throw FileError(path, u"Cannot read"_s, EIO);
 }
 
-// The paths of the logs beside a database that hold something.
-QStringList logsBeside(const QString& path)
+// The paths of the WAL and the journal of a database that have content.
+QStringList companionsOf(const QString& path)
 {
-    QStringList logs;
-    for (const QString& log : {path + u"-wal"_s, path + u"-journal"_s}) {
-        if (QFileInfo(log).size() > 0)
-            logs += log;
-    }
-    return logs;
+    QStringList companions{path + u"-wal"_s, path + u"-journal"_s};
+    companions.removeIf([](const QString& file) { return QFileInfo(file).size() == 0; });
+    return companions;
 }
 
 } // namespace
@@ -132,12 +129,12 @@ QString pathForReplaced(const QString& path)
     }
 }
 
-void setStrayLogsAside(const QString& path)
+void setStrayWalAside(const QString& path)
 {
     const QString aside = pathForReplaced(path);
-    for (const QString& log : logsBeside(path)) {
-        if (!QFile::rename(log, aside + log.sliced(path.size())))
-            throw FileError(log, u"Cannot rename the log"_s, errno);
+    for (const QString& companion : companionsOf(path)) {
+        if (!QFile::rename(companion, aside + companion.sliced(path.size())))
+            throw FileError(companion, u"Cannot rename"_s, errno);
     }
     syncFolder(QFileInfo(path).path());
 }
@@ -152,8 +149,8 @@ StoreReplacement::StoreReplacement(const QString& path)
 void StoreReplacement::lock()
 {
     // Exclusive from the first access on, the lock shuts out also those that have the file open
-    // and do nothing (sqlite.org/pragma.html#pragma_locking_mode). With a writable schema a damaged
-    // one is no reason to give up.
+    // and do nothing (sqlite.org/pragma.html#pragma_locking_mode). A writable schema lets SQLite
+    // open a damaged one.
     if (run(database.get(), "PRAGMA writable_schema = ON; PRAGMA locking_mode = EXCLUSIVE;"
                             "BEGIN EXCLUSIVE; COMMIT;"
                             "PRAGMA synchronous = FULL; PRAGMA fullfsync = ON;"
@@ -165,13 +162,13 @@ void StoreReplacement::lock()
         database.reset();
         throw inUse(path);
     }
-    if (isTroubleOfThePlace(database.get(), path))
+    if (isProblemOfThePlace(database.get(), path))
         throw databaseError(database.get(), path);
     readable = false;
     lockUnreadable();
 }
 
-// Whoever made what cannot be read, the file is kept.
+// A file that cannot be read is replaced whoever made it, because a copy of it is kept.
 void StoreReplacement::requireOurs() const
 {
     try {
@@ -216,19 +213,19 @@ QString StoreReplacement::keepOld() const
     return kept;
 }
 
-// What cannot be understood.
+// A file that cannot be understood.
 void StoreReplacement::copyBytes(const QString& target) const
 {
     PartialFile copy(target);
     copyDatabaseBytes(database.get(), path, copy);
-    std::vector<std::unique_ptr<PartialFile>> logs;
-    for (const QString& log : logsBeside(path)) {
-        logs.push_back(std::make_unique<PartialFile>(target + log.sliced(path.size())));
-        copyLogBytes(log, *logs.back());
+    std::vector<std::unique_ptr<PartialFile>> copies;
+    for (const QString& companion : companionsOf(path)) {
+        copies.push_back(std::make_unique<PartialFile>(target + companion.sliced(path.size())));
+        copyBytesOf(companion, *copies.back());
     }
-    // The database last: it has its log by then.
-    for (const auto& log : logs)
-        log->publish();
+    // The database last, when the copy of its WAL is in place.
+    for (const auto& companionCopy : copies)
+        companionCopy->publish();
     copy.publish();
 }
 
@@ -244,14 +241,14 @@ void StoreReplacement::writeInto(sqlite3* source)
 {
     bool written = copyContent(source, database.get());
     if (!written && (sqlite3_errcode(database.get()) & 0xff) == SQLITE_READONLY) {
-        // A database with a log cannot change the size of its pages.
+        // A database with a WAL cannot change the size of its pages.
         execute(database.get(), "PRAGMA journal_mode = DELETE", path);
         written = copyContent(source, database.get());
     }
     if (!written)
         throw databaseError(database.get(), path);
-    // It is durable in the log already. From there it comes into the file at the close or, should
-    // that fail, by whoever opens it next.
+    // It is durable in the WAL. The close copies it into the file or, if that fails, whoever opens
+    // it next.
     setCheckpointAtClose(database.get(), true);
 }
 
@@ -259,11 +256,11 @@ void StoreReplacement::swapFile(sqlite3* source) const
 {
     PartialFile fresh(path);
     writeVerifiedContent(source, fresh);
-    // No process can use the old file, with or without its log: between these steps it is as
-    // useless as it was, and a log never stands beside a file that it does not belong to.
-    for (const QString& log : logsBeside(path)) {
-        if (::unlink(QFile::encodeName(log).constData()) != 0)
-            throw FileError(log, u"Cannot remove the log"_s, errno);
+    // No process can use the old file, with or without its WAL: that stays so between these steps,
+    // and a WAL never lies beside a file that it does not belong to.
+    for (const QString& companion : companionsOf(path)) {
+        if (::unlink(QFile::encodeName(companion).constData()) != 0)
+            throw FileError(companion, u"Cannot remove"_s, errno);
     }
     syncFolder(QFileInfo(path).path());
     fresh.publishOver();

@@ -6,32 +6,31 @@
 
 namespace sync::database {
 
-/// Puts another content in the place of a database that nobody else has open, and keeps the old
-/// one.
+/// Replaces the content of a database that nobody else has open, and keeps a copy of the old one.
 ///
-/// A process may die at any moment: the path holds the old content or the new one then, and never
-/// a new file beside an old log. See docs/adr/0005-how-a-backup-is-put-in-place.md.
+/// If a process dies at any moment, the path holds the old content or the new one, and never a new
+/// file beside an old WAL. See docs/adr/0005-how-a-backup-is-put-in-place.md.
 class StoreReplacement
 {
 public:
-    /// Locks everybody else out of an existing file for as long as it lives, damaged as the file
-    /// may be. Throws DatabaseError, with Cause::Busy when anybody has it open.
+    /// Locks everybody else out of an existing file, even a damaged one, until the end of this
+    /// object. Throws DatabaseError, with Cause::Busy if anybody has it open.
     explicit StoreReplacement(const QString& path);
 
     StoreReplacement(const StoreReplacement&) = delete;
     StoreReplacement& operator=(const StoreReplacement&) = delete;
 
-    /// False when SQLite does not take it for a database at all.
+    /// False if SQLite cannot open it as a database.
     bool isReadable() const { return readable; }
 
-    /// Reads what is there; only when it is readable.
+    /// Reads the old content. Only if it is readable.
     sqlite3* handle() const { return database.get(); }
 
-    /// Copies what is there into a new file beside it, with its log where that cannot be merged
-    /// in. Returns the new path, or nothing when the file is empty. Throws DatabaseError.
+    /// Copies the old content into a new file beside it, with its WAL where that cannot be merged
+    /// into it. Returns the new path; empty if the file is empty. Throws DatabaseError.
     QString keepOld() const;
 
-    /// Throws DatabaseError; the old content is still there then. To be called behind keepOld().
+    /// Call keepOld() first. Throws DatabaseError, and then the old content is still in place.
     void replaceBy(sqlite3* source);
 
 private:
@@ -47,11 +46,11 @@ private:
     bool readable = true;
 };
 
-/// A name beside a database for what was in its place; free at this moment.
+/// An unused path beside a database, for its old content.
 QString pathForReplaced(const QString& path);
 
-/// Renames the logs beside a database that is not there, or empty: SQLite would take them for those
-/// of whatever comes in its place, or delete them.
-void setStrayLogsAside(const QString& path);
+/// Renames the WAL and the journal of a database that is missing or empty: SQLite would apply them
+/// to its replacement, or delete them.
+void setStrayWalAside(const QString& path);
 
 } // namespace sync::database

@@ -16,7 +16,7 @@ namespace sync::database {
 
 namespace {
 
-// Where SQLite places its locks (sqlite.org/src/file/src/os_unix.c). In the index of the log: the
+// Where SQLite places its locks (sqlite.org/src/file/src/os_unix.c). In the index of the WAL: the
 // locks of the writer, of a checkpoint and of the recovery.
 constexpr quint64 FirstIndexByte = 120;
 constexpr quint64 LastIndexByte = 122;
@@ -30,7 +30,7 @@ struct Lock
     explicit Lock(const QByteArray& line)
     {
         const QList<QByteArray> fields = line.simplified().split(' ');
-        // A lock that somebody waits for has "->" behind the number.
+        // A line of a process that waits has "->" after the number.
         if (fields.size() != 8 || fields[1] != "POSIX")
             return;
         const QList<QByteArray> file = fields[5].split(':');
@@ -74,7 +74,7 @@ QByteArray contentOf(const QString& path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-// Any program chooses its name, and this one ends up on terminals.
+// A program chooses its name, which is printed on terminals.
 QString printable(QString name)
 {
     for (QChar& character : name) {
@@ -86,7 +86,7 @@ QString printable(QString name)
 
 QDateTime startOf(qint64 processId)
 {
-    // Behind the name, which may hold anything, the 20th field: clock ticks since the system
+    // The 20th field after the name, which may contain anything: clock ticks since the system
     // booted.
     constexpr int StartField = 19;
     const QByteArray status = contentOf(u"/proc/%1/stat"_s.arg(processId));
@@ -131,7 +131,7 @@ qint64 lockingProcess(
         if (lock.isOn(database, FirstFileByte, LastFileByte))
             reader = lock.processId;
     }
-    // With a log readers hinder nobody.
+    // With a WAL readers block nobody.
     return index ? 0 : reader;
 }
 
@@ -142,7 +142,7 @@ std::optional<LockHolder> lockHolderOf(const QString& databasePath)
 
 std::optional<LockHolder> userOf(const QString& databasePath)
 {
-    // As if there were no log: whoever has the file open shares it then.
+    // As without a WAL: a process that has the file open then shares it.
     return lockHolder(databasePath, {});
 }
 

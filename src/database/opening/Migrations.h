@@ -7,7 +7,7 @@
 
 namespace sync::database {
 
-/// Marks a file as ours: "Velm" (sqlite.org/pragma.html#pragma_application_id).
+/// The application id of our files: "Velm" (sqlite.org/pragma.html#pragma_application_id).
 constexpr int ApplicationId = 0x56656C6D;
 
 /// The SQL scripts that lead from schema version n (the index) to n + 1.
@@ -16,7 +16,7 @@ const std::vector<std::string_view>& migrationScripts();
 /// The schema version that this library works with.
 int currentSchemaVersion();
 
-/// Creates a database with the current schema, where there is no file. Throws DatabaseError.
+/// Creates a database with the current schema in a new file. Throws DatabaseError.
 SqliteHandle createDatabase(const QString& path);
 
 /// Brings a database to the current schema, each version in one transaction.

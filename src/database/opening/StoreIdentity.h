@@ -22,7 +22,7 @@ struct StoreIdentity
 ///
 /// A keyed hash, so that nobody learns the machine's id from a copy of the store (machine-id(5)).
 /// Where the system has no machine id, as in many containers, the account alone counts: with a host
-/// name that changes at each start every store would count as moved.
+/// name that changes at each start every store would seem moved.
 QString machineStamp(const QByteArray& machineId, qint64 userId, const QString& storeId);
 
 /// machineStamp() of this machine and the account that runs the program.

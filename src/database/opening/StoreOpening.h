@@ -18,9 +18,9 @@ struct OpenedStore
     QStringList warnings;  ///< For a person.
 };
 
-/// Opens a store, step by step: creates it if there is no file, checks that it is ours and whole,
-/// brings its schema up to date and switches it to a WAL, or to a rollback journal where a WAL is
-/// not safe or not possible.
+/// Opens a store, step by step: creates it if the file is missing, checks that it is ours and
+/// whole, brings its schema up to date and switches it to a WAL, or to a rollback journal where a
+/// WAL is not safe or not possible.
 ///
 /// All pages are checked if the last user ended in a crash, and if the file is small.
 class StoreOpening
