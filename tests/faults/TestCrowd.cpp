@@ -25,13 +25,13 @@ using sync::database::DatabaseBackups;
 namespace {
 
 constexpr int Processes = 4;
-constexpr int MillisecondsOfTheGates = 30'000;
+constexpr int StandardDurationMs = 30'000;
 constexpr int LongestEndMs = 60'000;
 
 using Process = std::unique_ptr<QProcess>;
 
-/// What the writers have told.
-struct Told
+/// What the writers have reported.
+struct Reported
 {
     QMap<int, int> rowsOfFolder;
     std::vector<long long> microseconds;
@@ -39,22 +39,22 @@ struct Told
 
 } // namespace
 
-/// Writers, readers, checkpoints, backups and velmioctl at one file at the same time: nobody loses
-/// a row, meets an error or waits for long.
+/// Runs writers, readers, checkpoints, backups and velmioctl on one file at the same time: no row
+/// is lost, no operation fails, and none takes longer than 5 s.
 class TestCrowd : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
     void initTestCase();
-    void nobodyLosesARowOrWaitsForLong();
+    void concurrentProcessesLoseNoRowAndDoNotBlock();
 
 private:
     Process start(const QString& role, int number, int milliseconds);
-    void actBeside(int milliseconds);
+    void useDatabaseMeanwhile(int milliseconds);
     void runTool(const QStringList& arguments);
-    Told read(const Process& writer, Told told);
-    void verifyRows(const Told& told);
+    Reported read(const Process& writer, Reported reported);
+    void verifyRows(const Reported& reported);
 
     QTemporaryDir directory;
     const QString path = directory.filePath(u"configuration.db"_s);
@@ -74,9 +74,9 @@ void TestCrowd::initTestCase()
     QVERIFY(managers.files.commit());
 }
 
-void TestCrowd::nobodyLosesARowOrWaitsForLong()
+void TestCrowd::concurrentProcessesLoseNoRowAndDoNotBlock()
 {
-    const int milliseconds = static_cast<int>(std::lround(MillisecondsOfTheGates * faultScale()));
+    const int milliseconds = static_cast<int>(std::lround(StandardDurationMs * faultScale()));
     std::vector<Process> writers;
     std::vector<Process> readers;
     for (int number = 0; number < Processes; ++number) {
@@ -84,17 +84,17 @@ void TestCrowd::nobodyLosesARowOrWaitsForLong()
         readers.push_back(start(u"reader"_s, number, milliseconds));
     }
 
-    actBeside(milliseconds);
+    useDatabaseMeanwhile(milliseconds);
 
-    Told told;
+    Reported reported;
     for (const Process& writer : writers)
-        told = read(writer, std::move(told));
+        reported = read(writer, std::move(reported));
     for (const Process& reader : readers)
         read(reader, {});
     if (QTest::currentTestFailed())
         return;
-    verifyRows(told);
-    std::vector<long long>& took = told.microseconds;
+    verifyRows(reported);
+    std::vector<long long>& took = reported.microseconds;
     QVERIFY(!took.empty());
     std::sort(took.begin(), took.end());
     qInfo(
@@ -113,9 +113,9 @@ Process TestCrowd::start(const QString& role, int number, int milliseconds)
     return process;
 }
 
-// Opens and closes the database, which copies the log when nobody writes, makes backups, and runs
-// the tool, until the time is over.
-void TestCrowd::actBeside(int milliseconds)
+// Until the time is over: opens and closes the database, which runs a checkpoint when no other
+// process writes, makes backups, and runs velmioctl.
+void TestCrowd::useDatabaseMeanwhile(int milliseconds)
 {
     QElapsedTimer clock;
     clock.start();
@@ -123,8 +123,7 @@ void TestCrowd::actBeside(int milliseconds)
         const QString backup = directory.filePath(u"backup-%1.db"_s.arg(++rounds));
         {
             Managers managers(path);
-            auto server = sampleServer(u"round %1"_s.arg(rounds));
-            QVERIFY(managers.servers.Add(server));
+            QVERIFY(managers.addServer(u"round %1"_s.arg(rounds)));
         }
         DatabaseBackups(path).makeAt(backup);
         DatabaseBackups::verify(backup);
@@ -145,9 +144,9 @@ void TestCrowd::runTool(const QStringList& arguments)
     QVERIFY2(process.exitCode() == 0, process.readAllStandardError().constData());
 }
 
-Told TestCrowd::read(const Process& writer, Told told)
+Reported TestCrowd::read(const Process& writer, Reported reported)
 {
-    // It may have ended while the test waited for something else.
+    // Returns false if the process has already ended.
     writer->waitForFinished(LongestEndMs);
     if (writer->state() != QProcess::NotRunning || writer->exitCode() != 0 ||
         writer->exitStatus() != QProcess::NormalExit)
@@ -156,19 +155,20 @@ Told TestCrowd::read(const Process& writer, Told told)
     for (const QByteArray& line : lines) {
         const QList<QByteArray> words = line.split(' ');
         if (words[0] == "rows")
-            told.rowsOfFolder[words[1].toInt()] = words[2].toInt();
+            reported.rowsOfFolder[words[1].toInt()] = words[2].toInt();
         else if (words[0] == "took")
-            told.microseconds.push_back(words[1].toLongLong());
+            reported.microseconds.push_back(words[1].toLongLong());
     }
-    return told;
+    return reported;
 }
 
-void TestCrowd::verifyRows(const Told& told)
+void TestCrowd::verifyRows(const Reported& reported)
 {
-    QCOMPARE(told.rowsOfFolder.size(), 2 * Processes * CrowdThreads);
+    QCOMPARE(reported.rowsOfFolder.size(), 2 * Processes * CrowdThreads);
     RawDatabase database(path);
     QCOMPARE(database.value(u"PRAGMA integrity_check"_s), u"ok"_s);
-    for (auto folder = told.rowsOfFolder.begin(); folder != told.rowsOfFolder.end(); ++folder) {
+    for (auto folder = reported.rowsOfFolder.begin(); folder != reported.rowsOfFolder.end();
+         ++folder) {
         const QStringList paths = database.run(
             u"SELECT clientPath FROM FileConfiguration WHERE folderConfigurationId = %1 "
             u"ORDER BY id"_s.arg(folder.key()));

@@ -22,7 +22,7 @@ using sync::database::DatabaseError;
 
 namespace {
 
-constexpr int FilesOfTheGates = 2000;
+constexpr int StandardTrials = 2000;
 constexpr int PageBytes = 4096;
 
 using Chance = QRandomGenerator;
@@ -37,7 +37,7 @@ void flipBits(QByteArray& bytes, qsizetype within, Chance& chance)
     }
 }
 
-QByteArray anyBytes(qsizetype size, Chance& chance)
+QByteArray randomBytes(qsizetype size, Chance& chance)
 {
     QByteArray bytes(size, Qt::Uninitialized);
     std::generate(
@@ -56,16 +56,16 @@ void replacePage(QByteArray& bytes, Chance& chance)
     const qsizetype target = qsizetype(PageBytes) * chance.bounded(pages);
     const qsizetype source = qsizetype(PageBytes) * chance.bounded(pages);
     const QByteArray contents[] = {
-        QByteArray(PageBytes, '\0'), anyBytes(PageBytes, chance), bytes.mid(source, PageBytes)};
+        QByteArray(PageBytes, '\0'), randomBytes(PageBytes, chance), bytes.mid(source, PageBytes)};
     bytes.replace(target, PageBytes, contents[chance.bounded(3)]);
 }
 
-QByteArray foreignFile(Chance& chance)
+QByteArray unrelatedFile(Chance& chance)
 {
     const QByteArray contents[] = {
         "[General]\nname=value\n",
         QByteArray(PageBytes * 3, '\0'),
-        anyBytes(chance.bounded(3 * PageBytes), chance),
+        randomBytes(chance.bounded(3 * PageBytes), chance),
         "SQLite format 3",
         {},
     };
@@ -76,24 +76,22 @@ DatabaseFiles filledDatabase(const QString& path)
 {
     Managers managers(path);
     bool filled = fillWithSamples(managers);
-    for (int number = 0; number < 60; ++number) {
-        FileConfiguration file = sampleFile(u"/velmio-samples/a/%1"_s.arg(number), 1, 1);
-        filled = managers.files.Add(file) && filled;
-    }
+    for (int number = 0; number < 60; ++number)
+        filled = managers.addFile(u"/velmio-samples/a/%1"_s.arg(number), 1, 1) && filled;
     return filled ? DatabaseFiles::read(path) : DatabaseFiles();
 }
 
 } // namespace
 
-/// Opens files that something has damaged: it never crashes or hangs, no error is hidden, and a
-/// file that is refused stays as it is.
+/// Opens damaged files: the process never crashes or hangs, no error is hidden, and a refused file
+/// is left unchanged.
 class TestDamagedFiles : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
     void initTestCase();
-    void noDamageCrashesHidesAnErrorOrSpreads();
+    void damagedFileNeverCrashesOrHidesAnError();
 
 private:
     DatabaseFiles damaged(Chance& chance) const;
@@ -105,8 +103,8 @@ private:
     QTemporaryDir directory{scratchTemplate()};
     const QString path = directory.filePath(u"configuration.db"_s);
     DatabaseFiles checkpointed;
-    DatabaseFiles withLog;
-    DatabaseFiles ofAnotherStore;
+    DatabaseFiles withWal;
+    DatabaseFiles otherStore;
     int opened = 0;
     int refused = 0;
 };
@@ -115,26 +113,24 @@ void TestDamagedFiles::initTestCase()
 {
     QLoggingCategory::setFilterRules(u"velmio.*=false"_s);
     installWatchedVfs();
-    withLog = filledDatabase(path);
+    withWal = filledDatabase(path);
     checkpointed.database = readFile(path);
-    ofAnotherStore = filledDatabase(directory.filePath(u"another.db"_s));
-    QVERIFY(!withLog.log.isEmpty() && !ofAnotherStore.log.isEmpty());
+    otherStore = filledDatabase(directory.filePath(u"another.db"_s));
+    QVERIFY(!withWal.wal.isEmpty() && !otherStore.wal.isEmpty());
 }
 
-void TestDamagedFiles::noDamageCrashesHidesAnErrorOrSpreads()
+void TestDamagedFiles::damagedFileNeverCrashesOrHidesAnError()
 {
-    const QList<quint32> trials = trialNumbers(FilesOfTheGates);
-    for (const quint32 trial : trials) {
+    runTrials(StandardTrials, [this](quint32 trial) {
         const TrialWatch watch(trial);
-        const QByteArray finding = tryFile(trial);
-        QVERIFY2(finding.isEmpty(), (finding + '\n' + repeatWith(trial)).constData());
-    }
-    qInfo("%d files were refused, %d could be used", refused, opened);
+        return tryFile(trial);
+    });
+    qInfo("%d files were refused, %d were usable", refused, opened);
 }
 
 DatabaseFiles TestDamagedFiles::damaged(Chance& chance) const
 {
-    DatabaseFiles files = chance.bounded(2) == 0 ? checkpointed : withLog;
+    DatabaseFiles files = chance.bounded(2) == 0 ? checkpointed : withWal;
     const int count = 1 + chance.bounded(2);
     for (int number = 0; number < count; ++number)
         damage(files, chance);
@@ -147,34 +143,34 @@ void TestDamagedFiles::damage(DatabaseFiles& files, Chance& chance) const
     case 0:
         return flipBits(files.database, files.database.size(), chance);
     case 1:
-        return flipBits(files.database, 100, chance); // the header
+        return flipBits(files.database, 100, chance); // header of the database
     case 2:
-        return flipBits(files.log, files.log.size(), chance);
+        return flipBits(files.wal, files.wal.size(), chance);
     case 3:
-        return flipBits(files.log, 32, chance); // its header
+        return flipBits(files.wal, 32, chance); // header of the WAL
     case 4:
         return cutOff(files.database, chance);
     case 5:
-        return cutOff(files.log, chance);
+        return cutOff(files.wal, chance);
     case 6:
-        files.log = ofAnotherStore.log;
+        files.wal = otherStore.wal;
         return;
-    case 7: // put back without its log, or an old one beside a newer log
+    case 7: // a database that was restored without its WAL, or next to a newer one
         files.database = checkpointed.database;
-        files.log = withLog.log;
+        files.wal = withWal.wal;
         return;
     case 8:
         if (files.database.size() >= PageBytes)
             replacePage(files.database, chance);
         return;
     case 9:
-        files.database = foreignFile(chance);
+        files.database = unrelatedFile(chance);
         return;
     case 10:
-        files.database += anyBytes(chance.bounded(2 * PageBytes), chance);
+        files.database += randomBytes(chance.bounded(2 * PageBytes), chance);
         return;
     default:
-        files.journal = anyBytes(chance.bounded(PageBytes), chance);
+        files.journal = randomBytes(chance.bounded(PageBytes), chance);
     }
 }
 
@@ -197,10 +193,10 @@ QByteArray TestDamagedFiles::tryFile(quint32 trial)
 
 QByteArray TestDamagedFiles::judgeRefusal(const DatabaseError& error, const DatabaseFiles& files)
 {
-    // Its last sentence says what to do.
+    // The last sentence of the text names a remedy.
     static const QRegularExpression advice(u"\\b([Nn]ame|[Kk]eep|[Uu]se|[Cc]heck)\\b[^.]*\\.$"_s);
-    // A journal is SQLite's to play back or, when there is nothing in it, to remove.
-    if (readFile(path) != files.database || readFile(path + u"-wal"_s) != files.log)
+    // The journal is not compared, because SQLite plays it back or, when it is empty, removes it.
+    if (readFile(path) != files.database || readFile(path + u"-wal"_s) != files.wal)
         return "the refused file has changed";
     if (!error.text().contains(path) || !advice.match(error.text()).hasMatch())
         return "the error is: " + error.text().toUtf8();
@@ -218,16 +214,15 @@ QByteArray TestDamagedFiles::use(Managers& managers)
     managers.schedules.GetDefaultScheduleEntry();
     const QStringList unreadable = dumpOf(path).filter(u"cannot be read"_s);
     if (!unreadable.isEmpty() && managers.errors() == 0)
-        return "nobody tells of: " + unreadable.join(u", "_s).toUtf8();
+        return "no error is reported for: " + unreadable.join(u", "_s).toUtf8();
 
     auto server = sampleServer(u"added"_s);
     const int before = managers.errors();
     if (!managers.servers.Add(server))
-        return managers.errors() > before ? QByteArray()
-                                          : "nobody tells why nothing can be written";
+        return managers.errors() > before ? QByteArray() : "a write fails and no error is reported";
     return managers.servers.GetServerConfigById(server.getId()).getId() == server.getId()
                ? QByteArray()
-               : "what was written is not there";
+               : "a written record is not found";
 }
 
 QTEST_GUILESS_MAIN(TestDamagedFiles)

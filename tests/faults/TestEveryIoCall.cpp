@@ -34,21 +34,22 @@ bool containsAll(const QStringList& lines, const QStringList& some)
         some.begin(), some.end(), [&](const QString& line) { return lines.contains(line); });
 }
 
-/// A dump without the numbers that were handed out: those stay used.
+/// A dump without the last assigned ids, which stay used after a failure.
 QStringList rowsOf(QStringList dump)
 {
     dump.removeIf([](const QString& line) { return line.startsWith(u"sqlite_sequence"); });
     return dump;
 }
 
-/// What an operation makes of a database.
+/// The content of a database before and after an operation.
 struct Change
 {
     QStringList before;
     QStringList after;
-    QStringList afterWithoutReads; ///< Empty, or what comes of it when a read has failed.
+    /// The content if the operation continues after a failed read; empty if it never does.
+    QStringList afterWithoutReads;
 
-    /// Whether each row is as it was before or as it is after.
+    /// True if each row of the state is either the row from before or the one from after.
     bool mayLeave(const QStringList& state) const
     {
         const QStringList rows = rowsOf(state);
@@ -58,8 +59,8 @@ struct Change
     }
 };
 
-// A fault of the machine is never taken for a fault of the file.
-bool isOfTheMachine(const DatabaseError& error)
+// A fault of the machine must not be reported as damage of the file.
+bool isMachineFault(const DatabaseError& error)
 {
     using Cause = DatabaseError::Cause;
     return error.cause() == Cause::InputOutput || error.cause() == Cause::DiskFull ||
@@ -68,8 +69,8 @@ bool isOfTheMachine(const DatabaseError& error)
 
 } // namespace
 
-/// Fails each call to the operating system in turn, in each way, under each operation: it happens
-/// or it fails, as a whole, and what comes next works.
+/// Makes each call to the operating system fail, in each way, during each operation: the operation
+/// succeeds or fails as a whole, and the next operation works.
 class TestEveryIoCall : public QObject
 {
     Q_OBJECT
@@ -78,17 +79,17 @@ private Q_SLOTS:
     void initTestCase();
     void cleanupTestCase();
 
-    void aWriteHappensOrFails_data();
-    void aWriteHappensOrFails();
-    void openingHappensOrFails_data();
-    void openingHappensOrFails();
+    void writeSucceedsOrReportsFailure_data();
+    void writeSucceedsOrReportsFailure();
+    void openingSucceedsOrReportsFailure_data();
+    void openingSucceedsOrReportsFailure();
     void closingLosesNothing();
-    void aBackupIsWholeOrNotThere();
-    void aRestoreHappensOrFails();
+    void backupIsCompleteOrAbsent();
+    void restoreSucceedsOrReportsFailure();
     void changingTheKeyLosesNoPassword();
 
 private:
-    /// Gives what is wrong, or nothing.
+    /// Returns what is wrong, or an empty text.
     using Trial = std::function<QByteArray(NthCallFails&)>;
 
     Change changeOf(const WriteOperation& operation);
@@ -105,8 +106,8 @@ private:
     QByteArray tryRekey(NthCallFails& failing);
     QByteArray finishAfter(Managers& managers, QStringList state);
 
-    void atEveryCall(const Fault& fault, const Trial& tryIt);
-    void underEveryFault(const Trial& tryIt);
+    void atEveryCall(const Fault& fault, const Trial& trial);
+    void underEveryFault(const Trial& trial);
 
     QTemporaryDir directory{scratchTemplate()};
     const QString path = directory.filePath(u"configuration.db"_s);
@@ -130,11 +131,11 @@ void TestEveryIoCall::initTestCase()
     }
     checkpointed.database = readFile(path);
     checkpointed.write(path);
-    // The last change is in a log of its own.
+    // Only the WAL contains the last change.
     Managers managers(path);
     QVERIFY(managers.servers.Update(probe));
     filled = DatabaseFiles::read(path);
-    QVERIFY(!filled.log.isEmpty());
+    QVERIFY(!filled.wal.isEmpty());
     samples = dumpOf(path);
 }
 
@@ -143,11 +144,11 @@ void TestEveryIoCall::cleanupTestCase()
     qInfo("%d faults were injected", injected);
 }
 
-void TestEveryIoCall::atEveryCall(const Fault& fault, const Trial& tryIt)
+void TestEveryIoCall::atEveryCall(const Fault& fault, const Trial& trial)
 {
     for (int nth = firstCall();; nth += everyCallStep()) {
         NthCallFails failing(fault, nth);
-        const QByteArray finding = tryIt(failing);
+        const QByteArray finding = trial(failing);
         const QByteArray where = fault.text().toUtf8() + " at call " + QByteArray::number(nth) +
                                  ", a " + failing.hit() + ": ";
         QVERIFY2(
@@ -159,23 +160,23 @@ void TestEveryIoCall::atEveryCall(const Fault& fault, const Trial& tryIt)
     }
 }
 
-void TestEveryIoCall::underEveryFault(const Trial& tryIt)
+void TestEveryIoCall::underEveryFault(const Trial& trial)
 {
     for (const Fault& fault : allFaults()) {
-        atEveryCall(fault, tryIt);
+        atEveryCall(fault, trial);
         if (QTest::currentTestFailed())
             return;
     }
 }
 
-void TestEveryIoCall::aWriteHappensOrFails_data()
+void TestEveryIoCall::writeSucceedsOrReportsFailure_data()
 {
     QTest::addColumn<int>("index");
     for (int index = 0; index < operations.size(); ++index)
         QTest::addRow("%s", qPrintable(operations[index].name)) << index;
 }
 
-void TestEveryIoCall::aWriteHappensOrFails()
+void TestEveryIoCall::writeSucceedsOrReportsFailure()
 {
     QFETCH(int, index);
     const WriteOperation& operation = operations[index];
@@ -183,8 +184,8 @@ void TestEveryIoCall::aWriteHappensOrFails()
     QVERIFY(change.after != change.before);
 
     for (const Fault& fault : allFaults()) {
-        // What fails once meets a factory that has just been opened, and its first connection; what
-        // lasts meets a connection that has written before.
+        // A single failure hits the first connection of a newly opened factory. A lasting failure
+        // hits a connection that has already written.
         atEveryCall(fault, [&](NthCallFails& failing) {
             return tryWrite(operation, change, failing, fault.lasting);
         });
@@ -225,7 +226,7 @@ QByteArray TestEveryIoCall::tryWrite(
     const bool errorsCounted = managers.errors() > 0;
     const QStringList state = dumpOf(path);
     if (failing.hit().isEmpty() && (state != change.after || errorsCounted))
-        return "it fails without a fault";
+        return "the operation fails although no call failed";
     const QByteArray finding = judgeWrite(operation, change, state, succeeded, errorsCounted);
     return finding.isEmpty() ? finishAfter(managers, state) : finding;
 }
@@ -236,21 +237,21 @@ QByteArray TestEveryIoCall::judgeWrite(
 {
     if (state == change.after && (succeeded || !operation.reportsSuccess || errorsCounted))
         return {};
-    // A read that fails is no failure of the operation, which goes on as if there were nothing. The
-    // factory has counted it.
-    const bool toldByResult = !succeeded && operation.reportsSuccess;
-    const bool told = toldByResult || (errorsCounted && operation.severalSteps) ||
-                      (errorsCounted && !operation.reportsSuccess) ||
-                      (errorsCounted && state == change.afterWithoutReads);
-    if (!told)
-        return "nobody tells of the failure:\n" + difference(state, change.after);
+    // A failed read does not fail the operation, which continues as if nothing had been found. The
+    // factory counts the error.
+    const bool failureReturned = !succeeded && operation.reportsSuccess;
+    const bool reported = failureReturned || (errorsCounted && operation.severalSteps) ||
+                          (errorsCounted && !operation.reportsSuccess) ||
+                          (errorsCounted && state == change.afterWithoutReads);
+    if (!reported)
+        return "the failure is not reported:\n" + difference(state, change.after);
     const bool whole = state == change.before || state == change.afterWithoutReads;
     if (whole || (operation.severalSteps && change.mayLeave(state)))
         return {};
-    return "the state is one between:\n" + difference(state, change.before);
+    return "the operation was only partly done:\n" + difference(state, change.before);
 }
 
-// The next operation works, and what was there before it is there when the file is opened again.
+// The next operation works, and its result is still there when the file is opened again.
 QByteArray TestEveryIoCall::finishAfter(Managers& managers, QStringList state)
 {
     auto next = probe;
@@ -260,20 +261,21 @@ QByteArray TestEveryIoCall::finishAfter(Managers& managers, QStringList state)
     const QStringList reopened = checkedDumpOf(path);
     state.replaceInStrings(u"|gamma|"_s, u"|written after the fault|"_s);
     return reopened == state ? QByteArray()
-                             : "it does not stay so:\n" + difference(reopened, state);
+                             : "the content changes when the file is opened again:\n" +
+                                   difference(reopened, state);
 }
 
-void TestEveryIoCall::openingHappensOrFails_data()
+void TestEveryIoCall::openingSucceedsOrReportsFailure_data()
 {
     QTest::addColumn<DatabaseFiles>("files");
     QTest::addRow("new database") << DatabaseFiles();
     QTest::addRow("checkpointed") << checkpointed;
-    QTest::addRow("with a log") << filled;
+    QTest::addRow("with a WAL") << filled;
     QTest::addRow("of version 1") << DatabaseFiles::read(
         QStringLiteral(VELMIO_TEST_DATA "/version-1.db"));
 }
 
-void TestEveryIoCall::openingHappensOrFails()
+void TestEveryIoCall::openingSucceedsOrReportsFailure()
 {
     QFETCH(DatabaseFiles, files);
     files.write(path);
@@ -293,7 +295,7 @@ QByteArray TestEveryIoCall::tryOpening(
         const IoWatch watch(failing);
         const Managers managers(path);
     } catch (const DatabaseError& error) {
-        if (failing.hit().isEmpty() || !isOfTheMachine(error) || !error.text().contains(path))
+        if (failing.hit().isEmpty() || !isMachineFault(error) || !error.text().contains(path))
             return "the error is: " + error.text().toUtf8();
     }
 
@@ -303,7 +305,7 @@ QByteArray TestEveryIoCall::tryOpening(
         return "the next operation fails";
     const QStringList rows = rowsOf(checkedDumpOf(path));
     return rows == rowsOf(expected) ? QByteArray()
-                                    : "another state:\n" + difference(rows, expected);
+                                    : "the content is wrong:\n" + difference(rows, expected);
 }
 
 void TestEveryIoCall::closingLosesNothing()
@@ -311,15 +313,14 @@ void TestEveryIoCall::closingLosesNothing()
     underEveryFault([this](NthCallFails& failing) { return tryClosing(failing); });
 }
 
-// Closing copies the log into the database file.
+// Closing runs a checkpoint.
 QByteArray TestEveryIoCall::tryClosing(NthCallFails& failing)
 {
     filled.write(path);
     QStringList state;
     {
         auto managers = std::make_unique<Managers>(path);
-        auto server = sampleServer(u"added"_s);
-        if (!managers->servers.Add(server))
+        if (!managers->addServer(u"added"_s))
             return "nothing can be written";
         state = dumpOf(path);
         const IoWatch watch(failing);
@@ -329,7 +330,7 @@ QByteArray TestEveryIoCall::tryClosing(NthCallFails& failing)
     return finishAfter(managers, state);
 }
 
-void TestEveryIoCall::aBackupIsWholeOrNotThere()
+void TestEveryIoCall::backupIsCompleteOrAbsent()
 {
     underEveryFault([this](NthCallFails& failing) { return tryBackup(failing); });
 }
@@ -344,17 +345,17 @@ QByteArray TestEveryIoCall::tryBackup(NthCallFails& failing)
         const IoWatch watch(failing);
         DatabaseBackups(path).makeAt(backup);
     } catch (const DatabaseError& error) {
-        if (failing.hit().isEmpty() || !isOfTheMachine(error))
+        if (failing.hit().isEmpty() || !isMachineFault(error))
             return "the error is: " + error.text().toUtf8();
         if (!QDir(folder.path()).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot))
-            return "it leaves something behind";
+            return "the failed backup leaves a file";
         DatabaseBackups(path).makeAt(backup);
     }
     const QStringList copied = checkedDumpOf(backup);
-    return copied == samples ? finishAfter(managers, samples) : "it is not whole";
+    return copied == samples ? finishAfter(managers, samples) : "the backup is not complete";
 }
 
-void TestEveryIoCall::aRestoreHappensOrFails()
+void TestEveryIoCall::restoreSucceedsOrReportsFailure()
 {
     filled.write(path);
     const QTemporaryDir folder(scratchTemplate());
@@ -379,14 +380,14 @@ QByteArray TestEveryIoCall::tryRestore(const QString& backup, NthCallFails& fail
         kept = DatabaseBackups(path).restore(backup);
         succeeded = true;
     } catch (const DatabaseError& error) {
-        if (failing.hit().isEmpty() || !isOfTheMachine(error))
+        if (failing.hit().isEmpty() || !isMachineFault(error))
             return "the error is: " + error.text().toUtf8();
     }
     const QStringList state = dumpOf(path);
     if (state != restored && (succeeded || state != samples))
-        return "the state is one between:\n" + difference(state, samples);
+        return "the operation was only partly done:\n" + difference(state, samples);
     if (succeeded && checkedDumpOf(kept) != samples)
-        return "what was there before is not kept";
+        return "the replaced database is not kept";
     if (succeeded)
         QFile::remove(kept);
     Managers managers(path);
@@ -415,13 +416,13 @@ QByteArray TestEveryIoCall::tryRekey(NthCallFails& failing)
         succeeded = passwordKeys.changeKey().succeeded;
     }
     if (failing.hit().isEmpty() && !succeeded)
-        return "it fails without a fault";
-    // Passwords show by what they decipher to.
+        return "the operation fails although no call failed";
+    // The dump identifies a password by its deciphered text.
     const QStringList state = dumpOf(path);
     if (state != samples)
         return "a password is lost:\n" + difference(state, samples);
     if (!passwordKeys.changeKey().succeeded)
-        return "the key cannot be changed any more";
+        return "the key can no longer be changed";
     return finishAfter(managers, state);
 }
 

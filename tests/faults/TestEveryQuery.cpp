@@ -34,12 +34,12 @@ QString found(const Record& record)
     return record.getId() == -1 ? u"none"_s : u"found"_s;
 }
 
-/// The samples, with a base copy and a generated file of file 1 on the disk, and the managers of a
-/// host whose database fails when it is told to.
-class Place
+/// A host's managers over a database whose statements can be made to fail. The database holds the
+/// samples; the base copy and the generated file of file 1 also exist on disk.
+class Host
 {
 public:
-    Place()
+    Host()
     {
         sync::test::Managers managers(directory.filePath(u"configuration.db"_s));
         if (!sync::test::fillWithSamples(managers))
@@ -78,7 +78,7 @@ public:
     FileConfigManager files{database, std::make_shared<Sha256FileHash>(), nullptr, folders};
     ScheduleEntryManager schedules{database};
 
-    // What is stored as number 1; of the folders, 1 and 2.
+    // The stored records with id 1; `folder` is folder 2.
     ServerConfiguration server;
     ProductConfiguration product;
     AuthenticationConfiguration signIn;
@@ -104,11 +104,11 @@ private:
 struct Operation
 {
     const char* name;
-    std::function<QString(Place&)> run;
+    std::function<QString(Host&)> run;
     QString result;
-    /// What it gives when the first, the second ... of its statements fails.
+    /// The result when statement 1, 2, ... fails.
     QStringList resultsOfFailure;
-    /// Whether a list that breaks off after some rows shows in the result.
+    /// True if the result counts the rows that were read before a read failed.
     bool isList = false;
 };
 
@@ -118,110 +118,95 @@ const QString Empty = u"0 rows"_s;
 const QString True = u"true"_s;
 const QString False = u"false"_s;
 
+template <class Read>
+Operation finds(const char* name, Read read, const QStringList& resultsOfFailure = {None})
+{
+    return {name, [read](Host& h) { return found(read(h)); }, Found, resultsOfFailure};
+}
+
+template <class Read>
+Operation lists(const char* name, int count, Read read)
+{
+    return {
+        name, [read](Host& h) { return rows(read(h)); }, u"%1 rows"_s.arg(count), {Empty}, true};
+}
+
+template <class Act>
+Operation succeeds(const char* name, Act act, const QStringList& resultsOfFailure = {False})
+{
+    return {name, [act](Host& h) { return text(act(h)); }, True, resultsOfFailure};
+}
+
 QList<Operation> serverOperations()
 {
     return {
-        {"GetServerConfigById",
-         [](Place& p) { return found(p.servers.GetServerConfigById(1)); },
-         Found,
-         {None}},
-        {"GetServerConfigByServers",
-         [](Place& p) {
-             return found(p.servers.GetServerConfigByServers(
-                 p.server.getDavUrl(), p.server.getWebServiceUrl()));
-         },
-         Found,
-         {None}},
-        {"GetServerConfigByAuthenticationId",
-         [](Place& p) { return found(p.servers.GetServerConfigByAuthenticationId(1)); },
-         Found,
-         {None}},
-        {"GetServerConfigByFolderId",
-         [](Place& p) { return found(p.servers.GetServerConfigByFolderId(1)); },
-         Found,
-         {None}},
-        {"GetServerConfigByFileId",
-         [](Place& p) { return found(p.servers.GetServerConfigByFileId(1)); },
-         Found,
-         {None}},
-        {"GetDefaultServerConfig",
-         [](Place& p) { return found(p.servers.GetDefaultServerConfig()); },
-         Found,
-         {None}},
-        {"servers GetAll",
-         [](Place& p) { return rows(p.servers.GetAll()); },
-         u"3 rows"_s,
-         {Empty},
-         true},
-        {"server Update", [](Place& p) { return text(p.servers.Update(p.server)); }, True, {False}},
-        {"server Add", [](Place& p) { return text(p.servers.Add(p.server)); }, True, {False}},
-        {"server Remove", [](Place& p) { return text(p.servers.Remove(1)); }, True, {False}},
+        finds("GetServerConfigById", [](Host& h) { return h.servers.GetServerConfigById(1); }),
+        finds(
+            "GetServerConfigByServers",
+            [](Host& h) {
+                return h.servers.GetServerConfigByServers(
+                    h.server.getDavUrl(), h.server.getWebServiceUrl());
+            }),
+        finds(
+            "GetServerConfigByAuthenticationId",
+            [](Host& h) { return h.servers.GetServerConfigByAuthenticationId(1); }),
+        finds(
+            "GetServerConfigByFolderId",
+            [](Host& h) { return h.servers.GetServerConfigByFolderId(1); }),
+        finds(
+            "GetServerConfigByFileId",
+            [](Host& h) { return h.servers.GetServerConfigByFileId(1); }),
+        finds("GetDefaultServerConfig", [](Host& h) { return h.servers.GetDefaultServerConfig(); }),
+        lists("servers GetAll", 3, [](Host& h) { return h.servers.GetAll(); }),
+        succeeds("server Update", [](Host& h) { return h.servers.Update(h.server); }),
+        succeeds("server Add", [](Host& h) { return h.servers.Add(h.server); }),
+        succeeds("server Remove", [](Host& h) { return h.servers.Remove(1); }),
     };
 }
 
 QList<Operation> productOperations()
 {
     return {
-        {"GetProductConfigurationById",
-         [](Place& p) { return found(p.products.GetProductConfigurationById(1)); },
-         Found,
-         {None}},
-        {"GetProductConfigurationByServerIdAndConsumerKey",
-         [](Place& p) {
-             return found(p.products.GetProductConfigurationByServerIdAndConsumerKey(
-                 p.product.getServerId(), p.product.getConsumerKey()));
-         },
-         Found,
-         {None}},
-        {"products GetAll",
-         [](Place& p) { return rows(p.products.GetAll()); },
-         u"2 rows"_s,
-         {Empty},
-         true},
-        {"product Update",
-         [](Place& p) { return text(p.products.Update(p.product)); },
-         True,
-         {False}},
-        {"product Add", [](Place& p) { return text(p.products.Add(p.product)); }, True, {False}},
-        // Its read is not used.
-        {"product Remove",
-         [](Place& p) { return text(p.products.Remove(1)); },
-         True,
-         {True, False}},
+        finds(
+            "GetProductConfigurationById",
+            [](Host& h) { return h.products.GetProductConfigurationById(1); }),
+        finds(
+            "GetProductConfigurationByServerIdAndConsumerKey",
+            [](Host& h) {
+                return h.products.GetProductConfigurationByServerIdAndConsumerKey(
+                    h.product.getServerId(), h.product.getConsumerKey());
+            }),
+        lists("products GetAll", 2, [](Host& h) { return h.products.GetAll(); }),
+        succeeds("product Update", [](Host& h) { return h.products.Update(h.product); }),
+        succeeds("product Add", [](Host& h) { return h.products.Add(h.product); }),
+        // The result of the read is not used.
+        succeeds("product Remove", [](Host& h) { return h.products.Remove(1); }, {True, False}),
     };
 }
 
 QList<Operation> signInOperations()
 {
     return {
-        {"GetAuthenticationConfigurationById",
-         [](Place& p) { return found(p.signIns.GetAuthenticationConfigurationById(1)); },
-         Found,
-         {None}},
-        {"GetAuthenticationConfigurationByDomainAndUser",
-         [](Place& p) {
-             return found(p.signIns.GetAuthenticationConfigurationByDomainAndUser(
-                 p.signIn.getDomain(), p.signIn.getUserName()));
-         },
-         Found,
-         {None}},
-        {"signIns GetAll",
-         [](Place& p) { return rows(p.signIns.GetAll()); },
-         u"2 rows"_s,
-         {Empty},
-         true},
-        {"GetDistinctAuthenticationConfigurations",
-         [](Place& p) { return rows(p.signIns.GetDistinctAuthenticationConfigurations()); },
-         u"2 rows"_s,
-         {Empty},
-         true},
-        {"signIn Update", [](Place& p) { return text(p.signIns.Update(p.signIn)); }, True, {False}},
-        {"signIn Add", [](Place& p) { return text(p.signIns.Add(p.signIn)); }, True, {False}},
-        {"signIn Remove", [](Place& p) { return text(p.signIns.Remove(1)); }, True, {False}},
+        finds(
+            "GetAuthenticationConfigurationById",
+            [](Host& h) { return h.signIns.GetAuthenticationConfigurationById(1); }),
+        finds(
+            "GetAuthenticationConfigurationByDomainAndUser",
+            [](Host& h) {
+                return h.signIns.GetAuthenticationConfigurationByDomainAndUser(
+                    h.signIn.getDomain(), h.signIn.getUserName());
+            }),
+        lists("signIns GetAll", 2, [](Host& h) { return h.signIns.GetAll(); }),
+        lists(
+            "GetDistinctAuthenticationConfigurations", 2,
+            [](Host& h) { return h.signIns.GetDistinctAuthenticationConfigurations(); }),
+        succeeds("signIn Update", [](Host& h) { return h.signIns.Update(h.signIn); }),
+        succeeds("signIn Add", [](Host& h) { return h.signIns.Add(h.signIn); }),
+        succeeds("signIn Remove", [](Host& h) { return h.signIns.Remove(1); }),
         {"UpdatePassword",
-         [](Place& p) {
+         [](Host& h) {
              return QString::number(
-                 p.signIns.UpdatePassword(p.signIn.getDomain(), p.signIn.getUserName(), {}));
+                 h.signIns.UpdatePassword(h.signIn.getDomain(), h.signIn.getUserName(), {}));
          },
          u"1"_s,
          {u"-1"_s}},
@@ -231,89 +216,67 @@ QList<Operation> signInOperations()
 QList<Operation> folderReads()
 {
     return {
-        {"GetFolderConfigurationById",
-         [](Place& p) { return found(p.folders->GetFolderConfigurationById(1)); },
-         Found,
-         {None}},
-        {"GetFolderConfigurationByServerId",
-         [](Place& p) {
-             return found(
-                 p.folders->GetFolderConfigurationByServerId(p.folder.getServerFolderId()));
-         },
-         Found,
-         {None}},
-        {"GetFolderConfigurationByClientPath",
-         [](Place& p) {
-             return found(p.folders->GetFolderConfigurationByClientPath(p.folder.getClientPath()));
-         },
-         Found,
-         {None}},
-        {"GetFolderConfigurationByClientPathAndAuthenticationId",
-         [](Place& p) {
-             return found(p.folders->GetFolderConfigurationByClientPathAndAuthenticationId(
-                 p.folder.getClientPath(), p.folder.getAuthenticationId()));
-         },
-         Found,
-         {None}},
-        {"GetFolderConfigurationsByAuthenticationId",
-         [](Place& p) {
-             return rows(p.folders->GetFolderConfigurationsByAuthenticationId(
-                 p.folder.getAuthenticationId()));
-         },
-         u"7 rows"_s,
-         {Empty},
-         true},
-        {"GetFolderConfigurationsByRootId",
-         [](Place& p) { return rows(p.folders->GetFolderConfigurationsByRootId(1)); },
-         u"4 rows"_s,
-         {Empty},
-         true},
-        // Without the roots every folder is without one: who removes these asks an ErrorGuard.
+        finds(
+            "GetFolderConfigurationById",
+            [](Host& h) { return h.folders->GetFolderConfigurationById(1); }),
+        finds(
+            "GetFolderConfigurationByServerId",
+            [](Host& h) {
+                return h.folders->GetFolderConfigurationByServerId(h.folder.getServerFolderId());
+            }),
+        finds(
+            "GetFolderConfigurationByClientPath",
+            [](Host& h) {
+                return h.folders->GetFolderConfigurationByClientPath(h.folder.getClientPath());
+            }),
+        finds(
+            "GetFolderConfigurationByClientPathAndAuthenticationId",
+            [](Host& h) {
+                return h.folders->GetFolderConfigurationByClientPathAndAuthenticationId(
+                    h.folder.getClientPath(), h.folder.getAuthenticationId());
+            }),
+        lists(
+            "GetFolderConfigurationsByAuthenticationId", 7,
+            [](Host& h) {
+                return h.folders->GetFolderConfigurationsByAuthenticationId(
+                    h.folder.getAuthenticationId());
+            }),
+        lists(
+            "GetFolderConfigurationsByRootId", 4,
+            [](Host& h) { return h.folders->GetFolderConfigurationsByRootId(1); }),
+        // When the roots cannot be read, every folder is reported as having no root. A host that
+        // removes these folders must check an ErrorGuard first.
         {"GetFolderConfigurationsOfNonExistingRootFolders",
-         [](Place& p) {
-             return rows(p.folders->GetFolderConfigurationsOfNonExistingRootFolders());
-         },
+         [](Host& h) { return rows(h.folders->GetFolderConfigurationsOfNonExistingRootFolders()); },
          u"1 rows"_s,
          {u"7 rows"_s, Empty}},
-        {"folders GetAll",
-         [](Place& p) { return rows(p.folders->GetAll()); },
-         u"7 rows"_s,
-         {Empty},
-         true},
-        {"GetAllRootFolders",
-         [](Place& p) { return rows(p.folders->GetAllRootFolders()); },
-         u"2 rows"_s,
-         {Empty},
-         true},
-        {"GetFolderConfigurationByParentId",
-         [](Place& p) { return rows(p.folders->GetFolderConfigurationByParentId(1)); },
-         u"2 rows"_s,
-         {Empty},
-         true},
-        {"IsInExistingClientFolder",
-         [](Place& p) {
-             return text(p.folders->IsInExistingClientFolder(p.folder.getClientPath(), -1, false));
-         },
-         True,
-         {False}},
-        {"AncestorOrDescendantOfServerFolderExists",
-         [](Place& p) {
-             QString matching;
-             return text(p.folders->AncestorOrDescendantOfServerFolderExists(
-                 p.root.getServerPath(), p.root.getAuthenticationId(), matching));
-         },
-         True,
-         {False}},
+        lists("folders GetAll", 7, [](Host& h) { return h.folders->GetAll(); }),
+        lists("GetAllRootFolders", 2, [](Host& h) { return h.folders->GetAllRootFolders(); }),
+        lists(
+            "GetFolderConfigurationByParentId", 2,
+            [](Host& h) { return h.folders->GetFolderConfigurationByParentId(1); }),
+        succeeds(
+            "IsInExistingClientFolder",
+            [](Host& h) {
+                return h.folders->IsInExistingClientFolder(h.folder.getClientPath(), -1, false);
+            }),
+        succeeds(
+            "AncestorOrDescendantOfServerFolderExists",
+            [](Host& h) {
+                QString matching;
+                return h.folders->AncestorOrDescendantOfServerFolderExists(
+                    h.root.getServerPath(), h.root.getAuthenticationId(), matching);
+            }),
         {"IsInExistingAuthentication",
-         [](Place& p) { return text(p.folders->IsInExistingAuthentication(99)); },
+         [](Host& h) { return text(h.folders->IsInExistingAuthentication(99)); },
          False,
          {True}},
         {"IsAnyFolderConfigOutOfSync",
-         [](Place& p) { return text(p.folders->IsAnyFolderConfigOutOfSync()); },
+         [](Host& h) { return text(h.folders->IsAnyFolderConfigOutOfSync()); },
          False,
          {True}},
         {"GetRootFolderConfigurationCount",
-         [](Place& p) { return QString::number(p.folders->GetRootFolderConfigurationCount()); },
+         [](Host& h) { return QString::number(h.folders->GetRootFolderConfigurationCount()); },
          u"2"_s,
          {u"-1"_s}},
     };
@@ -322,184 +285,146 @@ QList<Operation> folderReads()
 QList<Operation> folderWrites()
 {
     return {
-        {"folder Update",
-         [](Place& p) { return text(p.folders->Update(p.folder)); },
-         True,
-         {False}},
-        {"folder Add", [](Place& p) { return text(p.folders->Add(p.folder)); }, True, {False}},
-        // The INSERT has set the root id already.
-        {"root folder Add",
-         [](Place& p) {
-             p.root.setRootId(-1);
-             return text(p.folders->Add(p.root));
-         },
-         True,
-         {False, True}},
-        {"AddFolderAndParent",
-         [](Place& p) {
-             return found(
-                 p.folders->AddFolderAndParent(p.root.getClientPath() + u"/new/newer"_s, p.root));
-         },
-         Found,
-         // A lookup that fails has it look further up, where nothing is registered.
-         {Found, Found, None, None, None}},
-        {"folder Remove", [](Place& p) { return text(p.folders->Remove(2)); }, True, {True, False}},
-        // 2, with 3 in it: children, children of 3, read 3, remove 3, its files; the same for 2.
-        {"Clean",
-         [](Place& p) { return text(p.folders->Clean(2)); },
-         True,
-         {True, True, True, False, False, True, False, False}},
-        // Read, remove, files, list of folders, folders.
-        {"CleanRootFolder",
-         [](Place& p) { return text(p.folders->CleanRootFolder(1)); },
-         True,
-         {True, False, False, True, False}},
+        succeeds("folder Update", [](Host& h) { return h.folders->Update(h.folder); }),
+        succeeds("folder Add", [](Host& h) { return h.folders->Add(h.folder); }),
+        // The INSERT has already set the root id.
+        succeeds(
+            "root folder Add",
+            [](Host& h) {
+                h.root.setRootId(-1);
+                return h.folders->Add(h.root);
+            },
+            {False, True}),
+        // When a lookup fails, the search continues in the parent, where nothing is registered.
+        finds(
+            "AddFolderAndParent",
+            [](Host& h) {
+                return h.folders->AddFolderAndParent(
+                    h.root.getClientPath() + u"/new/newer"_s, h.root);
+            },
+            {Found, Found, None, None, None}),
+        succeeds("folder Remove", [](Host& h) { return h.folders->Remove(2); }, {True, False}),
+        // Folder 2 contains folder 3. The statements: children of 2, children of 3, read 3,
+        // remove 3, remove the files of 3, then the same three for 2.
+        succeeds(
+            "Clean", [](Host& h) { return h.folders->Clean(2); },
+            {True, True, True, False, False, True, False, False}),
+        // The statements: read the root, remove it, remove the files, list the folders, remove
+        // them.
+        succeeds(
+            "CleanRootFolder", [](Host& h) { return h.folders->CleanRootFolder(1); },
+            {True, False, False, True, False}),
     };
 }
 
 QList<Operation> fileReads()
 {
     return {
-        {"GetFileConfigurationById",
-         [](Place& p) { return found(p.files.GetFileConfigurationById(1)); },
-         Found,
-         {None}},
-        {"GetFileConfigurationByServerId",
-         [](Place& p) {
-             return found(p.files.GetFileConfigurationByServerId(p.file.getServerFileId()));
-         },
-         Found,
-         {None}},
-        {"GetBaseFileConfigurationById",
-         [](Place& p) { return found(p.files.GetBaseFileConfigurationById(1)); },
-         Found,
-         {None}},
-        {"GetGeneratedFileConfigurationById",
-         [](Place& p) { return found(p.files.GetGeneratedFileConfigurationById(1)); },
-         Found,
-         {None}},
-        {"GetFileConfigurationByClientPath",
-         [](Place& p) {
-             return found(p.files.GetFileConfigurationByClientPath(p.file.getClientPath()));
-         },
-         Found,
-         {None}},
-        {"GetAllFileConfigurationsByClientPath",
-         [](Place& p) {
-             return rows(p.files.GetAllFileConfigurationsByClientPath(p.file.getClientPath()));
-         },
-         u"1 rows"_s,
-         {Empty},
-         true},
-        {"GetFileConfigurationByClientPathAndAuthenticationId",
-         [](Place& p) {
-             return found(p.files.GetFileConfigurationByClientPathAndAuthenticationId(
-                 p.file.getClientPath(), p.folder.getAuthenticationId()));
-         },
-         Found,
-         {None, None}},
-        {"GetBaseFileConfigurationByParentFileId",
-         [](Place& p) { return found(p.files.GetBaseFileConfigurationByParentFileId(1)); },
-         Found,
-         {None}},
-        {"GetGeneratedFileConfigurationsByParentFileId",
-         [](Place& p) { return rows(p.files.GetGeneratedFileConfigurationsByParentFileId(1)); },
-         u"1 rows"_s,
-         {Empty},
-         true},
-        {"GetGeneratedFileConfigurationByClientPath",
-         [](Place& p) {
-             return found(p.files.GetGeneratedFileConfigurationByClientPath(
-                 p.directory.filePath(u"copies/1-3"_s)));
-         },
-         Found,
-         {None}},
-        {"GetFileConfigurationByServerPathAndAuthenticationId",
-         [](Place& p) {
-             return found(p.files.GetFileConfigurationByServerPathAndAuthenticationId(
-                 p.file.getServerPath(), p.folder.getAuthenticationId()));
-         },
-         Found,
-         {None, None}},
-        {"GetFileConfigurationsByFolderId",
-         [](Place& p) {
-             return rows(p.files.GetFileConfigurationsByFolderId(2, sync::interf::OrderByName));
-         },
-         u"2 rows"_s,
-         {Empty},
-         true},
-        {"GetFileConfigurationsByRootFolderId",
-         [](Place& p) {
-             return rows(p.files.GetFileConfigurationsByRootFolderId(1, OrdinaryFile));
-         },
-         u"6 rows"_s,
-         {Empty},
-         true},
+        finds(
+            "GetFileConfigurationById",
+            [](Host& h) { return h.files.GetFileConfigurationById(1); }),
+        finds(
+            "GetFileConfigurationByServerId",
+            [](Host& h) {
+                return h.files.GetFileConfigurationByServerId(h.file.getServerFileId());
+            }),
+        finds(
+            "GetBaseFileConfigurationById",
+            [](Host& h) { return h.files.GetBaseFileConfigurationById(1); }),
+        finds(
+            "GetGeneratedFileConfigurationById",
+            [](Host& h) { return h.files.GetGeneratedFileConfigurationById(1); }),
+        finds(
+            "GetFileConfigurationByClientPath",
+            [](Host& h) {
+                return h.files.GetFileConfigurationByClientPath(h.file.getClientPath());
+            }),
+        lists(
+            "GetAllFileConfigurationsByClientPath", 1,
+            [](Host& h) {
+                return h.files.GetAllFileConfigurationsByClientPath(h.file.getClientPath());
+            }),
+        finds(
+            "GetFileConfigurationByClientPathAndAuthenticationId",
+            [](Host& h) {
+                return h.files.GetFileConfigurationByClientPathAndAuthenticationId(
+                    h.file.getClientPath(), h.folder.getAuthenticationId());
+            },
+            {None, None}),
+        finds(
+            "GetBaseFileConfigurationByParentFileId",
+            [](Host& h) { return h.files.GetBaseFileConfigurationByParentFileId(1); }),
+        lists(
+            "GetGeneratedFileConfigurationsByParentFileId", 1,
+            [](Host& h) { return h.files.GetGeneratedFileConfigurationsByParentFileId(1); }),
+        finds(
+            "GetGeneratedFileConfigurationByClientPath",
+            [](Host& h) {
+                return h.files.GetGeneratedFileConfigurationByClientPath(
+                    h.directory.filePath(u"copies/1-3"_s));
+            }),
+        finds(
+            "GetFileConfigurationByServerPathAndAuthenticationId",
+            [](Host& h) {
+                return h.files.GetFileConfigurationByServerPathAndAuthenticationId(
+                    h.file.getServerPath(), h.folder.getAuthenticationId());
+            },
+            {None, None}),
+        lists(
+            "GetFileConfigurationsByFolderId", 2,
+            [](Host& h) {
+                return h.files.GetFileConfigurationsByFolderId(2, sync::interf::OrderByName);
+            }),
+        lists(
+            "GetFileConfigurationsByRootFolderId", 6,
+            [](Host& h) { return h.files.GetFileConfigurationsByRootFolderId(1, OrdinaryFile); }),
         {"GetFileConfigurationsOfNonExistingRootFolders",
-         [](Place& p) { return rows(p.files.GetFileConfigurationsOfNonExistingRootFolders()); },
+         [](Host& h) { return rows(h.files.GetFileConfigurationsOfNonExistingRootFolders()); },
          u"1 rows"_s,
          {u"8 rows"_s, Empty}},
-        {"GetFileConfiguration",
-         [](Place& p) {
-             FileLink link;
-             link.FileId = 1;
-             link.Path = p.file.getName();
-             return found(p.files.GetFileConfiguration(link, p.file.getClientPath()));
-         },
-         // The path finds it when the id does not.
-         Found,
-         {Found}},
-        {"files GetAll",
-         [](Place& p) { return rows(p.files.GetAll()); },
-         u"8 rows"_s,
-         {Empty},
-         true},
+        // When the lookup by id fails, the lookup by path finds the file.
+        finds(
+            "GetFileConfiguration",
+            [](Host& h) {
+                FileLink link;
+                link.FileId = 1;
+                link.Path = h.file.getName();
+                return h.files.GetFileConfiguration(link, h.file.getClientPath());
+            },
+            {Found}),
+        lists("files GetAll", 8, [](Host& h) { return h.files.GetAll(); }),
     };
 }
 
 QList<Operation> fileWrites()
 {
     return {
-        {"file Update", [](Place& p) { return text(p.files.Update(p.file)); }, True, {False}},
-        // Not found it is added again: a host that minds asks an ErrorGuard.
-        {"file Add", [](Place& p) { return text(p.files.Add(p.file)); }, True, {True, False}},
-        {"RemoveBaseFileConfiguration",
-         [](Place& p) { return text(p.files.RemoveBaseFileConfiguration(1)); },
-         True,
-         {True, False}},
-        {"RemoveGeneratedFileConfiguration",
-         [](Place& p) { return text(p.files.RemoveGeneratedFileConfiguration(1)); },
-         True,
-         {True, False}},
-        {"RemoveByFolderConfigurationId",
-         [](Place& p) { return text(p.files.RemoveByFolderConfigurationId(2)); },
-         True,
-         {False}},
-        {"RemoveByRootFolderId",
-         [](Place& p) { return text(p.files.RemoveByRootFolderId(1)); },
-         True,
-         {False}},
-        {"RemoveGeneratedFileConfigurationsByRootFolderId",
-         [](Place& p) { return text(p.files.RemoveGeneratedFileConfigurationsByRootFolderId(1)); },
-         True,
-         {False}},
-        {"UpdateSyncStatusFromSyncingToNotSynced",
-         [](Place& p) { return text(p.files.UpdateSyncStatusFromSyncingToNotSynced(2)); },
-         True,
-         {False}},
-        {"schedule Update",
-         [](Place& p) { return text(p.schedules.Update(p.schedule)); },
-         True,
-         {False}},
-        {"schedule Remove", [](Place& p) { return text(p.schedules.Remove(1)); }, True, {False}},
-        {"GetDefaultScheduleEntry",
-         [](Place& p) { return found(p.schedules.GetDefaultScheduleEntry()); },
-         Found,
-         {None}},
-        {"GetScheduleEntryById",
-         [](Place& p) { return found(p.schedules.GetScheduleEntryById(1)); },
-         Found,
-         {None}},
+        succeeds("file Update", [](Host& h) { return h.files.Update(h.file); }),
+        // When the search for a file of the same path fails, the file is added a second time. A
+        // host that must avoid this checks an ErrorGuard.
+        succeeds("file Add", [](Host& h) { return h.files.Add(h.file); }, {True, False}),
+        succeeds(
+            "RemoveBaseFileConfiguration",
+            [](Host& h) { return h.files.RemoveBaseFileConfiguration(1); }, {True, False}),
+        succeeds(
+            "RemoveGeneratedFileConfiguration",
+            [](Host& h) { return h.files.RemoveGeneratedFileConfiguration(1); }, {True, False}),
+        succeeds(
+            "RemoveByFolderConfigurationId",
+            [](Host& h) { return h.files.RemoveByFolderConfigurationId(2); }),
+        succeeds("RemoveByRootFolderId", [](Host& h) { return h.files.RemoveByRootFolderId(1); }),
+        succeeds(
+            "RemoveGeneratedFileConfigurationsByRootFolderId",
+            [](Host& h) { return h.files.RemoveGeneratedFileConfigurationsByRootFolderId(1); }),
+        succeeds(
+            "UpdateSyncStatusFromSyncingToNotSynced",
+            [](Host& h) { return h.files.UpdateSyncStatusFromSyncingToNotSynced(2); }),
+        succeeds("schedule Update", [](Host& h) { return h.schedules.Update(h.schedule); }),
+        succeeds("schedule Remove", [](Host& h) { return h.schedules.Remove(1); }),
+        finds(
+            "GetDefaultScheduleEntry",
+            [](Host& h) { return h.schedules.GetDefaultScheduleEntry(); }),
+        finds("GetScheduleEntryById", [](Host& h) { return h.schedules.GetScheduleEntryById(1); }),
     };
 }
 
@@ -511,7 +436,8 @@ QList<Operation> allOperations()
 
 } // namespace
 
-/// Every operation, with each of its statements failing in turn, gives what its documentation says.
+/// Makes each statement of each operation fail in turn: the operation returns its documented
+/// result.
 class TestEveryQuery : public QObject
 {
     Q_OBJECT
@@ -523,15 +449,15 @@ private Q_SLOTS:
             std::make_shared<sync::core::crypto::HostKeyStore>(QByteArray(32, 'k')));
     }
 
-    void failedStatementGivesTheDocumentedResult()
+    void failedStatementReturnsTheDocumentedResult()
     {
         for (const Operation& operation : allOperations()) {
             QStringList results;
             for (int number = 1; number <= operation.resultsOfFailure.size(); ++number) {
-                Place place;
-                place.database->failExec(number);
-                results.append(operation.run(place));
-                QVERIFY2(place.database->execs() >= number, operation.name);
+                Host host;
+                host.database->failExec(number);
+                results.append(operation.run(host));
+                QVERIFY2(host.database->execs() >= number, operation.name);
             }
 
             QVERIFY2(
@@ -540,34 +466,34 @@ private Q_SLOTS:
         }
     }
 
-    void everyStatementOfAnOperationIsFailedOnce()
+    void resultsCoverEveryStatement()
     {
         for (const Operation& operation : allOperations()) {
-            Place place;
-            place.database->failExec(0);
+            Host host;
+            host.database->failExec(0);
 
-            const QString result = operation.run(place);
+            const QString result = operation.run(host);
 
             QVERIFY2(
                 result == operation.result &&
-                    place.database->execs() == operation.resultsOfFailure.size(),
+                    host.database->execs() == operation.resultsOfFailure.size(),
                 qPrintable(u"%1: %2 by %3 statements"_s.arg(
                     QLatin1StringView(operation.name), result,
-                    QString::number(place.database->execs()))));
+                    QString::number(host.database->execs()))));
         }
     }
 
-    void listThatBreaksOffGivesTheRowsBefore()
+    void interruptedListReturnsTheRowsReadBefore()
     {
         for (const Operation& operation : allOperations()) {
             if (!operation.isList)
                 continue;
             const int count = operation.result.section(u' ', 0, 0).toInt();
             for (int number = 1; number <= count; ++number) {
-                Place place;
-                place.database->failNext(number);
+                Host host;
+                host.database->failNext(number);
 
-                const QString result = operation.run(place);
+                const QString result = operation.run(host);
 
                 QVERIFY2(
                     result == u"%1 rows"_s.arg(number - 1),
@@ -576,8 +502,8 @@ private Q_SLOTS:
         }
     }
 
-    // Only of what was found is a file on the disk deleted, and a row removed.
-    void cascadeDeletesNothingThatAFailedReadHid_data()
+    // A file on disk is deleted, and its row removed, only if its record could be read.
+    void cascadeKeepsFilesWhoseRecordsCouldNotBeRead_data()
     {
         QTest::addColumn<int>("failing");
         QTest::addColumn<QString>("result");
@@ -594,23 +520,23 @@ private Q_SLOTS:
         QTest::addRow("the file's read") << 6 << True << QStringList();
         QTest::addRow("the file's removal") << 7 << False << QStringList();
     }
-    void cascadeDeletesNothingThatAFailedReadHid()
+    void cascadeKeepsFilesWhoseRecordsCouldNotBeRead()
     {
         QFETCH(int, failing);
         QFETCH(QString, result);
         QFETCH(QStringList, left);
-        Place place;
-        place.database->failExec(failing);
+        Host host;
+        host.database->failExec(failing);
 
-        const QString actual = text(place.files.RemoveFileConfigurationAndLinkedConfigurations(1));
+        const QString actual = text(host.files.RemoveFileConfigurationAndLinkedConfigurations(1));
 
         QCOMPARE(actual, result);
-        QCOMPARE(place.dependants(), left);
-        // The rows of what is left on the disk are there as well.
+        QCOMPARE(host.dependants(), left);
+        // The files that remain on disk keep their rows.
         const bool hasBase = left.contains(u"2-2"_s) || failing == 3;
         const bool hasGenerated = left.contains(u"1-3"_s) || failing == 5;
-        QCOMPARE(place.files.GetBaseFileConfigurationById(2).getId(), hasBase ? 2 : -1);
-        QCOMPARE(place.files.GetGeneratedFileConfigurationById(3).getId(), hasGenerated ? 3 : -1);
+        QCOMPARE(host.files.GetBaseFileConfigurationById(2).getId(), hasBase ? 2 : -1);
+        QCOMPARE(host.files.GetGeneratedFileConfigurationById(3).getId(), hasGenerated ? 3 : -1);
     }
 };
 

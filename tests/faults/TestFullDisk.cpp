@@ -31,18 +31,18 @@ bool isFullDisk(const std::optional<sync::database::Failure>& failure)
 
 } // namespace
 
-/// Fills the disk while a program writes: it is told so, loses nothing that was acknowledged, and
-/// goes on when there is space again.
+/// Fills the disk while a program writes: the program gets an error, loses nothing that was
+/// acknowledged, and continues when there is space again.
 class TestFullDisk : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
     void initTestCase();
-    void aWriterGoesOnWhenThereIsSpace();
-    void aTransactionIsUndoneAsAWhole();
-    void openingSaysThatTheDiskIsFull_data();
-    void openingSaysThatTheDiskIsFull();
+    void writerContinuesWhenThereIsSpace();
+    void failedTransactionIsRolledBackCompletely();
+    void openingReportsAFullDisk_data();
+    void openingReportsAFullDisk();
 
 private:
     QByteArray fillDisk(quint32 trial);
@@ -64,19 +64,15 @@ void TestFullDisk::initTestCase()
     filled.database = readFile(path);
 }
 
-void TestFullDisk::aWriterGoesOnWhenThereIsSpace()
+void TestFullDisk::writerContinuesWhenThereIsSpace()
 {
-    const QList<quint32> trials = trialNumbers(100);
-    for (const quint32 trial : trials) {
-        const QByteArray finding = fillDisk(trial);
-        QVERIFY2(finding.isEmpty(), (finding + '\n' + repeatWith(trial)).constData());
-    }
-    qInfo("%lld disks were filled", qlonglong(trials.size()));
+    const int trials = runTrials(100, [this](quint32 trial) { return fillDisk(trial); });
+    qInfo("%d disks were filled", trials);
 }
 
 QByteArray TestFullDisk::fillDisk(quint32 trial)
 {
-    // Without the index of the log, which takes 32 kB, nothing can be read either.
+    // Reads need the WAL index, which takes 32 kB.
     constexpr int LeastBudget = 33'000;
     constexpr int LargestBudget = 300'000;
     filled.write(path);
@@ -85,8 +81,7 @@ QByteArray TestFullDisk::fillDisk(quint32 trial)
     DiskBudget disk(chance.bounded(LeastBudget, LargestBudget));
     const IoWatch watch(disk);
     const auto add = [&managers](const QString& name) {
-        FileConfiguration file = sampleFile(u"/velmio-samples/b/"_s + name, 5, 5);
-        return managers.files.Add(file);
+        return managers.addFile(u"/velmio-samples/b/"_s + name, 5, 5);
     };
 
     constexpr int MoreThanFit = 1000;
@@ -102,8 +97,8 @@ QByteArray TestFullDisk::fillDisk(quint32 trial)
         return "nothing can be written although there is space";
     const QStringList rows = checkedDumpOf(path).filter(u"|/velmio-samples/b/"_s);
     const qsizetype found = rows.filter(QRegularExpression(u"^FileConfiguration"_s)).size();
-    constexpr qsizetype SamplesThere = 1;
-    return found == SamplesThere + added + 1 ? QByteArray() : "another number of rows";
+    constexpr qsizetype SampleFiles = 1;
+    return found == SampleFiles + added + 1 ? QByteArray() : "the number of rows is wrong";
 }
 
 QByteArray TestFullDisk::judgeFullDisk(Managers& managers, int added)
@@ -121,7 +116,7 @@ QByteArray TestFullDisk::judgeFullDisk(Managers& managers, int added)
     return {};
 }
 
-void TestFullDisk::aTransactionIsUndoneAsAWhole()
+void TestFullDisk::failedTransactionIsRolledBackCompletely()
 {
     filled.write(path);
     Managers managers(path);
@@ -130,29 +125,26 @@ void TestFullDisk::aTransactionIsUndoneAsAWhole()
     const QStringList before = dumpOf(path);
 
     QVERIFY(managers.files.transaction());
-    for (int number = 0; number < 1000; ++number) {
-        FileConfiguration file = sampleFile(u"/velmio-samples/b/%1"_s.arg(number), 5, 5);
-        managers.files.Add(file);
-    }
+    for (int number = 0; number < 1000; ++number)
+        managers.addFile(u"/velmio-samples/b/%1"_s.arg(number), 5, 5);
     QVERIFY(!managers.files.commit());
 
     QVERIFY(isFullDisk(managers.factory->lastFailure()));
     QCOMPARE(dumpOf(path), before);
     disk.lift();
-    FileConfiguration file = sampleFile(u"/velmio-samples/b/after"_s, 5, 5);
-    QVERIFY(managers.files.Add(file));
+    QVERIFY(managers.addFile(u"/velmio-samples/b/after"_s, 5, 5));
 }
 
-void TestFullDisk::openingSaysThatTheDiskIsFull_data()
+void TestFullDisk::openingReportsAFullDisk_data()
 {
     QTest::addColumn<DatabaseFiles>("files");
     QTest::addRow("new database") << DatabaseFiles();
     QTest::addRow("existing database") << filled;
-    QTest::addRow("of version 1") << DatabaseFiles::read(
-        QStringLiteral(VELMIO_TEST_DATA "/version-1.db"));
+    QTest::addRow("database of version 1")
+        << DatabaseFiles::read(QStringLiteral(VELMIO_TEST_DATA "/version-1.db"));
 }
 
-void TestFullDisk::openingSaysThatTheDiskIsFull()
+void TestFullDisk::openingReportsAFullDisk()
 {
     QFETCH(DatabaseFiles, files);
     files.write(path);
@@ -161,7 +153,7 @@ void TestFullDisk::openingSaysThatTheDiskIsFull()
 
     try {
         const Managers managers(path);
-        QFAIL("it opens");
+        QFAIL("the database opens");
     } catch (const DatabaseError& error) {
         QVERIFY2(isFullDisk(error.cause(), error.text()), error.what());
         QVERIFY(error.text().contains(path));

@@ -14,6 +14,7 @@
 #include <QTest>
 
 #include <chrono>
+#include <functional>
 #include <thread>
 
 using namespace Qt::StringLiterals;
@@ -24,8 +25,8 @@ namespace {
 
 constexpr int LongestStartMs = 60'000;
 constexpr int SignIns = 20;
-// It grows by what each of them has written, and all of it is compared after each.
-constexpr int KillsOfADatabase = 150;
+// The database grows with each run, and its whole content is compared after each kill.
+constexpr int KillsPerDatabase = 150;
 
 QString passwordOf(int signInId)
 {
@@ -34,7 +35,8 @@ QString passwordOf(int signInId)
 
 } // namespace
 
-/// Kills a program that writes, again and again on the same database: what it has told of is there.
+/// Repeatedly kills a program that writes to the same database: every acknowledged operation
+/// survives.
 class TestKilledProcess : public QObject
 {
     Q_OBJECT
@@ -42,14 +44,17 @@ class TestKilledProcess : public QObject
 private Q_SLOTS:
     void initTestCase();
     void cleanupTestCase();
-    void whatWasAcknowledgedIsThere_data();
-    void whatWasAcknowledgedIsThere();
-    void everyPasswordCanBeRead();
-    void aMigrationIsCarriedOn();
+    void acknowledgedOperationsSurvive_data();
+    void acknowledgedOperationsSurvive();
+    void passwordsStayReadable();
+    void interruptedMigrationIsCompleted();
 
 private:
     void makeDatabase();
-    QStringList linesOfAKilled(const QString& action, quint32 trial, QByteArray& finding);
+    /// Runs a client, kills it, and judges the lines that it printed.
+    QByteArray killClient(
+        const QString& action, quint32 trial,
+        const std::function<QByteArray(const QStringList&)>& judgeLines);
     QByteArray judge(const QStringList& lines);
     QByteArray readPasswords();
 
@@ -72,8 +77,7 @@ void TestKilledProcess::makeDatabase()
     DatabaseFiles().write(path);
     expected.clear();
     Managers managers(path);
-    FolderConfiguration root = sampleFolder(u"/files"_s, 0, -1);
-    QVERIFY(managers.folders->Add(root));
+    QVERIFY(managers.addFolder(u"/files"_s, 0, -1));
     for (int number = 1; number <= SignIns; ++number) {
         AuthenticationConfiguration signIn;
         signIn.setPassword(passwordOf(number));
@@ -86,7 +90,7 @@ void TestKilledProcess::cleanupTestCase()
     qInfo("%d kills, %lld operations acknowledged before them", kills, qlonglong(acknowledged));
 }
 
-void TestKilledProcess::whatWasAcknowledgedIsThere_data()
+void TestKilledProcess::acknowledgedOperationsSurvive_data()
 {
     QTest::addColumn<int>("count");
     QTest::addRow("rows") << 60;
@@ -94,39 +98,35 @@ void TestKilledProcess::whatWasAcknowledgedIsThere_data()
     QTest::addRow("checkpoints") << 40;
 }
 
-void TestKilledProcess::whatWasAcknowledgedIsThere()
+void TestKilledProcess::acknowledgedOperationsSurvive()
 {
     QFETCH(int, count);
-    const QList<quint32> trials = trialNumbers(count);
-    for (const quint32 trial : trials) {
-        if (kills > 0 && kills % KillsOfADatabase == 0)
+    const QString action = QString::fromLatin1(QTest::currentDataTag());
+    runTrials(count, [&](quint32 trial) {
+        if (kills > 0 && kills % KillsPerDatabase == 0)
             makeDatabase();
-        QByteArray finding;
-        const QStringList lines =
-            linesOfAKilled(QString::fromLatin1(QTest::currentDataTag()), trial, finding);
-        if (finding.isEmpty())
-            finding = judge(lines);
-        QVERIFY2(finding.isEmpty(), (finding + '\n' + repeatWith(trial)).constData());
-    }
+        return killClient(action, trial, [this](const QStringList& lines) { return judge(lines); });
+    });
 }
 
-QStringList TestKilledProcess::linesOfAKilled(
-    const QString& action, quint32 trial, QByteArray& finding)
+QByteArray TestKilledProcess::killClient(
+    const QString& action, quint32 trial,
+    const std::function<QByteArray(const QStringList&)>& judgeLines)
 {
     QRandomGenerator chance(trial);
     QProcess client;
     const QString run = QString::number(++kills);
     client.start(QCoreApplication::applicationFilePath(), {u"--client"_s, action, path, run});
     if (!client.waitForReadyRead(LongestStartMs))
-        finding = "it does not begin";
+        return "the client does not start";
     std::this_thread::sleep_for(std::chrono::microseconds(chance.bounded(20'000)));
     client.kill();
     client.waitForFinished();
     if (client.exitStatus() == QProcess::NormalExit)
-        finding = "it ended by itself: " + client.readAllStandardError();
+        return "the client ended by itself: " + client.readAllStandardError();
     QString output = QString::fromUtf8(client.readAllStandardOutput());
     output.truncate(output.lastIndexOf(u'\n') + 1);
-    return output.split(u'\n', Qt::SkipEmptyParts);
+    return judgeLines(output.split(u'\n', Qt::SkipEmptyParts));
 }
 
 QByteArray TestKilledProcess::judge(const QStringList& lines)
@@ -150,7 +150,7 @@ QByteArray TestKilledProcess::judge(const QStringList& lines)
                 texts.append(row.key() + u' ' + row.value());
             return texts;
         };
-        return "after \"" + lines.last().toUtf8() + "\" there is:\n" +
+        return "the rows are wrong after \"" + lines.last().toUtf8() + "\":\n" +
                difference(rows(found), rows(expected));
     }
     expected = found;
@@ -159,16 +159,12 @@ QByteArray TestKilledProcess::judge(const QStringList& lines)
     return brokenRule(managers);
 }
 
-void TestKilledProcess::everyPasswordCanBeRead()
+void TestKilledProcess::passwordsStayReadable()
 {
-    const QList<quint32> trials = trialNumbers(30);
-    for (const quint32 trial : trials) {
-        QByteArray finding;
-        linesOfAKilled(u"rekey"_s, trial, finding);
-        if (finding.isEmpty())
-            finding = readPasswords();
-        QVERIFY2(finding.isEmpty(), (finding + '\n' + repeatWith(trial)).constData());
-    }
+    runTrials(30, [this](quint32 trial) {
+        return killClient(
+            u"rekey"_s, trial, [this](const QStringList&) { return readPasswords(); });
+    });
 }
 
 QByteArray TestKilledProcess::readPasswords()
@@ -176,7 +172,7 @@ QByteArray TestKilledProcess::readPasswords()
     Managers managers(path);
     const auto signIns = managers.signIns.GetAll();
     if (signIns.size() != SignIns)
-        return "a sign-in is gone";
+        return "a sign-in is missing";
     for (const AuthenticationConfiguration& signIn : signIns) {
         if (signIn.getPassword() != passwordOf(signIn.getId()))
             return "a password cannot be read";
@@ -184,7 +180,7 @@ QByteArray TestKilledProcess::readPasswords()
     return {};
 }
 
-void TestKilledProcess::aMigrationIsCarriedOn()
+void TestKilledProcess::interruptedMigrationIsCompleted()
 {
     const auto earlier = DatabaseFiles::read(QStringLiteral(VELMIO_TEST_DATA "/version-1.db"));
     const auto opened = [this] {
@@ -194,15 +190,11 @@ void TestKilledProcess::aMigrationIsCarriedOn()
     earlier.write(path);
     const QStringList migrated = opened();
 
-    const QList<quint32> trials = trialNumbers(30);
-    for (const quint32 trial : trials) {
+    runTrials(30, [&](quint32 trial) {
         earlier.write(path);
-        QByteArray finding;
-        linesOfAKilled(u"open"_s, trial, finding);
-        if (finding.isEmpty())
-            finding = difference(opened(), migrated);
-        QVERIFY2(finding.isEmpty(), (finding + '\n' + repeatWith(trial)).constData());
-    }
+        return killClient(
+            u"open"_s, trial, [&](const QStringList&) { return difference(opened(), migrated); });
+    });
 }
 
 int main(int argc, char** argv)

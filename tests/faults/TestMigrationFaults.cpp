@@ -21,11 +21,11 @@ using sync::database::DatabaseBackups;
 
 namespace {
 
-/// Looks for the backup at the moment when the database is about to be changed.
-class BackupLookout : public DiskRecorder
+/// Looks for the backup just before the first change of the database.
+class BackupWatcher : public DiskRecorder
 {
 public:
-    explicit BackupLookout(const QString& path)
+    explicit BackupWatcher(const QString& path)
         : DiskRecorder(path)
         , path(path)
     {
@@ -49,18 +49,18 @@ private:
 
 } // namespace
 
-/// Kills the migration of each earlier schema version at each of its steps, and cuts the power
-/// there: the next opening carries on, and no row is lost.
+/// Stops the migration of each earlier schema version after each of its steps, by a kill and by a
+/// power cut: the next open completes it, and no row is lost.
 class TestMigrationFaults : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
     void initTestCase();
-    void aBackupIsThereBeforeTheFirstChange_data() { addEarlierDatabases(); }
-    void aBackupIsThereBeforeTheFirstChange();
-    void everyStepCanBeTheLast_data() { addEarlierDatabases(); }
-    void everyStepCanBeTheLast();
+    void backupExistsBeforeTheFirstChange_data() { addEarlierDatabases(); }
+    void backupExistsBeforeTheFirstChange();
+    void migrationCanStopAfterEveryStep_data() { addEarlierDatabases(); }
+    void migrationCanStopAfterEveryStep();
 
 private:
     struct Migration
@@ -72,7 +72,7 @@ private:
 
     void addEarlierDatabases();
     Migration migrationOf(const DatabaseFiles& start);
-    QByteArray carryOn(const DatabaseFiles& disk, const QStringList& expected);
+    QByteArray resume(const DatabaseFiles& disk, const QStringList& expected);
 
     QTemporaryDir directory{scratchTemplate()};
     const QString path = directory.filePath(u"configuration.db"_s);
@@ -99,31 +99,31 @@ void TestMigrationFaults::addEarlierDatabases()
         QTest::addRow("%s", qPrintable(name)) << closed;
         closed.write(path);
         RawDatabase user(path, unwatchedVfs());
-        user.run(u"UPDATE ServerConfiguration SET alias = 'in the log'"_s);
-        QTest::addRow("%s with a log", qPrintable(name)) << DatabaseFiles::read(path);
+        user.run(u"UPDATE ServerConfiguration SET alias = 'in the WAL'"_s);
+        QTest::addRow("%s with a WAL", qPrintable(name)) << DatabaseFiles::read(path);
     }
 }
 
-void TestMigrationFaults::aBackupIsThereBeforeTheFirstChange()
+void TestMigrationFaults::backupExistsBeforeTheFirstChange()
 {
     QFETCH(DatabaseFiles, start);
     start.write(path);
     const QStringList rows = dumpOf(path);
     QDir(DatabaseBackups(path).folder()).removeRecursively();
     start.write(path);
-    BackupLookout lookout(path);
+    BackupWatcher watcher(path);
 
     {
-        const IoWatch watch(lookout);
+        const IoWatch watch(watcher);
         const Managers managers(path);
     }
 
-    QVERIFY(lookout.found);
-    QCOMPARE(lookout.found->reason, DatabaseBackups::Reason::Migration);
-    QCOMPARE(dumpOf(lookout.found->path), rows);
+    QVERIFY(watcher.found);
+    QCOMPARE(watcher.found->reason, DatabaseBackups::Reason::Migration);
+    QCOMPARE(dumpOf(watcher.found->path), rows);
 }
 
-void TestMigrationFaults::everyStepCanBeTheLast()
+void TestMigrationFaults::migrationCanStopAfterEveryStep()
 {
     QFETCH(DatabaseFiles, start);
     const Migration migration = migrationOf(start);
@@ -132,11 +132,11 @@ void TestMigrationFaults::everyStepCanBeTheLast()
 
     for (int step = firstCall() - 1; step <= steps; step += everyCallStep()) {
         const auto killed = diskAfterKill(start, migration.events, step);
-        QByteArray finding = carryOn(killed, migration.result);
+        QByteArray finding = resume(killed, migration.result);
         QRandomGenerator chance(static_cast<quint32>(step));
         if (finding.isEmpty()) {
             const auto cut = diskAfterCut(start, migration.events, step, chance);
-            finding = carryOn(cut, migration.result);
+            finding = resume(cut, migration.result);
         }
         QVERIFY2(
             finding.isEmpty(),
@@ -156,25 +156,24 @@ TestMigrationFaults::Migration TestMigrationFaults::migrationOf(const DatabaseFi
         const Managers managers(path);
     }
     Migration migration{start, recorder.events(), dumpOf(path)};
-    // Nothing but new rows.
+    // The migration may add rows but must not change one.
     rows.removeIf([&](const QString& row) { return migration.result.contains(row); });
     if (!rows.isEmpty())
         qFatal("The migration itself loses rows");
     return migration;
 }
 
-QByteArray TestMigrationFaults::carryOn(const DatabaseFiles& disk, const QStringList& expected)
+QByteArray TestMigrationFaults::resume(const DatabaseFiles& disk, const QStringList& expected)
 {
     disk.write(path);
     try {
         Managers managers(path);
         const QStringList rows = checkedDumpOf(path);
         if (rows != expected)
-            return "there is:\n" + difference(rows, expected);
+            return "the rows are wrong:\n" + difference(rows, expected);
         if (schemaOf(path) != currentSchema)
             return "the schema is not that of a new database";
-        auto server = sampleServer(u"after the migration"_s);
-        return managers.servers.Add(server) ? "" : "nothing can be written";
+        return managers.addServer(u"after the migration"_s) ? "" : "nothing can be written";
     } catch (const sync::database::DatabaseError& error) {
         return "the database does not open: " + error.text().toUtf8();
     }

@@ -27,21 +27,14 @@ constexpr int IndexBytes = 32768;
 
 using Acknowledge = std::function<void()>;
 
-bool addServer(Managers& managers, const QString& alias)
-{
-    auto server = sampleServer(alias);
-    return managers.servers.Add(server);
-}
-
 bool addServerAndRoot(Managers& managers, const QString& name)
 {
-    auto root = sampleFolder(u"/velmio-samples/"_s + name, 0, -1);
-    return addServer(managers, name) && managers.folders->Add(root);
+    return managers.addServer(name) && managers.addFolder(u"/velmio-samples/"_s + name, 0, -1);
 }
 
-/// From the creation of the database over each write operation, scopes and transactions to several
-/// checkpoints, with a log that is begun anew. Ends the test when an operation fails.
-void liveThrough(const QString& path, const Acknowledge& acknowledge)
+/// Creates the database, runs each write operation, scopes and transactions, and runs several
+/// checkpoints, after which the WAL restarts. Fails the test when an operation fails.
+void runJourney(const QString& path, const Acknowledge& acknowledge)
 {
     const auto done = [&](bool succeeded) {
         QVERIFY(succeeded);
@@ -52,11 +45,11 @@ void liveThrough(const QString& path, const Acknowledge& acknowledge)
     done(fillWithSamples(*managers));
     for (const WriteOperation& operation : writeOperations(*managers))
         done(operation.run(*managers) == operation.reportsSuccess);
-    managers.reset(); // copies the log into the database
+    managers.reset(); // runs a checkpoint
     acknowledge();
 
     managers = std::make_unique<Managers>(path);
-    done(addServerAndRoot(*managers, u"in a log begun anew"_s));
+    done(addServerAndRoot(*managers, u"in a restarted WAL"_s));
     {
         const TransactionalScope outer;
         const TransactionalScope inner;
@@ -64,34 +57,35 @@ void liveThrough(const QString& path, const Acknowledge& acknowledge)
     }
     acknowledge();
     QVERIFY(managers->files.transaction());
-    QVERIFY(addServerAndRoot(*managers, u"undone"_s));
+    QVERIFY(addServerAndRoot(*managers, u"rolled back"_s));
     done(managers->files.rollback());
     QVERIFY(managers->files.transaction());
     for (const QString& name : {u"first of three"_s, u"second of three"_s, u"third of three"_s})
         QVERIFY(addServerAndRoot(*managers, name));
     done(managers->files.commit());
 
-    // Another program that copies the log, while this one goes on writing.
+    // Another program runs a checkpoint while this one continues to write.
     auto other = std::make_unique<Managers>(path);
-    done(addServer(*other, u"of another program"_s));
-    done(addServer(*managers, u"beside another program"_s));
+    done(other->addServer(u"of another program"_s));
+    done(managers->addServer(u"with another program"_s));
     other.reset();
     acknowledge();
-    done(addServer(*managers, u"after another program"_s));
+    done(managers->addServer(u"after another program"_s));
     done(managers->folders->CleanRootFolder(1));
 }
 
 } // namespace
 
-/// Cuts the power at any point of a journey: what was acknowledged is there, and nothing half.
+/// Cuts the power at any point of a journey: every acknowledged operation survives, and no
+/// transaction survives in part.
 class TestPowerCut : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
     void initTestCase();
-    void whatWasAcknowledgedIsThere_data();
-    void whatWasAcknowledgedIsThere();
+    void acknowledgedOperationsSurvive_data();
+    void acknowledgedOperationsSurvive();
 
 private:
     struct Acknowledged
@@ -117,10 +111,10 @@ void TestPowerCut::initTestCase()
     installWatchedVfs();
 }
 
-void TestPowerCut::whatWasAcknowledgedIsThere_data()
+void TestPowerCut::acknowledgedOperationsSurvive_data()
 {
     QTest::addColumn<bool>("sharedMemory");
-    QTest::addRow("write-ahead log") << true;
+    QTest::addRow("WAL") << true;
     QTest::addRow("journal") << false;
 }
 
@@ -133,7 +127,7 @@ void TestPowerCut::record()
     CommittedStates committed(path, [&] { return recorder.events().size(); });
     {
         const IoWatch watch(recorder);
-        liveThrough(path, [&] {
+        runJourney(path, [&] {
             acknowledged.append({
                 recorder.events().size(),
                 committed.states().size() - 1,
@@ -142,27 +136,23 @@ void TestPowerCut::record()
     }
     events = recorder.events();
     states = committed.states();
-    // The empty file, and what the first steps make of it, become a whole database when opened.
+    // Opening the empty file, or a file left by the first steps, completes the database.
     const qsizetype created = acknowledged.first().state;
     for (qsizetype index = 0; index < created; ++index)
         states[index].dump = states[created].dump;
 }
 
-void TestPowerCut::whatWasAcknowledgedIsThere()
+void TestPowerCut::acknowledgedOperationsSurvive()
 {
     QFETCH(bool, sharedMemory);
     setSharedMemory(sharedMemory);
     record();
     if (QTest::currentTestFailed())
         return;
-    const QList<quint32> trials = trialNumbers(std::max(LeastCuts, int(events.size()) + 1));
-    for (const quint32 trial : trials) {
-        const QByteArray finding = tryCut(trial);
-        QVERIFY2(finding.isEmpty(), (finding + '\n' + repeatWith(trial)).constData());
-    }
-    qInfo(
-        "%lld cuts in a journey of %lld writes and syncs", qlonglong(trials.size()),
-        qlonglong(events.size()));
+    const int cuts = runTrials(std::max(LeastCuts, int(events.size()) + 1), [this](quint32 trial) {
+        return tryCut(trial);
+    });
+    qInfo("%d cuts in a journey of %lld writes and syncs", cuts, qlonglong(events.size()));
 }
 
 QByteArray TestPowerCut::tryCut(quint32 trial)
@@ -170,7 +160,7 @@ QByteArray TestPowerCut::tryCut(quint32 trial)
     QRandomGenerator chance(trial);
     const qsizetype cut = (trial - 1) % (events.size() + 1);
     diskAfterCut({}, events, cut, chance).write(path);
-    // The file itself is there from the start, and the index of the log is worth nothing by now.
+    // The file exists from the start. After a restart, the WAL index may hold anything.
     if (!QFile::exists(path))
         writeFile(path, {});
     if (chance.bounded(2) == 0)
@@ -180,7 +170,7 @@ QByteArray TestPowerCut::tryCut(quint32 trial)
         const QByteArray finding = judge(checkedDumpOf(path), cut);
         if (!finding.isEmpty())
             return "after event " + QByteArray::number(cut) + ": " + finding;
-        return addServer(managers, u"after the cut"_s) ? "" : "nothing can be written any more";
+        return managers.addServer(u"after the cut"_s) ? "" : "nothing can be written";
     } catch (const sync::database::DatabaseError& error) {
         return "the database does not open: " + error.text().toUtf8();
     }
@@ -197,7 +187,7 @@ QByteArray TestPowerCut::judge(const QStringList& found, qsizetype cut)
         if (states[index].dump == found)
             return {};
     }
-    return "the state is none that was possible:\n" + difference(found, states[oldest].dump);
+    return "the content matches no possible state:\n" + difference(found, states[oldest].dump);
 }
 
 QTEST_GUILESS_MAIN(TestPowerCut)

@@ -23,11 +23,12 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// Counts down to the step of a statement that fails; at 0 none does.
+// Counts down to the sqlite3_step() that fails; 0 when no step fails.
 int stepsToFailure = 0;
 
-// Not those that sqlite3_exec() runs: it does not look at what a step has returned.
-bool isOfAQuery(sqlite3_stmt* statement)
+// Leaves out the statements that sqlite3_exec() runs, because it does not check what a step
+// returns.
+bool isQuery(sqlite3_stmt* statement)
 {
     const QByteArrayView sql(sqlite3_sql(statement));
     return sql.startsWith("SELECT") || sql.startsWith("INSERT") || sql.startsWith("UPDATE") ||
@@ -36,12 +37,12 @@ bool isOfAQuery(sqlite3_stmt* statement)
 
 } // namespace
 
-// Found before the SQLite library's own, as the program comes first in the search for symbols.
+// Replaces the function of the SQLite library, because symbols are looked up in the program first.
 extern "C" Q_DECL_EXPORT int sqlite3_step(sqlite3_stmt* statement)
 {
     using Step = int (*)(sqlite3_stmt*);
     static const auto step = reinterpret_cast<Step>(::dlsym(RTLD_NEXT, "sqlite3_step"));
-    if (stepsToFailure > 0 && isOfAQuery(statement) && --stepsToFailure == 0)
+    if (stepsToFailure > 0 && isQuery(statement) && --stepsToFailure == 0)
         return SQLITE_IOERR;
     return step(statement);
 }
@@ -57,47 +58,44 @@ void makeFile(const QString& path)
     file.write("content");
 }
 
-/// A root folder with two folders and four files that were scanned, one folder and two files of
-/// which are gone from the disk since then.
-class Place
+/// A scanned root folder with two folders and four files. One folder and its two files have since
+/// been deleted from the disk.
+class ScannedTree
 {
 public:
-    Place()
+    ScannedTree()
     {
         for (const QString& name : {u"kept"_s, u"gone"_s}) {
             QDir(rootPath()).mkpath(name);
             makeFile(rootPath() + u'/' + name + u"/one"_s);
             makeFile(rootPath() + u'/' + name + u"/two"_s);
         }
-        Session session(Output(stdout, stderr, {}, {}));
-        session.databaseOption = databasePath().toStdString();
-        session.createDatabase();
+        const auto session = newSession();
+        session->createDatabase();
         sync::config::FolderConfiguration root;
         root.setParentId(0);
         root.setClientPath(rootPath());
         root.setServerPath(u"/server"_s);
         root.setFolderOption(sync::config::WithSubfolders);
-        session.folders().Add(root);
-        scan(session);
+        session->folders().Add(root);
+        scan(*session);
         QDir(rootPath() + u"/gone"_s).removeRecursively();
     }
 
     /// What `velmioctl scan --prune` does. Throws CommandError.
     void prune()
     {
-        Session session(Output(stdout, stderr, {}, {}));
-        session.databaseOption = databasePath().toStdString();
-        scan(session);
+        const auto session = newSession();
+        scan(*session);
     }
 
-    /// The paths of the folders and files that are registered.
+    /// The paths of all folder and file records, relative to the root.
     QStringList registered() const
     {
-        Session session(Output(stdout, stderr, {}, {}));
-        session.databaseOption = databasePath().toStdString();
+        const auto session = newSession();
         const auto query =
-            session.database().select(u"SELECT clientPath FROM FolderConfiguration UNION "
-                                      u"SELECT clientPath FROM FileConfiguration ORDER BY 1"_s);
+            session->database().select(u"SELECT clientPath FROM FolderConfiguration UNION "
+                                       u"SELECT clientPath FROM FileConfiguration ORDER BY 1"_s);
         QStringList paths;
         while (query->next())
             paths.append(query->value(0).toString().mid(rootPath().size()));
@@ -107,6 +105,13 @@ public:
 private:
     QString rootPath() const { return directory.filePath(u"root"_s); }
     QString databasePath() const { return directory.filePath(u"configuration.db"_s); }
+
+    std::unique_ptr<Session> newSession() const
+    {
+        auto session = std::make_unique<Session>(Output(stdout, stderr, {}, {}));
+        session->databaseOption = databasePath().toStdString();
+        return session;
+    }
 
     static void scan(Session& session)
     {
@@ -121,44 +126,45 @@ private:
     QTemporaryDir directory{sync::test::scratchTemplate()};
 };
 
-// Empty, or what is wrong with a scan whose statement of that number fails.
+// Makes one step of a scan fail and returns what is wrong afterwards, or an empty text. Sets
+// `reached` to false if the scan has fewer steps.
 QString findingOf(int failing, bool& reached)
 {
     const QStringList kept{{}, u"/kept"_s, u"/kept/one"_s, u"/kept/two"_s};
-    Place place;
+    ScannedTree tree;
     stepsToFailure = failing;
     bool failed = false;
     try {
-        place.prune();
+        tree.prune();
     } catch (const CommandError&) {
         failed = true;
     }
     reached = stepsToFailure == 0;
     stepsToFailure = 0;
 
-    const QStringList after = place.registered();
+    const QStringList after = tree.registered();
     for (const QString& path : kept) {
         if (!after.contains(path))
-            return u"the record of \"%1\" is gone"_s.arg(path);
+            return u"the record of \"%1\" is missing"_s.arg(path);
     }
     if (!failed && after != kept)
-        return u"it says that all is done, and left %1"_s.arg(after.join(u' '));
-    place.prune();
-    if (place.registered() != kept)
-        return u"the next scan left %1"_s.arg(place.registered().join(u' '));
+        return u"the scan reports success and leaves %1"_s.arg(after.join(u' '));
+    tree.prune();
+    if (tree.registered() != kept)
+        return u"the next scan leaves %1"_s.arg(tree.registered().join(u' '));
     return {};
 }
 
 } // namespace
 
-/// Each step of each query fails once during `velmioctl scan --prune`, whose removals follow
-/// from what it reads: no record of a file or folder that is still there is removed.
+/// Makes each step of each query fail once during `velmioctl scan --prune`, which removes records
+/// depending on what it reads: it never removes the record of a file or folder that exists.
 class TestScanFailures : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void scanPrunesNothingBecauseOfAFailedRead()
+    void failedStepPrunesNoExistingEntry()
     {
         int failing = 1;
         for (bool reached = true; reached; ++failing) {

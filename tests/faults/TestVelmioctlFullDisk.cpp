@@ -8,18 +8,18 @@
 
 using namespace Qt::StringLiterals;
 
-/// Runs velmioctl on a disk that is full, or that its own work fills.
+/// Runs velmioctl on a disk that is full or that becomes full.
 class TestVelmioctlFullDisk : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
     void init();
-    void initSaysThatTheDiskIsFull();
-    void addSaysThatTheDiskIsFullAndWorksAfterwards();
-    void scanIsCarriedOnWhenThereIsSpace();
-    void doctorReadsTheRecordsAllTheSame();
-    void exportReadsAllTheSame();
+    void initReportsAFullDisk();
+    void addReportsAFullDiskAndWorksAfterwards();
+    void scanContinuesWhenThereIsSpace();
+    void doctorStillReadsTheRecords();
+    void exportReadsTheWholeStore();
 
 private:
     VelmioctlRun runWith(qint64 budget, const QStringList& arguments) const;
@@ -52,14 +52,14 @@ void TestVelmioctlFullDisk::verifyMessage(const VelmioctlRun& run)
     QVERIFY(!run.errors.contains(u"damaged"));
 }
 
-void TestVelmioctlFullDisk::initSaysThatTheDiskIsFull()
+void TestVelmioctlFullDisk::initReportsAFullDisk()
 {
     verifyMessage(runWith(0, {u"init"_s}));
 
     QCOMPARE(tool->run({u"init"_s}).exitCode, 0);
 }
 
-void TestVelmioctlFullDisk::addSaysThatTheDiskIsFullAndWorksAfterwards()
+void TestVelmioctlFullDisk::addReportsAFullDiskAndWorksAfterwards()
 {
     const QStringList addServer{
         u"server"_s,
@@ -71,13 +71,13 @@ void TestVelmioctlFullDisk::addSaysThatTheDiskIsFullAndWorksAfterwards()
     QCOMPARE(tool->run({u"init"_s}).exitCode, 0);
     QCOMPARE(tool->run(addServer).exitCode, 0);
 
-    verifyMessage(runWith(33'000, addServer)); // enough for the index of the log
+    verifyMessage(runWith(33'000, addServer)); // enough for the WAL index
 
     QCOMPARE(tool->run(addServer).exitCode, 0);
     QCOMPARE(tool->json({u"server"_s, u"list"_s}).array().size(), 2);
 }
 
-void TestVelmioctlFullDisk::scanIsCarriedOnWhenThereIsSpace()
+void TestVelmioctlFullDisk::scanContinuesWhenThereIsSpace()
 {
     tool->makeFolder(u"root"_s);
     for (int number = 0; number < 300; ++number)
@@ -92,7 +92,7 @@ void TestVelmioctlFullDisk::scanIsCarriedOnWhenThereIsSpace()
     QCOMPARE(tool->run({u"status"_s}).exitCode, 0);
 }
 
-void TestVelmioctlFullDisk::doctorReadsTheRecordsAllTheSame()
+void TestVelmioctlFullDisk::doctorStillReadsTheRecords()
 {
     QCOMPARE(tool->run({u"init"_s}).exitCode, 0);
     const QStringList addRoot{u"folder"_s,        u"add"_s, u"gone"_s,       u"--missing-ok"_s,
@@ -108,12 +108,12 @@ void TestVelmioctlFullDisk::doctorReadsTheRecordsAllTheSame()
         QVERIFY2(run.output.contains(part), qPrintable(part + u'\n' + run.output));
 }
 
-void TestVelmioctlFullDisk::exportReadsAllTheSame()
+void TestVelmioctlFullDisk::exportReadsTheWholeStore()
 {
     const QString path = tool->databasePath();
     QCOMPARE(tool->run({u"init"_s}).exitCode, 0);
     const VelmioctlRun whole = runWith(0, {u"export"_s});
-    // What a crash leaves: changes that only the WAL holds.
+    // As after a crash: some changes are only in the WAL.
     sync::test::DatabaseFiles left;
     {
         sync::test::RawDatabase writer(path);

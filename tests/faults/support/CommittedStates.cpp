@@ -34,8 +34,8 @@ CommittedStates::CommittedStates(QString path, std::function<qsizetype()> positi
     : path(std::move(path))
     , position(std::move(position))
 {
-    note(dumpOf(this->path));
-    onCommit = [this] { noteBeforeCommit(); };
+    record(dumpOf(this->path));
+    onCommit = [this] { recordBeforeCommit(); };
     sqlite3_auto_extension(Extension);
 }
 
@@ -47,28 +47,28 @@ CommittedStates::~CommittedStates()
 
 const QList<CommittedStates::State>& CommittedStates::states()
 {
-    note(dumpOf(path));
-    return noted;
+    record(dumpOf(path));
+    return recorded;
 }
 
-void CommittedStates::note(const QStringList& dump)
+void CommittedStates::record(const QStringList& dump)
 {
-    if (!noted.isEmpty() && noted.last().dump == dump)
+    if (!recorded.isEmpty() && recorded.last().dump == dump)
         return;
-    noted.append({dump, begun});
+    recorded.append({dump, begun});
     commitBegun = false;
 }
 
-// The commit itself shows with the next note only: a state is noted with the first of the commits
-// that may have made it.
-void CommittedStates::noteBeforeCommit()
+// The result of a commit is only seen at the next call. A state is therefore recorded with the
+// first commit that may have produced it.
+void CommittedStates::recordBeforeCommit()
 {
     try {
-        note(dumpOf(path));
+        record(dumpOf(path));
     } catch (const std::runtime_error&) {
-        // Without a write-ahead log the writer shuts out all readers by now, and has not yet
-        // changed the file.
-        note(dumpOfLocked(path));
+        // Without a WAL, the writer holds an exclusive lock at this point. It has not changed the
+        // file yet.
+        record(dumpOfLocked(path));
     }
     if (!std::exchange(commitBegun, true))
         begun = position();

@@ -9,36 +9,35 @@
 
 namespace sync::test {
 
-/// Notes what each commit of this process makes of a database, for as long as it lives.
+/// Records the state of a database after each commit of this process, for as long as it lives.
 ///
-/// One at a time, and only for connections that are opened meanwhile.
+/// Only one may exist at a time. It sees only connections that are opened while it exists.
 class CommittedStates
 {
 public:
     struct State
     {
         QStringList dump;
-        /// Where the journey stood when the commit that made it was begun.
+        /// Position in the journey when the commit that produced this state began.
         qsizetype begun = 0;
     };
 
-    /// The file exists. `position` tells where the journey stands.
+    /// The file must exist. `position` returns the current position in the journey.
     CommittedStates(QString path, std::function<qsizetype()> position);
     ~CommittedStates();
     CommittedStates(const CommittedStates&) = delete;
     CommittedStates& operator=(const CommittedStates&) = delete;
 
-    /// The state at the beginning and those that the commits have made of it, up to now. Each
-    /// differs from the one before it.
+    /// The initial state and the states after the commits so far. Consecutive states differ.
     const QList<State>& states();
 
 private:
-    void note(const QStringList& dump);
-    void noteBeforeCommit();
+    void record(const QStringList& dump);
+    void recordBeforeCommit();
 
     const QString path;
     const std::function<qsizetype()> position;
-    QList<State> noted;
+    QList<State> recorded;
     qsizetype begun = 0;
     bool commitBegun = false;
 };

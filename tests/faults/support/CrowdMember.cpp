@@ -22,11 +22,11 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::seconds LongestWait{5};
 
-/// What a thread of a crowd has done.
+/// What one thread has done.
 struct Report
 {
     std::vector<long long> microseconds;
-    int lonelyRows = 0;
+    int singleRows = 0;
     int groupedRows = 0;
     QString error;
 };
@@ -58,7 +58,7 @@ public:
         return until([this] {
             readGroups();
             readOne();
-            // As a client that has other work to do.
+            // A client has other work to do between reads.
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
         });
     }
@@ -76,7 +76,7 @@ private:
         return report;
     }
 
-    /// Runs an operation, and notes how long it took.
+    /// Runs an operation and records its duration.
     template <typename Operation>
     bool timed(Operation operation)
     {
@@ -86,7 +86,7 @@ private:
         report.microseconds.push_back(
             std::chrono::duration_cast<std::chrono::microseconds>(took).count());
         if (took > LongestWait)
-            report.error = u"it took %1 us"_s.arg(report.microseconds.back());
+            report.error = u"an operation took %1 us"_s.arg(report.microseconds.back());
         return succeeded;
     }
 
@@ -98,16 +98,15 @@ private:
 
     bool store(int folderId, int row)
     {
-        FileConfiguration file = sampleFile(crowdPath(folderId, row), folderId, 1);
-        return managers.files.Add(file);
+        return managers.addFile(crowdPath(folderId, row), folderId, 1);
     }
 
     void storeOne()
     {
-        const int folderId = lonelyFolderOf(process, thread);
-        if (!timed([&] { return store(folderId, report.lonelyRows); }))
+        const int folderId = singlesFolderOf(process, thread);
+        if (!timed([&] { return store(folderId, report.singleRows); }))
             return fail(u"storing a row"_s);
-        ++report.lonelyRows;
+        ++report.singleRows;
     }
 
     void storeGroup()
@@ -135,7 +134,7 @@ private:
             return true;
         });
         if (rows % CrowdGroup != 0)
-            report.error = u"half a transaction can be seen"_s;
+            report.error = u"part of a transaction is visible"_s;
         if (managers.errors() > 0)
             fail(u"reading a group"_s);
     }
@@ -144,7 +143,7 @@ private:
     {
         timed([this] {
             managers.files.GetFileConfigurationByClientPath(
-                crowdPath(lonelyFolderOf(0, 0), chance.bounded(1000)));
+                crowdPath(singlesFolderOf(0, 0), chance.bounded(1000)));
             return true;
         });
         if (managers.errors() > 0)
@@ -161,7 +160,7 @@ private:
 
 void print(const Report& report, int process, int thread)
 {
-    std::printf("rows %d %d\n", lonelyFolderOf(process, thread), report.lonelyRows);
+    std::printf("rows %d %d\n", singlesFolderOf(process, thread), report.singleRows);
     std::printf("rows %d %d\n", groupFolderOf(process, thread), report.groupedRows);
     for (const long long took : report.microseconds)
         std::printf("took %lld\n", took);
@@ -171,14 +170,14 @@ void print(const Report& report, int process, int thread)
 
 } // namespace
 
-int lonelyFolderOf(int writer, int thread)
+int singlesFolderOf(int writer, int thread)
 {
     return 2 * (writer * CrowdThreads + thread) + 1;
 }
 
 int groupFolderOf(int writer, int thread)
 {
-    return lonelyFolderOf(writer, thread) + 1;
+    return singlesFolderOf(writer, thread) + 1;
 }
 
 QString crowdPath(int folderId, int row)

@@ -5,25 +5,26 @@
 
 namespace sync::test {
 
-/// How many threads each process of a crowd has.
+/// The number of threads in each process of a crowd.
 constexpr int CrowdThreads = 4;
 
-/// How many rows of a folder a writer stores in one transaction: a reader sees all or none.
+/// The number of rows that a writer stores in one transaction. A reader sees all of them or none.
 constexpr int CrowdGroup = 10;
 
-/// The folder of a thread of a writer, and the one for its transactions. Ids count from 1.
-int lonelyFolderOf(int writer, int thread);
+/// The folder for the single rows of a writer's thread, and the one for its transactions. Ids count
+/// from 1.
+int singlesFolderOf(int writer, int thread);
 int groupFolderOf(int writer, int thread);
 
-/// The path of a thread's row number `row`.
+/// The path of row number `row` of a folder.
 QString crowdPath(int folderId, int row);
 
-/// One process of a crowd. `arguments` are "writer" or "reader", the database, its number, and for
-/// how many milliseconds it goes on.
+/// Runs one process of a crowd. `arguments` are "writer" or "reader", the database, the number of
+/// the process, and its duration in milliseconds.
 ///
-/// A writer prints lines of a word and numbers: "rows FOLDER COUNT" for what it was told is stored,
-/// and "took MICROSECONDS" for each write. Returns 1 when anything fails or takes longer than 5 s,
-/// with the text on standard error.
+/// A writer prints "rows FOLDER COUNT" for the rows whose write returned success, and "took
+/// MICROSECONDS" for each write. Returns 1, with a text on standard error, when anything fails or
+/// takes longer than 5 s.
 int runCrowdMember(const QStringList& arguments);
 
 } // namespace sync::test

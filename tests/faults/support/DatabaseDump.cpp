@@ -24,8 +24,8 @@ QString passwordMark(const QByteArray& enciphered)
     return u"password "_s + QString::fromLatin1(sum.toHex().left(16));
 }
 
-// Differs between two databases that are alike otherwise.
-bool isAtRandom(const char* column)
+// True for columns that differ between otherwise equal databases.
+bool differsByStore(const char* column)
 {
     constexpr const char* Names[] = {"storeId", "machineStamp", "createdTime"};
     return std::any_of(std::begin(Names), std::end(Names), [column](const char* name) {
@@ -35,7 +35,7 @@ bool isAtRandom(const char* column)
 
 QString columnText(sqlite3_stmt* row, int column)
 {
-    if (isAtRandom(sqlite3_column_name(row, column)))
+    if (differsByStore(sqlite3_column_name(row, column)))
         return u"*"_s;
     const QByteArray bytes(
         static_cast<const char*>(sqlite3_column_blob(row, column)),

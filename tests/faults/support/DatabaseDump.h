@@ -7,26 +7,26 @@
 
 namespace sync::test {
 
-/// All that a database holds: a line for each row, the tables in the order of their names.
+/// The whole content of a database: one line for each row, with the tables ordered by name.
 ///
-/// Read by the plain SQLite library with its own file access. Passwords show as the checksum of
-/// what they decipher to, since enciphering the same one twice gives two values; who the store is
-/// does not show.
+/// Read by the plain SQLite library through its own VFS. A password is shown as the checksum of the
+/// deciphered text, because enciphering the same password twice produces two different values. The
+/// identity of the store is left out.
 QStringList dumpOf(const QString& path);
 
-/// The same, of the file alone, whoever has locked it.
+/// The same for the database file alone, ignoring locks and the WAL.
 QStringList dumpOfLocked(const QString& path);
 
-/// What a check of the whole file finds; nothing when it is sound.
+/// The findings of SQLite's integrity check; empty when the file is intact.
 QStringList integrityOf(const QString& path);
 
-/// Both: what the check finds stands in front.
+/// The findings of the integrity check, followed by the dump.
 QStringList checkedDumpOf(const QString& path);
 
-/// The texts of tables, indexes and triggers.
+/// The SQL of the tables, indexes and triggers.
 QStringList schemaOf(const QString& path);
 
-/// The lines that only one of two dumps has, for the message of a test.
+/// The lines that occur in only one of two dumps, for a test message.
 QByteArray difference(const QStringList& actual, const QStringList& expected);
 
 } // namespace sync::test

@@ -18,7 +18,7 @@ IoFate DiskBudget::before(const IoCall& call)
     qint64 size = 0;
     if (call.kind == IoCall::Write) {
         size = call.offset + call.bytes.size();
-    } else if (call.kind == IoCall::ShmMap && call.thorough) {
+    } else if (call.kind == IoCall::ShmMap && call.flag) {
         path += "-shm";
         size = call.offset;
     }

@@ -7,8 +7,7 @@
 
 namespace sync::test {
 
-/// A disk on which the files of SQLite may grow by so many bytes in all, until there is space
-/// again.
+/// A disk on which SQLite's files may grow by a limited number of bytes in total.
 class DiskBudget : public IoWatcher
 {
 public:
@@ -16,7 +15,7 @@ public:
 
     IoFate before(const IoCall& call) override;
 
-    /// Somebody has made space.
+    /// Removes the limit.
     void lift();
 
 private:

@@ -28,7 +28,7 @@ void apply(QByteArray& content, const DiskEvent& change)
     std::copy(change.bytes.begin(), change.bytes.end(), content.begin() + change.offset);
 }
 
-/// A file with what is on the disk for sure, and what may have reached it since.
+/// The content of a file that is certainly on disk, and the later changes that may be.
 struct Content
 {
     QByteArray synced;
@@ -42,13 +42,13 @@ struct Content
     }
 };
 
-/// Where a name leads: for the processes, and in the folder as it is on the disk for sure.
+/// The file that a name refers to: as processes see it, and in the last synced state of the folder.
 struct Name
 {
     std::optional<Content> current;
-    std::optional<Content> onDisk; // when it is not `current`
-    bool folderSynced = true;      // then it is
-    bool syncsFolder = false;      // the next sync of the file syncs its folder, too (os_unix.c)
+    std::optional<Content> onDisk; // valid unless `folderSynced`
+    bool folderSynced = true;      // the synced folder contains `current`
+    bool syncsFolder = false;      // the next sync of the file also syncs its folder (os_unix.c)
 };
 
 class Disk
@@ -56,10 +56,10 @@ class Disk
 public:
     explicit Disk(const DatabaseFiles& start)
     {
-        // The program itself has created and synced the database file.
+        // The library has created and synced the database file.
         names[DiskEvent::Database].current = Content{start.database};
-        if (!start.log.isEmpty())
-            names[DiskEvent::Log].current = Content{start.log};
+        if (!start.wal.isEmpty())
+            names[DiskEvent::Wal].current = Content{start.wal};
         if (!start.journal.isEmpty())
             names[DiskEvent::Journal].current = Content{start.journal};
     }
@@ -121,7 +121,7 @@ Disk diskAfter(const DatabaseFiles& start, const QList<DiskEvent>& events, qsize
     return disk;
 }
 
-/// Decides what becomes of what was not synced.
+/// Decides which unsynced changes survive.
 class PowerCut
 {
 public:
@@ -133,8 +133,8 @@ public:
 
     QByteArray contentOf(const Name& name)
     {
-        const bool asOnDisk = !name.folderSynced && chance.bounded(2) == 0;
-        const std::optional<Content>& content = asOnDisk ? name.onDisk : name.current;
+        const bool folderIsOld = !name.folderSynced && chance.bounded(2) == 0;
+        const std::optional<Content>& content = folderIsOld ? name.onDisk : name.current;
         return content ? survivingContent(*content) : QByteArray();
     }
 
@@ -150,7 +150,7 @@ private:
         const qsizetype grownSize = sizeAfter(content);
         if (survivors != Nothing && survivors != Everything && bytes.size() < grownSize &&
             chance.bounded(2) == 0)
-            appendAnything(bytes, grownSize - bytes.size());
+            appendRandomBytes(bytes, grownSize - bytes.size());
         for (const DiskEvent& change : changes)
             apply(bytes, change);
         return bytes;
@@ -209,7 +209,7 @@ private:
         return size;
     }
 
-    void appendAnything(QByteArray& bytes, qsizetype count)
+    void appendRandomBytes(QByteArray& bytes, qsizetype count)
     {
         for (qsizetype index = 0; index < count; ++index)
             bytes.append(static_cast<char>(chance.bounded(256)));
@@ -246,7 +246,7 @@ void DiskRecorder::after(const IoCall& call)
     const auto file = static_cast<DiskEvent::File>(suffix - std::begin(Suffixes));
     switch (call.kind) {
     case IoCall::Open:
-        if (call.thorough)
+        if (call.flag)
             recorded.append({DiskEvent::Open, file, {}});
         return;
     case IoCall::Write:
@@ -259,7 +259,7 @@ void DiskRecorder::after(const IoCall& call)
         recorded.append({DiskEvent::Sync, file, {}});
         return;
     case IoCall::Delete:
-        recorded.append({DiskEvent::Delete, file, {}, 0, call.thorough});
+        recorded.append({DiskEvent::Delete, file, {}, 0, call.flag});
         return;
     default:
         return;
@@ -273,7 +273,7 @@ DatabaseFiles diskAfterCut(
     const Disk disk = diskAfter(start, events, count);
     PowerCut cut(chance);
     return {
-        cut.contentOf(disk.names[DiskEvent::Database]), cut.contentOf(disk.names[DiskEvent::Log]),
+        cut.contentOf(disk.names[DiskEvent::Database]), cut.contentOf(disk.names[DiskEvent::Wal]),
         cut.contentOf(disk.names[DiskEvent::Journal])};
 }
 
@@ -282,7 +282,7 @@ DatabaseFiles diskAfterKill(
 {
     const Disk disk = diskAfter(start, events, count);
     return {
-        currentContent(disk.names[DiskEvent::Database]), currentContent(disk.names[DiskEvent::Log]),
+        currentContent(disk.names[DiskEvent::Database]), currentContent(disk.names[DiskEvent::Wal]),
         currentContent(disk.names[DiskEvent::Journal])};
 }
 

@@ -11,20 +11,20 @@
 
 namespace sync::test {
 
-/// Something that SQLite did to the disk.
+/// A change that SQLite made to the disk.
 struct DiskEvent
 {
     enum Kind { Open, Write, Truncate, Sync, Delete };
-    enum File { Database, Log, Journal };
+    enum File { Database, Wal, Journal };
 
     Kind kind;
     File file;
     QByteArray bytes;    // of a Write
     qint64 offset = 0;   // of a Write; the size of a Truncate
-    bool synced = false; // whether a Delete has synced the folder
+    bool synced = false; // true if a Delete also synced the folder
 };
 
-/// Notes what SQLite does to a database and the files beside it.
+/// Records the changes that SQLite makes to a database and its companion files.
 class DiskRecorder : public IoWatcher
 {
 public:
@@ -39,16 +39,17 @@ private:
     QList<DiskEvent> recorded;
 };
 
-/// What a disk holds when the power is cut after the first `count` events that began with `start`.
+/// The content of a disk that held `start`, when the power is cut after the first `count` events.
 ///
-/// What was synced is there. Of what was not, `chance` decides: all, nothing, single writes, or
-/// single sectors of 512 bytes of them, in any order; new files may be missing and deleted ones
-/// back. Where a file has grown without its content, there are zeros or anything.
+/// Synced content survives. For the rest, `chance` decides: everything, nothing, single writes or
+/// single sectors of 512 bytes survive, in any order; a new file may be missing, and a deleted file
+/// may still exist. If a file has grown but the write was lost, the gap holds zeros or random
+/// bytes.
 DatabaseFiles diskAfterCut(
     const DatabaseFiles& start, const QList<DiskEvent>& events, qsizetype count,
     QRandomGenerator& chance);
 
-/// What it holds when the process is killed there: all that was written.
+/// The content when only the process is killed at that point: everything that was written.
 DatabaseFiles diskAfterKill(
     const DatabaseFiles& start, const QList<DiskEvent>& events, qsizetype count);
 

@@ -26,7 +26,7 @@ DatabaseFiles DatabaseFiles::read(const QString& path)
 void DatabaseFiles::write(const QString& path) const
 {
     writeOrRemove(path, database);
-    writeOrRemove(path + u"-wal"_s, log);
+    writeOrRemove(path + u"-wal"_s, wal);
     writeOrRemove(path + u"-journal"_s, journal);
     writeOrRemove(path + u"-shm"_s, {});
 }

@@ -6,24 +6,23 @@
 
 namespace sync::test {
 
-/// A database with the files that SQLite keeps beside it, as bytes.
+/// The bytes of a database and of its companion files. An empty text stands for a missing file.
 struct DatabaseFiles
 {
     QByteArray database;
-    QByteArray log;
+    QByteArray wal;
     QByteArray journal;
 
-    /// What is at the path now; what does not exist is empty.
     static DatabaseFiles read(const QString& path);
 
-    /// Puts the bytes there in place of what is there; empty ones give no file.
+    /// Replaces the files at the path.
     void write(const QString& path) const;
 };
 
-/// Empty when there is no such file.
+/// Empty when the file does not exist.
 QByteArray readFile(const QString& path);
 
-/// Ends the process when that is not possible.
+/// Ends the process when the file cannot be written.
 void writeFile(const QString& path, const QByteArray& bytes);
 
 } // namespace sync::test

@@ -5,7 +5,8 @@
 
 namespace {
 
-/// Loaded into another program by LD_PRELOAD: SQLite's files may grow by VELMIO_DISK_BUDGET bytes.
+/// Loaded into another program by LD_PRELOAD: limits the growth of SQLite's files to
+/// VELMIO_DISK_BUDGET bytes.
 class Preload
 {
 public:
@@ -20,7 +21,7 @@ const Preload preload;
 
 } // namespace
 
-// What the system says of the space on such a disk.
+// Reports the budget as the free space of the disk.
 extern "C" Q_DECL_EXPORT int statvfs64(const char* path, struct statvfs64* status)
 {
     using Function = int (*)(const char*, struct statvfs64*);

@@ -22,19 +22,19 @@ namespace {
 const QString TreesPath = u"/trees/"_s;
 const QString RootsPath = u"/roots/"_s;
 constexpr int TreeFolders = 20;
-constexpr int FilesOfAFolder = 5;
+constexpr int FilesPerFolder = 5;
 
 QString wholeTree()
 {
-    return u"%1 folders, %2 files"_s.arg(1 + TreeFolders).arg(TreeFolders * FilesOfAFolder);
+    return u"%1 folders, %2 files"_s.arg(1 + TreeFolders).arg(TreeFolders * FilesPerFolder);
 }
 
-// At once, and not when a buffer is full: the process is killed at any moment.
+// Unbuffered, because the process can be killed at any moment.
 void say(const QString& line)
 {
     const QByteArray bytes = line.toUtf8() + '\n';
     if (::write(STDOUT_FILENO, bytes.constData(), static_cast<std::size_t>(bytes.size())) < 0)
-        throw std::runtime_error("nobody listens");
+        throw std::runtime_error("standard output is closed");
 }
 
 class Client
@@ -106,7 +106,7 @@ private:
     {
         say(u"try "_s + operation);
         if (!act())
-            throw std::runtime_error("it fails to " + operation.toStdString());
+            throw std::runtime_error("operation failed: " + operation.toStdString());
         say(u"did "_s + operation);
     }
 
@@ -128,14 +128,12 @@ private:
         });
     }
 
-    // Alone, and not in a transaction as plant() does it.
+    // Adds a single root, without the transaction that plant() uses.
     void plantRoot()
     {
         const QString rootPath = RootsPath + run + u'-' + QString::number(++count);
-        perform(u"set %1 root"_s.arg(rootPath), [&] {
-            FolderConfiguration root = sampleFolder(rootPath, 0, -1);
-            return managers->folders->Add(root);
-        });
+        perform(
+            u"set %1 root"_s.arg(rootPath), [&] { return managers->addFolder(rootPath, 0, -1); });
     }
 
     bool plant(const QString& rootPath)
@@ -146,10 +144,9 @@ private:
             const QString folderPath = rootPath + u'/' + QString::number(number);
             FolderConfiguration folder = sampleFolder(folderPath, root.getId(), root.getId());
             planted = managers->folders->Add(folder);
-            for (int file = 0; planted && file < FilesOfAFolder; ++file) {
-                FileConfiguration record = sampleFile(
-                    folderPath + u'/' + QString::number(file), folder.getId(), root.getId());
-                planted = managers->files.Add(record);
+            for (int file = 0; planted && file < FilesPerFolder; ++file) {
+                const QString filePath = folderPath + u'/' + QString::number(file);
+                planted = managers->addFile(filePath, folder.getId(), root.getId());
             }
         }
         return planted && managers->files.commit();
@@ -183,7 +180,7 @@ int runKillableClient(const QStringList& arguments)
 ClientRows clientRowsOf(Managers& managers)
 {
     ClientRows rows;
-    QMap<QString, int> folders; // root path -> how many
+    QMap<QString, int> folders; // root path -> number of folders
     QMap<QString, int> files;
     const auto rootOf = [](const QString& path) { return path.section(u'/', 0, 2); };
     const auto allFolders = managers.folders->GetAll();

@@ -9,28 +9,28 @@ namespace sync::test {
 
 class Managers;
 
-/// A program that changes a database until it is killed. Before each operation it writes a line
-/// "try OPERATION" to standard output, and "did OPERATION" when it has returned.
+/// A program that changes a database until it is killed. It writes a line "try OPERATION" to
+/// standard output before each operation, and "did OPERATION" after it.
 ///
-/// `arguments` are what it does, the database, and a number that no other run has:
+/// `arguments` are the action, the database, and a number that is unique to this run. The actions:
 ///
 ///     rows         stores roots and files, and changes the files
-///     trees        stores a root with its folders and files in a transaction, and removes it again
+///     trees        stores a root with its folders and files in one transaction, then removes it
 ///     checkpoints  stores files, and closes the database after each
 ///     rekey        changes the key of the passwords
-///     open         opens the database, once, and waits
+///     open         opens the database once and waits
 ///
-/// Returns when something fails, with the text on standard error.
+/// Returns only on failure, with a text on standard error.
 int runKillableClient(const QStringList& arguments);
 
-/// What a killable client keeps in a database: a file's client path -> its server path, a root's ->
-/// "root", and that of a tree's root -> how many folders and files it has.
+/// The rows of a killable client, by client path: the server path of a file, "root" for a single
+/// root, and the number of folders and files for the root of a tree.
 using ClientRows = QMap<QString, QString>;
 
-/// Reads what is there.
+/// Reads the rows that are stored.
 ClientRows clientRowsOf(Managers& managers);
 
-/// What an operation of the client makes of it.
+/// The rows after an operation of the client.
 ClientRows after(const QString& operation, ClientRows rows);
 
 } // namespace sync::test

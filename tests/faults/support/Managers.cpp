@@ -14,16 +14,6 @@ namespace {
 
 const QDateTime SampleTime(QDate(2024, 3, 1), QTime(10, 0, 0, 1), Qt::UTC);
 
-bool addServers(Managers& managers)
-{
-    for (const QString& alias : {u"alpha"_s, u"beta"_s, u"gamma"_s}) {
-        ServerConfiguration server = sampleServer(alias);
-        if (!managers.servers.Add(server))
-            return false;
-    }
-    return true;
-}
-
 bool addProducts(Managers& managers)
 {
     for (const int number : {1, 2}) {
@@ -53,40 +43,32 @@ bool addSignIns(Managers& managers)
     return true;
 }
 
-bool addFolder(Managers& managers, const QString& path, int parentId, int rootId)
-{
-    FolderConfiguration folder = sampleFolder(path, parentId, rootId);
-    return managers.folders->Add(folder);
-}
-
 bool addFolders(Managers& managers)
 {
-    return addFolder(managers, u"/velmio-samples/a"_s, 0, -1) &&
-           addFolder(managers, u"/velmio-samples/a/docs"_s, 1, 1) &&
-           addFolder(managers, u"/velmio-samples/a/docs/old"_s, 2, 1) &&
-           addFolder(managers, u"/velmio-samples/a/pics"_s, 1, 1) &&
-           addFolder(managers, u"/velmio-samples/b"_s, 0, -1) &&
-           addFolder(managers, u"/velmio-samples/b/x"_s, 5, 5) &&
-           addFolder(managers, u"/velmio-samples/c"_s, 78, 78);
+    return managers.addFolder(u"/velmio-samples/a"_s, 0, -1) &&
+           managers.addFolder(u"/velmio-samples/a/docs"_s, 1, 1) &&
+           managers.addFolder(u"/velmio-samples/a/docs/old"_s, 2, 1) &&
+           managers.addFolder(u"/velmio-samples/a/pics"_s, 1, 1) &&
+           managers.addFolder(u"/velmio-samples/b"_s, 0, -1) &&
+           managers.addFolder(u"/velmio-samples/b/x"_s, 5, 5) &&
+           managers.addFolder(u"/velmio-samples/c"_s, 78, 78);
 }
 
-bool addFile(Managers& managers, const QString& path, int folderId, int rootId)
+bool addFile(Managers& managers, FileConfiguration file, bool syncing)
 {
-    FileConfiguration file = sampleFile(path, folderId, rootId);
-    file.setSyncStatus(folderId == 2 ? FileSyncing : FileNotSynced);
+    file.setSyncStatus(syncing ? FileSyncing : FileNotSynced);
     return managers.files.Add(file);
 }
 
 bool addFiles(Managers& managers)
 {
-    return addFile(managers, u"/velmio-samples/a/one"_s, 1, 1) &&
-           addFile(managers, u"/velmio-samples/a/two"_s, 1, 1) &&
-           addFile(managers, u"/velmio-samples/a/docs/three"_s, 2, 1) &&
-           addFile(managers, u"/velmio-samples/a/docs/four"_s, 2, 1) &&
-           addFile(managers, u"/velmio-samples/a/docs/old/five"_s, 3, 1) &&
-           addFile(managers, u"/velmio-samples/a/pics/six"_s, 4, 1) &&
-           addFile(managers, u"/velmio-samples/b/x/seven"_s, 6, 5) &&
-           addFile(managers, u"/velmio-samples/d/eight"_s, 70, 77);
+    const auto add = [&managers](const QString& path, int folderId, int rootId) {
+        const QString clientPath = u"/velmio-samples/"_s + path;
+        return addFile(managers, sampleFile(clientPath, folderId, rootId), folderId == 2);
+    };
+    return add(u"a/one"_s, 1, 1) && add(u"a/two"_s, 1, 1) && add(u"a/docs/three"_s, 2, 1) &&
+           add(u"a/docs/four"_s, 2, 1) && add(u"a/docs/old/five"_s, 3, 1) &&
+           add(u"a/pics/six"_s, 4, 1) && add(u"b/x/seven"_s, 6, 5) && add(u"d/eight"_s, 70, 77);
 }
 
 bool addDependant(Managers& managers, int parentFileId, FileConfigurationType type)
@@ -95,9 +77,8 @@ bool addDependant(Managers& managers, int parentFileId, FileConfigurationType ty
     FileConfiguration file = sampleFile(path, 1, 1);
     file.setFileType(type);
     file.setParentFileId(parentFileId);
-    // The first generated file: its id is the parent id of the third, too.
-    file.setSyncStatus(parentFileId == 3 ? FileSyncing : FileNotSynced);
-    return managers.files.Add(file);
+    // The id of the first generated file is also the parent id of the third.
+    return addFile(managers, file, parentFileId == 3);
 }
 
 bool addDependants(Managers& managers)
@@ -131,9 +112,28 @@ bool Managers::run(const QString& sql)
     return query->prepare(sql) && query->exec();
 }
 
+bool Managers::addServer(const QString& alias)
+{
+    ServerConfiguration server = sampleServer(alias);
+    return servers.Add(server);
+}
+
+bool Managers::addFolder(const QString& clientPath, int parentId, int rootId)
+{
+    FolderConfiguration folder = sampleFolder(clientPath, parentId, rootId);
+    return folders->Add(folder);
+}
+
+bool Managers::addFile(const QString& clientPath, int folderId, int rootId)
+{
+    FileConfiguration file = sampleFile(clientPath, folderId, rootId);
+    return files.Add(file);
+}
+
 bool fillWithSamples(Managers& managers)
 {
-    return addServers(managers) && addProducts(managers) && addSignIns(managers) &&
+    return managers.addServer(u"alpha"_s) && managers.addServer(u"beta"_s) &&
+           managers.addServer(u"gamma"_s) && addProducts(managers) && addSignIns(managers) &&
            addFolders(managers) && addFiles(managers) && addDependants(managers) &&
            managers.run(u"INSERT INTO Schedules (folderConfigurationId, startTime) "
                         u"VALUES (1, '2024-03-01T10:00:00.000')"_s);
@@ -146,16 +146,16 @@ QByteArray brokenRule(Managers& managers)
     for (const FolderConfiguration& folder : folders) {
         rootOfFolder.insert(folder.getId(), folder.getRootId());
         if (folder.isRoot() && folder.getRootId() != folder.getId())
-            return "a root does not name itself";
+            return "a root folder does not have its own id as root id";
     }
     for (const FolderConfiguration& folder : folders) {
         if (!folder.isRoot() && rootOfFolder.value(folder.getParentId()) != folder.getRootId())
-            return "a folder has no parent in its tree";
+            return "a folder and its parent are in different trees";
     }
     const auto files = managers.files.GetAll();
     for (const FileConfiguration& file : files) {
         if (rootOfFolder.value(file.getFolderConfigurationId()) != file.getRootFolderId())
-            return "a file has no folder in its tree";
+            return "a file and its folder are in different trees";
     }
     return {};
 }

@@ -13,19 +13,23 @@
 
 namespace sync::test {
 
-/// A host's six managers over one factory of the embedded engine.
+/// The six managers of a host, sharing one factory of the embedded engine.
 class Managers
 {
 public:
     explicit Managers(std::shared_ptr<database::SqliteDatabaseFactory> factory);
 
-    /// Opens the database file.
     explicit Managers(const QString& path);
 
-    /// Runs a statement of the test's own; false when it fails.
+    /// Runs an SQL statement; false when it fails.
     bool run(const QString& sql);
 
-    /// How many failures the factory has counted.
+    /// Add a sample record; false when that fails.
+    bool addServer(const QString& alias);
+    bool addFolder(const QString& clientPath, int parentId, int rootId);
+    bool addFile(const QString& clientPath, int folderId, int rootId);
+
+    /// The number of failures that the factory has counted.
     int errors() const { return factory->failureCount(); }
 
     const std::shared_ptr<database::SqliteDatabaseFactory> factory;
@@ -37,19 +41,20 @@ public:
     config::ScheduleEntryManager schedules;
 };
 
-/// Fills an empty database with a few rows in each table. Ids count from 1; the folders are
+/// Fills an empty database with a few rows in each table; false when an operation fails. Ids count
+/// from 1. The folders, none of which exists on disk:
 ///
-///     1 root, with 2 "docs" (in it 3 "old") and 4 "pics"      5 root, with 6 "x"
-///     7 in no tree: its root 78 does not exist
-///
-/// and no file of theirs exists on the disk. False when an operation fails.
+///     1 root, contains 2 "docs" (contains 3 "old") and 4 "pics"
+///     5 root, contains 6 "x"
+///     7 has the root id 78, which does not exist
 bool fillWithSamples(Managers& managers);
 
-/// Which of the rules does not hold that folders and files keep whatever happens: a root names
-/// itself, a folder has its parent and a file its folder in the same tree. Empty when all do.
+/// Checks the rules that hold for folders and files in every state: a root folder has its own id as
+/// root id, and a folder and its parent, or a file and its folder, are in the same tree. Returns
+/// the rule that is broken, or an empty text.
 QByteArray brokenRule(Managers& managers);
 
-/// A record as the samples have them, not stored yet.
+/// A record like those of the samples, not stored yet.
 config::FolderConfiguration sampleFolder(const QString& clientPath, int parentId, int rootId);
 config::FileConfiguration sampleFile(const QString& clientPath, int folderId, int rootId);
 config::ServerConfiguration sampleServer(const QString& alias);

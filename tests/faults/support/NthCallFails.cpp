@@ -46,7 +46,7 @@ bool NthCallFails::canHit(const IoCall& call) const
     case Fault::InputOutput:
         return true;
     case Fault::FullDisk:
-        return call.kind == IoCall::Write || (call.kind == IoCall::ShmMap && call.thorough);
+        return call.kind == IoCall::Write || (call.kind == IoCall::ShmMap && call.flag);
     case Fault::ShortWrite:
         return call.kind == IoCall::Write;
     }

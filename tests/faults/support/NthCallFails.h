@@ -8,26 +8,25 @@
 
 namespace sync::test {
 
-/// A way for calls to the operating system to fail.
+/// A way in which calls to the operating system fail.
 struct Fault
 {
     enum Kind {
         InputOutput, ///< Any call.
-        FullDisk,    ///< A write, or the growth of the index of the log.
-        ShortWrite,  ///< A write, of which half is done.
+        FullDisk,    ///< A write, or the growth of the WAL index.
+        ShortWrite,  ///< A write, half of which is done.
     };
 
     Kind kind;
-    /// From that call on every one fails, and not that call alone.
+    /// True if all later calls fail, too.
     bool lasting;
 
     QString text() const;
 };
 
-/// All faults there are.
 QList<Fault> allFaults();
 
-/// Has the n-th call fail that a fault can hit.
+/// Makes the n-th call fail, counting only calls that the fault can hit.
 class NthCallFails : public IoWatcher
 {
 public:
@@ -35,7 +34,7 @@ public:
 
     IoFate before(const IoCall& call) override;
 
-    /// The call that failed first; empty when there were not so many calls.
+    /// The call that failed first; empty when there were fewer than n calls.
     QByteArray hit() const { return hitCall; }
 
 private:

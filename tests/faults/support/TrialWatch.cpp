@@ -16,12 +16,12 @@ QByteArray message;
 
 void say() noexcept
 {
-    // A failed write has nowhere to be told.
+    // A failed write cannot be reported.
     [[maybe_unused]] const auto written =
         ::write(STDERR_FILENO, message.constData(), static_cast<std::size_t>(message.size()));
 }
 
-// Crashes come back when this returns: the signal has its default meaning again by then.
+// After a return, the crash repeats with the default handler, which SA_RESETHAND has restored.
 void handle(int signal)
 {
     say();

@@ -8,9 +8,8 @@
 
 namespace sync::test {
 
-/// Says which trial it was when the process crashes, and ends it when the trial hangs.
-///
-/// One at a time.
+/// Prints how to repeat the trial when the process crashes, and ends the process when the trial
+/// hangs. Only one may exist at a time.
 class TrialWatch
 {
 public:

@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numeric>
 
 using namespace Qt::StringLiterals;
 
@@ -26,13 +25,23 @@ double faultScale()
     return scale > 0 ? scale : 1;
 }
 
-QList<quint32> trialNumbers(int count)
+int runTrials(int standardCount, const std::function<QByteArray(quint32 trial)>& findingOf)
 {
-    if (const quint32 only = qEnvironmentVariable(TrialVariable).toUInt(); only > 0)
-        return {only};
-    QList<quint32> numbers(std::max(1, static_cast<int>(std::lround(count * faultScale()))));
-    std::iota(numbers.begin(), numbers.end(), 1);
-    return numbers;
+    const quint32 only = qEnvironmentVariable(TrialVariable).toUInt();
+    const auto scaled =
+        static_cast<quint32>(std::max(1L, std::lround(standardCount * faultScale())));
+    const quint32 first = only > 0 ? only : 1;
+    const quint32 last = only > 0 ? only : scaled;
+    int count = 0;
+    for (quint32 trial = first; trial <= last; ++trial) {
+        const QByteArray finding = findingOf(trial);
+        ++count;
+        if (!finding.isEmpty())
+            QTest::qFail((finding + '\n' + repeatWith(trial)).constData(), __FILE__, __LINE__);
+        if (QTest::currentTestFailed())
+            break;
+    }
+    return count;
 }
 
 int everyCallStep()

@@ -2,26 +2,28 @@
 #include <core/PosixSync.h>
 
 #include <QByteArray>
-#include <QList>
 #include <QString>
+
+#include <functional>
 
 namespace sync::test {
 
-/// How much of a suite is run: 1, or VELMIO_FAULT_SCALE. What the gates run is 1.
+/// The size of a suite relative to its usual size: VELMIO_FAULT_SCALE, by default 1.
 double faultScale();
 
-/// The numbers of `count` trials of a suite, more or fewer by the scale: 1 and up; or the one that
-/// VELMIO_FAULT_TRIAL names. A number is the seed of all that is random in its trial.
-QList<quint32> trialNumbers(int count);
+/// Runs `standardCount` trials, multiplied by the scale and numbered from 1, or only the trial that
+/// VELMIO_FAULT_TRIAL names. The number is the seed of everything random in a trial. A trial that
+/// returns a finding fails the current test and is the last one. Returns the number of trials run.
+int runTrials(int standardCount, const std::function<QByteArray(quint32 trial)>& findingOf);
 
-/// Where a suite begins that takes every call at the scale 1, and its step from call to call.
+/// The first call and the step between calls, for a suite that covers every call at scale 1.
 int firstCall();
 int everyCallStep();
 
-/// How to repeat a trial that failed, for the message of a test.
+/// How to repeat a failed trial, for a test message.
 QByteArray repeatWith(quint32 trial);
 
-/// A template for temporary folders, in memory where the system has such a place.
+/// A template for temporary folders, in memory if the system supports it.
 QString scratchTemplate();
 
 } // namespace sync::test

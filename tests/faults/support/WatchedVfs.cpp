@@ -11,7 +11,7 @@ std::atomic<IoWatcher*> currentWatcher = nullptr;
 sqlite3_vfs* realVfs = nullptr;
 sqlite3_vfs watchedVfs;
 
-// SQLite allocates it, with room for the real file behind it.
+// SQLite allocates it with room for the real file after it.
 struct WatchedFile : sqlite3_file
 {
     sqlite3_file* real;
@@ -47,7 +47,7 @@ int finished(const IoCall& call, int result)
     return result;
 }
 
-/// Asks the watcher, and makes the call when it may be made.
+/// Makes the call unless the watcher makes it fail.
 template <typename Make>
 int watch(const IoCall& call, Make make)
 {
@@ -55,9 +55,11 @@ int watch(const IoCall& call, Make make)
     return fate.result == SQLITE_OK ? finished(call, make()) : fate.result;
 }
 
-int closeFile(sqlite3_file* file)
+/// Makes a call that no watcher sees.
+template <auto Method, typename... Arguments>
+auto pass(sqlite3_file* file, Arguments... arguments)
 {
-    return methodsOf(file)->xClose(realOf(file));
+    return (methodsOf(file)->*Method)(realOf(file), arguments...);
 }
 
 int readFile(sqlite3_file* file, void* bytes, int size, sqlite3_int64 offset)
@@ -109,36 +111,11 @@ int lockFile(sqlite3_file* file, int level)
     });
 }
 
-int unlockFile(sqlite3_file* file, int level)
-{
-    return methodsOf(file)->xUnlock(realOf(file), level);
-}
-
-int checkReservedLock(sqlite3_file* file, int* reserved)
-{
-    return methodsOf(file)->xCheckReservedLock(realOf(file), reserved);
-}
-
-int fileControl(sqlite3_file* file, int operation, void* argument)
-{
-    return methodsOf(file)->xFileControl(realOf(file), operation, argument);
-}
-
-int sectorSize(sqlite3_file* file)
-{
-    return methodsOf(file)->xSectorSize(realOf(file));
-}
-
-int deviceCharacteristics(sqlite3_file* file)
-{
-    return methodsOf(file)->xDeviceCharacteristics(realOf(file));
-}
-
 int mapShm(sqlite3_file* file, int region, int size, int extend, void volatile** memory)
 {
     IoCall call{IoCall::ShmMap, watched(file)->path};
     call.offset = qint64(region + 1) * size;
-    call.thorough = extend != 0;
+    call.flag = extend != 0;
     return watch(
         call, [&] { return methodsOf(file)->xShmMap(realOf(file), region, size, extend, memory); });
 }
@@ -151,40 +128,30 @@ int lockShm(sqlite3_file* file, int offset, int count, int flags)
     return watch({IoCall::ShmLock, watched(file)->path}, lock);
 }
 
-void shmBarrier(sqlite3_file* file)
-{
-    methodsOf(file)->xShmBarrier(realOf(file));
-}
-
-int unmapShm(sqlite3_file* file, int deleteIt)
-{
-    return methodsOf(file)->xShmUnmap(realOf(file), deleteIt);
-}
-
-// Version 2: without memory-mapped pages, which the store does not use.
+// Version 2 has no memory-mapped pages, which the store does not use.
 const sqlite3_io_methods watchedMethods = {
     2,
-    closeFile,
+    pass<&sqlite3_io_methods::xClose>,
     readFile,
     writeFile,
     truncateFile,
     syncFile,
     fileSize,
     lockFile,
-    unlockFile,
-    checkReservedLock,
-    fileControl,
-    sectorSize,
-    deviceCharacteristics,
+    pass<&sqlite3_io_methods::xUnlock>,
+    pass<&sqlite3_io_methods::xCheckReservedLock>,
+    pass<&sqlite3_io_methods::xFileControl>,
+    pass<&sqlite3_io_methods::xSectorSize>,
+    pass<&sqlite3_io_methods::xDeviceCharacteristics>,
     mapShm,
     lockShm,
-    shmBarrier,
-    unmapShm,
+    pass<&sqlite3_io_methods::xShmBarrier>,
+    pass<&sqlite3_io_methods::xShmUnmap>,
     nullptr,
     nullptr,
 };
 
-// Version 1 is without it.
+// Version 1 has no shared memory.
 const sqlite3_io_methods methodsWithoutSharedMemory = [] {
     sqlite3_io_methods methods = watchedMethods;
     methods.iVersion = 1;
@@ -200,7 +167,7 @@ int openFile(sqlite3_vfs*, sqlite3_filename name, sqlite3_file* file, int flags,
     opened->path = name ? name : "";
     opened->real = static_cast<sqlite3_file*>(static_cast<void*>(opened + 1));
     IoCall call{IoCall::Open, opened->path};
-    call.thorough = (flags & SQLITE_OPEN_CREATE) != 0;
+    call.flag = (flags & SQLITE_OPEN_CREATE) != 0;
     return watch(call, [&] {
         const int result = realVfs->xOpen(realVfs, name, opened->real, flags, outFlags);
         if (opened->real->pMethods)
@@ -212,7 +179,7 @@ int openFile(sqlite3_vfs*, sqlite3_filename name, sqlite3_file* file, int flags,
 int deleteFile(sqlite3_vfs*, const char* path, int syncFolder)
 {
     IoCall call{IoCall::Delete, path};
-    call.thorough = syncFolder != 0;
+    call.flag = syncFolder != 0;
     return watch(call, [&] { return realVfs->xDelete(realVfs, path, 0); });
 }
 

@@ -27,28 +27,30 @@ struct IoCall
     };
 
     Kind kind;
-    /// Of the file; empty for one without a name. The index of the log goes under its database.
+    /// Path of the file; empty for an unnamed file. The WAL index has the path of its database.
     QByteArrayView path;
-    /// What a Write puts into the file.
+    /// Content of a Write.
     QByteArrayView bytes = {};
-    /// Where a Read or Write begins; the new size for a Truncate, the needed one for a ShmMap.
+    /// Start of a Read or Write, new size of a Truncate, or size that a ShmMap needs.
     qint64 offset = 0;
-    /// The file may be created (Open), has to grow (ShmMap), or its folder is synced, too (Delete).
-    bool thorough = false;
+    /// True if an Open may create the file, a ShmMap must grow it, or a Delete also syncs the
+    /// folder.
+    bool flag = false;
 
-    /// Such as "write to configuration.db-wal".
+    /// For example "write to configuration.db-wal".
     QByteArray text() const;
 };
 
-/// What becomes of a call: SQLITE_OK has it made; another result is what SQLite gets in its place.
+/// The outcome of a call. SQLITE_OK: the call is made. Any other result is returned to SQLite
+/// instead.
 struct IoFate
 {
     int result = SQLITE_OK;
-    /// How much of a failed Write is written nevertheless.
+    /// Bytes that a failed Write still writes.
     qsizetype bytesWritten = 0;
 };
 
-/// Sees the calls, and may have them fail. Any thread of the process may call.
+/// Sees each call and can make it fail. Called by any thread of the process.
 class IoWatcher
 {
 public:
@@ -56,24 +58,25 @@ public:
 
     virtual IoFate before(const IoCall& call);
 
-    /// Follows a call that has succeeded.
+    /// Called after a call has succeeded.
     virtual void after(const IoCall& call);
 };
 
-/// Puts a layer between SQLite and its own file access for the rest of the process. Connections
-/// that are opened from now on go through it.
+/// Installs a layer between SQLite and its own VFS, for the rest of the process and for connections
+/// opened from now on.
 ///
-/// It never has a disk sync anything: what counts here is when SQLite asks for it.
+/// The layer never syncs a disk. The tests only need to know when SQLite requests a sync.
 void installWatchedVfs();
 
-/// Whether files have the shared memory that a write-ahead log needs, as on a local disk, which
-/// they have at first. For connections that are opened from now on.
+/// Sets whether files support the shared memory that WAL mode needs, as on a local disk. The
+/// default is true. Applies to connections opened from now on.
 void setSharedMemory(bool available);
 
-/// The name of SQLite's own file access, for connections that no watcher shall see.
+/// The name of SQLite's own VFS, for connections that no watcher sees.
 const char* unwatchedVfs();
 
-/// Shows the calls of the whole process to a watcher for as long as it lives. One at a time.
+/// Passes the calls of the whole process to a watcher for as long as this object lives. Only one
+/// may exist at a time.
 class IoWatch
 {
 public:

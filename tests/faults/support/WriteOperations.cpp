@@ -7,7 +7,7 @@ namespace sync::test {
 
 namespace {
 
-/// Finds no file of the same path, as the manager does when the lookup fails.
+/// Never finds a file of the same path, like the manager when its lookup fails.
 class BlindFileManager : public FileConfigManager
 {
 public:
@@ -26,15 +26,10 @@ QList<WriteOperation> serverOperations(Managers& samples)
     ServerConfiguration changed = samples.servers.GetServerConfigById(1);
     changed.setAlias(u"changed"_s);
     return {
-        {u"ServerConfigManager::Add"_s,
-         [](Managers& managers) {
-             ServerConfiguration server = sampleServer(u"added"_s);
-             return managers.servers.Add(server);
-         }},
+        {u"ServerConfigManager::Add"_s, [](Managers& m) { return m.addServer(u"added"_s); }},
         {u"ServerConfigManager::Update"_s,
-         [changed](Managers& managers) { return managers.servers.Update(changed); }},
-        {u"ServerConfigManager::Remove"_s,
-         [](Managers& managers) { return managers.servers.Remove(1); }},
+         [changed](Managers& m) { return m.servers.Update(changed); }},
+        {u"ServerConfigManager::Remove"_s, [](Managers& m) { return m.servers.Remove(1); }},
     };
 }
 
@@ -44,16 +39,15 @@ QList<WriteOperation> productOperations(Managers& samples)
     changed.setName(u"changed"_s);
     return {
         {u"ProductConfigManager::Add"_s,
-         [](Managers& managers) {
+         [](Managers& m) {
              ProductConfiguration product;
              product.setName(u"added"_s);
              product.setConsumerKey(u"added key"_s);
-             return managers.products.Add(product);
+             return m.products.Add(product);
          }},
         {u"ProductConfigManager::Update"_s,
-         [changed](Managers& managers) { return managers.products.Update(changed); }},
-        {u"ProductConfigManager::Remove"_s,
-         [](Managers& managers) { return managers.products.Remove(1); }},
+         [changed](Managers& m) { return m.products.Update(changed); }},
+        {u"ProductConfigManager::Remove"_s, [](Managers& m) { return m.products.Remove(1); }},
     };
 }
 
@@ -63,20 +57,18 @@ QList<WriteOperation> signInOperations(Managers& samples)
     changed.setUserName(u"changed"_s);
     return {
         {u"AuthenticationConfigManager::Add"_s,
-         [](Managers& managers) {
+         [](Managers& m) {
              AuthenticationConfiguration signIn;
              signIn.setDomain(u"added"_s);
              signIn.setPassword(u"sample added"_s);
-             return managers.signIns.Add(signIn);
+             return m.signIns.Add(signIn);
          }},
         {u"AuthenticationConfigManager::Update"_s,
-         [changed](Managers& managers) { return managers.signIns.Update(changed); }},
-        {u"AuthenticationConfigManager::Remove"_s,
-         [](Managers& managers) { return managers.signIns.Remove(1); }},
+         [changed](Managers& m) { return m.signIns.Update(changed); }},
+        {u"AuthenticationConfigManager::Remove"_s, [](Managers& m) { return m.signIns.Remove(1); }},
         {u"AuthenticationConfigManager::UpdatePassword"_s,
-         [](Managers& managers) {
-             return managers.signIns.UpdatePassword(
-                        u"domain"_s, u"user 2"_s, u"sample changed"_s) == 1;
+         [](Managers& m) {
+             return m.signIns.UpdatePassword(u"domain"_s, u"user 2"_s, u"sample changed"_s) == 1;
          }},
     };
 }
@@ -88,33 +80,25 @@ QList<WriteOperation> folderOperations(Managers& samples)
     const FolderConfiguration root = samples.folders->GetFolderConfigurationById(1);
     return {
         {u"FolderConfigManager::Add"_s,
-         [](Managers& managers) {
-             FolderConfiguration folder = sampleFolder(u"/velmio-samples/a/added"_s, 1, 1);
-             return managers.folders->Add(folder);
-         }},
+         [](Managers& m) { return m.addFolder(u"/velmio-samples/a/added"_s, 1, 1); }},
         {u"FolderConfigManager::Add of a root"_s,
-         [](Managers& managers) {
-             FolderConfiguration folder = sampleFolder(u"/velmio-samples/added"_s, 0, -1);
-             return managers.folders->Add(folder);
-         }},
+         [](Managers& m) { return m.addFolder(u"/velmio-samples/added"_s, 0, -1); }},
         {u"FolderConfigManager::AddFolderAndParent"_s,
-         [root](Managers& managers) {
+         [root](Managers& m) {
              const QString path = u"/velmio-samples/a/new/deep"_s;
-             return managers.folders->AddFolderAndParent(path, root).getId() != -1;
+             return m.folders->AddFolderAndParent(path, root).getId() != -1;
          },
          true},
         {u"FolderConfigManager::Update"_s,
-         [changed](Managers& managers) { return managers.folders->Update(changed); }},
-        {u"FolderConfigManager::Remove"_s,
-         [](Managers& managers) { return managers.folders->Remove(4); }},
-        {u"FolderConfigManager::Clean"_s,
-         [](Managers& managers) { return managers.folders->Clean(2); }, true},
+         [changed](Managers& m) { return m.folders->Update(changed); }},
+        {u"FolderConfigManager::Remove"_s, [](Managers& m) { return m.folders->Remove(4); }},
+        {u"FolderConfigManager::Clean"_s, [](Managers& m) { return m.folders->Clean(2); }, true},
         {u"FolderConfigManager::CleanRootFolder"_s,
-         [](Managers& managers) { return managers.folders->CleanRootFolder(1); }, true},
+         [](Managers& m) { return m.folders->CleanRootFolder(1); }, true},
         {u"FolderConfigManager::_RemoveFileConfigurationsByRootId"_s,
-         [](Managers& managers) { return managers.folders->CleanRootFolder(77); }},
+         [](Managers& m) { return m.folders->CleanRootFolder(77); }},
         {u"FolderConfigManager::_RemoveFolderConfigurationsByRootId"_s,
-         [](Managers& managers) { return managers.folders->CleanRootFolder(78); }},
+         [](Managers& m) { return m.folders->CleanRootFolder(78); }},
     };
 }
 
@@ -124,49 +108,38 @@ QList<WriteOperation> fileOperations(Managers& samples)
     changed.setServerPath(u"/changed"_s);
     return {
         {u"FileConfigManager::Add"_s,
-         [](Managers& managers) {
-             FileConfiguration file = sampleFile(u"/velmio-samples/a/added"_s, 1, 1);
-             return managers.files.Add(file);
-         }},
+         [](Managers& m) { return m.addFile(u"/velmio-samples/a/added"_s, 1, 1); }},
         {u"FileConfigManager::Add of a stored path"_s,
-         [changed](Managers& managers) { return addFile(managers.files, changed); }, false, true,
-         [changed](Managers& managers) {
-             BlindFileManager files(managers.factory, nullptr, nullptr, managers.folders);
+         [changed](Managers& m) { return addFile(m.files, changed); }, false, true,
+         [changed](Managers& m) {
+             BlindFileManager files(m.factory, nullptr, nullptr, m.folders);
              return addFile(files, changed);
          }},
         {u"FileConfigManager::Update"_s,
-         [changed](Managers& managers) { return managers.files.Update(changed); }},
+         [changed](Managers& m) { return m.files.Update(changed); }},
         {u"FileConfigManager::_Remove"_s,
-         [](Managers& managers) {
-             return managers.files.RemoveFileConfigurationAndLinkedConfigurations(2);
-         }},
+         [](Managers& m) { return m.files.RemoveFileConfigurationAndLinkedConfigurations(2); }},
         {u"FileConfigManager::RemoveFileConfigurationAndLinkedConfigurations"_s,
-         [](Managers& managers) {
-             return managers.files.RemoveFileConfigurationAndLinkedConfigurations(3);
-         },
+         [](Managers& m) { return m.files.RemoveFileConfigurationAndLinkedConfigurations(3); },
          true},
         {u"FileConfigManager::_RemoveGeneratedFileConfigurationsByParentFileId"_s,
-         [](Managers& managers) {
-             return managers.files.RemoveGeneratedFileConfigurationsByRootFolderIdAndSyncStatus(
+         [](Managers& m) {
+             return m.files.RemoveGeneratedFileConfigurationsByRootFolderIdAndSyncStatus(
                  1, FileSyncing);
          },
          false, false},
         {u"FileConfigManager::RemoveGeneratedFileConfiguration"_s,
-         [](Managers& managers) { return managers.files.RemoveGeneratedFileConfiguration(1); }},
+         [](Managers& m) { return m.files.RemoveGeneratedFileConfiguration(1); }},
         {u"FileConfigManager::RemoveBaseFileConfiguration"_s,
-         [](Managers& managers) { return managers.files.RemoveBaseFileConfiguration(1); }},
+         [](Managers& m) { return m.files.RemoveBaseFileConfiguration(1); }},
         {u"FileConfigManager::RemoveByFolderConfigurationId"_s,
-         [](Managers& managers) { return managers.files.RemoveByFolderConfigurationId(2); }},
+         [](Managers& m) { return m.files.RemoveByFolderConfigurationId(2); }},
         {u"FileConfigManager::RemoveByRootFolderId"_s,
-         [](Managers& managers) { return managers.files.RemoveByRootFolderId(1); }},
+         [](Managers& m) { return m.files.RemoveByRootFolderId(1); }},
         {u"FileConfigManager::RemoveGeneratedFileConfigurationsByRootFolderId"_s,
-         [](Managers& managers) {
-             return managers.files.RemoveGeneratedFileConfigurationsByRootFolderId(1);
-         }},
+         [](Managers& m) { return m.files.RemoveGeneratedFileConfigurationsByRootFolderId(1); }},
         {u"FileConfigManager::UpdateSyncStatusFromSyncingToNotSynced"_s,
-         [](Managers& managers) {
-             return managers.files.UpdateSyncStatusFromSyncingToNotSynced(2);
-         }},
+         [](Managers& m) { return m.files.UpdateSyncStatusFromSyncingToNotSynced(2); }},
     };
 }
 
@@ -176,9 +149,8 @@ QList<WriteOperation> scheduleOperations(Managers& samples)
     changed.setSyncInterval(45);
     return {
         {u"ScheduleEntryManager::Update"_s,
-         [changed](Managers& managers) { return managers.schedules.Update(changed); }},
-        {u"ScheduleEntryManager::Remove"_s,
-         [](Managers& managers) { return managers.schedules.Remove(2); }},
+         [changed](Managers& m) { return m.schedules.Update(changed); }},
+        {u"ScheduleEntryManager::Remove"_s, [](Managers& m) { return m.schedules.Remove(2); }},
     };
 }
 
@@ -186,15 +158,13 @@ QList<WriteOperation> hostTransactions()
 {
     return {
         {u"FileConfigManager::transaction and commit"_s,
-         [](Managers& managers) {
-             if (!managers.files.transaction())
+         [](Managers& m) {
+             if (!m.files.transaction())
                  return false;
-             ServerConfiguration server = sampleServer(u"added"_s);
-             FileConfiguration file = sampleFile(u"/velmio-samples/a/added"_s, 1, 1);
-             if (managers.servers.Add(server) && managers.files.Add(file) &&
-                 managers.folders->CleanRootFolder(5))
-                 return managers.files.commit();
-             managers.files.rollback();
+             if (m.addServer(u"added"_s) && m.addFile(u"/velmio-samples/a/added"_s, 1, 1) &&
+                 m.folders->CleanRootFolder(5))
+                 return m.files.commit();
+             m.files.rollback();
              return false;
          }},
     };

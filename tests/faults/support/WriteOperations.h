@@ -14,20 +14,20 @@ namespace sync::test {
 struct WriteOperation
 {
     QString name;
-    /// What the operation reports.
+    /// Returns what the operation returns.
     std::function<bool(Managers&)> run;
-    /// Made of several transactions: when it fails, some of them may have happened and others not.
+    /// True if the operation runs several transactions. After a failure, some may be committed.
     bool severalSteps = false;
-    /// Whether it ever reports success; one operation returns false in any case.
+    /// False for the one operation that always returns false.
     bool reportsSuccess = true;
-    /// What it does when a failed read has told it that there is nothing.
+    /// What the operation does when its read fails and so finds nothing.
     std::function<bool(Managers&)> runWithoutReads = {};
 };
 
-/// Each of the 29 write operations, and those that are made of several of them. The internal ones
-/// are reached through an operation in which no other of them changes a row.
+/// Each of the 29 write operations, and the operations that combine several of them. An internal
+/// operation is called through one in which no other write operation changes a row.
 ///
-/// `samples` is filled with the samples; the records to be stored are read from it.
+/// `samples` holds the samples. The records to store are read from it.
 QList<WriteOperation> writeOperations(Managers& samples);
 
 } // namespace sync::test
