@@ -1,4 +1,3 @@
-#include "FuzzFolder.h"
 #include "FuzzInput.h"
 
 #include <velmioctl/Application.h>
@@ -13,6 +12,7 @@
 
 using namespace Qt::StringLiterals;
 using namespace velmioctl;
+using sync::test::fuzzBytes;
 using sync::test::fuzzRequire;
 
 namespace {
@@ -41,18 +41,18 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/)
     const QByteArray folder = sync::test::fuzzFolder().toLocal8Bit();
     for (const char* const variable : {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "HOME"})
         qputenv(variable, folder);
-    // Nobody is there to answer, and relative names lead into the folder.
+    // Standard input is empty, and relative names refer to the folder.
     fuzzRequire(nowhere && ::dup2(::fileno(nowhere), STDIN_FILENO) == STDIN_FILENO);
     fuzzRequire(::chdir(folder.constData()) == 0);
     run({"init"});
     return 0;
 }
 
-/// Words between line ends as the arguments of velmioctl: any answer, but an answer.
+/// Runs velmioctl with the lines of the input as its arguments: it always returns an exit code.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size)
 {
-    const QByteArray text(reinterpret_cast<const char*>(bytes), static_cast<qsizetype>(size));
-    // Commands write to the files that they name: all but those of the folder are out of bounds.
+    const QByteArray text = fuzzBytes(bytes, size);
+    // Commands write to the files that they name. Only names in the folder are allowed.
     if (text.contains('/') || text.contains("..") || text.contains('\0') || text.contains('~'))
         return 0;
     run(text.split('\n'));

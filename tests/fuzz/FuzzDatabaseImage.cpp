@@ -1,4 +1,3 @@
-#include "FuzzFolder.h"
 #include "FuzzInput.h"
 
 #include <config/FileConfigManager.h>
@@ -15,6 +14,7 @@ using namespace Qt::StringLiterals;
 using namespace sync::config;
 using sync::database::DatabaseError;
 using sync::database::SqliteDatabaseFactory;
+using sync::test::fuzzBytes;
 using sync::test::fuzzRequire;
 
 namespace {
@@ -27,8 +27,8 @@ const QString& databasePath()
 
 void removeDatabase()
 {
-    for (const char* const beside : {"", "-wal", "-shm", "-journal"})
-        QFile::remove(databasePath() + QLatin1StringView(beside));
+    for (const char* const suffix : {"", "-wal", "-shm", "-journal"})
+        QFile::remove(databasePath() + QLatin1StringView(suffix));
 }
 
 QByteArray content()
@@ -59,10 +59,11 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/)
     return 0;
 }
 
-/// Any bytes as a database file: it opens, or is refused with a text and left as it is.
+/// Opens any bytes as a database file: the file opens, or is refused with a text and left
+/// unchanged.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size)
 {
-    const QByteArray image(reinterpret_cast<const char*>(bytes), static_cast<qsizetype>(size));
+    const QByteArray image = fuzzBytes(bytes, size);
     removeDatabase();
     {
         QFile file(databasePath());

@@ -33,7 +33,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     fuzzRequire(equal(readFileLinksXml(text, date), sync::test::readByDom(text, dateByDom)));
     fuzzRequire(date == dateByDom && date.timeSpec() == dateByDom.timeSpec());
 
-    // The same text as the fields of links, one after the other, between line ends.
+    // The lines of the same text are also used as the fields of links.
     QList<FileLink> links;
     const QStringList parts = text.split(u'\n');
     for (qsizetype index = 0; index + 3 < parts.size(); index += 4) {
@@ -44,7 +44,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
         link.Path = parts[index + 3];
         links.append(link);
     }
-    // The DOM writes the attributes of an element in any order.
+    // The DOM writes the attributes of an element in no fixed order.
     const QString ours = writeFileLinksXml(links, date);
     const QString byDom = sync::test::writeByDom(links, date);
     fuzzRequire(std::is_permutation(ours.begin(), ours.end(), byDom.begin(), byDom.end()));

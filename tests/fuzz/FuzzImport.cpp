@@ -1,4 +1,3 @@
-#include "FuzzFolder.h"
 #include "FuzzInput.h"
 
 #include <velmioctl/exchange/ExportRows.h>
@@ -17,6 +16,7 @@ using namespace Qt::StringLiterals;
 using namespace velmioctl;
 using namespace velmioctl::exchange;
 using sync::database::SqliteDatabaseFactory;
+using sync::test::fuzzBytes;
 using sync::test::fuzzRequire;
 
 namespace {
@@ -28,8 +28,8 @@ WatchedDatabase& database()
     return opened;
 }
 
-// Whatever the source holds, as text; secrets only where they are sealed already.
-QByteArray written(RowSource& rows, const ExportHeader& header)
+// Writes all rows of the source as text. Secrets are included only if they are already sealed.
+QByteArray exported(RowSource& rows, const ExportHeader& header)
 {
     QByteArray text;
     ExportWriter writer([&text](const QByteArray& piece) { text += piece; });
@@ -44,12 +44,12 @@ QByteArray written(RowSource& rows, const ExportHeader& header)
     return text;
 }
 
-QByteArray readAndWritten(QByteArray text)
+QByteArray rewritten(QByteArray text)
 {
     QBuffer buffer(&text);
     buffer.open(QIODevice::ReadOnly);
     ExportRows rows(buffer, u"text"_s);
-    return written(rows, rows.header());
+    return exported(rows, rows.header());
 }
 
 ImportPlan import(QByteArray text, RowWriter* writer)
@@ -68,14 +68,16 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/)
     return 0;
 }
 
-/// Any bytes as an export: they are refused with a text, or read as the toolkit reads JSON, written
-/// the same again, and imported so that nothing is left to import.
+/// Reads any bytes as an export. Either they are refused with a text, or
+/// - Qt also reads them as JSON,
+/// - reading and writing the written text again gives the same text, and
+/// - after an import, importing the written text changes nothing.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size)
 {
-    const QByteArray text(reinterpret_cast<const char*>(bytes), static_cast<qsizetype>(size));
+    const QByteArray text = fuzzBytes(bytes, size);
     QByteArray canonical;
     try {
-        canonical = readAndWritten(text);
+        canonical = rewritten(text);
     } catch (const TextError& error) {
         fuzzRequire(!error.text().isEmpty());
         return 0;
@@ -83,9 +85,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     QJsonParseError error;
     QJsonDocument::fromJson(text, &error);
     fuzzRequire(error.error == QJsonParseError::NoError);
-    fuzzRequire(readAndWritten(canonical) == canonical);
+    fuzzRequire(rewritten(canonical) == canonical);
 
-    // Undone at its end, so that each input meets the same database.
+    // Rolled back at the end, so that every input runs on the same database.
     const Transaction transaction(database());
     RowWriter writer(database(), false);
     const ImportPlan plan = import(text, &writer);

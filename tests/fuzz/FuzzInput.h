@@ -1,7 +1,9 @@
 #pragma once
 
-#include <QByteArrayView>
+#include <QByteArray>
+#include <QDir>
 #include <QString>
+#include <QTemporaryDir>
 
 #include <cstdint>
 #include <cstdio>
@@ -9,8 +11,13 @@
 
 namespace sync::test {
 
-/// The text that the fuzzer's bytes stand for: UTF-8, but the bytes F8 to FF are the lone
-/// surrogates and odd code units that a QString can hold and UTF-8 cannot.
+inline QByteArray fuzzBytes(const std::uint8_t* bytes, std::size_t size)
+{
+    return {reinterpret_cast<const char*>(bytes), static_cast<qsizetype>(size)};
+}
+
+/// The fuzzer's bytes as text. They are UTF-8, except that the bytes F8 to FF stand for lone
+/// surrogates and other code units that a QString can hold and UTF-8 cannot.
 inline QString fuzzText(const std::uint8_t* bytes, std::size_t size)
 {
     static constexpr char16_t Odd[] = {0xD800, 0xDBFF, 0xDC00, 0xDFFF, 0xFFFE, 0xFFFF, 0, 0xFEFF};
@@ -28,12 +35,23 @@ inline QString fuzzText(const std::uint8_t* bytes, std::size_t size)
     return text + QString::fromUtf8(run);
 }
 
-/// Ends the process when something does not hold that should, so that the fuzzer keeps the input.
+/// A folder for the files of a fuzz target, in memory if the system supports it.
+inline const QString& fuzzFolder()
+{
+    static const QTemporaryDir folder(
+        (QDir(QStringLiteral("/dev/shm")).exists() ? QStringLiteral("/dev/shm")
+                                                   : QDir::tempPath()) +
+        QStringLiteral("/velmio-fuzz-XXXXXX"));
+    static const QString path = folder.path();
+    return path;
+}
+
+/// Aborts the process if a condition is false, so that the fuzzer keeps the input.
 inline void fuzzRequire(bool holds, int line = __builtin_LINE())
 {
     if (holds)
         return;
-    std::fprintf(stderr, "Line %d does not hold.\n", line);
+    std::fprintf(stderr, "The condition in line %d is false.\n", line);
     std::abort();
 }
 

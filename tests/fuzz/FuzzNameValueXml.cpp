@@ -14,7 +14,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     const QString text = fuzzText(bytes, size);
     fuzzRequire(readNameValueXml(text) == readNameValueDom(text));
 
-    // The same text as keys and values, one after the other, between line ends.
+    // The lines of the same text are also used as alternating keys and values.
     QMap<QString, QString> properties;
     const QStringList parts = text.split(u'\n');
     for (qsizetype index = 0; index + 1 < parts.size(); index += 2)
