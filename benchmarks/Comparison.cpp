@@ -9,8 +9,8 @@ namespace velmio::benchmarks {
 
 namespace {
 
-// It takes up to ten times as long as the others, and once says enough of it.
-bool isLeftOut(const QString& engine, int run)
+// The naive engine takes up to ten times as long as the others, and one run is enough to show that.
+bool isSkipped(const QString& engine, int run)
 {
     return engine == u"naive"_s && run > 0;
 }
@@ -87,16 +87,15 @@ Comparison compare(const Workload& workload, const QStringList& engines, Stores&
     for (int run = 0; run < runs; ++run) {
         for (qsizetype place = 0; place < engines.size(); ++place) {
             const QString& engine = engines[(run + place) % engines.size()];
-            if (isLeftOut(engine, run))
+            if (isSkipped(engine, run))
                 continue;
-            Job job;
-            job.workload = workload.name;
-            job.engine = engine;
-            job.path = storeFor(workload, engine, run, original, stores);
-            job.files = workload.files;
-            job.operations = workload.operations;
-            job.run = run;
-            comparison.runs[engine].push_back(performInProcess(job));
+            comparison.runs[engine].push_back(performInProcess(
+                {.workload = workload.name,
+                 .engine = engine,
+                 .path = storeFor(workload, engine, run, original, stores),
+                 .files = workload.files,
+                 .operations = workload.operations,
+                 .run = run}));
         }
     }
     for (const QString& engine : engines)

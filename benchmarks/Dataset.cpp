@@ -14,7 +14,7 @@ namespace {
 constexpr qint64 FirstTimeMs = 1'600'000'000'000;
 constexpr int FoldersPerFolder = 8;
 
-// A number without order from one in order (the finaliser of SplitMix64, by Sebastiano Vigna).
+// Hashes a number (the finalizer of SplitMix64, by Sebastiano Vigna).
 quint64 mixed(quint64 number)
 {
     number += 0x9E3779B97F4A7C15;
@@ -52,7 +52,7 @@ QString fileName(int number)
     return u"report %1.odt"_s.arg(number);
 }
 
-// The folder of a number below a base; folder 0 is the base itself.
+// The path of a folder below a base path; folder 0 is the base itself.
 QString pathBelow(const QString& base, int folder)
 {
     return folder == 0 ? base : base + u'/' + folderName(folder);

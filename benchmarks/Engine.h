@@ -10,9 +10,9 @@
 
 namespace velmio::benchmarks {
 
-/// A way of doing what the managers do, on a database file that has the schema already.
+/// An implementation of the managers' operations on a database file that has the current schema.
 ///
-/// All engines use the same pragmas. `false` is a failure, which ends the benchmark.
+/// All engines use the same pragmas. `false` means failure, which ends the benchmark.
 class Engine
 {
 public:
@@ -23,36 +23,38 @@ public:
     virtual QVector<sync::config::FileConfiguration> allFiles() = 0;
     virtual QVector<sync::config::FolderConfiguration> allFolders() = 0;
 
-    /// Registers links and looks for a file of the same path before, as FileConfigManager does.
+    /// First registers links and searches for a file of the same path, like FileConfigManager.
     virtual bool addFile(sync::config::FileConfiguration& file) = 0;
     virtual bool updateFile(const sync::config::FileConfiguration& file) = 0;
 
-    /// Removes the folder with all folders and files of its tree by three statements.
+    /// Removes a root folder and its tree with three statements.
     virtual bool cleanRootFolder(int id) = 0;
-    /// Removes the folder with all below it, deepest first, each with its files.
+    /// Removes a folder and all folders below it, deepest first, each with its files.
     virtual bool cleanFolder(int id) = 0;
 
     virtual bool begin() = 0;
     virtual bool commit() = 0;
 };
 
-/// The plain SQLite library with kept statements and direct code: what no layer above it can beat.
+/// The plain SQLite library with prepared statements and no layers: the lower bound for any layer
+/// above it.
 std::unique_ptr<Engine> openFloor(const QString& path);
-/// The floor without the look for a file of the same path before each addition.
+/// The floor without the search for a file of the same path before each addition.
 std::unique_ptr<Engine> openUncheckedFloor(const QString& path);
-/// Opens a store by the plain SQLite library, reads one file and closes it.
+/// Opens a store with the plain SQLite library, reads one file and closes the store.
 sync::config::FileConfiguration fileOfBareStore(const QString& store, const QString& clientPath);
 /// The managers over the embedded engine.
 std::unique_ptr<Engine> openEmbedded(const QString& path);
-/// The same with a ChangeNotifier on it.
+/// The same with a ChangeNotifier.
 std::unique_ptr<Engine> openWatched(const QString& path);
-/// The same, and another thread asks it every millisecond what others have changed.
+/// The same with another thread that polls the notifier every millisecond.
 std::unique_ptr<Engine> openPolled(const QString& path);
-/// The managers through queries that show nothing but IQSqlQueryWrapper: every value is a QVariant.
+/// The managers over queries that implement only IQSqlQueryWrapper, so that every value is a
+/// QVariant.
 std::unique_ptr<Engine> openVariant(const QString& path);
-/// The managers over a factory as a host may write it upon Qt's SQL module, with kept queries.
+/// The managers over a factory that a host might write with Qt's SQL module and prepared queries.
 std::unique_ptr<Engine> openHost(const QString& path);
-/// A fresh QSqlQuery for each operation, and document trees for the columns that hold XML.
+/// A new QSqlQuery for each operation, and document trees for the XML columns.
 std::unique_ptr<Engine> openNaive(const QString& path);
 
 } // namespace velmio::benchmarks

@@ -38,7 +38,7 @@ const std::string SelectFolders =
 
 constexpr char NoProperties[] = "<!DOCTYPE NameValueXml>\n<NameValueXml/>\n";
 
-// "yyyy-MM-ddTHH:mm:ss.zzzZ", which is all that these databases hold.
+// Reads "yyyy-MM-ddTHH:mm:ss.zzzZ", the only format in these databases.
 QDateTime readTime(const char* text)
 {
     using namespace std::chrono;
@@ -82,7 +82,7 @@ TimeText timeText(const QDateTime& time)
     return text;
 }
 
-/// A kept statement.
+/// A prepared statement.
 class RawStatement
 {
 public:
@@ -123,7 +123,7 @@ public:
         sqlite3_bind_text(statement, ++parameter, text, size, SQLITE_STATIC);
     }
 
-    /// True on a row; ends and resets the statement after the last one.
+    /// True if there is a row; resets the statement after the last one.
     bool next()
     {
         if (sqlite3_step(statement) == SQLITE_ROW)
@@ -176,7 +176,7 @@ public:
 private:
     sqlite3_stmt* statement = nullptr;
     int parameter = 0;
-    // What is bound stays where it is until the statement has run.
+    // Bound values must stay in place until the statement has run.
     std::array<QByteArray, 24> texts;
     std::array<TimeText, 24> times;
 };
@@ -214,7 +214,7 @@ void readFile(const RawStatement& row, FileConfiguration& file)
     }
 }
 
-// All but the id, which a folder takes from its manager alone.
+// Reads all fields except the id, which only a manager can set on a folder.
 void readFolder(const RawStatement& row, FolderConfiguration& folder)
 {
     folder.setAuthenticationId(row.integer(1));
@@ -314,7 +314,7 @@ std::string updateFileById()
 class FloorEngine : public Engine
 {
 public:
-    enum class Duplicates { Sought, Ignored };
+    enum class Duplicates { Checked, Ignored };
 
     FloorEngine(const QString& path, Duplicates duplicates)
         : database(openDatabase(path))
@@ -344,12 +344,12 @@ public:
 
     bool addFile(FileConfiguration& file) override
     {
-        if (duplicates == Duplicates::Sought) {
+        if (duplicates == Duplicates::Checked) {
             selectByClientPath.bind(file.getClientPath());
-            const auto namesakes = readFiles(selectByClientPath);
-            for (const FileConfiguration& namesake : namesakes) {
-                if (namesake.getFolderConfigurationId() == file.getFolderConfigurationId()) {
-                    file.setId(namesake.getId());
+            const auto samePath = readFiles(selectByClientPath);
+            for (const FileConfiguration& stored : samePath) {
+                if (stored.getFolderConfigurationId() == file.getFolderConfigurationId()) {
+                    file.setId(stored.getId());
                     return updateFile(file);
                 }
             }
@@ -381,7 +381,7 @@ public:
         const bool begun = begin();
         const bool removed = removeFolder(id) && runWith(deleteFilesByRoot, id);
         selectFoldersByRoot.bind(id);
-        readFolders(selectFoldersByRoot); // a manager tells the file viewer of each
+        readFolders(selectFoldersByRoot); // a manager notifies the file viewer of each
         return begun && removed && runWith(deleteFoldersByRoot, id) && commit();
     }
 
@@ -421,7 +421,7 @@ private:
         return folders;
     }
 
-    // No linked file of the data set exists, so that it ends at the look at the disk.
+    // No linked file of the data set exists on disk, so nothing is looked up in the database.
     void registerLinks(FileConfiguration& file)
     {
         FolderConfiguration root;
@@ -487,7 +487,7 @@ private:
 
 std::unique_ptr<Engine> openFloor(const QString& path)
 {
-    return std::make_unique<FloorEngine>(path, FloorEngine::Duplicates::Sought);
+    return std::make_unique<FloorEngine>(path, FloorEngine::Duplicates::Checked);
 }
 
 std::unique_ptr<Engine> openUncheckedFloor(const QString& path)

@@ -36,7 +36,7 @@ struct HostFactory::Connection
     }
 
     QSqlDatabase database;
-    std::unordered_map<QString, IdleQueries> prepared; // text -> its queries that nobody uses
+    std::unordered_map<QString, IdleQueries> prepared; // SQL -> its idle queries
 };
 
 class HostQuery : public sync::interf::IQSqlQueryWrapper
@@ -52,7 +52,7 @@ public:
         if (!query)
             return;
         query->finish();
-        home->push_back(std::move(query));
+        idle->push_back(std::move(query));
     }
 
     HostQuery(const HostQuery&) = delete;
@@ -66,10 +66,10 @@ public:
 
     bool prepare(const QString& sql) override
     {
-        home = &connection->prepared[sql];
-        if (!home->empty()) {
-            query = std::move(home->back());
-            home->pop_back();
+        idle = &connection->prepared[sql];
+        if (!idle->empty()) {
+            query = std::move(idle->back());
+            idle->pop_back();
             return true;
         }
         query = std::make_unique<QSqlQuery>(connection->database);
@@ -94,7 +94,7 @@ public:
 
 private:
     const std::shared_ptr<HostFactory::Connection> connection;
-    IdleQueries* home = nullptr;
+    IdleQueries* idle = nullptr;
     std::unique_ptr<QSqlQuery> query;
 };
 

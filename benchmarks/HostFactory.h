@@ -10,12 +10,12 @@
 
 namespace velmio::benchmarks {
 
-/// Opens a connection of Qt's SQL module with the pragmas that all engines have; throws
+/// Opens a connection of Qt's SQL module with the pragmas of all engines; throws
 /// std::runtime_error.
 QSqlDatabase openQtSql(const QString& path);
 
-/// A factory as a host may write it for one thread: one connection of Qt's SQL module, whose
-/// queries stay prepared between their uses.
+/// A factory that a host might write for one thread: one connection of Qt's SQL module, whose
+/// queries stay prepared between uses.
 class HostFactory : public sync::interf::factory::IDatabaseFactory
 {
 public:

@@ -6,8 +6,8 @@ namespace velmio::benchmarks {
 
 class Stores;
 
-/// Counts the instructions of the hot operations by valgrind, beside the floor's, and compares the
-/// ratios with their bounds. Prints a table; true when all bounds hold.
+/// Counts the instructions of the hot operations with valgrind, divides them by those of the floor,
+/// and compares the ratios with their bounds. Prints a table; true if all bounds hold.
 bool checkInstructions(Stores& stores);
 
 } // namespace velmio::benchmarks

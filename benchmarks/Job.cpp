@@ -33,14 +33,13 @@ std::unique_ptr<Engine> openEngine(const QString& engine, const QString& path)
         {u"floor"_s, openFloor},       {u"unchecked"_s, openUncheckedFloor},
         {u"embedded"_s, openEmbedded}, {u"host"_s, openHost},
         {u"variant"_s, openVariant},   {u"naive"_s, openNaive},
-        {u"watched"_s, openWatched},
-        {u"polled"_s, openPolled}};
+        {u"watched"_s, openWatched},   {u"polled"_s, openPolled}};
     const auto open = engines.value(engine);
-    require(open, "no such engine");
+    require(open, "unknown engine");
     return open(path);
 }
 
-// With its connection, which is made at the first statement.
+// Also opens the connection, which happens at the first statement.
 std::unique_ptr<Engine> open(const Job& job)
 {
     auto engine = openEngine(job.engine, job.path);
@@ -72,7 +71,7 @@ void requireSample(Engine& engine, int number)
     const FileConfiguration expected = sampleFile(number);
     require(
         sameFile(engine.fileByClientPath(expected.getClientPath()), expected),
-        "a file reads otherwise than it was stored");
+        "a file differs from what was stored");
 }
 
 Measurement lookup(const Job& job)
@@ -96,10 +95,11 @@ Measurement list(const Job& job)
     qint64 rows = 0;
     for (const int folder : randomNumbers(job, job.files / FilesPerFolder, job.operations))
         timer.time([&] { rows += engine->filesOfFolder(1 + folder).size(); });
-    require(rows == qint64(job.operations) * FilesPerFolder, "a list has a wrong length");
+    require(rows == qint64(job.operations) * FilesPerFolder, "a list has the wrong length");
     const auto files = engine->filesOfFolder(2);
     for (int index = 0; index < FilesPerFolder; ++index)
-        require(sameFile(files[index], sampleFile(FilesPerFolder + index)), "a list is wrong");
+        require(
+            sameFile(files[index], sampleFile(FilesPerFolder + index)), "a list has wrong content");
     return timer.result();
 }
 
@@ -109,9 +109,9 @@ Measurement readAllFiles(const Job& job)
     Timer timer(1);
     QVector<FileConfiguration> files;
     timer.time([&] { files = engine->allFiles(); });
-    require(files.size() == job.files, "the list has a wrong length");
+    require(files.size() == job.files, "the list has the wrong length");
     for (int number = 0; number < job.files; number += 37)
-        require(sameFile(files[number], sampleFile(number)), "the list is wrong");
+        require(sameFile(files[number], sampleFile(number)), "the list has wrong content");
     return timer.result();
 }
 
@@ -124,7 +124,7 @@ double residentBytes(const char* field)
     return line.mid(qsizetype(qstrlen(field))).trimmed().split(' ').value(0).toDouble() * 1024;
 }
 
-// The highest that it takes, as a list that grows may hold its rows twice for a moment.
+// Measures the peak, because a growing list may briefly hold its rows twice.
 Measurement memory(const Job& job)
 {
     const auto engine = open(job);
@@ -133,7 +133,7 @@ Measurement memory(const Job& job)
     Measurement result;
     result.bytes = residentBytes("VmHWM:") - before;
     result.operations = files.size();
-    require(files.size() == job.files, "the list has a wrong length");
+    require(files.size() == job.files, "the list has the wrong length");
     return result;
 }
 
@@ -159,7 +159,8 @@ Measurement add(const Job& job)
     return timer.result();
 }
 
-// Each commit ends a transaction of 2 ms, shortly after another factory of the file has committed.
+// Times commits of transactions that take 2 ms, each shortly after a commit by another factory of
+// the file.
 Measurement commitBesideAnother(const Job& job)
 {
     const auto engine = open(job);
@@ -198,7 +199,7 @@ Measurement addInOneTransaction(const Job& job)
     return timer.result();
 }
 
-// Each tenth is timed; the files of one are made before it.
+// Times each tenth. The files of a tenth are created before its time starts.
 Measurement grow(const Job& job)
 {
     constexpr int Tenths = 10;
@@ -236,7 +237,7 @@ void requireStored(Engine& engine, const std::vector<FileConfiguration>& files)
     for (std::size_t index = 0; index < files.size(); index += 97)
         require(
             sameFile(engine.fileByClientPath(files[index].getClientPath()), files[index]),
-            "a file reads otherwise than it was updated");
+            "a file differs from what was updated");
 }
 
 Measurement update(const Job& job)
@@ -275,9 +276,9 @@ Measurement readAllFolders(const Job& job)
     Timer timer(1);
     QVector<sync::config::FolderConfiguration> folders;
     timer.time([&] { folders = engine->allFolders(); });
-    require(folders.size() == job.operations, "the list has a wrong length");
+    require(folders.size() == job.operations, "the list has the wrong length");
     for (int number = 0; number < folders.size(); number += 37)
-        require(sameFolder(folders[number], sampleFolder(number)), "the list is wrong");
+        require(sameFolder(folders[number], sampleFolder(number)), "the list has wrong content");
     return timer.result();
 }
 
@@ -289,46 +290,42 @@ Measurement readCachedFolders(const Job& job)
     bool complete = true;
     for (int count = 0; count < job.operations; ++count)
         timer.time([&] { complete = engine->allFolders().size() == expected && complete; });
-    require(complete, "the list has a wrong length");
+    require(complete, "the list has the wrong length");
+    return timer.result();
+}
+
+// `clean` removes the whole tree.
+template <typename Clean>
+Measurement timeClean(const Job& job, Clean clean)
+{
+    const auto engine = open(job);
+    Timer timer(1);
+    bool cleaned = false;
+    timer.time([&] { cleaned = clean(*engine); });
+    require(
+        cleaned && engine->allFiles().isEmpty() && engine->allFolders().isEmpty(),
+        "the tree was not removed");
     return timer.result();
 }
 
 Measurement cleanRootFolder(const Job& job)
 {
-    const auto engine = open(job);
-    Timer timer(1);
-    bool cleaned = false;
-    timer.time([&] { cleaned = engine->cleanRootFolder(RootFolderId); });
-    require(cleaned && engine->allFiles().isEmpty(), "the tree was not removed");
-    require(engine->allFolders().isEmpty(), "the tree was not removed");
-    return timer.result();
+    return timeClean(job, [](Engine& engine) { return engine.cleanRootFolder(RootFolderId); });
 }
 
 Measurement cleanFolder(const Job& job)
 {
-    const auto engine = open(job);
-    Timer timer(1);
-    bool cleaned = false;
-    timer.time([&] { cleaned = engine->cleanFolder(RootFolderId); });
-    require(cleaned && engine->allFiles().isEmpty(), "the tree was not removed");
-    require(engine->allFolders().isEmpty(), "the tree was not removed");
-    return timer.result();
+    return timeClean(job, [](Engine& engine) { return engine.cleanFolder(RootFolderId); });
 }
 
 Measurement cleanFolderInOneTransaction(const Job& job)
 {
-    const auto engine = open(job);
-    Timer timer(1);
-    bool cleaned = false;
-    timer.time([&] {
-        cleaned = engine->begin() && engine->cleanFolder(RootFolderId) && engine->commit();
+    return timeClean(job, [](Engine& engine) {
+        return engine.begin() && engine.cleanFolder(RootFolderId) && engine.commit();
     });
-    require(cleaned && engine->allFiles().isEmpty(), "the tree was not removed");
-    require(engine->allFolders().isEmpty(), "the tree was not removed");
-    return timer.result();
 }
 
-// To the first record, so that nothing is put off.
+// Includes the first read, because opening may defer work.
 Measurement openStore(const Job& job)
 {
     const QString path = clientPathOfFile(job.files / 2);
@@ -346,7 +343,7 @@ Measurement openStore(const Job& job)
     return timer.result();
 }
 
-// The embedded engine is shared by the threads; the floor has a connection for each.
+// The threads share the embedded engine. The floor has one connection for each thread.
 Measurement readInThreads(const Job& job)
 {
     const auto shared = open(job);
@@ -360,7 +357,7 @@ Measurement readInThreads(const Job& job)
             Engine& engine = own ? *own : *shared;
             qint64 foundHere = engine.fileByClientPath(paths[0]).getId() > 0 ? 0 : -1;
             start.arrive_and_wait();
-            // Each thread reads the same files, from another one on.
+            // Each thread reads the same files but starts at a different one.
             const std::size_t first = paths.size() / std::size_t(job.threads) * std::size_t(thread);
             for (std::size_t index = 0; index < paths.size(); ++index) {
                 const QString& path = paths[(first + index) % paths.size()];
@@ -378,7 +375,7 @@ Measurement readInThreads(const Job& job)
     return result;
 }
 
-// Adds for as long as another process does the same. The parent says by a line when to start.
+// Adds files while another process does the same. The parent starts both with a line of input.
 Measurement addBesideAnother(const Job& job)
 {
     const auto engine = open(job);
@@ -388,7 +385,7 @@ Measurement addBesideAnother(const Job& job)
     require(
         input.open(0, QIODevice::ReadOnly) && output.open(1, QIODevice::WriteOnly) &&
             output.write("ready\n") > 0 && output.flush() && !input.readLine().isEmpty(),
-        "there is no parent");
+        "the parent process does not answer");
     Timer timer(job.operations);
     bool added = true;
     const auto start = Timer::Clock::now();
@@ -452,7 +449,7 @@ Measurement perform(const Job& job)
         {u"scan-first"_s, firstScan},
         {u"scan-again"_s, repeatedScan}};
     const auto performer = performers.value(job.workload);
-    require(performer, "no such workload");
+    require(performer, "unknown workload");
     return performer(job);
 }
 

@@ -20,7 +20,7 @@ namespace velmio::benchmarks {
 
 namespace {
 
-// The value behind "name   : value" in a file below /proc.
+// The value of a line "name   : value" in a file in /proc.
 QString procValue(const QString& path, const QByteArray& name)
 {
     QFile file(path);
@@ -34,7 +34,7 @@ QString procValue(const QString& path, const QByteArray& name)
     return {};
 }
 
-// What the disk itself takes for as much as a durable addition writes.
+// The time that the disk itself takes to sync as many bytes as a durable addition writes.
 QString flushTime(const QString& folder)
 {
     constexpr int Flushes = 200;

@@ -6,8 +6,8 @@
 
 namespace velmio::benchmarks {
 
-/// What the figures depend on: processor, memory, disk, compiler, libraries, commit; name and
-/// value. `folder` is where the stores lie.
+/// Names and values of what the results depend on, such as processor, disk, compiler and commit.
+/// `folder` is the folder of the stores.
 QList<QPair<QString, QString>> describeMachine(const QString& folder);
 
 } // namespace velmio::benchmarks

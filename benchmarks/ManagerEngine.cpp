@@ -18,7 +18,7 @@ namespace velmio::benchmarks {
 
 namespace {
 
-/// The managers over any factory.
+/// The managers over a given factory.
 class ManagerEngine : public Engine
 {
 public:
@@ -53,7 +53,7 @@ private:
     sync::config::FileConfigManager files{factory, nullptr, nullptr, folders};
 };
 
-/// With somebody who wants to know what changes.
+/// With a ChangeNotifier, which adds a cost to every write.
 class WatchedEngine : public ManagerEngine
 {
 public:

@@ -7,29 +7,29 @@
 
 namespace velmio::benchmarks {
 
-/// What one run of a workload shows.
+/// The result of one run of a workload.
 struct Measurement
 {
     qint64 operations = 0;
-    double seconds = 0;  ///< All operations together.
-    double medianNs = 0; ///< Of one operation, as are the two that follow.
+    double seconds = 0;  ///< Total of all operations.
+    double medianNs = 0; ///< The next three are times of a single operation.
     double p99Ns = 0;
     double p999Ns = 0;
-    double bytes = 0;          ///< Of memory or disk, where the workload is about that.
-    std::vector<double> parts; ///< Seconds of consecutive parts, where it is about those.
+    double bytes = 0;          ///< Memory or disk usage, if the workload measures it.
+    std::vector<double> parts; ///< Seconds of consecutive parts, if the workload measures them.
 
     QJsonObject toJson() const;
     static Measurement fromJson(const QJsonObject& json);
 };
 
-/// Runs what is to be measured and nothing else: its instructions are counted under this name.
+/// Runs the measured code and nothing else. Valgrind counts the instructions below this name.
 template <typename Operation>
 [[gnu::noinline]] void measured(Operation& operation)
 {
     operation();
 }
 
-/// Times operations one by one.
+/// Times single operations.
 class Timer
 {
 public:
@@ -53,7 +53,7 @@ private:
     std::vector<double> times;
 };
 
-/// The value below which the share `part` of the values lies; 0 without values.
+/// The value below which the fraction `part` of the values lies; 0 when there are no values.
 double quantile(std::vector<double> values, double part);
 double median(std::vector<double> values);
 

@@ -135,7 +135,7 @@ void bindFile(QSqlQuery& query, const FileConfiguration& file)
     query.bindValue(u":fileLinks"_s, writeLinks(file.getFileLinks(), file.getFileLinksDate()));
 }
 
-// The pattern once for each column, whose name takes the place of "%".
+// Repeats the pattern for each column, with "%" replaced by the column name.
 QString columnwise(const QString& pattern)
 {
     QStringList texts;
@@ -145,7 +145,7 @@ QString columnwise(const QString& pattern)
     return texts.join(u", "_s);
 }
 
-/// Does files only: what a program without this library would write first.
+/// The code that a program without this library might start with. Supports files only.
 class NaiveEngine : public Engine
 {
 public:
@@ -168,10 +168,10 @@ public:
 
     bool addFile(FileConfiguration& file) override
     {
-        const auto namesakes = readAll(u" WHERE clientPath = :value"_s, file.getClientPath());
-        for (const FileConfiguration& namesake : namesakes) {
-            if (namesake.getFolderConfigurationId() == file.getFolderConfigurationId()) {
-                file.setId(namesake.getId());
+        const auto samePath = readAll(u" WHERE clientPath = :value"_s, file.getClientPath());
+        for (const FileConfiguration& stored : samePath) {
+            if (stored.getFolderConfigurationId() == file.getFolderConfigurationId()) {
+                file.setId(stored.getId());
                 return updateFile(file);
             }
         }

@@ -28,7 +28,7 @@ const QList<Style> BarStyles{
 
 const QStringList CurveColours{u"#636363"_s, u"#bdbdbd"_s, u"#1b7837"_s, u"#7fbf7b"_s};
 
-/// An SVG document that is drawn on from above.
+/// An SVG document; y grows downwards.
 class Drawing
 {
 public:
@@ -72,7 +72,7 @@ private:
     QString text;
 };
 
-/// Places values on a logarithmic axis.
+/// Maps values to positions on a logarithmic axis.
 struct Axis
 {
     double least;
@@ -112,7 +112,6 @@ void drawBars(Drawing& drawing, const Comparison& comparison, double& y)
     y += 10;
 }
 
-// The titles of the bars, in their colours.
 void drawLegend(Drawing& drawing)
 {
     double x = LeftMargin;
@@ -187,7 +186,7 @@ QString sizePicture(const Report& report)
             drawing.line(
                 Files.at(files1), Cost.at(cost1), Files.at(files2), Cost.at(cost2), colour, 2);
         }
-        // Floor and embedded end at the same place: their titles stand below each other.
+        // The curves of floor and embedded end at the same point, so their titles are shifted.
         const double y = Cost.at(curve.points.last().second) + (index <= 2 ? -4 : 12);
         drawing.label(Files.to + 8, y, curve.title);
     }

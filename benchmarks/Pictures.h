@@ -6,10 +6,10 @@
 
 namespace velmio::benchmarks {
 
-/// The ratios to the floor as bars, with the goals; an SVG document.
+/// An SVG document with the ratios to the floor as bars, and their goals.
 QString ratioPicture(const Report& report);
 
-/// Cost against the number of files in the store; an SVG document.
+/// An SVG document with the cost by number of files in the store.
 QString sizePicture(const Report& report);
 
 } // namespace velmio::benchmarks

@@ -1,12 +1,13 @@
 #pragma once
 
 #include <interf/IDatabaseFactory.h>
+#include <testkit/PassingFactory.h>
 
 #include <memory>
 
 namespace velmio::benchmarks {
 
-/// A host's own factory at its best: the embedded engine, of whose queries nothing is seen but
+/// The best case of a host's own factory: the embedded engine, with queries that implement only
 /// IQSqlQueryWrapper.
 class PlainFactory : public sync::interf::factory::IDatabaseFactory
 {
@@ -16,8 +17,14 @@ public:
     {
     }
 
-    std::shared_ptr<sync::interf::IQSqlDatabaseWrapper> GetDatabase() override;
-    std::shared_ptr<sync::interf::IQSqlQueryWrapper> CreateQuery() override;
+    std::shared_ptr<sync::interf::IQSqlDatabaseWrapper> GetDatabase() override
+    {
+        return wrapped->GetDatabase();
+    }
+    std::shared_ptr<sync::interf::IQSqlQueryWrapper> CreateQuery() override
+    {
+        return std::make_shared<sync::test::PassingQuery>(wrapped->CreateQuery(), nullptr);
+    }
 
 private:
     const std::shared_ptr<sync::interf::factory::IDatabaseFactory> wrapped;

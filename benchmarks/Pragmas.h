@@ -2,8 +2,7 @@
 
 namespace velmio::benchmarks {
 
-/// The settings of the embedded engine's connections, for the others. The checkpoint comes after as
-/// many pages as the embedded engine's.
+/// The pragmas that the embedded engine uses, for the other engines.
 constexpr const char* Pragmas[] = {
     "PRAGMA journal_mode = WAL",
     "PRAGMA synchronous = FULL",

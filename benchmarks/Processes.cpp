@@ -46,7 +46,7 @@ std::vector<Measurement> performTogether(const std::vector<Job>& jobs)
         start(*processes.emplace_back(std::make_unique<QProcess>()), job);
     for (const auto& process : processes) {
         process->waitForReadyRead(-1);
-        process->readLine(); // it is ready
+        process->readLine(); // "ready"
     }
     for (const auto& process : processes) {
         process->write("go\n");

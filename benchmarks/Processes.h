@@ -6,10 +6,11 @@
 
 namespace velmio::benchmarks {
 
-/// Performs a job in a fresh process of this program; throws std::runtime_error.
+/// Runs a job in a new process of this program; throws std::runtime_error.
 Measurement performInProcess(const Job& job);
 
-/// Performs jobs that wait for a line on standard input at the same time.
+/// Runs jobs at the same time. Each job prints a line when it is ready and starts on a line of
+/// input.
 std::vector<Measurement> performTogether(const std::vector<Job>& jobs);
 
 } // namespace velmio::benchmarks

@@ -15,7 +15,7 @@ namespace {
 constexpr QStringView PageBegin = u"<!-- measured: written by ./dev bench -->\n";
 constexpr QStringView PageEnd = u"<!-- end of measured -->\n";
 
-// A cached list is shared and not copied.
+// A cached list is shared, not copied.
 constexpr double CachedListGoalNs = 1000;
 constexpr double WatchedGoal = 1.03;
 constexpr double PolledGoal = 1.10;
@@ -25,7 +25,7 @@ QString decimal(double value, int decimals)
     return QString::number(value, 'f', decimals);
 }
 
-// Three digits that count.
+// Rounded to three significant digits.
 QString threeDigits(double value)
 {
     return decimal(value, value < 10 ? 2 : value < 100 ? 1 : 0);
@@ -76,7 +76,7 @@ QString ratioText(const Comparison& comparison, const QString& engine, double go
     return text + u" (%1 %2)"_s.arg(ratio <= goal ? u"≤" : u"missed", decimal(goal, 2));
 }
 
-/// Lines of cells, padded so that the columns stand below each other.
+/// A Markdown table with aligned columns.
 QString table(const QList<QStringList>& rows)
 {
     QList<qsizetype> widths(rows.first().size(), 0);
@@ -100,7 +100,7 @@ QString table(const QList<QStringList>& rows)
 QString comparisonTable(const Report& report)
 {
     QList<QStringList> rows{
-        {u"operation"_s, u"floor"_s, u"embedded"_s, u"p99"_s, u"in a second"_s, u"ratio"_s,
+        {u"operation"_s, u"floor"_s, u"embedded"_s, u"p99"_s, u"per second"_s, u"ratio"_s,
          u"as QVariant"_s, u"host, QtSql"_s, u"naive"_s}};
     for (const Comparison& one : report.comparisons) {
         const Workload& workload = one.workload;
@@ -128,14 +128,14 @@ QList<Claim> allClaims(const Report& report)
                  {}});
         if (one.runs.contains(u"watched"_s))
             claims.append(
-                {one.workload.title + u", with a ChangeNotifier beside without"_s,
+                {one.workload.title + u", with a ChangeNotifier relative to without"_s,
                  one.median(u"watched"_s) / one.median(u"embedded"_s),
                  true,
                  WatchedGoal,
                  {}});
         if (one.runs.contains(u"polled"_s))
             claims.append(
-                {one.workload.title + u", with a polling ChangeNotifier beside without"_s,
+                {one.workload.title + u", with a polling ChangeNotifier relative to without"_s,
                  one.median(u"polled"_s) / one.median(u"embedded"_s),
                  true,
                  PolledGoal,
@@ -143,7 +143,8 @@ QList<Claim> allClaims(const Report& report)
                      valueText(one, u"polled"_s), valueText(one, u"embedded"_s))});
         if (one.runs.contains(u"unchecked"_s))
             claims.append(
-                {one.workload.title + u", beside a floor that seeks no duplicates"_s,
+                {one.workload.title +
+                     u", relative to a floor that does not search for duplicates"_s,
                  one.median(u"embedded"_s) / one.median(u"unchecked"_s),
                  true,
                  one.workload.embeddedGoal,
@@ -154,7 +155,7 @@ QList<Claim> allClaims(const Report& report)
 
 QString claimTable(const Report& report)
 {
-    QList<QStringList> rows{{u"property"_s, u"measured"_s, u"goal"_s, u""_s, u"figures"_s}};
+    QList<QStringList> rows{{u"property"_s, u"measured"_s, u"goal"_s, u""_s, u"details"_s}};
     for (const Claim& claim : allClaims(report))
         rows.append(
             {claim.title, threeDigits(claim.value),
@@ -250,17 +251,17 @@ void updatePage(const QString& page, const QString& tables)
 {
     QFile file(page);
     if (!file.open(QIODevice::ReadOnly))
-        throw std::runtime_error("the page cannot be read");
+        throw std::runtime_error("cannot read the page");
     QString text = QString::fromUtf8(file.readAll());
     file.close();
     const qsizetype begin = text.indexOf(PageBegin);
     const qsizetype end = text.indexOf(PageEnd);
     if (begin < 0 || end < begin)
-        throw std::runtime_error("the page has no place for the tables");
+        throw std::runtime_error("the page has no markers for the tables");
     const qsizetype first = begin + PageBegin.size();
     text.replace(first, end - first, u'\n' + tables + u'\n');
     if (!file.open(QIODevice::WriteOnly) || file.write(text.toUtf8()) < 0)
-        throw std::runtime_error("the page cannot be written");
+        throw std::runtime_error("cannot write the page");
 }
 
 } // namespace velmio::benchmarks

@@ -10,7 +10,7 @@
 
 namespace velmio::benchmarks {
 
-/// All that a session has measured.
+/// All results of one session.
 struct Report
 {
     QList<QPair<QString, QString>> machine;
@@ -25,7 +25,8 @@ QString tables(const Report& report);
 
 QJsonObject toJson(const Report& report);
 
-/// Puts the tables between the two marks in a page; throws std::runtime_error without them.
+/// Replaces the tables between the two markers of a page; throws std::runtime_error when the
+/// markers are missing.
 void updatePage(const QString& page, const QString& tables);
 
 } // namespace velmio::benchmarks

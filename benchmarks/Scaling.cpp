@@ -1,10 +1,10 @@
-// What is measured beside the workloads:
+// Measurements that do not compare engines:
 //
-//   sizes      lookup and list in stores of 10,000, 100,000 and 1,000,000 files, and their sizes
-//   grow       1,000,000 files added in one transaction, its last tenth beside its first
-//   readers    1 to 4 threads that look files up, each 15,000
-//   writers    two processes that add 500 files each, beside one alone; every addition durable
-//   durable    20,000 files added one by one
+//   sizes      lookup and list in stores of 10,000, 100,000 and 1,000,000 files; size of the stores
+//   grow       1,000,000 files added in one transaction: the last tenth relative to the first
+//   readers    1 to 4 threads, each looking up 15,000 files
+//   writers    two processes with 500 durable additions each, relative to one process
+//   durable    20,000 files added in separate transactions
 
 #include "Scaling.h"
 
@@ -35,18 +35,6 @@ QString number(double value, int decimals)
     return QString::number(value, 'f', decimals);
 }
 
-Job job(
-    const QString& workload, const QString& engine, const QString& path, int files, int operations)
-{
-    Job result;
-    result.workload = workload;
-    result.engine = engine;
-    result.path = path;
-    result.files = files;
-    result.operations = operations;
-    return result;
-}
-
 double medianOf(const std::vector<Measurement>& runs, double (*value)(const Measurement&))
 {
     std::vector<double> values;
@@ -72,10 +60,9 @@ Curve measureCurve(
     const int sizes[] = {Small, Middle, Large};
     for (int run = 0; run < runs; ++run) {
         for (std::size_t index = 0; index < std::size(sizes); ++index) {
-            Job task =
-                job(workload, engine, stores.withFiles(sizes[index]), sizes[index], operations);
-            task.run = run;
-            measured[index].push_back(performInProcess(task));
+            const QString path = stores.withFiles(sizes[index]);
+            measured[index].push_back(
+                performInProcess({workload, engine, path, sizes[index], operations, run}));
         }
     }
     Curve curve{title, {}};
@@ -95,7 +82,7 @@ Claim compareEnds(const Curve& curve, const QString& title, double goal)
 Measurement grow(Stores& stores, const QString& engine)
 {
     const QString path = stores.copyOf(stores.withFolders(1), u"grow"_s);
-    const auto run = performInProcess(job(u"grow"_s, engine, path, 0, Large));
+    const auto run = performInProcess({u"grow"_s, engine, path, 0, Large});
     removeStore(path);
     return run;
 }
@@ -109,7 +96,7 @@ Claim compareFileSizes(Stores& stores)
     const double most = bytesPerRow(Large);
     const QString detail = u"%1 and %2 bytes"_s.arg(number(least, 0), number(most, 0));
     return {
-        u"file size for each row, 1,000,000 files beside 10,000"_s, most / least, true, 1.05,
+        u"file size per row, 1,000,000 files relative to 10,000"_s, most / least, true, 1.05,
         detail};
 }
 
@@ -121,10 +108,9 @@ QList<Claim> measureReaders(Stores& stores, int runs)
     for (int run = 0; run < runs; ++run) {
         for (int threads = 1; threads <= MostThreads; ++threads) {
             for (const QString& engine : engines) {
-                Job task = job(u"readers"_s, engine, stores.withFiles(Middle), Middle, 15'000);
-                task.run = run;
-                task.threads = threads;
-                measured[{engine, threads}].push_back(performInProcess(task));
+                const QString path = stores.withFiles(Middle);
+                measured[{engine, threads}].push_back(
+                    performInProcess({u"readers"_s, engine, path, Middle, 15'000, run, threads}));
             }
         }
     }
@@ -137,11 +123,11 @@ QList<Claim> measureReaders(Stores& stores, int runs)
         const auto share = [&](const QString& engine) {
             return rate(engine, threads) / rate(engine, 1) / cores;
         };
-        const QString detail = u"%1 and %2 lookups in a second, on %3 cores; the floor: %4"_s.arg(
+        const QString detail = u"%1 and %2 lookups per second, on %3 cores; the floor: %4"_s.arg(
             number(rate(u"embedded"_s, 1), 0), number(rate(u"embedded"_s, threads), 0),
             QString::number(cores), number(share(u"floor"_s), 2));
         claims.append(
-            {u"%1 threads that read, rate for each core beside one thread"_s.arg(threads),
+            {u"%1 reading threads, rate per core relative to one thread"_s.arg(threads),
              share(u"embedded"_s), false, 0.8, detail});
     }
     return claims;
@@ -155,7 +141,7 @@ QList<Claim> measureWriters(Stores& stores, int runs)
     std::vector<double> p99s;
     const QString path = stores.copyOf(stores.withFiles(Middle), u"writers"_s);
     for (int run = 0; run < runs; ++run) {
-        Job task = job(u"writers"_s, u"embedded"_s, path, Middle, Additions);
+        Job task{u"writers"_s, u"embedded"_s, path, Middle, Additions};
         std::vector<Job> pair{task, task};
         task.run = 3 * run;
         pair[0].run = 3 * run + 1;
@@ -169,16 +155,16 @@ QList<Claim> measureWriters(Stores& stores, int runs)
     removeStore(path);
     const double aloneP99 = medianOf(alone, [](const Measurement& one) { return one.p99Ns; });
     return {
-        {u"two processes that write, rate in sum beside one"_s, median(ratios), false, 0.8,
-         u"one alone: %1 additions in a second"_s.arg(number(medianOf(alone, perSecond), 0))},
-        {u"two processes that write, p99 in milliseconds"_s, median(p99s) / 1e6, true, 5,
-         u"one alone: %1 ms"_s.arg(number(aloneP99 / 1e6, 1))}};
+        {u"two writing processes, total rate relative to one"_s, median(ratios), false, 0.8,
+         u"one process: %1 additions per second"_s.arg(number(medianOf(alone, perSecond), 0))},
+        {u"two writing processes, p99 in milliseconds"_s, median(p99s) / 1e6, true, 5,
+         u"one process: %1 ms"_s.arg(number(aloneP99 / 1e6, 1))}};
 }
 
 Measurement addDurably(Stores& stores, const QString& engine)
 {
     const QString path = stores.copyOf(stores.withFiles(Middle), u"durable"_s);
-    const auto run = performInProcess(job(u"add"_s, engine, path, Middle, 20'000));
+    const auto run = performInProcess({u"add"_s, engine, path, Middle, 20'000});
     removeStore(path);
     return run;
 }
@@ -191,8 +177,8 @@ Claim measureDurable(Stores& stores)
         number(run.medianNs / 1e6, 2), number(run.p99Ns / 1e6, 2), number(run.p999Ns / 1e6, 2),
         number(floor.p999Ns / floor.medianNs, 1));
     return {
-        u"20,000 durable additions, p99.9 beside the median"_s, run.p999Ns / run.medianNs, true, 5,
-        detail};
+        u"20,000 durable additions, p99.9 relative to the median"_s, run.p999Ns / run.medianNs,
+        true, 5, detail};
 }
 
 } // namespace
@@ -208,7 +194,7 @@ Scaling measureSizes(Stores& stores, int runs)
     }
     scaling.claims = {
         compareEnds(
-            scaling.curves.last(), u"list of a folder, 1,000,000 files beside 10,000"_s, 1.15),
+            scaling.curves.last(), u"list of a folder, 1,000,000 files relative to 10,000"_s, 1.15),
         compareFileSizes(stores)};
     return scaling;
 }
@@ -227,11 +213,11 @@ Claim measureGrowth(Stores& stores, int runs)
         first.push_back(Large / 10.0 / parts.front());
         last.push_back(Large / 10.0 / parts.back());
     }
-    const QString detail = u"%1 and %2 rows in a second; the floor: %3"_s.arg(
+    const QString detail = u"%1 and %2 rows per second; the floor: %3"_s.arg(
         number(median(first), 0), number(median(last), 0), number(median(floorShares), 2));
     return {
-        u"last tenth of a bulk add of 1,000,000, rate beside the first"_s, median(shares), false,
-        0.6, detail};
+        u"bulk add of 1,000,000, rate of the last tenth relative to the first"_s, median(shares),
+        false, 0.6, detail};
 }
 
 Scaling measureConcurrency(Stores& stores, int runs)

@@ -9,19 +9,19 @@ namespace velmio::benchmarks {
 
 class Stores;
 
-/// A property that the library claims, with what was measured.
+/// A claimed property of the library, with its measured value.
 struct Claim
 {
     QString title;
     double value;
-    bool atMost; ///< Whether the goal is an upper bound.
+    bool atMost; ///< True if the goal is an upper bound.
     double goal;
     QString detail;
 
     bool holds() const { return atMost ? value <= goal : value >= goal; }
 };
 
-/// Microseconds of an operation against the number of files in the store.
+/// Microseconds of an operation by number of files in the store.
 struct Curve
 {
     QString title;
@@ -34,13 +34,13 @@ struct Scaling
     QList<Curve> curves;
 };
 
-/// How cost and size grow from 10,000 to 1,000,000 files.
+/// Cost and size in stores of 10,000 to 1,000,000 files.
 Scaling measureSizes(Stores& stores, int runs);
 
-/// 1,000,000 files added in one transaction.
+/// Adds 1,000,000 files in one transaction.
 Claim measureGrowth(Stores& stores, int runs);
 
-/// One to four threads that read, two processes that write, and 20,000 durable additions.
+/// One to four reading threads, two writing processes, and 20,000 durable additions.
 Scaling measureConcurrency(Stores& stores, int runs);
 
 } // namespace velmio::benchmarks

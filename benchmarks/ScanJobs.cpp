@@ -54,7 +54,7 @@ void walk(const QByteArray& path, const FileFound& found)
 {
     DIR* const directory = opendir(path.constData());
     if (!directory)
-        throw std::runtime_error("the tree cannot be read");
+        throw std::runtime_error("cannot read the tree");
     while (const dirent* const entry = readdir(directory)) {
         struct stat status = {};
         const QByteArray name = entry->d_name;
@@ -90,7 +90,7 @@ void requireCount(qint64 count, const Job& job)
         throw std::runtime_error("not all files were found");
 }
 
-// A new store with the root folder alone.
+// Creates a store with only the root folder.
 void prepareStore(const Job& job)
 {
     removeStore(storeOf(job.path));
@@ -146,7 +146,7 @@ Measurement firstScan(const Job& job)
     return timer.result();
 }
 
-// The very first job scans for all that follow.
+// The first job makes the first scan for all later jobs.
 Measurement repeatedScan(const Job& job)
 {
     if (job.engine == u"floor" && job.run == 0) {

@@ -4,11 +4,12 @@
 
 namespace velmio::benchmarks {
 
-/// Makes a tree on the disk: `files` empty files in folders of FilesPerFolder, where it is missing.
+/// Creates a tree on disk if it does not exist: `files` empty files, FilesPerFolder in each folder.
 void makeTree(const QString& folder, int files);
 
-/// velmioctl as a user runs it, without hashing, beside a bare walk of the same tree with the
-/// status of every entry. The floor adds each file in one transaction, or reads all records.
+/// Run velmioctl as a user does, without hashing. The floor walks the same tree and reads the
+/// status of every entry; it adds all files in one transaction (firstScan) or reads all records
+/// (repeatedScan).
 Measurement firstScan(const Job& job);
 Measurement repeatedScan(const Job& job);
 

@@ -23,7 +23,7 @@ namespace {
 void require(bool done)
 {
     if (!done)
-        throw std::runtime_error("a store could not be made");
+        throw std::runtime_error("cannot create a store");
 }
 
 void addFolders(const QString& path, int folders)
@@ -49,7 +49,7 @@ void addFiles(const QString& path, int files, int filesPerFolder)
     require(engine->commit());
 }
 
-// Appears under its name when it is complete, so that an interrupted run leaves no half of one.
+// Renamed when it is complete, so that an interrupted run leaves no partial store.
 QString make(const QString& path, int folders, int files, int filesPerFolder)
 {
     if (QFile::exists(path))
@@ -65,7 +65,7 @@ QString make(const QString& path, int folders, int files, int filesPerFolder)
 } // namespace
 
 Stores::Stores(const QString& folder)
-    : place(folder)
+    : directory(folder)
 {
     require(QDir().mkpath(folder));
 }
@@ -96,11 +96,12 @@ QString Stores::copyOf(const QString& store, const QString& name)
     return copy;
 }
 
-// A store of an older schema would be migrated within the measurement.
+// The name contains the schema version, because a store of an older version would be migrated
+// during the measurement.
 QString Stores::pathOf(const QString& name) const
 {
     const int version = sync::database::SqliteDatabaseFactory::schemaVersion();
-    return u"%1/v%2-%3.db"_s.arg(place, QString::number(version), name);
+    return u"%1/v%2-%3.db"_s.arg(directory, QString::number(version), name);
 }
 
 void removeStore(const QString& path)

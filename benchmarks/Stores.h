@@ -4,31 +4,28 @@
 
 namespace velmio::benchmarks {
 
-/// The databases that the workloads run on, in a folder of their own, each made when it is first
-/// asked for.
+/// The databases of the workloads, in one folder. Each is created when it is first needed.
 class Stores
 {
 public:
     explicit Stores(const QString& folder);
 
-    const QString& folder() const { return place; }
+    const QString& folder() const { return directory; }
 
-    /// So many files of the data set, with their folders.
-    QString withFiles(int files);
-    /// So many folders of the data set, ten files in each.
-    QString withTree(int folders);
-    /// So many folders of the data set and no file.
-    QString withFolders(int folders);
+    /// Each of these returns the path of a store with records of the data set.
+    QString withFiles(int files);     ///< `files` files and their folders.
+    QString withTree(int folders);    ///< `folders` folders with ten files each.
+    QString withFolders(int folders); ///< `folders` folders and no files.
 
-    /// A fresh copy of a store under a name; its path.
+    /// Makes a new copy of a store and returns its path.
     QString copyOf(const QString& store, const QString& name);
     QString pathOf(const QString& name) const;
 
 private:
-    QString place;
+    QString directory;
 };
 
-/// With its log.
+/// Removes a store and its companion files.
 void removeStore(const QString& path);
 
 } // namespace velmio::benchmarks

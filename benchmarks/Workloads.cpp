@@ -1,23 +1,23 @@
-// The workloads that compare engines. Those about scale and concurrency are in Scaling.cpp.
+// The workloads that compare engines. Scaling.cpp measures scale and concurrency.
 //
-//   lookup          one of 100,000 files by its client path, at random
-//   files           the list of all 100,000 files
-//   list            the 50 files of a folder, ordered by name
-//   add             one file added, alone and durable
-//   commit          the commit() of a transaction of 2 ms, two factories writing to one file
-//   add-bulk        100,000 files added in one transaction, each sought first
-//   update          one file updated, alone and durable
-//   update-bulk     10,000 of 100,000 files updated in one transaction
-//   folders         the list of 100,000 folders, from the database
-//   folders-cached  the same list once more
-//   clean-root      a tree of 10,000 folders and 100,000 files removed by its root
-//   clean-bulk      the same tree removed folder by folder, in one transaction
-//   clean           200 folders and 2,000 files removed folder by folder, each step durable
-//   open            a store of 1,000,000 files opened, to the first record
-//   memory          a list of 100,000 files, and
-//   memory-million  one of 1,000,000
+//   lookup          read one of 100,000 files by its client path, in random order
+//   files           list all 100,000 files
+//   list            list the 50 files of a folder, ordered by name
+//   add             add one file in its own durable transaction
+//   commit          commit a transaction of 2 ms while another factory writes to the same file
+//   add-bulk        add 100,000 files in one transaction, each after a search for the same path
+//   update          update one file in its own durable transaction
+//   update-bulk     update 10,000 of 100,000 files in one transaction
+//   folders         list 100,000 folders from the database
+//   folders-cached  list the same folders from the cache
+//   clean-root      remove a tree of 10,000 folders and 100,000 files by its root
+//   clean-bulk      remove the same tree folder by folder, in one transaction
+//   clean           remove 200 folders and 2,000 files folder by folder, each step durable
+//   open            open a store of 1,000,000 files and read the first record
+//   memory          memory of a list of 100,000 files
+//   memory-million  memory of a list of 1,000,000 files
 //   scan-first      velmioctl scan of 100,000 files into a new store, without hashing
-//   scan-again      the same scan once more
+//   scan-again      repeat the same scan
 
 #include "Workloads.h"
 
@@ -74,13 +74,13 @@ std::vector<Workload> allWorkloads()
     constexpr int N = 100'000;
     // clang-format off
     return {
-        {u"lookup"_s, u"GetFileConfigurationByClientPath, at random"_s, WithVariant, Hosts, Nothing, OneOperation, N, 10'000, 7, 1.10, 1.25, files},
+        {u"lookup"_s, u"GetFileConfigurationByClientPath, random files"_s, WithVariant, Hosts, Nothing, OneOperation, N, 10'000, 7, 1.10, 1.25, files},
         {u"files"_s, u"GetAll of files"_s, WithVariant, Hosts, Nothing, WholeRun, N, N, 7, 1.05, 1.40, files},
         {u"list"_s, u"GetFileConfigurationsByFolderId, 50 rows, ordered"_s, WithVariant, Hosts, Nothing, OneOperation, N, 1'500, 7, 1.05, 1.40, files},
-        {u"add"_s, u"Add, alone, durable"_s, Both, withWatched, Some, OneOperation, N, 500, 7, 1.05, 1.10, files},
+        {u"add"_s, u"Add, single, durable"_s, Both, withWatched, Some, OneOperation, N, 500, 7, 1.05, 1.10, files},
         {u"commit"_s, u"commit() after 2 ms, two factories of one file"_s, {u"embedded"_s, u"polled"_s}, {}, Some, OneOperation, N, 300, 7, 0, 0, files},
         {u"add-bulk"_s, u"Add, 100,000 in one transaction"_s, Both, withUnchecked, All, WholeRun, 0, N, 7, 1.15, 1.25, emptyTree},
-        {u"update"_s, u"Update, alone, durable"_s, Both, VariantAndHosts, Some, OneOperation, N, 500, 7, 1.05, 1.10, files},
+        {u"update"_s, u"Update, single, durable"_s, Both, VariantAndHosts, Some, OneOperation, N, 500, 7, 1.05, 1.10, files},
         {u"update-bulk"_s, u"Update, 10,000 in one transaction"_s, Both, VariantAndHosts, Some, WholeRun, N, 10'000, 7, 1.05, 1.10, files},
         {u"folders"_s, u"GetAll of 100,000 folders, uncached"_s, Both, {}, Nothing, WholeRun, 0, N, 7, 1.3, 0, folders},
         {u"folders-cached"_s, u"GetAll of 100,000 folders, cached"_s, {u"embedded"_s}, {}, Nothing, OneOperation, 0, 10'000, 7, 0, 0, folders},

@@ -9,31 +9,31 @@ namespace velmio::benchmarks {
 
 class Stores;
 
-/// Something that engines are compared by.
+/// A workload that compares engines.
 struct Workload
 {
-    /// What a run changes: nothing, so that all runs share a store; the store, of which each engine
-    /// has a copy for all its runs; or so much that each run needs a fresh copy.
+    /// What a run changes in its store. Nothing: all runs share one store. Some: each engine has
+    /// one copy for all its runs. All: each run needs a new copy.
     enum class Writes { Nothing, Some, All };
     enum class Value { OneOperation, WholeRun, Memory };
 
     QString name;
     QString title;
     QStringList engines;     ///< The floor first.
-    QStringList moreEngines; ///< Further ones, when there is time.
+    QStringList moreEngines; ///< Only run with --all.
     Writes writes;
     Value value;
-    int files;      ///< That the store holds.
-    int operations; ///< That one run times; for Value::WholeRun the rows that it is about.
+    int files;      ///< Number of files in the store.
+    int operations; ///< Operations that one run times; for Value::WholeRun the number of rows.
     int runs;
-    double embeddedGoal; ///< At most so many times the floor; 0 for no goal.
+    double embeddedGoal; ///< Highest ratio to the floor; 0 for no goal.
     double hostGoal;
 
-    /// Makes the store, where it is missing; its path.
+    /// Creates the store if it does not exist, and returns its path.
     QString (*store)(Stores& stores, const Workload& workload);
 };
 
-/// All of them, in the order of the report.
+/// In the order of the report.
 std::vector<Workload> allWorkloads();
 
 } // namespace velmio::benchmarks

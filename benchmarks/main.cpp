@@ -1,16 +1,17 @@
-// velmio-benchmarks: measures the library beside the plain SQLite library.
+// velmio-benchmarks: compares the library with the plain SQLite library.
 //
-//   velmio-benchmarks [OPTIONS]        the standard set: see Workloads.cpp and Scaling.cpp
-//     --all                            also hosts' writes, QtSql, and what is long with a million
-//                                      files
-//     --only NAME[,NAME...]            only these workloads; "sizes", "grow" and "concurrency" are
-//                                      names, too
-//     --runs N                         how often each engine runs each workload
-//     --work DIR                       where the stores lie; they are kept for the next time
-//     --report DIR                     where results.json, tables.md and the pictures go
-//     --page FILE                      also puts the tables into a page and the pictures beside it
+//   velmio-benchmarks [OPTIONS]        runs the standard set: see Workloads.cpp and Scaling.cpp
+//     --all                            adds host factories, QtSql, and the long workloads with a
+//                                      million files
+//     --only NAME[,NAME...]            runs only these workloads; "sizes", "grow" and "concurrency"
+//                                      are also names
+//     --runs N                         number of runs of each workload by each engine
+//     --work DIR                       folder of the stores, which are kept for the next time
+//     --report DIR                     folder for results.json, tables.md and the pictures
+//     --page FILE                      also writes the tables into a page and the pictures into the
+//                                      folder "performance" next to it
 //   velmio-benchmarks instructions     counts instructions and compares them with their bounds
-//   velmio-benchmarks job ...          one run, in the process that another one has started
+//   velmio-benchmarks job ...          runs one job; started by another process of this program
 
 #include "Instructions.h"
 #include "Machine.h"
@@ -40,15 +41,15 @@ struct Options
 {
     QStringList only;
     bool all = false;
-    int runs = 0; // each workload's own
+    int runs = 0; // 0: the default of each workload
     QString work = u"build/benchmarks/stores"_s;
     QString report = u"build/benchmarks"_s;
     QString page;
 
     bool wants(const QString& name) const
     {
-        static const QStringList longOnes{u"grow"_s, u"memory-million"_s};
-        return only.isEmpty() ? all || !longOnes.contains(name) : only.contains(name);
+        static const QStringList longWorkloads{u"grow"_s, u"memory-million"_s};
+        return only.isEmpty() ? all || !longWorkloads.contains(name) : only.contains(name);
     }
     QStringList enginesOf(const Workload& workload) const
     {
@@ -112,11 +113,11 @@ Report measure(const Options& options, Stores& stores)
             compare(workload, options.enginesOf(workload), stores, options.runsOr(workload.runs)));
     }
     if (options.wants(u"sizes"_s)) {
-        say(u"cost against size"_s);
+        say(u"cost by store size"_s);
         report.sizes = measureSizes(stores, options.runsOr(7));
     }
     if (options.wants(u"grow"_s)) {
-        say(u"a store that grows"_s);
+        say(u"growing store"_s);
         report.growth.append(measureGrowth(stores, options.runsOr(3)));
     }
     if (options.wants(u"concurrency"_s)) {
@@ -162,7 +163,7 @@ int run(const QStringList& arguments)
 
 int main(int argc, char** argv)
 {
-    // For all engines alike: the count is one lock for all threads.
+    // Applies to all engines: the statistics take one lock for all threads.
     sync::database::SqliteDatabaseFactory::disableMemoryStatistics();
     const QCoreApplication application(argc, argv);
     try {
