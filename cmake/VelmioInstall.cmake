@@ -1,4 +1,4 @@
-# What find_package() and pkg-config read.
+# Installs the files for find_package() and pkg-config.
 
 configure_package_config_file(
     "${PROJECT_SOURCE_DIR}/cmake/VelmioConfigurationConfig.cmake.in"
@@ -17,7 +17,7 @@ install(
     COMPONENT Development
 )
 
-# All relative to the .pc file, so that the tree can be moved.
+# Paths are relative to the .pc file, so that the installed tree can be moved.
 file(
     RELATIVE_PATH VELMIO_PC_PREFIX
     "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig"
@@ -25,7 +25,7 @@ file(
 )
 file(RELATIVE_PATH VELMIO_PC_LIBDIR "${CMAKE_INSTALL_PREFIX}" "${CMAKE_INSTALL_FULL_LIBDIR}")
 file(RELATIVE_PATH VELMIO_PC_INCLUDEDIR "${CMAKE_INSTALL_PREFIX}" "${CMAKE_INSTALL_FULL_INCLUDEDIR}")
-# Shared libraries bring what they use themselves.
+# Only hosts of static libraries need the libraries that ours use.
 set(VELMIO_PC_REQUIRES "Qt6Core")
 set(VELMIO_PC_DEFINITIONS "")
 set(VELMIO_PC_LIBS "")

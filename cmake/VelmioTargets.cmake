@@ -1,10 +1,10 @@
-# What every target of the project has in common.
+# Settings of all targets of the project.
 
 set(VELMIO_WARNING_OPTIONS
     -Wall
     -Wextra
     -Wpedantic
-    # A constructor parameter may be named like the member that it fills.
+    # A constructor parameter may have the name of the member that it initializes.
     "$<IF:$<CXX_COMPILER_ID:GNU>,-Wshadow=local,-Wshadow>"
     -Wconversion
     -Wsign-conversion
@@ -20,9 +20,10 @@ set(VELMIO_WARNING_OPTIONS
 
 # velmio_add_precompiled_headers(<name> HEADERS ... LINK ...)
 #
-# Makes a target that compiles headers once for all others: they are most of what a source reads, and
-# with clang this more than halves the time of a build. With gcc the compiler's cache takes longer
-# over the precompiled header than it saves. The builds without it see which includes are missing.
+# Adds a target that precompiles headers for all other targets. With clang, this more than halves
+# the build time, because these headers are most of what each source includes. With gcc, ccache
+# takes longer for the precompiled header than it saves. Only builds without it detect missing
+# includes.
 function(velmio_add_precompiled_headers name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "HEADERS;LINK")
     set(source "${PROJECT_BINARY_DIR}/${name}.cpp")
@@ -32,14 +33,15 @@ function(velmio_add_precompiled_headers name)
     set_target_properties(${name} PROPERTIES AUTOMOC OFF)
     target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/src")
     target_link_libraries(${name} PRIVATE ${arg_LINK})
-    # The compiler's cache knows it again by its content alone.
+    # Without the timestamp, ccache identifies the header by its content.
     target_compile_options(
         ${name} PRIVATE "$<$<CXX_COMPILER_ID:Clang,AppleClang>:SHELL:-Xclang -fno-pch-timestamp>"
     )
     target_precompile_headers(${name} PRIVATE <core/PosixSync.h> ${arg_HEADERS})
 endfunction()
 
-# What a program needs that links sanitized libraries.
+# velmio_sanitize_target(<target>): adds the options that a program needs to link sanitized
+# libraries.
 function(velmio_sanitize_target target)
     if(VELMIO_SANITIZERS)
         target_compile_options(
@@ -50,7 +52,7 @@ function(velmio_sanitize_target target)
     endif()
 endfunction()
 
-# Warnings, sanitizers, strict Qt and hidden symbols for one of our targets.
+# velmio_configure_target(<target>): sets warnings, sanitizers, Qt restrictions and hidden symbols.
 function(velmio_configure_target target)
     set_target_properties(
         ${target}
@@ -59,7 +61,7 @@ function(velmio_configure_target target)
             CXX_VISIBILITY_PRESET hidden
             VISIBILITY_INLINES_HIDDEN ON
             AUTOMOC ON
-            # No header of ours asks what it is compiled for.
+            # No header of this project depends on predefined macros.
             AUTOMOC_COMPILER_PREDEFINES OFF
     )
     target_compile_features(${target} PUBLIC cxx_std_20)
@@ -73,7 +75,7 @@ function(velmio_configure_target target)
     endif()
     velmio_sanitize_target(${target})
     if(VELMIO_BUILD_FUZZERS)
-        # Shows the fuzzer which ways through the libraries its inputs take.
+        # Lets the fuzzer see which code paths its inputs take.
         target_compile_options(${target} PRIVATE -fsanitize=fuzzer-no-link)
     endif()
     if(TARGET VelmioPrecompiledQt AND NOT target MATCHES "^VelmioPrecompiled")
@@ -83,8 +85,8 @@ endfunction()
 
 # velmio_add_library(<name> SOURCES ... [PUBLIC_LINK ...] [PRIVATE_LINK ...])
 #
-# Adds libVelmio<name> with the alias Velmio::<name> from the sources in the current folder, and
-# installs it with the headers that lie directly in that folder, as the package component <name>.
+# Adds libVelmio<name> with the alias Velmio::<name>, and installs it as the package component
+# <name> with the headers directly in the current folder.
 function(velmio_add_library name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;PUBLIC_LINK;PRIVATE_LINK")
     set(target Velmio${name})
@@ -97,7 +99,7 @@ function(velmio_add_library name)
         ${target}
         PROPERTIES
             EXPORT_NAME ${name}
-            # The libraries find each other wherever they are moved to.
+            # The libraries find each other after the tree has been moved.
             INSTALL_RPATH "$<IF:$<PLATFORM_ID:Darwin>,@loader_path,$ORIGIN>"
             VERSION ${PROJECT_VERSION}
             SOVERSION ${PROJECT_VERSION_MAJOR}
@@ -126,8 +128,8 @@ endfunction()
 
 # velmio_install_library(<name> HEADERS ...)
 #
-# Each library has an export of its own, so that a host of one component needs only what that
-# one needs.
+# Each library has its own export, so that a host of one component needs only the dependencies of
+# that component.
 function(velmio_install_library name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "HEADERS")
     get_filename_component(folder "${CMAKE_CURRENT_SOURCE_DIR}" NAME)

@@ -1,6 +1,7 @@
 # velmio_compile_for_one_run(<target>)
 #
-# Leaves out of a sanitized test what takes longer to compile than it saves when the test runs.
+# Turns off optimization and fuzzer instrumentation in a sanitized test, because they take longer to
+# compile than they save when the test runs.
 function(velmio_compile_for_one_run target)
     if(VELMIO_SANITIZERS)
         target_compile_options(${target} PRIVATE -O0)
@@ -12,9 +13,9 @@ endfunction()
 
 # velmio_add_test(<name> LABEL <unit|contract|fault|...> [ONE_THREAD] [SOURCES ...] [LINK ...])
 #
-# Adds a Qt Test program of <name>.cpp and further sources, with settings and a temporary folder of
-# its own. The label is also what `ctest -L` selects it by. A test of ONE_THREAD is not built for the
-# thread sanitizer, which would find nothing.
+# Adds a Qt Test program from <name>.cpp and SOURCES, with its own settings folder. `ctest -L`
+# selects it by its label. A ONE_THREAD test is not built with the thread sanitizer, which cannot
+# find anything in it.
 function(velmio_add_test name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "ONE_THREAD" "LABEL" "SOURCES;LINK")
     if(arg_ONE_THREAD AND VELMIO_SANITIZERS MATCHES "thread")
@@ -22,7 +23,7 @@ function(velmio_add_test name)
     endif()
     add_executable(${name} ${name}.cpp ${arg_SOURCES})
     velmio_configure_target(${name})
-    # Qt's macro takes a tenth of the time of CMake's search for what needs moc.
+    # Qt's macro takes a tenth of the time of AUTOMOC.
     set_target_properties(${name} PROPERTIES AUTOMOC OFF)
     qt_generate_moc(${name}.cpp ${name}.moc TARGET ${name})
     target_sources(${name} PRIVATE "${CMAKE_CURRENT_BINARY_DIR}/${name}.moc")
@@ -46,8 +47,8 @@ endfunction()
 
 # velmio_add_internals(<library>...)
 #
-# Adds Velmio::<library>Internals, the library's own objects as an archive, for tests of what the
-# library does not export.
+# Adds Velmio::<library>Internals, an archive of the library's objects, for tests of symbols that
+# the library does not export.
 function(velmio_add_internals)
     foreach(library IN LISTS ARGN)
         set(target Velmio${library}Internals)

@@ -1,4 +1,4 @@
-// From nothing to a stored server, a root folder and a file in it.
+// Creates a database and stores a server, a root folder and a file in it.
 //
 //     velmio-example-embed DATABASE FILE
 
@@ -21,7 +21,7 @@ int main(int argc, char* argv[])
     const QCoreApplication application(argc, argv);
     const QFileInfo local(application.arguments().value(2));
     try {
-        // Creates the database with its tables when there is none.
+        // Creates the database and its tables if the file does not exist.
         auto factory =
             sync::database::SqliteDatabaseFactory::open(application.arguments().value(1));
         ServerConfigManager servers(factory);
@@ -37,7 +37,7 @@ int main(int argc, char* argv[])
         root.setServerPath(u"/Documents"_s);
         root.setParentId(0); // a root folder
 
-        // A write returns true when it is on the disk.
+        // A write returns true once it is durable on disk.
         if (!servers.Add(server) || !folders->Add(root))
             return 1;
 
@@ -56,7 +56,7 @@ int main(int argc, char* argv[])
                             << "\nfolder " << root.getId() << ' ' << root.getServerPath()
                             << "\nfile " << stored.getId() << ' ' << stored.getSize() << " bytes\n";
     } catch (const sync::database::DatabaseError& error) {
-        QTextStream(stderr) << error.text() << '\n'; // names the file, the cause and the remedy
+        QTextStream(stderr) << error.text() << '\n'; // names the file, the cause and a remedy
         return 1;
     }
     return 0;

@@ -1,5 +1,4 @@
-// Everything through Qt's meta-object system, as a scripting host reaches it: operations and fields
-// by their names as text.
+// Calls operations and reads fields by name through Qt's meta-object system, like a scripting host.
 //
 //     velmio-example-meta-object DATABASE
 
@@ -19,7 +18,7 @@ using sync::config::ProductConfiguration;
 
 namespace {
 
-// What a script could call.
+// Prints the operations that a script can call.
 void listOperations(const QObject& manager, QTextStream& out)
 {
     const QMetaObject* meta = manager.metaObject();
@@ -28,7 +27,7 @@ void listOperations(const QObject& manager, QTextStream& out)
         out << "  " << meta->method(i).methodSignature() << Qt::endl;
 }
 
-// What a script could read; an enumeration reads as the enumerator's name.
+// Prints the fields that a script can read. An enumeration reads as the name of its enumerator.
 void listFields(const QObject& record, QTextStream& out)
 {
     const QMetaObject* meta = record.metaObject();
@@ -39,7 +38,7 @@ void listFields(const QObject& record, QTextStream& out)
     }
 }
 
-// The types of arguments and results are named as the manager's signatures name them.
+// The types of arguments and results must be spelled as in the manager's signatures.
 bool addProduct(QObject& products, QTextStream& out)
 {
     ProductConfiguration product;

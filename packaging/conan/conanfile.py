@@ -35,7 +35,7 @@ class VelmioConfigurationConan(ConanFile):
         cmake_layout(self)
 
     def requirements(self):
-        # Their types are in our headers.
+        # Qt's types are in our headers.
         self.requires("qt/[>=6.4 <7]", transitive_headers=True)
         self.requires("libsodium/[>=1.0.18 <2]")
         self.requires("sqlite3/[>=3.37 <4]")
@@ -69,7 +69,7 @@ class VelmioConfigurationConan(ConanFile):
     def package(self):
         copy(self, "LICENSE", self.source_folder, os.path.join(self.package_folder, "licenses"))
         CMake(self).install()
-        # Conan writes its own from package_info().
+        # Conan generates these files from package_info().
         rmdir(self, os.path.join(self.package_folder, "lib", "cmake"))
         rmdir(self, os.path.join(self.package_folder, "lib", "pkgconfig"))
 

@@ -1,4 +1,4 @@
-# Makes of the installed trees of the components what Debian expects in a package.
+# Adds to the installed trees of the components what Debian requires in a package.
 
 set(packages
     "Runtime=${CPACK_DEBIAN_RUNTIME_PACKAGE_NAME}"
@@ -24,7 +24,7 @@ foreach(package IN LISTS packages)
         COMMAND_ERROR_IS_FATAL ANY
     )
 
-    # The libraries lie where the system looks for them.
+    # The libraries are in a standard path of the loader.
     file(GLOB binaries "${tree}/bin/*" "${tree}/lib/*/*.so.*")
     foreach(binary IN LISTS binaries)
         if(NOT IS_SYMLINK "${binary}")

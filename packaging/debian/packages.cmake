@@ -2,7 +2,7 @@
 
 set(debian "${CMAKE_CURRENT_LIST_DIR}")
 
-# Version and maintainer stand in the changelog, as Debian wants it.
+# As usual for Debian, the version and the maintainer come from the changelog.
 file(STRINGS "${debian}/changelog" changelog REGEX "^velmio-configuration |^ -- ")
 list(GET changelog 0 entry)
 list(GET changelog 1 signature)
@@ -49,25 +49,25 @@ file, and schedules."
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME "libvelmioconfiguration${PROJECT_VERSION_MAJOR}")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
-# The symbols alone would let an older SQLite do.
+# The generated dependency would allow an older SQLite.
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "libsqlite3-0 (>= 3.37)")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA "${debian}/triggers")
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
-set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "${store}\n.\nThis package holds the shared libraries.")
+set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "${store}\n.\nThis package contains the shared libraries.")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libvelmioconfiguration-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "qt6-base-dev (>= 6.4)")
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
-    "${store}\n.\nThis package holds what is needed to build programs with it."
+    "${store}\n.\nThis package contains the headers and files to build programs with it."
 )
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME velmioctl)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION
-    "${store}\n.\nThis package holds velmioctl, which looks into a database and maintains it."
+    "${store}\n.\nThis package contains velmioctl, a tool to inspect and maintain a database."
 )
 
 include(CPack)

@@ -1,4 +1,4 @@
-// Stores a server, a folder and a file, and reads them: something of every library.
+// Stores and reads a server, a folder and a file, using every library.
 
 #include <config/FileConfigManager.h>
 #include <config/FolderConfigManager.h>

@@ -1,4 +1,4 @@
-"""Builds the consumer of the sources against the package, and runs it."""
+"""Builds tests/consumers/main.cpp against the package and runs it."""
 
 import os
 

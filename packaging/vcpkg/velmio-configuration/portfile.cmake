@@ -1,4 +1,4 @@
-# The port lies in the sources that it builds: vcpkg install --overlay-ports=packaging/vcpkg
+# Builds the sources that contain this port: vcpkg install --overlay-ports=packaging/vcpkg
 get_filename_component(SOURCE_PATH "${CURRENT_PORT_DIR}/../../.." ABSOLUTE)
 
 vcpkg_check_features(

@@ -1,4 +1,4 @@
-// A host's own connection, made of the interfaces alone.
+// A host's own connection, which needs only the interfaces.
 
 #include <interf/IQSqlDatabaseWrapper.h>
 
