@@ -43,8 +43,8 @@ struct Host
     ColumnTypes columnTypes;
 
     /// Runs a CREATE TABLE or DROP TABLE IF EXISTS statement where the factory's own queries do
-    /// not; false when it fails.
-    std::function<bool(const QString& sql)> define;
+    /// not. Returns the database's text of why it failed; empty when it succeeded.
+    std::function<QString(const QString& sql)> define;
 };
 
 /// Finds out whether a factory keeps what the managers rely on.

@@ -570,4 +570,22 @@ public:
     QString lastError() const override { return QStringLiteral("no error"); }
 };
 
+/// As PostgreSQL, which stores a row that is updated in another place.
+class MovesUpdatedRows : public PassingQuery
+{
+public:
+    using PassingQuery::PassingQuery;
+
+    bool prepare(const QString& sql) override
+    {
+        if (sql.startsWith(QStringLiteral("CREATE")))
+            moved = false;
+        moved = moved || sql.startsWith(QStringLiteral("UPDATE"));
+        const bool unordered = sql == QStringLiteral("SELECT words FROM VelmioCheck");
+        return inner->prepare(moved && unordered ? sql + QStringLiteral(" ORDER BY id DESC") : sql);
+    }
+
+    static inline bool moved = false;
+};
+
 } // namespace sync::test

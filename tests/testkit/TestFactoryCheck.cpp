@@ -82,18 +82,25 @@ const Fault Faults[] = {
     {"stands on a row too early", madeFaulty<StandsOnARowTooEarly>, {u"walksEveryRowOnce"_s}},
     {"answers the nearest column", madeFaulty<AnswersTheNearestColumn>, {u"answersNothingOutsideTheRow"_s}},
     {"executes what is not prepared", madeFaulty<ExecutesWhatIsNotPrepared>, {u"failsOnWhatCannotBePrepared"_s}},
-    {"ignores duplicates", madeFaulty<IgnoresDuplicates>, {u"failsOnADuplicateId"_s, u"tellsItsErrors"_s}},
+    {"ignores duplicates", madeFaulty<IgnoresDuplicates>, {u"failsOnADuplicateId"_s, u"tellsItsErrors"_s, u"survivesFailedStatements"_s}},
     {"tells no error", madeFaulty<TellsNoError>, {u"tellsItsErrors"_s}},
     {"always tells an error", madeFaulty<AlwaysTellsAnError>, {u"tellsItsErrors"_s}},
     {"reads nothing in scopes", madeFaulty<ReadsNothingInScopes>, {u"readsItsOwnWritesInScopes"_s}},
     {"loses nested writes", [](const Factory& sound) -> Factory {
          return std::make_shared<PassingFactory<LosesNestedWrites, NotesTransactions>>(sound);
      }, {u"storesWhatNestedScopesDo"_s, u"readsItsOwnWritesInScopes"_s}},
-    {"ignores commit()", madeFaulty<IgnoresCommit>, {u"commitsTransactions"_s, u"storesWithCommitOnly"_s, u"refusesTransactionsOutOfTurn"_s}},
+    {"ignores commit()", madeFaulty<IgnoresCommit>, {u"commitsTransactions"_s, u"storesWithCommitOnly"_s, u"refusesTransactionsOutOfTurn"_s, u"survivesFailedStatements"_s}},
     {"ignores transactions", madeFaulty<IgnoresTransactions>, {u"storesWithCommitOnly"_s, u"rollsTransactionsBack"_s, u"refusesTransactionsOutOfTurn"_s, u"keepsTransactionsOpenUnderScopes"_s, u"keepsTransactionsOfThreadsApart"_s}},
     {"commits on rollback()", madeFaulty<CommitsOnRollback>, {u"rollsTransactionsBack"_s, u"keepsTransactionsOpenUnderScopes"_s, u"keepsTransactionsOfThreadsApart"_s}},
     {"begins twice", madeFaulty<BeginsTwice>, {u"refusesTransactionsOutOfTurn"_s}},
     {"commits with scopes", madeFaulty<CommitsWithScopes>, {u"keepsTransactionsOpenUnderScopes"_s}},
+    {"moves updated rows", madeFaulty<MovesUpdatedRows>, {u"keepsRowsInTheOrderOfTheirIds"_s}},
+    {"rolls back on errors", [](const Factory& sound) -> Factory {
+         return std::make_shared<PassingFactory<RollsBackOnErrors, NotesTransactions>>(sound);
+     }, {u"survivesFailedStatements"_s}},
+    {"commits scopes that an exception leaves", madeFaulty<CommitsEveryScope>, {u"endsScopesThatItJoins"_s}},
+    {"counts no failures", madeFaulty<CountsNoFailures>, {u"countsItsFailures"_s}},
+    {"reports before the commit", madeFaulty<ReportsBeforeTheCommit>, {u"reportsItsChanges"_s}},
     {"serves one thread", madeFaulty<ServesOneThread>, {u"servesThreadsAtOnce"_s, u"keepsQueriesOfThreadsApart"_s, u"keepsTransactionsOfThreadsApart"_s}},
     {"shares its values", madeFaulty<SharesItsValues>, {u"keepsQueriesOfThreadsApart"_s, u"handsOutANewQueryEachTime"_s}, u"servesThreadsAtOnce"_s},
     {"shares its connection", madeFaulty<SharesItsConnection>, {u"keepsTransactionsOfThreadsApart"_s}},
@@ -203,8 +210,8 @@ void TestFactoryCheck::findsAStoreThatOthersDoNotSee()
     QCOMPARE(
         namesOf(report, Outcome::Broken),
         (QStringList{
-            u"isStoredWhenExecReturns"_s, u"storesWhatNestedScopesDo"_s,
-            u"storesWithCommitOnly"_s}));
+            u"isStoredWhenExecReturns"_s, u"storesWhatNestedScopesDo"_s, u"storesWithCommitOnly"_s,
+            u"endsScopesThatItJoins"_s, u"reportsItsChanges"_s}));
 }
 
 void TestFactoryCheck::findsAQueryThatIsNotReleased()
@@ -241,8 +248,9 @@ void TestFactoryCheck::tellsWhatItCouldNotCheck()
     QCOMPARE(
         namesOf(report, Outcome::NotRun),
         (QStringList{
-            u"readsTypedAlike"_s, u"bindsTypedAlike"_s, u"isStoredWhenExecReturns"_s,
-            u"storesWhatNestedScopesDo"_s, u"storesWithCommitOnly"_s, u"servesThreadsAtOnce"_s,
+            u"readsTypedAlike"_s, u"bindsTypedAlike"_s, u"countsItsFailures"_s,
+            u"isStoredWhenExecReturns"_s, u"storesWhatNestedScopesDo"_s, u"storesWithCommitOnly"_s,
+            u"endsScopesThatItJoins"_s, u"reportsItsChanges"_s, u"servesThreadsAtOnce"_s,
             u"keepsQueriesOfThreadsApart"_s, u"keepsTransactionsOfThreadsApart"_s}));
 }
 
@@ -283,13 +291,14 @@ void TestFactoryCheck::tablesAreMadeAsTheHostSays()
     host.columnTypes.bytes = u"BYTEA"_s;
     host.define = [&](const QString& sql) {
         statements.append(sql);
-        return sql.startsWith(u"DROP");
+        return sql.startsWith(u"DROP") ? QString() : u"type \"BYTEA\" does not exist"_s;
     };
 
     const CheckResult result = FactoryCheck(host).run(u"keepsBytes"_s);
 
     QCOMPARE(result.outcome, Outcome::Broken);
-    QVERIFY(result.findings.first().startsWith(u"the scratch table could not be made: "));
+    QVERIFY(result.findings.first().startsWith(u"the scratch table could not be created: "));
+    QVERIFY(result.findings.first().endsWith(u" failed: type \"BYTEA\" does not exist"));
     QCOMPARE(statements.size(), 5);
     QCOMPARE(statements[0], u"DROP TABLE IF EXISTS VelmioCheck"_s);
     QVERIFY(statements[2].startsWith(u"CREATE TABLE VelmioCheck (id INTEGER PRIMARY KEY"));

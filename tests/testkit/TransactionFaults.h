@@ -3,6 +3,9 @@
 
 #include <testkit/PassingFactory.h>
 
+#include <database/ChangeSource.h>
+#include <database/FailureLog.h>
+#include <database/ScopeParticipant.h>
 #include <database/TransactionalScope.h>
 
 #include <memory>
@@ -137,6 +140,123 @@ public:
             connection->commit();
         return done;
     }
+};
+
+/// As a database that ends the transaction with the statement.
+class RollsBackOnErrors : public PassingQuery
+{
+public:
+    using PassingQuery::PassingQuery;
+
+    bool exec() override
+    {
+        const bool done = inner->exec();
+        if (!done && LosesNestedWrites::inHostTransaction)
+            connection->rollback();
+        return done;
+    }
+};
+
+/// Joins scopes, and commits them in any case.
+class CommitsEveryScope : public PassingQuery
+{
+public:
+    using PassingQuery::PassingQuery;
+
+    bool exec() override
+    {
+        if (database::TransactionalScope::depth() >= 2 && !joined &&
+            inner->lastQuery().startsWith(QStringLiteral("INSERT")) && connection->transaction()) {
+            joined = true;
+            database::joinOutermostScope(std::make_shared<Participant>(connection));
+        }
+        return inner->exec();
+    }
+
+private:
+    class Participant : public database::ScopeParticipant
+    {
+    public:
+        explicit Participant(std::shared_ptr<interf::IQSqlDatabaseWrapper> connection)
+            : connection(std::move(connection))
+        {
+        }
+
+        bool endScopeTransaction(bool /*commit*/) noexcept override
+        {
+            joined = false;
+            return connection->commit();
+        }
+
+    private:
+        const std::shared_ptr<interf::IQSqlDatabaseWrapper> connection;
+    };
+
+    static inline thread_local bool joined = false;
+};
+
+class CountsNoFailures : public PassingFactory<PassingQuery>,
+                         public database::FailureSource
+{
+public:
+    using PassingFactory::PassingFactory;
+
+    int failureCount() const override { return 0; }
+    std::optional<database::Failure> lastFailure() const override { return {}; }
+    database::Listening onFailure(std::function<void(const database::Failure&)> function) override
+    {
+        return listeners.add(std::move(function));
+    }
+
+private:
+    database::Listeners<database::Failure> listeners;
+};
+
+/// Reports a statement, rather than the commit that may never come.
+class ReportsBeforeTheCommit : public PassingFactory<PassingQuery>,
+                               public database::ChangeSource
+{
+public:
+    using PassingFactory::PassingFactory;
+
+    std::shared_ptr<interf::IQSqlQueryWrapper> CreateQuery() override
+    {
+        return std::make_shared<Query>(inner->CreateQuery(), inner->GetDatabase(), listeners);
+    }
+    database::Listening onChange(std::function<void(database::RecordKinds)> function) override
+    {
+        return listeners->add(std::move(function));
+    }
+    void poll() override {}
+
+private:
+    using Reported = database::Listeners<database::RecordKinds>;
+
+    class Query : public PassingQuery
+    {
+    public:
+        Query(
+            std::shared_ptr<interf::IQSqlQueryWrapper> inner,
+            std::shared_ptr<interf::IQSqlDatabaseWrapper> connection,
+            std::shared_ptr<Reported> listeners)
+            : PassingQuery(std::move(inner), std::move(connection))
+            , listeners(std::move(listeners))
+        {
+        }
+
+        bool exec() override
+        {
+            const bool done = inner->exec();
+            if (done && inner->lastQuery().startsWith(QStringLiteral("INSERT")))
+                listeners->notify(database::RecordKind::Other);
+            return done;
+        }
+
+    private:
+        const std::shared_ptr<Reported> listeners;
+    };
+
+    const std::shared_ptr<Reported> listeners = std::make_shared<Reported>();
 };
 
 } // namespace sync::test

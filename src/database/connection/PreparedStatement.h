@@ -12,6 +12,14 @@
 
 namespace sync::database {
 
+/// True for two texts of the same characters. The toolkit's comparison takes several times as long.
+inline bool isSame(const QString& left, const QString& right)
+{
+    const auto bytes = static_cast<std::size_t>(left.size()) * sizeof(QChar);
+    return left.size() == right.size() &&
+           std::memcmp(left.constData(), right.constData(), bytes) == 0;
+}
+
 /// A statement that stays prepared between its uses, with what is bound to it during one.
 class PreparedStatement
 {
@@ -43,14 +51,6 @@ public:
     BoundValues values;
 
 private:
-    // The toolkit's comparison takes several times as long.
-    static bool isSame(const QString& left, const QString& right)
-    {
-        const auto bytes = static_cast<std::size_t>(left.size()) * sizeof(QChar);
-        return left.size() == right.size() &&
-               std::memcmp(left.constData(), right.constData(), bytes) == 0;
-    }
-
     std::optional<std::size_t> findParameter(const QString& placeholder);
 
     const StatementHandle statement;

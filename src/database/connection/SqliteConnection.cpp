@@ -74,15 +74,16 @@ StatementLoan SqliteConnection::prepare(const QString& sql, Failure& error)
 bool SqliteConnection::beginWrite(Failure& error)
 {
     Q_ASSERT(isOnItsThread());
-    // Asked first: it rolls back what a scope has left that ended on another thread.
-    const int scopes = TransactionalScope::depth();
+    // A question that rolls back what a scope has left that ended on another thread.
+    if (owner == TransactionOwner::Scope)
+        TransactionalScope::depth();
     if (inTransaction()) {
         if (abandoned)
             reportAbandonedTransaction();
         return true;
     }
     // From the second level on, writes belong together; a lone one is a transaction by itself.
-    if (scopes >= 2) {
+    if (TransactionalScope::depth() >= 2) {
         if (!begin(TransactionOwner::Scope, error))
             return false;
         joinOutermostScope(std::make_shared<ScopeTransaction>(pool.shared_from_this()));

@@ -135,7 +135,7 @@ CachedStatement* StatementCache::find(const QString& sql)
     constexpr int LineBits = 6; // no two texts begin in the same 64 bytes
     auto*& place =
         likely[(reinterpret_cast<std::uintptr_t>(sql.constData()) >> LineBits) % likely.size()];
-    if (!place || place->first != sql) {
+    if (!place || !isSame(place->first, sql)) {
         const auto found = statements.find(sql);
         place = found == statements.end() ? nullptr : &*found;
     }

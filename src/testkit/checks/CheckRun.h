@@ -59,6 +59,8 @@ public:
 
     std::shared_ptr<interf::IQSqlDatabaseWrapper> connection() const;
 
+    interf::factory::IDatabaseFactory& engine() const { return *factory; }
+
 private:
     std::shared_ptr<interf::factory::IDatabaseFactory> factory;
 };
@@ -78,7 +80,16 @@ public:
     /// Throws Skipped for a factory that only one thread uses.
     void needThreads() const;
 
-    /// Drops the scratch tables and makes new ones; throws Stopped.
+    /// The optional interface of the factory; throws Skipped when it does not offer that.
+    template <typename Source>
+    Source& needs(const QString& name) const
+    {
+        if (auto* const source = dynamic_cast<Source*>(&database.engine()))
+            return *source;
+        throw Skipped{QStringLiteral("the factory is not a ") + name};
+    }
+
+    /// Drops the scratch tables and creates new ones; throws Stopped.
     void replaceTables() const;
 
     /// Notes a finding, unless it is as it should be.

@@ -1,5 +1,8 @@
 #include <testkit/checks/CheckRun.h>
 
+#include <database/ErrorGuard.h>
+#include <database/FailureLog.h>
+
 using namespace Qt::StringLiterals;
 
 namespace sync::testkit {
@@ -46,8 +49,35 @@ void tellsItsErrors(CheckRun& run)
         !bad->exec() && !bad->lastError().trimmed().isEmpty(),
         u"lastError() after a failure is empty"_s);
     // The failure of another query is not this one's.
+    run.expect(good->lastError().trimmed().isEmpty(), u"lastError() is that of another query"_s);
+}
+
+void countsItsFailures(CheckRun& run)
+{
+    auto& source = run.needs<database::FailureSource>(u"FailureSource"_s);
+    QStringList reported;
+    auto listening =
+        source.onFailure([&](const database::Failure& failure) { reported.append(failure.text); });
+    const database::ErrorGuard guard(source);
+
+    run.database.insert(u"words"_s, u"good"_s);
+    run.expect(!guard.failed(), u"a call that succeeded was counted as a failure"_s);
+    const int before = source.failureCount();
+    const Query bad = run.database.prepare(u"SELECT words FROM VelmioMissing"_s);
+    run.expect(!bad->exec(), u"exec() of an unknown table returned true"_s);
+    run.expect(guard.failed(), u"failureCount() is the same after a failure"_s);
     run.expect(
-        good->lastError().trimmed().isEmpty(), u"lastError() tells the failure of another query"_s);
+        !reported.isEmpty() && reported.size() == source.failureCount() - before,
+        u"%1 failures were counted, and %2 reported"_s.arg(source.failureCount() - before)
+            .arg(reported.size()));
+    const auto last = source.lastFailure();
+    run.expect(
+        last && !last->isEmpty() && last->text == reported.value(reported.size() - 1),
+        u"lastFailure() is not the failure that was reported last"_s);
+    listening.end();
+    reported.clear();
+    bad->exec();
+    run.expect(reported.isEmpty(), u"a failure was reported after the listening had ended"_s);
 }
 
 } // namespace
@@ -62,6 +92,9 @@ QList<Check> errorChecks()
          failsOnADuplicateId},
         {u"tellsItsErrors"_s, u"lastError() is empty after a success, and only then."_s,
          tellsItsErrors},
+        {u"countsItsFailures"_s,
+         u"A FailureSource counts and reports every failed call, and nothing else."_s,
+         countsItsFailures},
     };
 }
 

@@ -51,6 +51,29 @@ void ordersRows(CheckRun& run)
     run.expect(byName == u"a b c d", u"ORDER BY words gave "_s + byName);
 }
 
+// The lists of the managers without an order of their own rely on it.
+void keepsRowsInTheOrderOfTheirIds(CheckRun& run)
+{
+    for (const QString& text : {u"a"_s, u"b"_s, u"c"_s, u"d"_s})
+        run.database.insert(u"words"_s, text);
+    const auto read = [&run] {
+        QStringList words;
+        for (const QVariant& value : run.database.column(u"SELECT words FROM VelmioCheck"_s))
+            words.append(value.toString());
+        return words.join(u' ');
+    };
+
+    run.expect(read() == u"a b c d", u"without ORDER BY the rows came as "_s + read());
+    // Longer than before, so that a database that moves such rows does so.
+    const QString longText(500, u'x');
+    for (const QString& text : {u"c"_s, u"a"_s}) {
+        run.database.exec(
+            u"UPDATE VelmioCheck SET wordsMore = :more WHERE words = :words"_s,
+            {{u":more"_s, longText}, {u":words"_s, text}});
+    }
+    run.expect(read() == u"a b c d", u"after updates of \"c\" and \"a\" they came as "_s + read());
+}
+
 void walksEveryRowOnce(CheckRun& run)
 {
     constexpr int Rows = 300;
@@ -67,11 +90,11 @@ void walksEveryRowOnce(CheckRun& run)
         inOrder = inOrder && query->isValid() && query->value(0).toInt() == row;
     run.expect(row == Rows, u"next() was true %1 times for %2 rows"_s.arg(row).arg(Rows));
     run.expect(inOrder, u"a row was not the next one, or isValid() false on it"_s);
-    run.expect(!query->isValid(), u"isValid() is true behind the last row"_s);
-    run.expect(!query->next(), u"next() is true behind the last row"_s);
+    run.expect(!query->isValid(), u"isValid() is true after the last row"_s);
+    run.expect(!query->next(), u"next() is true after the last row"_s);
 
     const Query empty = run.database.exec(u"SELECT number FROM VelmioCheck WHERE number = -1"_s);
-    run.expect(!empty->next() && !empty->isValid(), u"there is a row where there is none"_s);
+    run.expect(!empty->next() && !empty->isValid(), u"a row was found where none exists"_s);
 }
 
 void answersNothingOutsideTheRow(CheckRun& run)
@@ -84,7 +107,7 @@ void answersNothingOutsideTheRow(CheckRun& run)
     run.expect(query->value(1).isNull(), u"value(1) of one column is not null"_s);
     run.expect(query->value(-1).isNull(), u"value(-1) is not null"_s);
     run.expect(
-        !query->next() && query->value(0).isNull(), u"value(0) is not null behind the last row"_s);
+        !query->next() && query->value(0).isNull(), u"value(0) is not null after the last row"_s);
 }
 
 } // namespace
@@ -95,6 +118,9 @@ QList<Check> rowChecks()
         {u"handsOutANewQueryEachTime"_s,
          u"CreateQuery() gives a new query, beside others in use."_s, handsOutANewQueryEachTime},
         {u"ordersRows"_s, u"Rows come in the order that the statement asks for."_s, ordersRows},
+        {u"keepsRowsInTheOrderOfTheirIds"_s,
+         u"Without ORDER BY rows come in the order of their ids, also after updates."_s,
+         keepsRowsInTheOrderOfTheirIds},
         {u"walksEveryRowOnce"_s,
          u"next() goes over every row once; isValid() is true on a row and nowhere else."_s,
          walksEveryRowOnce},

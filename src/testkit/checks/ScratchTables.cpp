@@ -14,15 +14,19 @@ const QStringList& tables()
     return names;
 }
 
-bool define(const Host& host, const QString& sql)
+// The database's own text of why it failed; empty when it did not.
+QString define(const Host& host, const QString& sql)
 {
     if (host.define)
         return host.define(sql);
     const auto query = host.factory->CreateQuery();
     if (!query)
-        return false;
+        return u"CreateQuery() returned null"_s;
     query->prepare(sql);
-    return query->exec();
+    if (query->exec())
+        return {};
+    const QString error = query->lastError();
+    return error.isEmpty() ? u"exec() failed, and lastError() is empty"_s : error;
 }
 
 } // namespace
@@ -37,8 +41,9 @@ void makeScratchTables(const Host& host)
                               u"moment "_s + types.moment,     u"parentId "_s + types.wholeNumber};
     for (const QString& table : tables()) {
         const QString sql = u"CREATE TABLE "_s + table + u" ("_s + columns.join(u", "_s) + u')';
-        if (!define(host, sql))
-            throw Stopped{u"the scratch table could not be made: "_s + sql};
+        if (const QString error = define(host, sql); !error.isEmpty())
+            throw Stopped{
+                u"the scratch table could not be created: %1 failed: %2"_s.arg(sql, error)};
     }
 }
 

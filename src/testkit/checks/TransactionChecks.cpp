@@ -1,6 +1,10 @@
 #include <testkit/checks/CheckRun.h>
 
+#include <database/ChangeSource.h>
+#include <database/HostTransaction.h>
 #include <database/TransactionalScope.h>
+
+#include <stdexcept>
 
 using namespace Qt::StringLiterals;
 
@@ -10,37 +14,16 @@ namespace {
 
 using database::TransactionalScope;
 
-/// A transaction of the host that does not outlive its check.
-class HostTransaction
+/// A transaction that the check needs.
+class HostTransaction : public database::HostTransaction
 {
 public:
     explicit HostTransaction(const Database& database)
-        : connection(database.connection())
+        : database::HostTransaction(database.engine())
     {
-        if (!connection->transaction())
+        if (!isOpen())
             throw Stopped{u"transaction() returned false"_s};
     }
-    ~HostTransaction()
-    {
-        if (open)
-            connection->rollback();
-    }
-
-    HostTransaction(const HostTransaction&) = delete;
-    HostTransaction& operator=(const HostTransaction&) = delete;
-
-    bool commit() { return end(connection->commit()); }
-    bool rollback() { return end(connection->rollback()); }
-
-private:
-    bool end(bool ended)
-    {
-        open = !ended;
-        return ended;
-    }
-
-    const std::shared_ptr<interf::IQSqlDatabaseWrapper> connection;
-    bool open = true;
 };
 
 QString joined(const QStringList& words)
@@ -71,8 +54,7 @@ void releasesItsQueries(CheckRun& run)
         HostTransaction transaction(run.database);
         readHalf();
         run.database.exec(u"DELETE FROM VelmioCheck"_s);
-        run.expect(
-            transaction.commit(), u"commit() fails behind a query that was left half read"_s);
+        run.expect(transaction.commit(), u"commit() fails after a query that was left half read"_s);
     }
     run.database.insert(u"words"_s, u"one"_s);
     run.database.insert(u"words"_s, u"two"_s);
@@ -180,6 +162,76 @@ void keepsTransactionsOpenUnderScopes(CheckRun& run)
     expectWords(run, run.database, {}, u"after scopes and rollback()"_s);
 }
 
+void survivesFailedStatements(CheckRun& run)
+{
+    const QString add = u"INSERT INTO VelmioCheck (id, words) VALUES (:id, :words)"_s;
+    HostTransaction transaction(run.database);
+    run.database.exec(add, {{u":id"_s, 1}, {u":words"_s, u"before"_s}});
+    const Query same = run.database.prepare(add, {{u":id"_s, 1}, {u":words"_s, u"same id"_s}});
+    run.expect(!same->exec(), u"exec() of a second row with the same id returned true"_s);
+    const Query after = run.database.prepare(add, {{u":id"_s, 2}, {u":words"_s, u"after"_s}});
+    run.expect(after->exec(), u"a write after the failed one failed: "_s + after->lastError());
+    run.expect(transaction.commit(), u"commit() after a failed statement returned false"_s);
+    expectWords(run, run.database, {u"before"_s, u"after"_s}, u"after that commit()"_s);
+}
+
+void endsScopesThatItJoins(CheckRun& run)
+{
+    const Database other = run.reopened();
+    bool joins = false;
+    try {
+        const TransactionalScope outer;
+        const TransactionalScope inner;
+        run.database.insert(u"words"_s, u"lost"_s);
+        joins = other.words().isEmpty();
+        throw std::runtime_error("leaves both");
+    } catch (const std::runtime_error&) {
+    }
+    if (!joins)
+        throw Skipped{u"the factory leaves scopes alone (joinOutermostScope())"_s};
+    expectWords(run, other, {}, u"after an exception has left the scopes"_s);
+    run.database.insert(u"words"_s, u"kept"_s);
+    expectWords(run, other, {u"kept"_s}, u"after the next write"_s);
+}
+
+void reportsItsChanges(CheckRun& run)
+{
+    auto& source = run.needs<database::ChangeSource>(u"ChangeSource"_s);
+    database::RecordKinds changed;
+    auto listening = source.onChange([&](database::RecordKinds kinds) { changed |= kinds; });
+    const auto expectReported = [&](bool reported, const QString& when) {
+        run.expect(
+            changed.testFlag(database::RecordKind::Other) == reported,
+            (reported ? u"no change was reported "_s : u"a change was reported "_s) + when);
+        changed = {};
+    };
+
+    run.database.exec(u"SELECT words FROM VelmioCheck"_s);
+    source.poll();
+    expectReported(false, u"after a SELECT"_s);
+    run.database.insert(u"words"_s, u"alone"_s);
+    expectReported(true, u"after exec() of an INSERT"_s);
+    {
+        HostTransaction transaction(run.database);
+        run.database.insert(u"words"_s, u"lost"_s);
+        run.expect(transaction.rollback(), u"rollback() returned false"_s);
+    }
+    expectReported(false, u"after a rollback()"_s);
+    {
+        HostTransaction transaction(run.database);
+        run.database.insert(u"words"_s, u"kept"_s);
+        expectReported(false, u"before the commit()"_s);
+        run.expect(transaction.commit(), u"commit() returned false"_s);
+    }
+    expectReported(true, u"after a commit()"_s);
+    run.reopened().insert(u"words"_s, u"by another"_s);
+    source.poll();
+    expectReported(true, u"by poll() when another connection had committed"_s);
+    listening.end();
+    run.database.insert(u"words"_s, u"unheard"_s);
+    expectReported(false, u"after the listening had ended"_s);
+}
+
 } // namespace
 
 QList<Check> transactionChecks()
@@ -206,6 +258,15 @@ QList<Check> transactionChecks()
          refusesTransactionsOutOfTurn},
         {u"keepsTransactionsOpenUnderScopes"_s, u"Scopes inside a transaction() do not end it."_s,
          keepsTransactionsOpenUnderScopes},
+        {u"survivesFailedStatements"_s,
+         u"A statement that fails inside a transaction loses nothing before or after it."_s,
+         survivesFailedStatements},
+        {u"endsScopesThatItJoins"_s,
+         u"Scopes that the factory joins are rolled back when an exception leaves them."_s,
+         endsScopesThatItJoins},
+        {u"reportsItsChanges"_s,
+         u"A ChangeSource reports every commit that changes rows, and nothing else."_s,
+         reportsItsChanges},
     };
 }
 
