@@ -70,7 +70,8 @@ StatementLoan::StatementLoan(
 StatementLoan& StatementLoan::operator=(StatementLoan&& other) noexcept
 {
     if (this != &other) {
-        giveBack();
+        if (statement)
+            giveBack();
         cache = other.cache;
         place = other.place;
         statement = std::move(other.statement);
@@ -79,15 +80,8 @@ StatementLoan& StatementLoan::operator=(StatementLoan&& other) noexcept
     return *this;
 }
 
-StatementLoan::~StatementLoan()
-{
-    giveBack();
-}
-
 void StatementLoan::giveBack() noexcept
 {
-    if (!statement)
-        return;
     if (std::this_thread::get_id() == thread)
         cache->takeBack(place, std::move(statement));
     else

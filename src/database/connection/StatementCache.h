@@ -32,7 +32,11 @@ public:
     StatementLoan() = default;
     StatementLoan(StatementLoan&& other) noexcept = default;
     StatementLoan& operator=(StatementLoan&& other) noexcept;
-    ~StatementLoan();
+    ~StatementLoan()
+    {
+        if (statement)
+            giveBack();
+    }
 
     explicit operator bool() const { return statement != nullptr; }
     PreparedStatement* operator->() const { return statement.get(); }
