@@ -42,6 +42,7 @@ class VelmioConfigurationConan(ConanFile):
         if self.options.tools:
             self.requires("cli11/[>=2.1 <3]")
             self.requires("libarchive/[>=3.6 <4]")
+            self.requires("utf8proc/[>=2.4 <3]")
 
     def build_requirements(self):
         self.tool_requires("cmake/[>=3.25 <5]")

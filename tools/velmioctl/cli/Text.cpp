@@ -2,73 +2,15 @@
 
 #include <QStringList>
 
+#include <utf8proc.h>
+
 #include <algorithm>
-#include <array>
 
 using namespace Qt::StringLiterals;
 
 namespace velmioctl {
 
 namespace {
-
-struct Range
-{
-    char32_t first;
-    char32_t last;
-};
-
-// The blocks that terminals draw two columns wide (unicode.org/reports/tr11: wide and fullwidth),
-// ascending.
-constexpr std::array WideRanges{
-    Range{0x1100, 0x115F},   Range{0x231A, 0x231B},   Range{0x2329, 0x232A},
-    Range{0x23E9, 0x23EC},   Range{0x23F0, 0x23F0},   Range{0x23F3, 0x23F3},
-    Range{0x25FD, 0x25FE},   Range{0x2614, 0x2615},   Range{0x2648, 0x2653},
-    Range{0x267F, 0x267F},   Range{0x2693, 0x2693},   Range{0x26A1, 0x26A1},
-    Range{0x26AA, 0x26AB},   Range{0x26BD, 0x26BE},   Range{0x26C4, 0x26C5},
-    Range{0x26CE, 0x26CE},   Range{0x26D4, 0x26D4},   Range{0x26EA, 0x26EA},
-    Range{0x26F2, 0x26F3},   Range{0x26F5, 0x26F5},   Range{0x26FA, 0x26FA},
-    Range{0x26FD, 0x26FD},   Range{0x2705, 0x2705},   Range{0x270A, 0x270B},
-    Range{0x2728, 0x2728},   Range{0x274C, 0x274C},   Range{0x274E, 0x274E},
-    Range{0x2753, 0x2755},   Range{0x2757, 0x2757},   Range{0x2795, 0x2797},
-    Range{0x27B0, 0x27B0},   Range{0x27BF, 0x27BF},   Range{0x2B1B, 0x2B1C},
-    Range{0x2B50, 0x2B50},   Range{0x2B55, 0x2B55},   Range{0x2E80, 0x303E},
-    Range{0x3041, 0x33FF},   Range{0x3400, 0x4DBF},   Range{0x4E00, 0xA4CF},
-    Range{0xA960, 0xA97F},   Range{0xAC00, 0xD7A3},   Range{0xF900, 0xFAFF},
-    Range{0xFE10, 0xFE19},   Range{0xFE30, 0xFE6F},   Range{0xFF00, 0xFF60},
-    Range{0xFFE0, 0xFFE6},   Range{0x16FE0, 0x18CFF}, Range{0x1AFF0, 0x1B2FF},
-    Range{0x1F004, 0x1F004}, Range{0x1F0CF, 0x1F0CF}, Range{0x1F18E, 0x1F18E},
-    Range{0x1F191, 0x1F19A}, Range{0x1F200, 0x1F265}, Range{0x1F300, 0x1F320},
-    Range{0x1F32D, 0x1F335}, Range{0x1F337, 0x1F37C}, Range{0x1F37E, 0x1F393},
-    Range{0x1F3A0, 0x1F3CA}, Range{0x1F3CF, 0x1F3D3}, Range{0x1F3E0, 0x1F3F0},
-    Range{0x1F3F4, 0x1F3F4}, Range{0x1F3F8, 0x1F43E}, Range{0x1F440, 0x1F440},
-    Range{0x1F442, 0x1F4FC}, Range{0x1F4FF, 0x1F53D}, Range{0x1F54B, 0x1F54E},
-    Range{0x1F550, 0x1F567}, Range{0x1F57A, 0x1F57A}, Range{0x1F595, 0x1F596},
-    Range{0x1F5A4, 0x1F5A4}, Range{0x1F5FB, 0x1F64F}, Range{0x1F680, 0x1F6C5},
-    Range{0x1F6CC, 0x1F6CC}, Range{0x1F6D0, 0x1F6D2}, Range{0x1F6D5, 0x1F6D7},
-    Range{0x1F6DC, 0x1F6DF}, Range{0x1F6EB, 0x1F6EC}, Range{0x1F6F4, 0x1F6FC},
-    Range{0x1F7E0, 0x1F7EB}, Range{0x1F7F0, 0x1F7F0}, Range{0x1F90C, 0x1F93A},
-    Range{0x1F93C, 0x1F945}, Range{0x1F947, 0x1F9FF}, Range{0x1FA70, 0x1FAFF},
-    Range{0x20000, 0x3FFFD},
-};
-
-int columnsOf(char32_t character)
-{
-    switch (QChar::category(character)) {
-    case QChar::Mark_NonSpacing:
-    case QChar::Mark_Enclosing:
-    case QChar::Other_Format:
-        return 0;
-    default:
-        break;
-    }
-    // Vowels and final consonants that join the Hangul syllable before them.
-    if (character >= 0x1160 && character <= 0x11FF)
-        return 0;
-    const auto* const range = std::lower_bound(
-        WideRanges.begin(), WideRanges.end(), character,
-        [](Range r, char32_t c) { return r.last < c; });
-    return range != WideRanges.end() && range->first <= character ? 2 : 1;
-}
 
 // Calls `use` with each character and its length in UTF-16 units until that returns false.
 template <typename Use>
@@ -113,7 +55,7 @@ QString escapeOf(char32_t character)
                              : u"\\u{"_s + digits + u'}';
 }
 
-// Cut at the blanks outside of quotes. An apostrophe inside a word opens none.
+// Split at the blanks outside of quotes. An apostrophe inside a word does not begin a quotation.
 QStringList unbreakableWords(const QString& text)
 {
     QStringList words;
@@ -140,7 +82,7 @@ int displayWidth(const QString& text)
 {
     int columns = 0;
     forEachCharacter(text, [&columns](char32_t character, int) {
-        columns += columnsOf(character);
+        columns += utf8proc_charwidth(utf8proc_int32_t(character));
         return true;
     });
     return columns;
@@ -155,7 +97,7 @@ QString cutToWidth(const QString& text, int columns, const QString& ellipsis)
     int used = 0;
     qsizetype length = 0;
     forEachCharacter(text, [&](char32_t character, int units) {
-        used += columnsOf(character);
+        used += utf8proc_charwidth(utf8proc_int32_t(character));
         if (used > room)
             return false;
         length += units;

@@ -4,28 +4,28 @@
 
 namespace velmioctl {
 
-/// The columns that a text takes on a terminal: wide characters two, combining ones none.
+/// The columns that a text takes on a terminal: two for a wide character, none for a combining one.
 int displayWidth(const QString& text);
 
-/// The start of a text that fits into `columns`, ending in `ellipsis` where it was cut. Combining
-/// characters stay with the one that they belong to.
+/// The start of a text that fits into `columns`, with `ellipsis` at its end if it was cut. A
+/// combining character stays with the one that it belongs to.
 QString cutToWidth(const QString& text, int columns, const QString& ellipsis);
 
-/// A text broken between words into lines of at most `columns`, each behind `indent` blanks; one
-/// line when `columns` is 0. What stands in quotes is never broken, for it is copied from there.
+/// A text broken between words into lines of at most `columns`, each indented by `indent` blanks;
+/// one line when `columns` is 0. Text in quotes is not broken, so that it can be copied.
 QString wrapped(const QString& text, int columns, int indent = 0);
 
-/// Replaces what could command a terminal or hide text in it (control characters, marks of writing
-/// direction, line separators) by visible escapes such as `\n`, `\x1b` and `\u{202e}`.
+/// Replaces characters that control a terminal or hide text in it (control characters, marks of
+/// writing direction, line separators) by visible escapes such as `\n`, `\x1b` and `\u{202e}`.
 QString escapeControls(const QString& text);
 
-/// The same for a message of several lines, whose line breaks stay.
+/// The same for a message of several lines, with its line breaks kept.
 QString escapeControlsInLines(const QString& text);
 
 /// A name or path inside a message: escaped, in quotes.
 QString quoted(const QString& name);
 
-/// Bytes that are no valid UTF-8, with every byte that is not printable ASCII as `\xff`.
+/// Bytes that are not valid UTF-8, with each byte that is not printable ASCII as `\xff`.
 QString escapeBytes(const QByteArray& bytes);
 
 } // namespace velmioctl
