@@ -6,7 +6,7 @@
 #include <support/RawDatabase.h>
 #include <velmioctl/Application.h>
 #include <velmioctl/cli/CommandLine.h>
-#include <velmioctl/cli/generate/CommandTree.h>
+#include <velmioctl/cli/CommandTree.h>
 #include <velmioctl/store/Session.h>
 
 #include <QFile>
@@ -35,7 +35,7 @@ QSet<QString> commandNames()
     QSet<QString> names;
     for (const velmioctl::Command* const command : velmioctl::allCommands(line.program())) {
         if (command->subcommands().empty())
-            names += QString::fromStdString(command->description().fullName).section(u' ', 1);
+            names += command->description().fullName.section(u' ', 1);
     }
     return names;
 }

@@ -1,8 +1,8 @@
 #include "CommandLineSample.h"
 
+#include <velmioctl/cli/CommandTree.h>
 #include <velmioctl/cli/HelpText.h>
 #include <velmioctl/cli/UsageMessage.h>
-#include <velmioctl/cli/generate/CommandTree.h>
 
 #include <QTest>
 
@@ -47,7 +47,7 @@ private Q_SLOTS:
     void helpOfEveryCommandHasAnExample();
     void helpFitsItsWidth_data();
     void helpFitsItsWidth();
-    void hiddenCommandsAreRunButNotTold();
+    void hiddenCommandsRunAndAreNotInTheHelp();
 };
 
 void TestCommandLine::slipOfTheFingerIsCorrected_data()
@@ -96,17 +96,15 @@ void TestCommandLine::mistypedCommandLineSuggests_data()
     QTest::addColumn<QString>("message");
     const auto row = [](const char* name, const std::vector<const char*>& arguments,
                         const QString& message) { QTest::newRow(name) << arguments << message; };
-    row("noun", {"sever", "list"},
-        u"There is no command \"sever\" here. Did you mean \"server\"?"_s);
-    row("verb", {"server", "lst"}, u"There is no command \"lst\" here. Did you mean \"list\"?"_s);
+    row("noun", {"sever", "list"}, u"Unknown command \"sever\". Did you mean \"server\"?"_s);
+    row("verb", {"server", "lst"}, u"Unknown command \"lst\". Did you mean \"list\"?"_s);
     row("option", {"server", "list", "--jsno"},
-        u"There is no option \"--jsno\" here. Did you mean \"--json\"?"_s);
+        u"Unknown option \"--jsno\". Did you mean \"--json\"?"_s);
     row("begun option", {"folder", "add", "Work", "--server-pa=/Work"},
-        u"There is no option \"--server-pa\" here. Did you mean \"--server-path\"?"_s);
-    row("strange command", {"frobnicate"}, u"There is no command \"frobnicate\" here."_s);
-    row("strange option", {"stats", "--frobnicate"},
-        u"There is no option \"--frobnicate\" here."_s);
-    row("word too many", {"server", "list", "all"}, u"There is a word too many: \"all\"."_s);
+        u"Unknown option \"--server-pa\". Did you mean \"--server-path\"?"_s);
+    row("strange command", {"frobnicate"}, u"Unknown command \"frobnicate\"."_s);
+    row("strange option", {"stats", "--frobnicate"}, u"Unknown option \"--frobnicate\"."_s);
+    row("word too many", {"server", "list", "all"}, u"Unexpected argument \"all\"."_s);
 }
 
 void TestCommandLine::mistypedCommandLineSuggests()
@@ -148,7 +146,7 @@ void TestCommandLine::missingCommandListsThem()
 
     QCOMPARE(
         complaint(sample.line, {"secrets"}),
-        u"A command has to follow \"velmioctl secrets\": verify, rekey, where.\n"
+        u"\"velmioctl secrets\" needs a command: verify, rekey, where.\n"
         "See 'velmioctl secrets --help'."_s);
 }
 
@@ -168,13 +166,13 @@ void TestCommandLine::helpOfEveryCommandHasAnExample()
     for (const Command* const command : allCommands(sample.program())) {
         if (!command->subcommands().empty())
             continue;
-        const std::string& fullName = command->description().fullName;
+        const QString& fullName = command->description().fullName;
         const auto& examples = command->description().examples;
-        QVERIFY2(!examples.empty(), fullName.c_str());
-        for (const std::string& example : examples)
-            QVERIFY2(example.starts_with(fullName), example.c_str());
-        QVERIFY(helpOf(*command, sample.program(), 0)
-                    .contains(u"Examples:\n  "_s + QString::fromStdString(examples.front())));
+        QVERIFY2(!examples.empty(), qPrintable(fullName));
+        for (const QString& example : examples)
+            QVERIFY2(example.startsWith(fullName), qPrintable(example));
+        QVERIFY(
+            helpOf(*command, sample.program(), 0).contains(u"Examples:\n  "_s + examples.front()));
     }
 }
 
@@ -198,11 +196,11 @@ void TestCommandLine::helpFitsItsWidth()
     }
 }
 
-void TestCommandLine::hiddenCommandsAreRunButNotTold()
+void TestCommandLine::hiddenCommandsRunAndAreNotInTheHelp()
 {
     bool ran = false;
     CommandLine line("tool", "Does something.");
-    line.program().addHiddenSubcommand("secretly", "Not told")->callback([&ran] { ran = true; });
+    line.program().addHiddenSubcommand("secretly", "Hidden")->callback([&ran] { ran = true; });
 
     const std::vector<const char*> arguments{"tool", "secretly"};
     line.parse(int(arguments.size()), arguments.data());

@@ -1,7 +1,7 @@
 #include "CommandLineSample.h"
 
+#include <velmioctl/cli/CommandTree.h>
 #include <velmioctl/cli/generate/Generators.h>
-#include <velmioctl/cli/generate/CommandTree.h>
 
 #include <QDir>
 #include <QFile>
@@ -111,17 +111,16 @@ void TestCompletion::bashOffersWhatMayFollow()
 void TestCompletion::bashOffersEveryCommandAndOption()
 {
     for (const Command* const command : allCommands(sample.program())) {
-        const QStringList words =
-            QString::fromStdString(command->description().fullName).split(u' ');
+        const QStringList words = command->description().fullName.split(u' ');
         QStringList expected;
         for (const OptionDescription& option : optionsOf(*command, sample.program()))
-            expected += QString::fromStdString(option.name);
+            expected += option.name;
         QCOMPARE(offered(words + QStringList{u"--"_s}), expected);
         if (command->subcommands().empty())
             continue;
         expected.clear();
         for (const auto& subcommand : command->subcommands())
-            expected += QString::fromStdString(subcommand->description().name);
+            expected += subcommand->description().name;
         QCOMPARE(offered(words + QStringList{QString()}), expected);
     }
 }
@@ -130,17 +129,15 @@ void TestCompletion::zshKnowsEveryCommandAndOption()
 {
     const QString script = zshCompletion(sample.program());
     for (const Command* const command : allCommands(sample.program())) {
-        const QString name = QString::fromStdString(command->description().fullName);
+        const QString name = command->description().fullName;
         const QString head =
             u"\n_"_s + QString(name).replace(u' ', u'_').replace(u'-', u'_') + u"()\n{"_s;
         const QString body = script.section(head, 1).section(u"\n}"_s, 0, 0);
         QVERIFY2(!body.isEmpty(), qPrintable(name));
         for (const OptionDescription& option : optionsOf(*command, sample.program()))
-            QVERIFY2(
-                body.contains(QString::fromStdString(option.name) + u'['), option.name.c_str());
+            QVERIFY2(body.contains(option.name + u'['), qPrintable(option.name));
         for (const auto& subcommand : command->subcommands())
-            QVERIFY(body.contains(
-                u'\'' + QString::fromStdString(subcommand->description().name) + u':'));
+            QVERIFY(body.contains(u'\'' + subcommand->description().name + u':'));
     }
 }
 
@@ -149,17 +146,16 @@ void TestCompletion::fishKnowsEveryCommandAndOption()
     const QString script = fishCompletion(sample.program());
     for (const Command* const command : allCommands(sample.program())) {
         const QString start = u"\ncomplete -c velmioctl -n '__velmioctl_command %1'"_s.arg(
-            QString::fromStdString(command->description().fullName));
+            command->description().fullName);
         for (const auto& option : command->options()) {
-            const QString name = QString::fromStdString(option->description().name);
+            const QString name = option->description().name;
             if (command == &sample.program())
                 QVERIFY(script.contains(u"\ncomplete -c velmioctl -l "_s + name.mid(2)));
             else if (!option->description().isArgument())
                 QVERIFY2(script.contains(start + u" -l "_s + name.mid(2)), qPrintable(name));
         }
         for (const auto& subcommand : command->subcommands())
-            QVERIFY(script.contains(
-                start + u" -a "_s + QString::fromStdString(subcommand->description().name)));
+            QVERIFY(script.contains(start + u" -a "_s + subcommand->description().name));
     }
 }
 

@@ -1,6 +1,6 @@
 #include "CommandLineSample.h"
 
-#include <velmioctl/cli/generate/CommandTree.h>
+#include <velmioctl/cli/CommandTree.h>
 #include <velmioctl/cli/generate/Generators.h>
 
 #include <QRegularExpression>
@@ -48,7 +48,7 @@ void TestManPage::everyCommandHasASectionWithItsOptions()
         for (const auto& option : command->options()) {
             QVERIFY2(
                 section.contains(u".B \""_s + roff(option->description().name)),
-                option->description().name.c_str());
+                qPrintable(option->description().name));
         }
     }
     QCOMPARE(at, sections.size() - 1);

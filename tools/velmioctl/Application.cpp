@@ -21,7 +21,7 @@ namespace velmioctl {
 
 namespace {
 
-// Of docs/velmioctl.schema.json; raised when a key changes its meaning or goes.
+// Of docs/velmioctl.schema.json. Increased when a key changes its meaning or is removed.
 constexpr int JsonSchemaVersion = 1;
 
 void requireUtf8(int argc, const char* const* argv)
@@ -32,7 +32,7 @@ void requireUtf8(int argc, const char* const* argv)
         if (decode.hasError()) {
             throw CommandError(
                 ExitCode::Usage,
-                u"The argument \"%1\" is no valid UTF-8: names of other encodings cannot be "
+                u"The argument \"%1\" is not valid UTF-8. Names in other encodings cannot be "
                 u"stored."_s.arg(escapeBytes(argv[at])));
         }
     }
@@ -59,7 +59,7 @@ void run(CommandLine& line, int argc, const char* const* argv, Output& output)
 ExitCode runCommand(int argc, const char* const* argv, Session& session)
 {
     CommandLine line(
-        "velmioctl", "Looks into and maintains the configuration database of the Sync Client.");
+        "velmioctl", "Inspects and maintains the configuration database of the Sync Client.");
     addCommands(line.program(), session);
     try {
         requireUtf8(argc, argv);
@@ -74,7 +74,7 @@ ExitCode runCommand(int argc, const char* const* argv, Session& session)
     } catch (const std::exception& error) {
         session.output.error(
             QString::fromUtf8(error.what()) +
-            u". This was not expected: run the command again, and report it should it stay."_s);
+            u". This is a defect of velmioctl. Run the command again, and report it if it repeats."_s);
         return ExitCode::OtherError;
     }
 }
@@ -89,7 +89,7 @@ void addCommands(Command& program, Session& session)
         ->offersFiles();
     program.addFlagCallback(
         "--json", [&session] { session.output.setJson(true); }, "Answer as JSON, for programs");
-    // Behind --json, which is to be known by then.
+    // After --json, which must be known by then.
     program.addVersionFlag("--version", "Print the version");
     addInitCommand(program, session);
     addServerCommands(program, session);
@@ -113,18 +113,18 @@ void addCommands(Command& program, Session& session)
     addBundleCommand(program, session);
     addGenerateCommand(program, session.output);
     program.list(
-        "Exit codes", {
-                          {"0", "done"},
-                          {"1", "findings"},
-                          {"2", "wrong usage"},
-                          {"3", "not found"},
-                          {"4", "database busy"},
-                          {"5", "database damaged"},
-                          {"6", "database too new"},
-                          {"7", "key unavailable"},
-                          {"8", "other error"},
-                          {"130", "interrupted"},
-                      });
+        u"Exit codes"_s, {
+                             {u"0"_s, u"done"_s},
+                             {u"1"_s, u"findings"_s},
+                             {u"2"_s, u"wrong usage"_s},
+                             {u"3"_s, u"not found"_s},
+                             {u"4"_s, u"database busy"_s},
+                             {u"5"_s, u"database damaged"_s},
+                             {u"6"_s, u"database too new"_s},
+                             {u"7"_s, u"key unavailable"_s},
+                             {u"8"_s, u"other error"_s},
+                             {u"130"_s, u"interrupted"_s},
+                         });
 }
 
 ExitCode runApplication(int argc, const char* const* argv, Session& session)
@@ -133,7 +133,7 @@ ExitCode runApplication(int argc, const char* const* argv, Session& session)
     if (session.output.finish())
         return code;
     session.output.error(
-        u"The answer could not be written: check the disk that standard output leads to."_s);
+        u"The answer could not be written to standard output. Check for a full disk."_s);
     return code == ExitCode::Ok ? ExitCode::OtherError : code;
 }
 

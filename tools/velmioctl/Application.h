@@ -7,10 +7,10 @@ namespace velmioctl {
 class Command;
 class Session;
 
-/// Adds all commands to the program. The session has to live as long as they do.
+/// Adds all commands to the program. The session must live as long as they do.
 void addCommands(Command& program, Session& session);
 
-/// Reads the command line and runs the command that it names. Every error ends up as a message on
+/// Reads the command line and runs the command that it names. Reports every error as a message on
 /// standard error and an exit code.
 ExitCode runApplication(int argc, const char* const* argv, Session& session);
 

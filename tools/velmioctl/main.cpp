@@ -12,8 +12,8 @@
 
 namespace {
 
-// Qt warns of a locale in another encoding and goes over to this one; here it is done before, so
-// that no command prints that warning.
+// Qt warns about a locale in another encoding and switches to this one. Doing it first keeps that
+// warning out of every command.
 void chooseUtf8Locale()
 {
     qputenv("LC_ALL", "C.UTF-8");
@@ -23,18 +23,18 @@ void chooseUtf8Locale()
 
 int main(int argc, char** argv)
 {
-    // A parent may have had it ignored; "velmioctl ... | head" is to end without a word.
+    // A parent may have set it to be ignored; "velmioctl ... | head" must end silently.
     std::signal(SIGPIPE, SIG_DFL);
 
-    // Nobody asks for them here, and to keep them is an eighth of a lookup's instructions.
+    // Nothing here reads them, and keeping them costs an eighth of a lookup's instructions.
     sync::database::SqliteDatabaseFactory::disableMemoryStatistics();
 
     const bool utf8 = velmioctl::environmentUsesUtf8();
     if (!utf8)
         chooseUtf8Locale();
-    // What the engine logs is what the commands tell as their own errors and warnings.
+    // The commands report what the engine logs as their own errors and warnings.
     QLoggingCategory::setFilterRules(QStringLiteral("velmio.database=false"));
-    // Without names of its own: the default place of the database is the library's to choose.
+    // Without an application name: the library chooses the default path of the database.
     const QCoreApplication application(argc, argv);
 
     const velmioctl::Output output(

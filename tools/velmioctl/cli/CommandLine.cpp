@@ -5,11 +5,21 @@
 
 #include <CLI/CLI.hpp>
 
+using namespace Qt::StringLiterals;
+
 namespace velmioctl {
 
 namespace {
 
-// The program, and below it the commands that the arguments named.
+OptionDescription descriptionOf(const std::string& name, const std::string& text, bool takesValue)
+{
+    return {
+        .name = QString::fromStdString(name),
+        .text = QString::fromStdString(text),
+        .takesValue = takesValue};
+}
+
+// The program, then the commands that the arguments name.
 std::vector<const Command*> givenCommands(const Command& program)
 {
     std::vector<const Command*> given;
@@ -22,29 +32,29 @@ std::vector<const Command*> givenCommands(const Command& program)
 
 Option::Option(CLI::Option& parser, OptionDescription description)
     : parser(parser)
-    , told(std::move(description))
+    , described(std::move(description))
 {
 }
 
 Option* Option::typeName(const std::string& name)
 {
     parser.type_name(name);
-    told.typeName = name;
+    described.typeName = QString::fromStdString(name);
     return this;
 }
 
 Option* Option::required(bool value)
 {
     parser.required(value);
-    told.required = value;
+    described.required = value;
     return this;
 }
 
 Option* Option::repeatable()
 {
-    // Or it would also take the arguments that follow.
+    // Otherwise it would take the arguments that follow as well.
     parser.allow_extra_args(false);
-    told.repeatable = true;
+    described.repeatable = true;
     return this;
 }
 
@@ -87,20 +97,21 @@ Option* Option::choices(const std::vector<std::string>& words)
 
 Option* Option::offersWords(const std::vector<std::string>& words)
 {
-    told.offer = OptionDescription::Offer::Words;
-    told.words = words;
+    described.offer = OptionDescription::Offer::Words;
+    for (const std::string& word : words)
+        described.words += QString::fromStdString(word);
     return this;
 }
 
 Option* Option::offersFiles()
 {
-    told.offer = OptionDescription::Offer::Files;
+    described.offer = OptionDescription::Offer::Files;
     return this;
 }
 
 Option* Option::offersFolders()
 {
-    told.offer = OptionDescription::Offer::Folders;
+    described.offer = OptionDescription::Offer::Folders;
     return this;
 }
 
@@ -111,57 +122,35 @@ bool Option::isGiven() const
 
 Command::Command(CLI::App& parser, CommandDescription description)
     : parser(parser)
-    , told(std::move(description))
+    , described(std::move(description))
 {
 }
 
 Command::~Command() = default;
 
-Option* Command::addOption(const std::string& name, std::string& value, const std::string& text)
+template <class Value>
+Option* Command::addOption(const std::string& name, Value& value, const std::string& text)
 {
-    return addValue(name, value, text);
+    return describe(parser.add_option(name, value, text), descriptionOf(name, text, true));
 }
 
-Option* Command::addOption(
-    const std::string& name, std::optional<std::string>& value, const std::string& text)
-{
-    return addValue(name, value, text);
-}
-
-Option* Command::addOption(
-    const std::string& name, std::vector<std::string>& value, const std::string& text)
-{
-    return addValue(name, value, text);
-}
-
-Option* Command::addOption(const std::string& name, int& value, const std::string& text)
-{
-    return addValue(name, value, text);
-}
-
-Option* Command::addOption(
-    const std::string& name, std::optional<int>& value, const std::string& text)
-{
-    return addValue(name, value, text);
-}
-
-Option* Command::addOption(const std::string& name, long long& value, const std::string& text)
-{
-    return addValue(name, value, text);
-}
+using Text = const std::string&;
+template Option* Command::addOption(Text name, std::string& value, Text text);
+template Option* Command::addOption(Text name, std::optional<std::string>& value, Text text);
+template Option* Command::addOption(Text name, std::vector<std::string>& value, Text text);
+template Option* Command::addOption(Text name, int& value, Text text);
+template Option* Command::addOption(Text name, std::optional<int>& value, Text text);
+template Option* Command::addOption(Text name, long long& value, Text text);
 
 Option* Command::addFlag(const std::string& name, bool& value, const std::string& text)
 {
-    return describe(
-        parser.add_flag(name, value, text), {.name = name, .text = text, .takesValue = false});
+    return describe(parser.add_flag(name, value, text), descriptionOf(name, text, false));
 }
 
 Option* Command::addFlagCallback(
     const std::string& name, const std::function<void()>& call, const std::string& text)
 {
-    return describe(
-        parser.add_flag_callback(name, call, text),
-        {.name = name, .text = text, .takesValue = false});
+    return describe(parser.add_flag_callback(name, call, text), descriptionOf(name, text, false));
 }
 
 Option* Command::addVersionFlag(const std::string& name, const std::string& text)
@@ -172,12 +161,12 @@ Option* Command::addVersionFlag(const std::string& name, const std::string& text
 
 Command* Command::addSubcommand(const std::string& name, const std::string& text)
 {
-    return ownCommands.emplace_back(made(name, text)).get();
+    return ownCommands.emplace_back(makeSubcommand(name, text)).get();
 }
 
 Command* Command::addHiddenSubcommand(const std::string& name, const std::string& text)
 {
-    return hiddenCommands.emplace_back(made(name, text)).get();
+    return hiddenCommands.emplace_back(makeSubcommand(name, text)).get();
 }
 
 Command* Command::callback(const std::function<void()>& call)
@@ -194,15 +183,15 @@ Command* Command::requireSubcommand()
 
 Command* Command::example(const std::string& line)
 {
-    told.examples.push_back(line);
+    described.examples += QString::fromStdString(line);
     return this;
 }
 
 Command* Command::list(
-    const std::string& title, const std::vector<std::pair<std::string, std::string>>& entries)
+    const QString& title, const std::vector<std::pair<QString, QString>>& entries)
 {
-    told.listTitle = title;
-    told.list = entries;
+    described.listTitle = title;
+    described.list = entries;
     return this;
 }
 
@@ -217,30 +206,30 @@ const Command* Command::givenSubcommand() const
     return nullptr;
 }
 
-template <class Value>
-Option* Command::addValue(const std::string& name, Value& value, const std::string& text)
-{
-    return describe(parser.add_option(name, value, text), {.name = name, .text = text});
-}
-
 Option* Command::describe(CLI::Option* option, OptionDescription description)
 {
     return ownOptions.emplace_back(std::make_unique<Option>(*option, std::move(description))).get();
 }
 
-std::unique_ptr<Command> Command::made(const std::string& name, const std::string& text)
+std::unique_ptr<Command> Command::makeSubcommand(const std::string& name, const std::string& text)
 {
+    const QString word = QString::fromStdString(name);
     return std::make_unique<Command>(
-        *parser.add_subcommand(name, text),
-        CommandDescription{.name = name, .fullName = told.fullName + ' ' + name, .text = text});
+        *parser.add_subcommand(name, text), CommandDescription{
+                                                .name = word,
+                                                .fullName = described.fullName + u' ' + word,
+                                                .text = QString::fromStdString(text)});
 }
 
 CommandLine::CommandLine(const std::string& program, const std::string& text)
     : parser(std::make_unique<CLI::App>(text, program))
     , root(std::make_unique<Command>(
-          *parser, CommandDescription{.name = program, .fullName = program, .text = text}))
+          *parser, CommandDescription{
+                       .name = QString::fromStdString(program),
+                       .fullName = QString::fromStdString(program),
+                       .text = QString::fromStdString(text)}))
 {
-    // Options of the program itself may stand behind the command as well.
+    // Options of the program may also follow the command.
     parser->fallthrough();
 }
 

@@ -1,6 +1,6 @@
 #include <velmioctl/cli/HelpText.h>
 
-#include <velmioctl/cli/CommandLine.h>
+#include <velmioctl/cli/CommandTree.h>
 #include <velmioctl/cli/Text.h>
 
 #include <algorithm>
@@ -11,56 +11,31 @@ namespace velmioctl {
 
 namespace {
 
-// For lines that nobody has set a width for.
+// For output that is not a terminal.
 constexpr int PlainColumns = 80;
 constexpr int Indent = 2;
 constexpr int Gap = 2;
-// A longer term has a line of its own.
+// A longer term is on a line of its own.
 constexpr int WidestTerm = 26;
 
 using Entries = std::vector<std::pair<QString, QString>>;
 
-QString textOf(const OptionDescription& option)
-{
-    const QString text = QString::fromStdString(option.text);
-    return option.required && !option.isArgument() ? text + u" (required)"_s : text;
-}
-
-Entries entriesOf(const Command& command, bool arguments)
+Entries entriesOf(const std::vector<OptionDescription>& options)
 {
     Entries entries;
-    for (const auto& option : command.options()) {
-        const OptionDescription& description = option->description();
-        if (description.isArgument() == arguments)
-            entries.emplace_back(termOf(description), textOf(description));
+    for (const OptionDescription& option : options) {
+        const bool isRequired = option.required && !option.isArgument();
+        entries.emplace_back(
+            termOf(option), isRequired ? option.text + u" (required)"_s : option.text);
     }
-    return entries;
-}
-
-// Those that every command takes.
-Entries commonEntries(const Command& program)
-{
-    Entries entries = entriesOf(program, false);
-    entries.emplace_back(u"-h, --help"_s, u"Print the help of a command"_s);
     return entries;
 }
 
 Entries commandsOf(const Command& command)
 {
     Entries entries;
-    for (const auto& subcommand : command.subcommands()) {
-        const CommandDescription& description = subcommand->description();
-        entries.emplace_back(
-            QString::fromStdString(description.name), QString::fromStdString(description.text));
-    }
-    return entries;
-}
-
-Entries listOf(const CommandDescription& description)
-{
-    Entries entries;
-    for (const auto& [term, text] : description.list)
-        entries.emplace_back(QString::fromStdString(term), QString::fromStdString(text));
+    for (const auto& subcommand : command.subcommands())
+        entries.emplace_back(subcommand->description().name, subcommand->description().text);
     return entries;
 }
 
@@ -89,51 +64,42 @@ QString section(const QString& title, const Entries& entries, int columns)
     return lines;
 }
 
-QString examplesOf(const CommandDescription& description)
-{
-    QString lines;
-    for (const std::string& example : description.examples)
-        lines += QString(Indent, u' ') + QString::fromStdString(example) + u'\n';
-    return lines.isEmpty() ? lines : u"\nExamples:\n"_s + lines;
-}
-
 } // namespace
 
 QString helpOf(const Command& command, const Command& program, int columns)
 {
     const int width = columns > 0 ? columns : PlainColumns;
     const CommandDescription& description = command.description();
-    QString text = wrapped(QString::fromStdString(description.text), width) + u"\n\n"_s;
+    Entries common = entriesOf(ownOptionsOf(program));
+    common.emplace_back(u"-h, --help"_s, u"Print the help of a command"_s);
+
+    QString text = wrapped(description.text, width) + u"\n\n"_s;
     text += wrapped(u"Usage: "_s + synopsisOf(command), width) + u'\n';
-    text += section(u"Arguments"_s, entriesOf(command, true), width);
+    text += section(u"Arguments"_s, entriesOf(argumentsOf(command)), width);
     text += section(u"Commands"_s, commandsOf(command), width);
     if (&command != &program)
-        text += section(u"Options"_s, entriesOf(command, false), width);
-    text += section(u"Options of every command"_s, commonEntries(program), width);
-    text += examplesOf(description);
-    return text +
-           section(QString::fromStdString(description.listTitle), listOf(description), width);
+        text += section(u"Options"_s, entriesOf(ownOptionsOf(command)), width);
+    text += section(u"Options of every command"_s, common, width);
+    if (!description.examples.isEmpty())
+        text += u"\nExamples:\n"_s;
+    for (const QString& example : description.examples)
+        text += QString(Indent, u' ') + example + u'\n';
+    return text + section(description.listTitle, description.list, width);
 }
 
 QString synopsisOf(const Command& command)
 {
-    QString synopsis = QString::fromStdString(command.description().fullName) + u" [OPTIONS]"_s;
-    for (const auto& option : command.options()) {
-        const OptionDescription& description = option->description();
-        if (!description.isArgument())
-            continue;
-        const QString name = QString::fromStdString(description.name);
-        synopsis += description.required ? u' ' + name : u" ["_s + name + u']';
-    }
+    QString synopsis = command.description().fullName + u" [OPTIONS]"_s;
+    for (const OptionDescription& argument : argumentsOf(command))
+        synopsis += argument.required ? u' ' + argument.name : u" ["_s + argument.name + u']';
     return command.subcommands().empty() ? synopsis : synopsis + u" COMMAND"_s;
 }
 
 QString termOf(const OptionDescription& option)
 {
-    const std::string term = option.typeName.empty() || option.isArgument()
-                                 ? option.name
-                                 : option.name + ' ' + option.typeName;
-    return QString::fromStdString(term) + (option.repeatable ? u"..."_s : QString());
+    const bool hasValue = !option.typeName.isEmpty() && !option.isArgument();
+    return option.name + (hasValue ? u' ' + option.typeName : QString()) +
+           (option.repeatable ? u"..."_s : QString());
 }
 
 } // namespace velmioctl

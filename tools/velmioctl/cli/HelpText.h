@@ -7,8 +7,7 @@ namespace velmioctl {
 class Command;
 struct OptionDescription;
 
-/// The answer to --help behind a command of the program, in lines of at most `columns`; 0 for a
-/// file or a pipe.
+/// The help of a command of the program, in lines of at most `columns`; 0 for a file or a pipe.
 QString helpOf(const Command& command, const Command& program, int columns);
 
 /// "velmioctl folder add [OPTIONS] PATH".

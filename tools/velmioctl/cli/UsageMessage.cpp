@@ -1,6 +1,6 @@
 #include <velmioctl/cli/UsageMessage.h>
 
-#include <velmioctl/cli/CommandLine.h>
+#include <velmioctl/cli/CommandTree.h>
 #include <velmioctl/cli/Text.h>
 
 #include <QStringList>
@@ -14,8 +14,8 @@ namespace velmioctl {
 
 namespace {
 
-// How many characters are to be added, left out, replaced or swapped with their neighbours: the
-// distance of Damerau and Levenshtein, where no part is changed twice.
+// How many characters must be added, removed, replaced or swapped with their neighbours: the
+// optimal string alignment distance.
 qsizetype distance(const QString& from, const QString& to)
 {
     QList<QList<qsizetype>> rows(from.size() + 1, QList<qsizetype>(to.size() + 1));
@@ -35,13 +35,13 @@ qsizetype distance(const QString& from, const QString& to)
     return rows.last().last();
 }
 
-// Whether a command that was given can be told a secret, if not as an argument.
-bool takesSecret(const std::vector<const Command*>& given)
+// True if one of the commands reads a secret, although not from an argument.
+bool readsSecret(const std::vector<const Command*>& given)
 {
     return std::any_of(given.begin(), given.end(), [](const Command* command) {
-        const auto& options = command->options();
-        return std::any_of(options.begin(), options.end(), [](const auto& option) {
-            return option->description().name.ends_with("-stdin");
+        const auto options = ownOptionsOf(*command);
+        return std::any_of(options.begin(), options.end(), [](const OptionDescription& option) {
+            return option.name.endsWith(u"-stdin");
         });
     });
 }
@@ -50,10 +50,8 @@ QStringList optionNames(const std::vector<const Command*>& given)
 {
     QStringList names{u"--help"_s};
     for (const Command* const command : given) {
-        for (const auto& option : command->options()) {
-            if (!option->description().isArgument())
-                names += QString::fromStdString(option->description().name);
-        }
+        for (const OptionDescription& option : ownOptionsOf(*command))
+            names += option.name;
     }
     return names;
 }
@@ -62,7 +60,7 @@ QStringList commandNames(const Command& command)
 {
     QStringList names;
     for (const auto& subcommand : command.subcommands())
-        names += QString::fromStdString(subcommand->description().name);
+        names += subcommand->description().name;
     return names;
 }
 
@@ -74,47 +72,45 @@ QString suggestion(const QString& word, const QStringList& words)
 
 QString unknownOption(const std::vector<const Command*>& given, const QString& word)
 {
-    // What stands behind it may be a secret that was meant for it.
+    // Its value is not repeated, because it may be a secret.
     const QString name = word.startsWith(u"--") ? word.section(u'=', 0, 0) : word.left(2);
-    return u"There is no option %1 here."_s.arg(quoted(name)) +
-           suggestion(name, optionNames(given));
+    return u"Unknown option %1."_s.arg(quoted(name)) + suggestion(name, optionNames(given));
 }
 
 QString unknownWord(const std::vector<const Command*>& given, const QString& word)
 {
     const QStringList names = commandNames(*given.back());
     if (!names.isEmpty())
-        return u"There is no command %1 here."_s.arg(quoted(word)) + suggestion(word, names);
-    if (takesSecret(given))
-        return u"There is a word too many. Secrets are not taken as arguments."_s;
-    return u"There is a word too many: %1."_s.arg(quoted(word));
+        return u"Unknown command %1."_s.arg(quoted(word)) + suggestion(word, names);
+    if (readsSecret(given))
+        return u"Unexpected argument. Secrets cannot be given as arguments."_s;
+    return u"Unexpected argument %1."_s.arg(quoted(word));
 }
 
 QString faultOf(
     const std::vector<const Command*>& given, const std::vector<std::string>& unknown,
     const std::string& parsed)
 {
-    // A word that nothing takes comes first: without it the parser only tells what is missing.
+    // An unknown word comes first: the parser itself only reports what is missing.
     if (!unknown.empty()) {
         const QString word = QString::fromStdString(unknown.front());
         return word.startsWith(u'-') ? unknownOption(given, word) : unknownWord(given, word);
     }
     const QStringList names = commandNames(*given.back());
     if (!names.isEmpty()) {
-        return u"A command has to follow %1: %2."_s.arg(
-            quoted(QString::fromStdString(given.back()->description().fullName)),
-            names.join(u", "_s));
+        return u"%1 needs a command: %2."_s.arg(
+            quoted(given.back()->description().fullName), names.join(u", "_s));
     }
     const QString text = QString::fromStdString(parsed);
-    // Behind it stands the word that reads wrong.
-    return takesSecret(given) ? text.section(u" = "_s, 0, 0) + u'.' : text;
+    // The wrong word follows " = ".
+    return readsSecret(given) ? text.section(u" = "_s, 0, 0) + u'.' : text;
 }
 
 } // namespace
 
 QString nearest(const QString& word, const QStringList& words)
 {
-    // One slip in three characters: more of them make another word.
+    // One mistake in three characters: with more it is another word.
     qsizetype best = std::max<qsizetype>(1, word.size() / 3) + 1;
     QString found;
     for (const QString& candidate : words) {
@@ -137,8 +133,8 @@ QString usageMessage(
     const std::vector<const Command*>& given, const std::vector<std::string>& unknown,
     const std::string& parsed)
 {
-    return faultOf(given, unknown, parsed) + u"\nSee '%1 --help'."_s.arg(QString::fromStdString(
-                                                 given.back()->description().fullName));
+    return faultOf(given, unknown, parsed) +
+           u"\nSee '%1 --help'."_s.arg(given.back()->description().fullName);
 }
 
 } // namespace velmioctl

@@ -1,8 +1,7 @@
 #include <velmioctl/cli/generate/Generators.h>
 
-#include <velmioctl/cli/CommandLine.h>
+#include <velmioctl/cli/CommandTree.h>
 #include <velmioctl/cli/HelpText.h>
-#include <velmioctl/cli/generate/CommandTree.h>
 
 using namespace Qt::StringLiterals;
 
@@ -10,7 +9,7 @@ namespace velmioctl {
 
 namespace {
 
-// A text as roff shows it: a "\" or "-" means what it is, and no line is taken for a request.
+// A text for roff, with "\" and "-" escaped, and no line that looks like a request.
 QString roff(const QString& text)
 {
     QString escaped = text;
@@ -18,11 +17,6 @@ QString roff(const QString& text)
     if (escaped.startsWith(u'.') || escaped.startsWith(u'\''))
         escaped.prepend(u"\\&"_s);
     return escaped;
-}
-
-QString roff(const std::string& text)
-{
-    return roff(QString::fromStdString(text));
 }
 
 // As the argument of a request.
@@ -42,11 +36,9 @@ QString entry(const OptionDescription& option)
 QString entriesOf(const Command& command)
 {
     QString page;
-    for (const OptionDescription& argument : argumentsOf(command))
-        page += entry(argument);
-    for (const auto& option : command.options()) {
-        if (!option->description().isArgument())
-            page += entry(option->description());
+    for (const auto& options : {argumentsOf(command), ownOptionsOf(command)}) {
+        for (const OptionDescription& option : options)
+            page += entry(option);
     }
     return page;
 }
@@ -54,15 +46,14 @@ QString entriesOf(const Command& command)
 QString examplesOf(const Command& command)
 {
     QString page;
-    for (const std::string& example : command.description().examples)
+    for (const QString& example : command.description().examples)
         page += roff(example) + u'\n';
     return page.isEmpty() ? page : u".PP\n.RS\n.nf\n"_s + page + u".fi\n.RE\n"_s;
 }
 
 QString listOf(const CommandDescription& description)
 {
-    QString page =
-        u".SH "_s + quotedRoff(QString::fromStdString(description.listTitle).toUpper()) + u'\n';
+    QString page = u".SH "_s + quotedRoff(description.listTitle.toUpper()) + u'\n';
     for (const auto& [term, text] : description.list)
         page += u".TP\n.B "_s + roff(term) + u'\n' + roff(text) + u".\n"_s;
     return page;
@@ -79,16 +70,16 @@ QString sectionOf(const Command& command)
 QString manPage(const Command& program)
 {
     const CommandDescription& description = program.description();
-    const QString name = QString::fromStdString(description.name);
+    const QString name = description.name;
     QString text = roff(description.text);
-    text.chop(1); // The line of a name has no full stop, by custom.
+    text.chop(1); // By convention this line has no full stop.
 
-    // Without a date: the same sources are to give the same page.
+    // Without a date, so that the same sources give the same page.
     QString page = u".TH "_s + name.toUpper() + u" 1 \"\" \""_s + name +
                    QStringLiteral(" " VELMIO_VERSION "\"\n.SH NAME\n") + roff(name) + u" \\- "_s +
                    text.at(0).toLower() + text.mid(1) + u"\n.SH SYNOPSIS\n.B "_s +
                    quotedRoff(synopsisOf(program)) +
-                   u"\n.SH OPTIONS\nEvery command takes them, in front of it or behind.\n"_s +
+                   u"\n.SH OPTIONS\nEvery command takes them, before or after its name.\n"_s +
                    entriesOf(program) +
                    u".TP\n.B \"\\-h, \\-\\-help\"\nPrint the help of the command.\n"_s +
                    u".SH COMMANDS\n"_s;
