@@ -125,7 +125,7 @@ void TestVelmioctlBundle::showsWhatItHoldsAndAsks()
 {
     PseudoTerminal terminal(*tool, {u"bundle"_s, tool->path(u"b.tar.gz"_s)});
     QVERIFY(terminal.waitFor("settings.json"));
-    QVERIFY(terminal.waitFor("Names and paths are in it as tokens."));
+    QVERIFY(terminal.waitFor("Names and paths are replaced by tokens."));
     QVERIFY(terminal.waitFor("[y/N] "));
     QVERIFY(!files().contains(u"b.tar.gz"_s));
     terminal.type("y\n");

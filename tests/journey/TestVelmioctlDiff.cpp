@@ -72,7 +72,7 @@ void TestVelmioctlDiff::databaseEqualsItsExport()
     QVERIFY(answer.output.startsWith(u"ONLY IN A  ONLY IN B  CHANGED  SAME  TABLE\n"_s));
     QVERIFY(
         answer.output.contains(u"\n        0          0        0     3  ServerConfiguration\n"_s));
-    QCOMPARE(answer.errors, u"Secrets are not compared with those of an export.\n"_s);
+    QCOMPARE(answer.errors, u"The secrets in an export are not compared.\n"_s);
     QCOMPARE(tool->run({u"diff"_s, database(), u"old.db"_s}).exitCode, 0);
 }
 
@@ -174,7 +174,7 @@ void TestVelmioctlDiff::tablesThatOneLacksAreNotCompared()
     const auto answer = tool->run({u"diff"_s, database(), u"part.json"_s});
 
     QCOMPARE(answer.exitCode, 0);
-    QVERIFY(answer.errors.startsWith(u"Not compared, as only one of the two has them: "
+    QVERIFY(answer.errors.startsWith(u"Not compared, because only one of the two has them: "
                                      u"AuthenticationConfiguration, BaseFileConfiguration, "_s));
 }
 

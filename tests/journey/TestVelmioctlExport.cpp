@@ -217,7 +217,7 @@ void TestVelmioctlExport::onlyAnExportIsReplaced()
     for (const QString& name : {u"notes"_s, u"configuration.db"_s, u"folder"_s}) {
         const auto answer = tool->run({u"export"_s, name});
         QCOMPARE(answer.exitCode, 2);
-        QVERIFY(answer.errors.contains(u"is there already"_s));
+        QVERIFY(answer.errors.contains(u"exists and is not an export"_s));
     }
 
     QCOMPARE(bytesOf(u"notes"_s), "important");
@@ -316,7 +316,7 @@ void TestVelmioctlExport::passphraseIsAskedForTwice()
     PseudoTerminal terminal(*tool, {u"export"_s, u"one.json"_s, u"--with-secrets"_s});
     QVERIFY(terminal.waitFor("New passphrase: "));
     terminal.type("sesame\n");
-    QVERIFY(terminal.waitFor("The same again: "));
+    QVERIFY(terminal.waitFor("Repeat it: "));
     terminal.type("sesam\n");
 
     QCOMPARE(terminal.exitCode(), 2);

@@ -289,7 +289,7 @@ void TestVelmioctlImport::secretsCanBeLeftBehind()
     const auto taken = runOther({u"import"_s, u"all.json"_s, u"--without-secrets"_s, u"--yes"_s});
 
     QCOMPARE(taken.exitCode, 0);
-    QVERIFY(taken.errors.contains(u"1 new sign-ins are without a password"_s));
+    QVERIFY(taken.errors.contains(u"New sign-ins without a password: 1."_s));
     QCOMPARE(storedRows(otherPath(), Secrets), storedRows(tool->databasePath(), Secrets));
     QCOMPARE(
         RawDatabase(otherPath())
@@ -532,8 +532,8 @@ void TestVelmioctlImport::brokenReferencesAreRefusedWithTheirLine()
     const QStringList after = storedRows(otherPath());
     const auto allowed = runOther({u"import"_s, u"all.json"_s, u"--yes"_s, u"--allow-dangling"_s});
 
-    const QString message =
-        u"Line %1: the %2 99 of %3 40 names no row of "_s.arg(QString::number(line), column, table);
+    const QString message = u"Line %1: %3 40 has the %2 99, which does not exist in "_s.arg(
+        QString::number(line), column, table);
     QCOMPARE(refused.exitCode, 2);
     QVERIFY2(refused.errors.contains(message), qPrintable(refused.errors));
     QCOMPARE(after, before);
@@ -554,7 +554,7 @@ void TestVelmioctlImport::referencesThatARemovalBreaksAreRefused()
 
     QCOMPARE(refused.exitCode, 2);
     QVERIFY(refused.errors.contains(
-        u"In the database: the folderConfigurationId 7 of BaseFileConfiguration 9 names no row"_s));
+        u"In the database: BaseFileConfiguration 9 has the folderConfigurationId 7, which does not"_s));
     QCOMPARE(rows(), before);
 }
 
@@ -582,31 +582,31 @@ void TestVelmioctlImport::malformedTextIsRefusedWithItsLine_data()
         QTest::newRow(name) << QByteArray(before) << QByteArray(after) << line << message
                             << exitCode;
     };
-    add("other format", "velmio-configuration-export", "else", 2, u"no export"_s);
+    add("other format", "velmio-configuration-export", "else", 2, u"not an export"_s);
     add("newer format", "\"formatVersion\": 1", "\"formatVersion\": 2", 3, u"version 2"_s, 6);
     add("newer schema", "\"schemaVersion\": 2", "\"schemaVersion\": 3", 4, u"version 3"_s, 6);
-    add("unknown table", "\"Schedules\"", "\"Plans\"", 7, u"no table \"Plans\""_s);
+    add("unknown table", "\"Schedules\"", "\"Plans\"", 7, u"unknown table \"Plans\""_s);
     add("unknown column", "\"startTime\"", "\"beginTime\"", 13, u"no column \"beginTime\""_s);
     add("missing column", "          \"startTime\": null,\n", "", 10, u"no column \"startTime\""_s);
-    add("column twice", "\"startTime\"", "\"folderConfigurationId\"", 13, u"stands twice"_s);
-    add("no comma", "\"id\": 1,", "\"id\": 1", 12, u"',' has to stand"_s);
+    add("column twice", "\"startTime\"", "\"folderConfigurationId\"", 13, u"occurs twice"_s);
+    add("no comma", "\"id\": 1,", "\"id\": 1", 12, u"expected ','"_s);
     add("number too large", "\"syncInterval\": 30", "\"syncInterval\": 9223372036854775808", 16,
         u"does not fit"_s);
-    add("no number", "\"syncInterval\": 30", "\"syncInterval\": 030", 16, u"is no number"_s);
+    add("no number", "\"syncInterval\": 30", "\"syncInterval\": 030", 16, u"is not a number"_s);
     add("real that is too large", "\"syncInterval\": 30", "\"syncInterval\": 1e400", 16,
         u"too large"_s);
-    add("no value", "\"syncInterval\": 30", "\"syncInterval\": true", 16, u"a value has to"_s);
+    add("no value", "\"syncInterval\": 30", "\"syncInterval\": true", 16, u"expected a value"_s);
     add("no base64", "\"syncInterval\": 30", "\"syncInterval\": {\"blob\": \"A!\"}", 16,
-        u"no base64"_s);
+        u"not base64"_s);
     add("unknown kind", "\"syncInterval\": 30", "\"syncInterval\": {\"data\": \"AA==\"}", 16,
-        u"no kind of value"_s);
+        u"unknown kind of value"_s);
     add("half a character", "\"startTime\": null", R"("startTime": "\ud800")", 13,
-        u"half of a character"_s);
+        u"half of a surrogate pair"_s);
     add("invalid UTF-8", "\"startTime\": null", "\"startTime\": \"\xff\"", 13, u"UTF-8"_s);
     add("control character", "\"startTime\": null", "\"startTime\": \"\x01\"", 13, u"\\u0001"_s);
     add("unknown escape", "\"startTime\": null", R"("startTime": "\x")", 13, u"escape"_s);
     add("text without an end", "null,\n          \"expireTime\"", "\"", 13, u"control character"_s);
-    add("id that is none", "\"id\": 1,", "\"id\": \"1\",", 17, u"is an integer"_s);
+    add("id that is none", "\"id\": 1,", "\"id\": \"1\",", 17, u"must be an integer"_s);
     add("id twice", "        }\n      ]",
         "        },\n        {\n          \"id\": 1,\n"
         "          \"folderConfigurationId\": 0,\n"
@@ -617,7 +617,7 @@ void TestVelmioctlImport::malformedTextIsRefusedWithItsLine_data()
         25, u"sorted by id"_s);
     add("table twice", "\"ServerConfiguration\"", "\"Schedules\"", 20, u"sorted by name"_s);
     add("end in the middle", "\"syncScheduleType\": 0,", "", 15, u"the end"_s);
-    add("more behind the end", "  }\n}\n", "  }\n}\n[", 26, u"has to end here"_s);
+    add("more after the end", "  }\n}\n", "  }\n}\n[", 26, u"expected the end of the text"_s);
 }
 
 void TestVelmioctlImport::malformedTextIsRefusedWithItsLine()

@@ -154,7 +154,7 @@ void TestVelmioctlProduct::setAsksForANewSecretAtATerminal()
     QVERIFY(terminal.waitFor("New secret: "));
     const bool echo = terminal.hasEcho();
     terminal.type("typed one\n");
-    QVERIFY(terminal.waitFor("The same again: "));
+    QVERIFY(terminal.waitFor("Repeat it: "));
     terminal.type("typed one\n");
 
     QCOMPARE(terminal.exitCode(), 0);

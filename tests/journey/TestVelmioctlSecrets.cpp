@@ -132,7 +132,7 @@ void TestVelmioctlSecrets::verifyReadsEveryPassword()
                           u" 1  ok        kim   north\n"
                           u" 2  ok        ana   north\n"
                           u" 3  none      none\n"
-                          u"2 can be read, 0 cannot, and 1 are none.\n"_s);
+                          u"Passwords: 2 readable, 0 unreadable; sign-ins without a password: 1.\n"_s);
     const QJsonObject expected{
         {u"id"_s, 1},          {u"userName"_s, u"kim"_s},   {u"domain"_s, u"north"_s},
         {u"state"_s, u"ok"_s}, {u"reason"_s, QJsonValue()}, {u"keyId"_s, currentKey()},

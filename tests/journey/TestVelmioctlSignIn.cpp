@@ -373,7 +373,7 @@ void TestVelmioctlSignIn::terminalAsksTwiceWithoutEcho()
     QVERIFY(terminal.waitFor("New password: "));
     const bool echoAtFirst = terminal.hasEcho();
     terminal.type("typed secret\n");
-    QVERIFY(terminal.waitFor("The same again: "));
+    QVERIFY(terminal.waitFor("Repeat it: "));
     const bool echoAtSecond = terminal.hasEcho();
     terminal.type("typed secret\n");
 
@@ -402,7 +402,7 @@ void TestVelmioctlSignIn::terminalRefusesTwoDifferentPasswords()
 
     QVERIFY(terminal.waitFor("New password: "));
     terminal.type("typed secret\n");
-    QVERIFY(terminal.waitFor("The same again: "));
+    QVERIFY(terminal.waitFor("Repeat it: "));
     terminal.type("typed secrets\n");
 
     QCOMPARE(terminal.exitCode(), 2);

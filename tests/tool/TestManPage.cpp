@@ -13,9 +13,9 @@ namespace velmioctl {
 namespace {
 
 // A name as the page has it.
-QString roff(const std::string& name)
+QString roff(const QString& name)
 {
-    return QString::fromStdString(name).replace(u'-', u"\\-"_s);
+    return QString(name).replace(u'-', u"\\-"_s);
 }
 
 } // namespace

@@ -35,8 +35,8 @@ void require(int result, archive* writer)
     if (result == ARCHIVE_OK)
         return;
     throw CommandError(
-        ExitCode::OtherError,
-        u"The archive cannot be made: %1."_s.arg(QString::fromUtf8(archive_error_string(writer))));
+        ExitCode::OtherError, u"The archive cannot be created: %1."_s.arg(
+                                  QString::fromUtf8(archive_error_string(writer))));
 }
 
 void add(archive* writer, const QByteArray& name, const QByteArray& content)

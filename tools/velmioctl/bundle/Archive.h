@@ -14,8 +14,8 @@ struct Entry
     QByteArray holds; ///< What it is, for a person.
 };
 
-/// The bytes of a .tar.gz of them, in a folder of that name. Tells nothing of who made it. Throws
-/// CommandError.
+/// The bytes of a .tar.gz of them, in a folder of that name. Does not say who
+/// created it. Throws CommandError.
 QByteArray toTarGz(const QByteArray& folder, const std::vector<Entry>& entries);
 
 } // namespace velmioctl::bundle

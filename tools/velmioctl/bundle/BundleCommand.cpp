@@ -43,8 +43,8 @@ void show(Output& output, const std::vector<Entry>& entries, const BundleOptions
     }
     output.print(table);
     output.printText(
-        options.keepPaths ? u"Names and paths are in it as they are. Secrets are not in it."_s
-                          : u"Names and paths are in it as tokens. Secrets are not in it."_s);
+        options.keepPaths ? u"Names and paths are not replaced. Secrets are left out."_s
+                          : u"Names and paths are replaced by tokens. Secrets are left out."_s);
 }
 
 void answer(Output& output, const std::vector<Entry>& entries, const QString& path, bool written)
@@ -70,7 +70,7 @@ void run(Session& session, const BundleOptions& options)
         absolutePath(options.file ? *options.file : (name + u".tar.gz"_s).toStdString());
     if (QFileInfo::exists(path)) {
         throw CommandError(
-            ExitCode::Usage, u"%1 is there already: name a new file."_s.arg(quoted(path)));
+            ExitCode::Usage, u"%1 already exists. Give a new file."_s.arg(quoted(path)));
     }
     const auto entries = collect(database, Redactor(options.keepPaths), options.keepPaths);
     show(session.output, entries, options);
@@ -92,12 +92,14 @@ namespace velmioctl {
 void addBundleCommand(Command& app, Session& session)
 {
     Command* const command = app.addSubcommand(
-        "bundle", "Collect what support wants to know, without secrets, names or paths");
+        "bundle", "Collect information for support, without secrets, names or paths");
     const auto options = std::make_shared<bundle::BundleOptions>();
-    command->addOption("FILE", options->file, "A new .tar.gz; without it one in this folder")
+    command
+        ->addOption(
+            "FILE", options->file, "A new .tar.gz file; the default is one in the current folder")
         ->offersFiles();
-    command->addFlag("--keep-paths", options->keepPaths, "Tell names and paths as they are");
-    command->addFlag("--dry-run", options->dryRun, "Show what it would hold, and write nothing");
+    command->addFlag("--keep-paths", options->keepPaths, "Keep names and paths as they are");
+    command->addFlag("--dry-run", options->dryRun, "Show its content, and write nothing");
     command->addFlag("--yes", options->yes, "Write it without asking");
     command->example("velmioctl bundle --dry-run");
     command->example("velmioctl bundle report.tar.gz");

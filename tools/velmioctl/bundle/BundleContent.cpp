@@ -35,17 +35,17 @@ versions.json   the versions of the program, its libraries and the system
 database.json   the file, its backups, and how many rows its tables have
 settings.json   servers, sign-ins, products, folders and schedules
 findings.json   what 'velmioctl doctor' finds
-errors.json     what went wrong while this bundle was made; no log of earlier errors is kept
+errors.json     the errors while this bundle was made; earlier errors are not recorded
 
-No password, product secret or key is in it, nor any name-value property.
+It contains no password, product secret or key, and no name-value property.
 )";
 const QByteArray TokenNote = R"(
 Names, paths, hosts and users are tokens such as t-0123456789ab. The same text has the same token
 everywhere in this bundle, and another one in any other bundle.
 )";
 const QByteArray PathNote = R"(
-Names, paths, hosts and users are as they are, as --keep-paths asked for. What a server hands out
-as an id or a key is a token such as t-0123456789ab.
+Names, paths, hosts and users are not replaced, because of --keep-paths. Ids and keys that a server
+hands out are tokens such as t-0123456789ab.
 )";
 
 QByteArray textOf(const QJsonObject& object)
@@ -67,7 +67,7 @@ QJsonObject versions()
     };
 }
 
-/// What doctor finds, without what would tell of a person.
+/// The findings of doctor, without personal data.
 class Findings : public doctor::Examiner
 {
 public:
@@ -124,7 +124,7 @@ private:
     std::vector<Finding> list;
 };
 
-/// How many rows a table has, and how they are spread over the columns that are counted.
+/// How many rows a table has, and how often each value occurs in the columns that are counted.
 class Counts
 {
 public:

@@ -16,7 +16,7 @@ namespace velmioctl::bundle {
 
 namespace {
 
-// What the details of findings and SQLite's messages say besides what the checks themselves do.
+// The words of findings and of SQLite's messages that the checks do not have.
 constexpr auto OwnWords =
     u"a an and another as at be but cannot cell column damaged database denied disk does done "
     u"error "
@@ -60,7 +60,7 @@ bool isTime(const QString& text)
     return form.match(text).hasMatch();
 }
 
-// Of the first characters only: a text may hold a number that is none of ours.
+// A longer number may be personal data.
 bool isNumber(const QString& word)
 {
     static const QRegularExpression form(uR"(\A\d{1,10}\z)"_s);
@@ -122,7 +122,7 @@ QString Redactor::message(const QString& text) const
 {
     QStringList parts = text.split(u'"');
     for (qsizetype at = 0; at < parts.size(); ++at) {
-        // Every second one stands in quotes, unless the last quote is missing.
+        // Every second part is in quotes, unless the last quote is missing.
         const bool isQuoted = at % 2 == 1 && at + 1 < parts.size();
         parts[at] = isQuoted ? path(parts.at(at)) : words(parts.at(at));
     }
@@ -131,7 +131,7 @@ QString Redactor::message(const QString& text) const
 
 QString Redactor::words(const QString& text) const
 {
-    // A path that stands without quotes is one word, as is whatever is no plain word.
+    // A path without quotes is one word.
     static const QRegularExpression word(uR"([^\s,.:;()'=]+)"_s);
     static const QRegularExpression humps(u"(?<=[a-z])(?=[A-Z])|[-_]"_s);
     QString result;

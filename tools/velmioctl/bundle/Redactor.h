@@ -10,8 +10,8 @@
 
 namespace velmioctl::bundle {
 
-/// Replaces what would tell of a person by tokens: the same for the same text, so that it can be
-/// followed through a bundle, and under a key of that bundle alone, so that nobody can try names.
+/// Replaces personal data by tokens. The same text has the same token within a bundle, so that it
+/// can be followed, and each bundle has its own key, so that nobody can guess names.
 class Redactor
 {
 public:
@@ -23,11 +23,11 @@ public:
     QString url(const QString& text) const;
     QString identifier(const QByteArray& bytes) const;
 
-    /// A message: only words that this program uses itself and numbers stay, and what stands in
-    /// quotes becomes a name or path.
+    /// A message: only numbers and words of this program stay, and text in quotes is treated as a
+    /// name or path.
     QString message(const QString& text) const;
 
-    /// A value of a column; undefined for one that is to stay out.
+    /// A value of a column; undefined if it must not be shown.
     QJsonValue value(const exchange::Value& value, Disclosure disclosure) const;
 
 private:

@@ -30,7 +30,7 @@ struct TableCounts
     qint64 same = 0;
 };
 
-/// Counts, and leaves to others how each row is shown.
+/// Counts the rows; subclasses show them.
 class Report : public DifferenceListener
 {
 public:
@@ -108,7 +108,7 @@ public:
     }
 
 private:
-    // What a person knows the row by.
+    // The name of the row, if it has one.
     QString labelOf(const Row& row) const
     {
         if (const Column* const column = table().nameColumn()) {
@@ -141,7 +141,7 @@ private:
     static QString shown(const Value& value) { return QString::fromUtf8(toJson(value)); }
 };
 
-/// Written row by row, as there may be many.
+/// Written row by row, because there may be many.
 class JsonReport : public Report
 {
 public:
@@ -231,11 +231,11 @@ void run(Session& session, const DiffOptions& options)
     compareSides(a, b, *report);
     report->finish();
     if (!report->missingTables().isEmpty()) {
-        session.output.note(u"Not compared, as only one of the two has them: %1."_s.arg(
+        session.output.note(u"Not compared, because only one of the two has them: %1."_s.arg(
             report->missingTables().join(u", "_s)));
     }
     if (!a.isDatabase() || !b.isDatabase())
-        session.output.note(u"Secrets are not compared with those of an export."_s);
+        session.output.note(u"The secrets in an export are not compared."_s);
     session.exitCode = report->isSame() ? ExitCode::Ok : ExitCode::Findings;
 }
 
@@ -247,8 +247,8 @@ namespace velmioctl {
 
 void addDiffCommand(Command& app, Session& session)
 {
-    Command* const command = app.addSubcommand(
-        "diff", "Compare two databases, or exports of them; exit code 1 when they differ");
+    Command* const command =
+        app.addSubcommand("diff", "Compare two databases or exports; exit code 1 if they differ");
     const auto options = std::make_shared<exchange::DiffOptions>();
     command->addOption("A", options->a, "A database, or an export")->required()->offersFiles();
     command->addOption("B", options->b, "What to compare it with")->required()->offersFiles();

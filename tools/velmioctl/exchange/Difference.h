@@ -5,7 +5,7 @@
 
 namespace velmioctl::exchange {
 
-/// Hears how the rows of two sources, A and B, differ.
+/// Receives the differences between the rows of two sources, A and B.
 class DifferenceListener
 {
 public:
@@ -16,7 +16,7 @@ public:
 
     virtual void onlyInA(const Row& row) = 0;
     virtual void onlyInB(const Row& row) = 0;
-    /// The columns that differ, as places in the table's shape.
+    /// `columns` are the places of those that differ.
     virtual void changed(const Row& a, const Row& b, const std::vector<size_t>& columns) = 0;
     virtual void same() = 0;
 
@@ -24,8 +24,8 @@ public:
     virtual void notCompared(const TableShape& table) = 0;
 };
 
-/// Compares all that two sources have in common. A secret that an export does not show in clear is
-/// taken for the same; passwords are deciphered where their bytes differ.
+/// Compares the tables that both sources have. A secret that an export does not show in clear
+/// counts as equal; passwords are decrypted if their bytes differ.
 void compare(RowSource& a, RowSource& b, DifferenceListener& listener);
 
 } // namespace velmioctl::exchange

@@ -26,7 +26,7 @@ struct ExportOptions
     SecretInput passphrase{"passphrase"};
 };
 
-/// What became of an export.
+/// The result of an export.
 struct Exported
 {
     QJsonObject rows; // table -> how many
@@ -58,7 +58,7 @@ void requireKnown(const std::vector<std::string>& names)
         if (const QString given = QString::fromStdString(name); !known.contains(given)) {
             throw CommandError(
                 ExitCode::Usage,
-                u"There is no table %1: there are %2."_s.arg(quoted(given), known.join(u", "_s)));
+                u"Unknown table %1. The tables are %2."_s.arg(quoted(given), known.join(u", "_s)));
         }
     }
 }
@@ -115,7 +115,7 @@ void answer(Session& session, const Exported& exported, const QString& path, boo
     }
     session.output.printText(u"Exported %1 rows of %2 tables to %3, %4."_s.arg(
         QString::number(exported.allRows), QString::number(exported.rows.size()), quoted(path),
-        withSecrets ? u"with secrets under the passphrase"_s : u"without secrets"_s));
+        withSecrets ? u"with secrets encrypted"_s : u"without secrets"_s));
 }
 
 void run(Session& session, const ExportOptions& options)
@@ -144,9 +144,9 @@ void run(Session& session, const ExportOptions& options)
     if (exported.unreadablePasswords == 0)
         return;
     session.exitCode = ExitCode::Findings;
-    session.output.warning(
-        u"%1 passwords cannot be read with the keys that are here, and were exported as they are "
-        u"stored: see 'velmioctl secrets verify'."_s.arg(exported.unreadablePasswords));
+    session.output.warning(u"%1 passwords cannot be read with the available keys, and were "
+                           u"exported as they are stored. "
+                           u"See 'velmioctl secrets verify'."_s.arg(exported.unreadablePasswords));
 }
 
 } // namespace
@@ -157,8 +157,8 @@ namespace velmioctl {
 
 void addExportCommand(Command& app, Session& session)
 {
-    Command* const command =
-        app.addSubcommand("export", "Write the rows of the database as text that compares well");
+    Command* const command = app.addSubcommand(
+        "export", "Write the rows of the database as text that can be compared line by line");
     const auto options = std::make_shared<exchange::ExportOptions>();
     command->addOption("FILE", options->file, "The file to write; without it standard output")
         ->offersFiles();
@@ -168,7 +168,7 @@ void addExportCommand(Command& app, Session& session)
         ->typeName("TABLE,...");
     Option* const withSecrets = command->addFlag(
         "--with-secrets", options->withSecrets,
-        "Also passwords and product secrets, encrypted under a passphrase");
+        "Also write passwords and product secrets, encrypted with a passphrase");
     Option* const fromInput = options->passphrase.addTo(*command)->needs(withSecrets);
     options->passphrase.addFileTo(*command)->needs(withSecrets)->excludes(fromInput);
     command->example("velmioctl export settings.json");

@@ -12,8 +12,8 @@ ExportFile::ExportFile(const QString& path)
     if (!file.open(QIODevice::ReadOnly)) {
         throw CommandError(
             ExitCode::NotFound,
-            u"The file %1 cannot be read: %2. Name what 'velmioctl export' has written."_s.arg(
-                quoted(path), file.errorString()));
+            u"The file %1 cannot be read: %2. Give a file that 'velmioctl export' has written."_s
+                .arg(quoted(path), file.errorString()));
     }
     exportRows = std::make_unique<ExportRows>(file, quoted(path));
 }

@@ -6,17 +6,17 @@
 
 namespace velmioctl::exchange {
 
-/// The name of the format, which every export begins with.
+/// The name of the format, at the start of every export.
 constexpr const char* FormatName = "velmio-configuration-export";
 
 /// The version of the format that is written, and the latest one that is read.
 constexpr qint64 FormatVersion = 1;
 
-/// What an export tells before its rows.
+/// What an export holds before its rows.
 struct ExportHeader
 {
     qint64 schemaVersion = 0;
-    /// Nothing when the secrets were left out.
+    /// No value if the secrets were left out.
     std::optional<SecretParameters> secrets = {};
 };
 

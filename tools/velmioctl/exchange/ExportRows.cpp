@@ -31,16 +31,16 @@ bool ExportRows::nextTable()
         endTable();
     if (!reader.nextMember(!anyTable)) {
         if (reader.nextMember(false))
-            fail(u"nothing has to follow the tables"_s);
+            fail(u"unexpected member after the tables"_s);
         reader.readEnd();
         return false;
     }
     const QByteArray name = reader.readKey();
     const TableShape* const next = findTable(name);
     if (!next)
-        fail(u"there is no table %1"_s.arg(quotedName(name)));
+        fail(u"unknown table %1"_s.arg(quotedName(name)));
     if (anyTable && next->name <= currentTable->name) {
-        fail(u"the table %1 has to stand once, and before %2: tables are sorted by name"_s.arg(
+        fail(u"the table %1 must occur once, and before %2: tables are sorted by name"_s.arg(
             quotedName(name), quotedName(currentTable->name)));
     }
     currentTable = next;
@@ -62,13 +62,13 @@ bool ExportRows::nextRow()
     if (!reader.nextElement(!anyRow)) {
         inTable = false;
         if (reader.nextMember(false))
-            fail(u"nothing has to follow the rows of a table"_s);
+            fail(u"unexpected member after the rows of a table"_s);
         return false;
     }
     const qint64 lastRowId = currentRow.id;
     readRow();
     if (anyRow && currentRow.id <= lastRowId) {
-        fail(u"the row %1 has to stand once, and before row %2: rows are sorted by id"_s.arg(
+        fail(u"the row %1 must occur once, and before row %2: rows are sorted by id"_s.arg(
             QString::number(currentRow.id), QString::number(lastRowId)));
     }
     anyRow = true;
@@ -80,11 +80,11 @@ void ExportRows::readHeader()
     reader.beginObject();
     requireKey("format", true);
     if (reader.readString() != FormatName)
-        fail(u"this is no export of a configuration database"_s);
+        fail(u"this is not an export of a configuration database"_s);
     requireKey("formatVersion");
     if (const qint64 version = reader.readInteger(); version != FormatVersion) {
         reader.fail(
-            u"the format has version %1, and this program knows version %2"_s.arg(
+            u"the format has version %1, but this program reads version %2"_s.arg(
                 QString::number(version), QString::number(FormatVersion)),
             ExitCode::TooNew);
     }
@@ -92,7 +92,7 @@ void ExportRows::readHeader()
     given.schemaVersion = reader.readInteger();
     if (const int known = SqliteDatabaseFactory::schemaVersion(); given.schemaVersion > known) {
         reader.fail(
-            u"the rows are of schema version %1, and this program knows version %2"_s.arg(
+            u"the rows are of schema version %1, but this program knows version %2"_s.arg(
                 QString::number(given.schemaVersion), QString::number(known)),
             ExitCode::TooNew);
     }
@@ -124,9 +124,9 @@ void ExportRows::readSecrets()
     requireKey("salt");
     secrets.salt = reader.readBase64();
     if (reader.nextMember(false))
-        fail(u"nothing more has to be told of the secrets"_s);
-    if (!SecretBox::isBearable(secrets))
-        fail(u"the derivation of the key to the secrets takes too much, or too little"_s);
+        fail(u"unexpected member of the secrets"_s);
+    if (!SecretBox::isInRange(secrets))
+        fail(u"the cost of deriving the key to the secrets is out of range"_s);
     given.secrets = secrets;
 }
 
@@ -135,7 +135,7 @@ void ExportRows::requireKey(const char* key, bool first)
     if (!reader.nextMember(first))
         fail(u"\"%1\" is missing"_s.arg(QLatin1StringView(key)));
     if (const QByteArray found = reader.readKey(); found != key)
-        fail(u"\"%1\" has to stand here, not %2"_s.arg(QLatin1StringView(key), quotedName(found)));
+        fail(u"expected \"%1\" and found %2"_s.arg(QLatin1StringView(key), quotedName(found)));
 }
 
 void ExportRows::endTable()
@@ -156,7 +156,7 @@ void ExportRows::readRow()
     requireFields();
     const auto* const id = std::get_if<qint64>(&currentRow.values[0]);
     if (!id)
-        fail(u"the id of a row is an integer"_s);
+        fail(u"the id of a row must be an integer"_s);
     currentRow.id = *id;
 }
 
@@ -170,18 +170,17 @@ void ExportRows::readField(const QByteArray& key)
         fail(u"the table %1 has no column %2"_s.arg(quotedName(table().name), quotedName(key)));
     const auto at = static_cast<size_t>(found - columns.begin());
     if (seen[at])
-        fail(u"the column %1 stands twice in a row"_s.arg(quotedName(key)));
+        fail(u"the column %1 occurs twice in a row"_s.arg(quotedName(key)));
     seen[at] = true;
 
     Value& value = currentRow.values[at];
     value = reader.readValue();
     if (found->isSecret() && !given.secrets)
-        fail(u"the column %1 is a secret, and the export says that it has none"_s.arg(
+        fail(u"the column %1 is a secret, but the export says that it has none"_s.arg(
             quotedName(key)));
     const bool isNull = std::holds_alternative<Null>(value);
     if (std::holds_alternative<Sealed>(value) != (found->isSecret() && !isNull))
-        fail(u"a secret, and nothing else, has to be encrypted: see the column %1"_s.arg(
-            quotedName(key)));
+        fail(u"exactly the secrets must be encrypted: see the column %1"_s.arg(quotedName(key)));
 }
 
 void ExportRows::requireFields() const

@@ -6,13 +6,12 @@
 
 namespace velmioctl::exchange {
 
-/// The rows of an export, read as they are asked for. All throws TextError, with the line, when the
-/// text is none: what a writer would not have written is refused, but for blanks and the order of
-/// the fields of a row.
+/// The rows of an export, read one by one. All functions throw TextError, with the line, for text
+/// that the writer would not have written, except for blanks and the order of the fields of a row.
 class ExportRows : public RowSource
 {
 public:
-    /// Reads what stands before the rows. `name` is what errors call the export; the device has to
+    /// Reads what comes before the rows. Errors refer to the export by `name`; the device must
     /// outlive this.
     ExportRows(QIODevice& device, const QString& name);
 
@@ -21,7 +20,7 @@ public:
     bool nextTable() override;
     bool nextRow() override;
 
-    /// Refuses the row.
+    /// Throws for the current row.
     [[noreturn]] void failAtRow(const QString& text) const { reader.failAt(row().line, text); }
 
 private:
@@ -39,7 +38,7 @@ private:
     bool anyTable = false;
     bool inTable = false;
     bool anyRow = false;
-    std::vector<bool> seen; // which columns the row has told
+    std::vector<bool> seen; // the columns that the row has
 };
 
 } // namespace velmioctl::exchange

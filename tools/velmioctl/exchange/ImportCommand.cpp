@@ -37,8 +37,8 @@ std::optional<RowSecrets> openSecrets(
     if (!box) {
         throw CommandError(
             ExitCode::KeyUnavailable,
-            u"The secrets of the export are not under this passphrase, and nothing was changed: "
-            u"give the right one, or import the rest with --without-secrets."_s);
+            u"The passphrase is wrong. Nothing was changed. Give the right one, or import the rest "
+            u"with --without-secrets."_s);
     }
     return RowSecrets(std::move(*box));
 }
@@ -68,13 +68,15 @@ void requireReferences(const ImportPlan& plan, const ImportOptions& options, Out
     if (const auto more = plan.brokenReferences.size() - lines.size(); more > 0)
         lines += u"And %1 more."_s.arg(more);
     if (options.allowDangling) {
-        output.warning(u"References that lead nowhere come along:\n"_s + lines.join(u'\n'));
+        output.warning(u"References to missing rows are imported:\n"_s + lines.join(u'\n'));
         return;
     }
     throw CommandError(
         ExitCode::Usage,
-        u"Nothing was changed, as references would lead nowhere:\n%1\nBring the rows that they "
-        u"name along, or import them as they are with --allow-dangling."_s.arg(lines.join(u'\n')));
+        u"Nothing was changed, because rows would refer to missing rows:\n%1\nAdd those rows to "
+        u"the "
+        u"export, or import the references as they are with --allow-dangling."_s.arg(
+            lines.join(u'\n')));
 }
 
 void print(Output& output, const ImportPlan& plan)
@@ -97,7 +99,7 @@ void answer(Session& session, const ImportPlan& plan, bool imported)
 {
     if (!session.output.json()) {
         if (plan.isEmpty())
-            session.output.printText(u"The database holds all of it already."_s);
+            session.output.printText(u"The database already holds all rows."_s);
         else if (imported)
             session.output.printText(u"Imported."_s);
         return;
@@ -135,8 +137,8 @@ void apply(
     }
     if (done != plan) {
         throw CommandError(
-            ExitCode::Busy, u"Nothing was changed: the database or the export has changed since "
-                            u"the plan was shown. Run the command again."_s);
+            ExitCode::Busy, u"Nothing was changed, because the database or the export has changed "
+                            u"since the plan was shown. Run the command again."_s);
     }
     transaction.commit();
 }
@@ -165,7 +167,7 @@ void run(Session& session, const ImportOptions& options)
     ImportPlan plan;
     {
         StoreSnapshot store(path);
-        // A new database becomes what the export is of, without the schedule it was made with.
+        // A new database becomes a copy of the exported one, without its own default schedule.
         mode.replace = mode.replace || isNewStore(store);
         plan = planOf(store, file, mode, usedSecrets);
     }
@@ -181,7 +183,7 @@ void run(Session& session, const ImportOptions& options)
     answer(session, plan, imports);
     if (imports && plan.newWithoutPassword > 0) {
         session.output.note(
-            u"%1 new sign-ins are without a password: store it with 'velmioctl signin password'."_s
+            u"New sign-ins without a password: %1. Store it with 'velmioctl signin password'."_s
                 .arg(plan.newWithoutPassword));
     }
 }
@@ -195,21 +197,21 @@ namespace velmioctl {
 void addImportCommand(Command& app, Session& session)
 {
     Command* const command =
-        app.addSubcommand("import", "Bring the rows of an export into the database, all or none");
+        app.addSubcommand("import", "Import the rows of an export into the database, all or none");
     const auto options = std::make_shared<exchange::ImportOptions>();
     command->addOption("FILE", options->file, "What 'velmioctl export' has written")
         ->required()
         ->offersFiles();
     command->addFlag(
         "--replace", options->replace,
-        "Remove rows that the export does not have, from the tables that it has");
+        "Remove rows that the export does not have from the tables that it has");
     command->addFlag("--dry-run", options->dryRun, "Show what would change, and change nothing");
     command->addFlag("--yes", options->yes, "Import without asking");
     command->addFlag(
-        "--allow-dangling", options->allowDangling, "Also references that lead nowhere");
+        "--allow-dangling", options->allowDangling, "Also import references to missing rows");
     Option* const without = command->addFlag(
         "--without-secrets", options->withoutSecrets,
-        "Leave the secrets of the export out, and need no passphrase");
+        "Import without the secrets of the export, which needs no passphrase");
     Option* const fromInput = options->passphrase.addTo(*command)->excludes(without);
     options->passphrase.addFileTo(*command)->excludes(without)->excludes(fromInput);
     command->example("velmioctl import settings.json --dry-run");

@@ -13,7 +13,7 @@ namespace velmioctl::exchange {
 
 namespace {
 
-// The secrets that the export leaves out are as they are.
+// Secrets that the export leaves out count as equal.
 bool isSameRow(const Row& row, const Row& stored)
 {
     for (size_t at = 0; at < row.values.size(); ++at) {
@@ -129,7 +129,7 @@ Row ImportRun::prepared(ExportRows& rows, const Row* stored)
 bool isNew(IDatabaseFactory& database)
 {
     for (const TableShape& table : tableShapes()) {
-        // A database is made with a default schedule.
+        // A new database has a default schedule.
         const QString untouched =
             table.name == "Schedules"
                 ? u" WHERE (id, folderConfigurationId, syncScheduleType, syncInterval) IS NOT"

@@ -21,7 +21,7 @@ struct TableChanges
     qint64 changed = 0;
     qint64 same = 0;
     qint64 removed = 0;
-    qint64 kept = 0; ///< Rows that the export does not have, and that stay.
+    qint64 kept = 0; ///< Rows that stay although the export does not have them.
     bool raisesLastId = false;
 
     bool isEmpty() const { return added + changed + removed == 0 && !raisesLastId; }
@@ -45,12 +45,12 @@ class ImportRun
 public:
     struct Mode
     {
-        bool replace = false;     ///< Rows that the export does not have go.
-        bool withSecrets = false; ///< The secrets of the export come along.
+        bool replace = false;     ///< Remove rows that the export does not have.
+        bool withSecrets = false; ///< Import the secrets of the export.
     };
 
-    /// Reads from `database`. `secrets` may be null unless they come along; `writer` may be null,
-    /// and then nothing is changed. All have to outlive this.
+    /// Reads from `database`. `secrets` may be null if they are not imported; with a null `writer`
+    /// nothing is changed. All must outlive this.
     ImportRun(
         sync::interf::factory::IDatabaseFactory& database, Mode mode, RowSecrets* secrets,
         RowWriter* writer);

@@ -62,7 +62,7 @@ void JsonReader::readNull()
 {
     for (const char letter : {'n', 'u', 'l', 'l'}) {
         if (peekByte() != letter)
-            fail(u"a value has to stand here, not %1"_s.arg(found()));
+            fail(u"expected a value and found %1"_s.arg(found()));
         take();
     }
 }
@@ -74,9 +74,9 @@ QByteArray JsonReader::readString()
     while (true) {
         const int byte = peekByte();
         if (byte == End)
-            fail(u"a text does not end"_s);
+            fail(u"a string does not end"_s);
         if (byte < 0x20)
-            fail(u"a text holds a control character, which has to be written as \\u%1"_s.arg(
+            fail(u"a string holds a control character, which must be written as \\u%1"_s.arg(
                 byte, 4, 16, QLatin1Char('0')));
         take();
         if (byte == '"')
@@ -87,7 +87,7 @@ QByteArray JsonReader::readString()
             text += static_cast<char>(byte);
     }
     if (!text.isValidUtf8())
-        fail(u"a text is no valid UTF-8"_s);
+        fail(u"a string is not valid UTF-8"_s);
     return text;
 }
 
@@ -96,7 +96,7 @@ qint64 JsonReader::readInteger()
     const Value value = readNumberValue();
     const auto* const number = std::get_if<qint64>(&value);
     if (!number)
-        fail(u"an integer has to stand here"_s);
+        fail(u"expected an integer"_s);
     return *number;
 }
 
@@ -105,7 +105,7 @@ QByteArray JsonReader::readBase64()
     const auto decoded = QByteArray::fromBase64Encoding(
         readString(), QByteArray::Base64Encoding | QByteArray::AbortOnBase64DecodingErrors);
     if (!decoded)
-        fail(u"a text is no base64"_s);
+        fail(u"a string is not base64"_s);
     return *decoded;
 }
 
@@ -127,7 +127,7 @@ Value JsonReader::readValue()
 void JsonReader::readEnd()
 {
     if (peek() != End)
-        fail(u"the text has to end here, but goes on with %1"_s.arg(found()));
+        fail(u"expected the end of the text and found %1"_s.arg(found()));
 }
 
 void JsonReader::fail(const QString& text, ExitCode code) const
@@ -169,7 +169,7 @@ char JsonReader::take()
 void JsonReader::require(char expected)
 {
     if (peek() != expected)
-        fail(u"'%1' has to stand here, not %2"_s.arg(QLatin1Char(expected)).arg(found()));
+        fail(u"expected '%1' and found %2"_s.arg(QLatin1Char(expected)).arg(found()));
     take();
 }
 
@@ -188,14 +188,14 @@ QByteArray JsonReader::readNumber()
 {
     peek();
     QByteArray digits;
-    // A number of more digits than any has is not collected.
+    // No number has more digits; an endless one must not fill the memory.
     constexpr qsizetype LongestNumber = 1000;
     while (isOfNumber(peekByte()) && digits.size() <= LongestNumber)
         digits += take();
     if (digits.isEmpty())
-        fail(u"a value has to stand here, not %1"_s.arg(found()));
+        fail(u"expected a value and found %1"_s.arg(found()));
     if (!isNumber(digits))
-        fail(u"%1 is no number"_s.arg(QString::fromLatin1(digits.left(40))));
+        fail(u"%1 is not a number"_s.arg(QString::fromLatin1(digits.left(40))));
     return digits;
 }
 
@@ -224,7 +224,7 @@ Value JsonReader::readObjectValue()
 {
     beginObject();
     if (!nextMember(true))
-        fail(u"a value is an object without a member"_s);
+        fail(u"a value is an object without members"_s);
     const QByteArray kind = readKey();
     Value value;
     if (kind == "blob") {
@@ -236,14 +236,14 @@ Value JsonReader::readObjectValue()
     } else if (kind == "real") {
         const QByteArray number = readString();
         if (number != "infinity" && number != "-infinity")
-            fail(u"a real number in quotes is \"infinity\" or \"-infinity\""_s);
+            fail(u"a real number in quotes must be \"infinity\" or \"-infinity\""_s);
         constexpr double Infinity = std::numeric_limits<double>::infinity();
         value = number.startsWith('-') ? -Infinity : Infinity;
     } else {
-        fail(u"%1 is no kind of value"_s.arg(quoted(QString::fromUtf8(kind))));
+        fail(u"unknown kind of value %1"_s.arg(quoted(QString::fromUtf8(kind))));
     }
     if (nextMember(false))
-        fail(u"a value is an object of more than one member"_s);
+        fail(u"a value is an object with more than one member"_s);
     return value;
 }
 
@@ -259,7 +259,7 @@ void JsonReader::appendEscape(QByteArray& text)
         return;
     }
     if (byte != 'u')
-        fail(u"a text holds an unknown escape"_s);
+        fail(u"a string holds an unknown escape"_s);
     take();
     QString character(1, QChar(readHexUnit()));
     if (character.front().isHighSurrogate() && peekByte() == '\\') {
@@ -270,7 +270,7 @@ void JsonReader::appendEscape(QByteArray& text)
         }
     }
     if (!character.isValidUtf16())
-        fail(u"a text holds half of a character, which has to be written in base64"_s);
+        fail(u"a string holds half of a surrogate pair, which must be written in base64"_s);
     text += character.toUtf8();
 }
 
@@ -285,7 +285,7 @@ char16_t JsonReader::readHexUnit()
         else if (lower >= 'a' && lower <= 'f')
             unit = unit * 16 + static_cast<unsigned>(lower - 'a' + 10);
         else
-            fail(u"\\u wants four hexadecimal digits"_s);
+            fail(u"\\u needs four hexadecimal digits"_s);
         take();
     }
     return static_cast<char16_t>(unit);

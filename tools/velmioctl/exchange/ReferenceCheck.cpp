@@ -36,7 +36,7 @@ void ReferenceCheck::beginTable(const TableShape& begun)
     const auto target = targets.find(table->name);
     ownTarget = target == targets.end() ? nullptr : &target->second;
     if (ownTarget)
-        ownTarget->isTold = true;
+        ownTarget->isImported = true;
 }
 
 void ReferenceCheck::willBe(const Row& row, const Row* before)
@@ -57,7 +57,7 @@ QStringList ReferenceCheck::broken(IDatabaseFactory& database)
     noteOtherTables(database);
     std::vector<Finding> findings;
     for (const auto& [name, target] : targets) {
-        const bool mustRead = !target.isTold && !target.brought.empty();
+        const bool mustRead = !target.isImported && !target.brought.empty();
         collect(target, mustRead ? readIds(database, *findTable(name)) : target.present, findings);
     }
     std::sort(findings.begin(), findings.end(), [](const Finding& left, const Finding& right) {
@@ -66,7 +66,7 @@ QStringList ReferenceCheck::broken(IDatabaseFactory& database)
     QStringList lines;
     for (const auto& [place, id] : findings) {
         const QString where = place.line == 0 ? u"In the database"_s : u"Line %1"_s.arg(place.line);
-        lines += u"%1: the %2 %3 of %4 %5 names no row of %6."_s.arg(
+        lines += u"%1: %4 %5 has the %2 %3, which does not exist in %6."_s.arg(
             where, QString::fromLatin1(place.column->name), QString::number(id),
             QString::fromLatin1(place.table->name), QString::number(place.row),
             QString::fromLatin1(place.column->target));

@@ -14,23 +14,23 @@ class IDatabaseFactory;
 
 namespace velmioctl::exchange {
 
-/// Finds the references that an import would break: those of rows that it brings and that lead
-/// nowhere, and those to rows that it removes. 0, -1 and NULL mean none. What led nowhere before,
-/// in a row that stays as it is, is not the import's fault.
+/// Finds the references that an import would break: those of imported rows to missing rows, and
+/// those to rows that it removes. 0, -1 and NULL refer to none. A reference that was broken before
+/// and does not change is not reported.
 class ReferenceCheck
 {
 public:
     ReferenceCheck();
 
-    /// Each row that the table has or will have has to be told then, by ids.
+    /// After it, willBe() or willGo() must be called for each row of the table, sorted by id.
     void beginTable(const TableShape& begun);
 
-    /// A row as it will be, and as it is, if it is there.
+    /// A row as it will be, and as it is now; null for a new row.
     void willBe(const Row& row, const Row* before);
     void willGo(qint64 id);
 
-    /// The references that would be broken, the first in the text first. Reads what the database
-    /// has in other tables; throws doctor::ReadFailure.
+    /// The references that would be broken, in the order of the text. Reads the other tables of the
+    /// database; throws doctor::ReadFailure.
     QStringList broken(sync::interf::factory::IDatabaseFactory& database);
 
 private:
@@ -41,15 +41,15 @@ private:
         const Column* column;
         qint64 row;
     };
-    /// What is known of a table that references lead to.
+    /// What is known about a table that others refer to.
     struct Target
     {
-        std::vector<qint64> present = {}; // when the table was told; ascending
+        std::vector<qint64> present = {}; // if the import has the table; ascending
         std::vector<qint64> removed = {}; // ascending
         // id -> the first place that needs it, because it brings the reference or has had it
         std::unordered_map<qint64, Place> brought = {};
         std::unordered_map<qint64, Place> held = {};
-        bool isTold = false;
+        bool isImported = false;
     };
     struct Finding
     {
@@ -63,7 +63,7 @@ private:
     void noteOtherTables(sync::interf::factory::IDatabaseFactory& database);
 
     std::map<QByteArray, Target> targets;
-    std::vector<const TableShape*> otherTables; // that were not told
+    std::vector<const TableShape*> otherTables; // that the import does not have
     const TableShape* table = nullptr;
     Target* ownTarget = nullptr; // of the table; null when nothing refers to it
 };

@@ -10,13 +10,12 @@ namespace velmioctl::exchange {
 
 namespace {
 
-// What begins the bytes of a secret: a password in UTF-16, a sign-in that has none, or a value as
-// JSON.
+// The first byte of a secret: a password in UTF-16, a sign-in without one, or a value as JSON.
 constexpr char PasswordMark = 'p';
 constexpr char NoPasswordMark = 'n';
 constexpr char ValueMark = 'v';
 
-// A secret that was put elsewhere in an export does not read.
+// A secret that was moved within an export cannot be decrypted.
 QByteArray placeOf(const TableShape& table, const Column& column, qint64 id)
 {
     return table.name + '.' + column.name + '.' + QByteArray::number(id);

@@ -7,27 +7,28 @@
 
 namespace velmioctl::exchange {
 
-/// Takes the secrets of rows from the keys of a database to the passphrase of an export, and back.
+/// Encrypts the secrets of rows with the passphrase of an export instead of the keys of a database,
+/// and back.
 ///
-/// A password goes in clear under the passphrase, so that another machine can read it. One that
-/// cannot be read here goes as the bytes that are stored.
+/// An export holds the password itself, so that another machine can read it, or its stored bytes if
+/// it cannot be read here.
 class RowSecrets
 {
 public:
     enum class Purpose {
         Compare, ///< A secret that is not the stored one stays sealed.
-        Store,   ///< It becomes what is to be stored; may make a key.
+        Store,   ///< It becomes the value to store; may create a key.
     };
 
     explicit RowSecrets(SecretBox box);
 
     const SecretParameters& parameters() const { return box.parameters(); }
 
-    /// Encrypts the secrets of a row under the passphrase.
+    /// Encrypts the secrets of a row with the passphrase.
     void seal(const TableShape& table, Row& row);
 
-    /// Replaces the sealed secrets of a row. One that `stored`, which may be null, has as well
-    /// becomes what is stored there. False when one does not read. Throws KeyError.
+    /// Decrypts the sealed secrets of a row. A secret that equals the one in `stored`, which may be
+    /// null, becomes the value stored there. False if one cannot be decrypted. Throws KeyError.
     bool unseal(const TableShape& table, Row& row, const Row* stored, Purpose purpose);
 
     /// How many passwords seal() could not read with the keys of this database.
@@ -42,7 +43,7 @@ private:
     int unreadablePasswords = 0;
 };
 
-/// True when two stored values hold the same password, whatever their bytes are.
+/// True if two stored values hold the same password, even if their bytes differ.
 bool isSamePassword(PasswordReader& reader, const Value& left, const Value& right);
 
 } // namespace velmioctl::exchange

@@ -12,10 +12,10 @@ class RowSource
 public:
     virtual ~RowSource() = default;
 
-    /// Moves to the next table, past rows that were not read. False behind the last one.
+    /// Moves to the next table and skips unread rows. False after the last one.
     virtual bool nextTable() = 0;
 
-    /// Moves to the next row of the table. False behind the last one.
+    /// Moves to the next row of the table. False after the last one.
     virtual bool nextRow() = 0;
 
     const TableShape& table() const { return *currentTable; }

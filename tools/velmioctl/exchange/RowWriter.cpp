@@ -26,7 +26,7 @@ QString textPlaceholder(size_t column)
     return u":isText%1"_s.arg(column);
 }
 
-// Text goes as its bytes: not every text survives as a QString.
+// Text is bound as its bytes, because a QString cannot hold every stored text.
 QString insertOf(const TableShape& table, const std::vector<size_t>& columns)
 {
     QStringList names;
@@ -87,8 +87,7 @@ void RowWriter::beginTable(const TableShape& begun)
 void RowWriter::add(const Row& row)
 {
     put(row);
-    // A trigger may have given a new folder another root than the row says: a second time it is
-    // changed, and not inserted.
+    // A trigger may have set another root for a new folder. The second statement updates the row.
     if (table->name == "FolderConfiguration")
         put(row);
 }

@@ -17,11 +17,11 @@ class WatchedDatabase;
 
 namespace velmioctl::exchange {
 
-/// Writes rows exactly as they are, with their ids. All throws CommandError when that fails.
+/// Writes rows exactly as they are, with their ids. All functions throw CommandError on failure.
 class RowWriter
 {
 public:
-    /// Without secrets those that are stored stay, and new rows have none.
+    /// Without secrets the stored ones stay, and new rows have none.
     RowWriter(WatchedDatabase& database, bool withSecrets);
     ~RowWriter();
 
@@ -33,7 +33,7 @@ public:
     void change(const Row& row);
     void remove(qint64 id);
 
-    /// Ids up to this one are not given again.
+    /// Ids up to this one are not used again.
     void endTable(qint64 lastId);
 
 private:

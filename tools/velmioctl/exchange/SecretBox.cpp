@@ -86,7 +86,7 @@ std::optional<SecretBox> SecretBox::open(
     return box;
 }
 
-bool SecretBox::isBearable(const SecretParameters& parameters)
+bool SecretBox::isInRange(const SecretParameters& parameters)
 {
     return parameters.operations >= qint64(crypto_pwhash_argon2id_OPSLIMIT_MIN) &&
            parameters.operations <= MostOperations &&

@@ -15,30 +15,30 @@ struct SecretParameters
     qint64 operations = 0;  ///< Rounds of the derivation of the key.
     qint64 memoryBytes = 0; ///< Memory that the derivation takes.
     QByteArray salt = {};
-    QByteArray check = {}; ///< Tells whether a passphrase is the right one.
+    QByteArray check = {}; ///< Shows whether a passphrase is the right one.
 };
 
-/// Encrypts the secrets of an export under a passphrase: the key by Argon2id, the secrets by
-/// XChaCha20-Poly1305.
+/// Encrypts the secrets of an export with a passphrase: Argon2id derives the key,
+/// XChaCha20-Poly1305 encrypts.
 class SecretBox
 {
 public:
-    /// With a new salt. Takes a moment and 256 MiB, as that is what guessing costs as well.
+    /// With a new salt. Takes a moment and 256 MiB, which each guess of the passphrase costs too.
     static SecretBox make(const QString& passphrase);
 
-    /// Nothing for another passphrase.
+    /// No value for another passphrase.
     static std::optional<SecretBox> open(
         const SecretParameters& parameters, const QString& passphrase);
 
-    /// Whether a key may be derived so: what a file asks for is not to stop the machine.
-    static bool isBearable(const SecretParameters& parameters);
+    /// True if deriving a key this way does not exhaust the machine: a file may ask for anything.
+    static bool isInRange(const SecretParameters& parameters);
 
     const SecretParameters& parameters() const { return given; }
 
-    /// Encrypts a secret for one place, such as a column of a row. Hides its length but roughly.
+    /// Encrypts a secret for one place, such as a column of a row. Its length shows only roughly.
     QByteArray seal(const QByteArray& secret, const QByteArray& place) const;
 
-    /// Nothing when it was not sealed for this place, or has changed since.
+    /// No value if it was sealed for another place, or was changed.
     std::optional<QByteArray> unseal(const QByteArray& sealed, const QByteArray& place) const;
 
 private:

@@ -16,8 +16,8 @@ namespace {
 
 constexpr size_t PageRows = 256;
 
-// Each column as two: a query gives text as QString, which not every text survives, so that it is
-// read as its bytes, and then whether they were bytes to begin with.
+// Each column is selected twice: as bytes, because a QString cannot hold every stored text, and
+// whether it is a blob.
 QString selectOf(const TableShape& table)
 {
     QStringList columns;
@@ -100,7 +100,7 @@ void StoreRows::readPage()
                 valueOf(query.value(2 * column), query.number(2 * column + 1) != 0));
         page.push_back(std::move(row));
     }
-    // None can follow the highest id that there is.
+    // No row can follow the highest possible id.
     hasMore = page.size() == PageRows && page.back().id < std::numeric_limits<qint64>::max();
     if (hasMore)
         nextId = page.back().id + 1;

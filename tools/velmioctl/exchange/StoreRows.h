@@ -12,8 +12,9 @@ namespace velmioctl::exchange {
 
 /// The rows of a database, exactly as they are stored.
 ///
-/// No statement stays open between two calls, so that rows may be changed meanwhile; those that
-/// come later in the table are read as they are by then. All throws doctor::ReadFailure.
+/// No statement stays open between two calls, so rows may be changed meanwhile; later rows of the
+/// table are read as they are then. All functions throw
+/// doctor::ReadFailure.
 class StoreRows : public RowSource
 {
 public:

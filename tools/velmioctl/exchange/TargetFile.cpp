@@ -31,11 +31,11 @@ TargetFile::TargetFile(const QString& path)
     if ((present.exists() || present.isSymLink()) && !isExport(path)) {
         throw CommandError(
             ExitCode::Usage,
-            u"%1 is there already, and no export that may be replaced: name a new file."_s.arg(
+            u"%1 exists and is not an export, so it is not replaced. Give a new file."_s.arg(
                 quoted(path)));
     }
     const auto ownerOnly = QFile::ReadOwner | QFile::WriteOwner;
-    // Before the first byte; a file in whose place it comes may have been open to others.
+    // Before the first byte, because a replaced file may have been readable by others.
     if (!file.open(QIODevice::WriteOnly) || !file.setPermissions(ownerOnly))
         fail();
 }
@@ -56,7 +56,7 @@ void TargetFile::fail() const
 {
     throw CommandError(
         ExitCode::OtherError,
-        u"Cannot write the file %1: %2. Name another place, or see whether the disk is full."_s.arg(
+        u"Cannot write the file %1: %2. Give another path, or check for a full disk."_s.arg(
             quoted(path()), file.errorString()));
 }
 

@@ -4,12 +4,12 @@
 
 namespace velmioctl::exchange {
 
-/// A file that a command writes, for its user alone. It takes its name when it is whole, and is not
-/// there before. All throws CommandError.
+/// A file that a command writes, readable only by its user. It appears under its name when it is
+/// complete. All functions throw CommandError.
 class TargetFile
 {
 public:
-    /// Refuses to take the place of anything but an earlier export.
+    /// Replaces only an earlier export.
     explicit TargetFile(const QString& path);
 
     QString path() const { return file.fileName(); }

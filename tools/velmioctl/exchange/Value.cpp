@@ -36,7 +36,7 @@ bool needsEscape(char byte)
     return static_cast<unsigned char>(byte) < 0x20 || byte == '"' || byte == '\\';
 }
 
-// A member tells what JSON has no kind of its own for.
+// For the kinds of values that JSON does not have.
 QByteArray object(const char* kind, const QByteArray& text)
 {
     return QByteArray("{\"") + kind + "\": \"" + text + "\"}";
@@ -52,7 +52,7 @@ struct JsonOf
         if (std::isinf(number))
             return object("real", number > 0 ? "infinity" : "-infinity");
         QByteArray digits = QByteArray::number(number, 'g', QLocale::FloatingPointShortest);
-        // A real number without a fraction is no integer.
+        // Without a fraction it would be read as an integer.
         if (!digits.contains('.') && !digits.contains('e'))
             digits += ".0";
         return digits;

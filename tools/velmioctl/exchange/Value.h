@@ -12,7 +12,7 @@ struct Null
     bool operator==(const Null&) const = default;
 };
 
-/// The bytes of a text, which need not be valid UTF-8.
+/// The bytes of a text, which may not be valid UTF-8.
 struct Text
 {
     QByteArray bytes;
@@ -25,7 +25,7 @@ struct Blob
     bool operator==(const Blob&) const = default;
 };
 
-/// A secret, encrypted under the passphrase of an export.
+/// A secret, encrypted with the passphrase of an export.
 struct Sealed
 {
     QByteArray bytes;
@@ -38,16 +38,16 @@ struct LeftOut
     bool operator==(const LeftOut&) const = default;
 };
 
-/// What a column holds, as SQLite stores it, or what an export has in its place.
+/// A value as SQLite stores it, or what an export has instead.
 using Value = std::variant<Null, qint64, double, Text, Blob, Sealed, LeftOut>;
 
-/// True for values that are stored alike: by kind, and to the last bit.
+/// True if the kind and every bit are equal.
 bool isSame(const Value& left, const Value& right);
 
-/// A value as JSON on one line. A secret that was left out has none.
+/// A value as JSON on one line; empty for a secret that was left out.
 QByteArray toJson(const Value& value);
 
-/// A text as a JSON string; it has to be valid UTF-8.
+/// A text as a JSON string; it must be valid UTF-8.
 QByteArray quotedJson(const QByteArray& text);
 
 /// A row of a table.

@@ -45,26 +45,24 @@ constexpr std::array TypeWords{
     Word{BaseFile, u"base"},
 };
 
-struct OrderWord
-{
-    QStringView text;
-    QStringView column;
-};
-
-// Each of them upwards and, with "-desc" behind it, downwards.
+// Each of them ascending and, with "-desc" added, descending; the value is the place of its column.
 constexpr std::array OrderWords{
-    OrderWord{u"id", u"id"},
-    OrderWord{u"name", u"name"},
-    OrderWord{u"folder", u"folderConfigurationId"},
-    OrderWord{u"client-path", u"clientPath"},
-    OrderWord{u"server-path", u"serverPath"},
-    OrderWord{u"checksum", u"checkSum"},
-    OrderWord{u"created", u"createdDateTime"},
-    OrderWord{u"modified", u"lastModifiedDateTime"},
-    OrderWord{u"status", u"syncStatus"},
-    OrderWord{u"operation", u"lastOperationType"},
-    OrderWord{u"size", u"size"},
+    Word{0, u"id"},          Word{1, u"name"},      Word{2, u"folder"},  Word{3, u"client-path"},
+    Word{4, u"server-path"}, Word{5, u"checksum"},  Word{6, u"created"}, Word{7, u"modified"},
+    Word{8, u"status"},      Word{9, u"operation"}, Word{10, u"size"},
 };
+constexpr std::array OrderColumns{
+    u"id",
+    u"name",
+    u"folderConfigurationId",
+    u"clientPath",
+    u"serverPath",
+    u"checkSum",
+    u"createdDateTime",
+    u"lastModifiedDateTime",
+    u"syncStatus",
+    u"lastOperationType",
+    u"size"};
 
 QString nameOf(int value, std::span<const Word> words)
 {
@@ -92,26 +90,29 @@ std::vector<std::string> textsOf(std::span<const Word> words)
     return texts;
 }
 
-QString listed(std::span<const Word> words)
+// For a word that is not one of `words`; `others` says what else would do.
+CommandError unknownWord(
+    const QString& what, const QString& word, std::span<const Word> words,
+    const QString& others = {})
 {
     QStringList texts;
-    for (const Word& word : words)
-        texts += word.text.toString();
-    return texts.join(u", "_s);
+    for (const Word& known : words)
+        texts += known.text.toString();
+    return {
+        ExitCode::Usage,
+        u"Unknown %1 %2. Give one of %3%4."_s.arg(what, quoted(word), texts.join(u", "_s), others)};
 }
 
 int valueOrNumber(const std::string& text, std::span<const Word> words, const QString& what)
 {
-    const QString wanted = QString::fromStdString(text);
-    if (const auto value = valueOf(wanted, words))
+    const QString given = QString::fromStdString(text);
+    if (const auto value = valueOf(given, words))
         return *value;
     bool isNumber = false;
-    const int number = wanted.toInt(&isNumber);
+    const int number = given.toInt(&isNumber);
     if (isNumber)
         return number;
-    throw CommandError(
-        ExitCode::Usage, u"There is no %1 %2: give one of %3, or a number."_s.arg(
-                             what, quoted(wanted), listed(words)));
+    throw unknownWord(what, given, words, u", or a number"_s);
 }
 
 } // namespace
@@ -139,10 +140,8 @@ std::vector<std::string> fileTypeWords()
 std::vector<std::string> fileOrderWords()
 {
     std::vector<std::string> texts;
-    for (const OrderWord& order : OrderWords) {
-        texts.push_back(order.text.toString().toStdString());
-        texts.push_back(texts.back() + "-desc");
-    }
+    for (const std::string& text : textsOf(OrderWords))
+        texts.insert(texts.end(), {text, text + "-desc"});
     return texts;
 }
 
@@ -175,28 +174,20 @@ QString fileTypeName(int type)
 
 FileConfigurationType fileTypeFrom(const std::string& text)
 {
-    const QString wanted = QString::fromStdString(text);
-    if (const auto value = valueOf(wanted, TypeWords))
+    const QString given = QString::fromStdString(text);
+    if (const auto value = valueOf(given, TypeWords))
         return static_cast<FileConfigurationType>(*value);
-    throw CommandError(
-        ExitCode::Usage,
-        u"There is no file type %1: give one of %2."_s.arg(quoted(wanted), listed(TypeWords)));
+    throw unknownWord(u"file type"_s, given, TypeWords);
 }
 
 QString fileOrderFrom(const std::string& text)
 {
-    const QString wanted = QString::fromStdString(text);
-    const bool downwards = wanted.endsWith(u"-desc");
-    const QString word = downwards ? wanted.chopped(5) : wanted;
-    QStringList words;
-    for (const OrderWord& order : OrderWords) {
-        if (order.text == word)
-            return order.column.toString() + (downwards ? u" DESC"_s : QString());
-        words += order.text.toString();
-    }
-    throw CommandError(
-        ExitCode::Usage, u"There is no order %1: give one of %2, with -desc behind it for "
-                         u"downwards."_s.arg(quoted(wanted), words.join(u", "_s)));
+    const QString given = QString::fromStdString(text);
+    const bool descending = given.endsWith(u"-desc");
+    const auto at = valueOf(descending ? given.chopped(5) : given, OrderWords);
+    if (!at)
+        throw unknownWord(u"order"_s, given, OrderWords, u"; add -desc for descending order"_s);
+    return QString::fromUtf16(OrderColumns[size_t(*at)]) + (descending ? u" DESC"_s : QString());
 }
 
 QString privilegesName(int privileges)
@@ -215,33 +206,27 @@ QString privilegesName(int privileges)
 
 int privilegesFrom(const std::string& text)
 {
-    const QString wanted = QString::fromStdString(text).replace(u',', u' ').simplified();
-    if (wanted.compare(u"all", Qt::CaseInsensitive) == 0)
+    const QString given = QString::fromStdString(text).replace(u',', u' ').simplified();
+    if (given.compare(u"all", Qt::CaseInsensitive) == 0)
         return AllPrivileges;
-    if (wanted.compare(u"none", Qt::CaseInsensitive) == 0)
+    if (given.compare(u"none", Qt::CaseInsensitive) == 0)
         return NoPrivileges;
     bool isNumber = false;
-    const int number = wanted.toInt(&isNumber);
+    const int number = given.toInt(&isNumber);
     if (isNumber && number >= 0 && number <= AllPrivileges)
         return number;
 
+    const QString others = u"; or all, none, or a number from 0 to 31"_s;
     int privileges = NoPrivileges;
-    const QStringList words = wanted.split(u' ', Qt::SkipEmptyParts);
+    const QStringList words = given.split(u' ', Qt::SkipEmptyParts);
     for (const QString& word : words) {
         const auto value = valueOf(word, PrivilegeWords);
-        if (!value) {
-            throw CommandError(
-                ExitCode::Usage,
-                u"There is no privilege %1: give some of %2, or all, none, or a "
-                u"number from 0 to 31."_s.arg(quoted(word), listed(PrivilegeWords)));
-        }
+        if (!value)
+            throw unknownWord(u"privilege"_s, word, PrivilegeWords, others);
         privileges |= *value;
     }
-    if (words.isEmpty()) {
-        throw CommandError(
-            ExitCode::Usage,
-            u"No privileges were named: give some of %1, or none."_s.arg(listed(PrivilegeWords)));
-    }
+    if (words.isEmpty())
+        throw unknownWord(u"privilege"_s, given, PrivilegeWords, others);
     return privileges;
 }
 

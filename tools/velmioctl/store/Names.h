@@ -12,7 +12,7 @@ namespace velmioctl {
 /// The word for a folder's status: "unknown", "syncing", "out-of-sync", "created", or the number.
 QString syncStatusName(int status);
 
-/// The words that a status, a folder option and so on have, in the order in which they are told.
+/// The words for a status, a folder option and so on, in the order in which they are listed.
 std::vector<std::string> syncStatusWords();
 std::vector<std::string> folderOptionWords();
 std::vector<std::string> fileTypeWords();
@@ -38,7 +38,8 @@ QString fileOrderFrom(const std::string& text);
 /// The rights in words, such as "view download", "none", or the number where bits have no word.
 QString privilegesName(int privileges);
 
-/// Rights from a number, "all", "none", or words between blanks or commas; throws CommandError.
+/// Rights from a number, "all", "none", or words separated by blanks or commas; throws
+/// CommandError.
 int privilegesFrom(const std::string& text);
 
 } // namespace velmioctl

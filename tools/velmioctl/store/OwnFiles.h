@@ -6,10 +6,10 @@
 
 namespace velmioctl {
 
-/// Whether a name is that of the database file, or of one that SQLite keeps beside it.
+/// True if a name is that of the database file or of one of its companions (WAL and so on).
 bool isDatabaseFileName(const std::string& name, const std::string& databaseName);
 
-/// Whether an absolute path leads to the database file, or to one that SQLite keeps beside it.
+/// True if an absolute path is that of the database file or of one of its companions.
 bool isDatabaseFile(const QString& path, const QString& databasePath);
 
 } // namespace velmioctl

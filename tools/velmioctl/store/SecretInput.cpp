@@ -22,7 +22,7 @@ namespace {
 
 constexpr qsizetype LongestSecretBytes = 65'536;
 
-// The first line without its end. Byte by byte, so that what follows is left to others.
+// The first line without its end. Byte by byte, so that what follows stays unread.
 QByteArray readFirstLine(int descriptor)
 {
     QByteArray line;
@@ -89,12 +89,13 @@ QString SecretInput::read(Session& session, Kind kind) const
         if (terminal && session.output.messageTerminal().interactive)
             return fromTerminal(session, kind);
         throw CommandError(
-            ExitCode::Usage, u"Nobody can be asked for the %1 here: add --%1-stdin, and write it "
-                             u"to standard input."_s.arg(what));
+            ExitCode::Usage,
+            u"There is no terminal to ask for the %1. Add --%1-stdin, and write it "
+            u"to standard input."_s.arg(what));
     }
     if (terminal) {
         throw CommandError(
-            ExitCode::Usage, u"Standard input is a terminal, which would show the %1: leave out "
+            ExitCode::Usage, u"Standard input is a terminal, which would show the %1. Omit "
                              u"--%1-stdin to be asked for it."_s.arg(what));
     }
     return checked(readFirstLine(STDIN_FILENO));
@@ -108,7 +109,7 @@ QString SecretInput::fromFile() const
     if (!descriptor.isOpen()) {
         throw CommandError(
             ExitCode::NotFound,
-            u"The file %1 cannot be read: name one with the %2 in its first line."_s.arg(
+            u"The file %1 cannot be read. Give a file with the %2 in its first line."_s.arg(
                 quoted(path), QString::fromStdString(name)));
     }
     return checked(readFirstLine(descriptor.get()));
@@ -122,10 +123,10 @@ QString SecretInput::fromTerminal(Session& session, Kind kind) const
         return checked(readHidden(session.output, question));
     }
     QString secret = checked(readHidden(session.output, u"New %1: "_s.arg(what)));
-    if (checked(readHidden(session.output, u"The same again: "_s)) != secret) {
+    if (checked(readHidden(session.output, u"Repeat it: "_s)) != secret) {
         throw CommandError(
             ExitCode::Usage,
-            u"The two are not the same, and nothing was changed: run the command again."_s);
+            u"The two entries differ. Nothing was changed. Run the command again."_s);
     }
     return secret;
 }
@@ -134,18 +135,18 @@ QString SecretInput::checked(const QByteArray& bytes) const
 {
     const QString what = QString::fromStdString(name);
     if (bytes.isEmpty())
-        throw CommandError(ExitCode::Usage, u"The %1 is empty: give one."_s.arg(what));
+        throw CommandError(ExitCode::Usage, u"The %1 is empty."_s.arg(what));
     if (bytes.size() > LongestSecretBytes) {
         throw CommandError(
-            ExitCode::Usage, u"The %1 is longer than %2 bytes: give it on the first line of "
-                             u"standard input."_s.arg(what)
+            ExitCode::Usage, u"The %1 is longer than %2 bytes. Only the first line of the input is "
+                             u"read."_s.arg(what)
                                  .arg(LongestSecretBytes));
     }
     QStringDecoder decode(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
     QString secret = decode(bytes);
     if (decode.hasError()) {
         throw CommandError(
-            ExitCode::Usage, u"The %1 is no valid UTF-8: give it in that encoding."_s.arg(what));
+            ExitCode::Usage, u"The %1 is not valid UTF-8. Give it in that encoding."_s.arg(what));
     }
     return secret;
 }

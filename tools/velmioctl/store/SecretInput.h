@@ -11,30 +11,30 @@ class Command;
 class Option;
 class Session;
 
-/// How a command gets a new secret: from standard input, or at a prompt that does not show it. An
-/// argument or the environment would show it to other programs.
+/// How a command reads a secret: from standard input, a file, or a prompt that does not show it.
+/// Other programs could see it in an argument or in the environment.
 class SecretInput
 {
 public:
-    /// What is asked for, such as "password", which the options are named after as well.
+    /// The name of the secret, such as "password", which is part of the options' names.
     explicit SecretInput(const char* name);
 
     /// Adds --NAME-stdin.
     Option* addTo(Command& command);
 
-    /// Adds --NAME as well, for commands that do not always want one.
+    /// Adds --NAME as well, for commands that do not always read one.
     void addOptionalTo(Command& command);
 
-    /// Adds --NAME-file, which names a file with the secret in its first line.
+    /// Adds --NAME-file, for a file with the secret in its first line.
     Option* addFileTo(Command& command);
 
     /// True when an option asked for a new secret.
     bool isWanted() const { return fromStandardInput || askedFor; }
 
-    /// Throws CommandError for a secret that cannot be had, or is empty.
+    /// Throws CommandError for a secret that cannot be read, or is empty.
     QString read(Session& session) const;
 
-    /// The same for a secret that there is already, so that a person types it once.
+    /// The same for an existing secret, which a person types only once.
     QString readKnown(Session& session) const;
 
 private:

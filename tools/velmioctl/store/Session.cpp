@@ -44,16 +44,16 @@ QString Session::existingDatabasePath() const
     QString path = databasePath();
     if (QFileInfo::exists(path))
         return path;
-    const QString missing = u"There is no database %1: "_s.arg(quoted(path));
+    const QString missing = u"The database %1 does not exist. "_s.arg(quoted(path));
     if (!DatabaseBackups(path).list().isEmpty()) {
         throw CommandError(
             ExitCode::NotFound, missing +
-                                    u"put the newest backup there with 'velmioctl recover "
-                                    u"--from-backup', or name another one with --database."_s);
+                                    u"Put the newest backup there with 'velmioctl recover "
+                                    u"--from-backup', or choose another file with --database."_s);
     }
     throw CommandError(
         ExitCode::NotFound,
-        missing + u"create it with 'velmioctl init', or name another one with --database."_s);
+        missing + u"Create it with 'velmioctl init', or choose another file with --database."_s);
 }
 
 WatchedDatabase& Session::database()
@@ -89,7 +89,8 @@ void Session::backUp(DatabaseBackups::Reason reason)
         const CommandError failure = openingError(error);
         throw CommandError(
             failure.code(),
-            u"Nothing was changed, as the backup that comes first failed. "_s + failure.text());
+            u"Nothing was changed, because the backup failed that is made before. "_s +
+                failure.text());
     }
 }
 
@@ -205,7 +206,7 @@ QVector<FolderConfiguration> Session::rootFolders(const std::optional<std::strin
     auto roots = folders().GetFolderConfigurationByParentId(0);
     database().check();
     if (roots.isEmpty())
-        output.note(u"No root folder is registered yet: add one with 'velmioctl folder add'."_s);
+        output.note(u"No root folder is registered yet. Add one with 'velmioctl folder add'."_s);
     return roots;
 }
 
@@ -215,8 +216,7 @@ void Session::confirm(bool yes, const QString& question)
         return;
     if (::isatty(STDIN_FILENO) != 1 || !output.messageTerminal().interactive) {
         throw CommandError(
-            ExitCode::Usage,
-            question + u" Nobody can be asked here: add --yes to the command to agree."_s);
+            ExitCode::Usage, question + u" There is no terminal to ask at. Add --yes to agree."_s);
     }
     output.ask(question + u" [y/N] "_s);
     std::string answer;
@@ -225,7 +225,7 @@ void Session::confirm(bool yes, const QString& question)
     if (word.compare(u"y", Qt::CaseInsensitive) != 0 &&
         word.compare(u"yes", Qt::CaseInsensitive) != 0) {
         throw CommandError(
-            ExitCode::Findings, u"Nothing was changed: answer y, or add --yes, to go on."_s);
+            ExitCode::Findings, u"Nothing was changed. Answer y, or add --yes, to continue."_s);
     }
 }
 
@@ -238,11 +238,10 @@ CommandError notFound(const QString& what, const QString& listCommand, const QSt
 
 QString absolutePath(const std::string& argument)
 {
-    // Qt takes it for the current directory, which is hardly what a script with an empty variable
-    // means.
+    // For Qt it is the current directory; for a script it is a variable that was not set.
     if (argument.empty())
         throw CommandError(
-            ExitCode::Usage, u"A path is empty: give the path of a file or folder."_s);
+            ExitCode::Usage, u"A path is empty. Give the path of a file or folder."_s);
     return QDir::cleanPath(QDir(QString::fromStdString(argument)).absolutePath());
 }
 

@@ -24,7 +24,7 @@ namespace velmioctl {
 
 class WatchedDatabase;
 
-/// What the commands of one run share: where the database is, and how to answer.
+/// What the commands of one run share: the path of the database, and the output.
 class Session
 {
 public:
@@ -36,26 +36,26 @@ public:
 
     Output output;
 
-    /// As the user wrote it; nothing for the default place.
+    /// As the user wrote it; no value for the default path.
     std::optional<std::string> databaseOption;
 
-    /// What the program ends with when no error ends it.
+    /// The exit code of the program if no error ends it.
     ExitCode exitCode = ExitCode::Ok;
 
     /// The absolute path of the database file.
     QString databasePath() const;
 
-    /// The same; throws CommandError when nothing is there.
+    /// The same; throws CommandError if the file does not exist.
     QString existingDatabasePath() const;
 
-    /// Opens the database on the first call; throws CommandError, also when there is none yet.
+    /// Opens the database on the first call; throws CommandError, also if it does not exist.
     WatchedDatabase& database();
 
-    /// Opens the database, creating it when there is none; throws CommandError.
+    /// Opens the database, or creates it; throws CommandError.
     WatchedDatabase& createDatabase();
 
-    /// Makes a backup before a command changes much, and tells where. Throws CommandError when that
-    /// fails, so that nothing is changed without one.
+    /// Makes a backup before a command changes much, and says where it is. Throws CommandError when
+    /// that fails, so that nothing is changed without one.
     void backUp(sync::database::DatabaseBackups::Reason reason);
 
     sync::config::ServerConfigManager& servers();
@@ -73,18 +73,18 @@ public:
     void requireSignIn(int id);
     void requireProduct(int id);
 
-    /// The folder that an argument names by its id or by its path; throws CommandError.
+    /// The folder with an id or a path; throws CommandError.
     sync::config::FolderConfiguration folder(const std::string& idOrPath);
 
-    /// The same, but only a root folder will do.
+    /// The same for a root folder.
     sync::config::FolderConfiguration rootFolder(const std::string& idOrPath);
 
-    /// The one root folder that was chosen, or all of them, with a note when there is none.
+    /// The chosen root folder, or all of them, with a note if there are none.
     QVector<sync::config::FolderConfiguration> rootFolders(
         const std::optional<std::string>& chosen);
 
-    /// Returns when the user agrees to something that cannot be undone: by `yes`, or at a prompt on
-    /// a terminal. Throws CommandError otherwise.
+    /// Returns if the user agrees to something that cannot be undone: by `yes`, or at a prompt on a
+    /// terminal. Throws CommandError otherwise.
     void confirm(bool yes, const QString& question);
 
 private:
@@ -103,7 +103,7 @@ private:
     std::unique_ptr<sync::config::PasswordKeys> keys;
 };
 
-/// An argument that names a file or folder, as an absolute path without "..", ".", or doubled "/".
+/// A path from the command line as an absolute path without "..", ".", or doubled "/".
 QString absolutePath(const std::string& argument);
 
 /// "Server 7 does not exist. Run 'velmioctl server list' to see all servers."

@@ -42,7 +42,7 @@ StoredPassword PasswordReader::read(const QVariant& stored)
     if (stored.isNull())
         return {};
     const QByteArray value = stored.toByteArray();
-    // What is damaged or of an unknown version needs no key to be told.
+    // Damage and an unknown version are found without a key.
     Unsealed opened = unseal(value, {});
     if (opened.outcome == Unsealed::Outcome::OtherKey) {
         readKeys();
@@ -86,8 +86,8 @@ void PasswordReader::readKeys()
         return;
     }
     if (ring.isEmpty()) {
-        keyError = u"There is no key to read the stored passwords with: none is in %1. Restore it "
-                   u"from a backup, or store the passwords anew with 'velmioctl signin "
+        keyError = u"The stored passwords cannot be read, because there is no key in %1. Restore "
+                   u"the key from a backup, or store the passwords again with 'velmioctl signin "
                    u"password'."_s.arg(keyPlace());
     }
 }

@@ -7,14 +7,14 @@
 
 namespace velmioctl {
 
-/// What can be told of a stored password.
+/// What is known about a stored password.
 struct StoredPassword
 {
     enum class State {
         Ok,
         None,
-        NoKey,    ///< There is no key at all, or the keys cannot be read.
-        OtherKey, ///< The key store does not have the key that it was stored under.
+        NoKey,    ///< There is no key, or the keys cannot be read.
+        OtherKey, ///< The key store does not have the key that encrypted it.
         Damaged,
         UnknownVersion,
     };
@@ -22,18 +22,18 @@ struct StoredPassword
     bool isUnreadable() const { return state != State::Ok && state != State::None; }
 
     State state = State::None;
-    QString keyId = {};    ///< In hexadecimal digits; empty where it cannot be told.
+    QString keyId = {};    ///< In hexadecimal digits; empty if it is not known.
     QString reason = {};   ///< Why it cannot be read, for a person.
     QString password = {}; ///< In clear, only where the state is Ok.
 };
 
-/// Deciphers stored passwords. The key store is asked once, and only when a password needs it.
+/// Decrypts stored passwords. Reads the key store once, and only when a password needs it.
 class PasswordReader
 {
 public:
     StoredPassword read(const QVariant& stored);
 
-    /// Throws CommandError when a password could not be read for want of any key.
+    /// Throws CommandError if a password could not be read because there is no key.
     void requireKey() const;
 
 private:

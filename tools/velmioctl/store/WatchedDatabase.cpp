@@ -33,17 +33,16 @@ ExitCode exitCodeOf(DatabaseError::Cause cause)
     }
 }
 
-QString wayOutOf(DatabaseError::Cause cause)
+QString remedyFor(DatabaseError::Cause cause)
 {
     switch (cause) {
     case DatabaseError::Cause::Damaged:
-        return u" 'velmioctl recover --from-backup' puts the newest whole backup in the place of "
-               u"the database, and 'velmioctl recover --salvage' what can still be read of it; "
-               u"both "
-               u"keep the damaged file."_s;
+        return u" 'velmioctl recover --from-backup' replaces it by the newest intact backup, and "
+               u"'velmioctl recover --salvage' by what can still be read of it. Both keep the "
+               u"damaged file."_s;
     case DatabaseError::Cause::NotADatabase:
-        return u" Where it was your database, 'velmioctl recover --from-backup' keeps it and puts "
-               u"the newest whole backup in its place."_s;
+        return u" If it was your database, 'velmioctl recover --from-backup' replaces it by the "
+               u"newest intact backup, and keeps the file."_s;
     default:
         return {};
     }
@@ -58,7 +57,7 @@ CommandError commandError(const DatabaseError& error)
 
 CommandError openingError(const DatabaseError& error)
 {
-    return {exitCodeOf(error.cause()), error.text() + wayOutOf(error.cause())};
+    return {exitCodeOf(error.cause()), error.text() + remedyFor(error.cause())};
 }
 
 WatchedDatabase::WatchedDatabase(std::shared_ptr<SqliteDatabaseFactory> openFactory)
@@ -102,8 +101,8 @@ void WatchedDatabase::check()
     if (!text.endsWith(u'.'))
         text += u'.';
     if (failure->cause == DatabaseError::Cause::Other)
-        text += u" See what 'velmioctl stats' says of the database, and try again."_s;
-    throw CommandError(exitCodeOf(failure->cause), text + wayOutOf(failure->cause));
+        text += u" See 'velmioctl stats', and try again."_s;
+    throw CommandError(exitCodeOf(failure->cause), text + remedyFor(failure->cause));
 }
 
 void WatchedDatabase::check(bool succeeded, const QString& action)
@@ -112,8 +111,9 @@ void WatchedDatabase::check(bool succeeded, const QString& action)
     if (succeeded)
         return;
     throw CommandError(
-        ExitCode::OtherError, action + u" failed, and the database does not tell why. See what "
-                                       u"'velmioctl stats' says of it, and try again."_s);
+        ExitCode::OtherError, action +
+                                  u" failed for an unknown reason. See 'velmioctl stats', and try "
+                                  u"again."_s);
 }
 
 std::shared_ptr<IQSqlQueryWrapper> WatchedDatabase::select(
@@ -155,8 +155,9 @@ void Transaction::commit()
     database.check();
     if (guard.failed()) {
         throw CommandError(
-            ExitCode::OtherError, u"Nothing was changed, as the database failed meanwhile: run the "
-                                  u"command again."_s);
+            ExitCode::OtherError,
+            u"Nothing was changed, because the database failed meanwhile. Run "
+            u"the command again."_s);
     }
     database.check(transaction.commit(), u"Storing the changes"_s);
 }

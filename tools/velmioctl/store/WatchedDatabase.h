@@ -24,13 +24,13 @@ namespace velmioctl {
 /// The exit code and text of an error.
 CommandError commandError(const sync::database::DatabaseError& error);
 
-/// The same for the database of the session: with the commands that help where it is damaged.
+/// The same for the database of the session, with the commands that repair a damaged one.
 CommandError openingError(const sync::database::DatabaseError& error);
 
 /// A database whose failures end the command.
 ///
-/// The managers report failure by value only, so that a failed list looks like an empty one. Here
-/// a command asks afterwards whether anything failed, and why.
+/// The managers report failure by value only, so a failed list looks like an empty one. Here a
+/// command asks afterwards whether something failed, and why.
 class WatchedDatabase : public sync::interf::factory::IDatabaseFactory
 {
 public:
@@ -47,7 +47,7 @@ public:
     /// The engine behind it.
     sync::database::SqliteDatabaseFactory& engine() { return *factory; }
 
-    /// Tells whether anything fails from now on, also what check() has told by then.
+    /// Reports any failure from now on, also one that check() has already thrown.
     sync::database::ErrorGuard guard() const;
 
     /// Throws CommandError when a statement or a commit failed since this was asked last.
@@ -56,12 +56,12 @@ public:
     /// Throws CommandError unless `succeeded`, with the cause where it is known.
     void check(bool succeeded, const QString& action);
 
-    /// Runs a SELECT of the tool's own; throws CommandError when that fails. Call check() behind
-    /// its last row.
+    /// Runs a SELECT of the tool; throws CommandError when that fails. Call check() after its last
+    /// row.
     std::shared_ptr<sync::interf::IQSqlQueryWrapper> select(
         const QString& sql, std::initializer_list<Binding> bindings = {});
 
-    /// Runs a statement of the tool's own that changes rows; throws CommandError when that fails.
+    /// Runs a statement of the tool that changes rows; throws CommandError when that fails.
     void change(const QString& sql, std::initializer_list<Binding> bindings);
 
     /// Column 0 of the first row, 0 without a row.
@@ -73,15 +73,15 @@ private:
     const sync::database::Listening listening;
 };
 
-/// A transaction of the whole command, undone unless commit() is reached.
+/// A transaction of a command, rolled back unless commit() succeeds.
 class Transaction
 {
 public:
     /// Throws CommandError when it cannot begin.
     explicit Transaction(WatchedDatabase& database);
 
-    /// Throws CommandError when that fails, or when anything has failed since the transaction
-    /// began; nothing has changed then.
+    /// Throws CommandError if that fails, or if anything has failed since the transaction began;
+    /// then nothing is changed.
     void commit();
 
 private:

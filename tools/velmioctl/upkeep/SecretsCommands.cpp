@@ -24,7 +24,7 @@ QString hex(const KeyId& id)
     return QString::fromLatin1(id.toHex());
 }
 
-/// What became of looking at every stored password.
+/// The state of all stored passwords.
 struct Verification
 {
     Table table{{u"ID"_s, u"PASSWORD"_s, u"USER"_s, u"DOMAIN"_s, u"REASON"_s}};
@@ -35,20 +35,13 @@ struct Verification
     PasswordReader reader;
 };
 
-QString stateWord(StoredPassword::State state)
+QJsonValue jsonOrNull(const QString& text)
 {
-    switch (state) {
-    case StoredPassword::State::Ok:
-        return u"ok"_s;
-    case StoredPassword::State::None:
-        return u"none"_s;
-    default:
-        return u"unreadable"_s;
-    }
+    return text.isEmpty() ? QJsonValue() : QJsonValue(text);
 }
 
-// For programs; null for what can be read.
-QJsonValue reasonWord(StoredPassword::State state)
+// For programs; empty for a password that can be read.
+QString reasonWord(StoredPassword::State state)
 {
     switch (state) {
     case StoredPassword::State::NoKey:
@@ -67,23 +60,20 @@ QJsonValue reasonWord(StoredPassword::State state)
 void addRow(Verification& all, const sync::interf::IQSqlQueryWrapper& row)
 {
     const StoredPassword password = all.reader.read(row.value(3));
-    if (password.isUnreadable())
-        ++all.unreadable;
-    else
-        ++(password.state == StoredPassword::State::Ok ? all.ok : all.none);
-
+    const bool isOk = password.state == StoredPassword::State::Ok;
+    ++(password.isUnreadable() ? all.unreadable : isOk ? all.ok : all.none);
+    const QString state = password.isUnreadable() ? u"unreadable"_s : isOk ? u"ok"_s : u"none"_s;
     const QString user = row.value(1).toString();
     const QString domain = row.value(2).toString();
     all.array.append(QJsonObject{
         {u"id"_s, row.value(0).toInt()},
         {u"userName"_s, user},
         {u"domain"_s, domain},
-        {u"state"_s, stateWord(password.state)},
-        {u"reason"_s, reasonWord(password.state)},
-        {u"keyId"_s, password.keyId.isEmpty() ? QJsonValue() : QJsonValue(password.keyId)},
+        {u"state"_s, state},
+        {u"reason"_s, jsonOrNull(reasonWord(password.state))},
+        {u"keyId"_s, jsonOrNull(password.keyId)},
     });
-    all.table.addRow(
-        {row.value(0).toString(), stateWord(password.state), user, domain, password.reason});
+    all.table.addRow({row.value(0).toString(), state, user, domain, password.reason});
 }
 
 Verification verifyAll(WatchedDatabase& database)
@@ -111,9 +101,10 @@ void verify(Session& session)
     } else {
         if (!all.table.isEmpty())
             session.output.print(all.table);
-        session.output.printText(u"%1 can be read, %2 cannot, and %3 are none."_s.arg(all.ok)
-                                     .arg(all.unreadable)
-                                     .arg(all.none));
+        session.output.printText(
+            u"Passwords: %1 readable, %2 unreadable; sign-ins without a password: %3."_s.arg(all.ok)
+                .arg(all.unreadable)
+                .arg(all.none));
     }
     session.exitCode = all.unreadable == 0 ? ExitCode::Ok : ExitCode::Findings;
     all.reader.requireKey();
@@ -136,14 +127,14 @@ void printRekeyed(
         return;
     }
     session.output.printText(
-        u"Encrypted %1 passwords with the key %2.\nEarlier keys that stay in %3: %4."_s.arg(
+        u"Encrypted %1 passwords with the key %2.\nEarlier keys kept in %3: %4."_s.arg(
             QString::number(outcome.encrypted), hex(ring.current().id()), keyPlace(),
             QString::number(earlier)));
 }
 
 void rekey(Session& session)
 {
-    // Without the present key a new one would leave all passwords unreadable.
+    // Without the current key all passwords would stay unreadable.
     verifyAll(session.database()).reader.requireKey();
     auto& keys = session.passwordKeys();
     session.database().check(keys.use(keyStore()), u"Reading the stored passwords"_s);
@@ -159,13 +150,8 @@ void rekey(Session& session)
         ids += QString::number(id);
     session.exitCode = ExitCode::Findings;
     session.output.warning(
-        u"The passwords of these sign-ins cannot be read and stayed as they are: %1. See "
+        u"The passwords of these sign-ins cannot be read and were not changed: %1. See "
         u"'velmioctl secrets verify'."_s.arg(ids.join(u", "_s)));
-}
-
-QJsonValue jsonOrNull(const QString& text)
-{
-    return text.isEmpty() ? QJsonValue() : QJsonValue(text);
 }
 
 void printPlace(
@@ -189,7 +175,8 @@ void printPlace(
     FieldList fields;
     fields.add(u"store"_s, place);
     fields.add(u"path"_s, path);
-    fields.add(u"permissions"_s, permissions.isEmpty() ? u"none: it is not there"_s : permissions);
+    fields.add(
+        u"permissions"_s, permissions.isEmpty() ? u"none: the file does not exist"_s : permissions);
     fields.add(u"current key"_s, ids.isEmpty() ? withoutKey : hex(ids.first()));
     for (const KeyId& id : ids.mid(1))
         fields.add(u"earlier key"_s, hex(id));
@@ -205,11 +192,11 @@ void showPlace(Session& session)
     try {
         ids = store->read().ids();
     } catch (const KeyError&) {
-        // What can be told helps to mend it.
+        // What is known helps to repair it.
         printPlace(session, path, {}, u"cannot be read"_s);
         throw;
     }
-    printPlace(session, path, ids, u"none: it is made with the first password"_s);
+    printPlace(session, path, ids, u"none: it is created with the first password"_s);
 }
 
 } // namespace
@@ -219,10 +206,11 @@ void addSecretsCommands(Command& app, Session& session)
     Command* const secrets =
         app.addSubcommand("secrets", "The keys that passwords are encrypted with");
     secrets->requireSubcommand();
-    secrets->addSubcommand("verify", "Tell which stored passwords can be read, and why not")
+    secrets
+        ->addSubcommand("verify", "Show which stored passwords can be read, and why others cannot")
         ->example("velmioctl secrets verify --json")
         ->callback([&session] { verify(session); });
-    secrets->addSubcommand("rekey", "Make a new key, and encrypt all passwords with it")
+    secrets->addSubcommand("rekey", "Create a new key, and encrypt all passwords with it")
         ->example("velmioctl secrets rekey")
         ->callback([&session] { rekey(session); });
     secrets->addSubcommand("where", "Show where the keys are kept")

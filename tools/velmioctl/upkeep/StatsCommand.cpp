@@ -29,8 +29,8 @@ struct Stats
 {
     QString path;
     long long fileBytes = 0;
-    bool hasLog = true;
-    long long logBytes = 0;
+    bool hasWal = true;
+    long long walBytes = 0;
     QString sqliteVersion;
     long long schemaVersion = 0;
     QString storeId;
@@ -70,8 +70,8 @@ Stats readStats(WatchedDatabase& database)
     Stats stats;
     stats.path = database.path();
     stats.fileBytes = QFileInfo(stats.path).size();
-    stats.hasLog = database.engine().hasWriteAheadLog();
-    stats.logBytes = QFileInfo(stats.path + u"-wal"_s).size();
+    stats.hasWal = database.engine().hasWriteAheadLog();
+    stats.walBytes = QFileInfo(stats.path + u"-wal"_s).size();
     stats.sqliteVersion = readText(database, u"SELECT sqlite_version()"_s);
     stats.schemaVersion = database.number(u"PRAGMA user_version"_s);
     stats.storeId = database.engine().storeId();
@@ -101,8 +101,8 @@ QJsonObject toJson(const Stats& stats)
     return {
         {u"path"_s, stats.path},
         {u"fileBytes"_s, stats.fileBytes},
-        {u"logBytes"_s, stats.logBytes},
-        {u"writeAheadLog"_s, stats.hasLog},
+        {u"logBytes"_s, stats.walBytes},
+        {u"writeAheadLog"_s, stats.hasWal},
         {u"libraryVersion"_s, QStringLiteral(VELMIO_VERSION)},
         {u"sqliteVersion"_s, stats.sqliteVersion},
         {u"schemaVersion"_s, stats.schemaVersion},
@@ -119,7 +119,7 @@ void print(Output& output, const Stats& stats)
     fields.add(u"database"_s, stats.path);
     fields.add(u"file"_s, u"%1 bytes"_s.arg(stats.fileBytes));
     fields.add(
-        u"log"_s, stats.hasLog ? u"%1 bytes"_s.arg(stats.logBytes) : u"none, a journal is used"_s);
+        u"WAL"_s, stats.hasWal ? u"%1 bytes"_s.arg(stats.walBytes) : u"none: a journal is used"_s);
     fields.add(u"library"_s, QStringLiteral(VELMIO_VERSION));
     fields.add(u"SQLite"_s, stats.sqliteVersion);
     fields.add(u"schema"_s, QString::number(stats.schemaVersion));
@@ -158,7 +158,7 @@ void stats(Session& session)
 
 void addStatsCommand(Command& app, Session& session)
 {
-    app.addSubcommand("stats", "Show what is in the database, and how big it is")
+    app.addSubcommand("stats", "Show the size and the content of the database")
         ->example("velmioctl stats --json")
         ->callback([&session] { stats(session); });
 }
