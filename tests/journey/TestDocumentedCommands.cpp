@@ -53,63 +53,60 @@ class TestDocumentedCommands : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void lineIsTaken_data();
-    void lineIsTaken();
-};
-
-void TestDocumentedCommands::lineIsTaken_data()
-{
-    QTest::addColumn<QString>("command");
-    QTest::addColumn<QString>("answer");
-    const QString root = QStringLiteral(VELMIO_SOURCE_DIRECTORY);
-    QFileInfoList pages = QDir(root + u"/docs"_s).entryInfoList({u"*.md"_s});
-    pages.append(QFileInfo(root + u"/README.md"_s));
-    int runs = 0;
-    for (const QFileInfo& page : pages) {
-        for (const DocumentedRun& run : runsIn(page)) {
-            ++runs;
-            QTest::addRow("%s, line %d", qUtf8Printable(run.page), run.line)
-                << run.command << run.answer;
+    void lineIsTaken_data()
+    {
+        QTest::addColumn<QString>("command");
+        QTest::addColumn<QString>("answer");
+        const QString root = QStringLiteral(VELMIO_SOURCE_DIRECTORY);
+        QFileInfoList pages = QDir(root + u"/docs"_s).entryInfoList({u"*.md"_s});
+        pages.append(QFileInfo(root + u"/README.md"_s));
+        int runs = 0;
+        for (const QFileInfo& page : pages) {
+            for (const DocumentedRun& run : runsIn(page)) {
+                ++runs;
+                QTest::addRow("%s, line %d", qUtf8Printable(run.page), run.line)
+                    << run.command << run.answer;
+            }
         }
+        QVERIFY2(runs > 50, qPrintable(QString::number(runs)));
     }
-    QVERIFY2(runs > 50, qPrintable(QString::number(runs)));
-}
 
-void TestDocumentedCommands::lineIsTaken()
-{
-    QFETCH(const QString, command);
-    QFETCH(const QString, answer);
-    // There is no database, so that a line that is understood ends with another code.
-    constexpr int WrongUse = 2;
-    // From here on the shell tells that it could not start it, or that a signal ended it.
-    constexpr int NotRun = 126;
-    const VelmioctlRunner tool;
-    const QString home = tool.makeFolder(u"home"_s);
-    for (const auto& secret : {u"password.txt"_s, u"secret.txt"_s, u"phrase"_s})
-        tool.writeFile(u"home/"_s + secret, "a secret\n");
-    QProcess shell;
-    auto environment = tool.environment;
-    environment.insert(
-        u"PATH"_s, QFileInfo(tool.programPath()).path() + u':' + environment.value(u"PATH"_s));
-    // As on the pages: the default place below the home folder.
-    environment.remove(u"XDG_DATA_HOME"_s);
-    shell.setProcessEnvironment(environment);
-    shell.setWorkingDirectory(home);
-    shell.setProcessChannelMode(QProcess::MergedChannels);
+    void lineIsTaken()
+    {
+        QFETCH(const QString, command);
+        QFETCH(const QString, answer);
+        // There is no database, so that a line that is understood ends with another code.
+        constexpr int WrongUse = 2;
+        // From here on the shell tells that it could not start it, or that a signal ended it.
+        constexpr int NotRun = 126;
+        const VelmioctlRunner tool;
+        const QString home = tool.makeFolder(u"home"_s);
+        for (const auto& secret : {u"password.txt"_s, u"secret.txt"_s, u"phrase"_s})
+            tool.writeFile(u"home/"_s + secret, "a secret\n");
+        QProcess shell;
+        auto environment = tool.environment;
+        environment.insert(
+            u"PATH"_s, QFileInfo(tool.programPath()).path() + u':' + environment.value(u"PATH"_s));
+        // As on the pages: the default place below the home folder.
+        environment.remove(u"XDG_DATA_HOME"_s);
+        shell.setProcessEnvironment(environment);
+        shell.setWorkingDirectory(home);
+        shell.setProcessChannelMode(QProcess::MergedChannels);
 
-    shell.start(u"sh"_s, {u"-c"_s, command});
-    shell.closeWriteChannel();
-    QVERIFY(shell.waitForFinished());
-    const QString output = QString::fromUtf8(shell.readAll()).replace(home, u"/home/kim"_s);
+        shell.start(u"sh"_s, {u"-c"_s, command});
+        shell.closeWriteChannel();
+        QVERIFY(shell.waitForFinished());
+        const QString output = QString::fromUtf8(shell.readAll()).replace(home, u"/home/kim"_s);
 
-    if (command.contains(u" --help") || command.contains(u" --version"))
-        QCOMPARE(output, answer);
-    else if (shell.exitCode() == WrongUse && !output.contains(u"does not exist"))
-        // As on the page, which may go on with 'echo $?'.
-        QVERIFY2(answer.startsWith(output), qPrintable(output));
-    else
-        QVERIFY2(shell.exitCode() < NotRun, qPrintable(output));
-}
+        if (command.contains(u" --help") || command.contains(u" --version"))
+            QCOMPARE(output, answer);
+        else if (shell.exitCode() == WrongUse && !output.contains(u"does not exist"))
+            // As on the page, which may go on with 'echo $?'.
+            QVERIFY2(answer.startsWith(output), qPrintable(output));
+        else
+            QVERIFY2(shell.exitCode() < NotRun, qPrintable(output));
+    }
+};
 
 QTEST_GUILESS_MAIN(TestDocumentedCommands)
 #include "TestDocumentedCommands.moc"

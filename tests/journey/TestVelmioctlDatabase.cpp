@@ -19,384 +19,368 @@ class TestVelmioctlDatabase : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void initCreatesAndThenFindsTheDatabase();
-    void defaultPlaceIsInTheUsersData();
-    void relativePathCountsFromTheCurrentFolder();
-    void emptyPathIsNotTheDefaultPlace();
-    void missingDatabaseIsNotCreated_data();
-    void missingDatabaseIsNotCreated();
-    void unusableFilesAreTold_data();
-    void unusableFilesAreTold();
-    void newerDatabaseIsTold();
-    void damagedPagesAreNoEmptyTable();
-    void lockedDatabaseIsBusy();
-    void statsCountEverything();
-    void movedDatabaseIsScannedWhenItIsAdopted();
-    void newerDatabaseThatMayBeUsedIsToldAndUsed();
-    void databaseWithoutALogIsToldAndUsed();
-    void wrongArgumentsAreUsageErrors_data();
-    void wrongArgumentsAreUsageErrors();
-    void argumentThatIsNoTextIsRefused();
-    void helpAndVersionGoToOutput_data();
-    void helpAndVersionGoToOutput();
-    void optionsMayStandBehindTheCommand();
-    void asciiLocaleIsNoTrouble();
-    void nothingIsColouredInAPipe();
-};
+    void initCreatesAndThenFindsTheDatabase()
+    {
+        const VelmioctlRunner tool;
 
-void TestVelmioctlDatabase::initCreatesAndThenFindsTheDatabase()
-{
-    const VelmioctlRunner tool;
+        const auto first = tool.json({u"init"_s});
+        const auto second = tool.json({u"init"_s});
+        const auto third = tool.run({u"init"_s});
 
-    const auto first = tool.json({u"init"_s});
-    const auto second = tool.json({u"init"_s});
-    const auto third = tool.run({u"init"_s});
-
-    QCOMPARE(first.exitCode, 0);
-    QCOMPARE(first.object(), (QJsonObject{{u"path"_s, tool.databasePath()}, {u"created"_s, true}}));
-    QCOMPARE(second.exitCode, 0);
-    QCOMPARE(
-        second.object(), (QJsonObject{{u"path"_s, tool.databasePath()}, {u"created"_s, false}}));
-    QVERIFY(third.output.contains(u"exists already"_s));
-}
-
-void TestVelmioctlDatabase::defaultPlaceIsInTheUsersData()
-{
-    const VelmioctlRunner tool;
-
-    const auto run = tool.runPlain({u"init"_s, u"--json"_s});
-
-    QCOMPARE(run.exitCode, 0);
-    QCOMPARE(run.object()[u"path"_s].toString(), tool.homePath() + u"/velmio/configuration.db"_s);
-    QVERIFY(QFile::exists(tool.homePath() + u"/velmio/configuration.db"_s));
-}
-
-void TestVelmioctlDatabase::relativePathCountsFromTheCurrentFolder()
-{
-    const VelmioctlRunner tool;
-
-    QCOMPARE(tool.runPlain({u"init"_s, u"--database"_s, u"sub/../x.db"_s}).exitCode, 0);
-
-    QVERIFY(QFile::exists(tool.path(u"x.db"_s)));
-}
-
-void TestVelmioctlDatabase::emptyPathIsNotTheDefaultPlace()
-{
-    const VelmioctlRunner tool;
-
-    QCOMPARE(tool.runPlain({u"init"_s, u"--database"_s, QString()}).exitCode, 2);
-
-    QVERIFY(!QFile::exists(tool.homePath()));
-}
-
-void TestVelmioctlDatabase::missingDatabaseIsNotCreated_data()
-{
-    QTest::addColumn<QStringList>("arguments");
-    QTest::newRow("list servers") << QStringList{u"server"_s, u"list"_s};
-    QTest::newRow("add a server") << QStringList{
-        u"server"_s,      u"add"_s, u"--dav-url"_s, u"https://a.b/"_s, u"--web-service-url"_s,
-        u"https://a.b/"_s};
-    QTest::newRow("add a folder") << QStringList{
-        u"folder"_s, u"add"_s, u"."_s, u"--server-path"_s, u"/a"_s};
-    QTest::newRow("tree") << QStringList{u"folder"_s, u"tree"_s};
-    QTest::newRow("scan") << QStringList{u"scan"_s};
-    QTest::newRow("stats") << QStringList{u"stats"_s, u"--json"_s};
-}
-
-void TestVelmioctlDatabase::missingDatabaseIsNotCreated()
-{
-    QFETCH(QStringList, arguments);
-    const VelmioctlRunner tool;
-
-    const auto run = tool.run(arguments);
-
-    QCOMPARE(run.exitCode, 3);
-    QVERIFY(run.errors.contains(u"velmioctl init"_s));
-    QCOMPARE(run.output, QString());
-    QVERIFY(!QFile::exists(tool.databasePath()));
-}
-
-void TestVelmioctlDatabase::unusableFilesAreTold_data()
-{
-    QTest::addColumn<QString>("command");
-    QTest::newRow("init") << u"init"_s;
-    QTest::newRow("stats") << u"stats"_s;
-}
-
-void TestVelmioctlDatabase::unusableFilesAreTold()
-{
-    QFETCH(QString, command);
-    const VelmioctlRunner tool;
-    const QByteArray text = "This is a text about configurations.\n";
-    tool.writeFile(u"text"_s, text.repeated(100));
-    tool.makeFolder(u"folder"_s);
-
-    const auto onText = tool.runPlain({command, u"--database"_s, u"text"_s});
-    const auto onFolder = tool.runPlain({command, u"--database"_s, u"folder"_s});
-
-    QCOMPARE(onText.exitCode, 5);
-    QVERIFY(onText.errors.contains(tool.path(u"text"_s)));
-    QCOMPARE(onFolder.exitCode, 8);
-    QVERIFY(onFolder.errors.contains(tool.path(u"folder"_s)));
-}
-
-void TestVelmioctlDatabase::newerDatabaseIsTold()
-{
-    const VelmioctlRunner tool;
-    QCOMPARE(tool.run({u"init"_s}).exitCode, 0);
-    sync::test::RawDatabase(tool.databasePath())
-        .run(u"PRAGMA user_version = 1000; UPDATE StoreIdentity SET lastCompatibleVersion = 999"_s);
-
-    QCOMPARE(tool.run({u"stats"_s}).exitCode, 6);
-}
-
-void TestVelmioctlDatabase::damagedPagesAreNoEmptyTable()
-{
-    const VelmioctlRunner tool;
-    QCOMPARE(tool.run({u"init"_s}).exitCode, 0);
-    QCOMPARE(
-        tool.run({u"server"_s, u"add"_s, u"--dav-url"_s, u"https://a.b/"_s, u"--web-service-url"_s,
-                  u"https://a.b/"_s})
-            .exitCode,
-        0);
-    QFile file(tool.databasePath());
-    QVERIFY(file.open(QIODevice::ReadWrite));
-    constexpr qint64 PageBytes = 4096;
-    const QByteArray noise(int(PageBytes), '\x5a');
-    for (qint64 at = PageBytes; at < file.size(); at += PageBytes) {
-        QVERIFY(file.seek(at));
-        QCOMPARE(file.write(noise), PageBytes);
+        QCOMPARE(first.exitCode, 0);
+        QCOMPARE(
+            first.object(), (QJsonObject{{u"path"_s, tool.databasePath()}, {u"created"_s, true}}));
+        QCOMPARE(second.exitCode, 0);
+        QCOMPARE(
+            second.object(),
+            (QJsonObject{{u"path"_s, tool.databasePath()}, {u"created"_s, false}}));
+        QVERIFY(third.output.contains(u"exists already"_s));
     }
-    file.close();
 
-    const auto run = tool.run({u"server"_s, u"list"_s});
+    void defaultPlaceIsInTheUsersData()
+    {
+        const VelmioctlRunner tool;
 
-    QCOMPARE(run.exitCode, 5);
-    QCOMPARE(run.output, QString());
-    QVERIFY(run.errors.startsWith(u"error: "_s));
-}
+        const auto run = tool.runPlain({u"init"_s, u"--json"_s});
 
-void TestVelmioctlDatabase::lockedDatabaseIsBusy()
-{
-    const VelmioctlRunner tool;
-    QCOMPARE(tool.run({u"init"_s}).exitCode, 0);
-    tool.makeFolder(u"root/a"_s);
-    QCOMPARE(tool.run({u"folder"_s, u"add"_s, u"root"_s, u"--server-path"_s, u"/r"_s}).exitCode, 0);
-    const auto factory = SqliteDatabaseFactory::open(tool.databasePath());
-    const auto database = factory->GetDatabase();
-    QVERIFY(database->transaction());
+        QCOMPARE(run.exitCode, 0);
+        QCOMPARE(
+            run.object()[u"path"_s].toString(), tool.homePath() + u"/velmio/configuration.db"_s);
+        QVERIFY(QFile::exists(tool.homePath() + u"/velmio/configuration.db"_s));
+    }
 
-    const auto run = tool.json({u"scan"_s});
-    QVERIFY(database->rollback());
+    void relativePathCountsFromTheCurrentFolder()
+    {
+        const VelmioctlRunner tool;
 
-    QCOMPARE(run.exitCode, 4);
-    const QString holder =
-        u"process %1 (TestVelmioctlDa)"_s.arg(QCoreApplication::applicationPid());
-    QVERIFY2(run.errors.contains(holder), qPrintable(run.errors));
-    QCOMPARE(run.object()[u"failed"_s].toInt(), 1);
-    QCOMPARE(run.object()[u"new"_s].toInt(), 0);
-    QCOMPARE(run.errors.count(u'\n'), 1);
-}
+        QCOMPARE(tool.runPlain({u"init"_s, u"--database"_s, u"sub/../x.db"_s}).exitCode, 0);
 
-void TestVelmioctlDatabase::statsCountEverything()
-{
-    const VelmioctlRunner tool;
-    tool.makeFolder(u"root/a/b"_s);
-    QCOMPARE(tool.run({u"init"_s}).exitCode, 0);
-    QCOMPARE(tool.run({u"folder"_s, u"add"_s, u"root"_s, u"--server-path"_s, u"/r"_s}).exitCode, 0);
-    QCOMPARE(tool.run({u"scan"_s}).exitCode, 0);
+        QVERIFY(QFile::exists(tool.path(u"x.db"_s)));
+    }
 
-    const auto run = tool.json({u"stats"_s});
-    const auto forPeople = tool.run({u"stats"_s});
+    void emptyPathIsNotTheDefaultPlace()
+    {
+        const VelmioctlRunner tool;
 
-    QCOMPARE(run.exitCode, 0);
-    const QJsonObject stats = run.object();
-    QCOMPARE(stats[u"path"_s].toString(), tool.databasePath());
-    QCOMPARE(stats[u"schemaVersion"_s].toInt(), 2);
-    QCOMPARE(stats[u"storeId"_s].toString().size(), 32);
-    QCOMPARE(stats[u"moved"_s], QJsonValue(false));
-    QCOMPARE(stats[u"writeAheadLog"_s], QJsonValue(true));
-    QVERIFY(stats[u"fileBytes"_s].toInt() > 0);
-    QVERIFY(stats[u"sqliteVersion"_s].toString().startsWith(u"3."_s));
-    QCOMPARE(stats[u"tables"_s].toObject().size(), 8);
-    QCOMPARE(stats[u"tables"_s][u"FolderConfiguration"_s].toInt(), 3);
-    QCOMPARE(stats[u"tables"_s][u"Schedules"_s].toInt(), 1);
-    const QJsonArray roots{QJsonObject{
-        {u"id"_s, 1},
-        {u"clientPath"_s, tool.path(u"root"_s)},
-        {u"files"_s, 0},
-        {u"bytes"_s, 0},
-        {u"folders"_s, 3}}};
-    QCOMPARE(stats[u"roots"_s].toArray(), roots);
-    QVERIFY(forPeople.output.contains(u"   3  FolderConfiguration\n"_s));
-}
+        QCOMPARE(tool.runPlain({u"init"_s, u"--database"_s, QString()}).exitCode, 2);
 
-void TestVelmioctlDatabase::movedDatabaseIsScannedWhenItIsAdopted()
-{
-    const VelmioctlRunner tool;
-    QCOMPARE(tool.run({u"init"_s}).exitCode, 0);
-    sync::test::RawDatabase(tool.databasePath())
-        .run(u"UPDATE StoreIdentity SET machineStamp = 'elsewhere'"_s);
+        QVERIFY(!QFile::exists(tool.homePath()));
+    }
 
-    const auto listed = tool.run({u"schedule"_s, u"show"_s});
-    const auto scanned = tool.run({u"scan"_s});
-    const auto unasked = tool.run({u"adopt"_s});
-    const auto adopted = tool.json({u"adopt"_s, u"--yes"_s});
-    const auto again = tool.run({u"adopt"_s});
-    const auto scannedThen = tool.run({u"scan"_s});
+    void missingDatabaseIsNotCreated_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::newRow("list servers") << QStringList{u"server"_s, u"list"_s};
+        QTest::newRow("add a server") << QStringList{
+            u"server"_s,      u"add"_s, u"--dav-url"_s, u"https://a.b/"_s, u"--web-service-url"_s,
+            u"https://a.b/"_s};
+        QTest::newRow("add a folder")
+            << QStringList{u"folder"_s, u"add"_s, u"."_s, u"--server-path"_s, u"/a"_s};
+        QTest::newRow("tree") << QStringList{u"folder"_s, u"tree"_s};
+        QTest::newRow("scan") << QStringList{u"scan"_s};
+        QTest::newRow("stats") << QStringList{u"stats"_s, u"--json"_s};
+    }
 
-    QCOMPARE(listed.exitCode, 0);
-    QVERIFY(listed.errors.startsWith(u"warning: The database "_s));
-    QVERIFY(listed.errors.contains(u"'velmioctl adopt'"_s));
-    QCOMPARE(listed.errors.count(u'\n'), 2);
-    QCOMPARE(scanned.exitCode, 8);
-    QVERIFY(scanned.errors.contains(u"error: Nothing was scanned"_s));
-    QCOMPARE(unasked.exitCode, 2);
-    QCOMPARE(adopted.exitCode, 0);
-    QCOMPARE(adopted.object()[u"adopted"_s], QJsonValue(true));
-    QCOMPARE(adopted.object()[u"storeId"_s].toString().size(), 32);
-    QCOMPARE(again.errors, QString());
-    QVERIFY(again.output.contains(u"already"_s));
-    QCOMPARE(scannedThen.exitCode, 0);
-}
+    void missingDatabaseIsNotCreated()
+    {
+        QFETCH(QStringList, arguments);
+        const VelmioctlRunner tool;
 
-void TestVelmioctlDatabase::newerDatabaseThatMayBeUsedIsToldAndUsed()
-{
-    const VelmioctlRunner tool;
-    QCOMPARE(tool.run({u"init"_s}).exitCode, 0);
-    sync::test::RawDatabase(tool.databasePath()).run(u"PRAGMA user_version = 3"_s);
+        const auto run = tool.run(arguments);
 
-    const auto run = tool.run({u"schedule"_s, u"show"_s});
+        QCOMPARE(run.exitCode, 3);
+        QVERIFY(run.errors.contains(u"velmioctl init"_s));
+        QCOMPARE(run.output, QString());
+        QVERIFY(!QFile::exists(tool.databasePath()));
+    }
 
-    QCOMPARE(run.exitCode, 0);
-    QVERIFY(run.errors.startsWith(u"warning: "_s));
-    QVERIFY(run.errors.contains(u"schema version 3"_s));
-    QCOMPARE(run.errors.count(u'\n'), 1);
-}
+    void unusableFilesAreTold_data()
+    {
+        QTest::addColumn<QString>("command");
+        QTest::newRow("init") << u"init"_s;
+        QTest::newRow("stats") << u"stats"_s;
+    }
 
-void TestVelmioctlDatabase::databaseWithoutALogIsToldAndUsed()
-{
-    const VelmioctlRunner tool;
-    QCOMPARE(tool.run({u"init"_s}).exitCode, 0);
-    sync::test::RawDatabase other(tool.databasePath());
-    other.run(u"PRAGMA journal_mode = DELETE; BEGIN IMMEDIATE"_s);
+    void unusableFilesAreTold()
+    {
+        QFETCH(QString, command);
+        const VelmioctlRunner tool;
+        const QByteArray text = "This is a text about configurations.\n";
+        tool.writeFile(u"text"_s, text.repeated(100));
+        tool.makeFolder(u"folder"_s);
 
-    const auto forPeople = tool.run({u"stats"_s});
-    const auto run = tool.json({u"stats"_s});
+        const auto onText = tool.runPlain({command, u"--database"_s, u"text"_s});
+        const auto onFolder = tool.runPlain({command, u"--database"_s, u"folder"_s});
 
-    QCOMPARE(forPeople.exitCode, 0);
-    QVERIFY(forPeople.errors.startsWith(u"warning: "_s));
-    QCOMPARE(forPeople.errors.count(u'\n'), 1);
-    QVERIFY(forPeople.output.contains(u"a journal is used"_s));
-    QCOMPARE(run.object()[u"writeAheadLog"_s], QJsonValue(false));
-}
+        QCOMPARE(onText.exitCode, 5);
+        QVERIFY(onText.errors.contains(tool.path(u"text"_s)));
+        QCOMPARE(onFolder.exitCode, 8);
+        QVERIFY(onFolder.errors.contains(tool.path(u"folder"_s)));
+    }
 
-void TestVelmioctlDatabase::wrongArgumentsAreUsageErrors_data()
-{
-    QTest::addColumn<QStringList>("arguments");
-    QTest::newRow("nothing") << QStringList{};
-    QTest::newRow("unknown command") << QStringList{u"frobnicate"_s};
-    QTest::newRow("noun alone") << QStringList{u"server"_s};
-    QTest::newRow("unknown option") << QStringList{u"stats"_s, u"--frobnicate"_s};
-    QTest::newRow("missing value") << QStringList{u"server"_s, u"show"_s};
-    QTest::newRow("no number") << QStringList{u"server"_s, u"show"_s, u"one"_s};
-    QTest::newRow("too many words") << QStringList{u"server"_s, u"list"_s, u"all"_s};
-    QTest::newRow("option that excludes another")
-        << QStringList{u"folder"_s, u"list"_s, u"--all"_s, u"--orphans"_s};
-    QTest::newRow("negative depth") << QStringList{u"folder"_s, u"tree"_s, u"--depth"_s, u"-1"_s};
-}
+    void newerDatabaseIsTold()
+    {
+        const VelmioctlRunner tool;
+        QCOMPARE(tool.run({u"init"_s}).exitCode, 0);
+        sync::test::RawDatabase(tool.databasePath())
+            .run(
+                u"PRAGMA user_version = 1000; UPDATE StoreIdentity SET lastCompatibleVersion = 999"_s);
 
-void TestVelmioctlDatabase::wrongArgumentsAreUsageErrors()
-{
-    QFETCH(QStringList, arguments);
-    const VelmioctlRunner tool;
-    QCOMPARE(tool.run({u"init"_s}).exitCode, 0);
+        QCOMPARE(tool.run({u"stats"_s}).exitCode, 6);
+    }
 
-    const auto run = tool.run(arguments);
+    void damagedPagesAreNoEmptyTable()
+    {
+        const VelmioctlRunner tool;
+        QCOMPARE(tool.run({u"init"_s}).exitCode, 0);
+        QCOMPARE(
+            tool.run({u"server"_s, u"add"_s, u"--dav-url"_s, u"https://a.b/"_s,
+                      u"--web-service-url"_s, u"https://a.b/"_s})
+                .exitCode,
+            0);
+        QFile file(tool.databasePath());
+        QVERIFY(file.open(QIODevice::ReadWrite));
+        constexpr qint64 PageBytes = 4096;
+        const QByteArray noise(int(PageBytes), '\x5a');
+        for (qint64 at = PageBytes; at < file.size(); at += PageBytes) {
+            QVERIFY(file.seek(at));
+            QCOMPARE(file.write(noise), PageBytes);
+        }
+        file.close();
 
-    QCOMPARE(run.exitCode, 2);
-    QCOMPARE(run.output, QString());
-    QVERIFY(run.errors.startsWith(u"error: "_s));
-    QVERIFY(run.errors.contains(u"--help"_s));
-}
+        const auto run = tool.run({u"server"_s, u"list"_s});
 
-void TestVelmioctlDatabase::argumentThatIsNoTextIsRefused()
-{
-    const VelmioctlRunner tool;
-    // QProcess writes its arguments as UTF-8, so a shell makes the byte.
-    QProcess shell;
-    shell.setProcessEnvironment(tool.environment);
-    shell.start(
-        u"sh"_s, {u"-c"_s, u"\"$0\" folder check \"$(printf 'a\\377')\""_s, tool.programPath()});
-    QVERIFY(shell.waitForFinished());
+        QCOMPARE(run.exitCode, 5);
+        QCOMPARE(run.output, QString());
+        QVERIFY(run.errors.startsWith(u"error: "_s));
+    }
 
-    QCOMPARE(shell.exitCode(), 2);
-    QVERIFY(shell.readAllStandardError().contains("a\\xff"));
-}
+    void lockedDatabaseIsBusy()
+    {
+        const VelmioctlRunner tool;
+        QCOMPARE(tool.run({u"init"_s}).exitCode, 0);
+        tool.makeFolder(u"root/a"_s);
+        QCOMPARE(
+            tool.run({u"folder"_s, u"add"_s, u"root"_s, u"--server-path"_s, u"/r"_s}).exitCode, 0);
+        const auto factory = SqliteDatabaseFactory::open(tool.databasePath());
+        const auto database = factory->GetDatabase();
+        QVERIFY(database->transaction());
 
-void TestVelmioctlDatabase::helpAndVersionGoToOutput_data()
-{
-    QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<QString>("start");
-    QTest::newRow("version") << QStringList{u"--version"_s} << u"velmioctl 1."_s;
-    QTest::newRow("help") << QStringList{u"--help"_s} << u"Looks into"_s;
-    QTest::newRow("help of a command")
-        << QStringList{u"folder"_s, u"add"_s, u"--help"_s} << u"Register a directory"_s;
-}
+        const auto run = tool.json({u"scan"_s});
+        QVERIFY(database->rollback());
 
-void TestVelmioctlDatabase::helpAndVersionGoToOutput()
-{
-    QFETCH(QStringList, arguments);
-    QFETCH(QString, start);
-    const VelmioctlRunner tool;
+        QCOMPARE(run.exitCode, 4);
+        const QString holder =
+            u"process %1 (TestVelmioctlDa)"_s.arg(QCoreApplication::applicationPid());
+        QVERIFY2(run.errors.contains(holder), qPrintable(run.errors));
+        QCOMPARE(run.object()[u"failed"_s].toInt(), 1);
+        QCOMPARE(run.object()[u"new"_s].toInt(), 0);
+        QCOMPARE(run.errors.count(u'\n'), 1);
+    }
 
-    const auto run = tool.runPlain(arguments);
+    void statsCountEverything()
+    {
+        const VelmioctlRunner tool;
+        tool.makeFolder(u"root/a/b"_s);
+        QCOMPARE(tool.run({u"init"_s}).exitCode, 0);
+        QCOMPARE(
+            tool.run({u"folder"_s, u"add"_s, u"root"_s, u"--server-path"_s, u"/r"_s}).exitCode, 0);
+        QCOMPARE(tool.run({u"scan"_s}).exitCode, 0);
 
-    QCOMPARE(run.exitCode, 0);
-    QVERIFY(run.output.startsWith(start));
-    QCOMPARE(run.errors, QString());
-}
+        const auto run = tool.json({u"stats"_s});
+        const auto forPeople = tool.run({u"stats"_s});
 
-void TestVelmioctlDatabase::optionsMayStandBehindTheCommand()
-{
-    const VelmioctlRunner tool;
-    QCOMPARE(tool.run({u"init"_s}).exitCode, 0);
+        QCOMPARE(run.exitCode, 0);
+        const QJsonObject stats = run.object();
+        QCOMPARE(stats[u"path"_s].toString(), tool.databasePath());
+        QCOMPARE(stats[u"schemaVersion"_s].toInt(), 2);
+        QCOMPARE(stats[u"storeId"_s].toString().size(), 32);
+        QCOMPARE(stats[u"moved"_s], QJsonValue(false));
+        QCOMPARE(stats[u"writeAheadLog"_s], QJsonValue(true));
+        QVERIFY(stats[u"fileBytes"_s].toInt() > 0);
+        QVERIFY(stats[u"sqliteVersion"_s].toString().startsWith(u"3."_s));
+        QCOMPARE(stats[u"tables"_s].toObject().size(), 8);
+        QCOMPARE(stats[u"tables"_s][u"FolderConfiguration"_s].toInt(), 3);
+        QCOMPARE(stats[u"tables"_s][u"Schedules"_s].toInt(), 1);
+        const QJsonArray roots{QJsonObject{
+            {u"id"_s, 1},
+            {u"clientPath"_s, tool.path(u"root"_s)},
+            {u"files"_s, 0},
+            {u"bytes"_s, 0},
+            {u"folders"_s, 3}}};
+        QCOMPARE(stats[u"roots"_s].toArray(), roots);
+        QVERIFY(forPeople.output.contains(u"   3  FolderConfiguration\n"_s));
+    }
 
-    const auto run =
-        tool.runPlain({u"server"_s, u"list"_s, u"--json"_s, u"--database"_s, tool.databasePath()});
+    void movedDatabaseIsScannedWhenItIsAdopted()
+    {
+        const VelmioctlRunner tool;
+        QCOMPARE(tool.run({u"init"_s}).exitCode, 0);
+        sync::test::RawDatabase(tool.databasePath())
+            .run(u"UPDATE StoreIdentity SET machineStamp = 'elsewhere'"_s);
 
-    QCOMPARE(run.exitCode, 0);
-    QCOMPARE(run.output, u"[\n]\n"_s);
-}
+        const auto listed = tool.run({u"schedule"_s, u"show"_s});
+        const auto scanned = tool.run({u"scan"_s});
+        const auto unasked = tool.run({u"adopt"_s});
+        const auto adopted = tool.json({u"adopt"_s, u"--yes"_s});
+        const auto again = tool.run({u"adopt"_s});
+        const auto scannedThen = tool.run({u"scan"_s});
 
-void TestVelmioctlDatabase::asciiLocaleIsNoTrouble()
-{
-    VelmioctlRunner tool;
-    tool.environment.remove(u"LC_ALL"_s);
-    tool.environment.insert(u"LANG"_s, u"C"_s);
-    tool.makeFolder(u"r\u00e9/\u65e5"_s);
-    QCOMPARE(tool.run({u"init"_s}).errors, QString());
-    QCOMPARE(
-        tool.run({u"folder"_s, u"add"_s, tool.path(u"r\u00e9"_s), u"--server-path"_s, u"/r"_s})
-            .exitCode,
-        0);
-    QCOMPARE(tool.run({u"scan"_s}).exitCode, 0);
+        QCOMPARE(listed.exitCode, 0);
+        QVERIFY(listed.errors.startsWith(u"warning: The database "_s));
+        QVERIFY(listed.errors.contains(u"'velmioctl adopt'"_s));
+        QCOMPARE(listed.errors.count(u'\n'), 2);
+        QCOMPARE(scanned.exitCode, 8);
+        QVERIFY(scanned.errors.contains(u"error: Nothing was scanned"_s));
+        QCOMPARE(unasked.exitCode, 2);
+        QCOMPARE(adopted.exitCode, 0);
+        QCOMPARE(adopted.object()[u"adopted"_s], QJsonValue(true));
+        QCOMPARE(adopted.object()[u"storeId"_s].toString().size(), 32);
+        QCOMPARE(again.errors, QString());
+        QVERIFY(again.output.contains(u"already"_s));
+        QCOMPARE(scannedThen.exitCode, 0);
+    }
 
-    const auto tree = tool.run({u"folder"_s, u"tree"_s});
+    void newerDatabaseThatMayBeUsedIsToldAndUsed()
+    {
+        const VelmioctlRunner tool;
+        QCOMPARE(tool.run({u"init"_s}).exitCode, 0);
+        sync::test::RawDatabase(tool.databasePath()).run(u"PRAGMA user_version = 3"_s);
 
-    QCOMPARE(
-        tree.output, tool.path(u"r\u00e9"_s) + u"  [1, syncing]\n`-- \u65e5  [2, created]\n"_s);
-    QCOMPARE(tree.errors, QString());
-}
+        const auto run = tool.run({u"schedule"_s, u"show"_s});
 
-void TestVelmioctlDatabase::nothingIsColouredInAPipe()
-{
-    VelmioctlRunner tool;
-    tool.environment.insert(u"TERM"_s, u"xterm-256color"_s);
+        QCOMPARE(run.exitCode, 0);
+        QVERIFY(run.errors.startsWith(u"warning: "_s));
+        QVERIFY(run.errors.contains(u"schema version 3"_s));
+        QCOMPARE(run.errors.count(u'\n'), 1);
+    }
 
-    QVERIFY(!tool.run({u"stats"_s}).errors.contains(u'\x1b'));
-    QVERIFY(!tool.run({u"init"_s}).output.contains(u'\x1b'));
-}
+    void databaseWithoutALogIsToldAndUsed()
+    {
+        const VelmioctlRunner tool;
+        QCOMPARE(tool.run({u"init"_s}).exitCode, 0);
+        sync::test::RawDatabase other(tool.databasePath());
+        other.run(u"PRAGMA journal_mode = DELETE; BEGIN IMMEDIATE"_s);
+
+        const auto forPeople = tool.run({u"stats"_s});
+        const auto run = tool.json({u"stats"_s});
+
+        QCOMPARE(forPeople.exitCode, 0);
+        QVERIFY(forPeople.errors.startsWith(u"warning: "_s));
+        QCOMPARE(forPeople.errors.count(u'\n'), 1);
+        QVERIFY(forPeople.output.contains(u"a journal is used"_s));
+        QCOMPARE(run.object()[u"writeAheadLog"_s], QJsonValue(false));
+    }
+
+    void wrongArgumentsAreUsageErrors_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::newRow("nothing") << QStringList{};
+        QTest::newRow("unknown command") << QStringList{u"frobnicate"_s};
+        QTest::newRow("noun alone") << QStringList{u"server"_s};
+        QTest::newRow("unknown option") << QStringList{u"stats"_s, u"--frobnicate"_s};
+        QTest::newRow("missing value") << QStringList{u"server"_s, u"show"_s};
+        QTest::newRow("no number") << QStringList{u"server"_s, u"show"_s, u"one"_s};
+        QTest::newRow("too many words") << QStringList{u"server"_s, u"list"_s, u"all"_s};
+        QTest::newRow("option that excludes another")
+            << QStringList{u"folder"_s, u"list"_s, u"--all"_s, u"--orphans"_s};
+        QTest::newRow("negative depth")
+            << QStringList{u"folder"_s, u"tree"_s, u"--depth"_s, u"-1"_s};
+    }
+
+    void wrongArgumentsAreUsageErrors()
+    {
+        QFETCH(QStringList, arguments);
+        const VelmioctlRunner tool;
+        QCOMPARE(tool.run({u"init"_s}).exitCode, 0);
+
+        const auto run = tool.run(arguments);
+
+        QCOMPARE(run.exitCode, 2);
+        QCOMPARE(run.output, QString());
+        QVERIFY(run.errors.startsWith(u"error: "_s));
+        QVERIFY(run.errors.contains(u"--help"_s));
+    }
+
+    void argumentThatIsNoTextIsRefused()
+    {
+        const VelmioctlRunner tool;
+        // QProcess writes its arguments as UTF-8, so a shell makes the byte.
+        QProcess shell;
+        shell.setProcessEnvironment(tool.environment);
+        shell.start(
+            u"sh"_s,
+            {u"-c"_s, u"\"$0\" folder check \"$(printf 'a\\377')\""_s, tool.programPath()});
+        QVERIFY(shell.waitForFinished());
+
+        QCOMPARE(shell.exitCode(), 2);
+        QVERIFY(shell.readAllStandardError().contains("a\\xff"));
+    }
+
+    void helpAndVersionGoToOutput_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<QString>("start");
+        QTest::newRow("version") << QStringList{u"--version"_s} << u"velmioctl 1."_s;
+        QTest::newRow("help") << QStringList{u"--help"_s} << u"Inspects and"_s;
+        QTest::newRow("help of a command")
+            << QStringList{u"folder"_s, u"add"_s, u"--help"_s} << u"Register a directory"_s;
+    }
+
+    void helpAndVersionGoToOutput()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(QString, start);
+        const VelmioctlRunner tool;
+
+        const auto run = tool.runPlain(arguments);
+
+        QCOMPARE(run.exitCode, 0);
+        QVERIFY(run.output.startsWith(start));
+        QCOMPARE(run.errors, QString());
+    }
+
+    void optionsMayStandBehindTheCommand()
+    {
+        const VelmioctlRunner tool;
+        QCOMPARE(tool.run({u"init"_s}).exitCode, 0);
+
+        const auto run = tool.runPlain(
+            {u"server"_s, u"list"_s, u"--json"_s, u"--database"_s, tool.databasePath()});
+
+        QCOMPARE(run.exitCode, 0);
+        QCOMPARE(run.output, u"[\n]\n"_s);
+    }
+
+    void asciiLocaleIsNoTrouble()
+    {
+        VelmioctlRunner tool;
+        tool.environment.remove(u"LC_ALL"_s);
+        tool.environment.insert(u"LANG"_s, u"C"_s);
+        tool.makeFolder(u"r\u00e9/\u65e5"_s);
+        QCOMPARE(tool.run({u"init"_s}).errors, QString());
+        QCOMPARE(
+            tool.run({u"folder"_s, u"add"_s, tool.path(u"r\u00e9"_s), u"--server-path"_s, u"/r"_s})
+                .exitCode,
+            0);
+        QCOMPARE(tool.run({u"scan"_s}).exitCode, 0);
+
+        const auto tree = tool.run({u"folder"_s, u"tree"_s});
+
+        QCOMPARE(
+            tree.output, tool.path(u"r\u00e9"_s) + u"  [1, syncing]\n`-- \u65e5  [2, created]\n"_s);
+        QCOMPARE(tree.errors, QString());
+    }
+
+    void nothingIsColouredInAPipe()
+    {
+        VelmioctlRunner tool;
+        tool.environment.insert(u"TERM"_s, u"xterm-256color"_s);
+
+        QVERIFY(!tool.run({u"stats"_s}).errors.contains(u'\x1b'));
+        QVERIFY(!tool.run({u"init"_s}).output.contains(u'\x1b'));
+    }
+};
 
 QTEST_GUILESS_MAIN(TestVelmioctlDatabase)
 #include "TestVelmioctlDatabase.moc"

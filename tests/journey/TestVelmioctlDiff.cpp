@@ -13,18 +13,166 @@ class TestVelmioctlDiff : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void init();
-    void cleanup();
+    void init()
+    {
+        tool = std::make_unique<VelmioctlRunner>();
+        run({u"init"_s});
+        RawDatabase(database())
+            .run(u"INSERT INTO ServerConfiguration (id, alias, davUrl) VALUES (1, 'one', 'd'),"
+                 u" (2, 'two', x'00'), (3, 'three', NULL);"
+                 u"INSERT INTO AuthenticationConfiguration (id, domain, userName)"
+                 u" VALUES (1, 'dom', 'kim');"
+                 u"INSERT INTO ProductConfiguration (id, name, consumerSecret)"
+                 u" VALUES (1, 'p', 'deep secret')"_s);
+        run({u"backup"_s, u"old.db"_s});
+        run({u"export"_s, u"old.json"_s});
+    }
 
-    void databaseEqualsItsExport();
-    void differencesAreShownRowByRow();
-    void differencesComeAsJson();
-    void exportsAreComparedWithEachOther();
-    void secretsAreNeverShown();
-    void samePasswordIsSameWhateverItsBytes();
-    void tablesThatOneLacksAreNotCompared();
-    void nothingIsWritten();
-    void wrongUseIsRefused();
+    void cleanup() { tool.reset(); }
+
+    void databaseEqualsItsExport()
+    {
+        const auto answer = tool->run({u"diff"_s, database(), u"old.json"_s});
+
+        QCOMPARE(answer.exitCode, 0);
+        QVERIFY(answer.output.startsWith(u"ONLY IN A  ONLY IN B  CHANGED  SAME  TABLE\n"_s));
+        QVERIFY(answer.output.contains(
+            u"\n        0          0        0     3  ServerConfiguration\n"_s));
+        QCOMPARE(answer.errors, u"The secrets in an export are not compared.\n"_s);
+        QCOMPARE(tool->run({u"diff"_s, database(), u"old.db"_s}).exitCode, 0);
+    }
+
+    void differencesAreShownRowByRow()
+    {
+        execute(u"DELETE FROM ServerConfiguration WHERE id = 1"_s);
+        execute(
+            u"UPDATE ServerConfiguration SET alias = NULL, davUrl = 'x' || char(27) WHERE id = 2"_s);
+        execute(u"INSERT INTO ServerConfiguration (id, alias) VALUES (9, 'nine')"_s);
+
+        const auto answer = tool->run({u"diff"_s, u"old.db"_s, database()});
+
+        QCOMPARE(answer.exitCode, 1);
+        QVERIFY2(
+            answer.output.startsWith(u"ServerConfiguration 1 (\"one\"): only in A\n"
+                                     u"ServerConfiguration 2 (\"two\"):\n"
+                                     u"    alias: \"two\" -> null\n"
+                                     u"    davUrl: {\"blob\": \"AA==\"} -> \"x\\u001b\"\n"
+                                     u"ServerConfiguration 9 (\"nine\"): only in B\n"
+                                     u"ONLY IN A"_s),
+            qPrintable(answer.output));
+        QVERIFY(answer.output.contains(
+            u"\n        1          1        1     1  ServerConfiguration\n"_s));
+    }
+
+    void differencesComeAsJson()
+    {
+        execute(u"DELETE FROM ServerConfiguration WHERE id = 1"_s);
+        execute(u"UPDATE ServerConfiguration SET alias = 'zwei' WHERE id = 2"_s);
+
+        const auto answer = tool->json({u"diff"_s, u"old.json"_s, database()});
+
+        QCOMPARE(answer.exitCode, 1);
+        const QJsonObject object = answer.object();
+        QCOMPARE(object[u"a"_s].toString(), tool->path(u"old.json"_s));
+        QCOMPARE(object[u"b"_s].toString(), database());
+        QCOMPARE(object[u"same"_s].toBool(true), false);
+        const QJsonObject table = object[u"tables"_s][u"ServerConfiguration"_s].toObject();
+        QCOMPARE(table[u"same"_s].toInt(), 1);
+        QCOMPARE(
+            table[u"rows"_s][0].toObject(), (QJsonObject{{u"id"_s, 1}, {u"onlyIn"_s, u"a"_s}}));
+        QCOMPARE(
+            table[u"rows"_s][1][u"columns"_s].toObject(),
+            (QJsonObject{{u"alias"_s, QJsonObject{{u"a"_s, u"two"_s}, {u"b"_s, u"zwei"_s}}}}));
+        QCOMPARE(object[u"tables"_s].toObject().size(), 8);
+    }
+
+    void exportsAreComparedWithEachOther()
+    {
+        execute(u"UPDATE ServerConfiguration SET alias = 'zwei' WHERE id = 2"_s);
+        run({u"export"_s, u"new.json"_s});
+
+        const auto answer = tool->run({u"diff"_s, u"old.json"_s, u"new.json"_s});
+
+        QCOMPARE(answer.exitCode, 1);
+        QVERIFY(answer.output.contains(u"    alias: \"two\" -> \"zwei\"\n"_s));
+        QCOMPARE(tool->run({u"diff"_s, u"new.json"_s, u"new.json"_s}).exitCode, 0);
+    }
+
+    void secretsAreNeverShown()
+    {
+        storePassword("well hidden\n");
+        execute(u"UPDATE ProductConfiguration SET consumerSecret = 'other secret'"_s);
+
+        const auto text = tool->run({u"diff"_s, u"old.db"_s, database()});
+        const auto json = tool->json({u"diff"_s, u"old.db"_s, database()});
+
+        QCOMPARE(text.exitCode, 1);
+        QVERIFY(text.output.contains(u"    encryptedPassword: differs\n"_s));
+        QVERIFY(text.output.contains(u"    consumerSecret: differs\n"_s));
+        QCOMPARE(
+            json.object()[u"tables"_s][u"ProductConfiguration"_s][u"rows"_s][0][u"columns"_s]
+                .toObject(),
+            (QJsonObject{{u"consumerSecret"_s, QJsonObject{{u"differs"_s, true}}}}));
+        for (const VelmioctlRun& answer : {text, json}) {
+            const QString all = answer.output + answer.errors;
+            QVERIFY(!all.contains(u"hidden"_s) && !all.contains(u" secret"_s));
+            QVERIFY(!all.contains(u"blob"_s));
+        }
+    }
+
+    void samePasswordIsSameWhateverItsBytes()
+    {
+        storePassword("well hidden\n");
+        run({u"backup"_s, u"mid.db"_s});
+        storePassword("well hidden\n");
+        const auto same = tool->run({u"diff"_s, u"mid.db"_s, database()});
+        storePassword("hidden better\n");
+        const auto other = tool->run({u"diff"_s, u"mid.db"_s, database()});
+
+        QCOMPARE(same.exitCode, 0);
+        QCOMPARE(other.exitCode, 1);
+    }
+
+    void tablesThatOneLacksAreNotCompared()
+    {
+        run({u"export"_s, u"part.json"_s, u"--tables"_s, u"Schedules"_s});
+        execute(u"DELETE FROM ServerConfiguration"_s);
+
+        const auto answer = tool->run({u"diff"_s, database(), u"part.json"_s});
+
+        QCOMPARE(answer.exitCode, 0);
+        QVERIFY(
+            answer.errors.startsWith(u"Not compared, because only one of the two has them: "
+                                     u"AuthenticationConfiguration, BaseFileConfiguration, "_s));
+    }
+
+    void nothingIsWritten()
+    {
+        QFile file(tool->path(u"old.db"_s));
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const QByteArray backup = file.readAll();
+        const QByteArray before = tool->databaseBytes();
+
+        run({u"diff"_s, u"old.db"_s, database()});
+
+        QVERIFY(file.seek(0));
+        QCOMPARE(file.readAll(), backup);
+        QCOMPARE(tool->databaseBytes(), before);
+        QVERIFY(!QFile::exists(tool->path(u"old.db-wal"_s)));
+    }
+
+    void wrongUseIsRefused()
+    {
+        tool->writeFile(u"text"_s, "{\n}");
+
+        QCOMPARE(tool->run({u"diff"_s, database()}).exitCode, 2);
+        QCOMPARE(tool->run({u"diff"_s, database(), u"nowhere"_s}).exitCode, 3);
+        const auto answer = tool->run({u"diff"_s, database(), u"text"_s});
+        QCOMPARE(answer.exitCode, 2);
+        QVERIFY(answer.errors.contains(u"/text\", line 2: \"format\" is missing."_s));
+        tool->writeFile(u"database"_s, QByteArray("SQLite format 3\0", 16) + QByteArray(4080, 'x'));
+        QCOMPARE(tool->run({u"diff"_s, database(), u"database"_s}).exitCode, 5);
+    }
 
 private:
     void run(const QStringList& arguments) const
@@ -43,168 +191,6 @@ private:
 
     std::unique_ptr<VelmioctlRunner> tool;
 };
-
-void TestVelmioctlDiff::init()
-{
-    tool = std::make_unique<VelmioctlRunner>();
-    run({u"init"_s});
-    RawDatabase(database())
-        .run(u"INSERT INTO ServerConfiguration (id, alias, davUrl) VALUES (1, 'one', 'd'),"
-             u" (2, 'two', x'00'), (3, 'three', NULL);"
-             u"INSERT INTO AuthenticationConfiguration (id, domain, userName)"
-             u" VALUES (1, 'dom', 'kim');"
-             u"INSERT INTO ProductConfiguration (id, name, consumerSecret)"
-             u" VALUES (1, 'p', 'deep secret')"_s);
-    run({u"backup"_s, u"old.db"_s});
-    run({u"export"_s, u"old.json"_s});
-}
-
-void TestVelmioctlDiff::cleanup()
-{
-    tool.reset();
-}
-
-void TestVelmioctlDiff::databaseEqualsItsExport()
-{
-    const auto answer = tool->run({u"diff"_s, database(), u"old.json"_s});
-
-    QCOMPARE(answer.exitCode, 0);
-    QVERIFY(answer.output.startsWith(u"ONLY IN A  ONLY IN B  CHANGED  SAME  TABLE\n"_s));
-    QVERIFY(
-        answer.output.contains(u"\n        0          0        0     3  ServerConfiguration\n"_s));
-    QCOMPARE(answer.errors, u"The secrets in an export are not compared.\n"_s);
-    QCOMPARE(tool->run({u"diff"_s, database(), u"old.db"_s}).exitCode, 0);
-}
-
-void TestVelmioctlDiff::differencesAreShownRowByRow()
-{
-    execute(u"DELETE FROM ServerConfiguration WHERE id = 1"_s);
-    execute(
-        u"UPDATE ServerConfiguration SET alias = NULL, davUrl = 'x' || char(27) WHERE id = 2"_s);
-    execute(u"INSERT INTO ServerConfiguration (id, alias) VALUES (9, 'nine')"_s);
-
-    const auto answer = tool->run({u"diff"_s, u"old.db"_s, database()});
-
-    QCOMPARE(answer.exitCode, 1);
-    QVERIFY2(
-        answer.output.startsWith(u"ServerConfiguration 1 (\"one\"): only in A\n"
-                                 u"ServerConfiguration 2 (\"two\"):\n"
-                                 u"    alias: \"two\" -> null\n"
-                                 u"    davUrl: {\"blob\": \"AA==\"} -> \"x\\u001b\"\n"
-                                 u"ServerConfiguration 9 (\"nine\"): only in B\n"
-                                 u"ONLY IN A"_s),
-        qPrintable(answer.output));
-    QVERIFY(
-        answer.output.contains(u"\n        1          1        1     1  ServerConfiguration\n"_s));
-}
-
-void TestVelmioctlDiff::differencesComeAsJson()
-{
-    execute(u"DELETE FROM ServerConfiguration WHERE id = 1"_s);
-    execute(u"UPDATE ServerConfiguration SET alias = 'zwei' WHERE id = 2"_s);
-
-    const auto answer = tool->json({u"diff"_s, u"old.json"_s, database()});
-
-    QCOMPARE(answer.exitCode, 1);
-    const QJsonObject object = answer.object();
-    QCOMPARE(object[u"a"_s].toString(), tool->path(u"old.json"_s));
-    QCOMPARE(object[u"b"_s].toString(), database());
-    QCOMPARE(object[u"same"_s].toBool(true), false);
-    const QJsonObject table = object[u"tables"_s][u"ServerConfiguration"_s].toObject();
-    QCOMPARE(table[u"same"_s].toInt(), 1);
-    QCOMPARE(table[u"rows"_s][0].toObject(), (QJsonObject{{u"id"_s, 1}, {u"onlyIn"_s, u"a"_s}}));
-    QCOMPARE(
-        table[u"rows"_s][1][u"columns"_s].toObject(),
-        (QJsonObject{{u"alias"_s, QJsonObject{{u"a"_s, u"two"_s}, {u"b"_s, u"zwei"_s}}}}));
-    QCOMPARE(object[u"tables"_s].toObject().size(), 8);
-}
-
-void TestVelmioctlDiff::exportsAreComparedWithEachOther()
-{
-    execute(u"UPDATE ServerConfiguration SET alias = 'zwei' WHERE id = 2"_s);
-    run({u"export"_s, u"new.json"_s});
-
-    const auto answer = tool->run({u"diff"_s, u"old.json"_s, u"new.json"_s});
-
-    QCOMPARE(answer.exitCode, 1);
-    QVERIFY(answer.output.contains(u"    alias: \"two\" -> \"zwei\"\n"_s));
-    QCOMPARE(tool->run({u"diff"_s, u"new.json"_s, u"new.json"_s}).exitCode, 0);
-}
-
-void TestVelmioctlDiff::secretsAreNeverShown()
-{
-    storePassword("well hidden\n");
-    execute(u"UPDATE ProductConfiguration SET consumerSecret = 'other secret'"_s);
-
-    const auto text = tool->run({u"diff"_s, u"old.db"_s, database()});
-    const auto json = tool->json({u"diff"_s, u"old.db"_s, database()});
-
-    QCOMPARE(text.exitCode, 1);
-    QVERIFY(text.output.contains(u"    encryptedPassword: differs\n"_s));
-    QVERIFY(text.output.contains(u"    consumerSecret: differs\n"_s));
-    QCOMPARE(
-        json.object()[u"tables"_s][u"ProductConfiguration"_s][u"rows"_s][0][u"columns"_s]
-            .toObject(),
-        (QJsonObject{{u"consumerSecret"_s, QJsonObject{{u"differs"_s, true}}}}));
-    for (const VelmioctlRun& answer : {text, json}) {
-        const QString all = answer.output + answer.errors;
-        QVERIFY(!all.contains(u"hidden"_s) && !all.contains(u" secret"_s));
-        QVERIFY(!all.contains(u"blob"_s));
-    }
-}
-
-void TestVelmioctlDiff::samePasswordIsSameWhateverItsBytes()
-{
-    storePassword("well hidden\n");
-    run({u"backup"_s, u"mid.db"_s});
-    storePassword("well hidden\n");
-    const auto same = tool->run({u"diff"_s, u"mid.db"_s, database()});
-    storePassword("hidden better\n");
-    const auto other = tool->run({u"diff"_s, u"mid.db"_s, database()});
-
-    QCOMPARE(same.exitCode, 0);
-    QCOMPARE(other.exitCode, 1);
-}
-
-void TestVelmioctlDiff::tablesThatOneLacksAreNotCompared()
-{
-    run({u"export"_s, u"part.json"_s, u"--tables"_s, u"Schedules"_s});
-    execute(u"DELETE FROM ServerConfiguration"_s);
-
-    const auto answer = tool->run({u"diff"_s, database(), u"part.json"_s});
-
-    QCOMPARE(answer.exitCode, 0);
-    QVERIFY(answer.errors.startsWith(u"Not compared, because only one of the two has them: "
-                                     u"AuthenticationConfiguration, BaseFileConfiguration, "_s));
-}
-
-void TestVelmioctlDiff::nothingIsWritten()
-{
-    QFile file(tool->path(u"old.db"_s));
-    QVERIFY(file.open(QIODevice::ReadOnly));
-    const QByteArray backup = file.readAll();
-    const QByteArray before = tool->databaseBytes();
-
-    run({u"diff"_s, u"old.db"_s, database()});
-
-    QVERIFY(file.seek(0));
-    QCOMPARE(file.readAll(), backup);
-    QCOMPARE(tool->databaseBytes(), before);
-    QVERIFY(!QFile::exists(tool->path(u"old.db-wal"_s)));
-}
-
-void TestVelmioctlDiff::wrongUseIsRefused()
-{
-    tool->writeFile(u"text"_s, "{\n}");
-
-    QCOMPARE(tool->run({u"diff"_s, database()}).exitCode, 2);
-    QCOMPARE(tool->run({u"diff"_s, database(), u"nowhere"_s}).exitCode, 3);
-    const auto answer = tool->run({u"diff"_s, database(), u"text"_s});
-    QCOMPARE(answer.exitCode, 2);
-    QVERIFY(answer.errors.contains(u"/text\", line 2: \"format\" is missing."_s));
-    tool->writeFile(u"database"_s, QByteArray("SQLite format 3\0", 16) + QByteArray(4080, 'x'));
-    QCOMPARE(tool->run({u"diff"_s, database(), u"database"_s}).exitCode, 5);
-}
 
 QTEST_GUILESS_MAIN(TestVelmioctlDiff)
 #include "TestVelmioctlDiff.moc"

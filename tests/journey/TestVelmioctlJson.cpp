@@ -55,224 +55,205 @@ class TestVelmioctlJson : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase();
-    void cleanupTestCase();
+    void initTestCase()
+    {
+        tool = std::make_unique<VelmioctlRunner>();
+        tool->makeFolder(u"Work/Plans"_s);
+        tool->writeFile(u"Work/Plans/plan.txt"_s, "plan");
+        tool->writeFile(u"Work/notes.txt"_s, "notes");
+        QVERIFY(!schema.root().isEmpty());
+    }
 
-    void answerFollowsTheSchema_data();
-    void answerFollowsTheSchema();
-    void recoveryFollowsTheSchema();
-    void versionNamesTheSchema();
-    void everyCommandWasTried();
+    void cleanupTestCase() { tool.reset(); }
+
+    void answerFollowsTheSchema_data()
+    {
+        QTest::addColumn<QString>("command");
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<QByteArray>("input");
+        addRecordSteps();
+        addTreeSteps();
+        addStoreSteps();
+    }
+
+    void answerFollowsTheSchema()
+    {
+        QFETCH(QString, command);
+        QFETCH(QStringList, arguments);
+        QFETCH(QByteArray, input);
+        // "@" stands for the temporary folder.
+        for (QString& argument : arguments) {
+            if (argument.startsWith(u'@'))
+                argument = path(argument.mid(1));
+        }
+        if (command == u"file links"_s) {
+            QVERIFY(tool->execute(
+                u"UPDATE FileConfiguration SET fileLinks = '%1' WHERE id = 1"_s.arg(FileLinks)));
+        }
+
+        const auto run = tool->feedJson(command.split(u' ') + arguments, input);
+
+        check(command, run);
+    }
+
+    void recoveryFollowsTheSchema()
+    {
+        damage(u"ProductConfiguration"_s);
+
+        const auto salvaged = tool->json({u"recover"_s, u"--salvage"_s, u"--yes"_s});
+        check(u"recover"_s, salvaged);
+
+        QVERIFY(QFile::remove(tool->databasePath()));
+        const auto restored = tool->json({u"recover"_s, u"--from-backup"_s, u"--yes"_s});
+        check(u"recover"_s, restored);
+    }
+
+    void versionNamesTheSchema()
+    {
+        const auto run = tool->runPlain({u"--version"_s, u"--json"_s});
+
+        check(u"--version"_s, run);
+        QCOMPARE(run.object()[u"jsonSchema"_s], schema.root()[u"version"_s]);
+    }
+
+    void everyCommandWasTried()
+    {
+        const QStringList described = schema.root()[u"properties"_s].toObject().keys();
+        const QSet<QString> commands = commandNames() + QSet<QString>{u"--version"_s};
+
+        QCOMPARE(tried, commands);
+        QCOMPARE(QSet<QString>(described.begin(), described.end()), commands);
+    }
 
 private:
     // Each on what the ones before have left.
     static void addStep(
-        const QString& command, const QStringList& arguments = {}, const QByteArray& input = {});
-    static void addRecordSteps();
-    static void addTreeSteps();
-    static void addStoreSteps();
-    void check(const QString& command, const VelmioctlRun& run);
+        const QString& command, const QStringList& arguments = {}, const QByteArray& input = {})
+    {
+        QTest::addRow("%s %s", qPrintable(command), qPrintable(arguments.join(u' ')))
+            << command << arguments << input;
+    }
+
+    static void addRecordSteps()
+    {
+        const QStringList user{u"--server"_s,         u"1"_s,          u"--domain"_s,
+                               u"example.com"_s,      u"--user"_s,     u"kim"_s,
+                               u"--password-stdin"_s, u"--property"_s, u"Region=n"_s};
+        const QStringList product{u"--server"_s,       u"1"_s, u"--name"_s,        u"Desktop"_s,
+                                  u"--consumer-key"_s, u"k"_s, u"--secret-stdin"_s};
+        addStep(u"init"_s);
+        addStep(u"server add"_s, ServerUrls + QStringList{u"--property"_s, u"Region=north"_s});
+        addStep(u"server add"_s, ServerUrls);
+        addStep(u"server list"_s);
+        addStep(u"server show"_s, {u"1"_s});
+        addStep(u"server set"_s, {u"1"_s, u"--alias"_s, u"team"_s});
+        addStep(u"server default"_s);
+        addStep(u"server remove"_s, {u"2"_s, u"--yes"_s});
+        addStep(u"signin add"_s, user, "secret");
+        addStep(u"signin add"_s, user, "secret");
+        addStep(u"signin list"_s);
+        addStep(u"signin show"_s, {u"1"_s, u"--reveal"_s});
+        addStep(u"signin set"_s, {u"1"_s, u"--domain-id"_s, u"7"_s});
+        addStep(u"signin password"_s, {u"1"_s, u"--password-stdin"_s}, "new");
+        addStep(u"signin remove"_s, {u"2"_s, u"--yes"_s});
+        addStep(u"product add"_s, product, "secret");
+        addStep(u"product add"_s, product, "secret");
+        addStep(u"product list"_s);
+        addStep(u"product show"_s, {u"1"_s, u"--reveal"_s});
+        addStep(u"product set"_s, {u"1"_s, u"--name"_s, u"Client"_s});
+        addStep(u"product remove"_s, {u"2"_s, u"--yes"_s});
+    }
+
+    static void addTreeSteps()
+    {
+        addStep(
+            u"folder add"_s, {u"@Work"_s, u"--server-path"_s, u"/Work"_s, u"--signin"_s, u"1"_s,
+                              u"--product"_s, u"1"_s});
+        addStep(u"status"_s);
+        addStep(u"scan"_s);
+        addStep(u"folder list"_s, {u"--all"_s});
+        addStep(u"folder tree"_s);
+        addStep(u"folder show"_s, {u"@Work"_s});
+        addStep(u"folder set"_s, {u"@Work/Plans"_s, u"--status"_s, u"syncing"_s});
+        addStep(u"folder check"_s, {u"@Work/Plans"_s});
+        addStep(u"folder check"_s, {u"@elsewhere"_s});
+        addStep(u"folder check-server"_s, {u"/Work"_s, u"--signin"_s, u"1"_s});
+        addStep(u"explain"_s, {u"@Work/notes.txt"_s});
+        addStep(u"explain"_s, {u"@elsewhere"_s});
+        addStep(u"file add"_s, {u"@Work/new.txt"_s, u"--missing-ok"_s});
+        addStep(
+            u"file add"_s,
+            {u"@preview"_s, u"--type"_s, u"generated"_s, u"--parent"_s, u"1"_s, u"--missing-ok"_s});
+        addStep(
+            u"file add"_s,
+            {u"@base"_s, u"--type"_s, u"base"_s, u"--parent"_s, u"1"_s, u"--missing-ok"_s});
+        addStep(u"file list"_s);
+        addStep(u"file show"_s, {u"1"_s});
+        addStep(u"file set"_s, {u"1"_s, u"--owner"_s, u"me"_s, u"--property"_s, u"Colour=red"_s});
+        addStep(u"file links"_s, {u"1"_s});
+        addStep(u"file generated"_s, {u"1"_s});
+        addStep(u"file base"_s, {u"1"_s});
+        addStep(u"file remove"_s, {u"1"_s, u"--yes"_s});
+        addStep(u"folder remove"_s, {u"@Work/Plans"_s, u"--yes"_s});
+        addStep(u"stats"_s);
+        addStep(u"doctor"_s);
+        addStep(u"doctor"_s, {u"--fix"_s, u"--yes"_s});
+        addStep(u"folder clean"_s, {u"@Work"_s, u"--yes"_s});
+    }
+
+    static void addStoreSteps()
+    {
+        addStep(u"schedule show"_s);
+        addStep(u"schedule set"_s, {u"1"_s, u"--start"_s, u"2026-12-01T08:30"_s});
+        addStep(u"schedule remove"_s, {u"1"_s, u"--yes"_s});
+        addStep(u"secrets verify"_s);
+        addStep(u"secrets rekey"_s);
+        addStep(u"secrets where"_s);
+        addStep(u"adopt"_s, {u"--yes"_s});
+        addStep(u"backup"_s, {u"@copy.db"_s});
+        addStep(u"backup"_s);
+        addStep(u"backup"_s, {u"--list"_s});
+        addStep(u"restore"_s, {u"@copy.db"_s, u"--yes"_s});
+        addStep(u"export"_s, {u"@rows.json"_s});
+        addStep(u"server add"_s, ServerUrls);
+        addStep(u"diff"_s, {u"@copy.db"_s, u"@configuration.db"_s});
+        addStep(u"server set"_s, {u"1"_s, u"--alias"_s, u"changed"_s});
+        addStep(u"diff"_s, {u"@rows.json"_s, u"@configuration.db"_s});
+        addStep(u"import"_s, {u"@rows.json"_s, u"--replace"_s, u"--yes"_s});
+        addStep(u"bundle"_s, {u"@bundle.tar.gz"_s, u"--yes"_s});
+    }
+
+    void check(const QString& command, const VelmioctlRun& run)
+    {
+        tried += command;
+        QVERIFY2(run.exitCode == 0 || run.exitCode == 1, qPrintable(run.errors));
+        const QStringList violations = schema.violations(command, valueOf(run));
+        QVERIFY2(violations.isEmpty(), qPrintable(violations.join(u'\n')));
+    }
+
     // Noise in the place of the table's only page.
-    void damage(const QString& table) const;
+    void damage(const QString& table) const
+    {
+        qint64 page = 0;
+        {
+            RawDatabase raw(tool->databasePath());
+            raw.run(u"PRAGMA wal_checkpoint(TRUNCATE)"_s);
+            page = raw.value(u"SELECT rootpage FROM sqlite_schema WHERE name = '%1'"_s.arg(table))
+                       .toLongLong();
+        }
+        constexpr qint64 PageBytes = 4096;
+        QFile file(tool->databasePath());
+        QVERIFY(file.open(QIODevice::ReadWrite));
+        QVERIFY(file.seek((page - 1) * PageBytes));
+        QCOMPARE(file.write(QByteArray(PageBytes, '\x5a')), PageBytes);
+    }
+
     QString path(const QString& name) const { return tool->path(name); }
 
     std::unique_ptr<VelmioctlRunner> tool;
     const JsonSchema schema{QStringLiteral(VELMIO_SOURCE_DIRECTORY "/docs/velmioctl.schema.json")};
     QSet<QString> tried;
 };
-
-void TestVelmioctlJson::initTestCase()
-{
-    tool = std::make_unique<VelmioctlRunner>();
-    tool->makeFolder(u"Work/Plans"_s);
-    tool->writeFile(u"Work/Plans/plan.txt"_s, "plan");
-    tool->writeFile(u"Work/notes.txt"_s, "notes");
-    QVERIFY(!schema.root().isEmpty());
-}
-
-void TestVelmioctlJson::cleanupTestCase()
-{
-    tool.reset();
-}
-
-void TestVelmioctlJson::check(const QString& command, const VelmioctlRun& run)
-{
-    tried += command;
-    QVERIFY2(run.exitCode == 0 || run.exitCode == 1, qPrintable(run.errors));
-    const QStringList violations = schema.violations(command, valueOf(run));
-    QVERIFY2(violations.isEmpty(), qPrintable(violations.join(u'\n')));
-}
-
-void TestVelmioctlJson::damage(const QString& table) const
-{
-    qint64 page = 0;
-    {
-        RawDatabase raw(tool->databasePath());
-        raw.run(u"PRAGMA wal_checkpoint(TRUNCATE)"_s);
-        page = raw.value(u"SELECT rootpage FROM sqlite_schema WHERE name = '%1'"_s.arg(table))
-                   .toLongLong();
-    }
-    constexpr qint64 PageBytes = 4096;
-    QFile file(tool->databasePath());
-    QVERIFY(file.open(QIODevice::ReadWrite));
-    QVERIFY(file.seek((page - 1) * PageBytes));
-    QCOMPARE(file.write(QByteArray(PageBytes, '\x5a')), PageBytes);
-}
-
-void TestVelmioctlJson::addStep(
-    const QString& command, const QStringList& arguments, const QByteArray& input)
-{
-    QTest::addRow("%s %s", qPrintable(command), qPrintable(arguments.join(u' ')))
-        << command << arguments << input;
-}
-
-void TestVelmioctlJson::addRecordSteps()
-{
-    const QStringList user{u"--server"_s,         u"1"_s,          u"--domain"_s,
-                           u"example.com"_s,      u"--user"_s,     u"kim"_s,
-                           u"--password-stdin"_s, u"--property"_s, u"Region=n"_s};
-    const QStringList product{u"--server"_s,       u"1"_s, u"--name"_s,        u"Desktop"_s,
-                              u"--consumer-key"_s, u"k"_s, u"--secret-stdin"_s};
-    addStep(u"init"_s);
-    addStep(u"server add"_s, ServerUrls + QStringList{u"--property"_s, u"Region=north"_s});
-    addStep(u"server add"_s, ServerUrls);
-    addStep(u"server list"_s);
-    addStep(u"server show"_s, {u"1"_s});
-    addStep(u"server set"_s, {u"1"_s, u"--alias"_s, u"team"_s});
-    addStep(u"server default"_s);
-    addStep(u"server remove"_s, {u"2"_s, u"--yes"_s});
-    addStep(u"signin add"_s, user, "secret");
-    addStep(u"signin add"_s, user, "secret");
-    addStep(u"signin list"_s);
-    addStep(u"signin show"_s, {u"1"_s, u"--reveal"_s});
-    addStep(u"signin set"_s, {u"1"_s, u"--domain-id"_s, u"7"_s});
-    addStep(u"signin password"_s, {u"1"_s, u"--password-stdin"_s}, "new");
-    addStep(u"signin remove"_s, {u"2"_s, u"--yes"_s});
-    addStep(u"product add"_s, product, "secret");
-    addStep(u"product add"_s, product, "secret");
-    addStep(u"product list"_s);
-    addStep(u"product show"_s, {u"1"_s, u"--reveal"_s});
-    addStep(u"product set"_s, {u"1"_s, u"--name"_s, u"Client"_s});
-    addStep(u"product remove"_s, {u"2"_s, u"--yes"_s});
-}
-
-void TestVelmioctlJson::addTreeSteps()
-{
-    addStep(
-        u"folder add"_s, {u"@Work"_s, u"--server-path"_s, u"/Work"_s, u"--signin"_s, u"1"_s,
-                          u"--product"_s, u"1"_s});
-    addStep(u"status"_s);
-    addStep(u"scan"_s);
-    addStep(u"folder list"_s, {u"--all"_s});
-    addStep(u"folder tree"_s);
-    addStep(u"folder show"_s, {u"@Work"_s});
-    addStep(u"folder set"_s, {u"@Work/Plans"_s, u"--status"_s, u"syncing"_s});
-    addStep(u"folder check"_s, {u"@Work/Plans"_s});
-    addStep(u"folder check"_s, {u"@elsewhere"_s});
-    addStep(u"folder check-server"_s, {u"/Work"_s, u"--signin"_s, u"1"_s});
-    addStep(u"explain"_s, {u"@Work/notes.txt"_s});
-    addStep(u"explain"_s, {u"@elsewhere"_s});
-    addStep(u"file add"_s, {u"@Work/new.txt"_s, u"--missing-ok"_s});
-    addStep(
-        u"file add"_s,
-        {u"@preview"_s, u"--type"_s, u"generated"_s, u"--parent"_s, u"1"_s, u"--missing-ok"_s});
-    addStep(
-        u"file add"_s,
-        {u"@base"_s, u"--type"_s, u"base"_s, u"--parent"_s, u"1"_s, u"--missing-ok"_s});
-    addStep(u"file list"_s);
-    addStep(u"file show"_s, {u"1"_s});
-    addStep(u"file set"_s, {u"1"_s, u"--owner"_s, u"me"_s, u"--property"_s, u"Colour=red"_s});
-    addStep(u"file links"_s, {u"1"_s});
-    addStep(u"file generated"_s, {u"1"_s});
-    addStep(u"file base"_s, {u"1"_s});
-    addStep(u"file remove"_s, {u"1"_s, u"--yes"_s});
-    addStep(u"folder remove"_s, {u"@Work/Plans"_s, u"--yes"_s});
-    addStep(u"stats"_s);
-    addStep(u"doctor"_s);
-    addStep(u"doctor"_s, {u"--fix"_s, u"--yes"_s});
-    addStep(u"folder clean"_s, {u"@Work"_s, u"--yes"_s});
-}
-
-void TestVelmioctlJson::addStoreSteps()
-{
-    addStep(u"schedule show"_s);
-    addStep(u"schedule set"_s, {u"1"_s, u"--start"_s, u"2026-12-01T08:30"_s});
-    addStep(u"schedule remove"_s, {u"1"_s, u"--yes"_s});
-    addStep(u"secrets verify"_s);
-    addStep(u"secrets rekey"_s);
-    addStep(u"secrets where"_s);
-    addStep(u"adopt"_s, {u"--yes"_s});
-    addStep(u"backup"_s, {u"@copy.db"_s});
-    addStep(u"backup"_s);
-    addStep(u"backup"_s, {u"--list"_s});
-    addStep(u"restore"_s, {u"@copy.db"_s, u"--yes"_s});
-    addStep(u"export"_s, {u"@rows.json"_s});
-    addStep(u"server add"_s, ServerUrls);
-    addStep(u"diff"_s, {u"@copy.db"_s, u"@configuration.db"_s});
-    addStep(u"server set"_s, {u"1"_s, u"--alias"_s, u"changed"_s});
-    addStep(u"diff"_s, {u"@rows.json"_s, u"@configuration.db"_s});
-    addStep(u"import"_s, {u"@rows.json"_s, u"--replace"_s, u"--yes"_s});
-    addStep(u"bundle"_s, {u"@bundle.tar.gz"_s, u"--yes"_s});
-}
-
-void TestVelmioctlJson::answerFollowsTheSchema_data()
-{
-    QTest::addColumn<QString>("command");
-    QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<QByteArray>("input");
-    addRecordSteps();
-    addTreeSteps();
-    addStoreSteps();
-}
-
-void TestVelmioctlJson::answerFollowsTheSchema()
-{
-    QFETCH(QString, command);
-    QFETCH(QStringList, arguments);
-    QFETCH(QByteArray, input);
-    // "@" stands for the temporary folder.
-    for (QString& argument : arguments) {
-        if (argument.startsWith(u'@'))
-            argument = path(argument.mid(1));
-    }
-    if (command == u"file links"_s) {
-        QVERIFY(tool->execute(
-            u"UPDATE FileConfiguration SET fileLinks = '%1' WHERE id = 1"_s.arg(FileLinks)));
-    }
-
-    const auto run = tool->feedJson(command.split(u' ') + arguments, input);
-
-    check(command, run);
-}
-
-void TestVelmioctlJson::recoveryFollowsTheSchema()
-{
-    damage(u"ProductConfiguration"_s);
-
-    const auto salvaged = tool->json({u"recover"_s, u"--salvage"_s, u"--yes"_s});
-    check(u"recover"_s, salvaged);
-
-    QVERIFY(QFile::remove(tool->databasePath()));
-    const auto restored = tool->json({u"recover"_s, u"--from-backup"_s, u"--yes"_s});
-    check(u"recover"_s, restored);
-}
-
-void TestVelmioctlJson::versionNamesTheSchema()
-{
-    const auto run = tool->runPlain({u"--version"_s, u"--json"_s});
-
-    check(u"--version"_s, run);
-    QCOMPARE(run.object()[u"jsonSchema"_s], schema.root()[u"version"_s]);
-}
-
-void TestVelmioctlJson::everyCommandWasTried()
-{
-    const QStringList described = schema.root()[u"properties"_s].toObject().keys();
-    const QSet<QString> commands = commandNames() + QSet<QString>{u"--version"_s};
-
-    QCOMPARE(tried, commands);
-    QCOMPARE(QSet<QString>(described.begin(), described.end()), commands);
-}
 
 QTEST_GUILESS_MAIN(TestVelmioctlJson)
 #include "TestVelmioctlJson.moc"

@@ -5,37 +5,6 @@
 using namespace Qt::StringLiterals;
 
 /// Runs over the default schedule 1 and schedule 2 of folder 7.
-class TestVelmioctlSchedule : public QObject
-{
-    Q_OBJECT
-
-private Q_SLOTS:
-    void init();
-    void cleanup();
-
-    void showTakesTheDefaultWithoutAnId();
-    void setStoresWhatIsGiven();
-    void setChangesOnlyWhatIsGiven();
-    void setTakesTimesAway();
-    void wrongArgumentsAreUsageErrors_data();
-    void wrongArgumentsAreUsageErrors();
-    void unknownIsNotFound_data();
-    void unknownIsNotFound();
-    void removeNeedsAYes();
-
-private:
-    VelmioctlRun run(const QStringList& arguments) const
-    {
-        return tool->run(QStringList{u"schedule"_s} + arguments);
-    }
-    VelmioctlRun json(const QStringList& arguments) const
-    {
-        return tool->json(QStringList{u"schedule"_s} + arguments);
-    }
-
-    std::unique_ptr<VelmioctlRunner> tool;
-};
-
 namespace {
 
 const QJsonObject OfFolder{
@@ -49,135 +18,151 @@ const QJsonObject OfFolder{
 
 } // namespace
 
-void TestVelmioctlSchedule::init()
+class TestVelmioctlSchedule : public QObject
 {
-    tool = std::make_unique<VelmioctlRunner>();
-    QCOMPARE(tool->run({u"init"_s}).exitCode, 0);
-    QVERIFY(tool->execute(
-        u"INSERT INTO Schedules (folderConfigurationId, startTime, expireTime, syncScheduleType,"
-        u" syncInterval) VALUES (7, '2026-03-01T04:05:06.000', '2027-03-01T00:00:00.000', 3, 45)"_s));
-}
+    Q_OBJECT
 
-void TestVelmioctlSchedule::cleanup()
-{
-    tool.reset();
-}
+private Q_SLOTS:
+    void init()
+    {
+        tool = std::make_unique<VelmioctlRunner>();
+        QCOMPARE(tool->run({u"init"_s}).exitCode, 0);
+        QVERIFY(tool->execute(
+            u"INSERT INTO Schedules (folderConfigurationId, startTime, expireTime, "
+            u"syncScheduleType,"
+            u" syncInterval) VALUES (7, '2026-03-01T04:05:06.000', '2027-03-01T00:00:00.000', 3, 45)"_s));
+    }
 
-void TestVelmioctlSchedule::showTakesTheDefaultWithoutAnId()
-{
-    const QJsonObject expected{
-        {u"id"_s, 1},
-        {u"folderConfigId"_s, 0},
-        {u"startTime"_s, QJsonValue()},
-        {u"expireTime"_s, QJsonValue()},
-        {u"syncScheduleType"_s, 0},
-        {u"syncInterval"_s, 30},
-    };
+    void cleanup() { tool.reset(); }
 
-    QCOMPARE(json({u"show"_s}).object(), expected);
-    QCOMPARE(json({u"show"_s, u"2"_s}).object(), OfFolder);
-    QCOMPARE(
-        run({u"show"_s}).output, u"id        1\n"
-                                 u"folder    none: the default\n"
-                                 u"start     none\n"
-                                 u"expire    none\n"
-                                 u"type      0\n"
-                                 u"interval  30\n"_s);
-}
+    void showTakesTheDefaultWithoutAnId()
+    {
+        const QJsonObject expected{
+            {u"id"_s, 1},
+            {u"folderConfigId"_s, 0},
+            {u"startTime"_s, QJsonValue()},
+            {u"expireTime"_s, QJsonValue()},
+            {u"syncScheduleType"_s, 0},
+            {u"syncInterval"_s, 30},
+        };
 
-void TestVelmioctlSchedule::setStoresWhatIsGiven()
-{
-    const QJsonObject expected{
-        {u"id"_s, 1},
-        {u"folderConfigId"_s, 0},
-        {u"startTime"_s, u"2026-11-30T00:00:00.000"_s},
-        {u"expireTime"_s, u"2026-12-01T08:30:00.000"_s},
-        {u"syncScheduleType"_s, 4},
-        {u"syncInterval"_s, 15},
-    };
+        QCOMPARE(json({u"show"_s}).object(), expected);
+        QCOMPARE(json({u"show"_s, u"2"_s}).object(), OfFolder);
+        QCOMPARE(
+            run({u"show"_s}).output, u"id        1\n"
+                                     u"folder    none: the default\n"
+                                     u"start     none\n"
+                                     u"expire    none\n"
+                                     u"type      0\n"
+                                     u"interval  30\n"_s);
+    }
 
-    const auto changed = json(
-        {u"set"_s, u"1"_s, u"--start"_s, u"2026-11-30"_s, u"--expire"_s, u"2026-12-01T08:30"_s,
-         u"--type"_s, u"4"_s, u"--interval"_s, u"15"_s});
+    void setStoresWhatIsGiven()
+    {
+        const QJsonObject expected{
+            {u"id"_s, 1},
+            {u"folderConfigId"_s, 0},
+            {u"startTime"_s, u"2026-11-30T00:00:00.000"_s},
+            {u"expireTime"_s, u"2026-12-01T08:30:00.000"_s},
+            {u"syncScheduleType"_s, 4},
+            {u"syncInterval"_s, 15},
+        };
 
-    QCOMPARE(changed.object(), expected);
-    QCOMPARE(json({u"show"_s}).object(), expected);
-    QCOMPARE(json({u"show"_s, u"2"_s}).object(), OfFolder);
-}
+        const auto changed = json(
+            {u"set"_s, u"1"_s, u"--start"_s, u"2026-11-30"_s, u"--expire"_s, u"2026-12-01T08:30"_s,
+             u"--type"_s, u"4"_s, u"--interval"_s, u"15"_s});
 
-void TestVelmioctlSchedule::setChangesOnlyWhatIsGiven()
-{
-    QJsonObject expected = OfFolder;
-    expected[u"syncInterval"_s] = 0;
+        QCOMPARE(changed.object(), expected);
+        QCOMPARE(json({u"show"_s}).object(), expected);
+        QCOMPARE(json({u"show"_s, u"2"_s}).object(), OfFolder);
+    }
 
-    QCOMPARE(json({u"set"_s, u"2"_s, u"--interval"_s, u"0"_s}).object(), expected);
-}
+    void setChangesOnlyWhatIsGiven()
+    {
+        QJsonObject expected = OfFolder;
+        expected[u"syncInterval"_s] = 0;
 
-void TestVelmioctlSchedule::setTakesTimesAway()
-{
-    QJsonObject expected = OfFolder;
-    expected[u"startTime"_s] = QJsonValue();
-    expected[u"expireTime"_s] = QJsonValue();
+        QCOMPARE(json({u"set"_s, u"2"_s, u"--interval"_s, u"0"_s}).object(), expected);
+    }
 
-    const auto changed =
-        json({u"set"_s, u"2"_s, u"--start"_s, u"none"_s, u"--expire"_s, u"none"_s});
+    void setTakesTimesAway()
+    {
+        QJsonObject expected = OfFolder;
+        expected[u"startTime"_s] = QJsonValue();
+        expected[u"expireTime"_s] = QJsonValue();
 
-    QCOMPARE(changed.object(), expected);
-}
+        const auto changed =
+            json({u"set"_s, u"2"_s, u"--start"_s, u"none"_s, u"--expire"_s, u"none"_s});
 
-void TestVelmioctlSchedule::wrongArgumentsAreUsageErrors_data()
-{
-    QTest::addColumn<QStringList>("arguments");
-    const QStringList set{u"set"_s, u"2"_s};
-    QTest::newRow("no id") << QStringList{u"set"_s, u"--interval"_s, u"5"_s};
-    QTest::newRow("no time") << set + QStringList{u"--start"_s, u"tomorrow"_s};
-    QTest::newRow("empty time") << set + QStringList{u"--start"_s, QString()};
-    QTest::newRow("time of a zone") << set + QStringList{u"--start"_s, u"2026-04-01T00:00Z"_s};
-    QTest::newRow("time with an offset")
-        << set + QStringList{u"--expire"_s, u"2026-04-01T00:00+02:00"_s};
-    QTest::newRow("expires too early") << set + QStringList{u"--expire"_s, u"2026-02-01"_s};
-    QTest::newRow("negative interval") << set + QStringList{u"--interval"_s, u"-1"_s};
-    QTest::newRow("type") << set + QStringList{u"--type"_s, u"daily"_s};
-}
+        QCOMPARE(changed.object(), expected);
+    }
 
-void TestVelmioctlSchedule::wrongArgumentsAreUsageErrors()
-{
-    QFETCH(QStringList, arguments);
+    void wrongArgumentsAreUsageErrors_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        const QStringList set{u"set"_s, u"2"_s};
+        QTest::newRow("no id") << QStringList{u"set"_s, u"--interval"_s, u"5"_s};
+        QTest::newRow("no time") << set + QStringList{u"--start"_s, u"tomorrow"_s};
+        QTest::newRow("empty time") << set + QStringList{u"--start"_s, QString()};
+        QTest::newRow("time of a zone") << set + QStringList{u"--start"_s, u"2026-04-01T00:00Z"_s};
+        QTest::newRow("time with an offset")
+            << set + QStringList{u"--expire"_s, u"2026-04-01T00:00+02:00"_s};
+        QTest::newRow("expires too early") << set + QStringList{u"--expire"_s, u"2026-02-01"_s};
+        QTest::newRow("negative interval") << set + QStringList{u"--interval"_s, u"-1"_s};
+        QTest::newRow("type") << set + QStringList{u"--type"_s, u"daily"_s};
+    }
 
-    QCOMPARE(run(arguments).exitCode, 2);
+    void wrongArgumentsAreUsageErrors()
+    {
+        QFETCH(QStringList, arguments);
 
-    QCOMPARE(json({u"show"_s, u"2"_s}).object(), OfFolder);
-}
+        QCOMPARE(run(arguments).exitCode, 2);
 
-void TestVelmioctlSchedule::unknownIsNotFound_data()
-{
-    QTest::addColumn<QStringList>("arguments");
-    QTest::newRow("show") << QStringList{u"show"_s, u"9"_s};
-    QTest::newRow("set") << QStringList{u"set"_s, u"9"_s, u"--interval"_s, u"5"_s};
-    QTest::newRow("remove") << QStringList{u"remove"_s, u"9"_s, u"--yes"_s};
-}
+        QCOMPARE(json({u"show"_s, u"2"_s}).object(), OfFolder);
+    }
 
-void TestVelmioctlSchedule::unknownIsNotFound()
-{
-    QFETCH(QStringList, arguments);
+    void unknownIsNotFound_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::newRow("show") << QStringList{u"show"_s, u"9"_s};
+        QTest::newRow("set") << QStringList{u"set"_s, u"9"_s, u"--interval"_s, u"5"_s};
+        QTest::newRow("remove") << QStringList{u"remove"_s, u"9"_s, u"--yes"_s};
+    }
 
-    const auto answer = run(arguments);
+    void unknownIsNotFound()
+    {
+        QFETCH(QStringList, arguments);
 
-    QCOMPARE(answer.exitCode, 3);
-    QVERIFY(answer.errors.contains(u"1, 2."_s));
-}
+        const auto answer = run(arguments);
 
-void TestVelmioctlSchedule::removeNeedsAYes()
-{
-    const auto unasked = run({u"remove"_s, u"1"_s});
-    const auto agreed = json({u"remove"_s, u"1"_s, u"--yes"_s});
+        QCOMPARE(answer.exitCode, 3);
+        QVERIFY(answer.errors.contains(u"1, 2."_s));
+    }
 
-    QCOMPARE(unasked.exitCode, 2);
-    QVERIFY(unasked.errors.contains(u"the default schedule"_s));
-    QCOMPARE(agreed.object(), (QJsonObject{{u"id"_s, 1}, {u"removed"_s, true}}));
-    QCOMPARE(run({u"show"_s}).exitCode, 3);
-    QCOMPARE(json({u"show"_s, u"2"_s}).object(), OfFolder);
-}
+    void removeNeedsAYes()
+    {
+        const auto unasked = run({u"remove"_s, u"1"_s});
+        const auto agreed = json({u"remove"_s, u"1"_s, u"--yes"_s});
+
+        QCOMPARE(unasked.exitCode, 2);
+        QVERIFY(unasked.errors.contains(u"the default schedule"_s));
+        QCOMPARE(agreed.object(), (QJsonObject{{u"id"_s, 1}, {u"removed"_s, true}}));
+        QCOMPARE(run({u"show"_s}).exitCode, 3);
+        QCOMPARE(json({u"show"_s, u"2"_s}).object(), OfFolder);
+    }
+
+private:
+    VelmioctlRun run(const QStringList& arguments) const
+    {
+        return tool->run(QStringList{u"schedule"_s} + arguments);
+    }
+    VelmioctlRun json(const QStringList& arguments) const
+    {
+        return tool->json(QStringList{u"schedule"_s} + arguments);
+    }
+
+    std::unique_ptr<VelmioctlRunner> tool;
+};
 
 QTEST_GUILESS_MAIN(TestVelmioctlSchedule)
 #include "TestVelmioctlSchedule.moc"

@@ -1,7 +1,7 @@
 #include "VelmioctlRunner.h"
 
-#include <core/HostKeyStore.h>
 #include <core/Cipher.h>
+#include <core/HostKeyStore.h>
 
 #include <QDir>
 #include <QDirIterator>
@@ -12,52 +12,6 @@
 using namespace Qt::StringLiterals;
 
 /// Runs over server 1 and the sign-ins 1 and 2 with passwords.
-class TestVelmioctlSecrets : public QObject
-{
-    Q_OBJECT
-
-private Q_SLOTS:
-    void init();
-    void cleanup();
-
-    void verifyReadsEveryPassword();
-    void verifyTellsWhyAPasswordCannotBeRead_data();
-    void verifyTellsWhyAPasswordCannotBeRead();
-    void verifyWithoutPasswordsNeedsNoKey();
-    void missingKeyEndsWithItsOwnCode_data();
-    void missingKeyEndsWithItsOwnCode();
-    void openKeyFileEndsWithItsOwnCode_data();
-    void openKeyFileEndsWithItsOwnCode();
-    void rekeyEncryptsAllPasswords();
-    void rekeyLeavesWhatCannotBeRead();
-    void passwordsOfAnotherKindOfStoreAreNotMixed();
-    void whereShowsTheKeyFile();
-    void whereNeedsNoDatabase();
-    void wrongArgumentsAreUsageErrors();
-    void settingsAreMadeUsedAndRemovedInOrder();
-    void passwordsLieNowhereInClear();
-
-private:
-    VelmioctlRun run(const QString& command) const { return tool->run({u"secrets"_s, command}); }
-    VelmioctlRun json(const QString& command) const { return tool->json({u"secrets"_s, command}); }
-    VelmioctlRun addSignIn(const QString& user, const QByteArray& password) const
-    {
-        return tool->feed(
-            {u"signin"_s, u"add"_s, u"--server"_s, u"1"_s, u"--domain"_s, u"north"_s, u"--user"_s,
-             user, u"--password-stdin"_s},
-            password + '\n');
-    }
-    QString revealed(int id) const
-    {
-        return tool->json({u"signin"_s, u"show"_s, QString::number(id), u"--reveal"_s})
-            .object()[u"password"_s]
-            .toString();
-    }
-    QString currentKey() const { return json(u"where"_s).object()[u"currentKey"_s].toString(); }
-
-    std::unique_ptr<VelmioctlRunner> tool;
-};
-
 namespace {
 
 QByteArray inUtf16(QStringConverter::Encoding encoding, const QString& text)
@@ -105,306 +59,334 @@ QStringList filesWith(const QString& folder, const QStringList& texts)
 
 } // namespace
 
-void TestVelmioctlSecrets::init()
+class TestVelmioctlSecrets : public QObject
 {
-    tool = std::make_unique<VelmioctlRunner>();
-    QCOMPARE(tool->run({u"init"_s}).exitCode, 0);
-    QVERIFY(tool->execute(u"INSERT INTO ServerConfiguration (id) VALUES (1)"_s));
-    QCOMPARE(addSignIn(u"kim"_s, "secret of kim").exitCode, 0);
-    QCOMPARE(addSignIn(u"ana"_s, "secret of ana").exitCode, 0);
-}
+    Q_OBJECT
 
-void TestVelmioctlSecrets::cleanup()
-{
-    tool.reset();
-}
-
-void TestVelmioctlSecrets::verifyReadsEveryPassword()
-{
-    QVERIFY(tool->execute(u"INSERT INTO AuthenticationConfiguration (userName) VALUES ('none')"_s));
-
-    const auto forPeople = run(u"verify"_s);
-    const auto verified = json(u"verify"_s);
-
-    QCOMPARE(forPeople.exitCode, 0);
-    QCOMPARE(
-        forPeople.output, u"ID  PASSWORD  USER  DOMAIN  REASON\n"
-                          u" 1  ok        kim   north\n"
-                          u" 2  ok        ana   north\n"
-                          u" 3  none      none\n"
-                          u"Passwords: 2 readable, 0 unreadable; sign-ins without a password: 1.\n"_s);
-    const QJsonObject expected{
-        {u"id"_s, 1},          {u"userName"_s, u"kim"_s},   {u"domain"_s, u"north"_s},
-        {u"state"_s, u"ok"_s}, {u"reason"_s, QJsonValue()}, {u"keyId"_s, currentKey()},
-    };
-    QCOMPARE(verified.object()[u"passwords"_s][0].toObject(), expected);
-    QCOMPARE(verified.object()[u"ok"_s].toInt(), 2);
-    QCOMPARE(verified.object()[u"none"_s].toInt(), 1);
-    QVERIFY(!(forPeople.output + verified.output).contains(u"secret of"_s));
-}
-
-void TestVelmioctlSecrets::verifyTellsWhyAPasswordCannotBeRead_data()
-{
-    QTest::addColumn<QString>("change");
-    QTest::addColumn<QString>("reason");
-    QTest::addColumn<QString>("text");
-    QTest::newRow("damaged") << u"encryptedPassword = substr(encryptedPassword, 1, 60)"_s
-                             << u"damaged"_s << u"damaged"_s;
-    QTest::newRow("empty") << u"encryptedPassword = x''"_s << u"damaged"_s << u"damaged"_s;
-    QTest::newRow("version") << u"encryptedPassword = x'%1'"_s.arg(HeaderOfVersion99)
-                             << u"unknown-version"_s << u"unknown version 99"_s;
-    QTest::newRow("another key")
-        << u"encryptedPassword = x'%1%2'"_s.arg(HeaderOfOtherKey, QString(160, u'0'))
-        << u"other-key"_s << u"another key, key 000102030405060708090a0b0c0d0e0f of the key file"_s;
-}
-
-void TestVelmioctlSecrets::verifyTellsWhyAPasswordCannotBeRead()
-{
-    QFETCH(QString, change);
-    QFETCH(QString, reason);
-    QFETCH(QString, text);
-    QVERIFY(
-        tool->execute(u"UPDATE AuthenticationConfiguration SET "_s + change + u" WHERE id = 2"_s));
-
-    const auto verified = json(u"verify"_s);
-
-    QCOMPARE(verified.exitCode, 1);
-    const QJsonValue second = verified.object()[u"passwords"_s][1];
-    QCOMPARE(second[u"state"_s].toString(), u"unreadable"_s);
-    QCOMPARE(second[u"reason"_s].toString(), reason);
-    QCOMPARE(verified.object()[u"ok"_s].toInt(), 1);
-    QCOMPARE(verified.object()[u"unreadable"_s].toInt(), 1);
-    QVERIFY(run(u"verify"_s).output.contains(text));
-    const auto shown = tool->run({u"signin"_s, u"show"_s, u"2"_s, u"--reveal"_s});
-    QCOMPARE(shown.exitCode, 1);
-    QVERIFY(shown.errors.contains(text));
-}
-
-void TestVelmioctlSecrets::verifyWithoutPasswordsNeedsNoKey()
-{
-    QVERIFY(tool->execute(u"DELETE FROM AuthenticationConfiguration"_s));
-    QVERIFY(QFile::remove(tool->keyPath()));
-
-    const auto verified = json(u"verify"_s);
-
-    QCOMPARE(verified.exitCode, 0);
-    QCOMPARE(verified.object()[u"passwords"_s].toArray().size(), 0);
-}
-
-void TestVelmioctlSecrets::missingKeyEndsWithItsOwnCode_data()
-{
-    QTest::addColumn<QString>("command");
-    QTest::newRow("verify") << u"verify"_s;
-    QTest::newRow("rekey") << u"rekey"_s;
-}
-
-void TestVelmioctlSecrets::missingKeyEndsWithItsOwnCode()
-{
-    QFETCH(QString, command);
-    const QString kept = tool->path(u"kept"_s);
-    QVERIFY(QFile::rename(tool->keyPath(), kept));
-
-    const auto answer = json(command);
-
-    QCOMPARE(answer.exitCode, 7);
-    QVERIFY(answer.errors.contains(tool->keyPath()));
-    QVERIFY(answer.errors.contains(u"velmioctl signin password"_s));
-    // No new key came into the way of the one that is put back.
-    QVERIFY(QFile::rename(kept, tool->keyPath()));
-    QCOMPARE(revealed(1), u"secret of kim"_s);
-}
-
-void TestVelmioctlSecrets::openKeyFileEndsWithItsOwnCode_data()
-{
-    QTest::addColumn<QString>("command");
-    QTest::newRow("verify") << u"verify"_s;
-    QTest::newRow("rekey") << u"rekey"_s;
-    QTest::newRow("where") << u"where"_s;
-}
-
-void TestVelmioctlSecrets::openKeyFileEndsWithItsOwnCode()
-{
-    QFETCH(QString, command);
-    QFile key(tool->keyPath());
-    QVERIFY(key.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup));
-
-    const auto answer = json(command);
-
-    QCOMPARE(answer.exitCode, 7);
-    QVERIFY(answer.errors.contains(tool->keyPath()));
-    QVERIFY(answer.errors.contains(u"0600"_s));
-}
-
-void TestVelmioctlSecrets::rekeyEncryptsAllPasswords()
-{
-    const QString before = currentKey();
-
-    const auto changed = json(u"rekey"_s);
-
-    QCOMPARE(changed.exitCode, 0);
-    const QString after = currentKey();
-    QVERIFY(before != after);
-    const QJsonObject expected{
-        {u"encrypted"_s, 2},
-        {u"unreadable"_s, QJsonArray()},
-        {u"currentKey"_s, after},
-        {u"earlierKeys"_s, 1},
-    };
-    QCOMPARE(changed.object(), expected);
-    const QJsonObject verified = json(u"verify"_s).object();
-    QCOMPARE(verified[u"ok"_s].toInt(), 2);
-    QCOMPARE(verified[u"passwords"_s][0][u"keyId"_s].toString(), after);
-    QCOMPARE(json(u"where"_s).object()[u"earlierKeys"_s].toArray(), QJsonArray{QJsonValue(before)});
-    QCOMPARE(revealed(1), u"secret of kim"_s);
-}
-
-void TestVelmioctlSecrets::rekeyLeavesWhatCannotBeRead()
-{
-    QVERIFY(tool->execute(
-        u"UPDATE AuthenticationConfiguration SET encryptedPassword = x'00' WHERE id = 1"_s));
-
-    const auto changed = json(u"rekey"_s);
-
-    QCOMPARE(changed.exitCode, 1);
-    QCOMPARE(changed.object()[u"encrypted"_s].toInt(), 1);
-    QCOMPARE(changed.object()[u"unreadable"_s].toArray(), QJsonArray{1});
-    QVERIFY(changed.errors.contains(u"velmioctl secrets verify"_s));
-    QCOMPARE(revealed(2), u"secret of ana"_s);
-}
-
-void TestVelmioctlSecrets::passwordsOfAnotherKindOfStoreAreNotMixed()
-{
-    using namespace sync::core::crypto;
-    HostKeyStore store(QByteArray(32, 'k'));
-    const QByteArray value = seal(u"secret of host"_s, store.read().current(), KeyBackend::Host);
-    QVERIFY(tool->execute(
-        u"UPDATE AuthenticationConfiguration SET encryptedPassword = x'%1' WHERE id = 1"_s.arg(
-            QString::fromLatin1(value.toHex()))));
-
-    const auto verified = json(u"verify"_s);
-
-    QCOMPARE(verified.exitCode, 1);
-    QCOMPARE(verified.object()[u"passwords"_s][0][u"reason"_s].toString(), u"other-key"_s);
-    QVERIFY(run(u"verify"_s).output.contains(u"of the host program"_s));
-    QCOMPARE(run(u"rekey"_s).exitCode, 7);
-    QCOMPARE(addSignIn(u"new"_s, "new secret").exitCode, 7);
-}
-
-void TestVelmioctlSecrets::whereShowsTheKeyFile()
-{
-    const auto where = json(u"where"_s);
-
-    const QString key = where.object()[u"currentKey"_s].toString();
-    QCOMPARE(key.size(), 32);
-    const QJsonObject expected{
-        {u"store"_s, u"the key file"_s},  {u"path"_s, tool->keyPath()},
-        {u"permissions"_s, u"0600"_s},    {u"currentKey"_s, key},
-        {u"earlierKeys"_s, QJsonArray()},
-    };
-    QCOMPARE(where.object(), expected);
-    QVERIFY(run(u"where"_s).output.contains(u"current key  "_s + key));
-}
-
-void TestVelmioctlSecrets::whereNeedsNoDatabase()
-{
-    const VelmioctlRunner empty;
-
-    const auto where = empty.json({u"secrets"_s, u"where"_s});
-
-    QCOMPARE(where.exitCode, 0);
-    QCOMPARE(where.object()[u"currentKey"_s], QJsonValue(QJsonValue::Null));
-    QCOMPARE(where.object()[u"permissions"_s], QJsonValue(QJsonValue::Null));
-    QVERIFY(!QFile::exists(empty.keyPath()));
-    QVERIFY(!QFile::exists(empty.databasePath()));
-}
-
-void TestVelmioctlSecrets::wrongArgumentsAreUsageErrors()
-{
-    QCOMPARE(tool->run({u"secrets"_s}).exitCode, 2);
-    QCOMPARE(run(u"none"_s).exitCode, 2);
-    QCOMPARE(tool->run({u"secrets"_s, u"verify"_s, u"1"_s}).exitCode, 2);
-}
-
-void TestVelmioctlSecrets::settingsAreMadeUsedAndRemovedInOrder()
-{
-    const VelmioctlRunner home;
-    const auto id = [](const VelmioctlRun& answer) {
-        return QString::number(answer.object()[u"id"_s].toInt(-1));
-    };
-    home.makeFolder(u"Work/Plans"_s);
-    home.run({u"init"_s});
-
-    const QString server = id(home.json(
-        {u"server"_s, u"add"_s, u"--dav-url"_s, u"https://dav.example.com/dav"_s,
-         u"--web-service-url"_s, u"https://web.example.com/ws"_s}));
-    const QString signIn = id(home.feedJson(
-        {u"signin"_s, u"add"_s, u"--server"_s, server, u"--domain"_s, u"north"_s, u"--user"_s,
-         u"kim"_s, u"--password-stdin"_s},
-        "first\n"));
-    const QString product = id(home.feedJson(
-        {u"product"_s, u"add"_s, u"--server"_s, server, u"--name"_s, u"Desktop"_s,
-         u"--consumer-key"_s, u"ck"_s, u"--secret-stdin"_s},
-        "shared\n"));
-    const auto folder = home.json(
-        {u"folder"_s, u"add"_s, u"Work"_s, u"--server-path"_s, u"/Work"_s, u"--signin"_s, signIn,
-         u"--product"_s, product});
-    QCOMPARE(folder.exitCode, 0);
-    QCOMPARE(home.json({u"scan"_s}).object()[u"new"_s].toInt(), 1);
-    const QStringList changePassword{u"signin"_s, u"password"_s, signIn, u"--password-stdin"_s};
-    QCOMPARE(home.feedJson(changePassword, "second\n").object()[u"changed"_s].toInt(), 1);
-    QCOMPARE(home.json({u"secrets"_s, u"rekey"_s}).object()[u"encrypted"_s].toInt(), 1);
-    QCOMPARE(home.json({u"secrets"_s, u"verify"_s}).object()[u"ok"_s].toInt(), 1);
-    const QStringList show{u"signin"_s, u"show"_s, signIn, u"--reveal"_s};
-    QCOMPARE(home.json(show).object()[u"password"_s].toString(), u"second"_s);
-
-    // From what refers to what is referred to, nothing is warned of.
-    const QList<QStringList> removals{
-        {u"folder"_s, u"clean"_s, id(folder), u"--yes"_s},
-        {u"product"_s, u"remove"_s, product, u"--yes"_s},
-        {u"signin"_s, u"remove"_s, signIn, u"--yes"_s},
-        {u"server"_s, u"remove"_s, server, u"--yes"_s},
-    };
-    for (const QStringList& removal : removals) {
-        const auto removed = home.run(removal);
-        QCOMPARE(removed.exitCode, 0);
-        QCOMPARE(removed.errors, QString());
+private Q_SLOTS:
+    void init()
+    {
+        tool = std::make_unique<VelmioctlRunner>();
+        QCOMPARE(tool->run({u"init"_s}).exitCode, 0);
+        QVERIFY(tool->execute(u"INSERT INTO ServerConfiguration (id) VALUES (1)"_s));
+        QCOMPARE(addSignIn(u"kim"_s, "secret of kim").exitCode, 0);
+        QCOMPARE(addSignIn(u"ana"_s, "secret of ana").exitCode, 0);
     }
-    const QJsonObject rows = home.json({u"stats"_s}).object()[u"tables"_s].toObject();
-    for (const QString& table : rows.keys())
-        QCOMPARE(rows[table].toInt(), table == u"Schedules"_s ? 1 : 0);
-}
 
-void TestVelmioctlSecrets::passwordsLieNowhereInClear()
-{
-    const QStringList passwords{u"Canary-4711-\u00e9t\u00e9"_s, u"Goldfinch-0815-\U0001f511"_s};
-    QString told;
-    const auto listen = [&told](const VelmioctlRun& answer) {
-        QCOMPARE(answer.exitCode, 0);
-        told += answer.output + answer.errors;
-    };
+    void cleanup() { tool.reset(); }
 
-    listen(addSignIn(u"canary"_s, passwords[0].toUtf8()));
-    listen(tool->feed(
-        {u"signin"_s, u"password"_s, u"1"_s, u"--password-stdin"_s}, passwords[1].toUtf8()));
-    listen(tool->run({u"signin"_s, u"list"_s}));
-    listen(tool->json({u"signin"_s, u"show"_s, u"3"_s}));
-    listen(tool->run({u"signin"_s, u"set"_s, u"3"_s, u"--user"_s, u"bird"_s}));
-    listen(run(u"rekey"_s));
-    listen(run(u"verify"_s));
-    listen(run(u"where"_s));
-    QCOMPARE(revealed(3), passwords[0]);
-    QCOMPARE(revealed(1), passwords[1]);
-    tool->writeFile(u"told"_s, told.toUtf8());
+    void verifyReadsEveryPassword()
+    {
+        QVERIFY(
+            tool->execute(u"INSERT INTO AuthenticationConfiguration (userName) VALUES ('none')"_s));
 
-    QCOMPARE(filesWith(tool->path(u"."_s), passwords), QStringList());
-    // The search finds what is there: consumer secrets are stored as they are.
-    const QString secret = u"Sparrow-1234"_s;
-    tool->feed(
-        {u"product"_s, u"add"_s, u"--server"_s, u"1"_s, u"--name"_s, u"n"_s, u"--consumer-key"_s,
-         u"ck"_s, u"--secret-stdin"_s},
-        secret.toUtf8());
-    QVERIFY(!filesWith(tool->path(u"."_s), {secret}).isEmpty());
-}
+        const auto forPeople = run(u"verify"_s);
+        const auto verified = json(u"verify"_s);
+
+        QCOMPARE(forPeople.exitCode, 0);
+        QCOMPARE(
+            forPeople.output,
+            u"ID  PASSWORD  USER  DOMAIN  REASON\n"
+            u" 1  ok        kim   north\n"
+            u" 2  ok        ana   north\n"
+            u" 3  none      none\n"
+            u"Passwords: 2 readable, 0 unreadable; sign-ins without a password: 1.\n"_s);
+        const QJsonObject expected{
+            {u"id"_s, 1},          {u"userName"_s, u"kim"_s},   {u"domain"_s, u"north"_s},
+            {u"state"_s, u"ok"_s}, {u"reason"_s, QJsonValue()}, {u"keyId"_s, currentKey()},
+        };
+        QCOMPARE(verified.object()[u"passwords"_s][0].toObject(), expected);
+        QCOMPARE(verified.object()[u"ok"_s].toInt(), 2);
+        QCOMPARE(verified.object()[u"none"_s].toInt(), 1);
+        QVERIFY(!(forPeople.output + verified.output).contains(u"secret of"_s));
+    }
+
+    void verifyTellsWhyAPasswordCannotBeRead_data()
+    {
+        QTest::addColumn<QString>("change");
+        QTest::addColumn<QString>("reason");
+        QTest::addColumn<QString>("text");
+        QTest::newRow("damaged") << u"encryptedPassword = substr(encryptedPassword, 1, 60)"_s
+                                 << u"damaged"_s << u"damaged"_s;
+        QTest::newRow("empty") << u"encryptedPassword = x''"_s << u"damaged"_s << u"damaged"_s;
+        QTest::newRow("version") << u"encryptedPassword = x'%1'"_s.arg(HeaderOfVersion99)
+                                 << u"unknown-version"_s << u"unknown version 99"_s;
+        QTest::newRow("another key")
+            << u"encryptedPassword = x'%1%2'"_s.arg(HeaderOfOtherKey, QString(160, u'0'))
+            << u"other-key"_s
+            << u"another key, key 000102030405060708090a0b0c0d0e0f of the key file"_s;
+    }
+
+    void verifyTellsWhyAPasswordCannotBeRead()
+    {
+        QFETCH(QString, change);
+        QFETCH(QString, reason);
+        QFETCH(QString, text);
+        QVERIFY(tool->execute(
+            u"UPDATE AuthenticationConfiguration SET "_s + change + u" WHERE id = 2"_s));
+
+        const auto verified = json(u"verify"_s);
+
+        QCOMPARE(verified.exitCode, 1);
+        const QJsonValue second = verified.object()[u"passwords"_s][1];
+        QCOMPARE(second[u"state"_s].toString(), u"unreadable"_s);
+        QCOMPARE(second[u"reason"_s].toString(), reason);
+        QCOMPARE(verified.object()[u"ok"_s].toInt(), 1);
+        QCOMPARE(verified.object()[u"unreadable"_s].toInt(), 1);
+        QVERIFY(run(u"verify"_s).output.contains(text));
+        const auto shown = tool->run({u"signin"_s, u"show"_s, u"2"_s, u"--reveal"_s});
+        QCOMPARE(shown.exitCode, 1);
+        QVERIFY(shown.errors.contains(text));
+    }
+
+    void verifyWithoutPasswordsNeedsNoKey()
+    {
+        QVERIFY(tool->execute(u"DELETE FROM AuthenticationConfiguration"_s));
+        QVERIFY(QFile::remove(tool->keyPath()));
+
+        const auto verified = json(u"verify"_s);
+
+        QCOMPARE(verified.exitCode, 0);
+        QCOMPARE(verified.object()[u"passwords"_s].toArray().size(), 0);
+    }
+
+    void missingKeyEndsWithItsOwnCode_data()
+    {
+        QTest::addColumn<QString>("command");
+        QTest::newRow("verify") << u"verify"_s;
+        QTest::newRow("rekey") << u"rekey"_s;
+    }
+
+    void missingKeyEndsWithItsOwnCode()
+    {
+        QFETCH(QString, command);
+        const QString kept = tool->path(u"kept"_s);
+        QVERIFY(QFile::rename(tool->keyPath(), kept));
+
+        const auto answer = json(command);
+
+        QCOMPARE(answer.exitCode, 7);
+        QVERIFY(answer.errors.contains(tool->keyPath()));
+        QVERIFY(answer.errors.contains(u"velmioctl signin password"_s));
+        // No new key came into the way of the one that is put back.
+        QVERIFY(QFile::rename(kept, tool->keyPath()));
+        QCOMPARE(revealed(1), u"secret of kim"_s);
+    }
+
+    void openKeyFileEndsWithItsOwnCode_data()
+    {
+        QTest::addColumn<QString>("command");
+        QTest::newRow("verify") << u"verify"_s;
+        QTest::newRow("rekey") << u"rekey"_s;
+        QTest::newRow("where") << u"where"_s;
+    }
+
+    void openKeyFileEndsWithItsOwnCode()
+    {
+        QFETCH(QString, command);
+        QFile key(tool->keyPath());
+        QVERIFY(key.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup));
+
+        const auto answer = json(command);
+
+        QCOMPARE(answer.exitCode, 7);
+        QVERIFY(answer.errors.contains(tool->keyPath()));
+        QVERIFY(answer.errors.contains(u"0600"_s));
+    }
+
+    void rekeyEncryptsAllPasswords()
+    {
+        const QString before = currentKey();
+
+        const auto changed = json(u"rekey"_s);
+
+        QCOMPARE(changed.exitCode, 0);
+        const QString after = currentKey();
+        QVERIFY(before != after);
+        const QJsonObject expected{
+            {u"encrypted"_s, 2},
+            {u"unreadable"_s, QJsonArray()},
+            {u"currentKey"_s, after},
+            {u"earlierKeys"_s, 1},
+        };
+        QCOMPARE(changed.object(), expected);
+        const QJsonObject verified = json(u"verify"_s).object();
+        QCOMPARE(verified[u"ok"_s].toInt(), 2);
+        QCOMPARE(verified[u"passwords"_s][0][u"keyId"_s].toString(), after);
+        QCOMPARE(
+            json(u"where"_s).object()[u"earlierKeys"_s].toArray(), QJsonArray{QJsonValue(before)});
+        QCOMPARE(revealed(1), u"secret of kim"_s);
+    }
+
+    void rekeyLeavesWhatCannotBeRead()
+    {
+        QVERIFY(tool->execute(
+            u"UPDATE AuthenticationConfiguration SET encryptedPassword = x'00' WHERE id = 1"_s));
+
+        const auto changed = json(u"rekey"_s);
+
+        QCOMPARE(changed.exitCode, 1);
+        QCOMPARE(changed.object()[u"encrypted"_s].toInt(), 1);
+        QCOMPARE(changed.object()[u"unreadable"_s].toArray(), QJsonArray{1});
+        QVERIFY(changed.errors.contains(u"velmioctl secrets verify"_s));
+        QCOMPARE(revealed(2), u"secret of ana"_s);
+    }
+
+    void passwordsOfAnotherKindOfStoreAreNotMixed()
+    {
+        using namespace sync::core::crypto;
+        HostKeyStore store(QByteArray(32, 'k'));
+        const QByteArray value =
+            seal(u"secret of host"_s, store.read().current(), KeyBackend::Host);
+        QVERIFY(tool->execute(
+            u"UPDATE AuthenticationConfiguration SET encryptedPassword = x'%1' WHERE id = 1"_s.arg(
+                QString::fromLatin1(value.toHex()))));
+
+        const auto verified = json(u"verify"_s);
+
+        QCOMPARE(verified.exitCode, 1);
+        QCOMPARE(verified.object()[u"passwords"_s][0][u"reason"_s].toString(), u"other-key"_s);
+        QVERIFY(run(u"verify"_s).output.contains(u"of the host program"_s));
+        QCOMPARE(run(u"rekey"_s).exitCode, 7);
+        QCOMPARE(addSignIn(u"new"_s, "new secret").exitCode, 7);
+    }
+
+    void whereShowsTheKeyFile()
+    {
+        const auto where = json(u"where"_s);
+
+        const QString key = where.object()[u"currentKey"_s].toString();
+        QCOMPARE(key.size(), 32);
+        const QJsonObject expected{
+            {u"store"_s, u"the key file"_s},  {u"path"_s, tool->keyPath()},
+            {u"permissions"_s, u"0600"_s},    {u"currentKey"_s, key},
+            {u"earlierKeys"_s, QJsonArray()},
+        };
+        QCOMPARE(where.object(), expected);
+        QVERIFY(run(u"where"_s).output.contains(u"current key  "_s + key));
+    }
+
+    void whereNeedsNoDatabase()
+    {
+        const VelmioctlRunner empty;
+
+        const auto where = empty.json({u"secrets"_s, u"where"_s});
+
+        QCOMPARE(where.exitCode, 0);
+        QCOMPARE(where.object()[u"currentKey"_s], QJsonValue(QJsonValue::Null));
+        QCOMPARE(where.object()[u"permissions"_s], QJsonValue(QJsonValue::Null));
+        QVERIFY(!QFile::exists(empty.keyPath()));
+        QVERIFY(!QFile::exists(empty.databasePath()));
+    }
+
+    void wrongArgumentsAreUsageErrors()
+    {
+        QCOMPARE(tool->run({u"secrets"_s}).exitCode, 2);
+        QCOMPARE(run(u"none"_s).exitCode, 2);
+        QCOMPARE(tool->run({u"secrets"_s, u"verify"_s, u"1"_s}).exitCode, 2);
+    }
+
+    void settingsAreMadeUsedAndRemovedInOrder()
+    {
+        const VelmioctlRunner home;
+        const auto id = [](const VelmioctlRun& answer) {
+            return QString::number(answer.object()[u"id"_s].toInt(-1));
+        };
+        home.makeFolder(u"Work/Plans"_s);
+        home.run({u"init"_s});
+
+        const QString server = id(home.json(
+            {u"server"_s, u"add"_s, u"--dav-url"_s, u"https://dav.example.com/dav"_s,
+             u"--web-service-url"_s, u"https://web.example.com/ws"_s}));
+        const QString signIn = id(home.feedJson(
+            {u"signin"_s, u"add"_s, u"--server"_s, server, u"--domain"_s, u"north"_s, u"--user"_s,
+             u"kim"_s, u"--password-stdin"_s},
+            "first\n"));
+        const QString product = id(home.feedJson(
+            {u"product"_s, u"add"_s, u"--server"_s, server, u"--name"_s, u"Desktop"_s,
+             u"--consumer-key"_s, u"ck"_s, u"--secret-stdin"_s},
+            "shared\n"));
+        const auto folder = home.json(
+            {u"folder"_s, u"add"_s, u"Work"_s, u"--server-path"_s, u"/Work"_s, u"--signin"_s,
+             signIn, u"--product"_s, product});
+        QCOMPARE(folder.exitCode, 0);
+        QCOMPARE(home.json({u"scan"_s}).object()[u"new"_s].toInt(), 1);
+        const QStringList changePassword{u"signin"_s, u"password"_s, signIn, u"--password-stdin"_s};
+        QCOMPARE(home.feedJson(changePassword, "second\n").object()[u"changed"_s].toInt(), 1);
+        QCOMPARE(home.json({u"secrets"_s, u"rekey"_s}).object()[u"encrypted"_s].toInt(), 1);
+        QCOMPARE(home.json({u"secrets"_s, u"verify"_s}).object()[u"ok"_s].toInt(), 1);
+        const QStringList show{u"signin"_s, u"show"_s, signIn, u"--reveal"_s};
+        QCOMPARE(home.json(show).object()[u"password"_s].toString(), u"second"_s);
+
+        // From what refers to what is referred to, nothing is warned of.
+        const QList<QStringList> removals{
+            {u"folder"_s, u"clean"_s, id(folder), u"--yes"_s},
+            {u"product"_s, u"remove"_s, product, u"--yes"_s},
+            {u"signin"_s, u"remove"_s, signIn, u"--yes"_s},
+            {u"server"_s, u"remove"_s, server, u"--yes"_s},
+        };
+        for (const QStringList& removal : removals) {
+            const auto removed = home.run(removal);
+            QCOMPARE(removed.exitCode, 0);
+            QCOMPARE(removed.errors, QString());
+        }
+        const QJsonObject rows = home.json({u"stats"_s}).object()[u"tables"_s].toObject();
+        for (const QString& table : rows.keys())
+            QCOMPARE(rows[table].toInt(), table == u"Schedules"_s ? 1 : 0);
+    }
+
+    void passwordsLieNowhereInClear()
+    {
+        const QStringList passwords{u"Canary-4711-\u00e9t\u00e9"_s, u"Goldfinch-0815-\U0001f511"_s};
+        QString told;
+        const auto listen = [&told](const VelmioctlRun& answer) {
+            QCOMPARE(answer.exitCode, 0);
+            told += answer.output + answer.errors;
+        };
+
+        listen(addSignIn(u"canary"_s, passwords[0].toUtf8()));
+        listen(tool->feed(
+            {u"signin"_s, u"password"_s, u"1"_s, u"--password-stdin"_s}, passwords[1].toUtf8()));
+        listen(tool->run({u"signin"_s, u"list"_s}));
+        listen(tool->json({u"signin"_s, u"show"_s, u"3"_s}));
+        listen(tool->run({u"signin"_s, u"set"_s, u"3"_s, u"--user"_s, u"bird"_s}));
+        listen(run(u"rekey"_s));
+        listen(run(u"verify"_s));
+        listen(run(u"where"_s));
+        QCOMPARE(revealed(3), passwords[0]);
+        QCOMPARE(revealed(1), passwords[1]);
+        tool->writeFile(u"told"_s, told.toUtf8());
+
+        QCOMPARE(filesWith(tool->path(u"."_s), passwords), QStringList());
+        // The search finds what is there: consumer secrets are stored as they are.
+        const QString secret = u"Sparrow-1234"_s;
+        tool->feed(
+            {u"product"_s, u"add"_s, u"--server"_s, u"1"_s, u"--name"_s, u"n"_s,
+             u"--consumer-key"_s, u"ck"_s, u"--secret-stdin"_s},
+            secret.toUtf8());
+        QVERIFY(!filesWith(tool->path(u"."_s), {secret}).isEmpty());
+    }
+
+private:
+    VelmioctlRun run(const QString& command) const { return tool->run({u"secrets"_s, command}); }
+    VelmioctlRun json(const QString& command) const { return tool->json({u"secrets"_s, command}); }
+    VelmioctlRun addSignIn(const QString& user, const QByteArray& password) const
+    {
+        return tool->feed(
+            {u"signin"_s, u"add"_s, u"--server"_s, u"1"_s, u"--domain"_s, u"north"_s, u"--user"_s,
+             user, u"--password-stdin"_s},
+            password + '\n');
+    }
+    QString revealed(int id) const
+    {
+        return tool->json({u"signin"_s, u"show"_s, QString::number(id), u"--reveal"_s})
+            .object()[u"password"_s]
+            .toString();
+    }
+    QString currentKey() const { return json(u"where"_s).object()[u"currentKey"_s].toString(); }
+
+    std::unique_ptr<VelmioctlRunner> tool;
+};
 
 QTEST_GUILESS_MAIN(TestVelmioctlSecrets)
 #include "TestVelmioctlSecrets.moc"

@@ -4,28 +4,6 @@
 
 using namespace Qt::StringLiterals;
 
-class TestVelmioctlServer : public QObject
-{
-    Q_OBJECT
-
-private Q_SLOTS:
-    void addStoresWhatIsGiven();
-    void addWithoutAliasTakesTheHost();
-    void listShowsServersAndTheDefault();
-    void emptyListSaysHowToAdd();
-    void setChangesOnlyWhatIsGiven();
-    void setStoresUrlsAsAddDoes();
-    void removeNeedsAYes();
-    void removeNamesWhatRefersToIt();
-    void defaultIsReadAndWritten();
-    void missingDefaultIsNotFound();
-    void unknownServerIsNotFound_data();
-    void unknownServerIsNotFound();
-    void wrongValuesAreUsageErrors_data();
-    void wrongValuesAreUsageErrors();
-    void propertiesReadBackAsTheyWereGiven();
-};
-
 namespace {
 
 const QStringList AddFirst{
@@ -71,211 +49,221 @@ QJsonObject with(QJsonObject object, const QString& key, const QJsonValue& value
 
 } // namespace
 
-void TestVelmioctlServer::addStoresWhatIsGiven()
+class TestVelmioctlServer : public QObject
 {
-    const VelmioctlRunner tool;
-    tool.run({u"init"_s});
+    Q_OBJECT
 
-    const auto added = tool.json(AddFirst);
-    const auto shown = tool.json({u"server"_s, u"show"_s, u"1"_s});
+private Q_SLOTS:
+    void addStoresWhatIsGiven()
+    {
+        const VelmioctlRunner tool;
+        tool.run({u"init"_s});
 
-    QCOMPARE(added.exitCode, 0);
-    QCOMPARE(added.object(), FirstServer);
-    QCOMPARE(shown.object(), FirstServer);
-}
+        const auto added = tool.json(AddFirst);
+        const auto shown = tool.json({u"server"_s, u"show"_s, u"1"_s});
 
-void TestVelmioctlServer::addWithoutAliasTakesTheHost()
-{
-    const VelmioctlRunner tool;
-    tool.run({u"init"_s});
+        QCOMPARE(added.exitCode, 0);
+        QCOMPARE(added.object(), FirstServer);
+        QCOMPARE(shown.object(), FirstServer);
+    }
 
-    QCOMPARE(tool.json(AddSecond).object()[u"alias"_s].toString(), u"second"_s);
-}
+    void addWithoutAliasTakesTheHost()
+    {
+        const VelmioctlRunner tool;
+        tool.run({u"init"_s});
 
-void TestVelmioctlServer::listShowsServersAndTheDefault()
-{
-    const VelmioctlRunner tool;
-    tool.run({u"init"_s});
-    tool.run(AddFirst);
-    tool.run(AddSecond);
+        QCOMPARE(tool.json(AddSecond).object()[u"alias"_s].toString(), u"second"_s);
+    }
 
-    const QJsonArray servers = tool.json({u"server"_s, u"list"_s}).array();
-    const auto forPeople = tool.run({u"server"_s, u"list"_s});
+    void listShowsServersAndTheDefault()
+    {
+        const VelmioctlRunner tool;
+        tool.run({u"init"_s});
+        tool.run(AddFirst);
+        tool.run(AddSecond);
 
-    QCOMPARE(servers.size(), 2);
-    QCOMPARE(servers[0].toObject(), FirstServer);
-    QCOMPARE(servers[1][u"default"_s].toBool(true), false);
-    QCOMPARE(
-        forPeople.output,
-        u"ID  DEFAULT  ALIAS   ENCODER  WEB SERVICE URL                DAV URL\n"
-        u" 1  yes      First   vcdiff   https://web.example.com/ws     "
-        u"https://one.example.com/dav\n"
-        u" 2           second           https://second.example.com/ws  https://two.example.com/dav\n"_s);
-}
+        const QJsonArray servers = tool.json({u"server"_s, u"list"_s}).array();
+        const auto forPeople = tool.run({u"server"_s, u"list"_s});
 
-void TestVelmioctlServer::emptyListSaysHowToAdd()
-{
-    const VelmioctlRunner tool;
-    tool.run({u"init"_s});
+        QCOMPARE(servers.size(), 2);
+        QCOMPARE(servers[0].toObject(), FirstServer);
+        QCOMPARE(servers[1][u"default"_s].toBool(true), false);
+        QCOMPARE(
+            forPeople.output,
+            u"ID  DEFAULT  ALIAS   ENCODER  WEB SERVICE URL                DAV URL\n"
+            u" 1  yes      First   vcdiff   https://web.example.com/ws     "
+            u"https://one.example.com/dav\n"
+            u" 2           second           https://second.example.com/ws  https://two.example.com/dav\n"_s);
+    }
 
-    const auto run = tool.run({u"server"_s, u"list"_s});
+    void emptyListSaysHowToAdd()
+    {
+        const VelmioctlRunner tool;
+        tool.run({u"init"_s});
 
-    QCOMPARE(run.exitCode, 0);
-    QCOMPARE(run.output, QString());
-    QVERIFY(run.errors.contains(u"velmioctl server add"_s));
-}
+        const auto run = tool.run({u"server"_s, u"list"_s});
 
-void TestVelmioctlServer::setChangesOnlyWhatIsGiven()
-{
-    const VelmioctlRunner tool;
-    tool.run({u"init"_s});
-    tool.run(AddFirst);
+        QCOMPARE(run.exitCode, 0);
+        QCOMPARE(run.output, QString());
+        QVERIFY(run.errors.contains(u"velmioctl server add"_s));
+    }
 
-    const auto run = tool.json(
-        {u"server"_s, u"set"_s, u"1"_s, u"--encoder"_s, u"xdelta"_s, u"--unset-property"_s,
-         u"Note"_s});
+    void setChangesOnlyWhatIsGiven()
+    {
+        const VelmioctlRunner tool;
+        tool.run({u"init"_s});
+        tool.run(AddFirst);
 
-    QCOMPARE(run.exitCode, 0);
-    const QJsonObject changed = with(FirstServer, u"binaryDiffEncoder"_s, u"xdelta"_s);
-    QCOMPARE(run.object(), with(changed, u"properties"_s, QJsonObject{{u"Region"_s, u"north"_s}}));
-}
+        const auto run = tool.json(
+            {u"server"_s, u"set"_s, u"1"_s, u"--encoder"_s, u"xdelta"_s, u"--unset-property"_s,
+             u"Note"_s});
 
-void TestVelmioctlServer::setStoresUrlsAsAddDoes()
-{
-    const VelmioctlRunner tool;
-    tool.run({u"init"_s});
-    tool.run(AddFirst);
+        QCOMPARE(run.exitCode, 0);
+        const QJsonObject changed = with(FirstServer, u"binaryDiffEncoder"_s, u"xdelta"_s);
+        QCOMPARE(
+            run.object(), with(changed, u"properties"_s, QJsonObject{{u"Region"_s, u"north"_s}}));
+    }
 
-    const auto run = tool.json(
-        {u"server"_s, u"set"_s, u"1"_s, u"--dav-url"_s, u"https://new.example.com/dav/"_s,
-         u"--alias"_s, QString()});
+    void setStoresUrlsAsAddDoes()
+    {
+        const VelmioctlRunner tool;
+        tool.run({u"init"_s});
+        tool.run(AddFirst);
 
-    QCOMPARE(run.object()[u"davUrl"_s].toString(), u"https://new.example.com/dav"_s);
-    QCOMPARE(run.object()[u"alias"_s].toString(), u"web"_s);
-}
+        const auto run = tool.json(
+            {u"server"_s, u"set"_s, u"1"_s, u"--dav-url"_s, u"https://new.example.com/dav/"_s,
+             u"--alias"_s, QString()});
 
-void TestVelmioctlServer::removeNeedsAYes()
-{
-    const VelmioctlRunner tool;
-    tool.run({u"init"_s});
-    tool.run(AddFirst);
+        QCOMPARE(run.object()[u"davUrl"_s].toString(), u"https://new.example.com/dav"_s);
+        QCOMPARE(run.object()[u"alias"_s].toString(), u"web"_s);
+    }
 
-    const auto unasked = tool.run({u"server"_s, u"remove"_s, u"1"_s});
-    const auto agreed = tool.json({u"server"_s, u"remove"_s, u"1"_s, u"--yes"_s});
-    const auto again = tool.run({u"server"_s, u"remove"_s, u"1"_s, u"--yes"_s});
+    void removeNeedsAYes()
+    {
+        const VelmioctlRunner tool;
+        tool.run({u"init"_s});
+        tool.run(AddFirst);
 
-    QCOMPARE(unasked.exitCode, 2);
-    QVERIFY(unasked.errors.contains(u"--yes"_s));
-    QCOMPARE(agreed.exitCode, 0);
-    QCOMPARE(agreed.object(), (QJsonObject{{u"id"_s, 1}, {u"removed"_s, true}}));
-    QCOMPARE(again.exitCode, 3);
-}
+        const auto unasked = tool.run({u"server"_s, u"remove"_s, u"1"_s});
+        const auto agreed = tool.json({u"server"_s, u"remove"_s, u"1"_s, u"--yes"_s});
+        const auto again = tool.run({u"server"_s, u"remove"_s, u"1"_s, u"--yes"_s});
 
-void TestVelmioctlServer::removeNamesWhatRefersToIt()
-{
-    const VelmioctlRunner tool;
-    tool.run({u"init"_s});
-    tool.run(AddFirst);
-    QVERIFY(tool.execute(u"INSERT INTO AuthenticationConfiguration (userName, serverId)"
+        QCOMPARE(unasked.exitCode, 2);
+        QVERIFY(unasked.errors.contains(u"--yes"_s));
+        QCOMPARE(agreed.exitCode, 0);
+        QCOMPARE(agreed.object(), (QJsonObject{{u"id"_s, 1}, {u"removed"_s, true}}));
+        QCOMPARE(again.exitCode, 3);
+    }
+
+    void removeNamesWhatRefersToIt()
+    {
+        const VelmioctlRunner tool;
+        tool.run({u"init"_s});
+        tool.run(AddFirst);
+        QVERIFY(
+            tool.execute(u"INSERT INTO AuthenticationConfiguration (userName, serverId)"
                          u" VALUES ('a', 1), ('b', 1), ('c', 1), ('d', 1), ('e', 1), ('x', 2)"_s));
-    QVERIFY(tool.execute(u"INSERT INTO ProductConfiguration (name, serverId) VALUES ('p', 1)"_s));
+        QVERIFY(
+            tool.execute(u"INSERT INTO ProductConfiguration (name, serverId) VALUES ('p', 1)"_s));
 
-    const auto unasked = tool.run({u"server"_s, u"remove"_s, u"1"_s});
-    const auto agreed = tool.run({u"server"_s, u"remove"_s, u"1"_s, u"--yes"_s});
+        const auto unasked = tool.run({u"server"_s, u"remove"_s, u"1"_s});
+        const auto agreed = tool.run({u"server"_s, u"remove"_s, u"1"_s, u"--yes"_s});
 
-    const QString staying =
-        u"These records refer to it and stay: sign-ins 1 (\"a\"), 2 (\"b\"), 3 (\"c\") and 2 "
-        u"more; products 1 (\"p\")."_s;
-    QVERIFY(unasked.errors.contains(staying));
-    QCOMPARE(agreed.errors, u"warning: "_s + staying + u'\n');
-}
+        const QString staying =
+            u"These records refer to it and stay: sign-ins 1 (\"a\"), 2 (\"b\"), 3 (\"c\") and 2 "
+            u"more; products 1 (\"p\")."_s;
+        QVERIFY(unasked.errors.contains(staying));
+        QCOMPARE(agreed.errors, u"warning: "_s + staying + u'\n');
+    }
 
-void TestVelmioctlServer::defaultIsReadAndWritten()
-{
-    const VelmioctlRunner tool;
-    tool.run({u"init"_s});
-    tool.run(AddFirst);
-    tool.run(AddSecond);
+    void defaultIsReadAndWritten()
+    {
+        const VelmioctlRunner tool;
+        tool.run({u"init"_s});
+        tool.run(AddFirst);
+        tool.run(AddSecond);
 
-    const auto first = tool.json({u"server"_s, u"default"_s});
-    const auto changed = tool.json({u"server"_s, u"default"_s, u"2"_s});
-    const auto second = tool.json({u"server"_s, u"default"_s});
+        const auto first = tool.json({u"server"_s, u"default"_s});
+        const auto changed = tool.json({u"server"_s, u"default"_s, u"2"_s});
+        const auto second = tool.json({u"server"_s, u"default"_s});
 
-    QCOMPARE(first.object()[u"id"_s].toInt(), 1);
-    QCOMPARE(changed.object()[u"id"_s].toInt(), 2);
-    QCOMPARE(second.object()[u"id"_s].toInt(), 2);
-    QCOMPARE(second.object()[u"default"_s].toBool(), true);
-}
+        QCOMPARE(first.object()[u"id"_s].toInt(), 1);
+        QCOMPARE(changed.object()[u"id"_s].toInt(), 2);
+        QCOMPARE(second.object()[u"id"_s].toInt(), 2);
+        QCOMPARE(second.object()[u"default"_s].toBool(), true);
+    }
 
-void TestVelmioctlServer::missingDefaultIsNotFound()
-{
-    const VelmioctlRunner tool;
-    tool.run({u"init"_s});
+    void missingDefaultIsNotFound()
+    {
+        const VelmioctlRunner tool;
+        tool.run({u"init"_s});
 
-    const auto run = tool.run({u"server"_s, u"default"_s});
+        const auto run = tool.run({u"server"_s, u"default"_s});
 
-    QCOMPARE(run.exitCode, 3);
-    QVERIFY(run.errors.contains(u"velmioctl server default ID"_s));
-}
+        QCOMPARE(run.exitCode, 3);
+        QVERIFY(run.errors.contains(u"velmioctl server default ID"_s));
+    }
 
-void TestVelmioctlServer::unknownServerIsNotFound_data()
-{
-    QTest::addColumn<QStringList>("arguments");
-    QTest::newRow("show") << QStringList{u"show"_s, u"9"_s};
-    QTest::newRow("set") << QStringList{u"set"_s, u"9"_s, u"--alias"_s, u"x"_s};
-    QTest::newRow("remove") << QStringList{u"remove"_s, u"9"_s, u"--yes"_s};
-    QTest::newRow("default") << QStringList{u"default"_s, u"9"_s};
-}
+    void unknownServerIsNotFound_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::newRow("show") << QStringList{u"show"_s, u"9"_s};
+        QTest::newRow("set") << QStringList{u"set"_s, u"9"_s, u"--alias"_s, u"x"_s};
+        QTest::newRow("remove") << QStringList{u"remove"_s, u"9"_s, u"--yes"_s};
+        QTest::newRow("default") << QStringList{u"default"_s, u"9"_s};
+    }
 
-void TestVelmioctlServer::unknownServerIsNotFound()
-{
-    QFETCH(QStringList, arguments);
-    const VelmioctlRunner tool;
-    tool.run({u"init"_s});
+    void unknownServerIsNotFound()
+    {
+        QFETCH(QStringList, arguments);
+        const VelmioctlRunner tool;
+        tool.run({u"init"_s});
 
-    const auto run = tool.run(QStringList{u"server"_s} + arguments);
+        const auto run = tool.run(QStringList{u"server"_s} + arguments);
 
-    QCOMPARE(run.exitCode, 3);
-    QVERIFY(run.errors.contains(u"velmioctl server list"_s));
-}
+        QCOMPARE(run.exitCode, 3);
+        QVERIFY(run.errors.contains(u"velmioctl server list"_s));
+    }
 
-void TestVelmioctlServer::wrongValuesAreUsageErrors_data()
-{
-    QTest::addColumn<QStringList>("arguments");
-    QTest::newRow("no URL") << QStringList{u"--dav-url"_s, u"somewhere"_s};
-    QTest::newRow("property without value") << QStringList{u"--property"_s, u"Key"_s};
-    QTest::newRow("property without key") << QStringList{u"--property"_s, u"=value"_s};
-    QTest::newRow("key that is no name") << QStringList{u"--property"_s, u"two words=value"_s};
-    QTest::newRow("value that ends the section") << QStringList{u"--property"_s, u"Key=a]]>b"_s};
-}
+    void wrongValuesAreUsageErrors_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::newRow("no URL") << QStringList{u"--dav-url"_s, u"somewhere"_s};
+        QTest::newRow("property without value") << QStringList{u"--property"_s, u"Key"_s};
+        QTest::newRow("property without key") << QStringList{u"--property"_s, u"=value"_s};
+        QTest::newRow("key that is no name") << QStringList{u"--property"_s, u"two words=value"_s};
+        QTest::newRow("value that ends the section")
+            << QStringList{u"--property"_s, u"Key=a]]>b"_s};
+    }
 
-void TestVelmioctlServer::wrongValuesAreUsageErrors()
-{
-    QFETCH(QStringList, arguments);
-    const VelmioctlRunner tool;
-    tool.run({u"init"_s});
-    tool.run(AddFirst);
+    void wrongValuesAreUsageErrors()
+    {
+        QFETCH(QStringList, arguments);
+        const VelmioctlRunner tool;
+        tool.run({u"init"_s});
+        tool.run(AddFirst);
 
-    const auto run = tool.run(QStringList{u"server"_s, u"set"_s, u"1"_s} + arguments);
+        const auto run = tool.run(QStringList{u"server"_s, u"set"_s, u"1"_s} + arguments);
 
-    QCOMPARE(run.exitCode, 2);
-    QCOMPARE(tool.json({u"server"_s, u"show"_s, u"1"_s}).object(), FirstServer);
-}
+        QCOMPARE(run.exitCode, 2);
+        QCOMPARE(tool.json({u"server"_s, u"show"_s, u"1"_s}).object(), FirstServer);
+    }
 
-void TestVelmioctlServer::propertiesReadBackAsTheyWereGiven()
-{
-    const VelmioctlRunner tool;
-    tool.run({u"init"_s});
-    tool.run(AddSecond);
+    void propertiesReadBackAsTheyWereGiven()
+    {
+        const VelmioctlRunner tool;
+        tool.run({u"init"_s});
+        tool.run(AddSecond);
 
-    const auto run = tool.json(
-        {u"server"_s, u"set"_s, u"1"_s, u"--property"_s, u"Empty="_s, u"--property"_s,
-         u"Mark=<&>\"\u65e5"_s});
+        const auto run = tool.json(
+            {u"server"_s, u"set"_s, u"1"_s, u"--property"_s, u"Empty="_s, u"--property"_s,
+             u"Mark=<&>\"\u65e5"_s});
 
-    QCOMPARE(
-        run.object()[u"properties"_s].toObject(),
-        (QJsonObject{{u"Empty"_s, QString()}, {u"Mark"_s, u"<&>\"\u65e5"_s}}));
-}
+        QCOMPARE(
+            run.object()[u"properties"_s].toObject(),
+            (QJsonObject{{u"Empty"_s, QString()}, {u"Mark"_s, u"<&>\"\u65e5"_s}}));
+    }
+};
 
 QTEST_GUILESS_MAIN(TestVelmioctlServer)
 #include "TestVelmioctlServer.moc"

@@ -12,17 +12,145 @@ class TestVelmioctlStatus : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void init();
-    void cleanup();
+    void init()
+    {
+        tool = std::make_unique<VelmioctlRunner>();
+        tool->makeFolder(u"one/a"_s);
+        for (const QString& name : {u"b"_s, u"c"_s, u"a/d"_s, u"a/e"_s})
+            tool->writeFile(u"one/"_s + name, name.toUtf8());
+        QCOMPARE(tool->run({u"init"_s}).exitCode, 0);
+        QCOMPARE(
+            tool->run({u"folder"_s, u"add"_s, u"one"_s, u"--server-path"_s, u"/S"_s}).exitCode, 0);
+    }
 
-    void cleanAfterAScan();
-    void namesExactlyWhatDiffers();
-    void newAndMissingFoldersAreShown();
-    void touchedFileIsModifiedWhereNoChecksumTells();
-    void writesNothing();
-    void vanishedRootIsAFinding();
-    void ownDatabaseIsPassedOver();
-    void topLevelRootHasItsDirectFilesOnly();
+    void cleanup() { tool.reset(); }
+
+    void cleanAfterAScan()
+    {
+        const auto before = tool->json({u"status"_s});
+        scan();
+        const auto after = tool->json({u"status"_s});
+
+        QCOMPARE(before.exitCode, 1);
+        QCOMPARE(before.object()[u"new"_s].toInt(), 4);
+        QCOMPARE(after.exitCode, 0);
+        QCOMPARE(after.object()[u"clean"_s].toBool(), true);
+        QCOMPARE(after.object()[u"files"_s].toInt(), 4);
+        QCOMPARE(after.object()[u"outOfSync"_s].toInt(), 4);
+        QCOMPARE(after.object()[u"roots"_s][0][u"folders"_s].toArray(), QJsonArray());
+    }
+
+    void namesExactlyWhatDiffers()
+    {
+        scan();
+        touch(u"one/b"_s);
+        // Of the same size, within the same second.
+        tool->writeFile(u"one/c"_s, "C");
+        tool->writeFile(u"one/a/new"_s, "n");
+        QVERIFY(QFile::remove(tool->path(u"one/a/d"_s)));
+
+        const auto status = tool->json({u"status"_s});
+        const auto text = tool->run({u"status"_s, u"one"_s});
+
+        QCOMPARE(status.exitCode, 1);
+        const QJsonArray folders = status.object()[u"roots"_s][0][u"folders"_s].toArray();
+        QCOMPARE(folders.size(), 2);
+        QCOMPARE(folders[0][u"modified"_s].toArray(), QJsonArray{u"c"_s});
+        QCOMPARE(folders[0][u"new"_s].toArray(), QJsonArray());
+        QCOMPARE(folders[0][u"missing"_s].toArray(), QJsonArray());
+        QCOMPARE(folders[0][u"outOfSync"_s].toInt(), 2);
+        QCOMPARE(folders[1][u"new"_s].toArray(), QJsonArray{u"new"_s});
+        QCOMPARE(folders[1][u"missing"_s].toArray(), QJsonArray{u"d"_s});
+        QCOMPARE(folders[1][u"modified"_s].toArray(), QJsonArray());
+        QVERIFY(text.output.startsWith(
+            tool->path(u"one"_s) + u"\n  modified  c\n"_s + tool->path(u"one/a"_s) +
+            u"\n  new       new\n  missing   d\n"_s));
+    }
+
+    void newAndMissingFoldersAreShown()
+    {
+        scan();
+        QVERIFY(QDir(tool->path(u"one/a"_s)).removeRecursively());
+        tool->makeFolder(u"one/f"_s);
+
+        const auto status = tool->json({u"status"_s});
+
+        QCOMPARE(status.exitCode, 1);
+        QCOMPARE(status.object()[u"newFolders"_s].toInt(), 1);
+        QCOMPARE(status.object()[u"missingFolders"_s].toInt(), 1);
+        const QJsonArray folders = status.object()[u"roots"_s][0][u"folders"_s].toArray();
+        QCOMPARE(folders[0][u"state"_s].toString(), u"missing"_s);
+        QCOMPARE(folders[0][u"missing"_s].toArray(), (QJsonArray{u"d"_s, u"e"_s}));
+        QCOMPARE(folders[1][u"state"_s].toString(), u"new"_s);
+    }
+
+    void touchedFileIsModifiedWhereNoChecksumTells()
+    {
+        scan({u"--hash"_s, u"never"_s});
+        QCOMPARE(tool->run({u"status"_s}).exitCode, 0);
+
+        touch(u"one/b"_s);
+
+        QCOMPARE(tool->json({u"status"_s}).object()[u"modified"_s].toInt(), 1);
+    }
+
+    void writesNothing()
+    {
+        scan();
+        tool->writeFile(u"one/new"_s, "n");
+        const QByteArray bytes = tool->databaseBytes();
+        const auto filters = QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot;
+        const QStringList entries = QDir(tool->path(u"."_s)).entryList(filters);
+        const QStringList rootEntries = QDir(tool->path(u"one"_s)).entryList(filters);
+
+        QCOMPARE(tool->run({u"status"_s}).exitCode, 1);
+
+        QCOMPARE(tool->databaseBytes(), bytes);
+        QCOMPARE(QDir(tool->path(u"."_s)).entryList(filters), entries);
+        QCOMPARE(QDir(tool->path(u"one"_s)).entryList(filters), rootEntries);
+    }
+
+    void vanishedRootIsAFinding()
+    {
+        scan();
+        QVERIFY(QDir(tool->path(u"one"_s)).removeRecursively());
+
+        const auto status = tool->json({u"status"_s});
+
+        QCOMPARE(status.exitCode, 1);
+        QCOMPARE(status.object()[u"rootMissing"_s].toBool(), true);
+        QCOMPARE(status.object()[u"missing"_s].toInt(-1), 0);
+        QVERIFY(status.errors.contains(tool->path(u"one"_s)));
+    }
+
+    void ownDatabaseIsPassedOver()
+    {
+        const QString database = tool->path(u"one/a/own.db"_s);
+        const auto run = [this, &database](const QStringList& arguments) {
+            return tool->runPlain(QStringList{u"--json"_s, u"--database"_s, database} + arguments);
+        };
+        QCOMPARE(run({u"init"_s}).exitCode, 0);
+        QCOMPARE(run({u"folder"_s, u"add"_s, u"one"_s, u"--server-path"_s, u"/S"_s}).exitCode, 0);
+
+        const auto scanned = run({u"scan"_s});
+        const auto status = run({u"status"_s});
+
+        QCOMPARE(scanned.object()[u"files"_s][u"new"_s].toInt(), 4);
+        QCOMPARE(status.exitCode, 0);
+    }
+
+    void topLevelRootHasItsDirectFilesOnly()
+    {
+        QCOMPARE(
+            tool->run({u"folder"_s, u"set"_s, u"1"_s, u"--option"_s, u"top-level"_s}).exitCode, 0);
+
+        scan();
+
+        const auto status = tool->json({u"status"_s});
+        QCOMPARE(status.exitCode, 0);
+        QCOMPARE(status.object()[u"files"_s].toInt(), 2);
+        QCOMPARE(tool->json({u"file"_s, u"list"_s}).array().size(), 2);
+    }
 
 private:
     void scan(const QStringList& options = {}) const
@@ -39,147 +167,6 @@ private:
 
     std::unique_ptr<VelmioctlRunner> tool;
 };
-
-void TestVelmioctlStatus::init()
-{
-    tool = std::make_unique<VelmioctlRunner>();
-    tool->makeFolder(u"one/a"_s);
-    for (const QString& name : {u"b"_s, u"c"_s, u"a/d"_s, u"a/e"_s})
-        tool->writeFile(u"one/"_s + name, name.toUtf8());
-    QCOMPARE(tool->run({u"init"_s}).exitCode, 0);
-    QCOMPARE(tool->run({u"folder"_s, u"add"_s, u"one"_s, u"--server-path"_s, u"/S"_s}).exitCode, 0);
-}
-
-void TestVelmioctlStatus::cleanup()
-{
-    tool.reset();
-}
-
-void TestVelmioctlStatus::cleanAfterAScan()
-{
-    const auto before = tool->json({u"status"_s});
-    scan();
-    const auto after = tool->json({u"status"_s});
-
-    QCOMPARE(before.exitCode, 1);
-    QCOMPARE(before.object()[u"new"_s].toInt(), 4);
-    QCOMPARE(after.exitCode, 0);
-    QCOMPARE(after.object()[u"clean"_s].toBool(), true);
-    QCOMPARE(after.object()[u"files"_s].toInt(), 4);
-    QCOMPARE(after.object()[u"outOfSync"_s].toInt(), 4);
-    QCOMPARE(after.object()[u"roots"_s][0][u"folders"_s].toArray(), QJsonArray());
-}
-
-void TestVelmioctlStatus::namesExactlyWhatDiffers()
-{
-    scan();
-    touch(u"one/b"_s);
-    // Of the same size, within the same second.
-    tool->writeFile(u"one/c"_s, "C");
-    tool->writeFile(u"one/a/new"_s, "n");
-    QVERIFY(QFile::remove(tool->path(u"one/a/d"_s)));
-
-    const auto status = tool->json({u"status"_s});
-    const auto text = tool->run({u"status"_s, u"one"_s});
-
-    QCOMPARE(status.exitCode, 1);
-    const QJsonArray folders = status.object()[u"roots"_s][0][u"folders"_s].toArray();
-    QCOMPARE(folders.size(), 2);
-    QCOMPARE(folders[0][u"modified"_s].toArray(), QJsonArray{u"c"_s});
-    QCOMPARE(folders[0][u"new"_s].toArray(), QJsonArray());
-    QCOMPARE(folders[0][u"missing"_s].toArray(), QJsonArray());
-    QCOMPARE(folders[0][u"outOfSync"_s].toInt(), 2);
-    QCOMPARE(folders[1][u"new"_s].toArray(), QJsonArray{u"new"_s});
-    QCOMPARE(folders[1][u"missing"_s].toArray(), QJsonArray{u"d"_s});
-    QCOMPARE(folders[1][u"modified"_s].toArray(), QJsonArray());
-    QVERIFY(text.output.startsWith(
-        tool->path(u"one"_s) + u"\n  modified  c\n"_s + tool->path(u"one/a"_s) +
-        u"\n  new       new\n  missing   d\n"_s));
-}
-
-void TestVelmioctlStatus::newAndMissingFoldersAreShown()
-{
-    scan();
-    QVERIFY(QDir(tool->path(u"one/a"_s)).removeRecursively());
-    tool->makeFolder(u"one/f"_s);
-
-    const auto status = tool->json({u"status"_s});
-
-    QCOMPARE(status.exitCode, 1);
-    QCOMPARE(status.object()[u"newFolders"_s].toInt(), 1);
-    QCOMPARE(status.object()[u"missingFolders"_s].toInt(), 1);
-    const QJsonArray folders = status.object()[u"roots"_s][0][u"folders"_s].toArray();
-    QCOMPARE(folders[0][u"state"_s].toString(), u"missing"_s);
-    QCOMPARE(folders[0][u"missing"_s].toArray(), (QJsonArray{u"d"_s, u"e"_s}));
-    QCOMPARE(folders[1][u"state"_s].toString(), u"new"_s);
-}
-
-void TestVelmioctlStatus::touchedFileIsModifiedWhereNoChecksumTells()
-{
-    scan({u"--hash"_s, u"never"_s});
-    QCOMPARE(tool->run({u"status"_s}).exitCode, 0);
-
-    touch(u"one/b"_s);
-
-    QCOMPARE(tool->json({u"status"_s}).object()[u"modified"_s].toInt(), 1);
-}
-
-void TestVelmioctlStatus::writesNothing()
-{
-    scan();
-    tool->writeFile(u"one/new"_s, "n");
-    const QByteArray bytes = tool->databaseBytes();
-    const auto filters = QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot;
-    const QStringList entries = QDir(tool->path(u"."_s)).entryList(filters);
-    const QStringList rootEntries = QDir(tool->path(u"one"_s)).entryList(filters);
-
-    QCOMPARE(tool->run({u"status"_s}).exitCode, 1);
-
-    QCOMPARE(tool->databaseBytes(), bytes);
-    QCOMPARE(QDir(tool->path(u"."_s)).entryList(filters), entries);
-    QCOMPARE(QDir(tool->path(u"one"_s)).entryList(filters), rootEntries);
-}
-
-void TestVelmioctlStatus::vanishedRootIsAFinding()
-{
-    scan();
-    QVERIFY(QDir(tool->path(u"one"_s)).removeRecursively());
-
-    const auto status = tool->json({u"status"_s});
-
-    QCOMPARE(status.exitCode, 1);
-    QCOMPARE(status.object()[u"rootMissing"_s].toBool(), true);
-    QCOMPARE(status.object()[u"missing"_s].toInt(-1), 0);
-    QVERIFY(status.errors.contains(tool->path(u"one"_s)));
-}
-
-void TestVelmioctlStatus::ownDatabaseIsPassedOver()
-{
-    const QString database = tool->path(u"one/a/own.db"_s);
-    const auto run = [this, &database](const QStringList& arguments) {
-        return tool->runPlain(QStringList{u"--json"_s, u"--database"_s, database} + arguments);
-    };
-    QCOMPARE(run({u"init"_s}).exitCode, 0);
-    QCOMPARE(run({u"folder"_s, u"add"_s, u"one"_s, u"--server-path"_s, u"/S"_s}).exitCode, 0);
-
-    const auto scanned = run({u"scan"_s});
-    const auto status = run({u"status"_s});
-
-    QCOMPARE(scanned.object()[u"files"_s][u"new"_s].toInt(), 4);
-    QCOMPARE(status.exitCode, 0);
-}
-
-void TestVelmioctlStatus::topLevelRootHasItsDirectFilesOnly()
-{
-    QCOMPARE(tool->run({u"folder"_s, u"set"_s, u"1"_s, u"--option"_s, u"top-level"_s}).exitCode, 0);
-
-    scan();
-
-    const auto status = tool->json({u"status"_s});
-    QCOMPARE(status.exitCode, 0);
-    QCOMPARE(status.object()[u"files"_s].toInt(), 2);
-    QCOMPARE(tool->json({u"file"_s, u"list"_s}).array().size(), 2);
-}
 
 QTEST_GUILESS_MAIN(TestVelmioctlStatus)
 #include "TestVelmioctlStatus.moc"

@@ -10,15 +10,69 @@ class TestVelmioctlTerminal : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void init();
-    void cleanup();
+    void init()
+    {
+        tool = std::make_unique<VelmioctlRunner>();
+        tool->environment.insert(u"TERM"_s, u"xterm"_s);
+        tool->environment.remove(u"NO_COLOR"_s);
+        const QString folder = tool->makeFolder(u"Work"_s);
+        tool->writeFile(u"Work/new.txt"_s, "new");
+        QCOMPARE(tool->run({u"init"_s}).exitCode, 0);
+        QCOMPARE(
+            tool->run({u"folder"_s, u"add"_s, folder, u"--server-path"_s, u"/Work"_s}).exitCode, 0);
+        QVERIFY(tool->execute(
+            u"UPDATE FolderConfiguration SET authenticationId = 9, productConfigurationId = 9"_s));
+    }
 
-    void doctorColoursSeverities();
-    void statusColoursDifferences();
-    void errorIsColoured();
-    void coloursStayAwayWhereUnwelcome_data();
-    void coloursStayAwayWhereUnwelcome();
-    void pipeGetsNoColours();
+    void cleanup() { tool.reset(); }
+
+    void doctorColoursSeverities()
+    {
+        const QByteArray answer = shown({u"doctor"_s});
+
+        QVERIFY2(answer.contains("\x1b[31merror\x1b[0m folder."), answer.constData());
+        QVERIFY2(answer.contains("\x1b[33mwarning\x1b[0m folder."), answer.constData());
+    }
+
+    void statusColoursDifferences()
+    {
+        const QByteArray answer = shown({u"status"_s});
+
+        QVERIFY2(answer.contains("  \x1b[32mnew\x1b[0m       new.txt"), answer.constData());
+    }
+
+    void errorIsColoured()
+    {
+        QVERIFY(shown({u"server"_s, u"show"_s, u"9"_s}).startsWith("\x1b[31merror: \x1b[0m"));
+    }
+
+    void coloursStayAwayWhereUnwelcome_data()
+    {
+        QTest::addColumn<QString>("variable");
+        QTest::addColumn<QString>("value");
+        QTest::newRow("by the user") << u"NO_COLOR"_s << u"1"_s;
+        QTest::newRow("by the terminal") << u"TERM"_s << u"dumb"_s;
+    }
+
+    void coloursStayAwayWhereUnwelcome()
+    {
+        QFETCH(QString, variable);
+        QFETCH(QString, value);
+        tool->environment.insert(variable, value);
+
+        QVERIFY(!shown({u"doctor"_s}).contains('\x1b'));
+        QVERIFY(!shown({u"server"_s, u"show"_s, u"9"_s}).contains('\x1b'));
+    }
+
+    void pipeGetsNoColours()
+    {
+        tool->environment.insert(u"CLICOLOR_FORCE"_s, u"1"_s);
+
+        const auto run = tool->run({u"doctor"_s});
+
+        QVERIFY(run.output.contains(u"warning folder."_s));
+        QVERIFY(!run.output.contains(u'\x1b'));
+    }
 
 private:
     QByteArray shown(const QStringList& arguments) const
@@ -30,73 +84,6 @@ private:
 
     std::unique_ptr<VelmioctlRunner> tool;
 };
-
-void TestVelmioctlTerminal::init()
-{
-    tool = std::make_unique<VelmioctlRunner>();
-    tool->environment.insert(u"TERM"_s, u"xterm"_s);
-    tool->environment.remove(u"NO_COLOR"_s);
-    const QString folder = tool->makeFolder(u"Work"_s);
-    tool->writeFile(u"Work/new.txt"_s, "new");
-    QCOMPARE(tool->run({u"init"_s}).exitCode, 0);
-    QCOMPARE(
-        tool->run({u"folder"_s, u"add"_s, folder, u"--server-path"_s, u"/Work"_s}).exitCode, 0);
-    QVERIFY(tool->execute(
-        u"UPDATE FolderConfiguration SET authenticationId = 9, productConfigurationId = 9"_s));
-}
-
-void TestVelmioctlTerminal::cleanup()
-{
-    tool.reset();
-}
-
-void TestVelmioctlTerminal::doctorColoursSeverities()
-{
-    const QByteArray answer = shown({u"doctor"_s});
-
-    QVERIFY2(answer.contains("\x1b[31merror\x1b[0m folder."), answer.constData());
-    QVERIFY2(answer.contains("\x1b[33mwarning\x1b[0m folder."), answer.constData());
-}
-
-void TestVelmioctlTerminal::statusColoursDifferences()
-{
-    const QByteArray answer = shown({u"status"_s});
-
-    QVERIFY2(answer.contains("  \x1b[32mnew\x1b[0m       new.txt"), answer.constData());
-}
-
-void TestVelmioctlTerminal::errorIsColoured()
-{
-    QVERIFY(shown({u"server"_s, u"show"_s, u"9"_s}).startsWith("\x1b[31merror: \x1b[0m"));
-}
-
-void TestVelmioctlTerminal::coloursStayAwayWhereUnwelcome_data()
-{
-    QTest::addColumn<QString>("variable");
-    QTest::addColumn<QString>("value");
-    QTest::newRow("by the user") << u"NO_COLOR"_s << u"1"_s;
-    QTest::newRow("by the terminal") << u"TERM"_s << u"dumb"_s;
-}
-
-void TestVelmioctlTerminal::coloursStayAwayWhereUnwelcome()
-{
-    QFETCH(QString, variable);
-    QFETCH(QString, value);
-    tool->environment.insert(variable, value);
-
-    QVERIFY(!shown({u"doctor"_s}).contains('\x1b'));
-    QVERIFY(!shown({u"server"_s, u"show"_s, u"9"_s}).contains('\x1b'));
-}
-
-void TestVelmioctlTerminal::pipeGetsNoColours()
-{
-    tool->environment.insert(u"CLICOLOR_FORCE"_s, u"1"_s);
-
-    const auto run = tool->run({u"doctor"_s});
-
-    QVERIFY(run.output.contains(u"warning folder."_s));
-    QVERIFY(!run.output.contains(u'\x1b'));
-}
 
 QTEST_GUILESS_MAIN(TestVelmioctlTerminal)
 #include "TestVelmioctlTerminal.moc"

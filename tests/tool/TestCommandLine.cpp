@@ -34,180 +34,167 @@ class TestCommandLine : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void slipOfTheFingerIsCorrected_data();
-    void slipOfTheFingerIsCorrected();
-    void otherWordsAreNotGuessed_data();
-    void otherWordsAreNotGuessed();
-    void mistypedCommandLineSuggests_data();
-    void mistypedCommandLineSuggests();
-    void possibleSecretsAreNotRepeated_data();
-    void possibleSecretsAreNotRepeated();
-    void missingCommandListsThem();
-    void choiceTakesItsWordsAlone();
-    void helpOfEveryCommandHasAnExample();
-    void helpFitsItsWidth_data();
-    void helpFitsItsWidth();
-    void hiddenCommandsRunAndAreNotInTheHelp();
+    void slipOfTheFingerIsCorrected_data()
+    {
+        QTest::addColumn<QString>("word");
+        QTest::addColumn<QString>("meant");
+        QTest::newRow("left out") << u"sever"_s << u"server"_s;
+        QTest::newRow("added") << u"serrver"_s << u"server"_s;
+        QTest::newRow("replaced") << u"folter"_s << u"folder"_s;
+        QTest::newRow("swapped") << u"satts"_s << u"stats"_s;
+        QTest::newRow("swapped in a short word") << u"lsit"_s << u"list"_s;
+        QTest::newRow("only begun") << u"explai"_s << u"explain"_s;
+        QTest::newRow("hardly begun") << u"ex"_s << u"explain"_s;
+    }
+
+    void slipOfTheFingerIsCorrected()
+    {
+        QFETCH(QString, word);
+        QFETCH(QString, meant);
+
+        const QString found = nearest(
+            word, {u"server"_s, u"folder"_s, u"stats"_s, u"status"_s, u"list"_s, u"explain"_s});
+
+        QCOMPARE(found, meant);
+    }
+
+    void otherWordsAreNotGuessed_data()
+    {
+        QTest::addColumn<QString>("word");
+        QTest::newRow("far from all") << u"frobnicate"_s;
+        QTest::newRow("begins two") << u"sta"_s;
+        QTest::newRow("short") << u"x"_s;
+        QTest::newRow("empty") << QString();
+    }
+
+    void otherWordsAreNotGuessed()
+    {
+        QFETCH(QString, word);
+
+        QCOMPARE(nearest(word, {u"stature"_s, u"statuses"_s, u"folder"_s}), QString());
+    }
+
+    void mistypedCommandLineSuggests_data()
+    {
+        QTest::addColumn<std::vector<const char*>>("arguments");
+        QTest::addColumn<QString>("message");
+        const auto row = [](const char* name, const std::vector<const char*>& arguments,
+                            const QString& message) {
+            QTest::newRow(name) << arguments << message;
+        };
+        row("noun", {"sever", "list"}, u"Unknown command \"sever\". Did you mean \"server\"?"_s);
+        row("verb", {"server", "lst"}, u"Unknown command \"lst\". Did you mean \"list\"?"_s);
+        row("option", {"server", "list", "--jsno"},
+            u"Unknown option \"--jsno\". Did you mean \"--json\"?"_s);
+        row("begun option", {"folder", "add", "Work", "--server-pa=/Work"},
+            u"Unknown option \"--server-pa\". Did you mean \"--server-path\"?"_s);
+        row("strange command", {"frobnicate"}, u"Unknown command \"frobnicate\"."_s);
+        row("strange option", {"stats", "--frobnicate"}, u"Unknown option \"--frobnicate\"."_s);
+        row("word too many", {"server", "list", "all"}, u"Unexpected argument \"all\"."_s);
+    }
+
+    void mistypedCommandLineSuggests()
+    {
+        QFETCH(std::vector<const char*>, arguments);
+        QFETCH(QString, message);
+        CommandLineSample sample;
+
+        QCOMPARE(complaint(sample.line, arguments).section(u'\n', 0, 0), message);
+    }
+
+    void possibleSecretsAreNotRepeated_data()
+    {
+        QTest::addColumn<std::vector<const char*>>("arguments");
+        const auto row = [](const char* name, const std::vector<const char*>& arguments) {
+            QTest::newRow(name) << arguments;
+        };
+        row("word", {"signin", "password", "1", "Canary"});
+        row("value of an unknown option", {"signin", "password", "1", "--pasword=Canary"});
+        row("short option", {"signin", "password", "1", "-pCanary"});
+        row("in the place of an id", {"product", "set", "Canary"});
+        row("value of a flag", {"product", "set", "1", "--secret=Canary"});
+    }
+
+    void possibleSecretsAreNotRepeated()
+    {
+        QFETCH(std::vector<const char*>, arguments);
+        CommandLineSample sample;
+
+        const QString message = complaint(sample.line, arguments);
+
+        QVERIFY(!message.isEmpty());
+        QVERIFY2(!message.contains(u"Canary"_s), "the message repeats what may be a secret");
+    }
+
+    void missingCommandListsThem()
+    {
+        CommandLineSample sample;
+
+        QCOMPARE(
+            complaint(sample.line, {"secrets"}),
+            u"\"velmioctl secrets\" needs a command: verify, rekey, where.\n"
+            "See 'velmioctl secrets --help'."_s);
+    }
+
+    void choiceTakesItsWordsAlone()
+    {
+        CommandLineSample sample;
+
+        const QString message = complaint(sample.line, {"scan", "--hash", "sometimes"});
+
+        QVERIFY2(message.contains(u"--hash"_s), qPrintable(message));
+        QVERIFY2(message.contains(u"{always,changed,never}"_s), qPrintable(message));
+    }
+
+    void helpOfEveryCommandHasAnExample()
+    {
+        CommandLineSample sample;
+        for (const Command* const command : allCommands(sample.program())) {
+            if (!command->subcommands().empty())
+                continue;
+            const QString& fullName = command->description().fullName;
+            const auto& examples = command->description().examples;
+            QVERIFY2(!examples.empty(), qPrintable(fullName));
+            for (const QString& example : examples)
+                QVERIFY2(example.startsWith(fullName), qPrintable(example));
+            QVERIFY(helpOf(*command, sample.program(), 0)
+                        .contains(u"Examples:\n  "_s + examples.front()));
+        }
+    }
+
+    void helpFitsItsWidth_data()
+    {
+        QTest::addColumn<int>("columns");
+        QTest::newRow("narrow") << 60;
+        QTest::newRow("usual") << 80;
+        QTest::newRow("wide") << 200;
+    }
+
+    void helpFitsItsWidth()
+    {
+        QFETCH(int, columns);
+        CommandLineSample sample;
+        for (const Command* const command : allCommands(sample.program())) {
+            const QString help = helpOf(*command, sample.program(), columns);
+            // Examples are copied whole.
+            for (const QString& line : help.section(u"\nExamples:"_s, 0, 0).split(u'\n'))
+                QVERIFY2(line.size() <= columns, qPrintable(line));
+        }
+    }
+
+    void hiddenCommandsRunAndAreNotInTheHelp()
+    {
+        bool ran = false;
+        CommandLine line("tool", "Does something.");
+        line.program().addHiddenSubcommand("secretly", "Hidden")->callback([&ran] { ran = true; });
+
+        const std::vector<const char*> arguments{"tool", "secretly"};
+        line.parse(int(arguments.size()), arguments.data());
+
+        QVERIFY(ran);
+        QVERIFY(!helpOf(line.program(), line.program(), 0).contains(u"secretly"_s));
+    }
 };
-
-void TestCommandLine::slipOfTheFingerIsCorrected_data()
-{
-    QTest::addColumn<QString>("word");
-    QTest::addColumn<QString>("meant");
-    QTest::newRow("left out") << u"sever"_s << u"server"_s;
-    QTest::newRow("added") << u"serrver"_s << u"server"_s;
-    QTest::newRow("replaced") << u"folter"_s << u"folder"_s;
-    QTest::newRow("swapped") << u"satts"_s << u"stats"_s;
-    QTest::newRow("swapped in a short word") << u"lsit"_s << u"list"_s;
-    QTest::newRow("only begun") << u"explai"_s << u"explain"_s;
-    QTest::newRow("hardly begun") << u"ex"_s << u"explain"_s;
-}
-
-void TestCommandLine::slipOfTheFingerIsCorrected()
-{
-    QFETCH(QString, word);
-    QFETCH(QString, meant);
-
-    const QString found =
-        nearest(word, {u"server"_s, u"folder"_s, u"stats"_s, u"status"_s, u"list"_s, u"explain"_s});
-
-    QCOMPARE(found, meant);
-}
-
-void TestCommandLine::otherWordsAreNotGuessed_data()
-{
-    QTest::addColumn<QString>("word");
-    QTest::newRow("far from all") << u"frobnicate"_s;
-    QTest::newRow("begins two") << u"sta"_s;
-    QTest::newRow("short") << u"x"_s;
-    QTest::newRow("empty") << QString();
-}
-
-void TestCommandLine::otherWordsAreNotGuessed()
-{
-    QFETCH(QString, word);
-
-    QCOMPARE(nearest(word, {u"stature"_s, u"statuses"_s, u"folder"_s}), QString());
-}
-
-void TestCommandLine::mistypedCommandLineSuggests_data()
-{
-    QTest::addColumn<std::vector<const char*>>("arguments");
-    QTest::addColumn<QString>("message");
-    const auto row = [](const char* name, const std::vector<const char*>& arguments,
-                        const QString& message) { QTest::newRow(name) << arguments << message; };
-    row("noun", {"sever", "list"}, u"Unknown command \"sever\". Did you mean \"server\"?"_s);
-    row("verb", {"server", "lst"}, u"Unknown command \"lst\". Did you mean \"list\"?"_s);
-    row("option", {"server", "list", "--jsno"},
-        u"Unknown option \"--jsno\". Did you mean \"--json\"?"_s);
-    row("begun option", {"folder", "add", "Work", "--server-pa=/Work"},
-        u"Unknown option \"--server-pa\". Did you mean \"--server-path\"?"_s);
-    row("strange command", {"frobnicate"}, u"Unknown command \"frobnicate\"."_s);
-    row("strange option", {"stats", "--frobnicate"}, u"Unknown option \"--frobnicate\"."_s);
-    row("word too many", {"server", "list", "all"}, u"Unexpected argument \"all\"."_s);
-}
-
-void TestCommandLine::mistypedCommandLineSuggests()
-{
-    QFETCH(std::vector<const char*>, arguments);
-    QFETCH(QString, message);
-    CommandLineSample sample;
-
-    QCOMPARE(complaint(sample.line, arguments).section(u'\n', 0, 0), message);
-}
-
-void TestCommandLine::possibleSecretsAreNotRepeated_data()
-{
-    QTest::addColumn<std::vector<const char*>>("arguments");
-    const auto row = [](const char* name, const std::vector<const char*>& arguments) {
-        QTest::newRow(name) << arguments;
-    };
-    row("word", {"signin", "password", "1", "Canary"});
-    row("value of an unknown option", {"signin", "password", "1", "--pasword=Canary"});
-    row("short option", {"signin", "password", "1", "-pCanary"});
-    row("in the place of an id", {"product", "set", "Canary"});
-    row("value of a flag", {"product", "set", "1", "--secret=Canary"});
-}
-
-void TestCommandLine::possibleSecretsAreNotRepeated()
-{
-    QFETCH(std::vector<const char*>, arguments);
-    CommandLineSample sample;
-
-    const QString message = complaint(sample.line, arguments);
-
-    QVERIFY(!message.isEmpty());
-    QVERIFY2(!message.contains(u"Canary"_s), "the message repeats what may be a secret");
-}
-
-void TestCommandLine::missingCommandListsThem()
-{
-    CommandLineSample sample;
-
-    QCOMPARE(
-        complaint(sample.line, {"secrets"}),
-        u"\"velmioctl secrets\" needs a command: verify, rekey, where.\n"
-        "See 'velmioctl secrets --help'."_s);
-}
-
-void TestCommandLine::choiceTakesItsWordsAlone()
-{
-    CommandLineSample sample;
-
-    const QString message = complaint(sample.line, {"scan", "--hash", "sometimes"});
-
-    QVERIFY2(message.contains(u"--hash"_s), qPrintable(message));
-    QVERIFY2(message.contains(u"{always,changed,never}"_s), qPrintable(message));
-}
-
-void TestCommandLine::helpOfEveryCommandHasAnExample()
-{
-    CommandLineSample sample;
-    for (const Command* const command : allCommands(sample.program())) {
-        if (!command->subcommands().empty())
-            continue;
-        const QString& fullName = command->description().fullName;
-        const auto& examples = command->description().examples;
-        QVERIFY2(!examples.empty(), qPrintable(fullName));
-        for (const QString& example : examples)
-            QVERIFY2(example.startsWith(fullName), qPrintable(example));
-        QVERIFY(
-            helpOf(*command, sample.program(), 0).contains(u"Examples:\n  "_s + examples.front()));
-    }
-}
-
-void TestCommandLine::helpFitsItsWidth_data()
-{
-    QTest::addColumn<int>("columns");
-    QTest::newRow("narrow") << 60;
-    QTest::newRow("usual") << 80;
-    QTest::newRow("wide") << 200;
-}
-
-void TestCommandLine::helpFitsItsWidth()
-{
-    QFETCH(int, columns);
-    CommandLineSample sample;
-    for (const Command* const command : allCommands(sample.program())) {
-        const QString help = helpOf(*command, sample.program(), columns);
-        // Examples are copied whole.
-        for (const QString& line : help.section(u"\nExamples:"_s, 0, 0).split(u'\n'))
-            QVERIFY2(line.size() <= columns, qPrintable(line));
-    }
-}
-
-void TestCommandLine::hiddenCommandsRunAndAreNotInTheHelp()
-{
-    bool ran = false;
-    CommandLine line("tool", "Does something.");
-    line.program().addHiddenSubcommand("secretly", "Hidden")->callback([&ran] { ran = true; });
-
-    const std::vector<const char*> arguments{"tool", "secretly"};
-    line.parse(int(arguments.size()), arguments.data());
-
-    QVERIFY(ran);
-    QVERIFY(!helpOf(line.program(), line.program(), 0).contains(u"secretly"_s));
-}
 
 } // namespace velmioctl
 

@@ -69,213 +69,201 @@ class TestDirectoryWalk : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void visitsFoldersParentsFirstAndSorted();
-    void doesNotFollowLinks();
-    void tellsFilesFromLinksAndPipes();
-    void topLevelEndsWithTheRoot();
-    void followsTheRootItself();
-    void passesOverScratchFolderInAnyCase();
-    void invalidNamesAreReportedAndNotEntered();
-    void unreadableFolderIsVisitedAndReported();
-    void missingRootIsReported();
-    void folderThatVanishesIsNoTrouble();
-    void folderThatBecomesALinkIsNotEntered();
-    void deepTreeIsWalkedToItsEnd();
-};
+    void visitsFoldersParentsFirstAndSorted()
+    {
+        const Tree tree;
+        for (const QString& path : {u"b/2"_s, u"b/10"_s, u"a b"_s, u"\u00e9"_s, u".h"_s, u"B"_s})
+            tree.makeFolder(path);
 
-void TestDirectoryWalk::visitsFoldersParentsFirstAndSorted()
-{
-    const Tree tree;
-    for (const QString& path : {u"b/2"_s, u"b/10"_s, u"a b"_s, u"\u00e9"_s, u".h"_s, u"B"_s})
-        tree.makeFolder(path);
+        const Walked walked = walk(tree.root());
 
-    const Walked walked = walk(tree.root());
-
-    QCOMPARE(
-        walked.folders,
-        (QStringList{u".h"_s, u"B"_s, u"a b"_s, u"b"_s, u"b/10"_s, u"b/2"_s, u"\u00e9"_s}));
-    QVERIFY(walked.problems.isEmpty());
-}
-
-void TestDirectoryWalk::doesNotFollowLinks()
-{
-    const Tree tree;
-    const Tree other;
-    other.makeFolder(u"inside"_s);
-    tree.makeFolder(u"folder"_s);
-    tree.makeFile(u"file"_s);
-    QVERIFY(QFile::link(other.root(), tree.root() + u"/link"_s));
-    QVERIFY(QFile::link(tree.root(), tree.root() + u"/folder/loop"_s));
-
-    const Walked walked = walk(tree.root());
-
-    QCOMPARE(walked.folders, QStringList{u"folder"_s});
-    QVERIFY(walked.problems.isEmpty());
-}
-
-void TestDirectoryWalk::tellsFilesFromLinksAndPipes()
-{
-    const Tree tree;
-    tree.makeFolder(u"folder"_s);
-    tree.makeFile(u"folder/b"_s);
-    tree.makeFile(u"folder/a"_s);
-    tree.makeFile(u"file"_s);
-    tree.makeFile(u"x.{SyncTemp}"_s);
-    // A mark that is part of the name.
-    tree.makeFile(u"\ufeffmarked"_s);
-    QVERIFY(QFile::link(tree.root() + u"/file"_s, tree.root() + u"/link"_s));
-    QCOMPARE(::mkfifo(QFile::encodeName(tree.root() + u"/pipe"_s).constData(), 0600), 0);
-
-    const Walked walked = walk(tree.root());
-
-    QCOMPARE(
-        walked.files, (QStringList{u"file"_s, u"\ufeffmarked"_s, u"folder/a"_s, u"folder/b"_s}));
-    QCOMPARE(walked.others, (QStringList{u"link"_s, u"pipe"_s}));
-    QVERIFY(walked.incomplete.isEmpty());
-}
-
-void TestDirectoryWalk::topLevelEndsWithTheRoot()
-{
-    const Tree tree;
-    tree.makeFolder(u"folder"_s);
-    tree.makeFile(u"folder/a"_s);
-    tree.makeFile(u"file"_s);
-
-    const Walked walked = walk(tree.root(), DirectoryWalk::Depth::TopLevel);
-
-    QCOMPARE(walked.files, QStringList{u"file"_s});
-    QVERIFY(walked.folders.isEmpty());
-}
-
-void TestDirectoryWalk::followsTheRootItself()
-{
-    const Tree tree;
-    tree.makeFolder(u"real/inside"_s);
-    QVERIFY(QFile::link(tree.root() + u"/real"_s, tree.root() + u"/link"_s));
-
-    QCOMPARE(walk(tree.root() + u"/link"_s).folders, QStringList{u"inside"_s});
-}
-
-void TestDirectoryWalk::passesOverScratchFolderInAnyCase()
-{
-    const Tree tree;
-    tree.makeFolder(u".{SyncTemp}/inside"_s);
-    tree.makeFolder(u"a/.{sYNCtEMP}"_s);
-    tree.makeFolder(u"a/.{SyncBackup}"_s);
-
-    QCOMPARE(walk(tree.root()).folders, (QStringList{u"a"_s, u"a/.{SyncBackup}"_s}));
-}
-
-void TestDirectoryWalk::invalidNamesAreReportedAndNotEntered()
-{
-    const Tree tree;
-    tree.makeFolder(u"good"_s);
-    const QByteArray bad = QFile::encodeName(tree.root()) + "/bad\xff";
-    QCOMPARE(::mkdir(bad.constData(), 0700), 0);
-    QCOMPARE(::mkdir((bad + "/inside").constData(), 0700), 0);
-    const QByteArray badFile = QFile::encodeName(tree.root()) + "/good/file\xff";
-    QCOMPARE(::mknod(badFile.constData(), S_IFREG | 0600, 0), 0);
-
-    const Walked walked = walk(tree.root());
-    ::rmdir((bad + "/inside").constData());
-    ::rmdir(bad.constData());
-    ::unlink(badFile.constData());
-
-    QCOMPARE(walked.folders, QStringList{u"good"_s});
-    QCOMPARE(walked.problems.size(), 2);
-    QCOMPARE(walked.problems.first().kind, DirectoryWalk::Problem::Kind::InvalidFolderName);
-    QCOMPARE(walked.problems.first().path, bad);
-    QCOMPARE(walked.problems.last().kind, DirectoryWalk::Problem::Kind::InvalidFileName);
-    QCOMPARE(walked.problems.last().path, badFile);
-    QVERIFY(walked.files.isEmpty());
-}
-
-void TestDirectoryWalk::unreadableFolderIsVisitedAndReported()
-{
-    const Tree tree;
-    tree.makeFolder(u"closed/inside"_s);
-    tree.makeFolder(u"open"_s);
-    const QByteArray closed = QFile::encodeName(tree.root() + u"/closed"_s);
-    QCOMPARE(::chmod(closed.constData(), 0), 0);
-    // Permissions do not bind root, who goes on as somebody else meanwhile.
-    const bool isRoot = ::geteuid() == 0;
-    constexpr uid_t Nobody = 65534;
-    if (isRoot) {
-        QCOMPARE(::chmod(QFile::encodeName(tree.root()).constData(), 0755), 0);
-        QCOMPARE(::seteuid(Nobody), 0);
+        QCOMPARE(
+            walked.folders,
+            (QStringList{u".h"_s, u"B"_s, u"a b"_s, u"b"_s, u"b/10"_s, u"b/2"_s, u"\u00e9"_s}));
+        QVERIFY(walked.problems.isEmpty());
     }
 
-    const Walked walked = walk(tree.root());
-    if (isRoot)
-        QCOMPARE(::seteuid(0), 0);
-    QCOMPARE(::chmod(closed.constData(), 0700), 0);
+    void doesNotFollowLinks()
+    {
+        const Tree tree;
+        const Tree other;
+        other.makeFolder(u"inside"_s);
+        tree.makeFolder(u"folder"_s);
+        tree.makeFile(u"file"_s);
+        QVERIFY(QFile::link(other.root(), tree.root() + u"/link"_s));
+        QVERIFY(QFile::link(tree.root(), tree.root() + u"/folder/loop"_s));
 
-    QCOMPARE(walked.folders, (QStringList{u"closed"_s, u"open"_s}));
-    QCOMPARE(walked.incomplete, QStringList{u"closed"_s});
-    QCOMPARE(walked.problems.size(), 1);
-    QCOMPARE(walked.problems.first().kind, DirectoryWalk::Problem::Kind::Unreadable);
-    QCOMPARE(walked.problems.first().path, closed);
-    QCOMPARE(walked.problems.first().error, EACCES);
-}
+        const Walked walked = walk(tree.root());
 
-void TestDirectoryWalk::missingRootIsReported()
-{
-    const Tree tree;
+        QCOMPARE(walked.folders, QStringList{u"folder"_s});
+        QVERIFY(walked.problems.isEmpty());
+    }
 
-    const Walked walked = walk(tree.root() + u"/none"_s);
+    void tellsFilesFromLinksAndPipes()
+    {
+        const Tree tree;
+        tree.makeFolder(u"folder"_s);
+        tree.makeFile(u"folder/b"_s);
+        tree.makeFile(u"folder/a"_s);
+        tree.makeFile(u"file"_s);
+        tree.makeFile(u"x.{SyncTemp}"_s);
+        // A mark that is part of the name.
+        tree.makeFile(u"\ufeffmarked"_s);
+        QVERIFY(QFile::link(tree.root() + u"/file"_s, tree.root() + u"/link"_s));
+        QCOMPARE(::mkfifo(QFile::encodeName(tree.root() + u"/pipe"_s).constData(), 0600), 0);
 
-    QVERIFY(walked.folders.isEmpty());
-    QCOMPARE(walked.problems.size(), 1);
-    QCOMPARE(walked.problems.first().error, ENOENT);
-}
+        const Walked walked = walk(tree.root());
 
-void TestDirectoryWalk::folderThatVanishesIsNoTrouble()
-{
-    const Tree tree;
-    tree.makeFolder(u"a"_s);
-    tree.makeFolder(u"b"_s);
-    int problems = 0;
-    DirectoryWalk walk(
-        tree.root(), DirectoryWalk::Depth::All,
-        [&problems](const DirectoryWalk::Problem&) { ++problems; });
+        QCOMPARE(
+            walked.files,
+            (QStringList{u"file"_s, u"\ufeffmarked"_s, u"folder/a"_s, u"folder/b"_s}));
+        QCOMPARE(walked.others, (QStringList{u"link"_s, u"pipe"_s}));
+        QVERIFY(walked.incomplete.isEmpty());
+    }
 
-    QVERIFY(walk.next());
-    const QString first = walk.next()->path;
-    QVERIFY(QDir(tree.root()).rmdir(u"b"_s));
-    const auto* const second = walk.next();
+    void topLevelEndsWithTheRoot()
+    {
+        const Tree tree;
+        tree.makeFolder(u"folder"_s);
+        tree.makeFile(u"folder/a"_s);
+        tree.makeFile(u"file"_s);
 
-    QCOMPARE(first, tree.root() + u"/a"_s);
-    QVERIFY(!second);
-    QCOMPARE(problems, 0);
-}
+        const Walked walked = walk(tree.root(), DirectoryWalk::Depth::TopLevel);
 
-void TestDirectoryWalk::folderThatBecomesALinkIsNotEntered()
-{
-    const Tree tree;
-    const Tree other;
-    other.makeFolder(u"inside"_s);
-    tree.makeFolder(u"a"_s);
-    DirectoryWalk walk(
-        tree.root(), DirectoryWalk::Depth::All, [](const DirectoryWalk::Problem&) {});
-    QVERIFY(walk.next());
+        QCOMPARE(walked.files, QStringList{u"file"_s});
+        QVERIFY(walked.folders.isEmpty());
+    }
 
-    QVERIFY(QDir(tree.root()).rmdir(u"a"_s));
-    QVERIFY(QFile::link(other.root(), tree.root() + u"/a"_s));
+    void followsTheRootItself()
+    {
+        const Tree tree;
+        tree.makeFolder(u"real/inside"_s);
+        QVERIFY(QFile::link(tree.root() + u"/real"_s, tree.root() + u"/link"_s));
 
-    QVERIFY(!walk.next());
-}
+        QCOMPARE(walk(tree.root() + u"/link"_s).folders, QStringList{u"inside"_s});
+    }
 
-void TestDirectoryWalk::deepTreeIsWalkedToItsEnd()
-{
-    const Tree tree;
-    constexpr int Depth = 500;
-    QString path;
-    for (int depth = 0; depth < Depth; ++depth)
-        path += u"d/"_s;
-    tree.makeFolder(path);
+    void passesOverScratchFolderInAnyCase()
+    {
+        const Tree tree;
+        tree.makeFolder(u".{SyncTemp}/inside"_s);
+        tree.makeFolder(u"a/.{sYNCtEMP}"_s);
+        tree.makeFolder(u"a/.{SyncBackup}"_s);
 
-    QCOMPARE(walk(tree.root()).folders.size(), Depth);
-}
+        QCOMPARE(walk(tree.root()).folders, (QStringList{u"a"_s, u"a/.{SyncBackup}"_s}));
+    }
+
+    void invalidNamesAreReportedAndNotEntered()
+    {
+        const Tree tree;
+        tree.makeFolder(u"good"_s);
+        const QByteArray bad = QFile::encodeName(tree.root()) + "/bad\xff";
+        QCOMPARE(::mkdir(bad.constData(), 0700), 0);
+        QCOMPARE(::mkdir((bad + "/inside").constData(), 0700), 0);
+        const QByteArray badFile = QFile::encodeName(tree.root()) + "/good/file\xff";
+        QCOMPARE(::mknod(badFile.constData(), S_IFREG | 0600, 0), 0);
+
+        const Walked walked = walk(tree.root());
+        ::rmdir((bad + "/inside").constData());
+        ::rmdir(bad.constData());
+        ::unlink(badFile.constData());
+
+        QCOMPARE(walked.folders, QStringList{u"good"_s});
+        QCOMPARE(walked.problems.size(), 2);
+        QCOMPARE(walked.problems.first().kind, DirectoryWalk::Problem::Kind::InvalidFolderName);
+        QCOMPARE(walked.problems.first().path, bad);
+        QCOMPARE(walked.problems.last().kind, DirectoryWalk::Problem::Kind::InvalidFileName);
+        QCOMPARE(walked.problems.last().path, badFile);
+        QVERIFY(walked.files.isEmpty());
+    }
+
+    void unreadableFolderIsVisitedAndReported()
+    {
+        const Tree tree;
+        tree.makeFolder(u"closed/inside"_s);
+        tree.makeFolder(u"open"_s);
+        const QByteArray closed = QFile::encodeName(tree.root() + u"/closed"_s);
+        QCOMPARE(::chmod(closed.constData(), 0), 0);
+        // Permissions do not bind root, who goes on as somebody else meanwhile.
+        const bool isRoot = ::geteuid() == 0;
+        constexpr uid_t Nobody = 65534;
+        if (isRoot) {
+            QCOMPARE(::chmod(QFile::encodeName(tree.root()).constData(), 0755), 0);
+            QCOMPARE(::seteuid(Nobody), 0);
+        }
+
+        const Walked walked = walk(tree.root());
+        if (isRoot)
+            QCOMPARE(::seteuid(0), 0);
+        QCOMPARE(::chmod(closed.constData(), 0700), 0);
+
+        QCOMPARE(walked.folders, (QStringList{u"closed"_s, u"open"_s}));
+        QCOMPARE(walked.incomplete, QStringList{u"closed"_s});
+        QCOMPARE(walked.problems.size(), 1);
+        QCOMPARE(walked.problems.first().kind, DirectoryWalk::Problem::Kind::Unreadable);
+        QCOMPARE(walked.problems.first().path, closed);
+        QCOMPARE(walked.problems.first().error, EACCES);
+    }
+
+    void missingRootIsReported()
+    {
+        const Tree tree;
+
+        const Walked walked = walk(tree.root() + u"/none"_s);
+
+        QVERIFY(walked.folders.isEmpty());
+        QCOMPARE(walked.problems.size(), 1);
+        QCOMPARE(walked.problems.first().error, ENOENT);
+    }
+
+    void folderThatVanishesIsNoTrouble()
+    {
+        const Tree tree;
+        tree.makeFolder(u"a"_s);
+        tree.makeFolder(u"b"_s);
+        int problems = 0;
+        DirectoryWalk walk(
+            tree.root(), DirectoryWalk::Depth::All,
+            [&problems](const DirectoryWalk::Problem&) { ++problems; });
+
+        QVERIFY(walk.next());
+        const QString first = walk.next()->path;
+        QVERIFY(QDir(tree.root()).rmdir(u"b"_s));
+        const auto* const second = walk.next();
+
+        QCOMPARE(first, tree.root() + u"/a"_s);
+        QVERIFY(!second);
+        QCOMPARE(problems, 0);
+    }
+
+    void folderThatBecomesALinkIsNotEntered()
+    {
+        const Tree tree;
+        const Tree other;
+        other.makeFolder(u"inside"_s);
+        tree.makeFolder(u"a"_s);
+        DirectoryWalk walk(
+            tree.root(), DirectoryWalk::Depth::All, [](const DirectoryWalk::Problem&) {});
+        QVERIFY(walk.next());
+
+        QVERIFY(QDir(tree.root()).rmdir(u"a"_s));
+        QVERIFY(QFile::link(other.root(), tree.root() + u"/a"_s));
+
+        QVERIFY(!walk.next());
+    }
+
+    void deepTreeIsWalkedToItsEnd()
+    {
+        const Tree tree;
+        constexpr int Depth = 500;
+        QString path;
+        for (int depth = 0; depth < Depth; ++depth)
+            path += u"d/"_s;
+        tree.makeFolder(path);
+
+        QCOMPARE(walk(tree.root()).folders.size(), Depth);
+    }
+};
 
 } // namespace velmioctl
 

@@ -29,28 +29,323 @@ class TestDoctorStore : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void init();
+    void init() { setKeyStore(nullptr); }
 
-    void unusableFileIsAFinding_data();
-    void unusableFileIsAFinding();
-    void damageLeadsToTheNewestWholeBackup();
-    void movedStoreIsFound();
-    void checkThatCannotReadIsAFindingOfItsOwn();
-    void lockedStoreIsBusy();
-    void unfinishedTransactionIsNotTakenForDamage();
-    void placesThatTakeNoWritesAreFound();
-    void storeInAPlaceWithoutWritesIsRead();
-    void walThatCannotBeReadIsFound();
-    void filesOpenToOthersAreFoundAndClosed();
-    void logOfTheReadingIsNoOpenFile();
-    void buggyVersionsOfSqliteAreKnown_data();
-    void buggyVersionsOfSqliteAreKnown();
-    void passwordsWithoutTheirKeyAreFound();
-    void undecipherablePasswordsAreFound();
-    void rootOutOfReachIsOneFinding();
-    void folderThatIsGoneHidesItsFiles();
-    void fileThatIsGoneIsFound();
-    void placesThatCannotBeReadAreNotGone();
+    void unusableFileIsAFinding_data()
+    {
+        QTest::addColumn<QString>(
+            "statement"); // In the file; "noise", "cut" or "empty" write to it.
+        QTest::addColumn<QStringList>("ids");
+
+        QTest::newRow("noise") << u"noise"_s << QStringList{u"store.no-database"_s};
+        QTest::newRow("nothing") << u"empty"_s << QStringList{u"store.empty"_s};
+        QTest::newRow("cut off") << u"cut"_s << QStringList{u"store.damaged"_s};
+        QTest::newRow("damaged page") << u"page"_s << QStringList{u"store.damaged"_s};
+        QTest::newRow("another program's")
+            << u"PRAGMA application_id = 7"_s << QStringList{u"store.foreign"_s};
+        QTest::newRow("impossible version")
+            << u"PRAGMA user_version = -7"_s << QStringList{u"store.damaged"_s};
+        QTest::newRow("newer version")
+            << u"PRAGMA user_version = 1000; UPDATE StoreIdentity SET lastCompatibleVersion = 999"_s
+            << QStringList{u"store.too-new"_s};
+        QTest::newRow("newer version that may be used")
+            << u"PRAGMA user_version = 1000; UPDATE StoreIdentity SET lastCompatibleVersion = 1"_s
+            << QStringList();
+        QTest::newRow("without a table")
+            << u"DROP TABLE Schedules"_s << QStringList{u"store.table-missing"_s};
+        QTest::newRow("without an index") << u"DROP INDEX SchedulesByFolder"_s << QStringList();
+    }
+
+    void unusableFileIsAFinding()
+    {
+        QFETCH(QString, statement);
+        QFETCH(QStringList, ids);
+        DoctorSample sample;
+        const QString path = closedCopy(sample, u"copy.db"_s);
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::ReadWrite));
+        if (statement == u"noise"_s)
+            write(path, QByteArray(5000, 'x'));
+        else if (statement == u"empty"_s)
+            QVERIFY(file.resize(0));
+        else if (statement == u"cut"_s)
+            QVERIFY(file.resize(file.size() / 2));
+        else if (statement == u"page"_s)
+            QVERIFY(file.seek(4 * 4096) && file.write(QByteArray(4096, 'x')) == 4096);
+        else
+            RawDatabase(path).run(statement);
+        file.close();
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const QByteArray before = file.readAll();
+
+        const QStringList found = idsIn(path);
+
+        QVERIFY(file.seek(0));
+        QCOMPARE(found, ids);
+        QCOMPARE(file.readAll(), before);
+    }
+
+    void damageLeadsToTheNewestWholeBackup()
+    {
+        DoctorSample sample;
+        const QString path = closedCopy(sample, u"copy.db"_s);
+        const auto backup = DatabaseBackups(path).make(DatabaseBackups::Reason::Manual);
+        QFile file(path);
+        QVERIFY(file.resize(8192));
+
+        struct Collector : Examiner
+        {
+            void found(const Check& check, const Row&) override
+            {
+                if (check.id == u"store.damaged"_s)
+                    remedy = check.remedy;
+            }
+            void fixable(const Fix&, long long) override {}
+            QString remedy;
+        } collector;
+        examine(path, collector);
+
+        QVERIFY2(
+            collector.remedy.contains(u"'velmioctl restore \"%1\"'"_s.arg(backup.path)),
+            qPrintable(collector.remedy));
+    }
+
+    void movedStoreIsFound()
+    {
+        DoctorSample sample;
+        sample.run(u"UPDATE StoreIdentity SET machineStamp = 'elsewhere'"_s);
+
+        QCOMPARE(sample.findings(), QStringList{u"store.moved "_s + sample.databasePath()});
+    }
+
+    void checkThatCannotReadIsAFindingOfItsOwn()
+    {
+        DoctorSample sample;
+        sample.run(u"ALTER TABLE ProductConfiguration RENAME COLUMN serverId TO server"_s);
+        sample.run(u"UPDATE FileConfiguration SET fileType = 2 WHERE id = 1"_s);
+
+        QCOMPARE(
+            sample.findings(), (QStringList{
+                                   u"store.check-failed product.server-missing"_s,
+                                   u"file.wrong-type FileConfiguration 1"_s}));
+    }
+
+    void lockedStoreIsBusy()
+    {
+        DoctorSample sample;
+        const QString path = closedCopy(sample, u"copy.db"_s);
+        RawDatabase other(path);
+        other.run(u"BEGIN EXCLUSIVE"_s);
+
+        QCOMPARE(idsIn(path), QStringList{u"store.busy"_s});
+    }
+
+    void unfinishedTransactionIsNotTakenForDamage()
+    {
+        DoctorSample sample;
+        const QString path = closedCopy(sample, u"copy.db"_s);
+        RawDatabase writer(path);
+        writer.run(
+            u"PRAGMA journal_mode = DELETE; PRAGMA cache_size = 1; BEGIN;"
+            u" WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 2000)"
+            u" INSERT INTO Schedules (folderConfigurationId, startTime)"
+            u" SELECT 0, hex(randomblob(100)) FROM n"_s);
+        const QString crashed = sample.path(u"crashed.db"_s);
+        QVERIFY(QFile::copy(path, crashed));
+        QVERIFY(QFile::copy(path + u"-journal"_s, crashed + u"-journal"_s));
+
+        QCOMPARE(idsIn(crashed), QStringList{u"store.unfinished"_s});
+    }
+
+    void placesThatTakeNoWritesAreFound()
+    {
+        DoctorSample sample;
+        const QString path = closedCopy(sample, u"copy.db"_s);
+        QVERIFY(giveToNobody(sample.directory.path()));
+        QVERIFY(setMode(path, 0400));
+
+        const AsNobody asNobody;
+        const QStringList readOnly = idsIn(path);
+        QVERIFY(setMode(path, 0000));
+        const QStringList unreadable = idsIn(path);
+
+        QCOMPARE(readOnly, QStringList{u"store.not-writable"_s});
+        QCOMPARE(unreadable, (QStringList{u"store.not-writable"_s, u"store.unreadable"_s}));
+    }
+
+    void storeInAPlaceWithoutWritesIsRead()
+    {
+        DoctorSample sample;
+        QDir().mkpath(sample.path(u"locked"_s));
+        const QString path = closedCopy(sample, u"locked/copy.db"_s);
+        RawDatabase(path).run(u"PRAGMA journal_mode = DELETE; UPDATE FolderConfiguration SET"
+                              u" authenticationId = 9 WHERE id = 4; PRAGMA journal_mode = WAL"_s);
+        QFile::remove(path + u"-wal"_s);
+        QFile::remove(path + u"-shm"_s);
+        QVERIFY(giveToNobody(sample.directory.path()));
+        QVERIFY(setMode(path, 0400) && setMode(sample.path(u"locked"_s), 0500));
+
+        const AsNobody asNobody;
+        const QStringList found = idsIn(path);
+        QVERIFY(setMode(sample.path(u"locked"_s), 0700));
+
+        QCOMPARE(found, (QStringList{u"store.not-writable"_s, u"folder.signin-missing"_s}));
+    }
+
+    void walThatCannotBeReadIsFound()
+    {
+        DoctorSample sample;
+        QDir().mkpath(sample.path(u"locked"_s));
+        const QString path = closedCopy(sample, u"locked/copy.db"_s);
+        write(path + u"-wal"_s, QByteArray(100, 'x'));
+        QVERIFY(giveToNobody(sample.directory.path()));
+        QVERIFY(setMode(path + u"-wal"_s, 0600) && setMode(sample.path(u"locked"_s), 0500));
+
+        const AsNobody asNobody;
+        const QStringList readable = idsIn(path);
+        QVERIFY(setMode(path + u"-wal"_s, 0000));
+        const QStringList unreadable = idsIn(path);
+        QVERIFY(setMode(sample.path(u"locked"_s), 0700));
+
+        QCOMPARE(readable, QStringList{u"store.not-writable"_s});
+        QCOMPARE(unreadable, (QStringList{u"store.not-writable"_s, u"store.log-not-read"_s}));
+    }
+
+    void filesOpenToOthersAreFoundAndClosed()
+    {
+        DoctorSample sample;
+        const QString path = sample.databasePath();
+        const QString key = sample.path(u"keys/password.key"_s);
+        setKeyStore(std::make_shared<FileKeyStore>(key));
+        Encrypt(u"x"_s);
+        const auto backup = DatabaseBackups(path).make(DatabaseBackups::Reason::Manual);
+        const QString folder = DatabaseBackups(path).folder();
+        QVERIFY(setMode(path, 0644) && setMode(path + u"-wal"_s, 0660) && setMode(key, 0604));
+        QVERIFY(setMode(backup.path, 0640) && setMode(folder, 0755));
+
+        const QStringList open = filesOpenToOthers(path);
+        const QStringList found = sample.findings();
+        for (const QString& file : open)
+            QVERIFY(closeToOthers(file));
+
+        QCOMPARE(open, (QStringList{path, path + u"-wal"_s, key, folder, backup.path}));
+        QCOMPARE(found.filter(u"store.permissions"_s).size(), 5);
+        QCOMPARE(sample.findings(), QStringList());
+        QCOMPARE(QFileInfo(folder).permission(QFileDevice::ExeOwner), true);
+    }
+
+    void logOfTheReadingIsNoOpenFile()
+    {
+        DoctorSample sample;
+        const QString path = closedCopy(sample, u"copy.db"_s);
+        RawDatabase(path).run(u"PRAGMA journal_mode = WAL"_s);
+        QVERIFY(setMode(path, 0644));
+        struct Collector : Examiner
+        {
+            void found(const Check& check, const Row& row) override
+            {
+                if (check.id == u"store.permissions"_s)
+                    files += row.name;
+            }
+            void fixable(const Fix&, long long) override {}
+            QStringList files;
+        } collector;
+
+        examine(path, collector);
+
+        QCOMPARE(collector.files, QStringList{path});
+    }
+
+    void buggyVersionsOfSqliteAreKnown_data()
+    {
+        QTest::addColumn<QString>("version");
+        QTest::addColumn<bool>("buggy");
+        for (const char* const version :
+             {"3.7.0", "3.40.1", "3.44.5", "3.45.0", "3.50.6", "3.51.2"})
+            QTest::newRow(version) << QString::fromLatin1(version) << true;
+        for (const char* const version :
+             {"3.6.23", "3.44.6", "3.50.7", "3.51.3", "3.52.0", "4.0.0"})
+            QTest::newRow(version) << QString::fromLatin1(version) << false;
+    }
+
+    void buggyVersionsOfSqliteAreKnown()
+    {
+        QFETCH(QString, version);
+        QFETCH(bool, buggy);
+
+        QCOMPARE(hasLogResetBug(version), buggy);
+    }
+
+    void passwordsWithoutTheirKeyAreFound()
+    {
+        DoctorSample sample;
+        const QString key = sample.path(u"keys/password.key"_s);
+        setKeyStore(std::make_shared<FileKeyStore>(key));
+        const QVariant stored = Encrypt(u"x"_s);
+        const auto query = sample.session.database().CreateQuery();
+        query->prepare(u"UPDATE AuthenticationConfiguration SET encryptedPassword = :password"_s);
+        query->bindValue(u":password"_s, stored);
+        QVERIFY(query->exec());
+        const QStringList withKey = sample.findings();
+        QVERIFY(QFile::remove(key));
+        setKeyStore(std::make_shared<FileKeyStore>(key));
+
+        QCOMPARE(withKey, QStringList());
+        QCOMPARE(
+            sample.findings(), (QStringList{
+                                   u"secrets.key-missing AuthenticationConfiguration 1"_s,
+                                   u"secrets.key-missing AuthenticationConfiguration 2"_s}));
+    }
+
+    void undecipherablePasswordsAreFound()
+    {
+        DoctorSample sample;
+        setKeyStore(std::make_shared<FileKeyStore>(sample.path(u"keys/password.key"_s)));
+        sample.run(
+            u"UPDATE AuthenticationConfiguration SET encryptedPassword = x'0102' WHERE id = 2"_s);
+
+        QCOMPARE(
+            sample.findings(),
+            QStringList{u"signin.password-unreadable AuthenticationConfiguration 2"_s});
+    }
+
+    void rootOutOfReachIsOneFinding()
+    {
+        const DoctorSample sample;
+        QVERIFY(QDir().rename(sample.path(u"root"_s), sample.path(u"moved"_s)));
+
+        QCOMPARE(sample.findings(), QStringList{u"root.unreachable FolderConfiguration 1"_s});
+    }
+
+    void folderThatIsGoneHidesItsFiles()
+    {
+        const DoctorSample sample;
+        QVERIFY(QDir(sample.path(u"root/a"_s)).removeRecursively());
+
+        QCOMPARE(sample.findings(), QStringList{u"folder.gone FolderConfiguration 2"_s});
+    }
+
+    void fileThatIsGoneIsFound()
+    {
+        const DoctorSample sample;
+        QVERIFY(QFile::remove(sample.path(u"root/a/b/one"_s)));
+
+        QCOMPARE(sample.findings(), QStringList{u"file.gone FileConfiguration 3"_s});
+    }
+
+    void placesThatCannotBeReadAreNotGone()
+    {
+        DoctorSample sample;
+        sample.run(u"UPDATE StoreIdentity SET machineStamp = NULL"_s);
+        QVERIFY(giveToNobody(sample.directory.path()));
+        QVERIFY(setMode(sample.path(u"root/a"_s), 0000));
+
+        const AsNobody asNobody;
+        const QStringList found = sample.findings();
+        QVERIFY(setMode(sample.path(u"root/a"_s), 0700));
+
+        QCOMPARE(found, QStringList());
+    }
 
 private:
     static bool setMode(const QString& path, mode_t mode)
@@ -88,323 +383,6 @@ private:
         return collector.ids;
     }
 };
-
-void TestDoctorStore::init()
-{
-    setKeyStore(nullptr);
-}
-
-void TestDoctorStore::unusableFileIsAFinding_data()
-{
-    QTest::addColumn<QString>("statement"); // In the file; "noise", "cut" or "empty" write to it.
-    QTest::addColumn<QStringList>("ids");
-
-    QTest::newRow("noise") << u"noise"_s << QStringList{u"store.no-database"_s};
-    QTest::newRow("nothing") << u"empty"_s << QStringList{u"store.empty"_s};
-    QTest::newRow("cut off") << u"cut"_s << QStringList{u"store.damaged"_s};
-    QTest::newRow("damaged page") << u"page"_s << QStringList{u"store.damaged"_s};
-    QTest::newRow("another program's")
-        << u"PRAGMA application_id = 7"_s << QStringList{u"store.foreign"_s};
-    QTest::newRow("impossible version")
-        << u"PRAGMA user_version = -7"_s << QStringList{u"store.damaged"_s};
-    QTest::newRow("newer version")
-        << u"PRAGMA user_version = 1000; UPDATE StoreIdentity SET lastCompatibleVersion = 999"_s
-        << QStringList{u"store.too-new"_s};
-    QTest::newRow("newer version that may be used")
-        << u"PRAGMA user_version = 1000; UPDATE StoreIdentity SET lastCompatibleVersion = 1"_s
-        << QStringList();
-    QTest::newRow("without a table")
-        << u"DROP TABLE Schedules"_s << QStringList{u"store.table-missing"_s};
-    QTest::newRow("without an index") << u"DROP INDEX SchedulesByFolder"_s << QStringList();
-}
-
-void TestDoctorStore::unusableFileIsAFinding()
-{
-    QFETCH(QString, statement);
-    QFETCH(QStringList, ids);
-    DoctorSample sample;
-    const QString path = closedCopy(sample, u"copy.db"_s);
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::ReadWrite));
-    if (statement == u"noise"_s)
-        write(path, QByteArray(5000, 'x'));
-    else if (statement == u"empty"_s)
-        QVERIFY(file.resize(0));
-    else if (statement == u"cut"_s)
-        QVERIFY(file.resize(file.size() / 2));
-    else if (statement == u"page"_s)
-        QVERIFY(file.seek(4 * 4096) && file.write(QByteArray(4096, 'x')) == 4096);
-    else
-        RawDatabase(path).run(statement);
-    file.close();
-    QVERIFY(file.open(QIODevice::ReadOnly));
-    const QByteArray before = file.readAll();
-
-    const QStringList found = idsIn(path);
-
-    QVERIFY(file.seek(0));
-    QCOMPARE(found, ids);
-    QCOMPARE(file.readAll(), before);
-}
-
-void TestDoctorStore::damageLeadsToTheNewestWholeBackup()
-{
-    DoctorSample sample;
-    const QString path = closedCopy(sample, u"copy.db"_s);
-    const auto backup = DatabaseBackups(path).make(DatabaseBackups::Reason::Manual);
-    QFile file(path);
-    QVERIFY(file.resize(8192));
-
-    struct Collector : Examiner
-    {
-        void found(const Check& check, const Row&) override
-        {
-            if (check.id == u"store.damaged"_s)
-                remedy = check.remedy;
-        }
-        void fixable(const Fix&, long long) override {}
-        QString remedy;
-    } collector;
-    examine(path, collector);
-
-    QVERIFY2(
-        collector.remedy.contains(u"'velmioctl restore \"%1\"'"_s.arg(backup.path)),
-        qPrintable(collector.remedy));
-}
-
-void TestDoctorStore::movedStoreIsFound()
-{
-    DoctorSample sample;
-    sample.run(u"UPDATE StoreIdentity SET machineStamp = 'elsewhere'"_s);
-
-    QCOMPARE(sample.findings(), QStringList{u"store.moved "_s + sample.databasePath()});
-}
-
-void TestDoctorStore::checkThatCannotReadIsAFindingOfItsOwn()
-{
-    DoctorSample sample;
-    sample.run(u"ALTER TABLE ProductConfiguration RENAME COLUMN serverId TO server"_s);
-    sample.run(u"UPDATE FileConfiguration SET fileType = 2 WHERE id = 1"_s);
-
-    QCOMPARE(
-        sample.findings(), (QStringList{
-                               u"store.check-failed product.server-missing"_s,
-                               u"file.wrong-type FileConfiguration 1"_s}));
-}
-
-void TestDoctorStore::lockedStoreIsBusy()
-{
-    DoctorSample sample;
-    const QString path = closedCopy(sample, u"copy.db"_s);
-    RawDatabase other(path);
-    other.run(u"BEGIN EXCLUSIVE"_s);
-
-    QCOMPARE(idsIn(path), QStringList{u"store.busy"_s});
-}
-
-void TestDoctorStore::unfinishedTransactionIsNotTakenForDamage()
-{
-    DoctorSample sample;
-    const QString path = closedCopy(sample, u"copy.db"_s);
-    RawDatabase writer(path);
-    writer.run(u"PRAGMA journal_mode = DELETE; PRAGMA cache_size = 1; BEGIN;"
-               u" WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 2000)"
-               u" INSERT INTO Schedules (folderConfigurationId, startTime)"
-               u" SELECT 0, hex(randomblob(100)) FROM n"_s);
-    const QString crashed = sample.path(u"crashed.db"_s);
-    QVERIFY(QFile::copy(path, crashed));
-    QVERIFY(QFile::copy(path + u"-journal"_s, crashed + u"-journal"_s));
-
-    QCOMPARE(idsIn(crashed), QStringList{u"store.unfinished"_s});
-}
-
-void TestDoctorStore::placesThatTakeNoWritesAreFound()
-{
-    DoctorSample sample;
-    const QString path = closedCopy(sample, u"copy.db"_s);
-    QVERIFY(giveToNobody(sample.directory.path()));
-    QVERIFY(setMode(path, 0400));
-
-    const AsNobody asNobody;
-    const QStringList readOnly = idsIn(path);
-    QVERIFY(setMode(path, 0000));
-    const QStringList unreadable = idsIn(path);
-
-    QCOMPARE(readOnly, QStringList{u"store.not-writable"_s});
-    QCOMPARE(unreadable, (QStringList{u"store.not-writable"_s, u"store.unreadable"_s}));
-}
-
-void TestDoctorStore::storeInAPlaceWithoutWritesIsRead()
-{
-    DoctorSample sample;
-    QDir().mkpath(sample.path(u"locked"_s));
-    const QString path = closedCopy(sample, u"locked/copy.db"_s);
-    RawDatabase(path).run(u"PRAGMA journal_mode = DELETE; UPDATE FolderConfiguration SET"
-                          u" authenticationId = 9 WHERE id = 4; PRAGMA journal_mode = WAL"_s);
-    QFile::remove(path + u"-wal"_s);
-    QFile::remove(path + u"-shm"_s);
-    QVERIFY(giveToNobody(sample.directory.path()));
-    QVERIFY(setMode(path, 0400) && setMode(sample.path(u"locked"_s), 0500));
-
-    const AsNobody asNobody;
-    const QStringList found = idsIn(path);
-    QVERIFY(setMode(sample.path(u"locked"_s), 0700));
-
-    QCOMPARE(found, (QStringList{u"store.not-writable"_s, u"folder.signin-missing"_s}));
-}
-
-void TestDoctorStore::walThatCannotBeReadIsFound()
-{
-    DoctorSample sample;
-    QDir().mkpath(sample.path(u"locked"_s));
-    const QString path = closedCopy(sample, u"locked/copy.db"_s);
-    write(path + u"-wal"_s, QByteArray(100, 'x'));
-    QVERIFY(giveToNobody(sample.directory.path()));
-    QVERIFY(setMode(path + u"-wal"_s, 0600) && setMode(sample.path(u"locked"_s), 0500));
-
-    const AsNobody asNobody;
-    const QStringList readable = idsIn(path);
-    QVERIFY(setMode(path + u"-wal"_s, 0000));
-    const QStringList unreadable = idsIn(path);
-    QVERIFY(setMode(sample.path(u"locked"_s), 0700));
-
-    QCOMPARE(readable, QStringList{u"store.not-writable"_s});
-    QCOMPARE(unreadable, (QStringList{u"store.not-writable"_s, u"store.log-not-read"_s}));
-}
-
-void TestDoctorStore::filesOpenToOthersAreFoundAndClosed()
-{
-    DoctorSample sample;
-    const QString path = sample.databasePath();
-    const QString key = sample.path(u"keys/password.key"_s);
-    setKeyStore(std::make_shared<FileKeyStore>(key));
-    Encrypt(u"x"_s);
-    const auto backup = DatabaseBackups(path).make(DatabaseBackups::Reason::Manual);
-    const QString folder = DatabaseBackups(path).folder();
-    QVERIFY(setMode(path, 0644) && setMode(path + u"-wal"_s, 0660) && setMode(key, 0604));
-    QVERIFY(setMode(backup.path, 0640) && setMode(folder, 0755));
-
-    const QStringList open = filesOpenToOthers(path);
-    const QStringList found = sample.findings();
-    for (const QString& file : open)
-        QVERIFY(closeToOthers(file));
-
-    QCOMPARE(open, (QStringList{path, path + u"-wal"_s, key, folder, backup.path}));
-    QCOMPARE(found.filter(u"store.permissions"_s).size(), 5);
-    QCOMPARE(sample.findings(), QStringList());
-    QCOMPARE(QFileInfo(folder).permission(QFileDevice::ExeOwner), true);
-}
-
-void TestDoctorStore::logOfTheReadingIsNoOpenFile()
-{
-    DoctorSample sample;
-    const QString path = closedCopy(sample, u"copy.db"_s);
-    RawDatabase(path).run(u"PRAGMA journal_mode = WAL"_s);
-    QVERIFY(setMode(path, 0644));
-    struct Collector : Examiner
-    {
-        void found(const Check& check, const Row& row) override
-        {
-            if (check.id == u"store.permissions"_s)
-                files += row.name;
-        }
-        void fixable(const Fix&, long long) override {}
-        QStringList files;
-    } collector;
-
-    examine(path, collector);
-
-    QCOMPARE(collector.files, QStringList{path});
-}
-
-void TestDoctorStore::buggyVersionsOfSqliteAreKnown_data()
-{
-    QTest::addColumn<QString>("version");
-    QTest::addColumn<bool>("buggy");
-    for (const char* const version : {"3.7.0", "3.40.1", "3.44.5", "3.45.0", "3.50.6", "3.51.2"})
-        QTest::newRow(version) << QString::fromLatin1(version) << true;
-    for (const char* const version : {"3.6.23", "3.44.6", "3.50.7", "3.51.3", "3.52.0", "4.0.0"})
-        QTest::newRow(version) << QString::fromLatin1(version) << false;
-}
-
-void TestDoctorStore::buggyVersionsOfSqliteAreKnown()
-{
-    QFETCH(QString, version);
-    QFETCH(bool, buggy);
-
-    QCOMPARE(hasLogResetBug(version), buggy);
-}
-
-void TestDoctorStore::passwordsWithoutTheirKeyAreFound()
-{
-    DoctorSample sample;
-    const QString key = sample.path(u"keys/password.key"_s);
-    setKeyStore(std::make_shared<FileKeyStore>(key));
-    const QVariant stored = Encrypt(u"x"_s);
-    const auto query = sample.session.database().CreateQuery();
-    query->prepare(u"UPDATE AuthenticationConfiguration SET encryptedPassword = :password"_s);
-    query->bindValue(u":password"_s, stored);
-    QVERIFY(query->exec());
-    const QStringList withKey = sample.findings();
-    QVERIFY(QFile::remove(key));
-    setKeyStore(std::make_shared<FileKeyStore>(key));
-
-    QCOMPARE(withKey, QStringList());
-    QCOMPARE(
-        sample.findings(), (QStringList{
-                               u"secrets.key-missing AuthenticationConfiguration 1"_s,
-                               u"secrets.key-missing AuthenticationConfiguration 2"_s}));
-}
-
-void TestDoctorStore::undecipherablePasswordsAreFound()
-{
-    DoctorSample sample;
-    setKeyStore(std::make_shared<FileKeyStore>(sample.path(u"keys/password.key"_s)));
-    sample.run(
-        u"UPDATE AuthenticationConfiguration SET encryptedPassword = x'0102' WHERE id = 2"_s);
-
-    QCOMPARE(
-        sample.findings(),
-        QStringList{u"signin.password-unreadable AuthenticationConfiguration 2"_s});
-}
-
-void TestDoctorStore::rootOutOfReachIsOneFinding()
-{
-    const DoctorSample sample;
-    QVERIFY(QDir().rename(sample.path(u"root"_s), sample.path(u"moved"_s)));
-
-    QCOMPARE(sample.findings(), QStringList{u"root.unreachable FolderConfiguration 1"_s});
-}
-
-void TestDoctorStore::folderThatIsGoneHidesItsFiles()
-{
-    const DoctorSample sample;
-    QVERIFY(QDir(sample.path(u"root/a"_s)).removeRecursively());
-
-    QCOMPARE(sample.findings(), QStringList{u"folder.gone FolderConfiguration 2"_s});
-}
-
-void TestDoctorStore::fileThatIsGoneIsFound()
-{
-    const DoctorSample sample;
-    QVERIFY(QFile::remove(sample.path(u"root/a/b/one"_s)));
-
-    QCOMPARE(sample.findings(), QStringList{u"file.gone FileConfiguration 3"_s});
-}
-
-void TestDoctorStore::placesThatCannotBeReadAreNotGone()
-{
-    DoctorSample sample;
-    sample.run(u"UPDATE StoreIdentity SET machineStamp = NULL"_s);
-    QVERIFY(giveToNobody(sample.directory.path()));
-    QVERIFY(setMode(sample.path(u"root/a"_s), 0000));
-
-    const AsNobody asNobody;
-    const QStringList found = sample.findings();
-    QVERIFY(setMode(sample.path(u"root/a"_s), 0700));
-
-    QCOMPARE(found, QStringList());
-}
 
 } // namespace velmioctl::doctor
 

@@ -25,65 +25,60 @@ class TestManPage : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void everyCommandHasASectionWithItsOptions();
-    void hiddenCommandsAreLeftOut();
-    void linesAreRequestsOnlyWhereMeant();
-    void textsCannotCommandTheFormatter();
-};
-
-void TestManPage::everyCommandHasASectionWithItsOptions()
-{
-    CommandLineSample sample;
-    const QStringList sections = manPage(sample.program()).split(u".SS "_s);
-    qsizetype at = 0;
-    for (const Command* const command : allCommands(sample.program())) {
-        if (!command->subcommands().empty())
-            continue;
-        ++at;
-        QVERIFY(at < sections.size());
-        const QString& section = sections[at];
-        QVERIFY2(
-            section.startsWith(u'"' + roff(command->description().fullName) + u' '),
-            qPrintable(section));
-        for (const auto& option : command->options()) {
+    void everyCommandHasASectionWithItsOptions()
+    {
+        CommandLineSample sample;
+        const QStringList sections = manPage(sample.program()).split(u".SS "_s);
+        qsizetype at = 0;
+        for (const Command* const command : allCommands(sample.program())) {
+            if (!command->subcommands().empty())
+                continue;
+            ++at;
+            QVERIFY(at < sections.size());
+            const QString& section = sections[at];
             QVERIFY2(
-                section.contains(u".B \""_s + roff(option->description().name)),
-                qPrintable(option->description().name));
+                section.startsWith(u'"' + roff(command->description().fullName) + u' '),
+                qPrintable(section));
+            for (const auto& option : command->options()) {
+                QVERIFY2(
+                    section.contains(u".B \""_s + roff(option->description().name)),
+                    qPrintable(option->description().name));
+            }
+        }
+        QCOMPARE(at, sections.size() - 1);
+    }
+
+    void hiddenCommandsAreLeftOut()
+    {
+        CommandLineSample sample;
+
+        QVERIFY(!manPage(sample.program()).contains(u"velmioctl generate"_s));
+    }
+
+    void linesAreRequestsOnlyWhereMeant()
+    {
+        CommandLineSample sample;
+        static const QRegularExpression request(u"^\\.(TH|SH|SS|TP|PP|B|RS|RE|nf|fi)( |$)"_s);
+        for (const QString& line : manPage(sample.program()).split(u'\n')) {
+            if (line.startsWith(u'.') || line.startsWith(u'\''))
+                QVERIFY2(request.match(line).hasMatch(), qPrintable(line));
         }
     }
-    QCOMPARE(at, sections.size() - 1);
-}
 
-void TestManPage::hiddenCommandsAreLeftOut()
-{
-    CommandLineSample sample;
+    void textsCannotCommandTheFormatter()
+    {
+        CommandLine line("tool", "Does something.");
+        line.program()
+            .addSubcommand("run", ".so /etc/passwd")
+            ->example("tool run 'C:\\nowhere'")
+            ->callback([] {});
 
-    QVERIFY(!manPage(sample.program()).contains(u"velmioctl generate"_s));
-}
+        const QString page = manPage(line.program());
 
-void TestManPage::linesAreRequestsOnlyWhereMeant()
-{
-    CommandLineSample sample;
-    static const QRegularExpression request(u"^\\.(TH|SH|SS|TP|PP|B|RS|RE|nf|fi)( |$)"_s);
-    for (const QString& line : manPage(sample.program()).split(u'\n')) {
-        if (line.startsWith(u'.') || line.startsWith(u'\''))
-            QVERIFY2(request.match(line).hasMatch(), qPrintable(line));
+        QVERIFY(page.contains(u"\n\\&.so /etc/passwd.\n"_s));
+        QVERIFY(page.contains(u"'C:\\enowhere'"_s));
     }
-}
-
-void TestManPage::textsCannotCommandTheFormatter()
-{
-    CommandLine line("tool", "Does something.");
-    line.program()
-        .addSubcommand("run", ".so /etc/passwd")
-        ->example("tool run 'C:\\nowhere'")
-        ->callback([] {});
-
-    const QString page = manPage(line.program());
-
-    QVERIFY(page.contains(u"\n\\&.so /etc/passwd.\n"_s));
-    QVERIFY(page.contains(u"'C:\\enowhere'"_s));
-}
+};
 
 } // namespace velmioctl
 

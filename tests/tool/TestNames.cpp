@@ -27,72 +27,65 @@ class TestNames : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void statusReadsAsItIsWritten_data();
-    void statusReadsAsItIsWritten();
-    void optionReadsAsItIsWritten();
-    void privilegesReadFromWordsAndNumbers_data();
-    void privilegesReadFromWordsAndNumbers();
-    void unknownWordsAreUsageErrors();
+    void statusReadsAsItIsWritten_data()
+    {
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QString>("name");
+        QTest::newRow("unknown") << 0 << u"unknown"_s;
+        QTest::newRow("syncing") << 1 << u"syncing"_s;
+        QTest::newRow("out of sync") << 2 << u"out-of-sync"_s;
+        QTest::newRow("created") << 3 << u"created"_s;
+        QTest::newRow("without a word") << 77 << u"77"_s;
+    }
+
+    void statusReadsAsItIsWritten()
+    {
+        QFETCH(int, status);
+        QFETCH(QString, name);
+
+        QCOMPARE(syncStatusName(status), name);
+        QCOMPARE(syncStatusFrom(name.toUpper().toStdString()), status);
+    }
+
+    void optionReadsAsItIsWritten()
+    {
+        for (const int option : {0, 1, 2, 9})
+            QCOMPARE(folderOptionFrom(folderOptionName(option).toStdString()), option);
+        QCOMPARE(folderOptionName(1), u"top-level"_s);
+    }
+
+    void privilegesReadFromWordsAndNumbers_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<int>("privileges");
+        QTest::addColumn<QString>("name");
+        QTest::newRow("words") << u"view  SHARE"_s << 17 << u"view share"_s;
+        QTest::newRow("commas") << u"download,update"_s << 6 << u"download update"_s;
+        QTest::newRow("all") << u"all"_s << 31 << u"view download update delete share"_s;
+        QTest::newRow("none") << u"none"_s << 0 << u"none"_s;
+        QTest::newRow("number") << u"8"_s << 8 << u"delete"_s;
+    }
+
+    void privilegesReadFromWordsAndNumbers()
+    {
+        QFETCH(QString, text);
+        QFETCH(int, privileges);
+        QFETCH(QString, name);
+
+        QCOMPARE(privilegesFrom(text.toStdString()), privileges);
+        QCOMPARE(privilegesName(privileges), name);
+        QCOMPARE(privilegesName(64), u"64"_s);
+    }
+
+    void unknownWordsAreUsageErrors()
+    {
+        QCOMPARE(codeOfError([] { syncStatusFrom("synched"); }), ExitCode::Usage);
+        QCOMPARE(codeOfError([] { folderOptionFrom(""); }), ExitCode::Usage);
+        QCOMPARE(codeOfError([] { privilegesFrom("view read"); }), ExitCode::Usage);
+        QCOMPARE(codeOfError([] { privilegesFrom("32"); }), ExitCode::Usage);
+        QCOMPARE(codeOfError([] { privilegesFrom(" "); }), ExitCode::Usage);
+    }
 };
-
-void TestNames::statusReadsAsItIsWritten_data()
-{
-    QTest::addColumn<int>("status");
-    QTest::addColumn<QString>("name");
-    QTest::newRow("unknown") << 0 << u"unknown"_s;
-    QTest::newRow("syncing") << 1 << u"syncing"_s;
-    QTest::newRow("out of sync") << 2 << u"out-of-sync"_s;
-    QTest::newRow("created") << 3 << u"created"_s;
-    QTest::newRow("without a word") << 77 << u"77"_s;
-}
-
-void TestNames::statusReadsAsItIsWritten()
-{
-    QFETCH(int, status);
-    QFETCH(QString, name);
-
-    QCOMPARE(syncStatusName(status), name);
-    QCOMPARE(syncStatusFrom(name.toUpper().toStdString()), status);
-}
-
-void TestNames::optionReadsAsItIsWritten()
-{
-    for (const int option : {0, 1, 2, 9})
-        QCOMPARE(folderOptionFrom(folderOptionName(option).toStdString()), option);
-    QCOMPARE(folderOptionName(1), u"top-level"_s);
-}
-
-void TestNames::privilegesReadFromWordsAndNumbers_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<int>("privileges");
-    QTest::addColumn<QString>("name");
-    QTest::newRow("words") << u"view  SHARE"_s << 17 << u"view share"_s;
-    QTest::newRow("commas") << u"download,update"_s << 6 << u"download update"_s;
-    QTest::newRow("all") << u"all"_s << 31 << u"view download update delete share"_s;
-    QTest::newRow("none") << u"none"_s << 0 << u"none"_s;
-    QTest::newRow("number") << u"8"_s << 8 << u"delete"_s;
-}
-
-void TestNames::privilegesReadFromWordsAndNumbers()
-{
-    QFETCH(QString, text);
-    QFETCH(int, privileges);
-    QFETCH(QString, name);
-
-    QCOMPARE(privilegesFrom(text.toStdString()), privileges);
-    QCOMPARE(privilegesName(privileges), name);
-    QCOMPARE(privilegesName(64), u"64"_s);
-}
-
-void TestNames::unknownWordsAreUsageErrors()
-{
-    QCOMPARE(codeOfError([] { syncStatusFrom("synched"); }), ExitCode::Usage);
-    QCOMPARE(codeOfError([] { folderOptionFrom(""); }), ExitCode::Usage);
-    QCOMPARE(codeOfError([] { privilegesFrom("view read"); }), ExitCode::Usage);
-    QCOMPARE(codeOfError([] { privilegesFrom("32"); }), ExitCode::Usage);
-    QCOMPARE(codeOfError([] { privilegesFrom(" "); }), ExitCode::Usage);
-}
 
 } // namespace velmioctl
 

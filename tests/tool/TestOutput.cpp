@@ -34,98 +34,90 @@ class TestOutput : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void answersAndMessagesGoSeparateWays();
-    void jsonReadsBackAsItWas();
-    void messageIsColouredOnlyWhereWelcome();
-    void controlsInMessagesAreEscaped();
-    void failedWriteIsNoticedAtTheEnd();
-    void progressIsSilentOutsideTerminals();
-    void progressTakesItsLineAway();
-};
-
-void TestOutput::answersAndMessagesGoSeparateWays()
-{
-    const File answers(std::tmpfile());
-    const File messages(std::tmpfile());
-    Output output(answers.get(), messages.get(), {}, {});
-
-    output.printText(u"answer"_s);
-    output.note(u"note"_s);
-    output.warning(u"careful"_s);
-    output.error(u"wrong"_s);
-    output.ask(u"sure? "_s);
-
-    QVERIFY(output.finish());
-    QCOMPARE(contentOf(answers), "answer\n");
-    QCOMPARE(contentOf(messages), "note\nwarning: careful\nerror: wrong\nsure? ");
-}
-
-void TestOutput::jsonReadsBackAsItWas()
-{
-    const File answers(std::tmpfile());
-    const File messages(std::tmpfile());
-    Output output(answers.get(), messages.get(), {}, {});
-    const QJsonObject object{{u"name"_s, u"a\n\x1b\u65e5\""_s}, {u"id"_s, 3}};
-
-    output.print(object);
-
-    QVERIFY(output.finish());
-    QCOMPARE(QJsonDocument::fromJson(contentOf(answers)).object(), object);
-}
-
-void TestOutput::messageIsColouredOnlyWhereWelcome()
-{
-    const File answers(std::tmpfile());
-    const File messages(std::tmpfile());
-    Output output(answers.get(), messages.get(), {}, {true, 80, true, true});
-
-    output.error(u"wrong"_s);
-
-    QCOMPARE(contentOf(messages), "\x1b[31merror: \x1b[0mwrong\n");
-}
-
-void TestOutput::controlsInMessagesAreEscaped()
-{
-    const File answers(std::tmpfile());
-    const File messages(std::tmpfile());
-    Output output(answers.get(), messages.get(), {}, {});
-
-    output.warning(u"\x1b[2J"_s);
-
-    QCOMPARE(contentOf(messages), "warning: \\x1b[2J\n");
-}
-
-void TestOutput::failedWriteIsNoticedAtTheEnd()
-{
-    // Opened for reading alone, it takes no writes.
-    const File answers(std::fopen("/dev/null", "r"));
-    const File messages(std::tmpfile());
-    Output output(answers.get(), messages.get(), {}, {});
-
-    output.printText(u"answer"_s);
-
-    QVERIFY(!output.finish());
-}
-
-void TestOutput::progressIsSilentOutsideTerminals()
-{
-    const File stream(std::tmpfile());
-
-    const Progress progress(stream.get(), {});
-
-    QVERIFY(!progress.due());
-}
-
-void TestOutput::progressTakesItsLineAway()
-{
-    const File stream(std::tmpfile());
+    void answersAndMessagesGoSeparateWays()
     {
-        Progress progress(stream.get(), {true, 6, true, true});
-        progress.show(u"abc\ndefg"_s);
+        const File answers(std::tmpfile());
+        const File messages(std::tmpfile());
+        Output output(answers.get(), messages.get(), {}, {});
+
+        output.printText(u"answer"_s);
+        output.note(u"note"_s);
+        output.warning(u"careful"_s);
+        output.error(u"wrong"_s);
+        output.ask(u"sure? "_s);
+
+        QVERIFY(output.finish());
+        QCOMPARE(contentOf(answers), "answer\n");
+        QCOMPARE(contentOf(messages), "note\nwarning: careful\nerror: wrong\nsure? ");
     }
 
-    QCOMPARE(contentOf(stream), "\r\x1b[Kabc\\n\r\x1b[K");
-}
+    void jsonReadsBackAsItWas()
+    {
+        const File answers(std::tmpfile());
+        const File messages(std::tmpfile());
+        Output output(answers.get(), messages.get(), {}, {});
+        const QJsonObject object{{u"name"_s, u"a\n\x1b\u65e5\""_s}, {u"id"_s, 3}};
+
+        output.print(object);
+
+        QVERIFY(output.finish());
+        QCOMPARE(QJsonDocument::fromJson(contentOf(answers)).object(), object);
+    }
+
+    void messageIsColouredOnlyWhereWelcome()
+    {
+        const File answers(std::tmpfile());
+        const File messages(std::tmpfile());
+        Output output(answers.get(), messages.get(), {}, {true, 80, true, true});
+
+        output.error(u"wrong"_s);
+
+        QCOMPARE(contentOf(messages), "\x1b[31merror: \x1b[0mwrong\n");
+    }
+
+    void controlsInMessagesAreEscaped()
+    {
+        const File answers(std::tmpfile());
+        const File messages(std::tmpfile());
+        Output output(answers.get(), messages.get(), {}, {});
+
+        output.warning(u"\x1b[2J"_s);
+
+        QCOMPARE(contentOf(messages), "warning: \\x1b[2J\n");
+    }
+
+    void failedWriteIsNoticedAtTheEnd()
+    {
+        // Opened for reading alone, it takes no writes.
+        const File answers(std::fopen("/dev/null", "r"));
+        const File messages(std::tmpfile());
+        Output output(answers.get(), messages.get(), {}, {});
+
+        output.printText(u"answer"_s);
+
+        QVERIFY(!output.finish());
+    }
+
+    void progressIsSilentOutsideTerminals()
+    {
+        const File stream(std::tmpfile());
+
+        const Progress progress(stream.get(), {});
+
+        QVERIFY(!progress.due());
+    }
+
+    void progressTakesItsLineAway()
+    {
+        const File stream(std::tmpfile());
+        {
+            Progress progress(stream.get(), {true, 6, true, true});
+            progress.show(u"abc\ndefg"_s);
+        }
+
+        QCOMPARE(contentOf(stream), "\r\x1b[Kabc\\n\r\x1b[K");
+    }
+};
 
 } // namespace velmioctl
 

@@ -82,251 +82,239 @@ class TestScan : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void registersMissingFoldersOnce();
-    void stopsBetweenTwoFoldersAndKeepsWhatIsDone();
-    void stopBeforeTheBatchRegistersNothing();
-    void refusedFolderIsCountedAndTheRestGoesOn();
-    void failedBatchIsUndoneAndCounted();
-    void failedReadPrunesNothing();
-    void failureThatWasToldBeforePrunesNothing();
-    void unreadableFileIsStoredWithoutChecksum();
-    void unreadableFolderLosesNoFile();
-    void fileThatChangesMeanwhileHasNoHash();
-    void timesAreThoseOfTheLibrary();
-    void databaseAndItsBackupsAreNoFilesOfTheUser();
-    void signalIsARequestWhileListenedTo();
-};
+    void registersMissingFoldersOnce()
+    {
+        Place place({u"a/b"_s, u"c"_s});
+        Progress progress(stderr, {});
+        Scan scan(place.session, progress, {}, [] { return false; });
 
-void TestScan::registersMissingFoldersOnce()
-{
-    Place place({u"a/b"_s, u"c"_s});
-    Progress progress(stderr, {});
-    Scan scan(place.session, progress, {}, [] { return false; });
+        scan.run(place.root);
+        const ScanCounts first = scan.counts();
+        scan.run(place.root);
 
-    scan.run(place.root);
-    const ScanCounts first = scan.counts();
-    scan.run(place.root);
+        QCOMPARE(first.folders.seen, 3);
+        QCOMPARE(first.folders.added, 3);
+        QCOMPARE(scan.counts().folders.seen, 3);
+        QCOMPARE(scan.counts().folders.added, 0);
+        QCOMPARE(place.registered(), 3);
+    }
 
-    QCOMPARE(first.seen, 3);
-    QCOMPARE(first.added, 3);
-    QCOMPARE(scan.counts().seen, 3);
-    QCOMPARE(scan.counts().added, 0);
-    QCOMPARE(place.registered(), 3);
-}
+    void stopsBetweenTwoFoldersAndKeepsWhatIsDone()
+    {
+        Place place({u"a"_s, u"b"_s, u"c"_s});
+        Progress progress(stderr, {});
+        // Asked once before each of 4 folders, the root among them, and once at their end, before
+        // the batch, and then before each folder of the batch: stops before the third of them.
+        int questions = 0;
+        Scan scan(place.session, progress, {}, [&questions] { return ++questions > 8; });
 
-void TestScan::stopsBetweenTwoFoldersAndKeepsWhatIsDone()
-{
-    Place place({u"a"_s, u"b"_s, u"c"_s});
-    Progress progress(stderr, {});
-    // Asked once before each of 4 folders, the root among them, and once at their end, before the
-    // batch, and then before each folder of the batch: stops before the third of them.
-    int questions = 0;
-    Scan scan(place.session, progress, {}, [&questions] { return ++questions > 8; });
+        scan.run(place.root);
 
-    scan.run(place.root);
+        QCOMPARE(scan.counts().folders.added, 1);
+        QCOMPARE(place.registered(), 1);
+    }
 
-    QCOMPARE(scan.counts().added, 1);
-    QCOMPARE(place.registered(), 1);
-}
+    void stopBeforeTheBatchRegistersNothing()
+    {
+        Place place({u"a"_s, u"b"_s});
+        Progress progress(stderr, {});
+        int questions = 0;
+        Scan scan(place.session, progress, {}, [&questions] { return ++questions > 2; });
 
-void TestScan::stopBeforeTheBatchRegistersNothing()
-{
-    Place place({u"a"_s, u"b"_s});
-    Progress progress(stderr, {});
-    int questions = 0;
-    Scan scan(place.session, progress, {}, [&questions] { return ++questions > 2; });
+        scan.run(place.root);
 
-    scan.run(place.root);
+        QCOMPARE(scan.counts().folders.seen, 1);
+        QCOMPARE(scan.counts().folders.added, 0);
+        QCOMPARE(place.registered(), 0);
+    }
 
-    QCOMPARE(scan.counts().seen, 1);
-    QCOMPARE(scan.counts().added, 0);
-    QCOMPARE(place.registered(), 0);
-}
+    void refusedFolderIsCountedAndTheRestGoesOn()
+    {
+        Place place({u"a"_s, u"b"_s});
+        Progress progress(stderr, {});
+        Scan scan(place.session, progress, {}, [] { return false; });
+        // Without its row no folder has a parent, and the library refuses each.
+        QVERIFY(place.session.folders().Remove(place.root.getId()));
 
-void TestScan::refusedFolderIsCountedAndTheRestGoesOn()
-{
-    Place place({u"a"_s, u"b"_s});
-    Progress progress(stderr, {});
-    Scan scan(place.session, progress, {}, [] { return false; });
-    // Without its row no folder has a parent, and the library refuses each.
-    QVERIFY(place.session.folders().Remove(place.root.getId()));
+        scan.run(place.root);
 
-    scan.run(place.root);
+        QCOMPARE(scan.counts().folders.failed, 2);
+        QCOMPARE(scan.counts().folders.added, 0);
+    }
 
-    QCOMPARE(scan.counts().failed, 2);
-    QCOMPARE(scan.counts().added, 0);
-}
+    void failedBatchIsUndoneAndCounted()
+    {
+        Place place({u"a"_s, u"b"_s, u"c"_s});
+        const auto trigger = place.session.database().CreateQuery();
+        trigger->prepare(u"CREATE TRIGGER refuse BEFORE INSERT ON FolderConfiguration "
+                         u"WHEN NEW.name = 'b' BEGIN SELECT RAISE(ABORT, 'refused'); END"_s);
+        QVERIFY(trigger->exec());
+        Progress progress(stderr, {});
+        Scan scan(place.session, progress, {}, [] { return false; });
 
-void TestScan::failedBatchIsUndoneAndCounted()
-{
-    Place place({u"a"_s, u"b"_s, u"c"_s});
-    const auto trigger = place.session.database().CreateQuery();
-    trigger->prepare(u"CREATE TRIGGER refuse BEFORE INSERT ON FolderConfiguration "
-                     u"WHEN NEW.name = 'b' BEGIN SELECT RAISE(ABORT, 'refused'); END"_s);
-    QVERIFY(trigger->exec());
-    Progress progress(stderr, {});
-    Scan scan(place.session, progress, {}, [] { return false; });
+        QVERIFY_THROWS_EXCEPTION(CommandError, scan.run(place.root));
 
-    QVERIFY_THROWS_EXCEPTION(CommandError, scan.run(place.root));
+        QCOMPARE(scan.counts().folders.failed, 3);
+        QCOMPARE(scan.counts().folders.added, 0);
+        QCOMPARE(place.registered(), 0);
+    }
 
-    QCOMPARE(scan.counts().failed, 3);
-    QCOMPARE(scan.counts().added, 0);
-    QCOMPARE(place.registered(), 0);
-}
-
-void TestScan::failedReadPrunesNothing()
-{
-    Place place({u"a"_s, u"b"_s, u"c"_s});
-    place.writeFile(u"a/gone"_s);
-    place.writeFile(u"b/stays"_s);
-    Progress progress(stderr, {});
-    Scan(place.session, progress, {}, [] { return false; }).run(place.root);
-    QVERIFY(QFile::remove(place.filePath(u"a/gone"_s)));
-    // Asked before the root, before the folder "a", which has no file any more, before "b" and its
-    // file, and before "c", long after the file was missed.
-    int questions = 0;
-    Scan scan(place.session, progress, {HashMode::Changed, true}, [&place, &questions] {
-        if (++questions == 5)
-            place.run(u"ALTER TABLE FileConfiguration RENAME TO Away"_s);
-        return false;
-    });
-
-    QVERIFY_THROWS_EXCEPTION(CommandError, scan.run(place.root));
-    place.run(u"ALTER TABLE Away RENAME TO FileConfiguration"_s);
-
-    QCOMPARE(scan.counts().files.missing, 1);
-    QCOMPARE(scan.counts().files.pruned, 0);
-    QCOMPARE(place.storedFiles(), 2);
-}
-
-void TestScan::failureThatWasToldBeforePrunesNothing()
-{
-    Place place({u"a"_s});
-    place.writeFile(u"a/gone"_s);
-    Progress progress(stderr, {});
-    Scan(place.session, progress, {}, [] { return false; }).run(place.root);
-    QVERIFY(QFile::remove(place.filePath(u"a/gone"_s)));
-    Scan scan(place.session, progress, {HashMode::Changed, true}, [&place] {
-        try {
-            place.session.database().select(u"SELECT nothing FROM nowhere"_s);
-        } catch (const CommandError&) {
+    void failedReadPrunesNothing()
+    {
+        Place place({u"a"_s, u"b"_s, u"c"_s});
+        place.writeFile(u"a/gone"_s);
+        place.writeFile(u"b/stays"_s);
+        Progress progress(stderr, {});
+        Scan(place.session, progress, {}, [] { return false; }).run(place.root);
+        QVERIFY(QFile::remove(place.filePath(u"a/gone"_s)));
+        // Asked before the root, before the folder "a", which has no file any more, before "b" and
+        // its file, and before "c", long after the file was missed.
+        int questions = 0;
+        Scan scan(place.session, progress, {HashMode::Changed, true}, [&place, &questions] {
+            if (++questions == 5)
+                place.run(u"ALTER TABLE FileConfiguration RENAME TO Away"_s);
             return false;
+        });
+
+        QVERIFY_THROWS_EXCEPTION(CommandError, scan.run(place.root));
+        place.run(u"ALTER TABLE Away RENAME TO FileConfiguration"_s);
+
+        QCOMPARE(scan.counts().files.missing, 1);
+        QCOMPARE(scan.counts().files.pruned, 0);
+        QCOMPARE(place.storedFiles(), 2);
+    }
+
+    void failureThatWasToldBeforePrunesNothing()
+    {
+        Place place({u"a"_s});
+        place.writeFile(u"a/gone"_s);
+        Progress progress(stderr, {});
+        Scan(place.session, progress, {}, [] { return false; }).run(place.root);
+        QVERIFY(QFile::remove(place.filePath(u"a/gone"_s)));
+        Scan scan(place.session, progress, {HashMode::Changed, true}, [&place] {
+            try {
+                place.session.database().select(u"SELECT nothing FROM nowhere"_s);
+            } catch (const CommandError&) {
+                return false;
+            }
+            return true;
+        });
+
+        QVERIFY_THROWS_EXCEPTION(CommandError, scan.run(place.root));
+
+        QCOMPARE(scan.counts().files.missing, 1);
+        QCOMPARE(scan.counts().files.pruned, 0);
+        QCOMPARE(place.storedFiles(), 1);
+    }
+
+    void unreadableFileIsStoredWithoutChecksum()
+    {
+        Place place({u"a"_s});
+        place.writeFile(u"a/closed"_s);
+        QVERIFY(QFile::setPermissions(place.filePath(u"a/closed"_s), {}));
+        QVERIFY(giveToNobody(place.directory.path()));
+        Progress progress(stderr, {});
+        Scan scan(place.session, progress, {}, [] { return false; });
+
+        {
+            const AsNobody asNobody;
+            scan.run(place.root);
         }
-        return true;
-    });
 
-    QVERIFY_THROWS_EXCEPTION(CommandError, scan.run(place.root));
-
-    QCOMPARE(scan.counts().files.missing, 1);
-    QCOMPARE(scan.counts().files.pruned, 0);
-    QCOMPARE(place.storedFiles(), 1);
-}
-
-void TestScan::unreadableFileIsStoredWithoutChecksum()
-{
-    Place place({u"a"_s});
-    place.writeFile(u"a/closed"_s);
-    QVERIFY(QFile::setPermissions(place.filePath(u"a/closed"_s), {}));
-    QVERIFY(giveToNobody(place.directory.path()));
-    Progress progress(stderr, {});
-    Scan scan(place.session, progress, {}, [] { return false; });
-
-    {
-        const AsNobody asNobody;
-        scan.run(place.root);
+        QCOMPARE(scan.counts().files.unreadable, 1);
+        QCOMPARE(scan.counts().files.added, 1);
+        QVERIFY(scan.counts().hasFindings());
+        QCOMPARE(
+            place.session.files()
+                .GetFileConfigurationByClientPath(place.filePath(u"a/closed"_s))
+                .getCheckSum(),
+            QString());
     }
 
-    QCOMPARE(scan.counts().files.unreadable, 1);
-    QCOMPARE(scan.counts().files.added, 1);
-    QVERIFY(scan.counts().hasFindings());
-    QCOMPARE(
-        place.session.files()
-            .GetFileConfigurationByClientPath(place.filePath(u"a/closed"_s))
-            .getCheckSum(),
-        QString());
-}
-
-void TestScan::unreadableFolderLosesNoFile()
-{
-    Place place({u"a/b"_s});
-    place.writeFile(u"a/file"_s);
-    place.writeFile(u"a/b/deep"_s);
-    Progress progress(stderr, {});
-    Scan(place.session, progress, {}, [] { return false; }).run(place.root);
-    QVERIFY(QFile::setPermissions(place.filePath(u"a"_s), {}));
-    QVERIFY(giveToNobody(place.directory.path()));
-    Scan scan(place.session, progress, {HashMode::Changed, true}, [] { return false; });
-
+    void unreadableFolderLosesNoFile()
     {
-        const AsNobody asNobody;
-        scan.run(place.root);
+        Place place({u"a/b"_s});
+        place.writeFile(u"a/file"_s);
+        place.writeFile(u"a/b/deep"_s);
+        Progress progress(stderr, {});
+        Scan(place.session, progress, {}, [] { return false; }).run(place.root);
+        QVERIFY(QFile::setPermissions(place.filePath(u"a"_s), {}));
+        QVERIFY(giveToNobody(place.directory.path()));
+        Scan scan(place.session, progress, {HashMode::Changed, true}, [] { return false; });
+
+        {
+            const AsNobody asNobody;
+            scan.run(place.root);
+        }
+        QFile::setPermissions(
+            place.filePath(u"a"_s), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+
+        QCOMPARE(scan.counts().folders.unreadable, 1);
+        QCOMPARE(scan.counts().files.missing, 0);
+        QCOMPARE(place.storedFiles(), 2);
     }
-    QFile::setPermissions(
-        place.filePath(u"a"_s), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
 
-    QCOMPARE(scan.counts().unreadable, 1);
-    QCOMPARE(scan.counts().files.missing, 0);
-    QCOMPARE(place.storedFiles(), 2);
-}
+    void fileThatChangesMeanwhileHasNoHash()
+    {
+        const Place place({u"a"_s});
+        place.writeFile(u"a/file"_s);
+        const QString path = place.filePath(u"a/file"_s);
+        const auto before = readFileState(path);
+        QVERIFY(before.has_value());
+        QCOMPARE(hashFile(path, *before).outcome, FileHash::Outcome::Done);
 
-void TestScan::fileThatChangesMeanwhileHasNoHash()
-{
-    const Place place({u"a"_s});
-    place.writeFile(u"a/file"_s);
-    const QString path = place.filePath(u"a/file"_s);
-    const auto before = readFileState(path);
-    QVERIFY(before.has_value());
-    QCOMPARE(hashFile(path, *before).outcome, FileHash::Outcome::Done);
+        FileState earlier = *before;
+        ++earlier.modifiedNs;
 
-    FileState earlier = *before;
-    ++earlier.modifiedNs;
+        QCOMPARE(hashFile(path, earlier).outcome, FileHash::Outcome::Unstable);
+        QVERIFY(QFile::remove(path));
+        QCOMPARE(hashFile(path, *before).outcome, FileHash::Outcome::Unstable);
+    }
 
-    QCOMPARE(hashFile(path, earlier).outcome, FileHash::Outcome::Unstable);
-    QVERIFY(QFile::remove(path));
-    QCOMPARE(hashFile(path, *before).outcome, FileHash::Outcome::Unstable);
-}
+    void timesAreThoseOfTheLibrary()
+    {
+        Place place({u"a"_s});
+        place.writeFile(u"a/file"_s);
+        Progress progress(stderr, {});
 
-void TestScan::timesAreThoseOfTheLibrary()
-{
-    Place place({u"a"_s});
-    place.writeFile(u"a/file"_s);
-    Progress progress(stderr, {});
+        Scan(place.session, progress, {HashMode::Never, false}, [] {
+            return false;
+        }).run(place.root);
 
-    Scan(place.session, progress, {HashMode::Never, false}, [] { return false; }).run(place.root);
+        QFileInfo file(place.filePath(u"a/file"_s));
+        auto stored = place.session.files().GetFileConfigurationByClientPath(file.filePath());
+        QVERIFY(place.session.files().FileAndConfigTimestampsAreEqual(file, stored));
+        QCOMPARE(stored.getLastModifiedDateTime(), file.lastModified());
+    }
 
-    QFileInfo file(place.filePath(u"a/file"_s));
-    auto stored = place.session.files().GetFileConfigurationByClientPath(file.filePath());
-    QVERIFY(place.session.files().FileAndConfigTimestampsAreEqual(file, stored));
-    QCOMPARE(stored.getLastModifiedDateTime(), file.lastModified());
-}
+    void databaseAndItsBackupsAreNoFilesOfTheUser()
+    {
+        Place place({u"folder"_s});
+        place.root.setClientPath(place.directory.path());
+        QVERIFY(place.session.folders().Update(place.root));
+        using sync::database::DatabaseBackups;
+        DatabaseBackups(place.session.databasePath()).make(DatabaseBackups::Reason::Manual);
+        Progress progress(stderr, {});
+        Scan scan(place.session, progress, {}, [] { return false; });
 
-void TestScan::databaseAndItsBackupsAreNoFilesOfTheUser()
-{
-    Place place({u"folder"_s});
-    place.root.setClientPath(place.directory.path());
-    QVERIFY(place.session.folders().Update(place.root));
-    using sync::database::DatabaseBackups;
-    DatabaseBackups(place.session.databasePath()).make(DatabaseBackups::Reason::Manual);
-    Progress progress(stderr, {});
-    Scan scan(place.session, progress, {}, [] { return false; });
+        scan.run(place.root);
 
-    scan.run(place.root);
+        QCOMPARE(place.registered(), 2); // "root" and "folder" in it
+        QCOMPARE(place.storedFiles(), 0);
+    }
 
-    QCOMPARE(place.registered(), 2); // "root" and "folder" in it
-    QCOMPARE(place.storedFiles(), 0);
-}
+    void signalIsARequestWhileListenedTo()
+    {
+        const Interruption interruption;
+        QVERIFY(!interruption.requested());
+        QCOMPARE(interruption.exitCode(), ExitCode::Ok);
 
-void TestScan::signalIsARequestWhileListenedTo()
-{
-    const Interruption interruption;
-    QVERIFY(!interruption.requested());
-    QCOMPARE(interruption.exitCode(), ExitCode::Ok);
+        std::raise(SIGTERM);
 
-    std::raise(SIGTERM);
-
-    QVERIFY(interruption.requested());
-    QCOMPARE(interruption.exitCode(), ExitCode::Terminated);
-}
+        QVERIFY(interruption.requested());
+        QCOMPARE(interruption.exitCode(), ExitCode::Terminated);
+    }
+};
 
 } // namespace velmioctl
 

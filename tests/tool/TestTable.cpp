@@ -32,87 +32,77 @@ class TestTable : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void columnsLineUpByDisplayWidth();
-    void lastColumnIsCutToTheTerminal();
-    void asciiTerminalGetsAsciiEllipsis();
-    void pipeGetsLastColumnWhole();
-    void narrowTerminalStillShowsSomeOfLastColumn();
-    void controlsInCellsAreEscaped();
-    void headingsAreBoldOnlyWithColours();
-    void emptyCellLeavesNoBlanksAtLineEnd();
-    void fieldsLineUpBehindTheirNames();
+    void columnsLineUpByDisplayWidth()
+    {
+        QCOMPARE(
+            sampleTable().toText(Pipe), u" ID  NAME  PATH\n"
+                                        u"  7  \u65e5\u672c  /home/user/first\n"
+                                        u"123  e\u0301     /b\n"_s);
+    }
+
+    void lastColumnIsCutToTheTerminal()
+    {
+        QCOMPARE(
+            sampleTable().toText(terminal(20)), u" ID  NAME  PATH\n"
+                                                u"  7  \u65e5\u672c  /home/us\u2026\n"
+                                                u"123  e\u0301     /b\n"_s);
+    }
+
+    void asciiTerminalGetsAsciiEllipsis()
+    {
+        QVERIFY(sampleTable().toText(terminal(20, false)).contains(u"  /home/...\n"_s));
+    }
+
+    void pipeGetsLastColumnWhole()
+    {
+        Terminal pipe;
+        pipe.columns = 20;
+
+        QVERIFY(sampleTable().toText(pipe).contains(u"/home/user/first\n"_s));
+    }
+
+    void narrowTerminalStillShowsSomeOfLastColumn()
+    {
+        QVERIFY(sampleTable().toText(terminal(5)).contains(u"  /home/u\u2026\n"_s));
+    }
+
+    void controlsInCellsAreEscaped()
+    {
+        Table table({u"NAME"_s, u"PATH"_s});
+
+        table.addRow({u"a\nb"_s, u"\x1b[2J"_s});
+
+        QCOMPARE(table.toText(Pipe), u"NAME  PATH\na\\nb  \\x1b[2J\n"_s);
+    }
+
+    void headingsAreBoldOnlyWithColours()
+    {
+        const Table table({u"ID"_s});
+
+        QCOMPARE(table.toText(terminal(80, true, true)), u"\x1b[1mID\x1b[0m\n"_s);
+        QCOMPARE(table.toText(terminal(80, true, false)), u"ID\n"_s);
+    }
+
+    void emptyCellLeavesNoBlanksAtLineEnd()
+    {
+        Table table({u"ID"_s, u"PATH"_s});
+
+        table.addRow({u"1"_s, QString()});
+
+        QCOMPARE(table.toText(Pipe), u"ID  PATH\n1\n"_s);
+    }
+
+    void fieldsLineUpBehindTheirNames()
+    {
+        FieldList fields;
+
+        fields.add(u"id"_s, u"4"_s);
+        fields.add(u"client path"_s, u"/a\t"_s);
+        fields.add(u"owner"_s, QString());
+
+        QCOMPARE(fields.toText(Pipe), u"id           4\nclient path  /a\\t\nowner\n"_s);
+    }
 };
-
-void TestTable::columnsLineUpByDisplayWidth()
-{
-    QCOMPARE(
-        sampleTable().toText(Pipe), u" ID  NAME  PATH\n"
-                                    u"  7  \u65e5\u672c  /home/user/first\n"
-                                    u"123  e\u0301     /b\n"_s);
-}
-
-void TestTable::lastColumnIsCutToTheTerminal()
-{
-    QCOMPARE(
-        sampleTable().toText(terminal(20)), u" ID  NAME  PATH\n"
-                                            u"  7  \u65e5\u672c  /home/us\u2026\n"
-                                            u"123  e\u0301     /b\n"_s);
-}
-
-void TestTable::asciiTerminalGetsAsciiEllipsis()
-{
-    QVERIFY(sampleTable().toText(terminal(20, false)).contains(u"  /home/...\n"_s));
-}
-
-void TestTable::pipeGetsLastColumnWhole()
-{
-    Terminal pipe;
-    pipe.columns = 20;
-
-    QVERIFY(sampleTable().toText(pipe).contains(u"/home/user/first\n"_s));
-}
-
-void TestTable::narrowTerminalStillShowsSomeOfLastColumn()
-{
-    QVERIFY(sampleTable().toText(terminal(5)).contains(u"  /home/u\u2026\n"_s));
-}
-
-void TestTable::controlsInCellsAreEscaped()
-{
-    Table table({u"NAME"_s, u"PATH"_s});
-
-    table.addRow({u"a\nb"_s, u"\x1b[2J"_s});
-
-    QCOMPARE(table.toText(Pipe), u"NAME  PATH\na\\nb  \\x1b[2J\n"_s);
-}
-
-void TestTable::headingsAreBoldOnlyWithColours()
-{
-    const Table table({u"ID"_s});
-
-    QCOMPARE(table.toText(terminal(80, true, true)), u"\x1b[1mID\x1b[0m\n"_s);
-    QCOMPARE(table.toText(terminal(80, true, false)), u"ID\n"_s);
-}
-
-void TestTable::emptyCellLeavesNoBlanksAtLineEnd()
-{
-    Table table({u"ID"_s, u"PATH"_s});
-
-    table.addRow({u"1"_s, QString()});
-
-    QCOMPARE(table.toText(Pipe), u"ID  PATH\n1\n"_s);
-}
-
-void TestTable::fieldsLineUpBehindTheirNames()
-{
-    FieldList fields;
-
-    fields.add(u"id"_s, u"4"_s);
-    fields.add(u"client path"_s, u"/a\t"_s);
-    fields.add(u"owner"_s, QString());
-
-    QCOMPARE(fields.toText(Pipe), u"id           4\nclient path  /a\\t\nowner\n"_s);
-}
 
 } // namespace velmioctl
 

@@ -11,106 +11,85 @@ class TestText : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void widthCountsTerminalColumns_data();
-    void widthCountsTerminalColumns();
-    void shortTextIsNotCut();
-    void cutTextEndsInEllipsisAndFits();
-    void wideCharacterIsNotCutInHalf();
-    void combiningMarkStaysWithItsCharacter();
-    void wrappedLinesFitAndKeepQuotesWhole();
-    void nothingIsWrappedWithoutAWidth();
-    void controlsAreEscaped_data();
-    void controlsAreEscaped();
-    void linesKeepTheirEnds();
-    void bytesThatAreNoTextAreEscaped();
+    void widthCountsTerminalColumns_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<int>("columns");
+        QTest::newRow("empty") << QString() << 0;
+        QTest::newRow("ascii") << u"photos"_s << 6;
+        QTest::newRow("one letter with accent") << u"\u00e9"_s << 1;
+        QTest::newRow("letter and combining accent") << u"e\u0301"_s << 1;
+        QTest::newRow("ideographs") << u"\u65e5\u672c\u8a9e"_s << 6;
+        QTest::newRow("fullwidth letter") << u"\uff21"_s << 2;
+        QTest::newRow("halfwidth katakana") << u"\uff71"_s << 1;
+        QTest::newRow("hangul syllable") << u"\ud55c"_s << 2;
+        QTest::newRow("emoji outside the basic plane") << u"\U0001F600"_s << 2;
+        QTest::newRow("zero width joiner") << u"a\u200db"_s << 2;
+    }
+
+    void widthCountsTerminalColumns()
+    {
+        QFETCH(QString, text);
+        QFETCH(int, columns);
+
+        QCOMPARE(displayWidth(text), columns);
+    }
+
+    void shortTextIsNotCut() { QCOMPARE(cutToWidth(u"abc"_s, 3, u"..."_s), u"abc"_s); }
+
+    void cutTextEndsInEllipsisAndFits()
+    {
+        QCOMPARE(cutToWidth(u"abcdefgh"_s, 5, u"..."_s), u"ab..."_s);
+    }
+
+    void wideCharacterIsNotCutInHalf()
+    {
+        QCOMPARE(cutToWidth(u"\u65e5\u672c\u8a9e"_s, 4, u"\u2026"_s), u"\u65e5\u2026"_s);
+    }
+
+    void combiningMarkStaysWithItsCharacter()
+    {
+        QCOMPARE(cutToWidth(u"ae\u0301bcd"_s, 3, u"\u2026"_s), u"ae\u0301\u2026"_s);
+    }
+
+    void wrappedLinesFitAndKeepQuotesWhole()
+    {
+        QCOMPARE(
+            wrapped(u"The users' folder \"/a b\": see 'velmioctl scan 1' now"_s, 18, 2),
+            u"  The users'\n  folder \"/a b\":\n  see\n  'velmioctl scan 1'\n  now"_s);
+    }
+
+    void nothingIsWrappedWithoutAWidth()
+    {
+        QCOMPARE(wrapped(u"one two three"_s, 0, 1), u" one two three"_s);
+    }
+
+    void controlsAreEscaped_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("escaped");
+        QTest::newRow("colour sequence") << u"\x1b[31mred"_s << u"\\x1b[31mred"_s;
+        QTest::newRow("line end, tab and return") << u"a\nb\tc\rd"_s << u"a\\nb\\tc\\rd"_s;
+        QTest::newRow("delete and one-byte command") << u"\u007f\u009b"_s << u"\\x7f\\x9b"_s;
+        QTest::newRow("writing direction") << u"a\u202egpj"_s << u"a\\u{202e}gpj"_s;
+        QTest::newRow("line separator") << u"\u2028"_s << u"\\u{2028}"_s;
+        QTest::newRow("half of a pair") << QString(QChar(0xD800)) << u"\\u{d800}"_s;
+        QTest::newRow("nothing to escape")
+            << u"\u65e5 \U0001F600 \\n"_s << u"\u65e5 \U0001F600 \\n"_s;
+    }
+
+    void controlsAreEscaped()
+    {
+        QFETCH(QString, text);
+        QFETCH(QString, escaped);
+
+        QCOMPARE(escapeControls(text), escaped);
+    }
+
+    void linesKeepTheirEnds() { QCOMPARE(escapeControlsInLines(u"a\nb\x1b"_s), u"a\nb\\x1b"_s); }
+
+    void bytesThatAreNoTextAreEscaped() { QCOMPARE(escapeBytes("/a\xff\n"), u"/a\\xff\\x0a"_s); }
 };
-
-void TestText::widthCountsTerminalColumns_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<int>("columns");
-    QTest::newRow("empty") << QString() << 0;
-    QTest::newRow("ascii") << u"photos"_s << 6;
-    QTest::newRow("one letter with accent") << u"\u00e9"_s << 1;
-    QTest::newRow("letter and combining accent") << u"e\u0301"_s << 1;
-    QTest::newRow("ideographs") << u"\u65e5\u672c\u8a9e"_s << 6;
-    QTest::newRow("fullwidth letter") << u"\uff21"_s << 2;
-    QTest::newRow("halfwidth katakana") << u"\uff71"_s << 1;
-    QTest::newRow("hangul syllable") << u"\ud55c"_s << 2;
-    QTest::newRow("emoji outside the basic plane") << u"\U0001F600"_s << 2;
-    QTest::newRow("zero width joiner") << u"a\u200db"_s << 2;
-}
-
-void TestText::widthCountsTerminalColumns()
-{
-    QFETCH(QString, text);
-    QFETCH(int, columns);
-
-    QCOMPARE(displayWidth(text), columns);
-}
-
-void TestText::shortTextIsNotCut()
-{
-    QCOMPARE(cutToWidth(u"abc"_s, 3, u"..."_s), u"abc"_s);
-}
-
-void TestText::cutTextEndsInEllipsisAndFits()
-{
-    QCOMPARE(cutToWidth(u"abcdefgh"_s, 5, u"..."_s), u"ab..."_s);
-}
-
-void TestText::wideCharacterIsNotCutInHalf()
-{
-    QCOMPARE(cutToWidth(u"\u65e5\u672c\u8a9e"_s, 4, u"\u2026"_s), u"\u65e5\u2026"_s);
-}
-
-void TestText::combiningMarkStaysWithItsCharacter()
-{
-    QCOMPARE(cutToWidth(u"ae\u0301bcd"_s, 3, u"\u2026"_s), u"ae\u0301\u2026"_s);
-}
-
-void TestText::wrappedLinesFitAndKeepQuotesWhole()
-{
-    QCOMPARE(
-        wrapped(u"The users' folder \"/a b\": see 'velmioctl scan 1' now"_s, 18, 2),
-        u"  The users'\n  folder \"/a b\":\n  see\n  'velmioctl scan 1'\n  now"_s);
-}
-
-void TestText::nothingIsWrappedWithoutAWidth()
-{
-    QCOMPARE(wrapped(u"one two three"_s, 0, 1), u" one two three"_s);
-}
-
-void TestText::controlsAreEscaped_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<QString>("escaped");
-    QTest::newRow("colour sequence") << u"\x1b[31mred"_s << u"\\x1b[31mred"_s;
-    QTest::newRow("line end, tab and return") << u"a\nb\tc\rd"_s << u"a\\nb\\tc\\rd"_s;
-    QTest::newRow("delete and one-byte command") << u"\u007f\u009b"_s << u"\\x7f\\x9b"_s;
-    QTest::newRow("writing direction") << u"a\u202egpj"_s << u"a\\u{202e}gpj"_s;
-    QTest::newRow("line separator") << u"\u2028"_s << u"\\u{2028}"_s;
-    QTest::newRow("half of a pair") << QString(QChar(0xD800)) << u"\\u{d800}"_s;
-    QTest::newRow("nothing to escape") << u"\u65e5 \U0001F600 \\n"_s << u"\u65e5 \U0001F600 \\n"_s;
-}
-
-void TestText::controlsAreEscaped()
-{
-    QFETCH(QString, text);
-    QFETCH(QString, escaped);
-
-    QCOMPARE(escapeControls(text), escaped);
-}
-
-void TestText::linesKeepTheirEnds()
-{
-    QCOMPARE(escapeControlsInLines(u"a\nb\x1b"_s), u"a\nb\\x1b"_s);
-}
-
-void TestText::bytesThatAreNoTextAreEscaped()
-{
-    QCOMPARE(escapeBytes("/a\xff\n"), u"/a\\xff\\x0a"_s);
-}
 
 } // namespace velmioctl
 

@@ -21,17 +21,7 @@ struct DiffOptions
     std::string b;
 };
 
-struct TableCounts
-{
-    const TableShape* table;
-    qint64 onlyInA = 0;
-    qint64 onlyInB = 0;
-    qint64 changed = 0;
-    qint64 same = 0;
-};
-
-/// Counts the rows; subclasses show them.
-class Report : public DifferenceListener
+class Report : public DifferenceReport
 {
 public:
     explicit Report(Output& output)
@@ -39,53 +29,10 @@ public:
     {
     }
 
-    void beginTable(const TableShape& table) override
-    {
-        endTable();
-        counts.push_back({&table});
-    }
-    void onlyInA(const Row& row) override
-    {
-        ++current().onlyInA;
-        showOnly(row, 'A');
-    }
-    void onlyInB(const Row& row) override
-    {
-        ++current().onlyInB;
-        showOnly(row, 'B');
-    }
-    void changed(const Row& a, const Row& b, const std::vector<size_t>& columns) override
-    {
-        ++current().changed;
-        showChanged(a, b, columns);
-    }
-    void same() override { ++current().same; }
-    void notCompared(const TableShape& table) override
-    {
-        missing += QString::fromLatin1(table.name);
-    }
-
-    bool isSame() const
-    {
-        return std::all_of(counts.begin(), counts.end(), [](const TableCounts& table) {
-            return table.onlyInA + table.onlyInB + table.changed == 0;
-        });
-    }
-    const QStringList& missingTables() const { return missing; }
-
     virtual void finish() = 0;
 
 protected:
-    virtual void showOnly(const Row& row, char side) = 0;
-    virtual void showChanged(const Row& a, const Row& b, const std::vector<size_t>& columns) = 0;
-    virtual void endTable() {}
-
-    TableCounts& current() { return counts.back(); }
-    const TableShape& table() const { return *counts.back().table; }
-
     Output& output;
-    std::vector<TableCounts> counts;
-    QStringList missing;
 };
 
 class TextReport : public Report
@@ -98,7 +45,7 @@ public:
         Table summary({u"ONLY IN A"_s, u"ONLY IN B"_s, u"CHANGED"_s, u"SAME"_s, u"TABLE"_s});
         for (int column = 0; column < 4; ++column)
             summary.alignRight(column);
-        for (const TableCounts& counted : counts) {
+        for (const TableDifference& counted : tables) {
             summary.addRow(
                 {QString::number(counted.onlyInA), QString::number(counted.onlyInB),
                  QString::number(counted.changed), QString::number(counted.same),
@@ -155,25 +102,21 @@ public:
     }
     void finish() override
     {
-        endTable();
         output.printBytes("},\n\"notCompared\": [");
         for (qsizetype at = 0; at < missing.size(); ++at)
             output.printBytes((at == 0 ? "" : ", ") + quotedJson(missing.at(at).toUtf8()));
-        output.printBytes(QByteArray("], \"same\": ") + (isSame() ? "true" : "false") + "}\n");
+        output.printBytes(QByteArray("], \"same\": ") + (sidesAgree() ? "true" : "false") + "}\n");
     }
 
 private:
-    void beginTable(const TableShape& begun) override
+    void beginTable() override
     {
-        Report::beginTable(begun);
         output.printBytes(
-            (counts.size() == 1 ? "\n" : ",\n") + quotedJson(begun.name) + ": {\"rows\": [");
+            (tables.size() == 1 ? "\n" : ",\n") + quotedJson(table().name) + ": {\"rows\": [");
         anyRow = false;
     }
     void endTable() override
     {
-        if (counts.empty())
-            return;
         output.printBytes("], \"same\": " + QByteArray::number(current().same) + "}");
     }
     void printRow(const Row& row, const QByteArray& rest)
@@ -206,7 +149,7 @@ private:
 void compareSides(DiffSide& a, DiffSide& b, Report& report)
 {
     try {
-        compare(a.rows(), b.rows(), report);
+        report.compare(a.rows(), b.rows());
     } catch (const doctor::ReadFailure& failure) {
         a.check(failure);
         b.check(failure);
@@ -236,7 +179,7 @@ void run(Session& session, const DiffOptions& options)
     }
     if (!a.isDatabase() || !b.isDatabase())
         session.output.note(u"The secrets in an export are not compared."_s);
-    session.exitCode = report->isSame() ? ExitCode::Ok : ExitCode::Findings;
+    session.exitCode = report->sidesAgree() ? ExitCode::Ok : ExitCode::Findings;
 }
 
 } // namespace

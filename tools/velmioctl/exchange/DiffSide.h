@@ -1,6 +1,6 @@
 #pragma once
 
-#include <velmioctl/exchange/ExportFile.h>
+#include <velmioctl/exchange/ExportRows.h>
 #include <velmioctl/exchange/StoreRows.h>
 #include <velmioctl/exchange/StoreSnapshot.h>
 

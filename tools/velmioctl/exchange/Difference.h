@@ -3,29 +3,53 @@
 #include <velmioctl/exchange/RowSource.h>
 #include <velmioctl/store/StoredPassword.h>
 
+#include <QStringList>
+
 namespace velmioctl::exchange {
 
-/// Receives the differences between the rows of two sources, A and B.
-class DifferenceListener
+/// How many rows of a table differ between two sources, A and B.
+struct TableDifference
 {
-public:
-    virtual ~DifferenceListener() = default;
-
-    /// The rows of a table come next, up to the next call.
-    virtual void beginTable(const TableShape& table) = 0;
-
-    virtual void onlyInA(const Row& row) = 0;
-    virtual void onlyInB(const Row& row) = 0;
-    /// `columns` are the places of those that differ.
-    virtual void changed(const Row& a, const Row& b, const std::vector<size_t>& columns) = 0;
-    virtual void same() = 0;
-
-    /// A table that only one of them has.
-    virtual void notCompared(const TableShape& table) = 0;
+    const TableShape* table;
+    qint64 onlyInA = 0;
+    qint64 onlyInB = 0;
+    qint64 changed = 0;
+    qint64 same = 0;
 };
 
-/// Compares the tables that both sources have. A secret that an export does not show in clear
-/// counts as equal; passwords are decrypted if their bytes differ.
-void compare(RowSource& a, RowSource& b, DifferenceListener& listener);
+/// Counts the differences between two sources; subclasses show them.
+class DifferenceReport
+{
+public:
+    virtual ~DifferenceReport() = default;
+
+    /// Compares the tables that both sources have. A secret that an export does not show in clear
+    /// counts as equal; passwords are decrypted if their bytes differ.
+    void compare(RowSource& a, RowSource& b);
+
+    bool sidesAgree() const;
+    /// The tables that only one source has.
+    const QStringList& missingTables() const { return missing; }
+
+protected:
+    virtual void showOnly(const Row& row, char side) = 0;
+    /// `columns` are the places of those that differ.
+    virtual void showChanged(const Row& a, const Row& b, const std::vector<size_t>& columns) = 0;
+    virtual void beginTable() {}
+    virtual void endTable() {}
+
+    TableDifference& current() { return tables.back(); }
+    const TableShape& table() const { return *tables.back().table; }
+
+    std::vector<TableDifference> tables;
+    QStringList missing;
+
+private:
+    void compareTable(RowSource& a, RowSource& b);
+    void compareRows(const Row& a, const Row& b);
+    bool isEqual(const Column& column, const Value& a, const Value& b);
+
+    PasswordReader reader;
+};
 
 } // namespace velmioctl::exchange

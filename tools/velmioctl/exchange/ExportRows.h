@@ -4,6 +4,10 @@
 #include <velmioctl/exchange/JsonReader.h>
 #include <velmioctl/exchange/RowSource.h>
 
+#include <QFile>
+
+#include <memory>
+
 namespace velmioctl::exchange {
 
 /// The rows of an export, read one by one. All functions throw TextError, with the line, for text
@@ -39,6 +43,22 @@ private:
     bool inTable = false;
     bool anyRow = false;
     std::vector<bool> seen; // the columns that the row has
+};
+
+/// A file with an export in it. Throws CommandError.
+class ExportFile
+{
+public:
+    explicit ExportFile(const QString& path);
+
+    ExportRows& rows() { return *exportRows; }
+
+    /// Starts again with the first row.
+    void rewind();
+
+private:
+    QFile file;
+    std::unique_ptr<ExportRows> exportRows;
 };
 
 } // namespace velmioctl::exchange

@@ -3,7 +3,7 @@
 #include <velmioctl/cli/CommandLine.h>
 #include <velmioctl/cli/Table.h>
 #include <velmioctl/cli/Text.h>
-#include <velmioctl/exchange/ExportFile.h>
+#include <velmioctl/exchange/ExportRows.h>
 #include <velmioctl/exchange/ImportRun.h>
 #include <velmioctl/exchange/StoreSnapshot.h>
 #include <velmioctl/store/SecretInput.h>

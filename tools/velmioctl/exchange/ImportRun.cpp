@@ -1,7 +1,6 @@
 #include <velmioctl/exchange/ImportRun.h>
 
 #include <velmioctl/doctor/CheckQuery.h>
-#include <velmioctl/exchange/RowPairs.h>
 #include <velmioctl/exchange/StoreRows.h>
 
 #include <algorithm>

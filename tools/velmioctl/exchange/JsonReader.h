@@ -18,8 +18,8 @@ public:
 
 /// Reads JSON piece by piece, so that a text of any size needs little memory, and knows the line.
 ///
-/// QJsonDocument needs the whole text, reads 1.0 as the integer 1 and reports no line. For an export
-/// of 100,000 files (91 MB) it takes 310 MB; a whole import with this reader takes 20 MB.
+/// QJsonDocument needs the whole text, reads 1.0 as the integer 1 and reports no line. For an
+/// export of 100,000 files (91 MB) it takes 310 MB; a whole import with this reader takes 20 MB.
 ///
 /// The caller says what must come next; all functions throw TextError for anything else.
 class JsonReader

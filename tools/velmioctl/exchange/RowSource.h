@@ -30,4 +30,22 @@ protected:
     qint64 currentLastId = 0;
 };
 
+/// Calls `visit` with the rows of each id in the current tables of two sources, sorted by id; null
+/// for a row that a source does not have.
+template <typename Visit>
+void visitPairs(RowSource& left, RowSource& right, Visit visit)
+{
+    bool hasLeft = left.nextRow();
+    bool hasRight = right.nextRow();
+    while (hasLeft || hasRight) {
+        const bool takeLeft = hasLeft && (!hasRight || left.row().id <= right.row().id);
+        const bool takeRight = hasRight && (!hasLeft || right.row().id <= left.row().id);
+        visit(takeLeft ? &left.row() : nullptr, takeRight ? &right.row() : nullptr);
+        if (takeLeft)
+            hasLeft = left.nextRow();
+        if (takeRight)
+            hasRight = right.nextRow();
+    }
+}
+
 } // namespace velmioctl::exchange

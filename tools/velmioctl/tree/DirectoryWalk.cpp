@@ -22,7 +22,7 @@ bool isDots(const char* name)
     return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
 }
 
-// The kind of an entry, where the file system does not tell it with the name.
+// The kind of an entry, for file systems that do not report it with the name.
 unsigned char typeOf(int directory, const char* name)
 {
     struct stat status
@@ -60,7 +60,7 @@ struct DirectoryWalk::OpenDirectory
     OpenDirectory(const OpenDirectory&) = delete;
     OpenDirectory& operator=(const OpenDirectory&) = delete;
 
-    // Null with errno set where it could not be opened.
+    // Null with errno set if it could not be opened.
     DIR* stream = nullptr;
 };
 
@@ -104,8 +104,8 @@ bool DirectoryWalk::read(const std::string& path, bool isRoot)
         return true;
     }
     const int error = errno;
-    // Gone, or replaced by a file or a link, since its parent was read. Only the root is expected
-    // to be there.
+    // Removed, or replaced by a file or a link, since its parent was read. Only the root must
+    // exist.
     if (isVanished(error) && !isRoot)
         return false;
     report({Problem::Kind::Unreadable, QByteArray::fromStdString(path), error});
@@ -143,7 +143,7 @@ void DirectoryWalk::addEntry(const std::string& path, const char* name, unsigned
         report({kind, QByteArray::fromStdString(joinPath(path, name)), 0});
         return;
     }
-    // The library counts no path as synchronised that contains this name anywhere.
+    // For the library a path that contains this name anywhere is not synchronised.
     if (decodedName->contains(sync::core::consts::TEMP_FOLDER_NAME, Qt::CaseInsensitive))
         return;
     if (isFolder)

@@ -13,8 +13,8 @@ namespace velmioctl {
 
 /// Visits a root and every folder below it, parents before their children, siblings sorted by name.
 ///
-/// Links are not followed, except for the root itself. What has the name of the client's scratch
-/// folder in its own is passed over. Folders that vanish meanwhile are no trouble.
+/// Does not follow links, except for the root itself. Skips names that contain the name of the
+/// client's scratch folder. Folders that vanish meanwhile are not an error.
 class DirectoryWalk
 {
 public:
@@ -22,7 +22,7 @@ public:
     {
         enum class Kind {
             Unreadable,
-            InvalidFolderName, ///< The name is no valid UTF-8, so no record can hold it.
+            InvalidFolderName, ///< The name is not valid UTF-8, so no record can hold it.
             InvalidFileName,
         };
         Kind kind;
@@ -31,11 +31,11 @@ public:
     };
     using Report = std::function<void(const Problem& problem)>;
 
-    /// Something in a folder that is no folder.
+    /// Anything in a folder except subfolders.
     struct Entry
     {
         std::string name;
-        bool regular; ///< A file, and no link, pipe, socket or device.
+        bool regular; ///< A file; not a link, pipe, socket or device.
     };
 
     struct Folder
@@ -49,12 +49,12 @@ public:
 
     enum class Depth { TopLevel, All };
 
-    /// `root` is an absolute path; `report` hears of every place that cannot be looked into.
+    /// `root` is an absolute path; `report` is called for every place that cannot be read.
     DirectoryWalk(const QString& root, Depth depth, Report report);
     ~DirectoryWalk();
 
-    /// The next folder, beginning with the root; null at the end. It is the walk's, and stays until
-    /// the next step.
+    /// The next folder, beginning with the root; null at the end. Owned by the walk, and valid
+    /// until the next call.
     const Folder* next();
 
 private:
@@ -67,14 +67,14 @@ private:
     const Depth depth;
     const Report report;
     bool atRoot = true;
-    // Still to be visited, the next one last.
+    // Not visited yet, the next one last.
     std::vector<std::string> pending;
     std::unique_ptr<OpenDirectory> directory;
     Folder folder;
 };
 
-/// A name from the disk, with a mark of byte order at its start where it has one; nothing for a
-/// name that is no valid UTF-8.
+/// A name from the disk, including a byte order mark at its start; no value for a name that is not
+/// valid UTF-8.
 std::optional<QString> decodeName(const std::string& name);
 
 /// A path and the name of something in it.

@@ -8,6 +8,8 @@
 #include <velmioctl/store/Session.h>
 #include <velmioctl/tree/Explanation.h>
 
+#include <QHash>
+
 using namespace Qt::StringLiterals;
 using sync::config::FolderConfiguration;
 using sync::config::ScheduleEntry;
@@ -18,24 +20,9 @@ namespace {
 
 const QString None = u"none"_s;
 
-QString wordOf(PathKind kind)
-{
-    switch (kind) {
-    case PathKind::Missing:
-        return u"missing"_s;
-    case PathKind::File:
-        return u"file"_s;
-    case PathKind::Folder:
-        return u"folder"_s;
-    case PathKind::Link:
-        return u"link"_s;
-    case PathKind::Other:
-        return u"other"_s;
-    case PathKind::Unreadable:
-        break;
-    }
-    return u"unreadable"_s;
-}
+// In the order of PathKind.
+const QStringList KindWords{u"missing"_s, u"file"_s,  u"folder"_s,
+                            u"link"_s,    u"other"_s, u"unreadable"_s};
 
 QJsonValue toJson(const Explanation::Reference& reference)
 {
@@ -72,7 +59,7 @@ QJsonObject toJson(const Explanation& all)
     }
     return {
         {u"path"_s, all.path},
-        {u"onDisk"_s, wordOf(all.kind)},
+        {u"onDisk"_s, KindWords.at(int(all.kind))},
         {u"inside"_s, all.inside},
         {u"registered"_s, all.registered()},
         {u"reasons"_s, reasons},
@@ -126,14 +113,12 @@ QString recordOf(const Explanation& all)
 
 QString shown(const Explanation::Overlap& overlap)
 {
-    const QString folder = numbered(overlap.id, overlap.path);
-    if (overlap.kind == u"around"_s)
-        return folder + u", a root folder around it"_s;
-    if (overlap.kind == u"below"_s)
-        return folder + u", a root folder in it"_s;
-    if (overlap.kind == u"server"_s)
-        return folder + u", the server path of another root folder"_s;
-    return folder + u", the same but for case or normal form"_s;
+    static const QHash<QString, QString> remarks{
+        {u"around"_s, u"a root folder that contains it"_s},
+        {u"below"_s, u"a root folder in it"_s},
+        {u"server"_s, u"the server path of another root folder"_s},
+        {u"spelling"_s, u"the same except for case or normal form"_s}};
+    return numbered(overlap.id, overlap.path) + u", "_s + remarks.value(overlap.kind);
 }
 
 void print(Output& output, const Explanation& all)
@@ -146,7 +131,7 @@ void print(Output& output, const Explanation& all)
     output.printText(wrapped(answer, columns) + u'\n');
 
     FieldList fields;
-    fields.add(u"on disk"_s, wordOf(all.kind));
+    fields.add(u"on disk"_s, KindWords.at(int(all.kind)));
     fields.add(u"record"_s, recordOf(all));
     fields.add(u"root"_s, shown(all.root));
     fields.add(u"folder"_s, shown(all.folder));
@@ -176,8 +161,8 @@ void explain(Session& session, const std::string& path)
 
 void addExplainCommand(Command& app, Session& session)
 {
-    auto* const command =
-        app.addSubcommand("explain", "Tell what applies to a path, and why it is in or out");
+    auto* const command = app.addSubcommand(
+        "explain", "Show what applies to a path, and why it is synchronised or not");
     const auto path = std::make_shared<std::string>();
     command->addOption("PATH", *path, "A file or folder, existing or not")
         ->required()

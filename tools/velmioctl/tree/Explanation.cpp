@@ -30,7 +30,7 @@ namespace velmioctl {
 
 namespace {
 
-// No two of its folders have the same path on a disk that folds case and normal forms.
+// On a disk that ignores case and normal forms, equal results are the same file.
 QString folded(const QString& path)
 {
     return path.normalized(QString::NormalizationForm_C).toCaseFolded();
@@ -46,11 +46,11 @@ bool isIn(const QString& folder, const QString& path)
     return folder == path || sync::core::IsParentPath(folder, path);
 }
 
-/// What the disk has on the way from a folder down to a path.
-struct Way
+/// What is on the disk between a folder and a path below it.
+struct WalkedPath
 {
     PathKind kind = PathKind::Missing;
-    QString end; ///< Where the way ended: the path, or a link, gap or obstacle before it.
+    QString end; ///< The last place that was reached: the path, or a link or obstacle before it.
     int error = 0;
 };
 
@@ -63,8 +63,8 @@ PathKind kindOf(mode_t mode)
     return S_ISLNK(mode) ? PathKind::Link : PathKind::Other;
 }
 
-// A link at `start` itself is followed: a root folder may be one.
-Way follow(const QString& start, const QString& path)
+// Follows a link at `start`, because a root folder may be one.
+WalkedPath walk(const QString& start, const QString& path)
 {
     const QStringList names = path.mid(start.size()).split(u'/', Qt::SkipEmptyParts);
     QString at = start;
@@ -110,309 +110,299 @@ public:
     }
 
 private:
-    void findRoot();
-    void findRecords();
-    void addFiles(const QString& table, int type);
-    void judge();
-    bool judgeRoot();
-    bool judgePlace();
-    bool judgeWay();
-    void remark();
-    void findWhatApplies();
-    void findSignIn(int id);
-    void findProduct(int id);
-    void findSchedule();
-    void findOverlaps();
-    void findServerOverlaps();
-    void findOtherSpellings();
-
     bool hasRoot() const { return all.root.getId() != -1; }
 
-    void add(const QString& id, const QString& text, const QString& remedy = {})
-    {
-        all.reasons.append({id, text, remedy});
-    }
     bool out(const QString& id, const QString& text, const QString& remedy = {})
     {
         add(id, text, remedy);
         return false;
     }
+    void add(const QString& id, const QString& text, const QString& remedy = {})
+    {
+        all.reasons.append({id, text, remedy});
+    }
+
+    void findRoot()
+    {
+        around = rootsAround(session.folders(), all.path);
+        database.check();
+        for (const FolderConfiguration& root : around) {
+            if (!isIn(root.getClientPath(), all.path))
+                continue;
+            all.root = root;
+            break;
+        }
+        walked = walk(hasRoot() ? all.root.getClientPath() : parentOf(all.path), all.path);
+        all.kind = walked.kind;
+    }
+
+    void findRecords()
+    {
+        addFiles(u"FileConfiguration"_s, sync::config::OrdinaryFile);
+        addFiles(u"GeneratedFileConfiguration"_s, sync::config::GeneratedFile);
+        addFiles(u"BaseFileConfiguration"_s, sync::config::BaseFile);
+        const QString top = hasRoot() ? all.root.getClientPath() : all.path;
+        for (QString at = all.path;; at = parentOf(at)) {
+            all.folder = session.folders().GetFolderConfigurationByClientPath(at);
+            database.check();
+            if (all.folder.getId() != -1 || at == top)
+                break;
+        }
+        all.folderIsPath = all.folder.getId() != -1 && all.folder.getClientPath() == all.path;
+    }
+
+    void addFiles(const QString& table, int type)
+    {
+        const auto query = database.select(
+            u"SELECT id, productConfigurationId FROM "_s + table +
+                u" WHERE clientPath = :clientPath ORDER BY id"_s,
+            {{u":clientPath"_s, all.path}});
+        while (query->next())
+            all.files.append({query->value(0).toInt(), type, query->value(1).toInt()});
+        database.check();
+    }
+
+    void judge()
+    {
+        all.inside = judgeRoot() && judgePlace() && judgeDisk();
+        if (!all.inside)
+            return;
+        if (all.path == all.root.getClientPath())
+            add(u"inside"_s, u"It is the root folder %1."_s.arg(described(all.root)));
+        else
+            add(u"inside"_s, u"It is in the root folder %1."_s.arg(described(all.root)));
+        remark();
+    }
+
+    bool judgeRoot()
+    {
+        if (hasRoot())
+            return true;
+        if (!around.isEmpty()) {
+            const QString rootPath = around.first().getClientPath();
+            const QString spelled = rootPath + all.path.mid(rootPath.size());
+            return out(
+                u"other-case"_s,
+                u"Its case differs from that of the root folder %1, and records hold paths as they "
+                u"are "
+                u"spelled on the disk."_s.arg(described(around.first())),
+                u"Spell it like the root: 'velmioctl explain %1'."_s.arg(quoted(spelled)));
+        }
+        const QString real = QFileInfo(all.path).canonicalFilePath();
+        if (!real.isEmpty() && real != all.path &&
+            !rootsAround(session.folders(), real).isEmpty()) {
+            return out(
+                u"link"_s,
+                u"It is reached through a link to %1, and links are not followed."_s.arg(
+                    quoted(real)),
+                u"See 'velmioctl explain %1'."_s.arg(quoted(real)));
+        }
+        const auto below = rootsBelow(session.folders(), all.path);
+        const QString folder = walked.kind == PathKind::File ? parentOf(all.path) : all.path;
+        return out(
+            u"no-root"_s, u"It is not in a root folder."_s,
+            below.isEmpty()
+                ? u"To synchronise it, register a root folder with 'velmioctl folder add %1 "
+                  u"--server-path PATH'."_s.arg(quoted(folder))
+                : u"It contains the root folder %1, so it cannot become a root folder. Register "
+                  u"other "
+                  u"folders."_s.arg(described(below.first())));
+    }
+
+    bool judgePlace()
+    {
+        const QString& scratch = sync::core::consts::TEMP_FOLDER_NAME;
+        if (all.path.contains(scratch, Qt::CaseInsensitive)) {
+            return out(
+                u"scratch-folder"_s,
+                u"It is in the client's scratch folder, which is never synchronised."_s,
+                u"Move it to a folder without %1 in its path."_s.arg(quoted(scratch)));
+        }
+        if (isDatabaseFile(all.path, database.path())) {
+            return out(
+                u"own-file"_s,
+                u"It belongs to the configuration database, which is never synchronised."_s);
+        }
+        const bool isRoot = all.path == all.root.getClientPath();
+        const bool isDirect = parentOf(all.path) == all.root.getClientPath();
+        const bool deep = !isRoot && (!isDirect || walked.kind == PathKind::Folder);
+        if (all.root.getFolderOption() == sync::config::TopLevelOnly && deep) {
+            return out(
+                u"top-level-only"_s,
+                u"Only the files directly in the root folder %1 are synchronised."_s.arg(
+                    described(all.root)),
+                u"To synchronise its subfolders too, run 'velmioctl folder set %1 --option "
+                u"subfolders' and %2."_s.arg(
+                    QString::number(all.root.getId()), scanCommand(all.root)));
+        }
+        return true;
+    }
+
+    bool judgeDisk()
+    {
+        switch (walked.kind) {
+        case PathKind::Link: {
+            const QString real = QFileInfo(all.path).canonicalFilePath();
+            return out(
+                u"link"_s, u"%1 is a link, and links are not followed."_s.arg(quoted(walked.end)),
+                real.isEmpty() ? u"Replace it by a file or folder."_s
+                               : u"Replace it by its target, or see 'velmioctl explain %1'."_s.arg(
+                                     quoted(real)));
+        }
+        case PathKind::Other:
+            return out(
+                u"no-file"_s, u"It is a pipe, socket or device, not a file or folder."_s,
+                u"It can stay, because a scan skips it."_s);
+        case PathKind::Unreadable:
+            return out(
+                u"unreadable"_s,
+                u"%1 is not accessible: %2."_s.arg(
+                    quoted(walked.end), QString::fromLocal8Bit(std::strerror(walked.error))),
+                u"Change its permissions, and run the command again."_s);
+        default:
+            return true;
+        }
+    }
+
+    // Why a path that is inside may still not be synchronised now.
+    void remark()
+    {
+        if (walked.kind == PathKind::Missing && walked.end == all.root.getClientPath()) {
+            add(u"root-missing"_s, u"The root folder does not exist on the disk."_s,
+                u"Connect its drive, or remove its records with 'velmioctl folder clean %1'."_s.arg(
+                    all.root.getId()));
+        } else if (walked.kind == PathKind::Missing && all.registered()) {
+            add(u"gone"_s, u"It has a record, but does not exist on the disk."_s,
+                u"Restore it, or remove its record with %1."_s.arg(
+                    scanCommand(all.root, u" --prune"_s)));
+        } else if (walked.kind == PathKind::Missing) {
+            add(u"missing"_s,
+                u"It does not exist on the disk yet. Once it exists, a scan registers it."_s);
+        } else if (!all.registered()) {
+            add(u"unregistered"_s, u"It has no record yet."_s,
+                u"Register it with %1."_s.arg(scanCommand(all.root)));
+        }
+        if (all.folder.getRootId() != all.root.getId()) {
+            add(u"other-root"_s,
+                u"The record of the folder %1 belongs to the tree of another root, %2."_s.arg(
+                    described(all.folder), QString::number(all.folder.getRootId())),
+                u"See 'velmioctl doctor'."_s);
+        }
+    }
+
+    void findWhatApplies()
+    {
+        all.serverPath =
+            sync::core::GetServerPath(all.path, all.root.getClientPath(), all.root.getServerPath());
+        findSignIn(all.folder.getAuthenticationId());
+        const int fileProduct = all.files.isEmpty() ? -1 : all.files.first().productId;
+        findProduct(fileProduct > 0 ? fileProduct : all.folder.getProductConfigurationId());
+        findSchedule();
+    }
+
+    void findSignIn(int id)
+    {
+        all.signIn.id = id;
+        // The manager would decrypt the password.
+        const auto query = database.select(
+            u"SELECT userName, domain, serverId FROM AuthenticationConfiguration WHERE id = :id"_s,
+            {{u":id"_s, id}});
+        all.signIn.exists = query->next();
+        database.check();
+        if (!all.signIn.exists)
+            return;
+        all.signIn.name = u"%1 on %2"_s.arg(
+            quoted(query->value(0).toString()), quoted(query->value(1).toString()));
+        all.server.id = query->value(2).toInt();
+        const auto server = session.servers().GetServerConfigById(all.server.id);
+        database.check();
+        all.server.exists = server.getId() != -1;
+        all.server.name = server.getAlias() + u", "_s + server.getWebServiceUrl();
+    }
+
+    void findProduct(int id)
+    {
+        all.product.id = id;
+        const auto product = session.products().GetProductConfigurationById(id);
+        database.check();
+        all.product.exists = product.getId() != -1;
+        all.product.name = product.getName();
+    }
+
+    void findSchedule()
+    {
+        // In a damaged table a folder may be below itself.
+        QSet<int> visited;
+        FolderConfiguration folder = all.folder;
+        while (folder.getId() != -1 && !visited.contains(folder.getId())) {
+            visited.insert(folder.getId());
+            const auto id = database.number(
+                u"SELECT id FROM Schedules WHERE folderConfigurationId = :id ORDER BY id LIMIT 1"_s,
+                {{u":id"_s, folder.getId()}});
+            if (id != 0) {
+                all.schedule = session.schedules().GetScheduleEntryById(int(id));
+                database.check();
+                return;
+            }
+            folder = session.folders().GetFolderConfigurationById(folder.getParentId());
+            database.check();
+        }
+        const auto schedule = session.schedules().GetDefaultScheduleEntry();
+        database.check();
+        if (schedule.getId() != -1)
+            all.schedule = schedule;
+    }
+
+    void findOverlaps()
+    {
+        for (const FolderConfiguration& root : around) {
+            if (root.getId() != all.root.getId())
+                all.overlaps.append({u"around"_s, root.getId(), root.getClientPath()});
+        }
+        for (const FolderConfiguration& root : rootsBelow(session.folders(), all.path))
+            all.overlaps.append({u"below"_s, root.getId(), root.getClientPath()});
+        if (all.inside)
+            findServerOverlaps();
+        findOtherSpellings();
+        database.check();
+    }
+
+    void findServerOverlaps()
+    {
+        for (const FolderConfiguration& root : session.folders().GetAllRootFolders()) {
+            if (root.getId() != all.root.getId() &&
+                root.getAuthenticationId() == all.root.getAuthenticationId() &&
+                serverPathsOverlap(root.getServerPath(), all.serverPath))
+                all.overlaps.append({u"server"_s, root.getId(), root.getServerPath()});
+        }
+    }
+
+    // Among the records beside it: on some disks they are the same file.
+    void findOtherSpellings()
+    {
+        const int folderId = all.folderIsPath ? all.folder.getParentId() : all.folder.getId();
+        const QString wanted = folded(all.path);
+        for (
+            const QString& sql :
+            {u"SELECT id, clientPath FROM FolderConfiguration WHERE parentId = :id AND parentId > 0"_s,
+             u"SELECT id, clientPath FROM FileConfiguration WHERE folderConfigurationId = :id"_s}) {
+            const auto query = database.select(sql, {{u":id"_s, folderId}});
+            while (query->next()) {
+                const QString other = query->value(1).toString();
+                if (other != all.path && folded(other) == wanted)
+                    all.overlaps.append({u"spelling"_s, query->value(0).toInt(), other});
+            }
+            database.check();
+        }
+    }
 
     Session& session;
     WatchedDatabase& database;
     Explanation all;
-    Way way;
+    WalkedPath walked;
     // The innermost first, also those that only match without regard to case.
     QVector<FolderConfiguration> around;
 };
-
-void Explainer::findRoot()
-{
-    around = rootsAround(session.folders(), all.path);
-    database.check();
-    for (const FolderConfiguration& root : around) {
-        if (!isIn(root.getClientPath(), all.path))
-            continue;
-        all.root = root;
-        break;
-    }
-    way = follow(hasRoot() ? all.root.getClientPath() : parentOf(all.path), all.path);
-    all.kind = way.kind;
-}
-
-void Explainer::findRecords()
-{
-    addFiles(u"FileConfiguration"_s, sync::config::OrdinaryFile);
-    addFiles(u"GeneratedFileConfiguration"_s, sync::config::GeneratedFile);
-    addFiles(u"BaseFileConfiguration"_s, sync::config::BaseFile);
-    const QString top = hasRoot() ? all.root.getClientPath() : all.path;
-    for (QString at = all.path;; at = parentOf(at)) {
-        all.folder = session.folders().GetFolderConfigurationByClientPath(at);
-        database.check();
-        if (all.folder.getId() != -1 || at == top)
-            break;
-    }
-    all.folderIsPath = all.folder.getId() != -1 && all.folder.getClientPath() == all.path;
-}
-
-void Explainer::addFiles(const QString& table, int type)
-{
-    const auto query = database.select(
-        u"SELECT id, productConfigurationId FROM "_s + table +
-            u" WHERE clientPath = :clientPath ORDER BY id"_s,
-        {{u":clientPath"_s, all.path}});
-    while (query->next())
-        all.files.append({query->value(0).toInt(), type, query->value(1).toInt()});
-    database.check();
-}
-
-void Explainer::judge()
-{
-    all.inside = judgeRoot() && judgePlace() && judgeWay();
-    if (!all.inside)
-        return;
-    if (all.path == all.root.getClientPath())
-        add(u"inside"_s, u"It is the root folder %1."_s.arg(described(all.root)));
-    else
-        add(u"inside"_s, u"It lies in the root folder %1."_s.arg(described(all.root)));
-    remark();
-}
-
-bool Explainer::judgeRoot()
-{
-    if (hasRoot())
-        return true;
-    if (!around.isEmpty()) {
-        const QString rootPath = around.first().getClientPath();
-        const QString spelled = rootPath + all.path.mid(rootPath.size());
-        return out(
-            u"other-case"_s,
-            u"Its case differs from that of the root folder %1, whose records hold paths as they "
-            u"are spelled on the disk."_s.arg(described(around.first())),
-            u"Spell it as the root does: 'velmioctl explain %1'."_s.arg(quoted(spelled)));
-    }
-    const QString real = QFileInfo(all.path).canonicalFilePath();
-    if (!real.isEmpty() && real != all.path && !rootsAround(session.folders(), real).isEmpty()) {
-        return out(
-            u"link"_s, u"It leads to %1 by a link, and links are not followed."_s.arg(quoted(real)),
-            u"Ask for that place: 'velmioctl explain %1'."_s.arg(quoted(real)));
-    }
-    const auto below = rootsBelow(session.folders(), all.path);
-    const QString folder = way.kind == PathKind::File ? parentOf(all.path) : all.path;
-    return out(
-        u"no-root"_s, u"It lies in no root folder."_s,
-        below.isEmpty()
-            ? u"To synchronise it, register a root folder with 'velmioctl folder add %1 "
-              u"--server-path PATH'."_s.arg(quoted(folder))
-            : u"It contains the root folder %1, so it cannot become one itself: register folders "
-              u"beside that."_s.arg(described(below.first())));
-}
-
-bool Explainer::judgePlace()
-{
-    const QString& scratch = sync::core::consts::TEMP_FOLDER_NAME;
-    if (all.path.contains(scratch, Qt::CaseInsensitive)) {
-        return out(
-            u"scratch-folder"_s,
-            u"It lies in the client's scratch folder, which is never synchronised."_s,
-            u"Move it to a place without %1 in its path."_s.arg(quoted(scratch)));
-    }
-    if (isDatabaseFile(all.path, database.path())) {
-        return out(
-            u"own-file"_s, u"It belongs to the configuration database itself, which is passed "
-                           u"over."_s);
-    }
-    const bool isRoot = all.path == all.root.getClientPath();
-    const bool isDirect = parentOf(all.path) == all.root.getClientPath();
-    const bool deep = !isRoot && (!isDirect || way.kind == PathKind::Folder);
-    if (all.root.getFolderOption() == sync::config::TopLevelOnly && deep) {
-        return out(
-            u"top-level-only"_s,
-            u"The root folder %1 is registered for the files directly in it alone."_s.arg(
-                described(all.root)),
-            u"To synchronise its subfolders as well: 'velmioctl folder set %1 --option "
-            u"subfolders', and %2."_s.arg(
-                QString::number(all.root.getId()), scanCommand(all.root)));
-    }
-    return true;
-}
-
-bool Explainer::judgeWay()
-{
-    switch (way.kind) {
-    case PathKind::Link: {
-        const QString real = QFileInfo(all.path).canonicalFilePath();
-        return out(
-            u"link"_s, u"%1 is a link, and links are not followed."_s.arg(quoted(way.end)),
-            real.isEmpty() ? u"Put a file or folder in its place."_s
-                           : u"Put what it leads to in its place, or ask for that: 'velmioctl "
-                             u"explain %1'."_s.arg(quoted(real)));
-    }
-    case PathKind::Other:
-        return out(
-            u"no-file"_s, u"It is a pipe, socket or device, and neither a file nor a folder."_s,
-            u"Put it elsewhere, or leave it: it is passed over."_s);
-    case PathKind::Unreadable:
-        return out(
-            u"unreadable"_s,
-            u"%1 cannot be looked at: %2."_s.arg(
-                quoted(way.end), QString::fromLocal8Bit(std::strerror(way.error))),
-            u"Give yourself the right to, and ask again."_s);
-    default:
-        return true;
-    }
-}
-
-// What keeps a path that is inside from being synchronised as it is now.
-void Explainer::remark()
-{
-    if (way.kind == PathKind::Missing && way.end == all.root.getClientPath()) {
-        add(u"root-missing"_s, u"The root folder is not on the disk."_s,
-            u"Connect its drive, or remove it with 'velmioctl folder clean %1'."_s.arg(
-                all.root.getId()));
-    } else if (way.kind == PathKind::Missing && all.registered()) {
-        add(u"gone"_s, u"It has a record, but is gone from the disk."_s,
-            u"Put it back, or remove its record with %1."_s.arg(
-                scanCommand(all.root, u" --prune"_s)));
-    } else if (way.kind == PathKind::Missing) {
-        add(u"missing"_s, u"There is nothing on the disk yet: what is made here will be "
-                          u"synchronised once a scan has found it."_s);
-    } else if (!all.registered()) {
-        add(u"unregistered"_s, u"It has no record yet."_s,
-            u"Register it with %1."_s.arg(scanCommand(all.root)));
-    }
-    if (all.folder.getRootId() != all.root.getId()) {
-        add(u"other-root"_s,
-            u"The record of the folder %1 belongs to the tree of another root, %2."_s.arg(
-                described(all.folder), QString::number(all.folder.getRootId())),
-            u"See what 'velmioctl doctor' says of it."_s);
-    }
-}
-
-void Explainer::findWhatApplies()
-{
-    all.serverPath =
-        sync::core::GetServerPath(all.path, all.root.getClientPath(), all.root.getServerPath());
-    findSignIn(all.folder.getAuthenticationId());
-    const int fileProduct = all.files.isEmpty() ? -1 : all.files.first().productId;
-    findProduct(fileProduct > 0 ? fileProduct : all.folder.getProductConfigurationId());
-    findSchedule();
-}
-
-void Explainer::findSignIn(int id)
-{
-    all.signIn.id = id;
-    // The manager would decipher the password.
-    const auto query = database.select(
-        u"SELECT userName, domain, serverId FROM AuthenticationConfiguration WHERE id = :id"_s,
-        {{u":id"_s, id}});
-    all.signIn.exists = query->next();
-    database.check();
-    if (!all.signIn.exists)
-        return;
-    all.signIn.name =
-        u"%1 on %2"_s.arg(quoted(query->value(0).toString()), quoted(query->value(1).toString()));
-    all.server.id = query->value(2).toInt();
-    const auto server = session.servers().GetServerConfigById(all.server.id);
-    database.check();
-    all.server.exists = server.getId() != -1;
-    all.server.name = server.getAlias() + u", "_s + server.getWebServiceUrl();
-}
-
-void Explainer::findProduct(int id)
-{
-    all.product.id = id;
-    const auto product = session.products().GetProductConfigurationById(id);
-    database.check();
-    all.product.exists = product.getId() != -1;
-    all.product.name = product.getName();
-}
-
-void Explainer::findSchedule()
-{
-    // Folders of a damaged table may lie below themselves.
-    QSet<int> visited;
-    FolderConfiguration folder = all.folder;
-    while (folder.getId() != -1 && !visited.contains(folder.getId())) {
-        visited.insert(folder.getId());
-        const auto id = database.number(
-            u"SELECT id FROM Schedules WHERE folderConfigurationId = :id ORDER BY id LIMIT 1"_s,
-            {{u":id"_s, folder.getId()}});
-        if (id != 0) {
-            all.schedule = session.schedules().GetScheduleEntryById(int(id));
-            database.check();
-            return;
-        }
-        folder = session.folders().GetFolderConfigurationById(folder.getParentId());
-        database.check();
-    }
-    const auto schedule = session.schedules().GetDefaultScheduleEntry();
-    database.check();
-    if (schedule.getId() != -1)
-        all.schedule = schedule;
-}
-
-void Explainer::findOverlaps()
-{
-    for (const FolderConfiguration& root : around) {
-        if (root.getId() != all.root.getId())
-            all.overlaps.append({u"around"_s, root.getId(), root.getClientPath()});
-    }
-    for (const FolderConfiguration& root : rootsBelow(session.folders(), all.path))
-        all.overlaps.append({u"below"_s, root.getId(), root.getClientPath()});
-    if (all.inside)
-        findServerOverlaps();
-    findOtherSpellings();
-    database.check();
-}
-
-void Explainer::findServerOverlaps()
-{
-    for (const FolderConfiguration& root : session.folders().GetAllRootFolders()) {
-        if (root.getId() != all.root.getId() &&
-            root.getAuthenticationId() == all.root.getAuthenticationId() &&
-            serverPathsOverlap(root.getServerPath(), all.serverPath))
-            all.overlaps.append({u"server"_s, root.getId(), root.getServerPath()});
-    }
-}
-
-// Among the records beside it: on some disks these are one file.
-void Explainer::findOtherSpellings()
-{
-    const int folderId = all.folderIsPath ? all.folder.getParentId() : all.folder.getId();
-    const QString wanted = folded(all.path);
-    for (const QString& sql :
-         {u"SELECT id, clientPath FROM FolderConfiguration WHERE parentId = :id AND parentId > 0"_s,
-          u"SELECT id, clientPath FROM FileConfiguration WHERE folderConfigurationId = :id"_s}) {
-        const auto query = database.select(sql, {{u":id"_s, folderId}});
-        while (query->next()) {
-            const QString other = query->value(1).toString();
-            if (other != all.path && folded(other) == wanted)
-                all.overlaps.append({u"spelling"_s, query->value(0).toInt(), other});
-        }
-        database.check();
-    }
-}
 
 } // namespace
 

@@ -12,18 +12,18 @@ namespace velmioctl {
 
 class Session;
 
-/// What the disk has at a path.
+/// What is on the disk at a path. ExplainCommand.cpp has a word for each, in this order.
 enum class PathKind { Missing, File, Folder, Link, Other, Unreadable };
 
-/// What is known of a path, and what applies to it.
+/// What is known about a path, and what applies to it.
 struct Explanation
 {
-    /// One cause of the answer, or a remark on it.
+    /// A reason for the answer, or a remark.
     struct Reason
     {
         QString id; ///< For programs.
         QString text;
-        QString remedy; ///< Empty where nothing is to be done.
+        QString remedy; ///< Empty if nothing needs to be done.
     };
 
     /// A record of one of the three tables of files.
@@ -37,12 +37,12 @@ struct Explanation
     /// A record that a folder or file refers to.
     struct Reference
     {
-        int id = -1; ///< Not positive where it refers to none.
+        int id = -1; ///< Not positive for no reference.
         bool exists = false;
         QString name;
     };
 
-    /// Something else that has a claim on the path, or looks like it.
+    /// A folder or file that overlaps with the path, or whose path looks the same.
     struct Overlap
     {
         QString kind;
@@ -55,7 +55,7 @@ struct Explanation
     bool inside = false;
     QVector<Reason> reasons;
 
-    /// Id -1 where there is none.
+    /// Id -1 for none.
     sync::config::FolderConfiguration root;
     sync::config::FolderConfiguration folder; ///< The record of the path, or the nearest above it.
     bool folderIsPath = false;                ///< The folder is the path itself.
@@ -70,7 +70,7 @@ struct Explanation
     bool registered() const { return folderIsPath || !files.isEmpty(); }
 };
 
-/// Looks at the records and the disk, and changes nothing. `path` is absolute and clean. Throws
+/// Reads the records and the disk, and changes nothing. `path` is absolute and clean. Throws
 /// CommandError when the database fails.
 Explanation explain(Session& session, const QString& path);
 

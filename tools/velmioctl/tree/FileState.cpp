@@ -36,7 +36,7 @@ std::optional<FileState> readFileState(int directory, const char* name)
     state.size = qint64(status.stx_size);
     state.modifiedMs = toMs(status.stx_mtime);
     state.changedMs = toMs(status.stx_ctime);
-    // A birth of 0 means the same as none, as in QFileInfo.
+    // 0 means that it is not known, as in QFileInfo.
     const bool hasBirth = (status.stx_mask & STATX_BTIME) != 0 && status.stx_btime.tv_sec != 0;
     state.createdMs = hasBirth ? toMs(status.stx_btime) : state.changedMs;
     state.inode = status.stx_ino;

@@ -6,12 +6,13 @@
 
 namespace velmioctl {
 
-/// What the file system tells of a file without reading it. Times are milliseconds since 1970, UTC.
+/// What the file system says about a file without reading it. Times are milliseconds since 1970,
+/// UTC.
 struct FileState
 {
     bool regular = false;
     qint64 size = 0;
-    qint64 createdMs = 0; ///< Of the last metadata change where the creation is not known.
+    qint64 createdMs = 0; ///< Of the last metadata change if the creation time is not known.
     qint64 modifiedMs = 0;
     quint64 inode = 0;
     qint64 modifiedNs = 0; ///< The part below a second.
@@ -20,26 +21,25 @@ struct FileState
     bool operator==(const FileState& other) const = default;
 };
 
-/// The state of `name` below an open directory, a link's own where it is one; nothing, with errno
-/// set, when it cannot be told.
+/// The state of `name` in an open directory; of the link itself if it is one. No value, with errno
+/// set, on failure.
 std::optional<FileState> readFileState(int directory, const char* name);
 
 /// The same of a file by its absolute path.
 std::optional<FileState> readFileState(const QString& path);
 
-/// Whether an errno says that there is nothing of that name, and not merely that it is unreadable.
+/// True if an errno says that the name does not exist, not only that it is unreadable.
 bool isGone(int error);
 
-/// True when there is nothing at a path, or something else than a file or a folder. False where
-/// that cannot be told.
+/// True if a path does not exist, or is not a file or folder. False if that is not known.
 bool fileIsGone(const QString& path);
 bool folderIsGone(const QString& path);
 
-/// Who may do what with a file, in octal digits such as "0600", a link's own where it is one; empty
-/// when there is no file.
+/// The permissions of a file in octal digits such as "0600"; of the link itself if it is one. Empty
+/// if the file does not exist.
 QString permissionsOf(const QString& path);
 
-/// A checksum, and whether it could be made.
+/// A checksum, and whether it could be computed.
 struct FileHash
 {
     enum class Outcome {

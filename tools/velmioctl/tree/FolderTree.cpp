@@ -29,7 +29,7 @@ Glyphs glyphsFor(bool utf8)
 
 QString label(const FolderNode& folder, const FolderTree::Place& place)
 {
-    // A root's name says little, so its path stands there.
+    // The path of a root says more than its name.
     const QString& name = place.depth == 0 ? folder.clientPath : folder.name;
     QString text = escapeControls(name) + u"  ["_s + QString::number(folder.id) + u", "_s +
                    syncStatusName(folder.syncStatus) + u']';
@@ -74,7 +74,7 @@ void FolderTree::visit(int id, int maxDepth, const Visit& use) const
     };
     // Not recursive: a chain of folders may be deeper than the stack.
     std::vector<Pending> pending{{start->second, 0, true}};
-    // Folders of a damaged table may lie below themselves.
+    // In a damaged table a folder may be below itself.
     std::vector<bool> visited(folders.size(), false);
     while (!pending.empty()) {
         const Pending current = pending.back();
@@ -114,7 +114,7 @@ QString FolderTree::draw(int id, int maxDepth, bool utf8) const
 {
     const Glyphs glyphs = glyphsFor(utf8);
     QString text;
-    // What stands before the branch at each depth; the one at [depth - 1] belongs to `depth`.
+    // The text before the branch at each depth; [depth - 1] belongs to `depth`.
     std::vector<QString> prefixes{QString()};
     visit(id, maxDepth, [&](const FolderNode& folder, const Place& place) {
         const auto depth = size_t(place.depth);

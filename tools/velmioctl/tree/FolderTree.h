@@ -20,11 +20,11 @@ struct FolderNode
     long long bytes = 0;
 };
 
-/// Folders in their places below each other, made from one list in a single pass.
+/// The tree of folders, built from one list in a single pass.
 class FolderTree
 {
 public:
-    /// How a visited folder stands in the tree.
+    /// The place of a visited folder in the tree.
     struct Place
     {
         int depth = 0;             ///< 0 for the folder that the visit started at.
@@ -37,13 +37,13 @@ public:
     explicit FolderTree(std::vector<FolderNode> folders);
 
     /// Visits a folder and those below it, parents first, siblings by name, down to `maxDepth`
-    /// levels below it (negative: all). Nothing for an unknown id.
+    /// levels below it (negative: all). Visits nothing for an unknown id.
     void visit(int id, int maxDepth, const Visit& use) const;
 
     /// The ids of the root folders by name.
     std::vector<int> rootIds() const;
 
-    /// How many folders hang on no root folder, as their parents are missing.
+    /// How many folders belong to no root folder, because their parents are missing.
     size_t detachedCount() const;
 
     /// The lines of the tree below a folder, drawn with box characters or in plain ASCII.
@@ -53,7 +53,7 @@ private:
     const std::vector<size_t>& childrenOf(int id) const;
 
     std::vector<FolderNode> folders;
-    // id -> where it stands in `folders`
+    // id -> place in `folders`
     std::unordered_map<int, size_t> positions;
     // parent id -> its folders by name
     std::unordered_map<int, std::vector<size_t>> children;

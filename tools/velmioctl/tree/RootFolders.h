@@ -15,8 +15,11 @@ constexpr int AnySignIn = -1;
 /// A folder in a message: its path and id.
 QString described(const sync::config::FolderConfiguration& folder);
 
-/// The root folders that a path lies in or is, the innermost first; as the library compares,
-/// without regard to case.
+/// The error for a root folder that is not a directory on this disk.
+QString missingRoot(const sync::config::FolderConfiguration& root);
+
+/// The root folders that contain or are a path, the innermost first. Paths are compared like in
+/// the library, without regard to case.
 QVector<sync::config::FolderConfiguration> rootsAround(
     sync::config::FolderConfigManager& folders, const QString& path, int signIn = AnySignIn);
 
@@ -24,7 +27,7 @@ QVector<sync::config::FolderConfiguration> rootsAround(
 QVector<sync::config::FolderConfiguration> rootsBelow(
     sync::config::FolderConfigManager& folders, const QString& path);
 
-/// True when one of two paths on the server is the other or lies in it, as the library compares.
+/// True if one of two paths on the server is or contains the other, as the library compares.
 bool serverPathsOverlap(const QString& one, const QString& other);
 
 } // namespace velmioctl

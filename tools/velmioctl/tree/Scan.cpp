@@ -7,10 +7,12 @@
 #include <velmioctl/cli/Text.h>
 #include <velmioctl/store/Session.h>
 #include <velmioctl/store/WatchedDatabase.h>
+#include <velmioctl/tree/RootFolders.h>
 
 #include <QFileInfo>
 
 #include <algorithm>
+#include <array>
 
 using namespace Qt::StringLiterals;
 using sync::config::FileConfiguration;
@@ -20,12 +22,29 @@ namespace velmioctl {
 
 namespace {
 
-// As many as are stored in well under a second, so that other writers wait no longer than that.
+// Stored in well under a second, which is how long other writers wait.
 constexpr size_t BatchRecords = 2000;
-// A slow disk does not hold back what was found on it for longer than this.
+// What was found on a slow disk is stored after this time at the latest.
 constexpr qint64 BatchMs = 500;
-// Warnings that are written for one root; the rest is only counted.
+// Warnings that are printed for one root; the rest is only counted.
 constexpr long long ShownWarnings = 20;
+
+// With their names in JSON.
+using Count = ScanCounts::Kind;
+using FileCount = ScanCounts::Files;
+constexpr std::array<std::pair<long long Count::*, const char*>, 7> Counters{
+    {{&Count::seen, "seen"},
+     {&Count::added, "new"},
+     {&Count::missing, "gone"},
+     {&Count::pruned, "pruned"},
+     {&Count::failed, "failed"},
+     {&Count::unreadable, "unreadable"},
+     {&Count::invalidNames, "invalidNames"}}};
+constexpr std::array<std::pair<long long FileCount::*, const char*>, 4> FileCounters{
+    {{&FileCount::changed, "changed"},
+     {&FileCount::refreshed, "refreshed"},
+     {&FileCount::skipped, "skipped"},
+     {&FileCount::unstable, "unstable"}}};
 
 QDateTime utcTime(qint64 ms)
 {
@@ -44,36 +63,40 @@ void setFileState(FileConfiguration& file, const FileState& state, const QString
 
 ScanCounts& ScanCounts::operator+=(const ScanCounts& other)
 {
-    seen += other.seen;
-    added += other.added;
-    failed += other.failed;
-    unreadable += other.unreadable;
-    invalidNames += other.invalidNames;
-    missing += other.missing;
-    pruned += other.pruned;
-    files.seen += other.files.seen;
-    files.added += other.files.added;
-    files.changed += other.files.changed;
-    files.refreshed += other.files.refreshed;
-    files.missing += other.files.missing;
-    files.pruned += other.files.pruned;
-    files.skipped += other.files.skipped;
-    files.unstable += other.files.unstable;
-    files.unreadable += other.files.unreadable;
-    files.invalidNames += other.files.invalidNames;
-    files.failed += other.files.failed;
+    for (const auto& [counter, name] : Counters) {
+        folders.*counter += other.folders.*counter;
+        files.*counter += other.files.*counter;
+    }
+    for (const auto& [counter, name] : FileCounters)
+        files.*counter += other.files.*counter;
+    rootMissing = rootMissing || other.rootMissing;
     return *this;
 }
 
-long long ScanCounts::fileProblems() const
+long long ScanCounts::problems() const
 {
-    return files.unstable + files.unreadable + files.invalidNames + files.failed;
+    return folders.failed + folders.unreadable + folders.invalidNames + files.failed +
+           files.unreadable + files.invalidNames + files.unstable;
 }
 
 bool ScanCounts::hasFindings() const
 {
-    return failed + unreadable + invalidNames + fileProblems() > 0 || rootMissing ||
-           missing > pruned || files.missing > files.pruned;
+    return problems() > 0 || rootMissing || folders.missing > folders.pruned ||
+           files.missing > files.pruned;
+}
+
+QJsonObject ScanCounts::toJson() const
+{
+    QJsonObject ofFolders;
+    QJsonObject ofFiles;
+    for (const auto& [counter, name] : Counters) {
+        ofFolders.insert(QLatin1StringView(name), folders.*counter);
+        ofFiles.insert(QLatin1StringView(name), files.*counter);
+    }
+    for (const auto& [counter, name] : FileCounters)
+        ofFiles.insert(QLatin1StringView(name), files.*counter);
+    ofFolders.insert(u"files"_s, ofFiles);
+    return ofFolders;
 }
 
 Scan::Scan(
@@ -99,9 +122,7 @@ void Scan::run(const FolderConfiguration& rootFolder)
     if (!QFileInfo(path).isDir()) {
         current.rootMissing = true;
         progress.clear();
-        session.output.error(
-            u"The root folder %1 (id %2) is not there: connect its drive, or remove it with "
-            u"'velmioctl folder clean %2'."_s.arg(quoted(path), QString::number(root.getId())));
+        session.output.error(missingRoot(root));
         return;
     }
     const auto guard = session.database().guard();
@@ -113,11 +134,11 @@ void Scan::run(const FolderConfiguration& rootFolder)
     const bool toItsEnd = TreeComparison(session.database(), *this, stopRequested).run(root);
     store();
     if (toItsEnd && options.prune) {
-        // What could not be read looks like what is gone.
+        // What could not be read looks like what is missing.
         if (guard.failed()) {
             throw CommandError(
-                ExitCode::OtherError, u"Nothing was pruned, as the database failed during the "
-                                      u"scan: scan again."_s);
+                ExitCode::OtherError, u"Nothing was pruned, because the database failed during the "
+                                      u"scan. Scan again."_s);
         }
         prune();
     }
@@ -129,16 +150,16 @@ void Scan::folderFound(const Folder& folder)
     storeWhenDue();
     folders.push_back({folder.path, folder.id});
     if (folder.id != root.getId())
-        ++current.seen;
+        ++current.folders.seen;
     showProgress(folder.path);
 }
 
 void Scan::folderMissing(const Folder& folder)
 {
-    ++current.missing;
+    ++current.folders.missing;
     missingFolders.push_back(folder.id);
     if (!options.prune)
-        warn(u"The folder %1 is gone from the disk."_s.arg(quoted(folder.path)));
+        warn(u"The folder %1 does not exist on the disk."_s.arg(quoted(folder.path)));
 }
 
 void Scan::fileFound(const QString& path, const FileState& state)
@@ -173,7 +194,7 @@ void Scan::fileMissing(const KnownFile& known)
     ++current.files.missing;
     missingFiles.push_back(known.id);
     if (!options.prune)
-        warn(u"The file %1 is gone from the disk."_s.arg(quoted(known.clientPath)));
+        warn(u"The file %1 does not exist on the disk."_s.arg(quoted(known.clientPath)));
 }
 
 void Scan::entrySkipped(const QString&)
@@ -192,10 +213,10 @@ void Scan::problem(const DirectoryWalk::Problem& problem)
     using Kind = DirectoryWalk::Problem::Kind;
     switch (problem.kind) {
     case Kind::Unreadable:
-        ++current.unreadable;
+        ++current.folders.unreadable;
         break;
     case Kind::InvalidFolderName:
-        ++current.invalidNames;
+        ++current.folders.invalidNames;
         break;
     case Kind::InvalidFileName:
         ++current.files.invalidNames;
@@ -204,21 +225,22 @@ void Scan::problem(const DirectoryWalk::Problem& problem)
     warn(describe(problem));
 }
 
-// False for a file that is to be left as it is this time. The checksum of one that may not be read
-// stays empty: its record still tells that it is there.
+// False for a file whose record must not be changed this time. A file that cannot be read gets an
+// empty checksum, so that its record still says that it exists.
 bool Scan::hash(const QString& path, const FileState& state, QString& checkSum)
 {
     const FileHash result = hashFile(path, state);
     checkSum = result.checkSum;
     if (result.outcome == FileHash::Outcome::Unstable) {
         ++current.files.unstable;
-        warn(u"The file %1 changed while it was read: scan again."_s.arg(quoted(path)));
+        warn(u"The file %1 changed while it was read. Scan again."_s.arg(quoted(path)));
         return false;
     }
     if (result.outcome == FileHash::Outcome::Unreadable) {
         ++current.files.unreadable;
-        warn(u"The file %1 cannot be read, so its record has no checksum: give yourself the right "
-             u"to, and scan again with --hash always."_s.arg(quoted(path)));
+        warn(u"The file %1 cannot be read, so its record has no checksum. Change its permissions, "
+             u"and "
+             u"scan again with --hash always."_s.arg(quoted(path)));
     }
     return true;
 }
@@ -247,15 +269,15 @@ void Scan::store()
         try {
             storeBatch();
         } catch (const CommandError&) {
-            // The whole batch was undone.
+            // The whole batch was rolled back.
             current = before;
-            current.failed += newFolders;
+            current.folders.failed += newFolders;
             current.files.failed += qint64(files.size());
             throw;
         }
     }
     files.clear();
-    // More files of the last folder may follow.
+    // The last folder may have more files.
     if (folders.size() > 1)
         folders.erase(folders.begin(), folders.end() - 1);
 }
@@ -285,13 +307,13 @@ void Scan::addFolder(FolderWork& folder)
     folder.id = session.folders().AddFolderAndParent(folder.path, root).getId();
     session.database().check();
     if (folder.id != -1) {
-        ++current.added;
+        ++current.folders.added;
         return;
     }
     folder.refused = true;
-    ++current.failed;
-    warn(u"The folder %1 could not be registered: scan again, and see whether its parent is in "
-         u"'velmioctl folder tree'."_s.arg(quoted(folder.path)));
+    ++current.folders.failed;
+    warn(u"The folder %1 could not be registered. Check whether 'velmioctl folder tree' shows its "
+         u"parent, and scan again."_s.arg(quoted(folder.path)));
 }
 
 void Scan::addFile(const FileWork& work)
@@ -317,7 +339,7 @@ void Scan::addFile(const FileWork& work)
 
 void Scan::updateFile(const FileWork& work)
 {
-    // The other fields as they are now, in case that somebody else has written them meanwhile.
+    // Read again, because somebody else may have changed the other fields meanwhile.
     FileConfiguration file = session.files().GetFileConfigurationById(work.id);
     session.database().check();
     if (file.getId() == -1)
@@ -331,36 +353,27 @@ void Scan::updateFile(const FileWork& work)
 
 void Scan::prune()
 {
-    for (size_t begin = 0; begin < missingFiles.size() && !stopRequested(); begin += BatchRecords)
-        pruneFiles(begin, std::min(begin + BatchRecords, missingFiles.size()));
-
-    // The deepest ones first, so that none is left without its parent by an interruption.
+    const auto removeFile = [this](int id) {
+        return session.files().RemoveFileConfigurationAndLinkedConfigurations(id);
+    };
+    removeInBatches(missingFiles, removeFile, current.files.pruned);
+    // The deepest folders first, so that an interruption leaves none without its parent.
     std::reverse(missingFolders.begin(), missingFolders.end());
-    for (size_t begin = 0; begin < missingFolders.size() && !stopRequested(); begin += BatchRecords)
-        pruneFolders(begin, std::min(begin + BatchRecords, missingFolders.size()));
+    const auto removeFolder = [this](int id) { return session.folders().Remove(id); };
+    removeInBatches(missingFolders, removeFolder, current.folders.pruned);
 }
 
-void Scan::pruneFiles(size_t begin, size_t end)
+void Scan::removeInBatches(
+    const std::vector<int>& ids, const std::function<bool(int id)>& remove, long long& removed)
 {
-    Transaction transaction(session.database());
-    for (size_t at = begin; at < end; ++at) {
-        session.database().check(
-            session.files().RemoveFileConfigurationAndLinkedConfigurations(missingFiles[at]),
-            u"Removing the file"_s);
+    for (auto next = ids.begin(); next != ids.end() && !stopRequested();) {
+        const auto count = std::min<std::ptrdiff_t>(BatchRecords, ids.end() - next);
+        Transaction transaction(session.database());
+        for (const auto end = next + count; next != end; ++next)
+            session.database().check(remove(*next), u"Removing a record"_s);
+        transaction.commit();
+        removed += count;
     }
-    transaction.commit();
-    current.files.pruned += qint64(end - begin);
-}
-
-void Scan::pruneFolders(size_t begin, size_t end)
-{
-    Transaction transaction(session.database());
-    for (size_t at = begin; at < end; ++at) {
-        session.database().check(
-            session.folders().Remove(missingFolders[at]), u"Removing the folder"_s);
-    }
-    transaction.commit();
-    current.pruned += qint64(end - begin);
 }
 
 void Scan::warn(const QString& text)
@@ -375,7 +388,7 @@ void Scan::warnOfRest()
 {
     progress.clear();
     if (warnings > ShownWarnings) {
-        session.output.warning(u"%1 further places below %2 are only counted."_s.arg(
+        session.output.warning(u"%1 more warnings below %2 are not shown."_s.arg(
             QString::number(warnings - ShownWarnings), quoted(root.getClientPath())));
     }
 }
@@ -387,9 +400,9 @@ void Scan::showProgress(const QString& path)
     const qint64 elapsedMs = std::max<qint64>(1, sinceBegun.elapsed());
     const long long perSecond = current.files.seen * 1000 / elapsedMs;
     QString text = u"%1 folders, %2 files, %3/s"_s.arg(
-        QString::number(current.seen), QString::number(current.files.seen),
+        QString::number(current.folders.seen), QString::number(current.files.seen),
         QString::number(perSecond));
-    // What the last scan stored is the best guess of what there is.
+    // The records of the last scan are the best estimate of the number of files.
     if (perSecond > 0 && expectedFiles > current.files.seen) {
         text += u", %1 s left"_s.arg(
             QString::number((expectedFiles - current.files.seen) / perSecond + 1));

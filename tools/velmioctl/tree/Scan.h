@@ -5,6 +5,7 @@
 #include <velmioctl/tree/TreeComparison.h>
 
 #include <QElapsedTimer>
+#include <QJsonObject>
 #include <QString>
 
 #include <functional>
@@ -18,51 +19,51 @@ class Session;
 /// Which files a scan reads for their checksums.
 enum class HashMode {
     Always,
-    Changed, ///< New ones, and those whose size or times differ from the record's.
+    Changed, ///< New files, and files whose size or times differ from the record.
     Never,
 };
 
 /// What a scan found below one root folder.
 struct ScanCounts
 {
-    struct Files
+    /// Of folders below the root, or of files.
+    struct Kind
     {
         long long seen = 0;
         long long added = 0;
-        long long changed = 0;
-        long long refreshed = 0; ///< The same content; the record's times or checksum were old.
         long long missing = 0;
         long long pruned = 0;
-        long long skipped = 0; ///< Links, pipes, sockets and devices.
-        long long unstable = 0;
+        long long failed = 0; ///< Could not be registered; for a file because its folder could not.
         long long unreadable = 0;
         long long invalidNames = 0;
-        long long failed = 0; ///< Left out as their folder could not be registered.
+    };
+    struct Files : Kind
+    {
+        long long changed = 0;
+        long long refreshed = 0; ///< The same content; the record's times or checksum were old.
+        long long skipped = 0;   ///< Links, pipes, sockets and devices.
+        long long unstable = 0;  ///< Changed while they were read.
     };
 
-    long long seen = 0; ///< Folders below the root, as are the numbers that follow.
-    long long added = 0;
-    long long failed = 0; ///< Missing in the database, but could not be registered.
-    long long unreadable = 0;
-    long long invalidNames = 0;
-    long long missing = 0;
-    long long pruned = 0;
+    Kind folders;
     Files files;
-    bool rootMissing = false; ///< The root is no directory on this disk.
+    bool rootMissing = false; ///< The root is not a directory on this disk.
     bool topLevel = false;    ///< The root is synchronised without its subfolders.
 
     ScanCounts& operator+=(const ScanCounts& other);
 
-    /// The files that are not in the database as they are on the disk.
-    long long fileProblems() const;
+    /// What is not in the database as it is on the disk, except for missing files and folders.
+    long long problems() const;
     bool hasFindings() const;
+    QJsonObject toJson() const;
 };
 
 /// Brings the records of folders and files up to date with the disk.
 ///
-/// Changes are stored in batches, each in a transaction of its own, that are collected before the
-/// transaction begins: the database is not locked while the disk is read. Records of what is gone
-/// are removed at the end of a root alone, when all of it was compared and no read failed.
+/// Stores changes in batches, each in its own transaction. A batch is collected before its
+/// transaction begins, so the database is not locked while the disk is read. Records of missing
+/// files and folders are removed at the end of a root, only if all of it was compared and no read
+/// failed.
 class Scan : private ComparisonHandler
 {
 public:
@@ -72,15 +73,15 @@ public:
         bool prune = false;
     };
 
-    /// A scan ends early, between two files, once `stopRequested` says so.
+    /// A scan ends early, between two files, when `stopRequested` returns true.
     Scan(
         Session& session, Progress& progress, Options options, std::function<bool()> stopRequested);
 
-    /// Scans one root. Throws CommandError when the database fails; counts() then tells what was
+    /// Scans one root. Throws CommandError when the database fails; counts() then returns what was
     /// done before.
     void run(const sync::config::FolderConfiguration& root);
 
-    /// Those of the last run().
+    /// The counts of the last run().
     const ScanCounts& counts() const { return current; }
 
 private:
@@ -99,7 +100,7 @@ private:
     {
         enum class Kind { Add, Change, Refresh };
         Kind kind;
-        size_t folder; ///< Where its folder stands in the batch.
+        size_t folder; ///< The place of its folder in the batch.
         int id;
         QString path;
         FileState state;
@@ -124,8 +125,8 @@ private:
     void addFile(const FileWork& work);
     void updateFile(const FileWork& work);
     void prune();
-    void pruneFiles(size_t begin, size_t end);
-    void pruneFolders(size_t begin, size_t end);
+    void removeInBatches(
+        const std::vector<int>& ids, const std::function<bool(int id)>& remove, long long& removed);
     void warn(const QString& text);
     void warnOfRest();
     void showProgress(const QString& path);
@@ -143,7 +144,7 @@ private:
     std::vector<int> missingFolders;
     QElapsedTimer sinceStored;
     QElapsedTimer sinceBegun;
-    // How many files the root had in the database, to estimate the time that remains.
+    // The number of files that the root had in the database, to estimate the remaining time.
     long long expectedFiles = 0;
     long long warnings = 0;
 };

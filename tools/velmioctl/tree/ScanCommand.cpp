@@ -25,27 +25,26 @@ public:
     void add(const FolderConfiguration& root, const ScanCounts& counts)
     {
         total += counts;
-        findings = findings || counts.hasFindings();
 
-        QJsonObject object = toJson(counts);
+        QJsonObject object = counts.toJson();
         object.insert(u"id"_s, root.getId());
         object.insert(u"clientPath"_s, root.getClientPath());
         object.insert(u"missing"_s, counts.rootMissing);
         object.insert(u"topLevel"_s, counts.topLevel);
         roots.append(object);
 
-        const QString note = counts.rootMissing ? u"not there"_s
+        const QString note = counts.rootMissing ? u"missing"_s
                              : counts.topLevel  ? u"without subfolders"_s
                                                 : QString();
         addRow(QString::number(root.getId()), counts, note, root.getClientPath());
     }
 
-    bool hasFindings() const { return findings; }
+    bool hasFindings() const { return total.hasFindings(); }
 
     void print(Output& output, qint64 elapsedMs, bool interrupted)
     {
         if (output.json()) {
-            QJsonObject object = toJson(total);
+            QJsonObject object = total.toJson();
             object.insert(u"roots"_s, roots);
             object.insert(u"elapsedMs"_s, elapsedMs);
             object.insert(u"interrupted"_s, interrupted);
@@ -57,48 +56,16 @@ public:
     }
 
 private:
-    static QJsonObject toJson(const ScanCounts::Files& files)
-    {
-        return {
-            {u"seen"_s, files.seen},
-            {u"new"_s, files.added},
-            {u"changed"_s, files.changed},
-            {u"refreshed"_s, files.refreshed},
-            {u"gone"_s, files.missing},
-            {u"pruned"_s, files.pruned},
-            {u"skipped"_s, files.skipped},
-            {u"unstable"_s, files.unstable},
-            {u"unreadable"_s, files.unreadable},
-            {u"invalidNames"_s, files.invalidNames},
-            {u"failed"_s, files.failed},
-        };
-    }
-
-    static QJsonObject toJson(const ScanCounts& counts)
-    {
-        return {
-            {u"seen"_s, counts.seen},
-            {u"new"_s, counts.added},
-            {u"failed"_s, counts.failed},
-            {u"unreadable"_s, counts.unreadable},
-            {u"invalidNames"_s, counts.invalidNames},
-            {u"gone"_s, counts.missing},
-            {u"pruned"_s, counts.pruned},
-            {u"files"_s, toJson(counts.files)},
-        };
-    }
-
     void addRow(
         const QString& id, const ScanCounts& counts, const QString& note, const QString& path)
     {
-        const long long problems =
-            counts.failed + counts.unreadable + counts.invalidNames + counts.fileProblems();
         table.addRow(
-            {id, QString::number(counts.seen), QString::number(counts.added),
+            {id, QString::number(counts.folders.seen), QString::number(counts.folders.added),
              QString::number(counts.files.seen), QString::number(counts.files.added),
              QString::number(counts.files.changed),
-             QString::number(counts.missing + counts.files.missing),
-             QString::number(counts.files.skipped), QString::number(problems), note, path});
+             QString::number(counts.folders.missing + counts.files.missing),
+             QString::number(counts.files.skipped), QString::number(counts.problems()), note,
+             path});
     }
 
     static Table emptyTable()
@@ -112,7 +79,6 @@ private:
     }
 
     ScanCounts total;
-    bool findings = false;
     QJsonArray roots;
     Table table = emptyTable();
 };
@@ -134,17 +100,17 @@ HashMode hashModeOf(const std::string& word)
 
 void scan(Session& session, const ScanCommandOptions& options)
 {
-    // The paths in it are those of another machine, or of somebody else.
+    // Its paths belong to another machine or account.
     if (session.database().engine().isMoved()) {
         throw CommandError(
-            ExitCode::OtherError, u"Nothing was scanned: run 'velmioctl adopt' first, as the "
-                                  u"database comes from another machine or account."_s);
+            ExitCode::OtherError, u"Nothing was scanned, because the database comes from another "
+                                  u"machine or account. Run 'velmioctl adopt' first."_s);
     }
     if (options.scan.prune) {
         session.confirm(
-            options.yes,
-            u"Remove the records of all files and folders that are gone from the disk? The base "
-            u"copies and generated files that belong to them are deleted from the disk."_s);
+            options.yes, u"Remove the records of all files and folders that do not exist on the "
+                         u"disk? Their base "
+                         u"copies and generated files are deleted from the disk."_s);
     }
     QElapsedTimer clock;
     clock.start();
@@ -183,21 +149,21 @@ void scan(Session& session, const ScanCommandOptions& options)
 
 void addScanCommand(Command& app, Session& session)
 {
-    auto* const command = app.addSubcommand(
-        "scan", "Bring the records of the folders and files below the roots up to date");
+    auto* const command =
+        app.addSubcommand("scan", "Update the records of the folders and files below the roots");
     const auto options = std::make_shared<ScanCommandOptions>();
-    command->addOption("ROOT", options->root, "Id or path of one root folder; all without it")
+    command->addOption("ROOT", options->root, "Id or path of one root folder; the default is all")
         ->offersFolders();
     command
         ->addOption(
             "--hash", options->hash,
-            "Which files to read for their checksums: always all, never any, or (without the "
-            "option) changed: new ones and those whose size or times differ")
+            "Which files to read for their checksums: always all, never any, or changed (the "
+            "default): new files, and files whose size or times differ")
         ->choices({"always", "changed", "never"});
     command->addFlag(
         "--prune", options->scan.prune,
-        "Remove the records of what is gone, and delete the base copies and generated files of "
-        "these files from the disk");
+        "Remove the records of files and folders that do not exist, and delete the base copies "
+        "and generated files of these files");
     command->addFlag("--yes", options->yes, "Prune without asking");
     command->example("velmioctl scan Work")->example("velmioctl scan --hash always --prune");
     command->callback([&session, options] {

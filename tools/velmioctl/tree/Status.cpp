@@ -4,8 +4,11 @@
 #include <velmioctl/cli/Text.h>
 #include <velmioctl/store/Session.h>
 #include <velmioctl/store/WatchedDatabase.h>
+#include <velmioctl/tree/RootFolders.h>
 
 #include <QFileInfo>
+
+#include <array>
 
 using namespace Qt::StringLiterals;
 using sync::config::FolderConfiguration;
@@ -20,6 +23,18 @@ const QString Modified = u"modified"_s;
 const QString Missing = u"missing"_s;
 
 constexpr qsizetype KindColumns = 10;
+
+// With their names in JSON.
+constexpr std::array<std::pair<long long StatusCounts::*, const char*>, 9> Counters{
+    {{&StatusCounts::files, "files"},
+     {&StatusCounts::added, "new"},
+     {&StatusCounts::modified, "modified"},
+     {&StatusCounts::missing, "missing"},
+     {&StatusCounts::outOfSync, "outOfSync"},
+     {&StatusCounts::newFolders, "newFolders"},
+     {&StatusCounts::missingFolders, "missingFolders"},
+     {&StatusCounts::skipped, "skipped"},
+     {&StatusCounts::problems, "problems"}}};
 
 Colour colourOf(const QString& kind)
 {
@@ -37,15 +52,8 @@ QString nameOf(const QString& path)
 
 StatusCounts& StatusCounts::operator+=(const StatusCounts& other)
 {
-    files += other.files;
-    added += other.added;
-    modified += other.modified;
-    missing += other.missing;
-    outOfSync += other.outOfSync;
-    newFolders += other.newFolders;
-    missingFolders += other.missingFolders;
-    skipped += other.skipped;
-    problems += other.problems;
+    for (const auto& [counter, name] : Counters)
+        this->*counter += other.*counter;
     rootMissing = rootMissing || other.rootMissing;
     return *this;
 }
@@ -53,6 +61,14 @@ StatusCounts& StatusCounts::operator+=(const StatusCounts& other)
 bool StatusCounts::clean() const
 {
     return added + modified + missing + newFolders + missingFolders + problems == 0 && !rootMissing;
+}
+
+QJsonObject StatusCounts::toJson() const
+{
+    QJsonObject object{{u"rootMissing"_s, rootMissing}, {u"clean"_s, clean()}};
+    for (const auto& [counter, name] : Counters)
+        object.insert(QLatin1StringView(name), this->*counter);
+    return object;
 }
 
 Status::Status(Session& session, Progress& progress, std::function<bool()> stopRequested)
@@ -78,9 +94,7 @@ bool Status::run(const FolderConfiguration& root)
     if (!QFileInfo(path).isDir()) {
         current.rootMissing = true;
         progress.clear();
-        session.output.error(
-            u"The root folder %1 (id %2) is not there: connect its drive, or remove it with "
-            u"'velmioctl folder clean %2'."_s.arg(quoted(path), QString::number(rootId)));
+        session.output.error(missingRoot(root));
         return true;
     }
     const bool toItsEnd = TreeComparison(session.database(), *this, stopRequested).run(root);
@@ -110,7 +124,7 @@ void Status::fileFound(const QString& path, const FileState&)
 {
     ++current.files;
     ++current.added;
-    tell(New, path);
+    report(New, path);
 }
 
 void Status::fileFound(const QString& path, const FileState& state, const KnownFile& known)
@@ -121,13 +135,13 @@ void Status::fileFound(const QString& path, const FileState& state, const KnownF
     if (!isModified(path, state, known))
         return;
     ++current.modified;
-    tell(Modified, path);
+    report(Modified, path);
 }
 
 void Status::fileMissing(const KnownFile& known)
 {
     ++current.missing;
-    tell(Missing, known.clientPath);
+    report(Missing, known.clientPath);
 }
 
 void Status::entrySkipped(const QString&)
@@ -149,14 +163,14 @@ bool Status::isModified(const QString& path, const FileState& state, const Known
 {
     if (known.matches(state))
         return false;
-    // Where nothing else tells, times and size do.
+    // Without a checksum, size and times decide.
     if (state.size != known.size || known.checkSum.isEmpty())
         return true;
     const FileHash hash = hashFile(path, state);
     if (hash.outcome != FileHash::Outcome::Unreadable)
         return hash.checkSum != known.checkSum;
-    warn(u"The file %1 cannot be read, so whether it was modified cannot be told: give yourself "
-         u"the right to, and ask again."_s.arg(quoted(path)));
+    warn(u"The file %1 cannot be read, so it is not known whether it was modified. Change its "
+         u"permissions, and run the command again."_s.arg(quoted(path)));
     return false;
 }
 
@@ -197,7 +211,7 @@ void Status::showFolder()
     session.output.printText(escapeControls(folder.path) + note);
 }
 
-void Status::tell(const QString& kind, const QString& path)
+void Status::report(const QString& kind, const QString& path)
 {
     showFolder();
     if (session.output.json()) {

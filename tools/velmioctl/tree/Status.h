@@ -21,7 +21,7 @@ struct StatusCounts
     long long added = 0;
     long long modified = 0;
     long long missing = 0;
-    long long outOfSync = 0; ///< Records with that status: no difference from the disk.
+    long long outOfSync = 0; ///< Records with that status, which is not a difference.
     long long newFolders = 0;
     long long missingFolders = 0;
     long long skipped = 0;  ///< Links, pipes, sockets and devices.
@@ -29,20 +29,22 @@ struct StatusCounts
     bool rootMissing = false;
 
     StatusCounts& operator+=(const StatusCounts& other);
+    /// True if the disk and the records agree.
     bool clean() const;
+    QJsonObject toJson() const;
 };
 
-/// Tells how the files below root folders differ from their records. Writes nothing.
+/// Shows how the files below root folders differ from their records. Writes nothing.
 class Status : private ComparisonHandler
 {
 public:
     Status(Session& session, Progress& progress, std::function<bool()> stopRequested);
 
-    /// Compares one root and prints each difference, unless the answer is JSON. False when it was
+    /// Compares one root and prints each difference, unless the answer is JSON. False if it was
     /// stopped. Throws CommandError when the database fails.
     bool run(const sync::config::FolderConfiguration& root);
 
-    /// Those of the last run().
+    /// The counts of the last run().
     const StatusCounts& counts() const { return current; }
 
     /// The folders with differences of the last run(), for an answer as JSON.
@@ -62,7 +64,7 @@ private:
     void beginFolder(const Folder& folder, const QString& state);
     void endFolder();
     void showFolder();
-    void tell(const QString& kind, const QString& path);
+    void report(const QString& kind, const QString& path);
     void warn(const QString& text);
 
     Session& session;

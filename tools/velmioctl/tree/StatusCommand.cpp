@@ -14,23 +14,6 @@ namespace velmioctl {
 
 namespace {
 
-QJsonObject toJson(const StatusCounts& counts)
-{
-    return {
-        {u"files"_s, counts.files},
-        {u"new"_s, counts.added},
-        {u"modified"_s, counts.modified},
-        {u"missing"_s, counts.missing},
-        {u"outOfSync"_s, counts.outOfSync},
-        {u"newFolders"_s, counts.newFolders},
-        {u"missingFolders"_s, counts.missingFolders},
-        {u"skipped"_s, counts.skipped},
-        {u"problems"_s, counts.problems},
-        {u"rootMissing"_s, counts.rootMissing},
-        {u"clean"_s, counts.clean()},
-    };
-}
-
 /// The numbers of all roots, as they are printed at the end.
 class StatusSummary
 {
@@ -38,7 +21,7 @@ public:
     void add(const FolderConfiguration& root, const Status& status)
     {
         total += status.counts();
-        QJsonObject object = toJson(status.counts());
+        QJsonObject object = status.counts().toJson();
         object.insert(u"id"_s, root.getId());
         object.insert(u"clientPath"_s, root.getClientPath());
         object.insert(u"folders"_s, status.folders());
@@ -51,7 +34,7 @@ public:
     void print(Output& output, bool interrupted)
     {
         if (output.json()) {
-            QJsonObject object = toJson(total);
+            QJsonObject object = total.toJson();
             object.insert(u"roots"_s, roots);
             object.insert(u"interrupted"_s, interrupted);
             output.print(object);
@@ -116,7 +99,7 @@ void addStatusCommand(Command& app, Session& session)
     auto* const command = app.addSubcommand(
         "status", "Show which files on the disk differ from their records, and change nothing");
     const auto root = std::make_shared<std::optional<std::string>>();
-    command->addOption("ROOT", *root, "Id or path of one root folder; all without it")
+    command->addOption("ROOT", *root, "Id or path of one root folder; the default is all")
         ->offersFolders();
     command->example("velmioctl status Work");
     command->callback([&session, root] { status(session, *root); });

@@ -23,8 +23,8 @@ namespace {
 
 constexpr qint64 SecondMs = 1000;
 
-// The times as numbers, which are compared many times as fast as they are read as texts. Their
-// zone is cut off: whatever it says, they are UTC.
+// Times as numbers, because comparing them is many times faster than parsing texts. The zone is cut
+// off: the stored times are UTC, whatever it says.
 const QString SelectFiles =
     u"SELECT id, clientPath, size, checkSum,"
     u" CAST(round((julianday(substr(createdDateTime, 1, 23)) - 2440587.5) * 86400000) AS INTEGER),"
@@ -56,10 +56,10 @@ QString describe(const DirectoryWalk::Problem& problem)
 {
     using Kind = DirectoryWalk::Problem::Kind;
     if (problem.kind == Kind::Unreadable) {
-        return u"The folder %1 cannot be read (%2): give yourself the right to, and scan again."_s
+        return u"The folder %1 cannot be read: %2. Change its permissions, and run the command again."_s
             .arg(quoted(QString::fromUtf8(problem.path)), errorText(problem.error));
     }
-    return u"The name of the %1 \"%2\" is no valid UTF-8: rename it, it cannot be synchronised."_s
+    return u"The name of the %1 \"%2\" is not valid UTF-8, so it cannot be synchronised. Rename it."_s
         .arg(
             problem.kind == Kind::InvalidFileName ? u"file"_s : u"folder"_s,
             escapeBytes(problem.path));
@@ -67,7 +67,7 @@ QString describe(const DirectoryWalk::Problem& problem)
 
 QString describeInaccessible(const QString& path, int error)
 {
-    return u"The file %1 cannot be looked at (%2): give yourself the right to, and scan again."_s
+    return u"The file %1 is not accessible: %2. Change its permissions, and run the command again."_s
         .arg(quoted(path), errorText(error));
 }
 
@@ -122,7 +122,7 @@ int TreeComparison::idOf(const QString& path)
         ids.erase(at);
         return id;
     }
-    // Also a folder whose record hangs on another parent than the one on the disk.
+    // Also a folder whose record has another parent than the one on the disk.
     const auto query = database.select(
         u"SELECT id FROM FolderConfiguration WHERE clientPath = :clientPath"_s,
         {{u":clientPath"_s, path}});
@@ -162,7 +162,7 @@ void TreeComparison::compareEntry(
     }
     const auto state = readFileState(found.descriptor, entry.name.c_str());
     if (!state) {
-        // One that vanished since the folder was read is missing, if it was known.
+        // A known file that vanished since the folder was read is missing.
         if (!isGone(errno))
             handler.fileInaccessible(path, errno);
         return;
@@ -198,7 +198,7 @@ void TreeComparison::compareSubfolders(const Folder& folder, const DirectoryWalk
 void TreeComparison::reportMissingTree(const Folder& top)
 {
     std::vector<Folder> pending{top};
-    // Folders of a damaged table may lie below themselves.
+    // In a damaged table a folder may be below itself.
     QSet<int> visited;
     while (!pending.empty()) {
         const Folder folder = std::move(pending.back());
@@ -229,7 +229,7 @@ void TreeComparison::readKnownFiles(int folderId)
                  numberOrNothing(query->value(4)), numberOrNothing(query->value(5)),
                  query->value(3).toString()});
         }
-        // Fewer rows than there are would make known files look new, and folders look empty.
+        // With rows missing, known files would look new, and folders empty.
         database.check();
     }
     seen.assign(known.size(), false);

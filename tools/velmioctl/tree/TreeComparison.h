@@ -15,7 +15,7 @@ namespace velmioctl {
 
 class WatchedDatabase;
 
-/// What the database knows of a file; times are milliseconds since 1970.
+/// The record of a file; times are milliseconds since 1970.
 struct KnownFile
 {
     int id = -1;
@@ -25,16 +25,16 @@ struct KnownFile
     std::optional<qint64> modifiedMs;
     QString checkSum;
 
-    /// True when size and times are those of the file on the disk. Times agree to the millisecond;
-    /// one that was stored in whole seconds may be off by less than two of them.
+    /// True if size and times equal those of the file on the disk. Times must agree to the
+    /// millisecond; one that was stored in whole seconds may differ by less than two seconds.
     bool matches(const FileState& state) const;
 };
 
-/// Hears what a comparison finds.
+/// Receives what a comparison finds.
 class ComparisonHandler
 {
 public:
-    /// A folder on the disk or, when missing, of the database alone.
+    /// A folder on the disk or, if missing, only in the database.
     struct Folder
     {
         QString path;
@@ -43,7 +43,7 @@ public:
 
     virtual ~ComparisonHandler() = default;
 
-    /// Comes before all that concerns the folder's files.
+    /// Called before all calls for the files of the folder.
     virtual void folderFound(const Folder& folder) = 0;
     virtual void folderMissing(const Folder& folder) = 0;
     virtual void fileFound(const QString& path, const FileState& state) = 0;
@@ -56,28 +56,28 @@ public:
     virtual void problem(const DirectoryWalk::Problem& problem) = 0;
 };
 
-/// What to tell a person of a place that cannot be compared.
+/// The message for a place that cannot be compared.
 QString describe(const DirectoryWalk::Problem& problem);
 QString describeInaccessible(const QString& path, int error);
 
-/// Compares a root folder's tree on the disk with the records, one folder after the other, so that
-/// memory is needed for the files of one folder only. Writes nothing.
+/// Compares the tree of a root folder on the disk with the records. It goes folder by folder, so it
+/// needs memory for the files of only one folder. Writes nothing.
 ///
-/// The database's own files and its backups are passed over. What lies in a place that cannot be
-/// read is never missing.
+/// Skips the files of the database and its backups. Files in a place that cannot be read are never
+/// reported as missing.
 class TreeComparison
 {
 public:
     TreeComparison(
         WatchedDatabase& database, ComparisonHandler& handler, std::function<bool()> stopRequested);
 
-    /// False when it was stopped. Throws CommandError when the database fails.
+    /// False if it was stopped. Throws CommandError when the database fails.
     bool run(const sync::config::FolderConfiguration& root);
 
 private:
     using Folder = ComparisonHandler::Folder;
 
-    /// Names a directory whatever its path; without an inode it names none.
+    /// Identifies a directory independently of its path; none if the inode is 0.
     struct DirectoryIdentity
     {
         quint64 device = 0;
@@ -101,14 +101,13 @@ private:
     WatchedDatabase& database;
     ComparisonHandler& handler;
     const std::function<bool()> stopRequested;
-    // Subfolders that are still to be visited: path -> id
+    // Subfolders not visited yet: path -> id
     QHash<QString, int> ids;
-    // Of the folder that is being compared: path -> where it stands in `known`
+    // Of the current folder: path -> place in `known`
     QHash<QString, size_t> positions;
     std::vector<KnownFile> known;
     std::vector<bool> seen;
-    // The folder of the database, the start of the names of its files in there, and the one of
-    // its backups.
+    // The folder of the database, the name of its file, and the folder of its backups.
     DirectoryIdentity ownFolder;
     std::string ownName;
     DirectoryIdentity backupFolder;
