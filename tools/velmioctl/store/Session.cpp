@@ -44,16 +44,16 @@ QString Session::existingDatabasePath() const
     QString path = databasePath();
     if (QFileInfo::exists(path))
         return path;
-    const QString missing = u"The database %1 does not exist. "_s.arg(quoted(path));
+    const QString missing = u"The database %1 does not exist."_s.arg(quoted(path));
     if (!DatabaseBackups(path).list().isEmpty()) {
         throw CommandError(
             ExitCode::NotFound, missing +
-                                    u"Put the newest backup there with 'velmioctl recover "
+                                    u" Put the newest backup there with 'velmioctl recover "
                                     u"--from-backup', or choose another file with --database."_s);
     }
     throw CommandError(
         ExitCode::NotFound,
-        missing + u"Create it with 'velmioctl init', or choose another file with --database."_s);
+        missing + u" Create it with 'velmioctl init', or choose another file with --database."_s);
 }
 
 WatchedDatabase& Session::database()
