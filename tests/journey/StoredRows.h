@@ -2,6 +2,7 @@
 
 #include <support/RawDatabase.h>
 
+#include <QFile>
 #include <QStringList>
 
 /// All that the tables of settings hold, one row a line: for each column its kind, its literal and
@@ -32,4 +33,21 @@ inline QStringList storedRows(const QString& path, const QStringList& leftOut = 
             lines += table + QLatin1Char(' ') + row;
     }
     return lines;
+}
+
+/// Overwrites the only page of a table with noise. False when that fails.
+inline bool damageTable(const QString& path, const QString& table)
+{
+    qint64 page = 0;
+    {
+        sync::test::RawDatabase raw(path);
+        raw.run(QStringLiteral("PRAGMA wal_checkpoint(TRUNCATE)"));
+        page = raw.value(QStringLiteral("SELECT rootpage FROM sqlite_schema WHERE name = '%1'")
+                             .arg(table))
+                   .toLongLong();
+    }
+    constexpr qint64 PageBytes = 4096;
+    QFile file(path);
+    return file.open(QIODevice::ReadWrite) && file.seek((page - 1) * PageBytes) &&
+           file.write(QByteArray(PageBytes, '\x5a')) == PageBytes;
 }

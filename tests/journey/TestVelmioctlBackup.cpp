@@ -1,4 +1,5 @@
 #include "PseudoTerminal.h"
+#include "StoredRows.h"
 #include "VelmioctlRunner.h"
 
 #include <support/RawDatabase.h>
@@ -241,7 +242,7 @@ private Q_SLOTS:
 
     void damageNamesTheWaysOut()
     {
-        damage(u"ServerConfiguration"_s);
+        QVERIFY(damageTable(tool->databasePath(), u"ServerConfiguration"_s));
 
         for (const QString& command : {u"stats"_s, u"backup"_s}) {
             const auto run = tool->run({command});
@@ -261,7 +262,7 @@ private Q_SLOTS:
         const QString whole = makeBackup();
         QVERIFY(addServer(u"third"_s));
         QVERIFY(QFile::resize(makeBackup(), 8192));
-        damage(u"FileConfiguration"_s);
+        QVERIFY(damageTable(tool->databasePath(), u"FileConfiguration"_s));
 
         QCOMPARE(tool->run({u"recover"_s, u"--from-backup"_s}).exitCode, 2);
         const auto run = tool->json({u"recover"_s, u"--from-backup"_s, u"--yes"_s});
@@ -293,7 +294,7 @@ private Q_SLOTS:
     {
         QVERIFY(tool->execute(
             u"INSERT INTO ProductConfiguration (name) VALUES ('lost'), ('as well')"_s));
-        damage(u"ProductConfiguration"_s);
+        QVERIFY(damageTable(tool->databasePath(), u"ProductConfiguration"_s));
 
         QCOMPARE(tool->run({u"recover"_s, u"--salvage"_s}).exitCode, 2);
         const auto run = tool->json({u"recover"_s, u"--salvage"_s, u"--yes"_s});
@@ -313,7 +314,7 @@ private Q_SLOTS:
             (QJsonObject{{u"rows"_s, 1}, {u"unreadableIds"_s, QJsonArray{}}}));
         QCOMPARE(aliases(), u"first"_s);
         // Again, for people.
-        damage(u"ServerConfiguration"_s);
+        QVERIFY(damageTable(tool->databasePath(), u"ServerConfiguration"_s));
         const auto forPeople = tool->run({u"recover"_s, u"--salvage"_s, u"--yes"_s});
         QCOMPARE(forPeople.exitCode, 1);
         QVERIFY2(
@@ -338,7 +339,7 @@ private Q_SLOTS:
 
     void recoverWantsOneWay()
     {
-        damage(u"ServerConfiguration"_s);
+        QVERIFY(damageTable(tool->databasePath(), u"ServerConfiguration"_s));
 
         QCOMPARE(tool->run({u"recover"_s, u"--yes"_s}).exitCode, 2);
         QCOMPARE(
@@ -347,7 +348,7 @@ private Q_SLOTS:
 
     void recoverWithoutAnythingToTake()
     {
-        damage(u"ServerConfiguration"_s);
+        QVERIFY(damageTable(tool->databasePath(), u"ServerConfiguration"_s));
         tool->writeFile(u"text.db"_s, QByteArray(9000, 'x'));
 
         const auto noBackup = tool->run({u"recover"_s, u"--from-backup"_s, u"--yes"_s});
@@ -373,22 +374,6 @@ private:
         return RawDatabase(tool->databasePath())
             .run(u"SELECT alias FROM ServerConfiguration ORDER BY id"_s)
             .join(u' ');
-    }
-    // Noise in the place of the table's only page, in the file itself.
-    void damage(const QString& table) const
-    {
-        qint64 page = 0;
-        {
-            RawDatabase raw(tool->databasePath());
-            raw.run(u"PRAGMA wal_checkpoint(TRUNCATE)"_s);
-            page = raw.value(u"SELECT rootpage FROM sqlite_schema WHERE name = '%1'"_s.arg(table))
-                       .toLongLong();
-        }
-        constexpr qint64 PageBytes = 4096;
-        QFile file(tool->databasePath());
-        QVERIFY(file.open(QIODevice::ReadWrite));
-        QVERIFY(file.seek((page - 1) * PageBytes));
-        QCOMPARE(file.write(QByteArray(PageBytes, '\x5a')), PageBytes);
     }
 
     std::unique_ptr<VelmioctlRunner> tool;

@@ -1,6 +1,7 @@
 // Every command with --json answers as docs/velmioctl.schema.json says, and with no key beside.
 
 #include "JsonSchema.h"
+#include "StoredRows.h"
 #include "VelmioctlRunner.h"
 
 #include <support/RawDatabase.h>
@@ -98,7 +99,7 @@ private Q_SLOTS:
 
     void recoveryFollowsTheSchema()
     {
-        damage(u"ProductConfiguration"_s);
+        QVERIFY(damageTable(tool->databasePath(), u"ProductConfiguration"_s));
 
         const auto salvaged = tool->json({u"recover"_s, u"--salvage"_s, u"--yes"_s});
         check(u"recover"_s, salvaged);
@@ -229,23 +230,6 @@ private:
         QVERIFY2(run.exitCode == 0 || run.exitCode == 1, qPrintable(run.errors));
         const QStringList violations = schema.violations(command, valueOf(run));
         QVERIFY2(violations.isEmpty(), qPrintable(violations.join(u'\n')));
-    }
-
-    // Noise in the place of the table's only page.
-    void damage(const QString& table) const
-    {
-        qint64 page = 0;
-        {
-            RawDatabase raw(tool->databasePath());
-            raw.run(u"PRAGMA wal_checkpoint(TRUNCATE)"_s);
-            page = raw.value(u"SELECT rootpage FROM sqlite_schema WHERE name = '%1'"_s.arg(table))
-                       .toLongLong();
-        }
-        constexpr qint64 PageBytes = 4096;
-        QFile file(tool->databasePath());
-        QVERIFY(file.open(QIODevice::ReadWrite));
-        QVERIFY(file.seek((page - 1) * PageBytes));
-        QCOMPARE(file.write(QByteArray(PageBytes, '\x5a')), PageBytes);
     }
 
     QString path(const QString& name) const { return tool->path(name); }

@@ -5,7 +5,7 @@ namespace velmioctl {
 class Command;
 class Session;
 
-/// `velmioctl bundle`: what a support engineer wants to know of a database, and no more.
+/// `velmioctl bundle`: information about a database for support.
 void addBundleCommand(Command& app, Session& session);
 
 } // namespace velmioctl

@@ -5,8 +5,8 @@
 
 namespace velmioctl::bundle {
 
-/// Collects what a support bundle tells of a database. Reads it as it is, also a damaged one, and
-/// changes nothing: what cannot be read is told as an error.
+/// Collects the content of a support bundle, also of a damaged database, and changes nothing. What
+/// cannot be read is reported as an error.
 std::vector<Entry> collect(const QString& databasePath, const Redactor& redactor, bool keepPaths);
 
 } // namespace velmioctl::bundle

@@ -6,10 +6,10 @@
 
 namespace velmioctl {
 
-/// What the program tells its caller when it ends; the numbers are documented for scripts.
+/// The exit codes of the program; the numbers are documented for scripts.
 enum class ExitCode : int {
     Ok = 0,
-    Findings = 1, ///< A check answered no, or a scan met trouble.
+    Findings = 1, ///< A check answered no, or a scan had problems.
     Usage = 2,
     NotFound = 3,
     Busy = 4,
@@ -17,11 +17,11 @@ enum class ExitCode : int {
     TooNew = 6,
     KeyUnavailable = 7,
     OtherError = 8,
-    Interrupted = 130, ///< 128 and the signal's number, as shells count.
+    Interrupted = 130, ///< 128 plus the number of the signal, like in shells.
     Terminated = 143,
 };
 
-/// Ends a command. The text is for a person: it names the cause and what to do next.
+/// Ends a command. The text is for a person: the cause, then what to do.
 class CommandError : public std::runtime_error
 {
 public:

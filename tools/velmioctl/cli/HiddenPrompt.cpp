@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::array EndingSignals{SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 
-// The signal that came, 0 before any. All that a signal handler may touch.
+// The signal that arrived, or 0. A signal handler may touch nothing else.
 volatile std::sig_atomic_t signalAtPrompt = 0;
 
 extern "C" void rememberEndingSignal(int signal)
@@ -23,8 +23,8 @@ extern "C" void rememberEndingSignal(int signal)
     signalAtPrompt = signal;
 }
 
-/// Holds back the signals that end the program, but for waitForInput(). One that came ends it when
-/// this goes.
+/// Delays the signals that end the program, except in waitForInput(). A delayed signal ends the
+/// program in the destructor.
 class DelayedSignals
 {
 public:
@@ -54,7 +54,7 @@ public:
     }
     Q_DISABLE_COPY_MOVE(DelayedSignals)
 
-    /// False when a signal came.
+    /// False if a signal arrived.
     bool waitForInput() const
     {
         pollfd input{STDIN_FILENO, POLLIN, 0};
@@ -70,7 +70,7 @@ private:
     std::array<struct sigaction, EndingSignals.size()> oldActions{};
 };
 
-/// A terminal that does not show what is typed.
+/// Keeps a terminal from showing what is typed.
 class HiddenInput
 {
 public:
@@ -81,7 +81,7 @@ public:
             return;
         termios hidden = shown;
         hidden.c_lflag &= ~tcflag_t(ECHO | ECHONL);
-        // What was typed before the question was shown, and is no answer to it.
+        // Discards what was typed before the question was shown.
         ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &hidden);
     }
     ~HiddenInput()
@@ -115,12 +115,12 @@ QByteArray readLine(const DelayedSignals& delayed)
 
 QByteArray readHidden(Output& output, const QString& question)
 {
-    // In this order: the terminal is put back before a signal ends the program.
+    // In this order: the terminal is restored before a signal ends the program.
     const DelayedSignals delayed;
     const HiddenInput hidden;
     output.ask(question);
     QByteArray line = readLine(delayed);
-    // The end of the line was not shown either.
+    // The line end was not shown either.
     output.note({});
     return line;
 }

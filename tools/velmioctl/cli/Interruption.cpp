@@ -4,7 +4,7 @@ namespace velmioctl {
 
 namespace {
 
-// The signal that came, 0 before any. All that a signal handler may touch.
+// The signal that arrived, or 0. A signal handler may touch nothing else.
 volatile std::sig_atomic_t receivedSignal = 0;
 
 extern "C" void rememberSignal(int signal)
@@ -21,8 +21,8 @@ Interruption::Interruption()
     {
     };
     action.sa_handler = rememberSignal;
-    // The second signal does what it always does, should the first one not be heard. Calls that
-    // wait go on, so that no read or write of the database fails because of it.
+    // The second signal has its default effect, in case the command does not check for the first.
+    // Interrupted calls are restarted, so that no read or write of the database fails.
     action.sa_flags = int(SA_RESETHAND) | SA_RESTART;
     sigemptyset(&action.sa_mask);
     sigaction(SIGINT, &action, &oldInterrupt);

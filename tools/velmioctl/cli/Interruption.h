@@ -6,10 +6,9 @@
 
 namespace velmioctl {
 
-/// Makes SIGINT and SIGTERM a request that a long command looks at, for as long as it lives.
+/// Turns SIGINT and SIGTERM into a request that a long command checks, during its lifetime.
 ///
-/// Elsewhere these signals end the program at once. The second one does so here as well. One at a
-/// time.
+/// A second signal ends the program at once, as without this class. Only one may exist at a time.
 class Interruption
 {
 public:
@@ -21,7 +20,7 @@ public:
 
     bool requested() const;
 
-    /// What to end with after a request; Ok without one.
+    /// The exit code after a request; Ok without one.
     ExitCode exitCode() const;
 
 private:

@@ -13,7 +13,7 @@ namespace {
 
 void write(std::FILE* file, const QByteArray& bytes)
 {
-    // A failure stays marked in the stream, and finish() asks for it.
+    // The stream remembers a failure, and finish() checks it.
     std::fwrite(bytes.constData(), 1, size_t(bytes.size()), file);
 }
 
@@ -53,6 +53,16 @@ void Output::print(const QJsonObject& object)
 void Output::print(const QJsonArray& array)
 {
     write(answers, QJsonDocument(array).toJson(QJsonDocument::Indented));
+}
+
+void Output::printList(const QJsonArray& array, const Table& table, const QString& emptyNote)
+{
+    if (jsonWanted)
+        print(array);
+    else if (table.isEmpty())
+        note(emptyNote);
+    else
+        print(table);
 }
 
 void Output::printText(const QString& text)
@@ -99,7 +109,7 @@ bool Output::finish()
 
 void Output::say(const QString& label, const QString& text)
 {
-    // In the order in which they were written, also when both go to one terminal.
+    // Keeps the order if both go to one terminal.
     std::fflush(answers);
     write(messages, (label + escapeControlsInLines(text) + u'\n').toUtf8());
     std::fflush(messages);

@@ -13,14 +13,14 @@ namespace velmioctl {
 class FieldList;
 class Table;
 
-/// Where answers and messages go: answers to standard output, all else to standard error.
+/// Writes answers to standard output and messages to standard error.
 class Output
 {
 public:
     Output(
         std::FILE* answers, std::FILE* messages, Terminal answerTerminal, Terminal messageTerminal);
 
-    /// Answers for programs, as JSON, in place of those for people.
+    /// Answers as JSON, for programs.
     void setJson(bool value) { jsonWanted = value; }
     bool json() const { return jsonWanted; }
 
@@ -29,22 +29,24 @@ public:
 
     void print(const Table& table);
     void print(const FieldList& fields);
-    /// The same, not cut to a terminal's width: for what is copied from there.
+    /// The same, not cut to the width of a terminal, so that values can be copied.
     void printWhole(const FieldList& fields);
 
     void print(const QJsonObject& object);
     void print(const QJsonArray& array);
+    /// A list: as JSON, as a table, or as a note if it is empty.
+    void printList(const QJsonArray& array, const Table& table, const QString& emptyNote);
 
     /// One line or several, without the last line end; control characters are escaped.
     void printText(const QString& text);
 
-    /// Lines with their ends, whose names are escaped already.
+    /// Lines with their ends, in which names are already escaped.
     void printLines(const QString& text);
 
     /// The same, byte for byte.
     void printBytes(const QByteArray& bytes);
 
-    /// A remark for the person at the terminal.
+    /// A remark for a person.
     void note(const QString& text);
     void warning(const QString& text);
     void error(const QString& text);
@@ -52,7 +54,7 @@ public:
     /// A question without a line end.
     void ask(const QString& text);
 
-    /// False when an answer could not be written, as to a full disk.
+    /// False if an answer could not be written, for example to a full disk.
     bool finish();
 
 private:

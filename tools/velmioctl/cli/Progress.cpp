@@ -34,7 +34,7 @@ bool Progress::due() const
 
 void Progress::show(const QString& text)
 {
-    // One column less than there are: a full line would wrap, and could not be taken back.
+    // One column less than available: a full line would wrap, and could not be removed.
     const QByteArray line = cutToWidth(escapeControls(text), columns - 1, {}).toUtf8();
     std::fputs("\r\x1b[K", stream);
     std::fputs(line.constData(), stream);

@@ -9,7 +9,7 @@ namespace velmioctl {
 
 struct Terminal;
 
-/// One line on a terminal that says how far a long command has come; elsewhere nothing.
+/// One line on a terminal that shows the progress of a long command; elsewhere nothing.
 class Progress
 {
 public:
@@ -19,11 +19,11 @@ public:
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
 
-    /// True when it is time to call show(): some times a second, on a terminal.
+    /// True if it is time to call show(): several times a second, only on a terminal.
     bool due() const;
     void show(const QString& text);
 
-    /// Takes the line away, before other text is written.
+    /// Removes the line, before other text is written.
     void clear();
 
 private:

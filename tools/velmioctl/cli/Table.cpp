@@ -12,7 +12,7 @@ namespace velmioctl {
 namespace {
 
 constexpr int Gap = 2;
-// A last column narrower than this tells nothing: then the terminal may wrap the line.
+// A narrower last column would be useless: then the terminal may wrap the line.
 constexpr int NarrowestLastColumn = 8;
 
 QString fitted(const QString& cell, int columnsBefore, const Terminal& terminal)

@@ -8,13 +8,13 @@ namespace velmioctl {
 
 struct Terminal;
 
-/// Rows of cells under headings, in columns that line up on a terminal.
+/// Rows of cells under headings, in aligned columns.
 class Table
 {
 public:
     explicit Table(QStringList headings);
 
-    /// Numbers stand with their last digits under each other.
+    /// For columns of numbers.
     Table& alignRight(int column);
 
     /// As many cells as there are headings; control characters in them are escaped.
@@ -22,7 +22,7 @@ public:
 
     bool isEmpty() const { return rows.empty(); }
 
-    /// The lines to print. The last column is cut to a terminal's width, and to nothing else's.
+    /// The lines to print. Only for a terminal the last column is cut to its width.
     QString toText(const Terminal& terminal) const;
 
 private:
@@ -36,7 +36,7 @@ private:
     std::vector<bool> rightAligned;
 };
 
-/// Names and their values, one below the other.
+/// Names and their values, one on each line.
 class FieldList
 {
 public:

@@ -4,22 +4,22 @@
 
 namespace velmioctl {
 
-/// What is known of the place that an output stream leads to.
+/// What is known about the target of an output stream.
 struct Terminal
 {
-    bool interactive = false; ///< A terminal, and not a file or a pipe.
-    int columns = 0;          ///< Width of a terminal; 0 where there is none or it does not tell.
+    bool interactive = false; ///< A terminal, not a file or a pipe.
+    int columns = 0;          ///< Width of a terminal; 0 if it is not known.
     bool utf8 = true;         ///< The user's locale writes UTF-8.
-    bool colours = false;     ///< Escape sequences for colours are welcome.
+    bool colours = false;     ///< Escape sequences for colours may be used.
 };
 
-/// Looks at a file descriptor, at NO_COLOR and TERM. `utf8` says what the locale encodes in.
+/// Reads a file descriptor, NO_COLOR and TERM. `utf8` is true if the locale uses UTF-8.
 Terminal terminalOf(int fileDescriptor, bool utf8);
 
-/// The numbers that ECMA-48 gives them.
+/// With the numbers of ECMA-48.
 enum class Colour { Red = 31, Green = 32, Yellow = 33 };
 
-/// The text in a colour, where the terminal welcomes that.
+/// The text in a colour, if the terminal shows colours.
 QString coloured(const QString& text, Colour colour, const Terminal& terminal);
 
 /// True when the locale of the environment encodes text as UTF-8. Sets the program's locale.

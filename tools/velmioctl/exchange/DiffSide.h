@@ -12,7 +12,7 @@ namespace velmioctl::exchange {
 class DiffSide
 {
 public:
-    /// Tells by its first bytes what it is; throws CommandError.
+    /// Recognises it by its first bytes; throws CommandError.
     explicit DiffSide(const QString& path);
 
     RowSource& rows();

@@ -18,7 +18,7 @@ namespace velmioctl::exchange {
 class StoreRows : public RowSource
 {
 public:
-    /// The tables have to be in the order of tableShapes(). The database has to outlive this.
+    /// The tables must be in the order of tableShapes(). The database must outlive this.
     StoreRows(
         sync::interf::factory::IDatabaseFactory& database, std::vector<const TableShape*> tables);
 

@@ -218,12 +218,7 @@ void showLinks(Session& session, const FileOptions& options)
             {u"serverFileId"_s, link.ServerFileId},
         });
     }
-    if (session.output.json())
-        session.output.print(array);
-    else if (table.isEmpty())
-        session.output.note(u"The file has no links."_s);
-    else
-        session.output.print(table);
+    session.output.printList(array, table, u"The file has no links."_s);
 }
 
 void showGenerated(Session& session, const FileOptions& options)

@@ -76,25 +76,20 @@ void listFiles(Session& session, const FileListOptions& options)
 
 void printFiles(Session& session, const QVector<FileConfiguration>& files)
 {
-    if (session.output.json()) {
-        QJsonArray array;
-        for (const FileConfiguration& file : files)
-            array.append(toJson(file));
-        session.output.print(array);
-        return;
-    }
     Table table({u"ID"_s, u"FOLDER"_s, u"STATUS"_s, u"SIZE"_s, u"MODIFIED"_s, u"CLIENT PATH"_s});
     table.alignRight(0).alignRight(1).alignRight(3);
+    QJsonArray array;
     for (const FileConfiguration& file : files) {
+        if (session.output.json()) {
+            array.append(toJson(file));
+            continue;
+        }
         table.addRow(
             {QString::number(file.getId()), QString::number(file.getFolderConfigurationId()),
              syncStatusName(file.getSyncStatus()), QString::number(file.getSize()),
              file.getLastModifiedDateTime().toString(Qt::ISODate), file.getClientPath()});
     }
-    if (table.isEmpty())
-        session.output.note(u"No files match. 'velmioctl scan' registers files."_s);
-    else
-        session.output.print(table);
+    session.output.printList(array, table, u"No files match. 'velmioctl scan' registers files."_s);
 }
 
 } // namespace velmioctl

@@ -47,7 +47,7 @@ void setFields(FolderConfiguration& folder, const FolderOptions& options, Sessio
         options.fields.properties(folder.getNameValueProperties(), session.folders()));
     if (options.fields.value("serverPath").isValid())
         folder.setServerPath(QDir::cleanPath(folder.getServerPath()));
-    // A negative id stands for none.
+    // A negative id means none.
     if (const QVariant id = options.fields.value("authenticationId");
         id.isValid() && id.toInt() >= 0)
         session.requireSignIn(id.toInt());
@@ -262,7 +262,7 @@ void addChangingCommands(Command& folder, Session& session, const Options& optio
 {
     auto* const addCommand = folder.addSubcommand("add", "Register a directory as a root folder");
     addCommand->addOption("PATH", options->path, "The directory")->required()->offersFolders();
-    // --top-level stands for the folder option.
+    // --top-level sets the folder option.
     options->fields.addTo(*addCommand, FieldOptions::Purpose::Add, "folderOption");
     addCommand->addFlag(
         "--top-level", options->topLevel, "Synchronise only the files directly in it");

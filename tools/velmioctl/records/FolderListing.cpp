@@ -93,13 +93,8 @@ void listFolders(Session& session, const FolderListOptions& options)
              QString::number(folder.getAuthenticationId()), syncStatusName(folder.getSyncStatus()),
              folder.getServerPath(), folder.getClientPath()});
     }
-    if (session.output.json())
-        session.output.print(array);
-    else if (table.isEmpty())
-        session.output.note(
-            u"No folders are registered. Add a root with 'velmioctl folder add'."_s);
-    else
-        session.output.print(table);
+    session.output.printList(
+        array, table, u"No folders are registered. Add a root with 'velmioctl folder add'."_s);
 }
 
 void drawFolderTree(Session& session, const std::optional<std::string>& folder, int maxDepth)

@@ -72,12 +72,7 @@ void SecretRecords::list(
         }
         lines.addRow(cells);
     }
-    if (session.output.json())
-        session.output.print(array);
-    else if (lines.isEmpty())
-        session.output.note(note);
-    else
-        session.output.print(lines);
+    session.output.printList(array, lines, note);
 }
 
 void SecretRecords::change(const ColumnValues& before, const FieldOptions& fields)

@@ -88,12 +88,8 @@ void list(Session& session)
             {QString::number(server.getId()), isDefault ? u"yes"_s : QString(), server.getAlias(),
              server.getBinaryDiffEncoder(), server.getWebServiceUrl(), server.getDavUrl()});
     }
-    if (session.output.json())
-        session.output.print(array);
-    else if (servers.empty())
-        session.output.note(u"No servers are stored yet. Add one with 'velmioctl server add'."_s);
-    else
-        session.output.print(table);
+    session.output.printList(
+        array, table, u"No servers are stored yet. Add one with 'velmioctl server add'."_s);
 }
 
 void set(Session& session, const ServerOptions& options)

@@ -147,7 +147,7 @@ ServerConfiguration Session::server(int id)
 
 void Session::requireSignIn(int id)
 {
-    // The manager would decipher its password.
+    // The manager would decrypt its password.
     const long long count = database().number(
         u"SELECT count(*) FROM AuthenticationConfiguration WHERE id = :id"_s, {{u":id"_s, id}});
     if (count == 0)

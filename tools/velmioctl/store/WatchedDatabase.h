@@ -44,7 +44,7 @@ public:
 
     QString path() const;
 
-    /// The engine behind it.
+    /// The engine that it uses.
     sync::database::SqliteDatabaseFactory& engine() { return *factory; }
 
     /// Reports any failure from now on, also one that check() has already thrown.

@@ -71,12 +71,12 @@ QString branch(const QString& pattern, const QString& action)
 }
 
 // "velmioctl*' --json'" for an option of the program, which every command takes.
-QString patternOf(const Command& command, const Command& program, const QString& behind)
+QString patternOf(const Command& command, const Command& program, const QString& word)
 {
     const QString name = command.description().fullName;
-    if (&command == &program && behind.startsWith(u'-'))
-        return name + u"*' "_s + behind + u'\'';
-    return u"'%1 %2'"_s.arg(name, behind);
+    if (&command == &program && word.startsWith(u'-'))
+        return name + u"*' "_s + word + u'\'';
+    return u"'%1 %2'"_s.arg(name, word);
 }
 
 // What offers the values of an option or argument; `word` is what was typed of one.
