@@ -234,7 +234,7 @@ private Q_SLOTS:
             tool->path(u"Work/Plans"_s));
     }
 
-    void damagedDatabaseIsTold()
+    void damagedDatabaseIsReported()
     {
         tool->writeFile(u"Cnry.db"_s, QByteArray("SQLite format 3\0", 16) + QByteArray(4080, 'x'));
 
@@ -246,7 +246,7 @@ private Q_SLOTS:
             object(u"b.tar.gz"_s, u"errors.json"_s)[u"whileMakingThis"_s].toArray();
         QCOMPARE(errors.size(), 1);
         QVERIFY2(
-            errors[0].toString().contains(u"file is not a database"_s),
+            errors[0].toString().contains(u"is not an SQLite database. "_s),
             qPrintable(errors[0].toString()));
         QVERIFY(!tar(u"-xzOf"_s, u"b.tar.gz"_s).contains("Cnry"));
     }

@@ -16,15 +16,16 @@ namespace velmioctl::bundle {
 
 namespace {
 
-// The words of findings and of SQLite's messages that the checks do not have.
+// The words of findings, of SQLite's messages and of errors on opening that the checks do not have.
 constexpr auto OwnWords =
-    u"a an and another as at be but cannot cell column damaged database denied disk does done "
-    u"error "
-    u"exist extends file first for freelist from full has have holds image in index is it its key "
-    u"keychain keyed known link list locked malformed missing mode names needs never no not null "
-    u"of off on only operation or order out outside page permission read reads referenced root row "
-    u"schema second several should size sqlite system table than that the there to tree unable "
-    u"unknown used velmioctl version well what while with written wrong entries velmio backup";
+    u"a an and another as at away backup be but cannot cell column created damaged database "
+    u"denied disk does done empty entries error exist extends file first for freelist from "
+    u"full has have holds image in index is it its key keychain keyed known link list locked "
+    u"malformed missing mode move names needs never new newer no not null of off on only "
+    u"operation or order other out outside page permission place program read reads "
+    u"referenced regular right root row schema second several should size sqlite system table "
+    u"than that the there this to tree unable unknown used velmio velmioctl version versions "
+    u"wal well what while with write written wrong";
 
 SecureBytes randomKey()
 {
