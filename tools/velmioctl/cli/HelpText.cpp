@@ -14,7 +14,7 @@ namespace {
 // For output that is not a terminal.
 constexpr int PlainColumns = 80;
 constexpr int Indent = 2;
-constexpr int Gap = 2;
+constexpr int TermGap = 2;
 // A longer term is on a line of its own.
 constexpr int WidestTerm = 26;
 
@@ -41,7 +41,7 @@ Entries commandsOf(const Command& command)
 
 QString entry(const QString& term, const QString& text, int width, int columns)
 {
-    const int margin = Indent + width + Gap;
+    const int margin = Indent + width + TermGap;
     const QString indented = wrapped(text, columns, margin) + u'\n';
     const QString head = QString(Indent, u' ') + term;
     if (term.size() > width)

@@ -49,7 +49,7 @@ FolderTree readTree(WatchedDatabase& database)
     return FolderTree(std::move(nodes));
 }
 
-QJsonArray toJson(const FolderTree& tree, const std::vector<int>& starts, int maxDepth)
+QJsonArray jsonOf(const FolderTree& tree, const std::vector<int>& starts, int maxDepth)
 {
     QJsonArray array;
     for (const int start : starts) {
@@ -107,7 +107,7 @@ void drawFolderTree(Session& session, const std::optional<std::string>& folder, 
         starts = tree.rootIds();
 
     if (session.output.json()) {
-        session.output.print(toJson(tree, starts, maxDepth));
+        session.output.print(jsonOf(tree, starts, maxDepth));
     } else {
         QString text;
         for (const int id : starts)

@@ -32,7 +32,7 @@ constexpr long long ShownWarnings = 20;
 // With their names in JSON.
 using Count = ScanCounts::Kind;
 using FileCount = ScanCounts::Files;
-constexpr std::array<std::pair<long long Count::*, const char*>, 7> Counters{
+constexpr std::array<std::pair<long long Count::*, const char*>, 7> ScanCounters{
     {{&Count::seen, "seen"},
      {&Count::added, "new"},
      {&Count::missing, "gone"},
@@ -63,7 +63,7 @@ void setFileState(FileConfiguration& file, const FileState& state, const QString
 
 ScanCounts& ScanCounts::operator+=(const ScanCounts& other)
 {
-    for (const auto& [counter, name] : Counters) {
+    for (const auto& [counter, name] : ScanCounters) {
         folders.*counter += other.folders.*counter;
         files.*counter += other.files.*counter;
     }
@@ -89,7 +89,7 @@ QJsonObject ScanCounts::toJson() const
 {
     QJsonObject ofFolders;
     QJsonObject ofFiles;
-    for (const auto& [counter, name] : Counters) {
+    for (const auto& [counter, name] : ScanCounters) {
         ofFolders.insert(QLatin1StringView(name), folders.*counter);
         ofFiles.insert(QLatin1StringView(name), files.*counter);
     }

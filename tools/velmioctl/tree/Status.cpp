@@ -25,7 +25,7 @@ const QString Missing = u"missing"_s;
 constexpr qsizetype KindColumns = 10;
 
 // With their names in JSON.
-constexpr std::array<std::pair<long long StatusCounts::*, const char*>, 9> Counters{
+constexpr std::array<std::pair<long long StatusCounts::*, const char*>, 9> StatusCounters{
     {{&StatusCounts::files, "files"},
      {&StatusCounts::added, "new"},
      {&StatusCounts::modified, "modified"},
@@ -52,7 +52,7 @@ QString nameOf(const QString& path)
 
 StatusCounts& StatusCounts::operator+=(const StatusCounts& other)
 {
-    for (const auto& [counter, name] : Counters)
+    for (const auto& [counter, name] : StatusCounters)
         this->*counter += other.*counter;
     rootMissing = rootMissing || other.rootMissing;
     return *this;
@@ -66,7 +66,7 @@ bool StatusCounts::clean() const
 QJsonObject StatusCounts::toJson() const
 {
     QJsonObject object{{u"rootMissing"_s, rootMissing}, {u"clean"_s, clean()}};
-    for (const auto& [counter, name] : Counters)
+    for (const auto& [counter, name] : StatusCounters)
         object.insert(QLatin1StringView(name), this->*counter);
     return object;
 }
