@@ -89,8 +89,7 @@ constexpr QStringView OrderClauses[] = {
     u"LastOperationType",
     u"LastOperationType DESC",
     u"Size",
-    u"Size DESC",
-};
+    u"Size DESC"};
 
 constexpr SqlText InsertValues(
     u" (folderConfigurationId, name, clientPath, serverPath, checkSum, createdDateTime,"
@@ -502,12 +501,12 @@ QList<FileLink> FileConfigManager::GetFileLinkArrayFromXmlString(
     return readFileLinksXml(xml, date);
 }
 
-FileConfiguration FileConfigManager::_ReadOne(Statement statement)
+FileConfiguration FileConfigManager::_ReadOne(const Statement& statement)
 {
     return statement.readOneIfAny(this, &FileConfigManager::_PopulateFileConfiguration);
 }
 
-QVector<FileConfiguration> FileConfigManager::_ReadAll(Statement statement)
+QVector<FileConfiguration> FileConfigManager::_ReadAll(const Statement& statement)
 {
     return statement.readAll(this, &FileConfigManager::_PopulateFileConfiguration);
 }
@@ -569,7 +568,7 @@ QString FileConfigManager::_GenerateOrderBy(FileConfigOrderByEnum order) const
 Statement FileConfigManager::_BindFileConfiguration(
     Statement statement, const FileConfiguration& config)
 {
-    return statement.bind(u":folderConfigurationId"_s, config.getFolderConfigurationId())
+    statement.bind(u":folderConfigurationId"_s, config.getFolderConfigurationId())
         .bind(u":name"_s, config.getName())
         .bind(u":clientPath"_s, config.getClientPath())
         .bind(u":serverPath"_s, config.getServerPath())
@@ -594,6 +593,7 @@ Statement FileConfigManager::_BindFileConfiguration(
         .bind(
             u":fileLinks"_s,
             GetXmlStringFromFileLinkArray(config.getFileLinks(), config.getFileLinksDate()));
+    return statement;
 }
 
 bool FileConfigManager::_Remove(int id)

@@ -96,8 +96,8 @@ public:
     QList<FileLink> GetFileLinkArrayFromXmlString(const QString& xml, QDateTime& date) const;
 
 private:
-    FileConfiguration _ReadOne(Statement statement);
-    QVector<FileConfiguration> _ReadAll(Statement statement);
+    FileConfiguration _ReadOne(const Statement& statement);
+    QVector<FileConfiguration> _ReadAll(const Statement& statement);
     FileConfiguration _FindByAuthenticationId(
         const QVector<FileConfiguration>& files, int authenticationId);
     void _PopulateFileConfiguration(const RowReader& row, FileConfiguration& file) const;

@@ -11,7 +11,7 @@ namespace {
 
 using base::parseClockReading;
 
-// The text of a column, if it can be a time of ours.
+// The text of a column, if it can be a stored time.
 struct TimeText
 {
     explicit TimeText(const QVariant& column)
@@ -54,8 +54,8 @@ QDateTime readDateTime(const QVariant& column)
 
 QDateTime readUtcDateTime(const QVariant& column)
 {
-    // A new label makes the zone of the text irrelevant, and asking the system for the local one
-    // takes a microsecond.
+    // The zone of the text is irrelevant because the time gets a new label. Asking the system for the
+    // local zone would take a microsecond.
     const TimeText text(column);
     if (const auto reading = parseClockReading(text.view());
         reading && base::isPlainZone(reading->zone))

@@ -2,7 +2,7 @@
 
 namespace sync::config {
 
-// For the types that are expected: QVariant's conversions take as long as all else about a column.
+// Fast for the expected types: QVariant's conversions take as long as the rest of reading a column.
 
 int RowReader::untypedInteger(int column) const
 {

@@ -10,13 +10,13 @@
 
 namespace sync::config {
 
-/// Reads the columns of the row on which a query stands, without a QVariant where the query can.
+/// Reads the columns of the current row of a query, without a QVariant if the query can do that.
 ///
 /// Columns are counted from 0 in the order of the SELECT list. It does not own the query.
 class RowReader
 {
 public:
-    /// `typed` is the same query, or null when it is no such one.
+    /// `typed` is the same query, or null if it is not typed.
     RowReader(interf::IQSqlQueryWrapper* query, const interf::IQSqlTypedQuery* typed)
         : query(query)
         , typed(typed)
@@ -26,7 +26,7 @@ public:
     /// Moves to the next row; false after the last one.
     bool next() const { return query->next(); }
 
-    /// True while the query stands on a row.
+    /// True while there is a current row.
     bool isValid() const { return query->isValid(); }
 
     int integer(int column) const
@@ -44,7 +44,7 @@ public:
         return typed ? typed->textValue(column) : untypedText(column);
     }
 
-    /// True when it can be told without a copy that the column holds these ASCII characters.
+    /// True if the query can say without a copy that the column holds this ASCII text.
     bool holds(int column, QStringView text) const
     {
         return typed && typed->holdsText(column, text);

@@ -87,12 +87,12 @@ public:
 
     /// Runs a SELECT and reads its first row; a default record if it fails or has no row.
     template <typename Manager, typename Record>
-    Record readOne(const Manager* manager, Population<Manager, Record> populate)
+    Record readOne(const Manager* manager, Population<Manager, Record> populate) const
     {
         Record record;
         if (!query->exec())
             return record;
-        // The result is ignored: `populate` asks the query whether it stands on a row.
+        // Ignores the result: `populate` asks the query for a current row.
         query->next();
         (manager->*populate)(row(), record);
         return record;
@@ -100,7 +100,7 @@ public:
 
     /// The same, but populates only if there is a row.
     template <typename Manager, typename Record>
-    Record readOneIfAny(const Manager* manager, Population<Manager, Record> populate)
+    Record readOneIfAny(const Manager* manager, Population<Manager, Record> populate) const
     {
         Record record;
         if (query->exec() && query->next())
@@ -110,7 +110,7 @@ public:
 
     /// Runs a SELECT and reads all its rows; an empty list if it fails.
     template <typename Manager, typename Record, typename Records = QVector<Record>>
-    Records readAll(const Manager* manager, Population<Manager, Record> populate)
+    Records readAll(const Manager* manager, Population<Manager, Record> populate) const
     {
         Records records;
         if (!query->exec())

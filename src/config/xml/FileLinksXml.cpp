@@ -10,7 +10,8 @@ using namespace Qt::StringLiterals;
 
 namespace sync::config {
 
-// The form that is written, and read without a document tree:
+// The form that is written, and read without a document tree. For two links QDomDocument takes
+// 82,900 instructions more to read (QXmlStreamReader 46,000), where a lookup takes 25,300 in all.
 //
 //     <FileLinks FileDate="2024-05-06T07:08:09Z">
 //      <FileLink FileId="7" RefId="r" ServerFileId="s" Path="docs/a.txt"/>
@@ -18,14 +19,14 @@ namespace sync::config {
 
 namespace {
 
-/// What a text holds.
+/// The content of a text.
 struct FileLinks
 {
     QList<FileLink> links;
     QString date;
 };
 
-// The characters that QDom escapes in an attribute, and how. A ">" only behind "]]".
+// Escapes the characters that QDom escapes in an attribute. It escapes ">" only after "]]".
 void appendEscaped(QString& xml, const QString& value)
 {
     for (qsizetype at = 0; at < value.size(); ++at) {
@@ -61,6 +62,8 @@ void appendEscaped(QString& xml, const QString& value)
     }
 }
 
+// By hand, because QDomDocument orders attributes by a random hash, and QXmlStreamWriter escapes
+// others.
 void appendAttribute(QString& xml, QStringView name, const QString& value)
 {
     xml += u' ';
@@ -70,8 +73,8 @@ void appendAttribute(QString& xml, QStringView name, const QString& value)
     xml += u'"';
 }
 
-/// Reads text that writeFileLinksXml() has written, which is nearly all there is. Whatever else
-/// it meets makes it give up, for the DOM to decide.
+/// Reads text that writeFileLinksXml() wrote, which is nearly all text. It returns nothing for any
+/// other text, which the DOM then reads.
 class WrittenTextReader
 {
 public:
@@ -120,7 +123,7 @@ private:
         return true;
     }
 
-    /// Reads a value and the quotation mark behind it.
+    /// Reads a value and the quotation mark after it.
     bool readAttribute(QStringView start, QString& value)
     {
         if (!skip(start))
@@ -165,8 +168,8 @@ private:
         return true;
     }
 
-    /// True for a character that stands for itself in an attribute. The DOM refuses or replaces
-    /// control characters, lone surrogates and the two last ones.
+    /// True for a character that needs no escape in an attribute. The DOM refuses or replaces
+    /// control characters, lone surrogates, U+FFFE and U+FFFF.
     static bool isPlain(QChar character)
     {
         return character >= u' ' && character != u'"' && character != u'&' && character != u'<' &&
@@ -190,11 +193,11 @@ FileLinks readByDom(const QString& xml)
     document.setContent(xml);
     const QDomElement root = document.documentElement();
     FileLinks result{{}, root.attribute(u"FileDate"_s)};
-    // Whatever the elements are called.
+    // For elements of any name.
     for (QDomElement element = root.firstChildElement(); !element.isNull();
          element = element.nextSiblingElement()) {
         FileLink link;
-        // Not a number reads as 0, and the link is kept.
+        // A text that is not a number reads as 0, and the link stays.
         link.FileId = element.attribute(u"FileId"_s).toInt();
         link.RefId = element.attribute(u"RefId"_s);
         link.ServerFileId = element.attribute(u"ServerFileId"_s);
@@ -240,7 +243,7 @@ QList<FileLink> readFileLinksXml(const QString& xml, QDateTime& date)
     if (!read)
         read = readByDom(xml);
     date = QDateTime::fromString(read->date, Qt::ISODate);
-    // Labelled, not converted: a date is a clock reading in UTC, also behind an offset.
+    // Labelled, not converted: a date is a clock reading in UTC, even with an offset.
     date.setTimeSpec(Qt::UTC);
     return std::move(read->links);
 }

@@ -8,13 +8,13 @@
 
 namespace sync::config {
 
-/// The FileLinks XML text of links and their date: what QDomDocument writes at indentation 1, with
-/// the attributes always in the same order. Empty links are left out. No links at all and an
-/// invalid date give an empty text.
+/// The FileLinks XML text of links and their date: the text that QDomDocument writes at indentation 1,
+/// with the attributes always in the same order. Omits empty links. The text is empty without links
+/// and with an invalid date.
 QString writeFileLinksXml(const QList<FileLink>& links, const QDateTime& date);
 
-/// The links and the date in an XML text, as QDomDocument reads it. An empty text gives no links
-/// and leaves `date` untouched; text that is no XML gives no links and a null date, in UTC.
+/// The links and the date in an XML text, as QDomDocument reads it. An empty text has no links and
+/// leaves `date` unchanged; text that is not XML has no links and a null date in UTC.
 QList<FileLink> readFileLinksXml(const QString& xml, QDateTime& date);
 
 } // namespace sync::config

@@ -12,7 +12,7 @@ QString writeNameValueDom(const QMap<QString, QString>& properties)
     QDomElement root = document.createElement(u"NameValueXml"_s);
     document.appendChild(root);
     for (auto entry = properties.cbegin(); entry != properties.cend(); ++entry) {
-        // Without a name there is no element; going on would only have the toolkit log a warning.
+        // An element needs a name. With an empty name the toolkit would only log a warning.
         if (entry.key().isEmpty())
             continue;
         QDomElement element = document.createElement(entry.key());

@@ -5,7 +5,7 @@
 
 namespace sync::config {
 
-// What writeNameValueXml() and readNameValueXml() give for every input, by way of a document tree.
+// The results of writeNameValueXml() and readNameValueXml() for every input, by a document tree.
 
 QString writeNameValueDom(const QMap<QString, QString>& properties);
 QMap<QString, QString> readNameValueDom(const QString& xml);

@@ -11,14 +11,16 @@ using namespace Qt::StringLiterals;
 
 namespace sync::config {
 
-// The form that is written and read here without a document tree, each entry on a line:
+// The form that is written and read here without a document tree, with each entry on a line:
 //
 //     <!DOCTYPE NameValueXml>
 //     <NameValueXml>
 //      <Key><![CDATA[value]]></Key>
 //     </NameValueXml>
 //
-// Whatever could make the toolkit's writer or reader do anything else goes to them.
+// Every text for which the toolkit's reader or writer could do anything else goes to QDomDocument.
+// For two properties it takes 42,600 instructions more to read (QXmlStreamReader 31,800), where a
+// lookup takes 25,300 in all, and 12,500 more to write, where an addition takes 55,500.
 
 namespace {
 
@@ -44,7 +46,7 @@ bool isNameCharacter(QChar c)
     return isLetter(c) || (c >= u'0' && c <= u'9') || c == u'-' || c == u'.';
 }
 
-// A name that XML takes whatever the toolkit's policy for invalid data is.
+// A name that is valid XML under every policy of the toolkit for invalid data.
 bool isPlainKey(QStringView key)
 {
     return !key.isEmpty() && key.size() <= MaxKeyLength && isLetter(key.front()) &&
@@ -56,7 +58,7 @@ bool isSurrogatePair(QStringView text, qsizetype at)
     return text[at].isHighSurrogate() && at + 1 < text.size() && text[at + 1].isLowSurrogate();
 }
 
-// Characters that XML takes, and no carriage return, which a reader turns into a line feed.
+// Valid XML characters without carriage returns, which a reader turns into line feeds.
 bool isPlainText(QStringView text)
 {
     for (qsizetype i = 0; i < text.size(); ++i) {
@@ -85,7 +87,7 @@ bool skip(QStringView& rest, QStringView expected)
     return true;
 }
 
-// Takes what stands before `end`, and `end` itself, off the text.
+// Removes the text up to and including `end`, and returns the part before `end`.
 std::optional<QStringView> takeUntil(QStringView& rest, QStringView end)
 {
     const qsizetype length = rest.indexOf(end);

@@ -5,7 +5,7 @@
 
 namespace sync::config {
 
-/// The XML text of no properties, which most records have. It is shared and not copied.
+/// The XML text of no properties, which most records have. The text is shared, not copied.
 QString emptyNameValueXml();
 
 /// The XML text of name-value properties, as QDomDocument writes it at indentation 1.
