@@ -11,14 +11,14 @@ namespace sync::config {
 
 /// One stored sign-in: a user's name and password for a domain on a server.
 ///
-/// A value: copies are new objects without parent that hold the same fields. A new record has id -1
-/// and empty texts. One record is used by one thread at a time. The password is in clear here, and
-/// only here.
+/// A value: a copy is a new object with the same fields and without a parent. A new record has id
+/// -1 and empty texts. Only one thread at a time may use a record. Only this record holds the
+/// password in clear.
 class VELMIO_CONFIGURATION_EXPORT AuthenticationConfiguration : public QObject
 {
     Q_OBJECT
     // clang-format off
-    /// For the meta-object: each stands for the accessors of its name. @{
+    /// For the meta-object: each property uses the accessors of its name. @{
     Q_PROPERTY(int     Id       READ getId       WRITE setId)
     Q_PROPERTY(QString Domain   READ getDomain   WRITE setDomain)
     Q_PROPERTY(QString DomainId READ getDomainId WRITE setDomainId)
@@ -29,12 +29,12 @@ class VELMIO_CONFIGURATION_EXPORT AuthenticationConfiguration : public QObject
     // clang-format on
 
 public:
-    /// A record with the defaults that the getters name.
+    /// A record with the default of each field.
     AuthenticationConfiguration();
     ~AuthenticationConfiguration() override;
 
-    /// Takes along every field, but no parent. A record that was moved from is to be assigned or
-    /// destroyed only. @{
+    /// Copies and moves every field, but not the parent. Only assign to or destroy a record after
+    /// it was moved from. @{
     AuthenticationConfiguration(const AuthenticationConfiguration& other);
     AuthenticationConfiguration(AuthenticationConfiguration&& other) noexcept;
     AuthenticationConfiguration& operator=(const AuthenticationConfiguration& other);
@@ -61,7 +61,7 @@ public:
     void setUserName(QString value) { members.userName = std::move(value); }
     ///@}
 
-    /// The password, in clear. Null when the stored one cannot be decrypted. @{
+    /// The password, in clear. Null if the stored one cannot be decrypted. @{
     QString getPassword() const { return members.password; }
     void setPassword(QString value) { members.password = std::move(value); }
     ///@}
@@ -71,7 +71,7 @@ public:
     void setServerId(int value) { members.serverId = value; }
     ///@}
 
-    /// Settings that have no column of their own, by key. A key has to be an XML name; see
+    /// Settings without a column of their own, by key. A key must be an XML name; see
     /// DatabaseConfigurationManager::ToNameValuePropertyString(). @{
     QMap<QString, QString> getNameValueProperties() const { return members.nameValueProperties; }
     void setNameValueProperties(QMap<QString, QString> value)
@@ -83,7 +83,7 @@ public:
 private:
     friend class AuthenticationConfigManager;
 
-    /// All that a copy takes along.
+    /// All that a copy copies.
     struct Members
     {
         int id = -1;

@@ -10,36 +10,36 @@ namespace sync::config {
 
 Q_NAMESPACE_EXPORT(VELMIO_CONFIGURATION_EXPORT)
 
-/// State of a folder against its counterpart on the server. Other values pass through unchanged.
+/// State of a folder compared with the server. Other values are stored unchanged.
 enum FolderSynchronizationStatus : int {
     FolderStatusUnknown = 0, ///< Not set by the library.
-    FolderSyncing = 1,       ///< Being synchronised; a new record's.
+    FolderSyncing = 1,       ///< Being synchronised; the value of a new record.
     FolderNotSynced = 2,     ///< Out of sync.
-    FolderCreated = 3,       ///< Registered by the library itself, not yet handled by the client.
+    FolderCreated = 3,       ///< Added by the library, not yet handled by the client.
 };
 Q_ENUM_NS(FolderSynchronizationStatus)
 
 /// How much of a root folder is synchronised.
 enum SynchronizationFolderOption : int {
-    FolderOptionUnknown = 0, ///< Not set by the library, and treated like WithSubfolders.
-    TopLevelOnly = 1,        ///< Only the files that lie directly in the folder; a new record's.
+    FolderOptionUnknown = 0, ///< Not set by the library, treated like WithSubfolders.
+    TopLevelOnly = 1,        ///< Only the direct files of the folder; the value of a new record.
     WithSubfolders = 2,      ///< The files of all folders of the tree.
 };
 Q_ENUM_NS(SynchronizationFolderOption)
 
-/// The operation that was last carried out on a folder; the values belong to the client.
+/// The last operation on a folder; the client defines the values.
 enum FolderOperationType : int {
     NoFolderOperation = 0, ///< The value of a new record.
 };
 Q_ENUM_NS(FolderOperationType)
 
-/// The kind of drive that a folder is synchronised with; the values belong to the client.
+/// The kind of drive of a folder; the client defines the values.
 enum DriveType : int {
     DefaultDrive = 0, ///< The value of a new record.
 };
 Q_ENUM_NS(DriveType)
 
-/// How a folder is synchronised; the values belong to the client.
+/// How a folder is synchronised; the client defines the values.
 enum FolderSyncOption : int {
     DefaultSyncOption = 0, ///< The value of a new record.
 };
@@ -47,40 +47,40 @@ Q_ENUM_NS(FolderSyncOption)
 
 /// The user's rights on a folder or file, as a sum of flags.
 enum FolderPrivileges : int {
-    NoPrivileges = 0,      ///< None of the rights.
-    ViewPrivilege = 1,     ///< To see what is in it.
-    DownloadPrivilege = 2, ///< To fetch its content.
-    UpdatePrivilege = 4,   ///< To change its content.
-    DeletePrivilege = 8,   ///< To remove it.
+    NoPrivileges = 0,      ///< No rights.
+    ViewPrivilege = 1,     ///< To see the content.
+    DownloadPrivilege = 2, ///< To download the content.
+    UpdatePrivilege = 4,   ///< To change the content.
+    DeletePrivilege = 8,   ///< To remove the folder or file.
     SharePrivilege = 16,   ///< To share it with others.
-    AllPrivileges = 31,    ///< All five of them; a new record's.
+    AllPrivileges = 31,    ///< All five rights; the value of a new record.
 };
 Q_FLAG_NS(FolderPrivileges)
 
-/// The rights of both.
+/// The rights of both operands.
 constexpr FolderPrivileges operator|(FolderPrivileges left, FolderPrivileges right) noexcept
 {
     return static_cast<FolderPrivileges>(static_cast<int>(left) | static_cast<int>(right));
 }
 
-/// The table in which a file's record is kept. Any other value names no table.
+/// The type of a file, which chooses its table. Other values have no table.
 enum FileConfigurationType : int {
-    OrdinaryFile = 0,  ///< A synchronised file; a new record's.
-    GeneratedFile = 1, ///< A file that the client generated as companion of an ordinary one.
-    BaseFile = 2,      ///< A base (backup) copy of an ordinary one.
+    OrdinaryFile = 0,  ///< A synchronised file; the value of a new record.
+    GeneratedFile = 1, ///< A file that the client generated from an ordinary file.
+    BaseFile = 2,      ///< A base (backup) copy of an ordinary file.
 };
 Q_ENUM_NS(FileConfigurationType)
 
-/// State of a file against its counterpart on the server. Other values pass through unchanged.
+/// State of a file compared with the server. Other values are stored unchanged.
 enum FileSynchronizationStatus : int {
     FileStatusUnknown = 0, ///< Not set by the library.
     FileSyncing = 1,       ///< Being synchronised.
-    FileNotSynced = 2,     ///< Out of sync; a new record's.
-    FileCreated = 3,       ///< A linked file that the library registered by itself.
+    FileNotSynced = 2,     ///< Out of sync; the value of a new record.
+    FileCreated = 3,       ///< A linked file that the library added.
 };
 Q_ENUM_NS(FileSynchronizationStatus)
 
-/// The kind of a schedule; the values belong to the client and are never interpreted here.
+/// The kind of a schedule; the client defines the values, and the library never interprets them.
 enum SyncSchedule : int {
     DefaultSchedule = 0, ///< The value of a new record.
 };

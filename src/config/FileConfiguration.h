@@ -14,19 +14,19 @@ namespace sync::config {
 
 /// One synchronised file, generated file or base copy.
 ///
-/// A value that is cheap to move. Every setter stores what it is given; only setSyncStatus() does
-/// more than that. A new record has ids of -1, empty texts and null times. A time in a record from
-/// the database is the clock reading that was stored, labelled as UTC and not converted: only UTC
-/// times come back as they were. One record is used by one thread at a time.
+/// A value that is cheap to move. Every setter stores its value unchanged; only setSyncStatus()
+/// does more. A new record has ids of -1, empty texts and null times. A time in a record from the
+/// database is the stored clock reading, labelled as UTC and not converted, so only a UTC time is
+/// the same when it is read again. Only one thread at a time may use a record.
 class VELMIO_CONFIGURATION_EXPORT FileConfiguration
 {
 public:
-    /// A record with the defaults that the getters name.
+    /// A record with the default of each field.
     FileConfiguration();
     virtual ~FileConfiguration();
 
-    /// Takes along every field and the change flag. A record that was moved from is to be assigned
-    /// or destroyed only. @{
+    /// Copies and moves every field and the change flag. Only assign to or destroy a record after
+    /// it was moved from. @{
     FileConfiguration(const FileConfiguration& other) = default;
     FileConfiguration(FileConfiguration&& other) noexcept = default;
     FileConfiguration& operator=(const FileConfiguration& other) = default;
@@ -43,7 +43,7 @@ public:
     void setFolderConfigurationId(int value) { folderConfigurationId = value; }
     ///@}
 
-    /// The product that brought the file; -1 for none. @{
+    /// The product that added the file; -1 for none. @{
     int getProductConfigurationId() const { return productConfigurationId; }
     void setProductConfigurationId(int value) { productConfigurationId = value; }
     ///@}
@@ -63,22 +63,22 @@ public:
     void setServerPath(QString value) { serverPath = std::move(value); }
     ///@}
 
-    /// Checksum of the content, as the hash service gives it. @{
+    /// Checksum of the content, from the hash service. @{
     QString getCheckSum() const { return checkSum; }
     void setCheckSum(QString value) { checkSum = std::move(value); }
     ///@}
 
-    /// MD5 checksum of the content, for the client; nothing here computes or compares it. @{
+    /// MD5 checksum of the content, for the client; the library does not compute or compare it. @{
     QString getCheckSumMD5() const { return checkSumMD5; }
     void setCheckSumMD5(QString value) { checkSumMD5 = std::move(value); }
     ///@}
 
-    /// When the local file was created. @{
+    /// Creation time of the local file. @{
     QDateTime getCreatedDateTime() const { return createdDateTime; }
     void setCreatedDateTime(QDateTime value) { createdDateTime = std::move(value); }
     ///@}
 
-    /// When the local file was last modified. @{
+    /// Last modification of the local file. @{
     QDateTime getLastModifiedDateTime() const { return lastModifiedDateTime; }
     void setLastModifiedDateTime(QDateTime value) { lastModifiedDateTime = std::move(value); }
     ///@}
@@ -88,13 +88,12 @@ public:
     void setSize(qint64 value) { size = value; }
     ///@}
 
-    /// The operation that the client last carried out on the file, a value of the client; 0 in a
-    /// new record. @{
+    /// The client's last operation on the file, a value of the client; 0 in a new record. @{
     int getLastOperationType() const { return lastOperationType; }
     void setLastOperationType(int value) { lastOperationType = value; }
     ///@}
 
-    /// Settings that have no column of their own, by key. A key has to be an XML name; see
+    /// Settings without a column of their own, by key. A key must be an XML name; see
     /// DatabaseConfigurationManager::ToNameValuePropertyString(). @{
     QMap<QString, QString> getNameValueProperties() const { return nameValueProperties; }
     void setNameValueProperties(QMap<QString, QString> value)
@@ -103,17 +102,17 @@ public:
     }
     ///@}
 
-    /// When the client last carried out an operation on the file. @{
+    /// The time of the client's last operation on the file. @{
     QDateTime getLastOperationTime() const { return lastOperationTime; }
     void setLastOperationTime(QDateTime value) { lastOperationTime = std::move(value); }
     ///@}
 
-    /// The root of the folder tree that the file lies in. @{
+    /// The root folder of the tree that contains the file. @{
     int getRootFolderId() const { return rootFolderId; }
     void setRootFolderId(int value) { rootFolderId = value; }
     ///@}
 
-    /// How the file is synchronised, a value of the client; 0 in a new record. @{
+    /// How the client synchronises the file, a value of the client; 0 in a new record. @{
     int getSyncOption() const { return syncOption; }
     void setSyncOption(int value) { syncOption = value; }
     ///@}
@@ -134,7 +133,7 @@ public:
     void setPrivileges(int value) { privileges = value; }
     ///@}
 
-    /// The table in which the record is kept; OrdinaryFile in a new record. @{
+    /// The type, which chooses the table of the record; OrdinaryFile in a new record. @{
     FileConfigurationType getFileType() const { return fileType; }
     void setFileType(FileConfigurationType value) { fileType = value; }
     ///@}
@@ -144,7 +143,7 @@ public:
     void setServerFileId(QString value) { serverFileId = std::move(value); }
     ///@}
 
-    /// The server's id of the version last seen. @{
+    /// The server's id of the last known version. @{
     QString getServerFileVersionId() const { return serverFileVersionId; }
     void setServerFileVersionId(QString value) { serverFileVersionId = std::move(value); }
     ///@}
@@ -154,8 +153,8 @@ public:
     void setFileLinks(QList<FileLink> value) { fileLinks = std::move(value); }
     ///@}
 
-    /// The state of the file that the links were taken from, stored in whole seconds. Null, but
-    /// UTC, in a new record. @{
+    /// The date of the file content that the links come from, stored in whole seconds. A null UTC
+    /// time in a new record. @{
     QDateTime getFileLinksDate() const { return fileLinksDate; }
     void setFileLinksDate(QDateTime value) { fileLinksDate = std::move(value); }
     ///@}
@@ -163,28 +162,27 @@ public:
     /// State against the server; FileNotSynced in a new record.
     FileSynchronizationStatus getSyncStatus() const { return syncStatus; }
 
-    /// Sets the status and marks it as changed, also when the value is the one it had.
+    /// Sets the status and marks it as changed, even if the value is the same.
     void setSyncStatus(FileSynchronizationStatus value)
     {
         syncStatus = value;
         syncStatusChanged = true;
     }
 
-    /// True when the status was set since the record was made or read: writing the record then
-    /// refreshes the native file viewer. A write does not reset it.
+    /// True if the status was set since the record was created or read. Writing the record then
+    /// refreshes the native file viewer, and does not reset the mark.
     bool getSyncStatusChanged() const { return syncStatusChanged; }
 
     /// Marks the status as not changed.
     void resetSyncStatusChanged() { syncStatusChanged = false; }
 
-    /// A number that the client keeps with the record: copied along, never stored or interpreted; 0
-    /// in a new record. @{
+    /// A number of the client. It is copied, but never stored or interpreted; 0 in a new record. @{
     int getClientTag() const { return clientTag; }
     void setClientTag(int value) { clientTag = value; }
     ///@}
 
 private:
-    // The wide members first, so that no space is lost between them: lists hold many records.
+    // The wide members first, so that there is no padding between them: lists hold many records.
     QString name;
     QString clientPath;
     QString serverPath;

@@ -15,22 +15,22 @@ public:
     FileLink() = default;
     virtual ~FileLink();
 
-    /// Takes along every member. @{
+    /// Copies and moves every member. @{
     FileLink(const FileLink& other) = default;
     FileLink(FileLink&& other) noexcept = default;
     FileLink& operator=(const FileLink& other) = default;
     FileLink& operator=(FileLink&& other) noexcept = default;
     ///@}
 
-    /// True when the link leads nowhere: neither file, server file nor path. Such a link is never
-    /// stored, whatever its RefId.
+    /// True if the link has no target: no file, server file or path. Such a link is never stored,
+    /// whatever its RefId.
     bool isEmpty() const { return FileId == -1 && ServerFileId.isEmpty() && Path.isEmpty(); }
 
-    /// The linked file's id among the ordinary files; -1 when it is not known.
+    /// The linked file's id among the ordinary files; -1 if it is unknown.
     int FileId = -1;
-    /// Path of the linked file, absolute or relative to the folder of the file that links to it.
+    /// Path of the linked file, absolute or relative to the folder of the linking file.
     QString Path;
-    /// The reference's own identifier, never interpreted here.
+    /// The reference's own identifier, which the library never interprets.
     QString RefId;
     /// The server's id of the linked file.
     QString ServerFileId;

@@ -77,12 +77,12 @@ void FolderConfiguration::setLastServerSyncRequestTime(QDateTime value)
 void FolderConfiguration::setPrivileges(const QString& text)
 {
     if (text.trimmed().isEmpty()) {
-        // Sharing is left out on purpose: it takes the word.
+        // Intentional: sharing needs its word.
         members.privileges = ViewPrivilege | DownloadPrivilege | UpdatePrivilege | DeletePrivilege;
         return;
     }
     members.privileges = NoPrivileges;
-    // Blanks alone part words: a tab stays inside one, which then matches nothing.
+    // Only blanks separate words: a word with a tab inside matches nothing.
     const QStringList words = text.split(u' ', Qt::SkipEmptyParts);
     for (const QString& word : words)
         members.privileges = members.privileges | privilegeOfWord(word);

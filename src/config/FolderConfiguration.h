@@ -13,14 +13,14 @@ namespace sync::config {
 
 /// One synchronised folder: where it lies, how it is synchronised, and its place in the tree.
 ///
-/// A value: copies are new objects without parent that hold the same fields, the change flag
-/// included. A new record has ids of -1, empty texts and null times. One record is used by one
-/// thread at a time.
+/// A value: a copy is a new object with the same fields and without a parent, the change flag
+/// included. A new record has ids of -1, empty texts and null times. Only one thread at a
+/// time may use a record.
 class VELMIO_CONFIGURATION_EXPORT FolderConfiguration : public QObject
 {
     Q_OBJECT
     // clang-format off
-    /// For the meta-object: each stands for the accessors of its name. @{
+    /// For the meta-object: each property uses the accessors of its name. @{
     Q_PROPERTY(int                                       Id                     READ getId)
     Q_PROPERTY(int                                       AuthenticationId       READ getAuthenticationId       WRITE setAuthenticationId)
     Q_PROPERTY(int                                       ProductConfigurationId READ getProductConfigurationId WRITE setProductConfigurationId)
@@ -46,12 +46,12 @@ class VELMIO_CONFIGURATION_EXPORT FolderConfiguration : public QObject
     // clang-format on
 
 public:
-    /// A record with the defaults that the getters name.
+    /// A record with the default of each field.
     FolderConfiguration();
     ~FolderConfiguration() override;
 
-    /// Takes along every field and the change flag, but no parent. A record that was moved from is
-    /// to be assigned or destroyed only. @{
+    /// Copies and moves every field and the change flag, but not the parent. Only assign to or
+    /// destroy a record after it was moved from. @{
     FolderConfiguration(const FolderConfiguration& other);
     FolderConfiguration(FolderConfiguration&& other) noexcept;
     FolderConfiguration& operator=(const FolderConfiguration& other);
@@ -61,12 +61,12 @@ public:
     /// -1 for a record that is not in the database.
     int getId() const { return members.id; }
 
-    /// The sign-in that the folder is synchronised with; -1 for none. @{
+    /// The sign-in for the synchronisation of the folder; -1 for none. @{
     int getAuthenticationId() const { return members.authenticationId; }
     void setAuthenticationId(int value) { members.authenticationId = value; }
     ///@}
 
-    /// The product that brought the folder; -1 for none. @{
+    /// The product that added the folder; -1 for none. @{
     int getProductConfigurationId() const { return members.productConfigurationId; }
     void setProductConfigurationId(int value) { members.productConfigurationId = value; }
     ///@}
@@ -94,11 +94,11 @@ public:
     /// State against the server; FolderSyncing in a new record.
     FolderSynchronizationStatus getSyncStatus() const { return members.syncStatus; }
 
-    /// Sets the status and marks it as changed, also when the value is the one it had.
+    /// Sets the status and marks it as changed, even if the value is the same.
     void setSyncStatus(FolderSynchronizationStatus value);
 
-    /// True when the status was set since the record was made or read: writing the record then
-    /// refreshes the native file viewer. A write does not reset it.
+    /// True if the status was set since the record was created or read. Writing the record then
+    /// refreshes the native file viewer, and does not reset the mark.
     bool getSyncStatusChanged() const { return members.syncStatusChanged; }
 
     /// Marks the status as not changed.
@@ -109,20 +109,20 @@ public:
     void setServerPath(QString value) { members.serverPath = std::move(value); }
     ///@}
 
-    /// When the client last carried out an operation on the folder. UTC in a record from the
-    /// database, null when there was none.
+    /// The time of the client's last operation on the folder; null for none. UTC in a record from
+    /// the database.
     QDateTime getLastOperationTime() const { return members.lastOperationTime; }
 
-    /// Keeps the time as it is given, with its time zone. Only a UTC time comes back from the
-    /// database as it was: the clock reading is stored, and read as UTC.
+    /// Stores the time unchanged, with its time zone. The database stores the clock reading and
+    /// reads it as UTC, so only a UTC time is the same when it is read again.
     void setLastOperationTime(QDateTime value) { members.lastOperationTime = std::move(value); }
 
-    /// The folder above; 0 for a root folder, -1 for none yet. @{
+    /// The parent folder; 0 for a root folder, -1 for none yet. @{
     int getParentId() const { return members.parentId; }
     void setParentId(int value) { members.parentId = value; }
     ///@}
 
-    /// When the last synchronisation ended, in UTC; null when there was none.
+    /// The end of the last synchronisation, in UTC; null for none.
     QDateTime getLastSyncTime() const { return members.lastSyncTime; }
 
     /// Labels the clock reading as UTC without converting it: local 10:00 becomes 10:00 UTC.
@@ -133,7 +133,7 @@ public:
     void setFolderOption(SynchronizationFolderOption value) { members.folderOption = value; }
     ///@}
 
-    /// The operation that the client last carried out on the folder. @{
+    /// The client's last operation on the folder. @{
     FolderOperationType getLastOperationType() const { return members.lastOperationType; }
     void setLastOperationType(FolderOperationType value) { members.lastOperationType = value; }
     ///@}
@@ -143,7 +143,7 @@ public:
     void setSyncDriveType(DriveType value) { members.syncDriveType = value; }
     ///@}
 
-    /// The root folder of the tree, for a root folder itself; -1 for none yet. @{
+    /// The root folder of the tree; its own id for a root folder, -1 for none yet. @{
     int getRootId() const { return members.rootId; }
     void setRootId(int value) { members.rootId = value; }
     ///@}
@@ -163,9 +163,9 @@ public:
     void setPrivileges(FolderPrivileges value) { members.privileges = value; }
     ///@}
 
-    /// Takes the rights from words between blanks, in any case of letters: "view", "download",
-    /// "update", "delete", "share". Other words count for nothing; without any word the rights are
-    /// all but sharing.
+    /// Sets the rights from words that are separated by blanks: "view", "download", "update",
+    /// "delete", "share". Ignores case and other words. Without any word it sets all rights except
+    /// sharing.
     void setPrivileges(const QString& text);
 
     /// Root of the tree on the server. @{
@@ -178,8 +178,8 @@ public:
     void setServerFolderId(const QString& value) { members.serverFolderId = value; }
     ///@}
 
-    /// Settings that have no column of their own, by key, the feature name among them. A key has to
-    /// be an XML name; see DatabaseConfigurationManager::ToNameValuePropertyString(). @{
+    /// Settings without a column of their own, by key, including the feature name. A key must be an
+    /// XML name; see DatabaseConfigurationManager::ToNameValuePropertyString(). @{
     QMap<QString, QString> getNameValueProperties() const { return members.nameValueProperties; }
     void setNameValueProperties(QMap<QString, QString> value)
     {
@@ -187,26 +187,26 @@ public:
     }
     ///@}
 
-    /// The feature name; empty without one. Kept among the name-value properties, as "FeatureName".
+    /// The feature name; empty without one. Stored in the name-value properties as "FeatureName".
     /// @{
     QString getFeatureName() const;
     void setFeatureName(const QString& value);
     ///@}
 
-    /// Time of the last server synchronisation request, in UTC; null for none. Lives in memory
-    /// only, and in copies; the database does not hold it.
+    /// Time of the last server synchronisation request, in UTC; null for none. Copied, but not
+    /// stored in the database.
     QDateTime getLastServerSyncRequestTime() const { return members.lastServerSyncRequestTime; }
 
     /// Labels the clock reading as UTC without converting it.
     void setLastServerSyncRequestTime(QDateTime value);
 
-    /// True when the parent id is 0. A new record, whose parent id is -1, is no root.
+    /// True if the parent id is 0. A new record has parent id -1 and is not a root.
     bool isRoot() const { return members.parentId == 0; }
 
 private:
     friend class FolderConfigManager;
 
-    /// All that a copy takes along.
+    /// All that a copy copies.
     struct Members
     {
         int id = -1;

@@ -17,7 +17,7 @@ namespace {
 
 constexpr SqlText SelectPasswords(u"SELECT id, encryptedPassword FROM AuthenticationConfiguration"
                                   u" WHERE encryptedPassword IS NOT NULL");
-// Compares the password as well, so that one that was just stored anew is not set back.
+// Compares the previous password too, so that it does not overwrite one that was just changed.
 constexpr SqlText UpdatePassword(
     u"UPDATE AuthenticationConfiguration SET encryptedPassword = :encryptedPassword"
     u" WHERE id = :id AND encryptedPassword = :previousPassword");
@@ -61,8 +61,8 @@ bool PasswordKeys::use(std::shared_ptr<KeyStore> store, OtherBackend otherBacken
         if (elsewhere && otherBackend == OtherBackend::Refuse) {
             throw KeyError(
                 KeyError::Cause::OtherBackend,
-                u"The stored passwords use keys of %1, and not of %2. Set that up again, or move "
-                "the passwords."_s.arg(backendName(opened.backend), backendName(store->backend())));
+                u"The stored passwords use keys of %1, not of %2. Use %1 again, or move the "
+                "passwords."_s.arg(backendName(opened.backend), backendName(store->backend())));
         }
     }
     setKeyStore(std::move(store), otherBackend);
@@ -82,7 +82,7 @@ PasswordKeys::Outcome PasswordKeys::changeKey()
             const Unsealed opened = unseal(password.value, ring);
             return opened.outcome == Unsealed::Outcome::Read && opened.keyId != ring.current().id();
         });
-    // The new key is durable before the first password is encrypted with it.
+    // The new key is durable before it encrypts the first password.
     if (!cutShort)
         ring = store->change([](const KeyRing& present) { return present.withNewKey(); });
     return _Encrypt({ring}, ring.current(), store->backend());
@@ -93,7 +93,7 @@ PasswordKeys::Outcome PasswordKeys::moveTo(std::shared_ptr<KeyStore> store)
     const KeyRing present = keyStore()->read();
     const KeyRing target = store->readOrCreate();
     Outcome outcome = _Encrypt({target, present}, target.current(), store->backend());
-    // Whoever moves wants the other store, also where it leaves what nobody can read.
+    // Accept: a password that cannot be read stays under its old kind of store.
     if (outcome.succeeded)
         setKeyStore(std::move(store), OtherBackend::Accept);
     return outcome;
@@ -108,7 +108,7 @@ int PasswordKeys::dropUnusedKeys(std::chrono::hours rest)
     QSet<KeyId> used;
     for (const StoredPassword& password : passwords.list)
         used.insert(unseal(password.value, {}).keyId);
-    // The key of a value that does not tell it may be any of them.
+    // A value that does not name its key may use any of them.
     if (used.contains(KeyId()))
         return 0;
 

@@ -20,58 +20,58 @@ class IDatabaseFactory;
 
 namespace sync::config {
 
-/// Cares for the keys that the passwords in a configuration database are encrypted with.
+/// Manages the keys that encrypt the passwords in a configuration database.
 ///
-/// The values themselves tell the key and the kind of store that keeps it; nothing else is
-/// recorded. Every operation passes on sync::core::crypto::KeyError, and none loses a password when
-/// the process dies at any moment: what it began is finished by calling it again.
+/// Each stored value names its key and the kind of store that keeps the key. Every operation may
+/// throw sync::core::crypto::KeyError. No operation loses a password if the process ends at any
+/// moment: call the operation again to complete it.
 class VELMIO_CONFIGURATION_EXPORT PasswordKeys
 {
 public:
-    /// What became of the stored passwords.
+    /// The result of a change for the stored passwords.
     struct Outcome
     {
-        /// False when the database failed. No password was changed then.
+        /// False if the database failed. No password was changed then.
         bool succeeded = false;
-        /// How many passwords were encrypted anew.
+        /// The number of passwords that were encrypted again.
         int encrypted = 0;
-        /// The sign-ins whose password cannot be deciphered. They were left as they are.
+        /// The sign-ins whose password cannot be decrypted. They were not changed.
         QVector<int> unreadableIds = {};
     };
 
-    /// How long a key stays after it was replaced, so that no other process still stores a password
-    /// under it.
+    /// How long a replaced key stays in the store, because another process may still store a
+    /// password with it.
     static constexpr std::chrono::hours DefaultKeyRest{24};
 
-    /// Keeps the factory, which must not be null, and asks it nothing yet.
+    /// Keeps the factory, which must not be null, and does not call it yet.
     explicit PasswordKeys(std::shared_ptr<interf::factory::IDatabaseFactory> databaseFactory);
     ~PasswordKeys();
 
     PasswordKeys(const PasswordKeys&) = delete;
     PasswordKeys& operator=(const PasswordKeys&) = delete;
 
-    /// Makes `store` the key store of the process, for a host that uses another than the default.
+    /// Makes `store` the key store of the process, for a host that does not use the default.
     ///
-    /// Throws KeyError and changes nothing when a password of the database lies under a key that
-    /// another kind of store keeps, unless that is accepted. False when the database failed.
+    /// Throws KeyError and changes nothing if a password in the database uses a key of another kind
+    /// of store, unless `otherBackend` accepts that. False if the database failed.
     bool use(
         std::shared_ptr<core::crypto::KeyStore> store,
         core::crypto::OtherBackend otherBackend = core::crypto::OtherBackend::Refuse);
 
-    /// Makes a new key in the store of the process and encrypts all passwords with it. The earlier
-    /// key stays in the store until dropUnusedKeys().
+    /// Creates a new key in the store of the process and encrypts all passwords with it. The
+    /// previous key stays in the store until dropUnusedKeys().
     ///
-    /// Where an earlier change was cut short, it is finished with the key that was made then.
+    /// If an earlier change was interrupted, this completes it with the key of that change.
     Outcome changeKey();
 
     /// Encrypts all passwords with the key of another store and makes that the store of the
     /// process. The keys in the present store stay there.
     Outcome moveTo(std::shared_ptr<core::crypto::KeyStore> store);
 
-    /// Drops the keys that were replaced at least `rest` ago and that no password uses. How many
-    /// they were, or -1 when the database failed.
+    /// Removes the keys that were replaced at least `rest` ago and that no password uses. Returns
+    /// their number, or -1 if the database failed.
     ///
-    /// With no `rest` no other process may be storing a password meanwhile.
+    /// If `rest` is 0, no other process may store a password at the same time.
     int dropUnusedKeys(std::chrono::hours rest = DefaultKeyRest);
 
 private:

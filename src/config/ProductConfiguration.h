@@ -17,7 +17,7 @@ class VELMIO_CONFIGURATION_EXPORT ProductConfiguration : public QObject
 {
     Q_OBJECT
     // clang-format off
-    /// For the meta-object: each stands for the accessors of its name. @{
+    /// For the meta-object: each property uses the accessors of its name. @{
     Q_PROPERTY(int     Id             READ getId)
     Q_PROPERTY(QString Name           READ getName           WRITE setName)
     Q_PROPERTY(QString ConsumerKey    READ getConsumerKey    WRITE setConsumerKey)
@@ -27,7 +27,7 @@ class VELMIO_CONFIGURATION_EXPORT ProductConfiguration : public QObject
     // clang-format on
 
 public:
-    /// A record with the defaults that the getters name.
+    /// A record with the default of each field.
     ProductConfiguration();
     ~ProductConfiguration() override;
 
@@ -65,7 +65,7 @@ public:
 private:
     friend class ProductConfigManager;
 
-    /// All that a copy takes along.
+    /// All that a copy copies.
     struct Members
     {
         int id = -1;

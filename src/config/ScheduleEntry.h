@@ -11,14 +11,14 @@ namespace sync::config {
 
 /// When and how often to synchronise: one folder, or the whole client.
 ///
-/// A value: copies are new objects without parent that hold the same fields. One record is used by
-/// one thread at a time. Setters keep times as they are given; the database keeps their clock
-/// reading, and a record that is read from it has that reading as local time.
+/// A value: a copy is a new object with the same fields and without a parent. Only one thread at
+/// a time may use a record. Setters store times unchanged. The database stores their clock
+/// reading, and a record from the database has that reading as local time.
 class VELMIO_CONFIGURATION_EXPORT ScheduleEntry : public QObject
 {
     Q_OBJECT
     // clang-format off
-    /// For the meta-object: each stands for the accessors of its name. @{
+    /// For the meta-object: each property uses the accessors of its name. @{
     Q_PROPERTY(int                        Id               READ getId)
     Q_PROPERTY(QDateTime                  StartTime        READ getStartTime        WRITE setStartTime)
     Q_PROPERTY(QDateTime                  ExpireTime       READ getExpireTime       WRITE setExpireTime)
@@ -29,12 +29,12 @@ class VELMIO_CONFIGURATION_EXPORT ScheduleEntry : public QObject
     // clang-format on
 
 public:
-    /// A record with the defaults that the getters name.
+    /// A record with the default of each field.
     ScheduleEntry();
     ~ScheduleEntry() override;
 
-    /// Takes along every field, but no parent. A record that was moved from is to be assigned or
-    /// destroyed only. @{
+    /// Copies and moves every field, but not the parent. Only assign to or destroy a record after
+    /// it was moved from. @{
     ScheduleEntry(const ScheduleEntry& other);
     ScheduleEntry(ScheduleEntry&& other) noexcept;
     ScheduleEntry& operator=(const ScheduleEntry& other);
@@ -64,7 +64,7 @@ public:
     void setSyncScheduleType(SyncSchedule value) { members.syncScheduleType = value; }
     ///@}
 
-    /// Length of the interval, as the client counts it; 30 in a new record. @{
+    /// Length of the interval, in the unit of the client; 30 in a new record. @{
     int getSyncInterval() const { return members.syncInterval; }
     void setSyncInterval(int value) { members.syncInterval = value; }
     ///@}
@@ -72,7 +72,7 @@ public:
 private:
     friend class ScheduleEntryManager;
 
-    /// All that a copy takes along.
+    /// All that a copy copies.
     struct Members
     {
         int id = -1;

@@ -11,13 +11,13 @@ namespace sync::config {
 
 /// One server that the client synchronises with.
 ///
-/// A value: copies are new objects without parent that hold the same fields. A new record has id -1
-/// and empty texts. One record is used by one thread at a time.
+/// A value: a copy is a new object with the same fields and without a parent. A new record has id
+/// -1 and empty texts. Only one thread at a time may use a record.
 class VELMIO_CONFIGURATION_EXPORT ServerConfiguration : public QObject
 {
     Q_OBJECT
     // clang-format off
-    /// For the meta-object: each stands for the accessors of its name. @{
+    /// For the meta-object: each property uses the accessors of its name. @{
     Q_PROPERTY(int     Id                READ getId)
     Q_PROPERTY(QString Alias             READ getAlias             WRITE setAlias)
     Q_PROPERTY(QString DavUrl            READ getDavUrl            WRITE setDavUrl)
@@ -27,12 +27,12 @@ class VELMIO_CONFIGURATION_EXPORT ServerConfiguration : public QObject
     // clang-format on
 
 public:
-    /// A record with the defaults that the getters name.
+    /// A record with the default of each field.
     ServerConfiguration();
     ~ServerConfiguration() override;
 
-    /// Takes along every field, but no parent. A record that was moved from is to be assigned or
-    /// destroyed only. @{
+    /// Copies and moves every field, but not the parent. Only assign to or destroy a record after
+    /// it was moved from. @{
     ServerConfiguration(const ServerConfiguration& other);
     ServerConfiguration(ServerConfiguration&& other) noexcept;
     ServerConfiguration& operator=(const ServerConfiguration& other);
@@ -42,10 +42,11 @@ public:
     /// -1 for a record that is not in the database.
     int getId() const { return members.id; }
 
-    /// The name to show: the alias, or without one the first label of the web service's host.
+    /// The name to show: the alias, or the first label of the web service's host without an alias.
     ///
-    /// A host without a dot gives the whole authority, with user information and port. Setting the
-    /// alias stores it as it is; an empty one has the getter compute again. @{
+    /// For a host without a dot it is the whole authority, with user information and port. The
+    /// setter stores the alias unchanged; after an empty alias the getter computes the name again.
+    /// @{
     QString getAlias() const;
     void setAlias(QString value) { members.alias = std::move(value); }
     ///@}
@@ -60,12 +61,12 @@ public:
     void setWebServiceUrl(QString value) { members.webServiceUrl = std::move(value); }
     ///@}
 
-    /// Name of the encoder for binary differences to use with the server. @{
+    /// The encoder for binary differences that the server uses. @{
     QString getBinaryDiffEncoder() const { return members.binaryDiffEncoder; }
     void setBinaryDiffEncoder(QString value) { members.binaryDiffEncoder = std::move(value); }
     ///@}
 
-    /// Settings that have no column of their own, by key. A key has to be an XML name; see
+    /// Settings without a column of their own, by key. A key must be an XML name; see
     /// DatabaseConfigurationManager::ToNameValuePropertyString(). @{
     QMap<QString, QString> getNameValueProperties() const { return members.nameValueProperties; }
     void setNameValueProperties(QMap<QString, QString> value)
@@ -77,7 +78,7 @@ public:
 private:
     friend class ServerConfigManager;
 
-    /// All that a copy takes along.
+    /// All that a copy copies.
     struct Members
     {
         int id = -1;

@@ -8,14 +8,14 @@ namespace sync::config {
 
 /// A hash service for FileConfigManager: SHA-256 in lower-case hexadecimal digits.
 ///
-/// Needs the same memory for files of any size. Any thread may use it.
+/// Uses the same amount of memory for files of any size. Any thread may use it.
 class VELMIO_CONFIGURATION_EXPORT Sha256FileHash : public interf::ICryptographicHash
 {
 public:
     ~Sha256FileHash() override;
 
-    /// Empty when the file cannot be read to its end, and for all that is no regular file: nothing
-    /// is waited for that another process would have to send.
+    /// Empty if the file cannot be read completely, or is not a regular file: the hash does not
+    /// wait for data from another process.
     QString GetFileHash(QString absoluteFilePath) override;
 };
 

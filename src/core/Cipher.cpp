@@ -13,8 +13,8 @@ namespace {
 
 // Layout of a stored value: the header, which is one byte for the version, one for the kind of key
 // store, the id of the key and a checksum of these; the nonce; the ciphertext with its tag. The
-// header is the same in all versions, so that damage is told from a version, kind or key that is
-// not known. It is authenticated together with the secret.
+// header is the same in all versions, so that damage differs from an unknown version, kind or key.
+// It is authenticated together with the secret.
 constexpr unsigned char Version = 1;
 constexpr qsizetype KeyIdOffset = 2;
 constexpr qsizetype KeyIdSize = 16;
@@ -27,7 +27,7 @@ constexpr qsizetype CiphertextOffset = HeaderSize + NonceSize;
 
 static_assert(Key::Size == crypto_aead_xchacha20poly1305_ietf_KEYBYTES);
 
-// Layout of what is encrypted: one byte that tells a null string from one with text, the UTF-16
+// Layout of the encrypted part: one byte that distinguishes a null string from a text, the UTF-16
 // code units in little endian, and padding that hides the length of short secrets.
 constexpr unsigned char NullText = 0;
 constexpr unsigned char SomeText = 1;

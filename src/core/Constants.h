@@ -9,16 +9,16 @@
 namespace sync::core::consts {
 
 /// Name of the client's scratch folder inside a synchronised tree. A path that contains it, in any
-/// case of letters, never counts as inside a synchronised folder.
+/// case, is never inside a synchronised folder.
 extern VELMIO_CORE_EXPORT const QString TEMP_FOLDER_NAME;
 
-/// Name of the folder that holds base (backup) copies.
+/// Name of the folder of base (backup) copies.
 extern VELMIO_CORE_EXPORT const QString BASE_FOLDER_NAME;
 
 /// File name extension of a base copy, without the dot.
 extern VELMIO_CORE_EXPORT const QString BASE_FILE_EXTN;
 
-/// File name extension of a file that is being transferred, without the dot.
+/// File name extension of a file during its transfer, without the dot.
 extern VELMIO_CORE_EXPORT const QString TEMP_FILE_EXTN;
 
 /// File name extension of a binary difference, without the dot.

@@ -16,7 +16,7 @@ namespace {
 
 Q_LOGGING_CATEGORY(logCategory, "velmio.crypto", QtWarningMsg)
 
-/// The process's choice of a key store, and what was learned of others.
+/// The key store of the process, and the kind of store of a password that needs another.
 struct Choice
 {
     std::mutex mutex;
@@ -46,8 +46,8 @@ void refuseSwitch(KeyBackend backend)
         return;
     throw KeyError(
         KeyError::Cause::OtherBackend,
-        u"The password is not stored: the keys come from %1, but passwords are stored under keys "
-        "of %2. Set that up again, or move the passwords."_s.arg(
+        u"The password is not stored: the keys come from %1, but stored passwords use keys of %2. "
+        "Use %2 again, or move the passwords."_s.arg(
             backendName(backend), backendName(*present.otherSeen)));
 }
 
@@ -70,7 +70,7 @@ void warnOfOtherKey(const Unsealed& opened, const KeyRing& ring, KeyBackend back
             backendName(backend), hex(opened.keyId), backendName(opened.backend)));
         return;
     }
-    warn(u"it was stored under another key, %1 of %2; the present key is %3 of %4."_s.arg(
+    warn(u"it was stored under another key, %1 of %2; the current key is %3 of %4."_s.arg(
         hex(opened.keyId), backendName(opened.backend), hex(ring.current().id()),
         backendName(backend)));
 }
@@ -78,7 +78,7 @@ void warnOfOtherKey(const Unsealed& opened, const KeyRing& ring, KeyBackend back
 QString decryptBytes(const QByteArray& stored, KeyStore& store)
 {
     using Outcome = Unsealed::Outcome;
-    // What is damaged or of an unknown version needs no key to be told.
+    // Needs no key to recognise damage or an unknown version.
     Unsealed opened = unseal(stored, {});
     KeyRing ring;
     if (opened.outcome == Outcome::OtherKey) {

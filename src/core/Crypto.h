@@ -9,35 +9,36 @@
 
 #include <memory>
 
-/// Encryption of stored passwords, and where its keys live.
+/// Encryption of stored passwords, and the stores of its keys.
 namespace sync::core::crypto {
 
-/// What Encrypt() does after Decrypt() has met a password whose key another kind of store keeps.
+/// What Encrypt() does after Decrypt() found a password with a key of another kind of store.
 enum class OtherBackend {
-    Refuse, ///< It throws, so that passwords never come to lie under two kinds of store unnoticed.
-    Accept, ///< It encrypts with the present store.
+    Refuse, ///< It throws, so that passwords do not use two kinds of store unnoticed.
+    Accept, ///< It encrypts with the current store.
 };
 
 /// Encrypts a secret with the current key of the key store; the result is a column's value.
 ///
-/// XChaCha20-Poly1305 with a fresh nonce, so that each call gives another value. Any string comes
-/// back from Decrypt() as it was, a null one as null. Makes the key on first use. Throws KeyError
-/// when there is no key to be had: a secret is never given back in clear. Any thread may call it.
+/// Uses XChaCha20-Poly1305 with a new nonce, so each call returns a different value. Decrypt()
+/// returns every string unchanged, and a null string as null. The first use creates the key. Throws
+/// KeyError if no key is available, and never returns a secret in clear. Any thread may call it.
 VELMIO_CORE_EXPORT QVariant Encrypt(QString secret);
 
-/// Decrypts a column's value that Encrypt() made; any thread may call it.
+/// Decrypts a column's value from Encrypt(). Any thread may call it.
 ///
-/// NULL gives a null string. So does a value that cannot be deciphered, and then one warning in the
-/// logging category "velmio.crypto" tells why: no key, another key, damage, or an unknown version.
+/// Returns a null string for NULL, and for a value that cannot be decrypted. In that case it logs
+/// one warning in the category "velmio.crypto" with the reason: no key, another key, damage, or an
+/// unknown version.
 VELMIO_CORE_EXPORT QString Decrypt(QVariant stored);
 
-/// Chooses where the keys live, for the whole process. Hosts call it before the first use.
+/// Chooses the key store of the whole process. Hosts call it before the first use.
 ///
-/// Without it, and for a null `store`, the keys are in a FileKeyStore at its default path.
+/// The default, also for a null `store`, is a FileKeyStore at its default path.
 VELMIO_CORE_EXPORT void setKeyStore(
     std::shared_ptr<KeyStore> store, OtherBackend otherBackend = OtherBackend::Refuse);
 
-/// The key store in use; never null.
+/// The key store of the process; never null.
 VELMIO_CORE_EXPORT std::shared_ptr<KeyStore> keyStore();
 
 } // namespace sync::core::crypto

@@ -41,7 +41,7 @@ KeyError unreadable(const QString& path, int error)
     const bool denied = error == EACCES || error == EPERM;
     return {
         denied ? KeyError::Cause::NoPermission : KeyError::Cause::Other,
-        u"The password key file \"%1\" cannot be read: %2. Give yourself access to it and to the "
+        u"The password key file \"%1\" cannot be read: %2. Get permission to read it and the "
         "folders above it."_s.arg(path, systemErrorText(error))};
 }
 

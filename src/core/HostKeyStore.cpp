@@ -12,8 +12,8 @@ std::shared_ptr<const Key> keyFrom(const QByteArray& bytes)
 {
     if (std::size_t(bytes.size()) != Key::Size) {
         throw KeyError(
-            KeyError::Cause::Damaged, u"The host program handed over a password key of %1 bytes. "
-                                      "Hand over %2 random bytes."_s.arg(bytes.size())
+            KeyError::Cause::Damaged, u"The host program passed a password key of %1 bytes. "
+                                      "Pass %2 random bytes."_s.arg(bytes.size())
                                           .arg(Key::Size));
     }
     const auto* first = reinterpret_cast<const unsigned char*>(bytes.constData());
@@ -34,8 +34,9 @@ KeyRing HostKeyStore::change(const Change& change)
 {
     if (change(ring).ids() != ring.ids()) {
         throw KeyError(
-            KeyError::Cause::HandedOver, u"The host program hands the password keys over, so it "
-                                         "has to change them itself."_s);
+            KeyError::Cause::HandedOver,
+            u"The host program stores the password keys, so only the host "
+            "program can change them."_s);
     }
     return ring;
 }

@@ -5,8 +5,8 @@
 
 namespace sync::core::crypto {
 
-/// Keys that the host hands over and keeps itself. They do not change; to change the key, the host
-/// makes a new store with the new key as the current one and the old one among the earlier ones.
+/// Keys that the host passes in and stores itself. They do not change. To change the key, the host
+/// creates a new store with the new key as the current one and the old key as an earlier one.
 class VELMIO_CORE_EXPORT HostKeyStore : public KeyStore
 {
 public:
@@ -16,7 +16,7 @@ public:
     KeyBackend backend() const override { return KeyBackend::Host; }
     KeyRing read() override { return ring; }
 
-    /// Throws KeyError unless `change` leaves the ring as it is.
+    /// Throws KeyError unless `change` returns the same keys.
     KeyRing change(const Change& change) override;
 
 private:

@@ -15,9 +15,9 @@ namespace sync::core::crypto {
 
 namespace {
 
-// Layout: magic, one byte for the version, one for the number of keys; for each key the moment of
-// its retirement (milliseconds since 1970, 64 bit little endian, 0 for none) and its bytes; then a
-// checksum of all that, which tells a damaged ring from a wrong key.
+// Layout: magic, one byte for the version, one for the number of keys; for each key the time when
+// it was replaced (milliseconds since 1970, 64 bit little endian, 0 for none) and its bytes; then a
+// checksum, which distinguishes a damaged ring from a wrong key.
 constexpr std::string_view Magic = "velmio-keys";
 constexpr unsigned char RingVersion = 1;
 constexpr std::size_t MaximumKeys = 255;
@@ -113,8 +113,9 @@ KeyRing KeyRing::withNewKey() const
 {
     if (entries.size() == MaximumKeys) {
         throw KeyError(
-            KeyError::Cause::Other, u"There are 255 password keys, and no more fit. Drop the keys "
-                                    "that no password uses."_s);
+            KeyError::Cause::Other,
+            u"The key store already has 255 password keys, which is the limit. Remove the keys "
+            "that no password uses."_s);
     }
     return withCurrent(std::make_shared<const Key>(SecureBytes::random(Key::Size)));
 }

@@ -15,23 +15,23 @@
 
 namespace sync::core::crypto {
 
-/// Name of a key: 16 bytes that are computed from it, and say nothing about it.
+/// The id of a key: 16 bytes that are computed from it and do not reveal it.
 using KeyId = QByteArray;
 
-/// One key that passwords are encrypted with. It does not change.
+/// One key that encrypts passwords. It does not change.
 class VELMIO_CORE_EXPORT Key
 {
 public:
-    /// Bytes of a key.
+    /// The size of a key in bytes.
     static constexpr std::size_t Size = 32;
 
-    /// Takes `Size` bytes.
+    /// A key of `Size` bytes.
     explicit Key(SecureBytes bytes);
 
-    /// The key's name, which is no secret.
+    /// The id of the key, which is not secret.
     const KeyId& id() const noexcept { return keyId; }
 
-    /// The key itself: a secret, not to be copied to ordinary memory.
+    /// The key itself. It is secret: do not copy it to ordinary memory.
     const SecureBytes& bytes() const noexcept { return secret; }
 
 private:
@@ -49,45 +49,45 @@ public:
     struct Entry
     {
         std::shared_ptr<const Key> key; ///< Never null.
-        QDateTime retired; ///< When another key became the current one; null for the current key.
+        QDateTime retired;              ///< When another key replaced it; null for the current key.
     };
 
-    /// True when there is no key at all.
+    /// True if the ring has no key.
     bool isEmpty() const noexcept { return entries.empty(); }
 
     /// The key to encrypt with. The ring must not be empty.
     const Key& current() const { return *entries.front().key; }
 
-    /// The key of that name; null when the ring has no such key.
+    /// The key with this id; null if the ring does not have it.
     std::shared_ptr<const Key> find(const KeyId& id) const;
 
-    /// The names of all keys, the current one first, then the latest retired.
+    /// The ids of all keys: the current key first, then the latest replaced.
     QList<KeyId> ids() const;
 
-    /// The earlier keys that were retired at `moment` or before it.
+    /// The earlier keys that were replaced at `moment` or before it.
     QSet<KeyId> retiredUntil(const QDateTime& moment) const;
 
-    /// This ring with a key in front of the others, which makes it the current one.
+    /// This ring with `key` as the current key.
     KeyRing withCurrent(std::shared_ptr<const Key> key) const;
 
-    /// This ring with a fresh random key as the current one. Throws KeyError when there are 255
-    /// keys already, as a store takes no more.
+    /// This ring with a new random key as the current one. Throws KeyError if the ring already has
+    /// 255 keys, which is the limit of a store.
     KeyRing withNewKey() const;
 
     /// This ring without these keys. The current key stays.
     KeyRing without(const QSet<KeyId>& ids) const;
 
-    /// The form that a key file and a keychain hold.
+    /// The form in which a key file and a keychain store the ring.
     SecureBytes toBytes() const;
 
-    /// Nothing when the bytes are no ring: wrong size, format or checksum.
+    /// Nothing if the bytes are not a ring: wrong size, format or checksum.
     static std::optional<KeyRing> fromBytes(const SecureBytes& bytes);
 
-    /// The longest form that fromBytes() accepts.
+    /// The size of the longest form that fromBytes() accepts.
     static std::size_t maximumBytes();
 
 private:
-    std::vector<Entry> entries; // the current key first, then the latest retired
+    std::vector<Entry> entries; // the current key first, then the latest replaced
 };
 
 } // namespace sync::core::crypto

@@ -24,7 +24,7 @@ KeyRing KeyStore::readOrCreate()
     KeyRing ring = read();
     if (!ring.isEmpty())
         return ring;
-    // Another process may have been first by now.
+    // Another process may have created a key in the meantime.
     return change(
         [](const KeyRing& present) { return present.isEmpty() ? present.withNewKey() : present; });
 }

@@ -9,39 +9,39 @@
 
 namespace sync::core::crypto {
 
-/// The kind of place that keeps keys. Every stored password names it.
+/// The kind of place that stores keys. Every stored password names it.
 enum class KeyBackend : quint8 {
     File = 1,     ///< A file of the user, see FileKeyStore.
     Keychain = 2, ///< The operating system's keychain, see KeychainKeyStore.
     Host = 3,     ///< The host program itself, see HostKeyStore.
 };
 
-/// A name for a person, such as "the key file".
+/// The name for a person, such as "the key file".
 VELMIO_CORE_EXPORT QString backendName(KeyBackend backend);
 
-/// Where the keys live that passwords are encrypted with. Any thread may use it.
+/// A store of the keys that encrypt passwords. Any thread may use it.
 class VELMIO_CORE_EXPORT KeyStore
 {
 public:
-    /// What becomes of a ring. May throw, which leaves the store as it is.
+    /// Returns the changed ring. May throw, and then the store does not change.
     using Change = std::function<KeyRing(const KeyRing& ring)>;
 
     virtual ~KeyStore();
 
-    /// The kind of place that this store keeps keys in.
+    /// The kind of place that this store uses.
     virtual KeyBackend backend() const = 0;
 
-    /// The keys as they are now; an empty ring when there are none yet. Throws KeyError when that
-    /// cannot be told.
+    /// The current keys; an empty ring if there are none yet. Throws KeyError if they cannot be
+    /// read.
     virtual KeyRing read() = 0;
 
-    /// Replaces the ring by what `change` makes of it, in one durable step that no other thread or
-    /// process comes between, and returns the ring that is in force then.
+    /// Replaces the ring by the result of `change`, in one durable step that excludes other threads
+    /// and processes, and returns the new ring.
     ///
-    /// Throws KeyError and leaves the store as it is when that fails.
+    /// Throws KeyError and does not change the store if that fails.
     virtual KeyRing change(const Change& change) = 0;
 
-    /// The keys, made on first use. Never an empty ring; throws KeyError.
+    /// The keys; the first use creates one. Never an empty ring; throws KeyError.
     KeyRing readOrCreate();
 };
 

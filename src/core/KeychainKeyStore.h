@@ -10,25 +10,25 @@
 
 namespace sync::core::crypto {
 
-/// The library's one entry in a keychain. A KeychainKeyStore asks it from one thread at a time.
+/// The library's one entry in a keychain. A KeychainKeyStore calls it from one thread at a time.
 class VELMIO_CORE_EXPORT Keychain
 {
 public:
-    /// How an operation ended.
+    /// The result of an operation.
     enum class Status {
         Done,   ///< The entry was read or written.
-        Empty,  ///< The keychain is there and open, but has no such entry.
-        Locked, ///< It stayed locked, or the user denied access.
-        Absent, ///< There is no keychain.
-        Failed, ///< Anything else; the answer's error tells.
+        Empty,  ///< The keychain is open, but does not have the entry.
+        Locked, ///< It is locked, or the user denied access.
+        Absent, ///< No keychain is available.
+        Failed, ///< Any other error; see the answer's error.
     };
 
-    /// What the keychain answers.
+    /// The answer of the keychain.
     struct Answer
     {
-        Status status = Status::Failed; ///< How the operation ended.
-        QByteArray entry = {};          ///< What was read.
-        QString error = {};             ///< The keychain's own words, for a person.
+        Status status = Status::Failed; ///< The result of the operation.
+        QByteArray entry = {};          ///< The content that was read.
+        QString error = {};             ///< The keychain's own text for a person.
     };
 
     virtual ~Keychain();
@@ -36,40 +36,40 @@ public:
     /// Reads the entry; may run an event loop and show the user a prompt.
     virtual Answer read() = 0;
 
-    /// Writes the entry, in place of an earlier one; may run an event loop and show a prompt.
+    /// Writes the entry and replaces an earlier one; may run an event loop and show a prompt.
     virtual Answer write(const QByteArray& entry) = 0;
 
-    /// The operating system's keychain. Absent for good in a build without VELMIO_WITH_KEYCHAIN.
+    /// The operating system's keychain. Always absent in a build without VELMIO_WITH_KEYCHAIN.
     static std::unique_ptr<Keychain> system();
 };
 
 /// Keys in the operating system's keychain.
 ///
-/// The keychain is asked once, and the keys are kept in memory then. Asking runs an event loop, and
-/// may show the user a prompt: hosts call read() at a moment that suits them before the first
-/// password is used. Another process's new key is seen after forget().
+/// Reads the keychain once and then keeps the keys in memory. Reading runs an event loop and may
+/// show the user a prompt, so hosts call read() at a suitable moment before they use the first
+/// password. A new key of another process is visible after forget().
 class VELMIO_CORE_EXPORT KeychainKeyStore : public KeyStore
 {
 public:
-    /// Takes the keychain, which must not be null, and asks it nothing yet.
+    /// Takes the keychain, which must not be null, and does not call it yet.
     explicit KeychainKeyStore(std::unique_ptr<Keychain> keychain = Keychain::system());
     ~KeychainKeyStore() override;
 
     KeyBackend backend() const override { return KeyBackend::Keychain; }
 
-    /// An empty ring when the keychain is open but holds no keys yet. A keychain that is locked and
-    /// one that is not there throw KeyError, each with its own cause.
+    /// An empty ring if the keychain is open but has no keys yet. Throws KeyError for a locked
+    /// keychain and for an absent one, each with its own cause.
     KeyRing read() override;
     KeyRing change(const Change& change) override;
 
-    /// Has the next use ask the keychain again.
+    /// Makes the next use read the keychain again.
     void forget();
 
 private:
     KeyRing _ReadEntry();
 
     const std::unique_ptr<Keychain> keychain;
-    // Recursive, as what runs in the keychain's event loop may ask for the keys as well.
+    // Recursive, because code that runs in the keychain's event loop may also read the keys.
     QRecursiveMutex mutex;
     std::optional<KeyRing> known;
 };

@@ -6,15 +6,15 @@
 #include <QString>
 
 /// \file
-/// Pure functions on "/"-separated paths. Every comparison is case-sensitive on every platform, no
-/// function asks the disk, and any thread may call them.
+/// Pure functions on "/"-separated paths. All comparisons are case-sensitive on every platform. The
+/// functions do not access the disk, and any thread may call them.
 
-/// Helpers that know nothing of the database.
+/// Helpers that do not depend on the database.
 namespace sync::core {
 
 /// Resolves `path` against `base` and cleans the result; an absolute `path` is only cleaned.
 ///
-/// With `baseIsFile` the last component of `base` is dropped first: `b.txt` against `/x/y` gives
+/// `baseIsFile` removes the last component of `base` first: `b.txt` against `/x/y` gives
 /// `/x/b.txt`, and `/x/y/b.txt` without. Neither path needs to exist.
 inline QString RelativeToAbsolutePath(const QString& path, const QString& base, bool baseIsFile)
 {
@@ -26,8 +26,8 @@ inline QString RelativeToAbsolutePath(const QString& path, const QString& base, 
     return QDir::cleanPath(QDir::cleanPath(directory) + QLatin1Char('/') + path);
 }
 
-/// True when `child` lies below `parent`, at any depth. A path is no parent of itself, the root
-/// included; the root is the parent of every other absolute path.
+/// True if `child` is below `parent`, at any depth. A path is not its own parent, not even the
+/// root; the root is the parent of every other absolute path.
 inline bool IsParentPath(const QString& parent, const QString& child)
 {
     QString ancestor = QDir::cleanPath(parent);
@@ -42,9 +42,9 @@ inline bool IsParentPath(const QString& parent, const QString& child)
 }
 
 /// Replaces the leading `clientBase` of `path` by `serverBase`, or the other way round without
-/// `toServer`. A path that does not lie in the base it is mapped from is returned cleaned.
+/// `toServer`. Returns a path that is not inside the base to replace cleaned.
 ///
-/// Both bases are taken as they are and are expected without a trailing "/".
+/// Uses both bases unchanged; they must not have a trailing "/".
 inline QString GetMappedPath(QString path, QString clientBase, QString serverBase, bool toServer)
 {
     path = QDir::cleanPath(path);

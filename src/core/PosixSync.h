@@ -1,12 +1,12 @@
 #pragma once
 
 /// \file
-/// Lets the root namespace `sync` live beside the POSIX function `sync(2)`.
+/// Makes the root namespace `sync` compatible with the POSIX function `sync(2)`.
 ///
 /// `<unistd.h>` declares `void sync(void)` in the global scope, and C++ allows only one meaning of
 /// that name. This header includes `<unistd.h>` once with the function renamed `posix_sync`, so it
-/// has to come before any other include of `<unistd.h>` in a translation unit. The CMake targets
-/// and the pkg-config file of this library force-include it, so that nobody needs to think of it.
+/// must come before any other include of `<unistd.h>` in a translation unit. The CMake targets and
+/// the pkg-config file of this library force-include it.
 
 /// \namespace sync
 /// The root namespace of the library; it holds nothing but namespaces.

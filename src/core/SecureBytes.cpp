@@ -13,7 +13,7 @@ SecureBytes::SecureBytes(std::size_t size)
     , length(size)
 {
     base::initializeSodium();
-    // Locks the pages as well, and goes on where the system refuses that.
+    // Also locks the pages, and continues if the system refuses that.
     bytes = static_cast<unsigned char*>(sodium_malloc(size));
     if (!bytes)
         throw std::bad_alloc();

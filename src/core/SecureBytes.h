@@ -8,16 +8,16 @@
 
 namespace sync::core::crypto {
 
-/// Secret bytes on pages of their own: kept out of swap and core dumps where the system allows it,
-/// and wiped when they go.
+/// Secret bytes on pages of their own. The pages are excluded from swap and core dumps if the
+/// system allows it, and are wiped at the end.
 class VELMIO_CORE_EXPORT SecureBytes
 {
 public:
-    /// `size` bytes of any content; throws std::bad_alloc when there is no memory for them.
+    /// `size` bytes with undefined content; throws std::bad_alloc if there is no memory.
     explicit SecureBytes(std::size_t size);
     ~SecureBytes();
 
-    /// Takes the bytes over; `other` is to be assigned or destroyed only. @{
+    /// Takes the bytes over. Only assign to or destroy `other` afterwards. @{
     SecureBytes(SecureBytes&& other) noexcept;
     SecureBytes& operator=(SecureBytes&& other) noexcept;
     ///@}
@@ -25,18 +25,18 @@ public:
     SecureBytes(const SecureBytes&) = delete;
     SecureBytes& operator=(const SecureBytes&) = delete;
 
-    /// A copy of bytes that lie elsewhere; wiping those is the caller's business.
+    /// A copy of other bytes. The caller has to wipe those.
     static SecureBytes copyOf(std::span<const unsigned char> bytes);
 
     /// Bytes from the cryptographic random generator.
     static SecureBytes random(std::size_t size);
 
-    /// The first byte, for as long as this lives. @{
+    /// The first byte, valid as long as this object. @{
     unsigned char* data() noexcept { return bytes; }
     const unsigned char* data() const noexcept { return bytes; }
     ///@}
 
-    /// How many bytes they are.
+    /// The number of bytes.
     std::size_t size() const noexcept { return length; }
 
 private:

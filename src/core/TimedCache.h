@@ -20,12 +20,12 @@ template <typename T>
 class TimedCache
 {
 public:
-    /// Tells the time in milliseconds since 1970-01-01T00:00:00 UTC.
+    /// Returns the time in milliseconds since 1970-01-01T00:00:00 UTC.
     using ClockMs = std::function<qint64()>;
 
     /// Age and lifetime count in whole seconds: with 1000 to 1999 ms a value lasts until it is two
-    /// seconds old, with less than 1000 until it is one. Loads nothing yet. The clock is there for
-    /// tests to move.
+    /// seconds old, with less than 1000 ms until it is one second old. Loads nothing yet. The clock
+    /// is a parameter for tests.
     TimedCache(
         int lifetimeMs, std::function<T()> loader,
         ClockMs clock = QDateTime::currentMSecsSinceEpoch)
@@ -40,16 +40,16 @@ public:
     TimedCache(const TimedCache&) = delete;
     TimedCache& operator=(const TimedCache&) = delete;
 
-    /// A copy of the value, loaded afresh when it is older than the lifetime, when it lies further
-    /// ahead of the clock than that, or when there is none.
+    /// A copy of the value. Loads it again if there is none, if it is older than the lifetime, or
+    /// if its time is further in the future than the lifetime.
     ///
-    /// When the loader throws, the exception passes through and the previous value stays. Without
-    /// a loader that is std::bad_function_call.
+    /// If the loader throws, the previous value stays and the caller gets the exception. Without a
+    /// loader that is std::bad_function_call.
     T Result()
     {
         const qint64 now = clock();
-        // Decided without the lock and not repeated under it: two threads that find the value
-        // stale at the same moment both load it. That is wanted.
+        // Intentional: decided without the lock and not repeated under it, so two threads that find
+        // the value stale at the same moment both load it.
         if (isStale(now)) {
             const std::lock_guard lock(mutex);
             cachedValue = loader();
@@ -78,10 +78,10 @@ private:
     }
 
     T cachedValue{};
-    // Not QMutex: thread sanitizers of hosts know the standard mutex, and not Qt's futex.
+    // Not QMutex: thread sanitizers know the standard mutex, but not Qt's futex.
     std::mutex mutex;
     std::function<T()> loader;
-    // When the last successful load began. Atomic, as it is read without the lock.
+    // When the last successful load began. Atomic, because it is read without the lock.
     std::atomic<qint64> loadedAtMs = Never;
     const int lifetimeMs;
     const ClockMs clock;

@@ -3,8 +3,8 @@
 
 namespace sync::interf {
 
-/// How a list of files is ordered: by a column, in the database's order of its values. Files with
-/// equal values come in the database's order.
+/// The column that orders a list of files, by the database's order of its values. Files with equal
+/// values come in the database's order.
 enum FileConfigOrderByEnum : int {
     OrderById = 0,                        ///< By id, ascending.
     OrderByIdDesc = 1,                    ///< By id, descending.

@@ -7,13 +7,13 @@
 
 namespace sync::interf {
 
-/// Computes the checksum by which a file's content is recognised.
+/// Computes the checksum that identifies the content of a file.
 class VELMIO_INTERFACES_EXPORT ICryptographicHash
 {
 public:
     virtual ~ICryptographicHash();
 
-    /// The checksum of the file's content as text; empty when the file cannot be read.
+    /// The checksum of the file's content as text; empty if the file cannot be read.
     virtual QString GetFileHash(QString absoluteFilePath) = 0;
 };
 

@@ -5,19 +5,19 @@
 
 #include <memory>
 
-/// The interfaces that a host programs against, and those that it may implement itself.
+/// The interfaces that a host uses, and those that it can implement itself.
 namespace sync::interf {
 class IQSqlDatabaseWrapper;
 class IQSqlQueryWrapper;
 } // namespace sync::interf
 
-/// What makes connections and queries.
+/// The factory of connections and queries.
 namespace sync::interf::factory {
 
-/// What a host hands to each manager: the way to the configuration database.
+/// Gives each manager access to the configuration database.
 ///
-/// The managers ask for a query for every statement and release it when their operation returns.
-/// A manager is as thread-safe as its factory.
+/// The managers create a query for every statement and release it when their operation returns. A
+/// manager is as thread-safe as its factory.
 class VELMIO_INTERFACES_EXPORT IDatabaseFactory
 {
 public:
@@ -26,8 +26,7 @@ public:
     /// The transaction control of the connection that the calling thread uses; never null.
     virtual std::shared_ptr<IQSqlDatabaseWrapper> GetDatabase() = 0;
 
-    /// A new query, not yet prepared; never null. When there is no connection to be had, the query
-    /// tells so by a failing exec().
+    /// A new query, not yet prepared; never null. Without a connection, exec() of the query fails.
     virtual std::shared_ptr<IQSqlQueryWrapper> CreateQuery() = 0;
 };
 

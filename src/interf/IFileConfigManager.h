@@ -21,18 +21,18 @@ namespace sync::interf {
 
 /// Reads and writes the state of synchronised files, of their generated files and base copies.
 ///
-/// The three kinds have a table and ids of their own; where an operation does not say, it means the
-/// ordinary files. A lookup that finds nothing or fails returns a record with id -1; of several
-/// matches it returns the first in the database's order. A list ends where its query fails, so it
-/// may be empty; over the embedded engine, database::ErrorGuard tells a failed read from an empty
-/// one. A write returns false when the database fails, and true for an id that is not in the table,
-/// which changes nothing. Paths and server ids compare exactly as they are stored.
+/// Each of the three kinds has its own table and ids. Unless an operation says otherwise, it means
+/// the ordinary files. A lookup returns a record with id -1 if it finds nothing or fails; of
+/// several matches it returns the first in the database's order. A list ends where its query fails,
+/// so it may be empty; database::ErrorGuard distinguishes a failed read from an empty one. A write
+/// returns false if the database fails, and true for an id that is not in the table, which changes
+/// nothing. Paths and server ids compare exactly as they are stored.
 class VELMIO_INTERFACES_EXPORT IFileConfigManager : public QObject
 {
     Q_OBJECT
 
 public:
-    /// Owned by `parent` when there is one.
+    /// `parent` owns the manager, unless it is null.
     explicit IFileConfigManager(QObject* parent = nullptr);
     ~IFileConfigManager() override;
 
@@ -48,17 +48,17 @@ public:
     /// The generated file with this id.
     virtual config::FileConfiguration GetGeneratedFileConfigurationById(int id) = 0;
 
-    /// The file at this path on the client, of whatever folder.
+    /// The file at this path on the client, in any folder.
     virtual config::FileConfiguration GetFileConfigurationByClientPath(QString path) = 0;
 
-    /// All files at this path on the client, of whatever folder, in the database's order.
+    /// All files at this path on the client, in any folder, in the database's order.
     virtual QVector<config::FileConfiguration> GetAllFileConfigurationsByClientPath(
         QString path) = 0;
 
-    /// The files whose root folder has no row; every file when there is no root at all.
+    /// The files whose root folder has no row; every file if there is no root folder.
     ///
-    /// The roots are those of IFolderConfigManager::GetAllRootFolders(): after a failed read of
-    /// them every file is returned, too. The disk is not asked.
+    /// The root folders are those of IFolderConfigManager::GetAllRootFolders(): if reading them
+    /// failed, this returns every file. Does not access the disk.
     virtual QVector<config::FileConfiguration> GetFileConfigurationsOfNonExistingRootFolders() = 0;
 
     /// The generated file at this path on the client.
@@ -72,12 +72,11 @@ public:
     virtual config::FileConfiguration GetFileConfigurationByServerPathAndAuthenticationId(
         QString path, int authenticationId) = 0;
 
-    /// The files directly in a folder. An order that is none of the named ones sorts by id.
+    /// The files directly in a folder. An unnamed order sorts by id.
     virtual QVector<config::FileConfiguration> GetFileConfigurationsByFolderId(
         int folderId, FileConfigOrderByEnum order) = 0;
 
-    /// The files of a root folder's whole tree. An order that is none of the named ones sorts by
-    /// id.
+    /// The files of a root folder's whole tree. An unnamed order sorts by id.
     virtual QVector<config::FileConfiguration> GetFileConfigurationsByRootFolderId(
         int rootFolderId, FileConfigOrderByEnum order) = 0;
 
@@ -86,8 +85,7 @@ public:
     virtual QVector<config::FileConfiguration> GetFileConfigurationsByRootFolderId(
         int rootFolderId, config::FileConfigurationType type) = 0;
 
-    /// The generated files of a root folder's whole tree. An order that is none of the named ones
-    /// sorts by id.
+    /// The generated files of a root folder's whole tree. An unnamed order sorts by id.
     virtual QVector<config::FileConfiguration> GetGeneratedFileConfigurationsByRootFolderId(
         int rootFolderId, FileConfigOrderByEnum order) = 0;
 
@@ -105,31 +103,32 @@ public:
     /// All files of this type in the database's order; none for an unknown type.
     virtual QVector<config::FileConfiguration> GetAll(config::FileConfigurationType type) = 0;
 
-    /// Stores every field in the table of the record's type. Files that it links to and that are
-    /// not stored yet are added first, with status config::FileCreated.
+    /// Stores every field in the table of the record's type. First adds the linked files that are
+    /// not stored yet, with status config::FileCreated.
     ///
-    /// These stay when the record then cannot be stored. A link whose path leads to no file on the
-    /// disk below the record's root folder gets id -1.
+    /// The linked files stay even if the record itself cannot be stored. A link gets id -1 if its
+    /// path is not a file on the disk below the record's root folder.
     ///
-    /// Also false for an unknown type. Refreshes the native file viewer at the file's folder if its
+    /// Also false for an unknown type. Refreshes the native file viewer at the file's folder if the
     /// status was set since the record was read.
     virtual bool Update(config::FileConfiguration config) = 0;
 
-    /// Stores a new file in the table of its type and sets the record's id; files that it links to
-    /// are added first as by Update(), and the record's links receive their ids.
+    /// Stores a new file in the table of its type and sets the record's id. First adds the linked
+    /// files as Update() does, and sets their ids in the record's links.
     ///
-    /// When there is an ordinary file with the same client path in the same folder, the record
-    /// receives the id of that file and becomes an Update(), whatever its type; its links stay as
-    /// they are then. Also false without a client path and for an unknown type. A failed insertion
-    /// leaves the record's id as it is. Refreshes the viewer as Update() does.
+    /// If an ordinary file with the same client path exists in the same folder, this sets the
+    /// record's id to the id of that file and calls Update(), whatever the record's type; the
+    /// record's links stay unchanged. Also false without a client path and for an unknown type. A
+    /// failed insertion leaves the record's id unchanged. Refreshes the viewer as Update() does.
     virtual bool Add(config::FileConfiguration& config) = 0;
 
-    /// Removes an ordinary file with its base copy and generated files, these from the disk, too.
+    /// Removes an ordinary file with its base copy and its generated files. Removes these also from
+    /// the disk, but not the ordinary file itself.
     ///
-    /// Of several base copies the one with the lowest id goes, and its folder when that is empty
-    /// then; the ordinary file itself stays on the disk. What cannot be removed from the disk
-    /// stays: the result tells whether all these rows are gone. A row that cannot be removed does
-    /// not keep the others. Refreshes the viewer at the file's folder.
+    /// Of several base copies it removes the one with the lowest id, and the folder of that copy if
+    /// it is empty then. Returns true if all these rows were removed, whatever happened on the
+    /// disk. If a row cannot be removed, the others are removed all the same. Refreshes the viewer
+    /// at the file's folder.
     virtual bool RemoveFileConfigurationAndLinkedConfigurations(int id) = 0;
 
     /// Removes the row of one base copy, and nothing from the disk.
@@ -144,49 +143,49 @@ public:
     /// Removes the rows of all generated files of a root folder's tree, and nothing from the disk.
     virtual bool RemoveGeneratedFileConfigurationsByRootFolderId(int rootFolderId) = 0;
 
-    /// Removes the rows whose parent is a generated file with that status, which itself stays.
-    /// Always false.
+    /// Removes the rows whose parent is a generated file with this status. The generated file
+    /// itself stays. Always returns false.
     virtual bool RemoveGeneratedFileConfigurationsByRootFolderIdAndSyncStatus(
         int rootFolderId, config::FileSynchronizationStatus status) = 0;
 
-    /// True when both the last modification and the creation of the file are less than two seconds
-    /// from what the record holds.
+    /// True if the times of modification and creation of the file both differ by less than two
+    /// seconds from those in the record.
     ///
-    /// The time of the last metadata change stands in for the creation on a file system that does
-    /// not know it. A time that is not known equals nothing. Changes neither argument.
+    /// On a file system without creation times, the time of the last metadata change is used
+    /// instead. An unknown time equals no other time. Changes neither argument.
     virtual bool FileAndConfigTimestampsAreEqual(
         QFileInfo& file, config::FileConfiguration& config) = 0;
 
-    /// True when times and checksum both differ from the record's.
+    /// True if both the times and the checksum differ from those in the record.
     ///
-    /// The file is read only when the times differ, and its size is not looked at. A file that
-    /// cannot be read has changed, unless the record has no checksum. Changes neither argument.
+    /// Reads the file only if the times differ. Does not compare the size. A file that cannot be
+    /// read has changed, unless the record has no checksum. Changes neither argument.
     virtual bool LocalFileHasChanged(QFileInfo& file, config::FileConfiguration& config) = 0;
 
-    /// Gives the ordinary files directly in a folder that have status config::FileSyncing status
-    /// config::FileNotSynced. The viewer is not refreshed.
+    /// Changes the status of the ordinary files directly in a folder from config::FileSyncing to
+    /// config::FileNotSynced. Does not refresh the viewer.
     virtual bool UpdateSyncStatusFromSyncingToNotSynced(int folderConfigurationId) = 0;
 
     /// The base copy of an ordinary file; of several the one with the lowest id.
     virtual config::FileConfiguration GetBaseFileConfigurationByParentFileId(int parentFileId) = 0;
 
-    /// The ordinary file that a link leads to: the one with its id or else the one at its path,
-    /// which is resolved against the folder of the file `basePath`.
+    /// The ordinary file that a link refers to: the file with its id, or else the file at its path.
+    /// A relative path is relative to the folder of the file `basePath`.
     virtual config::FileConfiguration GetFileConfiguration(
         config::FileLink link, const QString& basePath) = 0;
 
-    /// Begins a transaction on the connection that the calling thread uses; false when that fails
-    /// or one is open already.
+    /// Begins a transaction on the connection of the calling thread; false if that fails or a
+    /// transaction is already open.
     ///
-    /// The writes of this thread, through any manager over the same factory, then become durable
-    /// with commit() and are undone by rollback().
+    /// commit() then makes all writes of this thread durable, through any manager of the same
+    /// factory, and rollback() undoes them.
     virtual bool transaction() = 0;
 
-    /// Makes everything since transaction() durable; false when that fails or none is open.
+    /// Makes everything since transaction() durable; false if that fails or none is open.
     virtual bool commit() = 0;
 
-    /// Undoes everything since transaction(); false when that fails or none is open. What was
-    /// removed from the disk stays removed.
+    /// Undoes everything since transaction(); false if that fails or none is open. Files that
+    /// were removed from the disk stay removed.
     virtual bool rollback() = 0;
 };
 

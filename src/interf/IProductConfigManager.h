@@ -15,15 +15,15 @@ namespace sync::interf {
 
 /// Reads and writes the products that are registered with the servers.
 ///
-/// A lookup that finds nothing or fails returns a record with id -1; of several matches it returns
-/// the first in the database's order. A write returns false when the database fails, and true for
-/// an id that is not in the table, which changes nothing.
+/// A lookup returns a record with id -1 if it finds nothing or fails; of several matches it returns
+/// the first in the database's order. A write returns false if the database fails, and true for an
+/// id that is not in the table, which changes nothing.
 class VELMIO_INTERFACES_EXPORT IProductConfigManager : public QObject
 {
     Q_OBJECT
 
 public:
-    /// Owned by `parent` when there is one.
+    /// `parent` owns the manager, unless it is null.
     explicit IProductConfigManager(QObject* parent = nullptr);
     ~IProductConfigManager() override;
 
@@ -34,18 +34,18 @@ public:
     virtual config::ProductConfiguration GetProductConfigurationByServerIdAndConsumerKey(
         int serverId, QString consumerKey) = 0;
 
-    /// All products in the database's order; empty when the query fails.
+    /// All products in the database's order; empty if the query fails.
     virtual QVector<config::ProductConfiguration> GetAll() = 0;
 
-    /// Stores the fields under the record's id, but NULL as the consumer secret and no name-value
-    /// properties, whatever the row held before.
+    /// Stores the fields under the record's id. Sets the consumer secret to NULL and removes the
+    /// name-value properties of the row.
     virtual bool Update(config::ProductConfiguration product) = 0;
 
     /// Stores a new product, its consumer secret in clear, and sets the record's id; false leaves
     /// the record unchanged.
     virtual bool Add(config::ProductConfiguration& product) = 0;
 
-    /// Removes one row. Folders and files that refer to it are not touched.
+    /// Removes one row. Leaves the folders and files that refer to it unchanged.
     virtual bool Remove(int id) = 0;
 };
 

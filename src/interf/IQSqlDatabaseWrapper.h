@@ -11,13 +11,13 @@ class VELMIO_INTERFACES_EXPORT IQSqlDatabaseWrapper
 public:
     virtual ~IQSqlDatabaseWrapper();
 
-    /// Begins a transaction; false when that fails or one is open already.
+    /// Begins a transaction; false if that fails or one is already open.
     virtual bool transaction() = 0;
 
-    /// Makes everything since transaction() durable; false when that fails or none is open.
+    /// Makes everything since transaction() durable; false if that fails or none is open.
     virtual bool commit() = 0;
 
-    /// Undoes everything since transaction(); false when that fails or none is open.
+    /// Undoes everything since transaction(); false if that fails or none is open.
     virtual bool rollback() = 0;
 };
 

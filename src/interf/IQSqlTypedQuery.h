@@ -10,11 +10,11 @@
 
 namespace sync::interf {
 
-/// Optional: a query that also gives columns and takes values as the types that records hold,
-/// without a QVariant for each.
+/// Optional: a query that also reads and binds the types of the records, without a QVariant for
+/// each value.
 ///
-/// A factory's queries may be of this kind. The managers ask each query for it once; without it
-/// they call value() and bindValue(), and the records are the same.
+/// A factory may return queries of this kind. Without it the managers call value() and bindValue(),
+/// and the records are the same.
 class VELMIO_INTERFACES_EXPORT IQSqlTypedQuery : public IQSqlQueryWrapper
 {
 public:
@@ -29,7 +29,7 @@ public:
     /// The same as value(index).toString().
     virtual QString textValue(int index) const = 0;
 
-    /// True when the column holds a text of just these ASCII characters.
+    /// True if the column holds exactly this ASCII text.
     virtual bool holdsText(int index, QStringView text) const = 0;
 
     /// The same as value(index).toDateTime(), labelled as UTC by setTimeSpec() and not converted.

@@ -13,10 +13,10 @@ class VELMIO_INTERFACES_EXPORT IRefreshNativeFileViewer
 public:
     virtual ~IRefreshNativeFileViewer();
 
-    /// Asks for the view of a folder to be drawn again. An empty path names no folder.
+    /// Redraws the view of a folder. An empty path names no folder.
     ///
-    /// Called in the middle of a write, perhaps before its transaction is committed: it must not
-    /// wait for another thread that writes.
+    /// Called during a write, possibly before its transaction is committed, so it must not wait for
+    /// another thread that writes.
     virtual void Refresh(QString clientPath) = 0;
 };
 

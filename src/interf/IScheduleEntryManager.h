@@ -11,23 +11,23 @@ class ScheduleEntry;
 
 namespace sync::interf {
 
-/// Reads and maintains the synchronisation schedules; it never adds one.
+/// Reads, updates and removes the synchronisation schedules. It never adds one.
 ///
-/// A lookup that finds nothing or fails returns a record with id -1. A write returns false when the
+/// A lookup returns a record with id -1 if it finds nothing or fails. A write returns false if the
 /// database fails, and true for an id that is not in the table, which changes nothing.
 class VELMIO_INTERFACES_EXPORT IScheduleEntryManager : public QObject
 {
     Q_OBJECT
 
 public:
-    /// Owned by `parent` when there is one.
+    /// `parent` owns the manager, unless it is null.
     explicit IScheduleEntryManager(QObject* parent = nullptr);
     ~IScheduleEntryManager() override;
 
     /// The schedule with this id.
     virtual config::ScheduleEntry GetScheduleEntryById(int scheduleEntryId) = 0;
 
-    /// The schedule of the whole client: the one whose folder id is 0, of several the first in the
+    /// The schedule of the whole client, which has folder id 0; of several the first in the
     /// database's order.
     virtual config::ScheduleEntry GetDefaultScheduleEntry() = 0;
 

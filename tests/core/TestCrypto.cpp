@@ -235,7 +235,7 @@ private Q_SLOTS:
         QCOMPARE(
             warnings.texts(), {u"velmio.crypto: A stored password cannot be read: it was stored "
                                u"under another key, %1 of "
-                               "the host program; the present key is %2 of the host program."_s.arg(
+                               "the host program; the current key is %2 of the host program."_s.arg(
                                    hexIdOf(KeyBytes), hexIdOf(OtherKeyBytes))});
     }
 
@@ -353,9 +353,9 @@ private Q_SLOTS:
             QCOMPARE(error.cause(), KeyError::Cause::OtherBackend);
             QCOMPARE(
                 error.text(),
-                u"The password is not stored: the keys come from the key file, but "
-                "passwords are stored under keys of the host program. Set that up again, "
-                "or move the passwords."_s);
+                u"The password is not stored: the keys come from the key file, but stored "
+                "passwords use keys of the host program. Use the host program again, or move the "
+                "passwords."_s);
         }
     }
 
