@@ -1,4 +1,5 @@
 #include "RecordFields.h"
+#include "Stores.h"
 
 #include <config/AuthenticationConfigManager.h>
 #include <core/Crypto.h>
@@ -80,13 +81,7 @@ public:
     core::crypto::KeyRing change(const Change&) override { return read(); }
 };
 
-struct Recording
-{
-    std::shared_ptr<RecordingDatabaseFactory> factory =
-        std::make_shared<RecordingDatabaseFactory>();
-    AuthenticationConfigManager manager{factory};
-};
-
+using Recording = test::Recording<AuthenticationConfigManager>;
 using Write = std::function<void(AuthenticationConfigManager&)>;
 
 } // namespace

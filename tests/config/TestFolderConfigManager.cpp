@@ -1,3 +1,5 @@
+#include "RecordFields.h"
+
 #include <config/FolderConfigManager.h>
 #include <interf/IQSqlQueryWrapper.h>
 #include <interf/IRefreshNativeFileViewer.h>
@@ -7,7 +9,7 @@
 
 #include <QDir>
 #include <QElapsedTimer>
-#include <QMetaMethod>
+#include <QMetaObject>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -96,8 +98,7 @@ QVariantList sampleRow(int id = 1)
         10,
         u"/root"_s,
         11,
-        u"serverFolder"_s,
-    };
+        u"serverFolder"_s};
 }
 
 // A row of which only the tree and the paths matter.
@@ -124,29 +125,11 @@ QVariantList rootRow(
 
 FolderConfiguration sampleFolder()
 {
-    FolderConfiguration folder;
-    folder.setAuthenticationId(2);
-    folder.setName(u"name"_s);
-    folder.setRemoteShortKey(u"short"_s);
-    folder.setRemoteLongKey(u"long"_s);
-    folder.setClientPath(u"/client"_s);
-    folder.setServerPath(u"/server"_s);
-    folder.setSyncStatus(FolderCreated);
-    folder.resetSyncStatusChanged();
-    folder.setNameValueProperties({{u"Key"_s, u"value"_s}});
-    folder.setParentId(4);
+    auto folder = test::sampleOf<FolderConfiguration>();
     folder.setLastOperationTime(OperationTime);
     folder.setLastSyncTime(SyncTime);
-    folder.setFolderOption(static_cast<SynchronizationFolderOption>(5));
-    folder.setLastOperationType(static_cast<FolderOperationType>(6));
-    folder.setSyncDriveType(static_cast<DriveType>(7));
-    folder.setRootId(8);
-    folder.setSyncOption(static_cast<FolderSyncOption>(9));
-    folder.setOwnerId(u"owner"_s);
-    folder.setPrivileges(static_cast<FolderPrivileges>(10));
-    folder.setServerRoot(u"/root"_s);
-    folder.setProductConfigurationId(11);
-    folder.setServerFolderId(u"serverFolder"_s);
+    folder.setLastServerSyncRequestTime({});
+    folder.resetSyncStatusChanged();
     return folder;
 }
 
@@ -171,8 +154,7 @@ const QStringList SampleBinds{
     u":privileges int 10"_s,
     u":serverRoot QString '/root'"_s,
     u":productConfigurationId int 11"_s,
-    u":serverFolderId QString 'serverFolder'"_s,
-};
+    u":serverFolderId QString 'serverFolder'"_s};
 
 // The lines of `binds` with those of `changes` in place of the ones for the same placeholder.
 QStringList bindsWith(QStringList binds, const QStringList& changes)
@@ -342,9 +324,6 @@ private:
     const std::shared_ptr<RecordingDatabaseFactory> factory;
 };
 
-using Lookup = std::function<FolderConfiguration(FolderConfigManager&)>;
-using List = std::function<QVector<FolderConfiguration>(FolderConfigManager&)>;
-
 // What Clean() runs for a folder without children of which nothing fails.
 QStringList cleanLog(int id)
 {
@@ -398,8 +377,7 @@ QStringList createdBinds(
         u":privileges int 31"_s,
         u":serverRoot"_s + null,
         u":productConfigurationId int 11"_s,
-        u":serverFolderId"_s + null,
-    };
+        u":serverFolderId"_s + null};
 }
 
 QStringList pathLog(const QString& path)
@@ -461,78 +439,6 @@ class TestFolderConfigManager : public QObject
 
 private Q_SLOTS:
     // Statements, over the recording database
-    void lookupsRunOneStatement_data()
-    {
-        QTest::addColumn<Lookup>("lookup");
-        QTest::addColumn<QStringList>("log");
-
-        QTest::newRow("id") << Lookup([](auto& manager) {
-            return manager.GetFolderConfigurationById(7);
-        }) << statementLog(SelectById, {u":id int 7"_s});
-        QTest::newRow("server id") << Lookup([](auto& manager) {
-            return manager.GetFolderConfigurationByServerId(u" sF%1 "_s);
-        })
-                                   << statementLog(
-                                          Select + u" WHERE serverFolderId = :serverFolderId"_s,
-                                          {u":serverFolderId QString ' sF%1 '"_s});
-        QTest::newRow("client path") << Lookup([](auto& manager) {
-            return manager.GetFolderConfigurationByClientPath(u"/A/./b%1/"_s);
-        }) << statementLog(SelectByClientPath, {u":clientPath QString '/A/./b%1/'"_s});
-        QTest::newRow("client path and sign-in")
-            << Lookup([](auto& manager) {
-                   return manager.GetFolderConfigurationByClientPathAndAuthenticationId(u"/a"_s, 5);
-               })
-            << statementLog(
-                   SelectByClientPath + u" AND authenticationId = :authenticationId"_s,
-                   {u":clientPath QString '/a'"_s, u":authenticationId int 5"_s});
-    }
-
-    void lookupsRunOneStatement()
-    {
-        QFETCH(Lookup, lookup);
-        Recording recording;
-        recording.factory->answerOthers({.rows = {sampleRow(42)}});
-
-        const FolderConfiguration folder = lookup(recording.manager);
-
-        QTEST(recording.factory->log(), "log");
-        QCOMPARE(folder.getId(), 42);
-    }
-
-    void failedLookupReadsAsDefaultRecord_data() { lookupsRunOneStatement_data(); }
-    void failedLookupReadsAsDefaultRecord()
-    {
-        QFETCH(Lookup, lookup);
-        Recording recording;
-        recording.factory->answerOthers({.rows = {sampleRow()}, .fails = true});
-
-        const FolderConfiguration folder = lookup(recording.manager);
-
-        QTEST(recording.factory->log(), "log");
-        QCOMPARE(columnsOf(folder), columnsOf({}));
-        QCOMPARE(folder.getId(), -1);
-    }
-
-    void lookupWithoutRowReadsAsDefaultRecord_data() { lookupsRunOneStatement_data(); }
-    void lookupWithoutRowReadsAsDefaultRecord()
-    {
-        QFETCH(Lookup, lookup);
-        Recording recording;
-
-        const FolderConfiguration folder = lookup(recording.manager);
-
-        QTEST(recording.factory->log(), "log");
-        QCOMPARE(columnsOf(folder), columnsOf({}));
-    }
-
-    void lookupReadsTheFirstRowOnly()
-    {
-        Recording recording;
-        recording.factory->answerOthers({.rows = {sampleRow(1), sampleRow(2)}});
-
-        QCOMPARE(recording.manager.GetFolderConfigurationByClientPath(u"/client"_s).getId(), 1);
-    }
-
     void lookupByServerIdPopulatesOnlyOnARow()
     {
         Recording recording;
@@ -545,55 +451,6 @@ private Q_SLOTS:
 
         QCOMPARE(byServerId.mid(4), QStringList({u"next false"_s, u"release"_s}));
         QCOMPARE(byId.mid(4), QStringList({u"next false"_s, u"isValid false"_s, u"release"_s}));
-    }
-
-    void listsRunOneStatement_data()
-    {
-        QTest::addColumn<List>("list");
-        QTest::addColumn<QStringList>("log");
-
-        QTest::newRow("all") << List([](auto& manager) { return manager.GetAll(); })
-                             << statementLog(Select);
-        QTest::newRow("roots") << List([](auto& manager) { return manager.GetAllRootFolders(); })
-                               << statementLog(SelectRoots);
-        QTest::newRow("parent") << List([](auto& manager) {
-            return manager.GetFolderConfigurationByParentId(6);
-        }) << statementLog(SelectByParent, {u":parentId int 6"_s});
-        QTest::newRow("sign-in") << List([](auto& manager) {
-            return manager.GetFolderConfigurationsByAuthenticationId(5);
-        })
-                                 << statementLog(
-                                        Select + u" WHERE authenticationId = :authenticationId"_s,
-                                        {u":authenticationId int 5"_s});
-        QTest::newRow("tree") << List([](auto& manager) {
-            return manager.GetFolderConfigurationsByRootId(3);
-        }) << statementLog(SelectByRoot, {u":rootId int 3"_s});
-    }
-
-    void listsRunOneStatement()
-    {
-        QFETCH(List, list);
-        Recording recording;
-        recording.factory->answerOthers({.rows = {sampleRow(9), sampleRow(7), sampleRow(8)}});
-
-        const QVector<FolderConfiguration> folders = list(recording.manager);
-
-        QTEST(recording.factory->log(), "log");
-        QCOMPARE(idsOf(folders), QList<int>({9, 7, 8}));
-        QCOMPARE(folders.at(1).getServerFolderId(), u"serverFolder"_s);
-    }
-
-    void failedListIsEmpty_data() { listsRunOneStatement_data(); }
-    void failedListIsEmpty()
-    {
-        QFETCH(List, list);
-        Recording recording;
-        recording.factory->answerOthers({.rows = {sampleRow()}, .fails = true});
-
-        const QVector<FolderConfiguration> folders = list(recording.manager);
-
-        QTEST(recording.factory->log(), "log");
-        QVERIFY(folders.isEmpty());
     }
 
     void rowIsReadIntoEveryField()
@@ -1146,23 +1003,11 @@ private Q_SLOTS:
         manager.RefreshNativeFileViewer();
 
         QCOMPARE(
-            manager.calls, QStringList({
-                               u"update root id 5"_s,
-                               u"clear"_s,
-                               u"children of 3"_s,
-                               u"remove 3"_s,
-                               u"remove 4"_s,
-                               u"get 4"_s,
-                               u"clear"_s,
-                               refreshOf({}),
-                               u"tree of 4"_s,
-                               u"clear"_s,
-                               refreshOf({}),
-                               u"get /"_s,
-                               u"roots"_s,
-                               u"roots"_s,
-                               refreshOf(u"/r"_s),
-                           }));
+            manager.calls,
+            QStringList(
+                {u"update root id 5"_s, u"clear"_s, u"children of 3"_s, u"remove 3"_s,
+                 u"remove 4"_s, u"get 4"_s, u"clear"_s, refreshOf({}), u"tree of 4"_s, u"clear"_s,
+                 refreshOf({}), u"get /"_s, u"roots"_s, u"roots"_s, refreshOf(u"/r"_s)}));
     }
 
     void operationsThatCallThemselvesHonourOverrides()
@@ -1177,13 +1022,9 @@ private Q_SLOTS:
 
         QCOMPARE(cleaning.calls, QStringList({u"clean 3"_s, u"clean 4"_s}));
         QCOMPARE(
-            adding.calls, QStringList({
-                              u"ensure /r/a"_s,
-                              u"ensure /r"_s,
-                              u"ensure /"_s,
-                              u"add /r"_s,
-                              u"add /r/a"_s,
-                          }));
+            adding.calls,
+            QStringList(
+                {u"ensure /r/a"_s, u"ensure /r"_s, u"ensure /"_s, u"add /r"_s, u"add /r/a"_s}));
     }
 
     // Containment and counts

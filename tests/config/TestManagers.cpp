@@ -47,6 +47,16 @@ const QString SelectProduct =
 const QString SelectSignIn =
     u"SELECT id, domain, domainId, userName, encryptedPassword, nameValueProperties, serverId "
     "FROM AuthenticationConfiguration"_s;
+const QString SelectFolder =
+    u"SELECT id, authenticationId, name, remoteShortKey, remoteLongKey, clientPath, serverPath, "
+    "syncStatus, nameValueProperties, parentId, lastOperationTime, lastSyncTime, folderOption, "
+    "lastOperationType, syncDriveType, rootId, syncOption, ownerId, privileges, serverRoot, "
+    "productConfigurationId, serverFolderId FROM FolderConfiguration"_s;
+const QString SelectFile =
+    u"SELECT id, folderConfigurationId, name, clientPath, serverPath, checkSum, createdDateTime, "
+    "lastModifiedDateTime, syncStatus, lastOperationType, size, nameValueProperties, "
+    "lastOperationTime, rootFolderId, syncOption, parentFileId, fileType, ownerId, privileges, "
+    "productConfigurationId, serverFileId,  serverFileVersionId, checkSumMD5, fileLinks FROM "_s;
 const QString SelectSchedule =
     u"SELECT id, folderConfigurationId, startTime, expireTime, syncScheduleType, syncInterval "
     "FROM Schedules"_s;
@@ -103,15 +113,87 @@ QVariantList rowOf<ScheduleEntry>(int id)
     return {id, 2, sample<ScheduleEntry>("StartTime"), sample<ScheduleEntry>("ExpireTime"), 3, 4};
 }
 
+template <>
+QVariantList rowOf<FolderConfiguration>(int id)
+{
+    const QVariant operation = sample<FolderConfiguration>("LastOperationTime");
+    const QVariant sync = sample<FolderConfiguration>("LastSyncTime");
+    return {
+        id,
+        2,
+        u"name"_s,
+        u"short"_s,
+        u"long"_s,
+        u"/client"_s,
+        u"/server"_s,
+        3,
+        SampleXml,
+        4,
+        operation,
+        sync,
+        5,
+        6,
+        7,
+        8,
+        9,
+        u"owner"_s,
+        10,
+        u"/root"_s,
+        11,
+        u"serverFolder"_s};
+}
+template <>
+QVariantList rowOf<FileConfiguration>(int id)
+{
+    const QVariant created = sample<FileConfiguration>("CreatedDateTime");
+    const QVariant modified = sample<FileConfiguration>("LastModifiedDateTime");
+    const QVariant operation = sample<FileConfiguration>("LastOperationTime");
+    const QString links =
+        u"<FileLinks FileDate=\"2024-03-01T04:00:00Z\">\n <FileLink FileId=\"90\" "
+        "RefId=\"ref\" ServerFileId=\"linked server file\" "
+        "Path=\"docs/a&amp;b.txt\"/>\n</FileLinks>\n"_s;
+    return {
+        id,
+        12,
+        u"name"_s,
+        u"/client/path"_s,
+        u"/server/path"_s,
+        u"check sum"_s,
+        created,
+        modified,
+        1,
+        14,
+        5'000'000'000LL,
+        SampleXml,
+        operation,
+        15,
+        16,
+        17,
+        2,
+        u"owner"_s,
+        18,
+        13,
+        u"server file"_s,
+        u"version"_s,
+        u"md5"_s,
+        links};
+}
+
 // What rowOf() reads as.
 template <typename Record>
 QStringList storedLines(int id)
 {
-    QVariantMap changes{{u"Id"_s, id}};
+    // The last three are not stored.
+    QVariantMap changes{
+        {u"Id"_s, id},
+        {u"SyncStatusChanged"_s, false},
+        {u"LastServerSyncRequestTime"_s, QDateTime()},
+        {u"ClientTag"_s, 0}};
+    const auto zone = std::is_same_v<Record, ScheduleEntry> ? Qt::LocalTime : Qt::UTC;
     for (const Field<Record>& field : fieldsOf<Record>()) {
         const QDateTime time = field.sample.toDateTime();
-        if (field.sample.typeId() == QMetaType::QDateTime)
-            changes.insert(field.name, QDateTime(time.date(), time.time(), Qt::LocalTime));
+        if (field.sample.typeId() == QMetaType::QDateTime && !changes.contains(field.name))
+            changes.insert(field.name, QDateTime(time.date(), time.time(), zone));
     }
     return linesOf(sampleOf<Record>(), changes);
 }
@@ -152,7 +234,7 @@ void addLookup(const char* name, const QString& sql, const QStringList& binds, L
 }
 
 template <typename Record, typename List>
-void addList(const char* name, const QString& sql, List list)
+void addList(const char* name, const QString& sql, const QStringList& binds, List list)
 {
     const auto run = [list](Managers& managers) {
         QStringList lines;
@@ -162,10 +244,118 @@ void addList(const char* name, const QString& sql, List list)
     };
     QTest::newRow(name) << Read{
         run,
-        statementLog(sql),
+        statementLog(sql, binds),
         {rowOf<Record>(9), rowOf<Record>(7), rowOf<Record>(8)},
         storedLines<Record>(9) + storedLines<Record>(7) + storedLines<Record>(8),
         {}};
+}
+
+void addFolderReads()
+{
+    using M = Managers;
+    using Folder = FolderConfiguration;
+    addLookup<Folder>(
+        "folder by id", SelectFolder + u" WHERE id = :id"_s, {u":id int 7"_s},
+        [](M& m) { return m.folders.GetFolderConfigurationById(7); });
+    addLookup<Folder>(
+        "folder by server id", SelectFolder + u" WHERE serverFolderId = :serverFolderId"_s,
+        {u":serverFolderId QString ' sF%1 '"_s},
+        [](M& m) { return m.folders.GetFolderConfigurationByServerId(u" sF%1 "_s); });
+    addLookup<Folder>(
+        "folder by client path", SelectFolder + u" WHERE clientPath = :clientPath"_s,
+        {u":clientPath QString '/A/./b%1/'"_s},
+        [](M& m) { return m.folders.GetFolderConfigurationByClientPath(u"/A/./b%1/"_s); });
+    addLookup<Folder>(
+        "folder by client path and sign-in",
+        SelectFolder +
+            u" WHERE clientPath = :clientPath AND authenticationId = :authenticationId"_s,
+        {u":clientPath QString '/a'"_s, u":authenticationId int 5"_s}, [](M& m) {
+            return m.folders.GetFolderConfigurationByClientPathAndAuthenticationId(u"/a"_s, 5);
+        });
+    addList<Folder>("all folders", SelectFolder, {}, [](M& m) { return m.folders.GetAll(); });
+    addList<Folder>("root folders", SelectFolder + u" WHERE parentId = '0'"_s, {}, [](M& m) {
+        return m.folders.GetAllRootFolders();
+    });
+    addList<Folder>(
+        "folders by parent", SelectFolder + u" WHERE parentId = :parentId ORDER BY name"_s,
+        {u":parentId int 6"_s}, [](M& m) { return m.folders.GetFolderConfigurationByParentId(6); });
+    addList<Folder>(
+        "folders by sign-in", SelectFolder + u" WHERE authenticationId = :authenticationId"_s,
+        {u":authenticationId int 5"_s},
+        [](M& m) { return m.folders.GetFolderConfigurationsByAuthenticationId(5); });
+    addList<Folder>(
+        "folders of a tree", SelectFolder + u" WHERE rootId = :rootId"_s, {u":rootId int 3"_s},
+        [](M& m) { return m.folders.GetFolderConfigurationsByRootId(3); });
+}
+
+void addFileReads()
+{
+    using M = Managers;
+    using File = FileConfiguration;
+    constexpr auto UnknownType = static_cast<FileConfigurationType>(3);
+    const QString ordinary = SelectFile + u"FileConfiguration"_s;
+    const QString generated = SelectFile + u"GeneratedFileConfiguration"_s;
+    const QString base = SelectFile + u"BaseFileConfiguration"_s;
+    const QString byId = u" WHERE id = :id"_s;
+    const QString byPath = u" WHERE clientPath = :clientPath"_s;
+    const QString byParent = u" WHERE parentFileId = :parentFileId ORDER BY id"_s;
+    const QString byRoot = u" WHERE rootFolderId = :rootFolderId "_s;
+    const QStringList id{u":id int 7"_s};
+    const QStringList path{u":clientPath QString '/a/%1/'"_s};
+    const QStringList parent{u":parentFileId int 7"_s};
+    const QStringList root{u":rootFolderId int 7"_s};
+
+    addLookup<File>("file by id", ordinary + byId, id, [](M& m) {
+        return m.files.GetFileConfigurationById(7);
+    });
+    addLookup<File>("generated file by id", generated + byId, id, [](M& m) {
+        return m.files.GetGeneratedFileConfigurationById(7);
+    });
+    addLookup<File>("base copy by id", base + byId, id, [](M& m) {
+        return m.files.GetBaseFileConfigurationById(7);
+    });
+    addLookup<File>(
+        "file by server id", ordinary + u" WHERE serverFileId = :serverFileId"_s,
+        {u":serverFileId QString 's-7'"_s},
+        [](M& m) { return m.files.GetFileConfigurationByServerId(u"s-7"_s); });
+    addLookup<File>("file by client path", ordinary + byPath, path, [](M& m) {
+        return m.files.GetFileConfigurationByClientPath(u"/a/%1/"_s);
+    });
+    addLookup<File>("generated file by client path", generated + byPath, path, [](M& m) {
+        return m.files.GetGeneratedFileConfigurationByClientPath(u"/a/%1/"_s);
+    });
+    addLookup<File>("base copy by parent", base + byParent, parent, [](M& m) {
+        return m.files.GetBaseFileConfigurationByParentFileId(7);
+    });
+    addList<File>("files by client path", ordinary + byPath, path, [](M& m) {
+        return m.files.GetAllFileConfigurationsByClientPath(u"/a/%1/"_s);
+    });
+    addList<File>(
+        "files by folder and status",
+        ordinary + u" WHERE folderConfigurationId = :folderConfigurationId  AND syncStatus = "
+                   ":syncStatus ORDER BY name"_s,
+        {u":folderConfigurationId int 7"_s, u":syncStatus int 2"_s}, [](M& m) {
+            return m.files.GetFileConfigurationsByFolderIdAndSyncStatus(7, FileNotSynced);
+        });
+    addList<File>("generated files by parent", generated + byParent, parent, [](M& m) {
+        return m.files.GetGeneratedFileConfigurationsByParentFileId(7);
+    });
+    addList<File>("all files", ordinary, {}, [](M& m) { return m.files.GetAll(); });
+    const std::pair<const char*, FileConfigurationType> types[] = {
+        {"ordinary", OrdinaryFile},
+        {"generated", GeneratedFile},
+        {"base", BaseFile},
+        {"unknown", UnknownType}};
+    const QString tables[] = {ordinary, generated, base, SelectFile};
+    for (const auto& [name, type] : types) {
+        const QString& table = tables[type];
+        addList<File>(
+            qPrintable(QString::fromLatin1(name) + u" files"_s), table, {},
+            [type = type](M& m) { return m.files.GetAll(type); });
+        addList<File>(
+            qPrintable(QString::fromLatin1(name) + u" files by root"_s), table + byRoot, root,
+            [type = type](M& m) { return m.files.GetFileConfigurationsByRootFolderId(7, type); });
+    }
 }
 
 void addReads()
@@ -175,6 +365,8 @@ void addReads()
     using Product = ProductConfiguration;
     using SignIn = AuthenticationConfiguration;
     QTest::addColumn<Read>("read");
+    addFolderReads();
+    addFileReads();
 
     constexpr long long id = 8589934592;
     const QStringList bigId{u":id qlonglong 8589934592"_s};
@@ -224,9 +416,10 @@ void addReads()
     addLookup<ScheduleEntry>(
         "default schedule", SelectSchedule + u" WHERE folderConfigurationId = 0"_s, {},
         [](M& m) { return m.schedules.GetDefaultScheduleEntry(); });
-    addList<Server>("all servers", SelectServer + u';', [](M& m) { return m.servers.GetAll(); });
-    addList<Product>("all products", SelectProduct, [](M& m) { return m.products.GetAll(); });
-    addList<SignIn>("all sign-ins", SelectSignIn, [](M& m) { return m.signIns.GetAll(); });
+    addList<Server>(
+        "all servers", SelectServer + u';', {}, [](M& m) { return m.servers.GetAll(); });
+    addList<Product>("all products", SelectProduct, {}, [](M& m) { return m.products.GetAll(); });
+    addList<SignIn>("all sign-ins", SelectSignIn, {}, [](M& m) { return m.signIns.GetAll(); });
 }
 
 using Write = std::function<bool(Managers&)>;

@@ -159,6 +159,7 @@ class TestPasswordKeys : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void initTestCase_data() { test::addEngineRows(); }
     void init() { startAnew(); }
 
     void cleanup() { setKeyStore(nullptr); }
@@ -219,7 +220,6 @@ private Q_SLOTS:
             statementLog(SelectPasswords) + QStringList({u"get database"_s, u"transaction"_s}));
     }
 
-    void changedKeyEncryptsEveryPasswordAnew_data() { test::addEngineRows(); }
     void changedKeyEncryptsEveryPasswordAnew()
     {
         const Factory database = openFilledDatabase();
@@ -238,7 +238,6 @@ private Q_SLOTS:
         QCOMPARE(passwordsIn(database), Passwords);
     }
 
-    void rowWithoutPasswordStaysWithout_data() { test::addEngineRows(); }
     void rowWithoutPasswordStaysWithout()
     {
         const Factory database = openFilledDatabase();
@@ -253,7 +252,6 @@ private Q_SLOTS:
         QCOMPARE(passwordsIn(database), QStringList({u"first"_s, {}, u"third"_s}));
     }
 
-    void undecipherablePasswordIsReportedAndLeftAndItsKeyKept_data() { test::addEngineRows(); }
     void undecipherablePasswordIsReportedAndLeftAndItsKeyKept()
     {
         const Factory database = openFilledDatabase();
@@ -280,7 +278,6 @@ private Q_SLOTS:
         QCOMPARE(query->value(0).toByteArray(), damaged);
     }
 
-    void valueThatTellsNoKeyKeepsAllKeys_data() { test::addEngineRows(); }
     void valueThatTellsNoKeyKeepsAllKeys()
     {
         const Factory database = openFilledDatabase();
@@ -297,7 +294,6 @@ private Q_SLOTS:
         QCOMPARE(storedKeys().size(), 2);
     }
 
-    void passwordStoredMeanwhileIsNotSetBack_data() { test::addEngineRows(); }
     void passwordStoredMeanwhileIsNotSetBack()
     {
         const Factory database = openFilledDatabase();
@@ -319,7 +315,6 @@ private Q_SLOTS:
         QCOMPARE(passwordsIn(database), QStringList({u"meanwhile"_s, u"second"_s, u"third"_s}));
     }
 
-    void replacedKeyRestsBeforeItIsDropped_data() { test::addEngineRows(); }
     void replacedKeyRestsBeforeItIsDropped()
     {
         const Factory database = openFilledDatabase();
@@ -332,7 +327,6 @@ private Q_SLOTS:
         QCOMPARE(storedKeys().size(), 1);
     }
 
-    void keyInUseIsNotDropped_data() { test::addEngineRows(); }
     void keyInUseIsNotDropped()
     {
         const Factory database = openFilledDatabase();
@@ -345,7 +339,6 @@ private Q_SLOTS:
         QCOMPARE(passwordsIn(database), Passwords);
     }
 
-    void changeThatFailsAtAnyStepLosesNothingAndCanBeFinished_data() { test::addEngineRows(); }
     void changeThatFailsAtAnyStepLosesNothingAndCanBeFinished()
     {
         interruptAtEveryStep([](const Factory& database, int lastStep) {
@@ -355,7 +348,6 @@ private Q_SLOTS:
         });
     }
 
-    void changeThatThrowsAtAnyStepLosesNothingAndCanBeFinished_data() { test::addEngineRows(); }
     void changeThatThrowsAtAnyStepLosesNothingAndCanBeFinished()
     {
         interruptAtEveryStep([](const Factory& database, int lastStep) {
@@ -372,7 +364,6 @@ private Q_SLOTS:
         });
     }
 
-    void changeKilledAtAnyStepLosesNothingAndCanBeFinished_data() { test::addEngineRows(); }
     void changeKilledAtAnyStepLosesNothingAndCanBeFinished()
     {
         interruptAtEveryStep([this](Factory database, int lastStep) {
@@ -393,7 +384,6 @@ private Q_SLOTS:
         });
     }
 
-    void cutShortChangeIsFinishedWithItsOwnKey_data() { test::addEngineRows(); }
     void cutShortChangeIsFinishedWithItsOwnKey()
     {
         const Factory database = openFilledDatabase();
@@ -410,7 +400,6 @@ private Q_SLOTS:
         QCOMPARE(storedKeys(), cutShort);
     }
 
-    void storeOfAnotherKindIsRefusedWhilePasswordsNeedTheirOwn_data() { test::addEngineRows(); }
     void storeOfAnotherKindIsRefusedWhilePasswordsNeedTheirOwn()
     {
         const Factory database = openFilledDatabase();
@@ -422,14 +411,13 @@ private Q_SLOTS:
         } catch (const KeyError& error) {
             QCOMPARE(error.cause(), KeyError::Cause::OtherBackend);
             QCOMPARE(
-                error.text(), u"The stored passwords use keys of the key file, and not of the host "
-                              "program. Set that up again, or move the passwords."_s);
+                error.text(), u"The stored passwords use keys of the key file, not of the host "
+                              "program. Use the key file again, or move the passwords."_s);
         }
 
         QCOMPARE(keyStore(), present);
     }
 
-    void storeOfAnotherKindIsUsedWhenThatIsAccepted_data() { test::addEngineRows(); }
     void storeOfAnotherKindIsUsedWhenThatIsAccepted()
     {
         const Factory database = openFilledDatabase();
@@ -444,7 +432,6 @@ private Q_SLOTS:
         QVERIFY(Encrypt(u"password"_s).isValid());
     }
 
-    void storeIsUsedWhenThereAreNoPasswords_data() { test::addEngineRows(); }
     void storeIsUsedWhenThereAreNoPasswords()
     {
         const auto store = std::make_shared<HostKeyStore>(QByteArray(32, 'h'));
@@ -468,7 +455,6 @@ private Q_SLOTS:
         QCOMPARE(keyStore(), present);
     }
 
-    void movedPasswordsAreReadWithTheOtherStoreAlone_data() { test::addEngineRows(); }
     void movedPasswordsAreReadWithTheOtherStoreAlone()
     {
         const Factory database = openFilledDatabase();
@@ -497,7 +483,6 @@ private Q_SLOTS:
         QCOMPARE(keyStore(), present);
     }
 
-    void keyOfTheHostIsChangedByHandingOverANewOne_data() { test::addEngineRows(); }
     void keyOfTheHostIsChangedByHandingOverANewOne()
     {
         const QByteArray oldKey(32, 'o');
@@ -521,7 +506,7 @@ private:
 
     Factory openDatabase()
     {
-        const QString engine = *static_cast<QString*>(QTest::qData("engine", QMetaType::QString));
+        QFETCH_GLOBAL(QString, engine);
         return test::openEngine(engine, folder->filePath(u"configuration.db"_s));
     }
 

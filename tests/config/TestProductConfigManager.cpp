@@ -1,13 +1,9 @@
 #include "RecordFields.h"
+#include "Stores.h"
 
 #include <config/ProductConfigManager.h>
-#include <interf/IQSqlQueryWrapper.h>
-
-#include <support/Engines.h>
-#include <support/RecordingDatabaseFactory.h>
 
 #include <QMetaObject>
-#include <QTemporaryDir>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -30,31 +26,8 @@ QVariantList sampleRow(int id = 7)
     return {id, u"name"_s, u"key"_s, u"consumer secret"_s, 3, SampleXml};
 }
 
-QVariant columnOf(interf::factory::IDatabaseFactory& factory, const QString& column, int id)
-{
-    const auto query = factory.CreateQuery();
-    query->prepare(u"SELECT "_s + column + u" FROM ProductConfiguration WHERE id = :id"_s);
-    query->bindValue(u":id"_s, id);
-    query->exec();
-    query->next();
-    return query->value(0);
-}
-
-bool storeProperties(interf::factory::IDatabaseFactory& factory, int id)
-{
-    const auto query = factory.CreateQuery();
-    query->prepare(u"UPDATE ProductConfiguration SET nameValueProperties = :xml WHERE id = :id"_s);
-    query->bindValue(u":xml"_s, SampleXml);
-    query->bindValue(u":id"_s, id);
-    return query->exec();
-}
-
-struct Recording
-{
-    std::shared_ptr<RecordingDatabaseFactory> factory =
-        std::make_shared<RecordingDatabaseFactory>();
-    ProductConfigManager manager{factory};
-};
+using Recording = test::Recording<ProductConfigManager>;
+using Store = test::Store<ProductConfigManager>;
 
 /// Notes the lookups by id.
 class NotingManager : public ProductConfigManager
@@ -85,8 +58,6 @@ class TestProductConfigManager : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { folder = std::make_unique<QTemporaryDir>(); }
-
     void removeReadsThroughAnOverride()
     {
         const auto factory = std::make_shared<RecordingDatabaseFactory>();
@@ -174,7 +145,8 @@ private Q_SLOTS:
     void addedProductReadsBack_data() { test::addEngineRows(); }
     void addedProductReadsBack()
     {
-        ProductConfigManager manager(openDatabase());
+        Store store;
+        ProductConfigManager& manager = store.manager;
         ProductConfiguration product = test::sampleOf<ProductConfiguration>();
 
         QVERIFY(manager.Add(product));
@@ -192,23 +164,24 @@ private Q_SLOTS:
     void updateOfAReadRecordEmptiesTheStoredProperties_data() { test::addEngineRows(); }
     void updateOfAReadRecordEmptiesTheStoredProperties()
     {
-        const auto database = openDatabase();
-        ProductConfigManager manager(database);
+        Store store;
+        ProductConfigManager& manager = store.manager;
         ProductConfiguration product = test::sampleOf<ProductConfiguration>();
         QVERIFY(manager.Add(product));
-        QVERIFY(storeProperties(*database, product.getId()));
+        store.run(u"UPDATE ProductConfiguration SET nameValueProperties = :v0"_s, {SampleXml});
 
         QVERIFY(manager.Update(manager.GetProductConfigurationById(product.getId())));
 
         QCOMPARE(
-            columnOf(*database, u"nameValueProperties"_s, product.getId()).toString(), EmptyXml);
+            store.run(u"SELECT nameValueProperties FROM ProductConfiguration"_s).toString(),
+            EmptyXml);
     }
 
     void changedSecretIsNotShownAfterAnUpdate_data() { test::addEngineRows(); }
     void changedSecretIsNotShownAfterAnUpdate()
     {
-        const auto database = openDatabase();
-        ProductConfigManager manager(database);
+        Store store;
+        ProductConfigManager& manager = store.manager;
         ProductConfiguration product = test::sampleOf<ProductConfiguration>();
         QVERIFY(manager.Add(product));
         product.setName(u"other name"_s);
@@ -219,13 +192,14 @@ private Q_SLOTS:
         const ProductConfiguration read = manager.GetProductConfigurationById(product.getId());
         QCOMPARE(read.getName(), u"other name"_s);
         QCOMPARE(read.getConsumerSecret(), QString());
-        QVERIFY(columnOf(*database, u"consumerSecret"_s, product.getId()).isNull());
+        QVERIFY(store.run(u"SELECT consumerSecret FROM ProductConfiguration"_s).isNull());
     }
 
     void lookupByKeyOfTwoRowsFindsTheFirst_data() { test::addEngineRows(); }
     void lookupByKeyOfTwoRowsFindsTheFirst()
     {
-        ProductConfigManager manager(openDatabase());
+        Store store;
+        ProductConfigManager& manager = store.manager;
         ProductConfiguration first = test::sampleOf<ProductConfiguration>();
         ProductConfiguration second = test::sampleOf<ProductConfiguration>();
         QVERIFY(manager.Add(first) && manager.Add(second));
@@ -240,7 +214,8 @@ private Q_SLOTS:
     void removedProductIsGoneAndRemovingItAgainSucceeds_data() { test::addEngineRows(); }
     void removedProductIsGoneAndRemovingItAgainSucceeds()
     {
-        ProductConfigManager manager(openDatabase());
+        Store store;
+        ProductConfigManager& manager = store.manager;
         ProductConfiguration product = test::sampleOf<ProductConfiguration>();
         QVERIFY(manager.Add(product));
 
@@ -252,15 +227,6 @@ private Q_SLOTS:
             test::linesOf(ProductConfiguration()));
         QVERIFY(manager.Remove(product.getId()));
     }
-
-private:
-    std::shared_ptr<interf::factory::IDatabaseFactory> openDatabase()
-    {
-        const QString engine = *static_cast<QString*>(QTest::qData("engine", QMetaType::QString));
-        return test::openEngine(engine, folder->filePath(u"configuration.db"_s));
-    }
-
-    std::unique_ptr<QTemporaryDir> folder;
 };
 
 } // namespace sync::config

@@ -1,11 +1,9 @@
-#include <config/ScheduleEntryManager.h>
-#include <interf/IQSqlQueryWrapper.h>
+#include "RecordFields.h"
+#include "Stores.h"
 
-#include <support/Engines.h>
-#include <support/RecordingDatabaseFactory.h>
+#include <config/ScheduleEntryManager.h>
 
 #include <QMetaObject>
-#include <QTemporaryDir>
 #include <QTest>
 
 #include <ctime>
@@ -20,62 +18,39 @@ namespace {
 
 const QString UpdateById =
     u"UPDATE Schedules SET folderConfigurationId = :folderConfigurationId, startTime = :startTime, expireTime = :expireTime, syncScheduleType = :syncScheduleType, syncInterval = :syncInterval  WHERE id = :id"_s;
-const QDateTime Start({2021, 2, 3}, {4, 5, 6, 7}, Qt::UTC);
-const QDateTime Expire({2022, 8, 9}, {10, 11, 12, 13}, Qt::OffsetFromUTC, 3600);
-
 QVariantList sampleRow(int id = 7)
 {
-    return {id, 2, Start, Expire, 3, 4};
+    const auto sample = test::sampleOf<ScheduleEntry>();
+    return {id, 2, sample.getStartTime(), sample.getExpireTime(), 3, 4};
 }
 
-// Every field as text; times with their clock reading and what they are labelled.
-QStringList fieldsOf(const ScheduleEntry& entry)
+// What sampleRow() reads as: its clock readings as local times.
+QStringList rowLines()
 {
-    const auto text = [](const QDateTime& time) {
-        if (time.isNull())
-            return u"null"_s;
-        return time.toString(u"yyyy-MM-ddTHH:mm:ss.zzz"_s) + u' ' +
-               QString::number(time.timeSpec());
+    const auto sample = test::sampleOf<ScheduleEntry>();
+    const auto local = [](const QDateTime& time) {
+        return QDateTime(time.date(), time.time(), Qt::LocalTime);
     };
-    return {
-        QString::number(entry.getId()),
-        QString::number(entry.getFolderConfigId()),
-        text(entry.getStartTime()),
-        text(entry.getExpireTime()),
-        QString::number(entry.getSyncScheduleType()),
-        QString::number(entry.getSyncInterval())};
+    return test::linesOf(
+        sample, {{u"Id"_s, 7},
+                 {u"StartTime"_s, local(sample.getStartTime())},
+                 {u"ExpireTime"_s, local(sample.getExpireTime())}});
 }
 
-// The 0 behind the times is Qt::LocalTime.
-const QStringList SampleFields{
-    u"7"_s, u"2"_s, u"2021-02-03T04:05:06.007 0"_s, u"2022-08-09T10:11:12.013 0"_s, u"3"_s, u"4"_s};
-const QStringList DefaultFields{u"-1"_s, u"0"_s, u"null"_s, u"null"_s, u"0"_s, u"30"_s};
+using Recording = test::Recording<ScheduleEntryManager>;
 
-bool run(
-    interf::factory::IDatabaseFactory& factory, const QString& sql, const QVariantList& values = {})
+/// A store without the default row of a new database.
+struct Store : test::Store<ScheduleEntryManager>
 {
-    const auto query = factory.CreateQuery();
-    query->prepare(sql);
-    for (qsizetype i = 0; i < values.size(); ++i)
-        query->bindValue(u":v%1"_s.arg(i), values.at(i));
-    return query->exec();
-}
+    Store() { run(u"DELETE FROM Schedules"_s); }
 
-// The host makes the rows.
-bool insertRow(interf::factory::IDatabaseFactory& factory, const QVariantList& row)
-{
-    return run(
-        factory,
-        u"INSERT INTO Schedules (id, folderConfigurationId, startTime, expireTime, "
-        "syncScheduleType, syncInterval) VALUES (:v0, :v1, :v2, :v3, :v4, :v5)"_s,
-        row);
-}
-
-struct Recording
-{
-    std::shared_ptr<RecordingDatabaseFactory> factory =
-        std::make_shared<RecordingDatabaseFactory>();
-    ScheduleEntryManager manager{factory};
+    // A host adds the rows.
+    void insertRow(const QVariantList& row)
+    {
+        run(u"INSERT INTO Schedules (id, folderConfigurationId, startTime, expireTime, "
+            "syncScheduleType, syncInterval) VALUES (:v0, :v1, :v2, :v3, :v4, :v5)"_s,
+            row);
+    }
 };
 
 } // namespace
@@ -92,8 +67,6 @@ private Q_SLOTS:
         ::tzset();
     }
 
-    void init() { folder = std::make_unique<QTemporaryDir>(); }
-
     void emptyColumnsReadAsNullTimesAndZeros()
     {
         Recording recording;
@@ -102,18 +75,20 @@ private Q_SLOTS:
         const ScheduleEntry entry = recording.manager.GetScheduleEntryById(7);
 
         QCOMPARE(
-            fieldsOf(entry), QStringList({u"7"_s, u"0"_s, u"null"_s, u"null"_s, u"0"_s, u"0"_s}));
+            test::linesOf(entry),
+            test::linesOf(
+                ScheduleEntry(), {{u"Id"_s, 7}, {u"FolderConfigId"_s, 0}, {u"SyncInterval"_s, 0}}));
     }
 
     void timesOfTextColumnsAreLabelledLocal()
     {
         Recording recording;
         recording.factory->answerOthers(
-            {.rows = {{7, 2, u"2021-02-03T04:05:06.007Z"_s, u"2022-08-09T10:11:12.013"_s, 3, 4}}});
+            {.rows = {{7, 2, u"2024-03-01T04:01:02.003Z"_s, u"2024-03-01T05:00:00.000"_s, 3, 4}}});
 
         const ScheduleEntry entry = recording.manager.GetScheduleEntryById(7);
 
-        QCOMPARE(fieldsOf(entry), SampleFields);
+        QCOMPARE(test::linesOf(entry), rowLines());
     }
 
     void updateBindsTimesAsHeldAndTheIdFirst()
@@ -121,7 +96,7 @@ private Q_SLOTS:
         Recording recording;
         recording.factory->answer(1, {.rows = {sampleRow()}});
         ScheduleEntry entry = recording.manager.GetScheduleEntryById(7);
-        entry.setStartTime(Start);
+        entry.setStartTime(test::sampleOf<ScheduleEntry>().getStartTime());
         recording.factory->takeLog();
 
         const bool updated = recording.manager.Update(entry);
@@ -131,8 +106,8 @@ private Q_SLOTS:
             recording.factory->log(), statementLog(
                                           UpdateById,
                                           {u":id int 7"_s, u":folderConfigurationId int 2"_s,
-                                           u":startTime QDateTime 2021-02-03T04:05:06.007 UTC"_s,
-                                           u":expireTime QDateTime 2022-08-09T10:11:12.013 local"_s,
+                                           u":startTime QDateTime 2024-03-01T04:01:02.003 UTC"_s,
+                                           u":expireTime QDateTime 2024-03-01T05:00:00.000 local"_s,
                                            u":syncScheduleType int 3"_s, u":syncInterval int 4"_s},
                                           1));
     }
@@ -154,7 +129,7 @@ private Q_SLOTS:
         QVERIFY(QMetaObject::invokeMethod(
             &recording.manager, "Remove", Q_RETURN_ARG(bool, removed), Q_ARG(int, 7)));
 
-        QCOMPARE(fieldsOf(entry), SampleFields);
+        QCOMPARE(test::linesOf(entry), rowLines());
         QVERIFY(updated && removed);
     }
 
@@ -162,50 +137,50 @@ private Q_SLOTS:
     void withoutADefaultRowTheDefaultEntryIsADefaultRecord_data() { test::addEngineRows(); }
     void withoutADefaultRowTheDefaultEntryIsADefaultRecord()
     {
-        const auto database = openDatabase();
-        QVERIFY(insertRow(*database, sampleRow()));
-        ScheduleEntryManager manager(database);
+        Store store;
+        store.insertRow(sampleRow());
+        ScheduleEntryManager& manager = store.manager;
 
-        QCOMPARE(fieldsOf(manager.GetDefaultScheduleEntry()), DefaultFields);
+        QCOMPARE(test::linesOf(manager.GetDefaultScheduleEntry()), test::linesOf(ScheduleEntry()));
     }
 
     void storedTimeReadsBackAsLocalWithTheSameClockReading_data() { test::addEngineRows(); }
     void storedTimeReadsBackAsLocalWithTheSameClockReading()
     {
-        const auto database = openDatabase();
-        QVERIFY(insertRow(*database, {7, 2, {}, {}, 3, 4}));
-        ScheduleEntryManager manager(database);
+        Store store;
+        store.insertRow({7, 2, {}, {}, 3, 4});
+        ScheduleEntryManager& manager = store.manager;
         ScheduleEntry entry = manager.GetScheduleEntryById(7);
-        entry.setStartTime(Start);
-        entry.setExpireTime(Expire);
+        entry.setStartTime(test::sampleOf<ScheduleEntry>().getStartTime());
+        entry.setExpireTime(test::sampleOf<ScheduleEntry>().getExpireTime());
 
         QVERIFY(manager.Update(entry));
 
-        QCOMPARE(fieldsOf(manager.GetScheduleEntryById(7)), SampleFields);
+        QCOMPARE(test::linesOf(manager.GetScheduleEntryById(7)), rowLines());
     }
 
     void updateOfIdMinusOneChangesNothing_data() { test::addEngineRows(); }
     void updateOfIdMinusOneChangesNothing()
     {
-        const auto database = openDatabase();
-        QVERIFY(insertRow(*database, sampleRow()));
-        ScheduleEntryManager manager(database);
+        Store store;
+        store.insertRow(sampleRow());
+        ScheduleEntryManager& manager = store.manager;
         ScheduleEntry entry;
         entry.setSyncInterval(99);
 
         QVERIFY(manager.Update(entry));
 
-        QCOMPARE(fieldsOf(manager.GetScheduleEntryById(7)), SampleFields);
+        QCOMPARE(test::linesOf(manager.GetScheduleEntryById(7)), rowLines());
         QCOMPARE(manager.GetScheduleEntryById(-1).getSyncInterval(), 30);
     }
 
     void firstOfSeveralDefaultsIsTheDefault_data() { test::addEngineRows(); }
     void firstOfSeveralDefaultsIsTheDefault()
     {
-        const auto database = openDatabase();
-        QVERIFY(insertRow(*database, {5, 0, Start, Expire, 1, 10}));
-        QVERIFY(insertRow(*database, {6, 0, Start, Expire, 1, 20}));
-        ScheduleEntryManager manager(database);
+        Store store;
+        store.insertRow({5, 0, {}, {}, 1, 10});
+        store.insertRow({6, 0, {}, {}, 1, 20});
+        ScheduleEntryManager& manager = store.manager;
 
         QCOMPARE(manager.GetDefaultScheduleEntry().getId(), 5);
     }
@@ -213,26 +188,15 @@ private Q_SLOTS:
     void removedEntryIsGoneAndRemovingItAgainSucceeds_data() { test::addEngineRows(); }
     void removedEntryIsGoneAndRemovingItAgainSucceeds()
     {
-        const auto database = openDatabase();
-        QVERIFY(insertRow(*database, sampleRow()));
-        ScheduleEntryManager manager(database);
+        Store store;
+        store.insertRow(sampleRow());
+        ScheduleEntryManager& manager = store.manager;
 
         QVERIFY(manager.Remove(7));
 
         QCOMPARE(manager.GetScheduleEntryById(7).getId(), -1);
         QVERIFY(manager.Remove(7));
     }
-
-private:
-    // Without the default row that a new database has.
-    std::shared_ptr<interf::factory::IDatabaseFactory> openDatabase()
-    {
-        const QString engine = *static_cast<QString*>(QTest::qData("engine", QMetaType::QString));
-        auto database = test::openEngine(engine, folder->filePath(u"configuration.db"_s));
-        return run(*database, u"DELETE FROM Schedules"_s) ? database : nullptr;
-    }
-
-    std::unique_ptr<QTemporaryDir> folder;
 };
 
 } // namespace sync::config

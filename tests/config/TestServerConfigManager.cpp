@@ -1,7 +1,7 @@
+#include "RecordFields.h"
+#include "Stores.h"
+
 #include <config/ServerConfigManager.h>
-#include <interf/IQSqlQueryWrapper.h>
-#include <support/Engines.h>
-#include <support/RecordingDatabaseFactory.h>
 
 #include <QSettings>
 #include <QTemporaryDir>
@@ -19,35 +19,18 @@ const QString SelectById =
     u"SELECT id, alias, davUrl, webServiceUrl, nameValueProperties, binaryDiffEncoder FROM "
     u"ServerConfiguration WHERE id = :id;"_s;
 
-// A record that holds no alias, and URLs with slashes to chop.
+// A record without an alias, and URLs with slashes to chop.
 ServerConfiguration sampleServer()
 {
-    ServerConfiguration server;
+    auto server = test::sampleOf<ServerConfiguration>();
+    server.setAlias({});
     server.setDavUrl(u"https://dav.example.com/%1/"_s);
     server.setWebServiceUrl(u"https://web.example.com//"_s);
-    server.setBinaryDiffEncoder(u"encoder"_s);
-    server.setNameValueProperties({{u"Key"_s, u"value"_s}});
     return server;
 }
 
-QStringList fieldsOf(const ServerConfiguration& server)
-{
-    return {
-        QString::number(server.getId()),
-        server.getAlias(),
-        server.getDavUrl(),
-        server.getWebServiceUrl(),
-        server.getNameValueProperties().value(u"Key"_s),
-        server.getBinaryDiffEncoder(),
-    };
-}
-
-struct Recording
-{
-    std::shared_ptr<RecordingDatabaseFactory> factory =
-        std::make_shared<RecordingDatabaseFactory>();
-    ServerConfigManager manager{factory};
-};
+using Recording = test::Recording<ServerConfigManager>;
+using Store = test::Store<ServerConfigManager>;
 
 class OverridingManager : public ServerConfigManager
 {
@@ -59,26 +42,6 @@ public:
         return {};
     }
     long long askedFor = 0;
-};
-
-// A new database file for each test, over the engine of the test's row.
-struct Store
-{
-    explicit Store(const QString& engine)
-        : factory(test::openEngine(engine, directory.filePath(u"configuration.db"_s)))
-    {
-    }
-
-    bool run(const QString& sql)
-    {
-        const auto query = factory->CreateQuery();
-        query->prepare(sql);
-        return query->exec();
-    }
-
-    QTemporaryDir directory;
-    std::shared_ptr<interf::factory::IDatabaseFactory> factory;
-    ServerConfigManager manager{factory};
 };
 
 } // namespace
@@ -146,32 +109,30 @@ private Q_SLOTS:
     void addedServerReadsBackWithoutSlashesAndUpdatedWithThem_data() { test::addEngineRows(); }
     void addedServerReadsBackWithoutSlashesAndUpdatedWithThem()
     {
-        QFETCH(QString, engine);
-        Store store(engine);
+        Store store;
         ServerConfiguration server = sampleServer();
 
         QVERIFY(store.manager.Add(server));
         QCOMPARE(
-            fieldsOf(store.manager.GetServerConfigById(server.getId())),
-            QStringList(
-                {u"1"_s, u"web"_s, u"https://dav.example.com/%1"_s, u"https://web.example.com/"_s,
-                 u"value"_s, u"encoder"_s}));
+            test::linesOf(store.manager.GetServerConfigById(server.getId())),
+            test::linesOf(
+                sampleServer(), {{u"Id"_s, 1},
+                                 {u"Alias"_s, u"web"_s},
+                                 {u"DavUrl"_s, u"https://dav.example.com/%1"_s},
+                                 {u"WebServiceUrl"_s, u"https://web.example.com/"_s}}));
 
         server.setAlias(u"mine"_s);
         QVERIFY(store.manager.Update(server));
         QCOMPARE(
-            fieldsOf(store.manager.GetDefaultServerConfig()),
-            QStringList(
-                {u"1"_s, u"mine"_s, u"https://dav.example.com/%1/"_s,
-                 u"https://web.example.com//"_s, u"value"_s, u"encoder"_s}));
+            test::linesOf(store.manager.GetDefaultServerConfig()),
+            test::linesOf(sampleServer(), {{u"Id"_s, 1}, {u"Alias"_s, u"mine"_s}}));
         QCOMPARE(store.manager.GetAll().size(), std::size_t(1));
     }
 
     void serversAreFoundWithAndWithoutASlash_data() { test::addEngineRows(); }
     void serversAreFoundWithAndWithoutASlash()
     {
-        QFETCH(QString, engine);
-        Store store(engine);
+        Store store;
         ServerConfiguration server;
         server.setDavUrl(u"https://d/"_s);
         server.setWebServiceUrl(u"https://w/"_s);
@@ -190,18 +151,14 @@ private Q_SLOTS:
     void serverIsFoundBehindSignInFolderAndFile_data() { test::addEngineRows(); }
     void serverIsFoundBehindSignInFolderAndFile()
     {
-        QFETCH(QString, engine);
-        Store store(engine);
+        Store store;
         ServerConfiguration other;
         ServerConfiguration server;
         QVERIFY(store.manager.Add(other));
         QVERIFY(store.manager.Add(server));
-        QVERIFY(
-            store.run(u"INSERT INTO AuthenticationConfiguration (id, serverId) VALUES (11, 2)"_s));
-        QVERIFY(
-            store.run(u"INSERT INTO FolderConfiguration (id, authenticationId) VALUES (21, 11)"_s));
-        QVERIFY(store.run(
-            u"INSERT INTO FileConfiguration (id, folderConfigurationId) VALUES (31, 21)"_s));
+        store.run(u"INSERT INTO AuthenticationConfiguration (id, serverId) VALUES (11, 2)"_s);
+        store.run(u"INSERT INTO FolderConfiguration (id, authenticationId) VALUES (21, 11)"_s);
+        store.run(u"INSERT INTO FileConfiguration (id, folderConfigurationId) VALUES (31, 21)"_s);
 
         QCOMPARE(store.manager.GetServerConfigByAuthenticationId(11).getId(), 2);
         QCOMPARE(store.manager.GetServerConfigByFolderId(21).getId(), 2);
@@ -214,8 +171,7 @@ private Q_SLOTS:
     void removeOfAnUnknownIdSucceeds_data() { test::addEngineRows(); }
     void removeOfAnUnknownIdSucceeds()
     {
-        QFETCH(QString, engine);
-        Store store(engine);
+        Store store;
         ServerConfiguration server;
         QVERIFY(store.manager.Add(server));
 
