@@ -11,9 +11,10 @@ FailureLog::~FailureLog() = default;
 
 void FailureLog::report(const Failure& failure) noexcept
 {
+    std::optional<Failure> latest = failure;
     {
         const std::lock_guard lock(mutex);
-        last = failure;
+        last.swap(latest);
     }
     ++count;
     listeners.notify(failure);
