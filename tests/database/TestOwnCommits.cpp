@@ -14,6 +14,7 @@ private Q_SLOTS:
     void externalCommitsAreCounted();
     void aFailedCommitCountsAsNone();
     void externalCommitsBeforeAnOwnOneAreSeenDuringIt();
+    void theAnswerWaitsForTheEndOfAStatement();
 
 private:
     OwnCommits own;
@@ -67,6 +68,19 @@ void TestOwnCommits::externalCommitsBeforeAnOwnOneAreSeenDuringIt()
 
     QCOMPARE(own.commitsOfOthers(&counter), *before + 1);
     own.end();
+}
+
+void TestOwnCommits::theAnswerWaitsForTheEndOfAStatement()
+{
+    const auto before = own.commitsOfOthers(&counter);
+
+    own.begin({});
+    ++counter; // of another process, before the statement has the write lock
+    const auto during = own.commitsOfOthers(&counter);
+    own.end();
+
+    QVERIFY(!during);
+    QCOMPARE(own.commitsOfOthers(&counter), *before + 1);
 }
 
 QTEST_APPLESS_MAIN(TestOwnCommits)

@@ -2,6 +2,8 @@
 
 #include <database/DatabaseError.h>
 
+#include <chrono>
+#include <thread>
 #include <utility>
 
 namespace sync::database {
@@ -16,8 +18,9 @@ ExternalCommits::ExternalCommits(const QString& path, const OwnCommits& own)
         walCommits = walCommitCounter(database.get());
     if (!walCommits)
         before = dataVersion(path);
-    while (!before)
-        before = own.commitsOfOthers(walCommits);
+    else
+        while (!(before = own.commitsOfOthers(walCommits)))
+            std::this_thread::sleep_for(std::chrono::microseconds(50)); // a commit is under way
     setWaiting(database.get(), false);
 }
 

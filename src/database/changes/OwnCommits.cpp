@@ -1,5 +1,7 @@
 #include <database/changes/OwnCommits.h>
 
+#include <QtGlobal>
+
 #include <sqlite3.h>
 
 namespace sync::database {
@@ -30,11 +32,11 @@ const volatile std::uint32_t* walCommitCounter(sqlite3* database)
     return header[FormatVersion] == KnownFormat ? header + ChangeCounter : nullptr;
 }
 
-void OwnCommits::begin(std::uint32_t walCommits) noexcept
+void OwnCommits::begin(std::optional<std::uint32_t> walCommits) noexcept
 {
-    if (isOdd(sequence))
-        return;
-    othersAtBegin = walCommits - own;
+    Q_ASSERT(!isOdd(sequence));
+    isKnown = walCommits.has_value();
+    othersAtBegin = walCommits.value_or(0) - own;
     ++sequence;
 }
 
@@ -50,6 +52,8 @@ std::optional<std::uint32_t> OwnCommits::commitsOfOthers(
     constexpr int Attempts = 3;
     for (int attempt = 0; attempt < Attempts; ++attempt) {
         const std::uint32_t before = sequence;
+        if (isOdd(before) && !isKnown)
+            return {};
         const std::uint32_t others = isOdd(before) ? othersAtBegin.load() : *walCommits - own;
         // Adding nothing rather than loading: a load might be done before those above.
         if (sequence.fetch_add(0) == before)

@@ -21,8 +21,9 @@ class OwnCommits
 {
 public:
     /// Before a commit, while its connection holds SQLite's write lock, so that nobody else
-    /// commits. `walCommits` is what walCommitCounter() points to.
-    void begin(std::uint32_t walCommits) noexcept;
+    /// commits: `walCommits` is what walCommitCounter() points to. Nothing before a statement that
+    /// takes the lock itself.
+    void begin(std::optional<std::uint32_t> walCommits) noexcept;
 
     /// The commit is in the WAL.
     void count() noexcept { ++own; }
@@ -30,9 +31,9 @@ public:
     /// The commit has ended, whether it succeeded or not; also without begin().
     void end() noexcept;
 
-    /// How many commits to the WAL were those of others. While one of the store's own is under way
-    /// it is the number from before that one. Nothing when they follow each other too closely to be
-    /// read: the next call knows.
+    /// How many commits to the WAL were those of others. While a transaction of the store commits
+    /// it is the number from before that. Nothing while a statement of its own commits, or when
+    /// commits follow each other too closely to be read: a later call knows.
     std::optional<std::uint32_t> commitsOfOthers(
         const volatile std::uint32_t* walCommits) const noexcept;
 
@@ -40,6 +41,7 @@ private:
     mutable std::atomic<std::uint32_t> sequence = 0; // odd from begin() to end()
     std::atomic<std::uint32_t> own = 0;
     std::atomic<std::uint32_t> othersAtBegin = 0;
+    std::atomic<bool> isKnown = false; // othersAtBegin
 };
 
 } // namespace sync::database

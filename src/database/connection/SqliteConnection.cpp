@@ -40,14 +40,6 @@ SqliteConnection::SqliteConnection(ConnectionPool& pool, SqliteHandle opened)
     , database(std::move(opened))
     , statements(database.get())
 {
-    // Called while the write lock is held.
-    sqlite3_commit_hook(
-        handle(),
-        [](void* self) {
-            static_cast<SqliteConnection*>(self)->noteCommit();
-            return 0;
-        },
-        this);
     sqlite3_wal_hook(
         handle(),
         [](void* self, sqlite3*, const char*, int pages) {
@@ -90,6 +82,8 @@ bool SqliteConnection::beginWrite(Failure& error)
         return true;
     }
     hasTurn = pool.takeTurn(error);
+    if (hasTurn)
+        pool.changes().ownCommits().begin({});
     return hasTurn;
 }
 
@@ -188,6 +182,7 @@ bool SqliteConnection::begin(TransactionOwner newOwner, Failure& error)
 bool SqliteConnection::commit(Failure& error) noexcept
 {
     Q_ASSERT(isOnItsThread());
+    noteCommit();
     if (lostError.isEmpty() && run("COMMIT")) {
         owner = TransactionOwner::None;
         abandoned = false;
@@ -216,12 +211,13 @@ bool SqliteConnection::run(const char* sql) noexcept
     return sqlite3_exec(handle(), sql, nullptr, nullptr, nullptr) == SQLITE_OK;
 }
 
+// The write lock is held.
 void SqliteConnection::noteCommit()
 {
     if (!walCommits && pool.hasWal())
         walCommits = walCommitCounter(handle());
-    if (walCommits)
-        pool.changes().ownCommits().begin(*walCommits);
+    pool.changes().ownCommits().begin(
+        walCommits ? std::optional<std::uint32_t>(*walCommits) : std::nullopt);
 }
 
 void SqliteConnection::leaveTurnAndPublish() noexcept
