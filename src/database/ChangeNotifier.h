@@ -15,7 +15,7 @@ namespace sync::database {
 /// Signals which kinds of records have changed, by this process or by another.
 ///
 /// What the factory's own threads change is known when it is committed. For what others change it
-/// polls the factory twice a second, which takes some 30 ns with a WAL and never waits for a
+/// polls the factory twice a second, which takes some 50 ns with a WAL and never waits for a
 /// writer; for that its thread needs an event loop. It starts no thread.
 ///
 /// It names kinds of records and not the records, and may name one that has not changed: read again

@@ -16,7 +16,7 @@ namespace sync::database {
 /// those of others. Any thread may call.
 ///
 /// `pollMutex` guards `external`. A commit never takes it, and it is never held while a listener
-/// runs. It is held for some 30 ns with a WAL, and for a read of the file's first page without one.
+/// runs. It is held for some 50 ns with a WAL, and for a read of the file's first page without one.
 class ChangeFeed
 {
 public:
