@@ -49,9 +49,9 @@ private Q_SLOTS:
         QCOMPARE(RawDatabase(path).value(u"SELECT alias FROM ServerConfiguration"_s), u"first"_s);
         QCOMPARE(again.exitCode, 0);
         QVERIFY2(
-            again.output.startsWith(u"Made the backup \"%1/"_s.arg(backupFolder())),
+            again.output.startsWith(u"Made and verified the backup \"%1/"_s.arg(backupFolder())),
             qPrintable(again.output));
-        QVERIFY(again.output.endsWith(u"and found it whole.\n"_s));
+        QVERIFY(again.output.endsWith(u" bytes.\n"_s));
         QCOMPARE(listed.exitCode, 0);
         QCOMPARE(listed.array().size(), 2);
         QCOMPARE(listed.array()[1].toObject(), made.object());

@@ -99,7 +99,7 @@ private Q_SLOTS:
         QCOMPARE(finding[u"rows"_s].toArray().size(), 500);
         QCOMPARE(finding[u"rows"_s][499][u"id"_s].toInt(), 501);
         QCOMPARE(output.count(u"    Schedules "_s), 10);
-        QVERIFY(output.contains(u"\n    and 490 more, which --json lists\n"_s));
+        QVERIFY(output.contains(u"\n    and 490 more; --json lists them all\n"_s));
     }
 
     void outputFitsTheTerminal()
@@ -192,12 +192,12 @@ private Q_SLOTS:
         plant();
 
         PseudoTerminal terminal(*tool, {u"doctor"_s, u"--fix"_s});
-        QVERIFY(terminal.waitFor("mend 3 records"));
+        QVERIFY(terminal.waitFor("repair 3 records"));
         QVERIFY(terminal.waitFor("[y/N] "));
         terminal.type("y\n");
 
         QCOMPARE(terminal.exitCode(), 0);
-        QVERIFY(terminal.transcript().contains("Mended 3 records."));
+        QVERIFY(terminal.transcript().contains("Repaired 3 records."));
         QCOMPARE(tool->run({u"doctor"_s}).exitCode, 0);
     }
 
@@ -326,7 +326,7 @@ private:
     }
     void execute(const QString& sql) const { QVERIFY(tool->execute(sql)); }
 
-    // A wrong root, a folder without a parent, and a lost base copy: 3 records to mend.
+    // A wrong root, a folder without a parent, and a lost base copy: 3 records to repair.
     void plant() const
     {
         execute(u"UPDATE FolderConfiguration SET rootId = 99 WHERE parentId = 0"_s);

@@ -9,7 +9,7 @@ using namespace Qt::StringLiterals;
 
 namespace velmioctl::doctor {
 
-/// The checks of records: each is planted, found, and mended where that is safe.
+/// The checks of records: each is planted, found, and repaired where that is safe.
 class TestDoctor : public QObject
 {
     Q_OBJECT
@@ -22,7 +22,7 @@ private Q_SLOTS:
         QCOMPARE(sample.findings(), QStringList());
     }
 
-    void plantedFaultIsFoundAndMended_data()
+    void plantedFaultIsFoundAndRepaired_data()
     {
         QTest::addColumn<QStringList>("statements");
         QTest::addColumn<QStringList>("found");
@@ -32,7 +32,8 @@ private Q_SLOTS:
                             const QStringList& found, const QStringList& left) {
             QTest::newRow(name) << statements << found << left;
         };
-        const auto mended = [&add](const char* name, const QString& sql, const QStringList& found) {
+        const auto repaired = [&add](
+                                  const char* name, const QString& sql, const QStringList& found) {
             add(name, {sql}, found, {});
         };
         const auto stays = [&add](const char* name, const QString& sql, const QStringList& found) {
@@ -50,14 +51,14 @@ private Q_SLOTS:
             "folder of no sign-in",
             u"UPDATE FolderConfiguration SET authenticationId = 9 WHERE id = 3"_s,
             {u"folder.signin-missing FolderConfiguration 3"_s});
-        mended(
+        repaired(
             "folder of no product",
             u"UPDATE FolderConfiguration SET productConfigurationId = 9 WHERE id = 4"_s,
             {u"folder.product-missing FolderConfiguration 4"_s});
-        mended(
+        repaired(
             "folder of no parent", u"UPDATE FolderConfiguration SET parentId = 9 WHERE id = 3"_s,
             {u"folder.parent-missing FolderConfiguration 3"_s});
-        mended(
+        repaired(
             "folder of no parent but -1",
             u"UPDATE FolderConfiguration SET parentId = -1 WHERE id = 2"_s,
             {u"folder.parent-missing FolderConfiguration 2"_s});
@@ -68,29 +69,29 @@ private Q_SLOTS:
              u"folder.gone FolderConfiguration 3"_s},
             {u"folder.parent-missing FolderConfiguration 3"_s,
              u"folder.gone FolderConfiguration 3"_s});
-        mended(
+        repaired(
             "folder that is its own parent",
             u"UPDATE FolderConfiguration SET parentId = 3 WHERE id = 3"_s,
             {u"folder.circular FolderConfiguration 3"_s});
-        mended(
+        repaired(
             "folders that are each other's parents",
             u"UPDATE FolderConfiguration SET parentId = 3 WHERE id = 2"_s,
             {u"folder.circular FolderConfiguration 2"_s,
              u"folder.circular FolderConfiguration 3"_s});
-        mended(
+        repaired(
             "root of another root", u"UPDATE FolderConfiguration SET rootId = 1 WHERE id = 4"_s,
             {u"root.not-itself FolderConfiguration 4"_s});
-        mended(
+        repaired(
             "root of no root", u"UPDATE FolderConfiguration SET rootId = NULL WHERE id = 4"_s,
             {u"root.not-itself FolderConfiguration 4"_s});
-        mended(
+        repaired(
             "folder that has become a root",
             u"UPDATE FolderConfiguration SET parentId = 0 WHERE id = 2"_s,
             {u"root.not-itself FolderConfiguration 2"_s,
              u"folder.root-differs FolderConfiguration 3"_s,
              u"root.client-overlap FolderConfiguration 2"_s,
              u"root.server-overlap FolderConfiguration 2"_s});
-        mended(
+        repaired(
             "folder of another root", u"UPDATE FolderConfiguration SET rootId = 4 WHERE id = 3"_s,
             {u"folder.root-differs FolderConfiguration 3"_s,
              u"file.root-differs FileConfiguration 3"_s});
@@ -107,7 +108,7 @@ private Q_SLOTS:
              u"folder.root-missing FolderConfiguration 3"_s},
             {u"folder.parent-missing FolderConfiguration 3"_s,
              u"folder.root-missing FolderConfiguration 3"_s});
-        mended(
+        repaired(
             "empty folder twice",
             u"INSERT INTO FolderConfiguration (id, parentId, rootId, authenticationId,"
             u" productConfigurationId, name, clientPath, serverPath)"
@@ -119,7 +120,7 @@ private Q_SLOTS:
             u" productConfigurationId, name, clientPath, serverPath)"
             u" VALUES (8, 2, 1, 1, 0, 'b', '%R/root/a/b', '/S/else')"_s,
             {u"folder.duplicate-path FolderConfiguration 8"_s});
-        mended(
+        repaired(
             "file of no folder",
             u"UPDATE FileConfiguration SET folderConfigurationId = 9 WHERE id = 3"_s,
             {u"file.folder-missing FileConfiguration 3"_s});
@@ -128,54 +129,54 @@ private Q_SLOTS:
              u" clientPath = '%R/root/a/two' WHERE id = 3"_s},
             {u"file.folder-missing FileConfiguration 3"_s},
             {u"file.folder-missing FileConfiguration 3"_s});
-        mended(
+        repaired(
             "generated file of no folder",
             u"UPDATE GeneratedFileConfiguration SET folderConfigurationId = 9"_s,
             {u"file.folder-missing GeneratedFileConfiguration 5"_s});
-        mended(
+        repaired(
             "base copy of no folder",
             u"UPDATE BaseFileConfiguration SET folderConfigurationId = 9"_s,
             {u"file.folder-missing BaseFileConfiguration 6"_s});
-        mended(
+        repaired(
             "file in no folder",
             u"UPDATE FileConfiguration SET folderConfigurationId = -1 WHERE id = 3"_s,
             {u"file.no-folder FileConfiguration 3"_s});
-        mended(
+        repaired(
             "file of no product",
             u"UPDATE FileConfiguration SET productConfigurationId = 9 WHERE id = 2"_s,
             {u"file.product-missing FileConfiguration 2"_s});
-        mended(
+        repaired(
             "base copy of no product",
             u"UPDATE BaseFileConfiguration SET productConfigurationId = 9"_s,
             {u"file.product-missing BaseFileConfiguration 6"_s});
-        mended(
+        repaired(
             "generated file of no file",
             u"UPDATE GeneratedFileConfiguration SET parentFileId = 9"_s,
             {u"generated.file-missing GeneratedFileConfiguration 5"_s});
-        mended(
+        repaired(
             "base copy of no file but -1", u"UPDATE BaseFileConfiguration SET parentFileId = -1"_s,
             {u"base.file-missing BaseFileConfiguration 6"_s});
         stays(
             "schedule of no folder",
             u"UPDATE Schedules SET folderConfigurationId = 9 WHERE id = 7"_s,
             {u"schedule.folder-missing Schedules 7"_s});
-        mended(
+        repaired(
             "file of another root", u"UPDATE FileConfiguration SET rootFolderId = 4 WHERE id = 3"_s,
             {u"file.root-differs FileConfiguration 3"_s});
-        mended(
+        repaired(
             "generated file of another root",
             u"UPDATE GeneratedFileConfiguration SET rootFolderId = 4"_s,
             {u"file.root-differs GeneratedFileConfiguration 5"_s});
-        mended(
+        repaired(
             "base copy of no root", u"UPDATE BaseFileConfiguration SET rootFolderId = 9"_s,
             {u"file.root-missing BaseFileConfiguration 6"_s});
-        mended(
+        repaired(
             "file of another type", u"UPDATE FileConfiguration SET fileType = 1 WHERE id = 3"_s,
             {u"file.wrong-type FileConfiguration 3"_s});
-        mended(
+        repaired(
             "base copy without a type", u"UPDATE BaseFileConfiguration SET fileType = NULL"_s,
             {u"file.wrong-type BaseFileConfiguration 6"_s});
-        mended(
+        repaired(
             "file twice",
             u"INSERT INTO FileConfiguration (id, folderConfigurationId, rootFolderId, parentFileId,"
             u" productConfigurationId, fileType, name, clientPath, fileLinks)"
@@ -224,7 +225,7 @@ private Q_SLOTS:
             {u"file.link-missing FileConfiguration 2"_s});
     }
 
-    void plantedFaultIsFoundAndMended()
+    void plantedFaultIsFoundAndRepaired()
     {
         QFETCH(QStringList, statements);
         QFETCH(QStringList, found);
@@ -234,7 +235,7 @@ private Q_SLOTS:
             sample.run(statement);
 
         const QStringList before = sample.findings();
-        mend(sample.session);
+        repair(sample.session);
         const QStringList after = sample.findings();
 
         QCOMPARE(before, found);
@@ -293,18 +294,18 @@ private Q_SLOTS:
         DoctorSample sample;
         sample.run(u"UPDATE FolderConfiguration SET rootId = 9 WHERE id = 4"_s);
         sample.run(u"UPDATE BaseFileConfiguration SET parentFileId = 9"_s);
-        // The last thing to be mended fails.
+        // The last thing to be repaired fails.
         sample.run(u"CREATE TRIGGER Refuse BEFORE DELETE ON BaseFileConfiguration"
                    u" BEGIN SELECT raise(ABORT, 'refused'); END"_s);
         const QStringList before = sample.findings();
 
-        QVERIFY_THROWS_EXCEPTION(CommandError, mend(sample.session));
+        QVERIFY_THROWS_EXCEPTION(CommandError, repair(sample.session));
 
         QCOMPARE(before.size(), 2);
         QCOMPARE(sample.findings(), before);
     }
 
-    void nothingIsMendedThatLeadsToNewErrors()
+    void nothingIsRepairedThatLeadsToNewErrors()
     {
         DoctorSample sample;
         sample.run(u"UPDATE FolderConfiguration SET rootId = 9 WHERE id = 4"_s);
@@ -312,18 +313,18 @@ private Q_SLOTS:
                    u" BEGIN UPDATE AuthenticationConfiguration SET serverId = 9; END"_s);
         const QStringList before = sample.findings();
 
-        QVERIFY_THROWS_EXCEPTION(CommandError, mend(sample.session));
+        QVERIFY_THROWS_EXCEPTION(CommandError, repair(sample.session));
 
         QCOMPARE(sample.findings(), before);
     }
 
-    void nothingIsMendedAfterAFailedRead()
+    void nothingIsRepairedAfterAFailedRead()
     {
         DoctorSample sample;
         sample.run(u"UPDATE FolderConfiguration SET rootId = 9 WHERE id = 4"_s);
         sample.run(u"ALTER TABLE Schedules RENAME COLUMN folderConfigurationId TO folderId"_s);
 
-        QVERIFY_THROWS_EXCEPTION(CommandError, mend(sample.session));
+        QVERIFY_THROWS_EXCEPTION(CommandError, repair(sample.session));
 
         QCOMPARE(
             sample.session.database().number(
@@ -332,7 +333,7 @@ private Q_SLOTS:
     }
 
     // Parents, roots and files' roots in one go, though each rests on the one before.
-    void brokenTreeIsMendedAtOnce()
+    void brokenTreeIsRepairedAtOnce()
     {
         DoctorSample sample;
         sample.run(u"UPDATE FolderConfiguration SET rootId = 9 WHERE id = 1"_s);
@@ -340,7 +341,7 @@ private Q_SLOTS:
             u"UPDATE FolderConfiguration SET parentId = 77, rootId = 9 WHERE id IN (2, 3)"_s);
         sample.run(u"UPDATE FileConfiguration SET folderConfigurationId = 88, rootFolderId = 9"_s);
 
-        mend(sample.session);
+        repair(sample.session);
 
         QCOMPARE(sample.findings(), QStringList());
     }

@@ -2,8 +2,7 @@
 #include <support/AsNobody.h>
 
 #include <support/RawDatabase.h>
-#include <velmioctl/doctor/FileChecks.h>
-#include <velmioctl/doctor/StoreChecks.h>
+#include <velmioctl/doctor/Checks.h>
 
 #include <core/Crypto.h>
 #include <core/FileKeyStore.h>

@@ -13,7 +13,7 @@
 
 namespace velmioctl::doctor {
 
-/// A check's SELECT failed, so that what it has found so far is not all. The text is the engine's.
+/// A check's SELECT failed, so there may be more than it has found. The text is the engine's.
 class ReadFailure : public std::runtime_error
 {
 public:
@@ -25,7 +25,7 @@ public:
     QString text() const { return QString::fromUtf8(what()); }
 };
 
-/// A SELECT whose failure cannot be taken for the end of its rows.
+/// A SELECT whose failure cannot be mistaken for the end of its rows.
 class CheckQuery
 {
 public:

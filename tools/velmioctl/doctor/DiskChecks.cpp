@@ -1,7 +1,7 @@
-#include <velmioctl/doctor/DiskChecks.h>
+#include <velmioctl/doctor/Checks.h>
 
 #include <velmioctl/doctor/CheckQuery.h>
-#include <velmioctl/doctor/Tables.h>
+#include <velmioctl/doctor/Finding.h>
 #include <velmioctl/tree/FileState.h>
 
 #include <QFileInfo>
@@ -17,17 +17,17 @@ namespace {
 const Check RootUnreachable{
     u"root.unreachable"_s, Severity::Warning, u"root folders that cannot be reached on the disk"_s,
     u"Nothing in them is synchronised; their records stay as they are."_s,
-    u"Connect their drives. A root that is gone for good: 'velmioctl folder clean {id}'."_s};
+    u"Connect their drives. If a root no longer exists: 'velmioctl folder clean {id}'."_s};
 const Check FolderGone{
-    u"folder.gone"_s, Severity::Warning, u"folders that are gone from the disk"_s,
-    u"The client takes them and the files in them for deleted."_s,
+    u"folder.gone"_s, Severity::Warning, u"folders that are not on the disk"_s,
+    u"The client treats them and the files in them as deleted."_s,
     u"Put them back, or remove their records with 'velmioctl scan --prune'."_s};
 const Check FileGone{
-    u"file.gone"_s, Severity::Warning, u"files that are gone from the disk"_s,
-    u"The client takes them for deleted."_s,
+    u"file.gone"_s, Severity::Warning, u"files that are not on the disk"_s,
+    u"The client treats them as deleted."_s,
     u"Put them back, or remove their records with 'velmioctl scan --prune'."_s};
 
-/// A record of a folder or file, as far as it is looked for.
+/// What is checked of a folder or file.
 struct Record
 {
     long long id;
@@ -36,8 +36,8 @@ struct Record
     QString path;
 };
 
-// Some at a time, so that no statement is left open while a slow disk answers: it would keep the
-// log from being begun anew.
+// In batches, so that no statement is open while a slow disk answers: it would keep the WAL from
+// being reset.
 template <typename Use>
 void forEachRecord(IDatabaseFactory& database, const QString& select, Use use)
 {
@@ -68,7 +68,7 @@ QSet<long long> checkRoots(IDatabaseFactory& database, const Found& found)
     forEachRecord(
         database, u"SELECT id, id, id, clientPath FROM FolderConfiguration WHERE parentId = 0"_s,
         [&](const Record& root) {
-            // A link to a folder is a root as well.
+            // A link to a folder can be a root.
             if (QFileInfo(root.path).isDir())
                 return;
             unreachable.insert(root.id);

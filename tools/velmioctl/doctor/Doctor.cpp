@@ -5,11 +5,8 @@
 #include <database/StoreInspection.h>
 #include <interf/IQSqlDatabaseWrapper.h>
 #include <velmioctl/doctor/CheckQuery.h>
-#include <velmioctl/doctor/DiskChecks.h>
-#include <velmioctl/doctor/FileChecks.h>
+#include <velmioctl/doctor/Checks.h>
 #include <velmioctl/doctor/RecordChecks.h>
-#include <velmioctl/doctor/SecretChecks.h>
-#include <velmioctl/doctor/StoreChecks.h>
 #include <velmioctl/store/Session.h>
 #include <velmioctl/store/WatchedDatabase.h>
 
@@ -27,7 +24,7 @@ namespace {
 
 using Kind = StoreInspection::Kind;
 
-/// Runs checks, so that one that cannot read is a finding and does not stop the others.
+/// Runs checks. One that cannot read is a finding and does not stop the others.
 class Examination
 {
 public:
@@ -101,7 +98,7 @@ private:
     const Found found;
 };
 
-// Check -> how many errors it finds
+// check -> how many errors it finds
 std::map<QString, long long> countFindings(WatchedDatabase& database)
 {
     std::map<QString, long long> counts;
@@ -114,7 +111,7 @@ std::map<QString, long long> countFindings(WatchedDatabase& database)
             });
         }
     } catch (const ReadFailure&) {
-        // The database tells the cause itself.
+        // database.check() throws with the cause.
     }
     database.check();
     return counts;
@@ -139,27 +136,27 @@ void examine(const QString& path, Examiner& examiner)
     Examination(path, examiner).run();
 }
 
-std::vector<std::pair<const Fix*, long long>> mend(Session& session)
+std::vector<std::pair<const Fix*, long long>> repair(Session& session)
 {
     WatchedDatabase& database = session.database();
     Transaction transaction(database);
     const auto before = countFindings(database);
-    std::vector<std::pair<const Fix*, long long>> mended;
+    std::vector<std::pair<const Fix*, long long>> repaired;
     for (const Fix& fix : fixes()) {
         if (const long long count = apply(fix, database); count > 0)
-            mended.emplace_back(&fix, count);
+            repaired.emplace_back(&fix, count);
     }
     for (const auto& [check, count] : countFindings(database)) {
         const auto earlier = before.find(check);
         if (count > (earlier == before.end() ? 0 : earlier->second)) {
             throw CommandError(
-                ExitCode::OtherError,
-                u"Nothing was changed: mending would have led to new findings of %1. See the "
-                u"remedies of what was found, and mend it step by step."_s.arg(check));
+                ExitCode::OtherError, u"Nothing was changed: the fixes would have led to new "
+                                      u"findings of %1. Repair what was "
+                                      u"found step by step, as the remedies say."_s.arg(check));
         }
     }
     transaction.commit();
-    return mended;
+    return repaired;
 }
 
 } // namespace velmioctl::doctor

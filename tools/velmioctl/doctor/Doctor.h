@@ -14,7 +14,7 @@ class Session;
 
 namespace velmioctl::doctor {
 
-/// Hears what an examination finds, one check after the other.
+/// Receives what an examination finds, one check after the other.
 class Examiner
 {
 public:
@@ -22,21 +22,21 @@ public:
 
     virtual void found(const Check& check, const Row& row) = 0;
 
-    /// How many of the rows of a check a fix would mend; comes behind them.
+    /// How many of the rows of a check a fix would repair. Called after them.
     virtual void fixable(const Fix& fix, long long count) = 0;
 };
 
-/// Everything that is looked for.
+/// All checks.
 std::vector<Check> allChecks();
 
-/// Looks at a database and what belongs to it, and changes nothing. Whatever is wrong with it is
-/// told as a finding: nothing is thrown for that.
+/// Examines a database and what belongs to it, and changes nothing. All that is wrong with it is
+/// reported as a finding and not thrown.
 void examine(const QString& path, Examiner& examiner);
 
-/// Mends all that fixes() can, in one transaction, and tells how many rows each has mended.
+/// Applies all fixes() in one transaction, and returns how many rows each has repaired.
 ///
-/// Throws CommandError, with nothing changed, when a statement failed or when any check finds more
-/// than before.
-std::vector<std::pair<const Fix*, long long>> mend(Session& session);
+/// Throws CommandError, with nothing changed, if a statement fails or any check finds more than
+/// before.
+std::vector<std::pair<const Fix*, long long>> repair(Session& session);
 
 } // namespace velmioctl::doctor

@@ -2,8 +2,8 @@
 
 #include <velmioctl/cli/CommandLine.h>
 #include <velmioctl/cli/Text.h>
+#include <velmioctl/doctor/Checks.h>
 #include <velmioctl/doctor/Doctor.h>
-#include <velmioctl/doctor/FileChecks.h>
 #include <velmioctl/doctor/Report.h>
 #include <velmioctl/store/Session.h>
 
@@ -23,11 +23,11 @@ struct DoctorOptions
     bool dryRun = false;
 };
 
-/// What --fix is going to do.
+/// What --fix will do.
 struct Plan
 {
     std::vector<Report::PlannedFix> records;
-    QStringList files; ///< Those to be closed to other users.
+    QStringList files; ///< Other users lose their rights to these.
 
     bool isEmpty() const { return records.empty() && files.isEmpty(); }
 };
@@ -52,7 +52,7 @@ QStringList linesOf(const Plan& plan)
     for (const auto& planned : plan.records)
         lines += planned.toText();
     for (const QString& file : plan.files)
-        lines += u"takes the rights of other users from %1"_s.arg(quoted(file));
+        lines += u"takes the rights to %1 from other users"_s.arg(quoted(file));
     return lines;
 }
 
@@ -63,9 +63,9 @@ QString questionOf(const Plan& plan)
         rows += planned.rows;
     QStringList deeds;
     if (rows > 0)
-        deeds += u"make a backup and mend %1 records"_s.arg(rows);
+        deeds += u"make a backup and repair %1 records"_s.arg(rows);
     if (!plan.files.isEmpty())
-        deeds += u"close %1 files to other users"_s.arg(plan.files.size());
+        deeds += u"take the rights to %1 files from other users"_s.arg(plan.files.size());
     const QString question = deeds.join(u", and "_s) + u'?';
     return question.at(0).toUpper() + question.mid(1);
 }
@@ -75,18 +75,18 @@ void printPlan(Output& output, const QStringList& lines)
     if (output.json())
         return;
     output.printText(
-        u"\nWith --fix, doctor does this, records in one transaction behind a backup:"_s);
+        u"\nWith --fix, doctor does this, all records in one transaction after a backup:"_s);
     for (const QString& line : lines) {
         output.printLines(
             u"  - "_s + wrapped(line, output.answerTerminal().columns, 4).mid(4) + u'\n');
     }
 }
 
-long long mendRecords(Session& session)
+long long repairRecords(Session& session)
 {
     session.backUp(sync::database::DatabaseBackups::Reason::Fix);
     long long rows = 0;
-    for (const auto& [fix, count] : mend(session))
+    for (const auto& [fix, count] : repair(session))
         rows += count;
     return rows;
 }
@@ -96,26 +96,26 @@ void closeFiles(Session& session, const QStringList& files)
     for (const QString& file : files) {
         if (!closeToOthers(file)) {
             session.output.warning(
-                u"The rights to %1 could not be changed: do it as its owner, with 'chmod go= "
+                u"The rights to %1 could not be changed. Change them as its owner, with 'chmod go= "
                 u"%1'."_s.arg(quoted(file)));
         }
     }
 }
 
-QJsonObject mendAll(Session& session, const QString& path, const Plan& plan)
+QJsonObject repairAll(Session& session, const QString& path, const Plan& plan)
 {
-    const long long rows = plan.records.empty() ? 0 : mendRecords(session);
+    const long long rows = plan.records.empty() ? 0 : repairRecords(session);
     closeFiles(session, plan.files);
     Remainder remainder;
     examine(path, remainder);
     if (remainder.checks.isEmpty())
         session.exitCode = ExitCode::Ok;
     if (!session.output.json()) {
-        session.output.printText(u"\nMended %1 records. %2"_s.arg(
+        session.output.printText(u"\nRepaired %1 records. %2"_s.arg(
             QString::number(rows),
             remainder.checks.isEmpty()
-                ? u"Nothing else is found."_s
-                : u"Still found: "_s + remainder.checks.join(u", "_s) + u'.'));
+                ? u"There are no other findings."_s
+                : u"Remaining findings: "_s + remainder.checks.join(u", "_s) + u'.'));
     }
     return {
         {u"records"_s, rows},
@@ -123,15 +123,15 @@ QJsonObject mendAll(Session& session, const QString& path, const Plan& plan)
     };
 }
 
-// What is told of the fix as JSON.
+// What the JSON answer says of the fix.
 QJsonObject fix(
     Session& session, const QString& path, const Report& report, const DoctorOptions& options)
 {
     if (!report.storeIsSound()) {
         throw CommandError(
             ExitCode::Findings,
-            u"Nothing was changed: what is wrong with the database itself has to be mended "
-            u"first, as its remedy says."_s);
+            u"Nothing was changed: repair the database itself first, as the remedy of its finding "
+            u"says."_s);
     }
     const Plan plan{report.plan(), filesOpenToOthers(path)};
     const QStringList lines = linesOf(plan);
@@ -141,14 +141,14 @@ QJsonObject fix(
     QJsonObject answer{
         {u"records"_s, records}, {u"files"_s, QJsonArray::fromStringList(plan.files)}};
     if (plan.isEmpty()) {
-        session.output.note(u"There is nothing that can be mended without a person's choice."_s);
+        session.output.note(u"No finding can be repaired without a choice by a person."_s);
         return answer;
     }
     printPlan(session.output, lines);
     if (options.dryRun)
         return answer;
     session.confirm(options.yes, questionOf(plan));
-    answer.insert(u"mended"_s, mendAll(session, path, plan));
+    answer.insert(u"mended"_s, repairAll(session, path, plan));
     return answer;
 }
 
@@ -158,7 +158,7 @@ void run(Session& session, const DoctorOptions& options)
     if (QFileInfo(path).isDir()) {
         throw CommandError(
             ExitCode::Usage,
-            u"%1 is a directory: name the database file in it."_s.arg(quoted(path)));
+            u"%1 is a directory. Name the database file in it."_s.arg(quoted(path)));
     }
     Report report(session.output, path);
     examine(path, report);
@@ -188,11 +188,11 @@ namespace velmioctl {
 void addDoctorCommand(Command& app, Session& session)
 {
     auto* const command =
-        app.addSubcommand("doctor", "Find what is wrong with the database, and mend some of it");
+        app.addSubcommand("doctor", "Find what is wrong with the database, and repair some of it");
     const auto options = std::make_shared<doctor::DoctorOptions>();
     auto* const fix = command->addFlag(
-        "--fix", options->fix, "Mend what needs no choice of a person, after a backup");
-    command->addFlag("--yes", options->yes, "Mend without asking")->needs(fix);
+        "--fix", options->fix, "Repair what needs no choice by a person, after a backup");
+    command->addFlag("--yes", options->yes, "Repair without asking")->needs(fix);
     command->addFlag("--dry-run", options->dryRun, "Show what --fix would do, and change nothing");
     command->example("velmioctl doctor --dry-run")->example("velmioctl doctor --fix");
     command->callback([&session, options] { doctor::run(session, *options); });

@@ -5,7 +5,7 @@ namespace velmioctl {
 class Command;
 class Session;
 
-/// `velmioctl doctor`: finds what is wrong with a database, and mends some of it.
+/// `velmioctl doctor`: finds what is wrong with a database, and repairs some of it.
 void addDoctorCommand(Command& app, Session& session);
 
 } // namespace velmioctl

@@ -1,6 +1,7 @@
-#include <velmioctl/doctor/FileChecks.h>
+#include <velmioctl/doctor/Checks.h>
 
 #include <base/FileError.h>
+#include <base/FilePaths.h>
 #include <core/Crypto.h>
 #include <core/FileKeyStore.h>
 #include <database/DatabaseBackups.h>
@@ -11,7 +12,6 @@
 #include <QFileInfo>
 
 #include <cerrno>
-#include <fcntl.h>
 #include <optional>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -28,16 +28,17 @@ constexpr mode_t PermissionBits = 07777;
 constexpr mode_t GroupAndOthers = S_IRWXG | S_IRWXO;
 
 const Check NotWritable{
-    u"store.not-writable"_s, Severity::Error, u"places that take no writes"_s,
+    u"store.not-writable"_s, Severity::Error, u"files and folders that cannot be written"_s,
     u"The client can store nothing, and refuses to start with this database."_s,
-    u"Give yourself the right to: 'chmod u+rw \"{name}\"', or mount the disk so that it takes "
-    u"writes."_s};
+    u"Give yourself the right with 'chmod u+rw \"{name}\"', or mount the disk with write "
+    u"access."_s};
 const Check Permissions{
-    u"store.permissions"_s, Severity::Warning, u"files that let other users in"_s,
-    u"Other users can read settings, some of them secret. A key file like that is not used at "
-    u"all."_s,
+    u"store.permissions"_s, Severity::Warning, u"files that other users may access"_s,
+    u"Other users can read settings, some of them secret. The client refuses such a key "
+    u"file."_s,
     u"If other users may have read a key or the database, change the passwords."_s};
-// Nothing for what is not there or no file or folder of ours to change.
+
+// Nothing for a missing file or a symbolic link.
 std::optional<mode_t> modeOf(const QString& path)
 {
     struct stat status = {};
@@ -59,15 +60,9 @@ QStringList ownFiles(const QString& givenPath)
         for (const auto& backup : backups.list())
             files += backup.path;
     } catch (const DatabaseError&) {
-        // What cannot be listed here is for its owner to look at.
+        // Folders that cannot be listed are checked by their owner.
     }
     return files;
-}
-
-// By the rights that opening it goes by, which access() does not ask for.
-bool takesWrites(const QString& path)
-{
-    return ::faccessat(AT_FDCWD, QFile::encodeName(path).constData(), R_OK | W_OK, AT_EACCESS) == 0;
 }
 
 } // namespace
@@ -80,7 +75,7 @@ std::vector<Check> fileChecks()
 void checkAccess(const QString& path, const Found& found)
 {
     for (const QString& place : {path, QFileInfo(path).absolutePath()}) {
-        if (!takesWrites(place)) {
+        if (!sync::base::mayAccess(place, R_OK | W_OK)) {
             found(NotWritable, {.name = place, .detail = sync::base::systemErrorText(errno)});
         }
     }

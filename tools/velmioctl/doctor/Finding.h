@@ -6,23 +6,31 @@
 
 namespace velmioctl::doctor {
 
+/// The tables as findings and their remedies name them.
+inline const QString ServerTable = QStringLiteral("ServerConfiguration");
+inline const QString SignInTable = QStringLiteral("AuthenticationConfiguration");
+inline const QString ProductTable = QStringLiteral("ProductConfiguration");
+inline const QString FolderTable = QStringLiteral("FolderConfiguration");
+inline const QString FileTable = QStringLiteral("FileConfiguration");
+inline const QString ScheduleTable = QStringLiteral("Schedules");
+
 enum class Severity {
     Error,   ///< Something does not work, or will fail.
-    Warning, ///< Something that is to be looked at, and hurts nobody for now.
-    Note,    ///< Allowed and harmless, but good to know. No finding for the exit code.
+    Warning, ///< Does no harm now, but needs attention.
+    Note,    ///< Allowed and harmless. Does not count for the exit code.
 };
 
-/// Something that is looked for.
+/// Something that doctor looks for.
 struct Check
 {
-    QString id; ///< Stays as it is, for programs.
+    QString id; ///< For programs: it never changes.
     Severity severity;
     QString title;   ///< What its rows are.
-    QString leadsTo; ///< What becomes of it.
+    QString leadsTo; ///< The consequence.
     QString remedy;  ///< "{id}" stands for the id of the first row, "{name}" for its name.
 };
 
-/// A place where a check has found something.
+/// One finding of a check.
 struct Row
 {
     QString table = {}; ///< Empty for a file.
@@ -31,7 +39,7 @@ struct Row
     QString detail = {}; ///< What is wrong with it.
 };
 
-/// Hears of all rows of a check, one after the other.
+/// Called for each row of a check, one after the other.
 using Found = std::function<void(const Check& check, const Row& row)>;
 
 } // namespace velmioctl::doctor

@@ -1,8 +1,8 @@
 #include <velmioctl/doctor/Fixes.h>
 
 #include <velmioctl/doctor/CheckQuery.h>
+#include <velmioctl/doctor/Finding.h>
 #include <velmioctl/doctor/RecordChecks.h>
-#include <velmioctl/doctor/Tables.h>
 #include <velmioctl/store/Columns.h>
 #include <velmioctl/store/WatchedDatabase.h>
 
@@ -30,8 +30,8 @@ QString liesIn(const QString& inner, const QString& outer)
         inner, outer);
 }
 
-// Rows `f` that a condition tells, each with the one folder that its path puts it into. Only where
-// they are the only ones of their path: beside another one they would become duplicates.
+// Rows `f` that match a condition, each with the only folder that contains its path. Not if other
+// rows have the same path: they would become duplicates.
 QString withFolderOfItsPath(const QString& table, const QString& condition)
 {
     return u"SELECT f.id AS id, min(above.id) AS value FROM %1 AS f"
@@ -42,7 +42,7 @@ QString withFolderOfItsPath(const QString& table, const QString& condition)
                table, sql::folderPathOf(u"f.clientPath"_s), condition);
 }
 
-// Rows that are in every column as an earlier one of the same path.
+// Rows that are equal in every column to an earlier one of the same path.
 QString copiesIn(const QString& table, const QString& condition)
 {
     return u"SELECT f.id AS id FROM %1"
@@ -55,17 +55,16 @@ QString copiesIn(const QString& table, const QString& condition)
 
 std::vector<Fix> rootsNameThemselves()
 {
-    const QString misnamed = u"f.parentId = 0 AND f.rootId IS NOT f.id"_s;
-    // One that its path puts below the root that it names is no root, but has lost its parent.
+    // If its path is below the root that it names, it is not a root but has lost its parent.
     const QString inNamedRoot = u"EXISTS (SELECT 1 FROM FolderConfiguration AS root"
                                 u" WHERE root.id = f.rootId AND "_s +
                                 liesIn(u"f"_s, u"root"_s) + u')';
     return {
         {u"root.not-itself"_s, FolderTable, u"parentId"_s,
-         withFolderOfItsPath(FolderTable, misnamed + u" AND "_s + inNamedRoot),
-         u"hangs folders below the folder that their path names"_s},
+         withFolderOfItsPath(FolderTable, sql::RootMisnamed + u" AND "_s + inNamedRoot),
+         u"moves folders below the folder that contains their path"_s},
         {u"root.not-itself"_s, FolderTable, u"rootId"_s,
-         u"SELECT id, id AS value FROM FolderConfiguration AS f WHERE "_s + misnamed +
+         u"SELECT id, id AS value FROM FolderConfiguration AS f WHERE "_s + sql::RootMisnamed +
              u" AND NOT "_s + inNamedRoot,
          u"sets the rootId of root folders to their own id"_s},
     };
@@ -80,10 +79,10 @@ std::vector<Fix> hangFoldersByPath()
     return {
         {u"folder.parent-missing"_s, FolderTable, u"parentId"_s,
          withFolderOfItsPath(FolderTable, sql::ParentMissing),
-         u"hangs folders below the folder that their path names"_s},
+         u"moves folders below the folder that contains their path"_s},
         {u"folder.circular"_s, FolderTable, u"parentId"_s,
          withFolderOfItsPath(FolderTable, misplaced),
-         u"hangs folders below the folder that their path names"_s},
+         u"moves folders below the folder that contains their path"_s},
     };
 }
 
@@ -97,21 +96,19 @@ Fix folderTakesItsRoot()
             u" JOIN FolderConfiguration AS root ON root.id = tree.root"
             u" WHERE f.parentId <> 0 AND f.rootId IS NOT tree.root AND "_s +
             liesIn(u"f"_s, u"root"_s),
-        u"sets the rootId of folders to the root that they hang on"_s};
+        u"sets the rootId of folders to the root that they are below"_s};
 }
 
 std::vector<Fix> hangFilesByPath()
 {
-    const QString homeless = u"f.folderConfigurationId NOT IN (0, -1)"
-                             u" AND NOT EXISTS (SELECT 1 FROM FolderConfiguration AS folder"
-                             u" WHERE folder.id = f.folderConfigurationId)"_s;
+    const QString homeless = sql::leadsNowhere(u"folderConfigurationId"_s, FolderTable);
     std::vector<Fix> list{
         {u"file.folder-missing"_s, FileTable, u"folderConfigurationId"_s,
          withFolderOfItsPath(FileTable, homeless),
-         u"puts files into the folder that their path names"_s},
+         u"moves files into the folder that contains their path"_s},
         {u"file.no-folder"_s, FileTable, u"folderConfigurationId"_s,
          withFolderOfItsPath(FileTable, u"coalesce(f.folderConfigurationId, -1) IN (0, -1)"_s),
-         u"puts files into the folder that their path names"_s},
+         u"moves files into the folder that contains their path"_s},
     };
     for (const QString& table : fileTables().mid(1)) {
         list.push_back(
@@ -141,11 +138,8 @@ std::vector<Fix> filesTakeTheirRoot()
              u" JOIN FileConfiguration AS parent ON parent.id = f.parentFileId"
              u" JOIN FolderConfiguration AS root"
              u" ON root.id = parent.rootFolderId AND root.parentId = 0"
-             u" WHERE coalesce(f.folderConfigurationId, -1) IN (0, -1)"
-             u" AND f.rootFolderId NOT IN (0, -1)"
-             u" AND f.rootFolderId <> parent.rootFolderId"
-             u" AND NOT EXISTS (SELECT 1 FROM FolderConfiguration AS own"
-             u" WHERE own.id = f.rootFolderId AND own.parentId = 0)"_s.arg(table),
+             u" WHERE f.rootFolderId <> parent.rootFolderId AND %2"_s.arg(
+                 table, sql::FileRootMissing),
              u"sets the rootFolderId of records in %1 to the root of the file that they belong to"_s
                  .arg(table)});
     }
@@ -166,14 +160,13 @@ std::vector<Fix> filesTakeTheTypeOfTheirTable()
     return list;
 }
 
-// No id is ever given again, so that nothing can come to be meant by it.
+// No id is given twice, so the reference can never become valid.
 Fix clearProduct(const QString& check, const QString& table)
 {
     return {
         check, table, u"productConfigurationId"_s,
-        u"SELECT id, -1 AS value FROM %1 AS f WHERE productConfigurationId NOT IN (0, -1)"
-        u" AND NOT EXISTS (SELECT 1 FROM ProductConfiguration AS product"
-        u" WHERE product.id = f.productConfigurationId)"_s.arg(table),
+        u"SELECT id, -1 AS value FROM %1 AS f WHERE %2"_s.arg(
+            table, sql::leadsNowhere(u"productConfigurationId"_s, ProductTable)),
         u"marks records in %1 as without a product"_s.arg(table)};
 }
 
@@ -183,12 +176,11 @@ Fix removeLostCompanions(const QString& check, const QString& table)
         check,
         table,
         {},
-        u"SELECT id FROM %1 AS f WHERE NOT EXISTS (SELECT 1 FROM FileConfiguration AS parent"
-        u" WHERE parent.id = f.parentFileId)"_s.arg(table),
-        u"removes records from %1, while what they name stays on the disk"_s.arg(table)};
+        u"SELECT id FROM %1 AS f WHERE %2"_s.arg(table, sql::CompanionLost),
+        u"removes records from %1; the files that they name stay on the disk"_s.arg(table)};
 }
 
-// Only those that nothing refers to: which one it would be better to keep, a person can tell.
+// Only those that nothing refers to: of others a person has to choose which one to keep.
 std::vector<Fix> removeCopies()
 {
     const auto unused = [](const QString& table, const QString& column) {

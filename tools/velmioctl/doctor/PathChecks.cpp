@@ -1,9 +1,9 @@
-#include <velmioctl/doctor/PathChecks.h>
+#include <velmioctl/doctor/RecordChecks.h>
 
 #include <config/FileConfigManager.h>
 #include <velmioctl/cli/Text.h>
 #include <velmioctl/doctor/CheckQuery.h>
-#include <velmioctl/doctor/Tables.h>
+#include <velmioctl/doctor/Finding.h>
 
 #include <QDateTime>
 #include <QHash>
@@ -51,7 +51,8 @@ QString keyOf(const QString& path)
     return folded.endsWith(u'/') ? folded : folded + u'/';
 }
 
-// Sorted, what lies in a place follows it at once: all that contains a place is still open.
+// When sorted, the places inside a place follow it directly: all that contain a place are still
+// open.
 void findOverlaps(
     std::vector<Place> places, const std::function<void(const Root& inner, const Root& outer)>& use)
 {
@@ -82,7 +83,7 @@ void checkClientOverlaps(IDatabaseFactory& database, const Check& check, const F
     });
 }
 
-// The same path is another place for another sign-in. One that is empty names no place.
+// A path is a different place for each sign-in. An empty one is not a place.
 void checkServerOverlaps(IDatabaseFactory& database, const Check& check, const Found& found)
 {
     const std::vector<Root> roots = readRoots(database);
@@ -101,8 +102,8 @@ void checkServerOverlaps(IDatabaseFactory& database, const Check& check, const F
     }
 }
 
-// `select` gives a container, an id and a path, all of one container in a row: what is held at a
-// time is one folder's.
+// `select` returns a container, an id and a path, sorted by container, so only the paths of one
+// folder are kept at a time.
 void checkSpellings(
     IDatabaseFactory& database, const QString& select, const QString& table, const Check& check,
     const Found& found)
@@ -144,10 +145,10 @@ void checkFileSpellings(IDatabaseFactory& database, const Check& check, const Fo
         FileTable, check, found);
 }
 
-// A link without a FileId is one whose file was not found when it was stored.
+// A link without a FileId was stored without its file.
 void checkLinks(IDatabaseFactory& database, const Check& check, const Found& found)
 {
-    // No more of it is used than its reader of links.
+    // Only to parse the links.
     const sync::config::FileConfigManager reader(nullptr, nullptr, nullptr, nullptr);
     CheckQuery query(
         database,
@@ -175,32 +176,32 @@ void checkLinks(IDatabaseFactory& database, const Check& check, const Found& fou
 std::vector<RecordCheck> pathChecks()
 {
     return {
-        {{u"root.client-overlap"_s, Severity::Error, u"root folders that lie in another one"_s,
-          u"Their files are registered and synchronised twice, each time over the other."_s,
+        {{u"root.client-overlap"_s, Severity::Error, u"root folders inside another one"_s,
+          u"Their files are registered and synchronised twice, and each overwrites the other."_s,
           u"Keep one of the two: 'velmioctl folder clean {id}' removes the records of the inner "
           u"one."_s},
          checkClientOverlaps},
         {{u"root.server-overlap"_s, Severity::Error,
-          u"root folders whose server path lies in that of another one of the same sign-in"_s,
-          u"What changes in one of them changes in the other, and comes back from there."_s,
+          u"root folders whose server path is inside that of another one of the same sign-in"_s,
+          u"A change in one of them is a change in the other, and comes back from there."_s,
           u"Name another place: 'velmioctl folder set {id} --server-path PATH'; or keep one of the "
           u"two with 'velmioctl folder clean {id}'."_s},
          checkServerOverlaps},
         {{u"folder.spelling"_s, Severity::Warning,
           u"folders that differ from another one beside them only in case or in normal form"_s,
-          u"On a disk that takes the two for one, as on most of macOS and Windows, one of them "
+          u"On a disk that does not distinguish them, as most of macOS and Windows, one of them "
           u"hides the other."_s,
           u"Rename one of them on the disk, and run 'velmioctl scan --prune'."_s},
          checkFolderSpellings},
         {{u"file.spelling"_s, Severity::Warning,
           u"files that differ from another one beside them only in case or in normal form"_s,
-          u"On a disk that takes the two for one, as on most of macOS and Windows, one of them "
+          u"On a disk that does not distinguish them, as most of macOS and Windows, one of them "
           u"hides the other."_s,
           u"Rename one of them on the disk, and run 'velmioctl scan --prune'."_s},
          checkFileSpellings},
         {{u"file.link-missing"_s, Severity::Note, u"links to files that have no record"_s,
-          u"That is allowed: the client looks the file up by its path."_s,
-          u"Nothing is to be done: the client writes the links anew with the file."_s},
+          u"This is allowed: the client finds the file by its path."_s,
+          u"None needed: the client writes the links again with the file."_s},
          checkLinks},
     };
 }

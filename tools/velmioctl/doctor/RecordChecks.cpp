@@ -1,8 +1,7 @@
 #include <velmioctl/doctor/RecordChecks.h>
 
 #include <velmioctl/doctor/CheckQuery.h>
-#include <velmioctl/doctor/PathChecks.h>
-#include <velmioctl/doctor/Tables.h>
+#include <velmioctl/doctor/Finding.h>
 
 using namespace Qt::StringLiterals;
 using sync::interf::factory::IDatabaseFactory;
@@ -13,16 +12,32 @@ namespace sql {
 
 QString folderPathOf(const QString& column)
 {
-    // Strips from the end whatever is no "/", and then that.
+    // Strips from the end all that is not a "/", and then the "/".
     return u"rtrim(rtrim(%1, replace(%1, '/', '')), '/')"_s.arg(column);
 }
+
+QString leadsNowhere(const QString& column, const QString& target)
+{
+    return u"f.%1 NOT IN (0, -1) AND NOT EXISTS (SELECT 1 FROM %2 AS target"
+           u" WHERE target.id = f.%1)"_s.arg(column, target);
+}
+
+const QString CompanionLost = u"NOT EXISTS (SELECT 1 FROM FileConfiguration AS parent"
+                              u" WHERE parent.id = f.parentFileId)"_s;
+
+const QString RootMisnamed = u"f.parentId = 0 AND f.rootId IS NOT f.id"_s;
+
+const QString FileRootMissing = u"coalesce(f.folderConfigurationId, -1) IN (0, -1)"
+                                u" AND f.rootFolderId NOT IN (0, -1)"
+                                u" AND NOT EXISTS (SELECT 1 FROM FolderConfiguration AS own"
+                                u" WHERE own.id = f.rootFolderId AND own.parentId = 0)"_s;
 
 const QString ParentMissing = u"f.parentId IS NOT 0"
                               u" AND NOT EXISTS (SELECT 1 FROM FolderConfiguration AS parent"
                               u" WHERE parent.id = f.parentId)"_s;
 
-// Downwards from where a chain of parents ends: what is met once only, as each folder has one
-// parent, so that this ends also where folders lie below themselves.
+// Down from the roots. This ends although folders may lie below themselves: each has one parent, so
+// none is visited twice.
 const QString Tree = u"WITH RECURSIVE tree(id, root) AS ("
                      u"SELECT id, id FROM FolderConfiguration WHERE parentId = 0 UNION ALL"
                      u" SELECT child.id, tree.root FROM tree"
@@ -45,7 +60,7 @@ QString pathsTwiceIn(const QString& table)
 
 namespace {
 
-/// A table to look into. The SELECT gives id, name and detail of its rows.
+/// A table to check. The SELECT returns id, name and detail of the rows found.
 struct Part
 {
     QString table;
@@ -66,13 +81,11 @@ RecordCheck sqlCheck(Check check, std::vector<Part> parts)
         }};
 }
 
-// Rows whose reference is not 0 or -1, which mean none, and leads nowhere.
-QString leadsNowhere(
+QString brokenReferences(
     const QString& table, const QString& name, const QString& column, const QString& target)
 {
-    return u"SELECT id, %2, '%3 ' || %3 FROM %1 AS referring WHERE %3 NOT IN (0, -1)"
-           u" AND NOT EXISTS (SELECT 1 FROM %4 AS target WHERE target.id = referring.%3)"_s.arg(
-               table, name, column, target);
+    return u"SELECT id, %2, '%3 ' || %3 FROM %1 AS f WHERE %4"_s.arg(
+        table, name, column, sql::leadsNowhere(column, target));
 }
 
 // A SELECT for each table of files, with its name for %1 and its type for %2.
@@ -92,17 +105,15 @@ RecordCheck referenceCheck(
     Check check, const QString& table, const QString& name, const QString& column,
     const QString& target)
 {
-    return sqlCheck(std::move(check), {{table, leadsNowhere(table, name, column, target)}});
+    return sqlCheck(std::move(check), {{table, brokenReferences(table, name, column, target)}});
 }
 
-// Of generated files and base copies: -1 leads nowhere as well.
 RecordCheck companionCheck(Check check, const QString& table)
 {
     const QString select =
         u"SELECT id, clientPath, 'parentFileId ' || coalesce(parentFileId, 'NULL') FROM %1 AS f"
-        u" WHERE NOT EXISTS (SELECT 1 FROM FileConfiguration AS parent"
-        u" WHERE parent.id = f.parentFileId)"_s;
-    return sqlCheck(std::move(check), {{table, select.arg(table)}});
+        u" WHERE %2"_s;
+    return sqlCheck(std::move(check), {{table, select.arg(table, sql::CompanionLost)}});
 }
 
 std::vector<RecordCheck> signInChecks()
@@ -118,7 +129,7 @@ std::vector<RecordCheck> signInChecks()
         referenceCheck(
             {u"product.server-missing"_s, Severity::Warning,
              u"products whose server does not exist"_s,
-             u"No server knows them, so the client cannot present them."_s,
+             u"Without a server the client cannot use them."_s,
              u"Name a server that 'velmioctl server list' shows: 'velmioctl product set {id} "
              u"--server ID'."_s},
             ProductTable, u"name"_s, u"serverId"_s, ServerTable),
@@ -130,19 +141,19 @@ std::vector<RecordCheck> folderReferenceChecks()
     return {
         referenceCheck(
             {u"folder.signin-missing"_s, Severity::Error, u"folders whose sign-in does not exist"_s,
-             u"The client has nobody to sign in as, so they are not synchronised."_s,
+             u"Without a sign-in they are not synchronised."_s,
              u"Name a sign-in that 'velmioctl signin list' shows: 'velmioctl folder set {id} "
              u"--signin ID'."_s},
             FolderTable, u"clientPath"_s, u"authenticationId"_s, SignInTable),
         referenceCheck(
             {u"folder.product-missing"_s, Severity::Warning,
              u"folders whose product does not exist"_s,
-             u"The client finds no product to present to their server."_s,
-             u"To name another product instead: 'velmioctl folder set {id} --product ID'."_s},
+             u"The client has no product to name to their server."_s,
+             u"To set another product: 'velmioctl folder set {id} --product ID'."_s},
             FolderTable, u"clientPath"_s, u"productConfigurationId"_s, ProductTable),
         sqlCheck(
             {u"folder.parent-missing"_s, Severity::Error, u"folders whose parent does not exist"_s,
-             u"No listing and no removal that goes down from a root reaches them or what is below "
+             u"Listings and removals that start at a root reach neither them nor what is below "
              u"them."_s,
              u"Remove their records with 'velmioctl folder clean {id}', and register what is on "
              u"the disk with 'velmioctl scan'."_s},
@@ -151,7 +162,7 @@ std::vector<RecordCheck> folderReferenceChecks()
                                sql::ParentMissing}}),
         sqlCheck(
             {u"folder.circular"_s, Severity::Error, u"folders that lie below themselves"_s,
-             u"No listing that goes down from a root reaches them, and removing one of them would "
+             u"Listings that start at a root do not reach them, and removing one of them would "
              u"not end."_s,
              u"Remove their records one by one with 'velmioctl folder remove {id}', and register "
              u"what is on the disk with 'velmioctl scan'."_s},
@@ -167,19 +178,19 @@ std::vector<RecordCheck> folderTreeChecks()
         sqlCheck(
             {u"root.not-itself"_s, Severity::Error,
              u"root folders whose rootId is not their own id"_s,
-             u"Their folders and files are looked for under another root, and removing the root "
-             u"leaves them behind."_s,
-             u"A folder that its path puts below another root is no root: remove its records with "
+             u"Their folders and files are searched under another root, and remain when the root "
+             u"is removed."_s,
+             u"If the path of the folder is below another root, remove its records with "
              u"'velmioctl folder clean {id}', and register it again with 'velmioctl scan'."_s},
-            {{FolderTable,
-              u"SELECT id, clientPath, 'rootId ' || coalesce(rootId, 'NULL')"
-              u" FROM FolderConfiguration WHERE parentId = 0 AND rootId IS NOT id"_s}}),
+            {{FolderTable, u"SELECT id, clientPath, 'rootId ' || coalesce(rootId, 'NULL')"
+                           u" FROM FolderConfiguration AS f WHERE "_s +
+                               sql::RootMisnamed}}),
         sqlCheck(
             {u"folder.root-differs"_s, Severity::Error,
-             u"folders whose rootId is not the root that they hang on"_s,
+             u"folders whose rootId is not the root that they are below"_s,
              u"Listings by root show them in the wrong tree, and removing either root loses or "
              u"leaves them."_s,
-             u"A folder that its path puts below another root hangs on the wrong parent: remove "
+             u"If the path of the folder is below another root, its parent is wrong: remove "
              u"its records with 'velmioctl folder clean {id}', and register it again with "
              u"'velmioctl scan'."_s},
             {{FolderTable, sql::Tree +
@@ -189,7 +200,7 @@ std::vector<RecordCheck> folderTreeChecks()
                                u" WHERE f.parentId <> 0 AND f.rootId IS NOT tree.root"_s}}),
         sqlCheck(
             {u"folder.root-missing"_s, Severity::Error,
-             u"folders that hang on no root, and whose rootId names none"_s,
+             u"folders that are below no root, and whose rootId names none"_s,
              u"Nothing synchronises them, and no command for a root reaches them."_s,
              u"Remove their records with 'velmioctl folder clean {id}'; 'velmioctl folder list "
              u"--orphans' shows them."_s},
@@ -201,7 +212,7 @@ std::vector<RecordCheck> folderTreeChecks()
         sqlCheck(
             {u"folder.duplicate-path"_s, Severity::Error,
              u"folders with the path of another one of the same parent"_s,
-             u"Look-ups by path find either of them, so that each knows a part of the files."_s,
+             u"A search by path finds either of them, so each has a part of the files."_s,
              u"Compare them with 'velmioctl folder show {id}', and remove the one that is not "
              u"needed with 'velmioctl folder clean {id}'."_s},
             {{FolderTable,
@@ -224,11 +235,11 @@ std::vector<RecordCheck> fileReferenceChecks()
              u"Remove their records with 'velmioctl file remove {id}' ('velmioctl file list "
              u"--order folder' shows them), and register what is on the disk with 'velmioctl "
              u"scan'."_s},
-            inFileTables(
-                leadsNowhere(u"%1"_s, u"clientPath"_s, u"folderConfigurationId"_s, FolderTable))),
+            inFileTables(brokenReferences(
+                u"%1"_s, u"clientPath"_s, u"folderConfigurationId"_s, FolderTable))),
         sqlCheck(
             {u"file.no-folder"_s, Severity::Note, u"files that belong to no folder"_s,
-             u"They are allowed, but no listing by folder shows them."_s,
+             u"This is allowed, but no listing by folder shows them."_s,
              u"If they are not needed: 'velmioctl file remove {id}'."_s},
             {{FileTable, u"SELECT id, clientPath,"
                          u" 'folderConfigurationId ' || coalesce(folderConfigurationId, 'NULL')"
@@ -237,22 +248,22 @@ std::vector<RecordCheck> fileReferenceChecks()
         sqlCheck(
             {u"file.product-missing"_s, Severity::Warning,
              u"records of files whose product does not exist"_s,
-             u"The client finds no product to present to their server."_s,
-             u"To name another product instead: 'velmioctl file set {id} --product ID'."_s},
-            inFileTables(
-                leadsNowhere(u"%1"_s, u"clientPath"_s, u"productConfigurationId"_s, ProductTable))),
+             u"The client has no product to name to their server."_s,
+             u"To set another product: 'velmioctl file set {id} --product ID'."_s},
+            inFileTables(brokenReferences(
+                u"%1"_s, u"clientPath"_s, u"productConfigurationId"_s, ProductTable))),
         companionCheck(
             {u"generated.file-missing"_s,
              Severity::Warning,
              u"records of generated files whose file has no record"_s,
-             u"Nothing finds or removes them any more; what they name stays on the disk."_s,
+             u"Nothing finds or removes them. The files that they name stay on the disk."_s,
              {}},
             fileTables().at(1)),
         companionCheck(
             {u"base.file-missing"_s,
              Severity::Warning,
              u"records of base copies whose file has no record"_s,
-             u"Nothing finds or removes them any more; what they name stays on the disk."_s,
+             u"Nothing finds or removes them. The files that they name stay on the disk."_s,
              {}},
             fileTables().at(2)),
         sqlCheck(
@@ -273,9 +284,9 @@ std::vector<RecordCheck> fileChecks()
         sqlCheck(
             {u"file.root-differs"_s, Severity::Error,
              u"records of files whose rootFolderId is not the root of their folder"_s,
-             u"Removing or counting by root takes them for another tree's, or leaves them "
-             u"behind."_s,
-             u"Mend the folder first: 'velmioctl doctor' names what is wrong with it."_s},
+             u"Removing or counting by root assigns them to another tree, or does not "
+             u"reach them."_s,
+             u"Repair the folder first: 'velmioctl doctor' shows what is wrong with it."_s},
             inFileTables(
                 u"SELECT f.id, f.clientPath, 'rootFolderId ' || coalesce(f.rootFolderId, 'NULL')"
                 u" || ', not ' || coalesce(folder.rootId, 'NULL') FROM %1 AS f"
@@ -286,24 +297,22 @@ std::vector<RecordCheck> fileChecks()
              u"records of files without a folder whose root does not exist"_s,
              u"No removal of a root reaches them."_s,
              u"If they are not needed: 'velmioctl file remove {id}'."_s},
-            inFileTables(u"SELECT id, clientPath, 'rootFolderId ' || rootFolderId FROM %1 AS f"
-                         u" WHERE coalesce(folderConfigurationId, -1) IN (0, -1)"
-                         u" AND rootFolderId NOT IN (0, -1)"
-                         u" AND NOT EXISTS (SELECT 1 FROM FolderConfiguration AS root"
-                         u" WHERE root.id = f.rootFolderId AND root.parentId = 0)"_s)),
+            inFileTables(
+                u"SELECT id, clientPath, 'rootFolderId ' || rootFolderId FROM %1 AS f WHERE "_s +
+                sql::FileRootMissing)),
         sqlCheck(
             {u"file.wrong-type"_s,
              Severity::Error,
              u"records of files whose type is not that of their table"_s,
-             u"The client writes its changes to another table, over a record that happens to have "
-             u"the same id."_s,
+             u"The client writes changes to another table, and overwrites the record with the "
+             u"same id there."_s,
              {}},
             inFileTables(u"SELECT id, clientPath, 'fileType ' || coalesce(fileType, 'NULL') FROM %1"
                          u" WHERE coalesce(fileType, 0) <> %2"_s)),
         sqlCheck(
             {u"file.duplicate-path"_s, Severity::Error,
              u"files with the path of another one in the same folder"_s,
-             u"Look-ups by path find either of them, so that changes go to one and are read from "
+             u"A search by path finds either of them: changes go to one and are read from "
              u"the other."_s,
              u"Compare them with 'velmioctl file show {id}', and remove the one that is not needed "
              u"with 'velmioctl file remove {id}'."_s},

@@ -13,7 +13,7 @@ class IDatabaseFactory;
 
 namespace velmioctl::doctor {
 
-/// Something that is looked for in the records.
+/// A check of the records.
 struct RecordCheck
 {
     using Run = std::function<void(
@@ -26,14 +26,30 @@ struct RecordCheck
 /// All of them, by the tables that they concern.
 const std::vector<RecordCheck>& recordChecks();
 
+/// Those of paths, which need more than SQL.
+std::vector<RecordCheck> pathChecks();
+
 /// The tables of files: ordinary, generated, base copies, as their types count.
 const QStringList& fileTables();
 
 /// Parts of statements that checks and fixes share.
 namespace sql {
 
-/// Without a "/" at its end, the path of what contains that of a column.
+/// The path of the folder that contains the path in a column, without a "/" at its end.
 QString folderPathOf(const QString& column);
+
+/// The condition that a column of a row `f` is not 0 or -1, which mean none, and that no row of a
+/// table has that id.
+QString leadsNowhere(const QString& column, const QString& target);
+
+/// The condition that a generated file or base copy `f` belongs to no file. Here -1 counts.
+extern const QString CompanionLost;
+
+/// The condition that a folder `f` is a root folder whose rootId is not its own id.
+extern const QString RootMisnamed;
+
+/// The condition that a file `f` in no folder names a root that does not exist.
+extern const QString FileRootMissing;
 
 /// The condition that a folder `f` is no root and its parent does not exist.
 extern const QString ParentMissing;

@@ -29,7 +29,7 @@ QString wordOf(Severity severity)
     return u"note"_s;
 }
 
-// A note is in the colour of other text.
+// A note has the colour of other text.
 QString label(Severity severity, const Terminal& terminal)
 {
     QString word = wordOf(severity);
@@ -43,7 +43,7 @@ QString counted(long long count, const QString& word)
     return u"%1 %2%3"_s.arg(QString::number(count), word, count == 1 ? QString() : u"s"_s);
 }
 
-// For the first of its rows, which a command can be copied for.
+// With the id and name of the first row, so that the command can be copied.
 QString remedyOf(const Report::Finding& finding)
 {
     QString remedy = finding.check.remedy;
@@ -218,21 +218,21 @@ void Report::print(const Finding& finding)
         u"%1 %2: %3 (%4)"_s.arg(
             severity, finding.check.id, finding.check.title, QString::number(finding.count)),
         columns);
-    // Coloured when it is broken into lines: escape sequences take no columns.
+    // Coloured after it was broken into lines: escape sequences take no columns.
     output.printLines(
         label(finding.check.severity, output.answerTerminal()) + head.mid(severity.size()) + u'\n');
     for (const Row& row : finding.rows)
         printWrapped(toText(row), 4);
     const auto more = finding.count - static_cast<long long>(finding.rows.size());
     if (more > 0)
-        printWrapped(u"and %1 more, which --json lists"_s.arg(more), 4);
+        printWrapped(u"and %1 more; --json lists them all"_s.arg(more), 4);
     printWrapped(u"Leads to: "_s + finding.check.leadsTo, 2);
-    long long mended = 0;
+    long long repaired = 0;
     for (const PlannedFix& fix : finding.fixes) {
-        mended += fix.rows;
+        repaired += fix.rows;
         printWrapped(u"Remedy: 'velmioctl doctor --fix' "_s + fix.toText() + u'.', 2);
     }
-    if (mended < finding.count)
+    if (repaired < finding.count)
         printWrapped(u"Remedy: "_s + remedyOf(finding), 2);
 }
 

@@ -15,12 +15,12 @@ namespace velmioctl::doctor {
 
 /// Collects what an examination finds, to print it.
 ///
-/// Of the rows of a check a person is shown the first ones. Programs get all of them, each as it
-/// comes, so that no more than a few are held at a time.
+/// A person sees the first rows of a check. A program gets all of them, each when it is found, so
+/// only a few are kept at a time.
 class Report : public Examiner
 {
 public:
-    /// A fix, and how many rows it would mend.
+    /// A fix, and how many rows it would repair.
     struct PlannedFix
     {
         const Fix* fix;
@@ -44,18 +44,18 @@ public:
     void found(const Check& check, const Row& row) override;
     void fixable(const Fix& fix, long long count) override;
 
-    /// Prints what is still to be printed; `fix` is what was or is to be mended, for programs.
+    /// Prints the rest; `fix` is for programs what was or would be repaired.
     void finish(const QJsonObject& fix);
 
     long long count(Severity severity) const;
 
-    /// True when a check found something that is no mere note.
+    /// True if a check found an error or a warning.
     bool hasFindings() const;
 
-    /// True when nothing keeps rows from being mended.
+    /// True if rows can be repaired.
     bool storeIsSound() const;
 
-    /// What mends something of all that was found.
+    /// The fixes for all that was found.
     std::vector<PlannedFix> plan() const;
 
 private:
@@ -67,7 +67,7 @@ private:
     Output& output;
     const QString path;
     std::vector<Finding> findings;
-    bool open = false; // A finding is being printed as JSON.
+    bool open = false; // a finding is being printed as JSON
 };
 
 } // namespace velmioctl::doctor

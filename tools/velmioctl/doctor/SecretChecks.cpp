@@ -1,8 +1,8 @@
-#include <velmioctl/doctor/SecretChecks.h>
+#include <velmioctl/doctor/Checks.h>
 
 #include <velmioctl/cli/ExitCode.h>
 #include <velmioctl/doctor/CheckQuery.h>
-#include <velmioctl/doctor/Tables.h>
+#include <velmioctl/doctor/Finding.h>
 #include <velmioctl/store/StoredPassword.h>
 
 using namespace Qt::StringLiterals;
@@ -12,17 +12,17 @@ namespace velmioctl::doctor {
 namespace {
 
 const Check KeyMissing{
-    u"secrets.key-missing"_s, Severity::Error, u"passwords whose key is not there"_s,
+    u"secrets.key-missing"_s, Severity::Error, u"passwords without their key"_s,
     u"The client cannot sign in with them."_s,
-    u"Bring the key back from a backup ('velmioctl secrets where' tells its place), or store the "
-    u"passwords anew: 'velmioctl signin password {id}'."_s};
+    u"Restore the key from a backup ('velmioctl secrets where' shows its place), or store the "
+    u"passwords again: 'velmioctl signin password {id}'."_s};
 const Check PasswordUnreadable{
-    u"signin.password-unreadable"_s, Severity::Error, u"passwords that cannot be deciphered"_s,
+    u"signin.password-unreadable"_s, Severity::Error, u"passwords that cannot be decrypted"_s,
     u"The client cannot sign in with them."_s,
-    u"Store them anew: 'velmioctl signin password {id}'."_s};
+    u"Store them again: 'velmioctl signin password {id}'."_s};
 
-// Why no key can be had at all; empty when one can.
-QString keyTrouble(const PasswordReader& reader)
+// Why no key is available; empty if one is.
+QString keyProblem(const PasswordReader& reader)
 {
     try {
         reader.requireKey();
@@ -54,9 +54,9 @@ void checkSecrets(sync::interf::factory::IDatabaseFactory& database, const Found
         auto& rows = password.state == StoredPassword::State::NoKey ? withoutKey : unreadable;
         rows.push_back({SignInTable, query.number(0), query.text(1), password.reason});
     }
-    const QString trouble = keyTrouble(reader);
+    const QString problem = keyProblem(reader);
     for (Row& row : withoutKey) {
-        row.detail = trouble;
+        row.detail = problem;
         found(KeyMissing, row);
     }
     for (const Row& row : unreadable)

@@ -1,4 +1,4 @@
-#include <velmioctl/doctor/StoreChecks.h>
+#include <velmioctl/doctor/Checks.h>
 
 #include <database/DatabaseBackups.h>
 #include <database/DatabaseError.h>

@@ -18,7 +18,7 @@ void adopt(Session& session, bool yes)
     const bool moved = database.engine().isMoved();
     if (moved) {
         session.confirm(
-            yes, u"Make the database %1 this machine's and your account's own?"_s.arg(
+            yes, u"Adopt the database %1 for this machine and your account?"_s.arg(
                      quoted(database.path())));
         try {
             database.engine().adopt();

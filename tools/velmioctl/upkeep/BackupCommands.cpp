@@ -33,7 +33,7 @@ QJsonObject objectOf(const DatabaseBackups::Backup& backup)
     };
 }
 
-// Empty when the backup is whole.
+// Empty if the backup is whole.
 QString findingIn(const DatabaseBackups::Backup& backup)
 {
     try {
@@ -67,7 +67,7 @@ void list(Session& session)
     else if (!table.isEmpty())
         session.output.print(table);
     else
-        session.output.note(u"There is no backup yet: 'velmioctl backup' makes one."_s);
+        session.output.note(u"No backup exists yet. Run 'velmioctl backup' to make one."_s);
     for (const QString& finding : findings)
         session.output.warning(finding);
     session.exitCode = findings.isEmpty() ? ExitCode::Ok : ExitCode::Findings;
@@ -98,8 +98,7 @@ void backUp(Session& session, const BackupOptions& options)
         return;
     }
     session.output.printText(
-        u"Made the backup %1, %2 bytes, and found it whole."_s.arg(quoted(made.path))
-            .arg(made.bytes));
+        u"Made and verified the backup %1, %2 bytes."_s.arg(quoted(made.path)).arg(made.bytes));
 }
 
 } // namespace
@@ -110,7 +109,7 @@ void addBackupCommands(Command& app, Session& session)
     Command* const backup =
         app.addSubcommand("backup", "Copy the database, also while clients use it");
     auto* const file =
-        backup->addOption("FILE", options->file, "A new file; without it one beside the database")
+        backup->addOption("FILE", options->file, "A new file; by default one beside the database")
             ->offersFiles();
     backup->addFlag("--list", options->list, "List the backups beside the database")
         ->excludes(file);

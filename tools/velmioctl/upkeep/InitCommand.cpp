@@ -22,7 +22,7 @@ void init(Session& session)
         return;
     }
     session.output.printText(
-        existed ? u"The database %1 exists already and is in order."_s.arg(quoted(path))
+        existed ? u"The database %1 exists already and can be used."_s.arg(quoted(path))
                 : u"Created the database %1."_s.arg(quoted(path)));
 }
 
@@ -30,7 +30,7 @@ void init(Session& session)
 
 void addInitCommand(Command& app, Session& session)
 {
-    app.addSubcommand("init", "Create the database, with its folders where they are missing")
+    app.addSubcommand("init", "Create the database, and its folders if they are missing")
         ->example("velmioctl init --database test.db")
         ->callback([&session] { init(session); });
 }

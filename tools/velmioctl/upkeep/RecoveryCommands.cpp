@@ -20,7 +20,7 @@ namespace velmioctl {
 
 namespace {
 
-// What the file says where nothing tells how far the ids go.
+// The last id of a range whose end is not known.
 constexpr qint64 LastPossibleId = std::numeric_limits<qint32>::max();
 
 struct RecoveryOptions
@@ -58,7 +58,7 @@ void putInPlace(Session& session, const QString& file)
     session.output.printText(
         u"Restored the database %1 from %2."_s.arg(quoted(path), quoted(file)));
     if (!kept.isEmpty())
-        session.output.printText(u"What was there before is kept as %1."_s.arg(quoted(kept)));
+        session.output.printText(u"The old file is kept as %1."_s.arg(quoted(kept)));
 }
 
 void restore(Session& session, const RecoveryOptions& options)
@@ -66,14 +66,14 @@ void restore(Session& session, const RecoveryOptions& options)
     const QString file = absolutePath(options.file);
     if (!QFileInfo::exists(file)) {
         throw CommandError(
-            ExitCode::NotFound, u"There is no file %1: 'velmioctl backup --list' shows the backups "
-                                u"beside the database."_s.arg(quoted(file)));
+            ExitCode::NotFound, u"The file %1 does not exist. 'velmioctl backup --list' shows the "
+                                u"backups beside the database."_s.arg(quoted(file)));
     }
     withDatabaseErrors([&] { DatabaseBackups::verify(file); });
     session.confirm(
-        options.yes, u"Put %1 in the place of the database %2? What was stored since that backup "
-                     u"was made is in it no more; the present file is kept beside it."_s.arg(
-                         quoted(file), quoted(session.databasePath())));
+        options.yes,
+        u"Replace the database %2 by %1? Changes since that backup are lost; the "
+        u"present file is kept beside it."_s.arg(quoted(file), quoted(session.databasePath())));
     putInPlace(session, file);
 }
 
@@ -84,14 +84,14 @@ void recoverFromBackup(Session& session, bool yes)
     if (!newest) {
         throw CommandError(
             ExitCode::NotFound,
-            u"There is no whole backup in %1. 'velmioctl restore FILE' takes one from another "
-            u"place, and 'velmioctl recover --salvage' what can be read of the file."_s.arg(
+            u"No whole backup exists in %1. 'velmioctl restore FILE' uses one from another place, "
+            u"and 'velmioctl recover --salvage' what can be read of the file."_s.arg(
                 quoted(backups.folder())));
     }
     session.confirm(
         yes,
-        u"Put the backup %1 in the place of the database %2? What was stored since %3 is in it "
-        u"no more; the damaged file is kept beside it."_s.arg(
+        u"Replace the database %2 by the backup %1? Changes since %3 are lost; the damaged file "
+        u"is kept beside it."_s.arg(
             quoted(newest->path), quoted(session.databasePath()),
             newest->time.toString(Qt::ISODate)));
     putInPlace(session, newest->path);
@@ -140,35 +140,35 @@ void print(Session& session, const DatabaseBackups::Salvaged& salvaged)
     }
     session.output.print(table);
     session.output.printText(
-        u"The database %1 holds what could be read. The damaged file is kept "
-        u"as %2."_s.arg(quoted(session.databasePath()), quoted(salvaged.keptPath)));
+        u"The database %1 contains what could be read. The damaged file is kept as %2."_s.arg(
+            quoted(session.databasePath()), quoted(salvaged.keptPath)));
 }
 
 void salvage(Session& session, bool yes)
 {
     const QString path = session.databasePath();
     session.confirm(
-        yes, u"Put a new database, with what can be read of the damaged one, in the place of %1? "
-             u"The damaged file is kept beside it."_s.arg(quoted(path)));
+        yes, u"Replace %1 by a new database with what can be read of it? The damaged file is kept "
+             u"beside it."_s.arg(quoted(path)));
     print(session, withDatabaseErrors([&] { return DatabaseBackups(path).salvage(); }));
 }
 
-// Returns when the database is lost or damaged, or when that cannot be told.
+// Returns if the database is lost or damaged, or if that cannot be determined.
 void requireDamage(Session& session)
 {
     const QString path = session.databasePath();
     try {
         DatabaseBackups::verify(path);
     } catch (const DatabaseError& error) {
-        // What else there is to say of it is told by opening it.
+        // Opening it says what else is wrong.
         const auto cause = error.cause();
         if (cause == DatabaseError::Cause::TooNew || cause == DatabaseError::Cause::ForeignDatabase)
             session.database();
         return;
     }
     throw CommandError(
-        ExitCode::Usage, u"The database %1 is whole, and was left alone. 'velmioctl restore FILE' "
-                         u"goes back to a backup."_s.arg(quoted(path)));
+        ExitCode::Usage, u"The database %1 is whole and was not changed. 'velmioctl restore FILE' "
+                         u"restores a backup."_s.arg(quoted(path)));
 }
 
 void recover(Session& session, const RecoveryOptions& options)
@@ -176,8 +176,8 @@ void recover(Session& session, const RecoveryOptions& options)
     if (options.fromBackup == options.salvage) {
         throw CommandError(
             ExitCode::Usage,
-            u"Choose one way: --from-backup puts the newest whole backup in the place of the "
-            u"damaged database, and --salvage a new database with what can be read of it."_s);
+            u"Choose --from-backup, which replaces the damaged database by the newest whole "
+            u"backup, or --salvage, which replaces it by a new one with what can be read of it."_s);
     }
     requireDamage(session);
     if (options.fromBackup)
@@ -192,7 +192,7 @@ void addRecoveryCommands(Command& app, Session& session)
 {
     const auto options = std::make_shared<RecoveryOptions>();
     Command* const restoreCommand =
-        app.addSubcommand("restore", "Put a backup in the place of the database");
+        app.addSubcommand("restore", "Replace the database by a backup");
     restoreCommand->addOption("FILE", options->file, "The backup")->required()->offersFiles();
     restoreCommand->addFlag("--yes", options->yes, "Restore without asking");
     restoreCommand->example("velmioctl restore stick/velmio.db");
