@@ -5,8 +5,11 @@
 #include <database/SqliteDatabaseFactory.h>
 
 #include <QDir>
+#include <QSet>
 #include <QTemporaryDir>
 #include <QTest>
+
+#include <sqlite3.h>
 
 using namespace Qt::StringLiterals;
 using sync::database::DatabaseBackups;
@@ -45,6 +48,24 @@ QStringList rowsOf(const QString& path)
     return rows;
 }
 
+QString watchedPath;
+QSet<QByteArray> versionsOnDisk;
+
+// sqlite.org/fileformat2.html#user_version_number
+int noteVersionOnDisk(void* /*context*/)
+{
+    QFile file(watchedPath);
+    if (file.open(QIODevice::ReadOnly) && file.seek(60))
+        versionsOnDisk.insert(file.read(4));
+    return 0;
+}
+
+int watchCommits(sqlite3* database, const char** /*error*/, const sqlite3_api_routines* /*api*/)
+{
+    sqlite3_commit_hook(database, noteVersionOnDisk, nullptr);
+    return SQLITE_OK;
+}
+
 } // namespace
 
 /// Opens databases that the last program of an earlier schema version has left.
@@ -64,6 +85,7 @@ private Q_SLOTS:
     void aBackupOfTheEarlierVersionIsMade();
     void withoutABackupNothingIsMigrated();
     void aNewDatabaseNeedsNoBackup();
+    void nobodySeesAVersionBetween();
 
 private:
     static void addVersions();
@@ -72,6 +94,23 @@ private:
 
     std::unique_ptr<QTemporaryDir> folder;
 };
+
+// It would take the half-made schema for an earlier version and make a backup of it.
+void TestMigrations::nobodySeesAVersionBetween()
+{
+    watchedPath = folder->filePath(u"new.db"_s);
+    versionsOnDisk.clear();
+    const auto watch = reinterpret_cast<void (*)()>(watchCommits);
+    sqlite3_auto_extension(watch);
+
+    SqliteDatabaseFactory::open(watchedPath);
+
+    sqlite3_cancel_auto_extension(watch);
+    const QByteArray current("\0\0\0\2", 4);
+    QVERIFY(versionsOnDisk.contains(current));
+    versionsOnDisk -= {QByteArray(), QByteArray(4, '\0'), current};
+    QCOMPARE(versionsOnDisk, QSet<QByteArray>());
+}
 
 void TestMigrations::addVersions()
 {
@@ -171,7 +210,8 @@ void TestMigrations::withoutABackupNothingIsMigrated()
         QFAIL("open() took it");
     } catch (const DatabaseError& error) {
         QVERIFY2(error.text().contains(path), error.what());
-        QVERIFY2(error.text().contains(u"only changed to version 2 after a backup"_s), error.what());
+        QVERIFY2(
+            error.text().contains(u"only changed to version 2 after a backup"_s), error.what());
         QVERIFY2(error.text().contains(file.fileName()), error.what());
     }
 

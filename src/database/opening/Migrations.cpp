@@ -27,26 +27,24 @@ SqliteHandle createDatabase(const QString& path)
 
 void migrate(sqlite3* database, const QString& path)
 {
-    for (;;) {
-        execute(database, "BEGIN IMMEDIATE", path);
-        try {
-            const auto version = queryNumber(database, "PRAGMA user_version", path);
-            if (version >= currentSchemaVersion()) {
-                execute(database, "ROLLBACK", path);
-                return;
-            }
-            const auto next = std::to_string(version + 1);
-            const auto id = std::to_string(ApplicationId);
-            const auto script = migrationScripts()[static_cast<std::size_t>(version)];
-            execute(database, std::string(script).c_str(), path);
-            execute(database, ("PRAGMA application_id = " + id).c_str(), path);
-            execute(database, ("PRAGMA user_version = " + next).c_str(), path);
-            execute(database, "COMMIT", path);
-        } catch (...) {
-            if (sqlite3_get_autocommit(database) == 0)
-                sqlite3_exec(database, "ROLLBACK", nullptr, nullptr, nullptr);
-            throw;
+    execute(database, "BEGIN IMMEDIATE", path);
+    try {
+        const auto version = queryNumber(database, "PRAGMA user_version", path);
+        if (version >= currentSchemaVersion()) {
+            execute(database, "ROLLBACK", path);
+            return;
         }
+        const auto& scripts = migrationScripts();
+        for (auto next = static_cast<std::size_t>(version); next < scripts.size(); ++next)
+            execute(database, std::string(scripts[next]).c_str(), path);
+        const std::string marks = "PRAGMA application_id = " + std::to_string(ApplicationId) +
+                                  "; PRAGMA user_version = " + std::to_string(scripts.size());
+        execute(database, marks.c_str(), path);
+        execute(database, "COMMIT", path);
+    } catch (...) {
+        if (sqlite3_get_autocommit(database) == 0)
+            sqlite3_exec(database, "ROLLBACK", nullptr, nullptr, nullptr);
+        throw;
     }
 }
 
