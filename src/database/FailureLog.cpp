@@ -1,5 +1,7 @@
 #include <database/FailureLog.h>
 
+#include <base/LockGuard.h>
+
 #include <utility>
 
 namespace sync::database {
@@ -13,10 +15,11 @@ void FailureLog::report(const Failure& failure) noexcept
 {
     std::optional<Failure> latest = failure;
     {
-        const std::lock_guard lock(mutex);
+        const base::LockGuard lock(mutex);
         last.swap(latest);
     }
     ++count;
+    Q_ASSERT(base::LockGuard::holdsNone());
     listeners.notify(failure);
 }
 
@@ -27,7 +30,7 @@ int FailureLog::failureCount() const
 
 std::optional<Failure> FailureLog::lastFailure() const
 {
-    const std::lock_guard lock(mutex);
+    const base::LockGuard lock(mutex);
     return last;
 }
 

@@ -26,8 +26,7 @@ struct OpenedStore;
 /// Any thread may use the factory; a query belongs to the thread that made it. Connections are
 /// lent to a thread while it has a query or a transaction and go back to a pool then. Writers
 /// of one process queue in order of arrival; a writer waits for another process for up to 5 s.
-/// Readers wait for nobody, but where there is no write-ahead log. What TransactionalScope
-/// promises, this engine keeps.
+/// Readers wait for nobody as long as the store has a WAL. The engine supports TransactionalScope.
 ///
 /// A thread that holds a SELECT with rows left cannot write once somebody else has written; release
 /// or finish the SELECT first. A process that forks opens a factory of its own in the child.
@@ -36,20 +35,21 @@ class VELMIO_DATABASE_EXPORT SqliteDatabaseFactory : public interf::factory::IDa
                                                      public ChangeSource
 {
 public:
-    /// Opens the database file, creating it, its directories and its tables when there is none.
+    /// Opens the database file. A missing file is created, with its folders and tables.
     ///
-    /// Throws DatabaseError and leaves the file as it is when it is a directory, may not be read
-    /// and written, is no database, belongs to another program, is damaged, or is of a newer
-    /// version that does not let this one use it.
+    /// Throws DatabaseError, and does not change the file, if it is a directory, may not be read
+    /// and written, is not a database, belongs to another program, is damaged, or has a newer
+    /// version that does not allow this one to use it.
     static std::shared_ptr<SqliteDatabaseFactory> open(const QString& path);
 
-    /// Opens a store for reading alone, and leaves no trace: not a byte of the file or of what lies
-    /// beside it changes, and no file is created. The WAL of a store in use is read along.
+    /// Opens a store only for reading and leaves no trace: no byte of the file or of its companions
+    /// changes, and no file is created. The WAL of a store in use is read as well.
     ///
-    /// What is read under GetDatabase()->transaction() is one moment of the store, and no writer
-    /// waits for its end. Statements that write fail. The schema is that of the file, which may be
-    /// of an earlier version. It announces no changes. Throws DatabaseError as open() does, and
-    /// also if there is no file or its WAL cannot be read; damage is found when it is read.
+    /// Reads under GetDatabase()->transaction() see one moment of the store, and no writer waits
+    /// for the end of that transaction. Statements that write fail. The schema is that of the file,
+    /// which may have an earlier version. The factory announces no changes. Throws DatabaseError
+    /// like open(), and also if the file is missing or its WAL cannot be read; damage is found when
+    /// it is read.
     static std::shared_ptr<SqliteDatabaseFactory> openReadOnly(const QString& path);
 
     /// The default place of the database: "configuration.db" in the user's application data.
@@ -58,13 +58,13 @@ public:
     /// The version of the schema that this library works with, and brings databases to.
     static int schemaVersion();
 
-    /// Has SQLite no longer count the memory of this process, which it does under one lock for all
-    /// threads: reading threads then hinder each other less (docs/performance.md says how much).
+    /// Stops SQLite from counting the memory of this process, which it does under one lock for all
+    /// threads: reading threads then hinder each other less (docs/performance.md has figures).
     ///
-    /// For the start of main(): no other thread may run, as sqlite3_config() is not thread-safe,
-    /// and whatever else uses SQLite in the process is concerned as well. sqlite3_memory_used()
-    /// gives 0 afterwards, and a soft heap limit does nothing (https://sqlite.org/malloc.html).
-    /// False, and nothing has changed, when SQLite is in use already.
+    /// Call it at the start of main(): no other thread may run, because sqlite3_config() is not
+    /// thread-safe, and every other user of SQLite in the process is affected. Afterwards
+    /// sqlite3_memory_used() returns 0, and a soft heap limit has no effect
+    /// (https://sqlite.org/malloc.html). False, without a change, if SQLite is already in use.
     static bool disableMemoryStatistics();
 
     /// Copies the WAL into the file and removes it when nobody else has the file open. Queries that
@@ -77,26 +77,26 @@ public:
     /// The absolute path of the database file.
     QString path() const;
 
-    /// What a person should know of the database although it could be opened: that it comes from
-    /// elsewhere, is of a newer version, or is used without a write-ahead log. One text each, also
-    /// logged in the category "velmio.database" when it was opened.
+    /// Texts for a person about a database that could be opened: it comes from another machine, has
+    /// a newer version, or is used without a WAL. They were also logged in the category
+    /// "velmio.database" when it was opened.
     QStringList warnings() const;
 
-    /// The random id that the store got when it was made. Copies of the file have the same.
+    /// The random id that the store was created with. Copies of the file have the same id.
     QString storeId() const;
 
-    /// False when it was opened with a journal, because its place does not do for a write-ahead log
-    /// or another program kept it locked. Writing is slower then, and waits for those who read for
-    /// up to 5 s; nothing else differs.
+    /// False if it was opened with a rollback journal, because its file system does not support a
+    /// WAL or another program kept it locked. Writing is then slower and waits for readers, for up
+    /// to 5 s; nothing else differs.
     bool hasWriteAheadLog() const;
 
-    /// True when the file was last used on another machine or by another account, as when it was
-    /// copied, moved or restored. It works like any other; but a host asks its user before it
-    /// synchronises anything from it. Any thread may ask.
+    /// True if the file was last used on another machine or by another account, for instance
+    /// because it was copied, moved or restored. It works like any other store; but a host should
+    /// ask its user before it synchronises anything from it. Any thread may ask.
     bool isMoved() const;
 
-    /// Makes the store belong to this machine and account, when the user has agreed. Under
-    /// transaction() it becomes durable with the commit(). Throws DatabaseError when that cannot be
+    /// Makes the store belong to this machine and account, after the user has agreed. Under
+    /// transaction() this becomes durable with the commit(). Throws DatabaseError if it cannot be
     /// written.
     void adopt();
 

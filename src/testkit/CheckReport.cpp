@@ -15,10 +15,10 @@ namespace {
 QString wordFor(Outcome outcome)
 {
     switch (outcome) {
-    case Outcome::Kept:
-        return u"kept"_s;
-    case Outcome::Broken:
-        return u"BROKEN"_s;
+    case Outcome::Passed:
+        return u"passed"_s;
+    case Outcome::Failed:
+        return u"FAILED"_s;
     case Outcome::NotRun:
         return u"not run"_s;
     }
@@ -28,10 +28,10 @@ QString wordFor(Outcome outcome)
 QString keyFor(Outcome outcome)
 {
     switch (outcome) {
-    case Outcome::Kept:
-        return u"kept"_s;
-    case Outcome::Broken:
-        return u"broken"_s;
+    case Outcome::Passed:
+        return u"passed"_s;
+    case Outcome::Failed:
+        return u"failed"_s;
     case Outcome::NotRun:
         return u"notRun"_s;
     }
@@ -54,8 +54,8 @@ qsizetype CheckReport::count(Outcome outcome) const
 
 QString CheckReport::toText() const
 {
-    QString text = u"%1 promises kept, %2 broken, %3 not checked\n\n"_s.arg(count(Outcome::Kept))
-                       .arg(count(Outcome::Broken))
+    QString text = u"Checks passed: %1, failed: %2, not run: %3\n\n"_s.arg(count(Outcome::Passed))
+                       .arg(count(Outcome::Failed))
                        .arg(count(Outcome::NotRun));
     for (const CheckResult& result : list) {
         constexpr int OutcomeWidth = 9;
@@ -79,7 +79,7 @@ QByteArray CheckReport::toJson() const
     const QJsonObject report{
         {u"format"_s, u"velmio-factory-check"_s},
         {u"version"_s, 1},
-        {u"kept"_s, isKept()},
+        {u"passed"_s, hasPassed()},
         {u"checks"_s, checks}};
     return QJsonDocument(report).toJson();
 }

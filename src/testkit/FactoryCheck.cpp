@@ -22,13 +22,13 @@ const QList<Check>& allChecks()
 
 CheckResult runOne(const Check& check, const Host& host)
 {
-    CheckResult result{check.name, check.promise, Outcome::Broken, {}};
+    CheckResult result{check.name, check.promise, Outcome::Failed, {}};
     CheckRun run(host);
     try {
         makeScratchTables(host);
         check.run(run);
         result.findings = run.findings();
-        result.outcome = result.findings.isEmpty() ? Outcome::Kept : Outcome::Broken;
+        result.outcome = result.findings.isEmpty() ? Outcome::Passed : Outcome::Failed;
     } catch (const Skipped& skipped) {
         result.outcome = Outcome::NotRun;
         result.findings = {skipped.reason};

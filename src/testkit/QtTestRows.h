@@ -31,7 +31,7 @@ inline void runCheckRow(const Host& host)
         result.promise + QStringLiteral("\n - ") + result.findings.join(QStringLiteral("\n - "));
     if (result.outcome == Outcome::NotRun)
         QSKIP(qPrintable(text));
-    QVERIFY2(result.outcome == Outcome::Kept, qPrintable(text));
+    QVERIFY2(result.outcome == Outcome::Passed, qPrintable(text));
 }
 
 } // namespace sync::testkit

@@ -194,7 +194,7 @@ void TestFactoryCheck::findsThePlantedFault()
 
     const CheckReport report = FactoryCheck(hostOf(fault.plant(sound))).runAll();
 
-    QStringList broken = namesOf(report, Outcome::Broken);
+    QStringList broken = namesOf(report, Outcome::Failed);
     broken.removeAll(fault.noticed);
     QCOMPARE(sorted(broken).join(u' '), sorted(fault.broken).join(u' '));
 }
@@ -208,7 +208,7 @@ void TestFactoryCheck::findsAStoreThatOthersDoNotSee()
     const CheckReport report = FactoryCheck(host).runAll();
 
     QCOMPARE(
-        namesOf(report, Outcome::Broken),
+        namesOf(report, Outcome::Failed),
         (QStringList{
             u"isStoredWhenExecReturns"_s, u"storesWhatNestedScopesDo"_s, u"storesWithCommitOnly"_s,
             u"endsScopesThatItJoins"_s, u"reportsItsChanges"_s}));
@@ -220,7 +220,7 @@ void TestFactoryCheck::findsAQueryThatIsNotReleased()
     const CheckResult result =
         FactoryCheck(hostOf(madeFaulty<KeepsItsQueries>(sound))).run(u"releasesItsQueries"_s);
 
-    QCOMPARE(result.outcome, Outcome::Broken);
+    QCOMPARE(result.outcome, Outcome::Failed);
 }
 
 void TestFactoryCheck::everyCheckHasAFault()
@@ -244,7 +244,7 @@ void TestFactoryCheck::tellsWhatItCouldNotCheck()
 
     const CheckReport report = FactoryCheck(host).runAll();
 
-    QVERIFY(report.isKept());
+    QVERIFY(report.hasPassed());
     QCOMPARE(
         namesOf(report, Outcome::NotRun),
         (QStringList{
@@ -259,7 +259,7 @@ void TestFactoryCheck::tellsTheReasonOfAFailure()
     const CheckResult result =
         FactoryCheck(hostOf(madeFaulty<CutsSurrogates>(sound))).run(u"keepsUnicode"_s);
 
-    QCOMPARE(result.outcome, Outcome::Broken);
+    QCOMPARE(result.outcome, Outcome::Failed);
     QCOMPARE(result.findings.first(), u"\"<\\ud800\\udd00>\" came back as \"<##>\""_s);
 }
 
@@ -275,7 +275,7 @@ void TestFactoryCheck::anExceptionIsAFinding()
     const CheckResult result =
         FactoryCheck(hostOf(madeFaulty<Throws>(sound))).run(u"walksEveryRowOnce"_s);
 
-    QCOMPARE(result.outcome, Outcome::Broken);
+    QCOMPARE(result.outcome, Outcome::Failed);
     QCOMPARE(result.findings, QStringList{u"an exception was thrown: not supported"_s});
 }
 
@@ -296,7 +296,7 @@ void TestFactoryCheck::tablesAreMadeAsTheHostSays()
 
     const CheckResult result = FactoryCheck(host).run(u"keepsBytes"_s);
 
-    QCOMPARE(result.outcome, Outcome::Broken);
+    QCOMPARE(result.outcome, Outcome::Failed);
     QVERIFY(result.findings.first().startsWith(u"the scratch table could not be created: "));
     QVERIFY(result.findings.first().endsWith(u" failed: type \"BYTEA\" does not exist"));
     QCOMPARE(statements.size(), 5);
@@ -319,16 +319,16 @@ void TestFactoryCheck::leavesNoTableBehind()
 void TestFactoryCheck::theReportReadsAsText()
 {
     const CheckReport report(
-        {{u"a"_s, u"It does this."_s, Outcome::Kept, {}},
-         {u"b"_s, u"It does that."_s, Outcome::Broken, {u"it did not"_s, u"nor here"_s}},
+        {{u"a"_s, u"It does this."_s, Outcome::Passed, {}},
+         {u"b"_s, u"It does that."_s, Outcome::Failed, {u"it did not"_s, u"nor here"_s}},
          {u"c"_s, u"It does more."_s, Outcome::NotRun, {u"nothing to do it with"_s}}});
 
-    QVERIFY(!report.isKept());
+    QVERIFY(!report.hasPassed());
     QCOMPARE(
-        report.toText(), u"1 promises kept, 1 broken, 1 not checked\n"
+        report.toText(), u"Checks passed: 1, failed: 1, not run: 1\n"
                          u"\n"
-                         u"kept     It does this.\n"
-                         u"BROKEN   It does that.\n"
+                         u"passed   It does this.\n"
+                         u"FAILED   It does that.\n"
                          u"         - it did not\n"
                          u"         - nor here\n"
                          u"not run  It does more.\n"
@@ -337,16 +337,16 @@ void TestFactoryCheck::theReportReadsAsText()
 
 void TestFactoryCheck::theReportReadsAsJson()
 {
-    const CheckReport report({{u"b"_s, u"It does that."_s, Outcome::Broken, {u"it did not"_s}}});
+    const CheckReport report({{u"b"_s, u"It does that."_s, Outcome::Failed, {u"it did not"_s}}});
 
     const QJsonObject json = QJsonDocument::fromJson(report.toJson()).object();
     QCOMPARE(json[u"format"].toString(), u"velmio-factory-check"_s);
     QCOMPARE(json[u"version"].toInt(), 1);
-    QCOMPARE(json[u"kept"].toBool(true), false);
+    QCOMPARE(json[u"passed"].toBool(true), false);
     const QJsonObject check = json[u"checks"].toArray().first().toObject();
     QCOMPARE(check[u"name"].toString(), u"b"_s);
     QCOMPARE(check[u"promise"].toString(), u"It does that."_s);
-    QCOMPARE(check[u"outcome"].toString(), u"broken"_s);
+    QCOMPARE(check[u"outcome"].toString(), u"failed"_s);
     QCOMPARE(check[u"findings"].toArray().first().toString(), u"it did not"_s);
 }
 

@@ -1,5 +1,7 @@
 #include <database/changes/ChangeFeed.h>
 
+#include <base/LockGuard.h>
+
 #include <utility>
 
 namespace sync::database {
@@ -11,18 +13,24 @@ ChangeFeed::ChangeFeed(const QString& path)
 
 Listening ChangeFeed::listen(std::function<void(RecordKinds kinds)> function)
 {
-    const std::lock_guard lock(pollMutex);
-    // What was committed while nobody listened is nobody's news.
+    const base::LockGuard lock(pollMutex);
+    // Commits from before the first listener are not reported.
     if (!external || listeners.isEmpty())
         external.emplace(path, own);
     return listeners.add(std::move(function));
+}
+
+void ChangeFeed::publish(RecordKinds kinds) noexcept
+{
+    Q_ASSERT(base::LockGuard::holdsNone());
+    listeners.notify(kinds);
 }
 
 void ChangeFeed::poll() noexcept
 {
     bool anyExternal = false;
     {
-        const std::lock_guard lock(pollMutex);
+        const base::LockGuard lock(pollMutex);
         anyExternal = external && external->anySinceLast();
     }
     if (anyExternal)

@@ -26,7 +26,7 @@ public:
     [[nodiscard]] Listening listen(std::function<void(RecordKinds kinds)> function);
 
     /// Reports what the calling thread has just committed. The caller holds no lock.
-    void publish(RecordKinds kinds) noexcept { listeners.notify(kinds); }
+    void publish(RecordKinds kinds) noexcept;
 
     /// Reports all kinds when others have committed since the last poll. The caller holds no lock.
     void poll() noexcept;

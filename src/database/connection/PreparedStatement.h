@@ -12,7 +12,8 @@
 
 namespace sync::database {
 
-/// True for two texts of the same characters. The toolkit's comparison takes several times as long.
+/// True for two texts of the same characters. The toolkit's comparison costs a
+/// bulk addition 2.9 % more instructions, and a lookup 1.3 %, which have bounds.
 inline bool isSame(const QString& left, const QString& right)
 {
     const auto bytes = static_cast<std::size_t>(left.size()) * sizeof(QChar);

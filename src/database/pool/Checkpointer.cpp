@@ -1,5 +1,6 @@
 #include <database/pool/Checkpointer.h>
 
+#include <base/LockGuard.h>
 #include <database/DatabaseError.h>
 
 #include <sqlite3.h>
@@ -16,7 +17,7 @@ Checkpointer::Checkpointer(const QString& path)
 
 bool Checkpointer::run(std::chrono::milliseconds patience) noexcept
 {
-    const std::lock_guard lock(mutex);
+    const base::LockGuard lock(mutex);
     try {
         open();
     } catch (const DatabaseError&) {

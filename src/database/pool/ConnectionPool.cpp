@@ -1,6 +1,7 @@
 #include <database/pool/ConnectionPool.h>
 
 #include <base/FilePaths.h>
+#include <base/LockGuard.h>
 #include <database/opening/ReadOnlyConnection.h>
 
 #include <QFileInfo>
@@ -93,7 +94,7 @@ SqliteHandle ConnectionPool::open() const
 
 void ConnectionPool::giveBack(SqliteConnection* connection) noexcept
 {
-    const std::lock_guard lock(mutex);
+    const base::LockGuard lock(mutex);
     --connection->leases;
     retireUnused(connection);
 }
@@ -107,7 +108,7 @@ SqliteConnection* ConnectionPool::activeConnectionLocked(std::thread::id thread)
 
 SqliteConnection* ConnectionPool::activeConnection(std::thread::id thread)
 {
-    const std::lock_guard lock(mutex);
+    const base::LockGuard lock(mutex);
     return activeConnectionLocked(thread);
 }
 
@@ -179,7 +180,7 @@ void ConnectionPool::undoHostTransaction(std::thread::id thread) noexcept
     qCWarning(velmioDatabase).noquote()
         << u"A thread ended without ending its transaction on %1, which was rolled back"_s.arg(
                databasePath);
-    const std::lock_guard lock(mutex);
+    const base::LockGuard lock(mutex);
     retireUnused(connection);
 }
 

@@ -1,5 +1,7 @@
 #include <database/pool/WriterQueue.h>
 
+#include <base/LockGuard.h>
+
 #include <QHash>
 
 #include <algorithm>
@@ -11,7 +13,7 @@ std::shared_ptr<WriterQueue> WriterQueue::forFile(const QString& canonicalPath)
     static std::mutex registryMutex;
     static QHash<QString, std::weak_ptr<WriterQueue>> registry;
 
-    const std::lock_guard lock(registryMutex);
+    const base::LockGuard lock(registryMutex);
     auto queue = registry.value(canonicalPath).lock();
     if (!queue) {
         registry.removeIf([](const auto& entry) { return entry.value().expired(); });
@@ -38,7 +40,7 @@ bool WriterQueue::enter(std::chrono::milliseconds timeout)
 
 void WriterQueue::leave()
 {
-    const std::lock_guard lock(mutex);
+    const base::LockGuard lock(mutex);
     if (waiting.empty()) {
         occupied = false;
         return;
@@ -51,13 +53,13 @@ void WriterQueue::leave()
 
 bool WriterQueue::isTaken()
 {
-    const std::lock_guard lock(mutex);
+    const base::LockGuard lock(mutex);
     return occupied;
 }
 
 std::size_t WriterQueue::waitingCount()
 {
-    const std::lock_guard lock(mutex);
+    const base::LockGuard lock(mutex);
     return waiting.size();
 }
 
