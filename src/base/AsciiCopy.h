@@ -6,8 +6,8 @@
 
 namespace sync::base {
 
-/// Copies `Count` units of another width and returns the bits that any of them has. The compiler
-/// makes a few vector instructions of it, because the count is fixed.
+/// Copies `Count` units to another width and returns the bitwise OR of them all. The compiler turns
+/// it into a few vector instructions, because the count is fixed.
 template <std::size_t Count, typename From, typename To>
 std::uint64_t copyBlock(const From* from, To* to)
 {
@@ -23,8 +23,8 @@ std::uint64_t copyBlock(const From* from, To* to)
     return all;
 }
 
-/// Copies ASCII from UTF-8 to UTF-16 or back; false when there was anything else, which makes what
-/// was copied useless.
+/// Copies ASCII between UTF-8 and UTF-16. False if there was anything else; the copy is useless
+/// then.
 ///
 /// Nearly all texts are ASCII, and most are longer than a block: the last block then overlaps the
 /// one before, so that nothing is left over. A plain loop takes 0.8 % more instructions for a

@@ -28,8 +28,8 @@ public:
     {
     }
 
-    /// True if each character equals the one in `pattern`, or is a digit up to it if that is a
-    /// digit. Digits then count from 0, and other characters as 0. Inline, so that the pattern is a
+    /// True if each character equals the one in `pattern` or, where that is a digit, is a digit up
+    /// to it. Digits then count from 0, and other characters as 0. Inline, so that the pattern is a
     /// constant.
     Q_ALWAYS_INLINE bool matches(const char (&pattern)[9])
     {

@@ -5,7 +5,7 @@
 
 namespace sync::base {
 
-/// Owns an open file of the operating system; -1 is none.
+/// Owns an open file of the operating system; -1 means none.
 class FileDescriptor
 {
 public:

@@ -14,7 +14,7 @@ namespace sync::base {
 
 QString absoluteFilePath(const QString& givenPath)
 {
-    // A ":" at the start would name a resource to Qt, and ":memory:" no file to SQLite.
+    // A leading ":" means a resource to Qt, and ":memory:" is not a file to SQLite.
     const QString path = givenPath.startsWith(u':') ? u"./"_s + givenPath : givenPath;
     return QDir::cleanPath(QFileInfo(path).absoluteFilePath());
 }

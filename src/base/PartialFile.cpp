@@ -18,8 +18,8 @@ namespace sync::base {
 
 namespace {
 
-// Never over a file that is there. Some file systems, those of memory sticks among them, have no
-// hard links: another file of that name would have to come in the very moment then.
+// Never replaces an existing file. Some file systems, such as those of memory sticks, have no hard
+// links: there another file of that name would have to appear at the same moment.
 bool giveName(const QByteArray& from, const QByteArray& to)
 {
     if (::link(from.constData(), to.constData()) == 0) {

@@ -7,8 +7,8 @@
 
 namespace sync::base {
 
-/// A file that is written beside the place where it is to stand. Unless it was published, it is
-/// removed, with what SQLite keeps beside a database.
+/// A file that is written beside its final place. Unless it is published, it is removed together
+/// with what SQLite keeps beside a database.
 ///
 /// All functions throw FileError, which names the target.
 class PartialFile
@@ -26,11 +26,11 @@ public:
 
     void append(QByteArrayView bytes);
 
-    /// Makes it durable under its name. Throws with EEXIST when a file has that name.
+    /// Makes it durable under its name. Throws with EEXIST if a file has that name.
     void publish();
 
-    /// The same, in the place of the file that has that name. When only the folder cannot be
-    /// synced, this throws with the new file in place.
+    /// The same, but replaces an existing file. If only the folder cannot be synced, this throws
+    /// with the new file in place.
     void publishOver();
 
 private:

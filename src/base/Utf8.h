@@ -8,7 +8,7 @@ namespace sync::base {
 constexpr qsizetype MaximumUtf8PerUnit = 3;
 
 /// Writes a text as UTF-8 and returns the end of what was written. An unpaired surrogate becomes
-/// the three bytes that its code point would have, as WTF-8 has it (simonsapin.github.io/wtf-8), so
+/// the three bytes that its code point would have, as in WTF-8 (simonsapin.github.io/wtf-8), so
 /// that every QString survives.
 char* encodeUtf8(QStringView text, char* target);
 

@@ -56,7 +56,7 @@ bool isWellFormed(const SecureBytes& ring)
 KeyId idOf(const SecureBytes& secret)
 {
     KeyId id(IdSize, Qt::Uninitialized);
-    // A keyed hash of a fixed text: whoever knows the id learns nothing of the key.
+    // A keyed hash of a fixed text, so that the id reveals nothing about the key.
     crypto_generichash(
         reinterpret_cast<unsigned char*>(id.data()), IdSize,
         reinterpret_cast<const unsigned char*>(IdContext.data()), IdContext.size(), secret.data(),

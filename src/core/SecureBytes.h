@@ -13,7 +13,7 @@ namespace sync::core::crypto {
 class VELMIO_CORE_EXPORT SecureBytes
 {
 public:
-    /// `size` bytes with undefined content; throws std::bad_alloc if there is no memory.
+    /// `size` bytes with undefined content; throws std::bad_alloc if no memory is available.
     explicit SecureBytes(std::size_t size);
     ~SecureBytes();
 

@@ -14,12 +14,13 @@ namespace sync::database {
 
 /// Signals which kinds of records have changed, by this process or by another.
 ///
-/// What the factory's own threads change is known when it is committed. For what others change it
-/// polls the factory twice a second, which takes some 50 ns with a WAL and never waits for a
-/// writer; for that its thread needs an event loop. It starts no thread.
+/// Changes by the factory's own threads are reported when they are committed. To notice the changes
+/// of others it polls the factory twice a second: a poll takes about 50 ns with a WAL and never
+/// waits for a writer. Its thread needs an event loop for that. It starts no thread.
 ///
-/// It names kinds of records and not the records, and may name one that has not changed: read again
-/// what matters. Any number of notifiers may watch one factory, and either may be destroyed first.
+/// It names kinds of records, not single records, and may name a kind that has not changed: read
+/// again what matters. Any number of notifiers may watch one factory, and either may be destroyed
+/// first.
 class VELMIO_DATABASE_EXPORT ChangeNotifier : public QObject
 {
     Q_OBJECT
@@ -30,11 +31,10 @@ public:
     explicit ChangeNotifier(
         const std::shared_ptr<ChangeSource>& factory, QObject* parent = nullptr);
 
-    /// Waits for a report in progress on another thread, which takes no more than some
-    /// microseconds.
+    /// Waits for a report in progress on another thread, which takes a few microseconds at most.
     ~ChangeNotifier() override;
 
-    /// How often it polls; 500 ms at first, and 0 for only by poll(). @{
+    /// How often it polls. 500 ms at first; with 0 only poll() checks. @{
     std::chrono::milliseconds pollInterval() const;
     void setPollInterval(std::chrono::milliseconds value);
     ///@}
@@ -43,13 +43,13 @@ public:
     Q_INVOKABLE void poll();
 
 Q_SIGNALS:
-    /// Records of these kinds have changed. Sent from the event loop of the notifier's thread, once
-    /// for all commits since the last time.
+    /// Records of these kinds have changed. Emitted from the event loop of the notifier's thread,
+    /// once for all commits since the last time.
     ///
-    /// What this factory has committed is named exactly, and never when it was rolled back. When
-    /// others have committed, what they changed is not known: every kind is named. Others are other
-    /// processes, and other factories of the same file. Without a WAL
-    /// (SqliteDatabaseFactory::hasWriteAheadLog()) every commit counts as theirs.
+    /// Names exactly what this factory has committed, and nothing that was rolled back. After a
+    /// commit by others (other processes, and other factories of the same file) it names every
+    /// kind, because what they changed is not known. Without a WAL
+    /// (SqliteDatabaseFactory::hasWriteAheadLog()) every commit counts as one by others.
     void changed(sync::database::RecordKinds kinds);
 
 private:

@@ -33,10 +33,10 @@ using Reason = DatabaseBackups::Reason;
 constexpr std::array Reasons{
     Reason::Manual, Reason::Migration, Reason::Rekey, Reason::Import, Reason::Fix};
 
-// PartialFile adds a dot and so many characters to a name.
+// PartialFile adds a dot and this many characters to a name.
 constexpr int UnfinishedSuffixSize = 6;
 
-// Sorts like the times.
+// Names with this format sort by time.
 const QString TimeFormat = u"yyyyMMdd'T'HHmmsszzz'Z'"_s;
 
 std::optional<Reason> reasonOf(const QString& word)
@@ -171,10 +171,10 @@ DatabaseBackups::Backup DatabaseBackups::makeAt(const QString& file) const
                               u"file."_s);
     const QDateTime time = QDateTime::currentDateTimeUtc();
     const SqliteHandle source = openConnection(databasePath);
-    // A damaged file is not changed, and neither is a WAL that was left by a crash: because of it
-    // the next opening checks the file.
+    // Leaves a damaged file unchanged, and keeps the WAL that a crash has left: because of it the
+    // next opening checks the file.
     setCheckpointAtClose(source.get(), false);
-    // Waits for a program that has locked readers out, which the copying would not do.
+    // Waits for a program that has locked readers out; the copying itself would not wait.
     execute(source.get(), "BEGIN", databasePath);
     queryNumber(source.get(), "SELECT count(*) FROM sqlite_schema", databasePath);
     withFileErrors([&] { writeVerifiedCopy(source.get(), target); });
@@ -277,8 +277,7 @@ void DatabaseBackups::removeOldest(const Backup& made) const
 {
     int newer = 1;
     for (const Backup& backup : list()) {
-        // The one that was just made stays also where the clock was set back: it is known to be
-        // whole.
+        // The new copy stays even if the clock was set back: it is known to be whole.
         if (backup.reason != made.reason || backup.path == made.path)
             continue;
         if (++newer > KeptPerReason)
@@ -288,7 +287,7 @@ void DatabaseBackups::removeOldest(const Backup& made) const
 
 void DatabaseBackups::removeUnfinished() const
 {
-    // Older than any copying takes.
+    // No copying takes longer.
     const QDateTime yesterday = QDateTime::currentDateTimeUtc().addDays(-1);
     for (const QFileInfo& file : filesIn(folder())) {
         // Its name is the final one, a dot, and a unique suffix.

@@ -13,10 +13,10 @@ struct sqlite3;
 
 namespace sync::database {
 
-/// Copies of one configuration database, and the ways back to them.
+/// Makes copies of one configuration database, and restores it from them.
 ///
-/// A copy is one moment of the database, also while others read and write. It is a single file,
-/// readable for its user alone, that is checked as a whole and durable before it gets its name. No
+/// A copy holds one moment of the database, even while others read and write. It is a single file
+/// that only its user can read. It is checked completely and durable before it gets its name. No
 /// operation overwrites or deletes a file, except the oldest copies in folder() and unfinished ones
 /// of killed processes. All throw DatabaseError. The class keeps no state: any thread may use it.
 class VELMIO_DATABASE_EXPORT DatabaseBackups
@@ -40,7 +40,7 @@ public:
         qint64 bytes = 0;               ///< Size of the file.
     };
 
-    /// The number of copies for each reason that stay in folder().
+    /// How many copies for each reason folder() keeps.
     static constexpr int KeptPerReason = 5;
 
     /// The word for a reason in the names of files, such as "manual".
@@ -49,16 +49,17 @@ public:
     /// For the database at this path, with symbolic links followed. Accesses no file yet.
     explicit DatabaseBackups(const QString& databasePath);
 
-    /// The folder of copies without a name of their own: the path of the database with "-backups".
+    /// The folder of the copies that make() creates: the path of the database with "-backups".
     QString folder() const;
 
-    /// Makes a copy in folder(), which it creates, and then removes the oldest ones of this reason.
+    /// Makes a copy in folder(), which it creates if necessary, and then removes the oldest ones of
+    /// this reason.
     Backup make(Reason reason) const;
 
-    /// Makes a copy at a path where no file exists. It is never removed.
+    /// Makes a copy at a path where no file exists. The library never removes it.
     Backup makeAt(const QString& file) const;
 
-    /// The copies in folder(), the newest first. None of them is opened.
+    /// The copies in folder(), newest first. Opens none of them.
     QList<Backup> list() const;
 
     /// The newest whole copy in folder(); nothing if none is whole. Reads each until one is found.
@@ -67,11 +68,11 @@ public:
     /// Throws unless the file is a whole database of ours that this library can read.
     static void verify(const QString& file);
 
-    /// Replaces the content of the database by that of a file. Returns the path of a copy of the
+    /// Replaces the content of the database with that of a file. Returns the path of a copy of the
     /// old content; empty if there was none.
     ///
     /// The file is verified first. If it is of an earlier version, the next opening migrates it.
-    /// Throws with Cause::Busy while anybody, this process included, has the database open. The
+    /// Throws with Cause::Busy while anyone, including this process, has the database open. The
     /// database is unchanged if this throws.
     QString restore(const QString& file) const;
 
@@ -87,7 +88,7 @@ public:
     {
         QString name;    ///< The table's name.
         qint64 rows = 0; ///< How many of its rows were read.
-        /// If rows had these ids, they are lost.
+        /// Rows with these ids, if there were any, are lost.
         QList<IdRange> unreadableIds = {};
     };
 
@@ -98,9 +99,9 @@ public:
         QList<SalvagedTable> tables; ///< One for each table of records.
     };
 
-    /// Reads what can be read of a damaged database, row by row, and replaces its content by a new
-    /// database with these rows, as restore() does. Rows keep their ids, and lost ids are not given
-    /// to other rows. The database is unchanged if this throws, also if nothing can be read.
+    /// Reads what it can of a damaged database, row by row, and replaces the content with a new
+    /// database of these rows, as restore() does. Rows keep their ids, and lost ids are not reused.
+    /// The database is unchanged if this throws, also if nothing can be read.
     Salvaged salvage() const;
 
 private:

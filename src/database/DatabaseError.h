@@ -14,26 +14,26 @@ namespace sync::database {
 class VELMIO_DATABASE_EXPORT DatabaseError : public std::runtime_error
 {
 public:
-    /// What kind of trouble it is, for programs that answer to it.
+    /// The kind of error, for programs that handle it.
     enum class Cause {
-        Other,           ///< None of those below; the text tells.
+        Other,           ///< None of the following; see the text.
         Directory,       ///< The path names a directory.
         NoPermission,    ///< The file or its folder may not be read or written.
-        ReadOnly,        ///< The place does not take writes.
-        NotADatabase,    ///< The file is no SQLite database.
-        ForeignDatabase, ///< A SQLite database of another program.
+        ReadOnly,        ///< The file cannot be written at its place.
+        NotADatabase,    ///< The file is not an SQLite database.
+        ForeignDatabase, ///< An SQLite database of another program.
         TooNew,          ///< Written by a newer version of this library.
-        Damaged,         ///< A SQLite database that does not read.
+        Damaged,         ///< An SQLite database that cannot be read correctly.
         Busy,            ///< Another process kept it locked for longer than the busy timeout.
-        DiskFull,        ///< There is no space left for what was to be written.
+        DiskFull,        ///< No space is left to write.
         InputOutput,     ///< The operating system reported a failed read or write.
     };
 
-    /// An error with this text for a person, in which no secret may stand.
+    /// An error with this text for a person, which must not contain a secret.
     DatabaseError(Cause cause, const QString& text);
     ~DatabaseError() override;
 
-    /// What kind of trouble it is.
+    /// The kind of error.
     Cause cause() const noexcept { return reason; }
 
     /// what() as a QString.

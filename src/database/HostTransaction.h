@@ -14,17 +14,17 @@ class IDatabaseFactory;
 
 namespace sync::database {
 
-/// A host's transaction that is rolled back unless commit() returned true: the way to group
-/// operations, over any factory.
+/// A host's transaction that is rolled back unless commit() returned true. It groups operations
+/// over any factory.
 ///
 /// Everything that the calling thread does with the managers of the factory joins it. It begins and
-/// ends on one thread and lives on the stack, so an exception and an early return end it too; a
-/// transaction() that nobody ends would take every later write of its thread along.
+/// ends on one thread and lives on the stack, so an exception or an early return also ends it. A
+/// transaction() that nobody ends would include every later write of its thread.
 class VELMIO_DATABASE_EXPORT HostTransaction
 {
 public:
-    /// Begins the transaction. isOpen() is false when that failed, for instance because one is open
-    /// already on this thread.
+    /// Begins the transaction. isOpen() is false if that failed, for instance because this thread
+    /// already has one open.
     explicit HostTransaction(interf::factory::IDatabaseFactory& factory);
 
     /// Rolls back what was not committed.
@@ -33,7 +33,7 @@ public:
     HostTransaction(const HostTransaction&) = delete;
     HostTransaction& operator=(const HostTransaction&) = delete;
 
-    /// True from a successful beginning until commit() or rollback().
+    /// True from a successful start until commit() or rollback().
     bool isOpen() const noexcept { return open; }
 
     /// Makes everything durable. When it returns false, everything has been rolled back, or no

@@ -14,9 +14,9 @@
 
 namespace sync::database {
 
-/// Keeps a listener listening for as long as it lives.
+/// Keeps a listener registered for as long as this object exists.
 ///
-/// It may outlive what it listens to. One thread at a time uses it.
+/// It may outlive what it listens to. One thread at a time may use it.
 class VELMIO_DATABASE_EXPORT Listening
 {
 public:
@@ -27,8 +27,8 @@ public:
     Listening& operator=(Listening&& other) noexcept;
     ~Listening();
 
-    /// Ends it: when this returns, the listener is not running and is never called again. Waits for
-    /// calls of it that run on other threads; a listener may end its own listening.
+    /// Ends it: after this returns, the listener is not running and is never called again. Waits
+    /// for its calls that run on other threads; a listener may end its own listening.
     void end() noexcept;
 
 private:
@@ -39,7 +39,7 @@ private:
     class VELMIO_DATABASE_EXPORT Calls
     {
     public:
-        /// False when the listening has ended, and the listener must not be called.
+        /// False if the listening has ended; the listener must not be called then.
         bool begin() noexcept;
         void finish() noexcept;
         void stop() noexcept;
@@ -54,10 +54,10 @@ private:
     std::shared_ptr<Calls> calls;
 };
 
-/// Those who listen to one thing. Any thread may use it.
+/// The listeners of one source. Any thread may use it.
 ///
 /// The mutex guards the list alone and is never held during a call, so a listener may add others,
-/// end its own listening, and take whatever locks it likes.
+/// end its own listening, and take any lock.
 template <typename... Arguments>
 class Listeners
 {

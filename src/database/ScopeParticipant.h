@@ -18,7 +18,8 @@ public:
     virtual bool endScopeTransaction(bool commit) noexcept = 0;
 };
 
-/// Has the outermost scope of the calling thread end a transaction that the caller has just begun.
+/// Makes the outermost scope of the calling thread end a transaction that the caller has just
+/// begun.
 ///
 /// A factory calls it when the first write of a thread comes with TransactionalScope::depth() of 2
 /// or more and no transaction is open: see SqliteDatabaseFactory for what scopes then mean. If the

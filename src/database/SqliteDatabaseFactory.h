@@ -23,13 +23,13 @@ struct OpenedStore;
 
 /// The embedded SQLite engine: a database file with its schema, and a connection for each thread.
 ///
-/// Any thread may use the factory; a query belongs to the thread that made it. Connections are
-/// lent to a thread while it has a query or a transaction and go back to a pool then. Writers
-/// of one process queue in order of arrival; a writer waits for another process for up to 5 s.
-/// Readers wait for nobody as long as the store has a WAL. The engine supports TransactionalScope.
+/// Any thread may use the factory; a query belongs to the thread that made it. A connection is lent
+/// to a thread while it has a query or a transaction, and then returns to a pool. Writers of one
+/// process queue in order of arrival; a writer waits up to 5 s for another process. Readers wait
+/// for nobody as long as the store has a WAL. The engine supports TransactionalScope.
 ///
-/// A thread that holds a SELECT with rows left cannot write once somebody else has written; release
-/// or finish the SELECT first. A process that forks opens a factory of its own in the child.
+/// A thread that holds a SELECT with rows left cannot write after another thread or process has
+/// written; release or finish the SELECT first. After a fork, open a new factory in the child.
 class VELMIO_DATABASE_EXPORT SqliteDatabaseFactory : public interf::factory::IDatabaseFactory,
                                                      public FailureSource,
                                                      public ChangeSource
@@ -42,20 +42,20 @@ public:
     /// version that does not allow this one to use it.
     static std::shared_ptr<SqliteDatabaseFactory> open(const QString& path);
 
-    /// Opens a store only for reading and leaves no trace: no byte of the file or of its companions
-    /// changes, and no file is created. The WAL of a store in use is read as well.
+    /// Opens a store only for reading and leaves no trace: no byte of its files changes, and no
+    /// file is created. The WAL of a store in use is read as well.
     ///
     /// Reads under GetDatabase()->transaction() see one moment of the store, and no writer waits
-    /// for the end of that transaction. Statements that write fail. The schema is that of the file,
+    /// for that transaction to end. Statements that write fail. The schema is that of the file,
     /// which may have an earlier version. The factory announces no changes. Throws DatabaseError
-    /// like open(), and also if the file is missing or its WAL cannot be read; damage is found when
-    /// it is read.
+    /// like open(), and also if the file is missing or its WAL cannot be read. Damage is found only
+    /// when the damaged part is read.
     static std::shared_ptr<SqliteDatabaseFactory> openReadOnly(const QString& path);
 
     /// The default place of the database: "configuration.db" in the user's application data.
     static QString defaultPath();
 
-    /// The version of the schema that this library works with, and brings databases to.
+    /// The schema version that this library uses, and to which it migrates databases.
     static int schemaVersion();
 
     /// Stops SQLite from counting the memory of this process, which it does under one lock for all
@@ -105,7 +105,8 @@ public:
     /// CreateQuery() when no connection can be opened. A text that does not prepare counts when
     /// exec() tries it, and rollback() after a commit() that failed does not count.
     ///
-    /// The managers answer what has failed like what is empty; ErrorGuard shows the difference.
+    /// The managers return the same for a failed read as for an empty result; ErrorGuard shows the
+    /// difference.
     int failureCount() const override;
 
     std::optional<Failure> lastFailure() const override;

@@ -49,7 +49,7 @@ std::optional<qint64> knownVersionOf(sqlite3* database)
                                                              : std::nullopt;
 }
 
-/// Shows whether somebody has written to a store while it was read without locks.
+/// Differs when anyone has written to a store while it was read without locks.
 std::array<qint64, 6> fingerprintOf(const QString& path)
 {
     std::array<qint64, 6> all{};
@@ -127,7 +127,7 @@ StoreContent StoreInspection::inspect(Depth depth)
     return emptyFile();
 }
 
-// SQLite itself would find damage in a file that a journal has yet to restore.
+// SQLite would report damage in a file that a journal has yet to restore.
 StoreContent StoreInspection::inspectHeader() const
 {
     // A power cut while the file was created can leave anything in it.
@@ -137,7 +137,7 @@ StoreContent StoreInspection::inspectHeader() const
     if (const auto version = knownVersionOf(database.get()))
         return {.version = *version};
     const StoreContent found = readMark(database.get(), filePath);
-    // There may be tables in what is not read here.
+    // The part that is not read may contain tables.
     if (found.kind == Kind::Empty &&
         (hasContent(filePath + u"-wal"_s) || hasContent(filePath + u"-journal"_s)))
         return foreignDatabase();

@@ -13,12 +13,11 @@ namespace sync::database {
 
 struct StoreContent;
 
-/// Says what the file at a path is, without changing a byte of it or of what lies beside it and
-/// without creating a file: whether it is a store of ours, which version it has, and whether it is
-/// whole.
+/// Determines what the file at a path is: whether it is a store of ours, which version it has, and
+/// whether it is whole. Changes no byte of the file or its companions, and creates no file.
 ///
-/// The WAL of a store in use is read along: what is found is one moment of the store. The object
-/// keeps what was found and holds no file open. Any thread may use it.
+/// The WAL of a store in use is also read: the result describes one moment of the store. The object
+/// keeps the result and holds no file open. Any thread may use it.
 class VELMIO_DATABASE_EXPORT StoreInspection
 {
 public:
@@ -29,18 +28,18 @@ public:
         NotAFile,     ///< Neither a regular file nor a directory, such as a pipe.
         Unreadable,   ///< It cannot be read: no permission, or a disk that fails.
         Busy,         ///< Another program has locked out all readers for 5 s.
-        Empty,        ///< A file of no bytes, or an SQLite database into which nobody put anything.
+        Empty,        ///< A file without bytes, or an SQLite database without content.
         NotADatabase, ///< Not an SQLite database.
         Foreign,      ///< An SQLite database of another program.
-        Unfinished, ///< A transaction that was not finished is rolled back when it is next opened.
-        Damaged,    ///< A store that does not read, lacks a table or has an impossible version.
-        TooNew,     ///< A whole store, but of a version that this library must not use.
-        Ours,       ///< A whole store that this library can use.
+        Unfinished,   ///< The next opening rolls back an unfinished transaction.
+        Damaged,      ///< A store that cannot be read, lacks a table or has an impossible version.
+        TooNew,       ///< A whole store, but of a version that this library must not use.
+        Ours,         ///< A whole store that this library can use.
     };
 
     /// How much of the file is read.
     enum class Depth {
-        Header, ///< Its first page alone. The rest, and the WAL, is assumed to be whole.
+        Header, ///< Only its first page. The rest and the WAL are assumed to be whole.
         Whole,  ///< All of it, by SQLite's integrity check.
     };
 
@@ -73,7 +72,7 @@ public:
     /// True if this process may write to the file and create files beside it.
     bool isWritable() const { return writable; }
 
-    /// False if there is a WAL that cannot be read: its changes were not looked at.
+    /// False if the WAL cannot be read: its changes are not considered.
     bool readsWal() const { return walRead; }
 
     /// The random id of the store; empty unless the kind is Ours.

@@ -9,17 +9,17 @@ namespace sync::database {
 
 class ThreadScopes;
 
-/// Commits the writes of one thread together when the outermost scope ends, also without commit().
+/// Commits the writes of one thread together when the outermost scope ends, even without commit().
 ///
-/// The lone outermost level is not joined: a write that runs in the outermost scope itself, and not
-/// in a nested one, is committed before its exec() returns, so that a `true` means on the disk.
-/// From the second level on, writes join one transaction, over the embedded engine and every other
-/// factory that calls joinOutermostScope(); over others a scope only counts its depth.
+/// A write directly in the outermost scope, not in a nested one, joins no transaction: it is
+/// committed before its exec() returns, so that `true` means on the disk. From the second level on,
+/// writes join one transaction, with the embedded engine and every other factory that calls
+/// joinOutermostScope(); with others a scope only counts its depth.
 ///
 /// - If the commit at the end fails, everything in the transaction is rolled back and the factory
 ///   reports a Failure of the kind Commit.
 /// - If an exception leaves the outermost scope, the transaction is rolled back.
-/// - Under the transaction() of a host, scopes join it and end nothing.
+/// - Inside the transaction() of a host, scopes join it and end nothing.
 class VELMIO_DATABASE_EXPORT TransactionalScope
 {
 public:
@@ -29,17 +29,17 @@ public:
     /// Ends the scope, on the thread that opened it; the outermost one ends the transaction.
     ///
     /// Ended on another thread, which is a bug in the program and stops a debug build, it logs an
-    /// error, and the thread that opened it rolls the transaction back with its next write or
-    /// scope, or when it ends.
+    /// error. The thread that opened it then rolls the transaction back at its next write or scope,
+    /// or when the thread ends.
     ~TransactionalScope();
 
     TransactionalScope(const TransactionalScope&) = delete;
     TransactionalScope& operator=(const TransactionalScope&) = delete;
 
-    /// Commits what was written under the outermost scope; in a nested one it does nothing.
+    /// Commits what was written in the outermost scope; does nothing in a nested one.
     void commit();
 
-    /// True when commit() of this scope failed, and everything under it was rolled back.
+    /// True if commit() of this scope failed and everything in it was rolled back.
     bool commitFailed() const noexcept { return failed; }
 
     /// How many scopes are open on the calling thread; 0 outside any.

@@ -14,7 +14,7 @@ namespace sync::testkit {
 enum class Outcome {
     Passed, ///< The factory does what the managers rely on.
     Failed, ///< It does not.
-    NotRun, ///< The check needs something that the host has not given; nothing is known.
+    NotRun, ///< The check needs something that the host did not provide; nothing is known.
 };
 
 /// The result of one check.

@@ -21,7 +21,7 @@ inline void addCheckRows()
         QTest::newRow(qPrintable(name)) << name;
 }
 
-/// Runs the check of the current row: a failure tells what was found, and what cannot run is
+/// Runs the check of the current row: a failure shows the findings, and a check that cannot run is
 /// skipped with the reason.
 inline void runCheckRow(const Host& host)
 {

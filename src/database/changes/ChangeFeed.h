@@ -28,7 +28,7 @@ public:
     /// Reports what the calling thread has just committed. The caller holds no lock.
     void publish(RecordKinds kinds) noexcept;
 
-    /// Reports all kinds when others have committed since the last poll. The caller holds no lock.
+    /// Reports all kinds if others have committed since the last poll. The caller holds no lock.
     void poll() noexcept;
 
     /// For the connections of the store to count their commits.
@@ -40,7 +40,7 @@ private:
     Listeners<RecordKinds> listeners;
 
     std::mutex pollMutex;
-    std::optional<ExternalCommits> external; // since somebody listens
+    std::optional<ExternalCommits> external; // since the first listener
 };
 
 } // namespace sync::database

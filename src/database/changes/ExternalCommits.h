@@ -10,19 +10,20 @@
 
 namespace sync::database {
 
-/// Notices that somebody other than one store has committed to its database.
+/// Notices commits to a store's database by anyone except that store.
 ///
 /// With a WAL it reads one number in the shared memory and is exact. Without one it cannot
-/// distinguish the store's own commits, and counts them as external. One thread at a time.
+/// distinguish the store's own commits, and counts them as external. One thread at a time may use
+/// it.
 class ExternalCommits
 {
 public:
-    /// Notices what is committed from now on. Waits for a writer that has locked the readers out,
-    /// for up to the busy timeout. Throws DatabaseError.
+    /// Notices commits from now on. Waits up to the busy timeout for a writer that has locked the
+    /// readers out. Throws DatabaseError.
     ExternalCommits(const QString& path, const OwnCommits& own);
 
-    /// True if there was one since the last call. Waits for nobody: without a WAL, a writer that
-    /// has locked the readers out puts the answer off to a later call.
+    /// True if there was one since the last call. Never waits: if a writer has locked the readers
+    /// out of a store without a WAL, a later call reports it.
     bool anySinceLast();
 
 private:

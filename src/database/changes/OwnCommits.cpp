@@ -55,7 +55,7 @@ std::optional<std::uint32_t> OwnCommits::commitsOfOthers(
         if (isOdd(before) && !isKnown)
             return {};
         const std::uint32_t others = isOdd(before) ? othersAtBegin.load() : *walCommits - own;
-        // Adding nothing rather than loading: a load might be done before those above.
+        // Adds 0 instead of loading: a load could be reordered before those above.
         if (sequence.fetch_add(0) == before)
             return others;
     }

@@ -15,7 +15,7 @@ namespace sync::database {
 
 namespace {
 
-/// Has the outermost scope of a thread end the transaction of its connection.
+/// Ends the transaction of a connection with the outermost scope of its thread.
 class ScopeTransaction : public ScopeParticipant
 {
 public:
@@ -66,7 +66,7 @@ StatementLoan SqliteConnection::prepare(const QString& sql, Failure& error)
 bool SqliteConnection::beginWrite(Failure& error)
 {
     Q_ASSERT(isOnItsThread());
-    // A question that rolls back what a scope has left that ended on another thread.
+    // depth() rolls back what a scope that ended on another thread has left.
     if (owner == TransactionOwner::Scope)
         TransactionalScope::depth();
     if (inTransaction()) {
@@ -227,7 +227,7 @@ void SqliteConnection::leaveTurnAndPublish() noexcept
         pool.changes().ownCommits().end();
         pool.giveTurnBack(walPages);
     }
-    // After the turn: a listener delays no writer.
+    // After the turn, so that a listener delays no writer.
     if (published)
         pool.changes().publish(published);
 }

@@ -14,8 +14,8 @@ namespace sync::database {
 
 class ConnectionPool;
 
-/// A connection, and the transaction of the thread that has it on loan. That thread alone uses it,
-/// which the pool ensures.
+/// A connection, and the transaction of the thread to which it is lent. The pool ensures that only
+/// that thread uses it.
 class SqliteConnection
 {
 public:
@@ -33,29 +33,29 @@ public:
     /// True while a scope or a host has a transaction open.
     bool inTransaction() const { return owner != TransactionOwner::None; }
 
-    /// Empty, or why every further call in the open transaction fails: SQLite has rolled it back by
-    /// itself.
+    /// Empty, or why every further call in the open transaction fails: SQLite has rolled the
+    /// transaction back.
     const Failure& lostTransactionError() const { return lostError; }
 
-    /// Precedes each statement that writes: joins the open transaction, begins one for the scopes,
-    /// or takes the turn for a write that is a transaction by itself. False, with the reason in
-    /// `error`, if the turn or the write lock does not become free in time.
+    /// Call before each statement that writes: joins the open transaction, begins one for the
+    /// scopes, or takes the turn for a write that is a transaction by itself. False, with the
+    /// reason in `error`, if the turn or the write lock does not become free in time.
     bool beginWrite(Failure& error);
 
-    /// Follows each statement that has failed, reads included, before the next one runs.
+    /// Call after each statement that has failed, reads included, before the next one runs.
     void noteFailedStatement();
 
     /// Notes what kinds of records a statement has changed, to be reported after the commit.
     void noteChanges(RecordKinds kinds) { changedKinds |= kinds; }
 
-    /// Follows each beginWrite() that returned true, when the statement has run.
+    /// Call after each beginWrite() that returned true, when the statement has run.
     void endWrite() noexcept;
 
     bool beginHostTransaction(Failure& error);
     bool commitHostTransaction(Failure& error);
     bool rollbackHostTransaction(Failure& error);
 
-    /// Has the next write report that the host's transaction was left by an exception.
+    /// Makes the next write report that the host's transaction was left by an exception.
     void noteAbandonedTransaction();
 
     /// Ends what the scopes of the thread have begun. A commit that fails is rolled back and

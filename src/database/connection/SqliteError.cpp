@@ -32,13 +32,13 @@ Cause causeOfFailedOpen(int systemError)
 
 Cause causeOf(sqlite3* database)
 {
-    // The index of the log could not grow: the first thing that fails on a full disk.
+    // The index of the WAL could not grow: the first thing that fails on a full disk.
     if (sqlite3_extended_errcode(database) == SQLITE_IOERR_SHMSIZE)
         return Cause::DiskFull;
     switch (sqlite3_errcode(database) & 0xff) {
     case SQLITE_BUSY:
     case SQLITE_LOCKED:
-    case SQLITE_PROTOCOL: // Others kept getting in between while the log was opened.
+    case SQLITE_PROTOCOL: // Others kept interfering while the WAL was opened.
         return Cause::Busy;
     case SQLITE_FULL:
         return Cause::DiskFull;
@@ -55,7 +55,7 @@ Cause causeOf(sqlite3* database)
     case SQLITE_IOERR:
         return Cause::InputOutput;
     case SQLITE_ERROR:
-        // The number of a format in the header that is none: there is no code of its own for it.
+        // An unknown format number in the header, for which SQLite has no code of its own.
         return qstrcmp(sqlite3_errmsg(database), "unsupported file format") == 0 ? Cause::Damaged
                                                                                  : Cause::Other;
     default:

@@ -10,8 +10,8 @@ struct sqlite3;
 
 namespace sync::database {
 
-/// What a failed statement says to a person: SQLite's message, and what to do where that is known.
-/// It names tables and columns at most, and no value.
+/// The text for a person about a failed statement: SQLite's message, and what to do if that is
+/// known. It names tables and columns at most, and no value.
 Failure failureOf(sqlite3* database);
 
 /// A failed call on a database file, with SQLite's extended result code.
@@ -27,10 +27,10 @@ public:
 
     int code() const noexcept { return resultCode; }
 
-    /// The primary one of the codes that share their lowest byte.
+    /// The primary code: the codes of one kind share their lowest byte.
     int primaryCode() const noexcept { return resultCode & 0xff; }
 
-    /// What failureOf() says, without the file.
+    /// What failureOf() returned, without the file.
     const QString& reason() const noexcept { return failureText; }
 
 private:

@@ -16,9 +16,9 @@ namespace sync::database {
 
 namespace {
 
-// Writers of other processes are waited for in steps that start short: nobody is told when the lock
-// is free, most of their transactions take less than a millisecond, and SQLite's own handler sleeps
-// for up to 100 ms at a time.
+// Waits for writers of other processes in steps that start short: no notification comes when the
+// lock is free, most transactions take less than a millisecond, and SQLite's own handler sleeps for
+// up to 100 ms at a time.
 int waitForOtherProcess(void* /*context*/, int attempt)
 {
     using namespace std::chrono_literals;
@@ -26,7 +26,7 @@ int waitForOtherProcess(void* /*context*/, int attempt)
     static thread_local Clock::time_point start;
     if (attempt == 0)
         start = Clock::now();
-    constexpr int ShortSteps = 1000; // some 100 ms, as a sleep takes 50 microseconds more
+    constexpr int ShortSteps = 1000; // about 100 ms: a sleep takes 50 microseconds more
     std::this_thread::sleep_for(attempt < ShortSteps ? 50us : 250us);
     return Clock::now() - start < BusyTimeout ? 1 : 0;
 }
@@ -78,7 +78,7 @@ void SqliteFinalizer::operator()(sqlite3_stmt* statement) const noexcept
 
 SqliteHandle openConnection(const QString& path, Locking locking)
 {
-    // NOMUTEX: a connection is used by one thread at a time, which the pool sees to.
+    // NOMUTEX: the pool ensures that one thread at a time uses a connection.
     constexpr int Flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE;
     sqlite3* opened = nullptr;
     const int result =
@@ -91,16 +91,16 @@ SqliteHandle openConnection(const QString& path, Locking locking)
     setWaiting(opened, true);
     // A checkpoint of ours runs only while the write lock is held: see Checkpointer.
     sqlite3_wal_autocheckpoint(opened, 0);
-    // Not one that fails already here.
+    // A connection that fails during the setup below must not checkpoint.
     setCheckpointAtClose(opened, false);
     // Before the first setting that reads the file.
     if (locking == Locking::Exclusive)
         execute(opened, "PRAGMA locking_mode = EXCLUSIVE", path);
-    // synchronous: a commit is on the disk when it returns; EXTRA differs from FULL only without
-    // the write-ahead log, where the removal of the journal, which is the commit, must be there
-    // too. fullfsync: also on macOS, where fsync() stops at the drive's cache. temp_store: no copy
-    // of a setting lands in /tmp. journal_size_limit: a log that one large transaction has blown up
-    // shrinks again.
+    // synchronous: a commit is on the disk when it returns; EXTRA differs from FULL only without a
+    // WAL, where the removal of the journal, which is the commit, must be durable too. fullfsync:
+    // also on macOS, where fsync() stops at the drive's cache. temp_store: no copy of a setting
+    // reaches /tmp. journal_size_limit: a WAL that one large transaction has enlarged shrinks
+    // again.
     execute(
         opened,
         "PRAGMA synchronous = EXTRA; PRAGMA fullfsync = ON; PRAGMA temp_store = MEMORY;"

@@ -26,25 +26,25 @@ struct SqliteFinalizer
 /// An owned connection of the SQLite library.
 using SqliteHandle = std::unique_ptr<sqlite3, SqliteCloser>;
 
-/// An owned prepared statement. It has to go before its connection.
+/// An owned prepared statement. Destroy it before its connection.
 using StatementHandle = std::unique_ptr<sqlite3_stmt, SqliteFinalizer>;
 
 /// Whether a connection lets others use the file between its statements.
 enum class Locking {
     Shared,
-    Exclusive, ///< Needs no shared memory for the log; fails while others have a log open.
+    Exclusive, ///< Needs no shared memory for the WAL; fails while others have a WAL open.
 };
 
-/// A connection for one thread at a time, set up as every one of ours: see the source for what
-/// each setting is for. Throws DatabaseError.
+/// A connection for one thread at a time, set up like all of ours; the source explains each
+/// setting. Throws DatabaseError.
 SqliteHandle openConnection(const QString& path, Locking locking = Locking::Shared);
 
-/// Has a statement of the connection wait for other processes, up to the busy timeout, or not at
-/// all. A new connection waits.
+/// Makes the statements of the connection wait for other processes, up to the busy timeout, or not
+/// at all. A new connection waits.
 void setWaiting(sqlite3* database, bool on);
 
-/// Whether closing the connection copies the log into the file and removes it, should nobody else
-/// have the file open by then; a new connection does. Otherwise the file stays as it is.
+/// Whether closing the connection copies the WAL into the file and removes it, if nobody else has
+/// the file open by then; a new connection does. Otherwise the files stay as they are.
 void setCheckpointAtClose(sqlite3* database, bool on);
 
 /// Runs SQL text of one or more statements; throws DatabaseError.
@@ -56,8 +56,8 @@ long long queryNumber(sqlite3* database, const char* sql, const QString& path);
 /// Column 0 of the first row of a query, empty without a row; throws DatabaseError.
 QString queryText(sqlite3* database, const char* sql, const QString& path);
 
-/// What a check such as "PRAGMA integrity_check" finds, empty when all is well. Throws
-/// DatabaseError, also when a page could not be read.
+/// The findings of a check such as "PRAGMA integrity_check"; empty if all is well. Throws
+/// DatabaseError, also if a page could not be read.
 QStringList queryDamage(sqlite3* database, const char* check, const QString& path);
 
 } // namespace sync::database

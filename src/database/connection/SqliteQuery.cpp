@@ -89,7 +89,7 @@ bool SqliteQuery::prepare(const QString& sql)
     else
         prepareError = otherThread();
     if (!statement) {
-        // It counts as a failure when it is tried.
+        // Counts as a failure when exec() tries it.
         error = prepareError;
         return false;
     }
@@ -186,7 +186,7 @@ bool SqliteQuery::execWrite()
     sqlite3* const database = connection->handle();
     const sqlite3_int64 changesBefore = sqlite3_total_changes64(database);
     const bool done = statement->step() == SQLITE_DONE;
-    // A failed statement may keep what it did before, as INSERT OR FAIL.
+    // A failed statement may keep what it did before, like INSERT OR FAIL.
     if (sqlite3_total_changes64(database) != changesBefore)
         connection->noteChanges(statement->writtenKinds());
     Failure failure;
@@ -201,8 +201,8 @@ bool SqliteQuery::execWrite()
     return done || fail(failure);
 }
 
-// The listeners may take their time: no statement is running, and outside a transaction this thread
-// has given its turn back.
+// Listeners may take long: no statement is running, and outside a transaction this thread has given
+// its turn back.
 bool SqliteQuery::fail(Failure reason)
 {
     error = std::move(reason);

@@ -58,7 +58,7 @@ private:
     int affectedRows = -1;
 };
 
-/// A query without a connection: it answers with the reason.
+/// A query without a connection: every call returns the reason.
 class FailedQuery : public interf::IQSqlQueryWrapper
 {
 public:

@@ -66,7 +66,7 @@ char* encodeUtcTime(qint64 msecsSinceEpoch, char* target)
 
 char* encodeTime(const QDateTime& time, char* target)
 {
-    // 0001-01-01 and 9999-12-31: the toolkit writes no year 0 and none of five digits.
+    // 0001-01-01 and 9999-12-31: the toolkit writes neither year 0 nor years of five digits.
     constexpr qint64 FirstMsec = -62135596800000;
     constexpr qint64 LastMsec = 253402300799999;
     if (time.timeSpec() == Qt::UTC) {
@@ -149,7 +149,7 @@ bool BoundValues::bind(sqlite3_stmt* target)
 
 void BoundValues::clear() noexcept
 {
-    // What a single large text has needed is not kept for all times.
+    // The memory that a single large text has needed is not kept.
     constexpr std::size_t KeptBytes = 65536;
     for (BoundValue& value : values)
         value.emplace<std::monostate>();
@@ -244,8 +244,8 @@ bool BoundValues::bindBuffered()
     return true;
 }
 
-// A place behind what is in the buffer; one byte more than asked for, as a null pointer for no
-// bytes would be NULL.
+// A place after the content of the buffer. One byte more than asked for, because a null pointer for
+// no bytes would be NULL.
 char* BoundValues::room(qsizetype size)
 {
     const std::size_t needed = used + static_cast<std::size_t>(size) + 1;

@@ -22,11 +22,12 @@ constexpr qsizetype MaximumTimeText = 32;
 /// one after year 9999.
 char* encodeTime(const QDateTime& time, char* target);
 
-/// A column of the row on which a statement stands, for as long as it stands there.
+/// A column of the current row of a statement, valid for as long as the statement stays on that
+/// row.
 ///
-/// SQLite calls the value of a column unprotected: it may be read by the thread that alone uses the
-/// connection (sqlite.org/c3ref/value.html), which is so for all of ours. One look-up by column
-/// then serves its type, its bytes and their number.
+/// SQLite calls the value of a column unprotected: only the thread that alone uses the connection
+/// may read it (sqlite.org/c3ref/value.html), which holds for all of ours. One look-up then serves
+/// its type, its bytes and their number.
 class ColumnValue
 {
 public:
@@ -57,7 +58,7 @@ public:
         return base::decodeUtf8(text.data(), static_cast<qsizetype>(text.size()));
     }
 
-    /// True for a text of just these ASCII characters.
+    /// True for a text of exactly these ASCII characters.
     bool holds(QStringView text) const
     {
         return is(SQLITE_TEXT) && QLatin1StringView(utf8()) == text;
@@ -71,24 +72,24 @@ private:
     std::string_view utf8() const
     {
         const auto* const text = reinterpret_cast<const char*>(sqlite3_value_text(value));
-        // Null when there is no memory.
+        // Null if no memory is available.
         return {text, text ? static_cast<std::size_t>(sqlite3_value_bytes(value)) : 0};
     }
 
     sqlite3_value* const value;
 };
 
-/// What a placeholder has received: nothing, a value of a typed query, or whatever there is.
+/// What a placeholder has received: nothing, a value of a typed query, or any other value.
 using BoundValue = std::variant<std::monostate, qlonglong, QString, QDateTime, QVariant>;
 
 /// The values for the placeholders of a statement, and the texts that it is given for them.
 class BoundValues
 {
 public:
-    /// So many, of which none has received anything.
+    /// Makes room for this many values, none of which is bound.
     void resize(std::size_t count) { values.resize(count); }
 
-    /// Parameters are counted from 0. bind() has to follow before the statement sees it.
+    /// Parameters are counted from 0. Call bind() before the statement runs.
     template <typename Value>
     void set(std::size_t parameter, const Value& value)
     {
@@ -96,9 +97,9 @@ public:
     }
     QVariant get(std::size_t parameter) const;
 
-    /// Binds all of them; invalid values, null texts and the like are NULL. The statement, which
-    /// must not be running, then refers to bytes that stay until the next call. False when one
-    /// cannot be stored without loss, with the reason in error().
+    /// Binds all values; invalid values, null texts and the like become NULL. The statement, which
+    /// must not be running, then refers to bytes that stay valid until the next call. False if a
+    /// value cannot be stored without loss, with the reason in error().
     bool bind(sqlite3_stmt* statement);
 
     QString error() const { return message; }
@@ -130,7 +131,7 @@ private:
 
     std::vector<BoundValue> values;
     sqlite3_stmt* statement = nullptr; // during bind()
-    // All bytes of the statement one behind the other, given to it when the buffer moves no more.
+    // All bytes of the statement one after the other, passed to it when the buffer no longer moves.
     // Kept from one use to the next, so that it grows only once.
     std::vector<char> buffer;
     std::size_t used = 0;

@@ -25,7 +25,7 @@ struct CachedStatement
     std::uint64_t lastUse = 0;
 };
 
-/// A prepared statement on loan, which gives itself back; or none.
+/// A prepared statement on loan, which returns itself; or none.
 class StatementLoan
 {
 public:
@@ -57,8 +57,8 @@ private:
 
 /// The prepared statements of a connection, used by the one thread that has it on loan.
 ///
-/// Only a loan that another thread destroys comes from elsewhere: `mutex` guards the list in which
-/// it then waits for the connection's own thread.
+/// Except for a loan that another thread destroys: `mutex` guards the list in which it then waits
+/// for the connection's own thread.
 class StatementCache
 {
 public:
@@ -70,7 +70,7 @@ public:
     /// The prepared statement of a text; none, with the reason in `error`, if it does not prepare.
     StatementLoan acquire(const QString& sql, Failure& error);
 
-    /// Takes back the statements that other threads have let go of.
+    /// Takes back the statements that other threads have released.
     void takeReturned() noexcept;
 
 private:
@@ -97,7 +97,7 @@ private:
 
     std::mutex mutex;
     std::vector<std::pair<CachedStatement*, std::unique_ptr<PreparedStatement>>> returned;
-    std::atomic<bool> anyReturned = false; // asked without the mutex, for nearly every statement
+    std::atomic<bool> anyReturned = false; // read without the mutex, for nearly every statement
 };
 
 } // namespace sync::database

@@ -12,17 +12,17 @@ namespace sync::database {
 /// checked. Throws DatabaseError if the file is anything else.
 SqliteHandle openVerified(const QString& path);
 
-/// Copies one moment of a database into a new file, which has no WAL, is readable for the user
-/// alone, and is verified and on the disk when this returns.
+/// Copies one moment of a database into a new file. When this returns, the file is verified and on
+/// the disk, has no WAL, and is readable for the user alone.
 ///
-/// Others may write to the database meanwhile; `source` may not be in a transaction that writes.
-/// Throws DatabaseError, also if there is a file already, and then creates none.
+/// Others may write to the database at the same time; `source` must not be in a write transaction.
+/// Throws DatabaseError, also if the file already exists, and then creates none.
 void writeVerifiedCopy(sqlite3* source, const QString& target);
 
 /// The same for a file that the caller publishes.
 void writeVerifiedContent(sqlite3* source, base::PartialFile& partial);
 
-/// Copies the content of one database over that of another in one transaction. If this returns
+/// Replaces the content of `target` with that of `source` in one transaction. If this returns
 /// false, `target` has the SQLite error.
 bool copyContent(sqlite3* source, sqlite3* target);
 

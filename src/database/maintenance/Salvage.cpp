@@ -24,8 +24,8 @@ constexpr Id FirstPossibleId = std::numeric_limits<Id>::min();
 constexpr Id NoId = std::numeric_limits<Id>::max();
 // Records have ids of 32 bits.
 constexpr Id LargestId = std::numeric_limits<qint32>::max();
-// If the last id that was given cannot be read, so many after the last one that was seen are not
-// given: other tables may refer to a row that is lost.
+// If the last assigned id cannot be read, this many ids after the last one seen are skipped: other
+// tables may refer to a lost row.
 constexpr Id UnknownIds = 1'000'000;
 
 StatementHandle prepare(sqlite3* database, const QByteArray& sql)
@@ -35,7 +35,7 @@ StatementHandle prepare(sqlite3* database, const QByteArray& sql)
     return StatementHandle(statement);
 }
 
-/// Ends the read of a statement that another one is to follow.
+/// Ends the read of a statement before another one runs.
 class Reset
 {
 public:
@@ -69,7 +69,7 @@ QByteArrayList commonColumns(sqlite3* damaged, sqlite3* fresh, const char* table
     return columns;
 }
 
-// The last id that a table gave; nothing when that cannot be read.
+// The last id that a table has assigned; nothing if it cannot be read.
 std::optional<Id> lastGivenId(sqlite3* database, const char* table)
 {
     const auto statement = prepare(
@@ -86,7 +86,7 @@ class TableSalvage
 public:
     TableSalvage(sqlite3* damaged, sqlite3* fresh, const char* table, const QString& freshPath);
 
-    /// Ids up to the last one that may have been given are looked for.
+    /// Looks for ids up to the last one that may have been assigned.
     void copyRows(Id lastId);
 
     qint64 rows() const { return copiedRows; }
@@ -118,7 +118,7 @@ TableSalvage::TableSalvage(
     const QByteArrayList columns = commonColumns(damaged, fresh, table);
     if (columns.isEmpty())
         return;
-    // By the tree of the rows alone: an index may be damaged apart from it.
+    // Reads only the tree of the rows: an index may be damaged separately.
     const QByteArray select =
         "SELECT " + columns.join(", ") + " FROM " + table + " NOT INDEXED WHERE ";
     up = prepare(damaged, select + "id >= ?1 ORDER BY id");
@@ -144,7 +144,7 @@ void TableSalvage::copyRows(Id lastId)
     }
 }
 
-// False when it ended at something that cannot be read.
+// False if it ended at something that cannot be read.
 bool TableSalvage::copyUpFrom(Id first)
 {
     const Reset reset(up);
@@ -160,8 +160,8 @@ bool TableSalvage::copyUpFrom(Id first)
     return true;
 }
 
-// Copies the rows between two ids from the last one on. Returns the id from which on all are
-// copied.
+// Copies the rows between two ids, from the last one backwards. Returns the id from which on all
+// are copied.
 Id TableSalvage::copyDownTo(Id above, Id below)
 {
     const Reset reset(down);
@@ -178,8 +178,8 @@ Id TableSalvage::copyDownTo(Id above, Id below)
     return above + 1;
 }
 
-// The next id that can be read, in steps that grow: a damaged page holds a few rows or, higher up
-// in the tree, leads to thousands. NoId when there is none.
+// The next id that can be read, searched in growing steps: a damaged page holds a few rows or,
+// higher up in the tree, leads to thousands. NoId if none is left.
 Id TableSalvage::findAfterDamage(Id damage, Id lastId)
 {
     Id step = 1;
@@ -222,7 +222,7 @@ void setLastGivenId(sqlite3* database, const char* table, Id id, const QString& 
 TableSalvage salvageRows(
     sqlite3* damaged, sqlite3* fresh, const char* table, Id lastId, const QString& freshPath)
 {
-    // What a new table holds by itself stays only where nothing of the old one can be read.
+    // The initial rows of a new table stay only if nothing of the old one can be read.
     execute(fresh, "SAVEPOINT whole", freshPath);
     execute(fresh, ("DELETE FROM " + QByteArray(table)).constData(), freshPath);
     TableSalvage salvage(damaged, fresh, table, freshPath);
@@ -250,7 +250,7 @@ DatabaseBackups::SalvagedTable salvageTable(
 QList<DatabaseBackups::SalvagedTable> salvageTables(
     sqlite3* damaged, sqlite3* fresh, const QString& freshPath)
 {
-    // They would change rows on their way.
+    // They would change rows during the copying.
     sqlite3_db_config(fresh, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
     QList<DatabaseBackups::SalvagedTable> salvaged;
     execute(fresh, "BEGIN IMMEDIATE", freshPath);

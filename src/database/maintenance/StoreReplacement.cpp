@@ -83,7 +83,7 @@ bool isProblemOfThePlace(sqlite3* database, const QString& path)
     }
 }
 
-// Through SQLite, because closing a descriptor of our own would drop its locks.
+// Through SQLite, because closing a descriptor of our own would drop SQLite's locks.
 void copyDatabaseBytes(sqlite3* database, const QString& path, PartialFile& copy)
 {
     sqlite3_file* const file = fileOf(database);
@@ -148,9 +148,9 @@ StoreReplacement::StoreReplacement(const QString& path)
 
 void StoreReplacement::lock()
 {
-    // Exclusive from the first access on, the lock shuts out also those that have the file open
-    // and do nothing (sqlite.org/pragma.html#pragma_locking_mode). A writable schema lets SQLite
-    // open a damaged one.
+    // Exclusive from the first access on: the lock also excludes those that have the file open and
+    // do nothing (sqlite.org/pragma.html#pragma_locking_mode). A writable schema lets SQLite open a
+    // damaged one.
     if (run(database.get(), "PRAGMA writable_schema = ON; PRAGMA locking_mode = EXCLUSIVE;"
                             "BEGIN EXCLUSIVE; COMMIT;"
                             "PRAGMA synchronous = FULL; PRAGMA fullfsync = ON;"
@@ -168,7 +168,7 @@ void StoreReplacement::lock()
     lockUnreadable();
 }
 
-// A file that cannot be read is replaced whoever made it, because a copy of it is kept.
+// An unreadable file is replaced whichever program made it, because a copy of it is kept.
 void StoreReplacement::requireOurs() const
 {
     try {
@@ -213,7 +213,7 @@ QString StoreReplacement::keepOld() const
     return kept;
 }
 
-// A file that cannot be understood.
+// For a file that SQLite cannot read.
 void StoreReplacement::copyBytes(const QString& target) const
 {
     PartialFile copy(target);
@@ -223,7 +223,7 @@ void StoreReplacement::copyBytes(const QString& target) const
         copies.push_back(std::make_unique<PartialFile>(target + companion.sliced(path.size())));
         copyBytesOf(companion, *copies.back());
     }
-    // The database last, when the copy of its WAL is in place.
+    // The database last, after the copy of its WAL is in place.
     for (const auto& companionCopy : copies)
         companionCopy->publish();
     copy.publish();
@@ -241,14 +241,14 @@ void StoreReplacement::writeInto(sqlite3* source)
 {
     bool written = copyContent(source, database.get());
     if (!written && (sqlite3_errcode(database.get()) & 0xff) == SQLITE_READONLY) {
-        // A database with a WAL cannot change the size of its pages.
+        // The page size of a database with a WAL cannot change.
         execute(database.get(), "PRAGMA journal_mode = DELETE", path);
         written = copyContent(source, database.get());
     }
     if (!written)
         throw databaseError(database.get(), path);
-    // It is durable in the WAL. The close copies it into the file or, if that fails, whoever opens
-    // it next.
+    // The content is durable in the WAL. The close copies it into the file or, if that fails, the
+    // next opening does.
     setCheckpointAtClose(database.get(), true);
 }
 
@@ -256,8 +256,8 @@ void StoreReplacement::swapFile(sqlite3* source) const
 {
     PartialFile fresh(path);
     writeVerifiedContent(source, fresh);
-    // No process can use the old file, with or without its WAL: that stays so between these steps,
-    // and a WAL never lies beside a file that it does not belong to.
+    // No process can use the old file, with or without its WAL, and none can between these steps. A
+    // WAL never stands beside a file that it does not belong to.
     for (const QString& companion : companionsOf(path)) {
         if (::unlink(QFile::encodeName(companion).constData()) != 0)
             throw FileError(companion, u"Cannot remove"_s, errno);

@@ -13,8 +13,8 @@ namespace sync::database {
 class StoreReplacement
 {
 public:
-    /// Locks everybody else out of an existing file, even a damaged one, until the end of this
-    /// object. Throws DatabaseError, with Cause::Busy if anybody has it open.
+    /// Locks everyone else out of an existing file, even a damaged one, until this object is
+    /// destroyed. Throws DatabaseError, with Cause::Busy if anyone has the file open.
     explicit StoreReplacement(const QString& path);
 
     StoreReplacement(const StoreReplacement&) = delete;
@@ -23,14 +23,14 @@ public:
     /// False if SQLite cannot open it as a database.
     bool isReadable() const { return readable; }
 
-    /// Reads the old content. Only if it is readable.
+    /// To read the old content, if isReadable().
     sqlite3* handle() const { return database.get(); }
 
-    /// Copies the old content into a new file beside it, with its WAL where that cannot be merged
-    /// into it. Returns the new path; empty if the file is empty. Throws DatabaseError.
+    /// Copies the old content into a new file beside it, together with its WAL if that cannot be
+    /// merged. Returns the new path; empty if the file is empty. Throws DatabaseError.
     QString keepOld() const;
 
-    /// Call keepOld() first. Throws DatabaseError, and then the old content is still in place.
+    /// Requires keepOld() first. Throws DatabaseError; the old content is then still in place.
     void replaceBy(sqlite3* source);
 
 private:
@@ -49,8 +49,8 @@ private:
 /// An unused path beside a database, for its old content.
 QString pathForReplaced(const QString& path);
 
-/// Renames the WAL and the journal of a database that is missing or empty: SQLite would apply them
-/// to its replacement, or delete them.
+/// Renames the WAL and the journal of a missing or empty database: SQLite would apply them to its
+/// replacement, or delete them.
 void setStrayWalAside(const QString& path);
 
 } // namespace sync::database

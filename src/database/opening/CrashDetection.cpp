@@ -18,8 +18,8 @@ bool hasContent(const QString& path)
 
 } // namespace
 
-// Whoever uses a file in WAL mode holds a shared lock on it for as long, and one that writes with a
-// journal does so, too. SQLite itself asks like this when it closes, before it removes the WAL.
+// Every user of a file in WAL mode holds a shared lock on it, and so does one that writes with a
+// journal. SQLite itself does the same test at its close, before it removes the WAL.
 bool hasNoUser(const QString& path)
 {
     const VfsFile file(path);

@@ -5,14 +5,14 @@ class QString;
 namespace sync::database {
 
 /// True if nobody, in this process or another, has a database file open in WAL mode or writes to
-/// it. False also if that cannot be found out, because the file may not be written.
+/// it. False also if that cannot be determined, because this process may not write to the file.
 bool hasNoUser(const QString& path);
 
 /// True if the last user of a database file ended without closing it, as in a crash or a power cut:
-/// it left a WAL or a journal. False while anybody has the file open.
+/// it left a WAL or a journal. False while anyone has the file open.
 bool wasLeftByCrash(const QString& path);
 
-/// True if a journal beside the file rolls back all of its content: the first transaction on it was
+/// True if the journal beside the file rolls back all of its content: the first transaction was
 /// never finished, so nothing in it was ever acknowledged.
 bool isRolledBackWhole(const QString& path);
 

@@ -30,7 +30,7 @@ struct Lock
     explicit Lock(const QByteArray& line)
     {
         const QList<QByteArray> fields = line.simplified().split(' ');
-        // A line of a process that waits has "->" after the number.
+        // The line of a waiting process has "->" after the number.
         if (fields.size() != 8 || fields[1] != "POSIX")
             return;
         const QList<QByteArray> file = fields[5].split(':');
@@ -74,7 +74,7 @@ QByteArray contentOf(const QString& path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-// A program chooses its name, which is printed on terminals.
+// A program chooses its own name, which is printed on terminals.
 QString printable(QString name)
 {
     for (QChar& character : name) {

@@ -24,9 +24,8 @@ struct FileId
     quint64 inode = 0;
 };
 
-/// The process that holds the write lock of a database, or without a WAL also one that reads, in a
-/// text like that of /proc/locks; 0 if no process does. The index is that of the WAL, if there is
-/// one.
+/// The process that holds the write lock of a database, or without a WAL also one that reads; 0 if
+/// no process does. `locks` is a text like that of /proc/locks, `index` that of the WAL, if any.
 qint64 lockingProcess(
     const QByteArray& locks, const FileId& database, const std::optional<FileId>& index);
 

@@ -19,10 +19,10 @@ int currentSchemaVersion();
 /// Creates a database with the current schema in a new file. Throws DatabaseError.
 SqliteHandle createDatabase(const QString& path);
 
-/// Brings a database to the current schema in one transaction, so that nobody who opens it
-/// meanwhile sees a version between and makes a backup of it.
+/// Brings a database to the current schema in one transaction, so that nobody who opens it at the
+/// same time sees an intermediate version and makes a backup of it.
 ///
-/// Throws DatabaseError. Other processes may do the same at the same moment.
+/// Throws DatabaseError. Other processes may do the same at the same time.
 void migrate(sqlite3* database, const QString& path);
 
 } // namespace sync::database

@@ -34,8 +34,8 @@ const sqlite3_io_methods& originalOf(sqlite3_file* file)
     return *reinterpret_cast<const FileMethods*>(file->pMethods)->original;
 }
 
-// Shared memory as it is, which SQLite takes for one that it may not write to. It would leave the
-// mark of a reader in it otherwise.
+// Presents the shared memory as one that SQLite may not write to. Otherwise SQLite would leave the
+// mark of a reader in it.
 int mapForReading(sqlite3_file* file, int region, int bytes, int /*extend*/, void volatile** memory)
 {
     const int result = originalOf(file).xShmMap(file, region, bytes, 0, memory);
@@ -86,17 +86,17 @@ SqliteHandle open(const QString& path, const QByteArray& parameters)
     sqlite3_extended_result_codes(opened, 1);
     setWaiting(opened, true);
     setCheckpointAtClose(opened, false);
-    // What a file of unknown origin defines is not run.
+    // Code that a file of unknown origin defines is not run.
     sqlite3_db_config(opened, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
-    // No copy of a setting lands in /tmp.
+    // No copy of a setting reaches /tmp.
     sqlite3_exec(opened, "PRAGMA temp_store = MEMORY", nullptr, nullptr, nullptr);
     return database;
 }
 
 SqliteHandle openWithSharedIndex(const QString& path, bool writable)
 {
-    // Not where this process may write to the store: its writers would find the shared memory of
-    // the process read-only.
+    // Not if this process may write to the store: its writers would find the shared memory of the
+    // process read-only.
     SqliteHandle database = open(path, writable ? "" : "&readonly_shm=1");
     replaceMethods(database.get(), WalIndex::Shared);
     return database;
@@ -141,11 +141,12 @@ ReadOnlyConnection openReadOnlyConnection(const QString& path)
     const bool hasWal = QFileInfo(wal).size() > 0;
     const bool hasIndex = QFileInfo::exists(wal) && QFileInfo::exists(path + u"-shm"_s);
     const bool writable = base::mayAccess(path, W_OK);
-    // Who may not write cannot find out whether others have the store open: assume it.
+    // A process without write access cannot determine whether others have the store open: assume
+    // it.
     const bool inUse = hasIndex && !(writable && hasNoUser(path));
     if (!hasWal && !inUse) {
         const VfsFile file(path);
-        // With a journal the file alone may be half a transaction.
+        // With a journal, the file alone may hold half a transaction.
         if (QFileInfo(path + u"-journal"_s).size() > 0 || !file || !file.hasWalFormat())
             return tried({open(path, {})}, path);
         return tried({.database = openImmutable(path), .withoutLocks = true}, path);

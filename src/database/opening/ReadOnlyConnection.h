@@ -4,8 +4,8 @@
 
 namespace sync::database {
 
-/// A connection that reads a store as it is, together with its WAL, and leaves no trace: not a byte
-/// of the file or of what lies beside it changes, and no file is created, not even for a moment.
+/// A connection that reads a store as it is, together with its WAL, and leaves no trace: no byte of
+/// its files changes, and no file is created, not even for a moment.
 ///
 /// While others have the store open, it takes part in their locking. It does not wait for a writer,
 /// and no writer waits for it.
@@ -16,7 +16,7 @@ struct ReadOnlyConnection
     /// False if the WAL cannot be read, so that the newest changes are not seen.
     bool readsWal = true;
 
-    /// True if nothing would show a program that begins to write to the file while it is read.
+    /// True if a program that begins to write to the file during the read would go unnoticed.
     bool withoutLocks = false;
 };
 
@@ -24,7 +24,7 @@ struct ReadOnlyConnection
 /// to be rolled back first. `path` has its symbolic links followed, and names a file with content.
 ReadOnlyConnection openReadOnlyConnection(const QString& path);
 
-/// A connection that reads a file alone, without a lock and without what lies beside it.
+/// A connection that reads only the file itself: no WAL, no journal and no lock.
 SqliteHandle openImmutable(const QString& path);
 
 } // namespace sync::database

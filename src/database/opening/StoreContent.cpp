@@ -88,7 +88,7 @@ StoreContent readMark(sqlite3* database, const QString& path)
     const auto applicationId = queryNumber(database, "PRAGMA application_id", path);
     const auto version = queryNumber(database, "PRAGMA user_version", path);
     if (applicationId != ApplicationId) {
-        // Without a mark it may be taken over if nobody has put anything into it.
+        // A file without a mark may become a store if nobody has put anything into it.
         if (applicationId == 0 && version == 0 &&
             queryNumber(database, "SELECT count(*) FROM sqlite_schema", path) == 0)
             return emptyFile();

@@ -9,8 +9,8 @@ struct sqlite3;
 
 namespace sync::database {
 
-/// What a connection finds in a file: whether it is a store of ours, known and whole. Whoever
-/// opens, copies, replaces or inspects a file asks here.
+/// What a connection finds in a file: whether it is a store of ours, known and whole. Opening,
+/// copying, replacing and inspecting a file all use it.
 struct StoreContent
 {
     StoreInspection::Kind kind = StoreInspection::Kind::Ours;
@@ -26,13 +26,13 @@ struct StoreContent
     QString sentence(const QString& subject) const;
 };
 
-/// Reads the mark and the schema version alone. Throws DatabaseError.
+/// Reads only the mark and the schema version. Throws DatabaseError.
 StoreContent readMark(sqlite3* database, const QString& path);
 
-/// Reads also all pages, of one moment if this runs in a transaction. Throws DatabaseError.
+/// Also reads all pages, of one moment if this runs in a transaction. Throws DatabaseError.
 StoreContent readWhole(sqlite3* database, const QString& path);
 
-/// What a failed read says of a file.
+/// What the error of a failed read says about the file.
 StoreContent contentOf(const DatabaseError& error);
 
 StoreContent foreignDatabase();

@@ -15,7 +15,7 @@ namespace sync::database {
 
 QString machineStamp(const QByteArray& machineId, qint64 userId, const QString& storeId)
 {
-    // Says what the hash is for, so that it matches no other program's hash of the same machine.
+    // The purpose of the hash, so that it matches no other program's hash of the same machine.
     const QByteArray key("velmio store identity");
     const QByteArray text = machineId + '\n' + QByteArray::number(userId) + '\n' + storeId.toUtf8();
     const QByteArray code =

@@ -171,7 +171,7 @@ void StoreOpening::inspectFile() const
     }
 }
 
-// Readable for the user alone: some secrets are stored in clear.
+// Readable for the user alone: some secrets are stored in clear text.
 void StoreOpening::createFile() const
 {
     const QString folder = QFileInfo(path).path();
@@ -221,7 +221,7 @@ void StoreOpening::openWithJournal(const QString& warning)
     opened.connection = openConnection(path, Locking::Exclusive);
     setCheckpointAtClose(handle(), false);
     checkContent();
-    // The lock goes with the next access, which is the last of these.
+    // The lock is released with the next access, which is the last of these.
     execute(
         handle(), "PRAGMA journal_mode = DELETE; PRAGMA locking_mode = NORMAL; PRAGMA user_version",
         path);
@@ -231,7 +231,7 @@ void StoreOpening::openWithJournal(const QString& warning)
     opened.warnings += warning;
 }
 
-// With what the WAL holds: it may be of a newer version than the header of the file.
+// Includes the WAL, which may be of a newer version than the header of the file.
 void StoreOpening::checkContent()
 {
     // In a transaction: another process may create the tables at this moment.
@@ -275,12 +275,12 @@ void StoreOpening::backUp() const
     }
 }
 
-// Reads the first page of each table, and so finds a file that was cut off.
+// Reads the first page of each table, which also detects a file that was cut off.
 void StoreOpening::checkTables() const
 {
     static const QByteArray sql = [] {
-        // All columns that are read later, when the WAL is in use and it is too late to leave the
-        // file as it was.
+        // All columns that are read later: once the WAL is in use, it is too late to leave the file
+        // unchanged.
         QByteArrayList firstRows{
             "(SELECT storeId || machineStamp || lastCompatibleVersion FROM StoreIdentity)"};
         for (const char* const table : Tables)
@@ -290,7 +290,7 @@ void StoreOpening::checkTables() const
     try {
         queryNumber(handle(), sql.constData(), path);
     } catch (const SqliteError& error) {
-        // Its text names the one that is missing.
+        // The text names the missing one.
         if (error.code() == SQLITE_ERROR)
             requireOurs(damagedStore(QString::fromUtf8(sqlite3_errmsg(handle()))), path);
         throw;
@@ -313,8 +313,8 @@ void StoreOpening::useWal()
         opened.warnings += lockedWarning(path);
 }
 
-// Tries for a while, because another process that creates the database at the same moment gets in
-// its way. Returns true if the database has a WAL now.
+// Retries for a while, because another process that creates the database at the same time
+// interferes. Returns true if the database has a WAL now.
 bool StoreOpening::switchToWal() const
 {
     using namespace std::chrono_literals;

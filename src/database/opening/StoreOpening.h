@@ -31,8 +31,8 @@ public:
 
     explicit StoreOpening(const QString& path, FileSystemType fileSystemType = fileSystemTypeOf);
 
-    /// To be called once. Throws DatabaseError: a file that is not ours, too new or damaged has not
-    /// changed then.
+    /// May be called once. Throws DatabaseError; a file that is not ours, too new or damaged is
+    /// unchanged then.
     OpenedStore open();
 
     /// Opens a store for reading alone, without a trace. Throws DatabaseError.

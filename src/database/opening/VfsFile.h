@@ -9,11 +9,11 @@ namespace sync::database {
 /// The file of a connection.
 sqlite3_file* fileOf(sqlite3* database);
 
-/// A database file as SQLite's VFS knows it, for locks and memory that no statement gives.
+/// A database file as SQLite's VFS sees it, for locks and shared memory that no statement offers.
 ///
-/// A descriptor of our own would drop the locks of the whole process at its close
+/// Closing a descriptor of our own would drop the locks of the whole process
 /// (sqlite.org/howtocorrupt.html, "Posix advisory locks"). The connection that owns the file never
-/// runs a statement, so it holds no lock but those that are taken here.
+/// runs a statement, so it holds only the locks that are taken here.
 class VfsFile
 {
 public:
@@ -25,10 +25,10 @@ public:
     bool lock(int level) const;
     void unlock() const;
 
-    /// True if the file says that it is used with a WAL.
+    /// True if the header says that the file is used with a WAL.
     bool hasWalFormat() const;
 
-    /// Null where files cannot share memory.
+    /// Null if files cannot share memory.
     sqlite3_file* withSharedMemory() const;
 
 private:

@@ -59,7 +59,7 @@ bool hasSharedMemory(const QString& path)
     sqlite3_file* const file = vfsFile.withSharedMemory();
     if (!file)
         return false;
-    // While somebody shares the file, nobody can begin a WAL, whose index this would be.
+    // While the file is locked as shared, nobody can begin a WAL, whose index this would be.
     if (!vfsFile.lock(SQLITE_LOCK_SHARED))
         return true;
     if (vfsFile.hasWalFormat()) {

@@ -29,7 +29,7 @@ void CheckpointPolicy::runIfDue(int walPages) noexcept
     if (walPages == 0)
         return;
     if (walPages < pagesBefore) {
-        // A writer has started the WAL from its beginning again.
+        // A writer has restarted the WAL from its beginning.
         dueAtPages = CheckpointPages;
         patience = std::chrono::milliseconds(0);
     }

@@ -6,7 +6,7 @@
 
 namespace sync::database {
 
-/// Decides when the WAL of a store is checkpointed, and for how long the writers wait for that.
+/// Decides when the WAL of a store is checkpointed, and how long the writers wait for it.
 ///
 /// The turn of the writer queue guards it.
 class CheckpointPolicy

@@ -48,7 +48,8 @@ bool Checkpointer::copyLog(std::chrono::milliseconds patience) noexcept
         if (!deadline)
             deadline = Clock::now() + patience;
         if (copiedPages == pages) {
-            // From now on readers use the file alone. Those who began before need the log still.
+            // From now on new readers use only the file. Those that began before still need the
+            // WAL.
             std::this_thread::sleep_until(*deadline);
             return true;
         }

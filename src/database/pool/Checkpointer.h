@@ -9,22 +9,23 @@
 
 namespace sync::database {
 
-/// Copies the write-ahead log into the database file, and never while anybody writes.
+/// Copies the WAL into the database file, and never while anyone writes.
 ///
-/// SQLite 3.7.0 to 3.51.2 (but 3.44.6 and 3.50.7) can lose committed pages when a connection
-/// resets the log while another one's checkpoint is running (sqlite.org/wal.html, "The WAL-Reset
-/// Bug"). Only a writer resets the log. So a first connection takes the write lock, which shuts out
-/// the writers of every thread and process, and a second one checkpoints meanwhile.
+/// SQLite 3.7.0 to 3.51.2 (but 3.44.6 and 3.50.7) can lose committed pages when a connection resets
+/// the WAL while another one's checkpoint is running (sqlite.org/wal.html, "The WAL-Reset Bug").
+/// Only a writer resets the WAL. So a first connection takes the write lock, which excludes the
+/// writers of every thread and process, and meanwhile a second one checkpoints.
 class Checkpointer
 {
 public:
     explicit Checkpointer(const QString& path);
 
     /// Checkpoints as far as the readers allow. The caller holds the turn of the writer queue and
-    /// no transaction. False when it could not run, as when another process does not stop writing.
+    /// no transaction. False if it could not run, for instance because another process does not
+    /// stop writing.
     ///
     /// The write lock is held for `patience` longer than the copying takes, so that readers leave
-    /// the old part of the log: only then can it be copied, and the next writer begin it anew.
+    /// the old part of the WAL: only then can it be copied, and the next writer restart the WAL.
     bool run(std::chrono::milliseconds patience) noexcept;
 
 private:

@@ -21,7 +21,7 @@ namespace {
 // What a host's pool of threads leaves; each holds a page cache.
 constexpr std::size_t MaximumIdleConnections = 8;
 
-/// Rolls back what a thread that ends has left open.
+/// Rolls back what a thread has left open when it ends.
 struct OpenHostTransactions
 {
     ~OpenHostTransactions()
@@ -49,7 +49,7 @@ ConnectionPool::ConnectionPool(const QString& path, OpenedStore& opened)
     : databasePath(path)
     , withWal(opened.hasWal)
     , readOnly(opened.readOnly)
-    // Who only reads has no turn to wait for.
+    // A reader has no turn to wait for.
     , writers(
           readOnly ? std::make_shared<WriterQueue>()
                    : WriterQueue::forFile(QFileInfo(path).canonicalFilePath()))
@@ -61,7 +61,7 @@ ConnectionPool::ConnectionPool(const QString& path, OpenedStore& opened)
 
 ConnectionPool::~ConnectionPool()
 {
-    // They roll back what is open and give their turn back, for which they need the rest.
+    // They roll back what is open and give their turn back, for which they need the other members.
     active.clear();
     idle.clear();
 }
@@ -76,7 +76,7 @@ SqliteConnection* ConnectionPool::borrow()
     }
     auto connection = takeIdle(thread);
     if (!connection) {
-        // May wait for other processes, which is no reason for other threads to wait.
+        // May wait for other processes; other threads must not wait for that.
         lock.unlock();
         connection = std::make_unique<SqliteConnection>(*this, open());
         lock.lock();
@@ -116,7 +116,7 @@ std::unique_ptr<SqliteConnection> ConnectionPool::takeIdle(std::thread::id threa
 {
     if (idle.empty())
         return nullptr;
-    // The one that this thread had before has its statements prepared and its pages at hand.
+    // The connection that this thread had before has its statements prepared and its pages cached.
     auto found = findConnection(
         idle, [thread](const auto& connection) { return connection->thread == thread; });
     if (found == idle.end())

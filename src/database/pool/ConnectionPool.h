@@ -22,7 +22,7 @@ namespace sync::database {
 /// The connections of one store, each lent to one thread at a time, and what they share: the turn
 /// to write, checkpoints, failures and changes. Any thread may call.
 ///
-/// What is locked, in the order in which it is taken:
+/// The locks, in the order in which they are taken:
 ///
 /// 1. The turn of the writer queue: one writer of this process at a time. A writer waits for it for
 ///    up to 5 s, holding none of the others, and keeps it until its transaction has ended. A
@@ -54,7 +54,7 @@ public:
     ChangeFeed& changes() { return feed; }
 
     /// The connection of the calling thread, the same one for as long as it has a query or a
-    /// transaction. To be given back for each time that it was borrowed. Throws DatabaseError.
+    /// transaction. Give it back as often as it was borrowed. Throws DatabaseError.
     SqliteConnection* borrow();
     void giveBack(SqliteConnection* connection) noexcept;
 
@@ -64,10 +64,10 @@ public:
     /// Checkpoints first if that is due. The caller has the turn and no transaction.
     void giveTurnBack(int walPages) noexcept;
 
-    /// The transaction() that the calling thread has begun is undone if the thread ends.
+    /// Rolls back the transaction() that the calling thread has begun if the thread ends.
     void watchHostTransaction();
 
-    /// Has the next write of the calling thread report that its transaction() was left by an
+    /// Makes the next write of the calling thread report that its transaction() was left by an
     /// exception, unless that has ended by then.
     void noteAbandonedTransaction() noexcept;
 
@@ -96,7 +96,7 @@ private:
     Connections idle;   // the last one given back at the end
 };
 
-/// Holds the connection of the thread that made it, and with it the pool.
+/// Holds the connection of the thread that created it, and thereby the pool.
 class ConnectionLease
 {
 public:

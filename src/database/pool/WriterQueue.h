@@ -10,23 +10,23 @@
 
 namespace sync::database {
 
-/// Lets the writers of one process at a database one at a time, in the order in which they came.
+/// Lets the writers of one process write to a database one at a time, in order of arrival.
 ///
-/// SQLite lets one writer in as well, but has the others poll; here the next one is woken. Any
-/// thread may leave() for the one that entered.
+/// SQLite also admits one writer at a time, but the others have to poll; here the next one is
+/// woken. Any thread may leave() for the one that entered.
 class WriterQueue
 {
 public:
     /// The queue of a database file, the same for every caller in this process.
     static std::shared_ptr<WriterQueue> forFile(const QString& canonicalPath);
 
-    /// Waits for its turn; false when it did not come in time.
+    /// Waits for its turn; false if that did not come in time.
     bool enter(std::chrono::milliseconds timeout);
 
-    /// Hands the turn to the one who has waited longest.
+    /// Hands the turn to the writer that has waited longest.
     void leave();
 
-    /// True while somebody has the turn.
+    /// True while a writer has the turn.
     bool isTaken();
 
     /// How many are waiting for their turn.

@@ -8,7 +8,7 @@ namespace sync::database {
 
 namespace {
 
-/// Rolls back what a thread that ends has left open.
+/// Rolls back what a thread has left open when it ends.
 struct OwnScopes
 {
     ~OwnScopes() { scopes->endTransactions(false); }

@@ -12,7 +12,7 @@ namespace sync::database {
 class ThreadScopes
 {
 public:
-    /// Those of the calling thread, without what ended elsewhere.
+    /// The scopes of the calling thread, without those that ended elsewhere.
     static const std::shared_ptr<ThreadScopes>& ofThisThread();
 
     int depth() const { return count; }
@@ -25,7 +25,7 @@ public:
     void close(bool commit);
 
     /// Another thread has ended one of these scopes. Its transaction belongs to a connection that
-    /// this thread may be using, so it is rolled back when this thread asks for its scopes next.
+    /// this thread may be using, so it is rolled back when this thread next asks for its scopes.
     void endElsewhere() noexcept;
 
     void join(std::shared_ptr<ScopeParticipant> participant);

@@ -30,15 +30,15 @@ struct Skipped
     QString reason;
 };
 
-/// Statements over a factory, for what a check needs to work at all: each throws Stopped when it
-/// does not. Any thread may use its own.
+/// The statements over a factory that a check needs to work at all: each throws Stopped if it
+/// fails. Any thread may use its own.
 class Database
 {
 public:
     explicit Database(std::shared_ptr<interf::factory::IDatabaseFactory> factory);
 
-    /// A new query with the text prepared and the values bound; what prepare() returns counts for
-    /// nothing, as with the managers.
+    /// A new query with the text prepared and the values bound. Like the managers, it ignores the
+    /// result of prepare().
     Query prepare(const QString& sql, const Bindings& bindings = {}) const;
 
     /// The same, executed.
@@ -51,7 +51,7 @@ public:
     /// Adds a row to VelmioCheck that has a value in one column, and returns its id.
     int insert(const QString& column, const QVariant& value) const;
 
-    /// What is read of such a row: the value there and back.
+    /// Stores a value in such a row and returns what is read back.
     QVariant store(const QString& column, const QVariant& value) const;
 
     /// The texts of all rows of VelmioCheck, in the order of their ids.
@@ -80,7 +80,7 @@ public:
     /// Throws Skipped for a factory that only one thread uses.
     void needThreads() const;
 
-    /// The optional interface of the factory; throws Skipped when it does not offer that.
+    /// The optional interface of the factory; throws Skipped if the factory does not offer it.
     template <typename Source>
     Source& needs(const QString& name) const
     {
@@ -92,7 +92,7 @@ public:
     /// Drops the scratch tables and creates new ones; throws Stopped.
     void replaceTables() const;
 
-    /// Notes a finding, unless it is as it should be.
+    /// Adds the finding unless `kept`.
     void expect(bool kept, const QString& finding);
 
     const QStringList& findings() const { return list; }

@@ -9,7 +9,7 @@ namespace sync::testkit {
 
 namespace {
 
-// What cannot be prepared, as a manager would meet it: only exec() is asked.
+// Statements that cannot be prepared, used like a manager does: only exec() is checked.
 void failsOnWhatCannotBePrepared(CheckRun& run)
 {
     for (const QString& sql :

@@ -46,12 +46,12 @@ void ordersRows(CheckRun& run)
         run.expect(
             read(order) == expected,
             u"ORDER BY %1 gave %2, not %3"_s.arg(order, read(order), expected));
-    // Where capitals stand is the collation's business; the rest is not.
+    // Where capitals sort depends on the collation; the rest does not.
     const QString byName = read(u"words"_s).remove(u"B"_s).simplified();
     run.expect(byName == u"a b c d", u"ORDER BY words gave "_s + byName);
 }
 
-// The lists of the managers without an order of their own rely on it.
+// The managers' lists without an order of their own rely on it.
 void keepsRowsInTheOrderOfTheirIds(CheckRun& run)
 {
     for (const QString& text : {u"a"_s, u"b"_s, u"c"_s, u"d"_s})

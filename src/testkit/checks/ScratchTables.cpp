@@ -14,7 +14,7 @@ const QStringList& tables()
     return names;
 }
 
-// The database's own text of why it failed; empty when it did not.
+// The database's error text; empty on success.
 QString define(const Host& host, const QString& sql)
 {
     if (host.define)

@@ -4,11 +4,11 @@ namespace sync::testkit {
 
 struct Host;
 
-/// Makes the empty tables that every check begins with, in the place of what is there; throws
+/// Creates the empty tables that every check begins with, and replaces existing ones; throws
 /// Stopped.
 void makeScratchTables(const Host& host);
 
-/// Drops them, as far as that can be done.
+/// Drops them as far as possible.
 void dropScratchTables(const Host& host);
 
 } // namespace sync::testkit

@@ -108,7 +108,7 @@ void countsTouchedRows(CheckRun& run)
             u"%1 touched %2 rows, numRowsAffected() is %3"_s.arg(sql).arg(count).arg(touched));
     };
     expectTouched(3, u"UPDATE VelmioCheck SET words = 'x' WHERE number = 1"_s);
-    // Rows that it leaves as they were are touched, too.
+    // Rows that it leaves unchanged also count as touched.
     expectTouched(3, u"UPDATE VelmioCheck SET words = 'x' WHERE number = 1"_s);
     expectTouched(0, u"UPDATE VelmioCheck SET words = 'x' WHERE number = 9"_s);
     expectTouched(1, u"DELETE FROM VelmioCheck WHERE number = 2"_s);

@@ -90,7 +90,7 @@ void keepsTransactionsOfThreadsApart(CheckRun& run)
 
     auto words = std::async(std::launch::async, [&run] { return run.database.words(); });
     const bool inTime = words.wait_for(Patience) == std::future_status::ready;
-    // Lets the other thread go on, should it wait for this one.
+    // Lets the other thread continue if it waits for this one.
     run.expect(connection->rollback(), u"rollback() returned false"_s);
     const QStringList found = words.get();
 

@@ -8,7 +8,7 @@ namespace sync::testkit {
 
 namespace {
 
-// Every half hour of days on which clocks are put forward or back somewhere, and others.
+// Every half hour of days on which clocks change somewhere, and of other days.
 QList<QDateTime> clockReadings()
 {
     QList<QDateTime> readings;
@@ -23,7 +23,7 @@ QList<QDateTime> clockReadings()
     return readings;
 }
 
-// As the managers read a time: the clock reading counts, and receives its label from them.
+// As the managers read a time: the clock reading counts, and they add its label.
 void expectReading(CheckRun& run, const QDateTime& bound, const QString& kind)
 {
     const QVariant read = run.database.store(u"moment"_s, bound);

@@ -65,7 +65,7 @@ void bindsTypedAlike(CheckRun& run)
     query->bindText(u":words"_s, text);
     query->bindNumber(u":number"_s, Number);
     run.expect(query->exec(), u"exec() failed: "_s + query->lastError());
-    // A null text, and a time that is none.
+    // A null text and an invalid time.
     const auto nulls = typed(run.database.prepare(
         u"INSERT INTO VelmioCheck (words, moment) VALUES (:words, :moment)"_s));
     nulls->bindText(u":words"_s, QString());

@@ -160,7 +160,7 @@ std::vector<Fix> filesTakeTheTypeOfTheirTable()
     return list;
 }
 
-// No id is given twice, so the reference can never become valid.
+// No id is assigned twice, so the reference can never become valid.
 Fix clearProduct(const QString& check, const QString& table)
 {
     return {

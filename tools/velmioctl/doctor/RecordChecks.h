@@ -51,10 +51,10 @@ extern const QString RootMisnamed;
 /// The condition that a file `f` in no folder names a root that does not exist.
 extern const QString FileRootMissing;
 
-/// The condition that a folder `f` is no root and its parent does not exist.
+/// The condition that a folder `f` is not a root and its parent does not exist.
 extern const QString ParentMissing;
 
-/// A table expression `tree(id, root)`: all folders that hang on a root, and which.
+/// A table expression `tree(id, root)`: all folders that a root leads to, with that root.
 extern const QString Tree;
 
 /// The condition that a folder `f` is its own ancestor, or has one that is.

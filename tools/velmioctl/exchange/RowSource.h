@@ -21,7 +21,7 @@ public:
     const TableShape& table() const { return *currentTable; }
     const Row& row() const { return currentRow; }
 
-    /// The highest id that the table has ever given; 0 when it has given none.
+    /// The highest id that the table has ever assigned; 0 if it has assigned none.
     qint64 lastId() const { return currentLastId; }
 
 protected:

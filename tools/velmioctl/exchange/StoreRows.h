@@ -12,9 +12,8 @@ namespace velmioctl::exchange {
 
 /// The rows of a database, exactly as they are stored.
 ///
-/// No statement stays open between two calls, so rows may be changed meanwhile; later rows of the
-/// table are read as they are then. All functions throw
-/// doctor::ReadFailure.
+/// No statement stays open between two calls, so rows may be changed between them; later rows of
+/// the table are read as they are then. All functions throw doctor::ReadFailure.
 class StoreRows : public RowSource
 {
 public:

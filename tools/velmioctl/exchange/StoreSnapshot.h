@@ -30,7 +30,7 @@ public:
         }
     }
 
-    /// For work of the caller's own, which has met a failure: throws CommandError when it was here.
+    /// For the caller's own work after a failed read: throws CommandError if this database failed.
     void check(const doctor::ReadFailure& failure) const;
 
     sync::interf::factory::IDatabaseFactory& openDatabase() { return *database; }

@@ -75,7 +75,7 @@ bool isSame(const Value& left, const Value& right)
 {
     const auto* const first = std::get_if<double>(&left);
     const auto* const second = std::get_if<double>(&right);
-    // By their bits, as 0.0 and -0.0 compare equal.
+    // By their bits, because 0.0 and -0.0 compare equal.
     if (first && second)
         return std::bit_cast<quint64>(*first) == std::bit_cast<quint64>(*second);
     return left == right;

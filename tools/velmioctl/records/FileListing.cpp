@@ -17,7 +17,7 @@ namespace velmioctl {
 
 namespace {
 
-// Ids alone, of which a page is read: a table may have more rows than memory has room for.
+// Only ids, of which one page is read as records: a table may have more rows than fit in memory.
 std::vector<int> readIds(Session& session, const FileListOptions& options, const QString& table)
 {
     QString condition;

@@ -25,7 +25,7 @@ struct FileListOptions
 /// Lists the files of one folder, or of the whole tree of a root folder, or all.
 void listFiles(Session& session, const FileListOptions& options);
 
-/// Prints files as a table or as JSON; a note when there is none.
+/// Prints files as a table or as JSON; a note if there are none.
 void printFiles(Session& session, const QVector<sync::config::FileConfiguration>& files);
 
 /// A record of any kind by its id; id -1 without one.

@@ -46,7 +46,7 @@ struct FieldAccess
     void (*write)(void* record, const QVariant& value) = nullptr; ///< Null without an option.
 };
 
-/// The option of the commands that change a record. Without a name there is none.
+/// The option of the commands that change a record. An empty name means no option.
 struct FieldOption
 {
     const char* name = "";

@@ -14,7 +14,7 @@ namespace velmioctl {
 /// Visits a root and every folder below it, parents before their children, siblings sorted by name.
 ///
 /// Does not follow links, except for the root itself. Skips names that contain the name of the
-/// client's scratch folder. Folders that vanish meanwhile are not an error.
+/// client's scratch folder. Folders that vanish during the walk are not an error.
 class DirectoryWalk
 {
 public:

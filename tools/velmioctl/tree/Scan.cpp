@@ -339,7 +339,7 @@ void Scan::addFile(const FileWork& work)
 
 void Scan::updateFile(const FileWork& work)
 {
-    // Read again, because somebody else may have changed the other fields meanwhile.
+    // Read again, because another program may have changed the other fields.
     FileConfiguration file = session.files().GetFileConfigurationById(work.id);
     session.database().check();
     if (file.getId() == -1)
