@@ -47,7 +47,7 @@ QVariantList sampleRow(int id = 7)
     return {id, u"domain"_s, u"domain id"_s, u"user"_s, Encrypt(u"pass word"_s), SampleXml, 3};
 }
 
-// Encrypted passwords differ each time, so the log shows what they decipher to.
+// Encrypted passwords differ each time, so the log shows the decrypted texts.
 QStringList deciphered(QStringList log)
 {
     const QString bind = u"bind :encryptedPassword QByteArray "_s;

@@ -13,7 +13,7 @@ namespace sync::config {
 
 namespace {
 
-// All by which two times can be told apart.
+// Everything in which two times can differ.
 QString fieldsOf(const QDateTime& time)
 {
     return u"%1 %2 %3 %4 %5 %6 %7"_s.arg(int(time.isValid()))
@@ -31,7 +31,7 @@ QDateTime relabelled(QDateTime time)
     return time;
 }
 
-// What differs from the toolkit's reading, for the message; empty when nothing does.
+// The difference from the toolkit's reading, for the message; empty if there is none.
 QString difference(const QVariant& column)
 {
     const QString expected = fieldsOf(column.toDateTime());

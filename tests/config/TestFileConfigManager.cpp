@@ -173,7 +173,7 @@ FolderConfiguration makeFolder(int id, int authenticationId, QString clientPath 
     return FolderConfigManager(database, nullptr).GetFolderConfigurationById(id);
 }
 
-/// Knows some folders, and notes in the database's log what it is asked.
+/// Knows some folders, and notes each call in the database's log.
 class FakeFolderConfigManager : public sync::interf::IFolderConfigManager
 {
 public:
@@ -203,7 +203,7 @@ public:
         return roots;
     }
 
-    // Nothing of the rest is for files.
+    // Nothing below concerns files.
     FolderConfiguration GetFolderConfigurationByServerId(QString) override { return unasked(); }
     FolderConfiguration GetFolderConfigurationByClientPath(QString) override { return unasked(); }
     FolderConfiguration GetFolderConfigurationByClientPathAndAuthenticationId(QString, int) override
@@ -1464,7 +1464,7 @@ private:
         return file.birthTime().isValid() ? file.birthTime() : file.metadataChangeTime();
     }
 
-    // Paths at which there is no file, so that the disk stays as it is.
+    // Paths without a file, so that the disk stays as it is.
     static void answerCascade(RecordingDatabaseFactory& database)
     {
         database.answer(byId(), {.rows = {sampleRow(7)}});

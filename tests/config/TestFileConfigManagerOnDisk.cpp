@@ -27,7 +27,7 @@ FileLink makeLink(QString path, QString refId = {})
     return link;
 }
 
-/// Notes the folders that it is told to draw again.
+/// Notes the folders that it has to draw again.
 class NotingViewer : public sync::interf::IRefreshNativeFileViewer
 {
 public:

@@ -80,7 +80,7 @@ QString withSortedAttributes(const QString& xml)
     return lines.join(u'\n');
 }
 
-/// Makes texts out of everything that is special in XML, and of what is not, from a fixed seed.
+/// Generates texts from everything that is special in XML, and from plain text, with a fixed seed.
 class TextGenerator
 {
 public:
@@ -109,7 +109,7 @@ public:
         QString text;
         for (int left = below(6); left > 0; --left)
             text += oneOf(Pieces);
-        // Now and then what XML cannot hold.
+        // Sometimes what XML cannot hold.
         if (below(20) == 0)
             text += QChar(char16_t(below(0x20)));
         if (below(20) == 0)
@@ -135,7 +135,7 @@ public:
         return below(2) == 0 ? moment : moment.toOffsetFromUtc(3600 * (below(25) - 12));
     }
 
-    /// An XML text that writeFileLinksXml() would not write, or is no XML.
+    /// An XML text that writeFileLinksXml() would not write, or a text that is not XML.
     QString foreignText()
     {
         QString text = oneOf(QStringList{

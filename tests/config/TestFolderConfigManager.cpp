@@ -324,7 +324,7 @@ private:
     const std::shared_ptr<RecordingDatabaseFactory> factory;
 };
 
-// What Clean() runs for a folder without children of which nothing fails.
+// What Clean() runs for a folder without children if nothing fails.
 QStringList cleanLog(int id)
 {
     const QString idText = u":id int %1"_s.arg(id);
@@ -350,7 +350,7 @@ FolderConfiguration sampleRoot()
     return recording.manager.GetFolderConfigurationById(21);
 }
 
-// What is bound for a folder that the manager creates by itself below sampleRoot().
+// What is bound for a folder that the manager itself creates below sampleRoot().
 QStringList createdBinds(
     const QString& name, const QString& clientPath, const QString& serverPath, int parentId)
 {
@@ -551,7 +551,7 @@ private Q_SLOTS:
             60'000);
 
         QVERIFY(read);
-        // By the system's clock, which may be set meanwhile.
+        // By the system's clock, which may be set during the test.
         QVERIFY2(timer.elapsed() >= 1500, qPrintable(QString::number(timer.elapsed())));
     }
 

@@ -198,7 +198,7 @@ QStringList storedLines(int id)
     return linesOf(sampleOf<Record>(), changes);
 }
 
-// Encrypted passwords differ each time, so the log shows what they decipher to.
+// Encrypted passwords differ each time, so the log shows the decrypted texts.
 QStringList decipheredLog(const RecordingDatabaseFactory& database)
 {
     const QString bind = u"bind :encryptedPassword QByteArray "_s;
@@ -616,7 +616,7 @@ void checkConversions(
 
 } // namespace
 
-/// What the managers promise alike. What one of them promises alone is in a suite of its own.
+/// What all managers promise. The promises of a single manager have their own suite.
 class TestManagers : public QObject
 {
     Q_OBJECT
@@ -751,7 +751,7 @@ private Q_SLOTS:
         Managers managers;
 
         checkMetaObject<IServerConfigManager>(managers.servers, "ServerConfigManager", {});
-        // Qt 6 names a QVector as what it is an alias of.
+        // Qt 6 reports QVector under the name of the type of which it is an alias.
         checkMetaObject<IProductConfigManager>(
             managers.products, "ProductConfigManager",
             {

@@ -33,7 +33,7 @@ const QString UpdatePassword =
 constexpr std::chrono::hours NoRest{0};
 const QStringList Passwords{u"first"_s, u"second"_s, u"third"_s};
 
-/// Thrown by a step that was told to.
+/// Thrown by a step that has to fail.
 struct StepException
 {
 };
@@ -41,8 +41,8 @@ struct StepException
 /// Called with the number of each step, counted from 1; the step fails when it returns false.
 using Step = std::function<bool(int step)>;
 
-/// Passes on to another factory, and lets a test come in before each exec() and each call of the
-/// connection.
+/// Passes calls on to another factory, and lets a test intervene before each exec() and each call
+/// of the connection.
 class SteppingFactory : public interf::factory::IDatabaseFactory
 {
 public:
@@ -298,7 +298,7 @@ private Q_SLOTS:
     {
         const Factory database = openFilledDatabase();
         const QVariant meanwhile = Encrypt(u"meanwhile"_s);
-        // Behind the second read comes the update of the first sign-in.
+        // The update of the first sign-in follows the second read.
         const auto stepping = std::make_shared<SteppingFactory>(database, [&](int step) {
             return step != 4 ||
                    runSql(
@@ -548,7 +548,7 @@ private:
     }
 
     /// Runs a change of the key that ends at its first step, then one that ends at its second,
-    /// until one runs through; `run` tells whether it did.
+    /// until one completes; `run` returns whether it did.
     void interruptAtEveryStep(const std::function<bool(const Factory& database, int step)>& run)
     {
         // Read, transaction, read, an update for each password, commit.

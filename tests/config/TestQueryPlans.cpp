@@ -164,7 +164,7 @@ private Q_SLOTS:
         QTest::addColumn<QString>("sql");
         int number = 0;
         for (const QString& sql : std::as_const(statements)) {
-            // NOT IN is no condition that an index could serve.
+            // No index can serve a NOT IN condition.
             if (sql.contains(u" WHERE ") && !sql.contains(u"NOT IN"))
                 QTest::addRow("%d %s", ++number, qPrintable(sql.right(60))) << sql;
         }

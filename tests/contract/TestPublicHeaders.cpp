@@ -33,7 +33,7 @@ void TestPublicHeaders::eachIncludesPosixSyncFirst_data()
     }
 }
 
-// A host that compiles without our flags gets by with it, or is told what to do.
+// A host that compiles without our flags succeeds, or gets an error that says what to do.
 void TestPublicHeaders::eachIncludesPosixSyncFirst()
 {
     QFETCH(QString, path);

@@ -20,7 +20,7 @@ const QByteArray KeyBytes(32, 'k');
 const QByteArray OtherKeyBytes(32, 'o');
 const QString Secret = u"correct horse"_s;
 
-/// A store that has no keys to give.
+/// A store without keys.
 class BrokenKeyStore : public KeyStore
 {
 public:
@@ -37,7 +37,7 @@ private:
     const KeyError::Cause cause;
 };
 
-/// A store of another kind, which holds no keys yet and makes none.
+/// A store of another kind, which has no keys yet and creates none.
 class EmptyKeyStore : public KeyStore
 {
 public:

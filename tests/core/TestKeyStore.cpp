@@ -55,7 +55,7 @@ void writeFile(const QString& path, const QByteArray& content, mode_t mode = Own
     QCOMPARE(::chmod(QFile::encodeName(path).constData(), mode), 0);
 }
 
-/// The cause with which `action` fails; nothing when it does not.
+/// The cause with which `action` fails; nothing if it succeeds.
 std::optional<KeyError::Cause> causeOf(const std::function<void()>& action)
 {
     try {
@@ -66,7 +66,7 @@ std::optional<KeyError::Cause> causeOf(const std::function<void()>& action)
     return std::nullopt;
 }
 
-/// The text with which `action` fails; empty if it does not.
+/// The text with which `action` fails; empty if it succeeds.
 QString textOf(const std::function<void()>& action)
 {
     try {
@@ -77,7 +77,7 @@ QString textOf(const std::function<void()>& action)
     return {};
 }
 
-/// Runs `action` in so many processes that start it together, and collects what they return.
+/// Runs `action` in several processes that start it together, and collects what they return.
 QList<QByteArray> race(int processes, const std::function<QByteArray()>& action)
 {
     int start[2] = {};
@@ -228,7 +228,7 @@ private Q_SLOTS:
         FileKeyStore store(path);
         store.readOrCreate();
 
-        // Several, as the file system may use the number of a file that is gone again.
+        // Several, because the file system may reuse the number of a deleted file.
         for (int i = 0; i < 5; ++i) {
             const QList<KeyId> changed = FileKeyStore(path).change(addKey).ids();
 
@@ -326,7 +326,7 @@ private Q_SLOTS:
 
     void fileOfAnotherUserIsRefused()
     {
-        // Who may give files away makes one; all others find one of root's.
+        // A process that may give files away creates one; all others use one of root's.
         QString foreign = u"/etc/passwd"_s;
         if (::geteuid() == 0) {
             FileKeyStore(path).readOrCreate();

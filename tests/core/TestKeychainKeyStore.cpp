@@ -11,7 +11,7 @@ using namespace sync::core::crypto;
 
 namespace {
 
-/// What lies in the keychain, and how it answers.
+/// The content of the keychain, and how it answers.
 struct KeychainState
 {
     Keychain::Status readStatus = Keychain::Status::Done;
@@ -42,7 +42,7 @@ public:
         ++state->writes;
         if (state->writeStatus != Status::Done)
             return {state->writeStatus, {}, u"told so"_s};
-        // A deep copy, as the store wipes its own.
+        // A deep copy, because the store wipes its own.
         state->entry = QByteArray(entry.constData(), entry.size());
         return {Status::Done, {}, {}};
     }

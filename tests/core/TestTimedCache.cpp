@@ -14,7 +14,7 @@ namespace sync::core {
 
 namespace {
 
-// A cache of the number of its load, over a clock that stands still until it is moved.
+// A cache of the number of its load, over a clock that only moves when it is set.
 struct CountingCache
 {
     explicit CountingCache(int lifetimeMs)
@@ -190,7 +190,7 @@ private Q_SLOTS:
                     if (i == 0 && call % 10 == 0)
                         counting.cache.Clear();
                     counting.nowMs += 100;
-                    // 0 is what a clear by another thread leaves.
+                    // A clear by another thread leaves 0.
                     const int value = counting.cache.Result();
                     if (value < 0 || value > counting.loads)
                         sound = false;
@@ -208,7 +208,7 @@ private Q_SLOTS:
     {
         int loads = 0;
         std::atomic<bool> overlapping = false;
-        // Again where the second thread was held up between its look at the clock and at the value.
+        // Repeated in case the second thread was held up between reading the clock and the value.
         for (int attempt = 0; attempt < 100 && loads != 2; ++attempt) {
             std::binary_semaphore firstLoads(0);
             std::binary_semaphore secondAsks(0);

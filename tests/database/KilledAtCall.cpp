@@ -26,7 +26,7 @@ Function realFunction(const char* name)
 
 } // namespace
 
-// What the libraries call instead of the functions of the C library, which these hand on to.
+// The libraries call these functions, which pass the calls on to the C library.
 extern "C" {
 
 Q_DECL_EXPORT ssize_t write(int file, const void* bytes, size_t count)

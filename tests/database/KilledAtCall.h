@@ -11,8 +11,8 @@ enum class ChildEnd {
 };
 
 /// Runs an action in a child process that is killed just before its n-th call that changes a file
-/// or a folder, such as a write, a sync or a rename. Nothing may have a database open
-/// meanwhile.
+/// or a folder, such as a write, a sync or a rename. Nothing may have a database open during the
+/// call.
 ChildEnd runKilledAtCall(int call, const std::function<void()>& action);
 
 } // namespace sync::test

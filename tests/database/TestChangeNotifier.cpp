@@ -52,7 +52,7 @@ const Kinds Nothing{};
 const QString AddServer = u"INSERT INTO ServerConfiguration (alias) VALUES ('a')"_s;
 const QString AddProduct = u"INSERT INTO ProductConfiguration (name) VALUES ('p')"_s;
 
-// Gives up after a time in which a deadlock is certain.
+// Stops waiting after a time in which a deadlock is certain.
 void waitFor(const std::atomic<bool>& flag)
 {
     QDeadlineTimer limit(20s);
@@ -387,7 +387,7 @@ void TestChangeNotifier::reportsOnTheThreadThatItLivesOn()
     QVERIFY(run(AddServer));
 
     QTRY_COMPARE(deliveredOn.load(), &elsewhere);
-    // It goes where it lives.
+    // It is deleted in the thread where it lives.
     connect(&elsewhere, &QThread::finished, moved.release(), &QObject::deleteLater);
     elsewhere.quit();
     QVERIFY(elsewhere.wait());
@@ -419,7 +419,7 @@ void TestChangeNotifier::theFactoryMayBeDestroyedFirst()
 
     factory.reset();
 
-    // Nothing keeps the file in use, and what was committed is told.
+    // Nothing keeps the file in use, and what was committed is reported.
     QVERIFY(!QFileInfo::exists(path + u"-wal"_s));
     QCOMPARE(reported(), Servers);
 }

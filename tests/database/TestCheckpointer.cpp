@@ -15,8 +15,8 @@ using namespace std::chrono_literals;
 
 namespace {
 
-// A VFS that asks a question at each write to the database file itself: only a checkpoint does that
-// in this journal mode, so the answers tell what holds while one is running.
+// A VFS that asks a question at each write to the database file itself. In this journal mode only a
+// checkpoint writes there, so the answers show the state during a checkpoint.
 struct Spy
 {
     std::function<void()> onDatabaseWrite;

@@ -60,7 +60,7 @@ bool addServer(SqliteDatabaseFactory& factory, const QString& alias)
     return run(factory, u"INSERT INTO ServerConfiguration (alias) VALUES ('%1')"_s.arg(alias));
 }
 
-// A server and a product of it, both or none of them.
+// A server and its product, both or neither.
 bool addPair(SqliteDatabaseFactory& factory)
 {
     const auto database = factory.GetDatabase();
@@ -80,7 +80,7 @@ unsigned permissionsOf(const QString& path)
     return ::stat(QFile::encodeName(path).constData(), &status) == 0 ? status.st_mode & 0777U : 0U;
 }
 
-// The error of an action; without one the test that calls it fails on a cause that none has.
+// The error of an action. If it succeeds, the test fails because no error has the returned cause.
 DatabaseError errorOf(const std::function<void()>& action)
 {
     try {
@@ -91,7 +91,7 @@ DatabaseError errorOf(const std::function<void()>& action)
     return {static_cast<Cause>(-1), u"nothing was thrown"_s};
 }
 
-/// Another process that has a database open until this goes, and does nothing with it.
+/// Another process that keeps a database open, without using it, until this object is destroyed.
 class OtherProcess
 {
 public:
@@ -128,7 +128,7 @@ private:
     pid_t child = -1;
 };
 
-/// Writes beyond a size fail while it lives, as on a disk that takes no more.
+/// Writes beyond a size fail while it exists, as on a full disk.
 class FileSizeLimit
 {
 public:
@@ -221,7 +221,7 @@ void TestDatabaseBackups::aBackupIsAWholeFileForTheUserAlone()
     QCOMPARE(made.bytes, QFileInfo(made.path).size());
     QVERIFY(made.time >= before && made.time <= QDateTime::currentDateTimeUtc());
     QCOMPARE(entriesOf(backups().folder()), QStringList{QFileInfo(made.path).fileName()});
-    // 1 and 1: a rollback journal, and no log beside it (sqlite.org/fileformat2.html).
+    // 1 and 1: a rollback journal, and no WAL beside it (sqlite.org/fileformat2.html).
     QCOMPARE(bytesOf(made.path).mid(18, 2), QByteArray("\1\1"));
     RawDatabase copy(made.path);
     QCOMPARE(copy.value(u"PRAGMA integrity_check"_s), u"ok"_s);
@@ -384,7 +384,7 @@ void TestDatabaseBackups::aFailedBackupLeavesNothing_data()
     QTest::addColumn<QString>("target");
     QTest::addColumn<Cause>("cause");
     QTest::newRow("no folder") << u"/nowhere/copy.db"_s << Cause::Other;
-    // The one place that also the superuser cannot write to.
+    // The one place to which not even the superuser can write.
     QTest::newRow("a place that takes nothing") << u"/proc/copy.db"_s << Cause::Other;
     QTest::newRow("a directory") << u"/tmp"_s << Cause::Directory;
 }
@@ -503,7 +503,7 @@ void TestDatabaseBackups::theNewestThatIsWholeIsFound()
     QCOMPARE(backups().newestVerified()->path, older.path);
 }
 
-// Leaves a closed store with two servers, "old" in the file and "logged" in the log alone, and a
+// Leaves a closed store with two servers, "old" in the file and "logged" only in the WAL, and a
 // backup with the server "new".
 void TestDatabaseBackups::makeOldStoreAndBackup()
 {
@@ -568,7 +568,7 @@ void TestDatabaseBackups::restoreMakesAStoreWhereThereIsNone()
 
     QCOMPARE(aliasesIn(storePath()), u"new"_s);
     QCOMPARE(permissionsOf(storePath()), 0600U);
-    // The log that stood there alone.
+    // The WAL that was there without a database.
     const QStringList aside = QDir(folder->path()).entryList({u"store.db-replaced.*-wal"_s});
     QCOMPARE(aside.size(), 1);
     QVERIFY(bytesOf(path(aside.first())).contains("logged"));
@@ -717,11 +717,11 @@ void TestDatabaseBackups::anyDamageCanBeRestored()
 
     for (int round = 0; round < 500; ++round) {
         QByteArray bytes = good;
-        // Of the header alone, of any place, or the end is missing.
+        // In the header, anywhere, or with the end cut off.
         const qsizetype reach = round % 4 == 0 ? 100 : bytes.size();
         for (int flip = 0; flip < 8; ++flip)
             bytes[below(reach)] = static_cast<char>(below(256));
-        // Another program's mark is none of our damage.
+        // The mark of another program does not count as damage.
         bytes.replace(68, 4, good.mid(68, 4));
         if (round % 4 == 1)
             bytes.truncate(1 + below(bytes.size()));
@@ -784,7 +784,7 @@ void TestDatabaseBackups::restoreThatIsKilledLeavesTheOldContentOrTheNew()
             QVERIFY(isKept(place, oldBytes, oldLog, oldOpens));
         if (!isOld && !hasOldBytes)
             QCOMPARE(aliasesIn(place), u"new"_s);
-        // What is left of it is in nobody's way; now and then, as it takes its time.
+        // Its remains are in nobody's way. Not after each call, because this takes its time.
         if (call % 8 == 1) {
             placed.restore(backup);
             QCOMPARE(aliasesIn(place), u"new"_s);

@@ -22,7 +22,7 @@ using sync::database::TransactionalScope;
 using sync::test::RawDatabase;
 using Cause = DatabaseError::Cause;
 
-/// Also what the guard asks: the factory's count, last failure and listeners.
+/// Also what the guard reads: the factory's count, last failure and listeners.
 class TestErrorGuard : public QObject
 {
     Q_OBJECT

@@ -142,7 +142,7 @@ void TestHostTransaction::aFailedStatementIsTheLastFailure()
 {
     {
         const HostTransaction transaction(*factory);
-        // As a full disk does, this makes SQLite roll the whole transaction back.
+        // Like a full disk, this makes SQLite roll the whole transaction back.
         QVERIFY(!run(u"INSERT OR ROLLBACK INTO ServerConfiguration (id) VALUES (7), (7)"_s));
     }
 
@@ -151,7 +151,7 @@ void TestHostTransaction::aFailedStatementIsTheLastFailure()
     QVERIFY(factory->lastFailure()->text.contains(u"UNIQUE"));
 }
 
-// As a host does that throws between transaction() and commit().
+// Like a host that throws between transaction() and commit().
 void TestHostTransaction::abandonTransaction() const
 {
     try {

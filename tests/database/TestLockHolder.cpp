@@ -89,7 +89,7 @@ void TestLockHolder::findsTheWriterInTheListOfLocks_data()
     QTest::addColumn<QByteArray>("locks");
     QTest::addColumn<bool>("hasIndex");
     QTest::addColumn<qint64>("process");
-    // The database has inode 1000, the index of its log 2000.
+    // The database has inode 1000, the index of its WAL 2000.
     const auto row = [](const char* name, const char* locks, bool hasIndex, qint64 process) {
         QTest::newRow(name) << QByteArray(locks) << hasIndex << process;
     };

@@ -429,7 +429,7 @@ void TestSalvage::losesNoRowThatItDoesNotTell()
                 QVERIFY2(now == row.value() || (now.isEmpty() && isLost), qPrintable(row.key()));
             }
         }
-        // But for the default schedule there is nothing that was not there before.
+        // Apart from the default schedule there is nothing new.
         QVERIFY(after.isEmpty());
     }
     QVERIFY2(salvagedRounds * 60 > rounds * 50, qPrintable(QString::number(salvagedRounds)));

@@ -52,7 +52,7 @@ void TestSchema::hasTheEightTablesAndTheIdentity()
 
 void TestSchema::everyColumnIsExplained()
 {
-    // Whose names say everything.
+    // Columns whose names need no comment.
     const QStringList plain{u"id"_s, u"userName"_s};
     const QStringList texts =
         database->run(u"SELECT sql FROM sqlite_schema WHERE type = 'table' AND sql LIKE '%--%'"_s);

@@ -41,7 +41,7 @@ void write(const QString& path, const QByteArray& bytes)
         file.write(bytes);
 }
 
-// A journal that takes back all that was added to a file of so many pages: its magic, no record, a
+// A journal that undoes all that was added to a file of this many pages: its magic, no record, a
 // nonce, the pages, and the sizes of a sector and a page.
 QByteArray journalOfSizeBefore(char pages)
 {
@@ -180,7 +180,7 @@ void TestSqliteDatabaseFactory::marksItsFile()
     QCOMPARE(SqliteDatabaseFactory::schemaVersion(), 2);
     QCOMPARE(raw.value(u"PRAGMA journal_mode"_s), u"wal"_s);
     QCOMPARE(raw.value(u"PRAGMA integrity_check"_s), u"ok"_s);
-    // Also in the file itself, where "file" and the like look, and not only in the log.
+    // Also in the file itself, where "file" and the like look, not only in the WAL.
     QCOMPARE(bytesOf(factory->path()).mid(68, 4), QByteArray("Velm"));
 }
 
@@ -356,7 +356,7 @@ void TestSqliteDatabaseFactory::usesANewerVersionThatLetsIt()
 
 void TestSqliteDatabaseFactory::refusesAReadOnlyPlace()
 {
-    // The one place that also the superuser cannot write to.
+    // The one place to which not even the superuser can write.
     try {
         SqliteDatabaseFactory::open(u"/proc/velmio/store.db"_s);
         QFAIL("open() took it");
@@ -386,7 +386,7 @@ void TestSqliteDatabaseFactory::findsADamagedPage()
 
 void TestSqliteDatabaseFactory::carriesOnAfterACrashWhileTheDatabaseWasMade()
 {
-    // Made, but not yet switched to the write-ahead log.
+    // Created, but not yet switched to a WAL.
     const QString file = path(u"store.db"_s);
     SqliteDatabaseFactory::open(file);
     RawDatabase(file).run(u"PRAGMA journal_mode = DELETE"_s);
@@ -627,8 +627,8 @@ void TestSqliteDatabaseFactory::theLogStaysBoundedWhileReadersComeAndGo()
     std::vector<std::thread> readers;
     // Valgrind, with the longest stride, runs one thread at a time.
     const int readerCount = sync::test::testStride() < 32 ? 3 : 1;
-    // Each reads 1 MB at a time: what takes longer than the 50 ms of a checkpoint's patience, as 4
-    // MB does under the thread sanitizer, keeps the log from being begun anew.
+    // Each reads 1 MB at a time. A read that takes longer than the 50 ms of a checkpoint's
+    // patience, as 4 MB does under the thread sanitizer, prevents the WAL from being restarted.
     for (int reader = 0; reader < readerCount; ++reader) {
         readers.emplace_back([&] {
             while (!done) {
@@ -651,7 +651,7 @@ void TestSqliteDatabaseFactory::theLogStaysBoundedWhileReadersComeAndGo()
         reader.join();
 
     QCOMPARE(failures.load(), 0);
-    // 73 to 78 MB, the more the slower the readers are; all of it when the log is not begun anew.
+    // 73 to 78 MB, the slower the readers the more; all of it if the WAL is not restarted.
     QVERIFY2(largestLog < 130 * 1024 * 1024, qPrintable(QString::number(largestLog)));
 }
 

@@ -20,7 +20,7 @@ Q_DECLARE_METATYPE(DatabaseError::Cause)
 
 namespace {
 
-// A VFS that answers an operation on a database file as it is told.
+// A VFS that fails a chosen operation on a database file.
 struct Refusal
 {
     enum Operation { None, Read, Write, Lock, MapSharedMemory };

@@ -577,7 +577,7 @@ void TestSqliteQuery::aQueryReleasedByAnotherThreadLeavesTheConnectionToItsOwner
     }
     releasing.join();
 
-    // Nothing is left open on a row, which would keep the old state of the database in view.
+    // No statement stays open on a row, which would keep the old state of the database in view.
     QVERIFY(prepared(u"INSERT INTO Anything VALUES (1)"_s)->exec());
     RawDatabase(factory->path()).run(u"INSERT INTO Anything VALUES (2)"_s);
     QVERIFY(prepared(u"INSERT INTO Anything VALUES (3)"_s)->exec());

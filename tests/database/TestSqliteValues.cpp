@@ -98,7 +98,7 @@ void TestSqliteValues::textsOfEveryLengthSurvive_data()
     QTest::addRow("more") << QChar(0x100);
 }
 
-// One unlike the others at each place: texts are copied by blocks of sixteen and eight.
+// One character differs, at each place in turn: texts are copied by blocks of sixteen and eight.
 void TestSqliteValues::textsOfEveryLengthSurvive()
 {
     QFETCH(const QChar, odd);

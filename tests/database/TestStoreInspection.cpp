@@ -91,7 +91,7 @@ private Q_SLOTS:
     void onlyStoresOpenReadOnly();
 
 private:
-    // What is in the folder, with every byte and mode.
+    // The content of the folder, with every byte and mode.
     QMap<QString, QByteArray> files() const
     {
         QMap<QString, QByteArray> all;
@@ -119,7 +119,7 @@ private:
         QVERIFY(file.open(QIODevice::WriteOnly));
         QCOMPARE(file.write(content), content.size());
     }
-    // A store whose last change is only in the WAL, as a program leaves it that is killed.
+    // A store whose last change is only in the WAL, as a killed program leaves it.
     void makeCrashed(bool withSharedMemory) const
     {
         const QString source = path + u"-source"_s;

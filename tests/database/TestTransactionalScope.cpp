@@ -36,7 +36,7 @@ const QString InsertOrphan = u"INSERT INTO Child VALUES (4711)"_s;
 QStringList logged;
 std::atomic<bool> threadIsDone = false;
 
-// A failed assertion ends the thread's work rather than the program.
+// A failed assertion ends the thread's work instead of the program.
 void logAndStopThread(QtMsgType type, const QMessageLogContext& /*context*/, const QString& text)
 {
     logged.append(text);

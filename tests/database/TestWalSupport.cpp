@@ -27,7 +27,7 @@ using sync::test::RawDatabase;
 
 namespace {
 
-// A VFS whose files share memory as it is told.
+// A VFS whose files share memory as the test chooses.
 enum class Sharing { Works, IsUnknown, FailsToMap, FailsToLock };
 Sharing sharing = Sharing::Works;
 
@@ -116,7 +116,7 @@ private Q_SLOTS:
 
 private:
     static void addPlaces();
-    // A closed store with one server, whose log was left behind.
+    // A closed store with one server, whose WAL was not removed.
     void makeStoreWithLog() const;
 
     std::unique_ptr<QTemporaryDir> folder;
@@ -197,7 +197,7 @@ void TestWalSupport::tryingLeavesNothingBehind()
     QVERIFY(hasSharedMemory(path));
     QCOMPARE(QDir(folder->path()).entryList(QDir::Files), QStringList{u"store.db"_s});
 
-    // The index of a log that is in use stays.
+    // The index of a WAL in use stays.
     RawDatabase user(path);
     user.run(u"PRAGMA journal_mode = WAL; INSERT INTO a VALUES (1)"_s);
     QVERIFY(hasSharedMemory(path));

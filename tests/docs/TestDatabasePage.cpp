@@ -1,5 +1,5 @@
-// docs/database.md says what a live database says of itself. With VELMIO_UPDATE_PAGES=1 in the
-// environment its generated parts are written anew.
+// docs/database.md agrees with a new database. With VELMIO_UPDATE_PAGES=1 in the environment its
+// generated parts are rewritten.
 
 #include <support/RawDatabase.h>
 
@@ -33,7 +33,7 @@ struct Table
     QStringList indexes; // "name (columns)"
 };
 
-// The comment behind a column is part of the text that SQLite keeps of a table.
+// The comment after a column is part of the text that SQLite keeps of a table.
 Column columnOf(const QString& line)
 {
     static const QRegularExpression form(u"^\\s*(\\w+) (.*?),?\\s*(?:-- (.*))?$"_s);

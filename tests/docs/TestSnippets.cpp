@@ -108,7 +108,7 @@ QString readAll(const QString& path)
     return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
 }
 
-/// A source's lines without indentation and empty lines, each with a line feed in front and behind.
+/// The lines of a source without indentation and empty lines, each between two line feeds.
 QString strippedSource(const QString& path)
 {
     QString text = u"\n"_s;

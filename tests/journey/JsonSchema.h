@@ -3,19 +3,19 @@
 #include <QJsonObject>
 #include <QStringList>
 
-/// A JSON Schema, of which it knows the keywords that ours uses: another one is a violation, so
-/// that nothing is passed over.
+/// A JSON Schema. It knows the keywords that ours uses; any other keyword is a violation, so that
+/// none is ignored.
 ///
 /// Stricter than the standard: a key that the schema does not name is a violation as well.
 class JsonSchema
 {
 public:
-    /// An empty schema when the file cannot be read.
+    /// An empty schema if the file cannot be read.
     explicit JsonSchema(const QString& path);
 
     QJsonObject root() const { return document; }
 
-    /// What is wrong with a value for the schema of a property, with the places in the value.
+    /// The violations of a value against the schema of a property, with their places in the value.
     QStringList violations(const QString& property, const QJsonValue& value) const;
 
 private:

@@ -64,7 +64,7 @@ int PseudoTerminal::exitCode()
     pollfd output{user, POLLIN, 0};
     while (::poll(&output, 1, 0) > 0 && readMore()) {
     }
-    // Of a program that a signal ended Qt gives that signal's number.
+    // If a signal ended the program, Qt returns that signal's number.
     return process.exitStatus() == QProcess::NormalExit ? process.exitCode()
                                                         : 128 + process.exitCode();
 }

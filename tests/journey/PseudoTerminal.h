@@ -5,7 +5,7 @@
 #include <QByteArray>
 #include <QProcess>
 
-/// A pseudo terminal with velmioctl on it.
+/// A pseudo terminal in which velmioctl runs.
 class PseudoTerminal
 {
 public:
@@ -16,25 +16,26 @@ public:
     PseudoTerminal(const PseudoTerminal&) = delete;
     PseudoTerminal& operator=(const PseudoTerminal&) = delete;
 
-    /// False when the program did not write this; what was written before is passed over.
+    /// False if the program did not write this. What it wrote before is skipped.
     bool waitFor(const QByteArray& text);
 
     void type(const QByteArray& keys);
 
-    /// True when the terminal shows what is typed.
+    /// True if the terminal shows what is typed.
     bool hasEcho() const;
 
-    /// Waits for the program's end; 128 and the number for one that a signal ended, as shells do.
+    /// Waits for the end of the program; 128 plus the number of the signal that ended it, as in
+    /// shells.
     int exitCode();
 
-    /// All that was shown.
+    /// Everything that was shown.
     QByteArray transcript() const { return shown; }
 
 private:
     bool readMore();
 
-    int user = -1;    // The side of the person.
-    int program = -1; // Kept open, so that the terminal's state can be asked after the end.
+    int user = -1;    // The person's side.
+    int program = -1; // Kept open, so that the state can be read after the end.
     qsizetype passed = 0;
     QByteArray shown;
     QProcess process;

@@ -5,8 +5,8 @@
 #include <QFile>
 #include <QStringList>
 
-/// All that the tables of settings hold, one row a line: for each column its kind, its literal and
-/// its bytes, so that no two different values look alike. Also how far ids were given.
+/// Everything in the tables of settings, one line for each row: the kind, literal and bytes of each
+/// column, so that no two different values look alike; also the last assigned ids.
 inline QStringList storedRows(const QString& path, const QStringList& leftOut = {})
 {
     sync::test::RawDatabase database(path);
@@ -35,7 +35,7 @@ inline QStringList storedRows(const QString& path, const QStringList& leftOut = 
     return lines;
 }
 
-/// Overwrites the only page of a table with noise. False when that fails.
+/// Overwrites the only page of a table with noise. False if that fails.
 inline bool damageTable(const QString& path, const QString& table)
 {
     qint64 page = 0;

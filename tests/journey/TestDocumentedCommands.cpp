@@ -1,4 +1,4 @@
-// The command lines in the documentation are ones that velmioctl takes.
+// velmioctl accepts the command lines in the documentation.
 
 #include "VelmioctlRunner.h"
 
@@ -12,7 +12,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// A command line of a page, and what the page shows as its answer.
+/// A command line of a page, and the answer that the page shows.
 struct DocumentedRun
 {
     QString page;
@@ -75,9 +75,9 @@ private Q_SLOTS:
     {
         QFETCH(const QString, command);
         QFETCH(const QString, answer);
-        // There is no database, so that a line that is understood ends with another code.
+        // No database exists, so a valid command line ends with another code.
         constexpr int WrongUse = 2;
-        // From here on the shell tells that it could not start it, or that a signal ended it.
+        // Codes from this one on mean that the shell could not start it, or that a signal ended it.
         constexpr int NotRun = 126;
         const VelmioctlRunner tool;
         const QString home = tool.makeFolder(u"home"_s);
@@ -87,7 +87,7 @@ private Q_SLOTS:
         auto environment = tool.environment;
         environment.insert(
             u"PATH"_s, QFileInfo(tool.programPath()).path() + u':' + environment.value(u"PATH"_s));
-        // As on the pages: the default place below the home folder.
+        // As on the pages: the default place in the home folder.
         environment.remove(u"XDG_DATA_HOME"_s);
         shell.setProcessEnvironment(environment);
         shell.setWorkingDirectory(home);
@@ -101,7 +101,7 @@ private Q_SLOTS:
         if (command.contains(u" --help") || command.contains(u" --version"))
             QCOMPARE(output, answer);
         else if (shell.exitCode() == WrongUse && !output.contains(u"does not exist"))
-            // As on the page, which may go on with 'echo $?'.
+            // As on the page, which may continue with 'echo $?'.
             QVERIFY2(answer.startsWith(output), qPrintable(output));
         else
             QVERIFY2(shell.exitCode() < NotRun, qPrintable(output));

@@ -141,7 +141,7 @@ private Q_SLOTS:
 
     void rekeyChangesNothingWithoutABackup()
     {
-        // In the way of the folder.
+        // Blocks the creation of the folder.
         tool->writeFile(QFileInfo(backupFolder()).fileName(), "x");
 
         const auto run = tool->run({u"secrets"_s, u"rekey"_s});

@@ -186,7 +186,7 @@ private Q_SLOTS:
         content += tar(u"-tvzf"_s, u"b.tar.gz"_s);
         QVERIFY(content.contains("\"FolderConfiguration\""));
         for (const QString& canary : canaries) {
-            // A name is kept when it was asked for; what is secret or may be a right never is.
+            // A name is shown if it was asked for; what is secret or may be a right never is.
             const bool isName =
                 keepPaths &&
                 (canary.endsWith(u"Path"_s) || canary.endsWith(u"xalias"_s) ||
@@ -272,7 +272,7 @@ private:
         process.waitForFinished();
         return QJsonDocument::fromJson(process.readAllStandardOutput()).object();
     }
-    // In every column of every table, whatever its type; and a password under a key.
+    // In every column of every table, whatever its type, and as a password under a key.
     QStringList plantCanaries() const
     {
         QStringList canaries;
@@ -290,7 +290,7 @@ private:
             }
             database.run(u"INSERT INTO %1 VALUES (%2)"_s.arg(table, values.join(u", "_s)));
         }
-        // Of the forms that are taken apart.
+        // In the formats that are parsed.
         database.run(
             u"INSERT INTO ServerConfiguration (id, alias, davUrl) VALUES (72, 'CnryBlob1 "
             u"@x.example',"
@@ -305,11 +305,11 @@ private:
                                       u"CnryDir"_s,  u"CnryTeam"_s,  u"CnryBase"_s, u"CnryQuote"_s};
     }
 
-    // A way of writing a text that a search for the text itself would miss.
+    // Encodings of a text that a search for the text itself would miss.
     static QByteArrayList disguises(const QByteArray& text)
     {
         QByteArrayList all{text, text.toHex(), text.toHex().toUpper()};
-        // In base64 it looks different behind none, one and two other bytes.
+        // In base64 it looks different after none, one and two other bytes.
         for (qsizetype offset = 0; offset < 3; ++offset) {
             const QByteArray encoded = (QByteArray(offset, '\0') + text).toBase64();
             all += encoded.mid(offset == 0 ? 0 : 4, encoded.size() - 8);

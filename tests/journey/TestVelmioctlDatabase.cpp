@@ -13,7 +13,7 @@
 using namespace Qt::StringLiterals;
 using sync::database::SqliteDatabaseFactory;
 
-/// Where the database is, in which state, and how the command line is answered.
+/// Where the database is, which state it has, and how command lines are answered.
 class TestVelmioctlDatabase : public QObject
 {
     Q_OBJECT

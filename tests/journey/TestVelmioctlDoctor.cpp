@@ -115,7 +115,7 @@ private Q_SLOTS:
         QVERIFY(shown.contains(u"Leads to: "_s));
         const QStringList lines = shown.split(u"\r\n"_s);
         for (const QString& line : lines) {
-            // What is quoted may be long, and is not broken.
+            // Quoted text may be long and is not broken.
             QVERIFY2(
                 line.size() <= 80 || line.contains(u'"') || line.contains(u'\''), qPrintable(line));
         }
@@ -254,7 +254,7 @@ private Q_SLOTS:
 
         QCOMPARE(answer.exitCode, 1);
         QCOMPARE(findingOf(answer, u"root.not-itself"_s)[u"count"_s].toInt(), 1);
-        // Permissions do not bind root.
+        // Permissions do not restrict root.
         QCOMPARE(findingOf(answer, u"store.not-writable"_s).isEmpty(), ::geteuid() == 0);
         QCOMPARE(state(), before);
     }
@@ -343,7 +343,7 @@ private:
         }
         return {};
     }
-    // The database with its log, and the names of all that lies beside it.
+    // The bytes of the database and its WAL, and the names of all files beside it.
     QByteArray state() const
     {
         const auto filters = QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot;

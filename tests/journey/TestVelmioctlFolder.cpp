@@ -371,7 +371,7 @@ private Q_SLOTS:
 
     void cleanTakesNothingWhenASubfolderCannotBeRead()
     {
-        // More than one page holds, so that the row continues on pages of its own, and the database
+        // More than one page holds, so that the row continues on overflow pages, and the database
         // is too large to be checked when it is opened.
         constexpr qint64 PageBytes = 4096;
         sync::test::RawDatabase(tool->databasePath())

@@ -27,7 +27,7 @@ QString randomBytes(QRandomGenerator& random)
     return u"x'%1'"_s.arg(QString::fromLatin1(bytes.toHex()));
 }
 
-// A literal of any kind, the odd ones more often than they are met.
+// A literal of any kind; unusual ones are more frequent than in practice.
 QString randomLiteral(QRandomGenerator& random)
 {
     static const std::array odd{
@@ -64,7 +64,7 @@ QString randomLiteral(QRandomGenerator& random)
     return kind % 3 == 1 ? randomBytes(random) : u"CAST(%1 AS TEXT)"_s.arg(randomBytes(random));
 }
 
-// Rows of random values in every table, behind random ids.
+// Rows of random values in every table, with random ids.
 void fillAtRandom(const QString& path, quint32 seed)
 {
     QRandomGenerator random(seed);
@@ -83,7 +83,7 @@ void fillAtRandom(const QString& path, quint32 seed)
             database.run(u"INSERT OR IGNORE INTO %1 VALUES (%2)"_s.arg(table, values.join(u',')));
         }
     }
-    // What the schema's trigger does not leave as it is when such a row is added.
+    // By an UPDATE, because the schema's trigger changes these columns of a row that is added.
     database.run(u"UPDATE FolderConfiguration SET parentId = 0, rootId = -1 WHERE id % 3 = 0"_s);
     if (seed % 2 == 0)
         database.run(u"DELETE FROM Schedules WHERE id = 1"_s);
@@ -133,7 +133,7 @@ private Q_SLOTS:
         QJsonParseError error;
         QJsonDocument::fromJson(file.readAll(), &error);
         QCOMPARE(error.error, QJsonParseError::NoError);
-        // The second time there is nothing left to do.
+        // The second run has nothing left to do.
         const auto again = runOther(
             {u"import"_s, u"all.json"_s, u"--passphrase-stdin"_s, u"--json"_s}, "phrase\n");
         QCOMPARE(again.exitCode, 0);

@@ -1,4 +1,4 @@
-// Every command with --json answers as docs/velmioctl.schema.json says, and with no key beside.
+// With --json, every command answers as docs/velmioctl.schema.json says, without additional keys.
 
 #include "JsonSchema.h"
 #include "StoredRows.h"
@@ -27,7 +27,7 @@ const QString FileLinks =
 const QStringList ServerUrls{
     u"--dav-url"_s, u"https://d.example.com"_s, u"--web-service-url"_s, u"https://w.example.com"_s};
 
-// Of the program that is built into this test as well.
+// Those of the program, which is also built into this test.
 QSet<QString> commandNames()
 {
     velmioctl::Session session(velmioctl::Output(stdout, stderr, {}, {}));
@@ -127,7 +127,7 @@ private Q_SLOTS:
     }
 
 private:
-    // Each on what the ones before have left.
+    // Each runs on the result of the steps before.
     static void addStep(
         const QString& command, const QStringList& arguments = {}, const QByteArray& input = {})
     {

@@ -167,7 +167,7 @@ private Q_SLOTS:
         process.start(
             tool->programPath(), {u"--json"_s, u"--database"_s, tool->databasePath(), u"scan"_s});
         process.setReadChannel(QProcess::StandardError);
-        // By the time it tells of the first root it listens to signals; then it waits for the lock.
+        // When it reports the first root it already listens to signals; then it waits for the lock.
         QVERIFY(process.waitForReadyRead());
 
         QCOMPARE(::kill(pid_t(process.processId()), SIGINT), 0);

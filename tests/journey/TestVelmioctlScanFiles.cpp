@@ -137,7 +137,7 @@ private Q_SLOTS:
 
         QCOMPARE(scanned[u"files"_s][u"changed"_s].toInt(), 1);
         QCOMPARE(file(u"b"_s)[u"size"_s].toInt(), 6);
-        // The one of the old content would be wrong.
+        // The checksum of the old content would be wrong.
         QCOMPARE(file(u"b"_s)[u"checkSum"_s].toString(), QString());
         QVERIFY(!file(u"a/c"_s)[u"checkSum"_s].toString().isEmpty());
     }
@@ -225,7 +225,7 @@ private Q_SLOTS:
         const QJsonObject scanned = scan({u"--prune"_s, u"--yes"_s});
 
         QCOMPARE(scanned[u"files"_s][u"skipped"_s].toInt(), 2);
-        // A link in its place is another thing than the file.
+        // A link in its place is not the file.
         QCOMPARE(scanned[u"files"_s][u"pruned"_s].toInt(), 1);
         QCOMPARE(rows(tool->databasePath()).size(), 1);
     }
@@ -248,7 +248,7 @@ private Q_SLOTS:
         QVERIFY(process->waitForStarted());
         while (rowCount(*factory) < stored)
             QVERIFY(process->state() == QProcess::Running && !process->waitForFinished(1));
-        // From here on the scan waits in front of its next batch.
+        // From here on the scan waits before its next batch.
         QVERIFY(lock->transaction());
 
         process->kill();

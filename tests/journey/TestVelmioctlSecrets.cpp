@@ -23,7 +23,7 @@ QByteArray inUtf16(QStringConverter::Encoding encoding, const QString& text)
 const QString HeaderOfVersion99 = u"6301000102030405060708090a0b0c0d0e0fc967baa3"_s;
 const QString HeaderOfOtherKey = u"0101000102030405060708090a0b0c0d0e0fec683d71"_s;
 
-/// The forms in which a text may lie about.
+/// The forms in which a text may be stored.
 QList<QByteArray> clearForms(const QString& text)
 {
     QList<QByteArray> forms{
@@ -36,7 +36,7 @@ QList<QByteArray> clearForms(const QString& text)
     return forms;
 }
 
-/// The files below a folder that hold one of the texts.
+/// The files below a folder that contain one of the texts.
 QStringList filesWith(const QString& folder, const QStringList& texts)
 {
     QStringList found;
@@ -168,7 +168,7 @@ private Q_SLOTS:
         QCOMPARE(answer.exitCode, 7);
         QVERIFY(answer.errors.contains(tool->keyPath()));
         QVERIFY(answer.errors.contains(u"velmioctl signin password"_s));
-        // No new key came into the way of the one that is put back.
+        // No new key prevents the restore of the old one.
         QVERIFY(QFile::rename(kept, tool->keyPath()));
         QCOMPARE(revealed(1), u"secret of kim"_s);
     }
@@ -318,7 +318,7 @@ private Q_SLOTS:
         const QStringList show{u"signin"_s, u"show"_s, signIn, u"--reveal"_s};
         QCOMPARE(home.json(show).object()[u"password"_s].toString(), u"second"_s);
 
-        // From what refers to what is referred to, nothing is warned of.
+        // Referring records before those that they refer to, so there is no warning.
         const QList<QStringList> removals{
             {u"folder"_s, u"clean"_s, id(folder), u"--yes"_s},
             {u"product"_s, u"remove"_s, product, u"--yes"_s},
@@ -358,7 +358,7 @@ private Q_SLOTS:
         tool->writeFile(u"told"_s, told.toUtf8());
 
         QCOMPARE(filesWith(tool->path(u"."_s), passwords), QStringList());
-        // The search finds what is there: consumer secrets are stored as they are.
+        // The search finds stored text: consumer secrets are stored unencrypted.
         const QString secret = u"Sparrow-1234"_s;
         tool->feed(
             {u"product"_s, u"add"_s, u"--server"_s, u"1"_s, u"--name"_s, u"n"_s,

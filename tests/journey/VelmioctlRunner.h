@@ -6,19 +6,19 @@
 #include <QStringList>
 #include <QTemporaryDir>
 
-/// What a run of velmioctl left behind.
+/// The result of a run of velmioctl.
 struct VelmioctlRun
 {
     int exitCode = -1;
     QString output;
     QString errors;
 
-    /// The answer of a run with --json; empty, which no expectation matches, when it is no JSON.
+    /// The answer of a run with --json. Empty if it is not JSON; no expectation matches that.
     QJsonObject object() const;
     QJsonArray array() const;
 };
 
-/// Runs the real velmioctl as a user without a terminal would, with a home folder of its own.
+/// Runs the real velmioctl as a user without a terminal would, with its own home folder.
 class VelmioctlRunner
 {
 public:
@@ -30,18 +30,18 @@ public:
     /// The same, with --json.
     VelmioctlRun json(const QStringList& arguments) const;
 
-    /// Runs it with these arguments alone, and gives it this on standard input.
+    /// Runs it with only these arguments, and passes the text to standard input.
     VelmioctlRun runPlain(const QStringList& arguments, const QByteArray& input = {}) const;
 
-    /// run() and json() with something on standard input.
+    /// run() and json() with text on standard input.
     VelmioctlRun feed(const QStringList& arguments, const QByteArray& input) const;
     VelmioctlRun feedJson(const QStringList& arguments, const QByteArray& input) const;
 
-    /// Runs a statement in the database; false when that fails.
+    /// Runs a statement in the database; false if that fails.
     bool execute(const QString& sql) const;
     static bool execute(const QString& sql, const QString& database);
 
-    /// The content of the database file and its log.
+    /// The content of the database file and its WAL.
     QByteArray databaseBytes() const;
 
     QString programPath() const;
@@ -49,10 +49,10 @@ public:
     QString keyPath() const { return homePath() + QStringLiteral("/velmio/password.key"); }
     QString homePath() const { return path(QStringLiteral("home")); }
 
-    /// The path of something in the temporary folder.
+    /// The path of a name in the temporary folder.
     QString path(const QString& name) const { return directory.path() + QLatin1Char('/') + name; }
 
-    /// Creates a folder in the temporary folder and gives its path.
+    /// Creates a folder in the temporary folder and returns its path.
     QString makeFolder(const QString& name) const;
 
     void writeFile(const QString& name, const QByteArray& content) const;

@@ -105,7 +105,7 @@ ModelRun::ModelRun(const QString& engine)
     : engine(engine)
 {
     open();
-    // What links can lead to.
+    // Paths that links can lead to.
     for (int root = 0; root < RootCount; ++root) {
         const QString path = directory.filePath(u"root%1/"_s.arg(root));
         makeFile(path + u"one.txt"_s);
@@ -513,7 +513,8 @@ void ModelRun::addFolder()
 {
     FolderConfiguration folder;
     fill(folder);
-    // One that there is, or none: an id to come would close a circle, for Clean() to run in.
+    // An existing folder, or none: a future id could close a circle, in which Clean() would run
+    // forever.
     const int parentId = anyId(model.folders);
     folder.setParentId(model.folders.contains(parentId) ? parentId : oneOf<int>({-1, 0}));
     folder.setRootId(anyId(model.folders));
@@ -709,7 +710,7 @@ FileConfiguration ModelRun::anyFile()
         chance(2)    ? 7
         : chance(50) ? 0
                      : anyType()));
-    // The cascade deletes the files of these on the disk, where the links lead to others.
+    // The cascade deletes their files on the disk, to which the links of others may lead.
     if (file.getFileType() != OrdinaryFile && chance(90))
         file.setClientPath(directory.filePath(u"copies/"_s) + QString::number(below(5)));
     return file;
@@ -893,7 +894,7 @@ void ModelRun::listFilesInOrder()
 
 void ModelRun::addSchedule()
 {
-    // No manager adds one: a host does, by a statement.
+    // No manager adds one; a host does, with a statement.
     ScheduleEntry entry;
     entry.setFolderConfigId(chance(30) ? 0 : anyId(model.folders));
     const auto query = database->CreateQuery();

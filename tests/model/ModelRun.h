@@ -26,10 +26,10 @@ class IDatabaseFactory;
 
 namespace sync::test {
 
-/// One operation of a sequence; what it works on follows from the number and the rows there are.
+/// One operation of a sequence. The number and the present rows determine what it works on.
 using Step = std::uint64_t;
 
-/// Carries out steps on a store of its own, by the managers and by the model.
+/// Carries out steps on its own store, with the managers and with the model.
 class ModelRun
 {
 public:
@@ -61,7 +61,7 @@ private:
     bool chance(int percent) { return below(100) < percent; }
     template <class Value>
     Value oneOf(const std::vector<Value>& values);
-    /// An id of the table, sometimes one that it has not.
+    /// An id of the table, sometimes one that does not exist.
     template <class Record>
     int anyId(const Rows<Record>& rows);
     int anyType() { return below(3); }

@@ -93,7 +93,7 @@ QString fieldDifference(const FileConfiguration& expected, const FileConfigurati
 
 bool isInOrder(const QVector<FileConfiguration>& files, interf::FileConfigOrderByEnum order)
 {
-    // Each serves two values, ascending and descending. Text goes by UTF-8 bytes, as in SQLite.
+    // Each serves two values, ascending and descending. Text compares by UTF-8 bytes, as in SQLite.
     using Less = std::function<bool(const FileConfiguration&, const FileConfiguration&)>;
     const auto by = [](auto key) {
         return Less([key](const FileConfiguration& left, const FileConfiguration& right) {

@@ -10,10 +10,10 @@
 
 namespace sync::test {
 
-/// A value such that equal texts mean equal values: a time with its label.
+/// A value as text, equal only for equal values: a time with its label.
 QString fieldText(const QVariant& value);
 
-/// Empty, or the first field in which two files differ, their ids aside.
+/// Empty, or the first field in which two files differ, apart from their ids.
 QString fieldDifference(
     const config::FileConfiguration& expected, const config::FileConfiguration& actual);
 
@@ -37,7 +37,7 @@ QString fieldDifference(const Record& expected, const Record& actual)
     return {};
 }
 
-/// Whether a list is sorted as asked for; ties may stand in any order.
+/// True if a list is sorted in this order; ties may stand in any order.
 bool isInOrder(
     const QVector<config::FileConfiguration>& files, interf::FileConfigOrderByEnum order);
 

@@ -6,7 +6,7 @@
 
 namespace sync::test {
 
-/// The shortest list to be had from a failing one by leaving parts out, such that it still fails.
+/// The shortest list that still fails, found by leaving out parts of a failing one.
 ///
 /// Halves are tried first, then ever smaller parts (delta debugging, Zeller and Hildebrandt 2002).
 template <class Step>

@@ -37,7 +37,7 @@ FolderConfiguration asRead(FolderConfiguration folder)
     return folder;
 }
 
-// The XML of links holds the date to the second, and no link that leads nowhere.
+// The XML of links holds the date to the second, and no link without a target.
 void takeLinksAsRead(FileConfiguration& file)
 {
     QList<FileLink> links = file.getFileLinks();

@@ -17,10 +17,10 @@ namespace sync::test {
 template <class Record>
 using Rows = std::map<int, Record>;
 
-/// What a store should hold, in plain memory: each operation does by loops and maps what the one of
-/// the same name of a manager does by statements.
+/// What a store should hold, in plain memory: each operation does with loops and maps what the
+/// manager's operation of the same name does with statements.
 ///
-/// The id within a record is not kept up: the key of its row is its id. A copy is a snapshot.
+/// The id within a record is not updated: the key of its row is its id. A copy is a snapshot.
 class StoreModel
 {
 public:
@@ -43,10 +43,10 @@ public:
     void updateSignIn(const config::AuthenticationConfiguration& signIn);
     int updatePassword(const QString& domain, const QString& userName, const QString& password);
 
-    /// -1 for what is refused.
+    /// -1 if it is refused.
     int addFolder(config::FolderConfiguration folder);
     void updateFolder(int id, const config::FolderConfiguration& folder);
-    /// The id of the folder, new or not; -1 when there is none.
+    /// The id of the folder, new or not; -1 if there is none.
     int addFolderAndParent(
         const QString& path, int rootId, const config::FolderConfiguration& root);
     void cleanFolder(int id);
@@ -78,7 +78,7 @@ private:
         const config::FileLink& link, const config::FileConfiguration& file,
         const QString& absolutePath);
 
-    // The ids that come next; none is used twice.
+    // The next ids; none is used twice.
     int nextServer = 1;
     int nextProduct = 1;
     int nextSignIn = 1;

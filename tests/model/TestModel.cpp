@@ -13,7 +13,7 @@ using sync::test::Step;
 
 namespace {
 
-// How many steps one store goes through before the next one begins, empty.
+// The number of steps on one store, before the next one begins with an empty store.
 constexpr int StepsOfAStore = 500;
 
 std::vector<Step> stepsOf(std::uint64_t seed, int count)
@@ -53,7 +53,8 @@ int environmentNumber(const char* name, int otherwise)
 
 } // namespace
 
-/// Random sequences of all operations leave a store as they leave a model in plain memory.
+/// Random sequences of all operations lead to the same state in a store and in a model in plain
+/// memory.
 ///
 /// VELMIO_MODEL_STEPS and VELMIO_MODEL_SEED choose a longer run, and another one.
 class TestModel : public QObject

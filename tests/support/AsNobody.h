@@ -11,7 +11,7 @@ namespace sync::test {
 
 constexpr uid_t Nobody = 65534;
 
-/// Takes the rights from root, whom permissions do not bind.
+/// Takes away the rights of root, whom permissions do not restrict.
 class AsNobody
 {
 public:
@@ -32,7 +32,7 @@ private:
     bool wasRoot;
 };
 
-/// Makes a folder with all in it one that AsNobody may work in. False when that fails.
+/// Lets AsNobody work in a folder and everything in it. False if that fails.
 inline bool giveToNobody(const QString& folder)
 {
     if (::geteuid() != 0)

@@ -5,9 +5,9 @@
 
 namespace sync::test {
 
-/// Takes what the thread logs for as long as it lives, so that a test can compare all of it.
+/// Captures what the thread logs during its lifetime, so that a test can compare all of it.
 ///
-/// One at a time.
+/// Only one may exist at a time.
 class CapturedWarnings
 {
 public:

@@ -10,8 +10,8 @@ namespace sync::test {
 inline const QString ConvertedBind =
     QStringLiteral("bind :nameValueProperties QString 'value written'");
 
-/// A manager that writes and reads properties in a form of its own: of those that it writes the
-/// value of "Key", and the text of the column as the value of "Read".
+/// A manager with its own format of properties: it writes the value of "Key", and reads the text of
+/// the column as the value of "Read".
 template <typename Manager>
 class ConvertingManager : public Manager
 {

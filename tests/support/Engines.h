@@ -9,7 +9,7 @@
 
 namespace sync::test {
 
-/// Adds a row for each engine that behaviour is tested over, in its one column "engine".
+/// Adds a row for each engine with which behaviour is tested, in its one column "engine".
 void addEngineRows();
 
 /// Opens the database file with an engine of addEngineRows(), creating it with its tables.

@@ -9,7 +9,7 @@
 
 namespace sync::test {
 
-// What the text of links means: the DOM, and nothing else. Plain and slow, to compare with.
+// The meaning of a text of links, by the DOM alone. Plain and slow, for comparison.
 
 inline QString writeByDom(const QList<config::FileLink>& links, const QDateTime& date)
 {

@@ -68,7 +68,7 @@ private:
     QSqlDatabase database;
 };
 
-// Statements end at a ";" at the end of a line, those inside a trigger excepted.
+// A statement ends at a ";" at the end of a line, except inside a trigger.
 QStringList statementsOf(const QString& script)
 {
     QStringList statements;
@@ -127,8 +127,8 @@ public:
 
     QSqlDatabase ofThisThread()
     {
-        // Not by its address: another thread may have that later, and a connection stays with its
-        // own.
+        // Not its address: a later thread may have the same one, and a connection stays with its
+        // own thread.
         static std::atomic<int> threads = 0;
         static thread_local const int thread = ++threads;
         const QString name = u"%1 %2"_s.arg(quintptr(this)).arg(thread);
@@ -139,7 +139,8 @@ public:
         database.setDatabaseName(path);
         if (!database.open())
             qFatal("%s: %s", qPrintable(path), qPrintable(database.lastError().text()));
-        // A test does not wait for the disk: what it looks at outlives the process, not the power.
+        // Tests do not wait for the disk: what they check must survive the process, not a power
+        // cut.
         QSqlQuery(u"PRAGMA synchronous = OFF"_s, database);
         const QMutexLocker lock(&mutex);
         names.insert(name);

@@ -11,14 +11,14 @@ class QSqlDatabase;
 
 namespace sync::test {
 
-/// A factory over Qt's SQL module as a host may write it: a connection for each thread, and queries
-/// that only go forward. Transaction scopes do nothing to it.
+/// A factory over Qt's SQL module as a host may write it: a connection for each thread, and
+/// forward-only queries. Transaction scopes have no effect on it.
 ///
 /// Connections are closed with the factory; threads that used it must have ended by then.
 class QtSqlDatabaseFactory : public interf::factory::IDatabaseFactory
 {
 public:
-    /// Opens the database file, creating it and its tables when it does not exist.
+    /// Opens the database file, and creates it and its tables if it does not exist.
     static std::shared_ptr<QtSqlDatabaseFactory> open(const QString& path);
     ~QtSqlDatabaseFactory() override;
 

@@ -10,16 +10,16 @@
 
 namespace sync::test {
 
-/// A second look at a database file, by the plain SQLite library with its defaults.
+/// A separate access to a database file, by the plain SQLite library with its defaults.
 class RawDatabase
 {
 public:
-    /// The path may be a URI. `vfs` names another file access of SQLite than the default one.
+    /// The path may be a URI. `vfs` names a VFS other than the default one.
     explicit RawDatabase(const QString& path, const char* vfs = nullptr)
     {
         constexpr int Flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_URI;
         check(sqlite3_open_v2(QFile::encodeName(path).constData(), &database, Flags, vfs));
-        // Like a foreign program that leaves the log to the store.
+        // Like a foreign program that leaves the WAL to the store.
         sqlite3_db_config(database, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
     }
     ~RawDatabase() { sqlite3_close_v2(database); }
@@ -41,7 +41,7 @@ public:
         return column;
     }
 
-    /// The same without throwing: false when it fails.
+    /// The same without throwing: false if it fails.
     bool tryRun(const char* sql)
     {
         return sqlite3_exec(database, sql, nullptr, nullptr, nullptr) == SQLITE_OK;

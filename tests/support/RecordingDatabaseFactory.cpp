@@ -18,7 +18,7 @@ QString boolText(bool value)
     return value ? u"true"_s : u"false"_s;
 }
 
-// Without zone names, so that the text is the same in every zone that the tests run in.
+// Without zone names, so that the text is the same in every zone in which the tests run.
 QString timeText(const QDateTime& time)
 {
     if (!time.isValid())
@@ -34,7 +34,7 @@ QString timeText(const QDateTime& time)
     }
 }
 
-// A null text differs from an empty one to a database, so it is told apart.
+// A null text differs from an empty one in a database, so the log distinguishes them.
 QString valueText(const QVariant& value)
 {
     switch (value.typeId()) {
@@ -127,7 +127,7 @@ public:
 
     bool prepare(const QString& text) override
     {
-        // A copy, as the text may be raw characters of a caller.
+        // A copy, because the text may be raw characters of a caller.
         sql = QString(text.constData(), text.size());
         state->log.append(u"prepare "_s + sql);
         return true;

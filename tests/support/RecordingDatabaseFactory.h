@@ -29,7 +29,7 @@ struct ExecException
 {
 };
 
-/// A database that runs nothing: it notes every call and answers as it was told.
+/// A database that runs nothing: it records every call and returns the answers that were set.
 ///
 /// The log has a line for each call, so that a test compares all of it as one list:
 ///
@@ -39,8 +39,8 @@ struct ExecException
 ///     exec, depth 0
 ///     release
 ///
-/// The depth is the number of transaction scopes that are open at that moment. Rows are handed out
-/// unnoted unless noteRowCalls() was called.
+/// The depth is the number of transaction scopes that are open at that moment. Reading rows is not
+/// recorded unless noteRowCalls() was called.
 class RecordingDatabaseFactory : public interf::factory::IDatabaseFactory
 {
 public:
@@ -50,27 +50,28 @@ public:
     std::shared_ptr<interf::IQSqlDatabaseWrapper> GetDatabase() override;
     std::shared_ptr<interf::IQSqlQueryWrapper> CreateQuery() override;
 
-    /// Answers the statement that is executed as number `position`, counted from 1. Goes before
-    /// answers to texts.
+    /// Answers the statement that is executed as number `position`, counted from 1. Takes
+    /// precedence over answers to texts.
     void answer(int position, Answer answer);
 
-    /// Answers every statement whose text contains `sql`, the one told last first.
+    /// Answers every statement whose text contains `sql`. The answer that was set last takes
+    /// precedence.
     void answer(const QString& sql, Answer answer);
 
-    /// Answers all other statements; at first that is no row and success.
+    /// Answers all other statements; by default without rows and with success.
     void answerOthers(Answer answer);
 
-    /// What transaction(), commit() and rollback() of the connection return; true at first.
+    /// What transaction(), commit() and rollback() of the connection return; true by default.
     void setTransactionResult(bool result);
 
-    /// Has next(), isValid() and value() noted, too.
+    /// Also records next(), isValid() and value().
     void noteRowCalls();
 
     /// Everything since the start or the last takeLog().
     QStringList log() const;
     QStringList takeLog();
 
-    /// Notes a line of the test's own, such as a call of another service.
+    /// Adds a line of the test's own, such as a call of another service.
     void note(const QString& line);
 
 private:
@@ -81,9 +82,9 @@ private:
     std::shared_ptr<State> state;
 };
 
-/// The lines of one statement's life outside any scope, to build an expected log from.
+/// The lines for one statement outside any scope, to build an expected log from.
 ///
-/// `binds` are the texts behind "bind ", such as ":id int 7".
+/// `binds` are the texts after "bind ", such as ":id int 7".
 QStringList statementLog(const QString& sql, const QStringList& binds = {}, int depth = 0);
 
 } // namespace sync::test

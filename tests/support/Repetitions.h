@@ -6,14 +6,14 @@
 
 namespace sync::test {
 
-/// Where a test takes one of many similar cases: 1, or for slow tools such as sanitizers the number
+/// The step in which a test takes similar cases: 1, or for slow tools such as sanitizers the number
 /// in VELMIO_TEST_STRIDE.
 inline int testStride()
 {
     return std::max(1, qEnvironmentVariableIntValue("VELMIO_TEST_STRIDE"));
 }
 
-/// `count` repetitions of a test, fewer by the stride.
+/// `count` repetitions of a test, divided by the stride.
 inline int repetitions(int count)
 {
     return std::max(1, count / testStride());

@@ -5,8 +5,8 @@
 
 namespace sync::test {
 
-/// The template of a temporary folder for tests that sync much and need no disk: in memory where
-/// there is such a place.
+/// The template of a temporary folder for tests that sync much and need no disk: in memory if
+/// possible.
 inline QString temporaryPlaceInMemory()
 {
     const QString memory = QStringLiteral("/dev/shm");

@@ -10,7 +10,7 @@
 
 namespace sync::test {
 
-/// A query that hands everything on, for faults that change one thing.
+/// A query that passes every call on, for faults that change one thing.
 class PassingQuery : public interf::IQSqlQueryWrapper
 {
 public:
@@ -46,7 +46,7 @@ protected:
     const std::shared_ptr<interf::IQSqlDatabaseWrapper> connection;
 };
 
-/// The same of a typed query.
+/// The same for a typed query.
 class PassingTypedQuery : public interf::IQSqlTypedQuery
 {
 public:
@@ -100,7 +100,7 @@ protected:
     const std::shared_ptr<interf::IQSqlTypedQuery> inner;
 };
 
-/// A connection that hands everything on.
+/// A connection that passes every call on.
 class PassingDatabase : public interf::IQSqlDatabaseWrapper
 {
 public:

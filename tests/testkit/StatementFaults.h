@@ -13,7 +13,7 @@
 #include <utility>
 
 /// \file
-/// Factories that break one promise about a single statement, in a way that a host's might.
+/// Factories that break one promise about a single statement, as a host's factory might.
 
 namespace sync::test {
 
@@ -28,7 +28,7 @@ inline QStringList placeholdersOf(const QString& sql)
     return names;
 }
 
-/// Changes the values that are bound.
+/// Changes bound values.
 class BindingQuery : public PassingQuery
 {
 public:
@@ -42,7 +42,7 @@ public:
     virtual QVariant changed(const QVariant& value) const = 0;
 };
 
-/// Changes texts that are bound and are not null.
+/// Changes bound texts that are not null.
 class TextQuery : public BindingQuery
 {
 public:
@@ -409,7 +409,7 @@ public:
     }
 };
 
-/// The id of the INSERT before, as that of a log table behind it might be.
+/// Returns the id of another INSERT, as a trigger that writes to a log table might.
 class TellsAnotherId : public PassingQuery
 {
 public:
@@ -436,7 +436,7 @@ public:
     int numRowsAffected() const override { return -1; }
 };
 
-/// As a database that does not count rows that an UPDATE leaves as they are.
+/// Like a database that does not count rows that an UPDATE leaves unchanged.
 class CountsChangedRows : public PassingQuery
 {
 public:
@@ -458,7 +458,7 @@ private:
     bool again = false;
 };
 
-/// Hands a query out again while it is still in use.
+/// Returns a query again while it is still in use.
 class ReusesItsQuery : public PassingFactory<PassingQuery>
 {
 public:
@@ -484,7 +484,7 @@ public:
     QString changed(QString sql) const override { return sql.remove(QStringLiteral(" DESC")); }
 };
 
-/// As a driver that fetches one block of rows.
+/// Like a driver that fetches only one block of rows.
 class StopsAfterABlock : public PassingQuery
 {
 public:
@@ -570,7 +570,7 @@ public:
     QString lastError() const override { return QStringLiteral("no error"); }
 };
 
-/// As PostgreSQL, which stores a row that is updated in another place.
+/// Like PostgreSQL, which stores an updated row in another place.
 class MovesUpdatedRows : public PassingQuery
 {
 public:

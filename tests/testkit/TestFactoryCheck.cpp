@@ -130,7 +130,7 @@ class TestFactoryCheck : public QObject
     Q_OBJECT
 
 public:
-    // Away from UTC, where a conversion shows.
+    // In a zone other than UTC, where a conversion shows.
     static void initMain() { qputenv("TZ", "America/New_York"); }
 
 private Q_SLOTS:
@@ -216,7 +216,7 @@ void TestFactoryCheck::findsAStoreThatOthersDoNotSee()
 
 void TestFactoryCheck::findsAQueryThatIsNotReleased()
 {
-    // Alone, as the tables of the next check could not be made.
+    // Alone, because the tables of the next check could not be created.
     const CheckResult result =
         FactoryCheck(hostOf(madeFaulty<KeepsItsQueries>(sound))).run(u"releasesItsQueries"_s);
 

@@ -10,7 +10,7 @@
 using namespace Qt::StringLiterals;
 using namespace sync;
 
-/// Every engine of ours against what is asked of any factory.
+/// Checks every engine of ours against the contract of a factory.
 class TestFactoryContract : public QObject
 {
     Q_OBJECT

@@ -19,7 +19,7 @@
 
 namespace sync::test {
 
-/// As a connection that only the thread may use that has opened it.
+/// Like a connection that only the thread that has opened it may use.
 class ServesOneThread : public PassingFactory<PassingQuery>
 {
 public:

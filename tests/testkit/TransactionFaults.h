@@ -16,7 +16,7 @@
 
 namespace sync::test {
 
-/// Keeps a query that was left half read.
+/// Keeps a half-read query.
 class KeepsItsQueries : public PassingQuery
 {
 public:
@@ -58,7 +58,7 @@ public:
     static inline thread_local bool inHostTransaction = false;
 };
 
-/// Tells the query above whether the host has a transaction open.
+/// Shows the query above whether the host has a transaction open.
 class NotesTransactions : public PassingDatabase
 {
 public:
@@ -142,7 +142,7 @@ public:
     }
 };
 
-/// As a database that ends the transaction with the statement.
+/// Like a database that ends the transaction with the statement.
 class RollsBackOnErrors : public PassingQuery
 {
 public:
@@ -157,7 +157,7 @@ public:
     }
 };
 
-/// Joins scopes, and commits them in any case.
+/// Joins scopes, and always commits them.
 class CommitsEveryScope : public PassingQuery
 {
 public:
@@ -212,7 +212,7 @@ private:
     database::Listeners<database::Failure> listeners;
 };
 
-/// Reports a statement, rather than the commit that may never come.
+/// Reports a statement instead of its commit, which may never come.
 class ReportsBeforeTheCommit : public PassingFactory<PassingQuery>,
                                public database::ChangeSource
 {

@@ -13,7 +13,7 @@
 
 namespace velmioctl::doctor {
 
-/// A database in which nothing is wrong, and its files on the disk.
+/// A database without findings, and its files on the disk.
 ///
 /// Root 1 with the folders 2 and, in that, 3; root 4 on its own. Files 1 and 2 in folder 2, file 3
 /// in folder 3. File 1 has a generated file and a base copy, and file 2 a link to it.
@@ -50,7 +50,7 @@ public:
         QVERIFY2(query->exec(), qPrintable(query->lastError()));
     }
 
-    /// What is found, as "check table id" or "check name", in the order of the checks. Without the
+    /// The findings, as "check table id" or "check name", in the order of the checks. Without the
     /// note on the SQLite library, which depends on the machine.
     QStringList findings() const
     {

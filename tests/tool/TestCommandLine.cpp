@@ -14,7 +14,7 @@ namespace velmioctl {
 
 namespace {
 
-// What parsing the arguments complains of.
+// The error message of parsing the arguments.
 QString complaint(CommandLine& line, const std::vector<const char*>& arguments)
 {
     std::vector<const char*> all{"velmioctl"};
@@ -176,7 +176,7 @@ private Q_SLOTS:
         CommandLineSample sample;
         for (const Command* const command : allCommands(sample.program())) {
             const QString help = helpOf(*command, sample.program(), columns);
-            // Examples are copied whole.
+            // Examples are copied as a whole.
             for (const QString& line : help.section(u"\nExamples:"_s, 0, 0).split(u'\n'))
                 QVERIFY2(line.size() <= columns, qPrintable(line));
         }

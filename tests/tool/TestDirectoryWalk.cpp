@@ -184,7 +184,7 @@ private Q_SLOTS:
         tree.makeFolder(u"open"_s);
         const QByteArray closed = QFile::encodeName(tree.root() + u"/closed"_s);
         QCOMPARE(::chmod(closed.constData(), 0), 0);
-        // Permissions do not bind root, who goes on as somebody else meanwhile.
+        // Permissions do not restrict root, who continues as another user for this.
         const bool isRoot = ::geteuid() == 0;
         constexpr uid_t Nobody = 65534;
         if (isRoot) {

@@ -294,7 +294,7 @@ private Q_SLOTS:
         DoctorSample sample;
         sample.run(u"UPDATE FolderConfiguration SET rootId = 9 WHERE id = 4"_s);
         sample.run(u"UPDATE BaseFileConfiguration SET parentFileId = 9"_s);
-        // The last thing to be repaired fails.
+        // The last repair fails.
         sample.run(u"CREATE TRIGGER Refuse BEFORE DELETE ON BaseFileConfiguration"
                    u" BEGIN SELECT raise(ABORT, 'refused'); END"_s);
         const QStringList before = sample.findings();
@@ -332,7 +332,7 @@ private Q_SLOTS:
             9);
     }
 
-    // Parents, roots and files' roots in one go, though each rests on the one before.
+    // Parents, roots and files' roots at once, although each depends on the one before.
     void brokenTreeIsRepairedAtOnce()
     {
         DoctorSample sample;
@@ -346,7 +346,7 @@ private Q_SLOTS:
         QCOMPARE(sample.findings(), QStringList());
     }
 
-    // A column that is forgotten here would let a row go that holds something of its own.
+    // If the comparison forgot a column, a row that differs in it would be removed.
     void copiesAreComparedInEveryColumn()
     {
         DoctorSample sample;

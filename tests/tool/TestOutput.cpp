@@ -88,7 +88,7 @@ private Q_SLOTS:
 
     void failedWriteIsNoticedAtTheEnd()
     {
-        // Opened for reading alone, it takes no writes.
+        // Opened for reading only, so writes fail.
         const File answers(std::fopen("/dev/null", "r"));
         const File messages(std::tmpfile());
         Output output(answers.get(), messages.get(), {}, {});

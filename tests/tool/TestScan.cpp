@@ -103,8 +103,9 @@ private Q_SLOTS:
     {
         Place place({u"a"_s, u"b"_s, u"c"_s});
         Progress progress(stderr, {});
-        // Asked once before each of 4 folders, the root among them, and once at their end, before
-        // the batch, and then before each folder of the batch: stops before the third of them.
+        // Asked once before each of 4 folders, including the root, then once after the last one,
+        // before the batch, and then before each folder of the batch: stops before the third of
+        // them.
         int questions = 0;
         Scan scan(place.session, progress, {}, [&questions] { return ++questions > 8; });
 
@@ -133,7 +134,7 @@ private Q_SLOTS:
         Place place({u"a"_s, u"b"_s});
         Progress progress(stderr, {});
         Scan scan(place.session, progress, {}, [] { return false; });
-        // Without its row no folder has a parent, and the library refuses each.
+        // Without its row no folder has a parent, and the library refuses each of them.
         QVERIFY(place.session.folders().Remove(place.root.getId()));
 
         scan.run(place.root);
@@ -167,8 +168,8 @@ private Q_SLOTS:
         Progress progress(stderr, {});
         Scan(place.session, progress, {}, [] { return false; }).run(place.root);
         QVERIFY(QFile::remove(place.filePath(u"a/gone"_s)));
-        // Asked before the root, before the folder "a", which has no file any more, before "b" and
-        // its file, and before "c", long after the file was missed.
+        // Asked before the root, before the folder "a", which no longer has a file, before "b" and
+        // its file, and before "c", long after the file was found missing.
         int questions = 0;
         Scan scan(place.session, progress, {HashMode::Changed, true}, [&place, &questions] {
             if (++questions == 5)
