@@ -45,8 +45,8 @@ struct HostConnection
         return report(done, Failure::Kind::Commit, error);
     }
 
-    // The managers answer a failed read like an empty one, so this is where a host hears of it. It
-    // does not log the bound values: there are secrets among them.
+    // The managers return the same for a failed read as for an empty one, so a host learns of the
+    // failure here. Bound values are not logged, because they may be secrets.
     bool report(bool done, Failure::Kind kind, const QSqlError& error)
     {
         if (done)

@@ -6,8 +6,8 @@
 
 namespace sync::base {
 
-/// Copies `Count` units to another width and returns the bitwise OR of them all. The compiler turns
-/// it into a few vector instructions, because the count is fixed.
+/// Copies `Count` units to another width and returns the OR of their bits, eight bytes at a time.
+/// The compiler turns it into a few vector instructions, because the count is fixed.
 template <std::size_t Count, typename From, typename To>
 std::uint64_t copyBlock(const From* from, To* to)
 {

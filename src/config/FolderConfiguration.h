@@ -11,7 +11,7 @@
 
 namespace sync::config {
 
-/// One synchronised folder: where it lies, how it is synchronised, and its place in the tree.
+/// One synchronised folder: where it is, how it is synchronised, and its place in the tree.
 ///
 /// A value: a copy is a new object with the same fields and without a parent, the change flag
 /// included. A new record has ids of -1, empty texts and null times. Only one thread at a

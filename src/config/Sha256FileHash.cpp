@@ -16,7 +16,7 @@ Sha256FileHash::~Sha256FileHash() = default;
 
 QString Sha256FileHash::GetFileHash(QString absoluteFilePath)
 {
-    // Asked before opening it, which for a pipe would wait until somebody writes to it.
+    // Checked before the file is opened: opening a pipe would wait for its writer.
     if (!QFileInfo(absoluteFilePath).isFile())
         return {};
     QFile file(absoluteFilePath);
@@ -24,7 +24,7 @@ QString Sha256FileHash::GetFileHash(QString absoluteFilePath)
     if (!file.open(QIODevice::ReadOnly | QIODevice::ExistingOnly | QIODevice::Unbuffered))
         return {};
 
-    // Not addData(QIODevice*), which does not tell a failed read from the end of the file.
+    // Not addData(QIODevice*), which does not distinguish a failed read from the end of the file.
     QCryptographicHash hash(QCryptographicHash::Sha256);
     QByteArray block(BlockBytes, Qt::Uninitialized);
     for (;;) {

@@ -84,7 +84,7 @@ public:
     {
         if (!any)
             return;
-        const auto now = present(); // which add() may replace meanwhile
+        const auto now = present(); // which add() may replace during the calls
         for (const auto& entry : *now) {
             const auto listener = entry.lock();
             if (!listener || !listener->begin())

@@ -49,7 +49,7 @@ std::optional<qint64> knownVersionOf(sqlite3* database)
                                                              : std::nullopt;
 }
 
-/// Differs when anyone has written to a store while it was read without locks.
+/// Differs between two calls if anyone has written to the store, for reads without locks.
 std::array<qint64, 6> fingerprintOf(const QString& path)
 {
     std::array<qint64, 6> all{};

@@ -142,7 +142,7 @@ QVariantList sampleRow(int id)
         " ServerFileId=\"s\" Path=\"p\"/>\n</FileLinks>\n"_s};
 }
 
-// A row of an ordinary file that stands out by three columns.
+// A row of an ordinary file, distinguished by three columns.
 QVariantList rowOf(int id, int folderId, const QString& serverFileId = {})
 {
     QVariantList row = sampleRow(id);

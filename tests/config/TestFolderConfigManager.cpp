@@ -169,7 +169,7 @@ QStringList bindsWith(QStringList binds, const QStringList& changes)
     return binds;
 }
 
-// All that the table holds of a folder, as the binding of it would be noted.
+// Everything that the table holds of a folder, in the form in which a binding is noted.
 QStringList columnsOf(const FolderConfiguration& folder)
 {
     auto factory = std::make_shared<RecordingDatabaseFactory>();

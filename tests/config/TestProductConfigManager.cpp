@@ -71,7 +71,7 @@ private Q_SLOTS:
 
     void recordThatWasReadCarriesNoProperties_data()
     {
-        // Each writes the returned object itself, as it came, without a copy in between.
+        // Each writes the returned object itself, without a copy.
         QTest::addColumn<Read>("readAndAdd");
         QTest::newRow("by id") << Read([](auto& manager) {
             auto&& product = manager.GetProductConfigurationById(7);

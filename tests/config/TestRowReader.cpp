@@ -9,7 +9,7 @@ using sync::config::RowReader;
 
 namespace {
 
-/// A query of a host: it stands on a row of one column, and is not typed.
+/// A host's query, not typed, with a current row of one column.
 class PlainQuery : public sync::interf::IQSqlQueryWrapper
 {
 public:

@@ -6,7 +6,7 @@ namespace sync::core::crypto {
 
 namespace {
 
-/// What serves in a build without QtKeychain.
+/// The keychain of a build without QtKeychain.
 class NoKeychain : public Keychain
 {
 public:

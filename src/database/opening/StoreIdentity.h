@@ -21,7 +21,7 @@ struct StoreIdentity
 /// The stamp of a store on a machine, used by an account.
 ///
 /// A keyed hash, so that nobody learns the machine's id from a copy of the store (machine-id(5)).
-/// Where the system has no machine id, as in many containers, the account alone counts: with a host
+/// Where the system has no machine id, as in many containers, only the account counts: with a host
 /// name that changes at each start every store would seem moved.
 QString machineStamp(const QByteArray& machineId, qint64 userId, const QString& storeId);
 

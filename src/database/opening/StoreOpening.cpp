@@ -203,7 +203,7 @@ void StoreOpening::checkAccess() const
 void StoreOpening::openWithWal()
 {
     opened.connection = openConnection(path);
-    // A file that is refused stays as it is.
+    // A refused file stays unchanged.
     setCheckpointAtClose(handle(), false);
     checkContent();
     backUpAndMigrate();

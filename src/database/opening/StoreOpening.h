@@ -14,7 +14,7 @@ struct OpenedStore
     SqliteHandle connection;
     StoreIdentity identity;
     bool hasWal = false;   ///< Otherwise it has a rollback journal.
-    bool readOnly = false; ///< Further connections are to be read-only as well.
+    bool readOnly = false; ///< Further connections must be read-only as well.
     QStringList warnings;  ///< For a person.
 };
 
@@ -35,7 +35,7 @@ public:
     /// unchanged then.
     OpenedStore open();
 
-    /// Opens a store for reading alone, without a trace. Throws DatabaseError.
+    /// Opens a store only for reading, without a trace. Throws DatabaseError.
     OpenedStore openReadOnly();
 
 private:

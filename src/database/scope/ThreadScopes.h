@@ -21,7 +21,7 @@ public:
     int open() { return ++count; }
 
     /// Ends the innermost scope. The outermost one ends the transactions first, so that nothing can
-    /// join them meanwhile.
+    /// join them any more.
     void close(bool commit);
 
     /// Another thread has ended one of these scopes. Its transaction belongs to a connection that

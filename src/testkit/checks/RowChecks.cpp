@@ -28,7 +28,7 @@ void handsOutANewQueryEachTime(CheckRun& run)
 
 void ordersRows(CheckRun& run)
 {
-    // Inserted in none of the orders that are asked for.
+    // Inserted in an order that no query below asks for.
     const QStringList texts{u"c"_s, u"a"_s, u"d"_s, u"b"_s, u"B"_s};
     for (const QString& text : texts)
         run.database.insert(u"words"_s, text);

@@ -38,7 +38,7 @@ std::vector<Root> readRoots(IDatabaseFactory& database)
     return roots;
 }
 
-/// A path of a root, in the form in which one that lies in another begins with it.
+/// A path of a root, in a form with which every path inside it begins.
 struct Place
 {
     QString key;

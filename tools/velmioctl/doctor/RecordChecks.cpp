@@ -36,7 +36,7 @@ const QString ParentMissing = u"f.parentId IS NOT 0"
                               u" AND NOT EXISTS (SELECT 1 FROM FolderConfiguration AS parent"
                               u" WHERE parent.id = f.parentId)"_s;
 
-// Down from the roots. This ends although folders may lie below themselves: each has one parent, so
+// Down from the roots. This ends although folders may be below themselves: each has one parent, so
 // none is visited twice.
 const QString Tree = u"WITH RECURSIVE tree(id, root) AS ("
                      u"SELECT id, id FROM FolderConfiguration WHERE parentId = 0 UNION ALL"

@@ -23,7 +23,7 @@ QString missingRoot(const sync::config::FolderConfiguration& root);
 QVector<sync::config::FolderConfiguration> rootsAround(
     sync::config::FolderConfigManager& folders, const QString& path, int signIn = AnySignIn);
 
-/// The root folders that lie below a path, compared in the same way.
+/// The root folders below a path, compared in the same way.
 QVector<sync::config::FolderConfiguration> rootsBelow(
     sync::config::FolderConfigManager& folders, const QString& path);
 
