@@ -136,11 +136,8 @@ QList<Claim> allClaims(const Report& report)
         if (one.runs.contains(u"polled"_s))
             claims.append(
                 {one.workload.title + u", with a polling ChangeNotifier relative to without"_s,
-                 one.median(u"polled"_s) / one.median(u"embedded"_s),
-                 true,
-                 PolledGoal,
-                 u"%1 and %2"_s.arg(
-                     valueText(one, u"polled"_s), valueText(one, u"embedded"_s))});
+                 one.median(u"polled"_s) / one.median(u"embedded"_s), true, PolledGoal,
+                 u"%1 and %2"_s.arg(valueText(one, u"polled"_s), valueText(one, u"embedded"_s))});
         if (one.runs.contains(u"unchecked"_s))
             claims.append(
                 {one.workload.title +

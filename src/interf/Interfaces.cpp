@@ -1,5 +1,5 @@
-// The constructors and destructors of the interfaces are defined here and not in the headers. So each
-// interface has one type information for all libraries, and dynamic_cast works across them.
+// The constructors and destructors of the interfaces are defined here and not in the headers. So
+// each interface has one type information for all libraries, and dynamic_cast works across them.
 
 #include <interf/IAuthenticationConfigManager.h>
 #include <interf/ICryptographicHash.h>

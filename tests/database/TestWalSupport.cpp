@@ -20,8 +20,8 @@ using namespace Qt::StringLiterals;
 using sync::database::DatabaseError;
 using sync::database::hasSharedMemory;
 using sync::database::isNetworkFileSystem;
-using sync::database::StoreOpening;
 using sync::database::SqliteDatabaseFactory;
+using sync::database::StoreOpening;
 using sync::test::CapturedWarnings;
 using sync::test::RawDatabase;
 

@@ -54,8 +54,8 @@ QDateTime readDateTime(const QVariant& column)
 
 QDateTime readUtcDateTime(const QVariant& column)
 {
-    // The zone of the text is irrelevant because the time gets a new label. Asking the system for the
-    // local zone would take a microsecond.
+    // The zone of the text is irrelevant because the time gets a new label. Asking the system for
+    // the local zone would take a microsecond.
     const TimeText text(column);
     if (const auto reading = parseClockReading(text.view());
         reading && base::isPlainZone(reading->zone))

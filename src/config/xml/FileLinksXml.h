@@ -8,9 +8,9 @@
 
 namespace sync::config {
 
-/// The FileLinks XML text of links and their date: the text that QDomDocument writes at indentation 1,
-/// with the attributes always in the same order. Omits empty links. The text is empty without links
-/// and with an invalid date.
+/// The FileLinks XML text of links and their date: the text that QDomDocument writes at indentation
+/// 1, with the attributes always in the same order. Omits empty links. The text is empty without
+/// links and with an invalid date.
 QString writeFileLinksXml(const QList<FileLink>& links, const QDateTime& date);
 
 /// The links and the date in an XML text, as QDomDocument reads it. An empty text has no links and
