@@ -30,7 +30,11 @@ void syncFolder(const QString& folder)
 {
     const FileDescriptor descriptor(
         ::open(QFile::encodeName(folder).constData(), O_RDONLY | O_CLOEXEC));
-    if (descriptor.isOpen() && ::fsync(descriptor.get()) != 0 && errno != EINVAL && errno != EBADF)
+    if (!descriptor.isOpen() || ::fsync(descriptor.get()) == 0)
+        return;
+    const bool isUnsupported =
+        errno == EINVAL || errno == EBADF || errno == ENOTSUP || errno == ENOSYS;
+    if (!isUnsupported)
         throw FileError(folder, u"Cannot sync the folder"_s, errno);
 }
 

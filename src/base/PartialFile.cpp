@@ -78,12 +78,7 @@ void PartialFile::publish()
     if (!giveName(name, targetName))
         fail();
     name.clear();
-    try {
-        syncFolder(QFileInfo(target).path());
-    } catch (const FileError&) {
-        ::unlink(targetName.constData());
-        throw;
-    }
+    syncFolder(QFileInfo(target).path());
 }
 
 void PartialFile::publishOver()

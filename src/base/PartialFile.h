@@ -26,7 +26,8 @@ public:
 
     void append(QByteArrayView bytes);
 
-    /// Makes it durable under its name. Throws with EEXIST if a file has that name.
+    /// Makes it durable under its name. Throws with EEXIST if a file has that name. If only the
+    /// folder cannot be synced, this throws with the file in place.
     void publish();
 
     /// The same, but replaces an existing file. If only the folder cannot be synced, this throws

@@ -134,6 +134,8 @@ PasswordKeys::StoredPasswords PasswordKeys::_ReadPasswords() const
     passwords.read = statement.exec();
     for (const RowReader row = statement.row(); passwords.read && row.next();)
         passwords.list.append({row.integer(0), row.value(1).toByteArray()});
+    // A list that broke off would make keys look unused that later passwords need.
+    passwords.read = passwords.read && statement.lastError().isEmpty();
     return passwords;
 }
 

@@ -12,6 +12,7 @@ namespace sync::core::crypto {
 /// What unseal() found in a stored secret.
 struct Unsealed
 {
+    /// Whether the secret could be read, or why not.
     enum class Outcome {
         Read,           ///< `secret` holds the text.
         Damaged,        ///< The bytes were changed, or are not a stored secret.
@@ -19,11 +20,11 @@ struct Unsealed
         OtherKey,       ///< The ring does not have the key with this id.
     };
 
-    Outcome outcome = Outcome::Damaged;
-    int version = 0;         ///< Of the stored form.
-    KeyBackend backend = {}; ///< The kind of store that keeps the key.
-    KeyId keyId;             ///< Empty if the value is too damaged to say.
-    QString secret;          ///< Null unless it was read.
+    Outcome outcome = Outcome::Damaged; ///< Read, or the reason why `secret` is null.
+    int version = 0;                    ///< Of the stored form.
+    KeyBackend backend = {};            ///< The kind of store that keeps the key.
+    KeyId keyId;                        ///< Empty if the value is too damaged to say.
+    QString secret;                     ///< Null unless it was read.
 };
 
 /// Encrypts a secret with a key that a store of this kind keeps. Each call returns another value.

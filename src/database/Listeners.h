@@ -22,6 +22,7 @@ class VELMIO_DATABASE_EXPORT Listening
 public:
     /// Listens to nothing.
     Listening() noexcept = default;
+    /// Leaves `other` listening to nothing.
     Listening(Listening&& other) noexcept = default;
     /// Ends the present listening first.
     Listening& operator=(Listening&& other) noexcept;

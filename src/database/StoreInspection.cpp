@@ -16,7 +16,6 @@
 
 #include <array>
 #include <optional>
-#include <sys/stat.h>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
@@ -47,21 +46,6 @@ std::optional<qint64> knownVersionOf(sqlite3* database)
     const auto version = qFromBigEndian<qint32>(header.data() + UserVersionOffset);
     return version >= 0 && version <= currentSchemaVersion() ? std::optional(version)
                                                              : std::nullopt;
-}
-
-/// Differs between two calls if anyone has written to the store, for reads without locks.
-std::array<qint64, 6> fingerprintOf(const QString& path)
-{
-    std::array<qint64, 6> all{};
-    auto next = all.begin();
-    for (const QString& file : {path, path + u"-wal"_s}) {
-        struct stat status = {};
-        ::stat(QFile::encodeName(file).constData(), &status);
-        *next++ = status.st_size;
-        *next++ = status.st_mtim.tv_sec;
-        *next++ = status.st_mtim.tv_nsec;
-    }
-    return all;
 }
 
 } // namespace
@@ -136,7 +120,7 @@ StoreContent StoreInspection::inspectHeader() const
     const SqliteHandle database = openImmutable(filePath);
     if (const auto version = knownVersionOf(database.get()))
         return {.version = *version};
-    const StoreContent found = readMark(database.get(), filePath);
+    StoreContent found = readMark(database.get(), filePath);
     // The part that is not read may contain tables.
     if (found.kind == Kind::Empty &&
         (hasContent(filePath + u"-wal"_s) || hasContent(filePath + u"-journal"_s)))
@@ -146,22 +130,36 @@ StoreContent StoreInspection::inspectHeader() const
 
 StoreContent StoreInspection::inspectWhole()
 {
+    // A program that begins to write during a read without locks makes a whole store look damaged.
     constexpr int Attempts = 3;
-    for (int attempt = 1;; ++attempt) {
-        const auto before = fingerprintOf(filePath);
-        const ReadOnlyConnection connection = openReadOnlyConnection(filePath);
-        sqlite3* const database = connection.database.get();
-        walRead = connection.readsWal;
-        execute(database, "BEGIN", filePath);
-        StoreContent found = readWhole(database, filePath);
-        if (found.isOurs() && found.version >= FirstVersionWithIdentity) {
-            const StoreIdentity identity = readIdentity(database, filePath);
-            id = identity.storeId;
-            moved = identity.moved;
+    for (int attempt = 0; attempt < Attempts; ++attempt) {
+        const StoreFingerprint before = fingerprintOf(filePath);
+        try {
+            const ReadOnlyConnection connection = openReadOnlyConnection(filePath);
+            StoreContent found = readWholeOf(connection);
+            if (!connection.fingerprint || fingerprintOf(filePath) == before)
+                return found;
+        } catch (const SqliteError&) {
+            if (fingerprintOf(filePath) == before)
+                throw;
         }
-        if (!connection.withoutLocks || attempt == Attempts || fingerprintOf(filePath) == before)
-            return found;
     }
+    throw DatabaseError(
+        Cause::Busy, u"The database %1 is being written to: try again."_s.arg(filePath));
+}
+
+StoreContent StoreInspection::readWholeOf(const ReadOnlyConnection& connection)
+{
+    sqlite3* const database = connection.database.get();
+    walRead = connection.readsWal;
+    execute(database, "BEGIN", filePath);
+    StoreContent found = readWhole(database, filePath);
+    if (found.isOurs() && found.version >= FirstVersionWithIdentity) {
+        const StoreIdentity identity = readIdentity(database, filePath);
+        id = identity.storeId;
+        moved = identity.moved;
+    }
+    return found;
 }
 
 } // namespace sync::database

@@ -11,6 +11,7 @@
 
 namespace sync::database {
 
+struct ReadOnlyConnection;
 struct StoreContent;
 
 /// Determines what the file at a path is: whether it is a store of ours, which version it has, and
@@ -85,6 +86,7 @@ private:
     StoreContent inspect(Depth depth);
     StoreContent inspectHeader() const;
     StoreContent inspectWhole();
+    StoreContent readWholeOf(const ReadOnlyConnection& connection);
 
     QString filePath;
     std::shared_ptr<const StoreContent> content;

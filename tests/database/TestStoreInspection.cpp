@@ -87,6 +87,7 @@ private Q_SLOTS:
     void readOnlyStoreIsOneMoment();
     void readOnlyStoreTakesNoWrites();
     void writersWorkBesideAReadOnlyStore();
+    void aWriterThatComesLaterIsNoticed();
     void onlyStoresOpenReadOnly_data();
     void onlyStoresOpenReadOnly();
 
@@ -479,6 +480,25 @@ void TestStoreInspection::writersWorkBesideAReadOnlyStore()
 
     QCOMPARE(before, 0);
     QCOMPARE(countOfSchedules(*reading), 1);
+}
+
+// Nobody had the store open, so it is read without locks.
+void TestStoreInspection::aWriterThatComesLaterIsNoticed()
+{
+    makeStore(path);
+    const auto reading = SqliteDatabaseFactory::openReadOnly(path);
+    auto query = reading->CreateQuery();
+    query->prepare(u"SELECT id FROM Schedules"_s);
+    QVERIFY(query->exec() && query->next());
+
+    run(*SqliteDatabaseFactory::open(path),
+        u"INSERT INTO Schedules (folderConfigurationId) VALUES (5)"_s);
+
+    QVERIFY(!query->next());
+    QVERIFY(!query->lastError().isEmpty());
+    QCOMPARE(reading->lastFailure()->cause, DatabaseError::Cause::Busy);
+    query.reset();
+    QCOMPARE(countOfSchedules(*reading), 2);
 }
 
 void TestStoreInspection::onlyStoresOpenReadOnly_data()

@@ -9,6 +9,7 @@
 #include <QStringList>
 
 #include <algorithm>
+#include <atomic>
 #include <memory>
 #include <utility>
 
@@ -580,12 +581,12 @@ public:
     {
         if (sql.startsWith(QStringLiteral("CREATE")))
             moved = false;
-        moved = moved || sql.startsWith(QStringLiteral("UPDATE"));
+        moved = moved.load() || sql.startsWith(QStringLiteral("UPDATE"));
         const bool unordered = sql == QStringLiteral("SELECT words FROM VelmioCheck");
         return inner->prepare(moved && unordered ? sql + QStringLiteral(" ORDER BY id DESC") : sql);
     }
 
-    static inline bool moved = false;
+    static inline std::atomic<bool> moved = false; // the threads of a check share it
 };
 
 } // namespace sync::test

@@ -120,6 +120,9 @@ public:
         return records;
     }
 
+    /// Empty unless the statement or the last step to a row failed.
+    QString lastError() const { return query->lastError(); }
+
     /// The current row.
     RowReader row() const { return {query.get(), typed}; }
 

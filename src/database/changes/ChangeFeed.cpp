@@ -13,10 +13,13 @@ ChangeFeed::ChangeFeed(const QString& path)
 
 Listening ChangeFeed::listen(std::function<void(RecordKinds kinds)> function)
 {
-    const base::LockGuard lock(pollMutex);
-    // Commits from before the first listener are not reported.
-    if (!external || listeners.isEmpty())
-        external.emplace(path, own);
+    // Commits from before the first listener are not reported. Not under the lock: without a WAL it
+    // waits for a writer.
+    if (listeners.isEmpty()) {
+        auto fresh = std::make_unique<ExternalCommits>(path, own);
+        const base::LockGuard lock(pollMutex);
+        external = std::move(fresh);
+    }
     return listeners.add(std::move(function));
 }
 

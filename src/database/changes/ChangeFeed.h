@@ -7,8 +7,8 @@
 #include <QString>
 
 #include <functional>
+#include <memory>
 #include <mutex>
-#include <optional>
 
 namespace sync::database {
 
@@ -40,7 +40,7 @@ private:
     Listeners<RecordKinds> listeners;
 
     std::mutex pollMutex;
-    std::optional<ExternalCommits> external; // since the first listener
+    std::unique_ptr<ExternalCommits> external; // since the first listener
 };
 
 } // namespace sync::database

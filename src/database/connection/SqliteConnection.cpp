@@ -5,6 +5,8 @@
 #include <database/connection/SqliteError.h>
 #include <database/pool/ConnectionPool.h>
 
+#include <QFile>
+
 #include <sqlite3.h>
 
 #include <utility>
@@ -35,9 +37,11 @@ private:
 
 } // namespace
 
-SqliteConnection::SqliteConnection(ConnectionPool& pool, SqliteHandle opened)
+SqliteConnection::SqliteConnection(
+    ConnectionPool& pool, SqliteHandle opened, const std::optional<StoreFingerprint>& fingerprint)
     : pool(pool)
     , database(std::move(opened))
+    , fingerprint(fingerprint)
     , statements(database.get())
 {
     sqlite3_wal_hook(
@@ -55,6 +59,11 @@ SqliteConnection::~SqliteConnection()
 {
     statements.takeReturned();
     rollback();
+}
+
+bool SqliteConnection::hasOtherFingerprint() const
+{
+    return fingerprintOf(QFile::decodeName(sqlite3_db_filename(handle(), "main"))) != *fingerprint;
 }
 
 StatementLoan SqliteConnection::prepare(const QString& sql, Failure& error)

@@ -8,6 +8,7 @@
 #include <QString>
 
 #include <cstdint>
+#include <optional>
 #include <thread>
 
 namespace sync::database {
@@ -19,7 +20,10 @@ class ConnectionPool;
 class SqliteConnection
 {
 public:
-    SqliteConnection(ConnectionPool& pool, SqliteHandle opened);
+    /// A connection that takes no locks has the fingerprint of the store before it was opened.
+    SqliteConnection(
+        ConnectionPool& pool, SqliteHandle opened,
+        const std::optional<StoreFingerprint>& fingerprint = {});
     ~SqliteConnection();
 
     SqliteConnection(const SqliteConnection&) = delete;
@@ -29,6 +33,9 @@ public:
 
     /// The prepared statement of a text; none, with the reason in `error`, if it does not prepare.
     StatementLoan prepare(const QString& sql, Failure& error);
+
+    /// True if what a connection without locks has just read may be torn.
+    bool wasOvertaken() const { return fingerprint && hasOtherFingerprint(); }
 
     /// True while a scope or a host has a transaction open.
     bool inTransaction() const { return owner != TransactionOwner::None; }
@@ -66,6 +73,7 @@ private:
     enum class TransactionOwner { None, Scope, Host };
 
     bool isOnItsThread() const { return std::this_thread::get_id() == thread; }
+    bool hasOtherFingerprint() const;
     bool begin(TransactionOwner newOwner, Failure& error);
     bool commit(Failure& error) noexcept;
     void rollback() noexcept;
@@ -78,6 +86,7 @@ private:
 
     ConnectionPool& pool; // which owns this connection
     const SqliteHandle database;
+    const std::optional<StoreFingerprint> fingerprint;
     StatementCache statements;
     TransactionOwner owner = TransactionOwner::None;
     bool hasTurn = false;

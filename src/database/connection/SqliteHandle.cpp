@@ -5,6 +5,7 @@
 #include <QFile>
 
 #include <sqlite3.h>
+#include <sys/stat.h>
 
 #include <cerrno>
 #include <chrono>
@@ -151,6 +152,20 @@ QStringList queryDamage(sqlite3* database, const char* check, const QString& pat
             findings += finding;
     }
     return findings;
+}
+
+StoreFingerprint fingerprintOf(const QString& path)
+{
+    StoreFingerprint all{};
+    auto next = all.begin();
+    for (const QString& file : {path, path + u"-wal"_s}) {
+        struct stat status = {};
+        ::stat(QFile::encodeName(file).constData(), &status);
+        *next++ = status.st_size;
+        *next++ = status.st_mtim.tv_sec;
+        *next++ = status.st_mtim.tv_nsec;
+    }
+    return all;
 }
 
 } // namespace sync::database

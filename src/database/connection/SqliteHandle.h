@@ -3,6 +3,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <array>
 #include <chrono>
 #include <memory>
 
@@ -59,5 +60,10 @@ QString queryText(sqlite3* database, const char* sql, const QString& path);
 /// The findings of a check such as "PRAGMA integrity_check"; empty if all is well. Throws
 /// DatabaseError, also if a page could not be read.
 QStringList queryDamage(sqlite3* database, const char* check, const QString& path);
+
+/// Differs between two calls if anybody has written to the store meanwhile: sizes and times of the
+/// file and its WAL. For reads without locks.
+using StoreFingerprint = std::array<long long, 6>;
+StoreFingerprint fingerprintOf(const QString& path);
 
 } // namespace sync::database

@@ -15,6 +15,14 @@ Failure otherThread()
     return {.text = u"a query belongs to the thread that created it"_s};
 }
 
+Failure changedMeanwhile()
+{
+    return {
+        .cause = DatabaseError::Cause::Busy,
+        .text = u"another program has changed the database while it was read without locks: read "
+                u"it again"_s};
+}
+
 } // namespace
 
 SqliteQuery::SqliteQuery(std::shared_ptr<ConnectionPool> pool)
@@ -69,9 +77,12 @@ bool SqliteQuery::next()
         return true;
     }
     const int result = statement->step();
-    if (result == SQLITE_ROW)
+    const bool overtaken = connection->wasOvertaken();
+    if (result == SQLITE_ROW && !overtaken)
         return true;
-    const Failure failure = result == SQLITE_DONE ? Failure() : noteFailedStatement();
+    const Failure failure = overtaken               ? changedMeanwhile()
+                            : result == SQLITE_DONE ? Failure()
+                                                    : noteFailedStatement();
     position = Position::NoRow;
     // Ends the read: an open statement would keep the WAL from being reused from its beginning.
     statement->reset();
@@ -161,7 +172,12 @@ bool SqliteQuery::exec()
 
 bool SqliteQuery::execRead()
 {
-    switch (statement->step()) {
+    const int result = statement->step();
+    if (connection->wasOvertaken()) {
+        statement->reset();
+        return fail(changedMeanwhile());
+    }
+    switch (result) {
     case SQLITE_ROW:
         position = Position::BeforeFirstRow;
         return true;

@@ -1,6 +1,7 @@
 #include <database/opening/ReadOnlyConnection.h>
 
 #include <base/FilePaths.h>
+#include <database/DatabaseError.h>
 #include <database/connection/SqliteError.h>
 #include <database/opening/CrashDetection.h>
 #include <database/opening/VfsFile.h>
@@ -137,6 +138,7 @@ SqliteHandle openImmutable(const QString& path)
 
 ReadOnlyConnection openReadOnlyConnection(const QString& path)
 {
+    const StoreFingerprint before = fingerprintOf(path);
     const QString wal = path + u"-wal"_s;
     const bool hasWal = QFileInfo(wal).size() > 0;
     const bool hasIndex = QFileInfo::exists(wal) && QFileInfo::exists(path + u"-shm"_s);
@@ -149,17 +151,28 @@ ReadOnlyConnection openReadOnlyConnection(const QString& path)
         // With a journal, the file alone may hold half a transaction.
         if (QFileInfo(path + u"-journal"_s).size() > 0 || !file || !file.hasWalFormat())
             return tried({open(path, {})}, path);
-        return tried({.database = openImmutable(path), .withoutLocks = true}, path);
+        return tried({.database = openImmutable(path), .fingerprint = before}, path);
     }
     try {
         if (inUse)
             return tried({openWithSharedIndex(path, writable)}, path);
-        return tried({.database = openWithPrivateIndex(path), .withoutLocks = true}, path);
+        return tried({.database = openWithPrivateIndex(path), .fingerprint = before}, path);
     } catch (const SqliteError& error) {
         if (!isWalUnreadable(error))
             throw;
     }
-    return tried({openImmutable(path), !hasWal, true}, path);
+    return tried({openImmutable(path), !hasWal, before}, path);
+}
+
+ReadOnlyConnection openReadOnlyWithWal(const QString& path)
+{
+    ReadOnlyConnection connection = openReadOnlyConnection(path);
+    if (!connection.readsWal)
+        throw DatabaseError(
+            DatabaseError::Cause::NoPermission,
+            u"The newest changes of the database %1 are in its WAL, which cannot be read. Give "
+            u"yourself the right to read it."_s.arg(path));
+    return connection;
 }
 
 } // namespace sync::database

@@ -2,6 +2,8 @@
 
 #include <database/connection/SqliteHandle.h>
 
+#include <optional>
+
 namespace sync::database {
 
 /// A connection that reads a store as it is, together with its WAL, and leaves no trace: no byte of
@@ -16,13 +18,17 @@ struct ReadOnlyConnection
     /// False if the WAL cannot be read, so that the newest changes are not seen.
     bool readsWal = true;
 
-    /// True if a program that begins to write to the file during the read would go unnoticed.
-    bool withoutLocks = false;
+    /// Set if the connection takes no locks: of the store before it was opened. What was read is
+    /// valid only if the store still has it afterwards.
+    std::optional<StoreFingerprint> fingerprint = std::nullopt;
 };
 
 /// Throws DatabaseError; a SqliteError with SQLITE_READONLY says that an unfinished transaction has
 /// to be rolled back first. `path` has its symbolic links followed, and names a file with content.
 ReadOnlyConnection openReadOnlyConnection(const QString& path);
+
+/// The same, but throws if the WAL cannot be read.
+ReadOnlyConnection openReadOnlyWithWal(const QString& path);
 
 /// A connection that reads only the file itself: no WAL, no journal and no lock.
 SqliteHandle openImmutable(const QString& path);

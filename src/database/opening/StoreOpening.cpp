@@ -139,13 +139,7 @@ OpenedStore StoreOpening::openReadOnly()
     const StoreInspection file(path, StoreInspection::Depth::Header);
     if (file.kind() != Kind::Ours)
         throw refusal(file.cause(), file.kind(), file.finding(u"The file "_s + path), path);
-    ReadOnlyConnection connection = openReadOnlyConnection(path);
-    if (!connection.readsWal)
-        throw DatabaseError(
-            Cause::NoPermission,
-            u"The newest changes of the database %1 are in its WAL, which cannot be read. Give "
-            u"yourself the right to read it."_s.arg(path));
-    opened.connection = std::move(connection.database);
+    opened.connection = openReadOnlyWithWal(path).database;
     opened.readOnly = true;
     const StoreContent content = readMark(handle(), path);
     requireOurs(content, path);

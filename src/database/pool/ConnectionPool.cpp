@@ -56,7 +56,8 @@ ConnectionPool::ConnectionPool(const QString& path, OpenedStore& opened)
     , checkpoints(path)
     , feed(path)
 {
-    idle.push_back(std::make_unique<SqliteConnection>(*this, std::move(opened.connection)));
+    if (!readOnly)
+        idle.push_back(std::make_unique<SqliteConnection>(*this, std::move(opened.connection)));
 }
 
 ConnectionPool::~ConnectionPool()
@@ -78,7 +79,7 @@ SqliteConnection* ConnectionPool::borrow()
     if (!connection) {
         // May wait for other processes; other threads must not wait for that.
         lock.unlock();
-        connection = std::make_unique<SqliteConnection>(*this, open());
+        connection = open();
         lock.lock();
     }
     connection->thread = thread;
@@ -86,10 +87,13 @@ SqliteConnection* ConnectionPool::borrow()
     return active.emplace_back(std::move(connection)).get();
 }
 
-SqliteHandle ConnectionPool::open() const
+std::unique_ptr<SqliteConnection> ConnectionPool::open()
 {
-    return readOnly ? openReadOnlyConnection(base::resolvedFilePath(databasePath)).database
-                    : openConnection(databasePath);
+    if (!readOnly)
+        return std::make_unique<SqliteConnection>(*this, openConnection(databasePath));
+    ReadOnlyConnection opened = openReadOnlyWithWal(base::resolvedFilePath(databasePath));
+    return std::make_unique<SqliteConnection>(
+        *this, std::move(opened.database), opened.fingerprint);
 }
 
 void ConnectionPool::giveBack(SqliteConnection* connection) noexcept
@@ -133,7 +137,8 @@ void ConnectionPool::retireUnused(SqliteConnection* connection)
     connection->statements.takeReturned();
     const auto found = findConnection(
         active, [connection](const auto& owned) { return owned.get() == connection; });
-    if (idle.size() < MaximumIdleConnections)
+    // How a store can be read without a trace changes with the programs that use it.
+    if (!readOnly && idle.size() < MaximumIdleConnections)
         idle.push_back(std::move(*found));
     active.erase(found);
 }

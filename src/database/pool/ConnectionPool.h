@@ -77,7 +77,7 @@ public:
 private:
     using Connections = std::vector<std::unique_ptr<SqliteConnection>>;
 
-    SqliteHandle open() const;
+    std::unique_ptr<SqliteConnection> open();
     SqliteConnection* activeConnection(std::thread::id thread);
     SqliteConnection* activeConnectionLocked(std::thread::id thread) const;
     std::unique_ptr<SqliteConnection> takeIdle(std::thread::id thread);

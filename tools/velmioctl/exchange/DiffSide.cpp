@@ -1,13 +1,29 @@
 #include <velmioctl/exchange/DiffSide.h>
 
+#include <database/StoreInspection.h>
+
+using sync::database::StoreInspection;
+
 namespace velmioctl::exchange {
 
 namespace {
 
+// Not by reading the file itself: closing it would drop the locks that the other side may hold on
+// it (sqlite.org/howtocorrupt.html).
 bool isDatabaseFile(const QString& path)
 {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) && file.read(16) == QByteArray("SQLite format 3\0", 16);
+    using Kind = StoreInspection::Kind;
+    switch (StoreInspection(path, StoreInspection::Depth::Header).kind()) {
+    case Kind::Missing:
+    case Kind::Directory:
+    case Kind::NotAFile:
+    case Kind::Unreadable:
+    case Kind::Empty:
+    case Kind::NotADatabase:
+        return false;
+    default:
+        return true;
+    }
 }
 
 std::vector<const TableShape*> allTables()
