@@ -8,6 +8,7 @@
 #include <support/CapturedWarnings.h>
 #include <support/Engines.h>
 #include <support/RecordingDatabaseFactory.h>
+#include <testkit/PassingFactory.h>
 
 #include <QTemporaryDir>
 #include <QTest>
@@ -32,6 +33,19 @@ const QString UpdatePassword =
 
 constexpr std::chrono::hours NoRest{0};
 const QStringList Passwords{u"first"_s, u"second"_s, u"third"_s};
+
+/// A query whose second row cannot be read.
+class BreaksOff : public sync::test::PassingQuery
+{
+public:
+    using PassingQuery::PassingQuery;
+
+    bool next() override { return ++rows == 1 && PassingQuery::next(); }
+    QString lastError() const override { return rows > 1 ? u"disk I/O error"_s : QString(); }
+
+private:
+    int rows = 0;
+};
 
 /// Thrown by a step that has to fail.
 struct StepException
@@ -336,6 +350,21 @@ private Q_SLOTS:
 
         QCOMPARE(dropped, 0);
         QCOMPARE(storedKeys().size(), 2);
+        QCOMPARE(passwordsIn(database), Passwords);
+    }
+
+    // The passwords after the break may need any of the keys.
+    void listThatBreaksOffDropsNoKey()
+    {
+        const Factory database = openFilledDatabase();
+        keyStore()->change([](const KeyRing& ring) { return ring.withNewKey(); });
+        PasswordKeys keys(std::make_shared<sync::test::PassingFactory<BreaksOff>>(database));
+
+        const int dropped = keys.dropUnusedKeys(NoRest);
+        const auto outcome = keys.changeKey();
+
+        QCOMPARE(dropped, -1);
+        QVERIFY(!outcome.succeeded);
         QCOMPARE(passwordsIn(database), Passwords);
     }
 
