@@ -8,8 +8,8 @@ namespace velmioctl::exchange {
 
 namespace {
 
-// Not by reading the file itself: closing it would drop the locks that the other side may hold on
-// it (sqlite.org/howtocorrupt.html).
+// A file that may be open as a store is not opened here: closing it would drop the locks that the
+// other side may hold on it (sqlite.org/howtocorrupt.html).
 bool isDatabaseFile(const QString& path)
 {
     using Kind = StoreInspection::Kind;
@@ -19,8 +19,12 @@ bool isDatabaseFile(const QString& path)
     case Kind::NotAFile:
     case Kind::Unreadable:
     case Kind::Empty:
-    case Kind::NotADatabase:
         return false;
+    case Kind::NotADatabase: {
+        QFile file(path);
+        return file.open(QIODevice::ReadOnly) &&
+               file.read(16) == QByteArray("SQLite format 3\0", 16);
+    }
     default:
         return true;
     }
