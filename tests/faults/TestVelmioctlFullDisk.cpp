@@ -3,7 +3,10 @@
 #include <journey/VelmioctlRunner.h>
 #include <support/RawDatabase.h>
 
+#include <QDir>
+#include <QFile>
 #include <QJsonObject>
+#include <QProcess>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -20,9 +23,14 @@ private Q_SLOTS:
     void scanContinuesWhenThereIsSpace();
     void doctorStillReadsTheRecords();
     void exportReadsTheWholeStore();
+    void filesAppearWholeOrNotAtAll_data();
+    void filesAppearWholeOrNotAtAll();
+    void answersOnAFullDiskAreReported_data();
+    void answersOnAFullDiskAreReported();
 
 private:
     VelmioctlRun runWith(qint64 budget, const QStringList& arguments) const;
+    QByteArray contentOf(const QString& name) const;
     static void verifyMessage(const VelmioctlRun& run);
 
     std::unique_ptr<VelmioctlRunner> tool;
@@ -41,6 +49,12 @@ VelmioctlRun TestVelmioctlFullDisk::runWith(qint64 budget, const QStringList& ar
     const VelmioctlRun run = tool->run(arguments);
     tool->environment = before;
     return run;
+}
+
+QByteArray TestVelmioctlFullDisk::contentOf(const QString& name) const
+{
+    QFile file(tool->path(name));
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 void TestVelmioctlFullDisk::verifyMessage(const VelmioctlRun& run)
@@ -128,6 +142,67 @@ void TestVelmioctlFullDisk::exportReadsTheWholeStore()
     QVERIFY(whole.output.contains(u"\"syncInterval\": 30"_s));
     QCOMPARE(withWal.exitCode, 0);
     QVERIFY(!withWal.output.contains(u"\"syncInterval\": 30"_s));
+}
+
+void TestVelmioctlFullDisk::filesAppearWholeOrNotAtAll_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<qint64>("budget");
+    QTest::newRow("export, nothing fits") << QStringList{u"export"_s, u"file"_s} << qint64(0);
+    QTest::newRow("export, the start fits")
+        << QStringList{u"export"_s, u"file"_s} << qint64(70'000);
+    QTest::newRow("bundle") << QStringList{u"bundle"_s, u"file"_s} << qint64(0);
+    QTest::newRow("backup") << QStringList{u"backup"_s, u"file"_s} << qint64(50'000);
+}
+
+void TestVelmioctlFullDisk::filesAppearWholeOrNotAtAll()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(qint64, budget);
+    QCOMPARE(tool->run({u"init"_s}).exitCode, 0);
+    QByteArray earlier;
+    if (arguments.first() == u"export") {
+        QCOMPARE(tool->run(arguments).exitCode, 0);
+        earlier = contentOf(u"file"_s);
+        QVERIFY(!earlier.isEmpty());
+    }
+    // More than the tool writes at once, where the start is to fit.
+    if (budget > 0) {
+        QVERIFY(tool->execute(
+            u"INSERT INTO ServerConfiguration (alias, davUrl, webServiceUrl, nameValueProperties, "
+            u"binaryDiffEncoder) SELECT printf('%.100000c', 'a'), '', '', '', ''"_s));
+    }
+
+    verifyMessage(runWith(budget, arguments));
+
+    QCOMPARE(contentOf(u"file"_s), earlier);
+    const QStringList left = QDir(tool->path(u"."_s)).entryList({u"file?*"_s}, QDir::Files);
+    QVERIFY2(left.isEmpty(), qPrintable(left.join(u' ')));
+}
+
+void TestVelmioctlFullDisk::answersOnAFullDiskAreReported_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::newRow("list") << QStringList{u"schedule"_s, u"show"_s};
+    QTest::newRow("export") << QStringList{u"export"_s};
+    QTest::newRow("help") << QStringList{u"--help"_s};
+    QTest::newRow("manual page") << QStringList{u"generate"_s, u"man"_s};
+    QTest::newRow("completion") << QStringList{u"generate"_s, u"bash"_s};
+}
+
+void TestVelmioctlFullDisk::answersOnAFullDiskAreReported()
+{
+    QFETCH(QStringList, arguments);
+    QCOMPARE(tool->run({u"init"_s}).exitCode, 0);
+    QProcess process;
+    process.setProcessEnvironment(tool->environment);
+    process.setStandardOutputFile(u"/dev/full"_s);
+
+    process.start(
+        tool->programPath(), QStringList{u"--database"_s, tool->databasePath()} + arguments);
+    QVERIFY(process.waitForFinished());
+
+    verifyMessage({process.exitCode(), {}, QString::fromUtf8(process.readAllStandardError())});
 }
 
 QTEST_GUILESS_MAIN(TestVelmioctlFullDisk)

@@ -5,6 +5,7 @@
 #include <QJsonDocument>
 #include <QTest>
 
+#include <cerrno>
 #include <memory>
 
 using namespace Qt::StringLiterals;
@@ -46,7 +47,7 @@ private Q_SLOTS:
         output.error(u"wrong"_s);
         output.ask(u"sure? "_s);
 
-        QVERIFY(output.finish());
+        QCOMPARE(output.finish(), 0);
         QCOMPARE(contentOf(answers), "answer\n");
         QCOMPARE(contentOf(messages), "note\nwarning: careful\nerror: wrong\nsure? ");
     }
@@ -60,7 +61,7 @@ private Q_SLOTS:
 
         output.print(object);
 
-        QVERIFY(output.finish());
+        QCOMPARE(output.finish(), 0);
         QCOMPARE(QJsonDocument::fromJson(contentOf(answers)).object(), object);
     }
 
@@ -95,7 +96,7 @@ private Q_SLOTS:
 
         output.printText(u"answer"_s);
 
-        QVERIFY(!output.finish());
+        QCOMPARE(output.finish(), EBADF);
     }
 
     void progressIsSilentOutsideTerminals()

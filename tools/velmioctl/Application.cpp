@@ -130,10 +130,11 @@ void addCommands(Command& program, Session& session)
 ExitCode runApplication(int argc, const char* const* argv, Session& session)
 {
     const ExitCode code = runCommand(argc, argv, session);
-    if (session.output.finish())
+    const int failure = session.output.finish();
+    if (failure == 0)
         return code;
     session.output.error(
-        u"The answer could not be written to standard output. Check for a full disk."_s);
+        writingError(u"The answer could not be written to standard output"_s, failure).text());
     return code == ExitCode::Ok ? ExitCode::OtherError : code;
 }
 

@@ -148,7 +148,7 @@ DatabaseError databaseError(const base::FileError& error)
             text + u"The place is read-only: move the database to one that takes writes."_s};
     case ENOSPC:
     case EDQUOT:
-        return {Cause::DiskFull, text + u"Free some space and try again."_s};
+        return {Cause::DiskFull, text + u"The disk is full: free some space and try again."_s};
     case EIO:
         return {Cause::InputOutput, text + u"Check the disk."_s};
     default:

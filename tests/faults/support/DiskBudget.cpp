@@ -28,6 +28,12 @@ IoFate DiskBudget::before(const IoCall& call)
     return {call.kind == IoCall::Write ? SQLITE_FULL : SQLITE_IOERR_SHMSIZE};
 }
 
+bool DiskBudget::spend(qint64 bytes)
+{
+    const std::lock_guard lock(mutex);
+    return take(bytes);
+}
+
 void DiskBudget::lift()
 {
     const std::lock_guard lock(mutex);
@@ -37,7 +43,11 @@ void DiskBudget::lift()
 bool DiskBudget::grow(const QByteArray& path, qint64 size)
 {
     const qint64 sizeNow = QFileInfo(QFile::decodeName(path)).size();
-    const qint64 growth = std::max<qint64>(0, size - sizeNow);
+    return take(std::max<qint64>(0, size - sizeNow));
+}
+
+bool DiskBudget::take(qint64 growth)
+{
     if (growth > bytesLeft && !lifted)
         return false;
     bytesLeft -= growth;

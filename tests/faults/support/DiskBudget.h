@@ -15,11 +15,15 @@ public:
 
     IoFate before(const IoCall& call) override;
 
+    /// Takes space for a file that grows; false if there is not enough.
+    bool spend(qint64 bytes);
+
     /// Removes the limit.
     void lift();
 
 private:
     bool grow(const QByteArray& path, qint64 size);
+    bool take(qint64 growth);
 
     std::mutex mutex;
     qint64 bytesLeft;

@@ -72,10 +72,12 @@ void run(Session& session, const BundleOptions& options)
         throw CommandError(
             ExitCode::Usage, u"%1 already exists. Give a new file."_s.arg(quoted(path)));
     }
+    // The work takes long: a place that cannot be written to is found before it.
+    if (!options.dryRun)
+        exchange::TargetFile{path};
     const auto entries = collect(database, Redactor(options.keepPaths), options.keepPaths);
     show(session.output, entries, options);
     if (!options.dryRun) {
-        session.confirm(options.yes, u"Write this to %1?"_s.arg(quoted(path)));
         exchange::TargetFile target(path);
         target.write(toTarGz(name.toLatin1(), entries));
         target.commit();
@@ -100,7 +102,8 @@ void addBundleCommand(Command& app, Session& session)
         ->offersFiles();
     command->addFlag("--keep-paths", options->keepPaths, "Keep names and paths as they are");
     command->addFlag("--dry-run", options->dryRun, "Show its content, and write nothing");
-    command->addFlag("--yes", options->yes, "Write it without asking");
+    command->addFlag(
+        "--yes", options->yes, "Has no effect: nothing is replaced, so nothing is asked");
     command->example("velmioctl bundle --dry-run");
     command->example("velmioctl bundle report.tar.gz");
     command->callback([&session, options] { bundle::run(session, *options); });

@@ -38,4 +38,8 @@ private:
     ExitCode exitCode;
 };
 
+/// For bytes that could not be written. `what` is the start of the text, such as "Cannot write the
+/// file"; `code` is an errno.
+CommandError writingError(const QString& what, int code);
+
 } // namespace velmioctl

@@ -5,19 +5,12 @@
 
 #include <QJsonDocument>
 
+#include <cerrno>
+#include <unistd.h>
+
 using namespace Qt::StringLiterals;
 
 namespace velmioctl {
-
-namespace {
-
-void write(std::FILE* file, const QByteArray& bytes)
-{
-    // The stream remembers a failure, and finish() checks it.
-    std::fwrite(bytes.constData(), 1, size_t(bytes.size()), file);
-}
-
-} // namespace
 
 Output::Output(
     std::FILE* answers, std::FILE* messages, Terminal answerTerminal, Terminal messageTerminal)
@@ -30,29 +23,29 @@ Output::Output(
 
 void Output::print(const Table& table)
 {
-    write(answers, table.toText(answersAt).toUtf8());
+    write(table.toText(answersAt).toUtf8());
 }
 
 void Output::print(const FieldList& fields)
 {
-    write(answers, fields.toText(answersAt).toUtf8());
+    write(fields.toText(answersAt).toUtf8());
 }
 
 void Output::printWhole(const FieldList& fields)
 {
     Terminal endless = answersAt;
     endless.columns = 0;
-    write(answers, fields.toText(endless).toUtf8());
+    write(fields.toText(endless).toUtf8());
 }
 
 void Output::print(const QJsonObject& object)
 {
-    write(answers, QJsonDocument(object).toJson(QJsonDocument::Indented));
+    write(QJsonDocument(object).toJson(QJsonDocument::Indented));
 }
 
 void Output::print(const QJsonArray& array)
 {
-    write(answers, QJsonDocument(array).toJson(QJsonDocument::Indented));
+    write(QJsonDocument(array).toJson(QJsonDocument::Indented));
 }
 
 void Output::printList(const QJsonArray& array, const Table& table, const QString& emptyNote)
@@ -67,17 +60,17 @@ void Output::printList(const QJsonArray& array, const Table& table, const QStrin
 
 void Output::printText(const QString& text)
 {
-    write(answers, (escapeControlsInLines(text) + u'\n').toUtf8());
+    write((escapeControlsInLines(text) + u'\n').toUtf8());
 }
 
 void Output::printLines(const QString& text)
 {
-    write(answers, text.toUtf8());
+    write(text.toUtf8());
 }
 
 void Output::printBytes(const QByteArray& bytes)
 {
-    write(answers, bytes);
+    write(bytes);
 }
 
 void Output::note(const QString& text)
@@ -97,21 +90,40 @@ void Output::error(const QString& text)
 
 void Output::ask(const QString& text)
 {
-    std::fflush(answers);
-    write(messages, escapeControls(text).toUtf8());
+    flush();
+    std::fputs(escapeControls(text).toUtf8().constData(), messages);
     std::fflush(messages);
 }
 
-bool Output::finish()
+int Output::finish()
 {
-    return std::fflush(answers) == 0 && std::ferror(answers) == 0;
+    flush();
+    // Some file systems find out only now that they have no space; pipes and terminals have nothing
+    // to sync.
+    if (failure == 0 && ::fsync(::fileno(answers)) != 0 &&
+        (errno == ENOSPC || errno == EDQUOT || errno == EIO))
+        failure = errno;
+    return failure;
+}
+
+void Output::write(const QByteArray& bytes)
+{
+    if (std::fwrite(bytes.constData(), 1, size_t(bytes.size()), answers) != size_t(bytes.size()) &&
+        failure == 0)
+        failure = errno;
+}
+
+void Output::flush()
+{
+    if (std::fflush(answers) != 0 && failure == 0)
+        failure = errno;
 }
 
 void Output::say(const QString& label, const QString& text)
 {
     // Keeps the order if both go to one terminal.
-    std::fflush(answers);
-    write(messages, (label + escapeControlsInLines(text) + u'\n').toUtf8());
+    flush();
+    std::fputs((label + escapeControlsInLines(text) + u'\n').toUtf8().constData(), messages);
     std::fflush(messages);
 }
 

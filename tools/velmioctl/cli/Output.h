@@ -54,10 +54,13 @@ public:
     /// A question without a line end.
     void ask(const QString& text);
 
-    /// False if an answer could not be written, for example to a full disk.
-    bool finish();
+    /// Makes the answers durable where they go into a file. Returns an errno if an answer could not
+    /// be written, for example to a full disk, and 0 otherwise.
+    int finish();
 
 private:
+    void write(const QByteArray& bytes);
+    void flush();
     void say(const QString& label, const QString& text);
 
     std::FILE* answers;
@@ -65,6 +68,7 @@ private:
     Terminal answersAt;
     Terminal messagesAt;
     bool jsonWanted = false;
+    int failure = 0; // the errno of the first answer that could not be written
 };
 
 } // namespace velmioctl

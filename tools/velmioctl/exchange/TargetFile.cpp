@@ -1,16 +1,24 @@
 #include <velmioctl/exchange/TargetFile.h>
 
+#include <base/FileError.h>
+#include <base/FilePaths.h>
+#include <base/PartialFile.h>
 #include <velmioctl/cli/ExitCode.h>
 #include <velmioctl/cli/Text.h>
 #include <velmioctl/exchange/ExportHeader.h>
 
+#include <QFile>
 #include <QFileInfo>
 
 using namespace Qt::StringLiterals;
+using sync::base::FileError;
+using sync::base::PartialFile;
 
 namespace velmioctl::exchange {
 
 namespace {
+
+constexpr qsizetype PendingBytes = 64 * 1024;
 
 bool isExport(const QString& path)
 {
@@ -25,39 +33,51 @@ bool isExport(const QString& path)
 } // namespace
 
 TargetFile::TargetFile(const QString& path)
-    : file(path)
+    : filePath(path)
+    , replaces(isExport(path))
 {
     const QFileInfo present(path);
-    if ((present.exists() || present.isSymLink()) && !isExport(path)) {
+    if ((present.exists() || present.isSymLink()) && !replaces) {
         throw CommandError(
             ExitCode::Usage,
             u"%1 exists and is not an export, so it is not replaced. Give a new file."_s.arg(
                 quoted(path)));
     }
-    const auto ownerOnly = QFile::ReadOwner | QFile::WriteOwner;
-    // Before the first byte, because a replaced file may have been readable by others.
-    if (!file.open(QIODevice::WriteOnly) || !file.setPermissions(ownerOnly))
-        fail();
+    // What a symbolic link leads to is replaced, and not the link.
+    withWritingErrors(
+        [&] { file = std::make_unique<PartialFile>(sync::base::resolvedFilePath(path)); });
 }
+
+TargetFile::~TargetFile() = default;
 
 void TargetFile::write(const QByteArray& bytes)
 {
-    if (file.write(bytes) != bytes.size())
-        fail();
+    pending += bytes;
+    if (pending.size() < PendingBytes)
+        return;
+    withWritingErrors([this] { file->append(pending); });
+    pending.clear();
 }
 
 void TargetFile::commit()
 {
-    if (!file.commit())
-        fail();
+    withWritingErrors([this] {
+        file->append(pending);
+        if (replaces)
+            file->publishOver();
+        else
+            file->publish();
+    });
 }
 
-void TargetFile::fail() const
+template <class Action>
+void TargetFile::withWritingErrors(const Action& action) const
 {
-    throw CommandError(
-        ExitCode::OtherError,
-        u"Cannot write the file %1: %2. Give another path, or check for a full disk."_s.arg(
-            quoted(path()), file.errorString()));
+    try {
+        action();
+    } catch (const FileError& error) {
+        throw writingError(u"Cannot write the file "_s + quoted(filePath), error.code());
+    }
 }
 
 } // namespace velmioctl::exchange

@@ -1,25 +1,37 @@
 #pragma once
 
-#include <QSaveFile>
+#include <QByteArray>
+#include <QString>
+
+#include <memory>
+
+namespace sync::base {
+class PartialFile;
+} // namespace sync::base
 
 namespace velmioctl::exchange {
 
 /// A file that a command writes, readable only by its user. It appears under its name when it is
-/// complete. All functions throw CommandError.
+/// complete and durable. All functions throw CommandError.
 class TargetFile
 {
 public:
     /// Replaces only an earlier export.
     explicit TargetFile(const QString& path);
+    ~TargetFile();
 
-    QString path() const { return file.fileName(); }
+    const QString& path() const { return filePath; }
     void write(const QByteArray& bytes);
     void commit();
 
 private:
-    [[noreturn]] void fail() const;
+    template <class Action>
+    void withWritingErrors(const Action& action) const;
 
-    QSaveFile file;
+    const QString filePath;
+    const bool replaces;
+    std::unique_ptr<sync::base::PartialFile> file;
+    QByteArray pending; // not written yet, because a call for each row would be slow
 };
 
 } // namespace velmioctl::exchange
