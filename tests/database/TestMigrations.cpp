@@ -106,7 +106,7 @@ void TestMigrations::nobodySeesAVersionBetween()
     SqliteDatabaseFactory::open(watchedPath);
 
     sqlite3_cancel_auto_extension(watch);
-    const QByteArray current("\0\0\0\2", 4);
+    const QByteArray current("\0\0\0\3", 4);
     QVERIFY(versionsOnDisk.contains(current));
     versionsOnDisk -= {QByteArray(), QByteArray(4, '\0'), current};
     QCOMPARE(versionsOnDisk, QSet<QByteArray>());
@@ -211,7 +211,7 @@ void TestMigrations::withoutABackupNothingIsMigrated()
     } catch (const DatabaseError& error) {
         QVERIFY2(error.text().contains(path), error.what());
         QVERIFY2(
-            error.text().contains(u"only changed to version 2 after a backup"_s), error.what());
+            error.text().contains(u"only changed to version 3 after a backup"_s), error.what());
         QVERIFY2(error.text().contains(file.fileName()), error.what());
     }
 

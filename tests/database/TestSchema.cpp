@@ -16,7 +16,7 @@ class TestSchema : public QObject
 private Q_SLOTS:
     void initTestCase();
 
-    void hasTheEightTablesAndTheIdentity();
+    void hasTheEightTablesAndThoseOfTheEngine();
     void everyColumnIsExplained();
     void theDefaultScheduleIsThere();
     void aRootFolderNamesItselfInTheSameStatement();
@@ -36,7 +36,7 @@ void TestSchema::initTestCase()
     database = std::make_unique<RawDatabase>(path);
 }
 
-void TestSchema::hasTheEightTablesAndTheIdentity()
+void TestSchema::hasTheEightTablesAndThoseOfTheEngine()
 {
     const QStringList tables = database->run(
         u"SELECT name FROM sqlite_schema WHERE type = 'table' AND name NOT LIKE 'sqlite_%'"
@@ -45,9 +45,10 @@ void TestSchema::hasTheEightTablesAndTheIdentity()
     QCOMPARE(
         tables,
         (QStringList{
-            u"AuthenticationConfiguration"_s, u"BaseFileConfiguration"_s, u"FileConfiguration"_s,
-            u"FolderConfiguration"_s, u"GeneratedFileConfiguration"_s, u"ProductConfiguration"_s,
-            u"Schedules"_s, u"ServerConfiguration"_s, u"StoreIdentity"_s}));
+            u"AuthenticationConfiguration"_s, u"BackupCounter"_s, u"BaseFileConfiguration"_s,
+            u"FileConfiguration"_s, u"FolderConfiguration"_s, u"GeneratedFileConfiguration"_s,
+            u"ProductConfiguration"_s, u"RootFolderPlace"_s, u"Schedules"_s,
+            u"ServerConfiguration"_s, u"StoreIdentity"_s}));
 }
 
 void TestSchema::everyColumnIsExplained()
@@ -56,7 +57,7 @@ void TestSchema::everyColumnIsExplained()
     const QStringList plain{u"id"_s, u"userName"_s};
     const QStringList texts =
         database->run(u"SELECT sql FROM sqlite_schema WHERE type = 'table' AND sql LIKE '%--%'"_s);
-    QCOMPARE(texts.size(), 9);
+    QCOMPARE(texts.size(), 11);
 
     for (const QString& text : texts) {
         for (const QString& line : text.split(u'\n').mid(1)) {

@@ -176,8 +176,8 @@ void TestSqliteDatabaseFactory::marksItsFile()
     RawDatabase raw(factory->path());
 
     QCOMPARE(raw.value(u"PRAGMA application_id"_s), QString::number(0x56656C6D));
-    QCOMPARE(raw.value(u"PRAGMA user_version"_s), u"2"_s);
-    QCOMPARE(SqliteDatabaseFactory::schemaVersion(), 2);
+    QCOMPARE(raw.value(u"PRAGMA user_version"_s), u"3"_s);
+    QCOMPARE(SqliteDatabaseFactory::schemaVersion(), 3);
     QCOMPARE(raw.value(u"PRAGMA journal_mode"_s), u"wal"_s);
     QCOMPARE(raw.value(u"PRAGMA integrity_check"_s), u"ok"_s);
     // Also in the file itself, where "file" and the like look, not only in the WAL.
@@ -317,15 +317,15 @@ void TestSqliteDatabaseFactory::refusesANewerVersionThatOnlyTheLogHolds()
 {
     const QString file = path(u"store.db"_s);
     SqliteDatabaseFactory::open(file);
-    RawDatabase(file).run(u"PRAGMA wal_autocheckpoint = 0; PRAGMA user_version = 3;"
-                          u"UPDATE StoreIdentity SET lastCompatibleVersion = 3"_s);
+    RawDatabase(file).run(u"PRAGMA wal_autocheckpoint = 0; PRAGMA user_version = 99;"
+                          u"UPDATE StoreIdentity SET lastCompatibleVersion = 99"_s);
     const QByteArray before = bytesOf(file);
-    QCOMPARE(before.mid(60, 4), QByteArray("\0\0\0\2", 4));
+    QCOMPARE(before.mid(60, 4), QByteArray("\0\0\0\3", 4));
 
     QVERIFY_THROWS_EXCEPTION(DatabaseError, SqliteDatabaseFactory::open(file));
 
     QCOMPARE(bytesOf(file), before);
-    QCOMPARE(RawDatabase(file).value(u"PRAGMA user_version"_s), u"3"_s);
+    QCOMPARE(RawDatabase(file).value(u"PRAGMA user_version"_s), u"99"_s);
 }
 
 void TestSqliteDatabaseFactory::usesANewerVersionThatLetsIt_data()
@@ -341,7 +341,7 @@ void TestSqliteDatabaseFactory::usesANewerVersionThatLetsIt()
     const QString file = path(u"store.db"_s);
     SqliteDatabaseFactory::open(file);
     RawDatabase(file).run(
-        u"PRAGMA journal_mode = %1; PRAGMA wal_autocheckpoint = 0; PRAGMA user_version = 3;"
+        u"PRAGMA journal_mode = %1; PRAGMA wal_autocheckpoint = 0; PRAGMA user_version = 99;"
         u"UPDATE StoreIdentity SET lastCompatibleVersion = 2"_s.arg(journalMode));
     const CapturedWarnings log;
 
@@ -349,9 +349,9 @@ void TestSqliteDatabaseFactory::usesANewerVersionThatLetsIt()
 
     QVERIFY(add(*factory, u"a"_s));
     QCOMPARE(factory->warnings().size(), 1);
-    QVERIFY(factory->warnings().constFirst().contains(u"schema version 3"_s));
+    QVERIFY(factory->warnings().constFirst().contains(u"schema version 99"_s));
     QCOMPARE(log.texts(), QStringList{u"velmio.database: "_s + factory->warnings().constFirst()});
-    QCOMPARE(RawDatabase(file).value(u"PRAGMA user_version"_s), u"3"_s);
+    QCOMPARE(RawDatabase(file).value(u"PRAGMA user_version"_s), u"99"_s);
 }
 
 void TestSqliteDatabaseFactory::refusesAReadOnlyPlace()
@@ -500,7 +500,7 @@ void TestSqliteDatabaseFactory::aRefusedFileKeepsItsLog()
     const QString file = path(u"store.db"_s);
     SqliteDatabaseFactory::open(file);
     RawDatabase(file).run(
-        u"PRAGMA user_version = 3; UPDATE StoreIdentity SET lastCompatibleVersion = 3"_s);
+        u"PRAGMA user_version = 99; UPDATE StoreIdentity SET lastCompatibleVersion = 99"_s);
     const QByteArray log = bytesOf(file + u"-wal"_s);
     QVERIFY(log.size() > 0);
 

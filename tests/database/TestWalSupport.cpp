@@ -277,7 +277,7 @@ void TestWalSupport::newerVersionKeepsItsLog()
 {
     makeStoreWithLog();
     RawDatabase(path).run(
-        u"PRAGMA user_version = 3; UPDATE StoreIdentity SET lastCompatibleVersion = 3"_s);
+        u"PRAGMA user_version = 99; UPDATE StoreIdentity SET lastCompatibleVersion = 99"_s);
     const qint64 bytes = QFileInfo(path + u"-wal"_s).size();
     sharing = Sharing::IsUnknown;
 

@@ -80,6 +80,29 @@ QString textOf(const Table& table)
     return text;
 }
 
+// A column of a view is the last name before its comment.
+QMap<QString, QString> viewsOf(RawDatabase& database)
+{
+    static const QRegularExpression form(
+        u"(\\w+),? -- (.*)$"_s, QRegularExpression::MultilineOption);
+    QMap<QString, QString> views;
+    const QStringList names = database.run(u"SELECT name FROM sqlite_schema WHERE type = 'view'"_s);
+    for (const QString& name : names) {
+        const QString sql =
+            database.value(u"SELECT sql FROM sqlite_schema WHERE name = '%1'"_s.arg(name));
+        const QStringList columns =
+            database.run(u"SELECT name FROM pragma_table_info('%1')"_s.arg(name));
+        QString text = u"| column | what it holds |\n|---|---|\n"_s;
+        QStringList explained;
+        for (const auto& match : form.globalMatch(sql)) {
+            explained += match.captured(1);
+            text += u"| `%1` | %2 |\n"_s.arg(match.captured(1), match.captured(2));
+        }
+        views[name] = explained == columns ? text : u"not every column is explained"_s;
+    }
+    return views;
+}
+
 QString relationsOf(const QList<Table>& tables)
 {
     QString text = u"```mermaid\nerDiagram\n"_s;
@@ -93,9 +116,11 @@ QString relationsOf(const QList<Table>& tables)
 }
 
 /// The parts of the page between "<!-- schema: NAME -->" and "<!-- end of schema -->".
-QMap<QString, QString> generatedParts(const QList<Table>& tables)
+QMap<QString, QString> generatedParts(RawDatabase& database)
 {
-    QMap<QString, QString> parts{{u"relations"_s, relationsOf(tables)}};
+    const QList<Table> tables = tablesOf(database);
+    QMap<QString, QString> parts = viewsOf(database);
+    parts[u"relations"_s] = relationsOf(tables);
     for (const Table& table : tables)
         parts[table.name] = textOf(table);
     return parts;
@@ -127,14 +152,13 @@ void TestDatabasePage::showsTheSchemaOfALiveDatabase()
     const QString path = folder.filePath(u"live.db"_s);
     sync::database::SqliteDatabaseFactory::open(path);
     RawDatabase database(path);
-    const QList<Table> tables = tablesOf(database);
     QFile file(QStringLiteral(VELMIO_SOURCE_DIRECTORY "/docs/database.md"));
     QVERIFY(file.open(QIODevice::ReadOnly));
     const QString page = QString::fromUtf8(file.readAll());
     file.close();
 
     QString current = page;
-    const auto parts = generatedParts(tables);
+    const auto parts = generatedParts(database);
     for (auto part = parts.begin(); part != parts.end(); ++part) {
         const auto replaced = withPart(current, part.key(), part.value());
         QVERIFY2(replaced, qPrintable(u"the page has no part for %1"_s.arg(part.key())));

@@ -343,7 +343,7 @@ QString TestVelmioctlExport::twoTables()
     return uR"({
   "format": "velmio-configuration-export",
   "formatVersion": 1,
-  "schemaVersion": 2,
+  "schemaVersion": 3,
   "secrets": null,
   "tables": {
     "Schedules": {

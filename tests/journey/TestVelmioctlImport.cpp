@@ -514,7 +514,7 @@ private Q_SLOTS:
         };
         add("other format", "velmio-configuration-export", "else", 2, u"not an export"_s);
         add("newer format", "\"formatVersion\": 1", "\"formatVersion\": 2", 3, u"version 2"_s, 6);
-        add("newer schema", "\"schemaVersion\": 2", "\"schemaVersion\": 3", 4, u"version 3"_s, 6);
+        add("newer schema", "\"schemaVersion\": 3", "\"schemaVersion\": 4", 4, u"version 4"_s, 6);
         add("unknown table", "\"Schedules\"", "\"Plans\"", 7, u"unknown table \"Plans\""_s);
         add("unknown column", "\"startTime\"", "\"beginTime\"", 13, u"no column \"beginTime\""_s);
         add("missing column", "          \"startTime\": null,\n", "", 10,
