@@ -30,8 +30,8 @@ namespace {
 using Cause = DatabaseError::Cause;
 using Reason = DatabaseBackups::Reason;
 
-constexpr std::array Reasons{
-    Reason::Manual, Reason::Migration, Reason::Rekey, Reason::Import, Reason::Fix};
+constexpr std::array Reasons{Reason::Manual, Reason::Migration, Reason::Rekey,
+                             Reason::Import, Reason::Fix,       Reason::Removal};
 
 // PartialFile adds a dot and this many characters to a name.
 constexpr int UnfinishedSuffixSize = 6;
@@ -124,6 +124,8 @@ QString DatabaseBackups::wordFor(Reason reason)
         return u"import"_s;
     case Reason::Fix:
         return u"fix"_s;
+    case Reason::Removal:
+        return u"removal"_s;
     }
     Q_UNREACHABLE();
 }

@@ -29,6 +29,7 @@ public:
         Rekey,     ///< Before the passwords were encrypted with another key.
         Import,    ///< Before records were imported.
         Fix,       ///< Before a repair changed rows.
+        Removal,   ///< Before records were removed that nothing can make again.
     };
 
     /// One copy, as the name and the size of its file describe it.

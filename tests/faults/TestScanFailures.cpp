@@ -118,9 +118,11 @@ private:
         Progress progress(stderr, {});
         Scan::Options options;
         options.prune = true;
-        Scan(session, progress, options, [] {
-            return false;
-        }).run(session.rootFolders({}).value(0));
+        const auto stop = [] { return false; };
+        Scan scan(session, progress, options, stop);
+        scan.run(session.rootFolders({}).value(0));
+        std::vector<MissingRecords> plan{scan.takeMissing()};
+        Prune(session, plan).run(stop);
     }
 
     QTemporaryDir directory{sync::test::scratchTemplate()};

@@ -172,6 +172,7 @@ private:
                               u"--product"_s, u"1"_s});
         addStep(u"status"_s);
         addStep(u"scan"_s);
+        addStep(u"scan"_s, {u"--prune"_s, u"--yes"_s});
         addStep(u"folder list"_s, {u"--all"_s});
         addStep(u"folder tree"_s);
         addStep(u"folder show"_s, {u"@Work"_s});

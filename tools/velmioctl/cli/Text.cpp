@@ -154,6 +154,11 @@ QString quoted(const QString& name)
     return u'"' + escapeControls(name) + u'"';
 }
 
+QString counted(long long count, const QString& noun)
+{
+    return QString::number(count) + u' ' + noun + (count == 1 ? QString() : u"s"_s);
+}
+
 QString escapeBytes(const QByteArray& bytes)
 {
     QString escaped;

@@ -25,6 +25,9 @@ QString escapeControlsInLines(const QString& text);
 /// A name or path inside a message: escaped, in quotes.
 QString quoted(const QString& name);
 
+/// A number with what it counts, such as "1 file" or "3 files"; `noun` is in the singular.
+QString counted(long long count, const QString& noun);
+
 /// Bytes that are not valid UTF-8, with each byte that is not printable ASCII as `\xff`.
 QString escapeBytes(const QByteArray& bytes);
 

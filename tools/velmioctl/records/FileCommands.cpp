@@ -10,6 +10,7 @@
 #include <velmioctl/records/FileListing.h>
 #include <velmioctl/store/Names.h>
 #include <velmioctl/store/Records.h>
+#include <velmioctl/store/References.h>
 #include <velmioctl/store/Session.h>
 #include <velmioctl/store/WatchedDatabase.h>
 #include <velmioctl/tree/FileState.h>
@@ -152,27 +153,11 @@ void set(Session& session, const FileOptions& options)
     print(session.output, readFile(session, file.getId(), file.getFileType()));
 }
 
-// The files that go from the disk with the record of an ordinary file.
-QStringList dependants(Session& session, const FileConfiguration& file)
-{
-    QStringList paths;
-    const auto base = session.files().GetBaseFileConfigurationByParentFileId(file.getId());
-    session.database().check();
-    if (base.getId() != -1)
-        paths += base.getClientPath();
-    const auto generated =
-        session.files().GetGeneratedFileConfigurationsByParentFileId(file.getId());
-    session.database().check();
-    for (const FileConfiguration& other : generated)
-        paths += other.getClientPath();
-    return paths;
-}
-
 void remove(Session& session, const FileOptions& options)
 {
     const FileConfiguration file = chosenFile(session, options);
     const bool ordinary = file.getFileType() == sync::config::OrdinaryFile;
-    const QStringList deleted = ordinary ? dependants(session, file) : QStringList();
+    const QStringList deleted = ordinary ? filesDeletedWith(session, file.getId()) : QStringList();
     QString question =
         u"Remove the record of %1? The file itself stays on the disk"_s.arg(described(file));
     for (const QString& path : deleted)

@@ -1,10 +1,13 @@
 #include <velmioctl/store/References.h>
 
+#include <config/FileConfigManager.h>
 #include <interf/IQSqlQueryWrapper.h>
 #include <velmioctl/cli/Text.h>
 #include <velmioctl/store/Columns.h>
 #include <velmioctl/store/Session.h>
 #include <velmioctl/store/WatchedDatabase.h>
+
+#include <QFileInfo>
 
 using namespace Qt::StringLiterals;
 
@@ -67,6 +70,21 @@ void printRemoved(Session& session, int id, const QString& named)
         session.output.print(QJsonObject{{u"id"_s, id}, {u"removed"_s, true}});
     else
         session.output.printText(u"Removed the %1."_s.arg(named));
+}
+
+QStringList filesDeletedWith(Session& session, int fileId)
+{
+    QStringList paths;
+    const auto base = session.files().GetBaseFileConfigurationByParentFileId(fileId);
+    session.database().check();
+    if (base.getId() != -1)
+        paths += base.getClientPath();
+    const auto generated = session.files().GetGeneratedFileConfigurationsByParentFileId(fileId);
+    session.database().check();
+    for (const auto& file : generated)
+        paths += file.getClientPath();
+    paths.removeIf([](const QString& path) { return path.isEmpty() || !QFileInfo::exists(path); });
+    return paths;
 }
 
 } // namespace velmioctl

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <QByteArray>
-#include <QString>
+#include <QStringList>
 
 namespace velmioctl {
 
@@ -14,5 +14,9 @@ void confirmRemoval(
 
 /// Says that a record was removed; `named` is what a person calls it, such as "server 2".
 void printRemoved(Session& session, int id, const QString& named);
+
+/// The base copy and the generated files of an ordinary file, which are deleted from the disk with
+/// its record; only those that exist.
+QStringList filesDeletedWith(Session& session, int fileId);
 
 } // namespace velmioctl

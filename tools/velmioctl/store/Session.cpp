@@ -210,14 +210,19 @@ QVector<FolderConfiguration> Session::rootFolders(const std::optional<std::strin
     return roots;
 }
 
+void Session::requireTerminal(const QString& question) const
+{
+    if (::isatty(STDIN_FILENO) == 1 && output.messageTerminal().interactive)
+        return;
+    throw CommandError(
+        ExitCode::Usage, question + u" There is no terminal to ask at. Add --yes to agree."_s);
+}
+
 void Session::confirm(bool yes, const QString& question)
 {
     if (yes)
         return;
-    if (::isatty(STDIN_FILENO) != 1 || !output.messageTerminal().interactive) {
-        throw CommandError(
-            ExitCode::Usage, question + u" There is no terminal to ask at. Add --yes to agree."_s);
-    }
+    requireTerminal(question);
     output.ask(question + u" [y/N] "_s);
     std::string answer;
     std::getline(std::cin, answer);
@@ -225,7 +230,8 @@ void Session::confirm(bool yes, const QString& question)
     if (word.compare(u"y", Qt::CaseInsensitive) != 0 &&
         word.compare(u"yes", Qt::CaseInsensitive) != 0) {
         throw CommandError(
-            ExitCode::Findings, u"Nothing was changed. Answer y, or add --yes, to continue."_s);
+            ExitCode::Findings,
+            u"You did not agree, so the command ended. Answer y, or add --yes, to continue."_s);
     }
 }
 

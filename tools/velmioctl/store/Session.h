@@ -83,6 +83,9 @@ public:
     QVector<sync::config::FolderConfiguration> rootFolders(
         const std::optional<std::string>& chosen);
 
+    /// Throws CommandError if there is no terminal to ask a question at.
+    void requireTerminal(const QString& question) const;
+
     /// Returns if the user agrees to something that cannot be undone: by `yes`, or at a prompt on a
     /// terminal. Throws CommandError otherwise.
     void confirm(bool yes, const QString& question);

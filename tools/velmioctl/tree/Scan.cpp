@@ -114,8 +114,7 @@ void Scan::run(const FolderConfiguration& rootFolder)
     current = {};
     folders.clear();
     files.clear();
-    missingFiles.clear();
-    missingFolders.clear();
+    missing = {.root = root};
     warnings = 0;
     current.topLevel = root.getFolderOption() == sync::config::TopLevelOnly;
     const QString path = root.getClientPath();
@@ -129,19 +128,22 @@ void Scan::run(const FolderConfiguration& rootFolder)
     expectedFiles = session.database().number(
         u"SELECT count(*) FROM FileConfiguration WHERE rootFolderId = :rootFolderId"_s,
         {{u":rootFolderId"_s, root.getId()}});
+    missing.stored =
+        expectedFiles +
+        session.database().number(
+            u"SELECT count(*) FROM FolderConfiguration WHERE rootId = :rootId AND id <> :id"_s,
+            {{u":rootId"_s, root.getId()}, {u":id"_s, root.getId()}});
     sinceBegun.start();
     sinceStored.start();
     const bool toItsEnd = TreeComparison(session.database(), *this, stopRequested).run(root);
     store();
-    if (toItsEnd && options.prune) {
-        // What could not be read looks like what is missing.
-        if (guard.failed()) {
-            throw CommandError(
-                ExitCode::OtherError, u"Nothing was pruned, because the database failed during the "
-                                      u"scan. Scan again."_s);
-        }
-        prune();
+    if (options.prune && guard.failed()) {
+        throw CommandError(
+            ExitCode::OtherError,
+            u"Nothing was pruned, because the database failed during the scan. Scan again."_s);
     }
+    if (!toItsEnd)
+        missing = {.root = root};
     warnOfRest();
 }
 
@@ -157,7 +159,7 @@ void Scan::folderFound(const Folder& folder)
 void Scan::folderMissing(const Folder& folder)
 {
     ++current.folders.missing;
-    missingFolders.push_back(folder.id);
+    missing.folders.push_back({folder.id, folder.path});
     if (!options.prune)
         warn(u"The folder %1 does not exist on the disk."_s.arg(quoted(folder.path)));
 }
@@ -192,7 +194,7 @@ void Scan::fileFound(const QString& path, const FileState& state, const KnownFil
 void Scan::fileMissing(const KnownFile& known)
 {
     ++current.files.missing;
-    missingFiles.push_back(known.id);
+    missing.files.push_back({known.id, known.clientPath});
     if (!options.prune)
         warn(u"The file %1 does not exist on the disk."_s.arg(quoted(known.clientPath)));
 }
@@ -264,7 +266,9 @@ void Scan::store()
 {
     const auto newFolders = std::count_if(
         folders.begin(), folders.end(), [](const FolderWork& folder) { return folder.isNew(); });
-    if ((newFolders > 0 || !files.empty()) && !stopRequested()) {
+    if (options.dryRun) {
+        countBatch();
+    } else if ((newFolders > 0 || !files.empty()) && !stopRequested()) {
         const ScanCounts before = current;
         try {
             storeBatch();
@@ -300,6 +304,21 @@ void Scan::storeBatch()
             updateFile(work);
     }
     transaction.commit();
+}
+
+void Scan::countBatch()
+{
+    for (FolderWork& folder : folders) {
+        if (!folder.isNew())
+            continue;
+        ++current.folders.added;
+        folder.refused = true; // Counted once.
+    }
+    for (const FileWork& work : files) {
+        ++(work.kind == FileWork::Kind::Add      ? current.files.added
+           : work.kind == FileWork::Kind::Change ? current.files.changed
+                                                 : current.files.refreshed);
+    }
 }
 
 void Scan::addFolder(FolderWork& folder)
@@ -349,31 +368,6 @@ void Scan::updateFile(const FileWork& work)
         file.setSyncStatus(sync::config::FileNotSynced);
     session.database().check(session.files().Update(file), u"Storing the file"_s);
     ++(work.kind == FileWork::Kind::Change ? current.files.changed : current.files.refreshed);
-}
-
-void Scan::prune()
-{
-    const auto removeFile = [this](int id) {
-        return session.files().RemoveFileConfigurationAndLinkedConfigurations(id);
-    };
-    removeInBatches(missingFiles, removeFile, current.files.pruned);
-    // The deepest folders first, so that an interruption leaves none without its parent.
-    std::reverse(missingFolders.begin(), missingFolders.end());
-    const auto removeFolder = [this](int id) { return session.folders().Remove(id); };
-    removeInBatches(missingFolders, removeFolder, current.folders.pruned);
-}
-
-void Scan::removeInBatches(
-    const std::vector<int>& ids, const std::function<bool(int id)>& remove, long long& removed)
-{
-    for (auto next = ids.begin(); next != ids.end() && !stopRequested();) {
-        const auto count = std::min<std::ptrdiff_t>(BatchRecords, ids.end() - next);
-        Transaction transaction(session.database());
-        for (const auto end = next + count; next != end; ++next)
-            session.database().check(remove(*next), u"Removing a record"_s);
-        transaction.commit();
-        removed += count;
-    }
 }
 
 void Scan::warn(const QString& text)

@@ -2,6 +2,7 @@
 
 #include <config/FolderConfiguration.h>
 #include <velmioctl/cli/ExitCode.h>
+#include <velmioctl/tree/Prune.h>
 #include <velmioctl/tree/TreeComparison.h>
 
 #include <QElapsedTimer>
@@ -61,16 +62,15 @@ struct ScanCounts
 /// Brings the records of folders and files up to date with the disk.
 ///
 /// Stores changes in batches, each in its own transaction. A batch is collected before its
-/// transaction begins, so the database is not locked while the disk is read. Records of missing
-/// files and folders are removed at the end of a root, only if all of it was compared and no read
-/// failed.
+/// transaction begins, so the database is not locked while the disk is read.
 class Scan : private ComparisonHandler
 {
 public:
     struct Options
     {
         HashMode hash = HashMode::Changed;
-        bool prune = false;
+        bool prune = false;  ///< What is missing is to be removed, so it is not warned of.
+        bool dryRun = false; ///< Nothing is stored, only counted.
     };
 
     /// A scan ends early, between two files, when `stopRequested` returns true.
@@ -78,11 +78,15 @@ public:
         Session& session, Progress& progress, Options options, std::function<bool()> stopRequested);
 
     /// Scans one root. Throws CommandError when the database fails; counts() then returns what was
-    /// done before.
+    /// done before. It also throws if any read failed and `prune` is set, because what could not be
+    /// read looks like what is missing.
     void run(const sync::config::FolderConfiguration& root);
 
     /// The counts of the last run().
     const ScanCounts& counts() const { return current; }
+
+    /// What the last run() did not find on the disk; nothing unless it compared the whole root.
+    MissingRecords takeMissing() { return std::move(missing); }
 
 private:
     /// A folder of the batch.
@@ -121,12 +125,10 @@ private:
     void storeWhenDue();
     void store();
     void storeBatch();
+    void countBatch();
     void addFolder(FolderWork& folder);
     void addFile(const FileWork& work);
     void updateFile(const FileWork& work);
-    void prune();
-    void removeInBatches(
-        const std::vector<int>& ids, const std::function<bool(int id)>& remove, long long& removed);
     void warn(const QString& text);
     void warnOfRest();
     void showProgress(const QString& path);
@@ -139,9 +141,7 @@ private:
     ScanCounts current;
     std::vector<FolderWork> folders;
     std::vector<FileWork> files;
-    std::vector<int> missingFiles;
-    // Parents before their children.
-    std::vector<int> missingFolders;
+    MissingRecords missing;
     QElapsedTimer sinceStored;
     QElapsedTimer sinceBegun;
     // The number of files that the root had in the database, to estimate the remaining time.

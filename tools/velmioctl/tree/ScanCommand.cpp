@@ -5,11 +5,14 @@
 #include <velmioctl/cli/Interruption.h>
 #include <velmioctl/cli/Progress.h>
 #include <velmioctl/cli/Table.h>
+#include <velmioctl/cli/Text.h>
 #include <velmioctl/store/Session.h>
 #include <velmioctl/store/WatchedDatabase.h>
 #include <velmioctl/tree/Scan.h>
 
 #include <QElapsedTimer>
+
+#include <limits>
 
 using namespace Qt::StringLiterals;
 using sync::config::FolderConfiguration;
@@ -22,7 +25,7 @@ namespace {
 class ScanSummary
 {
 public:
-    void add(const FolderConfiguration& root, const ScanCounts& counts)
+    void add(const FolderConfiguration& root, const ScanCounts& counts, const QJsonValue& pruned)
     {
         total += counts;
 
@@ -31,6 +34,8 @@ public:
         object.insert(u"clientPath"_s, root.getClientPath());
         object.insert(u"missing"_s, counts.rootMissing);
         object.insert(u"topLevel"_s, counts.topLevel);
+        if (pruned.isObject())
+            object.insert(u"prune"_s, pruned);
         roots.append(object);
 
         const QString note = counts.rootMissing ? u"missing"_s
@@ -88,8 +93,14 @@ struct ScanCommandOptions
     std::optional<std::string> root;
     std::string hash = "changed";
     Scan::Options scan;
+    std::optional<std::string> maxPrune;
+    PruneLimit limit;
+    bool force = false;
     bool yes = false;
 };
+
+// What a person is shown of a plan before the question.
+constexpr qsizetype ShownRemovals = 20;
 
 HashMode hashModeOf(const std::string& word)
 {
@@ -97,6 +108,89 @@ HashMode hashModeOf(const std::string& word)
         return HashMode::Always;
     return word == "never" ? HashMode::Never : HashMode::Changed;
 }
+
+/// One run of the command, from the disk to the answer.
+class Findings
+{
+public:
+    Findings(Session& session, const ScanCommandOptions& options)
+        : session(session)
+        , options(options)
+    {
+    }
+
+    /// Compares the roots. Throws CommandError when the database fails.
+    void scan()
+    {
+        const auto roots = session.rootFolders(options.root);
+        const Interruption interruption;
+        Progress progress(stderr, session.output.messageTerminal());
+        Scan scan(
+            session, progress, options.scan, [&interruption] { return interruption.requested(); });
+        for (const FolderConfiguration& root : roots) {
+            if (interruption.requested())
+                break;
+            try {
+                scan.run(root);
+            } catch (const CommandError&) {
+                add(scan, root);
+                throw;
+            }
+            add(scan, root);
+        }
+        session.exitCode = interruption.exitCode();
+    }
+
+    /// Removes what scan() did not find, if the user agrees.
+    void prune()
+    {
+        Prune prune(session, missing);
+        if (!options.force)
+            prune.requireWithin(options.limit);
+        const bool asks = !options.scan.dryRun && !options.yes;
+        if (!session.output.json() && (options.scan.dryRun || asks))
+            prune.show(asks ? ShownRemovals : std::numeric_limits<qsizetype>::max());
+        if (options.scan.dryRun || prune.isEmpty())
+            return;
+        session.confirm(options.yes, prune.question());
+        const Interruption interruption;
+        prune.run([&interruption] { return interruption.requested(); });
+        session.exitCode = interruption.exitCode();
+    }
+
+    void print(qint64 elapsedMs)
+    {
+        ScanSummary summary;
+        for (size_t at = 0; at < counts.size(); ++at) {
+            counts[at].files.pruned = missing[at].prunedFiles;
+            counts[at].folders.pruned = missing[at].prunedFolders;
+            summary.add(
+                missing[at].root, counts[at],
+                options.scan.prune ? missing[at].toJson() : QJsonValue());
+            if (!session.output.json() && !options.scan.dryRun) {
+                for (const QString& path : missing[at].deleted)
+                    session.output.printText(u"Deleted %1."_s.arg(quoted(path)));
+            }
+        }
+        summary.print(session.output, elapsedMs, session.exitCode != ExitCode::Ok);
+        if (session.exitCode == ExitCode::Ok && summary.hasFindings())
+            session.exitCode = ExitCode::Findings;
+    }
+
+private:
+    void add(Scan& scan, const FolderConfiguration& root)
+    {
+        counts.push_back(scan.counts());
+        missing.push_back(scan.takeMissing());
+        missing.back().root = root;
+    }
+
+    Session& session;
+    const ScanCommandOptions& options;
+    // One for each root.
+    std::vector<ScanCounts> counts;
+    std::vector<MissingRecords> missing;
+};
 
 void scan(Session& session, const ScanCommandOptions& options)
 {
@@ -106,43 +200,20 @@ void scan(Session& session, const ScanCommandOptions& options)
             ExitCode::OtherError, u"Nothing was scanned, because the database comes from another "
                                   u"machine or account. Run 'velmioctl adopt' first."_s);
     }
-    if (options.scan.prune) {
-        session.confirm(
-            options.yes, u"Remove the records of all files and folders that do not exist on the "
-                         u"disk? Their base "
-                         u"copies and generated files are deleted from the disk."_s);
-    }
+    if (options.scan.prune && !options.scan.dryRun && !options.yes)
+        session.requireTerminal(u"Remove the records of what does not exist on the disk?"_s);
     QElapsedTimer clock;
     clock.start();
-    const auto roots = session.rootFolders(options.root);
-
-    const Interruption interruption;
-    ScanSummary summary;
-    std::optional<CommandError> failure;
-    {
-        Progress progress(stderr, session.output.messageTerminal());
-        Scan scan(
-            session, progress, options.scan, [&interruption] { return interruption.requested(); });
-        for (const FolderConfiguration& root : roots) {
-            if (interruption.requested())
-                break;
-            try {
-                scan.run(root);
-            } catch (const CommandError& error) {
-                failure = error;
-            }
-            summary.add(root, scan.counts());
-            if (failure)
-                break;
-        }
+    Findings findings(session, options);
+    try {
+        findings.scan();
+        if (options.scan.prune && session.exitCode == ExitCode::Ok)
+            findings.prune();
+    } catch (const CommandError&) {
+        findings.print(clock.elapsed());
+        throw;
     }
-    summary.print(session.output, clock.elapsed(), interruption.requested());
-    if (failure)
-        throw CommandError(*failure);
-    if (interruption.requested())
-        session.exitCode = interruption.exitCode();
-    else if (summary.hasFindings())
-        session.exitCode = ExitCode::Findings;
+    findings.print(clock.elapsed());
 }
 
 } // namespace
@@ -160,14 +231,28 @@ void addScanCommand(Command& app, Session& session)
             "Which files to read for their checksums: always all, never any, or changed (the "
             "default): new files, and files whose size or times differ")
         ->choices({"always", "changed", "never"});
-    command->addFlag(
+    auto* const prune = command->addFlag(
         "--prune", options->scan.prune,
         "Remove the records of files and folders that do not exist, and delete the base copies "
         "and generated files of these files");
+    command
+        ->addFlag(
+            "--dry-run", options->scan.dryRun, "List what --prune would remove, and change nothing")
+        ->needs(prune);
+    command
+        ->addOption(
+            "--max-prune", options->maxPrune,
+            "Prune nothing if a root folder would lose more than this many records, or this share "
+            "of them; the default is 50% for roots with more than 20 records")
+        ->typeName("N|N%")
+        ->needs(prune);
+    command->addFlag("--force", options->force, "Prune without a limit");
     command->addFlag("--yes", options->yes, "Prune without asking");
-    command->example("velmioctl scan Work")->example("velmioctl scan --hash always --prune");
+    command->example("velmioctl scan Work")->example("velmioctl scan --prune --dry-run");
     command->callback([&session, options] {
         options->scan.hash = hashModeOf(options->hash);
+        if (options->maxPrune)
+            options->limit = PruneLimit::from(*options->maxPrune);
         scan(session, *options);
     });
 }
