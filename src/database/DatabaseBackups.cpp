@@ -235,18 +235,22 @@ DatabaseBackups::Salvaged DatabaseBackups::replaceBySalvaged() const
 {
     requireDatabase(databasePath);
     StoreReplacement store(databasePath);
-    if (!store.isReadable())
-        throw nothingToSalvage(databasePath);
-    requireKnownVersion(store.handle(), databasePath);
-    // The folder is removed together with the WAL of the new database.
+    // The folder is removed together with what SQLite leaves beside a database.
     const QTemporaryDir folder(databasePath + u".XXXXXX"_s);
     if (!folder.isValid())
         throw base::FileError(databasePath, u"Cannot create a folder beside the database"_s, errno);
+    // SQLite changes what it reads: it rolls a journal back and corrects the size in the header.
+    const QString copyPath = folder.filePath(u"damaged.db"_s);
+    store.copyTo(copyPath);
+    const SqliteHandle damaged = openDamaged(copyPath);
+    if (!damaged)
+        throw nothingToSalvage(databasePath);
+    requireKnownVersion(damaged.get(), databasePath);
     const QString freshPath = folder.filePath(u"salvaged.db"_s);
     const SqliteHandle fresh = createDatabase(freshPath);
 
     Salvaged salvaged;
-    salvaged.tables = salvageTables(store.handle(), fresh.get(), freshPath);
+    salvaged.tables = salvageTables(damaged.get(), fresh.get(), freshPath);
     if (std::all_of(salvaged.tables.begin(), salvaged.tables.end(), hasNoRow))
         throw nothingToSalvage(databasePath);
     salvaged.keptPath = store.keepOld();

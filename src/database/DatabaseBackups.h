@@ -96,7 +96,7 @@ public:
     /// What salvage() did.
     struct Salvaged
     {
-        QString keptPath;            ///< The damaged file, with its WAL beside it.
+        QString keptPath; ///< The damaged file, unchanged, with its WAL and journal beside it.
         QList<SalvagedTable> tables; ///< One for each table of records.
     };
 

@@ -8,11 +8,13 @@
 
 #include <QDir>
 #include <QHash>
+#include <QMap>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QtEndian>
 
 #include <algorithm>
+#include <functional>
 #include <random>
 
 using namespace Qt::StringLiterals;
@@ -71,13 +73,53 @@ QByteArray bytesOf(const QString& path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
+void write(const QString& path, const QByteArray& bytes)
+{
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    QCOMPARE(file.write(bytes), bytes.size());
+}
+
+void overwrite(const QString& path, qint64 offset, const QByteArray& bytes)
+{
+    write(path, bytesOf(path).replace(offset, bytes.size(), bytes));
+}
+
+// name -> bytes
+using Contents = QMap<QString, QByteArray>;
+
+// Without empty files, and the index of a WAL, which holds nothing of its own.
+Contents contentsOf(const QString& folder)
+{
+    Contents contents;
+    for (const QFileInfo& file : QDir(folder).entryInfoList(QDir::Files | QDir::Hidden)) {
+        if (file.size() > 0 && file.suffix() != u"db-shm")
+            contents.insert(file.fileName(), bytesOf(file.filePath()));
+    }
+    return contents;
+}
+
+// Leaves a database in the middle of a change, as a crash does.
+void leaveJournal(const QString& path)
+{
+    QByteArray file;
+    QByteArray journal;
+    {
+        RawDatabase database(path);
+        database.run(u"PRAGMA cache_size = 1; BEGIN;"
+                     u"UPDATE FileConfiguration SET name = 'half', size = 0"_s);
+        file = bytesOf(path);
+        journal = bytesOf(path + u"-journal"_s);
+        QVERIFY(file.contains("half"));
+    }
+    write(path, file);
+    write(path + u"-journal"_s, journal);
+}
+
 // Noise in the place of a page; they are counted from 1.
 void damagePage(const QString& path, qint64 page, char noise = '\xA5')
 {
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::ReadWrite));
-    QVERIFY(file.seek((page - 1) * PageBytes));
-    QCOMPARE(file.write(QByteArray(PageBytes, noise)), PageBytes);
+    overwrite(path, (page - 1) * PageBytes, QByteArray(PageBytes, noise));
 }
 
 qint64 rootPageOf(const QString& path, const QString& table)
@@ -156,6 +198,8 @@ private Q_SLOTS:
     void keepsTheDefaultScheduleWhereNoneCanBeRead();
     void takesSchedulesWithoutADefaultOne();
     void takesTheIdentityAlong();
+    void keepsTheDamagedFileToTheLastByte_data();
+    void keepsTheDamagedFileToTheLastByte();
     void losesNoRowThatItDoesNotTell();
     void refusesWhatIsNoDatabase();
     void refusesALaterVersion();
@@ -202,9 +246,7 @@ void TestSalvage::init()
 {
     folder = std::make_unique<QTemporaryDir>(sync::test::temporaryPlaceInMemory());
     path = folder->filePath(u"store.db"_s);
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    QCOMPARE(file.write(whole), whole.size());
+    write(path, whole);
 }
 
 // The id that a new file would get.
@@ -394,6 +436,74 @@ void TestSalvage::takesTheIdentityAlong()
     QCOMPARE(rowsOf(path, u"StoreIdentity"_s), before);
 }
 
+void TestSalvage::keepsTheDamagedFileToTheLastByte_data()
+{
+    using Damage = std::function<void(const QString&)>;
+    QTest::addColumn<Damage>("damage");
+
+    const auto withJournal = [](const QString& file) {
+        RawDatabase(file).run(u"PRAGMA journal_mode = DELETE"_s);
+    };
+    const auto withSize = [](qint64 bytes) {
+        return [bytes](const QString& file) { QVERIFY(QFile::resize(file, bytes)); };
+    };
+    QTest::newRow("cut off") << Damage(withSize(60 * PageBytes));
+    QTest::newRow("cut off, with a journal") << Damage([=](const QString& file) {
+        withJournal(file);
+        withSize(60 * PageBytes)(file);
+    });
+    QTest::newRow("cut off within a page, with a journal") << Damage([=](const QString& file) {
+        withJournal(file);
+        withSize(60 * PageBytes + 100)(file);
+    });
+    QTest::newRow("cut to 512 bytes") << Damage(withSize(512));
+    QTest::newRow("cut to 512 bytes, with a journal") << Damage([=](const QString& file) {
+        withJournal(file);
+        withSize(512)(file);
+    });
+    QTest::newRow("a header with another size, with a journal") << Damage([=](const QString& file) {
+        withJournal(file);
+        overwrite(file, 28, QByteArray::fromHex("00000007"));
+    });
+    QTest::newRow("the table of tables")
+        << Damage([](const QString& file) { damagePage(file, 1); });
+    QTest::newRow("the version of a later file format")
+        << Damage([](const QString& file) { overwrite(file, 18, QByteArray("\x09", 1)); });
+    QTest::newRow("a WAL that is not merged") << Damage([](const QString& file) {
+        RawDatabase(file).run(u"PRAGMA wal_autocheckpoint = 0; DELETE FROM Schedules"_s);
+        damagePage(file, rootPageOf(file, u"FileConfiguration"_s));
+    });
+    QTest::newRow("a journal that is not rolled back") << Damage([=](const QString& file) {
+        withJournal(file);
+        leaveJournal(file);
+        damagePage(file, rootPageOf(file, u"FileConfiguration"_s));
+    });
+}
+
+void TestSalvage::keepsTheDamagedFileToTheLastByte()
+{
+    QFETCH(const std::function<void(const QString&)>, damage);
+    damage(path);
+    const Contents before = contentsOf(folder->path());
+
+    try {
+        const auto salvaged = backups().salvage();
+
+        // Beside the new database, there are only the old files under their new name.
+        const QString kept = QFileInfo(salvaged.keptPath).fileName();
+        Contents after = contentsOf(folder->path());
+        QVERIFY(after.remove(u"store.db"_s));
+        Contents expected;
+        for (auto file = before.begin(); file != before.end(); ++file)
+            expected.insert(kept + file.key().mid(8), file.value());
+        QCOMPARE(after.keys(), expected.keys());
+        QVERIFY(after == expected);
+    } catch (const DatabaseError& error) {
+        QCOMPARE(error.cause(), DatabaseError::Cause::Damaged);
+        QVERIFY(contentsOf(folder->path()) == before);
+    }
+}
+
 void TestSalvage::losesNoRowThatItDoesNotTell()
 {
     const Rows before = rowsOf(path);
@@ -437,11 +547,7 @@ void TestSalvage::losesNoRowThatItDoesNotTell()
 
 void TestSalvage::refusesWhatIsNoDatabase()
 {
-    QVERIFY(QFile(path).resize(0));
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(QByteArray(50'000, 'x'));
-    file.close();
+    write(path, QByteArray(50'000, 'x'));
 
     QVERIFY_THROWS_EXCEPTION(DatabaseError, backups().salvage());
 

@@ -5,6 +5,7 @@
 #include <database/schema/Tables.h>
 
 #include <QByteArrayList>
+#include <QFile>
 
 #include <sqlite3.h>
 
@@ -246,6 +247,32 @@ DatabaseBackups::SalvagedTable salvageTable(
 }
 
 } // namespace
+
+SqliteHandle openDamaged(const QString& copy)
+{
+    sqlite3* opened = nullptr;
+    sqlite3_open_v2(
+        QFile::encodeName(copy).constData(), &opened, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX,
+        nullptr);
+    SqliteHandle database(opened);
+    // A writable schema lets SQLite open a damaged file; exclusive, it shares no memory for the
+    // WAL.
+    if (sqlite3_exec(
+            opened,
+            "PRAGMA writable_schema = ON; PRAGMA locking_mode = EXCLUSIVE;"
+            "PRAGMA temp_store = MEMORY; PRAGMA user_version",
+            nullptr, nullptr, nullptr) == SQLITE_OK)
+        return database;
+    switch (sqlite3_errcode(opened) & 0xff) {
+    case SQLITE_CORRUPT:
+    case SQLITE_ERROR:
+    case SQLITE_NOTADB:
+    case SQLITE_READONLY: // as the header of a later file format says
+        return nullptr;
+    default:
+        throw databaseError(opened, copy);
+    }
+}
 
 QList<DatabaseBackups::SalvagedTable> salvageTables(
     sqlite3* damaged, sqlite3* fresh, const QString& freshPath)

@@ -1,10 +1,13 @@
 #pragma once
 
 #include <database/DatabaseBackups.h>
-
-struct sqlite3;
+#include <database/connection/SqliteHandle.h>
 
 namespace sync::database {
+
+/// A connection to a copy of a damaged database, which changes it. Null if SQLite cannot open it as
+/// a database.
+SqliteHandle openDamaged(const QString& copy);
 
 /// Copies what can be read of a damaged database into a new one, row by row and in one transaction.
 ///

@@ -5,10 +5,10 @@
 #include <base/Folders.h>
 #include <base/PartialFile.h>
 #include <database/DatabaseError.h>
+#include <database/StoreInspection.h>
 #include <database/connection/SqliteError.h>
 #include <database/maintenance/BackupFile.h>
 #include <database/opening/LockHolder.h>
-#include <database/opening/StoreContent.h>
 #include <database/opening/VfsFile.h>
 
 #include <QDateTime>
@@ -109,6 +109,29 @@ void copyBytesOf(const QString& path, PartialFile& copy)
         throw FileError(path, u"Cannot read"_s, EIO);
 }
 
+// An unreadable file is replaced whichever program made it, because a copy of it is kept.
+void requireOurs(const QString& path)
+{
+    const StoreInspection file(path, StoreInspection::Depth::Header);
+    if (file.kind() == StoreInspection::Kind::Foreign)
+        throw DatabaseError(
+            file.cause(),
+            file.finding(u"The file "_s + path) +
+                u" It was not changed. Name the right file, or move this one away."_s);
+}
+
+// Makes one file of a copy. One that is not whole stays as it is.
+void mergeWalOfWhole(const QString& copy)
+{
+    try {
+        openVerified(copy);
+        const SqliteHandle database = openConnection(copy, Locking::Exclusive);
+        execute(database.get(), "PRAGMA journal_mode = DELETE", copy);
+    } catch (const DatabaseError&) {
+        // It is used together with its WAL.
+    }
+}
+
 // The paths of the WAL and the journal of a database that have content.
 QStringList companionsOf(const QString& path)
 {
@@ -143,54 +166,26 @@ StoreReplacement::StoreReplacement(const QString& path)
     : path(path)
     , database(openWithoutWaiting(path))
 {
+    if (!base::mayAccess(path, R_OK | W_OK))
+        throw FileError(path, u"Cannot read and write the database"_s, errno);
+    requireOurs(path);
     lock();
 }
 
+// Without a statement, because SQLite would roll a journal back and correct the size in the header.
+// The lock also excludes those that have a file with a WAL open and do nothing.
 void StoreReplacement::lock()
 {
-    // Exclusive from the first access on: the lock also excludes those that have the file open and
-    // do nothing (sqlite.org/pragma.html#pragma_locking_mode). A writable schema lets SQLite open a
-    // damaged one.
-    if (run(database.get(), "PRAGMA writable_schema = ON; PRAGMA locking_mode = EXCLUSIVE;"
-                            "BEGIN EXCLUSIVE; COMMIT;"
-                            "PRAGMA synchronous = FULL; PRAGMA fullfsync = ON;"
-                            "PRAGMA temp_store = MEMORY")) {
-        requireOurs();
-        return;
-    }
-    if ((sqlite3_errcode(database.get()) & 0xff) == SQLITE_BUSY) {
-        database.reset();
-        throw inUse(path);
-    }
-    if (isProblemOfThePlace(database.get(), path))
-        throw databaseError(database.get(), path);
-    readable = false;
-    lockUnreadable();
-}
-
-// An unreadable file is replaced whichever program made it, because a copy of it is kept.
-void StoreReplacement::requireOurs() const
-{
-    try {
-        const StoreContent content = readMark(database.get(), path);
-        if (content.kind == StoreInspection::Kind::Foreign)
-            throw DatabaseError(
-                content.cause,
-                content.sentence(u"The file "_s + path) +
-                    u" It was not changed. Name the right file, or move this one away."_s);
-    } catch (const SqliteError&) {
-        return;
-    }
-}
-
-void StoreReplacement::lockUnreadable()
-{
     sqlite3_file* const file = fileOf(database.get());
-    if (file->pMethods->xLock(file, SQLITE_LOCK_SHARED) != SQLITE_OK ||
-        file->pMethods->xLock(file, SQLITE_LOCK_EXCLUSIVE) != SQLITE_OK) {
-        database.reset();
+    int result = file->pMethods->xLock(file, SQLITE_LOCK_SHARED);
+    if (result == SQLITE_OK)
+        result = file->pMethods->xLock(file, SQLITE_LOCK_EXCLUSIVE);
+    if (result == SQLITE_OK)
+        return;
+    database.reset();
+    if ((result & 0xff) == SQLITE_BUSY)
         throw inUse(path);
-    }
+    throw FileError(path, u"Cannot lock the database"_s, EIO);
 }
 
 QString StoreReplacement::keepOld() const
@@ -198,23 +193,13 @@ QString StoreReplacement::keepOld() const
     if (QFileInfo(path).size() == 0)
         return {};
     QString kept = pathForReplaced(path);
-    try {
-        if (readable) {
-            writeVerifiedCopy(database.get(), kept);
-            return kept;
-        }
-    } catch (const DatabaseError& error) {
-        const auto cause = error.cause();
-        if (cause != Cause::Damaged && cause != Cause::NotADatabase && cause != Cause::TooNew &&
-            cause != Cause::ForeignDatabase)
-            throw;
-    }
-    copyBytes(kept);
+    copyTo(kept);
+    if (!companionsOf(kept).isEmpty())
+        mergeWalOfWhole(kept);
     return kept;
 }
 
-// For a file that SQLite cannot read.
-void StoreReplacement::copyBytes(const QString& target) const
+void StoreReplacement::copyTo(const QString& target) const
 {
     PartialFile copy(target);
     copyDatabaseBytes(database.get(), path, copy);
@@ -231,10 +216,30 @@ void StoreReplacement::copyBytes(const QString& target) const
 
 void StoreReplacement::replaceBy(sqlite3* source)
 {
-    if (readable)
+    if (beginWriting())
         writeInto(source);
     else
         swapFile(source);
+}
+
+// False if SQLite cannot open the file as a database.
+bool StoreReplacement::beginWriting()
+{
+    // SQLite rolls a journal back only if nobody, not even this connection, holds more than a
+    // shared lock. That one keeps others from doing it.
+    sqlite3_file* const file = fileOf(database.get());
+    if (QFileInfo(path + u"-journal"_s).size() > 0)
+        file->pMethods->xUnlock(file, SQLITE_LOCK_SHARED);
+    // A writable schema lets SQLite open a damaged file.
+    if (run(database.get(), "PRAGMA writable_schema = ON; PRAGMA locking_mode = EXCLUSIVE;"
+                            "BEGIN EXCLUSIVE; ROLLBACK;"
+                            "PRAGMA synchronous = FULL; PRAGMA fullfsync = ON;"
+                            "PRAGMA temp_store = MEMORY"))
+        return true;
+    if (isProblemOfThePlace(database.get(), path))
+        throw databaseError(database.get(), path);
+    lock();
+    return false;
 }
 
 void StoreReplacement::writeInto(sqlite3* source)

@@ -14,20 +14,19 @@ class StoreReplacement
 {
 public:
     /// Locks everyone else out of an existing file, even a damaged one, until this object is
-    /// destroyed. Throws DatabaseError, with Cause::Busy if anyone has the file open.
+    /// destroyed, and changes nothing. Throws DatabaseError, with Cause::Busy if anyone has the
+    /// file open.
     explicit StoreReplacement(const QString& path);
 
     StoreReplacement(const StoreReplacement&) = delete;
     StoreReplacement& operator=(const StoreReplacement&) = delete;
 
-    /// False if SQLite cannot open it as a database.
-    bool isReadable() const { return readable; }
+    /// Copies the old file byte for byte to a new path, and beside it its WAL and journal. Throws
+    /// FileError.
+    void copyTo(const QString& target) const;
 
-    /// To read the old content, if isReadable().
-    sqlite3* handle() const { return database.get(); }
-
-    /// Copies the old content into a new file beside it, together with its WAL if that cannot be
-    /// merged. Returns the new path; empty if the file is empty. Throws DatabaseError.
+    /// Copies the old file into a new one beside it, and merges the WAL of a copy that is whole.
+    /// Returns the new path; empty if the file is empty. Throws FileError.
     QString keepOld() const;
 
     /// Requires keepOld() first. Throws DatabaseError; the old content is then still in place.
@@ -35,15 +34,12 @@ public:
 
 private:
     void lock();
-    void requireOurs() const;
-    void lockUnreadable();
-    void copyBytes(const QString& target) const;
+    bool beginWriting();
     void writeInto(sqlite3* source);
     void swapFile(sqlite3* source) const;
 
     const QString path;
     SqliteHandle database;
-    bool readable = true;
 };
 
 /// An unused path beside a database, for its old content.
