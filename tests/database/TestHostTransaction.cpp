@@ -10,6 +10,7 @@
 #include <QTest>
 
 #include <stdexcept>
+#include <thread>
 
 using namespace Qt::StringLiterals;
 using sync::database::Failure;
@@ -31,6 +32,8 @@ private Q_SLOTS:
     void anExceptionRollsBack();
     void aSecondOneOnTheThreadIsNotOpen();
     void aFailedCommitIsTheLastFailure();
+    void rollbackAfterAFailedCommitHidesNothing();
+    void aThreadMayEndAfterAFailedCommit();
     void aFailedStatementIsTheLastFailure();
     void aWriteUnderAnAbandonedTransactionIsReportedOnce();
     void aTransactionThatIsEndedAfterAnExceptionIsNotReported();
@@ -51,6 +54,7 @@ private:
         return RawDatabase(factory->path()).value(u"SELECT count(*) FROM ServerConfiguration"_s);
     }
     void abandonTransaction() const;
+    void failToCommit() const;
 
     std::unique_ptr<QTemporaryDir> folder;
     std::shared_ptr<SqliteDatabaseFactory> factory;
@@ -119,23 +123,51 @@ void TestHostTransaction::aSecondOneOnTheThreadIsNotOpen()
     QCOMPARE(committedServers(), u"1"_s);
 }
 
+// Each call has a GetDatabase() of its own, as in a manager.
+void TestHostTransaction::failToCommit() const
+{
+    QVERIFY(run(u"CREATE TABLE IF NOT EXISTS Child (server INTEGER REFERENCES ServerConfiguration"
+                u" (id) DEFERRABLE INITIALLY DEFERRED)"_s));
+    QVERIFY(run(u"PRAGMA foreign_keys = ON"_s));
+    QVERIFY(factory->GetDatabase()->transaction());
+    QVERIFY(run(u"INSERT INTO Child VALUES (77)"_s));
+    QVERIFY(!factory->GetDatabase()->commit());
+}
+
 void TestHostTransaction::aFailedCommitIsTheLastFailure()
 {
     const CapturedWarnings warnings;
-    QVERIFY(run(u"CREATE TABLE Child (server INTEGER REFERENCES ServerConfiguration (id)"
-                u" DEFERRABLE INITIALLY DEFERRED)"_s));
-    QVERIFY(run(u"PRAGMA foreign_keys = ON"_s));
-    {
-        HostTransaction transaction(*factory);
-        QVERIFY(run(u"INSERT INTO Child VALUES (77)"_s));
-        QVERIFY(!transaction.commit());
-    }
+
+    failToCommit();
 
     QCOMPARE(factory->failureCount(), 1);
     QCOMPARE(factory->lastFailure()->kind, Failure::Kind::Commit);
     QVERIFY(factory->lastFailure()->text.contains(u"FOREIGN KEY"));
     QVERIFY(addServer());
     QCOMPARE(committedServers(), u"1"_s);
+}
+
+void TestHostTransaction::rollbackAfterAFailedCommitHidesNothing()
+{
+    const CapturedWarnings warnings;
+    failToCommit();
+
+    QVERIFY(factory->GetDatabase()->rollback());
+
+    QCOMPARE(factory->failureCount(), 1);
+    QCOMPARE(factory->lastFailure()->kind, Failure::Kind::Commit);
+    QVERIFY(!factory->GetDatabase()->rollback());
+}
+
+void TestHostTransaction::aThreadMayEndAfterAFailedCommit()
+{
+    const CapturedWarnings warnings;
+
+    std::thread([this] { failToCommit(); }).join();
+
+    QCOMPARE(warnings.texts().size(), 1); // that of the commit
+    QVERIFY(addServer());
+    QVERIFY(!factory->GetDatabase()->rollback());
 }
 
 void TestHostTransaction::aFailedStatementIsTheLastFailure()

@@ -119,6 +119,7 @@ bool SqliteConnection::beginHostTransaction(Failure& error)
         error = {.text = u"a transaction is already open on this thread"_s};
         return false;
     }
+    undoneByCommit = false;
     return begin(TransactionOwner::Host, error);
 }
 
@@ -128,11 +129,14 @@ bool SqliteConnection::commitHostTransaction(Failure& error)
         error = {.text = u"no transaction is open on this thread"_s};
         return false;
     }
-    return commit(error);
+    undoneByCommit = !commit(error);
+    return !undoneByCommit;
 }
 
 bool SqliteConnection::rollbackHostTransaction(Failure& error)
 {
+    if (std::exchange(undoneByCommit, false))
+        return true;
     if (owner != TransactionOwner::Host) {
         error = {.text = u"no transaction is open on this thread"_s};
         return false;

@@ -60,7 +60,14 @@ public:
 
     bool beginHostTransaction(Failure& error);
     bool commitHostTransaction(Failure& error);
+
+    /// True also after a commitHostTransaction() that failed: cleaning up is not a second failure,
+    /// which would hide the first.
     bool rollbackHostTransaction(Failure& error);
+
+    /// True from a commitHostTransaction() that failed until the thread rolls back, begins another
+    /// transaction, or ends.
+    bool wasUndoneByCommit() const { return undoneByCommit; }
 
     /// Makes the next write report that the host's transaction was left by an exception.
     void noteAbandonedTransaction();
@@ -91,6 +98,7 @@ private:
     TransactionOwner owner = TransactionOwner::None;
     bool hasTurn = false;
     bool abandoned = false;
+    bool undoneByCommit = false;
     Failure lostError;
     RecordKinds changedKinds; // since the last commit
     int walPages = 0;         // after the last commit

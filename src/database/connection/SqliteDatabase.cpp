@@ -4,7 +4,6 @@
 #include <database/pool/ConnectionPool.h>
 
 #include <exception>
-#include <utility>
 
 namespace sync::database {
 
@@ -25,7 +24,6 @@ bool SqliteDatabase::transaction()
     if (!run(&SqliteConnection::beginHostTransaction))
         return false;
     begun = true;
-    undone = false;
     exceptionsAtBegin = std::uncaught_exceptions();
     pool->watchHostTransaction();
     return true;
@@ -33,16 +31,12 @@ bool SqliteDatabase::transaction()
 
 bool SqliteDatabase::commit()
 {
-    const bool committed = run(&SqliteConnection::commitHostTransaction);
-    undone = std::exchange(begun, false) && !committed;
-    return committed;
+    begun = false;
+    return run(&SqliteConnection::commitHostTransaction);
 }
 
 bool SqliteDatabase::rollback()
 {
-    // Cleaning up after a commit that failed is not a second failure, which would hide the first.
-    if (std::exchange(undone, false))
-        return true;
     begun = false;
     return run(&SqliteConnection::rollbackHostTransaction);
 }

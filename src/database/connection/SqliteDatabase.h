@@ -26,8 +26,7 @@ private:
     bool run(Operation operation);
 
     const std::shared_ptr<ConnectionPool> pool;
-    bool begun = false;  // here, and not ended here
-    bool undone = false; // by a commit() that failed
+    bool begun = false; // here, and not ended here
     int exceptionsAtBegin = 0;
 };
 

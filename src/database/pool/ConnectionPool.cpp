@@ -132,7 +132,7 @@ std::unique_ptr<SqliteConnection> ConnectionPool::takeIdle(std::thread::id threa
 
 void ConnectionPool::retireUnused(SqliteConnection* connection)
 {
-    if (connection->leases > 0 || connection->inTransaction())
+    if (connection->leases > 0 || connection->inTransaction() || connection->wasUndoneByCommit())
         return;
     connection->statements.takeReturned();
     const auto found = findConnection(
@@ -179,12 +179,17 @@ void ConnectionPool::noteAbandonedTransaction() noexcept
 void ConnectionPool::undoHostTransaction(std::thread::id thread) noexcept
 {
     SqliteConnection* const connection = activeConnection(thread);
-    Failure error;
-    if (!connection || !connection->rollbackHostTransaction(error))
+    if (!connection)
         return;
-    qCWarning(velmioDatabase).noquote()
-        << u"A thread ended without ending its transaction on %1, which was rolled back"_s.arg(
-               databasePath);
+    const bool isOpen = connection->inTransaction();
+    Failure error;
+    if (!connection->rollbackHostTransaction(error))
+        return;
+    if (isOpen) {
+        qCWarning(velmioDatabase).noquote()
+            << u"A thread ended without ending its transaction on %1, which was rolled back"_s.arg(
+                   databasePath);
+    }
     const base::LockGuard lock(mutex);
     retireUnused(connection);
 }
