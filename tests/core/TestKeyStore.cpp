@@ -1,5 +1,6 @@
 #include <core/FileKeyStore.h>
 #include <core/HostKeyStore.h>
+#include <core/keys/KeyLock.h>
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -22,6 +23,7 @@
 #include <sys/wait.h>
 
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 using namespace sync::core::crypto;
 
 namespace {
@@ -477,9 +479,7 @@ private Q_SLOTS:
 
         QVERIFY2(timer.elapsed() >= 5'000, qPrintable(QString::number(timer.elapsed())));
         QCOMPARE(
-            text, u"Process %1 (TestKeyStore on %2) is changing the password keys: it has not "
-                  "released the lock file \"%3.lock\" for 5000 ms. Wait for that process, or end "
-                  "it."_s.arg(QString::number(::getpid()), QSysInfo::machineHostName(), path));
+            text, lockedText(::getpid(), u"TestKeyStore"_s, QSysInfo::machineHostName(), 5'000));
         other.unlock();
         QCOMPARE(FileKeyStore(path).readOrCreate().ids().size(), 1);
     }
@@ -499,11 +499,38 @@ private Q_SLOTS:
         QCOMPARE(FileKeyStore(path).readOrCreate().ids().size(), 1);
     }
 
+    // Its process cannot be seen from here, or does not exist since the host got another name.
+    void lockOfAnotherHostIsNamedWithTheRemedy()
+    {
+        writeFile(path + u".lock"_s, "4711\nclient\nelsewhere\nanother machine's id\n\n");
+        QLockFile lock(path + u".lock"_s);
+
+        const QString text = textOf([&] { lockKeys(lock, 0s); });
+
+        QCOMPARE(text, lockedText(4711, u"client"_s, u"elsewhere"_s, 0));
+    }
+
+    // Another process of the same program has the id of one that was killed.
+    void lockWithAReusedProcessIdIsNamedWithTheRemedy()
+    {
+        const QByteArray host = QSysInfo::machineHostName().toLocal8Bit();
+        writeFile(
+            path + u".lock"_s, QByteArray::number(::getpid()) + "\nTestKeyStore\n" + host + '\n' +
+                                   QSysInfo::machineUniqueId() + '\n' + QSysInfo::bootUniqueId() +
+                                   '\n');
+        QLockFile lock(path + u".lock"_s);
+
+        const QString text = textOf([&] { lockKeys(lock, 0s); });
+
+        QCOMPARE(text, lockedText(::getpid(), u"TestKeyStore"_s, QSysInfo::machineHostName(), 0));
+    }
+
     void lockThatNamesNoProcessIsTold()
     {
         writeFile(path + u".lock"_s, "");
+        QLockFile lock(path + u".lock"_s);
 
-        const QString text = textOf([&] { FileKeyStore(path).readOrCreate(); });
+        const QString text = textOf([&] { lockKeys(lock, 0s); });
 
         QCOMPARE(
             text, u"The lock file \"%1.lock\" of the password keys names no process. Remove it if "
@@ -551,6 +578,14 @@ private Q_SLOTS:
     }
 
 private:
+    QString lockedText(qint64 process, const QString& program, const QString& host, int ms) const
+    {
+        return u"The password keys are locked: process %1 (%2 on %3) has not released the lock "
+               "file \"%4.lock\" for %5 ms. Wait for that process, or end it. If it does not exist "
+               "or does not change the keys, remove the lock file."_s.arg(
+                   QString::number(process), program, host, path, QString::number(ms));
+    }
+
     std::unique_ptr<QTemporaryDir> folder;
     QString path;
 };

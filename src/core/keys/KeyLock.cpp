@@ -18,7 +18,7 @@ KeyError lockError(const QLockFile& lock, std::chrono::milliseconds limit)
         return {
             KeyError::Cause::NotWritable,
             u"The lock file \"%1\" of the password keys cannot be written. Make its folder "
-            "writable."_s.arg(lock.fileName())};
+            "writable, and make sure that its disk is not full."_s.arg(lock.fileName())};
     }
     qint64 process = 0;
     QString host;
@@ -29,10 +29,13 @@ KeyError lockError(const QLockFile& lock, std::chrono::milliseconds limit)
             u"The lock file \"%1\" of the password keys names no process. Remove it if no other "
             "program is changing the keys."_s.arg(lock.fileName())};
     }
+    // The process may have ended: that of another host cannot be seen, and another one of the same
+    // program may have its id.
     return {
         KeyError::Cause::Other,
-        u"Process %1 (%2 on %3) is changing the password keys: it has not released the lock file "
-        "\"%4\" for %5 ms. Wait for that process, or end it."_s
+        u"The password keys are locked: process %1 (%2 on %3) has not released the lock file "
+        "\"%4\" for %5 ms. Wait for that process, or end it. If it does not exist or does not "
+        "change the keys, remove the lock file."_s
             .arg(QString::number(process), program, host, lock.fileName())
             .arg(limit.count())};
 }

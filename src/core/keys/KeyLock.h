@@ -7,7 +7,8 @@ class QLockFile;
 namespace sync::core::crypto {
 
 /// Locks a key store against other threads and processes. Throws KeyError when that takes longer
-/// than `limit`, with the process that holds the lock, or when the lock file cannot be written.
+/// than `limit` or the lock file cannot be written; the text names the file, what it says about the
+/// process that holds it, and what to do.
 void lockKeys(QLockFile& lock, std::chrono::milliseconds limit);
 
 } // namespace sync::core::crypto
