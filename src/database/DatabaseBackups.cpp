@@ -148,12 +148,14 @@ DatabaseBackups::Backup DatabaseBackups::make(Reason reason) const
             return QFileInfo::exists(pathFor(time, other));
         });
     };
-    QDateTime time = QDateTime::currentDateTimeUtc();
-    while (isTaken(time))
-        time = time.addMSecs(1);
-    Backup made = makeAt(pathFor(time, reason));
-    made.time = time;
-    made.reason = reason;
+    Backup made{.time = QDateTime::currentDateTimeUtc(), .reason = reason};
+    do {
+        while (isTaken(made.time))
+            made.time = made.time.addMSecs(1);
+        made.path = pathFor(made.time, reason);
+        // Another process may take the name while the copy is written.
+    } while (!copyTo(made.path));
+    made.bytes = QFileInfo(made.path).size();
     removeOldest(made);
     removeUnfinished();
     return made;
@@ -166,12 +168,18 @@ DatabaseBackups::Backup DatabaseBackups::makeAt(const QString& file) const
     if (QFileInfo(target).isDir())
         throw DatabaseError(
             Cause::Directory, target + u" is a directory. Name a new file in it."_s);
-    if (QFileInfo::exists(target))
+    const QDateTime time = QDateTime::currentDateTimeUtc();
+    if (QFileInfo::exists(target) || !copyTo(target))
         throw DatabaseError(
             Cause::Other, target +
                               u" exists already, and a copy does not replace files. Name a new "
                               u"file."_s);
-    const QDateTime time = QDateTime::currentDateTimeUtc();
+    return {target, time, Reason::Manual, QFileInfo(target).size()};
+}
+
+bool DatabaseBackups::copyTo(const QString& target) const
+{
+    requireDatabase(databasePath);
     const SqliteHandle source = openConnection(databasePath);
     // Leaves a damaged file unchanged, and keeps the WAL that a crash has left: because of it the
     // next opening checks the file.
@@ -179,9 +187,15 @@ DatabaseBackups::Backup DatabaseBackups::makeAt(const QString& file) const
     // Waits for a program that has locked readers out; the copying itself would not wait.
     execute(source.get(), "BEGIN", databasePath);
     queryNumber(source.get(), "SELECT count(*) FROM sqlite_schema", databasePath);
-    withFileErrors([&] { writeVerifiedCopy(source.get(), target); });
+    try {
+        writeVerifiedCopy(source.get(), target);
+    } catch (const base::FileError& error) {
+        if (error.code() != EEXIST)
+            throw databaseError(error);
+        return false;
+    }
     setCheckpointAtClose(source.get(), true);
-    return {target, time, Reason::Manual, QFileInfo(target).size()};
+    return true;
 }
 
 QList<DatabaseBackups::Backup> DatabaseBackups::list() const

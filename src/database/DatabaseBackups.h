@@ -106,6 +106,8 @@ public:
     Salvaged salvage() const;
 
 private:
+    // False if a file of that name exists when the copy is complete.
+    bool copyTo(const QString& target) const;
     QString replaceBy(sqlite3* source) const;
     Salvaged replaceBySalvaged() const;
     QString pathFor(const QDateTime& time, Reason reason) const;

@@ -2,6 +2,7 @@
 
 #include <support/RawDatabase.h>
 #include <support/Repetitions.h>
+#include <support/SystemCalls.h>
 #include <support/TemporaryPlace.h>
 
 #include <database/DatabaseBackups.h>
@@ -158,6 +159,7 @@ private Q_SLOTS:
     void aBackupIsAWholeFileForTheUserAlone();
     void aBackupHoldsOneMomentWhileOthersWrite();
     void aBackupLeavesTheWritersAlone();
+    void aNameThatAnotherProcessTakesIsLeftToIt();
     void theOldestOfEachReasonGo();
     void theNewestStaysThoughTheClockWasSetBack();
     void onlyFilesOfOurNamesAreListedAndRemoved();
@@ -265,6 +267,27 @@ void TestDatabaseBackups::aBackupLeavesTheWritersAlone()
     QVERIFY(store->GetDatabase()->commit());
     QCOMPARE(RawDatabase(made.path).value(CountServers), u"1"_s);
     QCOMPARE(RawDatabase(storePath()).value(CountServers), u"2"_s);
+}
+
+// As when two processes begin to migrate a store in the same millisecond.
+void TestDatabaseBackups::aNameThatAnotherProcessTakesIsLeftToIt()
+{
+    QString taken;
+    const sync::test::SystemCallWatch watch([&taken](const sync::test::SystemCall& call) {
+        if (call.name == "link" && taken.isEmpty()) {
+            taken = QFile::decodeName(call.path);
+            write(taken, "of another process");
+        }
+        return 0;
+    });
+
+    const auto made = backups().make(Reason::Migration);
+
+    QCOMPARE(bytesOf(taken), QByteArray("of another process"));
+    QVERIFY(made.path > taken);
+    DatabaseBackups::verify(made.path);
+    QCOMPARE(backups().list().first().path, made.path);
+    QCOMPARE(entriesOf(backups().folder()).size(), 2);
 }
 
 void TestDatabaseBackups::theOldestOfEachReasonGo()

@@ -1,0 +1,119 @@
+#include "SystemCalls.h"
+
+#include <QFile>
+
+#include <atomic>
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+std::atomic<const sync::test::SystemCallWatch::Fate*> currentFate = nullptr;
+
+QByteArray pathOf(const char* path)
+{
+    return path;
+}
+
+QByteArray pathOf(int file)
+{
+    char path[PATH_MAX];
+    const QByteArray link = "/proc/self/fd/" + QByteArray::number(file);
+    const ssize_t size = ::readlink(link.constData(), path, sizeof path);
+    return QByteArray(path, std::max<ssize_t>(size, 0));
+}
+
+/// Makes a call of the C library, unless the test makes it fail.
+template <typename Function, typename Target, typename... Arguments>
+auto call(const char* name, const Target& target, Arguments... arguments)
+{
+    const auto real = reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name));
+    static thread_local bool isAsking = false;
+    const auto* const fate = isAsking ? nullptr : currentFate.load();
+    if (!fate)
+        return real(arguments...);
+    isAsking = true;
+    const int error = (*fate)({name, pathOf(target)});
+    isAsking = false;
+    if (error == 0)
+        return real(arguments...);
+    errno = error;
+    return static_cast<decltype(real(arguments...))>(-1);
+}
+
+} // namespace
+
+// The libraries call these functions, which pass the calls on to the C library.
+extern "C" {
+
+Q_DECL_EXPORT ssize_t write(int file, const void* bytes, size_t count)
+{
+    return call<decltype(::write)>("write", file, file, bytes, count);
+}
+
+Q_DECL_EXPORT ssize_t pwrite64(int file, const void* bytes, size_t count, off64_t offset)
+{
+    return call<decltype(::pwrite64)>("pwrite64", file, file, bytes, count, offset);
+}
+
+Q_DECL_EXPORT int fsync(int file)
+{
+    return call<decltype(::fsync)>("fsync", file, file);
+}
+
+Q_DECL_EXPORT int fdatasync(int file)
+{
+    return call<decltype(::fdatasync)>("fdatasync", file, file);
+}
+
+Q_DECL_EXPORT int ftruncate64(int file, off64_t size) noexcept
+{
+    return call<decltype(::ftruncate64)>("ftruncate64", file, file, size);
+}
+
+Q_DECL_EXPORT int link(const char* from, const char* to) noexcept
+{
+    return call<decltype(::link)>("link", to, from, to);
+}
+
+Q_DECL_EXPORT int unlink(const char* name) noexcept
+{
+    return call<decltype(::unlink)>("unlink", name, name);
+}
+
+Q_DECL_EXPORT int rename(const char* from, const char* to) noexcept
+{
+    return call<decltype(::rename)>("rename", to, from, to);
+}
+
+Q_DECL_EXPORT int mkdir(const char* name, mode_t mode) noexcept
+{
+    return call<decltype(::mkdir)>("mkdir", name, name, mode);
+}
+}
+
+namespace sync::test {
+
+namespace {
+
+SystemCallWatch::Fate watchingFate;
+
+} // namespace
+
+SystemCallWatch::SystemCallWatch(Fate fate)
+{
+    watchingFate = std::move(fate);
+    currentFate = &watchingFate;
+}
+
+SystemCallWatch::~SystemCallWatch()
+{
+    currentFate = nullptr;
+}
+
+} // namespace sync::test
