@@ -1,3 +1,4 @@
+#include <faults/support/WatchedVfs.h>
 #include <support/CapturedWarnings.h>
 #include <support/RawDatabase.h>
 #include <support/Repetitions.h>
@@ -13,13 +14,17 @@
 #include <QTest>
 
 #include <atomic>
+#include <chrono>
 #include <functional>
+#include <future>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 using sync::database::DatabaseError;
 using sync::database::SqliteDatabaseFactory;
 using sync::test::CapturedWarnings;
@@ -51,6 +56,8 @@ QByteArray journalOfSizeBefore(char pages)
     return header.leftJustified(512, '\0');
 }
 
+constexpr qint64 DamagedPage = 300;
+
 // More pages than are checked at each opening, one of them overwritten. It was closed in order.
 void makeLargeAndDamaged(const QString& file)
 {
@@ -63,7 +70,7 @@ void makeLargeAndDamaged(const QString& file)
     QFile bytes(file);
     QVERIFY(bytes.open(QIODevice::ReadWrite));
     QVERIFY(bytes.size() > 400 * 4096);
-    QVERIFY(bytes.seek(300 * 4096));
+    QVERIFY(bytes.seek(DamagedPage * 4096));
     QCOMPARE(bytes.write(QByteArray(4096, '\xA5')), 4096);
     bytes.close();
     QFile::remove(file + u"-wal"_s);
@@ -77,6 +84,43 @@ bool add(SqliteDatabaseFactory& factory, const QString& alias)
     query->bindValue(u":alias"_s, alias);
     return query->exec();
 }
+
+Cause causeOfOpening(const QString& file)
+{
+    try {
+        SqliteDatabaseFactory::open(file);
+    } catch (const DatabaseError& error) {
+        return error.cause();
+    }
+    return static_cast<Cause>(-1);
+}
+
+/// Opens a damaged store on another thread while it is being opened, when all pages are checked.
+class SecondOpening : public sync::test::IoWatcher
+{
+public:
+    explicit SecondOpening(const QString& file)
+        : file(file)
+    {
+    }
+
+    sync::test::IoFate before(const sync::test::IoCall& call) override
+    {
+        if (call.kind == call.Read && call.offset == DamagedPage * 4096 &&
+            !std::exchange(isBegun, true)) {
+            cause = std::async(std::launch::async, [this] { return causeOfOpening(file); });
+            // It has to wait. Without the lock it would have ended long before.
+            cause.wait_for(200ms);
+        }
+        return {};
+    }
+
+    std::future<Cause> cause;
+
+private:
+    const QString file;
+    bool isBegun = false;
+};
 
 } // namespace
 
@@ -111,6 +155,7 @@ private Q_SLOTS:
     void leavesTheLogToThoseWhoStay();
     void aRefusedFileKeepsItsLog();
     void findsDamageInALargeFileAfterAnUncleanEnd();
+    void aSecondOpeningAfterAnUncleanEndAlsoFindsTheDamage();
     void doesNotReadAllOfALargeFileThatWasClosed();
     void doesNotTakeOtherUsersForAnUncleanEnd();
     void takesNoFileOfZerosOver_data();
@@ -528,6 +573,23 @@ void TestSqliteDatabaseFactory::findsDamageInALargeFileAfterAnUncleanEnd()
 
     QCOMPARE(bytesOf(file), before);
     QCOMPARE(bytesOf(file + u"-wal"_s), log);
+}
+
+// It must not take the first one for a user who has checked the file.
+void TestSqliteDatabaseFactory::aSecondOpeningAfterAnUncleanEndAlsoFindsTheDamage()
+{
+    const QString file = path(u"store.db"_s);
+    makeLargeAndDamaged(file);
+    RawDatabase(file).run(u"UPDATE Schedules SET syncInterval = 31"_s);
+    sync::test::installWatchedVfs();
+    SecondOpening second(file);
+    const sync::test::IoWatch watch(second);
+
+    const Cause first = causeOfOpening(file);
+
+    QCOMPARE(first, Cause::Damaged);
+    QVERIFY(second.cause.valid());
+    QCOMPARE(second.cause.get(), Cause::Damaged);
 }
 
 void TestSqliteDatabaseFactory::doesNotReadAllOfALargeFileThatWasClosed()

@@ -1,3 +1,4 @@
+#include <faults/support/WatchedVfs.h>
 #include <support/AsNobody.h>
 #include <support/RawDatabase.h>
 
@@ -62,6 +63,35 @@ private:
     pid_t id = 0;
 };
 
+/// Rewrites a store while it is being read, for a number of times.
+class Overtaking : public sync::test::IoWatcher
+{
+public:
+    Overtaking(const QString& path, int times)
+        : path(path)
+        , times(times)
+    {
+        sync::test::installWatchedVfs();
+    }
+
+    // After the check has read how many pages there are.
+    sync::test::IoFate before(const sync::test::IoCall& call) override
+    {
+        constexpr qint64 SecondPage = 4096;
+        if (call.kind == call.Read && call.offset == SecondPage && times > 0) {
+            --times;
+            RawDatabase(path, sync::test::unwatchedVfs())
+                .run(u"PRAGMA journal_mode = DELETE; UPDATE ServerConfiguration SET"
+                     u" alias = hex(randomblob(20000)); PRAGMA journal_mode = WAL"_s);
+        }
+        return {};
+    }
+
+private:
+    const QString path;
+    int times;
+};
+
 class TestStoreInspection : public QObject
 {
     Q_OBJECT
@@ -84,6 +114,8 @@ private Q_SLOTS:
     void readsWithoutRights();
     void saysThatTheWalCannotBeRead();
     void lockedStoreIsBusy();
+    void anOvertakenInspectionIsRepeated();
+    void anInspectionThatIsAlwaysOvertakenIsBusy();
     void readOnlyStoreIsOneMoment();
     void readOnlyStoreTakesNoWrites();
     void writersWorkBesideAReadOnlyStore();
@@ -425,6 +457,30 @@ void TestStoreInspection::lockedStoreIsBusy()
     const StoreInspection inspection(path);
 
     QCOMPARE(inspection.kind(), Kind::Busy);
+}
+
+void TestStoreInspection::anOvertakenInspectionIsRepeated()
+{
+    run(*SqliteDatabaseFactory::open(path),
+        u"INSERT INTO ServerConfiguration (alias) VALUES ('a')"_s);
+    Overtaking writer(path, 2);
+    const sync::test::IoWatch watch(writer);
+
+    const StoreInspection inspection(path);
+
+    QVERIFY2(inspection.kind() == Kind::Ours, qPrintable(inspection.finding(path)));
+}
+
+void TestStoreInspection::anInspectionThatIsAlwaysOvertakenIsBusy()
+{
+    run(*SqliteDatabaseFactory::open(path),
+        u"INSERT INTO ServerConfiguration (alias) VALUES ('a')"_s);
+    Overtaking writer(path, 1000);
+    const sync::test::IoWatch watch(writer);
+
+    const StoreInspection inspection(path);
+
+    QVERIFY2(inspection.kind() == Kind::Busy, qPrintable(inspection.finding(path)));
 }
 
 void TestStoreInspection::readOnlyStoreIsOneMoment()
