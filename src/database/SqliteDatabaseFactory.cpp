@@ -1,14 +1,13 @@
 #include <database/SqliteDatabaseFactory.h>
 
 #include <base/FilePaths.h>
-#include <base/LockGuard.h>
+#include <base/SharedByKey.h>
 #include <database/connection/SqliteDatabase.h>
 #include <database/connection/SqliteQuery.h>
 #include <database/opening/Migrations.h>
 #include <database/opening/StoreOpening.h>
 #include <database/pool/ConnectionPool.h>
 
-#include <QHash>
 #include <QStandardPaths>
 
 #include <sqlite3.h>
@@ -19,26 +18,6 @@ using namespace Qt::StringLiterals;
 
 namespace sync::database {
 
-namespace {
-
-// The lock under which a file is opened. A second opening would take the first one for a user that
-// has checked the file after a crash, and back up or switch what that one is about to change.
-std::shared_ptr<std::mutex> openingLockOf(const QString& path)
-{
-    static std::mutex registryMutex;
-    static QHash<QString, std::weak_ptr<std::mutex>> registry;
-    const base::LockGuard lock(registryMutex);
-    auto found = registry.value(path).lock();
-    if (!found) {
-        registry.removeIf([](const auto& entry) { return entry.value().expired(); });
-        found = std::make_shared<std::mutex>();
-        registry.insert(path, found);
-    }
-    return found;
-}
-
-} // namespace
-
 std::shared_ptr<SqliteDatabaseFactory> SqliteDatabaseFactory::open(const QString& path)
 {
     if (path.isEmpty())
@@ -46,7 +25,10 @@ std::shared_ptr<SqliteDatabaseFactory> SqliteDatabaseFactory::open(const QString
             DatabaseError::Cause::Other, u"The path of the database is empty: name a file."_s);
 
     const QString absolutePath = base::absoluteFilePath(path);
-    const auto openingLock = openingLockOf(base::resolvedFilePath(absolutePath));
+    // A second opening would take the first one for a user that has checked the file after a crash,
+    // and back up or switch what that one is about to change.
+    static base::SharedByKey<std::mutex> openingLocks;
+    const auto openingLock = openingLocks.at(base::resolvedFilePath(absolutePath));
     const std::lock_guard lock(*openingLock);
     OpenedStore opened = StoreOpening(absolutePath).open();
     for (const QString& warning : opened.warnings)

@@ -1,8 +1,7 @@
 #include <database/pool/WriterQueue.h>
 
 #include <base/LockGuard.h>
-
-#include <QHash>
+#include <base/SharedByKey.h>
 
 #include <algorithm>
 
@@ -10,17 +9,8 @@ namespace sync::database {
 
 std::shared_ptr<WriterQueue> WriterQueue::forFile(const QString& canonicalPath)
 {
-    static std::mutex registryMutex;
-    static QHash<QString, std::weak_ptr<WriterQueue>> registry;
-
-    const base::LockGuard lock(registryMutex);
-    auto queue = registry.value(canonicalPath).lock();
-    if (!queue) {
-        registry.removeIf([](const auto& entry) { return entry.value().expired(); });
-        queue = std::make_shared<WriterQueue>();
-        registry.insert(canonicalPath, queue);
-    }
-    return queue;
+    static base::SharedByKey<WriterQueue> queues;
+    return queues.at(canonicalPath);
 }
 
 bool WriterQueue::enter(std::chrono::milliseconds timeout)
