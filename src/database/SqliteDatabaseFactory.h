@@ -47,8 +47,9 @@ public:
     ///
     /// Reads under GetDatabase()->transaction() see one moment of the store, and no writer waits
     /// for that transaction to end. A store that nobody has open is read without locks: if a
-    /// program writes to it meanwhile, exec() or next() fails with Cause::Busy. After the thread's
-    /// queries and its transaction have ended, a new query reads it again. Statements that write
+    /// program writes to it meanwhile, exec() or next() fails with Cause::Busy, and likewise when a
+    /// program switches a store with a journal to a WAL. After the thread's queries and its
+    /// transaction have ended, a new query reads it again. Statements that write
     /// fail. The schema is that of the file, which may have an earlier version. The factory
     /// announces no changes. Throws DatabaseError like open(), and also if the file is missing or
     /// its WAL cannot be read. Damage is found only when the damaged part is read.

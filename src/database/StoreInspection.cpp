@@ -38,7 +38,7 @@ std::optional<qint64> knownVersionOf(sqlite3* database)
     // sqlite.org/fileformat2.html#the_database_header
     constexpr int UserVersionOffset = 60;
     constexpr int ApplicationIdOffset = 68;
-    std::array<char, 100> header{};
+    std::array<char, HeaderBytes> header{};
     sqlite3_file* const file = fileOf(database);
     if (file->pMethods->xRead(file, header.data(), int(header.size()), 0) != SQLITE_OK ||
         qFromBigEndian<qint32>(header.data() + ApplicationIdOffset) != ApplicationId)

@@ -120,6 +120,8 @@ private Q_SLOTS:
     void readOnlyStoreTakesNoWrites();
     void writersWorkBesideAReadOnlyStore();
     void aWriterThatComesLaterIsNoticed();
+    void aClientThatBeginsAWalIsNoticed_data();
+    void aClientThatBeginsAWalIsNoticed();
     void onlyStoresOpenReadOnly_data();
     void onlyStoresOpenReadOnly();
 
@@ -555,6 +557,36 @@ void TestStoreInspection::aWriterThatComesLaterIsNoticed()
     QCOMPARE(reading->lastFailure()->cause, DatabaseError::Cause::Busy);
     query.reset();
     QCOMPARE(countOfSchedules(*reading), 2);
+}
+
+void TestStoreInspection::aClientThatBeginsAWalIsNoticed_data()
+{
+    QTest::addColumn<bool>("clientEnds");
+    QTest::newRow("and stays") << false;
+    QTest::newRow("and ends") << true;
+}
+
+// A store with a journal is locked only while a statement runs, so a client may switch it.
+void TestStoreInspection::aClientThatBeginsAWalIsNoticed()
+{
+    QFETCH(const bool, clientEnds);
+    makeStoreWith({})(path);
+    const auto reading = SqliteDatabaseFactory::openReadOnly(path);
+    auto query = reading->CreateQuery();
+    query->prepare(u"SELECT count(*) FROM Schedules"_s);
+    QVERIFY(query->exec() && query->next() && !query->next());
+    auto client = SqliteDatabaseFactory::open(path);
+    run(*client, u"INSERT INTO Schedules (folderConfigurationId) VALUES (5)"_s);
+    if (clientEnds)
+        client.reset();
+    const auto before = files();
+
+    QVERIFY(!query->exec());
+
+    QCOMPARE(reading->lastFailure()->cause, DatabaseError::Cause::Busy);
+    query.reset();
+    QCOMPARE(countOfSchedules(*reading), 2);
+    QVERIFY(files() == before);
 }
 
 void TestStoreInspection::onlyStoresOpenReadOnly_data()

@@ -79,6 +79,8 @@ QString remedyFor(sqlite3* database)
     case SQLITE_BUSY_SNAPSHOT:
         return u"Somebody else has written since this thread began a SELECT: release that query "
                u"first, and try again."_s;
+    case SQLITE_PROTOCOL:
+        return u"Another program has begun to use it at this moment: try again."_s;
     case SQLITE_READONLY_DBMOVED:
         return u"The file was moved, replaced or deleted while it was open: end the programs that "
                u"use it, and see that it is in its place."_s;

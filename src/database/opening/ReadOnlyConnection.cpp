@@ -50,7 +50,27 @@ int lockShared(sqlite3_file* file, int level)
     return level <= SQLITE_LOCK_SHARED ? originalOf(file).xLock(file, level) : SQLITE_OK;
 }
 
-enum class WalIndex { Shared, Private };
+// For a connection to a store with a journal. A client may switch that to a WAL, for which SQLite
+// would write to the shared memory of the others, or create its files if the client has ended.
+int mapNothing(sqlite3_file*, int, int, int, void volatile**)
+{
+    return SQLITE_PROTOCOL;
+}
+
+int readWithoutWal(sqlite3_file* file, void* bytes, int count, sqlite3_int64 offset)
+{
+    const int result = originalOf(file).xRead(file, bytes, count, offset);
+    const bool isWalFormat =
+        offset == 0 && count >= HeaderBytes && isWalHeader(static_cast<const char*>(bytes));
+    return result == SQLITE_OK && isWalFormat ? SQLITE_PROTOCOL : result;
+}
+
+/// How a connection uses the index of the WAL.
+enum class WalIndex {
+    Shared,  ///< In the memory that its users share.
+    Private, ///< In its own memory.
+    Refused, ///< It takes no WAL.
+};
 
 void replaceMethods(sqlite3* database, WalIndex index)
 {
@@ -66,6 +86,9 @@ void replaceMethods(sqlite3* database, WalIndex index)
         if (index == WalIndex::Private) {
             replaced->methods.iVersion = 1; // one without shared memory
             replaced->methods.xLock = lockShared;
+        } else if (index == WalIndex::Refused) {
+            replaced->methods.xRead = readWithoutWal;
+            replaced->methods.xShmMap = mapNothing;
         } else if (file->pMethods->iVersion >= 2 && file->pMethods->xShmMap) {
             replaced->methods.xShmMap = mapForReading;
         }
@@ -111,6 +134,13 @@ SqliteHandle openWithPrivateIndex(const QString& path)
     return database;
 }
 
+SqliteHandle openWithoutWal(const QString& path)
+{
+    SqliteHandle database = open(path, {});
+    replaceMethods(database.get(), WalIndex::Refused);
+    return database;
+}
+
 // The first read shows whether a connection can read the file.
 ReadOnlyConnection tried(ReadOnlyConnection opened, const QString& path)
 {
@@ -150,7 +180,7 @@ ReadOnlyConnection openReadOnlyConnection(const QString& path)
         const VfsFile file(path);
         // With a journal, the file alone may hold half a transaction.
         if (QFileInfo(path + u"-journal"_s).size() > 0 || !file || !file.hasWalFormat())
-            return tried({open(path, {})}, path);
+            return tried({openWithoutWal(path)}, path);
         return tried({.database = openImmutable(path), .fingerprint = before}, path);
     }
     try {

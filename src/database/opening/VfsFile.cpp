@@ -4,6 +4,14 @@
 
 namespace sync::database {
 
+bool isWalHeader(const char* header)
+{
+    // sqlite.org/fileformat2.html#file_format_version_numbers
+    constexpr int FormatOffset = 18;
+    constexpr char FormatWithWal = 2;
+    return header[FormatOffset] == FormatWithWal;
+}
+
 sqlite3_file* fileOf(sqlite3* database)
 {
     sqlite3_file* file = nullptr;
@@ -34,12 +42,8 @@ void VfsFile::unlock() const
 
 bool VfsFile::hasWalFormat() const
 {
-    // sqlite.org/fileformat2.html#file_format_version_numbers
-    constexpr int FormatOffset = 18;
-    constexpr char FormatWithWal = 2;
-    char format = 0;
-    const int result = file->pMethods->xRead(file, &format, sizeof format, FormatOffset);
-    return result == SQLITE_OK && format == FormatWithWal;
+    char header[HeaderBytes];
+    return file->pMethods->xRead(file, header, HeaderBytes, 0) == SQLITE_OK && isWalHeader(header);
 }
 
 sqlite3_file* VfsFile::withSharedMemory() const

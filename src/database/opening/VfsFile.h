@@ -6,6 +6,12 @@
 
 namespace sync::database {
 
+/// The size of the header at the start of a database file.
+constexpr int HeaderBytes = 100;
+
+/// True if a header says that the file is used with a WAL.
+bool isWalHeader(const char* header);
+
 /// The file of a connection.
 sqlite3_file* fileOf(sqlite3* database);
 
