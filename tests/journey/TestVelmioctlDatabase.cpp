@@ -8,6 +8,7 @@
 
 #include <QFile>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -210,6 +211,31 @@ private Q_SLOTS:
             {u"folders"_s, 3}}};
         QCOMPARE(stats[u"roots"_s].toArray(), roots);
         QVERIFY(forPeople.output.contains(u"   3  FolderConfiguration\n"_s));
+    }
+
+    void metricsAreTheSameNumbers()
+    {
+        const VelmioctlRunner tool;
+        tool.makeFolder(u"ro\\o\n\"t"_s);
+        QCOMPARE(tool.run({u"init"_s}).exitCode, 0);
+        QCOMPARE(
+            tool.run({u"folder"_s, u"add"_s, u"ro\\o\n\"t"_s, u"--server-path"_s, u"/r"_s})
+                .exitCode,
+            0);
+
+        const auto run = tool.run({u"stats"_s, u"--prometheus"_s});
+
+        QCOMPARE(run.exitCode, 0);
+        // Each line is a comment of a metric or a sample: a name, labels and a number.
+        static const QRegularExpression form(
+            u"^(?:# (?:HELP|TYPE) [a-z_]+ \\S.*|"
+            u"[a-z_]+(?:\\{(?:[a-z]+=\"(?:[^\"\\\\]|\\\\[n\"\\\\])*\",?)+\\})? -?\\d+)$"_s);
+        QVERIFY(run.output.endsWith(u'\n'));
+        for (const QString& line : run.output.chopped(1).split(u'\n'))
+            QVERIFY2(form.match(line).hasMatch(), qPrintable(line));
+        QVERIFY(run.output.contains(u"velmio_store_rows{table=\"Schedules\"} 1\n"_s));
+        QVERIFY(run.output.contains(u"velmio_root_folders{root=\"1\",path=\"%1\"} 1\n"_s.arg(
+            tool.path(u"ro\\\\o\\n\\\"t"_s))));
     }
 
     void movedDatabaseIsScannedWhenItIsAdopted()

@@ -77,9 +77,11 @@ private Q_SLOTS:
             u"INSERT INTO FolderConfiguration (parentId, authenticationId) VALUES (0, 9);"
             u"INSERT INTO Schedules (folderConfigurationId) VALUES (9)"_s);
 
-        QCOMPARE(read(u"SELECT count(*) FROM v1_signins WHERE serverAlias IS NULL"_s).first(), u"1"_s);
+        QCOMPARE(
+            read(u"SELECT count(*) FROM v1_signins WHERE serverAlias IS NULL"_s).first(), u"1"_s);
         QCOMPARE(read(u"SELECT count(*) FROM v1_roots WHERE userName IS NULL"_s).first(), u"1"_s);
-        QCOMPARE(read(u"SELECT count(*) FROM v1_schedules WHERE clientPath IS NULL"_s).first(), u"2"_s);
+        QCOMPARE(
+            read(u"SELECT count(*) FROM v1_schedules WHERE clientPath IS NULL"_s).first(), u"2"_s);
     }
 
     void noViewShowsASecret()

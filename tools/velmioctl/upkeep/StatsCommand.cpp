@@ -3,6 +3,7 @@
 #include <database/SqliteDatabaseFactory.h>
 #include <interf/IQSqlQueryWrapper.h>
 #include <velmioctl/cli/CommandLine.h>
+#include <velmioctl/cli/ExitCode.h>
 #include <velmioctl/cli/Table.h>
 #include <velmioctl/store/Columns.h>
 #include <velmioctl/store/Session.h>
@@ -145,10 +146,69 @@ void print(Output& output, const Stats& stats)
     output.print(roots);
 }
 
-void stats(Session& session)
+using Labels = std::initializer_list<std::pair<const char*, QString>>;
+
+// prometheus.io/docs/instrumenting/exposition_formats
+QString sample(QStringView name, Labels labels, long long value)
 {
+    QStringList texts;
+    for (const auto& [label, text] : labels) {
+        QString escaped = text;
+        escaped.replace(u"\\"_s, u"\\\\"_s).replace(u"\""_s, u"\\\""_s).replace(u"\n"_s, u"\\n"_s);
+        texts += QLatin1StringView(label) + u"=\""_s + escaped + u'"';
+    }
+    const QString set = texts.isEmpty() ? QString() : u'{' + texts.join(u',') + u'}';
+    return u"%1%2 %3\n"_s.arg(name, set, QString::number(value));
+}
+
+QString gauge(QStringView name, QStringView help)
+{
+    return u"# HELP %1 %2\n# TYPE %1 gauge\n"_s.arg(name, help);
+}
+
+QByteArray toMetrics(const Stats& stats)
+{
+    QString text = gauge(u"velmio_store_info", u"The store, with its versions as labels.");
+    text += sample(
+        u"velmio_store_info",
+        {{"store", stats.storeId},
+         {"schema", QString::number(stats.schemaVersion)},
+         {"library", QStringLiteral(VELMIO_VERSION)},
+         {"sqlite", stats.sqliteVersion}},
+        1);
+    text += gauge(u"velmio_store_moved", u"1 if the store comes from another machine or account.");
+    text += sample(u"velmio_store_moved", {}, stats.moved ? 1 : 0);
+    text += gauge(u"velmio_store_bytes", u"Size of the database file.");
+    text += sample(u"velmio_store_bytes", {}, stats.fileBytes);
+    text += gauge(u"velmio_store_wal_bytes", u"Size of the WAL.");
+    text += sample(u"velmio_store_wal_bytes", {}, stats.walBytes);
+
+    text += gauge(u"velmio_store_rows", u"Rows of each table.");
+    for (const auto& [name, rows] : stats.tableRows)
+        text += sample(u"velmio_store_rows", {{"table", name}}, rows);
+
+    const auto addRoots = [&](QStringView name, QStringView help, long long RootCount::*count) {
+        text += gauge(name, help);
+        for (const RootCount& root : stats.roots) {
+            const Labels labels{{"root", QString::number(root.id)}, {"path", root.path}};
+            text += sample(name, labels, root.*count);
+        }
+    };
+    addRoots(
+        u"velmio_root_folders", u"Folders of a root folder, itself included.", &RootCount::folders);
+    addRoots(u"velmio_root_files", u"Files of a root folder.", &RootCount::files);
+    addRoots(u"velmio_root_bytes", u"Size of the files of a root folder.", &RootCount::bytes);
+    return text.toUtf8();
+}
+
+void stats(Session& session, bool asMetrics)
+{
+    if (asMetrics && session.output.json())
+        throw CommandError(ExitCode::Usage, u"Give --json or --prometheus, not both."_s);
     const Stats stats = readStats(session.database());
-    if (session.output.json())
+    if (asMetrics)
+        session.output.printBytes(toMetrics(stats));
+    else if (session.output.json())
         session.output.print(toJson(stats));
     else
         print(session.output, stats);
@@ -158,9 +218,13 @@ void stats(Session& session)
 
 void addStatsCommand(Command& app, Session& session)
 {
-    app.addSubcommand("stats", "Show the size and the content of the database")
-        ->example("velmioctl stats --json")
-        ->callback([&session] { stats(session); });
+    auto* const command =
+        app.addSubcommand("stats", "Show the size and the content of the database");
+    auto asMetrics = std::make_shared<bool>(false);
+    command->addFlag("--prometheus", *asMetrics, "Answer as metrics in Prometheus' text format");
+    command->example("velmioctl stats --json")
+        ->example("velmioctl stats --prometheus > /var/lib/node_exporter/velmio.prom")
+        ->callback([&session, asMetrics] { stats(session, *asMetrics); });
 }
 
 } // namespace velmioctl
