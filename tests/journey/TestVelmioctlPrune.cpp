@@ -124,7 +124,98 @@ private Q_SLOTS:
         QCOMPARE(storedFiles(), 0);
     }
 
+    void emptyRootIsNamedAndKept_data()
+    {
+        QTest::addColumn<QStringList>("command");
+        QTest::newRow("scan") << QStringList{u"scan"_s};
+        QTest::newRow("prune") << QStringList{u"scan"_s, u"--prune"_s, u"--yes"_s};
+        QTest::newRow("status") << QStringList{u"status"_s};
+    }
+
+    // As the mount point of a drive that is not connected.
+    void emptyRootIsNamedAndKept()
+    {
+        QFETCH(const QStringList, command);
+        makeFiles(3);
+        QCOMPARE(tool->run({u"scan"_s}).exitCode, 0);
+        QVERIFY(QDir().rename(tool->path(u"one"_s), tool->path(u"away"_s)));
+        tool->makeFolder(u"one"_s);
+
+        const auto text = tool->run(command);
+        const auto json = tool->json(command);
+
+        QCOMPARE(text.exitCode, 1);
+        QVERIFY(text.errors.contains(
+            u"The root folder \"%1\" (id 1) is empty"_s.arg(tool->path(u"one"_s))));
+        const QString key = command.first() == u"scan"_s ? u"state"_s : u"rootState"_s;
+        QCOMPARE(json.object()[u"roots"_s][0][key].toString(), u"empty"_s);
+        QCOMPARE(storedFiles(), 3);
+
+        QVERIFY(QDir().rmdir(tool->path(u"one"_s)));
+        QVERIFY(QDir().rename(tool->path(u"away"_s), tool->path(u"one"_s)));
+        QCOMPARE(tool->run(command).exitCode, 0);
+    }
+
+    void exchangedRootIsNamedUntilItIsAccepted()
+    {
+        makeFiles(3);
+        QCOMPARE(tool->run({u"scan"_s}).exitCode, 0);
+        exchange({u"other"_s});
+
+        const auto scan = tool->json({u"scan"_s, u"--prune"_s, u"--yes"_s});
+        const auto status = tool->json({u"status"_s});
+
+        QCOMPARE(scan.exitCode, 1);
+        QVERIFY(scan.errors.contains(u"'velmioctl scan 1 --force'"_s));
+        QCOMPARE(scan.object()[u"roots"_s][0][u"state"_s].toString(), u"exchanged"_s);
+        QCOMPARE(status.object()[u"roots"_s][0][u"rootState"_s].toString(), u"exchanged"_s);
+        QCOMPARE(storedFiles(), 3);
+
+        // The records of the old content are still there, and the new place is known.
+        QCOMPARE(tool->json({u"scan"_s, u"--force"_s}).object()[u"files"_s][u"new"_s].toInt(), 1);
+        QCOMPARE(tool->json({u"scan"_s}).object()[u"files"_s][u"gone"_s].toInt(), 3);
+    }
+
+    // As after the home folder was restored, or on a drive that numbers its files anew.
+    void sameContentInAnotherPlaceIsAccepted()
+    {
+        makeFiles(3);
+        QCOMPARE(tool->run({u"scan"_s}).exitCode, 0);
+        exchange({u"0"_s, u"1"_s});
+
+        const auto first = tool->json({u"scan"_s});
+
+        QCOMPARE(first.object()[u"roots"_s][0][u"state"_s].toString(), u"present"_s);
+        QCOMPARE(first.object()[u"files"_s][u"gone"_s].toInt(), 1);
+        // It is the known place from now on, whatever is in it.
+        for (const QString& name : {u"0"_s, u"1"_s})
+            QVERIFY(QFile::remove(tool->path(u"one/"_s + name)));
+        tool->writeFile(u"one/other"_s, "other");
+        QCOMPARE(tool->json({u"scan"_s}).object()[u"files"_s][u"gone"_s].toInt(), 3);
+    }
+
+    void copiedStoreForgetsThePlaces()
+    {
+        makeFiles(3);
+        QCOMPARE(tool->run({u"scan"_s}).exitCode, 0);
+        QVERIFY(tool->execute(u"UPDATE StoreIdentity SET machineStamp = 'another'"_s));
+        QCOMPARE(tool->run({u"adopt"_s, u"--yes"_s}).exitCode, 0);
+        exchange({u"other"_s});
+
+        const auto scan = tool->json({u"scan"_s});
+
+        QCOMPARE(scan.object()[u"roots"_s][0][u"state"_s].toString(), u"present"_s);
+    }
+
 private:
+    // Another directory with other files, in the place of the root.
+    void exchange(const QStringList& files) const
+    {
+        QVERIFY(QDir().rename(tool->path(u"one"_s), tool->path(u"away"_s)));
+        tool->makeFolder(u"one"_s);
+        for (const QString& name : files)
+            tool->writeFile(u"one/"_s + name, "content");
+    }
     void makeFiles(int count) const
     {
         for (int number = 0; number < count; ++number)

@@ -46,12 +46,19 @@ private Q_SLOTS:
         QCOMPARE(first.object()[u"new"_s].toInt(), 3);
         QVERIFY(first.object()[u"elapsedMs"_s].isDouble());
         const QJsonObject rootOne{
-            {u"id"_s, 1},           {u"clientPath"_s, tool->path(u"one"_s)},
-            {u"seen"_s, 2},         {u"new"_s, 2},
-            {u"failed"_s, 0},       {u"unreadable"_s, 0},
-            {u"invalidNames"_s, 0}, {u"gone"_s, 0},
-            {u"pruned"_s, 0},       {u"files"_s, first.object()[u"files"_s]},
-            {u"missing"_s, false},  {u"topLevel"_s, false},
+            {u"id"_s, 1},
+            {u"clientPath"_s, tool->path(u"one"_s)},
+            {u"seen"_s, 2},
+            {u"new"_s, 2},
+            {u"failed"_s, 0},
+            {u"unreadable"_s, 0},
+            {u"invalidNames"_s, 0},
+            {u"gone"_s, 0},
+            {u"pruned"_s, 0},
+            {u"files"_s, first.object()[u"files"_s]},
+            {u"missing"_s, false},
+            {u"topLevel"_s, false},
+            {u"state"_s, u"present"_s},
         };
         QCOMPARE(first.object()[u"roots"_s].toArray().at(0).toObject(), rootOne);
         QCOMPARE(second.exitCode, 0);

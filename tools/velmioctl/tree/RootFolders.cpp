@@ -26,12 +26,6 @@ QString described(const FolderConfiguration& folder)
     return u"%1 (id %2)"_s.arg(quoted(folder.getClientPath()), QString::number(folder.getId()));
 }
 
-QString missingRoot(const FolderConfiguration& root)
-{
-    return u"The root folder %1 does not exist. Connect its drive, or remove its records with "
-           u"'velmioctl folder clean %2'."_s.arg(described(root), QString::number(root.getId()));
-}
-
 QVector<FolderConfiguration> rootsAround(
     FolderConfigManager& folders, const QString& path, int signIn)
 {

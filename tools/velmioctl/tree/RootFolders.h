@@ -15,9 +15,6 @@ constexpr int AnySignIn = -1;
 /// A folder in a message: its path and id.
 QString described(const sync::config::FolderConfiguration& folder);
 
-/// The error for a root folder that is not a directory on this disk.
-QString missingRoot(const sync::config::FolderConfiguration& root);
-
 /// The root folders that contain or are a path, the innermost first. Paths are compared like in
 /// the library, without regard to case.
 QVector<sync::config::FolderConfiguration> rootsAround(

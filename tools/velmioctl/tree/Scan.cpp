@@ -9,8 +9,6 @@
 #include <velmioctl/store/WatchedDatabase.h>
 #include <velmioctl/tree/RootFolders.h>
 
-#include <QFileInfo>
-
 #include <algorithm>
 #include <array>
 
@@ -69,7 +67,7 @@ ScanCounts& ScanCounts::operator+=(const ScanCounts& other)
     }
     for (const auto& [counter, name] : FileCounters)
         files.*counter += other.files.*counter;
-    rootMissing = rootMissing || other.rootMissing;
+    rootState = std::max(rootState, other.rootState);
     return *this;
 }
 
@@ -81,7 +79,7 @@ long long ScanCounts::problems() const
 
 bool ScanCounts::hasFindings() const
 {
-    return problems() > 0 || rootMissing || folders.missing > folders.pruned ||
+    return problems() > 0 || rootState != RootState::Present || folders.missing > folders.pruned ||
            files.missing > files.pruned;
 }
 
@@ -117,13 +115,15 @@ void Scan::run(const FolderConfiguration& rootFolder)
     missing = {.root = root};
     warnings = 0;
     current.topLevel = root.getFolderOption() == sync::config::TopLevelOnly;
-    const QString path = root.getClientPath();
-    if (!QFileInfo(path).isDir()) {
-        current.rootMissing = true;
+    const RootPlace place(session.database(), root);
+    current.rootState = place.state();
+    const bool accepted = options.force && current.rootState != RootState::Missing;
+    if (current.rootState != RootState::Present && !accepted) {
         progress.clear();
-        session.output.error(missingRoot(root));
+        session.output.error(describe(current.rootState, root));
         return;
     }
+    current.rootState = RootState::Present;
     const auto guard = session.database().guard();
     expectedFiles = session.database().number(
         u"SELECT count(*) FROM FileConfiguration WHERE rootFolderId = :rootFolderId"_s,
@@ -144,6 +144,8 @@ void Scan::run(const FolderConfiguration& rootFolder)
     }
     if (!toItsEnd)
         missing = {.root = root};
+    else if (!options.dryRun)
+        place.remember(options.force);
     warnOfRest();
 }
 

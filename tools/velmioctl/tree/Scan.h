@@ -3,6 +3,7 @@
 #include <config/FolderConfiguration.h>
 #include <velmioctl/cli/ExitCode.h>
 #include <velmioctl/tree/Prune.h>
+#include <velmioctl/tree/RootPlace.h>
 #include <velmioctl/tree/TreeComparison.h>
 
 #include <QElapsedTimer>
@@ -48,8 +49,8 @@ struct ScanCounts
 
     Kind folders;
     Files files;
-    bool rootMissing = false; ///< The root is not a directory on this disk.
-    bool topLevel = false;    ///< The root is synchronised without its subfolders.
+    RootState rootState = RootState::Present; ///< Of a sum, the worst.
+    bool topLevel = false;                    ///< The root is synchronised without its subfolders.
 
     ScanCounts& operator+=(const ScanCounts& other);
 
@@ -71,6 +72,7 @@ public:
         HashMode hash = HashMode::Changed;
         bool prune = false;  ///< What is missing is to be removed, so it is not warned of.
         bool dryRun = false; ///< Nothing is stored, only counted.
+        bool force = false;  ///< Also an empty or exchanged root is compared.
     };
 
     /// A scan ends early, between two files, when `stopRequested` returns true.

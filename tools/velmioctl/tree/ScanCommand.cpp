@@ -32,15 +32,16 @@ public:
         QJsonObject object = counts.toJson();
         object.insert(u"id"_s, root.getId());
         object.insert(u"clientPath"_s, root.getClientPath());
-        object.insert(u"missing"_s, counts.rootMissing);
+        object.insert(u"missing"_s, counts.rootState == RootState::Missing);
+        object.insert(u"state"_s, wordFor(counts.rootState));
         object.insert(u"topLevel"_s, counts.topLevel);
         if (pruned.isObject())
             object.insert(u"prune"_s, pruned);
         roots.append(object);
 
-        const QString note = counts.rootMissing ? u"missing"_s
-                             : counts.topLevel  ? u"without subfolders"_s
-                                                : QString();
+        const QString note = counts.rootState != RootState::Present ? wordFor(counts.rootState)
+                             : counts.topLevel                      ? u"without subfolders"_s
+                                                                    : QString();
         addRow(QString::number(root.getId()), counts, note, root.getClientPath());
     }
 
@@ -95,7 +96,6 @@ struct ScanCommandOptions
     Scan::Options scan;
     std::optional<std::string> maxPrune;
     PruneLimit limit;
-    bool force = false;
     bool yes = false;
 };
 
@@ -145,7 +145,7 @@ public:
     void prune()
     {
         Prune prune(session, missing);
-        if (!options.force)
+        if (!options.scan.force)
             prune.requireWithin(options.limit);
         const bool asks = !options.scan.dryRun && !options.yes;
         if (!session.output.json() && (options.scan.dryRun || asks))
@@ -246,7 +246,9 @@ void addScanCommand(Command& app, Session& session)
             "of them; the default is 50% for roots with more than 20 records")
         ->typeName("N|N%")
         ->needs(prune);
-    command->addFlag("--force", options->force, "Prune without a limit");
+    command->addFlag(
+        "--force", options->scan.force,
+        "Scan a root folder that is empty or was exchanged, and prune without a limit");
     command->addFlag("--yes", options->yes, "Prune without asking");
     command->example("velmioctl scan Work")->example("velmioctl scan --prune --dry-run");
     command->callback([&session, options] {

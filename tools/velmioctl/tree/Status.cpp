@@ -4,10 +4,8 @@
 #include <velmioctl/cli/Text.h>
 #include <velmioctl/store/Session.h>
 #include <velmioctl/store/WatchedDatabase.h>
-#include <velmioctl/tree/RootFolders.h>
 
-#include <QFileInfo>
-
+#include <algorithm>
 #include <array>
 
 using namespace Qt::StringLiterals;
@@ -54,18 +52,22 @@ StatusCounts& StatusCounts::operator+=(const StatusCounts& other)
 {
     for (const auto& [counter, name] : StatusCounters)
         this->*counter += other.*counter;
-    rootMissing = rootMissing || other.rootMissing;
+    rootState = std::max(rootState, other.rootState);
     return *this;
 }
 
 bool StatusCounts::clean() const
 {
-    return added + modified + missing + newFolders + missingFolders + problems == 0 && !rootMissing;
+    return added + modified + missing + newFolders + missingFolders + problems == 0 &&
+           rootState == RootState::Present;
 }
 
 QJsonObject StatusCounts::toJson() const
 {
-    QJsonObject object{{u"rootMissing"_s, rootMissing}, {u"clean"_s, clean()}};
+    QJsonObject object{
+        {u"rootMissing"_s, rootState == RootState::Missing},
+        {u"rootState"_s, wordFor(rootState)},
+        {u"clean"_s, clean()}};
     for (const auto& [counter, name] : StatusCounters)
         object.insert(QLatin1StringView(name), this->*counter);
     return object;
@@ -86,15 +88,14 @@ bool Status::run(const FolderConfiguration& root)
     folderShown = false;
     names.clear();
     rootId = root.getId();
-    const QString path = root.getClientPath();
     current.outOfSync = session.database().number(
         u"SELECT count(*) FROM FileConfiguration WHERE rootFolderId = :rootFolderId"
         u" AND syncStatus = :syncStatus"_s,
         {{u":rootFolderId"_s, rootId}, {u":syncStatus"_s, int(sync::config::FileNotSynced)}});
-    if (!QFileInfo(path).isDir()) {
-        current.rootMissing = true;
+    current.rootState = RootPlace(session.database(), root).state();
+    if (current.rootState != RootState::Present) {
         progress.clear();
-        session.output.error(missingRoot(root));
+        session.output.error(describe(current.rootState, root));
         return true;
     }
     const bool toItsEnd = TreeComparison(session.database(), *this, stopRequested).run(root);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <config/FolderConfiguration.h>
+#include <velmioctl/tree/RootPlace.h>
 #include <velmioctl/tree/TreeComparison.h>
 
 #include <QJsonArray>
@@ -24,9 +25,9 @@ struct StatusCounts
     long long outOfSync = 0; ///< Records with that status, which is not a difference.
     long long newFolders = 0;
     long long missingFolders = 0;
-    long long skipped = 0;  ///< Links, pipes, sockets and devices.
-    long long problems = 0; ///< Places and files that cannot be read or stored.
-    bool rootMissing = false;
+    long long skipped = 0;                    ///< Links, pipes, sockets and devices.
+    long long problems = 0;                   ///< Places and files that cannot be read or stored.
+    RootState rootState = RootState::Present; ///< Of a sum, the worst.
 
     StatusCounts& operator+=(const StatusCounts& other);
     /// True if the disk and the records agree.

@@ -5,6 +5,7 @@
 #include <velmioctl/cli/Text.h>
 #include <velmioctl/store/Session.h>
 #include <velmioctl/store/WatchedDatabase.h>
+#include <velmioctl/tree/RootPlace.h>
 
 using namespace Qt::StringLiterals;
 
@@ -21,6 +22,8 @@ void adopt(Session& session, bool yes)
             yes, u"Adopt the database %1 for this machine and your account?"_s.arg(
                      quoted(database.path())));
         try {
+            // First: with a place of another machine, a scan could refuse a root folder.
+            RootPlace::forgetAll(database);
             database.engine().adopt();
         } catch (const sync::database::DatabaseError& error) {
             throw commandError(error);
