@@ -3,12 +3,14 @@
 #include <base/FileError.h>
 #include <base/FilePaths.h>
 #include <base/Folders.h>
+#include <base/PartialFile.h>
 #include <database/DatabaseError.h>
 #include <database/connection/SqliteError.h>
 #include <database/maintenance/BackupFile.h>
 #include <database/maintenance/Salvage.h>
 #include <database/maintenance/StoreReplacement.h>
 #include <database/opening/Migrations.h>
+#include <database/opening/ReadOnlyConnection.h>
 
 #include <QDir>
 #include <QFile>
@@ -20,6 +22,7 @@
 #include <array>
 #include <cerrno>
 #include <sys/stat.h>
+#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -180,21 +183,30 @@ DatabaseBackups::Backup DatabaseBackups::makeAt(const QString& file) const
 bool DatabaseBackups::copyTo(const QString& target) const
 {
     requireDatabase(databasePath);
-    const SqliteHandle source = openConnection(databasePath);
+    const bool writable = base::mayAccess(databasePath, W_OK);
+    const ReadOnlyConnection source = writable ? ReadOnlyConnection{openConnection(databasePath)}
+                                               : openReadOnlyWithWal(databasePath);
     // Leaves a damaged file unchanged, and keeps the WAL that a crash has left: because of it the
     // next opening checks the file.
-    setCheckpointAtClose(source.get(), false);
+    setCheckpointAtClose(source.database.get(), false);
     // Waits for a program that has locked readers out; the copying itself would not wait.
-    execute(source.get(), "BEGIN", databasePath);
-    queryNumber(source.get(), "SELECT count(*) FROM sqlite_schema", databasePath);
+    execute(source.database.get(), "BEGIN", databasePath);
+    queryNumber(source.database.get(), "SELECT count(*) FROM sqlite_schema", databasePath);
     try {
-        writeVerifiedCopy(source.get(), target);
+        base::PartialFile copy(target);
+        writeVerifiedContent(source.database.get(), copy);
+        if (source.fingerprint && *source.fingerprint != fingerprintOf(databasePath))
+            throw DatabaseError(
+                Cause::Busy,
+                u"The database %1 was written to while it was copied: try again."_s.arg(
+                    databasePath));
+        copy.publish();
     } catch (const base::FileError& error) {
         if (error.code() != EEXIST)
             throw databaseError(error);
         return false;
     }
-    setCheckpointAtClose(source.get(), true);
+    setCheckpointAtClose(source.database.get(), writable);
     return true;
 }
 

@@ -1,5 +1,6 @@
 #include "KilledAtCall.h"
 
+#include <support/AsNobody.h>
 #include <support/RawDatabase.h>
 #include <support/Repetitions.h>
 #include <support/SystemCalls.h>
@@ -29,6 +30,8 @@ using namespace Qt::StringLiterals;
 using sync::database::DatabaseBackups;
 using sync::database::DatabaseError;
 using sync::database::SqliteDatabaseFactory;
+using sync::test::AsNobody;
+using sync::test::giveToNobody;
 using sync::test::RawDatabase;
 using Cause = DatabaseError::Cause;
 using Reason = DatabaseBackups::Reason;
@@ -166,6 +169,7 @@ private Q_SLOTS:
     void whatAKilledBackupLeftGoesAfterADay();
     void backupsLieBesideTheFileThatALinkLeadsTo();
     void aFileOfTheUsersIsNeitherRotatedNorReplaced();
+    void aStoreThatCanOnlyBeReadIsCopied();
     void aFailedBackupLeavesNothing_data();
     void aFailedBackupLeavesNothing();
     void aBackupThatDoesNotFitLeavesNothing();
@@ -400,6 +404,20 @@ void TestDatabaseBackups::aFileOfTheUsersIsNeitherRotatedNorReplaced()
     QVERIFY2(error.text().contains(file), error.what());
     QCOMPARE(bytesOf(file), before);
     QCOMPARE(backups().list().size(), 0);
+}
+
+void TestDatabaseBackups::aStoreThatCanOnlyBeReadIsCopied()
+{
+    store.reset();
+    QVERIFY(giveToNobody(folder->path()));
+    const AsNobody asNobody;
+    QCOMPARE(::chmod(QFile::encodeName(storePath()).constData(), 0400), 0);
+    const QByteArray before = bytesOf(storePath());
+
+    const auto made = backups().make(Reason::Manual);
+
+    QCOMPARE(aliasesIn(made.path), u"first"_s);
+    QCOMPARE(bytesOf(storePath()), before);
 }
 
 void TestDatabaseBackups::aFailedBackupLeavesNothing_data()

@@ -1,4 +1,5 @@
 #include <faults/support/WatchedVfs.h>
+#include <support/AsNobody.h>
 #include <support/CapturedWarnings.h>
 #include <support/RawDatabase.h>
 #include <support/Repetitions.h>
@@ -26,8 +27,11 @@
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 using sync::database::DatabaseError;
+using sync::database::Failure;
 using sync::database::SqliteDatabaseFactory;
+using sync::test::AsNobody;
 using sync::test::CapturedWarnings;
+using sync::test::giveToNobody;
 using sync::test::RawDatabase;
 using Cause = DatabaseError::Cause;
 
@@ -145,6 +149,7 @@ private Q_SLOTS:
     void usesANewerVersionThatLetsIt_data();
     void usesANewerVersionThatLetsIt();
     void refusesAReadOnlyPlace();
+    void aConnectionThatCanOnlyReadIsNotKept();
     void findsADamagedPage();
     void carriesOnAfterACrashWhileTheDatabaseWasMade();
     void carriesOnAfterAPowerCutWhileTheDatabaseWasMade();
@@ -408,6 +413,26 @@ void TestSqliteDatabaseFactory::refusesAReadOnlyPlace()
     } catch (const DatabaseError& error) {
         QVERIFY2(error.text().contains(u"/proc/velmio"), error.what());
     }
+}
+
+void TestSqliteDatabaseFactory::aConnectionThatCanOnlyReadIsNotKept()
+{
+    const QByteArray file = path(u"store.db"_s).toUtf8();
+    const auto factory = SqliteDatabaseFactory::open(path(u"store.db"_s));
+    QVERIFY(giveToNobody(folder->path()));
+    const AsNobody asNobody;
+    const auto onThisThread = factory->CreateQuery(); // keeps the connection that can write
+    bool writes = true;
+
+    QCOMPARE(::chmod(file.constData(), 0400), 0);
+    std::thread([&] { writes = add(*factory, u"a"_s); }).join();
+
+    QVERIFY(!writes);
+    QCOMPARE(factory->lastFailure()->kind, Failure::Kind::Opening);
+    QCOMPARE(factory->lastFailure()->cause, Cause::NoPermission);
+    QCOMPARE(::chmod(file.constData(), 0600), 0);
+    std::thread([&] { writes = add(*factory, u"a"_s); }).join();
+    QVERIFY2(writes, qPrintable(factory->lastFailure()->text));
 }
 
 void TestSqliteDatabaseFactory::findsADamagedPage()

@@ -1,11 +1,13 @@
 #include <database/connection/SqliteHandle.h>
 
+#include <base/FilePaths.h>
 #include <database/connection/SqliteError.h>
 
 #include <QFile>
 
 #include <sqlite3.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
@@ -65,6 +67,19 @@ bool isFailedRead(const QString& finding)
     return finding.contains(u"unable to get the page") || finding.contains(u"failed to get page");
 }
 
+// SQLite opens a file for reading if it cannot open it for writing, for whatever reason.
+void requireWritable(sqlite3* database, const QString& path)
+{
+    if (sqlite3_db_readonly(database, "main") != 1)
+        return;
+    if (!base::mayAccess(path, W_OK))
+        throw databaseError(base::FileError(path, u"Cannot write to the database"_s, errno));
+    throw DatabaseError(
+        DatabaseError::Cause::Other,
+        u"The database %1 could only be opened for reading, although you may write to it. Perhaps "
+        u"this program has too many files open. Try again."_s.arg(path));
+}
+
 } // namespace
 
 void SqliteCloser::operator()(sqlite3* database) const noexcept
@@ -87,6 +102,7 @@ SqliteHandle openConnection(const QString& path, Locking locking)
     SqliteHandle database(opened);
     if (result != SQLITE_OK)
         throw databaseError(opened, path);
+    requireWritable(opened, path);
 
     sqlite3_extended_result_codes(opened, 1);
     setWaiting(opened, true);

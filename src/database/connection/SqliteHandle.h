@@ -37,7 +37,7 @@ enum class Locking {
 };
 
 /// A connection for one thread at a time, set up like all of ours; the source explains each
-/// setting. Throws DatabaseError.
+/// setting. Throws DatabaseError, also if the file can only be read.
 SqliteHandle openConnection(const QString& path, Locking locking = Locking::Shared);
 
 /// Makes the statements of the connection wait for other processes, up to the busy timeout, or not
