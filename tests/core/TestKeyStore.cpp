@@ -1,3 +1,5 @@
+#include <support/SystemCalls.h>
+
 #include <core/FileKeyStore.h>
 #include <core/HostKeyStore.h>
 #include <core/keys/KeyLock.h>
@@ -7,6 +9,7 @@
 #include <QFile>
 #include <QLockFile>
 #include <QScopeGuard>
+#include <QSet>
 #include <QSysInfo>
 #include <QTemporaryDir>
 #include <QTest>
@@ -159,6 +162,36 @@ private Q_SLOTS:
 
         QVERIFY(QFile::exists(store.path()));
         QCOMPARE(modeOf(folder->filePath(u"new/velmio"_s)), mode_t(0700));
+    }
+
+    void newKeyIsDurableWithItsFolders_data()
+    {
+        QTest::addColumn<bool>("folderExists");
+        QTest::newRow("no folder") << false;
+        // As a process leaves it that is killed before it has synced anything.
+        QTest::newRow("a folder that was not synced") << true;
+    }
+
+    // On a file system that keeps nothing of a folder but what was synced.
+    void newKeyIsDurableWithItsFolders()
+    {
+        QFETCH(const bool, folderExists);
+        QSet<QByteArray> unsynced;
+        const sync::test::SystemCallWatch watch([&](const sync::test::SystemCall& call) {
+            if (call.name == "mkdir" || call.name == "link" || call.name == "rename")
+                unsynced.insert(call.path);
+            if (call.name == "fsync")
+                unsynced.removeIf([&](const QByteArray& entry) {
+                    return entry.left(entry.lastIndexOf('/')) == call.path;
+                });
+            return 0;
+        });
+        if (folderExists)
+            QCOMPARE(::mkdir(QFile::encodeName(folder->filePath(u"new"_s)).constData(), 0700), 0);
+
+        FileKeyStore(folder->filePath(u"new/velmio/password.key"_s)).readOrCreate();
+
+        QCOMPARE(unsynced, QSet<QByteArray>());
     }
 
     void anotherStoreReadsTheSameKeys()

@@ -3,6 +3,7 @@
 #include <support/CapturedWarnings.h>
 #include <support/RawDatabase.h>
 #include <support/Repetitions.h>
+#include <support/SystemCalls.h>
 
 #include <database/DatabaseError.h>
 #include <database/SqliteDatabaseFactory.h>
@@ -15,6 +16,7 @@
 #include <QTest>
 
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <functional>
 #include <future>
@@ -33,6 +35,8 @@ using sync::test::AsNobody;
 using sync::test::CapturedWarnings;
 using sync::test::giveToNobody;
 using sync::test::RawDatabase;
+using sync::test::SystemCall;
+using sync::test::SystemCallWatch;
 using Cause = DatabaseError::Cause;
 
 namespace {
@@ -136,6 +140,8 @@ private Q_SLOTS:
     void init();
 
     void createsFileAndFoldersForTheUserAlone();
+    void aNewStoreIsDurableWithItsFolders();
+    void aFailedSyncOfTheFolderIsAnError();
     void opensItsOwnDatabaseAgain();
     void takesOverAnEmptyFileAndAnEmptyDatabase();
     void marksItsFile();
@@ -194,6 +200,40 @@ void TestSqliteDatabaseFactory::createsFileAndFoldersForTheUserAlone()
     QCOMPARE(::stat(path(u"new"_s).toUtf8().constData(), &status), 0);
     QCOMPARE(status.st_mode & 0777U, 0700U);
     QCOMPARE(factory->path(), path(u"new/folders/store.db"_s));
+}
+
+void TestSqliteDatabaseFactory::aNewStoreIsDurableWithItsFolders()
+{
+    const QByteArray root = folder->path().toUtf8();
+    const QString file = path(u"new/folders/store.db"_s);
+    QList<QByteArray> synced;
+    QList<QByteArray> syncedWithWal;
+    {
+        const SystemCallWatch watch([&](const SystemCall& call) {
+            if (call.name == "fsync")
+                (QFile::exists(file + u"-wal"_s) ? syncedWithWal : synced) += call.path;
+            return 0;
+        });
+        SqliteDatabaseFactory::open(file);
+    }
+
+    QVERIFY(synced.contains(root));
+    QVERIFY(synced.contains(root + "/new"));
+    QVERIFY(syncedWithWal.contains(root + "/new/folders"));
+}
+
+// SQLite ignores it when it syncs a new WAL.
+void TestSqliteDatabaseFactory::aFailedSyncOfTheFolderIsAnError()
+{
+    SqliteDatabaseFactory::open(path(u"store.db"_s));
+    {
+        const SystemCallWatch watch([this](const SystemCall& call) {
+            return call.name == "fsync" && call.path == folder->path().toUtf8() ? EIO : 0;
+        });
+
+        QCOMPARE(causeOfOpening(path(u"store.db"_s)), Cause::InputOutput);
+    }
+    QVERIFY(add(*SqliteDatabaseFactory::open(path(u"store.db"_s)), u"a"_s));
 }
 
 void TestSqliteDatabaseFactory::opensItsOwnDatabaseAgain()

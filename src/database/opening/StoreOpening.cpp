@@ -120,9 +120,18 @@ OpenedStore StoreOpening::open()
         checkAccess();
     });
     leftByCrash = wasLeftByCrash(path);
+    openConnectionOfStore();
+    // SQLite does not tell when it cannot make the name of a new WAL durable, without which no
+    // commit is.
+    withFileErrors([this] { base::syncFolder(QFileInfo(path).path()); });
+    return std::move(opened);
+}
+
+void StoreOpening::openConnectionOfStore()
+{
     if (const QByteArray type = fileSystemType(path); isNetworkFileSystem(type)) {
         openWithJournal(networkWarning(path, type));
-        return std::move(opened);
+        return;
     }
     try {
         openWithWal();
@@ -131,7 +140,6 @@ OpenedStore StoreOpening::open()
             throw;
         openWithJournal(noSharedMemoryWarning(path));
     }
-    return std::move(opened);
 }
 
 OpenedStore StoreOpening::openReadOnly()
@@ -168,21 +176,17 @@ void StoreOpening::inspectFile() const
 // Readable for the user alone: some secrets are stored in clear text.
 void StoreOpening::createFile() const
 {
-    const QString folder = QFileInfo(path).path();
-    {
-        // A thread that finds the file must not lock it before it is closed here: a close drops the
-        // locks that this process holds on it (sqlite.org/howtocorrupt.html).
-        static std::mutex creating;
-        const std::lock_guard lock(creating);
-        if (QFileInfo::exists(path))
-            return;
-        base::createFolders(folder);
-        const base::FileDescriptor descriptor(::open(
-            QFile::encodeName(path).constData(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-        if (!descriptor.isOpen() && errno != EEXIST)
-            throw base::FileError(path, u"Cannot create the database"_s, errno);
-    }
-    base::syncFolder(folder);
+    // A thread that finds the file must not lock it before it is closed here: a close drops the
+    // locks that this process holds on it (sqlite.org/howtocorrupt.html).
+    static std::mutex creating;
+    const std::lock_guard lock(creating);
+    if (QFileInfo::exists(path))
+        return;
+    base::createFolders(QFileInfo(path).path());
+    const base::FileDescriptor descriptor(
+        ::open(QFile::encodeName(path).constData(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+    if (!descriptor.isOpen() && errno != EEXIST)
+        throw base::FileError(path, u"Cannot create the database"_s, errno);
 }
 
 void StoreOpening::checkAccess() const

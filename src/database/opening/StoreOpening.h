@@ -42,6 +42,7 @@ private:
     void inspectFile() const;
     void createFile() const;
     void checkAccess() const;
+    void openConnectionOfStore();
     void openWithWal();
     void openWithJournal(const QString& warning);
     void checkContent();
