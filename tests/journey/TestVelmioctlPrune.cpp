@@ -102,8 +102,13 @@ private Q_SLOTS:
         for (int number = 0; number < missing; ++number)
             QVERIFY(QFile::remove(tool->path(u"one/%1"_s.arg(number))));
 
+        const auto listed =
+            tool->run(QStringList{u"scan"_s, u"--prune"_s, u"--dry-run"_s} + options);
         const auto pruned = tool->run(QStringList{u"scan"_s, u"--prune"_s, u"--yes"_s} + options);
 
+        QCOMPARE(listed.exitCode, exitCode == 0 ? 1 : exitCode);
+        if (options.value(1) != u"many")
+            QCOMPARE(listed.output.count(u"Would remove the record of "_s), missing);
         QCOMPARE(pruned.exitCode, exitCode);
         QCOMPARE(storedFiles(), exitCode == 0 ? files - missing : files);
         QCOMPARE(pruned.errors.contains(u"--max-prune"_s), exitCode == 2);

@@ -145,11 +145,11 @@ public:
     void prune()
     {
         Prune prune(session, missing);
-        if (!options.scan.force)
-            prune.requireWithin(options.limit);
         const bool asks = !options.scan.dryRun && !options.yes;
         if (!session.output.json() && (options.scan.dryRun || asks))
             prune.show(asks ? ShownRemovals : std::numeric_limits<qsizetype>::max());
+        if (!options.scan.force)
+            prune.requireWithin(options.limit);
         if (options.scan.dryRun || prune.isEmpty())
             return;
         session.confirm(options.yes, prune.question());
