@@ -362,6 +362,42 @@ private Q_SLOTS:
             noDatabase.errors.contains(tool->path(u"text.db"_s)), qPrintable(noDatabase.errors));
     }
 
+    void removalMakesABackupFirst_data()
+    {
+        QTest::addColumn<QString>("row");
+        QTest::addColumn<QStringList>("command");
+        QTest::newRow("server") << u"ServerConfiguration (id) VALUES (9)"_s
+                                << QStringList{u"server"_s, u"remove"_s};
+        QTest::newRow("sign-in") << u"AuthenticationConfiguration (id) VALUES (9)"_s
+                                 << QStringList{u"signin"_s, u"remove"_s};
+        QTest::newRow("product") << u"ProductConfiguration (id) VALUES (9)"_s
+                                 << QStringList{u"product"_s, u"remove"_s};
+        QTest::newRow("folder") << u"FolderConfiguration (id) VALUES (9)"_s
+                                << QStringList{u"folder"_s, u"remove"_s};
+        QTest::newRow("tree") << u"FolderConfiguration (id) VALUES (9)"_s
+                              << QStringList{u"folder"_s, u"clean"_s};
+    }
+
+    void removalMakesABackupFirst()
+    {
+        QFETCH(const QString, row);
+        QFETCH(const QStringList, command);
+        QVERIFY(tool->execute(u"INSERT INTO "_s + row));
+
+        const auto unasked = tool->run(command + QStringList{u"9"_s});
+        const auto removed = tool->run(command + QStringList{u"9"_s, u"--yes"_s});
+
+        QCOMPARE(unasked.exitCode, 2);
+        QCOMPARE(removed.exitCode, 0);
+        const auto made = QDir(backupFolder()).entryList({u"*.removal.db"_s});
+        QCOMPARE(made.size(), 1);
+        QVERIFY(removed.errors.contains(made.first()));
+        QCOMPARE(
+            RawDatabase(backupFolder() + u'/' + made.first())
+                .run(u"SELECT id FROM %1 WHERE id = 9"_s.arg(row.section(u' ', 0, 0))),
+            QStringList{u"9"_s});
+    }
+
 private:
     QString makeBackup() const { return tool->json({u"backup"_s}).object()[u"path"_s].toString(); }
     QString backupFolder() const { return tool->databasePath() + u"-backups"_s; }

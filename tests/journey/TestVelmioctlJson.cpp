@@ -206,8 +206,10 @@ private:
     static void addStoreSteps()
     {
         addStep(u"schedule show"_s);
+        addStep(u"schedule list"_s);
         addStep(u"schedule set"_s, {u"1"_s, u"--start"_s, u"2026-12-01T08:30"_s});
         addStep(u"schedule remove"_s, {u"1"_s, u"--yes"_s});
+        addStep(u"schedule add"_s, {u"--interval"_s, u"60"_s});
         addStep(u"secrets verify"_s);
         addStep(u"secrets rekey"_s);
         addStep(u"secrets where"_s);

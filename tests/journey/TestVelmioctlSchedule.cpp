@@ -136,7 +136,7 @@ private Q_SLOTS:
         const auto answer = run(arguments);
 
         QCOMPARE(answer.exitCode, 3);
-        QVERIFY(answer.errors.contains(u"1, 2."_s));
+        QVERIFY(answer.errors.contains(u"'velmioctl schedule list'"_s));
     }
 
     void removeNeedsAYes()
@@ -149,6 +149,68 @@ private Q_SLOTS:
         QCOMPARE(agreed.object(), (QJsonObject{{u"id"_s, 1}, {u"removed"_s, true}}));
         QCOMPARE(run({u"show"_s}).exitCode, 3);
         QCOMPARE(json({u"show"_s, u"2"_s}).object(), OfFolder);
+    }
+
+    void removedScheduleCanBeAddedAgain()
+    {
+        QCOMPARE(run({u"remove"_s, u"1"_s, u"--yes"_s}).exitCode, 0);
+        const auto none = run({u"show"_s});
+
+        const auto added =
+            json({u"add"_s, u"--interval"_s, u"15"_s, u"--start"_s, u"2026-11-30"_s});
+
+        QVERIFY(none.errors.contains(u"'velmioctl schedule add'"_s));
+        const QJsonObject expected{
+            {u"id"_s, 3},
+            {u"folderConfigId"_s, 0},
+            {u"startTime"_s, u"2026-11-30T00:00:00.000"_s},
+            {u"expireTime"_s, QJsonValue()},
+            {u"syncScheduleType"_s, 0},
+            {u"syncInterval"_s, 15},
+        };
+        QCOMPARE(added.object(), expected);
+        QCOMPARE(json({u"show"_s}).object(), expected);
+        QCOMPARE(json({u"list"_s}).array(), (QJsonArray{OfFolder, expected}));
+    }
+
+    void folderHasOneSchedule()
+    {
+        const QString work = tool->makeFolder(u"Work"_s);
+        QCOMPARE(
+            tool->run({u"folder"_s, u"add"_s, work, u"--server-path"_s, u"/Work"_s}).exitCode, 0);
+
+        const auto added = json({u"add"_s, work, u"--interval"_s, u"5"_s});
+        const auto again = run({u"add"_s, work});
+        const auto second = run({u"add"_s});
+        const auto missing = run({u"add"_s, u"99"_s});
+        const auto listed = run({u"list"_s});
+
+        QCOMPARE(added.object()[u"folderConfigId"_s].toInt(), 1);
+        QCOMPARE(again.exitCode, 2);
+        QVERIFY(again.errors.contains(u"'velmioctl schedule set 3'"_s));
+        QCOMPARE(second.exitCode, 2);
+        QCOMPARE(missing.exitCode, 3);
+        QVERIFY(listed.output.contains(work));
+        QCOMPARE(json({u"list"_s}).array().size(), 3);
+    }
+
+    void wrongTimesAddNothing()
+    {
+        QCOMPARE(run({u"remove"_s, u"1"_s, u"--yes"_s}).exitCode, 0);
+
+        const auto added =
+            run({u"add"_s, u"--start"_s, u"2026-11-30"_s, u"--expire"_s, u"2026-11-29"_s});
+
+        QCOMPARE(added.exitCode, 2);
+        QCOMPARE(json({u"list"_s}).array().size(), 1);
+    }
+
+    void intervalZeroIsWarnedOf()
+    {
+        const auto changed = run({u"set"_s, u"1"_s, u"--interval"_s, u"0"_s});
+
+        QCOMPARE(changed.exitCode, 0);
+        QVERIFY(changed.errors.contains(u"The interval of schedule 1 is 0"_s));
     }
 
 private:

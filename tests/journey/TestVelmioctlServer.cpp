@@ -173,7 +173,7 @@ private Q_SLOTS:
             u"These records refer to it and stay: sign-ins 1 (\"a\"), 2 (\"b\"), 3 (\"c\") and 2 "
             u"more; products 1 (\"p\")."_s;
         QVERIFY(unasked.errors.contains(staying));
-        QCOMPARE(agreed.errors, u"warning: "_s + staying + u'\n');
+        QVERIFY(agreed.errors.startsWith(u"warning: "_s + staying + u'\n'));
     }
 
     void defaultIsReadAndWritten()

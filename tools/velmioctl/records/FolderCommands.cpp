@@ -18,6 +18,7 @@
 
 using namespace Qt::StringLiterals;
 using sync::config::FolderConfiguration;
+using sync::database::DatabaseBackups;
 
 namespace velmioctl {
 
@@ -182,6 +183,7 @@ void remove(Session& session, const FolderOptions& options)
                     u"clean' removes them too."_s.arg(QString::number(children));
     }
     session.confirm(options.yes, question);
+    session.backUp(DatabaseBackups::Reason::Removal);
 
     session.database().check(session.folders().Remove(folder.getId()), u"Removing the folder"_s);
     printRemoved(session, folder, 1);
@@ -198,6 +200,7 @@ void clean(Session& session, const FolderOptions& options)
     session.confirm(
         options.yes, u"Remove the records of %1, of all folders below it and of their files? "
                      u"No file on the disk is changed."_s.arg(described(folder)));
+    session.backUp(DatabaseBackups::Reason::Removal);
 
     auto& folders = session.folders();
     Transaction transaction(session.database());

@@ -1,8 +1,10 @@
 #include <velmioctl/records/Commands.h>
 
+#include <config/FolderConfigManager.h>
 #include <config/ScheduleEntryManager.h>
 #include <interf/IQSqlQueryWrapper.h>
 #include <velmioctl/cli/CommandLine.h>
+#include <velmioctl/cli/Table.h>
 #include <velmioctl/records/FieldOptions.h>
 #include <velmioctl/store/Records.h>
 #include <velmioctl/store/References.h>
@@ -16,21 +18,24 @@ namespace velmioctl {
 
 namespace {
 
+constexpr int DefaultFolder = 0;
+
 struct ScheduleOptions
 {
     std::optional<int> id;
+    std::optional<std::string> folder;
     FieldOptions fields{"Schedules"};
     bool yes = false;
 };
 
-QString knownIds(WatchedDatabase& database)
+std::vector<int> allIds(WatchedDatabase& database)
 {
     const auto query = database.select(u"SELECT id FROM Schedules ORDER BY id"_s);
-    QStringList ids;
+    std::vector<int> ids;
     while (query->next())
-        ids += query->value(0).toString();
+        ids.push_back(query->value(0).toInt());
     database.check();
-    return ids.isEmpty() ? u"none"_s : ids.join(u", "_s);
+    return ids;
 }
 
 // The default entry without an id.
@@ -39,20 +44,20 @@ ScheduleEntry entryOf(Session& session, std::optional<int> id)
     ScheduleEntry entry = id ? session.schedules().GetScheduleEntryById(*id)
                              : session.schedules().GetDefaultScheduleEntry();
     session.database().check();
-    if (entry.getId() == -1) {
-        throw CommandError(
-            ExitCode::NotFound, u"%1 does not exist. The ids of all schedules: %2."_s.arg(
-                                    id ? u"Schedule %1"_s.arg(*id) : u"The default schedule"_s,
-                                    knownIds(session.database())));
-    }
-    return entry;
+    if (entry.getId() != -1)
+        return entry;
+    if (id)
+        throw notFound(u"Schedule %1"_s.arg(*id), u"schedule list"_s, u"schedules"_s);
+    throw CommandError(
+        ExitCode::NotFound,
+        u"The default schedule does not exist. Add it with 'velmioctl schedule add'."_s);
 }
 
-void set(Session& session, const ScheduleOptions& options)
+// Stores the given fields of an entry that exists. Update() also returns true for one that does
+// not.
+void store(Session& session, ScheduleEntry entry, const FieldOptions& fields)
 {
-    Transaction transaction(session.database());
-    ScheduleEntry entry = entryOf(session, options.id);
-    options.fields.apply(&entry);
+    fields.apply(&entry);
     const bool bothTimes = entry.getStartTime().isValid() && entry.getExpireTime().isValid();
     if (bothTimes && entry.getExpireTime() < entry.getStartTime()) {
         throw CommandError(
@@ -61,7 +66,68 @@ void set(Session& session, const ScheduleOptions& options)
                 entry.getExpireTime().toString(Qt::ISODateWithMs),
                 entry.getStartTime().toString(Qt::ISODateWithMs)));
     }
+    if (entry.getSyncInterval() == 0) {
+        session.output.warning(
+            u"The interval of schedule %1 is 0, so the client may never wait. Set another one with "
+            u"'velmioctl schedule set %1 --interval NUMBER'."_s.arg(entry.getId()));
+    }
     session.database().check(session.schedules().Update(entry), u"Storing the schedule"_s);
+}
+
+void add(Session& session, const ScheduleOptions& options)
+{
+    const int folder = options.folder ? session.folder(*options.folder).getId() : DefaultFolder;
+    auto& database = session.database();
+    Transaction transaction(database);
+    const long long present = database.number(
+        u"SELECT id FROM Schedules WHERE folderConfigurationId = :folder"_s,
+        {{u":folder"_s, folder}});
+    if (present != 0) {
+        throw CommandError(
+            ExitCode::Usage,
+            u"%1 has schedule %2 already. Change it with 'velmioctl schedule set %2'."_s.arg(
+                folder == DefaultFolder ? u"The client"_s : u"Folder %1"_s.arg(folder),
+                QString::number(present)));
+    }
+    database.change(
+        u"INSERT INTO Schedules (folderConfigurationId, syncScheduleType, syncInterval) VALUES "
+        u"(:folder, :type, :interval)"_s,
+        {{u":folder"_s, folder},
+         {u":type"_s, int(ScheduleEntry().getSyncScheduleType())},
+         {u":interval"_s, ScheduleEntry().getSyncInterval()}});
+    const int id = int(database.number(u"SELECT last_insert_rowid()"_s));
+    store(session, entryOf(session, id), options.fields);
+    transaction.commit();
+    print(session.output, entryOf(session, id));
+}
+
+void list(Session& session)
+{
+    Table table(
+        {u"ID"_s, u"FOLDER"_s, u"INTERVAL"_s, u"TYPE"_s, u"START"_s, u"EXPIRE"_s, u"PATH"_s});
+    for (const int column : {0, 1, 2, 3})
+        table.alignRight(column);
+    QJsonArray array;
+    for (const int id : allIds(session.database())) {
+        const ScheduleEntry entry = entryOf(session, id);
+        const int folderId = entry.getFolderConfigId();
+        const QString path = session.folders().GetFolderConfigurationById(folderId).getClientPath();
+        session.database().check();
+        array.append(toJson(entry));
+        table.addRow(
+            {QString::number(id), folderId == DefaultFolder ? u"all"_s : QString::number(folderId),
+             QString::number(entry.getSyncInterval()), QString::number(entry.getSyncScheduleType()),
+             entry.getStartTime().toString(Qt::ISODate),
+             entry.getExpireTime().toString(Qt::ISODate), path});
+    }
+    session.output.printList(
+        array, table, u"No schedules are stored. Add one with 'velmioctl schedule add'."_s);
+}
+
+void set(Session& session, const ScheduleOptions& options)
+{
+    Transaction transaction(session.database());
+    store(session, entryOf(session, options.id), options.fields);
     transaction.commit();
     print(session.output, entryOf(session, options.id));
 }
@@ -70,8 +136,8 @@ void remove(Session& session, const ScheduleOptions& options)
 {
     const ScheduleEntry entry = entryOf(session, options.id);
     QString question = u"Remove the schedule %1?"_s.arg(*options.id);
-    if (entry.getFolderConfigId() == 0)
-        question += u" It is the default schedule, and no command creates it again."_s;
+    if (entry.getFolderConfigId() == DefaultFolder)
+        question += u" It is the default schedule. 'velmioctl schedule add' makes another one."_s;
     session.confirm(options.yes, question);
 
     session.database().check(session.schedules().Remove(*options.id), u"Removing the schedule"_s);
@@ -95,6 +161,19 @@ void addScheduleCommands(Command& app, Session& session)
     showCommand->example("velmioctl schedule show");
     showCommand->callback(
         [&session, options] { print(session.output, entryOf(session, options->id)); });
+
+    schedule->addSubcommand("list", "List the schedules")
+        ->example("velmioctl schedule list")
+        ->callback([&session] { list(session); });
+
+    auto* const addCommand =
+        schedule->addSubcommand("add", "Add the schedule of a folder, or the default one");
+    addCommand
+        ->addOption("FOLDER", options->folder, "Id or path of a folder; without it, the default")
+        ->offersFolders();
+    options->fields.addTo(*addCommand, FieldOptions::Purpose::Add);
+    addCommand->example("velmioctl schedule add Work --interval 60");
+    addCommand->callback([&session, options] { add(session, *options); });
 
     auto* const setCommand =
         schedule->addSubcommand("set", "Change the given fields of a schedule");

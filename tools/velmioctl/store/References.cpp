@@ -56,12 +56,14 @@ void confirmRemoval(
     holders.removeAll(QString());
     if (holders.isEmpty()) {
         session.confirm(yes, question);
-        return;
+    } else {
+        const QString staying =
+            u"These records refer to it and stay: %1."_s.arg(holders.join(u"; "_s));
+        if (yes)
+            session.output.warning(staying);
+        session.confirm(yes, question + u' ' + staying);
     }
-    const QString staying = u"These records refer to it and stay: %1."_s.arg(holders.join(u"; "_s));
-    if (yes)
-        session.output.warning(staying);
-    session.confirm(yes, question + u' ' + staying);
+    session.backUp(sync::database::DatabaseBackups::Reason::Removal);
 }
 
 void printRemoved(Session& session, int id, const QString& named)

@@ -8,7 +8,8 @@ namespace velmioctl {
 class Session;
 
 /// Asks before a record is removed, and names the rows that refer to it: they stay, and nothing
-/// else says so. With `yes` that is a warning. Throws CommandError if the user does not agree.
+/// else says so. With `yes` that is a warning. Then makes a backup, because no command makes a
+/// record with the same id or secret again. Throws CommandError if the user does not agree.
 void confirmRemoval(
     Session& session, const QByteArray& table, int id, bool yes, const QString& question);
 
