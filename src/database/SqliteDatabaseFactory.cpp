@@ -64,6 +64,7 @@ SqliteDatabaseFactory::SqliteDatabaseFactory(const QString& path, OpenedStore& o
     , openingWarnings(opened.warnings)
     , ownStoreId(opened.identity.storeId)
     , moved(opened.identity.moved)
+    , shared(opened.shared)
 {
 }
 
@@ -108,6 +109,11 @@ bool SqliteDatabaseFactory::hasWriteAheadLog() const
 bool SqliteDatabaseFactory::isMoved() const
 {
     return moved;
+}
+
+bool SqliteDatabaseFactory::mayBeInUse() const
+{
+    return shared;
 }
 
 void SqliteDatabaseFactory::adopt()

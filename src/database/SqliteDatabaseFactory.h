@@ -98,6 +98,10 @@ public:
     /// ask its user before it synchronises anything from it. Any thread may ask.
     bool isMoved() const;
 
+    /// True if another program had the store open, or may have had, when it was opened read-only:
+    /// what that program has not stored yet is not seen. Any thread may ask.
+    bool mayBeInUse() const;
+
     /// Makes the store belong to this machine and account, after the user has agreed. Under
     /// transaction() this becomes durable with the commit(). Throws DatabaseError if it cannot be
     /// written.
@@ -126,6 +130,7 @@ private:
     const QStringList openingWarnings;
     const QString ownStoreId;
     std::atomic<bool> moved;
+    const bool shared;
 };
 
 } // namespace sync::database

@@ -117,6 +117,8 @@ private Q_SLOTS:
     void anOvertakenInspectionIsRepeated();
     void anInspectionThatIsAlwaysOvertakenIsBusy();
     void readOnlyStoreIsOneMoment();
+    void endOfAReadersTransactionLeavesNoTrace();
+    void readOnlyStoreSaysIfItMayBeInUse();
     void readOnlyStoreTakesNoWrites();
     void writersWorkBesideAReadOnlyStore();
     void aWriterThatComesLaterIsNoticed();
@@ -504,6 +506,33 @@ void TestStoreInspection::readOnlyStoreIsOneMoment()
     QCOMPARE(first, second);
     QCOMPARE(countOfSchedules(*reading), first + 1);
     QCOMPARE(reading->storeId(), writing->storeId());
+}
+
+void TestStoreInspection::endOfAReadersTransactionLeavesNoTrace()
+{
+    makeStore(path);
+    const auto before = files();
+    const auto reading = SqliteDatabaseFactory::openReadOnly(path);
+    const auto moment = reading->GetDatabase();
+
+    QVERIFY(moment->transaction());
+    QCOMPARE(countOfSchedules(*reading), 1);
+    QVERIFY(moment->commit());
+
+    QCOMPARE(files(), before);
+    QVERIFY(reading->hasWriteAheadLog());
+}
+
+void TestStoreInspection::readOnlyStoreSaysIfItMayBeInUse()
+{
+    makeStore(path);
+    const bool alone = SqliteDatabaseFactory::openReadOnly(path)->mayBeInUse();
+    const OtherProcess other(path, "DELETE FROM Schedules");
+
+    const auto reading = SqliteDatabaseFactory::openReadOnly(path);
+
+    QVERIFY(!alone);
+    QVERIFY(reading->mayBeInUse());
 }
 
 void TestStoreInspection::readOnlyStoreTakesNoWrites()

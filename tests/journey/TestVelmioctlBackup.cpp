@@ -244,8 +244,8 @@ private Q_SLOTS:
     {
         QVERIFY(damageTable(tool->databasePath(), u"ServerConfiguration"_s));
 
-        for (const QString& command : {u"stats"_s, u"backup"_s}) {
-            const auto run = tool->run({command});
+        for (const QStringList& command : {QStringList{u"server"_s, u"list"_s}, {u"backup"_s}}) {
+            const auto run = tool->run(command);
 
             QCOMPARE(run.exitCode, 5);
             QVERIFY2(

@@ -2,6 +2,7 @@
 
 #include <database/SqliteDatabaseFactory.h>
 #include <interf/IQSqlQueryWrapper.h>
+#include <support/AsNobody.h>
 
 #include <QDir>
 #include <QFile>
@@ -74,6 +75,8 @@ VelmioctlRun VelmioctlRunner::runPlain(const QStringList& arguments, const QByte
     QProcess process;
     process.setProcessEnvironment(environment);
     process.setWorkingDirectory(directory.path());
+    if (asNobody)
+        process.setChildProcessModifier(sync::test::becomeNobody);
     process.start(programPath(), arguments);
     process.write(input);
     process.closeWriteChannel();

@@ -59,6 +59,9 @@ public:
 
     QProcessEnvironment environment;
 
+    /// Runs it as a user without the rights of root and of the owner of the files.
+    bool asNobody = false;
+
 private:
     QTemporaryDir directory;
 };

@@ -32,6 +32,13 @@ private:
     bool wasRoot;
 };
 
+/// The same for good, for a new process.
+inline void becomeNobody()
+{
+    if (::geteuid() == 0 && (::setgid(Nobody) != 0 || ::setuid(Nobody) != 0))
+        ::_exit(99);
+}
+
 /// Lets AsNobody work in a folder and everything in it. False if that fails.
 inline bool giveToNobody(const QString& folder)
 {

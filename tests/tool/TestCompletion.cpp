@@ -46,7 +46,7 @@ private Q_SLOTS:
         row("verbs", u"velmioctl secrets "_s, {u"verify"_s, u"rekey"_s, u"where"_s});
         row("noun behind an option", u"velmioctl --database x.db ini"_s, {u"init"_s});
         row("verb behind an option", u"velmioctl --json secrets w"_s, {u"where"_s});
-        row("options", u"velmioctl signin show 1 --r"_s, {u"--reveal"_s});
+        row("options", u"velmioctl signin show 1 --rev"_s, {u"--reveal"_s});
         row("option of the program", u"velmioctl stats --js"_s, {u"--json"_s});
         row("words of an option", u"velmioctl scan --hash "_s,
             {u"always"_s, u"changed"_s, u"never"_s});

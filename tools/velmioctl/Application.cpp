@@ -89,6 +89,7 @@ void addCommands(Command& program, Session& session)
         ->offersFiles();
     program.addFlagCallback(
         "--json", [&session] { session.output.setJson(true); }, "Answer as JSON, for programs");
+    program.addFlag("--read-only", session.readOnly, "Refuse all commands that change something");
     // After --json, which must be known by then.
     program.addVersionFlag("--version", "Print the version");
     addInitCommand(program, session);

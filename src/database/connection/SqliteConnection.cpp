@@ -195,7 +195,9 @@ bool SqliteConnection::begin(TransactionOwner newOwner, Failure& error)
 bool SqliteConnection::commit(Failure& error) noexcept
 {
     Q_ASSERT(isOnItsThread());
-    noteCommit();
+    // A reader commits nothing, and must not touch the memory that the others share.
+    if (!pool.isReadOnly())
+        noteCommit();
     if (lostError.isEmpty() && run("COMMIT")) {
         owner = TransactionOwner::None;
         abandoned = false;

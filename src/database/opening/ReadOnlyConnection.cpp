@@ -185,13 +185,18 @@ ReadOnlyConnection openReadOnlyConnection(const QString& path)
     }
     try {
         if (inUse)
-            return tried({openWithSharedIndex(path, writable)}, path);
+            return tried({.database = openWithSharedIndex(path, writable), .shared = true}, path);
         return tried({.database = openWithPrivateIndex(path), .fingerprint = before}, path);
     } catch (const SqliteError& error) {
         if (!isWalUnreadable(error))
             throw;
     }
-    return tried({openImmutable(path), !hasWal, before}, path);
+    return tried(
+        {.database = openImmutable(path),
+         .readsWal = !hasWal,
+         .shared = inUse,
+         .fingerprint = before},
+        path);
 }
 
 ReadOnlyConnection openReadOnlyWithWal(const QString& path)

@@ -18,6 +18,9 @@ struct ReadOnlyConnection
     /// False if the WAL cannot be read, so that the newest changes are not seen.
     bool readsWal = true;
 
+    /// True if another program has the store open, or may have.
+    bool shared = false;
+
     /// Set if the connection takes no locks: of the store before it was opened. What was read is
     /// valid only if the store still has it afterwards.
     std::optional<StoreFingerprint> fingerprint = std::nullopt;

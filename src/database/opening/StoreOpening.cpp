@@ -11,6 +11,7 @@
 #include <database/opening/Migrations.h>
 #include <database/opening/ReadOnlyConnection.h>
 #include <database/opening/StoreContent.h>
+#include <database/opening/VfsFile.h>
 #include <database/schema/Tables.h>
 
 #include <QDir>
@@ -49,6 +50,8 @@ QString remedyFor(Kind kind, const QString& path)
         return u"Name the right file, or move this one away to have a new database created."_s;
     case Kind::Foreign:
         return u"It was not changed. Name the right file."_s;
+    case Kind::Unfinished:
+        return u"Open it once for writing, which rolls the transaction back."_s;
     case Kind::TooNew:
         return u"Use the newer program that wrote it."_s;
     case Kind::Damaged:
@@ -75,6 +78,13 @@ QString movedWarning(const QString& path)
     return u"The database %1 comes from another machine or account. If two copies of it are used, "
            u"each undoes the other's work. Make sure that the other one is no longer used, and "
            u"adopt this one."_s.arg(path);
+}
+
+QString newerWarning(const QString& path, qint64 version)
+{
+    return u"The database %1 has schema version %2 of a newer program, which lets this one "
+           u"continue to use it. Update this program when you can."_s.arg(
+               path, QString::number(version));
 }
 
 QString journalWarning(const QString& path, const QString& reason, const QString& remedy)
@@ -147,14 +157,35 @@ OpenedStore StoreOpening::openReadOnly()
     const StoreInspection file(path, StoreInspection::Depth::Header);
     if (file.kind() != Kind::Ours)
         throw refusal(file.cause(), file.kind(), file.finding(u"The file "_s + path), path);
-    opened.connection = openReadOnlyWithWal(path).database;
-    opened.readOnly = true;
+    connectReadOnly();
     const StoreContent content = readMark(handle(), path);
     requireOurs(content, path);
     if (content.version >= FirstVersionWithIdentity)
         opened.identity = readIdentity(handle(), path);
-    opened.hasWal = queryText(handle(), "PRAGMA journal_mode", path) == u"wal";
+    if (opened.identity.moved)
+        opened.warnings += movedWarning(path);
+    if (content.version > currentSchemaVersion())
+        opened.warnings += newerWarning(path, content.version);
+    // A connection without locks would not say it.
+    const VfsFile vfsFile(path);
+    opened.hasWal = vfsFile && vfsFile.hasWalFormat();
     return std::move(opened);
+}
+
+void StoreOpening::connectReadOnly()
+{
+    try {
+        ReadOnlyConnection connection = openReadOnlyWithWal(path);
+        opened.connection = std::move(connection.database);
+        opened.readOnly = true;
+        opened.shared = connection.shared;
+    } catch (const SqliteError& error) {
+        if (error.primaryCode() != SQLITE_READONLY)
+            throw;
+        throw refusal(
+            Cause::ReadOnly, Kind::Unfinished,
+            unfinishedStore().sentence(u"The database "_s + path), path);
+    }
 }
 
 // Before a connection is opened that might write to the file.
@@ -252,10 +283,7 @@ void StoreOpening::backUpAndMigrate()
     if (version < currentSchemaVersion())
         migrate(handle(), path);
     if (version > currentSchemaVersion()) {
-        opened.warnings +=
-            u"The database %1 has schema version %2 of a newer program, which lets this one "
-            u"continue to use it. Update this program when you can."_s.arg(
-                path, QString::number(version));
+        opened.warnings += newerWarning(path, version);
     }
 }
 

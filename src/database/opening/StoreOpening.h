@@ -15,6 +15,7 @@ struct OpenedStore
     StoreIdentity identity;
     bool hasWal = false;   ///< Otherwise it has a rollback journal.
     bool readOnly = false; ///< Further connections must be read-only as well.
+    bool shared = false;   ///< Read-only, and another program has it open or may have.
     QStringList warnings;  ///< For a person.
 };
 
@@ -39,6 +40,7 @@ public:
     OpenedStore openReadOnly();
 
 private:
+    void connectReadOnly();
     void inspectFile() const;
     void createFile() const;
     void checkAccess() const;

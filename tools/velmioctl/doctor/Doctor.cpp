@@ -138,7 +138,7 @@ void examine(const QString& path, Examiner& examiner)
 
 std::vector<std::pair<const Fix*, long long>> repair(Session& session)
 {
-    WatchedDatabase& database = session.database();
+    WatchedDatabase& database = session.writableDatabase();
     Transaction transaction(database);
     const auto before = countFindings(database);
     std::vector<std::pair<const Fix*, long long>> repaired;

@@ -147,6 +147,7 @@ QJsonObject fix(
     printPlan(session.output, lines);
     if (options.dryRun)
         return answer;
+    session.requireWriting();
     session.confirm(options.yes, questionOf(plan));
     answer.insert(u"mended"_s, repairAll(session, path, plan));
     return answer;

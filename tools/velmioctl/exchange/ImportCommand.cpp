@@ -126,7 +126,7 @@ void apply(
     Session& session, ExportFile& file, ImportRun::Mode mode, RowSecrets* secrets,
     const ImportPlan& plan)
 {
-    WatchedDatabase& database = session.database();
+    WatchedDatabase& database = session.writableDatabase();
     Transaction transaction(database);
     RowWriter writer(database, mode.withSecrets);
     ImportPlan done;
@@ -175,6 +175,7 @@ void run(Session& session, const ImportOptions& options)
     requireReferences(plan, options, session.output);
     const bool imports = !options.dryRun && !plan.isEmpty();
     if (imports) {
+        session.requireWriting();
         session.confirm(options.yes, questionOf(plan));
         session.backUp(sync::database::DatabaseBackups::Reason::Import);
         file.rewind();

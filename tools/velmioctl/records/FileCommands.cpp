@@ -134,6 +134,7 @@ void setPlace(Session& session, FileConfiguration& file, const FileOptions& opti
 
 void add(Session& session, const FileOptions& options)
 {
+    session.writableDatabase();
     FileConfiguration file;
     file.setFileType(fileTypeFrom(options.type));
     file.setClientPath(absolutePath(options.file));
@@ -147,6 +148,7 @@ void add(Session& session, const FileOptions& options)
 
 void set(Session& session, const FileOptions& options)
 {
+    session.writableDatabase();
     FileConfiguration file = chosenFile(session, options);
     setFields(file, options, session);
     session.database().check(session.files().Update(file), u"Storing the file"_s);
@@ -155,6 +157,7 @@ void set(Session& session, const FileOptions& options)
 
 void remove(Session& session, const FileOptions& options)
 {
+    session.writableDatabase();
     const FileConfiguration file = chosenFile(session, options);
     const bool ordinary = file.getFileType() == sync::config::OrdinaryFile;
     const QStringList deleted = ordinary ? filesDeletedWith(session, file.getId()) : QStringList();

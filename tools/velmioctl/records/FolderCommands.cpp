@@ -121,6 +121,7 @@ FolderConfiguration overlapOnServer(Session& session, const QString& serverPath,
 
 void add(Session& session, const FolderOptions& options)
 {
+    session.writableDatabase();
     const QString path = absolutePath(options.path);
     requireDirectory(path, options.missingOk);
 
@@ -150,6 +151,7 @@ void add(Session& session, const FolderOptions& options)
 
 void set(Session& session, const FolderOptions& options)
 {
+    session.writableDatabase();
     FolderConfiguration folder = session.folder(options.folder);
     setFields(folder, options, session);
     session.database().check(session.folders().Update(folder), u"Storing the folder"_s);
@@ -172,6 +174,7 @@ void printRemoved(Session& session, const FolderConfiguration& folder, long long
 
 void remove(Session& session, const FolderOptions& options)
 {
+    session.writableDatabase();
     const FolderConfiguration folder = session.folder(options.folder);
     const long long children = session.database().number(
         u"SELECT count(*) FROM FolderConfiguration WHERE parentId = :parentId"_s,
@@ -196,6 +199,7 @@ long long folderCount(Session& session)
 
 void clean(Session& session, const FolderOptions& options)
 {
+    session.writableDatabase();
     const FolderConfiguration folder = session.folder(options.folder);
     session.confirm(
         options.yes, u"Remove the records of %1, of all folders below it and of their files? "

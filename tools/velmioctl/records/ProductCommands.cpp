@@ -50,6 +50,7 @@ void show(Session& session, const ProductOptions& options)
 
 void add(Session& session, const ProductOptions& options)
 {
+    session.writableDatabase();
     ProductConfiguration product;
     options.fields.apply(&product);
     session.server(product.getServerId());
@@ -64,6 +65,7 @@ void add(Session& session, const ProductOptions& options)
 
 void set(Session& session, const ProductOptions& options)
 {
+    session.writableDatabase();
     productById(session, options.id);
     // Before the transaction, which keeps others from writing.
     const QString secret = options.secret.isWanted() ? options.secret.read(session) : QString();
@@ -84,6 +86,7 @@ void set(Session& session, const ProductOptions& options)
 
 void remove(Session& session, const ProductOptions& options)
 {
+    session.writableDatabase();
     const ColumnValues product = productById(session, options.id);
     const QString named =
         u"product %1 (%2)"_s.arg(QString::number(options.id), quoted(product["name"].toString()));

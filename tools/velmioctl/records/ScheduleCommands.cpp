@@ -76,8 +76,8 @@ void store(Session& session, ScheduleEntry entry, const FieldOptions& fields)
 
 void add(Session& session, const ScheduleOptions& options)
 {
+    auto& database = session.writableDatabase();
     const int folder = options.folder ? session.folder(*options.folder).getId() : DefaultFolder;
-    auto& database = session.database();
     Transaction transaction(database);
     const long long present = database.number(
         u"SELECT id FROM Schedules WHERE folderConfigurationId = :folder"_s,
@@ -126,7 +126,7 @@ void list(Session& session)
 
 void set(Session& session, const ScheduleOptions& options)
 {
-    Transaction transaction(session.database());
+    Transaction transaction(session.writableDatabase());
     store(session, entryOf(session, options.id), options.fields);
     transaction.commit();
     print(session.output, entryOf(session, options.id));
@@ -134,6 +134,7 @@ void set(Session& session, const ScheduleOptions& options)
 
 void remove(Session& session, const ScheduleOptions& options)
 {
+    session.writableDatabase();
     const ScheduleEntry entry = entryOf(session, options.id);
     QString question = u"Remove the schedule %1?"_s.arg(*options.id);
     if (entry.getFolderConfigId() == DefaultFolder)

@@ -63,6 +63,7 @@ void print(Session& session, const ServerConfiguration& server)
 
 void add(Session& session, const ServerOptions& options)
 {
+    session.writableDatabase();
     ServerConfiguration server;
     fill(server, options, session);
     session.database().check(session.servers().Add(server), u"Storing the server"_s);
@@ -94,6 +95,7 @@ void list(Session& session)
 
 void set(Session& session, const ServerOptions& options)
 {
+    session.writableDatabase();
     ServerConfiguration server = session.server(options.id);
     fill(server, options, session);
     session.database().check(session.servers().Update(server), u"Storing the server"_s);
@@ -102,6 +104,7 @@ void set(Session& session, const ServerOptions& options)
 
 void remove(Session& session, const ServerOptions& options)
 {
+    session.writableDatabase();
     const ServerConfiguration server = session.server(options.id);
     const QString named =
         u"server %1 (%2)"_s.arg(QString::number(options.id), quoted(server.getAlias()));
@@ -114,6 +117,7 @@ void remove(Session& session, const ServerOptions& options)
 
 void setDefault(Session& session, int id)
 {
+    session.requireWriting();
     session.server(id);
     QSettings settings = userSettings();
     settings.setValue(DefaultServerKey, id);

@@ -91,6 +91,7 @@ void prepareToEncrypt(Session& session)
 
 void add(Session& session, const SignInOptions& options)
 {
+    session.writableDatabase();
     AuthenticationConfiguration signIn;
     options.fields.apply(&signIn);
     session.server(signIn.getServerId());
@@ -104,6 +105,7 @@ void add(Session& session, const SignInOptions& options)
 
 void set(Session& session, const SignInOptions& options)
 {
+    session.writableDatabase();
     Transaction transaction(session.database());
     const ColumnValues before = signInById(session, options.id);
     if (const QVariant server = options.fields.value("serverId"); server.isValid())
@@ -115,6 +117,7 @@ void set(Session& session, const SignInOptions& options)
 
 void changePassword(Session& session, const SignInOptions& options)
 {
+    session.writableDatabase();
     const ColumnValues signIn = signInById(session, options.id);
     const QString domain = signIn["domain"].toString();
     const QString user = signIn["userName"].toString();
@@ -141,6 +144,7 @@ void changePassword(Session& session, const SignInOptions& options)
 
 void remove(Session& session, const SignInOptions& options)
 {
+    session.writableDatabase();
     const QString name = named(signInById(session, options.id));
     confirmRemoval(
         session, "AuthenticationConfiguration", options.id, options.yes,

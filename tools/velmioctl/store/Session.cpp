@@ -10,6 +10,7 @@
 #include <config/Sha256FileHash.h>
 #include <database/DatabaseError.h>
 #include <database/SqliteDatabaseFactory.h>
+#include <interf/IQSqlQueryWrapper.h>
 #include <velmioctl/cli/Text.h>
 #include <velmioctl/store/WatchedDatabase.h>
 
@@ -58,6 +59,17 @@ QString Session::existingDatabasePath() const
 
 WatchedDatabase& Session::database()
 {
+    if (!openDatabase) {
+        existingDatabasePath();
+        open(&SqliteDatabaseFactory::openReadOnly);
+        keptConnection = openDatabase->CreateQuery();
+    }
+    return *openDatabase;
+}
+
+WatchedDatabase& Session::writableDatabase()
+{
+    requireWriting();
     if (!openDatabase)
         existingDatabasePath();
     return createDatabase();
@@ -65,23 +77,51 @@ WatchedDatabase& Session::database()
 
 WatchedDatabase& Session::createDatabase()
 {
+    requireWriting();
+    // The managers keep the database that they were created with.
+    Q_ASSERT(!openDatabase || opensForWriting);
     if (!openDatabase) {
-        try {
-            const auto factory = SqliteDatabaseFactory::open(databasePath());
-            for (const QString& warning : factory->warnings())
-                output.warning(warning);
-            if (factory->isMoved())
-                output.note(u"'velmioctl adopt' makes this database your own."_s);
-            openDatabase = std::make_shared<WatchedDatabase>(factory);
-        } catch (const DatabaseError& error) {
-            throw openingError(error);
-        }
+        opensForWriting = true;
+        open(&SqliteDatabaseFactory::open);
     }
     return *openDatabase;
 }
 
+void Session::requireWriting() const
+{
+    if (readOnly) {
+        throw CommandError(
+            ExitCode::Usage,
+            u"Nothing was changed, because --read-only was given. Leave it out to change "
+            u"something."_s);
+    }
+}
+
+void Session::open(Opening opening)
+{
+    try {
+        const auto factory = opening(databasePath());
+        for (const QString& warning : factory->warnings())
+            output.warning(warning);
+        if (factory->isMoved())
+            output.note(u"'velmioctl adopt' makes this database your own."_s);
+        if (factory->mayBeInUse()) {
+            output.note(u"A client may have this database open: what it has not stored yet is not "
+                        u"shown."_s);
+        }
+        openDatabase = std::make_shared<WatchedDatabase>(factory);
+    } catch (const DatabaseError& error) {
+        const CommandError failure = openingError(error);
+        // A reader cannot roll back what a program that crashed has left.
+        if (!opensForWriting && error.cause() == DatabaseError::Cause::ReadOnly)
+            throw CommandError(failure.code(), failure.text() + u" 'velmioctl init' does that."_s);
+        throw failure;
+    }
+}
+
 void Session::backUp(DatabaseBackups::Reason reason)
 {
+    requireWriting();
     try {
         const auto made = DatabaseBackups(databasePath()).make(reason);
         output.note(u"Made a backup first: %1"_s.arg(quoted(made.path)));

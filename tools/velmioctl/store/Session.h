@@ -9,6 +9,14 @@
 #include <optional>
 #include <string>
 
+namespace sync::interf {
+class IQSqlQueryWrapper;
+} // namespace sync::interf
+
+namespace sync::database {
+class SqliteDatabaseFactory;
+} // namespace sync::database
+
 namespace sync::config {
 class AuthenticationConfigManager;
 class FileConfigManager;
@@ -39,6 +47,9 @@ public:
     /// As the user wrote it; no value for the default path.
     std::optional<std::string> databaseOption;
 
+    /// Refuses commands that change something.
+    bool readOnly = false;
+
     /// The exit code of the program if no error ends it.
     ExitCode exitCode = ExitCode::Ok;
 
@@ -48,11 +59,18 @@ public:
     /// The same; throws CommandError if the file does not exist.
     QString existingDatabasePath() const;
 
-    /// Opens the database on the first call; throws CommandError, also if it does not exist.
+    /// Opens the database on the first call, only for reading: nothing of it changes. Throws
+    /// CommandError, also if it does not exist.
     WatchedDatabase& database();
 
-    /// Opens the database, or creates it; throws CommandError.
+    /// The same for a command that changes it. Must come before all that reads it.
+    WatchedDatabase& writableDatabase();
+
+    /// Opens the database for changes, or creates it; throws CommandError.
     WatchedDatabase& createDatabase();
+
+    /// Throws CommandError if the user allows only reading.
+    void requireWriting() const;
 
     /// Makes a backup before a command changes much, and says where it is. Throws CommandError when
     /// that fails, so that nothing is changed without one.
@@ -95,7 +113,14 @@ private:
     template <class Manager>
     Manager& made(std::unique_ptr<Manager>& manager);
 
+    using Opening = std::shared_ptr<sync::database::SqliteDatabaseFactory> (*)(const QString&);
+
+    void open(Opening opening);
+
     std::shared_ptr<WatchedDatabase> openDatabase;
+    bool opensForWriting = false;
+    // Between the queries of a command: otherwise each would open the file again.
+    std::shared_ptr<sync::interf::IQSqlQueryWrapper> keptConnection;
     std::unique_ptr<sync::config::ServerConfigManager> serverManager;
     // Shared with the manager of files.
     std::shared_ptr<sync::config::FolderConfigManager> folderManager;

@@ -194,8 +194,10 @@ private:
 
 void scan(Session& session, const ScanCommandOptions& options)
 {
+    WatchedDatabase& database =
+        options.scan.dryRun ? session.database() : session.writableDatabase();
     // Its paths belong to another machine or account.
-    if (session.database().engine().isMoved()) {
+    if (database.engine().isMoved()) {
         throw CommandError(
             ExitCode::OtherError, u"Nothing was scanned, because the database comes from another "
                                   u"machine or account. Run 'velmioctl adopt' first."_s);

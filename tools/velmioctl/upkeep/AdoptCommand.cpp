@@ -15,7 +15,7 @@ namespace {
 
 void adopt(Session& session, bool yes)
 {
-    WatchedDatabase& database = session.database();
+    WatchedDatabase& database = session.writableDatabase();
     const bool moved = database.engine().isMoved();
     if (moved) {
         session.confirm(

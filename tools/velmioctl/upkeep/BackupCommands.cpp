@@ -90,6 +90,9 @@ void backUp(Session& session, const BackupOptions& options)
         list(session);
         return;
     }
+    // Beside the database, where nothing is to change.
+    if (!options.file)
+        session.requireWriting();
     const auto made = make(session.existingDatabasePath(), options.file);
     if (session.output.json()) {
         QJsonObject object = objectOf(made);

@@ -63,6 +63,7 @@ void putInPlace(Session& session, const QString& file)
 
 void restore(Session& session, const RecoveryOptions& options)
 {
+    session.requireWriting();
     const QString file = absolutePath(options.file);
     if (!QFileInfo::exists(file)) {
         throw CommandError(
@@ -179,6 +180,7 @@ void recover(Session& session, const RecoveryOptions& options)
             u"Choose --from-backup, which replaces the damaged database by the newest whole "
             u"backup, or --salvage, which replaces it by a new one with what can be read of it."_s);
     }
+    session.requireWriting();
     requireDamage(session);
     if (options.fromBackup)
         recoverFromBackup(session, options.yes);

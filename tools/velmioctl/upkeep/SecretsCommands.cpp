@@ -134,6 +134,7 @@ void printRekeyed(
 
 void rekey(Session& session)
 {
+    session.writableDatabase();
     // Without the current key all passwords would stay unreadable.
     verifyAll(session.database()).reader.requireKey();
     auto& keys = session.passwordKeys();
