@@ -38,7 +38,7 @@ const QJsonObject FirstServer{
     {u"webServiceUrl"_s, u"https://web.example.com/ws"_s},
     {u"binaryDiffEncoder"_s, u"vcdiff"_s},
     {u"properties"_s, QJsonObject{{u"Region"_s, u"north"_s}, {u"Note"_s, u"a=b c"_s}}},
-    {u"default"_s, true},
+    {u"default"_s, false}, // The database is not in the default place.
 };
 
 QJsonObject with(QJsonObject object, const QString& key, const QJsonValue& value)
@@ -75,7 +75,7 @@ private Q_SLOTS:
         QCOMPARE(tool.json(AddSecond).object()[u"alias"_s].toString(), u"second"_s);
     }
 
-    void listShowsServersAndTheDefault()
+    void listShowsServers()
     {
         const VelmioctlRunner tool;
         tool.run({u"init"_s});
@@ -90,10 +90,10 @@ private Q_SLOTS:
         QCOMPARE(servers[1][u"default"_s].toBool(true), false);
         QCOMPARE(
             forPeople.output,
-            u"ID  DEFAULT  ALIAS   ENCODER  WEB SERVICE URL                DAV URL\n"
-            u" 1  yes      First   vcdiff   https://web.example.com/ws     "
+            u"ID  ALIAS   ENCODER  WEB SERVICE URL                DAV URL\n"
+            u" 1  First   vcdiff   https://web.example.com/ws     "
             u"https://one.example.com/dav\n"
-            u" 2           second           https://second.example.com/ws  https://two.example.com/dav\n"_s);
+            u" 2  second           https://second.example.com/ws  https://two.example.com/dav\n"_s);
     }
 
     void emptyListSaysHowToAdd()
@@ -191,6 +191,31 @@ private Q_SLOTS:
         QCOMPARE(changed.object()[u"id"_s].toInt(), 2);
         QCOMPARE(second.object()[u"id"_s].toInt(), 2);
         QCOMPARE(second.object()[u"default"_s].toBool(), true);
+    }
+
+    void defaultIsShownForTheDefaultPlaceOnly()
+    {
+        const VelmioctlRunner tool;
+        tool.runPlain({u"init"_s});
+        tool.runPlain(AddFirst);
+        tool.run({u"init"_s});
+        tool.run(AddFirst);
+
+        const auto own = tool.runPlain({u"server"_s, u"list"_s});
+        const auto other = tool.run({u"server"_s, u"list"_s});
+        const auto asked = tool.run({u"server"_s, u"default"_s, u"1"_s});
+        const auto ownLater = tool.runPlain({u"server"_s, u"list"_s});
+
+        QVERIFY(own.output.contains(u"DEFAULT"_s));
+        QVERIFY(own.errors.startsWith(u"No default server is set in \""_s + tool.homePath()));
+        QVERIFY(!other.output.contains(u"DEFAULT"_s));
+        QCOMPARE(other.errors, QString());
+        QVERIFY(asked.errors.contains(u"warning: The setting is for the database \""_s));
+        QVERIFY(ownLater.errors.startsWith(u"The default server is set in \""_s));
+        QCOMPARE(
+            tool.runPlain({u"--json"_s, u"server"_s, u"list"_s}).array()[0][u"default"_s].toBool(),
+            true);
+        QCOMPARE(tool.json({u"server"_s, u"list"_s}).array()[0][u"default"_s].toBool(true), false);
     }
 
     void missingDefaultIsNotFound()

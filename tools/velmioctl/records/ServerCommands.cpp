@@ -1,6 +1,7 @@
 #include <velmioctl/records/Commands.h>
 
 #include <config/ServerConfigManager.h>
+#include <database/SqliteDatabaseFactory.h>
 #include <velmioctl/cli/CommandLine.h>
 #include <velmioctl/cli/Table.h>
 #include <velmioctl/cli/Text.h>
@@ -10,6 +11,7 @@
 #include <velmioctl/store/Session.h>
 #include <velmioctl/store/WatchedDatabase.h>
 
+#include <QFileInfo>
 #include <QSettings>
 
 using namespace Qt::StringLiterals;
@@ -42,6 +44,29 @@ long long defaultServerId()
     return userSettings().value(DefaultServerKey, DefaultServerId).toLongLong();
 }
 
+// The setting means the database in the default place: in another one, such as a customer's copy,
+// the same id is another server.
+bool settingBelongsTo(const Session& session)
+{
+    return QFileInfo(session.databasePath()) ==
+           QFileInfo(sync::database::SqliteDatabaseFactory::defaultPath());
+}
+
+bool isDefault(const Session& session, const ServerConfiguration& server)
+{
+    return settingBelongsTo(session) && server.getId() == defaultServerId();
+}
+
+// Where the default server comes from, for a person.
+QString originOfDefault()
+{
+    const QSettings settings = userSettings();
+    return settings.contains(DefaultServerKey)
+               ? u"The default server is set in %1."_s.arg(quoted(settings.fileName()))
+               : u"No default server is set in %1, so it is server %2."_s.arg(
+                     quoted(settings.fileName()), QString::number(DefaultServerId));
+}
+
 void fill(ServerConfiguration& server, const ServerOptions& options, Session& session)
 {
     options.fields.apply(&server);
@@ -51,14 +76,19 @@ void fill(ServerConfiguration& server, const ServerOptions& options, Session& se
         options.fields.properties(server.getNameValueProperties(), session.servers()));
 }
 
-void print(Session& session, const ServerConfiguration& server)
+void print(Session& session, const ServerConfiguration& server, bool isTheDefault)
 {
     QJsonObject object = toJson(server);
-    object.insert(u"default"_s, server.getId() == defaultServerId());
+    object.insert(u"default"_s, isTheDefault);
     if (session.output.json())
         session.output.print(object);
     else
         session.output.print(toFields(server));
+}
+
+void print(Session& session, const ServerConfiguration& server)
+{
+    print(session, server, isDefault(session, server));
 }
 
 void add(Session& session, const ServerOptions& options)
@@ -74,23 +104,29 @@ void list(Session& session)
 {
     const auto servers = session.servers().GetAll();
     session.database().check();
-    const long long defaultId = defaultServerId();
+    const bool hasDefault = settingBelongsTo(session);
 
-    Table table(
-        {u"ID"_s, u"DEFAULT"_s, u"ALIAS"_s, u"ENCODER"_s, u"WEB SERVICE URL"_s, u"DAV URL"_s});
+    QStringList headings{u"ID"_s, u"ALIAS"_s, u"ENCODER"_s, u"WEB SERVICE URL"_s, u"DAV URL"_s};
+    if (hasDefault)
+        headings.insert(1, u"DEFAULT"_s);
+    Table table(headings);
     table.alignRight(0);
     QJsonArray array;
     for (const ServerConfiguration& server : servers) {
-        const bool isDefault = server.getId() == defaultId;
         QJsonObject object = toJson(server);
-        object.insert(u"default"_s, isDefault);
+        object.insert(u"default"_s, isDefault(session, server));
         array.append(object);
-        table.addRow(
-            {QString::number(server.getId()), isDefault ? u"yes"_s : QString(), server.getAlias(),
-             server.getBinaryDiffEncoder(), server.getWebServiceUrl(), server.getDavUrl()});
+        QStringList row{
+            QString::number(server.getId()), server.getAlias(), server.getBinaryDiffEncoder(),
+            server.getWebServiceUrl(), server.getDavUrl()};
+        if (hasDefault)
+            row.insert(1, isDefault(session, server) ? u"yes"_s : QString());
+        table.addRow(row);
     }
     session.output.printList(
         array, table, u"No servers are stored yet. Add one with 'velmioctl server add'."_s);
+    if (hasDefault && !table.isEmpty() && !session.output.json())
+        session.output.note(originOfDefault());
 }
 
 void set(Session& session, const ServerOptions& options)
@@ -140,7 +176,13 @@ void showDefault(Session& session)
             u"The default server %1 does not exist. Choose one from 'velmioctl server list' with "
             u"'velmioctl server default ID'."_s.arg(QString::number(defaultServerId())));
     }
-    print(session, server);
+    print(session, server, true);
+    if (!session.output.json())
+        session.output.note(originOfDefault());
+    if (!settingBelongsTo(session)) {
+        session.output.warning(u"The setting is for the database %1 of this account."_s.arg(
+            quoted(sync::database::SqliteDatabaseFactory::defaultPath())));
+    }
 }
 
 } // namespace
