@@ -253,14 +253,14 @@ private Q_SLOTS:
         QJsonObject expected = json({u"show"_s, u"2"_s}).object();
         expected[u"name"_s] = u"New name"_s;
         expected[u"serverPath"_s] = u"/Moved"_s;
-        expected[u"syncStatus"_s] = 42;
+        expected[u"syncStatus"_s] = 1;
         expected[u"folderOption"_s] = 2;
         expected[u"privileges"_s] = 3;
         expected[u"properties"_s] = QJsonObject{{u"Key"_s, u"value"_s}};
 
         const auto changed = json(
             {u"set"_s, u"root/a"_s, u"--name"_s, u"New name"_s, u"--server-path"_s, u"/Moved/"_s,
-             u"--status"_s, u"42"_s, u"--option"_s, u"subfolders"_s, u"--privileges"_s,
+             u"--status"_s, u"1"_s, u"--option"_s, u"subfolders"_s, u"--privileges"_s,
              u"view,download"_s, u"--property"_s, u"Key=value"_s});
 
         QCOMPARE(changed.exitCode, 0);
@@ -409,6 +409,36 @@ private Q_SLOTS:
             QVERIFY(!shown.output.contains(u'\x1b'));
             QVERIFY(shown.output.contains(u"e\\x1b[31m\\nx"_s));
         }
+    }
+
+    void impossiblePathsAreRefused_data()
+    {
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<int>("exitCode");
+        QTest::newRow("longest name") << u"/"_s + QString(255, u'n') << 0;
+        QTest::newRow("long name") << u"/"_s + QString(256, u'n') << 2;
+        // Two bytes each.
+        QTest::newRow("long name in bytes") << u"/"_s + QString(128, u'\u00e9') << 2;
+        QTest::newRow("long path") << u"/name"_s.repeated(1000) << 2;
+    }
+
+    void impossiblePathsAreRefused()
+    {
+        QFETCH(const QString, path);
+        QFETCH(const int, exitCode);
+
+        const auto added = run({u"add"_s, path, u"--missing-ok"_s, u"--server-path"_s, u"/Long"_s});
+
+        QCOMPARE(added.exitCode, exitCode);
+        QCOMPARE(added.errors.contains(u"too long for this system"_s), exitCode == 2);
+        QVERIFY(added.errors.size() < 300);
+    }
+
+    void unknownNumbersAreRefused()
+    {
+        QCOMPARE(run({u"set"_s, root, u"--status"_s, u"77"_s}).exitCode, 2);
+        QCOMPARE(run({u"set"_s, root, u"--option"_s, u"9"_s}).exitCode, 2);
+        QCOMPARE(run({u"set"_s, root, u"--status"_s, u"2"_s}).exitCode, 0);
     }
 
 private:

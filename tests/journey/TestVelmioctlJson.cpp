@@ -151,7 +151,9 @@ private:
         addStep(u"server default"_s);
         addStep(u"server remove"_s, {u"2"_s, u"--yes"_s});
         addStep(u"signin add"_s, user, "secret");
-        addStep(u"signin add"_s, user, "secret");
+        QStringList other = user;
+        other.replace(other.indexOf(u"kim"_s), u"ana"_s);
+        addStep(u"signin add"_s, other, "secret");
         addStep(u"signin list"_s);
         addStep(u"signin show"_s, {u"1"_s, u"--reveal"_s});
         addStep(u"signin set"_s, {u"1"_s, u"--domain-id"_s, u"7"_s});

@@ -328,7 +328,7 @@ private Q_SLOTS:
         for (const QStringList& removal : removals) {
             const auto removed = home.run(removal);
             QCOMPARE(removed.exitCode, 0);
-            QCOMPARE(removed.errors, QString());
+            QVERIFY(!removed.errors.contains(u"warning: "_s));
         }
         const QJsonObject rows = home.json({u"stats"_s}).object()[u"tables"_s].toObject();
         for (const QString& table : rows.keys())

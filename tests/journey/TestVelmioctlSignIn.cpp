@@ -16,6 +16,11 @@ const QStringList AddKim{
     u"kim"_s, u"--domain-id"_s, u"dom-7"_s, u"--property"_s, u"Region=x"_s, u"--password-stdin"_s,
 };
 
+const QStringList AddKimElsewhere{
+    u"add"_s,   u"--server"_s, u"2"_s,   u"--domain"_s,
+    u"north"_s, u"--user"_s,   u"kim"_s, u"--password-stdin"_s,
+};
+
 const QJsonObject Kim{
     {u"id"_s, 1},
     {u"serverId"_s, 1},
@@ -46,6 +51,21 @@ private Q_SLOTS:
     void addStoresWhatIsGiven()
     {
         QCOMPARE(json({u"show"_s, u"1"_s}).object(), Kim);
+        QCOMPARE(revealed(1), u"first secret"_s);
+    }
+
+    void secondSignInOfAUserIsRefused()
+    {
+        const auto again = feed(AddKim, "other secret\n");
+        const auto other = feed(AddKimElsewhere, "other secret\n");
+        const auto moved = run({u"set"_s, u"2"_s, u"--server"_s, u"1"_s});
+
+        QCOMPARE(again.exitCode, 2);
+        QVERIFY(again.errors.contains(u"'velmioctl signin password 1'"_s));
+        QCOMPARE(other.exitCode, 0);
+        QCOMPARE(moved.exitCode, 2);
+        QCOMPARE(json({u"list"_s}).array().size(), 2);
+        QCOMPARE(json({u"show"_s, u"2"_s}).object()[u"serverId"_s].toInt(), 2);
         QCOMPARE(revealed(1), u"first secret"_s);
     }
 
@@ -138,7 +158,7 @@ private Q_SLOTS:
 
     void passwordChangesAllOfTheUser()
     {
-        feed(AddKim, "second secret\n");
+        feed(AddKimElsewhere, "second secret\n");
         feed(
             {u"add"_s, u"--server"_s, u"1"_s, u"--domain"_s, u"north"_s, u"--user"_s, u"ana"_s,
              u"--password-stdin"_s},
@@ -281,7 +301,7 @@ private Q_SLOTS:
     void unusableKeyEndsWithItsOwnCode_data()
     {
         QTest::addColumn<QStringList>("arguments");
-        QTest::newRow("add") << AddKim;
+        QTest::newRow("add") << AddKimElsewhere;
         QTest::newRow("password") << QStringList{u"password"_s, u"1"_s, u"--password-stdin"_s};
         QTest::newRow("reveal") << QStringList{u"show"_s, u"1"_s, u"--reveal"_s};
     }

@@ -89,12 +89,33 @@ void prepareToEncrypt(Session& session)
     }
 }
 
+// The client could not tell them apart.
+void refuseNamesake(
+    Session& session, int id, int serverId, const QString& domain, const QString& user)
+{
+    const long long namesake = session.database().number(
+        u"SELECT id FROM AuthenticationConfiguration WHERE serverId = :serverId"
+        u" AND domain = :domain AND userName = :userName AND id <> :id"_s,
+        {{u":serverId"_s, serverId},
+         {u":domain"_s, domain},
+         {u":userName"_s, user},
+         {u":id"_s, id}});
+    if (namesake == 0)
+        return;
+    throw CommandError(
+        ExitCode::Usage,
+        u"Sign-in %1 is user %2 on domain %3 at that server already. Change it with 'velmioctl "
+        u"signin set %1' or 'velmioctl signin password %1'."_s.arg(
+            QString::number(namesake), quoted(user), quoted(domain)));
+}
+
 void add(Session& session, const SignInOptions& options)
 {
     session.writableDatabase();
     AuthenticationConfiguration signIn;
     options.fields.apply(&signIn);
     session.server(signIn.getServerId());
+    refuseNamesake(session, -1, signIn.getServerId(), signIn.getDomain(), signIn.getUserName());
     signIn.setNameValueProperties(options.fields.properties({}, session.signIns()));
     signIn.setPassword(options.password.read(session));
 
@@ -111,8 +132,15 @@ void set(Session& session, const SignInOptions& options)
     if (const QVariant server = options.fields.value("serverId"); server.isValid())
         session.server(server.toInt());
     records(session).change(before, options.fields);
+    const ColumnValues after = signInById(session, options.id);
+    const auto isOther = [&](const char* column) { return before[column] != after[column]; };
+    if (isOther("serverId") || isOther("domain") || isOther("userName")) {
+        refuseNamesake(
+            session, options.id, after["serverId"].toInt(), after["domain"].toString(),
+            after["userName"].toString());
+    }
     transaction.commit();
-    records(session).print(signInById(session, options.id));
+    records(session).print(after);
 }
 
 void changePassword(Session& session, const SignInOptions& options)

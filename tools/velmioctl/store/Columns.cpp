@@ -25,8 +25,7 @@ const QByteArray ProductTable = "ProductConfiguration";
 const QByteArray FolderTable = "FolderConfiguration";
 const QByteArray FileTable = "FileConfiguration";
 
-const FieldOption StatusOption{
-    "--status", "STATUS", "unknown, syncing, out-of-sync, created, or a number"};
+const FieldOption StatusOption{"--status", "STATUS", "unknown, syncing, out-of-sync or created"};
 const FieldOption PrivilegesOption{
     "--privileges", "WORDS",
     "Some of view, download, update, delete, share; or all, none, or a number"};
@@ -152,7 +151,7 @@ TableShape folders()
         {"lastOperationTime", Time, Kind::Time, {}, "last operation time", shown<&R::getLastOperationTime>},
         {"lastSyncTime", Time, Kind::Time, {}, "last sync time", shown<&R::getLastSyncTime>},
         {"folderOption", Number, Kind::FolderOption, {}, "option", changed<&R::getFolderOption, &R::setFolderOption>,
-         {"--option", "OPTION", "top-level, subfolders, or a number"}},
+         {"--option", "OPTION", "top-level or subfolders"}},
         {"lastOperationType", Number, Kind::Number, {}, "last operation", shown<&R::getLastOperationType>},
         {"syncDriveType", Number, Kind::Number, {}, "drive type", changed<&R::getSyncDriveType, &R::setSyncDriveType>,
          {"--drive-type", "NUMBER", "Kind of drive, a number of the client"}},

@@ -103,16 +103,19 @@ CommandError unknownWord(
         u"Unknown %1 %2. Give one of %3%4."_s.arg(what, quoted(word), texts.join(u", "_s), others)};
 }
 
-int valueOrNumber(const std::string& text, std::span<const Word> words, const QString& what)
+int valueOrItsNumber(const std::string& text, std::span<const Word> words, const QString& what)
 {
     const QString given = QString::fromStdString(text);
     if (const auto value = valueOf(given, words))
         return *value;
-    bool isNumber = false;
-    const int number = given.toInt(&isNumber);
-    if (isNumber)
-        return number;
-    throw unknownWord(what, given, words, u", or a number"_s);
+    // A record may hold another number, but nothing here can say what it would mean.
+    for (const Word& word : words) {
+        if (given == QString::number(word.value))
+            return word.value;
+    }
+    throw unknownWord(
+        what, given, words,
+        u", or a number from %1 to %2"_s.arg(words.front().value).arg(words.back().value));
 }
 
 } // namespace
@@ -154,7 +157,7 @@ std::vector<std::string> privilegeWords()
 
 int syncStatusFrom(const std::string& text)
 {
-    return valueOrNumber(text, StatusWords, u"status"_s);
+    return valueOrItsNumber(text, StatusWords, u"status"_s);
 }
 
 QString folderOptionName(int option)
@@ -164,7 +167,7 @@ QString folderOptionName(int option)
 
 int folderOptionFrom(const std::string& text)
 {
-    return valueOrNumber(text, OptionWords, u"folder option"_s);
+    return valueOrItsNumber(text, OptionWords, u"folder option"_s);
 }
 
 QString fileTypeName(int type)

@@ -19,7 +19,7 @@ std::vector<std::string> fileTypeWords();
 std::vector<std::string> fileOrderWords();
 std::vector<std::string> privilegeWords();
 
-/// A status by its word or number; throws CommandError for anything else.
+/// A status by its word or the number of a word; throws CommandError for anything else.
 int syncStatusFrom(const std::string& text);
 
 /// "top-level", "subfolders", "unknown", or the number.

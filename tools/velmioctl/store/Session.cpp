@@ -15,8 +15,10 @@
 #include <velmioctl/store/WatchedDatabase.h>
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 
+#include <climits>
 #include <iostream>
 #include <unistd.h>
 
@@ -27,6 +29,27 @@ using sync::database::DatabaseError;
 using sync::database::SqliteDatabaseFactory;
 
 namespace velmioctl {
+
+namespace {
+
+// A file with a longer path cannot exist, so its record would be of no use.
+void requirePossible(const QString& path)
+{
+    bool possible = QFile::encodeName(path).size() < PATH_MAX;
+    for (const QString& name : path.split(u'/'))
+        possible = possible && QFile::encodeName(name).size() <= NAME_MAX;
+    if (possible)
+        return;
+    constexpr int ShownColumns = 60;
+    throw CommandError(
+        ExitCode::Usage,
+        u"The path %1 is too long for this system: it may have %2 bytes, and each name in it %3. "
+        u"Give a shorter one."_s.arg(
+            quoted(cutToWidth(path, ShownColumns, u"..."_s)), QString::number(PATH_MAX - 1),
+            QString::number(NAME_MAX)));
+}
+
+} // namespace
 
 Session::Session(Output output)
     : output(output)
@@ -288,7 +311,9 @@ QString absolutePath(const std::string& argument)
     if (argument.empty())
         throw CommandError(
             ExitCode::Usage, u"A path is empty. Give the path of a file or folder."_s);
-    return QDir::cleanPath(QDir(QString::fromStdString(argument)).absolutePath());
+    QString path = QDir::cleanPath(QDir(QString::fromStdString(argument)).absolutePath());
+    requirePossible(path);
+    return path;
 }
 
 } // namespace velmioctl
