@@ -27,6 +27,7 @@ public:
         Busy,            ///< Another process kept it locked for longer than the busy timeout.
         DiskFull,        ///< No space is left to write.
         InputOutput,     ///< The operating system reported a failed read or write.
+        IdsUsedUp,       ///< A table has assigned the highest possible id.
     };
 
     /// An error with this text for a person, which must not contain a secret.

@@ -1,6 +1,9 @@
+#include <database/SqliteDatabaseFactory.h>
 #include <database/connection/SqliteError.h>
 #include <database/connection/SqliteHandle.h>
 
+#include <interf/IQSqlDatabaseWrapper.h>
+#include <interf/IQSqlQueryWrapper.h>
 #include <support/RawDatabase.h>
 
 #include <QTemporaryDir>
@@ -13,6 +16,7 @@ using sync::database::DatabaseError;
 using sync::database::databaseError;
 using sync::database::failureOf;
 using sync::database::openConnection;
+using sync::database::SqliteDatabaseFactory;
 using sync::test::RawDatabase;
 using Cause = DatabaseError::Cause;
 
@@ -94,6 +98,7 @@ private Q_SLOTS:
     void textSaysWhatHappenedAndWhatToDo();
     void anotherWriterIsBusy();
     void aFileThatIsGoneSaysSo();
+    void aTableWithoutAnIdIsNoFullDisk();
 };
 
 void TestSqliteError::initTestCase()
@@ -156,12 +161,11 @@ void TestSqliteError::failuresOfTheSystemAreToldApart()
 
     QVERIFY(!database.tryRun("INSERT INTO a VALUES (1)"));
 
-    const DatabaseError error = databaseError(database.handle(), path);
+    const auto error = databaseError(database.handle(), path);
     QCOMPARE(error.cause(), cause);
-    QCOMPARE(failureOf(database.handle()).cause, cause);
     QVERIFY2(error.text().contains(remedy), error.what());
     QVERIFY2(error.text().contains(path), error.what());
-    QVERIFY(failureOf(database.handle()).text.contains(remedy));
+    QVERIFY(error.reason().contains(remedy));
 }
 
 void TestSqliteError::textSaysWhatHappenedAndWhatToDo()
@@ -193,6 +197,31 @@ void TestSqliteError::anotherWriterIsBusy()
     QVERIFY(!other.tryRun("INSERT INTO a VALUES (1)"));
 
     QCOMPARE(failureOf(other.handle()).cause, Cause::Busy);
+}
+
+void TestSqliteError::aTableWithoutAnIdIsNoFullDisk()
+{
+    const QTemporaryDir directory;
+    const auto factory = SqliteDatabaseFactory::open(directory.filePath(u"store.db"_s));
+    const auto run = [&factory](const QString& sql) {
+        const auto query = factory->CreateQuery();
+        return query->prepare(sql) && query->exec();
+    };
+    QVERIFY(run(u"UPDATE sqlite_sequence SET seq = 9223372036854775807"_s));
+
+    const bool alone = run(u"INSERT INTO Schedules (folderConfigurationId) VALUES (1)"_s);
+    const auto failure = factory->lastFailure();
+    const auto database = factory->GetDatabase();
+    QVERIFY(database->transaction());
+    const bool inTransaction = run(u"INSERT INTO Schedules (folderConfigurationId) VALUES (1)"_s);
+    const auto failureThen = factory->lastFailure();
+    QVERIFY(database->rollback());
+
+    QVERIFY(!alone && !inTransaction);
+    for (const auto& found : {failure, failureThen}) {
+        QCOMPARE(found->cause, Cause::IdsUsedUp);
+        QVERIFY2(found->text.startsWith(u"No id is left"), qPrintable(found->text));
+    }
 }
 
 void TestSqliteError::aFileThatIsGoneSaysSo()

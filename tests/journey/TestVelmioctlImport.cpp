@@ -77,7 +77,7 @@ void fillAtRandom(const QString& path, quint32 seed)
         const auto columns =
             database.value(u"SELECT count(*) FROM pragma_table_info('%1')"_s.arg(table)).toInt();
         for (int row = random.bounded(300); row > 0; --row) {
-            QStringList values{QString::number(static_cast<qint32>(random.generate()))};
+            QStringList values{QString::number(1 + random.bounded(2147483647))};
             for (int column = 1; column < columns; ++column)
                 values += randomLiteral(random);
             database.run(u"INSERT OR IGNORE INTO %1 VALUES (%2)"_s.arg(table, values.join(u',')));
@@ -541,6 +541,14 @@ private Q_SLOTS:
         add("text without an end", "null,\n          \"expireTime\"", "\"", 13,
             u"control character"_s);
         add("id that is none", "\"id\": 1,", "\"id\": \"1\",", 17, u"must be an integer"_s);
+        add("id of no record", "\"id\": 1,", "\"id\": -4,", 10, u"from 1 to 2147483647"_s);
+        add("id 0", "\"id\": 1,", "\"id\": 0,", 10, u"from 1 to 2147483647"_s);
+        add("id too high", "\"id\": 1,", "\"id\": 3000000000,", 10, u"and is 3000000000"_s);
+        add("highest number", "\"id\": 1,", "\"id\": 9223372036854775807,", 10,
+            u"from 1 to 2147483647"_s);
+        add("last id too high", "\"lastId\": 1,", "\"lastId\": 9223372036854775807,", 9,
+            u"last id of the table Schedules must be from 0 to 2147483647"_s);
+        add("negative last id", "\"lastId\": 1,", "\"lastId\": -1,", 9, u"from 0 to"_s);
         add("id twice", "        }\n      ]",
             "        },\n        {\n          \"id\": 1,\n"
             "          \"folderConfigurationId\": 0,\n"

@@ -41,6 +41,17 @@ private Q_SLOTS:
         };
 
         stays(
+            "ids that no record can have",
+            u"INSERT INTO ServerConfiguration (id) VALUES (-4), (0), (3000000000)"_s,
+            {u"record.id-out-of-range ServerConfiguration -4"_s,
+             u"record.id-out-of-range ServerConfiguration 0"_s,
+             u"record.id-out-of-range ServerConfiguration 3000000000"_s,
+             u"record.ids-used-up sqlite_sequence 2"_s});
+        repaired(
+            "last id that leaves no other",
+            u"UPDATE sqlite_sequence SET seq = 9223372036854775807 WHERE name = 'Schedules'"_s,
+            {u"record.ids-used-up sqlite_sequence 1"_s});
+        stays(
             "sign-in of no server",
             u"UPDATE AuthenticationConfiguration SET serverId = 9 WHERE id = 2"_s,
             {u"signin.server-missing AuthenticationConfiguration 2"_s});

@@ -96,15 +96,17 @@ bool SqliteConnection::beginWrite(Failure& error)
     return hasTurn;
 }
 
-void SqliteConnection::noteFailedStatement()
+Failure SqliteConnection::noteFailedStatement()
 {
+    Failure failure = failureOf(handle());
     // Some errors, a full disk and a read without memory among them, make SQLite roll back the
     // whole transaction (sqlite.org/lang_transaction.html). What follows must not be committed
     // without what came before.
     if (inTransaction() && sqlite3_get_autocommit(handle()) != 0 && lostError.isEmpty()) {
-        lostError = failureOf(handle());
+        lostError = failure;
         lostError.text.prepend(u"the transaction was rolled back when a statement failed: "_s);
     }
+    return failure;
 }
 
 void SqliteConnection::endWrite() noexcept

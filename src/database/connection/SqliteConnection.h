@@ -49,8 +49,9 @@ public:
     /// reason in `error`, if the turn or the write lock does not become free in time.
     bool beginWrite(Failure& error);
 
-    /// Call after each statement that has failed, reads included, before the next one runs.
-    void noteFailedStatement();
+    /// Returns why a statement has failed. Call it once after each, reads included, before the next
+    /// one runs.
+    Failure noteFailedStatement();
 
     /// Notes what kinds of records a statement has changed, to be reported after the commit.
     void noteChanges(RecordKinds kinds) { changedKinds |= kinds; }

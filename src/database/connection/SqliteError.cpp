@@ -1,5 +1,6 @@
 #include <database/connection/SqliteError.h>
 
+#include <database/connection/SqliteHandle.h>
 #include <database/opening/LockHolder.h>
 
 #include <QFile>
@@ -109,6 +110,17 @@ QString remedyFor(sqlite3* database)
     }
 }
 
+// SQLite reports a table without an id for the next row like a full disk.
+bool hasNoIdLeft(sqlite3* database)
+{
+    sqlite3_stmt* prepared = nullptr;
+    sqlite3_prepare_v2(
+        database, "SELECT 1 FROM sqlite_sequence WHERE seq = 9223372036854775807", -1, &prepared,
+        nullptr);
+    const StatementHandle statement(prepared);
+    return statement && sqlite3_step(statement.get()) == SQLITE_ROW;
+}
+
 QString messageOf(sqlite3* database)
 {
     return u"%1 (SQLite error %2)"_s.arg(
@@ -120,19 +132,28 @@ QString messageOf(sqlite3* database)
 
 Failure failureOf(sqlite3* database)
 {
+    const bool isFull = sqlite3_errcode(database) == SQLITE_FULL;
     const QString remedy = remedyFor(database);
-    return {
+    const Failure failure{
         .cause = causeOf(database),
         .text = remedy.isEmpty() ? messageOf(database) : messageOf(database) + u". "_s + remedy};
+    // Last, because it replaces the connection's error.
+    if (!isFull || !hasNoIdLeft(database))
+        return failure;
+    return {
+        .cause = Cause::IdsUsedUp,
+        .text = u"No id is left, because a table has assigned the highest possible one. Set its "
+                u"last assigned id back to the highest id in use."_s};
 }
 
 SqliteError databaseError(sqlite3* database, const QString& path)
 {
+    const int code = sqlite3_extended_errcode(database);
     const Failure failure = failureOf(database);
     QString text = u"The database "_s + path + u" cannot be used: "_s + failure.text;
     if (!text.endsWith(u'.'))
         text += u'.';
-    return {failure, text, sqlite3_extended_errcode(database)};
+    return {failure, text, code};
 }
 
 DatabaseError databaseError(const base::FileError& error)

@@ -11,7 +11,8 @@ struct sqlite3;
 namespace sync::database {
 
 /// The text for a person about a failed statement: SQLite's message, and what to do if that is
-/// known. It names tables and columns at most, and no value.
+/// known. It names tables and columns at most, and no value. Ask once: the connection may have no
+/// error afterwards.
 Failure failureOf(sqlite3* database);
 
 /// A failed call on a database file, with SQLite's extended result code.

@@ -82,7 +82,7 @@ bool SqliteQuery::next()
         return true;
     const Failure failure = overtaken               ? changedMeanwhile()
                             : result == SQLITE_DONE ? Failure()
-                                                    : noteFailedStatement();
+                                                    : connection->noteFailedStatement();
     position = Position::NoRow;
     // Ends the read: an open statement would keep the WAL from being reused from its beginning.
     statement->reset();
@@ -185,7 +185,7 @@ bool SqliteQuery::execRead()
         statement->reset();
         return true;
     default:
-        const Failure failure = noteFailedStatement();
+        const Failure failure = connection->noteFailedStatement();
         statement->reset();
         return fail(failure);
     }
@@ -210,7 +210,7 @@ bool SqliteQuery::execWrite()
         insertedId = static_cast<qlonglong>(sqlite3_last_insert_rowid(database));
         affectedRows = sqlite3_changes(database);
     } else {
-        failure = noteFailedStatement();
+        failure = connection->noteFailedStatement();
     }
     statement->reset();
     connection->endWrite();
@@ -224,12 +224,6 @@ bool SqliteQuery::fail(Failure reason)
     error = std::move(reason);
     connection.pool->failures().report(error);
     return false;
-}
-
-Failure SqliteQuery::noteFailedStatement()
-{
-    connection->noteFailedStatement();
-    return failureOf(connection->handle());
 }
 
 bool FailedQuery::prepare(const QString& sql)

@@ -41,7 +41,6 @@ private:
 
     ColumnValue column(int index) const;
     bool fail(Failure reason);
-    Failure noteFailedStatement();
     template <typename Value>
     void bind(const QString& placeholder, const Value& value);
     bool execRead();

@@ -53,6 +53,23 @@ QString copiesIn(const QString& table, const QString& condition)
                columnsOf(u"first"_s, table), condition);
 }
 
+// Not where a record has such an id, because SQLite counts on from that.
+std::vector<Fix> freeIds()
+{
+    const QString highest = QString::number(HighestId);
+    std::vector<Fix> list;
+    for (const TableShape& table : tableShapes()) {
+        const QString name = QString::fromLatin1(table.name);
+        list.push_back(
+            {u"record.ids-used-up"_s, u"sqlite_sequence"_s, u"seq"_s,
+             u"SELECT rowid AS id, (SELECT coalesce(max(id), 0) FROM %1) AS value"
+             u" FROM sqlite_sequence WHERE name = '%1' AND seq >= %2"
+             u" AND NOT EXISTS (SELECT 1 FROM %1 WHERE id >= %2)"_s.arg(name, highest),
+             u"sets the last assigned id of %1 to the highest one in use"_s.arg(name)});
+    }
+    return list;
+}
+
 std::vector<Fix> rootsNameThemselves()
 {
     // If its path is below the root that it names, it is not a root but has lost its parent.
@@ -215,6 +232,7 @@ std::vector<Fix> makeFixes()
     const auto add = [&list](std::vector<Fix> more) {
         list.insert(list.end(), more.begin(), more.end());
     };
+    add(freeIds());
     add(hangFoldersByPath());
     add({folderTakesItsRoot()});
     add(hangFilesByPath());
@@ -246,11 +264,12 @@ long long countOf(const Fix& fix, sync::interf::factory::IDatabaseFactory& datab
 
 long long apply(const Fix& fix, WatchedDatabase& database)
 {
+    // An id is the rowid; the sequences of SQLite have no other.
     const QString statement =
         fix.column.isEmpty()
             ? u"DELETE FROM %1 WHERE id IN (SELECT id FROM (%2))"_s.arg(fix.table, fix.select)
-            : u"UPDATE %1 SET %3 = chosen.value FROM (%2) AS chosen WHERE chosen.id = %1.id"_s.arg(
-                  fix.table, fix.select, fix.column);
+            : u"UPDATE %1 SET %3 = chosen.value FROM (%2) AS chosen WHERE chosen.id = %1.rowid"_s
+                  .arg(fix.table, fix.select, fix.column);
     const auto query = database.select(statement);
     return query->numRowsAffected();
 }

@@ -2,6 +2,7 @@
 
 #include <velmioctl/doctor/CheckQuery.h>
 #include <velmioctl/doctor/Finding.h>
+#include <velmioctl/store/Columns.h>
 
 using namespace Qt::StringLiterals;
 using sync::interf::factory::IDatabaseFactory;
@@ -114,6 +115,36 @@ RecordCheck companionCheck(Check check, const QString& table)
         u"SELECT id, clientPath, 'parentFileId ' || coalesce(parentFileId, 'NULL') FROM %1 AS f"
         u" WHERE %2"_s;
     return sqlCheck(std::move(check), {{table, select.arg(table, sql::CompanionLost)}});
+}
+
+std::vector<RecordCheck> idChecks()
+{
+    const QString highest = QString::number(HighestId);
+    std::vector<Part> ids;
+    for (const TableShape& table : tableShapes()) {
+        const QString name = QString::fromLatin1(table.name);
+        ids.push_back(
+            {name, u"SELECT id, '', '' FROM %1 WHERE id < 1 OR id > %2"_s.arg(name, highest)});
+    }
+    return {
+        sqlCheck(
+            {u"record.id-out-of-range"_s, Severity::Error,
+             u"records whose id is not from 1 to %1"_s.arg(highest),
+             u"No client and no command can show, change or remove them."_s,
+             u"Export the database with 'velmioctl export', give them other ids in the text or "
+             u"take "
+             u"them out, and import it with 'velmioctl import FILE --replace'."_s},
+            std::move(ids)),
+        sqlCheck(
+            {u"record.ids-used-up"_s, Severity::Error,
+             u"tables whose last assigned id leaves no other"_s,
+             u"The next record that is added gets an id that nothing can show, or cannot be "
+             u"stored."_s,
+             u"Remove or change the records with the highest ids."_s},
+            {{u"sqlite_sequence"_s, u"SELECT rowid, name, 'seq ' || seq FROM sqlite_sequence"
+                                    u" WHERE seq >= "_s +
+                                        highest}}),
+    };
 }
 
 std::vector<RecordCheck> signInChecks()
@@ -340,7 +371,7 @@ const std::vector<RecordCheck>& recordChecks()
     static const std::vector<RecordCheck> all = [] {
         std::vector<RecordCheck> checks;
         for (auto* const some :
-             {signInChecks, folderReferenceChecks, folderTreeChecks, fileReferenceChecks,
+             {idChecks, signInChecks, folderReferenceChecks, folderTreeChecks, fileReferenceChecks,
               fileChecks, pathChecks}) {
             for (RecordCheck& check : some())
                 checks.push_back(std::move(check));

@@ -52,7 +52,7 @@ const Check Busy{
 const Check Unfinished{
     u"store.unfinished"_s, Severity::Error, u"databases with a transaction that was not finished"_s,
     u"Nothing is lost: the next program that uses the database rolls the transaction back."_s,
-    u"Use it once, for example with 'velmioctl stats', and run doctor again."_s};
+    u"Use it once, for example with 'velmioctl init', and run doctor again."_s};
 const Check Damaged{
     u"store.damaged"_s, Severity::Error, u"damage in the database"_s,
     u"Some records cannot be found, or are read wrongly; each change can make it worse."_s,

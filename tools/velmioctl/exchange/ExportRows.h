@@ -24,6 +24,8 @@ public:
     bool nextTable() override;
     bool nextRow() override;
 
+    /// Throws for the current table before its first row is read.
+    [[noreturn]] void failAtTable(const QString& text) const { fail(text); }
     /// Throws for the current row.
     [[noreturn]] void failAtRow(const QString& text) const { reader.failAt(row().line, text); }
 

@@ -23,6 +23,24 @@ bool isSameRow(const Row& row, const Row& stored)
     return true;
 }
 
+// SQLite stores other ids, but the records could not hold them.
+void requireLastId(const ExportRows& rows)
+{
+    if (rows.lastId() < 0 || rows.lastId() > HighestId) {
+        rows.failAtTable(u"the last id of the table %1 must be from 0 to %2, and is %3"_s.arg(
+            QString::fromLatin1(rows.table().name), QString::number(HighestId),
+            QString::number(rows.lastId())));
+    }
+}
+
+void requireId(const ExportRows& rows)
+{
+    if (const qint64 id = rows.row().id; id < 1 || id > HighestId) {
+        rows.failAtRow(u"the id of a row must be from 1 to %1, and is %2"_s.arg(
+            QString::number(HighestId), QString::number(id)));
+    }
+}
+
 bool hasPasswordLeftOut(const Row& row)
 {
     return std::any_of(row.values.begin(), row.values.end(), [](const Value& value) {
@@ -57,6 +75,7 @@ ImportPlan ImportRun::run(ExportRows& rows)
 
 void ImportRun::runTable(ExportRows& rows)
 {
+    requireLastId(rows);
     const TableShape& table = rows.table();
     plan.tables.push_back({.table = &table});
     references.beginTable(table);
@@ -77,6 +96,7 @@ void ImportRun::runTable(ExportRows& rows)
 
 void ImportRun::take(ExportRows& rows, const Row* stored)
 {
+    requireId(rows);
     TableChanges& changes = plan.tables.back();
     const Row row = prepared(rows, stored);
     references.willBe(row, stored);

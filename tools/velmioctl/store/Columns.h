@@ -3,9 +3,13 @@
 #include <QByteArray>
 #include <QVariant>
 
+#include <limits>
 #include <vector>
 
 namespace velmioctl {
+
+/// The ids of records are from 1 to this one. The fields of the records hold no higher one.
+constexpr qint64 HighestId = std::numeric_limits<qint32>::max();
 
 /// What a support bundle shows of a column.
 enum class Disclosure {

@@ -43,6 +43,8 @@ QString remedyFor(DatabaseError::Cause cause)
     case DatabaseError::Cause::NotADatabase:
         return u" If it was your database, 'velmioctl recover --from-backup' replaces it by the "
                u"newest intact backup, and keeps the file."_s;
+    case DatabaseError::Cause::IdsUsedUp:
+        return u" 'velmioctl doctor --fix' does that."_s;
     default:
         return {};
     }

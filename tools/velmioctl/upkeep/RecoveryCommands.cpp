@@ -5,12 +5,11 @@
 #include <velmioctl/cli/CommandLine.h>
 #include <velmioctl/cli/Table.h>
 #include <velmioctl/cli/Text.h>
+#include <velmioctl/store/Columns.h>
 #include <velmioctl/store/Session.h>
 #include <velmioctl/store/WatchedDatabase.h>
 
 #include <QFileInfo>
-
-#include <limits>
 
 using namespace Qt::StringLiterals;
 using sync::database::DatabaseBackups;
@@ -19,9 +18,6 @@ using sync::database::DatabaseError;
 namespace velmioctl {
 
 namespace {
-
-// The last id of a range whose end is not known.
-constexpr qint64 LastPossibleId = std::numeric_limits<qint32>::max();
 
 struct RecoveryOptions
 {
@@ -102,7 +98,7 @@ QString textOf(const QList<DatabaseBackups::IdRange>& ranges)
 {
     QStringList texts;
     for (const auto& [first, last] : ranges) {
-        if (last == LastPossibleId)
+        if (last == HighestId)
             texts += u"%1 and later"_s.arg(first);
         else
             texts += first == last ? QString::number(first) : u"%1-%2"_s.arg(first).arg(last);
