@@ -1,7 +1,7 @@
 #include "Engine.h"
 #include "HostFactory.h"
 
-#include <config/xml/NameValueDom.h>
+#include <support/NameValueDom.h>
 
 #include <QDomDocument>
 
@@ -86,7 +86,7 @@ FileConfiguration readFile(const QSqlQuery& row)
     file.resetSyncStatusChanged();
     file.setLastOperationType(row.value(9).toInt());
     file.setSize(row.value(10).toLongLong());
-    file.setNameValueProperties(sync::config::readNameValueDom(row.value(11).toString()));
+    file.setNameValueProperties(sync::test::readNameValueDom(row.value(11).toString()));
     file.setLastOperationTime(utcTime(row.value(12)));
     file.setRootFolderId(row.value(13).toInt());
     file.setSyncOption(row.value(14).toInt());
@@ -120,7 +120,7 @@ void bindFile(QSqlQuery& query, const FileConfiguration& file)
     query.bindValue(u":lastOperationType"_s, file.getLastOperationType());
     query.bindValue(u":size"_s, file.getSize());
     query.bindValue(
-        u":nameValueProperties"_s, sync::config::writeNameValueDom(file.getNameValueProperties()));
+        u":nameValueProperties"_s, sync::test::writeNameValueDom(file.getNameValueProperties()));
     query.bindValue(u":lastOperationTime"_s, file.getLastOperationTime());
     query.bindValue(u":rootFolderId"_s, file.getRootFolderId());
     query.bindValue(u":syncOption"_s, file.getSyncOption());

@@ -461,6 +461,39 @@ private Q_SLOTS:
         }
     }
 
+    // A reader whose time grows with the square of the length would not end.
+    void hostileTextsAreReadInLinearTime()
+    {
+        const QString link = u"<FileLink FileId=\"7\" Path=\"a\"/>"_s;
+        const QString start = u"<FileLinks FileDate=\"2024-05-06T07:08:09\">"_s + link;
+        QString attributes;
+        for (int i = 0; i < 400'000; ++i)
+            attributes += u" a%1=\"\""_s.arg(i);
+        QDateTime date;
+
+        const auto nested = readFileLinksXml(start + u"<n>"_s.repeated(400'000) + link, date);
+        QCOMPARE(date, QDateTime(QDate(2024, 5, 6), QTime(7, 8, 9), Qt::UTC));
+        const auto attributed = readFileLinksXml(start + u"<n"_s + attributes + u"/>"_s, date);
+
+        QCOMPARE(describe(nested, {}), u"null time spec 0\n7 [] [] [a]\n0 [] [] []"_s);
+        QCOMPARE(describe(attributed, {}), u"null time spec 0\n7 [] [] [a]"_s);
+    }
+
+    void tenThousandLinksReadBack()
+    {
+        QList<FileLink> links;
+        for (int i = 0; i < 10'000; ++i)
+            links.append(makeLink(i, u"r%1\u0085"_s.arg(i), u"s<&"_s, QString(300, u'p')));
+        // Also in a form that this library does not write.
+        QString foreign = writeFileLinksXml(links, {});
+        foreign.replace(u"/>\n"_s, u" />\n"_s);
+        QDateTime date;
+
+        const auto read = readFileLinksXml(foreign, date);
+
+        QCOMPARE(describe(read, {}), describe(links, {}));
+    }
+
     void readsEveryTruncationAsTheDomDoes()
     {
         const QString xml = writeFileLinksXml(

@@ -1,6 +1,6 @@
 #include <config/DatabaseConfigurationManager.h>
-#include <config/xml/NameValueDom.h>
 #include <config/xml/NameValueXml.h>
+#include <support/NameValueDom.h>
 #include <support/Repetitions.h>
 
 #include <QRandomGenerator>
@@ -11,6 +11,9 @@
 using namespace Qt::StringLiterals;
 
 namespace sync::config {
+
+using test::readNameValueDom;
+using test::writeNameValueDom;
 
 namespace {
 
@@ -43,6 +46,14 @@ QStringList shown(const Properties& properties)
     for (auto entry = properties.cbegin(); entry != properties.cend(); ++entry)
         entries.append(shown(entry.key()) + u'=' + shown(entry.value()));
     return entries;
+}
+
+QString attributes(int count)
+{
+    QString text;
+    for (int i = 0; i < count; ++i)
+        text += u" a%1=\"\""_s.arg(i);
+    return text;
 }
 
 QString generatedKey(QRandomGenerator& random)
@@ -132,6 +143,7 @@ QString generatedDocument(QRandomGenerator& random)
         u" "_s,
         u"\ufeff"_s,
         u"<!DOCTYPE Other>\n"_s,
+        u"<!DOCTYPE NameValueXml><!DOCTYPE NameValueXml>"_s,
         u"<!-- first -->"_s,
     };
     static const QString entries[] = {
@@ -139,10 +151,15 @@ QString generatedDocument(QRandomGenerator& random)
         u"<c/>"_s,
         u"<c></c>\n"_s,
         u"<!-- comment -->"_s,
+        u"<!DOCTYPE NameValueXml>"_s,
         u"<?target instruction?>"_s,
         u"text"_s,
         u"<c>&amp;&#65;</c>"_s,
         u"<c>&e;</c>"_s,
+        u"<c>\u00a0</c>\u2003"_s,
+        u"<c>&unknown;</c>"_s,
+        u"<c>x&e;</c>&e;"_s,
+        u"<c><!-- said --></c><c><?t i?></c>"_s,
         u"<c><d>nested</d>after</c>"_s,
         u"<c>before<d/></c>"_s,
         u"<c a=\"1\"><![CDATA[x]]></c>"_s,
@@ -301,6 +318,75 @@ private Q_SLOTS:
 
         QCOMPARE(
             readNameValueXml(documentOf(u"<a no=\"1\">x<n/>y</a><b><n>z</n></b>"_s)), expected);
+    }
+
+    // A reader whose time grows with the square of the length would not end.
+    void hostileTextsAreReadInLinearTime_data()
+    {
+        QTest::addColumn<QString>("entries");
+        QTest::addColumn<Properties>("expected");
+        const QString nested = u"<n>"_s.repeated(400'000);
+        const Properties before{{u"a"_s, u"1"_s}};
+
+        QTest::newRow("nested") << nested + u"</n>"_s.repeated(400'000)
+                                << Properties{{u"a"_s, u"1"_s}, {u"n"_s, u""_s}};
+        QTest::newRow("nested without ends")
+            << nested << Properties{{u"a"_s, u"1"_s}, {u"n"_s, u""_s}};
+        QTest::newRow("nested by a value")
+            << entryOf(u"n"_s, u"]]>"_s + nested) << Properties{{u"a"_s, u"1"_s}, {u"n"_s, u""_s}};
+        QTest::newRow("attributes") << u"<n"_s + attributes(400'000) + u"/>"_s << before;
+        QTest::newRow("attributes without an end") << u"<n"_s + attributes(400'000) << before;
+    }
+
+    void hostileTextsAreReadInLinearTime()
+    {
+        QFETCH(QString, entries);
+        QFETCH(Properties, expected);
+
+        QCOMPARE(readNameValueXml(documentOf(entryOf(u"a"_s, u"1"_s) + entries)), expected);
+    }
+
+    void declarationsAreOnlyReadInAShortText()
+    {
+        const QString text =
+            u"<!DOCTYPE NameValueXml [<!ENTITY e \"x\">]><NameValueXml><a>&e;</a>%1</NameValueXml>"_s;
+
+        QCOMPARE(readNameValueXml(text.arg(QString())), (Properties{{u"a"_s, u"x"_s}}));
+        QCOMPARE(readNameValueXml(text.arg(QString(4096, u' '))), Properties());
+    }
+
+    // What looks like many attributes or declarations, but is none.
+    void longTextsReadAsTheToolkitDoes_data()
+    {
+        QTest::addColumn<QString>("entries");
+        const QString looksLikeMany = u"<n"_s + attributes(1000) + u"><!DOCTYPE x [ "_s;
+        QTest::newRow("comment") << u"<!-- "_s + looksLikeMany + u"--><a>1</a>"_s;
+        QTest::newRow("CDATA") << entryOf(u"a"_s, looksLikeMany + u'\r');
+        QTest::newRow("instruction") << u"<?t "_s + looksLikeMany + u"?><a>1</a>"_s;
+        QTest::newRow("attribute") << u"<n x='"_s + u">=\""_s.repeated(3000) + u"'/><a>1</a>"_s;
+        QTest::newRow("text") << u"<n>"_s + attributes(1000) + u"'</n><a>1</a>"_s;
+        QTest::newRow("as many as are read") << u"<n"_s + attributes(256) + u"/><a>1</a>"_s;
+        QTest::newRow("end without a start") << QString(5000, u' ') + u"</x><a>1</a>"_s;
+        QTest::newRow("quote without an end") << QString(5000, u' ') + u"<x a='><a>1</a>"_s;
+    }
+
+    void longTextsReadAsTheToolkitDoes()
+    {
+        QFETCH(QString, entries);
+        // Longer than what is always read.
+        const QString xml = documentOf(QString(4096, u'\n') + entries);
+
+        QCOMPARE(shown(readNameValueXml(xml)), shown(readNameValueDom(xml)));
+    }
+
+    void aMapOf100MillionBytesReadsBack()
+    {
+        const Properties properties{{u"a"_s, u"<a=\"1\">\n"_s.repeated(5'555'555)}};
+        const QString xml = writeNameValueXml(properties);
+
+        QVERIFY(readNameValueXml(xml) == properties);
+        // By the toolkit, because the library does not write a space there.
+        QVERIFY(readNameValueXml(u' ' + xml) == properties);
     }
 
     void generatedMapsAreWrittenAsTheToolkitDoes()

@@ -1,13 +1,15 @@
 #include "FuzzInput.h"
 
-#include <config/xml/NameValueDom.h>
 #include <config/xml/NameValueXml.h>
+#include <support/NameValueDom.h>
 
 #include <QStringList>
 
 using namespace sync::config;
 using sync::test::fuzzRequire;
 using sync::test::fuzzText;
+using sync::test::readNameValueDom;
+using sync::test::writeNameValueDom;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size)
 {

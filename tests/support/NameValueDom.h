@@ -1,18 +1,19 @@
-#include <config/xml/NameValueDom.h>
+#pragma once
+#include <core/PosixSync.h>
 
 #include <QDomDocument>
+#include <QMap>
 
-using namespace Qt::StringLiterals;
+namespace sync::test {
 
-namespace sync::config {
+// The meaning of a text of properties, by the DOM alone. Plain and slow, for comparison.
 
-QString writeNameValueDom(const QMap<QString, QString>& properties)
+inline QString writeNameValueDom(const QMap<QString, QString>& properties)
 {
-    QDomDocument document(u"NameValueXml"_s);
-    QDomElement root = document.createElement(u"NameValueXml"_s);
+    QDomDocument document(QStringLiteral("NameValueXml"));
+    QDomElement root = document.createElement(QStringLiteral("NameValueXml"));
     document.appendChild(root);
     for (auto entry = properties.cbegin(); entry != properties.cend(); ++entry) {
-        // An element needs a name. With an empty name the toolkit would only log a warning.
         if (entry.key().isEmpty())
             continue;
         QDomElement element = document.createElement(entry.key());
@@ -22,10 +23,10 @@ QString writeNameValueDom(const QMap<QString, QString>& properties)
     return document.toString(1);
 }
 
-QMap<QString, QString> readNameValueDom(const QString& xml)
+inline QMap<QString, QString> readNameValueDom(const QString& xml)
 {
     QMap<QString, QString> properties;
-    QDomDocument document(u"NameValueXml"_s);
+    QDomDocument document(QStringLiteral("NameValueXml"));
     document.setContent(xml);
     const QDomElement root = document.documentElement();
     for (QDomNode node = root.firstChild(); !node.isNull(); node = node.nextSibling())
@@ -33,4 +34,4 @@ QMap<QString, QString> readNameValueDom(const QString& xml)
     return properties;
 }
 
-} // namespace sync::config
+} // namespace sync::test
