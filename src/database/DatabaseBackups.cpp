@@ -84,9 +84,8 @@ bool hasNoRow(const DatabaseBackups::SalvagedTable& table)
 }
 
 // Columns of a later version would be lost.
-void requireKnownVersion(sqlite3* database, const QString& path)
+void requireKnownVersion(qint64 version, const QString& path)
 {
-    const auto version = queryNumber(database, "PRAGMA user_version", path);
     if (version > currentSchemaVersion())
         throw DatabaseError(
             Cause::TooNew,
@@ -268,15 +267,12 @@ DatabaseBackups::Salvaged DatabaseBackups::replaceBySalvaged() const
     // SQLite changes what it reads: it rolls a journal back and corrects the size in the header.
     const QString copyPath = folder.filePath(u"damaged.db"_s);
     store.copyTo(copyPath);
-    const SqliteHandle damaged = openDamaged(copyPath);
-    if (!damaged)
-        throw nothingToSalvage(databasePath);
-    requireKnownVersion(damaged.get(), databasePath);
+    requireKnownVersion(prepareForSalvage(copyPath).value_or(0), databasePath);
     const QString freshPath = folder.filePath(u"salvaged.db"_s);
     const SqliteHandle fresh = createDatabase(freshPath);
 
     Salvaged salvaged;
-    salvaged.tables = salvageTables(damaged.get(), fresh.get(), freshPath);
+    salvaged.tables = salvageTables(copyPath, fresh.get(), freshPath);
     if (std::all_of(salvaged.tables.begin(), salvaged.tables.end(), hasNoRow))
         throw nothingToSalvage(databasePath);
     salvaged.keptPath = store.keepOld();

@@ -91,6 +91,8 @@ public:
         qint64 rows = 0; ///< How many of its rows were read.
         /// Rows with these ids, if there were any, are lost.
         QList<IdRange> unreadableIds = {};
+        /// True if the rows, the indexes and the last assigned id agree that none is missing.
+        bool complete = true;
     };
 
     /// What salvage() did.

@@ -129,6 +129,12 @@ qint64 rootPageOf(const QString& path, const QString& table)
         .toLongLong();
 }
 
+QStringList indexesOf(const QString& path, const QString& table)
+{
+    return RawDatabase(path).run(
+        u"SELECT name FROM sqlite_schema WHERE type = 'index' AND tbl_name = '%1'"_s.arg(table));
+}
+
 /// A page that holds rows, and the last id that may be in it.
 struct Leaf
 {
@@ -170,6 +176,13 @@ Ranges unreadableIdsOf(const DatabaseBackups::Salvaged& salvaged, const QString&
     return ranges;
 }
 
+bool isComplete(const DatabaseBackups::Salvaged& salvaged)
+{
+    return std::all_of(salvaged.tables.begin(), salvaged.tables.end(), [](const auto& table) {
+        return table.complete;
+    });
+}
+
 bool contains(const Ranges& ranges, qint64 id)
 {
     return std::any_of(ranges.begin(), ranges.end(), [id](const auto& range) {
@@ -190,7 +203,11 @@ private Q_SLOTS:
     void takesAWholeDatabaseAlong();
     void takesAlongWhatLiesAroundDamagedPages();
     void losesOneRowWithItsLongText();
-    void losesOneTableWithTheTopOfItsTree();
+    void findsRowsWithoutTheTopOfTheirTree();
+    void findsRowsWithoutTheFirstPage();
+    void noticesAPageInThePlaceOfAnother();
+    void namesOnlyRowsThatTheIndexesKnow();
+    void bringsNoRemovedRowBack();
     void readsTheLog();
     void doesNotGiveLostIdsAgain();
     void leavesIdsOutWhereTheLastOneIsUnknown();
@@ -271,6 +288,7 @@ void TestSalvage::takesAWholeDatabaseAlong()
     qint64 rows = 0;
     for (const auto& table : salvaged.tables) {
         QCOMPARE(table.unreadableIds.size(), 0);
+        QVERIFY(table.complete);
         rows += table.rows;
     }
     QCOMPARE(rows, before.size());
@@ -329,18 +347,68 @@ void TestSalvage::losesOneRowWithItsLongText()
     QCOMPARE(rowsOf(path), rows);
 }
 
-void TestSalvage::losesOneTableWithTheTopOfItsTree()
+void TestSalvage::findsRowsWithoutTheTopOfTheirTree()
 {
-    Rows rows = rowsOf(path);
+    const Rows before = rowsOf(path);
     damagePage(path, rootPageOf(path, u"FileConfiguration"_s));
 
     const auto salvaged = backups().salvage();
 
-    QCOMPARE(unreadableIdsOf(salvaged, u"FileConfiguration"_s), (Ranges{{1, Files}}));
-    for (int id = 1; id <= Files; ++id)
-        rows.remove(u"FileConfiguration %1"_s.arg(id));
-    QCOMPARE(rowsOf(path), rows);
+    QVERIFY(isComplete(salvaged));
+    QCOMPARE(rowsOf(path), before);
     QCOMPARE(nextFileId(), Files + 1);
+}
+
+void TestSalvage::findsRowsWithoutTheFirstPage()
+{
+    const Rows before = rowsOf(path);
+    damagePage(path, 1);
+
+    const auto salvaged = backups().salvage();
+
+    QVERIFY(isComplete(salvaged));
+    QCOMPARE(rowsOf(path), before);
+}
+
+// The page of the one is read in its place, and is not damaged in itself.
+void TestSalvage::noticesAPageInThePlaceOfAnother()
+{
+    const auto leaves = leavesOf(path, u"FileConfiguration"_s);
+    overwrite(
+        path, (leaves[5].page - 1) * PageBytes,
+        whole.mid((leaves[30].page - 1) * PageBytes, PageBytes));
+
+    const auto salvaged = backups().salvage();
+
+    QVERIFY(!isComplete(salvaged));
+    QCOMPARE(
+        unreadableIdsOf(salvaged, u"FileConfiguration"_s),
+        (Ranges{{leaves[4].lastId + 1, leaves[5].lastId}}));
+}
+
+// Its rows are not those that were removed, but those that were there.
+void TestSalvage::namesOnlyRowsThatTheIndexesKnow()
+{
+    RawDatabase(path).run(u"DELETE FROM FileConfiguration WHERE id BETWEEN 500 AND 520;"
+                          u"PRAGMA wal_checkpoint(TRUNCATE)"_s);
+    for (const Leaf& leaf : leavesOf(path, u"FileConfiguration"_s))
+        damagePage(path, leaf.page);
+
+    const auto salvaged = backups().salvage();
+
+    QCOMPARE(unreadableIdsOf(salvaged, u"FileConfiguration"_s), (Ranges{{1, 499}, {521, Files}}));
+}
+
+void TestSalvage::bringsNoRemovedRowBack()
+{
+    RawDatabase(path).run(u"DELETE FROM FileConfiguration WHERE id > 1000;"
+                          u"PRAGMA wal_checkpoint(TRUNCATE)"_s);
+    const Rows before = rowsOf(path);
+    damagePage(path, rootPageOf(path, u"FileConfiguration"_s));
+
+    backups().salvage();
+
+    QCOMPARE(rowsOf(path), before);
 }
 
 void TestSalvage::readsTheLog()
@@ -379,6 +447,8 @@ void TestSalvage::leavesIdsOutWhereTheLastOneIsUnknown()
     const auto leaves = leavesOf(path, u"FileConfiguration"_s);
     const auto last = leaves.size() - 1;
     damagePage(path, rootPageOf(path, u"sqlite_sequence"_s));
+    for (const QString& index : indexesOf(path, u"FileConfiguration"_s))
+        damagePage(path, rootPageOf(path, index));
     damagePage(path, leaves[last].page);
 
     const auto salvaged = backups().salvage();
@@ -514,10 +584,13 @@ void TestSalvage::losesNoRowThatItDoesNotTell()
 
     for (int round = 0; round < rounds; ++round) {
         init();
+        const auto anyPage = [&] {
+            return std::uniform_int_distribution<qint64>(2, pages)(random);
+        };
         for (int page = 0; page < 1 + round % 5; ++page)
-            damagePage(
-                path, std::uniform_int_distribution<qint64>(2, pages)(random),
-                round % 2 == 0 ? '\xA5' : '\0');
+            damagePage(path, anyPage(), round % 2 == 0 ? '\xA5' : '\0');
+        if (round % 3 == 0)
+            QVERIFY(QFile::resize(path, anyPage() * PageBytes));
         const QByteArray damaged = bytesOf(path);
         DatabaseBackups::Salvaged salvaged;
         try {
@@ -534,6 +607,7 @@ void TestSalvage::losesNoRowThatItDoesNotTell()
             const Ranges lost = unreadableIdsOf(salvaged, table.name);
             const Rows tableBefore = rowsOfTable(before, table.name);
             for (auto row = tableBefore.begin(); row != tableBefore.end(); ++row) {
+                QVERIFY2(!table.complete || after.contains(row.key()), qPrintable(row.key()));
                 const QString now = after.take(row.key());
                 const bool isLost = contains(lost, row.key().section(u' ', 1).toLongLong());
                 QVERIFY2(now == row.value() || (now.isEmpty() && isLost), qPrintable(row.key()));

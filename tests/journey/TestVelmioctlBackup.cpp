@@ -308,10 +308,13 @@ private Q_SLOTS:
         QCOMPARE(
             tables[u"ProductConfiguration"_s].toObject(),
             (QJsonObject{
-                {u"rows"_s, 0}, {u"unreadableIds"_s, QJsonArray{QJsonValue(QJsonArray{1, 2})}}}));
+                {u"rows"_s, 0},
+                {u"complete"_s, false},
+                {u"unreadableIds"_s, QJsonArray{QJsonValue(QJsonArray{1, 2})}}}));
         QCOMPARE(
             tables[u"ServerConfiguration"_s].toObject(),
-            (QJsonObject{{u"rows"_s, 1}, {u"unreadableIds"_s, QJsonArray{}}}));
+            (QJsonObject{
+                {u"rows"_s, 1}, {u"complete"_s, true}, {u"unreadableIds"_s, QJsonArray{}}}));
         QCOMPARE(aliases(), u"first"_s);
         // Again, for people.
         QVERIFY(damageTable(tool->databasePath(), u"ServerConfiguration"_s));

@@ -1,20 +1,23 @@
 #pragma once
 
 #include <database/DatabaseBackups.h>
-#include <database/connection/SqliteHandle.h>
+
+#include <optional>
+
+struct sqlite3;
 
 namespace sync::database {
 
-/// A connection to a copy of a damaged database, which changes it. Null if SQLite cannot open it as
-/// a database.
-SqliteHandle openDamaged(const QString& copy);
+/// Merges the WAL of a copy of a damaged database and rolls its journal back, as far as SQLite can
+/// open it. Returns its schema version; nothing if SQLite cannot open it. Throws DatabaseError.
+std::optional<qint64> prepareForSalvage(const QString& copy);
 
-/// Copies what can be read of a damaged database into a new one, row by row and in one transaction.
+/// Copies what can be read of such a copy into a new database, in one transaction.
 ///
-/// Every row that can be reached is copied unchanged. Ids whose rows cannot be reached are
-/// reported, and are not given to other rows later. Throws DatabaseError if the new one cannot be
-/// written.
+/// Every row that is found is copied unchanged. Which ones are missing is concluded from the pages
+/// that cannot be read, the indexes and the last ids that were assigned. Their ids are not given to
+/// other rows later. Throws FileError, and DatabaseError if the new one cannot be written.
 QList<DatabaseBackups::SalvagedTable> salvageTables(
-    sqlite3* damaged, sqlite3* fresh, const QString& freshPath);
+    const QString& copy, sqlite3* fresh, const QString& freshPath);
 
 } // namespace sync::database

@@ -94,16 +94,18 @@ void recoverFromBackup(Session& session, bool yes)
     putInPlace(session, newest->path);
 }
 
-QString textOf(const QList<DatabaseBackups::IdRange>& ranges)
+QString missingIdsOf(const DatabaseBackups::SalvagedTable& table)
 {
+    if (table.unreadableIds.isEmpty())
+        return table.complete ? u"none"_s : u"not known"_s;
     QStringList texts;
-    for (const auto& [first, last] : ranges) {
+    for (const auto& [first, last] : table.unreadableIds) {
         if (last == HighestId)
             texts += u"%1 and later"_s.arg(first);
         else
             texts += first == last ? QString::number(first) : u"%1-%2"_s.arg(first).arg(last);
     }
-    return texts.isEmpty() ? u"none"_s : texts.join(u", "_s);
+    return texts.join(u", "_s);
 }
 
 QJsonObject objectOf(const DatabaseBackups::SalvagedTable& table)
@@ -111,7 +113,7 @@ QJsonObject objectOf(const DatabaseBackups::SalvagedTable& table)
     QJsonArray ranges;
     for (const auto& [first, last] : table.unreadableIds)
         ranges.append(QJsonArray{first, last});
-    return {{u"rows"_s, table.rows}, {u"unreadableIds"_s, ranges}};
+    return {{u"rows"_s, table.rows}, {u"unreadableIds"_s, ranges}, {u"complete"_s, table.complete}};
 }
 
 void print(Session& session, const DatabaseBackups::Salvaged& salvaged)
@@ -121,9 +123,9 @@ void print(Session& session, const DatabaseBackups::Salvaged& salvaged)
     QJsonObject tables;
     bool complete = true;
     for (const auto& entry : salvaged.tables) {
-        table.addRow({QString::number(entry.rows), entry.name, textOf(entry.unreadableIds)});
+        table.addRow({QString::number(entry.rows), entry.name, missingIdsOf(entry)});
         tables.insert(entry.name, objectOf(entry));
-        complete = complete && entry.unreadableIds.isEmpty();
+        complete = complete && entry.complete;
     }
     session.exitCode = complete ? ExitCode::Ok : ExitCode::Findings;
     if (session.output.json()) {
