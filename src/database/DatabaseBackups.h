@@ -74,7 +74,8 @@ public:
     ///
     /// The file is verified first. If it is of an earlier version, the next opening migrates it.
     /// Throws with Cause::Busy while anyone, including this process, has the database open. The
-    /// database is unchanged if this throws.
+    /// database is unchanged if this throws, except if a failed sync of the new content cannot be
+    /// undone because the disk fails again: the text then says that it may come back.
     QString restore(const QString& file) const;
 
     /// A range of ids.

@@ -11,6 +11,7 @@
 #include <interf/IQSqlQueryWrapper.h>
 
 #include <QDir>
+#include <QScopeGuard>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
@@ -172,6 +173,7 @@ private Q_SLOTS:
     void takesNoFileOfZerosOver_data();
     void takesNoFileOfZerosOver();
     void usesTheJournalWhileAnotherProgramKeepsTheFileLocked();
+    void saysWhatAFailedSyncLeavesWithoutAWal();
     void theLogStaysBoundedUnderConstantWriting();
     void theLogStaysBoundedWhileReadersComeAndGo();
     void aQueryOutlivesItsFactory();
@@ -647,6 +649,8 @@ void TestSqliteDatabaseFactory::aSecondOpeningAfterAnUncleanEndAlsoFindsTheDamag
     makeLargeAndDamaged(file);
     RawDatabase(file).run(u"UPDATE Schedules SET syncInterval = 31"_s);
     sync::test::installWatchedVfs();
+    const auto reset =
+        qScopeGuard([] { sqlite3_vfs_register(sqlite3_vfs_find(sync::test::unwatchedVfs()), 1); });
     SecondOpening second(file);
     const sync::test::IoWatch watch(second);
 
@@ -727,6 +731,27 @@ void TestSqliteDatabaseFactory::usesTheJournalWhileAnotherProgramKeepsTheFileLoc
     other.run(u"COMMIT"_s);
     QVERIFY(add(*factory, u"a"_s));
     QCOMPARE(other.value(u"PRAGMA journal_mode"_s), u"delete"_s);
+}
+
+// The removal of the journal is the commit, and only its sync fails.
+void TestSqliteDatabaseFactory::saysWhatAFailedSyncLeavesWithoutAWal()
+{
+    const QString file = path(u"store.db"_s);
+    SqliteDatabaseFactory::open(file);
+    RawDatabase other(file);
+    other.run(u"PRAGMA journal_mode = DELETE; BEGIN IMMEDIATE"_s);
+    const CapturedWarnings log;
+    const auto factory = SqliteDatabaseFactory::open(file);
+    other.run(u"COMMIT"_s);
+    const SystemCallWatch watch([this](const SystemCall& call) {
+        return call.name.endsWith("sync") && call.path == folder->path().toUtf8() ? EIO : 0;
+    });
+
+    QVERIFY(!add(*factory, u"a"_s));
+
+    const QString text = factory->lastFailure()->text;
+    QVERIFY2(text.contains(u"What was written is in the database"), qPrintable(text));
+    QCOMPARE(other.value(u"SELECT alias FROM ServerConfiguration"_s), u"a"_s);
 }
 
 void TestSqliteDatabaseFactory::theLogStaysBoundedUnderConstantWriting()

@@ -99,6 +99,8 @@ bool SqliteConnection::beginWrite(Failure& error)
 Failure SqliteConnection::noteFailedStatement()
 {
     Failure failure = failureOf(handle());
+    if (!inTransaction() && hasTurn && mayHaveLeftCommit(handle()))
+        undoOnDisk(failure);
     // Some errors, a full disk and a read without memory among them, make SQLite roll back the
     // whole transaction (sqlite.org/lang_transaction.html). What follows must not be committed
     // without what came before.
@@ -208,8 +210,21 @@ bool SqliteConnection::commit(Failure& error) noexcept
     }
     error = lostError.isEmpty() ? failureOf(handle()) : lostError;
     error.kind = Failure::Kind::Commit;
+    const bool mayBeLeft = lostError.isEmpty() && mayHaveLeftCommit(handle());
+    if (sqlite3_get_autocommit(handle()) == 0)
+        run("ROLLBACK");
+    if (mayBeLeft)
+        undoOnDisk(error);
     rollback();
     return false;
+}
+
+// A failure means that nothing of it is in the database, also when that is opened again. Without a
+// WAL the next reader rolls back what has not been committed.
+void SqliteConnection::undoOnDisk(Failure& failure) noexcept
+{
+    if (pool.hasWal() && !overwriteLeftCommit(handle()))
+        failure.text += u' ' + leftCommitWarning();
 }
 
 void SqliteConnection::rollback() noexcept

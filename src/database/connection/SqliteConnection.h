@@ -85,6 +85,7 @@ private:
     bool begin(TransactionOwner newOwner, Failure& error);
     bool commit(Failure& error) noexcept;
     void rollback() noexcept;
+    void undoOnDisk(Failure& failure) noexcept;
     bool run(const char* sql) noexcept;
     void noteCommit();
     void leaveTurnAndPublish() noexcept;

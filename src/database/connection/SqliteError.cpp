@@ -80,6 +80,10 @@ QString remedyFor(sqlite3* database)
     case SQLITE_BUSY_SNAPSHOT:
         return u"Somebody else has written since this thread began a SELECT: release that query "
                u"first, and try again."_s;
+    case SQLITE_IOERR_DIR_FSYNC:
+        // The removal of the journal has committed it.
+        return u"What was written is in the database, but a power cut may undo it: check the disk, "
+               u"and whether it is there."_s;
     case SQLITE_PROTOCOL:
         return u"Another program has begun to use it at this moment: try again."_s;
     case SQLITE_READONLY_DBMOVED:

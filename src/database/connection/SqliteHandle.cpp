@@ -137,6 +137,41 @@ void setCheckpointAtClose(sqlite3* database, bool on)
     sqlite3_db_config(database, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, on ? 0 : 1, nullptr);
 }
 
+bool mayHaveLeftCommit(sqlite3* database)
+{
+    switch (sqlite3_errcode(database) & 0xff) {
+    case SQLITE_IOERR:
+    case SQLITE_FULL:
+    case SQLITE_NOMEM:
+        return true;
+    default:
+        return false;
+    }
+}
+
+bool overwriteLeftCommit(sqlite3* database) noexcept
+{
+    try {
+        if (queryText(database, "PRAGMA journal_mode", {}) != u"wal")
+            return false;
+        execute(database, "BEGIN IMMEDIATE", {});
+        const auto version = queryNumber(database, "PRAGMA user_version", {});
+        // Unlike an UPDATE, this writes a page even if the value is the same.
+        const QByteArray sql = "PRAGMA user_version = " + QByteArray::number(version) + "; COMMIT";
+        execute(database, sql.constData(), {});
+        return true;
+    } catch (const DatabaseError&) {
+        if (sqlite3_get_autocommit(database) == 0)
+            sqlite3_exec(database, "ROLLBACK", nullptr, nullptr, nullptr);
+        return false;
+    }
+}
+
+QString leftCommitWarning()
+{
+    return u"What was written may come back when the database is opened again."_s;
+}
+
 void execute(sqlite3* database, const char* sql, const QString& path)
 {
     if (sqlite3_exec(database, sql, nullptr, nullptr, nullptr) != SQLITE_OK)

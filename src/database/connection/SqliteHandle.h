@@ -48,6 +48,18 @@ void setWaiting(sqlite3* database, bool on);
 /// the file open by then; a new connection does. Otherwise the files stay as they are.
 void setCheckpointAtClose(sqlite3* database, bool on);
 
+/// True if the last error of a connection may have left a commit on the disk: it is written, but a
+/// sync or the growth of the WAL index has failed.
+bool mayHaveLeftCommit(sqlite3* database);
+
+/// Makes sure that nobody finds such a commit in the WAL after a crash, or when the store is opened
+/// again. Another commit, which changes nothing, takes its place there. False if that is not on the
+/// disk, or without a WAL.
+bool overwriteLeftCommit(sqlite3* database) noexcept;
+
+/// For the text of an error, if overwriteLeftCommit() returns false.
+QString leftCommitWarning();
+
 /// Runs SQL text of one or more statements; throws DatabaseError.
 void execute(sqlite3* database, const char* sql, const QString& path);
 

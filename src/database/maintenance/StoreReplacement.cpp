@@ -250,11 +250,22 @@ void StoreReplacement::writeInto(sqlite3* source)
         execute(database.get(), "PRAGMA journal_mode = DELETE", path);
         written = copyContent(source, database.get());
     }
+    // If its sync has failed, the new content may be there or not. Written again, it is certain.
+    if (!written && mayHaveLeftCommit(database.get()))
+        written = copyContent(source, database.get());
     if (!written)
-        throw databaseError(database.get(), path);
+        throw failureOfWriting();
     // The content is durable in the WAL. The close copies it into the file or, if that fails, the
     // next opening does.
     setCheckpointAtClose(database.get(), true);
+}
+
+DatabaseError StoreReplacement::failureOfWriting() const
+{
+    const SqliteError error = databaseError(database.get(), path);
+    if (!mayHaveLeftCommit(database.get()) || overwriteLeftCommit(database.get()))
+        return error;
+    return {error.cause(), error.text() + u' ' + leftCommitWarning()};
 }
 
 void StoreReplacement::swapFile(sqlite3* source) const

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <database/DatabaseError.h>
 #include <database/connection/SqliteHandle.h>
 
 #include <QString>
@@ -36,6 +37,7 @@ private:
     void lock();
     bool beginWriting();
     void writeInto(sqlite3* source);
+    DatabaseError failureOfWriting() const;
     void swapFile(sqlite3* source) const;
 
     const QString path;

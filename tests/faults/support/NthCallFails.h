@@ -37,6 +37,8 @@ public:
     /// The call that failed first; empty when there were fewer than n calls.
     QByteArray hit() const { return hitCall; }
 
+    bool isLasting() const { return fault.lasting; }
+
 private:
     bool canHit(const IoCall& call) const;
     IoFate failureOf(const IoCall& call) const;
