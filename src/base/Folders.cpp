@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
@@ -40,6 +41,17 @@ void syncFolder(const QString& folder)
         errno == EINVAL || errno == EBADF || errno == ENOTSUP || errno == ENOSYS || errno == EROFS;
     if (!isUnsupported)
         throw FileError(folder, u"Cannot sync the folder"_s, errno);
+}
+
+bool hasFreeInode(const QString& folder)
+{
+    struct statvfs disk
+    {
+    };
+    if (::statvfs(QFile::encodeName(folder).constData(), &disk) != 0)
+        return true;
+    // Some file systems have no fixed number, and report none.
+    return disk.f_files == 0 || disk.f_favail > 0;
 }
 
 } // namespace sync::base

@@ -10,6 +10,8 @@
 #include <QTest>
 
 #include <cerrno>
+#include <dlfcn.h>
+#include <sys/statvfs.h>
 
 using namespace Qt::StringLiterals;
 using sync::database::DatabaseError;
@@ -32,6 +34,8 @@ struct Refusal
     int result = SQLITE_OK;
     int systemError = 0;
 } refusal;
+
+bool withoutInodes = false;
 
 sqlite3_io_methods realMethods;
 sqlite3_io_methods methods;
@@ -85,16 +89,34 @@ int open(sqlite3_vfs* /*vfs*/, sqlite3_filename name, sqlite3_file* file, int fl
 
 } // namespace
 
+// Replaces the function of the system, because symbols are looked up in the program first.
+extern "C" Q_DECL_EXPORT int statvfs(const char* path, struct statvfs* status)
+{
+    using Function = int (*)(const char*, struct statvfs*);
+    static const auto original = reinterpret_cast<Function>(::dlsym(RTLD_NEXT, "statvfs"));
+    const int result = original(path, status);
+    if (withoutInodes) {
+        status->f_files = 1000;
+        status->f_favail = 0;
+    }
+    return result;
+}
+
 class TestSqliteError : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
     void initTestCase();
-    void cleanup() { refusal = {}; }
+    void cleanup()
+    {
+        refusal = {};
+        withoutInodes = false;
+    }
 
     void failuresOfTheSystemAreToldApart_data();
     void failuresOfTheSystemAreToldApart();
+    void missingInodesAreAFullDisk();
     void textSaysWhatHappenedAndWhatToDo();
     void anotherWriterIsBusy();
     void aFileThatIsGoneSaysSo();
@@ -166,6 +188,22 @@ void TestSqliteError::failuresOfTheSystemAreToldApart()
     QVERIFY2(error.text().contains(remedy), error.what());
     QVERIFY2(error.text().contains(path), error.what());
     QVERIFY(error.reason().contains(remedy));
+}
+
+void TestSqliteError::missingInodesAreAFullDisk()
+{
+    const QTemporaryDir folder;
+    const QString path = folder.filePath(u"store.db"_s);
+    RawDatabase(path).run(u"PRAGMA journal_mode = WAL; CREATE TABLE a (b)"_s);
+    RawDatabase database(path);
+    // The system's error is that of SQLite's second try, to open what it could not create.
+    refusal = {Refusal::MapSharedMemory, SQLITE_CANTOPEN, ENOENT};
+    withoutInodes = true;
+
+    QVERIFY(!database.tryRun("INSERT INTO a VALUES (1)"));
+
+    QCOMPARE(failureOf(database.handle()).cause, Cause::DiskFull);
+    QVERIFY(failureOf(database.handle()).text.contains(u"no room for another file"_s));
 }
 
 void TestSqliteError::textSaysWhatHappenedAndWhatToDo()

@@ -22,6 +22,7 @@ private Q_SLOTS:
     void addReportsAFullDiskAndWorksAfterwards();
     void scanContinuesWhenThereIsSpace();
     void doctorStillReadsTheRecords();
+    void doctorFindsADiskWithoutInodes();
     void exportReadsTheWholeStore();
     void filesAppearWholeOrNotAtAll_data();
     void filesAppearWholeOrNotAtAll();
@@ -117,9 +118,22 @@ void TestVelmioctlFullDisk::doctorStillReadsTheRecords()
 
     QCOMPARE(run.exitCode, 1);
     for (const QString& part :
-         {u"error store.disk-full: "_s, u"Remedy: Free some space on that disk."_s,
+         {u"error store.disk-full: "_s,
+          u"Remedy: Free some space on that disk, or delete some files."_s,
           u"warning root.unreachable: "_s})
         QVERIFY2(run.output.contains(part), qPrintable(part + u'\n' + run.output));
+}
+
+void TestVelmioctlFullDisk::doctorFindsADiskWithoutInodes()
+{
+    QCOMPARE(tool->run({u"init"_s}).exitCode, 0);
+    constexpr qint64 Enough = 1'000'000'000;
+    tool->environment.insert(u"VELMIO_DISK_WITHOUT_INODES"_s, u"1"_s);
+
+    const VelmioctlRun run = runWith(Enough, {u"doctor"_s});
+
+    QCOMPARE(run.exitCode, 1);
+    QVERIFY2(run.output.contains(u"error store.disk-full: "_s), qPrintable(run.output));
 }
 
 void TestVelmioctlFullDisk::exportReadsTheWholeStore()

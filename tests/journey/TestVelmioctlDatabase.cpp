@@ -408,6 +408,37 @@ private Q_SLOTS:
         QVERIFY(!tool.run({u"stats"_s}).errors.contains(u'\x1b'));
         QVERIFY(!tool.run({u"init"_s}).output.contains(u'\x1b'));
     }
+
+    void databaseInAClosedFolderIsNotMissing()
+    {
+        VelmioctlRunner tool;
+        QCOMPARE(tool.run({u"init"_s}).exitCode, 0);
+        const QString folder = QFileInfo(tool.databasePath()).path();
+        QVERIFY(QFile::setPermissions(folder, QFile::ReadOwner));
+        tool.asNobody = true;
+
+        const auto run = tool.run({u"server"_s, u"list"_s});
+        QVERIFY(
+            QFile::setPermissions(folder, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+
+        QCOMPARE(run.exitCode, 8);
+        QVERIFY2(
+            run.errors.contains(u"is not accessible: Permission denied"_s), qPrintable(run.errors));
+        QVERIFY(!run.errors.contains(u"velmioctl init"_s));
+    }
+
+    void linkWithoutItsTargetIsNotMissing()
+    {
+        const VelmioctlRunner tool;
+        const QString target = tool.path(u"drive/configuration.db"_s);
+        QVERIFY(QFile::link(target, tool.databasePath()));
+
+        const auto run = tool.run({u"server"_s, u"list"_s});
+
+        QCOMPARE(run.exitCode, 3);
+        QVERIFY(run.errors.contains(u"is a link to \"%1\", which does not exist"_s.arg(target)));
+        QVERIFY(!run.errors.contains(u"velmioctl init"_s));
+    }
 };
 
 QTEST_GUILESS_MAIN(TestVelmioctlDatabase)

@@ -93,7 +93,7 @@ private Q_SLOTS:
 
         QCOMPARE(answer.exitCode, 0);
         QCOMPARE(
-            answer.output, u"Exported 1 rows of 8 tables to \"%1\", without secrets.\n"_s.arg(
+            answer.output, u"Exported 1 row of 8 tables to \"%1\", without secrets.\n"_s.arg(
                                tool->path(u"one.json"_s)));
         const auto mine = QFile::ReadOwner | QFile::WriteOwner | QFile::ReadUser | QFile::WriteUser;
         QCOMPARE(QFile::permissions(tool->path(u"one.json"_s)), mine);
@@ -202,7 +202,7 @@ private Q_SLOTS:
             {u"export"_s, u"one.json"_s, u"--with-secrets"_s, u"--passphrase-stdin"_s}, "p\n");
 
         QCOMPARE(answer.exitCode, 1);
-        QVERIFY(answer.errors.contains(u"1 passwords cannot be read"_s));
+        QVERIFY(answer.errors.contains(u"1 password could not be read"_s));
         QVERIFY(!QFile::exists(tool->keyPath()));
     }
 

@@ -146,6 +146,14 @@ private Q_SLOTS:
         QCOMPARE(set.object(), expected);
     }
 
+    void missingGeneratedFilesAreSaidSo()
+    {
+        const auto generated = tool->run({u"file"_s, u"generated"_s, u"1"_s});
+
+        QCOMPARE(generated.exitCode, 0);
+        QVERIFY(generated.errors.startsWith(u"No files were generated from \""_s));
+    }
+
     void generatedFilesAndBaseCopiesAreShown()
     {
         const QString id = QString::number(

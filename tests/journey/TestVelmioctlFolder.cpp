@@ -434,6 +434,27 @@ private Q_SLOTS:
         QVERIFY(added.errors.size() < 300);
     }
 
+    void rootItselfIsNamedAsOne()
+    {
+        const auto again = run({u"add"_s, root, u"--server-path"_s, u"/Again"_s});
+
+        QCOMPARE(again.exitCode, 2);
+        QCOMPARE(
+            again.errors,
+            u"error: \"%1\" (id 1) is a root folder already. Change it with 'velmioctl "
+            u"folder set 1'.\n"_s.arg(root));
+    }
+
+    void countsAreInTheSingularToo()
+    {
+        tool->writeFile(u"root/c/file"_s, "content");
+        QCOMPARE(tool->run({u"scan"_s}).exitCode, 0);
+
+        QVERIFY(run({u"tree"_s}).output.contains(u"  1 file, 7 bytes"_s));
+        QVERIFY(run({u"clean"_s, u"root/a"_s, u"--yes"_s})
+                    .output.endsWith(u"and 1 folder below it.\n"_s));
+    }
+
     void unknownNumbersAreRefused()
     {
         QCOMPARE(run({u"set"_s, root, u"--status"_s, u"77"_s}).exitCode, 2);

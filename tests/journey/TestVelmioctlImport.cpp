@@ -601,6 +601,14 @@ private Q_SLOTS:
             3);
     }
 
+    void databaseIsNamedAsOne()
+    {
+        const auto imported = tool->run({u"import"_s, tool->databasePath(), u"--yes"_s});
+
+        QCOMPARE(imported.exitCode, 2);
+        QVERIFY(imported.errors.contains(u"is a database, not an export"_s));
+    }
+
 private:
     void run(const QStringList& arguments) const
     {

@@ -1,9 +1,11 @@
 #include <database/connection/SqliteError.h>
 
+#include <base/Folders.h>
 #include <database/connection/SqliteHandle.h>
 #include <database/opening/LockHolder.h>
 
 #include <QFile>
+#include <QFileInfo>
 
 #include <sqlite3.h>
 
@@ -17,10 +19,20 @@ namespace {
 
 using Cause = DatabaseError::Cause;
 
-// SQLite says only that it could not open a file, which may be one that it has to create.
-Cause causeOfFailedOpen(int systemError)
+// Where it would create the files beside a database.
+bool hasFreeInode(sqlite3* database)
 {
-    switch (systemError) {
+    const QString path = QFile::decodeName(sqlite3_db_filename(database, "main"));
+    return base::hasFreeInode(QFileInfo(path).absolutePath());
+}
+
+// SQLite says only that it could not open a file, which may be one that it has to create. After it
+// could not create one it tries to open it, so the system's error may be that of the second try.
+Cause causeOfFailedOpen(sqlite3* database)
+{
+    if (!hasFreeInode(database))
+        return Cause::DiskFull;
+    switch (sqlite3_system_errno(database)) {
     case ENOSPC:
     case EDQUOT:
         return Cause::DiskFull;
@@ -52,7 +64,7 @@ Cause causeOf(sqlite3* database)
     case SQLITE_AUTH:
         return Cause::NoPermission;
     case SQLITE_CANTOPEN:
-        return causeOfFailedOpen(sqlite3_system_errno(database));
+        return causeOfFailedOpen(database);
     case SQLITE_IOERR:
         return Cause::InputOutput;
     case SQLITE_ERROR:
@@ -98,6 +110,8 @@ QString remedyFor(sqlite3* database)
     case Cause::Busy:
         return busyRemedy(database);
     case Cause::DiskFull:
+        if (!hasFreeInode(database))
+            return u"The disk has no room for another file: delete some files and try again."_s;
         return u"The disk is full: free some space and try again."_s;
     case Cause::ReadOnly:
         return u"It cannot be written to: make the file and its folder writable, or move them to a "

@@ -63,9 +63,10 @@ QString questionOf(const Plan& plan)
         rows += planned.rows;
     QStringList deeds;
     if (rows > 0)
-        deeds += u"make a backup and repair %1 records"_s.arg(rows);
+        deeds += u"make a backup and repair "_s + counted(rows, u"record"_s);
     if (!plan.files.isEmpty())
-        deeds += u"take the rights to %1 files from other users"_s.arg(plan.files.size());
+        deeds +=
+            u"take the rights to %1 from other users"_s.arg(counted(plan.files.size(), u"file"_s));
     const QString question = deeds.join(u", and "_s) + u'?';
     return question.at(0).toUpper() + question.mid(1);
 }
@@ -111,8 +112,8 @@ QJsonObject repairAll(Session& session, const QString& path, const Plan& plan)
     if (remainder.checks.isEmpty())
         session.exitCode = ExitCode::Ok;
     if (!session.output.json()) {
-        session.output.printText(u"\nRepaired %1 records. %2"_s.arg(
-            QString::number(rows),
+        session.output.printText(u"\nRepaired %1. %2"_s.arg(
+            counted(rows, u"record"_s),
             remainder.checks.isEmpty()
                 ? u"There are no other findings."_s
                 : u"Remaining findings: "_s + remainder.checks.join(u", "_s) + u'.'));

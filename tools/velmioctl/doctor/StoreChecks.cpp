@@ -1,5 +1,6 @@
 #include <velmioctl/doctor/Checks.h>
 
+#include <base/Folders.h>
 #include <database/DatabaseBackups.h>
 #include <database/DatabaseError.h>
 #include <database/StoreInspection.h>
@@ -7,6 +8,7 @@
 #include <velmioctl/doctor/CheckQuery.h>
 #include <velmioctl/store/Columns.h>
 
+#include <QFileInfo>
 #include <QStorageInfo>
 #include <QVersionNumber>
 
@@ -42,9 +44,10 @@ const Check Unreadable{
     u"No program can use it in this state."_s,
     u"Give yourself the right to read the file and its folder, or check the disk."_s};
 const Check DiskFull{
-    u"store.disk-full"_s, Severity::Error, u"disks without space for the WAL of the database"_s,
+    u"store.disk-full"_s, Severity::Error,
+    u"disks without space, or without room for another file, for the WAL of the database"_s,
     u"The client can store nothing, and refuses to start with this database."_s,
-    u"Free some space on that disk."_s};
+    u"Free some space on that disk, or delete some files."_s};
 const Check Busy{
     u"store.busy"_s, Severity::Error, u"databases that another program keeps locked"_s,
     u"Nothing else can use it until that program is done."_s,
@@ -98,12 +101,13 @@ Check withBackup(Check check, const QString& path)
     return check;
 }
 
-// A client that opens the database needs that much for the index of its WAL.
+// A client that opens the database needs a file of that size for the index of its WAL.
 bool isDiskFull(const QString& path)
 {
     constexpr qint64 WalIndexBytes = 32 * 1024;
     const QStorageInfo disk(path);
-    return disk.isValid() && disk.bytesAvailable() < WalIndexBytes;
+    const bool hasInode = sync::base::hasFreeInode(QFileInfo(path).absolutePath());
+    return disk.isValid() && (disk.bytesAvailable() < WalIndexBytes || !hasInode);
 }
 
 void reportDamage(const StoreInspection& store, const Found& found)

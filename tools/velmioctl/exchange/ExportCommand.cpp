@@ -113,9 +113,9 @@ void answer(Session& session, const Exported& exported, const QString& path, boo
             {u"unreadablePasswords"_s, exported.unreadablePasswords}});
         return;
     }
-    session.output.printText(u"Exported %1 rows of %2 tables to %3, %4."_s.arg(
-        QString::number(exported.allRows), QString::number(exported.rows.size()), quoted(path),
-        withSecrets ? u"with secrets encrypted"_s : u"without secrets"_s));
+    session.output.printText(u"Exported %1 of %2 to %3, %4."_s.arg(
+        counted(exported.allRows, u"row"_s), counted(qint64(exported.rows.size()), u"table"_s),
+        quoted(path), withSecrets ? u"with secrets encrypted"_s : u"without secrets"_s));
 }
 
 void run(Session& session, const ExportOptions& options)
@@ -144,9 +144,9 @@ void run(Session& session, const ExportOptions& options)
     if (exported.unreadablePasswords == 0)
         return;
     session.exitCode = ExitCode::Findings;
-    session.output.warning(u"%1 passwords cannot be read with the available keys, and were "
-                           u"exported as they are stored. "
-                           u"See 'velmioctl secrets verify'."_s.arg(exported.unreadablePasswords));
+    session.output.warning(u"%1 could not be read with the available keys, and left as "
+                           u"stored. See 'velmioctl secrets verify'."_s.arg(
+                               counted(exported.unreadablePasswords, u"password"_s)));
 }
 
 } // namespace

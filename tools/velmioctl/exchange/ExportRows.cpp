@@ -12,6 +12,8 @@ namespace velmioctl::exchange {
 
 namespace {
 
+constexpr QByteArrayView SqliteMagic("SQLite format 3\0", 16);
+
 QString quotedName(const QByteArray& name)
 {
     return quoted(QString::fromUtf8(name));
@@ -201,6 +203,12 @@ ExportFile::ExportFile(const QString& path)
             ExitCode::NotFound,
             u"The file %1 cannot be read: %2. Give a file that 'velmioctl export' has written."_s
                 .arg(quoted(path), file.errorString()));
+    }
+    if (file.peek(SqliteMagic.size()) == SqliteMagic) {
+        throw CommandError(
+            ExitCode::Usage,
+            u"%1 is a database, not an export. 'velmioctl restore' puts it in the place of yours, "
+            u"and 'velmioctl export --database FILE' makes an export of it."_s.arg(quoted(path)));
     }
     exportRows = std::make_unique<ExportRows>(file, quoted(path));
 }

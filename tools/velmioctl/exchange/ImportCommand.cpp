@@ -153,8 +153,8 @@ QString questionOf(const ImportPlan& plan)
         changed += changes.changed;
         removed += changes.removed;
     }
-    return u"Make a backup, then add %1 rows, change %2 and remove %3?"_s.arg(
-        QString::number(added), QString::number(changed), QString::number(removed));
+    return u"Make a backup, then add %1, change %2 and remove %3?"_s.arg(
+        counted(added, u"row"_s), QString::number(changed), QString::number(removed));
 }
 
 void run(Session& session, const ImportOptions& options)

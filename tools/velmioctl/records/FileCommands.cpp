@@ -211,10 +211,11 @@ void showLinks(Session& session, const FileOptions& options)
 
 void showGenerated(Session& session, const FileOptions& options)
 {
-    const int id = chosenFile(session, options).getId();
-    const auto generated = session.files().GetGeneratedFileConfigurationsByParentFileId(id);
+    const FileConfiguration file = chosenFile(session, options);
+    const auto generated =
+        session.files().GetGeneratedFileConfigurationsByParentFileId(file.getId());
     session.database().check();
-    printFiles(session, generated);
+    printFiles(session, generated, u"No files were generated from %1."_s.arg(described(file)));
 }
 
 void showBase(Session& session, const FileOptions& options)

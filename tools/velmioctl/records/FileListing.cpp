@@ -71,10 +71,10 @@ void listFiles(Session& session, const FileListOptions& options)
         if (file.getId() != -1)
             files.append(std::move(file));
     }
-    printFiles(session, files);
+    printFiles(session, files, u"No files match. 'velmioctl scan' registers files."_s);
 }
 
-void printFiles(Session& session, const QVector<FileConfiguration>& files)
+void printFiles(Session& session, const QVector<FileConfiguration>& files, const QString& emptyNote)
 {
     Table table({u"ID"_s, u"FOLDER"_s, u"STATUS"_s, u"SIZE"_s, u"MODIFIED"_s, u"CLIENT PATH"_s});
     table.alignRight(0).alignRight(1).alignRight(3);
@@ -89,7 +89,7 @@ void printFiles(Session& session, const QVector<FileConfiguration>& files)
              syncStatusName(file.getSyncStatus()), QString::number(file.getSize()),
              file.getLastModifiedDateTime().toString(Qt::ISODate), file.getClientPath()});
     }
-    session.output.printList(array, table, u"No files match. 'velmioctl scan' registers files."_s);
+    session.output.printList(array, table, emptyNote);
 }
 
 } // namespace velmioctl

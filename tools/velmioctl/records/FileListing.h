@@ -25,8 +25,10 @@ struct FileListOptions
 /// Lists the files of one folder, or of the whole tree of a root folder, or all.
 void listFiles(Session& session, const FileListOptions& options);
 
-/// Prints files as a table or as JSON; a note if there are none.
-void printFiles(Session& session, const QVector<sync::config::FileConfiguration>& files);
+/// Prints files as a table or as JSON; for a person `emptyNote` if there are none.
+void printFiles(
+    Session& session, const QVector<sync::config::FileConfiguration>& files,
+    const QString& emptyNote);
 
 /// A record of any kind by its id; id -1 without one.
 sync::config::FileConfiguration readFile(

@@ -87,11 +87,17 @@ void refuseOverlap(Session& session, const QString& path)
     const bool inside = folders.IsInExistingClientFolder(path, AnySignIn, false);
     session.database().check();
     if (inside) {
+        const FolderConfiguration root = rootsAround(folders, path).value(0);
+        if (root.getClientPath() == path) {
+            throw CommandError(
+                ExitCode::Usage,
+                u"%1 is a root folder already. Change it with 'velmioctl folder set %2'."_s.arg(
+                    described(root), QString::number(root.getId())));
+        }
         throw CommandError(
             ExitCode::Usage,
             u"%1 is already in the root folder %2. Choose a directory outside of it, or remove "
-            u"that root with 'velmioctl folder clean'."_s.arg(
-                quoted(path), described(rootsAround(folders, path).value(0))));
+            u"that root with 'velmioctl folder clean'."_s.arg(quoted(path), described(root)));
     }
     const auto below = rootsBelow(folders, path);
     if (!below.isEmpty()) {
@@ -168,8 +174,8 @@ void printRemoved(Session& session, const FolderConfiguration& folder, long long
         });
         return;
     }
-    session.output.printText(u"Removed %1 and %2 folders below it."_s.arg(
-        described(folder), QString::number(count - 1)));
+    session.output.printText(
+        u"Removed %1 and %2 below it."_s.arg(described(folder), counted(count - 1, u"folder"_s)));
 }
 
 void remove(Session& session, const FolderOptions& options)
@@ -182,8 +188,8 @@ void remove(Session& session, const FolderOptions& options)
     QString question =
         u"Remove only the record of %1? No file on the disk is changed."_s.arg(described(folder));
     if (children > 0) {
-        question += u" The %1 folders directly below it stay, without a parent. 'velmioctl folder "
-                    u"clean' removes them too."_s.arg(QString::number(children));
+        question += u" It is the parent of %1, which would have none. 'velmioctl folder clean' "
+                    u"removes what is below it too."_s.arg(counted(children, u"folder"_s));
     }
     session.confirm(options.yes, question);
     session.backUp(DatabaseBackups::Reason::Removal);

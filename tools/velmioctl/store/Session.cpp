@@ -1,5 +1,6 @@
 #include <velmioctl/store/Session.h>
 
+#include <base/FileError.h>
 #include <config/AuthenticationConfigManager.h>
 #include <config/FileConfigManager.h>
 #include <config/FolderConfigManager.h>
@@ -18,6 +19,7 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <cerrno>
 #include <climits>
 #include <iostream>
 #include <unistd.h>
@@ -66,8 +68,21 @@ QString Session::databasePath() const
 QString Session::existingDatabasePath() const
 {
     QString path = databasePath();
-    if (QFileInfo::exists(path))
+    if (::access(QFile::encodeName(path).constData(), F_OK) == 0)
         return path;
+    if (errno != ENOENT && errno != ENOTDIR) {
+        throw CommandError(
+            ExitCode::OtherError,
+            u"The database %1 is not accessible: %2. Give yourself the right to enter the folders "
+            u"of its path, or choose another file with --database."_s.arg(
+                quoted(path), sync::base::systemErrorText(errno)));
+    }
+    if (const QString target = QFileInfo(path).symLinkTarget(); !target.isEmpty()) {
+        throw CommandError(
+            ExitCode::NotFound,
+            u"The database %1 is a link to %2, which does not exist. Connect the drive of its "
+            u"target, or remove the link."_s.arg(quoted(path), quoted(target)));
+    }
     const QString missing = u"The database %1 does not exist."_s.arg(quoted(path));
     if (!DatabaseBackups(path).list().isEmpty()) {
         throw CommandError(

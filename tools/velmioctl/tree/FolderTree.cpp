@@ -34,8 +34,8 @@ QString label(const FolderNode& folder, const FolderTree::Place& place)
     QString text = escapeControls(name) + u"  ["_s + QString::number(folder.id) + u", "_s +
                    syncStatusName(folder.syncStatus) + u']';
     if (folder.files > 0) {
-        text += u"  %1 files, %2 bytes"_s.arg(
-            QString::number(folder.files), QString::number(folder.bytes));
+        text +=
+            u"  "_s + counted(folder.files, u"file"_s) + u", "_s + counted(folder.bytes, u"byte"_s);
     }
     if (!place.childrenShown && place.childCount > 0)
         text += u" (+"_s + QString::number(place.childCount) + u')';

@@ -126,10 +126,9 @@ void printRekeyed(
         });
         return;
     }
-    session.output.printText(
-        u"Encrypted %1 passwords with the key %2.\nEarlier keys kept in %3: %4."_s.arg(
-            QString::number(outcome.encrypted), hex(ring.current().id()), keyPlace(),
-            QString::number(earlier)));
+    session.output.printText(u"Encrypted %1 with the key %2.\nEarlier keys kept in %3: %4."_s.arg(
+        counted(outcome.encrypted, u"password"_s), hex(ring.current().id()), keyPlace(),
+        QString::number(earlier)));
 }
 
 void rekey(Session& session)
