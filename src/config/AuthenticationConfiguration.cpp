@@ -1,5 +1,7 @@
 #include <config/AuthenticationConfiguration.h>
 
+#include <config/xml/NameValueXml.h>
+
 namespace sync::config {
 
 AuthenticationConfiguration::AuthenticationConfiguration() = default;
@@ -30,6 +32,11 @@ AuthenticationConfiguration& AuthenticationConfiguration::operator=(
 {
     members = std::move(other.members);
     return *this;
+}
+
+bool AuthenticationConfiguration::isStorable() const
+{
+    return config::isStorable(members.nameValueProperties);
 }
 
 } // namespace sync::config

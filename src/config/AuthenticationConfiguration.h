@@ -71,14 +71,19 @@ public:
     void setServerId(int value) { members.serverId = value; }
     ///@}
 
-    /// Settings without a column of their own, by key. A key must be an XML name; see
-    /// DatabaseConfigurationManager::ToNameValuePropertyString(). @{
+    /// Settings without a column of their own, by key. The setter stores any; call isStorable()
+    /// before they are stored in the database. @{
     QMap<QString, QString> getNameValueProperties() const { return members.nameValueProperties; }
     void setNameValueProperties(QMap<QString, QString> value)
     {
         members.nameValueProperties = std::move(value);
     }
     ///@}
+
+    /// True if the properties come back from the database exactly as they are. Otherwise Add() and
+    /// Update() also return true, but properties are lost or, by injection, forged: see
+    /// DatabaseConfigurationManager::ToNameValuePropertyString().
+    bool isStorable() const;
 
 private:
     friend class AuthenticationConfigManager;

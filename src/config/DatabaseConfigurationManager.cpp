@@ -25,6 +25,11 @@ QString DatabaseConfigurationManager::ToNameValuePropertyString(QMap<QString, QS
     return writeNameValueXml(properties);
 }
 
+bool DatabaseConfigurationManager::IsStorable(const QMap<QString, QString>& properties)
+{
+    return isStorable(properties);
+}
+
 Statement DatabaseConfigurationManager::_Prepare(const QString& sql) const
 {
     return {databaseFactory->CreateQuery(), sql};

@@ -41,9 +41,20 @@ public:
 
     /// Writes properties as a small XML document, one element for each, in ascending order of keys.
     ///
-    /// Checks and escapes nothing: a key that is not an XML name, or a value that contains "]]>",
-    /// gives text that does not read back. Pure: any thread may call it.
+    /// Checks and escapes nothing, because other programs know this form; so it is open to
+    /// injection. A value "x]]></k><role>admin</role><k>" of the key "k" reads back as the property
+    /// "role" as well. A key that is not an XML name, or a value with a control character other
+    /// than tab and line feed, loses all properties of the record, and a carriage return reads back
+    /// as a line feed. Call IsStorable() for what comes from outside, such as from a server. Pure:
+    /// any thread may call it.
     virtual QString ToNameValuePropertyString(QMap<QString, QString> properties);
+
+    /// True if the properties read back from the store exactly as they are.
+    ///
+    /// Each key must be an XML name. No value may contain "]]>", a control character other than tab
+    /// and line feed, half of a surrogate pair, U+FFFE or U+FFFF. Pure, in time linear in the
+    /// length: any thread may call it.
+    static bool IsStorable(const QMap<QString, QString>& properties);
 
 protected:
     /// A new query of the factory, prepared with a statement text.

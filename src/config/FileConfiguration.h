@@ -93,14 +93,21 @@ public:
     void setLastOperationType(int value) { lastOperationType = value; }
     ///@}
 
-    /// Settings without a column of their own, by key. A key must be an XML name; see
-    /// DatabaseConfigurationManager::ToNameValuePropertyString(). @{
+    /// Settings without a column of their own, by key. The setter stores any; call isStorable()
+    /// before they are stored in the database. @{
     QMap<QString, QString> getNameValueProperties() const { return nameValueProperties; }
     void setNameValueProperties(QMap<QString, QString> value)
     {
         nameValueProperties = std::move(value);
     }
     ///@}
+
+    /// True if the properties and the links come back from the database exactly as they are; empty
+    /// links are never stored. Otherwise Add() and Update() also return true, but properties are
+    /// lost or, by injection, forged (see
+    /// DatabaseConfigurationManager::ToNameValuePropertyString()), and a link that is not storable
+    /// is lost or changed together with all links after it (see FileLink::isStorable()).
+    bool isStorable() const;
 
     /// The time of the client's last operation on the file. @{
     QDateTime getLastOperationTime() const { return lastOperationTime; }

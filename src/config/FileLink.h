@@ -26,6 +26,11 @@ public:
     /// whatever its RefId.
     bool isEmpty() const { return FileId == -1 && ServerFileId.isEmpty() && Path.isEmpty(); }
 
+    /// True if the link comes back from the database exactly as it is, or is empty: its texts have
+    /// no control character other than tab, line feed and carriage return, no half of a surrogate
+    /// pair, and neither U+FFFE nor U+FFFF.
+    bool isStorable() const;
+
     /// The linked file's id among the ordinary files; -1 if it is unknown.
     int FileId = -1;
     /// Path of the linked file, absolute or relative to the folder of the linking file.

@@ -1,5 +1,7 @@
 #include <config/FolderConfiguration.h>
 
+#include <config/xml/NameValueXml.h>
+
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -96,6 +98,11 @@ QString FolderConfiguration::getFeatureName() const
 void FolderConfiguration::setFeatureName(const QString& value)
 {
     members.nameValueProperties.insert(featureNameKey(), value);
+}
+
+bool FolderConfiguration::isStorable() const
+{
+    return config::isStorable(members.nameValueProperties);
 }
 
 } // namespace sync::config

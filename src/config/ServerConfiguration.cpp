@@ -1,5 +1,7 @@
 #include <config/ServerConfiguration.h>
 
+#include <config/xml/NameValueXml.h>
+
 #include <QUrl>
 
 namespace sync::config {
@@ -41,6 +43,11 @@ QString ServerConfiguration::_GetHost(QString url) const
     const QString authority = QUrl(url, QUrl::TolerantMode).authority();
     const qsizetype dot = authority.indexOf(u'.');
     return dot < 0 ? authority : authority.left(dot);
+}
+
+bool ServerConfiguration::isStorable() const
+{
+    return config::isStorable(members.nameValueProperties);
 }
 
 } // namespace sync::config

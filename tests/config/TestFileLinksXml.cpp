@@ -1,3 +1,4 @@
+#include <config/FileConfiguration.h>
 #include <config/xml/FileLinksXml.h>
 
 #include <support/FileLinksDom.h>
@@ -390,6 +391,34 @@ private Q_SLOTS:
         const auto read = readFileLinksXml(writeFileLinksXml(links, date), readDate);
 
         QCOMPARE(describe(read, readDate), describe(links, date));
+    }
+
+    void linkIsStorableIfItReadsBack_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<bool>("storable");
+        QTest::newRow("plain") << u"a/\u00e4 <&>\"\t\n\r]]>"_s << true;
+        QTest::newRow("control character") << u"a\u0001b"_s << false;
+        QTest::newRow("no character") << QString(QChar(0xfffe)) << false;
+        QTest::newRow("half of a pair") << QString(QChar(0xd800)) << false;
+    }
+
+    void linkIsStorableIfItReadsBack()
+    {
+        QFETCH(QString, text);
+        QFETCH(bool, storable);
+        for (const auto& link :
+             {makeLink(1, {}, {}, text), makeLink(1, {}, text, {}), makeLink(1, text, {}, {})}) {
+            FileConfiguration file;
+            const QList<FileLink> links{link, makeLink(2, {}, {}, u"fine"_s)};
+            file.setFileLinks(links + QList<FileLink>{FileLink()});
+            QDateTime date;
+
+            const auto read = readFileLinksXml(writeFileLinksXml(file.getFileLinks(), date), date);
+
+            QCOMPARE(file.isStorable(), storable);
+            QCOMPARE(describe(read, date) == describe(links, date), storable);
+        }
     }
 
     void writesWhatTheDomWritesApartFromTheOrderOfAttributes()

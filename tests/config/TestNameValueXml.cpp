@@ -203,6 +203,18 @@ class TestNameValueXml : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void forgedPropertiesAreNotStorable()
+    {
+        const Properties forging{{u"k"_s, u"v]]></k><inj>EVIL</inj><k><![CDATA["_s}};
+        const Properties forgingByKey{{u"k><inj>EVIL</inj></k><k"_s, u"v"_s}};
+
+        QVERIFY(readNameValueXml(writeNameValueXml(forging)).contains(u"inj"_s));
+        QVERIFY(!DatabaseConfigurationManager::IsStorable(forging));
+        QVERIFY(!DatabaseConfigurationManager::IsStorable(forgingByKey));
+        QVERIFY(DatabaseConfigurationManager::IsStorable({}));
+        QVERIFY(DatabaseConfigurationManager::IsStorable({{u"k"_s, u" <&>\t\n]]\u00e9"_s}}));
+    }
+
     void emptyMapIsWrittenAsEmptyRoot()
     {
         QCOMPARE(writeNameValueXml({}), u"<!DOCTYPE NameValueXml>\n<NameValueXml/>\n"_s);
@@ -398,6 +410,9 @@ private Q_SLOTS:
             const QString xml = writeNameValueXml(properties);
             QCOMPARE(shown(xml), shown(writeNameValueDom(properties)));
             QCOMPARE(shown(readNameValueXml(xml)), shown(readNameValueDom(xml)));
+            QVERIFY2(
+                isStorable(properties) == (readNameValueDom(xml) == properties),
+                qPrintable(shown(xml)));
         }
     }
 
@@ -447,12 +462,14 @@ private Q_SLOTS:
             QVERIFY2(
                 readNameValueXml(xml) == readNameValueDom(xml),
                 qPrintable(QString::number(code, 16)));
+            QCOMPARE(isStorable(asValue), readNameValueDom(xml) == asValue);
             const Properties asKey{{u"K"_s + character, u"value"_s}};
             const QString keyXml = writeNameValueXml(asKey);
             QVERIFY2(keyXml == writeNameValueDom(asKey), qPrintable(QString::number(code, 16)));
             QVERIFY2(
                 readNameValueXml(keyXml) == readNameValueDom(keyXml),
                 qPrintable(QString::number(code, 16)));
+            QCOMPARE(isStorable(asKey), readNameValueDom(keyXml) == asKey);
         }
     }
 };

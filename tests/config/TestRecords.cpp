@@ -69,6 +69,20 @@ class TestRecords : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void recordsSayWhetherTheirPropertiesAreStorable()
+    {
+        forEveryClass([]<typename Record>() {
+            if constexpr (requires(Record record) { record.setNameValueProperties({}); }) {
+                Record record;
+                QVERIFY(record.isStorable());
+                record.setNameValueProperties({{u"key"_s, u"value"_s}});
+                QVERIFY(record.isStorable());
+                record.setNameValueProperties({{u"key"_s, u"v]]></key><role>admin</role>"_s}});
+                QVERIFY(!record.isStorable());
+            }
+        });
+    }
+
     // What all classes promise
 
     void samplesDifferFromDefaultsAndFromEachOther()

@@ -110,6 +110,22 @@ private Q_SLOTS:
         QCOMPARE(scan()[u"files"_s][u"refreshed"_s].toInt(-1), 0);
     }
 
+    void recordThatCannotBeStoredAgainIsLeftAlone()
+    {
+        scan();
+        QVERIFY(tool->execute(
+            u"UPDATE FileConfiguration SET nameValueProperties = '<x><!-- --><a>b</a></x>' WHERE "
+            u"name = 'c'"_s));
+        tool->writeFile(u"one/a/c"_s, "changed");
+
+        const auto run = tool->json({u"scan"_s});
+
+        QCOMPARE(run.exitCode, 1);
+        QVERIFY2(run.errors.contains(u"cannot be stored again"), qPrintable(run.errors));
+        QCOMPARE(file(u"a/c"_s)[u"size"_s].toInt(), 3);
+        QCOMPARE(file(u"a/c"_s)[u"properties"_s][u"a"_s], u"b"_s);
+    }
+
     void hashAlwaysFindsWhatTimesHide()
     {
         const QDateTime time(QDate(2021, 3, 4), QTime(5, 6, 7), Qt::UTC);

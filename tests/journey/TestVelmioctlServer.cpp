@@ -288,6 +288,41 @@ private Q_SLOTS:
             run.object()[u"properties"_s].toObject(),
             (QJsonObject{{u"Empty"_s, QString()}, {u"Mark"_s, u"<&>\"\u65e5"_s}}));
     }
+
+    void forgingPropertyIsRefused()
+    {
+        const VelmioctlRunner tool;
+        tool.run({u"init"_s});
+        tool.run(AddFirst);
+
+        const auto run = tool.run(
+            {u"server"_s, u"set"_s, u"1"_s, u"--property"_s, u"k=v]]></k><inj>EVIL</inj>"_s});
+
+        QCOMPARE(run.exitCode, 2);
+        QVERIFY2(run.errors.contains(u"cannot be stored"), qPrintable(run.errors));
+        QCOMPARE(tool.json({u"server"_s, u"show"_s, u"1"_s}).object(), FirstServer);
+    }
+
+    // A comment reads as the property "#comment", and writing that would lose all properties.
+    void storedPropertyThatWouldLoseTheOthersIsNamed()
+    {
+        const VelmioctlRunner tool;
+        tool.run({u"init"_s});
+        tool.run(AddFirst);
+        QVERIFY(tool.execute(
+            u"UPDATE ServerConfiguration SET nameValueProperties = '<NameValueXml><!-- by hand -->"
+            u"<Region>north</Region></NameValueXml>'"_s));
+        const QStringList set{u"server"_s, u"set"_s, u"1"_s, u"--alias"_s, u"team"_s};
+
+        const auto refused = tool.run(set);
+        const auto without = tool.json(set + QStringList{u"--unset-property"_s, u"#comment"_s});
+
+        QCOMPARE(refused.exitCode, 2);
+        QVERIFY2(
+            refused.errors.contains(u"--unset-property \"#comment\""), qPrintable(refused.errors));
+        QCOMPARE(without.object()[u"properties"_s], (QJsonObject{{u"Region"_s, u"north"_s}}));
+        QCOMPARE(without.object()[u"alias"_s], u"team"_s);
+    }
 };
 
 QTEST_GUILESS_MAIN(TestVelmioctlServer)

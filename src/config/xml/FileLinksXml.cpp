@@ -239,6 +239,16 @@ QString writeFileLinksXml(const QList<FileLink>& links, const QDateTime& date)
     return xml + u">\n"_s + elements + u"</FileLinks>\n"_s;
 }
 
+bool isStorable(const FileLink& link)
+{
+    if (link.isEmpty())
+        return true;
+    QDateTime date;
+    const QList<FileLink> read = readFileLinksXml(writeFileLinksXml({link}, date), date);
+    return read.size() == 1 && read[0].FileId == link.FileId && read[0].Path == link.Path &&
+           read[0].RefId == link.RefId && read[0].ServerFileId == link.ServerFileId;
+}
+
 QList<FileLink> readFileLinksXml(const QString& xml, QDateTime& date)
 {
     if (xml.isEmpty())

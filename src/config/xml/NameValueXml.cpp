@@ -226,6 +226,11 @@ QString writeNameValueXml(const QMap<QString, QString>& properties)
     return xml += DocumentEnd;
 }
 
+bool isStorable(const QMap<QString, QString>& properties)
+{
+    return readNameValueXml(writeNameValueXml(properties)) == properties;
+}
+
 QMap<QString, QString> readNameValueXml(const QString& xml)
 {
     if (auto properties = readPlain(xml))

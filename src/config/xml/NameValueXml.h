@@ -11,6 +11,9 @@ QString emptyNameValueXml();
 /// The XML text of name-value properties, as QDomDocument writes it at indentation 1.
 QString writeNameValueXml(const QMap<QString, QString>& properties);
 
+/// True if the properties read back from their XML text as they are.
+bool isStorable(const QMap<QString, QString>& properties);
+
 /// The properties in an XML text, as QDomDocument reads it.
 QMap<QString, QString> readNameValueXml(const QString& xml);
 

@@ -93,6 +93,18 @@ QVariant valueFrom(ValueKind kind, const std::string& given)
     }
 }
 
+// Another program may have stored what reads as a property, but would lose all when it is written.
+void requireStorable(const QMap<QString, QString>& properties)
+{
+    for (auto property = properties.cbegin(); property != properties.cend(); ++property) {
+        if (!DatabaseConfigurationManager::IsStorable({{property.key(), property.value()}})) {
+            failUsage(
+                u"Nothing was changed, because the stored property %1 of this record cannot be "
+                u"stored again. Remove it with --unset-property %1."_s.arg(quoted(property.key())));
+        }
+    }
+}
+
 } // namespace
 
 FieldOptions::FieldOptions(const QByteArray& tableName)
@@ -165,8 +177,7 @@ void FieldOptions::apply(void* record) const
         column->field.write(record, value);
 }
 
-QMap<QString, QString> FieldOptions::properties(
-    QMap<QString, QString> properties, DatabaseConfigurationManager& manager) const
+QMap<QString, QString> FieldOptions::properties(QMap<QString, QString> properties) const
 {
     for (const std::string& removal : removals)
         properties.remove(QString::fromStdString(removal));
@@ -177,16 +188,16 @@ QMap<QString, QString> FieldOptions::properties(
         if (equals < 1)
             failUsage(u"The property %1 is not of the form KEY=VALUE."_s.arg(quoted(text)));
         const QString key = text.left(equals);
-        const QMap<QString, QString> one{{key, text.mid(equals + 1)}};
-        // The manager checks nothing, so this finds what it could not read back.
-        if (manager.ToNameValuePropertyMap(manager.ToNameValuePropertyString(one)) != one) {
+        const QString value = text.mid(equals + 1);
+        if (!DatabaseConfigurationManager::IsStorable({{key, value}})) {
             failUsage(
                 u"The property %1 cannot be stored. Its key must be an XML name such as "
                 u"FeatureName, and its value must not contain control characters or \"]]>\"."_s.arg(
                     quoted(text)));
         }
-        properties.insert(key, one.first());
+        properties.insert(key, value);
     }
+    requireStorable(properties);
     return properties;
 }
 

@@ -9,10 +9,6 @@
 #include <optional>
 #include <string>
 
-namespace sync::config {
-class DatabaseConfigurationManager;
-}
-
 namespace velmioctl {
 
 class Command;
@@ -41,8 +37,7 @@ public:
 
     /// The properties of a record with the given changes. Throws CommandError for an option that
     /// is not KEY=VALUE, or for a property that cannot be stored.
-    QMap<QString, QString> properties(
-        QMap<QString, QString> before, sync::config::DatabaseConfigurationManager& manager) const;
+    QMap<QString, QString> properties(QMap<QString, QString> before) const;
 
 private:
     struct Given

@@ -98,11 +98,17 @@ void setDiskState(FileConfiguration& file, const FileOptions& options)
     file.setCheckSum(hash.checkSum);
 }
 
-void setFields(FileConfiguration& file, const FileOptions& options, Session& session)
+void setFields(FileConfiguration& file, const FileOptions& options)
 {
     options.fields.apply(&file);
-    file.setNameValueProperties(
-        options.fields.properties(file.getNameValueProperties(), session.files()));
+    file.setNameValueProperties(options.fields.properties(file.getNameValueProperties()));
+    // The properties are storable, so it is the links.
+    if (!file.isStorable()) {
+        throw CommandError(
+            ExitCode::Usage,
+            u"Nothing was changed, because a stored link of the file cannot be stored again: one "
+            u"of its texts has a control character. 'velmioctl file links' shows them."_s);
+    }
 }
 
 // A generated file or base copy belongs to the folder of its parent.
@@ -141,7 +147,7 @@ void add(Session& session, const FileOptions& options)
     file.setName(QFileInfo(file.getClientPath()).fileName());
     setPlace(session, file, options);
     setDiskState(file, options);
-    setFields(file, options, session);
+    setFields(file, options);
     session.database().check(session.files().Add(file), u"Storing the file"_s);
     print(session.output, readFile(session, file.getId(), file.getFileType()));
 }
@@ -150,7 +156,7 @@ void set(Session& session, const FileOptions& options)
 {
     session.writableDatabase();
     FileConfiguration file = chosenFile(session, options);
-    setFields(file, options, session);
+    setFields(file, options);
     session.database().check(session.files().Update(file), u"Storing the file"_s);
     print(session.output, readFile(session, file.getId(), file.getFileType()));
 }

@@ -44,8 +44,7 @@ struct FolderOptions
 void setFields(FolderConfiguration& folder, const FolderOptions& options, Session& session)
 {
     options.fields.apply(&folder);
-    folder.setNameValueProperties(
-        options.fields.properties(folder.getNameValueProperties(), session.folders()));
+    folder.setNameValueProperties(options.fields.properties(folder.getNameValueProperties()));
     if (options.fields.value("serverPath").isValid())
         folder.setServerPath(QDir::cleanPath(folder.getServerPath()));
     // A negative id means none.

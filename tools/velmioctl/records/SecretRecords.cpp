@@ -81,7 +81,7 @@ void SecretRecords::change(const ColumnValues& before, const FieldOptions& field
     for (const auto& [column, value] : fields.given())
         changeColumn(id, *column, value);
     const auto properties = before["nameValueProperties"].value<QMap<QString, QString>>();
-    const auto changed = fields.properties(properties, manager);
+    const auto changed = fields.properties(properties);
     if (changed != properties) {
         changeColumn(
             id, table.columns[table.indexOf("nameValueProperties")],

@@ -5,6 +5,10 @@
 
 #include <vector>
 
+namespace sync::config {
+class DatabaseConfigurationManager;
+} // namespace sync::config
+
 namespace velmioctl {
 
 class Session;

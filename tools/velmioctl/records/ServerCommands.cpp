@@ -67,13 +67,12 @@ QString originOfDefault()
                      quoted(settings.fileName()), QString::number(DefaultServerId));
 }
 
-void fill(ServerConfiguration& server, const ServerOptions& options, Session& session)
+void fill(ServerConfiguration& server, const ServerOptions& options)
 {
     options.fields.apply(&server);
     // An empty alias becomes the computed one, as Add stores it.
     server.setAlias(server.getAlias());
-    server.setNameValueProperties(
-        options.fields.properties(server.getNameValueProperties(), session.servers()));
+    server.setNameValueProperties(options.fields.properties(server.getNameValueProperties()));
 }
 
 void print(Session& session, const ServerConfiguration& server, bool isTheDefault)
@@ -95,7 +94,7 @@ void add(Session& session, const ServerOptions& options)
 {
     session.writableDatabase();
     ServerConfiguration server;
-    fill(server, options, session);
+    fill(server, options);
     session.database().check(session.servers().Add(server), u"Storing the server"_s);
     print(session, session.server(server.getId()));
 }
@@ -133,7 +132,7 @@ void set(Session& session, const ServerOptions& options)
 {
     session.writableDatabase();
     ServerConfiguration server = session.server(options.id);
-    fill(server, options, session);
+    fill(server, options);
     session.database().check(session.servers().Update(server), u"Storing the server"_s);
     print(session, session.server(options.id));
 }

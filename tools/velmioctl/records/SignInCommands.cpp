@@ -116,7 +116,7 @@ void add(Session& session, const SignInOptions& options)
     options.fields.apply(&signIn);
     session.server(signIn.getServerId());
     refuseNamesake(session, -1, signIn.getServerId(), signIn.getDomain(), signIn.getUserName());
-    signIn.setNameValueProperties(options.fields.properties({}, session.signIns()));
+    signIn.setNameValueProperties(options.fields.properties({}));
     signIn.setPassword(options.password.read(session));
 
     prepareToEncrypt(session);

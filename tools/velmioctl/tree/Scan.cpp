@@ -365,6 +365,13 @@ void Scan::updateFile(const FileWork& work)
     session.database().check();
     if (file.getId() == -1)
         return;
+    if (!file.isStorable()) {
+        ++current.files.failed;
+        warn(u"The record of the file %1 has properties or links that cannot be stored again, so "
+             u"it was not changed. 'velmioctl file show %2' and 'velmioctl file links %2' show "
+             u"them."_s.arg(quoted(work.path), QString::number(work.id)));
+        return;
+    }
     setFileState(file, work.state, work.checkSum);
     if (work.kind == FileWork::Kind::Change)
         file.setSyncStatus(sync::config::FileNotSynced);
