@@ -38,8 +38,9 @@ public:
     /// Opens the database file. A missing file is created, with its folders and tables.
     ///
     /// Throws DatabaseError, and does not change the file, if it is a directory, may not be read
-    /// and written, is not a database, belongs to another program, is damaged, or has a newer
-    /// version that does not allow this one to use it.
+    /// and written, is empty or not a database, belongs to another program, is damaged, or has a
+    /// newer version that does not allow this one to use it; also if the file is missing and its
+    /// WAL or journal is not.
     static std::shared_ptr<SqliteDatabaseFactory> open(const QString& path);
 
     /// Opens a store only for reading and leaves no trace: no byte of its files changes, and no

@@ -144,7 +144,9 @@ private Q_SLOTS:
     void aNewStoreIsDurableWithItsFolders();
     void aFailedSyncOfTheFolderIsAnError();
     void opensItsOwnDatabaseAgain();
-    void takesOverAnEmptyFileAndAnEmptyDatabase();
+    void takesOverAnEmptyDatabase();
+    void leavesAnEmptyFileAlone();
+    void leavesAWalWithoutItsFileAlone();
     void marksItsFile();
     void defaultPathIsInTheUsersApplicationData();
     void relativePathsAreMadeAbsolute();
@@ -252,13 +254,39 @@ void TestSqliteDatabaseFactory::opensItsOwnDatabaseAgain()
     QCOMPARE(QDir(folder->path()).entryList({u"*.db"_s}).size(), 1);
 }
 
-void TestSqliteDatabaseFactory::takesOverAnEmptyFileAndAnEmptyDatabase()
+void TestSqliteDatabaseFactory::takesOverAnEmptyDatabase()
 {
-    write(path(u"empty"_s), {});
     RawDatabase(path(u"vacuumed.db"_s)).run(u"CREATE TABLE a (b); DROP TABLE a; VACUUM"_s);
 
-    QVERIFY(add(*SqliteDatabaseFactory::open(path(u"empty"_s)), u"a"_s));
     QVERIFY(add(*SqliteDatabaseFactory::open(path(u"vacuumed.db"_s)), u"a"_s));
+}
+
+// It may be what a crash or a full disk has left of a database.
+void TestSqliteDatabaseFactory::leavesAnEmptyFileAlone()
+{
+    const QString file = path(u"store.db"_s);
+    write(file, {});
+
+    QVERIFY_THROWS_EXCEPTION(DatabaseError, SqliteDatabaseFactory::open(file));
+    QVERIFY_THROWS_EXCEPTION(DatabaseError, SqliteDatabaseFactory::openReadOnly(file));
+
+    QCOMPARE(QFileInfo(file).size(), 0);
+    QCOMPARE(QDir(folder->path()).entryList(QDir::Files), QStringList{u"store.db"_s});
+}
+
+// SQLite would apply the one to a new file, and delete the other.
+void TestSqliteDatabaseFactory::leavesAWalWithoutItsFileAlone()
+{
+    for (const QString& ending : {u"-wal"_s, u"-journal"_s}) {
+        const QString companion = path(u"store.db"_s) + ending;
+        write(companion, QByteArray(9000, 'x'));
+
+        QVERIFY_THROWS_EXCEPTION(DatabaseError, SqliteDatabaseFactory::open(path(u"store.db"_s)));
+
+        QCOMPARE(bytesOf(companion), QByteArray(9000, 'x'));
+        QVERIFY(QFile::remove(companion));
+        QVERIFY(QDir(folder->path()).isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot));
+    }
 }
 
 void TestSqliteDatabaseFactory::marksItsFile()

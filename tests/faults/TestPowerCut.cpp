@@ -6,6 +6,7 @@
 
 #include <database/DatabaseError.h>
 #include <database/TransactionalScope.h>
+#include <support/RawDatabase.h>
 
 #include <QLoggingCategory>
 #include <QTemporaryDir>
@@ -94,12 +95,14 @@ private:
         qsizetype state;
     };
 
+    void makeNewDatabase();
     void record();
     QByteArray tryCut(quint32 trial);
     QByteArray judge(const QStringList& found, qsizetype cut);
 
     QTemporaryDir directory{scratchTemplate()};
     const QString path = directory.filePath(u"configuration.db"_s);
+    DatabaseFiles start;
     QList<DiskEvent> events;
     QList<CommittedStates::State> states;
     QList<Acknowledged> acknowledged;
@@ -118,10 +121,21 @@ void TestPowerCut::acknowledgedOperationsSurvive_data()
     QTest::addRow("journal") << false;
 }
 
-void TestPowerCut::record()
+// As it gets its name, before it is first used.
+void TestPowerCut::makeNewDatabase()
 {
     DatabaseFiles().write(path);
-    writeFile(path, {});
+    {
+        const Managers managers(path);
+    }
+    RawDatabase(path).run(u"PRAGMA journal_mode = DELETE"_s);
+    start = DatabaseFiles::read(path);
+    QVERIFY(start.wal.isEmpty());
+}
+
+void TestPowerCut::record()
+{
+    makeNewDatabase();
     DiskRecorder recorder(path);
     acknowledged.clear();
     CommittedStates committed(path, [&] { return recorder.events().size(); });
@@ -136,10 +150,6 @@ void TestPowerCut::record()
     }
     events = recorder.events();
     states = committed.states();
-    // Opening the empty file, or a file left by the first steps, completes the database.
-    const qsizetype created = acknowledged.first().state;
-    for (qsizetype index = 0; index < created; ++index)
-        states[index].dump = states[created].dump;
 }
 
 void TestPowerCut::acknowledgedOperationsSurvive()
@@ -159,10 +169,8 @@ QByteArray TestPowerCut::tryCut(quint32 trial)
 {
     QRandomGenerator chance(trial);
     const qsizetype cut = (trial - 1) % (events.size() + 1);
-    diskAfterCut({}, events, cut, chance).write(path);
-    // The file exists from the start. After a restart, the WAL index may hold anything.
-    if (!QFile::exists(path))
-        writeFile(path, {});
+    diskAfterCut(start, events, cut, chance).write(path);
+    // After a restart, the WAL index may hold anything.
     if (chance.bounded(2) == 0)
         writeFile(path + u"-shm"_s, QByteArray(IndexBytes, static_cast<char>(chance.bounded(256))));
     try {

@@ -69,8 +69,13 @@ void TestVelmioctlFullDisk::verifyMessage(const VelmioctlRun& run)
 
 void TestVelmioctlFullDisk::initReportsAFullDisk()
 {
-    verifyMessage(runWith(0, {u"init"_s}));
+    for (const qint64 budget : {0, 40'000}) {
+        verifyMessage(runWith(budget, {u"init"_s}));
 
+        QVERIFY(QDir(QFileInfo(tool->databasePath()).path())
+                    .entryList({u"*.db*"_s}, QDir::AllEntries | QDir::Hidden)
+                    .isEmpty());
+    }
     QCOMPARE(tool->run({u"init"_s}).exitCode, 0);
 }
 

@@ -38,6 +38,46 @@ private Q_SLOTS:
         QVERIFY(third.output.contains(u"exists already"_s));
     }
 
+    void anEmptyFileIsNamedAndStaysOne()
+    {
+        const VelmioctlRunner tool;
+        const QString path = tool.databasePath();
+        QCOMPARE(tool.run({u"init"_s}).exitCode, 0);
+        QCOMPARE(tool.run({u"backup"_s}).exitCode, 0);
+        const QString backup = tool.json({u"backup"_s}).object()[u"path"_s].toString();
+        QVERIFY(QFile::resize(path, 0));
+
+        for (const QStringList& command :
+             {QStringList{u"server"_s, u"list"_s}, QStringList{u"stats"_s},
+              QStringList{u"schedule"_s, u"remove"_s, u"1"_s}, QStringList{u"export"_s},
+              QStringList{u"init"_s}}) {
+            const auto run = tool.run(command);
+
+            QCOMPARE(run.exitCode, 5);
+            QVERIFY2(run.errors.contains(u"is empty"_s), qPrintable(run.errors));
+            QVERIFY2(run.errors.contains(backup), qPrintable(run.errors));
+            QCOMPARE(QFileInfo(path).size(), 0);
+        }
+        QCOMPARE(tool.run({u"recover"_s, u"--from-backup"_s, u"--yes"_s}).exitCode, 0);
+        QCOMPARE(tool.run({u"stats"_s}).exitCode, 0);
+    }
+
+    void initFillsAnEmptyFileWithoutBackups()
+    {
+        const VelmioctlRunner tool;
+        QCOMPARE(tool.run({u"init"_s}).exitCode, 0);
+        QVERIFY(QFile::resize(tool.databasePath(), 0));
+        QVERIFY(QFile::setPermissions(
+            tool.databasePath(), QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther));
+
+        QCOMPARE(tool.run({u"server"_s, u"list"_s}).exitCode, 5);
+        const auto init = tool.json({u"init"_s});
+
+        QCOMPARE(init.object()[u"created"_s], QJsonValue(true));
+        QCOMPARE(QFile::permissions(tool.databasePath()) & QFile::ReadOther, QFile::Permissions());
+        QCOMPARE(tool.run({u"server"_s, u"list"_s}).exitCode, 0);
+    }
+
     void defaultPlaceIsInTheUsersData()
     {
         const VelmioctlRunner tool;

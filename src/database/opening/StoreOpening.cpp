@@ -1,8 +1,8 @@
 #include <database/opening/StoreOpening.h>
 
-#include <base/FileDescriptor.h>
 #include <base/FilePaths.h>
 #include <base/Folders.h>
+#include <base/PartialFile.h>
 #include <database/DatabaseBackups.h>
 #include <database/DatabaseError.h>
 #include <database/StoreInspection.h>
@@ -18,13 +18,11 @@
 #include <QFile>
 #include <QFileInfo>
 
-#include <fcntl.h>
 #include <sqlite3.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
-#include <mutex>
 #include <thread>
 
 using namespace Qt::StringLiterals;
@@ -50,6 +48,10 @@ QString remedyFor(Kind kind, const QString& path)
         return u"Name the right file, or move this one away to have a new database created."_s;
     case Kind::Foreign:
         return u"It was not changed. Name the right file."_s;
+    case Kind::Empty:
+        return u"If it was a database, put a backup copy in its place. If it never was one, remove "
+               u"it "
+               u"or name another file."_s;
     case Kind::Unfinished:
         return u"Open it once for writing, which rolls the transaction back."_s;
     case Kind::TooNew:
@@ -194,30 +196,47 @@ void StoreOpening::inspectFile() const
     const StoreInspection file(path, StoreInspection::Depth::Header);
     switch (file.kind()) {
     case Kind::Missing:
-    case Kind::Empty:
     case Kind::Unfinished:
     case Kind::Unreadable: // The next steps say why.
     case Kind::Ours:
         return;
+    case Kind::Empty:
+        // A database that was made by SQLite, and not a file that lost its content.
+        if (QFileInfo(path).size() > 0)
+            return;
+        [[fallthrough]];
     default:
         throw refusal(file.cause(), file.kind(), file.finding(u"The file "_s + path), path);
     }
 }
 
-// Readable for the user alone: some secrets are stored in clear text.
+// With its tables, so that a crash or a full disk leaves no file rather than an empty one. Readable
+// for the user alone: some secrets are stored in clear text.
 void StoreOpening::createFile() const
 {
-    // A thread that finds the file must not lock it before it is closed here: a close drops the
-    // locks that this process holds on it (sqlite.org/howtocorrupt.html).
-    static std::mutex creating;
-    const std::lock_guard lock(creating);
+    // In this order: another process may create the database meanwhile, and then its WAL.
+    const bool hasStrayWal = QFileInfo(path + u"-wal"_s).size() > 0;
+    const bool hasStrayJournal = QFileInfo(path + u"-journal"_s).size() > 0;
     if (QFileInfo::exists(path))
         return;
+    if (hasStrayWal || hasStrayJournal) {
+        // SQLite would apply it to the new file.
+        const StoreContent lost = damagedStore(
+            u"it is missing, but its %1 is not"_s.arg(hasStrayWal ? u"WAL"_s : u"journal"_s));
+        throw refusal(lost.cause, lost.kind, lost.sentence(u"The database "_s + path), path);
+    }
     base::createFolders(QFileInfo(path).path());
-    const base::FileDescriptor descriptor(
-        ::open(QFile::encodeName(path).constData(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-    if (!descriptor.isOpen() && errno != EEXIST)
-        throw base::FileError(path, u"Cannot create the database"_s, errno);
+    base::PartialFile fresh(path);
+    {
+        const SqliteHandle database = openConnection(fresh.path());
+        migrate(database.get(), path);
+    }
+    try {
+        fresh.publish();
+    } catch (const base::FileError& error) {
+        if (error.code() != EEXIST)
+            throw;
+    }
 }
 
 void StoreOpening::checkAccess() const

@@ -121,7 +121,7 @@ void answer(Session& session, const Exported& exported, const QString& path, boo
 void run(Session& session, const ExportOptions& options)
 {
     requireKnown(options.tables);
-    StoreSnapshot snapshot(session.existingDatabasePath());
+    StoreSnapshot snapshot(session.filledDatabasePath());
     const auto tables = tablesOf(options.tables);
     std::optional<TargetFile> target;
     if (options.file)

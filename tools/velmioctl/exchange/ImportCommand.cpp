@@ -159,7 +159,7 @@ QString questionOf(const ImportPlan& plan)
 
 void run(Session& session, const ImportOptions& options)
 {
-    const QString path = session.existingDatabasePath();
+    const QString path = session.filledDatabasePath();
     ExportFile file(absolutePath(options.file));
     auto secrets = openSecrets(session, options, file.rows().header());
     RowSecrets* const usedSecrets = secrets ? &*secrets : nullptr;

@@ -51,6 +51,15 @@ void requirePossible(const QString& path)
             QString::number(NAME_MAX)));
 }
 
+QString remedyForLost(const QString& path, const QString& remedyWithoutBackup)
+{
+    const auto backups = DatabaseBackups(path).list();
+    if (backups.isEmpty())
+        return remedyWithoutBackup;
+    return u" Put the newest backup, %1, there with 'velmioctl recover --from-backup', or choose "
+           u"another file with --database."_s.arg(quoted(backups.constFirst().path));
+}
+
 } // namespace
 
 Session::Session(Output output)
@@ -83,22 +92,32 @@ QString Session::existingDatabasePath() const
             u"The database %1 is a link to %2, which does not exist. Connect the drive of its "
             u"target, or remove the link."_s.arg(quoted(path), quoted(target)));
     }
-    const QString missing = u"The database %1 does not exist."_s.arg(quoted(path));
-    if (!DatabaseBackups(path).list().isEmpty()) {
-        throw CommandError(
-            ExitCode::NotFound, missing +
-                                    u" Put the newest backup there with 'velmioctl recover "
-                                    u"--from-backup', or choose another file with --database."_s);
-    }
     throw CommandError(
-        ExitCode::NotFound,
-        missing + u" Create it with 'velmioctl init', or choose another file with --database."_s);
+        ExitCode::NotFound, u"The database %1 does not exist."_s.arg(quoted(path)) +
+                                remedyForLost(
+                                    path, u" Create it with 'velmioctl init', or choose another "
+                                          u"file with --database."_s));
+}
+
+QString Session::filledDatabasePath() const
+{
+    QString path = existingDatabasePath();
+    const QFileInfo file(path);
+    if (!file.isFile() || file.size() > 0)
+        return path;
+    throw CommandError(
+        ExitCode::Damaged,
+        u"The file %1 is empty."_s.arg(quoted(path)) +
+            remedyForLost(
+                path,
+                u" If it was your database, 'velmioctl restore FILE' puts a backup from "
+                u"another place there. If it never was one, 'velmioctl init' creates one."_s));
 }
 
 WatchedDatabase& Session::database()
 {
     if (!openDatabase) {
-        existingDatabasePath();
+        filledDatabasePath();
         open(&SqliteDatabaseFactory::openReadOnly);
         keptConnection = openDatabase->CreateQuery();
     }
@@ -109,7 +128,7 @@ WatchedDatabase& Session::writableDatabase()
 {
     requireWriting();
     if (!openDatabase)
-        existingDatabasePath();
+        filledDatabasePath();
     return createDatabase();
 }
 

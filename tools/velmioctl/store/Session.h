@@ -59,6 +59,9 @@ public:
     /// The same; throws CommandError if the file does not exist.
     QString existingDatabasePath() const;
 
+    /// The same; throws CommandError also if the file is empty.
+    QString filledDatabasePath() const;
+
     /// Opens the database on the first call, only for reading: nothing of it changes. Throws
     /// CommandError, also if it does not exist.
     WatchedDatabase& database();

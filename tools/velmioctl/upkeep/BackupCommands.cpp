@@ -93,7 +93,7 @@ void backUp(Session& session, const BackupOptions& options)
     // Beside the database, where nothing is to change.
     if (!options.file)
         session.requireWriting();
-    const auto made = make(session.existingDatabasePath(), options.file);
+    const auto made = make(session.filledDatabasePath(), options.file);
     if (session.output.json()) {
         QJsonObject object = objectOf(made);
         object.insert(u"verified"_s, true);
