@@ -226,16 +226,16 @@ void StoreOpening::createFile() const
         throw refusal(lost.cause, lost.kind, lost.sentence(u"The database "_s + path), path);
     }
     base::createFolders(QFileInfo(path).path());
-    base::PartialFile fresh(path);
-    {
-        const SqliteHandle database = openConnection(fresh.path());
-        migrate(database.get(), path);
-    }
     try {
+        base::PartialFile fresh(path);
+        {
+            const SqliteHandle database = openConnection(fresh.path());
+            migrate(database.get(), path);
+        }
         fresh.publish();
     } catch (const base::FileError& error) {
         if (error.code() != EEXIST)
-            throw;
+            throw base::FileError(path, u"Cannot create the database"_s, error.code());
     }
 }
 
