@@ -11,6 +11,7 @@
 #include <database/maintenance/StoreReplacement.h>
 #include <database/opening/Migrations.h>
 #include <database/opening/ReadOnlyConnection.h>
+#include <database/opening/StoreIdentity.h>
 
 #include <QDir>
 #include <QFile>
@@ -109,6 +110,20 @@ bool isSameFile(const QString& left, const QString& right)
     return ::stat(QFile::encodeName(left).constData(), &leftStatus) == 0 &&
            ::stat(QFile::encodeName(right).constData(), &rightStatus) == 0 &&
            leftStatus.st_dev == rightStatus.st_dev && leftStatus.st_ino == rightStatus.st_ino;
+}
+
+// Also that of a damaged store, if the row can be read.
+QString storeIdOf(const QString& path)
+{
+    static const QRegularExpression wellFormed(u"^[0-9a-f]{32}$"_s);
+    if (QFileInfo(path).size() == 0)
+        return {};
+    try {
+        const QString id = readIdentity(openReadOnlyConnection(path).database.get(), path).storeId;
+        return wellFormed.match(id).hasMatch() ? id : QString();
+    } catch (const DatabaseError&) {
+        return {};
+    }
 }
 
 } // namespace
@@ -241,13 +256,26 @@ void DatabaseBackups::verify(const QString& file)
     openVerified(base::absoluteFilePath(file));
 }
 
-QString DatabaseBackups::restore(const QString& file) const
+bool DatabaseBackups::isOfOtherStore(const QString& file) const
+{
+    const QString own = storeIdOf(databasePath);
+    const QString other = storeIdOf(base::resolvedFilePath(file));
+    return !own.isEmpty() && !other.isEmpty() && own != other;
+}
+
+QString DatabaseBackups::restore(const QString& file, OtherStore otherStore) const
 {
     const QString backupPath = base::absoluteFilePath(file);
     if (isSameFile(backupPath, databasePath))
         throw DatabaseError(
             Cause::Other, backupPath + u" is the database itself. Name a backup of it."_s);
     const SqliteHandle backup = openVerified(backupPath);
+    if (otherStore == OtherStore::Refused && isOfOtherStore(backupPath))
+        throw DatabaseError(
+            Cause::OtherStore,
+            u"The file %1 is a backup of another database than %2, which would get its records and "
+            u"its identity. Name a backup of this one, or agree to that."_s.arg(
+                backupPath, databasePath));
     return withFileErrors([&] { return replaceBy(backup.get()); });
 }
 

@@ -69,14 +69,23 @@ public:
     /// Throws unless the file is a whole database of ours that this library can read.
     static void verify(const QString& file);
 
+    /// Whether restore() may use a backup of another store.
+    enum class OtherStore { Refused, Allowed };
+
+    /// True if a backup has the id of another store than the database. False if one of them has no
+    /// id that can be read.
+    bool isOfOtherStore(const QString& file) const;
+
     /// Replaces the content of the database with that of a file. Returns the path of a copy of the
     /// old content; empty if there was none.
     ///
-    /// The file is verified first. If it is of an earlier version, the next opening migrates it.
-    /// Throws with Cause::Busy while anyone, including this process, has the database open. The
-    /// database is unchanged if this throws, except if a failed sync of the new content cannot be
-    /// undone because the disk fails again: the text then says that it may come back.
-    QString restore(const QString& file) const;
+    /// Throws with Cause::OtherStore if isOfOtherStore() and that is not allowed: the database
+    /// would become another store, with its records and its id. The file is verified first. If it
+    /// is of an earlier version, the next opening migrates it. Throws with Cause::Busy while
+    /// anyone, including this process, has the database open. The database is unchanged if this
+    /// throws, except if a failed sync of the new content cannot be undone because the disk fails
+    /// again: the text then says that it may come back.
+    QString restore(const QString& file, OtherStore otherStore = OtherStore::Refused) const;
 
     /// A range of ids.
     struct IdRange

@@ -28,6 +28,7 @@ public:
         DiskFull,        ///< No space is left to write.
         InputOutput,     ///< The operating system reported a failed read or write.
         IdsUsedUp,       ///< A table has assigned the highest possible id.
+        OtherStore,      ///< The backup is of another store than the database.
     };
 
     /// An error with this text for a person, which must not contain a secret.

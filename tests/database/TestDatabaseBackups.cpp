@@ -181,6 +181,8 @@ private Q_SLOTS:
     void restoreMakesAStoreWhereThereIsNone();
     void restoreRefusesWhatItCannotUse_data();
     void restoreRefusesWhatItCannotUse();
+    void restoreRefusesABackupOfAnotherStore();
+    void aDamagedStoreStillHasItsId();
     void restoreLeavesTheDatabaseOfAnotherProgramAlone();
     void restoreRefusesWhileAnotherProcessHasTheStoreOpen();
     void restoreRefusesWhileThisProcessHasTheStoreOpen();
@@ -646,6 +648,37 @@ void TestDatabaseBackups::restoreRefusesWhatItCannotUse()
     QCOMPARE(entriesOf(folder->path()), entries);
 }
 
+void TestDatabaseBackups::restoreRefusesABackupOfAnotherStore()
+{
+    SqliteDatabaseFactory::open(path(u"other.db"_s));
+    const QString other =
+        DatabaseBackups(path(u"other.db"_s)).makeAt(path(u"other-backup.db"_s)).path;
+    store.reset();
+    const QByteArray before = bytesOf(storePath());
+
+    const DatabaseError error = errorOf([&] { backups().restore(other); });
+
+    QCOMPARE(error.cause(), Cause::OtherStore);
+    QVERIFY2(error.text().contains(other), error.what());
+    QCOMPARE(bytesOf(storePath()), before);
+    backups().restore(other, DatabaseBackups::OtherStore::Allowed);
+    QCOMPARE(RawDatabase(storePath()).value(CountServers), u"0"_s);
+}
+
+void TestDatabaseBackups::aDamagedStoreStillHasItsId()
+{
+    SqliteDatabaseFactory::open(path(u"other.db"_s));
+    const auto own = backups().makeAt(path(u"own-backup.db"_s));
+    store.reset();
+    QByteArray bytes = bytesOf(storePath());
+    bytes.replace(5 * 4096, 4096, QByteArray(4096, '\xA5'));
+    QVERIFY(write(storePath(), bytes));
+
+    QVERIFY(backups().isOfOtherStore(path(u"other.db"_s)));
+    QVERIFY(!backups().isOfOtherStore(own.path));
+    QVERIFY(!backups().isOfOtherStore(path(u"nowhere.db"_s)));
+}
+
 void TestDatabaseBackups::restoreLeavesTheDatabaseOfAnotherProgramAlone()
 {
     makeOldStoreAndBackup();
@@ -769,7 +802,8 @@ void TestDatabaseBackups::anyDamageCanBeRestored()
         QVERIFY(write(storePath(), bytes));
         QVERIFY(write(storePath() + u"-wal"_s, round % 3 == 0 ? QByteArray() : log));
 
-        const QString kept = backups().restore(backup);
+        // Chance may write another id into the store.
+        const QString kept = backups().restore(backup, DatabaseBackups::OtherStore::Allowed);
 
         QCOMPARE(aliasesIn(storePath()), u"new"_s);
         QVERIFY2(!QFile::exists(kept + u"-wal"_s) || bytesOf(kept) == bytes, qPrintable(kept));

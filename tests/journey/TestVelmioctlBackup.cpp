@@ -192,6 +192,27 @@ private Q_SLOTS:
         QCOMPARE(aliases(), u"first"_s);
     }
 
+    void restoreAsksBeforeItUsesABackupOfAnotherDatabase()
+    {
+        const QString other = tool->path(u"other.db"_s);
+        SqliteDatabaseFactory::open(other);
+
+        const auto refused = tool->run({u"restore"_s, other, u"--yes"_s});
+        PseudoTerminal no(*tool, {u"restore"_s, other, u"--yes"_s});
+        QVERIFY2(no.waitFor("[y/N] "), no.transcript().constData());
+        no.type("n\n");
+
+        QCOMPARE(refused.exitCode, 2);
+        QVERIFY2(
+            refused.errors.contains(u"is a backup of another database than"_s) &&
+                refused.errors.contains(u"Add --other-store to agree."_s),
+            qPrintable(refused.errors));
+        QCOMPARE(no.exitCode(), 1);
+        QCOMPARE(aliases(), u"first"_s);
+        QCOMPARE(tool->run({u"restore"_s, other, u"--yes"_s, u"--other-store"_s}).exitCode, 0);
+        QCOMPARE(aliases(), QString());
+    }
+
     void restoreRefusesWhatIsNoBackup_data()
     {
         QTest::addColumn<QString>("name");

@@ -307,19 +307,20 @@ QVector<FolderConfiguration> Session::rootFolders(const std::optional<std::strin
     return roots;
 }
 
-void Session::requireTerminal(const QString& question) const
+void Session::requireTerminal(const QString& question, const QString& option) const
 {
     if (::isatty(STDIN_FILENO) == 1 && output.messageTerminal().interactive)
         return;
     throw CommandError(
-        ExitCode::Usage, question + u" There is no terminal to ask at. Add --yes to agree."_s);
+        ExitCode::Usage,
+        question + u" There is no terminal to ask at. Add %1 to agree."_s.arg(option));
 }
 
-void Session::confirm(bool yes, const QString& question)
+void Session::confirm(bool agreed, const QString& question, const QString& option)
 {
-    if (yes)
+    if (agreed)
         return;
-    requireTerminal(question);
+    requireTerminal(question, option);
     output.ask(question + u" [y/N] "_s);
     std::string answer;
     std::getline(std::cin, answer);
@@ -328,7 +329,8 @@ void Session::confirm(bool yes, const QString& question)
         word.compare(u"yes", Qt::CaseInsensitive) != 0) {
         throw CommandError(
             ExitCode::Findings,
-            u"You did not agree, so the command ended. Answer y, or add --yes, to continue."_s);
+            u"You did not agree, so the command ended. Answer y, or add %1, to continue."_s.arg(
+                option));
     }
 }
 

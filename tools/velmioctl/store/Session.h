@@ -105,11 +105,13 @@ public:
         const std::optional<std::string>& chosen);
 
     /// Throws CommandError if there is no terminal to ask a question at.
-    void requireTerminal(const QString& question) const;
+    void requireTerminal(
+        const QString& question, const QString& option = QStringLiteral("--yes")) const;
 
-    /// Returns if the user agrees to something that cannot be undone: by `yes`, or at a prompt on a
-    /// terminal. Throws CommandError otherwise.
-    void confirm(bool yes, const QString& question);
+    /// Returns if the user agrees to something that cannot be undone: by an option, or at a prompt
+    /// on a terminal. Throws CommandError otherwise.
+    void confirm(
+        bool agreed, const QString& question, const QString& option = QStringLiteral("--yes"));
 
 private:
     // Makes a manager over the database on the first call.

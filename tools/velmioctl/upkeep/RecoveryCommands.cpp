@@ -25,6 +25,7 @@ struct RecoveryOptions
     bool fromBackup = false;
     bool salvage = false;
     bool yes = false;
+    bool otherStore = false;
 };
 
 template <class Action>
@@ -42,10 +43,24 @@ QJsonValue jsonPath(const QString& path)
     return path.isEmpty() ? QJsonValue() : QJsonValue(path);
 }
 
+void confirmOtherStore(Session& session, const QString& file, bool otherStore)
+{
+    if (!DatabaseBackups(session.databasePath()).isOfOtherStore(file))
+        return;
+    session.confirm(
+        otherStore,
+        u"%1 is a backup of another database than %2, which would become a second copy of that "
+        u"one. Use it?"_s.arg(quoted(file), quoted(session.databasePath())),
+        u"--other-store"_s);
+}
+
 void putInPlace(Session& session, const QString& file)
 {
     const QString path = session.databasePath();
-    const QString kept = withDatabaseErrors([&] { return DatabaseBackups(path).restore(file); });
+    const QString kept = withDatabaseErrors([&] {
+        // confirmOtherStore() has asked.
+        return DatabaseBackups(path).restore(file, DatabaseBackups::OtherStore::Allowed);
+    });
     if (session.output.json()) {
         session.output.print(QJsonObject{
             {u"path"_s, path}, {u"restoredFrom"_s, file}, {u"keptPath"_s, jsonPath(kept)}});
@@ -67,6 +82,7 @@ void restore(Session& session, const RecoveryOptions& options)
                                 u"backups beside the database."_s.arg(quoted(file)));
     }
     withDatabaseErrors([&] { DatabaseBackups::verify(file); });
+    confirmOtherStore(session, file, options.otherStore);
     session.confirm(
         options.yes,
         u"Replace the database %2 by %1? Changes since that backup are lost; the "
@@ -74,7 +90,7 @@ void restore(Session& session, const RecoveryOptions& options)
     putInPlace(session, file);
 }
 
-void recoverFromBackup(Session& session, bool yes)
+void recoverFromBackup(Session& session, const RecoveryOptions& options)
 {
     const DatabaseBackups backups(session.databasePath());
     const auto newest = backups.newestVerified();
@@ -85,8 +101,9 @@ void recoverFromBackup(Session& session, bool yes)
             u"and 'velmioctl recover --salvage' what can be read of the file."_s.arg(
                 quoted(backups.folder())));
     }
+    confirmOtherStore(session, newest->path, options.otherStore);
     session.confirm(
-        yes,
+        options.yes,
         u"Replace the database %2 by the backup %1? Changes since %3 are lost; the damaged file "
         u"is kept beside it."_s.arg(
             quoted(newest->path), quoted(session.databasePath()),
@@ -181,7 +198,7 @@ void recover(Session& session, const RecoveryOptions& options)
     session.requireWriting();
     requireDamage(session);
     if (options.fromBackup)
-        recoverFromBackup(session, options.yes);
+        recoverFromBackup(session, options);
     else
         salvage(session, options.yes);
 }
@@ -195,6 +212,8 @@ void addRecoveryCommands(Command& app, Session& session)
         app.addSubcommand("restore", "Replace the database by a backup");
     restoreCommand->addOption("FILE", options->file, "The backup")->required()->offersFiles();
     restoreCommand->addFlag("--yes", options->yes, "Restore without asking");
+    restoreCommand->addFlag(
+        "--other-store", options->otherStore, "Agree to a backup of another database");
     restoreCommand->example("velmioctl restore stick/velmio.db");
     restoreCommand->callback([&session, options] { restore(session, *options); });
 
@@ -204,6 +223,8 @@ void addRecoveryCommands(Command& app, Session& session)
         "--from-backup", options->fromBackup, "By the newest backup that is whole");
     recoverCommand->addFlag("--salvage", options->salvage, "By what can be read of it");
     recoverCommand->addFlag("--yes", options->yes, "Recover without asking");
+    recoverCommand->addFlag(
+        "--other-store", options->otherStore, "Agree to a backup of another database");
     recoverCommand->example("velmioctl recover --from-backup");
     recoverCommand->callback([&session, options] { recover(session, *options); });
 }
