@@ -18,6 +18,30 @@ set(VELMIO_WARNING_OPTIONS
     -Wextra-semi
 )
 
+# What makes an exploit of a memory error harder. The sanitizers find the errors themselves.
+if(VELMIO_HARDENING AND NOT VELMIO_SANITIZERS)
+    include(CheckCXXCompilerFlag)
+    include(CheckPIESupported)
+    check_pie_supported(LANGUAGES CXX)
+    set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+    foreach(flag IN ITEMS -fstack-protector-strong -fstack-clash-protection -fcf-protection=full)
+        string(MAKE_C_IDENTIFIER "VELMIO_HAS${flag}" has)
+        check_cxx_compiler_flag(${flag} ${has})
+        if(${has})
+            list(APPEND VELMIO_HARDENING_OPTIONS ${flag})
+        endif()
+    endforeach()
+    # _FORTIFY_SOURCE needs an optimizing compiler. Distributions may define a lower level.
+    list(
+        APPEND VELMIO_HARDENING_OPTIONS
+        -D_GLIBCXX_ASSERTIONS
+        "$<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=3>"
+    )
+    if(UNIX AND NOT APPLE)
+        set(VELMIO_HARDENING_LINK_OPTIONS LINKER:-z,relro LINKER:-z,now)
+    endif()
+endif()
+
 # velmio_add_precompiled_headers(<name> HEADERS ... LINK ...)
 #
 # Adds a target that precompiles headers for all other targets. With clang, this more than halves
@@ -52,7 +76,8 @@ function(velmio_sanitize_target target)
     endif()
 endfunction()
 
-# velmio_configure_target(<target>): sets warnings, sanitizers, Qt restrictions and hidden symbols.
+# velmio_configure_target(<target>): sets warnings, hardening, sanitizers, Qt
+# restrictions and hidden symbols.
 function(velmio_configure_target target)
     set_target_properties(
         ${target}
@@ -69,7 +94,8 @@ function(velmio_configure_target target)
         ${target}
         PRIVATE QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_CAST_FROM_BYTEARRAY QT_NO_KEYWORDS
     )
-    target_compile_options(${target} PRIVATE ${VELMIO_WARNING_OPTIONS})
+    target_compile_options(${target} PRIVATE ${VELMIO_WARNING_OPTIONS} ${VELMIO_HARDENING_OPTIONS})
+    target_link_options(${target} PRIVATE ${VELMIO_HARDENING_LINK_OPTIONS})
     if(VELMIO_WARNINGS_AS_ERRORS)
         target_compile_options(${target} PRIVATE -Werror)
     endif()

@@ -21,7 +21,7 @@ namespace velmioctl {
 namespace {
 
 // Removed in well under a second, which is how long other writers wait.
-constexpr std::ptrdiff_t BatchRecords = 2000;
+constexpr std::ptrdiff_t RemovedTogether = 2000;
 // From here on, a mistake costs more than the backup.
 constexpr long long BackupAbove = 1000;
 constexpr long long WholePercent = 100;
@@ -174,7 +174,7 @@ void Prune::removeInBatches(
     const Remove& remove, const std::function<bool()>& stopRequested, long long& removed)
 {
     for (auto next = list.begin(); next != list.end() && !stopRequested();) {
-        const auto end = next + std::min<std::ptrdiff_t>(BatchRecords, list.end() - next);
+        const auto end = next + std::min<std::ptrdiff_t>(RemovedTogether, list.end() - next);
         Transaction transaction(session.database());
         long long count = 0;
         for (; next != end; ++next) {

@@ -24,8 +24,8 @@ struct MissingRecords
 
     sync::config::FolderConfiguration root;
     long long stored = 0; ///< How many records the root had before the scan.
-    std::vector<Record> files;
-    std::vector<Record> folders; ///< Parents before their children.
+    std::vector<Record> files = {};
+    std::vector<Record> folders = {}; ///< Parents before their children.
 
     QStringList dependants = {}; ///< The base copies and generated files of `files`.
     QStringList deleted = {};    ///< Those of them that were deleted from the disk.
