@@ -115,12 +115,14 @@ private:
 
     static void scan(Session& session)
     {
+        session.writableDatabase();
         Progress progress(stderr, {});
         Scan::Options options;
         options.prune = true;
         const auto stop = [] { return false; };
         Scan scan(session, progress, options, stop);
-        scan.run(session.rootFolders({}).value(0));
+        const Subtree tree = session.subtrees({}).at(0);
+        scan.run(tree.root, tree.start);
         std::vector<MissingRecords> plan{scan.takeMissing()};
         Prune(session, plan).run(stop);
     }

@@ -479,6 +479,34 @@ private Q_SLOTS:
         QVERIFY(run.errors.contains(u"is a link to \"%1\", which does not exist"_s.arg(target)));
         QVERIFY(!run.errors.contains(u"velmioctl init"_s));
     }
+
+    void variableNamesTheDatabase()
+    {
+        VelmioctlRunner tool;
+        tool.environment.insert(u"VELMIO_DATABASE"_s, tool.path(u"own.db"_s));
+
+        const auto made = tool.runPlain({u"init"_s});
+        const auto chosen = tool.run({u"init"_s});
+        tool.environment.insert(u"VELMIO_DATABASE"_s, QString());
+        const auto other = tool.runPlain({u"--json"_s, u"init"_s});
+
+        QCOMPARE(made.exitCode, 0);
+        QVERIFY(made.output.contains(tool.path(u"own.db"_s)));
+        QVERIFY(chosen.output.contains(tool.databasePath()));
+        QVERIFY(other.object()[u"path"_s].toString().startsWith(tool.homePath()));
+    }
+
+    void helpOfACommand()
+    {
+        const VelmioctlRunner tool;
+
+        const auto help = tool.runPlain({u"help"_s, u"server"_s, u"add"_s});
+
+        QCOMPARE(help.exitCode, 0);
+        QCOMPARE(help.output, tool.runPlain({u"server"_s, u"add"_s, u"--help"_s}).output);
+        QCOMPARE(tool.runPlain({u"help"_s}).output, tool.runPlain({u"--help"_s}).output);
+        QCOMPARE(tool.runPlain({u"help"_s, u"server"_s, u"fly"_s}).exitCode, 2);
+    }
 };
 
 QTEST_GUILESS_MAIN(TestVelmioctlDatabase)

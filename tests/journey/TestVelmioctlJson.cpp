@@ -142,6 +142,7 @@ private:
                                u"--password-stdin"_s, u"--property"_s, u"Region=n"_s};
         const QStringList product{u"--server"_s,       u"1"_s, u"--name"_s,        u"Desktop"_s,
                                   u"--consumer-key"_s, u"k"_s, u"--secret-stdin"_s};
+        addStep(u"help"_s, {u"init"_s});
         addStep(u"init"_s);
         addStep(u"server add"_s, ServerUrls + QStringList{u"--property"_s, u"Region=north"_s});
         addStep(u"server add"_s, ServerUrls);

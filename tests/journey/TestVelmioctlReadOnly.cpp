@@ -29,6 +29,7 @@ struct Line
 };
 
 const std::vector<Line> Reading{
+    {u"help"_s, {u"scan"_s}},
     {u"server list"_s},
     {u"server show"_s, {u"1"_s}},
     {u"server default"_s},

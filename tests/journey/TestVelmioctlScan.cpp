@@ -104,13 +104,66 @@ private Q_SLOTS:
         QCOMPARE(tool->json({u"scan"_s, u"one"_s}).object()[u"new"_s].toInt(), 2);
     }
 
-    void onlyRootsCanBeChosen()
+    void folderBelowARootCanBeChosen()
     {
         addRoot(u"one"_s);
         tool->run({u"scan"_s});
+        tool->makeFolder(u"one/a/new"_s);
+        tool->makeFolder(u"one/new"_s);
+        tool->writeFile(u"one/a/file"_s, "content");
+        QVERIFY(QDir(tool->path(u"one/a/b"_s)).removeRecursively());
 
-        QCOMPARE(tool->run({u"scan"_s, u"one/a"_s}).exitCode, 2);
+        const auto status = tool->json({u"status"_s, u"one/a"_s});
+        const auto scan = tool->json({u"scan"_s, u"one/a"_s, u"--prune"_s, u"--yes"_s});
+
+        QCOMPARE(status.object()[u"newFolders"_s].toInt(), 1);
+        QCOMPARE(status.object()[u"missingFolders"_s].toInt(), 1);
+        QCOMPARE(
+            status.object()[u"roots"_s][0][u"clientPath"_s].toString(), tool->path(u"one/a"_s));
+        QCOMPARE(scan.exitCode, 0);
+        QCOMPARE(scan.object()[u"new"_s].toInt(), 1);
+        QCOMPARE(scan.object()[u"files"_s][u"new"_s].toInt(), 1);
+        QCOMPARE(scan.object()[u"pruned"_s].toInt(), 1);
+        QCOMPARE(tool->run({u"folder"_s, u"show"_s, u"one/new"_s}).exitCode, 3);
         QCOMPARE(tool->run({u"scan"_s, u"99"_s}).exitCode, 3);
+    }
+
+    void missingFolderBelowARootIsADifference()
+    {
+        addRoot(u"one"_s);
+        tool->run({u"scan"_s});
+        QVERIFY(QDir(tool->path(u"one/a"_s)).removeRecursively());
+
+        QCOMPARE(tool->json({u"status"_s, u"one/a"_s}).object()[u"missingFolders"_s].toInt(), 2);
+        const auto scan = tool->json({u"scan"_s, u"one/a"_s, u"--prune"_s, u"--yes"_s});
+
+        QCOMPARE(scan.object()[u"pruned"_s].toInt(), 2);
+        QCOMPARE(folderCount(), 1);
+    }
+
+    void folderBelowATopLevelRootIsRefused()
+    {
+        addRoot(u"one"_s);
+        tool->run({u"scan"_s});
+        tool->run({u"folder"_s, u"set"_s, u"one"_s, u"--option"_s, u"top-level"_s});
+
+        QCOMPARE(tool->run({u"status"_s, u"one/a"_s}).exitCode, 2);
+    }
+
+    void detailsAndQuiet()
+    {
+        addRoot(u"one"_s);
+        tool->writeFile(u"one/file"_s, "content");
+
+        const auto verbose = tool->run({u"scan"_s, u"-v"_s});
+        const auto quiet = tool->run({u"-q"_s, u"folder"_s, u"list"_s, u"--orphans"_s});
+        const auto plain = tool->run({u"folder"_s, u"list"_s, u"--orphans"_s});
+
+        QCOMPARE(
+            verbose.errors, u"Opened the database \"%1\" for changes.\nNew: \"%2\"\n"_s.arg(
+                                tool->databasePath(), tool->path(u"one/file"_s)));
+        QVERIFY(!plain.errors.isEmpty());
+        QCOMPARE(quiet.errors, QString());
     }
 
     void topLevelRootRegistersNothing()

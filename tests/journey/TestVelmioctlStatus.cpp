@@ -67,6 +67,20 @@ private Q_SLOTS:
             u"\n  new       new\n  missing   d\n"_s));
     }
 
+    void summaryOnlyCounts()
+    {
+        tool->makeFolder(u"one/new"_s);
+
+        const auto text = tool->run({u"status"_s, u"--summary"_s});
+        const auto json = tool->json({u"status"_s, u"--summary"_s});
+
+        QCOMPARE(text.exitCode, 1);
+        QVERIFY(text.output.trimmed().startsWith(u"ROOT "_s));
+        QCOMPARE(json.object()[u"new"_s].toInt(), 4);
+        QCOMPARE(json.object()[u"newFolders"_s].toInt(), 2);
+        QCOMPARE(json.object()[u"roots"_s][0][u"folders"_s].toArray(), QJsonArray());
+    }
+
     void newAndMissingFoldersAreShown()
     {
         scan();

@@ -88,9 +88,9 @@ private Q_SLOTS:
         Progress progress(stderr, {});
         Scan scan(place.session, progress, {}, [] { return false; });
 
-        scan.run(place.root);
+        scan.run(place.root, place.root);
         const ScanCounts first = scan.counts();
-        scan.run(place.root);
+        scan.run(place.root, place.root);
 
         QCOMPARE(first.folders.seen, 3);
         QCOMPARE(first.folders.added, 3);
@@ -109,7 +109,7 @@ private Q_SLOTS:
         int questions = 0;
         Scan scan(place.session, progress, {}, [&questions] { return ++questions > 8; });
 
-        scan.run(place.root);
+        scan.run(place.root, place.root);
 
         QCOMPARE(scan.counts().folders.added, 1);
         QCOMPARE(place.registered(), 1);
@@ -122,7 +122,7 @@ private Q_SLOTS:
         int questions = 0;
         Scan scan(place.session, progress, {}, [&questions] { return ++questions > 2; });
 
-        scan.run(place.root);
+        scan.run(place.root, place.root);
 
         QCOMPARE(scan.counts().folders.seen, 1);
         QCOMPARE(scan.counts().folders.added, 0);
@@ -137,7 +137,7 @@ private Q_SLOTS:
         // Without its row no folder has a parent, and the library refuses each of them.
         QVERIFY(place.session.folders().Remove(place.root.getId()));
 
-        scan.run(place.root);
+        scan.run(place.root, place.root);
 
         QCOMPARE(scan.counts().folders.failed, 2);
         QCOMPARE(scan.counts().folders.added, 0);
@@ -153,7 +153,7 @@ private Q_SLOTS:
         Progress progress(stderr, {});
         Scan scan(place.session, progress, {}, [] { return false; });
 
-        QVERIFY_THROWS_EXCEPTION(CommandError, scan.run(place.root));
+        QVERIFY_THROWS_EXCEPTION(CommandError, scan.run(place.root, place.root));
 
         QCOMPARE(scan.counts().folders.failed, 3);
         QCOMPARE(scan.counts().folders.added, 0);
@@ -166,7 +166,7 @@ private Q_SLOTS:
         place.writeFile(u"a/gone"_s);
         place.writeFile(u"b/stays"_s);
         Progress progress(stderr, {});
-        Scan(place.session, progress, {}, [] { return false; }).run(place.root);
+        Scan(place.session, progress, {}, [] { return false; }).run(place.root, place.root);
         QVERIFY(QFile::remove(place.filePath(u"a/gone"_s)));
         // Asked before the root, before the folder "a", which no longer has a file, before "b" and
         // its file, and before "c", long after the file was found missing.
@@ -177,7 +177,7 @@ private Q_SLOTS:
             return false;
         });
 
-        QVERIFY_THROWS_EXCEPTION(CommandError, scan.run(place.root));
+        QVERIFY_THROWS_EXCEPTION(CommandError, scan.run(place.root, place.root));
         place.run(u"ALTER TABLE Away RENAME TO FileConfiguration"_s);
 
         QCOMPARE(scan.counts().files.missing, 1);
@@ -190,7 +190,7 @@ private Q_SLOTS:
         Place place({u"a"_s});
         place.writeFile(u"a/gone"_s);
         Progress progress(stderr, {});
-        Scan(place.session, progress, {}, [] { return false; }).run(place.root);
+        Scan(place.session, progress, {}, [] { return false; }).run(place.root, place.root);
         QVERIFY(QFile::remove(place.filePath(u"a/gone"_s)));
         Scan scan(place.session, progress, {HashMode::Changed, true}, [&place] {
             try {
@@ -201,7 +201,7 @@ private Q_SLOTS:
             return true;
         });
 
-        QVERIFY_THROWS_EXCEPTION(CommandError, scan.run(place.root));
+        QVERIFY_THROWS_EXCEPTION(CommandError, scan.run(place.root, place.root));
 
         QCOMPARE(scan.counts().files.missing, 1);
         QCOMPARE(scan.counts().files.pruned, 0);
@@ -219,7 +219,7 @@ private Q_SLOTS:
 
         {
             const AsNobody asNobody;
-            scan.run(place.root);
+            scan.run(place.root, place.root);
         }
 
         QCOMPARE(scan.counts().files.unreadable, 1);
@@ -238,14 +238,14 @@ private Q_SLOTS:
         place.writeFile(u"a/file"_s);
         place.writeFile(u"a/b/deep"_s);
         Progress progress(stderr, {});
-        Scan(place.session, progress, {}, [] { return false; }).run(place.root);
+        Scan(place.session, progress, {}, [] { return false; }).run(place.root, place.root);
         QVERIFY(QFile::setPermissions(place.filePath(u"a"_s), {}));
         QVERIFY(giveToNobody(place.directory.path()));
         Scan scan(place.session, progress, {HashMode::Changed, true}, [] { return false; });
 
         {
             const AsNobody asNobody;
-            scan.run(place.root);
+            scan.run(place.root, place.root);
         }
         QFile::setPermissions(
             place.filePath(u"a"_s), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
@@ -280,7 +280,7 @@ private Q_SLOTS:
 
         Scan(place.session, progress, {HashMode::Never, false}, [] {
             return false;
-        }).run(place.root);
+        }).run(place.root, place.root);
 
         QFileInfo file(place.filePath(u"a/file"_s));
         auto stored = place.session.files().GetFileConfigurationByClientPath(file.filePath());
@@ -298,7 +298,7 @@ private Q_SLOTS:
         Progress progress(stderr, {});
         Scan scan(place.session, progress, {}, [] { return false; });
 
-        scan.run(place.root);
+        scan.run(place.root, place.root);
 
         QCOMPARE(place.registered(), 2); // "root" and "folder" in it
         QCOMPARE(place.storedFiles(), 0);

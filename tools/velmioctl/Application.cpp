@@ -38,6 +38,17 @@ void requireUtf8(int argc, const char* const* argv)
     }
 }
 
+const Command& subcommandOf(const Command& command, const QString& word)
+{
+    for (const auto& subcommand : command.subcommands()) {
+        if (subcommand->description().name == word)
+            return *subcommand;
+    }
+    throw CommandError(
+        ExitCode::Usage, u"%1 has no command %2. See '%1 --help'."_s.arg(
+                             command.description().fullName, quoted(word)));
+}
+
 void printVersion(Output& output)
 {
     const QString version = QStringLiteral(VELMIO_VERSION);
@@ -79,16 +90,46 @@ ExitCode runCommand(int argc, const char* const* argv, Session& session)
     }
 }
 
+void addHelpCommand(Command& program, Output& output)
+{
+    auto* const help = program.addSubcommand("help", "Show the help of a command");
+    const auto words = std::make_shared<std::vector<std::string>>();
+    std::vector<std::string> names;
+    for (const auto& command : program.subcommands())
+        names.push_back(command->description().name.toStdString());
+    help->addOption("COMMAND", *words, "The words of the command")->offersWords(names);
+    help->example("velmioctl help server add");
+    help->callback([&program, &output, words] {
+        const Command* command = &program;
+        for (const std::string& word : *words)
+            command = &subcommandOf(*command, QString::fromStdString(word));
+        const QString text = helpOf(*command, program, output.answerTerminal().columns);
+        if (output.json())
+            output.print(QJsonObject{{u"help"_s, text}});
+        else
+            output.printLines(text);
+    });
+}
+
 } // namespace
 
 void addCommands(Command& program, Session& session)
 {
     program.requireSubcommand();
-    program.addOption("--database", session.databaseOption, "The database file")
+    program
+        .addOption(
+            "--database", session.databaseOption,
+            "The database file; the default is $VELMIO_DATABASE, or the one of your account")
         ->typeName("FILE")
         ->offersFiles();
     program.addFlagCallback(
         "--json", [&session] { session.output.setJson(true); }, "Answer as JSON, for programs");
+    program.addFlagCallback(
+        "-q,--quiet", [&session] { session.output.setQuiet(true); },
+        "Print no remarks and no progress; errors and warnings stay");
+    program.addFlagCallback(
+        "-v,--verbose", [&session] { session.output.setVerbose(true); },
+        "Also print details, such as each file that a scan stores");
     program.addFlag("--read-only", session.readOnly, "Refuse all commands that change something");
     // After --json, which must be known by then.
     program.addVersionFlag("--version", "Print the version");
@@ -112,6 +153,7 @@ void addCommands(Command& program, Session& session)
     addImportCommand(program, session);
     addDiffCommand(program, session);
     addBundleCommand(program, session);
+    addHelpCommand(program, session.output);
     addGenerateCommand(program, session.output);
     program.list(
         u"Exit codes"_s, {

@@ -13,8 +13,10 @@ namespace {
 
 OptionDescription descriptionOf(const std::string& name, const std::string& text, bool takesValue)
 {
+    const QStringList names = QString::fromStdString(name).split(u',');
     return {
-        .name = QString::fromStdString(name),
+        .name = names.last(),
+        .shortName = names.size() > 1 ? names.first() : QString(),
         .text = QString::fromStdString(text),
         .takesValue = takesValue};
 }

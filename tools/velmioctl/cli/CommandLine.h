@@ -21,7 +21,8 @@ struct OptionDescription
     /// What a shell can offer where the value stands.
     enum class Offer { Nothing, Words, Files, Folders };
 
-    QString name; ///< "--alias", or "ID" for an argument.
+    QString name;           ///< "--alias", or "ID" for an argument.
+    QString shortName = {}; ///< "-q", or empty.
     QString text;
     QString typeName = {}; ///< Placeholder of the value; empty for flags and arguments.
     bool takesValue = true;
@@ -90,7 +91,8 @@ public:
     Command(const Command&) = delete;
     Command& operator=(const Command&) = delete;
 
-    /// A name with dashes is an option; any other an argument, which is recognised by its place.
+    /// A name with dashes is an option, such as "--quiet" or "-q,--quiet"; any other an argument,
+    /// which is recognised by its place.
     /// Value: std::string, int, long long, their optionals, or a vector of std::string.
     template <class Value>
     Option* addOption(const std::string& name, Value& value, const std::string& text);

@@ -98,7 +98,9 @@ QString synopsisOf(const Command& command)
 QString termOf(const OptionDescription& option)
 {
     const bool hasValue = !option.typeName.isEmpty() && !option.isArgument();
-    return option.name + (hasValue ? u' ' + option.typeName : QString()) +
+    const QString names =
+        option.shortName.isEmpty() ? option.name : option.shortName + u", "_s + option.name;
+    return names + (hasValue ? u' ' + option.typeName : QString()) +
            (option.repeatable ? u"..."_s : QString());
 }
 

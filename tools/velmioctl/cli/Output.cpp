@@ -75,7 +75,14 @@ void Output::printBytes(const QByteArray& bytes)
 
 void Output::note(const QString& text)
 {
-    say({}, text);
+    if (!quiet)
+        say({}, text);
+}
+
+void Output::detail(const QString& text)
+{
+    if (verbose)
+        say({}, text);
 }
 
 void Output::warning(const QString& text)

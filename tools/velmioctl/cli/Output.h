@@ -26,6 +26,11 @@ public:
 
     const Terminal& answerTerminal() const { return answersAt; }
     const Terminal& messageTerminal() const { return messagesAt; }
+    /// Where a progress line may be; no terminal if there is to be none.
+    Terminal progressTerminal() const { return quiet ? Terminal{} : messagesAt; }
+
+    /// Without remarks and progress.
+    void setQuiet(bool value) { quiet = value; }
 
     void print(const Table& table);
     void print(const FieldList& fields);
@@ -48,6 +53,9 @@ public:
 
     /// A remark for a person.
     void note(const QString& text);
+    /// The same, for those who asked for details.
+    void detail(const QString& text);
+    void setVerbose(bool value) { verbose = value; }
     void warning(const QString& text);
     void error(const QString& text);
 
@@ -68,6 +76,8 @@ private:
     Terminal answersAt;
     Terminal messagesAt;
     bool jsonWanted = false;
+    bool quiet = false;
+    bool verbose = false;
     int failure = 0; // the errno of the first answer that could not be written
 };
 

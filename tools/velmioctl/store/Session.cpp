@@ -71,7 +71,11 @@ Session::~Session() = default;
 
 QString Session::databasePath() const
 {
-    return databaseOption ? absolutePath(*databaseOption) : SqliteDatabaseFactory::defaultPath();
+    if (databaseOption)
+        return absolutePath(*databaseOption);
+    const QByteArray variable = qgetenv("VELMIO_DATABASE");
+    return variable.isEmpty() ? SqliteDatabaseFactory::defaultPath()
+                              : absolutePath(variable.toStdString());
 }
 
 QString Session::existingDatabasePath() const
@@ -166,6 +170,8 @@ void Session::open(Opening opening)
             output.note(u"A client may have this database open: what it has not stored yet is not "
                         u"shown."_s);
         }
+        output.detail(u"Opened the database %1 %2."_s.arg(
+            quoted(factory->path()), opensForWriting ? u"for changes"_s : u"for reading"_s));
         openDatabase = std::make_shared<WatchedDatabase>(factory);
     } catch (const DatabaseError& error) {
         const CommandError failure = openingError(error);
@@ -296,15 +302,27 @@ FolderConfiguration Session::rootFolder(const std::string& idOrPath)
     return found;
 }
 
-QVector<FolderConfiguration> Session::rootFolders(const std::optional<std::string>& chosen)
+std::vector<Subtree> Session::subtrees(const std::optional<std::string>& chosen)
 {
-    if (chosen)
-        return {rootFolder(*chosen)};
-    auto roots = folders().GetFolderConfigurationByParentId(0);
+    std::vector<Subtree> trees;
+    if (chosen) {
+        const FolderConfiguration start = folder(*chosen);
+        const FolderConfiguration root =
+            start.isRoot() ? start : folder(std::to_string(start.getRootId()));
+        if (!start.isRoot() && root.getFolderOption() == TopLevelOnly) {
+            throw CommandError(
+                ExitCode::Usage,
+                u"Only the files directly in the root folder %1 are synchronised, so nothing is "
+                u"compared below it. Give that folder."_s.arg(quoted(root.getClientPath())));
+        }
+        return {{root, start}};
+    }
+    for (const FolderConfiguration& root : folders().GetFolderConfigurationByParentId(0))
+        trees.push_back({root, root});
     database().check();
-    if (roots.isEmpty())
+    if (trees.empty())
         output.note(u"No root folder is registered yet. Add one with 'velmioctl folder add'."_s);
-    return roots;
+    return trees;
 }
 
 void Session::requireTerminal(const QString& question, const QString& option) const

@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace sync::interf {
 class IQSqlQueryWrapper;
@@ -32,6 +33,13 @@ namespace velmioctl {
 
 class WatchedDatabase;
 
+/// A folder with all below it, and the root folder that it belongs to.
+struct Subtree
+{
+    sync::config::FolderConfiguration root;
+    sync::config::FolderConfiguration start;
+};
+
 /// What the commands of one run share: the path of the database, and the output.
 class Session
 {
@@ -44,7 +52,7 @@ public:
 
     Output output;
 
-    /// As the user wrote it; no value for the default path.
+    /// As the user wrote it; without a value, VELMIO_DATABASE or the default path.
     std::optional<std::string> databaseOption;
 
     /// Refuses commands that change something.
@@ -100,9 +108,9 @@ public:
     /// The same for a root folder.
     sync::config::FolderConfiguration rootFolder(const std::string& idOrPath);
 
-    /// The chosen root folder, or all of them, with a note if there are none.
-    QVector<sync::config::FolderConfiguration> rootFolders(
-        const std::optional<std::string>& chosen);
+    /// The tree of the chosen folder or, without one, those of all root folders, with a note if
+    /// there are none.
+    std::vector<Subtree> subtrees(const std::optional<std::string>& chosen);
 
     /// Throws CommandError if there is no terminal to ask a question at.
     void requireTerminal(

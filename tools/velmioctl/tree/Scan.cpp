@@ -106,7 +106,7 @@ Scan::Scan(
 {
 }
 
-void Scan::run(const FolderConfiguration& rootFolder)
+void Scan::run(const FolderConfiguration& rootFolder, const FolderConfiguration& start)
 {
     root = rootFolder;
     current = {};
@@ -125,17 +125,11 @@ void Scan::run(const FolderConfiguration& rootFolder)
     }
     current.rootState = RootState::Present;
     const auto guard = session.database().guard();
-    expectedFiles = session.database().number(
-        u"SELECT count(*) FROM FileConfiguration WHERE rootFolderId = :rootFolderId"_s,
-        {{u":rootFolderId"_s, root.getId()}});
-    missing.stored =
-        expectedFiles +
-        session.database().number(
-            u"SELECT count(*) FROM FolderConfiguration WHERE rootId = :rootId AND id <> :id"_s,
-            {{u":rootId"_s, root.getId()}, {u":id"_s, root.getId()}});
+    expectedFiles = recordsBelow(u"FileConfiguration"_s, u"rootFolderId"_s, start);
+    missing.stored = expectedFiles + recordsBelow(u"FolderConfiguration"_s, u"rootId"_s, start);
     sinceBegun.start();
     sinceStored.start();
-    const bool toItsEnd = TreeComparison(session.database(), *this, stopRequested).run(root);
+    const bool toItsEnd = TreeComparison(session.database(), *this, stopRequested).run(root, start);
     store();
     if (options.prune && guard.failed()) {
         throw CommandError(
@@ -147,6 +141,17 @@ void Scan::run(const FolderConfiguration& rootFolder)
     else if (!options.dryRun)
         place.remember(options.force);
     warnOfRest();
+}
+
+long long Scan::recordsBelow(
+    const QString& table, const QString& rootColumn, const FolderConfiguration& start)
+{
+    const QString path = start.getClientPath();
+    const QString prefix = path.endsWith(u'/') ? path : path + u'/';
+    return session.database().number(
+        u"SELECT count(*) FROM %1 WHERE %2 = :rootId AND substr(clientPath, 1, length(:prefix)) = "
+        u":samePrefix"_s.arg(table, rootColumn),
+        {{u":rootId"_s, root.getId()}, {u":prefix"_s, prefix}, {u":samePrefix"_s, prefix}});
 }
 
 void Scan::folderFound(const Folder& folder)
@@ -251,6 +256,9 @@ bool Scan::hash(const QString& path, const FileState& state, QString& checkSum)
 
 void Scan::collect(FileWork work)
 {
+    static const std::array Words{u"New"_s, u"Changed"_s, u"Same content"_s}; // as in Kind
+    progress.clear();
+    session.output.detail(Words.at(size_t(work.kind)) + u": "_s + quoted(work.path));
     files.push_back(std::move(work));
     storeWhenDue();
 }

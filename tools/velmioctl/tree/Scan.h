@@ -79,10 +79,12 @@ public:
     Scan(
         Session& session, Progress& progress, Options options, std::function<bool()> stopRequested);
 
-    /// Scans one root. Throws CommandError when the database fails; counts() then returns what was
-    /// done before. It also throws if any read failed and `prune` is set, because what could not be
-    /// read looks like what is missing.
-    void run(const sync::config::FolderConfiguration& root);
+    /// Scans one root from the folder `start` on, which may be the root itself. Throws CommandError
+    /// when the database fails; counts() then returns what was done before. It also throws if any
+    /// read failed and `prune` is set, because what could not be read looks like what is missing.
+    void run(
+        const sync::config::FolderConfiguration& root,
+        const sync::config::FolderConfiguration& start);
 
     /// The counts of the last run().
     const ScanCounts& counts() const { return current; }
@@ -122,6 +124,9 @@ private:
     void fileInaccessible(const QString& path, int error) override;
     void problem(const DirectoryWalk::Problem& problem) override;
 
+    long long recordsBelow(
+        const QString& table, const QString& rootColumn,
+        const sync::config::FolderConfiguration& start);
     bool hash(const QString& path, const FileState& state, QString& checkSum);
     void collect(FileWork work);
     void storeWhenDue();

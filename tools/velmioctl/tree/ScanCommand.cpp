@@ -25,13 +25,14 @@ namespace {
 class ScanSummary
 {
 public:
-    void add(const FolderConfiguration& root, const ScanCounts& counts, const QJsonValue& pruned)
+    void add(const Subtree& tree, const ScanCounts& counts, const QJsonValue& pruned)
     {
+        const FolderConfiguration& root = tree.root;
         total += counts;
 
         QJsonObject object = counts.toJson();
         object.insert(u"id"_s, root.getId());
-        object.insert(u"clientPath"_s, root.getClientPath());
+        object.insert(u"clientPath"_s, tree.start.getClientPath());
         object.insert(u"missing"_s, counts.rootState == RootState::Missing);
         object.insert(u"state"_s, wordFor(counts.rootState));
         object.insert(u"topLevel"_s, counts.topLevel);
@@ -42,7 +43,7 @@ public:
         const QString note = counts.rootState != RootState::Present ? wordFor(counts.rootState)
                              : counts.topLevel                      ? u"without subfolders"_s
                                                                     : QString();
-        addRow(QString::number(root.getId()), counts, note, root.getClientPath());
+        addRow(QString::number(root.getId()), counts, note, tree.start.getClientPath());
     }
 
     bool hasFindings() const { return total.hasFindings(); }
@@ -91,7 +92,7 @@ private:
 
 struct ScanCommandOptions
 {
-    std::optional<std::string> root;
+    std::optional<std::string> folder;
     std::string hash = "changed";
     Scan::Options scan;
     std::optional<std::string> maxPrune;
@@ -122,21 +123,21 @@ public:
     /// Compares the roots. Throws CommandError when the database fails.
     void scan()
     {
-        const auto roots = session.rootFolders(options.root);
+        trees = session.subtrees(options.folder);
         const Interruption interruption;
-        Progress progress(stderr, session.output.messageTerminal());
+        Progress progress(stderr, session.output.progressTerminal());
         Scan scan(
             session, progress, options.scan, [&interruption] { return interruption.requested(); });
-        for (const FolderConfiguration& root : roots) {
+        for (const Subtree& tree : trees) {
             if (interruption.requested())
                 break;
             try {
-                scan.run(root);
+                scan.run(tree.root, tree.start);
             } catch (const CommandError&) {
-                add(scan, root);
+                add(scan, tree);
                 throw;
             }
-            add(scan, root);
+            add(scan, tree);
         }
         session.exitCode = interruption.exitCode();
     }
@@ -165,8 +166,7 @@ public:
             counts[at].files.pruned = missing[at].prunedFiles;
             counts[at].folders.pruned = missing[at].prunedFolders;
             summary.add(
-                missing[at].root, counts[at],
-                options.scan.prune ? missing[at].toJson() : QJsonValue());
+                trees[at], counts[at], options.scan.prune ? missing[at].toJson() : QJsonValue());
             if (!session.output.json() && !options.scan.dryRun) {
                 for (const QString& path : missing[at].deleted)
                     session.output.printText(u"Deleted %1."_s.arg(quoted(path)));
@@ -178,16 +178,17 @@ public:
     }
 
 private:
-    void add(Scan& scan, const FolderConfiguration& root)
+    void add(Scan& scan, const Subtree& tree)
     {
         counts.push_back(scan.counts());
         missing.push_back(scan.takeMissing());
-        missing.back().root = root;
+        missing.back().root = tree.root;
     }
 
     Session& session;
     const ScanCommandOptions& options;
-    // One for each root.
+    std::vector<Subtree> trees;
+    // One for each of these that was compared.
     std::vector<ScanCounts> counts;
     std::vector<MissingRecords> missing;
 };
@@ -225,7 +226,10 @@ void addScanCommand(Command& app, Session& session)
     auto* const command =
         app.addSubcommand("scan", "Update the records of the folders and files below the roots");
     const auto options = std::make_shared<ScanCommandOptions>();
-    command->addOption("ROOT", options->root, "Id or path of one root folder; the default is all")
+    command
+        ->addOption(
+            "FOLDER", options->folder,
+            "Id or path of a root folder or of one below it; the default is all roots")
         ->offersFolders();
     command
         ->addOption(

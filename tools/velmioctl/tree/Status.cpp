@@ -73,14 +73,16 @@ QJsonObject StatusCounts::toJson() const
     return object;
 }
 
-Status::Status(Session& session, Progress& progress, std::function<bool()> stopRequested)
+Status::Status(
+    Session& session, Progress& progress, bool summary, std::function<bool()> stopRequested)
     : session(session)
     , progress(progress)
+    , summary(summary)
     , stopRequested(std::move(stopRequested))
 {
 }
 
-bool Status::run(const FolderConfiguration& root)
+bool Status::run(const FolderConfiguration& root, const FolderConfiguration& start)
 {
     current = {};
     folderArray = {};
@@ -98,7 +100,7 @@ bool Status::run(const FolderConfiguration& root)
         session.output.error(describe(current.rootState, root));
         return true;
     }
-    const bool toItsEnd = TreeComparison(session.database(), *this, stopRequested).run(root);
+    const bool toItsEnd = TreeComparison(session.database(), *this, stopRequested).run(root, start);
     endFolder();
     progress.clear();
     return toItsEnd;
@@ -205,6 +207,8 @@ void Status::endFolder()
 
 void Status::showFolder()
 {
+    if (summary)
+        return;
     if (std::exchange(folderShown, true) || session.output.json())
         return;
     progress.clear();
@@ -214,6 +218,8 @@ void Status::showFolder()
 
 void Status::report(const QString& kind, const QString& path)
 {
+    if (summary)
+        return;
     showFolder();
     if (session.output.json()) {
         names[kind].append(nameOf(path));

@@ -39,11 +39,15 @@ struct StatusCounts
 class Status : private ComparisonHandler
 {
 public:
-    Status(Session& session, Progress& progress, std::function<bool()> stopRequested);
+    /// With `summary` it only counts.
+    Status(Session& session, Progress& progress, bool summary, std::function<bool()> stopRequested);
 
-    /// Compares one root and prints each difference, unless the answer is JSON. False if it was
-    /// stopped. Throws CommandError when the database fails.
-    bool run(const sync::config::FolderConfiguration& root);
+    /// Compares one root from the folder `start` on, which may be the root itself, and prints each
+    /// difference, unless the answer is JSON. False if it was stopped. Throws CommandError when the
+    /// database fails.
+    bool run(
+        const sync::config::FolderConfiguration& root,
+        const sync::config::FolderConfiguration& start);
 
     /// The counts of the last run().
     const StatusCounts& counts() const { return current; }
@@ -70,6 +74,7 @@ private:
 
     Session& session;
     Progress& progress;
+    const bool summary;
     const std::function<bool()> stopRequested;
     StatusCounts current;
     int rootId = -1;

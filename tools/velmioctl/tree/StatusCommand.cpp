@@ -18,15 +18,16 @@ namespace {
 class StatusSummary
 {
 public:
-    void add(const FolderConfiguration& root, const Status& status)
+    void add(const Subtree& tree, const Status& status)
     {
+        const FolderConfiguration& root = tree.root;
         total += status.counts();
         QJsonObject object = status.counts().toJson();
         object.insert(u"id"_s, root.getId());
-        object.insert(u"clientPath"_s, root.getClientPath());
+        object.insert(u"clientPath"_s, tree.start.getClientPath());
         object.insert(u"folders"_s, status.folders());
         roots.append(object);
-        addRow(QString::number(root.getId()), status.counts(), root.getClientPath());
+        addRow(QString::number(root.getId()), status.counts(), tree.start.getClientPath());
     }
 
     bool clean() const { return total.clean(); }
@@ -70,17 +71,25 @@ private:
     Table table = emptyTable();
 };
 
-void status(Session& session, const std::optional<std::string>& chosen)
+struct StatusOptions
 {
-    const auto roots = session.rootFolders(chosen);
+    std::optional<std::string> folder;
+    bool summary = false;
+};
+
+void status(Session& session, const StatusOptions& options)
+{
+    const auto trees = session.subtrees(options.folder);
     const Interruption interruption;
     StatusSummary summary;
     {
-        Progress progress(stderr, session.output.messageTerminal());
-        Status status(session, progress, [&interruption] { return interruption.requested(); });
-        for (const FolderConfiguration& root : roots) {
-            const bool toItsEnd = status.run(root);
-            summary.add(root, status);
+        Progress progress(stderr, session.output.progressTerminal());
+        Status status(session, progress, options.summary, [&interruption] {
+            return interruption.requested();
+        });
+        for (const Subtree& tree : trees) {
+            const bool toItsEnd = status.run(tree.root, tree.start);
+            summary.add(tree, status);
             if (!toItsEnd)
                 break;
         }
@@ -98,11 +107,15 @@ void addStatusCommand(Command& app, Session& session)
 {
     auto* const command = app.addSubcommand(
         "status", "Show which files on the disk differ from their records, and change nothing");
-    const auto root = std::make_shared<std::optional<std::string>>();
-    command->addOption("ROOT", *root, "Id or path of one root folder; the default is all")
+    const auto options = std::make_shared<StatusOptions>();
+    command
+        ->addOption(
+            "FOLDER", options->folder,
+            "Id or path of a root folder or of one below it; the default is all roots")
         ->offersFolders();
-    command->example("velmioctl status Work");
-    command->callback([&session, root] { status(session, *root); });
+    command->addFlag("--summary", options->summary, "Show only the numbers of each root");
+    command->example("velmioctl status Work/Plans")->example("velmioctl status --summary");
+    command->callback([&session, options] { status(session, *options); });
 }
 
 } // namespace velmioctl

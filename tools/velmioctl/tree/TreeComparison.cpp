@@ -89,15 +89,19 @@ TreeComparison::TreeComparison(
     backupFolder = identityOf(sync::database::DatabaseBackups(file.absoluteFilePath()).folder());
 }
 
-bool TreeComparison::run(const FolderConfiguration& root)
+bool TreeComparison::run(const FolderConfiguration& root, const FolderConfiguration& start)
 {
+    const QString path = start.getClientPath();
+    if (start.getId() != root.getId() && folderIsGone(path)) {
+        reportMissingTree({path, start.getId()});
+        return true;
+    }
     const bool topLevel = root.getFolderOption() == sync::config::TopLevelOnly;
     const auto depth = topLevel ? DirectoryWalk::Depth::TopLevel : DirectoryWalk::Depth::All;
-    DirectoryWalk walk(root.getClientPath(), depth, [this](const DirectoryWalk::Problem& problem) {
-        handler.problem(problem);
-    });
+    DirectoryWalk walk(
+        path, depth, [this](const DirectoryWalk::Problem& problem) { handler.problem(problem); });
     ids.clear();
-    ids.insert(root.getClientPath(), root.getId());
+    ids.insert(path, start.getId());
     while (!stopRequested()) {
         const DirectoryWalk::Folder* const found = walk.next();
         if (!found)

@@ -71,8 +71,11 @@ public:
     TreeComparison(
         WatchedDatabase& database, ComparisonHandler& handler, std::function<bool()> stopRequested);
 
-    /// False if it was stopped. Throws CommandError when the database fails.
-    bool run(const sync::config::FolderConfiguration& root);
+    /// Compares the part of a root from the folder `start` on, which may be the root itself. False
+    /// if it was stopped. Throws CommandError when the database fails.
+    bool run(
+        const sync::config::FolderConfiguration& root,
+        const sync::config::FolderConfiguration& start);
 
 private:
     using Folder = ComparisonHandler::Folder;
