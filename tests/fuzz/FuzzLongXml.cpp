@@ -1,5 +1,5 @@
-// The second line of the input is repeated up to 400,000 characters. The time limit of the run finds
-// texts whose reading takes more than a time linear in their length.
+// The second line of the input is repeated up to 400,000 characters. The time limit of the run
+// finds texts whose reading takes more than a time linear in their length.
 
 #include "FuzzInput.h"
 

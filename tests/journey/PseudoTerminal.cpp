@@ -2,6 +2,7 @@
 
 #include <poll.h>
 #include <pty.h>
+#include <sys/resource.h>
 #include <termios.h>
 #include <unistd.h>
 #include <utmp.h>
@@ -20,7 +21,15 @@ PseudoTerminal::PseudoTerminal(const VelmioctlRunner& runner, const QStringList&
     if (::openpty(&user, &program, nullptr, nullptr, &size) != 0)
         qFatal("no pseudo terminal");
     process.setProcessEnvironment(runner.environment);
-    process.setChildProcessModifier([this] { ::login_tty(program); });
+    process.setWorkingDirectory(runner.path({}));
+    process.setChildProcessModifier([this] {
+        ::login_tty(program);
+        // As on the machine of a developer, where a program that crashes leaves a core file.
+        rlimit core{};
+        ::getrlimit(RLIMIT_CORE, &core);
+        core.rlim_cur = core.rlim_max;
+        ::setrlimit(RLIMIT_CORE, &core);
+    });
     process.start(
         runner.programPath(), QStringList{u"--database"_s, runner.databasePath()} + arguments);
 }

@@ -9,7 +9,7 @@
 class PseudoTerminal
 {
 public:
-    /// Starts it on the database of `runner`.
+    /// Starts it in the folder and on the database of `runner`.
     PseudoTerminal(const VelmioctlRunner& runner, const QStringList& arguments);
     ~PseudoTerminal();
 

@@ -1,6 +1,7 @@
 #include "PseudoTerminal.h"
 #include "VelmioctlRunner.h"
 
+#include <QDir>
 #include <QFile>
 #include <QTest>
 
@@ -385,6 +386,19 @@ private Q_SLOTS:
         QCOMPARE(terminal.exitCode(), 128 + SIGINT);
         QVERIFY(terminal.hasEcho());
         QCOMPARE(revealed(1), u"first secret"_s);
+    }
+
+    void aPasswordReachesNoCoreFile()
+    {
+        PseudoTerminal terminal(*tool, {u"signin"_s, u"password"_s, u"1"_s});
+
+        QVERIFY(terminal.waitFor("New password: "));
+        terminal.type("typed secret\n");
+        QVERIFY(terminal.waitFor("Repeat it: "));
+        terminal.type("\x1c");
+
+        QCOMPARE(terminal.exitCode(), 128 + SIGQUIT);
+        QCOMPARE(QDir(tool->path({})).entryList({u"core*"_s}, QDir::Files), QStringList());
     }
 
 private:

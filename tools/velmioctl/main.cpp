@@ -8,6 +8,10 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <sys/resource.h>
+#ifdef Q_OS_LINUX
+    #include <sys/prctl.h>
+#endif
 #include <unistd.h>
 
 namespace {
@@ -19,10 +23,22 @@ void chooseUtf8Locale()
     qputenv("LC_ALL", "C.UTF-8");
 }
 
+// A core file would contain the secrets that a command has read, and outlive it.
+void keepMemoryOutOfFiles()
+{
+    const rlimit none{.rlim_cur = 0, .rlim_max = 0};
+    ::setrlimit(RLIMIT_CORE, &none);
+#ifdef Q_OS_LINUX
+    // A program that takes cores from the kernel ignores the limit.
+    ::prctl(PR_SET_DUMPABLE, 0);
+#endif
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
+    keepMemoryOutOfFiles();
     // A parent may have set it to be ignored; "velmioctl ... | head" must end silently.
     std::signal(SIGPIPE, SIG_DFL);
 

@@ -9,8 +9,8 @@ namespace {
 constexpr qsizetype AlwaysReadable = 4096;
 constexpr int MaxAttributes = 256;
 
-// Where a construct that starts with "<" ends, 0 if it must not be read, or -1 without an end. A "<"
-// inside a tag is an error, at which the reader stops by itself.
+// Where a construct that starts with "<" ends, 0 if it must not be read, or -1 without an end. A
+// "<" inside a tag is an error, at which the reader stops by itself.
 qsizetype endOfConstruct(QStringView rest)
 {
     if (rest.startsWith(u"<!--"))
