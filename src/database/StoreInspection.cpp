@@ -9,6 +9,7 @@
 #include <database/opening/StoreContent.h>
 #include <database/opening/StoreIdentity.h>
 #include <database/opening/VfsFile.h>
+#include <database/opening/WalDamage.h>
 
 #include <QFile>
 #include <QFileInfo>
@@ -137,7 +138,11 @@ StoreContent StoreInspection::inspectWhole()
         try {
             const ReadOnlyConnection connection = openReadOnlyConnection(filePath);
             StoreContent found = readWholeOf(connection);
-            if (!connection.fingerprint || fingerprintOf(filePath) == before)
+            const qint64 lost = walRead ? lostCommitsIn(filePath) : 0;
+            const bool isUnchanged = fingerprintOf(filePath) == before;
+            // In a WAL that grows, a frame may be seen half written.
+            commitsLost = isUnchanged ? lost : 0;
+            if (!connection.fingerprint || isUnchanged)
                 return found;
         } catch (const SqliteError&) {
             if (fingerprintOf(filePath) == before)

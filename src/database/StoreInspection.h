@@ -76,6 +76,10 @@ public:
     /// False if the WAL cannot be read: its changes are not considered.
     bool readsWal() const { return walRead; }
 
+    /// How many commits in the WAL of a store are lost, at least, because something before them is
+    /// damaged. The next opening drops them, with a warning.
+    qint64 lostCommits() const { return commitsLost; }
+
     /// The random id of the store; empty unless the kind is Ours.
     QString storeId() const { return id; }
 
@@ -92,6 +96,7 @@ private:
     std::shared_ptr<const StoreContent> content;
     bool writable = false;
     bool walRead = true;
+    qint64 commitsLost = 0;
     QString id;
     bool moved = false;
 };

@@ -7,6 +7,7 @@
 
 #include <database/DatabaseError.h>
 #include <database/SqliteDatabaseFactory.h>
+#include <database/StoreInspection.h>
 #include <interf/IQSqlDatabaseWrapper.h>
 #include <interf/IQSqlQueryWrapper.h>
 
@@ -32,6 +33,7 @@ using namespace std::chrono_literals;
 using sync::database::DatabaseError;
 using sync::database::Failure;
 using sync::database::SqliteDatabaseFactory;
+using sync::database::StoreInspection;
 using sync::test::AsNobody;
 using sync::test::CapturedWarnings;
 using sync::test::giveToNobody;
@@ -131,6 +133,8 @@ private:
     bool isBegun = false;
 };
 
+constexpr qsizetype WalFrameBytes = 24 + 4096;
+
 } // namespace
 
 class TestSqliteDatabaseFactory : public QObject
@@ -147,6 +151,10 @@ private Q_SLOTS:
     void takesOverAnEmptyDatabase();
     void leavesAnEmptyFileAlone();
     void leavesAWalWithoutItsFileAlone();
+    void keepsADamagedWalAndSaysWhatIsLost_data();
+    void keepsADamagedWalAndSaysWhatIsLost();
+    void aWalThatEndsInTheMiddleIsNoLoss_data();
+    void aWalThatEndsInTheMiddleIsNoLoss();
     void marksItsFile();
     void defaultPathIsInTheUsersApplicationData();
     void relativePathsAreMadeAbsolute();
@@ -182,6 +190,7 @@ private Q_SLOTS:
 
 private:
     QString path(const QString& name) const { return folder->filePath(name); }
+    void leaveWalOfTenCommits();
 
     std::unique_ptr<QTemporaryDir> folder;
 };
@@ -287,6 +296,99 @@ void TestSqliteDatabaseFactory::leavesAWalWithoutItsFileAlone()
         QVERIFY(QFile::remove(companion));
         QVERIFY(QDir(folder->path()).isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot));
     }
+}
+
+// Leaves a store with ten commits of a page each in its WAL, as a crash does. SQLite itself drops
+// what follows the damage, without a word.
+void TestSqliteDatabaseFactory::leaveWalOfTenCommits()
+{
+    const QString file = path(u"store.db"_s);
+    SqliteDatabaseFactory::open(file);
+    QByteArray wal;
+    {
+        RawDatabase writer(file);
+        for (int number = 1; number <= 10; ++number)
+            writer.run(u"UPDATE Schedules SET syncInterval = %1"_s.arg(number));
+        wal = bytesOf(file + u"-wal"_s);
+    }
+    QCOMPARE(wal.size(), 32 + 10 * WalFrameBytes);
+}
+
+void TestSqliteDatabaseFactory::keepsADamagedWalAndSaysWhatIsLost_data()
+{
+    QTest::addColumn<qsizetype>("offset");
+    QTest::addColumn<int>("lost"); // The last commit cannot be told from an unfinished one.
+    QTest::addColumn<QString>("interval");
+    const qsizetype fourth = 32 + 3 * WalFrameBytes;
+    QTest::newRow("a page") << fourth + 2000 << 6 << u"3"_s;
+    QTest::newRow("a page number") << fourth + 3 << 6 << u"3"_s;
+    QTest::newRow("a mark of a commit") << fourth + 7 << 6 << u"3"_s;
+    QTest::newRow("a salt") << fourth + 9 << 5 << u"3"_s;
+    QTest::newRow("a checksum") << fourth + 17 << 5 << u"3"_s;
+    QTest::newRow("the header") << qsizetype(9) << 9 << u"30"_s;
+    QTest::newRow("the magic number") << qsizetype(0) << 9 << u"30"_s;
+}
+
+void TestSqliteDatabaseFactory::keepsADamagedWalAndSaysWhatIsLost()
+{
+    QFETCH(const qsizetype, offset);
+    QFETCH(const int, lost);
+    QFETCH(const QString, interval);
+    leaveWalOfTenCommits();
+    const QString file = path(u"store.db"_s);
+    QByteArray wal = bytesOf(file + u"-wal"_s);
+    wal[offset] = static_cast<char>(wal[offset] ^ 4);
+    write(file + u"-wal"_s, wal);
+    QCOMPARE(StoreInspection(file).lostCommits(), lost);
+
+    const auto factory = SqliteDatabaseFactory::open(file);
+
+    const QStringList kept = QDir(folder->path()).entryList({u"store.db-replaced.*-wal"_s});
+    QCOMPARE(kept.size(), 1);
+    QVERIFY(bytesOf(path(kept.first())) == wal);
+    QCOMPARE(factory->warnings().size(), 1);
+    const QString warning = factory->warnings().constFirst();
+    QVERIFY2(warning.contains(u" last %1 changes "_s.arg(lost)), qPrintable(warning));
+    QVERIFY2(warning.contains(path(kept.first())), qPrintable(warning));
+    QCOMPARE(RawDatabase(file).value(u"SELECT syncInterval FROM Schedules"_s), interval);
+    QCOMPARE(StoreInspection(file).lostCommits(), 0);
+}
+
+void TestSqliteDatabaseFactory::aWalThatEndsInTheMiddleIsNoLoss_data()
+{
+    using Change = std::function<void(QByteArray&)>;
+    QTest::addColumn<Change>("change");
+    QTest::newRow("sound") << Change([](QByteArray&) {});
+    QTest::newRow("cut off") << Change([](QByteArray& wal) { wal.chop(5000); });
+    QTest::newRow("torn at the end") << Change([](QByteArray& wal) { wal[wal.size() - 1] ^= 1; });
+    QTest::newRow("zeros at the end")
+        << Change([](QByteArray& wal) { wal += QByteArray(3 * WalFrameBytes, '\0'); });
+    QTest::newRow("frames of an earlier use of the file") << Change([](QByteArray& wal) {
+        QByteArray earlier = wal.sliced(32, 5 * WalFrameBytes);
+        for (qsizetype frame = 0; frame < earlier.size(); frame += WalFrameBytes)
+            earlier[frame + 11] ^= 1; // the salt
+        wal += earlier;
+    });
+    QTest::newRow("frames of a transaction that was rolled back") << Change([](QByteArray& wal) {
+        QByteArray frames = wal.last(WalFrameBytes);
+        frames[7] = 0; // ends no transaction
+        wal += frames + frames;
+    });
+}
+
+void TestSqliteDatabaseFactory::aWalThatEndsInTheMiddleIsNoLoss()
+{
+    QFETCH(const std::function<void(QByteArray&)>, change);
+    leaveWalOfTenCommits();
+    const QString file = path(u"store.db"_s);
+    QByteArray wal = bytesOf(file + u"-wal"_s);
+    change(wal);
+    write(file + u"-wal"_s, wal);
+
+    const auto factory = SqliteDatabaseFactory::open(file);
+
+    QCOMPARE(factory->warnings(), QStringList());
+    QCOMPARE(QDir(folder->path()).entryList({u"*replaced*"_s}), QStringList());
 }
 
 void TestSqliteDatabaseFactory::marksItsFile()

@@ -175,6 +175,8 @@ QByteArray TestPowerCut::tryCut(quint32 trial)
         writeFile(path + u"-shm"_s, QByteArray(IndexBytes, static_cast<char>(chance.bounded(256))));
     try {
         Managers managers(path);
+        if (!managers.factory->warnings().filter(u"is damaged"_s).isEmpty())
+            return "the cut is taken for damage of the disk";
         const QByteArray finding = judge(checkedDumpOf(path), cut);
         if (!finding.isEmpty())
             return "after event " + QByteArray::number(cut) + ": " + finding;

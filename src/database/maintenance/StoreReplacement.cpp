@@ -152,6 +152,16 @@ QString pathForReplaced(const QString& path)
     }
 }
 
+QString keepWal(const QString& path)
+{
+    const QString wal = path + u"-wal"_s;
+    QString kept = pathForReplaced(path) + u"-wal"_s;
+    PartialFile copy(kept);
+    copyBytesOf(wal, copy);
+    copy.publish();
+    return kept;
+}
+
 void setStrayWalAside(const QString& path)
 {
     const QString aside = pathForReplaced(path);

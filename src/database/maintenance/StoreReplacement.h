@@ -47,6 +47,9 @@ private:
 /// An unused path beside a database, for its old content.
 QString pathForReplaced(const QString& path);
 
+/// Copies the WAL of a database to a new file beside it, whose path it returns. Throws FileError.
+QString keepWal(const QString& path);
+
 /// Renames the WAL and the journal of a missing or empty database: SQLite would apply them to its
 /// replacement, or delete them.
 void setStrayWalAside(const QString& path);

@@ -7,11 +7,13 @@
 #include <database/DatabaseError.h>
 #include <database/StoreInspection.h>
 #include <database/connection/SqliteError.h>
+#include <database/maintenance/StoreReplacement.h>
 #include <database/opening/CrashDetection.h>
 #include <database/opening/Migrations.h>
 #include <database/opening/ReadOnlyConnection.h>
 #include <database/opening/StoreContent.h>
 #include <database/opening/VfsFile.h>
+#include <database/opening/WalDamage.h>
 #include <database/schema/Tables.h>
 
 #include <QDir>
@@ -254,6 +256,7 @@ void StoreOpening::openWithWal()
     // A refused file stays unchanged.
     setCheckpointAtClose(handle(), false);
     checkContent();
+    keepDamagedWal();
     backUpAndMigrate();
     checkTables();
     useWal();
@@ -269,6 +272,7 @@ void StoreOpening::openWithJournal(const QString& warning)
     opened.connection = openConnection(path, Locking::Exclusive);
     setCheckpointAtClose(handle(), false);
     checkContent();
+    keepDamagedWal();
     // The lock is released with the next access, which is the last of these.
     execute(
         handle(), "PRAGMA journal_mode = DELETE; PRAGMA locking_mode = NORMAL; PRAGMA user_version",
@@ -293,6 +297,25 @@ void StoreOpening::checkContent()
     const QStringList damage = queryDamage(handle(), "PRAGMA quick_check(1)", path);
     if (!damage.isEmpty())
         requireOurs(damagedStore(damage.constFirst()), path);
+}
+
+// Before SQLite overwrites what follows the damage.
+void StoreOpening::keepDamagedWal()
+{
+    const qint64 lost = leftByCrash ? lostCommitsIn(path) : 0;
+    if (lost == 0)
+        return;
+    const QString kept = withFileErrors([this] { return keepWal(path); });
+    // The next opening would find the same loss again.
+    execute(handle(), "PRAGMA wal_checkpoint(TRUNCATE)", path);
+    const auto backups = DatabaseBackups(path).list();
+    const QString backup = backups.isEmpty()
+                               ? u"It has no backup beside it."_s
+                               : u"Its newest backup is %1."_s.arg(backups.constFirst().path);
+    opened.warnings +=
+        u"The WAL of the database %1 is damaged: at least the last %2 changes that were stored are "
+        u"lost. The WAL is kept as %3. Check the disk. %4"_s.arg(
+            path, QString::number(lost), kept, backup);
 }
 
 void StoreOpening::backUpAndMigrate()

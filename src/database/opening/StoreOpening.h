@@ -48,6 +48,7 @@ private:
     void openWithWal();
     void openWithJournal(const QString& warning);
     void checkContent();
+    void keepDamagedWal();
     void backUpAndMigrate();
     void backUp() const;
     void checkTables() const;

@@ -76,6 +76,10 @@ const Check LogNotRead{
     u"store.log-not-read"_s, Severity::Warning, u"WALs that cannot be read"_s,
     u"The records were not checked: the newest changes are in the WAL."_s,
     u"Run doctor as a user who may read it."_s};
+const Check WalDamaged{
+    u"store.wal-damaged"_s, Severity::Error, u"WALs of which a part is damaged"_s,
+    u"Changes that were stored are lost: SQLite drops all that follows the damage."_s,
+    u"Check the disk. The next program that changes the database keeps a copy of the WAL."_s};
 const Check LogReset{
     u"store.sqlite-log-reset"_s, Severity::Note,
     u"SQLite libraries that can lose commits when two programs write"_s,
@@ -124,8 +128,9 @@ void reportDamage(const StoreInspection& store, const Found& found)
 
 std::vector<Check> storeChecks()
 {
-    return {NoDatabase, Empty,   Foreign,      TooNew, Unreadable,  DiskFull,   Busy,
-            Unfinished, Damaged, TableMissing, Moved,  CheckFailed, LogNotRead, LogReset};
+    return {NoDatabase, Empty,       Foreign,    TooNew,     Unreadable,
+            DiskFull,   Busy,        Unfinished, Damaged,    TableMissing,
+            Moved,      CheckFailed, LogNotRead, WalDamaged, LogReset};
 }
 
 void reportFailedCheck(const QString& check, const QString& error, const Found& found)
@@ -172,6 +177,10 @@ void checkStore(const StoreInspection& store, const Found& found)
         found(DiskFull, {.name = path});
     if (!store.readsWal())
         found(LogNotRead, {.name = path + u"-wal"_s});
+    if (const qint64 lost = store.lostCommits(); lost > 0)
+        found(
+            withBackup(WalDamaged, path),
+            {.name = path + u"-wal"_s, .detail = u"at least %1 changes"_s.arg(lost)});
     if (store.isMoved())
         found(Moved, {.name = path});
 }
