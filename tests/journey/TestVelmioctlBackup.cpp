@@ -386,6 +386,22 @@ private Q_SLOTS:
             noDatabase.errors.contains(tool->path(u"text.db"_s)), qPrintable(noDatabase.errors));
     }
 
+    void latestBackupNeedsNoName()
+    {
+        const auto none = tool->run({u"restore"_s, u"latest"_s, u"--yes"_s});
+        QVERIFY(addServer(u"one"_s));
+        makeBackup();
+        QVERIFY(addServer(u"two"_s));
+        const QString newest = makeBackup();
+        QVERIFY(addServer(u"three"_s));
+
+        const auto restored = tool->json({u"restore"_s, u"latest"_s, u"--yes"_s});
+
+        QCOMPARE(none.exitCode, 3);
+        QCOMPARE(restored.object()[u"restoredFrom"_s].toString(), newest);
+        QCOMPARE(aliases(), u"first one two"_s);
+    }
+
     void removalMakesABackupFirst_data()
     {
         QTest::addColumn<QString>("row");

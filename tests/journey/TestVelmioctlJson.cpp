@@ -213,6 +213,7 @@ private:
         addStep(u"schedule set"_s, {u"1"_s, u"--start"_s, u"2026-12-01T08:30"_s});
         addStep(u"schedule remove"_s, {u"1"_s, u"--yes"_s});
         addStep(u"schedule add"_s, {u"--interval"_s, u"60"_s});
+        addStep(u"query"_s, {u"SELECT * FROM v1_folders"_s});
         addStep(u"secrets verify"_s);
         addStep(u"secrets rekey"_s);
         addStep(u"secrets where"_s);

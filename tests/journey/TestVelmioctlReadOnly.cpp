@@ -58,6 +58,7 @@ const std::vector<Line> Reading{
     {u"explain"_s, {u"@Work/notes.txt"_s}},
     {u"scan"_s, {u"--prune"_s, u"--dry-run"_s}},
     {u"backup"_s, {u"--list"_s}},
+    {u"query"_s, {u"SELECT * FROM v1_files"_s}},
     {u"export"_s},
     {u"import"_s, {u"@export.json"_s, u"--dry-run"_s}},
     {u"diff"_s, {u"@export.json"_s}},

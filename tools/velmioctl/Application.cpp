@@ -144,6 +144,7 @@ void addCommands(Command& program, Session& session)
     addSecretsCommands(program, session);
     addStatusCommand(program, session);
     addStatsCommand(program, session);
+    addQueryCommand(program, session);
     addDoctorCommand(program, session);
     addExplainCommand(program, session);
     addAdoptCommand(program, session);

@@ -15,6 +15,8 @@ void addBackupCommands(Command& app, Session& session);
 void addRecoveryCommands(Command& app, Session& session);
 /// `velmioctl secrets ...`: the keys that stored passwords are encrypted with.
 void addSecretsCommands(Command& app, Session& session);
+/// `velmioctl query`: the rows that a SELECT finds.
+void addQueryCommand(Command& app, Session& session);
 /// `velmioctl stats`: what is in the database, and how big it is.
 void addStatsCommand(Command& app, Session& session);
 

@@ -72,10 +72,25 @@ void putInPlace(Session& session, const QString& file)
         session.output.printText(u"The old file is kept as %1."_s.arg(quoted(kept)));
 }
 
+// "latest" is the newest whole backup beside the database; a file of that name is "./latest".
+QString chosenBackup(Session& session, const std::string& file)
+{
+    if (file != "latest")
+        return absolutePath(file);
+    const DatabaseBackups backups(session.databasePath());
+    const auto newest = withDatabaseErrors([&] { return backups.newestVerified(); });
+    if (newest)
+        return newest->path;
+    throw CommandError(
+        ExitCode::NotFound,
+        u"There is no whole backup in %1. Name a backup from another place."_s.arg(
+            quoted(backups.folder())));
+}
+
 void restore(Session& session, const RecoveryOptions& options)
 {
     session.requireWriting();
-    const QString file = absolutePath(options.file);
+    const QString file = chosenBackup(session, options.file);
     if (!QFileInfo::exists(file)) {
         throw CommandError(
             ExitCode::NotFound, u"The file %1 does not exist. 'velmioctl backup --list' shows the "
@@ -210,11 +225,16 @@ void addRecoveryCommands(Command& app, Session& session)
     const auto options = std::make_shared<RecoveryOptions>();
     Command* const restoreCommand =
         app.addSubcommand("restore", "Replace the database by a backup");
-    restoreCommand->addOption("FILE", options->file, "The backup")->required()->offersFiles();
+    restoreCommand
+        ->addOption(
+            "FILE", options->file, "The backup, or latest for the newest one beside the database")
+        ->required()
+        ->offersFiles();
     restoreCommand->addFlag("--yes", options->yes, "Restore without asking");
     restoreCommand->addFlag(
         "--other-store", options->otherStore, "Agree to a backup of another database");
-    restoreCommand->example("velmioctl restore stick/velmio.db");
+    restoreCommand->example("velmioctl restore stick/velmio.db")
+        ->example("velmioctl restore latest");
     restoreCommand->callback([&session, options] { restore(session, *options); });
 
     Command* const recoverCommand =
