@@ -221,7 +221,7 @@ private Q_SLOTS:
         QTest::newRow("text") << u"text.db"_s << 5;
         QTest::newRow("damaged") << u"damaged.db"_s << 5;
         QTest::newRow("newer") << u"newer.db"_s << 6;
-        QTest::newRow("another program's") << u"foreign.db"_s << 8;
+        QTest::newRow("another program's") << u"foreign.db"_s << 5;
         QTest::newRow("the database itself") << u"configuration.db"_s << 8;
     }
 

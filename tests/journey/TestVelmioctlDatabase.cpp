@@ -155,7 +155,7 @@ private Q_SLOTS:
 
         QCOMPARE(onText.exitCode, 5);
         QVERIFY(onText.errors.contains(tool.path(u"text"_s)));
-        QCOMPARE(onFolder.exitCode, 8);
+        QCOMPARE(onFolder.exitCode, 5);
         QVERIFY(onFolder.errors.contains(tool.path(u"folder"_s)));
     }
 

@@ -109,6 +109,52 @@ private Q_SLOTS:
         check(u"recover"_s, restored);
     }
 
+    void errorFollowsTheSchema_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<int>("code");
+        QTest::addColumn<QString>("cause");
+        QTest::addColumn<QString>("remedy");
+        const auto add = [](const char* name, const QStringList& arguments, int code,
+                            const QString& cause, const QString& remedy) {
+            QTest::newRow(name) << arguments << code << cause << remedy;
+        };
+        add("option", {u"stats"_s, u"--frob"_s}, 2, u"usage"_s, u"See 'velmioctl stats --help'."_s);
+        add("record", {u"server"_s, u"show"_s, u"99"_s}, 3, u"not-found"_s,
+            u"Run 'velmioctl server list' to see all servers."_s);
+        add("directory", {u"stats"_s, u"--database"_s, u"."_s}, 5, u"directory"_s,
+            u"Name a database file in it"_s);
+        add("text file", {u"stats"_s, u"--database"_s, u"text"_s}, 5, u"not-a-database"_s,
+            u"Name the right file"_s);
+        add("another program's database", {u"init"_s, u"--database"_s, u"other.db"_s}, 5,
+            u"foreign-database"_s, u"It was not changed. Name the right file."_s);
+        add("place", {u"export"_s, u"missing/file"_s}, 8, u"input-output"_s,
+            u"Give another path."_s);
+    }
+
+    void errorFollowsTheSchema()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(int, code);
+        QFETCH(QString, cause);
+        QFETCH(QString, remedy);
+        tool->writeFile(u"text"_s, QByteArray(600, 't'));
+        RawDatabase(tool->path(u"other.db"_s)).run(u"CREATE TABLE IF NOT EXISTS a (b)"_s);
+        const bool hasDatabase = arguments.contains(u"--database"_s);
+
+        const auto run = hasDatabase ? tool->runPlain(arguments + QStringList{u"--json"_s})
+                                     : tool->json(arguments);
+
+        tried += u"error"_s;
+        const QJsonObject error = QJsonDocument::fromJson(run.errors.toUtf8()).object();
+        QCOMPARE(run.exitCode, code);
+        QCOMPARE(schema.violations(u"error"_s, error), QStringList());
+        QCOMPARE(error[u"code"_s].toInt(), code);
+        QCOMPARE(error[u"cause"_s].toString(), cause);
+        QVERIFY2(error[u"remedy"_s].toString().startsWith(remedy), qPrintable(run.errors));
+        QCOMPARE(run.errors.count(u'\n'), 1);
+    }
+
     void versionNamesTheSchema()
     {
         const auto run = tool->runPlain({u"--version"_s, u"--json"_s});
@@ -120,7 +166,7 @@ private Q_SLOTS:
     void everyCommandWasTried()
     {
         const QStringList described = schema.root()[u"properties"_s].toObject().keys();
-        const QSet<QString> commands = commandNames() + QSet<QString>{u"--version"_s};
+        const QSet<QString> commands = commandNames() + QSet<QString>{u"--version"_s, u"error"_s};
 
         QCOMPARE(tried, commands);
         QCOMPARE(QSet<QString>(described.begin(), described.end()), commands);

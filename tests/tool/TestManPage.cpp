@@ -1,8 +1,11 @@
 #include "CommandLineSample.h"
 
 #include <velmioctl/cli/CommandTree.h>
+#include <velmioctl/cli/ExitCode.h>
+#include <velmioctl/cli/HelpText.h>
 #include <velmioctl/cli/generate/Generators.h>
 
+#include <QFile>
 #include <QRegularExpression>
 #include <QTest>
 
@@ -46,6 +49,26 @@ private Q_SLOTS:
             }
         }
         QCOMPARE(at, sections.size() - 1);
+    }
+
+    void exitCodesAreTheSameEverywhere()
+    {
+        CommandLineSample sample;
+        QFile pages(QStringLiteral(VELMIO_SOURCE_DIR "/docs/velmioctl.md"));
+        QVERIFY(pages.open(QIODevice::ReadOnly));
+        const QString documented = QString::fromUtf8(pages.readAll());
+        const QString manual = manPage(sample.program());
+        const QString help = helpOf(sample.program(), sample.program(), 1000);
+
+        QString table = u"| code | meaning |\n|---|---|\n"_s;
+        for (const ExitCodeMeaning& meaning : exitCodeMeanings()) {
+            const QString code = QString::number(int(meaning.code));
+            table += u"| %1 | %2 |\n"_s.arg(code, meaning.text);
+            QVERIFY(manual.contains(u".TP\n.B %1\n%2.\n"_s.arg(code, roff(meaning.text))));
+            QVERIFY2(help.contains(meaning.text), qPrintable(code));
+        }
+
+        QVERIFY(documented.contains(table));
     }
 
     void hiddenCommandsAreLeftOut()

@@ -1,3 +1,4 @@
+#include <velmioctl/cli/ExitCode.h>
 #include <velmioctl/cli/Output.h>
 #include <velmioctl/cli/Progress.h>
 #include <velmioctl/cli/Table.h>
@@ -44,12 +45,28 @@ private Q_SLOTS:
         output.printText(u"answer"_s);
         output.note(u"note"_s);
         output.warning(u"careful"_s);
-        output.error(u"wrong"_s);
+        output.error({ExitCode::OtherError, u"wrong"_s});
         output.ask(u"sure? "_s);
 
         QCOMPARE(output.finish(), 0);
         QCOMPARE(contentOf(answers), "answer\n");
         QCOMPARE(contentOf(messages), "note\nwarning: careful\nerror: wrong\nsure? ");
+    }
+
+    void errorsAreJsonWhereAnswersAre()
+    {
+        const File answers(std::tmpfile());
+        const File messages(std::tmpfile());
+        Output output(answers.get(), messages.get(), {}, {});
+        output.setJson(true);
+
+        output.error({ExitCode::NotFound, u"No \"a. b\" in 3.5 files? Look\nelsewhere. Or not."_s});
+
+        const QJsonObject error = QJsonDocument::fromJson(contentOf(messages)).object();
+        QCOMPARE(error[u"code"_s].toInt(), 3);
+        QCOMPARE(error[u"cause"_s].toString(), u"not-found"_s);
+        QCOMPARE(error[u"message"_s].toString(), u"No \"a. b\" in 3.5 files?"_s);
+        QCOMPARE(error[u"remedy"_s].toString(), u"Look\nelsewhere. Or not."_s);
     }
 
     void jsonReadsBackAsItWas()
@@ -71,7 +88,7 @@ private Q_SLOTS:
         const File messages(std::tmpfile());
         Output output(answers.get(), messages.get(), {}, {true, 80, true, true});
 
-        output.error(u"wrong"_s);
+        output.error({ExitCode::OtherError, u"wrong"_s});
 
         QCOMPARE(contentOf(messages), "\x1b[31merror: \x1b[0mwrong\n");
     }

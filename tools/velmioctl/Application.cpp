@@ -15,6 +15,8 @@
 
 #include <QStringDecoder>
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 
 namespace velmioctl {
@@ -67,26 +69,40 @@ void run(CommandLine& line, int argc, const char* const* argv, Output& output)
         printVersion(output);
 }
 
+ExitCode failed(Session& session, const CommandError& error)
+{
+    session.output.error(error);
+    return error.code();
+}
+
+// Before the command line is read, because errors in that are answered as JSON as well.
+bool asksForJson(int argc, const char* const* argv)
+{
+    return std::any_of(
+        argv, argv + argc, [](const char* argument) { return qstrcmp(argument, "--json") == 0; });
+}
+
 ExitCode runCommand(int argc, const char* const* argv, Session& session)
 {
     CommandLine line(
         "velmioctl", "Inspects and maintains the configuration database of the Sync Client.");
     addCommands(line.program(), session);
+    session.output.setJson(asksForJson(argc, argv));
     try {
         requireUtf8(argc, argv);
         run(line, argc, argv, session.output);
         return session.exitCode;
     } catch (const CommandError& error) {
-        session.output.error(error.text());
-        return error.code();
+        return failed(session, error);
     } catch (const sync::core::crypto::KeyError& error) {
-        session.output.error(error.text());
-        return ExitCode::KeyUnavailable;
+        return failed(session, {ExitCode::KeyUnavailable, error.text()});
     } catch (const std::exception& error) {
-        session.output.error(
-            QString::fromUtf8(error.what()) +
-            u". This is a defect of velmioctl. Run the command again, and report it if it repeats."_s);
-        return ExitCode::OtherError;
+        return failed(
+            session, {ExitCode::OtherError,
+                      QString::fromUtf8(error.what()) +
+                          u". This is a defect of velmioctl. Run the command again, and report it "
+                          u"if it repeats."_s,
+                      u"defect"_s});
     }
 }
 
@@ -156,19 +172,10 @@ void addCommands(Command& program, Session& session)
     addBundleCommand(program, session);
     addHelpCommand(program, session.output);
     addGenerateCommand(program, session.output);
-    program.list(
-        u"Exit codes"_s, {
-                             {u"0"_s, u"done"_s},
-                             {u"1"_s, u"findings"_s},
-                             {u"2"_s, u"wrong usage"_s},
-                             {u"3"_s, u"not found"_s},
-                             {u"4"_s, u"database busy"_s},
-                             {u"5"_s, u"database damaged"_s},
-                             {u"6"_s, u"database too new"_s},
-                             {u"7"_s, u"key unavailable"_s},
-                             {u"8"_s, u"other error"_s},
-                             {u"130"_s, u"interrupted"_s},
-                         });
+    std::vector<std::pair<QString, QString>> exitCodes;
+    for (const ExitCodeMeaning& meaning : exitCodeMeanings())
+        exitCodes.emplace_back(QString::number(int(meaning.code)), meaning.text);
+    program.list(u"Exit codes"_s, exitCodes);
 }
 
 ExitCode runApplication(int argc, const char* const* argv, Session& session)
@@ -178,7 +185,7 @@ ExitCode runApplication(int argc, const char* const* argv, Session& session)
     if (failure == 0)
         return code;
     session.output.error(
-        writingError(u"The answer could not be written to standard output"_s, failure).text());
+        writingError(u"The answer could not be written to standard output"_s, failure));
     return code == ExitCode::Ok ? ExitCode::OtherError : code;
 }
 

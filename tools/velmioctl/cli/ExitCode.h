@@ -3,13 +3,14 @@
 #include <QString>
 
 #include <stdexcept>
+#include <vector>
 
 namespace velmioctl {
 
 /// The exit codes of the program; the numbers are documented for scripts.
 enum class ExitCode : int {
     Ok = 0,
-    Findings = 1, ///< A check answered no, or a scan had problems.
+    Findings = 1,
     Usage = 2,
     NotFound = 3,
     Busy = 4,
@@ -21,21 +22,35 @@ enum class ExitCode : int {
     Terminated = 143,
 };
 
-/// Ends a command. The text is for a person: the cause, then what to do.
+/// What an exit code means.
+struct ExitCodeMeaning
+{
+    ExitCode code;
+    QString word; ///< For programs.
+    QString text; ///< For a person.
+};
+
+/// All of them, by their numbers.
+const std::vector<ExitCodeMeaning>& exitCodeMeanings();
+
+/// Ends a command. The text is for a person: what happened, in one sentence, then what to do.
 class CommandError : public std::runtime_error
 {
 public:
-    CommandError(ExitCode code, const QString& text)
-        : std::runtime_error(text.toStdString())
-        , exitCode(code)
-    {
-    }
+    /// `cause` is a word for programs; without it that of the exit code.
+    CommandError(ExitCode code, const QString& text, const QString& cause = {});
 
     ExitCode code() const noexcept { return exitCode; }
     QString text() const { return QString::fromUtf8(what()); }
+    const QString& cause() const noexcept { return causeWord; }
+
+    /// The first sentence of the text, and the others.
+    QString message() const;
+    QString remedy() const;
 
 private:
     ExitCode exitCode;
+    QString causeWord;
 };
 
 /// For bytes that could not be written. `what` is the start of the text, such as "Cannot write the

@@ -1,5 +1,6 @@
 #include <velmioctl/cli/Output.h>
 
+#include <velmioctl/cli/ExitCode.h>
 #include <velmioctl/cli/Table.h>
 #include <velmioctl/cli/Text.h>
 
@@ -90,9 +91,20 @@ void Output::warning(const QString& text)
     say(coloured(u"warning: "_s, Colour::Yellow, messagesAt), text);
 }
 
-void Output::error(const QString& text)
+void Output::error(const CommandError& error)
 {
-    say(coloured(u"error: "_s, Colour::Red, messagesAt), text);
+    if (!jsonWanted) {
+        say(coloured(u"error: "_s, Colour::Red, messagesAt), error.text());
+        return;
+    }
+    const QJsonObject object{
+        {u"code"_s, int(error.code())},
+        {u"cause"_s, error.cause()},
+        {u"message"_s, error.message()},
+        {u"remedy"_s, error.remedy()}};
+    flush();
+    std::fputs((QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n').constData(), messages);
+    std::fflush(messages);
 }
 
 void Output::ask(const QString& text)

@@ -10,6 +10,7 @@
 
 namespace velmioctl {
 
+class CommandError;
 class FieldList;
 class Table;
 
@@ -57,7 +58,8 @@ public:
     void detail(const QString& text);
     void setVerbose(bool value) { verbose = value; }
     void warning(const QString& text);
-    void error(const QString& text);
+    /// As JSON, on one line, where answers are.
+    void error(const CommandError& error);
 
     /// A question without a line end.
     void ask(const QString& text);

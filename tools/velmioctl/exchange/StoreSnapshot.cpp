@@ -19,10 +19,12 @@ namespace {
 
 CommandError readingError(const QString& path, const DatabaseError& error)
 {
+    const CommandError reason = commandError(error);
     return {
-        commandError(error).code(),
+        reason.code(),
         u"The database %1 cannot be read: %2 'velmioctl doctor' shows what is wrong with it."_s.arg(
-            quoted(path), error.text())};
+            quoted(path), error.text()),
+        reason.cause()};
 }
 
 std::shared_ptr<SqliteDatabaseFactory> open(const QString& path)

@@ -177,7 +177,9 @@ void Session::open(Opening opening)
         const CommandError failure = openingError(error);
         // A reader cannot roll back what a program that crashed has left.
         if (!opensForWriting && error.cause() == DatabaseError::Cause::ReadOnly)
-            throw CommandError(failure.code(), failure.text() + u" 'velmioctl init' does that."_s);
+            throw CommandError(
+                failure.code(), failure.text() + u" 'velmioctl init' does that."_s,
+                u"unfinished"_s);
         throw failure;
     }
 }
@@ -193,7 +195,8 @@ void Session::backUp(DatabaseBackups::Reason reason)
         throw CommandError(
             failure.code(),
             u"Nothing was changed, because the backup failed that is made before. "_s +
-                failure.text());
+                failure.text(),
+            failure.cause());
     }
 }
 

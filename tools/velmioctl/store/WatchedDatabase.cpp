@@ -24,12 +24,39 @@ ExitCode exitCodeOf(DatabaseError::Cause cause)
     case DatabaseError::Cause::Busy:
         return ExitCode::Busy;
     case DatabaseError::Cause::Damaged:
+    case DatabaseError::Cause::Directory:
+    case DatabaseError::Cause::ForeignDatabase:
     case DatabaseError::Cause::NotADatabase:
         return ExitCode::Damaged;
     case DatabaseError::Cause::TooNew:
         return ExitCode::TooNew;
     default:
         return ExitCode::OtherError;
+    }
+}
+
+// A word for programs; empty where that of the exit code says it all.
+QString wordFor(DatabaseError::Cause cause)
+{
+    switch (cause) {
+    case DatabaseError::Cause::Directory:
+        return u"directory"_s;
+    case DatabaseError::Cause::NoPermission:
+        return u"no-permission"_s;
+    case DatabaseError::Cause::ReadOnly:
+        return u"read-only"_s;
+    case DatabaseError::Cause::NotADatabase:
+        return u"not-a-database"_s;
+    case DatabaseError::Cause::ForeignDatabase:
+        return u"foreign-database"_s;
+    case DatabaseError::Cause::DiskFull:
+        return u"disk-full"_s;
+    case DatabaseError::Cause::InputOutput:
+        return u"input-output"_s;
+    case DatabaseError::Cause::IdsUsedUp:
+        return u"ids-used-up"_s;
+    default:
+        return {};
     }
 }
 
@@ -54,12 +81,13 @@ QString remedyFor(DatabaseError::Cause cause)
 
 CommandError commandError(const DatabaseError& error)
 {
-    return {exitCodeOf(error.cause()), error.text()};
+    return {exitCodeOf(error.cause()), error.text(), wordFor(error.cause())};
 }
 
 CommandError openingError(const DatabaseError& error)
 {
-    return {exitCodeOf(error.cause()), error.text() + remedyFor(error.cause())};
+    return {
+        exitCodeOf(error.cause()), error.text() + remedyFor(error.cause()), wordFor(error.cause())};
 }
 
 WatchedDatabase::WatchedDatabase(std::shared_ptr<SqliteDatabaseFactory> openFactory)
@@ -104,7 +132,8 @@ void WatchedDatabase::check()
         text += u'.';
     if (failure->cause == DatabaseError::Cause::Other)
         text += u" See 'velmioctl stats', and try again."_s;
-    throw CommandError(exitCodeOf(failure->cause), text + remedyFor(failure->cause));
+    throw CommandError(
+        exitCodeOf(failure->cause), text + remedyFor(failure->cause), wordFor(failure->cause));
 }
 
 void WatchedDatabase::check(bool succeeded, const QString& action)

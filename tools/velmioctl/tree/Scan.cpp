@@ -120,7 +120,7 @@ void Scan::run(const FolderConfiguration& rootFolder, const FolderConfiguration&
     const bool accepted = options.force && current.rootState != RootState::Missing;
     if (current.rootState != RootState::Present && !accepted) {
         progress.clear();
-        session.output.error(describe(current.rootState, root));
+        session.output.error({ExitCode::Findings, describe(current.rootState, root)});
         return;
     }
     current.rootState = RootState::Present;

@@ -97,7 +97,7 @@ bool Status::run(const FolderConfiguration& root, const FolderConfiguration& sta
     current.rootState = RootPlace(session.database(), root).state();
     if (current.rootState != RootState::Present) {
         progress.clear();
-        session.output.error(describe(current.rootState, root));
+        session.output.error({ExitCode::Findings, describe(current.rootState, root)});
         return true;
     }
     const bool toItsEnd = TreeComparison(session.database(), *this, stopRequested).run(root, start);
