@@ -22,7 +22,9 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <limits>
 #include <sys/stat.h>
+#include <tuple>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
@@ -40,7 +42,9 @@ constexpr std::array Reasons{Reason::Manual, Reason::Migration, Reason::Rekey,
 // PartialFile adds a dot and this many characters to a name.
 constexpr int UnfinishedSuffixSize = 6;
 
-// Names with this format sort by time.
+// What a damaged file may claim beyond it would leave no next number.
+constexpr qint64 HighestBackupNumber = std::numeric_limits<int>::max();
+
 const QString TimeFormat = u"yyyyMMdd'T'HHmmsszzz'Z'"_s;
 
 std::optional<Reason> reasonOf(const QString& word)
@@ -49,6 +53,19 @@ std::optional<Reason> reasonOf(const QString& word)
         return DatabaseBackups::wordFor(reason) == word;
     });
     return found == Reasons.end() ? std::nullopt : std::optional(*found);
+}
+
+// 0 if the file has none: it cannot be read, or its version is below 3.
+qint64 backupNumberOf(const QString& path)
+{
+    try {
+        const ReadOnlyConnection file = openReadOnlyConnection(path);
+        const qint64 number =
+            queryNumber(file.database.get(), "SELECT lastNumber FROM BackupCounter", path);
+        return number <= HighestBackupNumber ? std::max<qint64>(number, 0) : 0;
+    } catch (const DatabaseError&) {
+        return 0;
+    }
 }
 
 QFileInfoList filesIn(const QString& folder)
@@ -69,7 +86,23 @@ std::optional<DatabaseBackups::Backup> backupOf(const QFileInfo& file, const QSt
     const auto reason = reasonOf(match.captured(2));
     if (!time.isValid() || !reason)
         return {};
-    return DatabaseBackups::Backup{file.filePath(), time, *reason, file.size()};
+    return DatabaseBackups::Backup{
+        file.filePath(), time, *reason, file.size(), backupNumberOf(file.filePath())};
+}
+
+// Newest first. A time that is impossible says nothing about others.
+void markImpossibleTimes(QList<DatabaseBackups::Backup>& backups)
+{
+    // make() counts milliseconds up where two copies would have one name.
+    const QDateTime soon = QDateTime::currentDateTimeUtc().addSecs(60);
+    QDateTime latest;
+    for (auto backup = backups.rbegin(); backup != backups.rend(); ++backup) {
+        const bool isBeforeEarlier = latest.isValid() && backup->time < latest;
+        backup->hasImpossibleTime = backup->time > soon || isBeforeEarlier;
+        // Those without a number are only ordered by their times.
+        if (!backup->hasImpossibleTime && backup->number > 0)
+            latest = backup->time;
+    }
 }
 
 void requireDatabase(const QString& path)
@@ -166,13 +199,15 @@ DatabaseBackups::Backup DatabaseBackups::make(Reason reason) const
         });
     };
     Backup made{.time = QDateTime::currentDateTimeUtc(), .reason = reason};
+    const qint64 number = nextNumber();
     do {
         while (isTaken(made.time))
             made.time = made.time.addMSecs(1);
         made.path = pathFor(made.time, reason);
         // Another process may take the name while the copy is written.
-    } while (!copyTo(made.path));
+    } while (!copyTo(made.path, number));
     made.bytes = QFileInfo(made.path).size();
+    made.number = backupNumberOf(made.path);
     removeOldest(made);
     removeUnfinished();
     return made;
@@ -191,10 +226,20 @@ DatabaseBackups::Backup DatabaseBackups::makeAt(const QString& file) const
             Cause::Other, target +
                               u" exists already, and a copy does not replace files. Name a new "
                               u"file."_s);
-    return {target, time, Reason::Manual, QFileInfo(target).size()};
+    return {target, time, Reason::Manual, QFileInfo(target).size(), backupNumberOf(target)};
 }
 
-bool DatabaseBackups::copyTo(const QString& target) const
+// After a restore the store continues from the number of the copy, while the folder may have later
+// ones.
+qint64 DatabaseBackups::nextNumber() const
+{
+    qint64 highest = backupNumberOf(databasePath);
+    for (const Backup& backup : list())
+        highest = std::max(highest, backup.number);
+    return highest + 1;
+}
+
+bool DatabaseBackups::copyTo(const QString& target, const std::optional<qint64>& number) const
 {
     requireDatabase(databasePath);
     const bool writable = base::mayAccess(databasePath, W_OK);
@@ -208,7 +253,7 @@ bool DatabaseBackups::copyTo(const QString& target) const
     queryNumber(source.database.get(), "SELECT count(*) FROM sqlite_schema", databasePath);
     try {
         base::PartialFile copy(target);
-        writeVerifiedContent(source.database.get(), copy);
+        writeVerifiedContent(source.database.get(), copy, number);
         if (source.fingerprint && *source.fingerprint != fingerprintOf(databasePath))
             throw DatabaseError(
                 Cause::Busy,
@@ -233,8 +278,9 @@ QList<DatabaseBackups::Backup> DatabaseBackups::list() const
             backups.append(*backup);
     }
     std::sort(backups.begin(), backups.end(), [](const Backup& left, const Backup& right) {
-        return left.time > right.time;
+        return std::tie(left.number, left.time) > std::tie(right.number, right.time);
     });
+    markImpossibleTimes(backups);
     return backups;
 }
 

@@ -32,13 +32,18 @@ public:
         Removal,   ///< Before records were removed that nothing can make again.
     };
 
-    /// One copy, as the name and the size of its file describe it.
+    /// One copy, as its file describes it.
     struct Backup
     {
         QString path;                   ///< Absolute path of the file.
         QDateTime time;                 ///< When it was made, in UTC.
         Reason reason = Reason::Manual; ///< Why it was made.
         qint64 bytes = 0;               ///< Size of the file.
+        /// Counts the copies of the store, whatever the clock says. 0 if the copy has no number: it
+        /// cannot be read, or its version is below 3.
+        qint64 number = 0;
+        /// True if the time is in the future, or before that of an earlier copy: a clock was wrong.
+        bool hasImpossibleTime = false;
     };
 
     /// How many copies for each reason folder() keeps.
@@ -54,13 +59,14 @@ public:
     QString folder() const;
 
     /// Makes a copy in folder(), which it creates if necessary, and then removes the oldest ones of
-    /// this reason.
+    /// this reason. The copy gets the next number; the database does not change.
     Backup make(Reason reason) const;
 
     /// Makes a copy at a path where no file exists. The library never removes it.
     Backup makeAt(const QString& file) const;
 
-    /// The copies in folder(), newest first. Opens none of them.
+    /// The copies in folder(), newest first: by their numbers, and those without one last, by their
+    /// times. Reads the number of each, and verifies none.
     QList<Backup> list() const;
 
     /// The newest whole copy in folder(); nothing if none is whole. Reads each until one is found.
@@ -119,7 +125,8 @@ public:
 
 private:
     // False if a file of that name exists when the copy is complete.
-    bool copyTo(const QString& target) const;
+    bool copyTo(const QString& target, const std::optional<qint64>& number = {}) const;
+    qint64 nextNumber() const;
     QString replaceBy(sqlite3* source) const;
     Salvaged replaceBySalvaged() const;
     QString pathFor(const QDateTime& time, Reason reason) const;

@@ -165,6 +165,9 @@ private Q_SLOTS:
     void aNameThatAnotherProcessTakesIsLeftToIt();
     void theOldestOfEachReasonGo();
     void theNewestStaysThoughTheClockWasSetBack();
+    void aClockThatWasAheadKeepsNoCopyForever();
+    void copiesAreOrderedByTheirNumbers();
+    void numbersGoOnAfterARestore();
     void onlyFilesOfOurNamesAreListedAndRemoved();
     void whatAKilledBackupLeftGoesAfterADay();
     void backupsLieBesideTheFileThatALinkLeadsTo();
@@ -195,6 +198,7 @@ private Q_SLOTS:
     void restoreThatIsKilledLeavesTheOldContentOrTheNew();
 
 private:
+    QString makeDated(const QString& time) const;
     void makeOldStoreAndBackup();
     QString aliasesIn(const QString& file) const;
     bool isKept(
@@ -332,6 +336,68 @@ void TestDatabaseBackups::theNewestStaysThoughTheClockWasSetBack()
     QVERIFY(QFile::exists(made.path));
     QCOMPARE(backups().list().size(), DatabaseBackups::KeptPerReason);
     QVERIFY(!QFile::exists(backups().folder() + u"/store.db.29990101T000000000Z.fix.db"_s));
+}
+
+// Makes a copy as with a clock that is wrong.
+QString TestDatabaseBackups::makeDated(const QString& time) const
+{
+    const QString made = backups().make(Reason::Manual).path;
+    const QString dated = backups().folder() + u"/store.db.%1T000000000Z.manual.db"_s.arg(time);
+    return QFile::rename(made, dated) ? dated : QString();
+}
+
+void TestDatabaseBackups::aClockThatWasAheadKeepsNoCopyForever()
+{
+    for (int day = 1; day < DatabaseBackups::KeptPerReason; ++day)
+        QVERIFY(!makeDated(u"2931010%1"_s.arg(day)).isEmpty());
+    QVERIFY(backups().list().last().hasImpossibleTime);
+
+    QStringList made;
+    for (int round = 0; round < DatabaseBackups::KeptPerReason; ++round)
+        made.prepend(backups().make(Reason::Manual).path);
+
+    QStringList paths;
+    for (const auto& copy : backups().list()) {
+        paths += copy.path;
+        QVERIFY2(!copy.hasImpossibleTime, qPrintable(copy.path));
+    }
+    QCOMPARE(paths, made);
+}
+
+void TestDatabaseBackups::copiesAreOrderedByTheirNumbers()
+{
+    const QString ahead = makeDated(u"29310101"_s);
+    const auto first = backups().make(Reason::Manual);
+    const QString behind = makeDated(u"19700101"_s);
+    const QString damaged = backups().folder() + u"/store.db.29320101T000000000Z.manual.db"_s;
+    QVERIFY(write(damaged, "x"));
+
+    QList<qint64> numbers;
+    QStringList paths;
+    QList<bool> impossible;
+    for (const auto& copy : backups().list()) {
+        numbers += copy.number;
+        paths += copy.path;
+        impossible += copy.hasImpossibleTime;
+    }
+    QCOMPARE(paths, (QStringList{behind, first.path, ahead, damaged}));
+    QCOMPARE(numbers, (QList<qint64>{3, 2, 1, 0}));
+    QCOMPARE(impossible, (QList<bool>{true, false, true, true}));
+    QCOMPARE(first.number, 2);
+    QCOMPARE(backups().newestVerified()->path, behind);
+}
+
+void TestDatabaseBackups::numbersGoOnAfterARestore()
+{
+    const auto first = backups().make(Reason::Manual);
+    backups().make(Reason::Manual);
+    store.reset();
+    backups().restore(first.path);
+
+    QCOMPARE(backups().make(Reason::Manual).number, 3);
+
+    QVERIFY(QDir(backups().folder()).removeRecursively());
+    QCOMPARE(backups().make(Reason::Manual).number, 2);
 }
 
 void TestDatabaseBackups::onlyFilesOfOurNamesAreListedAndRemoved()

@@ -55,9 +55,31 @@ private Q_SLOTS:
         QCOMPARE(listed.exitCode, 0);
         QCOMPARE(listed.array().size(), 2);
         QCOMPARE(listed.array()[1].toObject(), made.object());
-        QVERIFY(forPeople.output.startsWith(u"TIME "_s));
+        QVERIFY(forPeople.output.startsWith(u"NUMBER  TIME "_s));
         QVERIFY2(
             forPeople.output.endsWith(u"  whole  %1\n"_s.arg(path)), qPrintable(forPeople.output));
+    }
+
+    void impossibleTimeIsNamedAndDoesNotCount()
+    {
+        const QString old = tool->json({u"backup"_s}).object()[u"path"_s].toString();
+        const QString ahead = backupFolder() + u"/configuration.db.29310101T000000000Z.manual.db"_s;
+        QVERIFY(QFile::rename(old, ahead));
+        QVERIFY(addServer(u"second"_s));
+        const QString newest = tool->json({u"backup"_s}).object()[u"path"_s].toString();
+
+        const auto listed = tool->json({u"backup"_s, u"--list"_s});
+
+        QCOMPARE(listed.exitCode, 0);
+        QCOMPARE(listed.array()[0].toObject()[u"path"_s].toString(), newest);
+        QCOMPARE(listed.array()[0].toObject()[u"number"_s].toInt(), 2);
+        QCOMPARE(listed.array()[1].toObject()[u"timeIsImpossible"_s], QJsonValue(true));
+        QVERIFY2(
+            listed.errors.contains(ahead) && listed.errors.contains(u"a clock was wrong"_s),
+            qPrintable(listed.errors));
+        QVERIFY(QFile::remove(tool->databasePath()));
+        const auto recovered = tool->json({u"recover"_s, u"--from-backup"_s, u"--yes"_s});
+        QCOMPARE(recovered.object()[u"restoredFrom"_s].toString(), newest);
     }
 
     void backupGoesIntoANewFileAlone()

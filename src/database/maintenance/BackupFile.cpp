@@ -44,7 +44,20 @@ DatabaseError copyFailed(sqlite3* database, const QString& target)
     return {failure.cause, u"The copy %1 could not be written: %2"_s.arg(target, failure.text)};
 }
 
-void fill(const QString& path, sqlite3* source, const QString& target)
+// In memory: a journal would stay beside the file while it is locked.
+void writeNumber(sqlite3* copy, qint64 number, const QString& path)
+{
+    constexpr auto HasNumber = "SELECT count(*) FROM sqlite_schema WHERE name = 'BackupCounter'";
+    if (queryNumber(copy, HasNumber, path) == 0)
+        return;
+    const QByteArray sql = "PRAGMA journal_mode = MEMORY; UPDATE BackupCounter SET lastNumber = " +
+                           QByteArray::number(number);
+    execute(copy, sql.constData(), path);
+}
+
+void fill(
+    const QString& path, sqlite3* source, const QString& target,
+    const std::optional<qint64>& number)
 {
     const SqliteHandle copy = openConnection(path);
     // The header that was copied names a WAL. Exclusive: without a file of shared memory.
@@ -53,6 +66,8 @@ void fill(const QString& path, sqlite3* source, const QString& target)
             copy.get(), "PRAGMA locking_mode = EXCLUSIVE; PRAGMA journal_mode = DELETE", nullptr,
             nullptr, nullptr) != SQLITE_OK)
         throw copyFailed(copy.get(), target);
+    if (number)
+        writeNumber(copy.get(), *number, target);
 }
 
 } // namespace
@@ -77,10 +92,11 @@ void writeVerifiedCopy(sqlite3* source, const QString& target)
     partial.publish();
 }
 
-void writeVerifiedContent(sqlite3* source, base::PartialFile& partial)
+void writeVerifiedContent(
+    sqlite3* source, base::PartialFile& partial, const std::optional<qint64>& number)
 {
     const QString& target = partial.targetPath();
-    fill(partial.path(), source, target);
+    fill(partial.path(), source, target, number);
     try {
         openWhole(partial.path());
     } catch (const DatabaseError& error) {

@@ -2,6 +2,8 @@
 
 #include <database/connection/SqliteHandle.h>
 
+#include <optional>
+
 namespace sync::base {
 class PartialFile;
 }
@@ -19,8 +21,10 @@ SqliteHandle openVerified(const QString& path);
 /// Throws DatabaseError, also if the file already exists, and then creates none.
 void writeVerifiedCopy(sqlite3* source, const QString& target);
 
-/// The same for a file that the caller publishes.
-void writeVerifiedContent(sqlite3* source, base::PartialFile& partial);
+/// The same for a file that the caller publishes. It gets the number of a backup, if its version
+/// has one.
+void writeVerifiedContent(
+    sqlite3* source, base::PartialFile& partial, const std::optional<qint64>& number = {});
 
 /// Replaces the content of `target` with that of `source` in one transaction. If this returns
 /// false, `target` has the SQLite error.

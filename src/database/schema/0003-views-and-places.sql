@@ -3,10 +3,10 @@
 --
 -- A program of version 1 or 2 may go on using the file, because it leaves the new tables alone.
 
--- Counts the backups of the store.
+-- Numbers the backups of the store.
 CREATE TABLE BackupCounter (
     id INTEGER PRIMARY KEY CHECK (id = 1), -- there is one row
-    lastNumber INTEGER NOT NULL -- number of the newest backup; a copy of the file keeps its number
+    lastNumber INTEGER NOT NULL -- number of this backup, or of the one that was restored last; 0 before
 );
 INSERT INTO BackupCounter (id, lastNumber) VALUES (1, 0);
 

@@ -27,10 +27,19 @@ QJsonObject objectOf(const DatabaseBackups::Backup& backup)
 {
     return {
         {u"path"_s, backup.path},
+        {u"number"_s, backup.number},
         {u"time"_s, toJson(backup.time)},
+        {u"timeIsImpossible"_s, backup.hasImpossibleTime},
         {u"reason"_s, DatabaseBackups::wordFor(backup.reason)},
         {u"bytes"_s, backup.bytes},
     };
+}
+
+QString clockWarning(const DatabaseBackups::Backup& backup)
+{
+    return u"The backup %1 has the time %2, which is impossible: a clock was wrong. Go by the "
+           u"numbers; the highest one is the newest backup."_s.arg(
+               quoted(backup.path), backup.time.toString(Qt::ISODate));
 }
 
 // Empty if the backup is whole.
@@ -46,21 +55,26 @@ QString findingIn(const DatabaseBackups::Backup& backup)
 
 void list(Session& session)
 {
-    Table table({u"TIME"_s, u"REASON"_s, u"BYTES"_s, u"STATE"_s, u"PATH"_s});
-    table.alignRight(2);
+    Table table({u"NUMBER"_s, u"TIME"_s, u"REASON"_s, u"BYTES"_s, u"STATE"_s, u"PATH"_s});
+    table.alignRight(0);
+    table.alignRight(3);
     QJsonArray array;
     QStringList findings;
+    QStringList clockWarnings;
     for (const auto& backup : DatabaseBackups(session.databasePath()).list()) {
         const QString finding = findingIn(backup);
         QJsonObject object = objectOf(backup);
         object.insert(u"verified"_s, finding.isEmpty());
         array.append(object);
         table.addRow(
-            {backup.time.toString(Qt::ISODate), DatabaseBackups::wordFor(backup.reason),
+            {backup.number > 0 ? QString::number(backup.number) : u"-"_s,
+             backup.time.toString(Qt::ISODate), DatabaseBackups::wordFor(backup.reason),
              QString::number(backup.bytes), finding.isEmpty() ? u"whole"_s : u"unusable"_s,
              backup.path});
         if (!finding.isEmpty())
             findings += finding;
+        if (backup.hasImpossibleTime)
+            clockWarnings += clockWarning(backup);
     }
     if (session.output.json())
         session.output.print(array);
@@ -68,8 +82,8 @@ void list(Session& session)
         session.output.print(table);
     else
         session.output.note(u"No backup exists yet. Run 'velmioctl backup' to make one."_s);
-    for (const QString& finding : findings)
-        session.output.warning(finding);
+    for (const QString& warning : findings + clockWarnings)
+        session.output.warning(warning);
     session.exitCode = findings.isEmpty() ? ExitCode::Ok : ExitCode::Findings;
 }
 
