@@ -380,7 +380,7 @@ void TableSalvage::findMissing(std::optional<Id> lastGivenId)
 {
     lastGiven = lastGivenId;
     const Id lastSeen = lastSeenId();
-    const Id last = lastGiven.value_or(0) >= lastSeen ? *lastGiven : LargestId;
+    const Id last = lastGiven && *lastGiven >= lastSeen ? *lastGiven : LargestId;
     QList<IdRange> ranges;
     for (const Index& index : indexes) {
         for (const Id id : index.ids)
