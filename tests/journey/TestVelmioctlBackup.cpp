@@ -78,8 +78,15 @@ private Q_SLOTS:
             listed.errors.contains(ahead) && listed.errors.contains(u"a clock was wrong"_s),
             qPrintable(listed.errors));
         QVERIFY(QFile::remove(tool->databasePath()));
+        const QString aheadToo =
+            backupFolder() + u"/configuration.db.29320101T000000000Z.manual.db"_s;
+        QVERIFY(QFile::rename(newest, aheadToo));
+        const auto asked = tool->run({u"recover"_s, u"--from-backup"_s});
+        QVERIFY2(
+            asked.errors.contains(u"Changes since that backup (its time is impossible"_s),
+            qPrintable(asked.errors));
         const auto recovered = tool->json({u"recover"_s, u"--from-backup"_s, u"--yes"_s});
-        QCOMPARE(recovered.object()[u"restoredFrom"_s].toString(), newest);
+        QCOMPARE(recovered.object()[u"restoredFrom"_s].toString(), aheadToo);
     }
 
     void backupGoesIntoANewFileAlone()

@@ -94,7 +94,9 @@ Check withBackup(Check check, const QString& path)
         if (const auto backup = DatabaseBackups(path).newestVerified()) {
             check.remedy += u" The newest whole backup was made at %1: 'velmioctl restore %2' puts "
                             u"it in place of the file."_s.arg(
-                                backup->time.toString(Qt::ISODate), quoted(backup->path));
+                                backup->hasImpossibleTime ? u"an unknown time"_s
+                                                          : backup->time.toString(Qt::ISODate),
+                                quoted(backup->path));
             return check;
         }
     } catch (const DatabaseError&) {

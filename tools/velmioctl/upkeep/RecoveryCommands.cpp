@@ -117,12 +117,13 @@ void recoverFromBackup(Session& session, const RecoveryOptions& options)
                 quoted(backups.folder())));
     }
     confirmOtherStore(session, newest->path, options.otherStore);
+    const QString since = newest->hasImpossibleTime
+                              ? u"that backup (its time is impossible: a clock was wrong)"_s
+                              : newest->time.toString(Qt::ISODate);
     session.confirm(
         options.yes,
         u"Replace the database %2 by the backup %1? Changes since %3 are lost; the damaged file "
-        u"is kept beside it."_s.arg(
-            quoted(newest->path), quoted(session.databasePath()),
-            newest->time.toString(Qt::ISODate)));
+        u"is kept beside it."_s.arg(quoted(newest->path), quoted(session.databasePath()), since));
     putInPlace(session, newest->path);
 }
 
