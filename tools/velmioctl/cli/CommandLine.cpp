@@ -1,9 +1,14 @@
 #include <velmioctl/cli/CommandLine.h>
 
 #include <velmioctl/cli/ExitCode.h>
+#include <velmioctl/cli/HelpText.h>
 #include <velmioctl/cli/UsageMessage.h>
 
 #include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <limits>
+#include <type_traits>
 
 using namespace Qt::StringLiterals;
 
@@ -28,6 +33,46 @@ std::vector<const Command*> givenCommands(const Command& program)
     for (const Command* command = &program; command; command = command->givenSubcommand())
         given.push_back(command);
     return given;
+}
+
+// "--alias NAME: Name to show", for an option by its name.
+QString describedOption(const std::vector<const Command*>& given, const QString& name)
+{
+    for (const Command* const command : given) {
+        for (const auto& option : command->options()) {
+            if (option->description().name == name)
+                return termOf(option->description()) + u": "_s + option->description().text;
+        }
+    }
+    return name;
+}
+
+// The parser's error in our own words. Never has a value, which may be a secret.
+QString faultOf(const std::vector<const Command*>& given, const CLI::ParseError& error)
+{
+    const QString text = QString::fromStdString(error.what());
+    const auto nameBefore = [&text](const QString& end) { return text.section(end, 0, 0); };
+    if (dynamic_cast<const CLI::RequiredError*>(&error)) {
+        return u"An argument is missing: %1."_s.arg(
+            describedOption(given, nameBefore(u" is required"_s)));
+    }
+    if (dynamic_cast<const CLI::ValidationError*>(&error))
+        return nameBefore(u": "_s) + u' ' + text.section(u": "_s, 1) + u'.';
+    if (dynamic_cast<const CLI::ExcludesError*>(&error)) {
+        return u"%1 and %2 cannot be given together."_s.arg(
+            nameBefore(u" excludes "_s), text.section(u" excludes "_s, 1));
+    }
+    if (dynamic_cast<const CLI::RequiresError*>(&error)) {
+        return u"%1 is allowed only with %2."_s.arg(
+            nameBefore(u" requires "_s), text.section(u" requires "_s, 1));
+    }
+    if (text.endsWith(u" disallowed flag override"))
+        return u"--"_s + nameBefore(u" was given"_s) + u" takes no value."_s;
+    if (text.contains(u"required but received"))
+        return nameBefore(u": "_s) + u" can be given only once."_s;
+    if (dynamic_cast<const CLI::ArgumentMismatch*>(&error))
+        return u"A value is missing: %1."_s.arg(describedOption(given, nameBefore(u": "_s)));
+    return u"The arguments cannot be read."_s;
 }
 
 } // namespace
@@ -80,19 +125,43 @@ Option* Option::needs(Option* other)
 
 Option* Option::notNegative()
 {
-    parser.check(CLI::NonNegativeNumber);
+    lowest = 0;
     return this;
 }
 
-Option* Option::range(int lowest, int highest)
+Option* Option::id()
 {
-    parser.check(CLI::Range(lowest, highest));
+    return range(1, std::numeric_limits<int>::max());
+}
+
+Option* Option::range(int first, int last)
+{
+    lowest = first;
+    highest = last;
     return this;
+}
+
+void Option::checkNumber(long long first, long long last)
+{
+    lowest = first;
+    highest = last;
+    // Our own, because the parser's texts name neither the values nor what is allowed.
+    parser.check([this](const std::string& value) {
+        bool isNumber = false;
+        const long long number = QString::fromStdString(value).toLongLong(&isNumber);
+        if (isNumber && number >= lowest && number <= highest)
+            return std::string();
+        return "must be a whole number from " + std::to_string(lowest) + " to " +
+               std::to_string(highest);
+    });
 }
 
 Option* Option::choices(const std::vector<std::string>& words)
 {
-    parser.check(CLI::IsMember(words));
+    parser.check([words](const std::string& value) {
+        const bool isKnown = std::find(words.begin(), words.end(), value) != words.end();
+        return isKnown ? std::string() : "must be one of " + CLI::detail::join(words, ", ");
+    });
     typeName(CLI::detail::join(words, "|"));
     return offersWords(words);
 }
@@ -133,7 +202,14 @@ Command::~Command() = default;
 template <class Value>
 Option* Command::addOption(const std::string& name, Value& value, const std::string& text)
 {
-    return describe(parser.add_option(name, value, text), descriptionOf(name, text, true));
+    Option* const option =
+        describe(parser.add_option(name, value, text), descriptionOf(name, text, true));
+    if constexpr (std::is_same_v<Value, long long>)
+        option->checkNumber(
+            std::numeric_limits<long long>::min(), std::numeric_limits<long long>::max());
+    else if constexpr (std::is_same_v<Value, int> || std::is_same_v<Value, std::optional<int>>)
+        option->checkNumber(std::numeric_limits<int>::min(), std::numeric_limits<int>::max());
+    return option;
 }
 
 using Text = const std::string&;
@@ -146,13 +222,17 @@ template Option* Command::addOption(Text name, long long& value, Text text);
 
 Option* Command::addFlag(const std::string& name, bool& value, const std::string& text)
 {
-    return describe(parser.add_flag(name, value, text), descriptionOf(name, text, false));
+    return describe(
+        parser.add_flag(name, value, text)->disable_flag_override(),
+        descriptionOf(name, text, false));
 }
 
 Option* Command::addFlagCallback(
     const std::string& name, const std::function<void()>& call, const std::string& text)
 {
-    return describe(parser.add_flag_callback(name, call, text), descriptionOf(name, text, false));
+    return describe(
+        parser.add_flag_callback(name, call, text)->disable_flag_override(),
+        descriptionOf(name, text, false));
 }
 
 Option* Command::addVersionFlag(const std::string& name, const std::string& text)
@@ -247,9 +327,9 @@ CommandLine::Request CommandLine::parse(int argc, const char* const* argv)
     } catch (const CLI::CallForVersion&) {
         return {.version = true};
     } catch (const CLI::ParseError& error) {
+        const auto given = givenCommands(*root);
         throw CommandError(
-            ExitCode::Usage,
-            usageMessage(givenCommands(*root), parser->remaining(true), error.what()));
+            ExitCode::Usage, usageMessage(given, parser->remaining(true), faultOf(given, error)));
     }
 }
 

@@ -50,7 +50,9 @@ public:
     Option* excludes(Option* other);
     Option* needs(Option* other);
     Option* notNegative();
-    Option* range(int lowest, int highest);
+    /// An id of a record.
+    Option* id();
+    Option* range(int first, int last);
     /// Accepts only these words.
     Option* choices(const std::vector<std::string>& words);
     /// Words that a shell offers; the command may accept others too.
@@ -62,8 +64,15 @@ public:
     const OptionDescription& description() const { return described; }
 
 private:
+    friend class Command;
+
+    void checkNumber(long long first, long long last);
+
     CLI::Option& parser;
     OptionDescription described;
+    // Of a number.
+    long long lowest = 0;
+    long long highest = 0;
 };
 
 /// What the help, the manual page and the completions show of a command.

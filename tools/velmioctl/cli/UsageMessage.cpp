@@ -89,7 +89,7 @@ QString unknownWord(const std::vector<const Command*>& given, const QString& wor
 
 QString faultOf(
     const std::vector<const Command*>& given, const std::vector<std::string>& unknown,
-    const std::string& parsed)
+    const QString& fault)
 {
     // An unknown word comes first: the parser itself only reports what is missing.
     if (!unknown.empty()) {
@@ -101,9 +101,7 @@ QString faultOf(
         return u"%1 needs a command: %2."_s.arg(
             quoted(given.back()->description().fullName), names.join(u", "_s));
     }
-    const QString text = QString::fromStdString(parsed);
-    // The wrong word follows " = ".
-    return readsSecret(given) ? text.section(u" = "_s, 0, 0) + u'.' : text;
+    return fault;
 }
 
 } // namespace
@@ -131,9 +129,9 @@ QString nearest(const QString& word, const QStringList& words)
 
 QString usageMessage(
     const std::vector<const Command*>& given, const std::vector<std::string>& unknown,
-    const std::string& parsed)
+    const QString& fault)
 {
-    return faultOf(given, unknown, parsed) +
+    return faultOf(given, unknown, fault) +
            u"\nSee '%1 --help'."_s.arg(given.back()->description().fullName);
 }
 

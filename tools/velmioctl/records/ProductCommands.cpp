@@ -106,7 +106,7 @@ void addProductCommands(Command& app, Session& session)
     product->requireSubcommand();
     const auto options = std::make_shared<ProductOptions>();
     const auto addId = [options](Command* command) {
-        command->addOption("ID", options->id, "Id of the product")->required();
+        command->addOption("ID", options->id, "Id of the product")->id()->required();
     };
 
     auto* const addCommand = product->addSubcommand("add", "Add a product, and ask for its secret");

@@ -188,7 +188,7 @@ Command* addCommandOfOne(
     Command& noun, const Options& options, const std::string& name, const std::string& text)
 {
     Command* const command = noun.addSubcommand(name, text);
-    command->addOption("ID", options->id, "Id of the sign-in")->required();
+    command->addOption("ID", options->id, "Id of the sign-in")->id()->required();
     return command;
 }
 
