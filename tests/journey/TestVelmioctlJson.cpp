@@ -12,6 +12,7 @@
 
 #include <QFile>
 #include <QJsonDocument>
+#include <QProcess>
 #include <QSet>
 #include <QTest>
 
@@ -95,6 +96,23 @@ private Q_SLOTS:
         const auto run = tool->feedJson(command.split(u' ') + arguments, input);
 
         check(command, run);
+    }
+
+    void watchFollowsTheSchema()
+    {
+        QProcess watch;
+        watch.setProcessEnvironment(tool->environment);
+        watch.start(
+            tool->programPath(),
+            {u"--json"_s, u"--database"_s, tool->databasePath(), u"watch"_s, u"--count"_s, u"1"_s});
+        watch.setReadChannel(QProcess::StandardError);
+        QVERIFY(watch.waitForReadyRead());
+        QVERIFY(tool->execute(u"UPDATE ServerConfiguration SET alias = 'watched'"_s));
+        QVERIFY(watch.waitForFinished());
+
+        check(
+            u"watch"_s,
+            {watch.exitCode(), QString::fromUtf8(watch.readAllStandardOutput()), QString()});
     }
 
     void recoveryFollowsTheSchema()

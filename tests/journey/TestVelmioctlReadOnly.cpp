@@ -59,6 +59,7 @@ const std::vector<Line> Reading{
     {u"scan"_s, {u"--prune"_s, u"--dry-run"_s}},
     {u"backup"_s, {u"--list"_s}},
     {u"query"_s, {u"SELECT * FROM v1_files"_s}},
+    {u"watch"_s, {u"--count"_s, u"0"_s}},
     {u"export"_s},
     {u"import"_s, {u"@export.json"_s, u"--dry-run"_s}},
     {u"diff"_s, {u"@export.json"_s}},

@@ -161,6 +161,7 @@ void addCommands(Command& program, Session& session)
     addStatusCommand(program, session);
     addStatsCommand(program, session);
     addQueryCommand(program, session);
+    addWatchCommand(program, session);
     addDoctorCommand(program, session);
     addExplainCommand(program, session);
     addAdoptCommand(program, session);

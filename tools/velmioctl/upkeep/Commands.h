@@ -19,5 +19,7 @@ void addSecretsCommands(Command& app, Session& session);
 void addQueryCommand(Command& app, Session& session);
 /// `velmioctl stats`: what is in the database, and how big it is.
 void addStatsCommand(Command& app, Session& session);
+/// `velmioctl watch`: which records change, as they change.
+void addWatchCommand(Command& app, Session& session);
 
 } // namespace velmioctl
