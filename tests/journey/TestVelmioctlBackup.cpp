@@ -37,8 +37,8 @@ private Q_SLOTS:
     {
         const auto made = tool->json({u"backup"_s});
         const auto again = tool->run({u"backup"_s});
-        const auto listed = tool->json({u"backup"_s, u"--list"_s});
-        const auto forPeople = tool->run({u"backup"_s, u"--list"_s});
+        const auto listed = tool->json({u"backup"_s, u"--list"_s, u"--verify"_s});
+        const auto forPeople = tool->run({u"backup"_s, u"--list"_s, u"--verify"_s});
 
         QCOMPARE(made.exitCode, 0);
         const QString path = made.object()[u"path"_s].toString();
@@ -146,13 +146,17 @@ private Q_SLOTS:
         makeBackup();
         QVERIFY(QFile::resize(older, 8192));
 
-        const auto listed = tool->json({u"backup"_s, u"--list"_s});
+        const auto listed = tool->json({u"backup"_s, u"--list"_s, u"--verify"_s});
 
         QCOMPARE(listed.exitCode, 1);
         QCOMPARE(listed.array()[0].toObject()[u"verified"_s], QJsonValue(true));
         QCOMPARE(listed.array()[1].toObject()[u"verified"_s], QJsonValue(false));
+        const auto unread = tool->json({u"backup"_s, u"--list"_s});
+        QCOMPARE(unread.exitCode, 0);
+        QCOMPARE(unread.array()[1].toObject()[u"verified"_s], QJsonValue());
         QVERIFY2(listed.errors.contains(older), qPrintable(listed.errors));
-        QCOMPARE(tool->run({u"backup"_s, u"--list"_s}).output.count(u"unusable"_s), 1);
+        QCOMPARE(
+            tool->run({u"backup"_s, u"--list"_s, u"--verify"_s}).output.count(u"unusable"_s), 1);
     }
 
     void rekeyMakesABackupFirst()

@@ -285,6 +285,7 @@ private:
         addStep(u"backup"_s, {u"@copy.db"_s});
         addStep(u"backup"_s);
         addStep(u"backup"_s, {u"--list"_s});
+        addStep(u"backup"_s, {u"--list"_s, u"--verify"_s});
         addStep(u"restore"_s, {u"@copy.db"_s, u"--yes"_s});
         addStep(u"export"_s, {u"@rows.json"_s});
         addStep(u"server add"_s, ServerUrls);

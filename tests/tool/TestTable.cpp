@@ -40,17 +40,30 @@ private Q_SLOTS:
                                         u"123  e\u0301     /b\n"_s);
     }
 
-    void lastColumnIsCutToTheTerminal()
+    void lastColumnIsShortenedInTheMiddle()
     {
         QCOMPARE(
             sampleTable().toText(terminal(20)), u" ID  NAME  PATH\n"
-                                                u"  7  \u65e5\u672c  /home/us\u2026\n"
+                                                u"  7  \u65e5\u672c  /h\u2026/first\n"
                                                 u"123  e\u0301     /b\n"_s);
+    }
+
+    void whatOtherCommandsWantIsKeptWhole()
+    {
+        QVERIFY(sampleTable().keepWhole().toText(terminal(20)).contains(u"  /home/user/first\n"_s));
+    }
+
+    void fieldsAreNeverShortened()
+    {
+        FieldList fields;
+        fields.add(u"path"_s, QString(100, u'p'));
+
+        QVERIFY(fields.toText(terminal(20)).contains(QString(100, u'p')));
     }
 
     void asciiTerminalGetsAsciiEllipsis()
     {
-        QVERIFY(sampleTable().toText(terminal(20, false)).contains(u"  /home/...\n"_s));
+        QVERIFY(sampleTable().toText(terminal(20, false)).contains(u"  .../first\n"_s));
     }
 
     void pipeGetsLastColumnWhole()
@@ -63,7 +76,7 @@ private Q_SLOTS:
 
     void narrowTerminalStillShowsSomeOfLastColumn()
     {
-        QVERIFY(sampleTable().toText(terminal(5)).contains(u"  /home/u\u2026\n"_s));
+        QVERIFY(sampleTable().toText(terminal(5)).contains(u"  /\u2026/first\n"_s));
     }
 
     void controlsInCellsAreEscaped()

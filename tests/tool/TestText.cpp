@@ -35,6 +35,26 @@ private Q_SLOTS:
         QCOMPARE(displayWidth(text), columns);
     }
 
+    void longTextKeepsItsEnds_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("fits") << u"abcdefghi"_s << u"abcdefghi"_s;
+        QTest::newRow("ASCII") << u"abcdefghij"_s << u"ab\u2026efghij"_s;
+        QTest::newRow("wide") << u"\u65e5\u672c\u8a9e\u65e5\u672c"_s
+                              << u"\u65e5\u2026\u8a9e\u65e5\u672c"_s;
+        QTest::newRow("combining") << u"abcde\u0301fghijk"_s << u"ab\u2026fghijk"_s;
+        QTest::newRow("pair") << u"abcdef\U0001F600ghi"_s << u"ab\u2026f\U0001F600ghi"_s;
+    }
+
+    void longTextKeepsItsEnds()
+    {
+        QFETCH(QString, text);
+        QFETCH(QString, expected);
+
+        QCOMPARE(shortened(text, 9, u"\u2026"_s), expected);
+    }
+
     void shortTextIsNotCut() { QCOMPARE(cutToWidth(u"abc"_s, 3, u"..."_s), u"abc"_s); }
 
     void cutTextEndsInEllipsisAndFits()

@@ -147,6 +147,9 @@ void addCommands(Command& program, Session& session)
         "-v,--verbose", [&session] { session.output.setVerbose(true); },
         "Also print details, such as each file that a scan stores");
     program.addFlag("--read-only", session.readOnly, "Refuse all commands that change something");
+    program.addFlagCallback(
+        "--wide", [&session] { session.output.setWide(); },
+        "Do not shorten tables to the width of the terminal");
     // After --json, which must be known by then.
     program.addVersionFlag("--version", "Print the version");
     addInitCommand(program, session);

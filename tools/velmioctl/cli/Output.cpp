@@ -24,19 +24,15 @@ Output::Output(
 
 void Output::print(const Table& table)
 {
-    write(table.toText(answersAt).toUtf8());
+    Terminal terminal = answersAt;
+    if (isWide)
+        terminal.columns = 0;
+    write(table.toText(terminal).toUtf8());
 }
 
 void Output::print(const FieldList& fields)
 {
     write(fields.toText(answersAt).toUtf8());
-}
-
-void Output::printWhole(const FieldList& fields)
-{
-    Terminal endless = answersAt;
-    endless.columns = 0;
-    write(fields.toText(endless).toUtf8());
 }
 
 void Output::print(const QJsonObject& object)

@@ -25,6 +25,9 @@ public:
     void setJson(bool value) { jsonWanted = value; }
     bool json() const { return jsonWanted; }
 
+    /// Tables are not shortened to the width of a terminal.
+    void setWide() { isWide = true; }
+
     const Terminal& answerTerminal() const { return answersAt; }
     const Terminal& messageTerminal() const { return messagesAt; }
     /// Where a progress line may be; no terminal if there is to be none.
@@ -35,8 +38,6 @@ public:
 
     void print(const Table& table);
     void print(const FieldList& fields);
-    /// The same, not cut to the width of a terminal, so that values can be copied.
-    void printWhole(const FieldList& fields);
 
     void print(const QJsonObject& object);
     void print(const QJsonArray& array);
@@ -78,6 +79,7 @@ private:
     Terminal answersAt;
     Terminal messagesAt;
     bool jsonWanted = false;
+    bool isWide = false;
     bool quiet = false;
     bool verbose = false;
     int failure = 0; // the errno of the first answer that could not be written

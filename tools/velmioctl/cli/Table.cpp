@@ -20,7 +20,7 @@ QString fitted(const QString& cell, int columnsBefore, const Terminal& terminal)
     if (!terminal.interactive || terminal.columns <= 0)
         return cell;
     const int room = std::max(terminal.columns - columnsBefore, NarrowestLastColumn);
-    return cutToWidth(cell, room, terminal.utf8 ? u"\u2026"_s : u"..."_s);
+    return shortened(cell, room, terminal.utf8 ? u"\u2026"_s : u"..."_s);
 }
 
 QString withoutBlanksAtEnd(QString line)
@@ -51,6 +51,12 @@ Table& Table::alignRight(int column)
     return *this;
 }
 
+Table& Table::keepWhole()
+{
+    isKeptWhole = true;
+    return *this;
+}
+
 void Table::addRow(const QStringList& cells)
 {
     QStringList& row = rows.emplace_back();
@@ -64,10 +70,12 @@ void Table::addRow(const QStringList& cells)
 QString Table::toText(const Terminal& terminal) const
 {
     const int before = widthBefore(int(headings.size()) - 1);
-    QString text =
-        bold(line(headings, fitted(headings.last(), before, terminal)), terminal) + u'\n';
+    const auto last = [&](const QString& cell) {
+        return isKeptWhole ? cell : fitted(cell, before, terminal);
+    };
+    QString text = bold(line(headings, last(headings.last())), terminal) + u'\n';
     for (const QStringList& row : rows)
-        text += line(row, fitted(row.last(), before, terminal)) + u'\n';
+        text += line(row, last(row.last())) + u'\n';
     return text;
 }
 
@@ -109,8 +117,7 @@ QString FieldList::toText(const Terminal& terminal) const
     QString text;
     for (const auto& [name, value] : fields) {
         const QString blanks(width - displayWidth(name) + Gap, u' ');
-        const QString line = blanks + fitted(value, width + Gap, terminal);
-        text += bold(name, terminal) + withoutBlanksAtEnd(line) + u'\n';
+        text += bold(name, terminal) + withoutBlanksAtEnd(blanks + value) + u'\n';
     }
     return text;
 }

@@ -17,12 +17,16 @@ public:
     /// For columns of numbers.
     Table& alignRight(int column);
 
+    /// For tables with what other commands want: nothing in them is shortened.
+    Table& keepWhole();
+
     /// As many cells as there are headings; control characters in them are escaped.
     void addRow(const QStringList& cells);
 
     bool isEmpty() const { return rows.empty(); }
 
-    /// The lines to print. Only for a terminal the last column is cut to its width.
+    /// The lines to print. Only for a terminal the last column is shortened to its width, in the
+    /// middle, where paths say least.
     QString toText(const Terminal& terminal) const;
 
 private:
@@ -34,9 +38,10 @@ private:
     std::vector<QStringList> rows;
     std::vector<int> widths;
     std::vector<bool> rightAligned;
+    bool isKeptWhole = false;
 };
 
-/// Names and their values, one on each line.
+/// Names and their values, one on each line, never shortened: what is shown alone can be copied.
 class FieldList
 {
 public:

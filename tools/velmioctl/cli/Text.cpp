@@ -106,6 +106,22 @@ QString cutToWidth(const QString& text, int columns, const QString& ellipsis)
     return text.left(length) + ellipsis;
 }
 
+QString shortened(const QString& text, int columns, const QString& ellipsis)
+{
+    if (displayWidth(text) <= columns)
+        return text;
+    const QString start = cutToWidth(text, columns / 3, ellipsis);
+    const int room = columns - displayWidth(start);
+    // Never begins with a combining character, whose base it would lose.
+    qsizetype at = text.size();
+    for (qsizetype from = at - 1; from > 0 && displayWidth(text.sliced(from)) <= room; --from) {
+        const bool splitsPair = text[from].isLowSurrogate() && text[from - 1].isHighSurrogate();
+        if (!splitsPair && displayWidth(text.sliced(from)) > displayWidth(text.sliced(at)))
+            at = from;
+    }
+    return start + text.sliced(at);
+}
+
 QString wrapped(const QString& text, int columns, int indent)
 {
     const QString margin(indent, u' ');

@@ -11,6 +11,10 @@ int displayWidth(const QString& text);
 /// combining character stays with the one that it belongs to.
 QString cutToWidth(const QString& text, int columns, const QString& ellipsis);
 
+/// The start and the end of a text that fit into `columns`, with `ellipsis` between them if it was
+/// shortened. The end is longer: in a path it tells most.
+QString shortened(const QString& text, int columns, const QString& ellipsis);
+
 /// A text broken between words into lines of at most `columns`, each indented by `indent` blanks;
 /// one line when `columns` is 0. Text in quotes is not broken, so that it can be copied.
 QString wrapped(const QString& text, int columns, int indent = 0);

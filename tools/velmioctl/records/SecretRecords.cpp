@@ -101,7 +101,7 @@ void SecretRecords::printRevealed(
     const ColumnValues& record, const QString& key, const QString& secret)
 {
     if (!session.output.json()) {
-        session.output.printWhole(toFields(record, secret.isNull() ? u"none"_s : secret));
+        session.output.print(toFields(record, secret.isNull() ? u"none"_s : secret));
         return;
     }
     QJsonObject object = toJson(record);
@@ -114,7 +114,7 @@ void SecretRecords::print(const ColumnValues& record)
     if (session.output.json())
         session.output.print(toJson(record));
     else
-        session.output.printWhole(toFields(record));
+        session.output.print(toFields(record));
 }
 
 } // namespace velmioctl

@@ -21,6 +21,7 @@ struct BackupOptions
 {
     std::optional<std::string> file;
     bool list = false;
+    bool verify = false;
 };
 
 QJsonObject objectOf(const DatabaseBackups::Backup& backup)
@@ -53,24 +54,30 @@ QString findingIn(const DatabaseBackups::Backup& backup)
     }
 }
 
-void list(Session& session)
+// Each was verified when it was made. Doing it again reads all of each.
+void list(Session& session, bool verifies)
 {
-    Table table({u"NUMBER"_s, u"TIME"_s, u"REASON"_s, u"BYTES"_s, u"STATE"_s, u"PATH"_s});
-    table.alignRight(0);
-    table.alignRight(3);
+    QStringList headings{u"NUMBER"_s, u"TIME"_s, u"REASON"_s, u"BYTES"_s, u"PATH"_s};
+    if (verifies)
+        headings.insert(4, u"STATE"_s);
+    Table table(headings);
+    // 'restore' needs the path.
+    table.alignRight(0).alignRight(3).keepWhole();
     QJsonArray array;
     QStringList findings;
     QStringList clockWarnings;
     for (const auto& backup : DatabaseBackups(session.databasePath()).list()) {
-        const QString finding = findingIn(backup);
+        const QString finding = verifies ? findingIn(backup) : QString();
         QJsonObject object = objectOf(backup);
-        object.insert(u"verified"_s, finding.isEmpty());
+        object.insert(u"verified"_s, verifies ? QJsonValue(finding.isEmpty()) : QJsonValue());
         array.append(object);
-        table.addRow(
-            {backup.number > 0 ? QString::number(backup.number) : u"-"_s,
-             backup.time.toString(Qt::ISODate), DatabaseBackups::wordFor(backup.reason),
-             QString::number(backup.bytes), finding.isEmpty() ? u"whole"_s : u"unusable"_s,
-             backup.path});
+        QStringList cells{
+            backup.number > 0 ? QString::number(backup.number) : u"-"_s,
+            backup.time.toString(Qt::ISODate), DatabaseBackups::wordFor(backup.reason),
+            QString::number(backup.bytes), backup.path};
+        if (verifies)
+            cells.insert(4, finding.isEmpty() ? u"whole"_s : u"unusable"_s);
+        table.addRow(cells);
         if (!finding.isEmpty())
             findings += finding;
         if (backup.hasImpossibleTime)
@@ -101,7 +108,7 @@ DatabaseBackups::Backup make(const QString& database, const std::optional<std::s
 void backUp(Session& session, const BackupOptions& options)
 {
     if (options.list) {
-        list(session);
+        list(session, options.verify);
         return;
     }
     // Beside the database, where nothing is to change.
@@ -128,8 +135,11 @@ void addBackupCommands(Command& app, Session& session)
     auto* const file =
         backup->addOption("FILE", options->file, "A new file; by default one beside the database")
             ->offersFiles();
-    backup->addFlag("--list", options->list, "List the backups beside the database")
-        ->excludes(file);
+    auto* const list =
+        backup->addFlag("--list", options->list, "List the backups beside the database")
+            ->excludes(file);
+    backup->addFlag("--verify", options->verify, "With --list, check each backup completely again")
+        ->needs(list);
     backup->example("velmioctl backup stick/velmio.db")->example("velmioctl backup --list");
     backup->callback([&session, options] { backUp(session, *options); });
 }

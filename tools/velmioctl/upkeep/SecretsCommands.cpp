@@ -180,7 +180,7 @@ void printPlace(
     fields.add(u"current key"_s, ids.isEmpty() ? withoutKey : hex(ids.first()));
     for (const KeyId& id : ids.mid(1))
         fields.add(u"earlier key"_s, hex(id));
-    session.output.printWhole(fields);
+    session.output.print(fields);
 }
 
 void showPlace(Session& session)
