@@ -5,6 +5,7 @@
 #include <base/Folders.h>
 #include <base/PartialFile.h>
 #include <database/DatabaseError.h>
+#include <database/StoreInspection.h>
 #include <database/connection/SqliteError.h>
 #include <database/maintenance/BackupFile.h>
 #include <database/maintenance/Salvage.h>
@@ -110,6 +111,9 @@ void requireDatabase(const QString& path)
     if (!QFileInfo::exists(path))
         throw DatabaseError(
             Cause::Other, u"The database %1 does not exist. Name the right file."_s.arg(path));
+    const StoreInspection file(path, StoreInspection::Depth::Header);
+    if (file.kind() == StoreInspection::Kind::NotAFile)
+        throw DatabaseError(file.cause(), file.finding(u"The database "_s + path));
 }
 
 bool hasNoRow(const DatabaseBackups::SalvagedTable& table)

@@ -6,6 +6,7 @@
 #include <database/opening/CrashDetection.h>
 #include <database/opening/Migrations.h>
 #include <database/opening/ReadOnlyConnection.h>
+#include <database/opening/SchemaComparison.h>
 #include <database/opening/StoreContent.h>
 #include <database/opening/StoreIdentity.h>
 #include <database/opening/VfsFile.h>
@@ -104,6 +105,15 @@ StoreContent StoreInspection::inspect(Depth depth)
         return {Kind::Missing, u"does not exist"_s};
     if (!file.isFile())
         return {Kind::NotAFile, u"is not a regular file"_s, Cause::NotADatabase};
+    // SQLite would open them, and wait for ever for the other end of a pipe.
+    for (const QString& ending : {u"-wal"_s, u"-shm"_s, u"-journal"_s}) {
+        const QFileInfo companion(filePath + ending);
+        if (companion.exists() && !companion.isFile())
+            return {
+                Kind::NotAFile,
+                u"cannot be used, because %1 is not a regular file"_s.arg(companion.filePath()),
+                Cause::NotADatabase};
+    }
     if (file.size() > 0)
         return depth == Depth::Header ? inspectHeader() : inspectWhole();
     // SQLite would delete the WAL, which may be all that is left.
@@ -159,6 +169,8 @@ StoreContent StoreInspection::readWholeOf(const ReadOnlyConnection& connection)
     walRead = connection.readsWal;
     execute(database, "BEGIN", filePath);
     StoreContent found = readWhole(database, filePath);
+    if (found.isOurs())
+        differences = schemaDifferencesOf(database, found.version, filePath);
     if (found.isOurs() && found.version >= FirstVersionWithIdentity) {
         const StoreIdentity identity = readIdentity(database, filePath);
         id = identity.storeId;

@@ -4,6 +4,7 @@
 #include <core/Export.h>
 #include <database/DatabaseError.h>
 
+#include <QList>
 #include <QString>
 #include <QStringList>
 
@@ -13,6 +14,23 @@ namespace sync::database {
 
 struct ReadOnlyConnection;
 struct StoreContent;
+
+/// Something in which the schema of a store differs from that of a new store of its version.
+struct SchemaDifference
+{
+    enum class Kind {
+        Missing, ///< A new store has it.
+        Changed, ///< It is there with another definition.
+        Foreign, ///< No new store has it.
+    };
+    Kind kind = Kind::Missing;
+    QString type;  ///< "table", "column", "index", "trigger" or "view".
+    QString name;  ///< Its name.
+    QString table; ///< The table or view that it belongs to.
+    /// The statements that make it as in a new store, one after the other. Empty if that could lose
+    /// something: only indexes and views, and triggers on tables of a store have any.
+    QStringList repair = {};
+};
 
 /// Determines what the file at a path is: whether it is a store of ours, which version it has, and
 /// whether it is whole. Changes no byte of the file or its companions, and creates no file.
@@ -26,7 +44,7 @@ public:
     enum class Kind {
         Missing,      ///< The file does not exist.
         Directory,    ///< The path names a directory.
-        NotAFile,     ///< Neither a regular file nor a directory, such as a pipe.
+        NotAFile,     ///< The file, its WAL, index or journal is something else, such as a pipe.
         Unreadable,   ///< It cannot be read: no permission, or a disk that fails.
         Busy,         ///< Another program has locked out all readers for 5 s.
         Empty,        ///< A file without bytes, or an SQLite database without content.
@@ -80,6 +98,9 @@ public:
     /// damaged. The next opening drops them, with a warning.
     qint64 lostCommits() const { return commitsLost; }
 
+    /// How the schema of Ours differs from that of a new store.
+    QList<SchemaDifference> schemaDifferences() const { return differences; }
+
     /// The random id of the store; empty unless the kind is Ours.
     QString storeId() const { return id; }
 
@@ -97,6 +118,7 @@ private:
     bool writable = false;
     bool walRead = true;
     qint64 commitsLost = 0;
+    QList<SchemaDifference> differences;
     QString id;
     bool moved = false;
 };

@@ -214,6 +214,15 @@ void TestStoreInspection::saysWhatAFileIs_data()
     add(
         "pipe", [](const QString& file) { ::mkfifo(QFile::encodeName(file).constData(), S_IRUSR); },
         Kind::NotAFile, Kind::NotAFile, u"is not a regular file."_s);
+    for (const char* const ending : {"-wal", "-shm", "-journal"}) {
+        add(
+            ending,
+            [ending](const QString& file) {
+                makeStore(file);
+                ::mkfifo((QFile::encodeName(file) + ending).constData(), S_IRUSR | S_IWUSR);
+            },
+            Kind::NotAFile, Kind::NotAFile, u"cannot be used, because "_s);
+    }
     add(
         "no bytes", [](const QString& file) { write(file, {}); }, Kind::Empty, Kind::Empty,
         u"is empty."_s);

@@ -7,6 +7,7 @@
 #include <core/Crypto.h>
 #include <core/FileKeyStore.h>
 #include <database/DatabaseBackups.h>
+#include <database/StoreInspection.h>
 
 #include <QFileInfo>
 #include <QTest>
@@ -16,6 +17,7 @@
 using namespace Qt::StringLiterals;
 using namespace sync::core::crypto;
 using sync::database::DatabaseBackups;
+using sync::database::StoreInspection;
 using sync::test::AsNobody;
 using sync::test::giveToNobody;
 using sync::test::RawDatabase;
@@ -52,7 +54,7 @@ private Q_SLOTS:
             << QStringList();
         QTest::newRow("without a table")
             << u"DROP TABLE Schedules"_s << QStringList{u"store.table-missing"_s};
-        QTest::newRow("without an index") << u"DROP INDEX SchedulesByFolder"_s << QStringList();
+        QTest::newRow("without an index") << u"DROP INDEX SchedulesByFolder"_s << QStringList{u"schema.missing"_s};
     }
 
     void unusableFileIsAFinding()
@@ -123,10 +125,12 @@ private Q_SLOTS:
         sample.run(u"ALTER TABLE ProductConfiguration RENAME COLUMN serverId TO server"_s);
         sample.run(u"UPDATE FileConfiguration SET fileType = 2 WHERE id = 1"_s);
 
+        QStringList found = sample.findings();
+        found.removeIf([](const QString& finding) { return finding.startsWith(u"schema."); });
         QCOMPARE(
-            sample.findings(), (QStringList{
-                                   u"store.check-failed product.server-missing"_s,
-                                   u"file.wrong-type FileConfiguration 1"_s}));
+            found, (QStringList{
+                       u"store.check-failed product.server-missing"_s,
+                       u"file.wrong-type FileConfiguration 1"_s}));
     }
 
     void lockedStoreIsBusy()
@@ -208,6 +212,58 @@ private Q_SLOTS:
 
         QCOMPARE(readable, QStringList{u"store.not-writable"_s});
         QCOMPARE(unreadable, (QStringList{u"store.not-writable"_s, u"store.log-not-read"_s}));
+    }
+
+    void aSchemaThatDiffersIsFoundAndRepaired()
+    {
+        DoctorSample sample;
+        QCOMPARE(sample.findings(), QStringList());
+        RawDatabase raw(sample.databasePath());
+        raw.run(u"DROP INDEX FileConfigurationByRoot; DROP INDEX SchedulesByFolder;"
+                u"CREATE INDEX SchedulesByFolder ON Schedules (id);"
+                u"DROP TRIGGER FolderConfigurationRootNamesItself;"
+                u"DROP VIEW v1_servers; CREATE VIEW v1_servers AS SELECT 1 AS id;"
+                u"CREATE TRIGGER redirects AFTER UPDATE ON ServerConfiguration"
+                u" BEGIN UPDATE ServerConfiguration SET davUrl = 'https://evil.example'; END;"
+                u"CREATE TABLE notes (text); CREATE INDEX notesByText ON notes (text);"
+                u"CREATE VIEW mine AS SELECT 1"_s);
+
+        QCOMPARE(
+            sample.findings(),
+            (QStringList{
+                u"schema.missing index FileConfigurationByRoot"_s,
+                u"schema.missing trigger FolderConfigurationRootNamesItself"_s,
+                u"schema.changed index SchedulesByFolder"_s, u"schema.changed view v1_servers"_s,
+                u"schema.foreign trigger redirects"_s, u"schema.extra index notesByText"_s,
+                u"schema.extra table notes"_s, u"schema.extra view mine"_s}));
+        QStringList repairs;
+        const auto differences = StoreInspection(sample.databasePath()).schemaDifferences();
+        for (const auto& difference : differences)
+            repairs += difference.repair;
+        repair(sample.session, repairs);
+
+        QCOMPARE(
+            sample.findings(), (QStringList{
+                                   u"schema.extra index notesByText"_s,
+                                   u"schema.extra table notes"_s, u"schema.extra view mine"_s}));
+    }
+
+    void aMissingColumnIsNamed()
+    {
+        DoctorSample sample;
+        RawDatabase(sample.databasePath())
+            .run(u"ALTER TABLE ProductConfiguration DROP COLUMN nameValueProperties"_s);
+
+        QCOMPARE(sample.findings().value(0), u"schema.missing column nameValueProperties"_s);
+    }
+
+    void anOlderVersionIsComparedWithItsOwnSchema()
+    {
+        DoctorSample sample;
+        const QString path = sample.path(u"version-1.db"_s);
+        QVERIFY(QFile::copy(QStringLiteral(VELMIO_TEST_DATA "/version-1.db"), path));
+
+        QCOMPARE(StoreInspection(path).schemaDifferences().size(), 0);
     }
 
     void filesOpenToOthersAreFoundAndClosed()

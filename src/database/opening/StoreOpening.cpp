@@ -46,6 +46,7 @@ QString remedyFor(Kind kind, const QString& path)
         return u"Name a database file in it, such as %1."_s.arg(
             QDir(path).filePath(u"configuration.db"_s));
     case Kind::NotAFile:
+        return u"Move away what is not a regular file, or name another database."_s;
     case Kind::NotADatabase:
         return u"Name the right file, or move this one away to have a new database created."_s;
     case Kind::Foreign:

@@ -91,6 +91,8 @@ void Frames::readHeader()
 
 bool Frames::next()
 {
+    if (!file.isOpen())
+        return false;
     frame = file.read(FrameHeaderBytes + pageBytes);
     if (frame.size() < FrameHeaderBytes + pageBytes)
         return false;

@@ -22,6 +22,9 @@ std::vector<Check> storeChecks();
 /// Reports what was found in the database as a whole.
 void checkStore(const sync::database::StoreInspection& store, const Found& found);
 
+/// Reports how the schema differs from that of a new database.
+void checkSchema(const sync::database::StoreInspection& store, const Found& found);
+
 /// Reports an SQLite library with known defects. Throws ReadFailure.
 void checkEngine(sync::interf::factory::IDatabaseFactory& database, const Found& found);
 

@@ -40,6 +40,7 @@ public:
         checkAccess(path, found);
         const StoreInspection store(path);
         checkStore(store, found);
+        checkSchema(store, found);
         const auto kind = store.kind();
         if (kind == Kind::Ours || kind == Kind::TooNew || kind == Kind::Damaged)
             reportOpenFiles(filesOpenToOthers(path), found);
@@ -136,10 +137,13 @@ void examine(const QString& path, Examiner& examiner)
     Examination(path, examiner).run();
 }
 
-std::vector<std::pair<const Fix*, long long>> repair(Session& session)
+std::vector<std::pair<const Fix*, long long>> repair(
+    Session& session, const QStringList& schemaRepairs)
 {
     WatchedDatabase& database = session.writableDatabase();
     Transaction transaction(database);
+    for (const QString& statement : schemaRepairs)
+        database.change(statement, {});
     const auto before = countFindings(database);
     std::vector<std::pair<const Fix*, long long>> repaired;
     for (const Fix& fix : fixes()) {

@@ -33,10 +33,12 @@ std::vector<Check> allChecks();
 /// reported as a finding and not thrown.
 void examine(const QString& path, Examiner& examiner);
 
-/// Applies all fixes() in one transaction, and returns how many rows each has repaired.
+/// Runs the statements that repair the schema and applies all fixes(), in one transaction. Returns
+/// how many rows each fix has repaired.
 ///
 /// Throws CommandError, with nothing changed, if a statement fails or any check finds more than
 /// before.
-std::vector<std::pair<const Fix*, long long>> repair(Session& session);
+std::vector<std::pair<const Fix*, long long>> repair(
+    Session& session, const QStringList& schemaRepairs = {});
 
 } // namespace velmioctl::doctor

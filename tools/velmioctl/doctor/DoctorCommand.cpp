@@ -1,5 +1,6 @@
 #include <velmioctl/doctor/DoctorCommand.h>
 
+#include <database/StoreInspection.h>
 #include <velmioctl/cli/CommandLine.h>
 #include <velmioctl/cli/Text.h>
 #include <velmioctl/doctor/Checks.h>
@@ -27,9 +28,10 @@ struct DoctorOptions
 struct Plan
 {
     std::vector<Report::PlannedFix> records;
-    QStringList files; ///< Other users lose their rights to these.
+    QStringList files;  ///< Other users lose their rights to these.
+    QStringList schema; ///< Statements.
 
-    bool isEmpty() const { return records.empty() && files.isEmpty(); }
+    bool isEmpty() const { return records.empty() && files.isEmpty() && schema.isEmpty(); }
 };
 
 /// Counts the checks that still find something.
@@ -51,6 +53,8 @@ QStringList linesOf(const Plan& plan)
     QStringList lines;
     for (const auto& planned : plan.records)
         lines += planned.toText();
+    for (const QString& statement : plan.schema)
+        lines += u"runs "_s + statement.section(u'\n', 0, 0);
     for (const QString& file : plan.files)
         lines += u"takes the rights to %1 from other users"_s.arg(quoted(file));
     return lines;
@@ -62,12 +66,16 @@ QString questionOf(const Plan& plan)
     for (const auto& planned : plan.records)
         rows += planned.rows;
     QStringList deeds;
+    if (!plan.records.empty() || !plan.schema.isEmpty())
+        deeds += u"make a backup"_s;
+    if (!plan.schema.isEmpty())
+        deeds += u"repair the structure of the database"_s;
     if (rows > 0)
-        deeds += u"make a backup and repair "_s + counted(rows, u"record"_s);
+        deeds += u"repair "_s + counted(rows, u"record"_s);
     if (!plan.files.isEmpty())
         deeds +=
             u"take the rights to %1 from other users"_s.arg(counted(plan.files.size(), u"file"_s));
-    const QString question = deeds.join(u", and "_s) + u'?';
+    const QString question = deeds.join(u", "_s) + u'?';
     return question.at(0).toUpper() + question.mid(1);
 }
 
@@ -83,11 +91,19 @@ void printPlan(Output& output, const QStringList& lines)
     }
 }
 
-long long repairRecords(Session& session)
+QStringList schemaRepairsFor(const QString& path)
+{
+    QStringList statements;
+    for (const auto& difference : sync::database::StoreInspection(path).schemaDifferences())
+        statements += difference.repair;
+    return statements;
+}
+
+long long repairDatabase(Session& session, const QStringList& schema)
 {
     session.backUp(sync::database::DatabaseBackups::Reason::Fix);
     long long rows = 0;
-    for (const auto& [fix, count] : repair(session))
+    for (const auto& [fix, count] : repair(session, schema))
         rows += count;
     return rows;
 }
@@ -105,7 +121,8 @@ void closeFiles(Session& session, const QStringList& files)
 
 QJsonObject repairAll(Session& session, const QString& path, const Plan& plan)
 {
-    const long long rows = plan.records.empty() ? 0 : repairRecords(session);
+    const bool changesDatabase = !plan.records.empty() || !plan.schema.isEmpty();
+    const long long rows = changesDatabase ? repairDatabase(session, plan.schema) : 0;
     closeFiles(session, plan.files);
     Remainder remainder;
     examine(path, remainder);
@@ -134,13 +151,15 @@ QJsonObject fix(
             u"Nothing was changed: repair the database itself first, as the remedy of its finding "
             u"says."_s);
     }
-    const Plan plan{report.plan(), filesOpenToOthers(path)};
+    const Plan plan{report.plan(), filesOpenToOthers(path), schemaRepairsFor(path)};
     const QStringList lines = linesOf(plan);
     QJsonArray records;
     for (const auto& planned : plan.records)
         records.append(planned.toJson());
     QJsonObject answer{
-        {u"records"_s, records}, {u"files"_s, QJsonArray::fromStringList(plan.files)}};
+        {u"records"_s, records},
+        {u"files"_s, QJsonArray::fromStringList(plan.files)},
+        {u"schema"_s, QJsonArray::fromStringList(plan.schema)}};
     if (plan.isEmpty()) {
         session.output.note(u"No finding can be repaired without a choice by a person."_s);
         return answer;

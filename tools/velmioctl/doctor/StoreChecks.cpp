@@ -17,6 +17,7 @@
 using namespace Qt::StringLiterals;
 using sync::database::DatabaseBackups;
 using sync::database::DatabaseError;
+using sync::database::SchemaDifference;
 using sync::database::StoreInspection;
 using sync::interf::factory::IDatabaseFactory;
 
@@ -87,6 +88,28 @@ const Check LogReset{
     u"writes to the file at the same time, such as the sqlite3 shell, may trigger it."_s,
     u"Write with no other program while a client runs, or use SQLite 3.51.3 or newer."_s};
 
+const Check SchemaMissing{
+    u"schema.missing"_s, Severity::Error, u"parts of the database's structure that are missing"_s,
+    u"Without a column or a trigger some changes fail or are stored wrongly; without an index "
+    u"everything becomes slower."_s,
+    u"'velmioctl doctor --fix' makes indexes, triggers and views again. For a column, restore a "
+    u"backup with 'velmioctl restore FILE'."_s};
+const Check SchemaChanged{
+    u"schema.changed"_s, Severity::Error, u"parts of the database's structure that were changed"_s,
+    u"They may not do what the client relies on."_s,
+    u"'velmioctl doctor --fix' makes indexes, triggers and views again. For a table, restore a "
+    u"backup with 'velmioctl restore FILE'."_s};
+const Check SchemaForeign{
+    u"schema.foreign"_s, Severity::Error,
+    u"triggers and indexes that do not belong to the database"_s,
+    u"A trigger changes what the client stores, and an index can make it fail."_s,
+    u"'velmioctl doctor --fix' removes triggers. Remove an index, if nobody needs it, with "
+    u"'DROP INDEX' in the sqlite3 shell."_s};
+const Check SchemaExtra{
+    u"schema.extra"_s, Severity::Note,
+    u"tables, columns and views that do not belong to the database"_s,
+    u"The client leaves them alone."_s, u"Keep them, or remove them in the sqlite3 shell."_s};
+
 // Adds how to get a whole database back.
 Check withBackup(Check check, const QString& path)
 {
@@ -116,6 +139,20 @@ bool isDiskFull(const QString& path)
     return disk.isValid() && (disk.bytesAvailable() < WalIndexBytes || !hasInode);
 }
 
+const Check& checkOf(const SchemaDifference& difference)
+{
+    switch (difference.kind) {
+    case SchemaDifference::Kind::Missing:
+        return SchemaMissing;
+    case SchemaDifference::Kind::Changed:
+        return SchemaChanged;
+    case SchemaDifference::Kind::Foreign:
+        break;
+    }
+    const bool canAct = difference.type == u"trigger" || difference.type == u"index";
+    return canAct && findTable(difference.table.toUtf8()) ? SchemaForeign : SchemaExtra;
+}
+
 void reportDamage(const StoreInspection& store, const Found& found)
 {
     const bool tablesMissing = !store.missingTables().isEmpty();
@@ -130,9 +167,10 @@ void reportDamage(const StoreInspection& store, const Found& found)
 
 std::vector<Check> storeChecks()
 {
-    return {NoDatabase, Empty,       Foreign,    TooNew,     Unreadable,
-            DiskFull,   Busy,        Unfinished, Damaged,    TableMissing,
-            Moved,      CheckFailed, LogNotRead, WalDamaged, LogReset};
+    return {NoDatabase,    Empty,         Foreign,       TooNew,     Unreadable,
+            DiskFull,      Busy,          Unfinished,    Damaged,    TableMissing,
+            Moved,         CheckFailed,   LogNotRead,    WalDamaged, LogReset,
+            SchemaMissing, SchemaChanged, SchemaForeign, SchemaExtra};
 }
 
 void reportFailedCheck(const QString& check, const QString& error, const Found& found)
@@ -185,6 +223,21 @@ void checkStore(const StoreInspection& store, const Found& found)
             {.name = path + u"-wal"_s, .detail = u"at least %1 changes"_s.arg(lost)});
     if (store.isMoved())
         found(Moved, {.name = path});
+}
+
+void checkSchema(const StoreInspection& store, const Found& found)
+{
+    const auto differences = store.schemaDifferences();
+    for (const Check& check : {SchemaMissing, SchemaChanged, SchemaForeign, SchemaExtra}) {
+        for (const SchemaDifference& difference : differences) {
+            if (check.id == checkOf(difference).id)
+                found(
+                    check,
+                    {.name = difference.type + u' ' + difference.name,
+                     .detail = difference.name == difference.table ? QString()
+                                                                   : u"of "_s + difference.table});
+        }
+    }
 }
 
 void checkEngine(IDatabaseFactory& database, const Found& found)
