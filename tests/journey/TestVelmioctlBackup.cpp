@@ -435,6 +435,21 @@ private Q_SLOTS:
         QCOMPARE(aliases(), u"first one two"_s);
     }
 
+    void completionListsIdsAndBackups()
+    {
+        QVERIFY(addServer(u"one"_s));
+        const QString made = makeBackup();
+
+        QCOMPARE(tool->run({u"complete"_s, u"backups"_s}).output, u"latest\n%1\n"_s.arg(made));
+        QCOMPARE(
+            tool->run({u"complete"_s, u"ServerConfiguration"_s}).output,
+            RawDatabase(tool->databasePath())
+                    .run(u"SELECT id FROM ServerConfiguration ORDER BY id"_s)
+                    .join(u'\n') +
+                u'\n');
+        QCOMPARE(tool->run({u"complete"_s, u"sqlite_master"_s}).output, QString());
+    }
+
     void removalMakesABackupFirst_data()
     {
         QTest::addColumn<QString>("row");

@@ -26,6 +26,12 @@ private Q_SLOTS:
         QVERIFY(directory.isValid());
         QFile script(directory.filePath(u"script"_s));
         QVERIFY(script.open(QIODevice::WriteOnly));
+        // In place of the program.
+        script.write(
+            "velmioctl()\n{\n    case $* in\n        'complete ServerConfiguration') printf "
+            "'%s\\n' 1 "
+            "12 3 ;;\n        '--database x.db complete ServerConfiguration') echo 7 ;;\n        "
+            "'complete backups') echo latest ;;\n    esac\n}\n");
         script.write(bashCompletion(sample.program()).toUtf8());
         QFile file(directory.filePath(u"a file"_s));
         QVERIFY(file.open(QIODevice::WriteOnly));
@@ -62,7 +68,13 @@ private Q_SLOTS:
         row("folder behind an option", u"velmioctl folder add --name x a"_s, {u"a folder"_s});
         row("no second argument", u"velmioctl folder add Work a"_s, {});
         row("nothing for a free text", u"velmioctl server add --alias a"_s, {});
-        row("nothing for an id", u"velmioctl server show a"_s, {});
+        row("ids", u"velmioctl server show 1"_s, {u"1"_s, u"12"_s});
+        row("ids behind an option", u"velmioctl signin list --server "_s,
+            {u"1"_s, u"12"_s, u"3"_s});
+        row("ids of another database", u"velmioctl --database x.db server show "_s, {u"7"_s});
+        row("ids of a database behind =", u"velmioctl --database = x.db server show "_s, {u"7"_s});
+        row("backups", u"velmioctl restore l"_s, {u"latest"_s});
+        row("tables", u"velmioctl export --tables Sch"_s, {u"Schedules"_s});
     }
 
     void bashOffersWhatMayFollow()

@@ -1,6 +1,8 @@
 #include <velmioctl/Application.h>
 
 #include <core/KeyError.h>
+#include <database/DatabaseBackups.h>
+#include <interf/IQSqlQueryWrapper.h>
 #include <velmioctl/bundle/BundleCommand.h>
 #include <velmioctl/cli/CommandLine.h>
 #include <velmioctl/cli/HelpText.h>
@@ -9,7 +11,9 @@
 #include <velmioctl/doctor/DoctorCommand.h>
 #include <velmioctl/exchange/Commands.h>
 #include <velmioctl/records/Commands.h>
+#include <velmioctl/store/Columns.h>
 #include <velmioctl/store/Session.h>
+#include <velmioctl/store/WatchedDatabase.h>
 #include <velmioctl/tree/Commands.h>
 #include <velmioctl/upkeep/Commands.h>
 
@@ -127,6 +131,28 @@ void addHelpCommand(Command& program, Output& output)
     });
 }
 
+// What the completions of the shells ask for: one entry on each line.
+void addCompleteCommand(Command& program, Session& session)
+{
+    auto* const complete =
+        program.addHiddenSubcommand("complete", "List the ids of a table, or the backups");
+    const auto what = std::make_shared<std::string>();
+    complete->addOption("WHAT", *what, "A table, or backups")->required();
+    complete->callback([&session, what] {
+        if (*what == "backups") {
+            session.output.printText(u"latest"_s);
+            const sync::database::DatabaseBackups backups(session.databasePath());
+            for (const auto& backup : backups.list())
+                session.output.printText(backup.path);
+        } else if (const TableShape* const table = findTable(QByteArray::fromStdString(*what))) {
+            const auto rows = session.database().select(
+                u"SELECT id FROM %1 ORDER BY id"_s.arg(QString::fromLatin1(table->name)));
+            while (rows->next())
+                session.output.printText(rows->value(0).toString());
+        }
+    });
+}
+
 } // namespace
 
 void addCommands(Command& program, Session& session)
@@ -175,6 +201,7 @@ void addCommands(Command& program, Session& session)
     addDiffCommand(program, session);
     addBundleCommand(program, session);
     addHelpCommand(program, session.output);
+    addCompleteCommand(program, session);
     addGenerateCommand(program, session.output);
     std::vector<std::pair<QString, QString>> exitCodes;
     for (const ExitCodeMeaning& meaning : exitCodeMeanings())

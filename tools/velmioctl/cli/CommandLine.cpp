@@ -186,6 +186,13 @@ Option* Option::offersFolders()
     return this;
 }
 
+Option* Option::offersStored(const std::string& what)
+{
+    described.offer = OptionDescription::Offer::Stored;
+    described.words = {QString::fromStdString(what)};
+    return this;
+}
+
 bool Option::isGiven() const
 {
     return parser.count() > 0;

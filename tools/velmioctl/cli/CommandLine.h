@@ -19,7 +19,7 @@ namespace velmioctl {
 struct OptionDescription
 {
     /// What a shell can offer where the value stands.
-    enum class Offer { Nothing, Words, Files, Folders };
+    enum class Offer { Nothing, Words, Files, Folders, Stored };
 
     QString name;           ///< "--alias", or "ID" for an argument.
     QString shortName = {}; ///< "-q", or empty.
@@ -29,7 +29,8 @@ struct OptionDescription
     bool required = false;
     bool repeatable = false;
     Offer offer = Offer::Nothing;
-    QStringList words = {}; ///< For Offer::Words.
+    QStringList words = {}; ///< For Offer::Words; for Offer::Stored what the hidden command
+                            ///< "complete" lists.
 
     bool isArgument() const { return !name.startsWith(u'-'); }
 };
@@ -59,6 +60,8 @@ public:
     Option* offersWords(const std::vector<std::string>& words);
     Option* offersFiles();
     Option* offersFolders();
+    /// The ids in a table of the database, or the backups beside it.
+    Option* offersStored(const std::string& what);
 
     bool isGiven() const;
     const OptionDescription& description() const { return described; }

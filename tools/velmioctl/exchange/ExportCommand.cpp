@@ -155,6 +155,18 @@ void run(Session& session, const ExportOptions& options)
 
 namespace velmioctl {
 
+namespace {
+
+std::vector<std::string> tableNames()
+{
+    std::vector<std::string> names;
+    for (const TableShape& table : tableShapes())
+        names.push_back(table.name.toStdString());
+    return names;
+}
+
+} // namespace
+
 void addExportCommand(Command& app, Session& session)
 {
     Command* const command = app.addSubcommand(
@@ -165,7 +177,8 @@ void addExportCommand(Command& app, Session& session)
     command->addOption("--tables", options->tables, "Only these tables, such as Schedules")
         ->repeatable()
         ->separatedBy(',')
-        ->typeName("TABLE,...");
+        ->typeName("TABLE,...")
+        ->offersWords(tableNames());
     Option* const withSecrets = command->addFlag(
         "--with-secrets", options->withSecrets,
         "Also write passwords and product secrets, encrypted with a passphrase");

@@ -124,6 +124,8 @@ void FieldOptions::addOption(Command& command, const Column& column, bool requir
         added->notNegative();
     if (const auto words = wordsFor(column.kind); !words.empty())
         added->offersWords(words);
+    else if (!column.target.isEmpty() && column.target != "FileConfiguration") // Too many.
+        added->offersStored(column.target.toStdString());
 }
 
 void FieldOptions::addTo(Command& command, Purpose purpose, const QByteArray& except)

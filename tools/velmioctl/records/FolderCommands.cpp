@@ -317,6 +317,7 @@ void addShowingCommands(Command& folder, Session& session, const Options& option
         ->excludes(all)
         ->excludes(root);
     listCommand->addOption("--signin", options->list.signIn, "Only those of one sign-in")
+        ->offersStored("AuthenticationConfiguration")
         ->typeName("ID");
     listCommand->example("velmioctl folder list --all");
     listCommand->callback([&session, options] { listFolders(session, options->list); });
@@ -344,6 +345,7 @@ void addCheckingCommands(Command& folder, Session& session, const Options& optio
         folder.addSubcommand("check", "Check whether a path is in a root folder");
     checkCommand->addOption("PATH", options->path, "A file or folder, existing or not")->required();
     checkCommand->addOption("--signin", options->signIn, "Only roots of one sign-in")
+        ->offersStored("AuthenticationConfiguration")
         ->typeName("ID");
     checkCommand->addFlag(
         "--top-level", options->topLevel,
@@ -355,6 +357,7 @@ void addCheckingCommands(Command& folder, Session& session, const Options& optio
         "check-server", "Check whether a server path overlaps with that of a root folder");
     checkServerCommand->addOption("PATH", options->path, "Path on the server")->required();
     checkServerCommand->addOption("--signin", options->signIn, "The sign-in")
+        ->offersStored("AuthenticationConfiguration")
         ->typeName("ID")
         ->required();
     checkServerCommand->example("velmioctl folder check-server /Team --signin 1");

@@ -106,7 +106,10 @@ void addProductCommands(Command& app, Session& session)
     product->requireSubcommand();
     const auto options = std::make_shared<ProductOptions>();
     const auto addId = [options](Command* command) {
-        command->addOption("ID", options->id, "Id of the product")->id()->required();
+        command->addOption("ID", options->id, "Id of the product")
+            ->offersStored("ProductConfiguration")
+            ->id()
+            ->required();
     };
 
     auto* const addCommand = product->addSubcommand("add", "Add a product, and ask for its secret");
@@ -118,6 +121,7 @@ void addProductCommands(Command& app, Session& session)
 
     auto* const listCommand = product->addSubcommand("list", "List the products");
     listCommand->addOption("--server", options->server, "Only the products of one server")
+        ->offersStored("ServerConfiguration")
         ->typeName("ID");
     listCommand->example("velmioctl product list --server 1");
     listCommand->callback([&session, options] {

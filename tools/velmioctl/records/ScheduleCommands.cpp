@@ -153,7 +153,9 @@ void addScheduleCommands(Command& app, Session& session)
     schedule->requireSubcommand();
     const auto options = std::make_shared<ScheduleOptions>();
     const auto addId = [options](Command* command) {
-        return command->addOption("ID", options->id, "Id of the schedule")->id();
+        return command->addOption("ID", options->id, "Id of the schedule")
+            ->offersStored("Schedules")
+            ->id();
     };
 
     auto* const showCommand =

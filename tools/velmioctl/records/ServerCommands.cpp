@@ -192,7 +192,9 @@ void addServerCommands(Command& app, Session& session)
     server->requireSubcommand();
     const auto options = std::make_shared<ServerOptions>();
     const auto addId = [options](Command* command) {
-        return command->addOption("ID", options->id, "Id of the server")->id();
+        return command->addOption("ID", options->id, "Id of the server")
+            ->offersStored("ServerConfiguration")
+            ->id();
     };
 
     auto* const addCommand = server->addSubcommand("add", "Add a server");

@@ -188,7 +188,10 @@ Command* addCommandOfOne(
     Command& noun, const Options& options, const std::string& name, const std::string& text)
 {
     Command* const command = noun.addSubcommand(name, text);
-    command->addOption("ID", options->id, "Id of the sign-in")->id()->required();
+    command->addOption("ID", options->id, "Id of the sign-in")
+        ->offersStored("AuthenticationConfiguration")
+        ->id()
+        ->required();
     return command;
 }
 
@@ -210,6 +213,7 @@ void addSignInCommands(Command& app, Session& session)
 
     auto* const listCommand = signIn->addSubcommand("list", "List the sign-ins");
     listCommand->addOption("--server", options->server, "Only the sign-ins of one server")
+        ->offersStored("ServerConfiguration")
         ->typeName("ID");
     listCommand->example("velmioctl signin list --server 1");
     listCommand->callback([&session, options] {

@@ -230,7 +230,7 @@ void addRecoveryCommands(Command& app, Session& session)
         ->addOption(
             "FILE", options->file, "The backup, or latest for the newest one beside the database")
         ->required()
-        ->offersFiles();
+        ->offersStored("backups");
     restoreCommand->addFlag("--yes", options->yes, "Restore without asking");
     restoreCommand->addFlag(
         "--other-store", options->otherStore, "Agree to a backup of another database");

@@ -53,6 +53,23 @@ _%1_files()
     compopt -o filenames 2> /dev/null
     mapfile -t COMPREPLY < <(compgen -f -- "$1")
 }
+_%1_stored()
+{
+    local at database=()
+    for ((at = 1; at < COMP_CWORD; ++at)); do
+        if [[ ${COMP_WORDS[at]} == --database ]]; then
+            [[ ${COMP_WORDS[at + 1]} == '=' ]] && ((++at))
+            database=(--database "${COMP_WORDS[at + 1]}")
+        fi
+    done
+    local entries
+    entries=$(%1 "${database[@]}" complete "$1" 2> /dev/null)
+    local IFS=$'\n'
+    mapfile -t COMPREPLY < <(compgen -W "$entries" -- "$2")
+    if [[ $1 == backups && ${#COMPREPLY[@]} == 0 ]]; then
+        _%1_files "$2"
+    fi
+}
 _%1_folders()
 {
     compopt -o filenames 2> /dev/null
@@ -89,6 +106,8 @@ QString offerOf(const QString& program, const OptionDescription& option)
         return u"_%1_files \"$3\""_s.arg(program);
     case Offer::Folders:
         return u"_%1_folders \"$3\""_s.arg(program);
+    case Offer::Stored:
+        return u"_%1_stored '%2' \"$3\""_s.arg(program, option.words.first());
     case Offer::Nothing:
         break;
     }

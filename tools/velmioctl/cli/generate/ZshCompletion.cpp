@@ -30,7 +30,7 @@ QString functionName(const Command& command)
     return u'_' + QString(command.description().fullName).replace(u' ', u'_').replace(u'-', u'_');
 }
 
-QString actionOf(const OptionDescription& option)
+QString actionOf(const QString& program, const OptionDescription& option)
 {
     switch (option.offer) {
     case Offer::Words:
@@ -39,33 +39,37 @@ QString actionOf(const OptionDescription& option)
         return u"_files"_s;
     case Offer::Folders:
         return u"_files -/"_s;
+    case Offer::Stored:
+        return u"{compadd -- ${(f)\"$(%1 complete %2 2> /dev/null)\"}}"_s.arg(
+            program, option.words.first());
     case Offer::Nothing:
         break;
     }
     return u" "_s;
 }
 
-QString specificationOf(const OptionDescription& option)
+QString specificationOf(const QString& program, const OptionDescription& option)
 {
     const QString text = escaped(option.text);
     if (option.isArgument()) {
         const QString optional = option.required ? QString() : u":"_s;
-        return inZshQuotes(u':' + optional + text + u':' + actionOf(option));
+        return inZshQuotes(u':' + optional + text + u':' + actionOf(program, option));
     }
     QString entry = option.repeatable ? u"*"_s : QString();
     entry += option.name + u'[' + text + u']';
     if (option.takesValue)
-        entry += u':' + escaped(option.typeName) + u':' + actionOf(option);
+        entry += u':' + escaped(option.typeName) + u':' + actionOf(program, option);
     return inZshQuotes(entry);
 }
 
 QStringList specificationsOf(const Command& command, const Command& program)
 {
+    const QString name = program.description().name;
     QStringList all;
     for (const OptionDescription& option : optionsOf(command, program))
-        all += specificationOf(option);
+        all += specificationOf(name, option);
     for (const OptionDescription& argument : argumentsOf(command))
-        all += specificationOf(argument);
+        all += specificationOf(name, argument);
     return all;
 }
 
