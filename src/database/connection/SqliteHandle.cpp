@@ -139,14 +139,9 @@ void setCheckpointAtClose(sqlite3* database, bool on)
 
 bool mayHaveLeftCommit(sqlite3* database)
 {
-    switch (sqlite3_errcode(database) & 0xff) {
-    case SQLITE_IOERR:
-    case SQLITE_FULL:
-    case SQLITE_NOMEM:
-        return true;
-    default:
-        return false;
-    }
+    // Not if the disk is full: then the commit itself could not be written.
+    const int code = sqlite3_errcode(database) & 0xff;
+    return code == SQLITE_IOERR || code == SQLITE_NOMEM;
 }
 
 bool overwriteLeftCommit(sqlite3* database) noexcept
