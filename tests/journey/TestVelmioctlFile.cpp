@@ -5,6 +5,7 @@
 #include <interf/IQSqlQueryWrapper.h>
 
 #include <QFile>
+#include <QJsonDocument>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -48,6 +49,62 @@ private Q_SLOTS:
         const auto table = tool->run({u"file"_s, u"list"_s, u"one/a"_s});
         QVERIFY(table.output.contains(u"out-of-sync     4  "_s));
         QVERIFY(table.output.contains(tool->path(u"one/a/d.txt"_s)));
+    }
+
+    void listFilters_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<QStringList>("expected");
+        const auto row = [](const char* name, const QStringList& arguments,
+                            const QStringList& expected) {
+            QTest::newRow(name) << arguments << expected;
+        };
+        row("status", {u"--status"_s, u"syncing"_s}, {u"c.txt"_s});
+        row("size", {u"--larger-than"_s, u"1"_s}, {u"b.txt"_s, u"d.txt"_s});
+        row("path", {u"--path"_s, u"*/a/?.txt"_s}, {u"d.txt"_s});
+        row("day", {u"--modified-since"_s, u"2024-03-01"_s}, {u"c.txt"_s, u"d.txt"_s});
+        row("time", {u"--modified-since"_s, u"2024-03-01T10:00:00.001"_s}, {u"d.txt"_s});
+        row("time in another zone", {u"--modified-since"_s, u"2024-03-01T12:00:00+02:00"_s},
+            {u"c.txt"_s, u"d.txt"_s});
+        row("several", {u"--path"_s, u"*.txt"_s, u"--larger-than"_s, u"2"_s, u"one"_s},
+            {u"d.txt"_s});
+    }
+
+    void listFilters()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(QStringList, expected);
+        QVERIFY(tool->execute(
+            u"UPDATE FileConfiguration SET syncStatus = CASE name WHEN 'c.txt' THEN 1 ELSE 2 END,"
+            u" lastModifiedDateTime = CASE name WHEN 'b.txt' THEN '2024-02-29T23:59:59.999'"
+            u" WHEN 'c.txt' THEN '2024-03-01T10:00:00.000Z' ELSE '2024-03-02T00:00:00.000' END"_s));
+
+        QCOMPARE(names(list(QStringList{u"--order"_s, u"name"_s} + arguments)), expected);
+    }
+
+    void listShowsChosenColumns()
+    {
+        const auto table = tool->run(
+            {u"file"_s, u"list"_s, u"one/a"_s, u"--columns"_s, u"client-path,size,status"_s});
+        const auto unknown = tool->run({u"file"_s, u"list"_s, u"--columns"_s, u"id,colour"_s});
+
+        QCOMPARE(table.output.section(u'\n', 0, 0).simplified(), u"CLIENT PATH SIZE STATUS"_s);
+        QCOMPARE(
+            table.output.section(u'\n', 1, 1).simplified(),
+            tool->path(u"one/a/d.txt"_s) + u" 4 out-of-sync"_s);
+        QCOMPARE(unknown.exitCode, 2);
+        QVERIFY2(unknown.errors.contains(u"client-path, server-path"), qPrintable(unknown.errors));
+    }
+
+    void listWritesAnObjectOnEachLine()
+    {
+        const auto run = tool->run({u"file"_s, u"list"_s, u"--ndjson"_s});
+
+        QJsonArray lines;
+        for (const QString& line : run.output.split(u'\n', Qt::SkipEmptyParts))
+            lines.append(QJsonDocument::fromJson(line.toUtf8()).object());
+        QCOMPARE(lines, list());
+        QCOMPARE(lines.size(), 3);
     }
 
     void listPagesInEachOrder_data()

@@ -45,6 +45,11 @@ void Output::print(const QJsonArray& array)
     write(QJsonDocument(array).toJson(QJsonDocument::Indented));
 }
 
+void Output::printJsonLine(const QJsonObject& object)
+{
+    write(QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n');
+}
+
 void Output::printList(const QJsonArray& array, const Table& table, const QString& emptyNote)
 {
     if (jsonWanted)

@@ -41,6 +41,8 @@ public:
 
     void print(const QJsonObject& object);
     void print(const QJsonArray& array);
+    /// On a line of its own, for many rows.
+    void printJsonLine(const QJsonObject& object);
     /// A list: as JSON, as a table, or as a note if it is empty.
     void printList(const QJsonArray& array, const Table& table, const QString& emptyNote);
 

@@ -297,7 +297,30 @@ void addListCommand(Command& file, Session& session, const Options& options)
     list->addOption("--offset", options->list.offset, "How many files to skip first")
         ->typeName("NUMBER")
         ->notNegative();
+    list->addOption("--columns", options->list.columns, "The columns of the table, in their order")
+        ->repeatable()
+        ->separatedBy(',')
+        ->typeName("COLUMN,...")
+        ->offersWords(fileColumnWords());
+    list->addOption("--status", options->list.status, "Only files of this status")
+        ->typeName("STATUS")
+        ->offersWords(syncStatusWords());
+    list->addOption(
+            "--modified-since", options->list.modifiedSince,
+            "Only files that were modified at this time or later, in UTC")
+        ->typeName("TIME");
+    list->addOption("--larger-than", options->list.largerThan, "Only files of more bytes")
+        ->typeName("BYTES")
+        ->notNegative();
+    list->addOption(
+            "--path", options->list.path,
+            "Only files whose client path matches this pattern with *, ? and [...]")
+        ->typeName("GLOB");
+    list->addFlag(
+        "--ndjson", options->list.asLines,
+        "Answer with a JSON object on each line, for many files");
     list->example("velmioctl file list Work/Plans --order size-desc --limit 10");
+    list->example("velmioctl file list --path \"*.csv\" --columns id,size,checksum");
     list->callback([&session, options] { listFiles(session, options->list); });
 }
 

@@ -4,10 +4,15 @@
 #include <config/FolderConfigManager.h>
 #include <interf/IQSqlQueryWrapper.h>
 #include <velmioctl/cli/Table.h>
+#include <velmioctl/cli/Text.h>
 #include <velmioctl/store/Names.h>
 #include <velmioctl/store/Records.h>
 #include <velmioctl/store/Session.h>
 #include <velmioctl/store/WatchedDatabase.h>
+
+#include <QDateTime>
+
+#include <algorithm>
 
 using namespace Qt::StringLiterals;
 using sync::config::FileConfiguration;
@@ -17,23 +22,96 @@ namespace velmioctl {
 
 namespace {
 
+// The word for a column of files, such as "client-path"; empty for one that a table cannot show.
+QString wordFor(const Column& column)
+{
+    if (column.kind == ValueKind::Properties)
+        return {};
+    return QString::fromLatin1(column.label).toLower().replace(u' ', u'-');
+}
+
+// The places of columns of files in their table.
+std::vector<size_t> chosenColumns(const std::vector<std::string>& words)
+{
+    const auto& columns = findTable("FileConfiguration")->columns;
+    std::vector<size_t> chosen;
+    for (const std::string& word : words) {
+        const QString wanted = QString::fromStdString(word);
+        const auto found = std::find_if(
+            columns.begin(), columns.end(),
+            [&wanted](const Column& column) { return wordFor(column) == wanted; });
+        if (wanted.isEmpty() || found == columns.end()) {
+            QStringList known;
+            for (const std::string& one : fileColumnWords())
+                known += QString::fromStdString(one);
+            throw CommandError(
+                ExitCode::Usage, u"Unknown column %1. The columns are %2."_s.arg(
+                                     quoted(wanted), known.join(u", "_s)));
+        }
+        chosen.push_back(size_t(found - columns.begin()));
+    }
+    return chosen;
+}
+
+// As the columns have it: a clock reading in UTC.
+QString storedTimeFrom(const std::string& text)
+{
+    const QString given = QString::fromStdString(text);
+    QDateTime time = QDateTime::fromString(given, Qt::ISODateWithMs);
+    if (!time.isValid()) {
+        throw CommandError(
+            ExitCode::Usage,
+            u"%1 is not a time. Write it as in 2026-12-31 or 2026-12-31T08:30, in UTC."_s.arg(
+                quoted(given)));
+    }
+    if (time.timeSpec() == Qt::LocalTime)
+        time.setTimeSpec(Qt::UTC);
+    return time.toUTC().toString(u"yyyy-MM-dd'T'HH:mm:ss.zzz"_s);
+}
+
+// The WHERE clause of the options, and what to bind to it.
+std::pair<QString, std::vector<WatchedDatabase::Binding>> conditionOf(
+    Session& session, const FileListOptions& options)
+{
+    QStringList conditions;
+    std::vector<WatchedDatabase::Binding> bindings;
+    const auto add = [&](const QString& condition, const QString& name, const QVariant& value) {
+        conditions += condition + u' ' + name;
+        bindings.emplace_back(name, value);
+    };
+    if (options.folder) {
+        const auto folder = session.folder(*options.folder);
+        add(folder.isRoot() ? u"rootFolderId ="_s : u"folderConfigurationId ="_s, u":folder"_s,
+            folder.getId());
+    }
+    if (options.status)
+        add(u"syncStatus ="_s, u":status"_s, syncStatusFrom(*options.status));
+    // Without the zone that may follow.
+    if (options.modifiedSince)
+        add(u"substr(lastModifiedDateTime, 1, 23) >="_s, u":modified"_s,
+            storedTimeFrom(*options.modifiedSince));
+    if (options.largerThan >= 0)
+        add(u"size >"_s, u":size"_s, options.largerThan);
+    if (options.path)
+        add(u"clientPath GLOB"_s, u":path"_s, QString::fromStdString(*options.path));
+    if (conditions.isEmpty())
+        return {};
+    return {u" WHERE "_s + conditions.join(u" AND "_s), std::move(bindings)};
+}
+
 // Only ids, of which one page is read as records: a table may have more rows than fit in memory.
 std::vector<int> readIds(Session& session, const FileListOptions& options, const QString& table)
 {
-    QString condition;
-    int folderId = -1;
-    if (options.folder) {
-        const auto folder = session.folder(*options.folder);
-        folderId = folder.getId();
-        condition = folder.isRoot() ? u" WHERE rootFolderId = :id"_s
-                                    : u" WHERE folderConfigurationId = :id"_s;
-    }
-    const QString sql = u"SELECT id FROM "_s + table + condition + u" ORDER BY "_s +
-                        fileOrderFrom(options.order) + u", id LIMIT "_s +
-                        QString::number(options.limit) + u" OFFSET "_s +
-                        QString::number(options.offset);
-    const auto query = options.folder ? session.database().select(sql, {{u":id"_s, folderId}})
-                                      : session.database().select(sql);
+    const auto [condition, bindings] = conditionOf(session, options);
+    const auto query = session.database().CreateQuery();
+    query->setForwardOnly(true);
+    query->prepare(
+        u"SELECT id FROM "_s + table + condition + u" ORDER BY "_s + fileOrderFrom(options.order) +
+        u", id LIMIT "_s + QString::number(options.limit) + u" OFFSET "_s +
+        QString::number(options.offset));
+    for (const auto& [placeholder, value] : bindings)
+        query->bindValue(placeholder, value);
+    query->exec();
     std::vector<int> ids;
     while (query->next())
         ids.push_back(query->value(0).toInt());
@@ -41,7 +119,48 @@ std::vector<int> readIds(Session& session, const FileListOptions& options, const
     return ids;
 }
 
+void print(
+    Session& session, const QVector<FileConfiguration>& files, const std::vector<size_t>& columns,
+    const QString& emptyNote)
+{
+    const auto& all = findTable("FileConfiguration")->columns;
+    QStringList headings;
+    for (const size_t column : columns)
+        headings += QString::fromLatin1(all[column].label).toUpper();
+    Table table(headings);
+    for (size_t at = 0; at < columns.size(); ++at) {
+        if (all[columns[at]].kind == ValueKind::Number)
+            table.alignRight(int(at));
+    }
+    QJsonArray array;
+    for (const FileConfiguration& file : files) {
+        if (session.output.json()) {
+            array.append(toJson(file));
+            continue;
+        }
+        const ColumnValues record(file);
+        QStringList cells;
+        for (const size_t column : columns)
+            cells += cellOf(record, column);
+        table.addRow(cells);
+    }
+    session.output.printList(array, table, emptyNote);
+}
+
+const std::vector<std::string> UsualColumns{"id",   "folder",   "status",
+                                            "size", "modified", "client-path"};
+
 } // namespace
+
+std::vector<std::string> fileColumnWords()
+{
+    std::vector<std::string> words;
+    for (const Column& column : findTable("FileConfiguration")->columns) {
+        if (const QString word = wordFor(column); !word.isEmpty())
+            words.push_back(word.toStdString());
+    }
+    return words;
+}
 
 FileConfiguration readFile(Session& session, int id, FileConfigurationType type)
 {
@@ -64,32 +183,25 @@ FileConfiguration readFile(Session& session, int id, FileConfigurationType type)
 void listFiles(Session& session, const FileListOptions& options)
 {
     const FileConfigurationType type = fileTypeFrom(options.type);
+    const auto columns = chosenColumns(options.columns.empty() ? UsualColumns : options.columns);
     const auto ids = readIds(session, options, session.files().GetTableNameByFileType(type));
     QVector<FileConfiguration> files;
     for (const int id : ids) {
         FileConfiguration file = readFile(session, id, type);
-        if (file.getId() != -1)
+        if (file.getId() == -1)
+            continue;
+        if (options.asLines)
+            session.output.printJsonLine(toJson(file));
+        else
             files.append(std::move(file));
     }
-    printFiles(session, files, u"No files match. 'velmioctl scan' registers files."_s);
+    if (!options.asLines)
+        print(session, files, columns, u"No files match. 'velmioctl scan' registers files."_s);
 }
 
 void printFiles(Session& session, const QVector<FileConfiguration>& files, const QString& emptyNote)
 {
-    Table table({u"ID"_s, u"FOLDER"_s, u"STATUS"_s, u"SIZE"_s, u"MODIFIED"_s, u"CLIENT PATH"_s});
-    table.alignRight(0).alignRight(1).alignRight(3);
-    QJsonArray array;
-    for (const FileConfiguration& file : files) {
-        if (session.output.json()) {
-            array.append(toJson(file));
-            continue;
-        }
-        table.addRow(
-            {QString::number(file.getId()), QString::number(file.getFolderConfigurationId()),
-             syncStatusName(file.getSyncStatus()), QString::number(file.getSize()),
-             file.getLastModifiedDateTime().toString(Qt::ISODate), file.getClientPath()});
-    }
-    session.output.printList(array, table, emptyNote);
+    print(session, files, chosenColumns(UsualColumns), emptyNote);
 }
 
 } // namespace velmioctl

@@ -7,6 +7,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace velmioctl {
 
@@ -20,7 +21,16 @@ struct FileListOptions
     std::string type = "ordinary";
     long long limit = -1; ///< Negative: all.
     long long offset = 0;
+    std::vector<std::string> columns; ///< Of the table; the usual ones without any.
+    std::optional<std::string> status;
+    std::optional<std::string> modifiedSince;
+    long long largerThan = -1;       ///< In bytes; negative: all.
+    std::optional<std::string> path; ///< A pattern.
+    bool asLines = false;            ///< A JSON object on each line.
 };
+
+/// The words for the columns of the table.
+std::vector<std::string> fileColumnWords();
 
 /// Lists the files of one folder, or of the whole tree of a root folder, or all.
 void listFiles(Session& session, const FileListOptions& options);

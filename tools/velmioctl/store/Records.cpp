@@ -147,6 +147,19 @@ QJsonObject toJson(const ColumnValues& record)
     return object;
 }
 
+QString cellOf(const ColumnValues& record, size_t column)
+{
+    const QVariant& value = record.values[column];
+    switch (const ValueKind kind = record.table.columns[column].kind) {
+    case ValueKind::Status:
+        return syncStatusName(value.toInt());
+    case ValueKind::Time:
+        return value.toDateTime().toString(Qt::ISODate);
+    default:
+        return textOf(kind, value);
+    }
+}
+
 FieldList toFields(const ColumnValues& record, const QString& revealed)
 {
     FieldList fields;

@@ -41,6 +41,9 @@ struct ColumnValues
 
 QJsonObject toJson(const ColumnValues& record);
 
+/// The value of a column in a table for a person.
+QString cellOf(const ColumnValues& record, size_t column);
+
 /// One field on each line; in place of a secret stars, or `revealed`.
 FieldList toFields(const ColumnValues& record, const QString& revealed = {});
 
