@@ -28,11 +28,17 @@ QByteArray pathOf(int file)
     return QByteArray(path, std::max<ssize_t>(size, 0));
 }
 
+/// The function of the C library.
+template <typename Function>
+Function* realFunction(const char* name)
+{
+    return reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name));
+}
+
 /// Makes a call of the C library, unless the test makes it fail.
 template <typename Function, typename Target, typename... Arguments>
-auto call(const char* name, const Target& target, Arguments... arguments)
+auto call(Function* real, const char* name, const Target& target, Arguments... arguments)
 {
-    const auto real = reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name));
     static thread_local bool isAsking = false;
     const auto* const fate = isAsking ? nullptr : currentFate.load();
     if (!fate)
@@ -53,47 +59,56 @@ extern "C" {
 
 Q_DECL_EXPORT ssize_t write(int file, const void* bytes, size_t count)
 {
-    return call<decltype(::write)>("write", file, file, bytes, count);
+    static const auto real = realFunction<decltype(::write)>("write");
+    return call(real, "write", file, file, bytes, count);
 }
 
 Q_DECL_EXPORT ssize_t pwrite64(int file, const void* bytes, size_t count, off64_t offset)
 {
-    return call<decltype(::pwrite64)>("pwrite64", file, file, bytes, count, offset);
+    static const auto real = realFunction<decltype(::pwrite64)>("pwrite64");
+    return call(real, "pwrite64", file, file, bytes, count, offset);
 }
 
 Q_DECL_EXPORT int fsync(int file)
 {
-    return call<decltype(::fsync)>("fsync", file, file);
+    static const auto real = realFunction<decltype(::fsync)>("fsync");
+    return call(real, "fsync", file, file);
 }
 
 Q_DECL_EXPORT int fdatasync(int file)
 {
-    return call<decltype(::fdatasync)>("fdatasync", file, file);
+    static const auto real = realFunction<decltype(::fdatasync)>("fdatasync");
+    return call(real, "fdatasync", file, file);
 }
 
 Q_DECL_EXPORT int ftruncate64(int file, off64_t size) noexcept
 {
-    return call<decltype(::ftruncate64)>("ftruncate64", file, file, size);
+    static const auto real = realFunction<decltype(::ftruncate64)>("ftruncate64");
+    return call(real, "ftruncate64", file, file, size);
 }
 
 Q_DECL_EXPORT int link(const char* from, const char* to) noexcept
 {
-    return call<decltype(::link)>("link", to, from, to);
+    static const auto real = realFunction<decltype(::link)>("link");
+    return call(real, "link", to, from, to);
 }
 
 Q_DECL_EXPORT int unlink(const char* name) noexcept
 {
-    return call<decltype(::unlink)>("unlink", name, name);
+    static const auto real = realFunction<decltype(::unlink)>("unlink");
+    return call(real, "unlink", name, name);
 }
 
 Q_DECL_EXPORT int rename(const char* from, const char* to) noexcept
 {
-    return call<decltype(::rename)>("rename", to, from, to);
+    static const auto real = realFunction<decltype(::rename)>("rename");
+    return call(real, "rename", to, from, to);
 }
 
 Q_DECL_EXPORT int mkdir(const char* name, mode_t mode) noexcept
 {
-    return call<decltype(::mkdir)>("mkdir", name, name, mode);
+    static const auto real = realFunction<decltype(::mkdir)>("mkdir");
+    return call(real, "mkdir", name, name, mode);
 }
 }
 
