@@ -26,6 +26,8 @@ private Q_SLOTS:
     void exportReadsTheWholeStore();
     void filesAppearWholeOrNotAtAll_data();
     void filesAppearWholeOrNotAtAll();
+    void settingsOfTheUserSurvive_data();
+    void settingsOfTheUserSurvive();
     void answersOnAFullDiskAreReported_data();
     void answersOnAFullDiskAreReported();
 
@@ -197,6 +199,38 @@ void TestVelmioctlFullDisk::filesAppearWholeOrNotAtAll()
     QCOMPARE(contentOf(u"file"_s), earlier);
     const QStringList left = QDir(tool->path(u"."_s)).entryList({u"file?*"_s}, QDir::Files);
     QVERIFY2(left.isEmpty(), qPrintable(left.join(u' ')));
+}
+
+void TestVelmioctlFullDisk::settingsOfTheUserSurvive_data()
+{
+    QTest::addColumn<qint64>("budget");
+    QTest::newRow("nothing fits") << qint64(0);
+    QTest::newRow("only the lock file fits") << qint64(1'000);
+}
+
+void TestVelmioctlFullDisk::settingsOfTheUserSurvive()
+{
+    QFETCH(qint64, budget);
+    QCOMPARE(tool->run({u"init"_s}).exitCode, 0);
+    const QStringList setDefault{u"server"_s, u"default"_s, u"1"_s};
+    QCOMPARE(
+        tool->run({u"server"_s, u"add"_s, u"--dav-url"_s, u"https://d.example.com"_s,
+                   u"--web-service-url"_s, u"https://w.example.com"_s})
+            .exitCode,
+        0);
+    const QString name = u"home/Corvanta/Corvanta Sync.conf"_s;
+    tool->makeFolder(u"home/Corvanta"_s);
+    const QByteArray others = "Other=kept\n[Window]\nsize=" + QByteArray(10'000, '3') + '\n';
+    const QByteArray settings = "[Velmio]\nDefaultServerConfigurationId=7\n" + others;
+    tool->writeFile(name, settings);
+
+    verifyMessage(runWith(budget, setDefault));
+    const QByteArray afterFailure = contentOf(name);
+    const VelmioctlRun run = tool->run(setDefault);
+
+    QCOMPARE(afterFailure, settings);
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(contentOf(name), "[Velmio]\nDefaultServerConfigurationId=1\n" + others);
 }
 
 void TestVelmioctlFullDisk::answersOnAFullDiskAreReported_data()

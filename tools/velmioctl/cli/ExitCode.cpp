@@ -23,6 +23,8 @@ QString writingRemedy(int code)
         return u"Give another path, or yourself the right to write there."_s;
     case EIO:
         return u"Check the disk."_s;
+    case EBUSY:
+        return u"Another program is using it: try again."_s;
     default:
         return u"Give another path."_s;
     }

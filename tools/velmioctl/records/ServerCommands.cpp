@@ -1,5 +1,9 @@
 #include <velmioctl/records/Commands.h>
 
+#include <base/FileError.h>
+#include <base/FilePaths.h>
+#include <base/Folders.h>
+#include <base/PartialFile.h>
 #include <config/ServerConfigManager.h>
 #include <database/SqliteDatabaseFactory.h>
 #include <velmioctl/cli/CommandLine.h>
@@ -11,8 +15,12 @@
 #include <velmioctl/store/Session.h>
 #include <velmioctl/store/WatchedDatabase.h>
 
+#include <QFile>
 #include <QFileInfo>
+#include <QLockFile>
 #include <QSettings>
+
+#include <cerrno>
 
 using namespace Qt::StringLiterals;
 using sync::config::ServerConfiguration;
@@ -150,19 +158,80 @@ void remove(Session& session, const ServerOptions& options)
     printRemoved(session, options.id, named);
 }
 
+#ifdef Q_OS_DARWIN
+void writeDefault(int id)
+{
+    QSettings settings = userSettings();
+    settings.setValue(DefaultServerKey, id);
+    settings.sync();
+    if (settings.status() != QSettings::NoError)
+        throw writingError(u"The setting cannot be written"_s, EACCES);
+}
+#else
+// The text of a settings file with the id in place of the one it has.
+QByteArray withDefault(const QByteArray& settings, int id)
+{
+    const QByteArray group = '[' + DefaultServerKey.section(u'/', 0, 0).toLatin1() + ']';
+    const QByteArray key = DefaultServerKey.section(u'/', 1).toLatin1() + '=';
+    const QByteArray entry = key + QByteArray::number(id);
+    QByteArrayList lines = settings.split('\n');
+    qsizetype at = lines.indexOf(group);
+    if (at < 0) {
+        const bool endsInLine = !settings.isEmpty() && !settings.endsWith('\n');
+        return settings + (endsInLine ? "\n" : "") + group + '\n' + entry + '\n';
+    }
+    const qsizetype first = ++at;
+    while (at < lines.size() && !lines[at].startsWith(key) && !lines[at].startsWith('['))
+        ++at;
+    if (at < lines.size() && lines[at].startsWith(key))
+        lines[at] = entry;
+    else
+        lines.insert(first, entry);
+    return lines.join('\n');
+}
+
+int errnoOf(QLockFile::LockError error)
+{
+    switch (error) {
+    case QLockFile::PermissionError:
+        return EACCES;
+    case QLockFile::LockFailedError:
+        return EBUSY;
+    default:
+        return ENOSPC; // What the toolkit names as the example of all others.
+    }
+}
+
+// Not by QSettings, which does not notice when the end of the file does not fit on the disk: the
+// other settings of the user were lost.
+void writeDefault(int id)
+{
+    const QString path = userSettings().fileName();
+    const QString failing = u"The setting cannot be written to "_s + quoted(path);
+    try {
+        sync::base::createFolders(QFileInfo(path).path());
+        // The lock of QSettings.
+        QLockFile lock(path + u".lock"_s);
+        constexpr int LongestWaitMs = 5000;
+        if (!lock.tryLock(LongestWaitMs))
+            throw writingError(failing, errnoOf(lock.error()));
+        QFile file(path);
+        if (file.exists() && !file.open(QIODevice::ReadOnly))
+            throw writingError(failing, EACCES);
+        sync::base::PartialFile fresh(sync::base::resolvedFilePath(path));
+        fresh.append(withDefault(file.isOpen() ? file.readAll() : QByteArray(), id));
+        fresh.publishOver();
+    } catch (const sync::base::FileError& error) {
+        throw writingError(failing, error.code());
+    }
+}
+#endif
+
 void setDefault(Session& session, int id)
 {
     session.requireWriting();
     session.server(id);
-    QSettings settings = userSettings();
-    settings.setValue(DefaultServerKey, id);
-    settings.sync();
-    if (settings.status() != QSettings::NoError) {
-        throw CommandError(
-            ExitCode::OtherError,
-            u"The setting cannot be written to %1. Check the permissions of that file."_s.arg(
-                quoted(settings.fileName())));
-    }
+    writeDefault(id);
 }
 
 void showDefault(Session& session)
