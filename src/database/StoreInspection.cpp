@@ -4,6 +4,7 @@
 #include <base/FilePaths.h>
 #include <database/connection/SqliteError.h>
 #include <database/opening/CrashDetection.h>
+#include <database/opening/LockHolder.h>
 #include <database/opening/Migrations.h>
 #include <database/opening/ReadOnlyConnection.h>
 #include <database/opening/SchemaComparison.h>
@@ -59,6 +60,8 @@ StoreInspection::StoreInspection(const QString& path, Depth depth)
     writable = base::mayAccess(filePath, R_OK | W_OK) && base::mayAccess(file.path(), W_OK | X_OK);
     try {
         content = std::make_shared<StoreContent>(inspect(depth));
+        if (depth == Depth::Whole && content->kind == Kind::Ours)
+            inspectWal();
     } catch (const DatabaseError& error) {
         content = std::make_shared<StoreContent>(contentOf(error));
     }
@@ -94,6 +97,13 @@ QStringList StoreInspection::damage() const
 QStringList StoreInspection::missingTables() const
 {
     return content->missingTables;
+}
+
+void StoreInspection::inspectWal()
+{
+    bytesOfWal = QFileInfo(filePath + u"-wal"_s).size();
+    if (const auto reader = bytesOfWal > 0 ? walReaderOf(filePath) : std::nullopt)
+        readerOfWal = describe(*reader);
 }
 
 StoreContent StoreInspection::inspect(Depth depth)

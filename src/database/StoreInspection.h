@@ -37,6 +37,8 @@ struct SchemaDifference
 ///
 /// The WAL of a store in use is also read: the result describes one moment of the store. The object
 /// keeps the result and holds no file open. Any thread may use it.
+///
+/// What concerns the WAL and the schema is known of a whole store after an inspection of all of it.
 class VELMIO_DATABASE_EXPORT StoreInspection
 {
 public:
@@ -98,6 +100,13 @@ public:
     /// damaged. The next opening drops them, with a warning.
     qint64 lostCommits() const { return commitsLost; }
 
+    /// The size of the WAL in bytes; 0 without one.
+    qint64 walBytes() const { return bytesOfWal; }
+
+    /// Another process that was reading the WAL and kept it from shrinking, for a person: "process
+    /// 4711 (velmioctl) on host, ...". Empty if there was none, or if it cannot be seen.
+    QString walReader() const { return readerOfWal; }
+
     /// How the schema of Ours differs from that of a new store.
     QList<SchemaDifference> schemaDifferences() const { return differences; }
 
@@ -109,6 +118,7 @@ public:
 
 private:
     StoreContent inspect(Depth depth);
+    void inspectWal();
     StoreContent inspectHeader() const;
     StoreContent inspectWhole();
     StoreContent readWholeOf(const ReadOnlyConnection& connection);
@@ -118,6 +128,8 @@ private:
     bool writable = false;
     bool walRead = true;
     qint64 commitsLost = 0;
+    qint64 bytesOfWal = 0;
+    QString readerOfWal;
     QList<SchemaDifference> differences;
     QString id;
     bool moved = false;

@@ -21,6 +21,7 @@ using sync::database::FileId;
 using sync::database::lockHolderOf;
 using sync::database::lockingProcess;
 using sync::database::SqliteDatabaseFactory;
+using sync::database::walReaderOf;
 using sync::test::RawDatabase;
 
 namespace {
@@ -65,6 +66,7 @@ private Q_SLOTS:
 
     void findsTheWriterInTheListOfLocks_data();
     void findsTheWriterInTheListOfLocks();
+    void findsTheReaderOfAWal();
     void namesAnotherProcess_data();
     void namesAnotherProcess();
     void ownProcessIsNoOther();
@@ -133,6 +135,20 @@ void TestLockHolder::findsTheWriterInTheListOfLocks()
     const auto index = hasIndex ? std::optional(FileId{device, 2000}) : std::nullopt;
 
     QCOMPARE(lockingProcess(locks, {device, 1000}, index), process);
+}
+
+void TestLockHolder::findsTheReaderOfAWal()
+{
+    RawDatabase raw(path);
+    raw.run(u"PRAGMA journal_mode = WAL; CREATE TABLE a (b)"_s);
+    QVERIFY(!walReaderOf(path));
+
+    const Holder reader(path, u"BEGIN; SELECT * FROM a"_s);
+    QVERIFY(reader.held);
+
+    const auto found = walReaderOf(path);
+    QVERIFY(found);
+    QCOMPARE(found->processId, reader.process.processId());
 }
 
 void TestLockHolder::namesAnotherProcess_data()

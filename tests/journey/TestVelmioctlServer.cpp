@@ -218,6 +218,22 @@ private Q_SLOTS:
         QCOMPARE(tool.json({u"server"_s, u"list"_s}).array()[0][u"default"_s].toBool(true), false);
     }
 
+    void doctorFindsADefaultThatIsGone()
+    {
+        const VelmioctlRunner tool;
+        tool.runPlain({u"init"_s});
+        tool.runPlain(AddFirst);
+        QVERIFY(!tool.runPlain({u"doctor"_s}).output.contains(u"server.default-missing"_s));
+        QCOMPARE(tool.runPlain({u"server"_s, u"default"_s, u"1"_s}).exitCode, 0);
+        QCOMPARE(tool.runPlain({u"server"_s, u"remove"_s, u"1"_s, u"--yes"_s}).exitCode, 0);
+
+        const auto run = tool.runPlain({u"doctor"_s});
+
+        QCOMPARE(run.exitCode, 1);
+        QVERIFY2(
+            run.output.contains(u"warning server.default-missing: "_s), qPrintable(run.output));
+    }
+
     void missingDefaultIsNotFound()
     {
         const VelmioctlRunner tool;

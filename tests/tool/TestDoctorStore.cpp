@@ -54,7 +54,8 @@ private Q_SLOTS:
             << QStringList();
         QTest::newRow("without a table")
             << u"DROP TABLE Schedules"_s << QStringList{u"store.table-missing"_s};
-        QTest::newRow("without an index") << u"DROP INDEX SchedulesByFolder"_s << QStringList{u"schema.missing"_s};
+        QTest::newRow("without an index")
+            << u"DROP INDEX SchedulesByFolder"_s << QStringList{u"schema.missing"_s};
     }
 
     void unusableFileIsAFinding()
@@ -246,6 +247,17 @@ private Q_SLOTS:
             sample.findings(), (QStringList{
                                    u"schema.extra index notesByText"_s,
                                    u"schema.extra table notes"_s, u"schema.extra view mine"_s}));
+    }
+
+    void aLargeWalIsFound()
+    {
+        DoctorSample sample;
+        const QString path = closedCopy(sample, u"copy.db"_s);
+        RawDatabase(path).run(
+            u"PRAGMA journal_mode = WAL; UPDATE Schedules SET syncInterval = 5"_s);
+        QVERIFY(QFile::resize(path + u"-wal"_s, 129 * 1024 * 1024));
+
+        QCOMPARE(idsIn(path), QStringList{u"store.wal-large"_s});
     }
 
     void aMissingColumnIsNamed()

@@ -20,6 +20,8 @@ namespace {
 // locks of the writer, of a checkpoint and of the recovery.
 constexpr quint64 FirstIndexByte = 120;
 constexpr quint64 LastIndexByte = 122;
+constexpr quint64 FirstReaderByte = 123;
+constexpr quint64 LastReaderByte = 127;
 // In the database file: pending, reserved, and the range that readers share.
 constexpr quint64 FirstFileByte = 0x40000000;
 constexpr quint64 LastFileByte = FirstFileByte + 2 + 510 - 1;
@@ -101,19 +103,23 @@ QDateTime startOf(qint64 processId)
         bootSecond + fields[StartField].toLongLong() / ticksPerSecond);
 }
 
-std::optional<LockHolder> lockHolder(
-    const QString& databasePath, const std::optional<FileId>& index)
+std::optional<LockHolder> otherProcess(qint64 processId)
 {
-    const auto database = idOf(databasePath);
-    if (!database)
-        return {};
-    const qint64 processId = lockingProcess(contentOf(u"/proc/locks"_s), *database, index);
     if (processId <= 0 || processId == ::getpid())
         return {};
     const QByteArray name = contentOf(u"/proc/%1/comm"_s.arg(processId)).trimmed();
     return LockHolder{
         processId, printable(QString::fromUtf8(name)), QSysInfo::machineHostName(),
         startOf(processId)};
+}
+
+std::optional<LockHolder> lockHolder(
+    const QString& databasePath, const std::optional<FileId>& index)
+{
+    const auto database = idOf(databasePath);
+    if (!database)
+        return {};
+    return otherProcess(lockingProcess(contentOf(u"/proc/locks"_s), *database, index));
 }
 
 } // namespace
@@ -133,6 +139,23 @@ qint64 lockingProcess(
     }
     // With a WAL readers block nobody.
     return index ? 0 : reader;
+}
+
+qint64 walReadingProcess(const QByteArray& locks, const FileId& index)
+{
+    for (const QByteArray& line : locks.split('\n')) {
+        const Lock lock(line);
+        if (lock.isOn(index, FirstReaderByte, LastReaderByte))
+            return lock.processId;
+    }
+    return 0;
+}
+
+std::optional<LockHolder> walReaderOf(const QString& databasePath)
+{
+    const auto index = idOf(databasePath + u"-shm"_s);
+    return index ? otherProcess(walReadingProcess(contentOf(u"/proc/locks"_s), *index))
+                 : std::nullopt;
 }
 
 std::optional<LockHolder> lockHolderOf(const QString& databasePath)

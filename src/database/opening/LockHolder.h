@@ -29,6 +29,13 @@ struct FileId
 qint64 lockingProcess(
     const QByteArray& locks, const FileId& database, const std::optional<FileId>& index);
 
+/// A process that reads the WAL with this index, and so keeps it from being overwritten from its
+/// beginning; 0 if no process does.
+qint64 walReadingProcess(const QByteArray& locks, const FileId& index);
+
+/// Another process that reads the WAL of a database. Nothing as for lockHolderOf().
+std::optional<LockHolder> walReaderOf(const QString& databasePath);
+
 /// Another process that keeps this one from writing to a database now. Nothing if no process does,
 /// or if it cannot be seen: on systems without /proc, and in another container.
 std::optional<LockHolder> lockHolderOf(const QString& databasePath);

@@ -28,6 +28,11 @@ void checkSchema(const sync::database::StoreInspection& store, const Found& foun
 /// Reports an SQLite library with known defects. Throws ReadFailure.
 void checkEngine(sync::interf::factory::IDatabaseFactory& database, const Found& found);
 
+/// Reports a default server, set by the user for this database, that does not exist. Throws
+/// ReadFailure.
+void checkDefaultServer(
+    sync::interf::factory::IDatabaseFactory& database, const QString& path, const Found& found);
+
 /// Reports that a check failed.
 void reportFailedCheck(const QString& check, const QString& error, const Found& found);
 

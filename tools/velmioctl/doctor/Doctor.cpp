@@ -58,6 +58,7 @@ private:
         moment->transaction();
         for (const RecordCheck& check : recordChecks())
             checkRecords(check, *database);
+        guarded(u"server.default-missing"_s, [&] { checkDefaultServer(*database, path, found); });
         guarded(u"signin.password-unreadable"_s, [&] { checkSecrets(*database, found); });
         moment->commit();
         guarded(u"file.gone"_s, [&] { checkDisk(*database, found); });

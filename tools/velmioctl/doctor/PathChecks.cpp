@@ -123,7 +123,10 @@ void checkSpellings(
         if (first == firstOnes.cend())
             firstOnes.insert(folded, {query.number(1), path});
         else if (first->second != path)
-            found(check, {table, query.number(1), path, u"as well as %1"_s.arg(first->first)});
+            found(
+                check, {table, query.number(1), path,
+                        u"as well as %1, id %2"_s.arg(
+                            quoted(first->second), QString::number(first->first))});
     }
 }
 

@@ -7,6 +7,7 @@
 #include <velmioctl/cli/Text.h>
 #include <velmioctl/doctor/CheckQuery.h>
 #include <velmioctl/store/Columns.h>
+#include <velmioctl/store/DefaultServer.h>
 
 #include <QFileInfo>
 #include <QStorageInfo>
@@ -81,6 +82,14 @@ const Check WalDamaged{
     u"store.wal-damaged"_s, Severity::Error, u"WALs of which a part is damaged"_s,
     u"Changes that were stored are lost: SQLite drops all that follows the damage."_s,
     u"Check the disk. The next program that changes the database keeps a copy of the WAL."_s};
+const Check WalLarge{
+    u"store.wal-large"_s, Severity::Warning, u"WALs of more than 128 MB"_s,
+    u"It takes space, and reading becomes slower. The WAL shrinks only while no process reads it."_s,
+    u"End the process that reads it, or its query; the next program that writes shrinks it."_s};
+const Check DefaultServerMissing{
+    u"server.default-missing"_s, Severity::Warning, u"default servers that do not exist"_s,
+    u"The client finds no default server."_s,
+    u"Choose one from 'velmioctl server list' with 'velmioctl server default ID'."_s};
 const Check LogReset{
     u"store.sqlite-log-reset"_s, Severity::Note,
     u"SQLite libraries that can lose commits when two programs write"_s,
@@ -167,10 +176,12 @@ void reportDamage(const StoreInspection& store, const Found& found)
 
 std::vector<Check> storeChecks()
 {
-    return {NoDatabase,    Empty,         Foreign,       TooNew,     Unreadable,
-            DiskFull,      Busy,          Unfinished,    Damaged,    TableMissing,
-            Moved,         CheckFailed,   LogNotRead,    WalDamaged, LogReset,
-            SchemaMissing, SchemaChanged, SchemaForeign, SchemaExtra};
+    return {NoDatabase, Empty,         Foreign,       TooNew,
+            Unreadable, DiskFull,      Busy,          Unfinished,
+            Damaged,    TableMissing,  Moved,         CheckFailed,
+            LogNotRead, WalDamaged,    WalLarge,      DefaultServerMissing,
+            LogReset,   SchemaMissing, SchemaChanged, SchemaForeign,
+            SchemaExtra};
 }
 
 void reportFailedCheck(const QString& check, const QString& error, const Found& found)
@@ -221,6 +232,15 @@ void checkStore(const StoreInspection& store, const Found& found)
         found(
             withBackup(WalDamaged, path),
             {.name = path + u"-wal"_s, .detail = u"at least %1 changes"_s.arg(lost)});
+    // Under load it grows to some 80 MB (SqliteHandle limits it to 64 MB, if nobody reads).
+    constexpr qint64 LargeWalBytes = 128 * 1024 * 1024;
+    if (store.walBytes() > LargeWalBytes)
+        found(
+            WalLarge, {.name = path + u"-wal"_s,
+                       .detail = u"%1 MB; %2"_s.arg(
+                           QString::number(store.walBytes() / (1024 * 1024)),
+                           store.walReader().isEmpty() ? u"no process that reads it is seen"_s
+                                                       : store.walReader() + u" reads it"_s)});
     if (store.isMoved())
         found(Moved, {.name = path});
 }
@@ -245,6 +265,20 @@ void checkEngine(IDatabaseFactory& database, const Found& found)
     CheckQuery query(database, u"SELECT sqlite_version()"_s);
     if (query.next() && hasLogResetBug(query.text(0)))
         found(LogReset, {.name = u"SQLite "_s + query.text(0)});
+}
+
+void checkDefaultServer(IDatabaseFactory& database, const QString& path, const Found& found)
+{
+    const QSettings settings = userSettings();
+    if (!settings.contains(DefaultServerKey) || !defaultServerIsOf(path))
+        return;
+    const long long id = defaultServerId();
+    CheckQuery query(
+        database, u"SELECT 1 FROM ServerConfiguration WHERE id = :id"_s, {{u":id"_s, id}});
+    if (!query.next())
+        found(
+            DefaultServerMissing,
+            {.table = ServerTable, .id = id, .detail = u"set in "_s + settings.fileName()});
 }
 
 bool hasLogResetBug(const QString& version)

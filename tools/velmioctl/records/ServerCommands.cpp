@@ -10,6 +10,7 @@
 #include <velmioctl/cli/Table.h>
 #include <velmioctl/cli/Text.h>
 #include <velmioctl/records/FieldOptions.h>
+#include <velmioctl/store/DefaultServer.h>
 #include <velmioctl/store/Records.h>
 #include <velmioctl/store/References.h>
 #include <velmioctl/store/Session.h>
@@ -29,12 +30,6 @@ namespace velmioctl {
 
 namespace {
 
-// Where ServerConfigManager::GetDefaultServerConfig() looks, and what it takes without a setting.
-const QString SettingsOrganization = u"Corvanta"_s;
-const QString SettingsApplication = u"Corvanta Sync"_s;
-const QString DefaultServerKey = u"Velmio/DefaultServerConfigurationId"_s;
-constexpr int DefaultServerId = 1;
-
 struct ServerOptions
 {
     int id = -1;
@@ -42,27 +37,9 @@ struct ServerOptions
     bool yes = false;
 };
 
-QSettings userSettings()
-{
-    return QSettings(QSettings::UserScope, SettingsOrganization, SettingsApplication);
-}
-
-long long defaultServerId()
-{
-    return userSettings().value(DefaultServerKey, DefaultServerId).toLongLong();
-}
-
-// The setting means the database in the default place: in another one, such as a customer's copy,
-// the same id is another server.
-bool settingBelongsTo(const Session& session)
-{
-    return QFileInfo(session.databasePath()) ==
-           QFileInfo(sync::database::SqliteDatabaseFactory::defaultPath());
-}
-
 bool isDefault(const Session& session, const ServerConfiguration& server)
 {
-    return settingBelongsTo(session) && server.getId() == defaultServerId();
+    return defaultServerIsOf(session.databasePath()) && server.getId() == defaultServerId();
 }
 
 // Where the default server comes from, for a person.
@@ -72,7 +49,7 @@ QString originOfDefault()
     return settings.contains(DefaultServerKey)
                ? u"The default server is set in %1."_s.arg(quoted(settings.fileName()))
                : u"No default server is set in %1, so it is server %2."_s.arg(
-                     quoted(settings.fileName()), QString::number(DefaultServerId));
+                     quoted(settings.fileName()), QString::number(InitialDefaultServerId));
 }
 
 void fill(ServerConfiguration& server, const ServerOptions& options)
@@ -111,7 +88,7 @@ void list(Session& session)
 {
     const auto servers = session.servers().GetAll();
     session.database().check();
-    const bool hasDefault = settingBelongsTo(session);
+    const bool hasDefault = defaultServerIsOf(session.databasePath());
 
     QStringList headings{u"ID"_s, u"ALIAS"_s, u"ENCODER"_s, u"WEB SERVICE URL"_s, u"DAV URL"_s};
     if (hasDefault)
@@ -247,7 +224,7 @@ void showDefault(Session& session)
     print(session, server, true);
     if (!session.output.json())
         session.output.note(originOfDefault());
-    if (!settingBelongsTo(session)) {
+    if (!defaultServerIsOf(session.databasePath())) {
         session.output.warning(u"The setting is for the database %1 of this account."_s.arg(
             quoted(sync::database::SqliteDatabaseFactory::defaultPath())));
     }
