@@ -39,7 +39,7 @@ end
 )"_s.arg(name, commands);
 }
 
-QString offerOf(const QString& program, const OptionDescription& option)
+QString valuesOf(const QString& program, const OptionDescription& option)
 {
     switch (option.offer) {
     case Offer::Words:
@@ -58,7 +58,7 @@ QString offerOf(const QString& program, const OptionDescription& option)
 
 QString lineOf(const QString& program, const QString& start, const OptionDescription& option)
 {
-    const QString offer = option.takesValue ? offerOf(program, option) : QString();
+    const QString offer = option.takesValue ? valuesOf(program, option) : QString();
     if (!option.isArgument()) {
         return start + u" -l "_s + option.name.mid(2) + offer + u" -d "_s +
                inFishQuotes(option.text) + u'\n';
