@@ -107,6 +107,7 @@ private Q_SLOTS:
     void folderBelowARootCanBeChosen()
     {
         addRoot(u"one"_s);
+        tool->writeFile(u"one/elsewhere"_s, "content");
         tool->run({u"scan"_s});
         tool->makeFolder(u"one/a/new"_s);
         tool->makeFolder(u"one/new"_s);
@@ -116,6 +117,7 @@ private Q_SLOTS:
         const auto status = tool->json({u"status"_s, u"one/a"_s});
         const auto scan = tool->json({u"scan"_s, u"one/a"_s, u"--prune"_s, u"--yes"_s});
 
+        QCOMPARE(status.object()[u"outOfSync"_s].toInt(-1), 0);
         QCOMPARE(status.object()[u"newFolders"_s].toInt(), 1);
         QCOMPARE(status.object()[u"missingFolders"_s].toInt(), 1);
         QCOMPARE(

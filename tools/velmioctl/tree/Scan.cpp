@@ -146,12 +146,11 @@ void Scan::run(const FolderConfiguration& rootFolder, const FolderConfiguration&
 long long Scan::recordsBelow(
     const QString& table, const QString& rootColumn, const FolderConfiguration& start)
 {
-    const QString path = start.getClientPath();
-    const QString prefix = path.endsWith(u'/') ? path : path + u'/';
+    const QString below = joinPath(start.getClientPath(), QString());
     return session.database().number(
-        u"SELECT count(*) FROM %1 WHERE %2 = :rootId AND substr(clientPath, 1, length(:prefix)) = "
-        u":samePrefix"_s.arg(table, rootColumn),
-        {{u":rootId"_s, root.getId()}, {u":prefix"_s, prefix}, {u":samePrefix"_s, prefix}});
+        u"SELECT count(*) FROM %1 WHERE %2 = :rootId AND substr(clientPath, 1, length(:below)) = "
+        u":sameBelow"_s.arg(table, rootColumn),
+        {{u":rootId"_s, root.getId()}, {u":below"_s, below}, {u":sameBelow"_s, below}});
 }
 
 void Scan::folderFound(const Folder& folder)

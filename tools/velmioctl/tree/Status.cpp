@@ -90,10 +90,14 @@ bool Status::run(const FolderConfiguration& root, const FolderConfiguration& sta
     folderShown = false;
     names.clear();
     rootId = root.getId();
+    const QString below = joinPath(start.getClientPath(), QString());
     current.outOfSync = session.database().number(
         u"SELECT count(*) FROM FileConfiguration WHERE rootFolderId = :rootFolderId"
-        u" AND syncStatus = :syncStatus"_s,
-        {{u":rootFolderId"_s, rootId}, {u":syncStatus"_s, int(sync::config::FileNotSynced)}});
+        u" AND syncStatus = :syncStatus AND substr(clientPath, 1, length(:below)) = :sameBelow"_s,
+        {{u":rootFolderId"_s, rootId},
+         {u":syncStatus"_s, int(sync::config::FileNotSynced)},
+         {u":below"_s, below},
+         {u":sameBelow"_s, below}});
     current.rootState = RootPlace(session.database(), root).state();
     if (current.rootState != RootState::Present) {
         progress.clear();

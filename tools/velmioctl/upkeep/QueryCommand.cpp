@@ -92,9 +92,8 @@ private:
             // The views say only whether there is a password, which is encrypted in any case.
             if (!isSecret(first, second) || (view && qstricmp(second, "encryptedPassword") == 0))
                 return SQLITE_OK;
-            copy.reason =
-                u"the column %1 of %2 is a secret. Name other columns, or read the view "
-                u"of that table."_s.arg(QString::fromUtf8(second), QString::fromUtf8(first));
+            copy.reason = u"the column %1 of %2 is a secret. Name other columns."_s.arg(
+                QString::fromUtf8(second), QString::fromUtf8(first));
             return SQLITE_DENY;
         default:
             copy.reason = u"it is not a SELECT, and 'query' only reads."_s;
