@@ -18,8 +18,6 @@ namespace sync::database {
 
 namespace {
 
-using Kind = SchemaDifference::Kind;
-
 struct Object
 {
     QString table;
@@ -122,7 +120,7 @@ QList<SchemaDifference> Comparison::run()
             continue;
         const bool isTrigger = type == u"trigger" && expected.contains({u"table"_s, object->table});
         differences +=
-            {Kind::Foreign, type, name, object->table,
+            {SchemaDifference::Kind::Foreign, type, name, object->table,
              isTrigger ? QStringList{dropped(type, name)} : QStringList()};
     }
     for (auto object = expected.begin(); object != expected.end(); ++object) {
@@ -139,7 +137,9 @@ QList<SchemaDifference> Comparison::run()
             repair += dropped(type, name);
         if (type != u"table")
             repair += object->sql;
-        const Kind kind = is == found.constEnd() ? Kind::Missing : Kind::Changed;
+        const SchemaDifference::Kind kind = is == found.constEnd()
+                                                ? SchemaDifference::Kind::Missing
+                                                : SchemaDifference::Kind::Changed;
         differences += {kind, type, name, object->table, repair};
     }
     return differences;
@@ -153,14 +153,14 @@ void Comparison::compareTable(const QString& table)
     const auto before = differences.size();
     for (const QString& column : shouldBe) {
         if (!is.contains(column))
-            differences += {Kind::Missing, u"column"_s, column, table, {}};
+            differences += {SchemaDifference::Kind::Missing, u"column"_s, column, table, {}};
     }
     for (const QString& column : is) {
         if (!shouldBe.contains(column))
-            differences += {Kind::Foreign, u"column"_s, column, table, {}};
+            differences += {SchemaDifference::Kind::Foreign, u"column"_s, column, table, {}};
     }
     if (differences.size() == before)
-        differences += {Kind::Changed, u"table"_s, table, table, {}};
+        differences += {SchemaDifference::Kind::Changed, u"table"_s, table, table, {}};
 }
 
 } // namespace
