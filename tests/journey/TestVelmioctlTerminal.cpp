@@ -1,6 +1,7 @@
 #include "PseudoTerminal.h"
 #include "VelmioctlRunner.h"
 
+#include <QFile>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -72,6 +73,35 @@ private Q_SLOTS:
 
         QVERIFY(run.output.contains(u"warning folder."_s));
         QVERIFY(!run.output.contains(u'\x1b'));
+    }
+
+    void pruneShowsItsPlanBeforeItAsks_data()
+    {
+        QTest::addColumn<QByteArray>("answer");
+        QTest::addColumn<int>("exitCode");
+        QTest::addColumn<int>("left");
+        QTest::newRow("yes") << QByteArray("y\r") << 0 << 1;
+        QTest::newRow("no") << QByteArray("n\r") << 1 << 2;
+    }
+
+    void pruneShowsItsPlanBeforeItAsks()
+    {
+        QFETCH(const QByteArray, answer);
+        QFETCH(const int, exitCode);
+        QFETCH(const int, left);
+        tool->writeFile(u"Work/gone.txt"_s, "gone");
+        QCOMPARE(tool->run({u"scan"_s}).exitCode, 0);
+        QVERIFY(QFile::remove(tool->path(u"Work/gone.txt"_s)));
+
+        PseudoTerminal terminal(*tool, {u"scan"_s, u"--prune"_s});
+        QVERIFY(terminal.waitFor(
+            "Would remove the record of \"" + tool->path(u"Work/gone.txt"_s).toUtf8() + "\"."));
+        QVERIFY(terminal.waitFor("Remove the records of 1 file and 0 folders that do not exist"));
+        QVERIFY(terminal.waitFor("[y/N] "));
+        terminal.type(answer);
+
+        QCOMPARE(terminal.exitCode(), exitCode);
+        QCOMPARE(tool->json({u"file"_s, u"list"_s}).array().size(), left);
     }
 
 private:
