@@ -28,6 +28,7 @@ public:
         DiskFull,        ///< No space is left to write.
         InputOutput,     ///< The operating system reported a failed read or write.
         IdsUsedUp,       ///< A table has assigned the highest possible id.
+        Untrusted,       ///< Other users own or may change what belongs to the store.
         OtherStore,      ///< The backup is of another store than the database.
     };
 

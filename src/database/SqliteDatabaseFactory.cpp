@@ -20,6 +20,12 @@ namespace sync::database {
 
 std::shared_ptr<SqliteDatabaseFactory> SqliteDatabaseFactory::open(const QString& path)
 {
+    return openWith({}, path);
+}
+
+std::shared_ptr<SqliteDatabaseFactory> SqliteDatabaseFactory::openWith(
+    const OpenOptions& options, const QString& path)
+{
     if (path.isEmpty())
         throw DatabaseError(
             DatabaseError::Cause::Other, u"The path of the database is empty: name a file."_s);
@@ -30,7 +36,8 @@ std::shared_ptr<SqliteDatabaseFactory> SqliteDatabaseFactory::open(const QString
     static base::SharedByKey<std::mutex> openingLocks;
     const auto openingLock = openingLocks.at(base::resolvedFilePath(absolutePath));
     const std::lock_guard lock(*openingLock);
-    OpenedStore opened = StoreOpening(absolutePath).open();
+    OpenedStore opened =
+        StoreOpening(absolutePath).open(options.othersMayWrite ? Trust::Everybody : Trust::Owner);
     for (const QString& warning : opened.warnings)
         qCWarning(velmioDatabase).noquote() << warning;
     return std::shared_ptr<SqliteDatabaseFactory>(new SqliteDatabaseFactory(absolutePath, opened));

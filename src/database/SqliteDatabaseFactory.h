@@ -21,6 +21,14 @@ namespace sync::database {
 class ConnectionPool;
 struct OpenedStore;
 
+/// How SqliteDatabaseFactory opens a store.
+struct OpenOptions
+{
+    /// Also opens a store that other users may change. They can show it settings of their own, and
+    /// read what is written later.
+    bool othersMayWrite = false;
+};
+
 /// The embedded SQLite engine: a database file with its schema, and a connection for each thread.
 ///
 /// Any thread may use the factory; a query belongs to the thread that made it. A connection is lent
@@ -41,7 +49,15 @@ public:
     /// and written, is empty or not a database, belongs to another program, is damaged, or has a
     /// newer version that does not allow this one to use it; also if the file is missing and its
     /// WAL or journal is not.
+    ///
+    /// A store that other users could have changed is refused with Cause::Untrusted: its file, its
+    /// companions and its folder belong to this user or to root, and nobody else may write to them.
+    /// A group counts as others unless it is the user's own. For root, the owner of the store
+    /// counts as the user. The options may allow it. @{
     static std::shared_ptr<SqliteDatabaseFactory> open(const QString& path);
+    static std::shared_ptr<SqliteDatabaseFactory> openWith(
+        const OpenOptions& options, const QString& path);
+    ///@}
 
     /// Opens a store only for reading and leaves no trace: no byte of its files changes, and no
     /// file is created. The WAL of a store in use is read as well.
@@ -53,7 +69,8 @@ public:
     /// transaction have ended, a new query reads it again. Statements that write
     /// fail. The schema is that of the file, which may have an earlier version. The factory
     /// announces no changes. Throws DatabaseError like open(), and also if the file is missing or
-    /// its WAL cannot be read. Damage is found only when the damaged part is read.
+    /// its WAL cannot be read; a store of another user may be read. Damage is found only when the
+    /// damaged part is read.
     static std::shared_ptr<SqliteDatabaseFactory> openReadOnly(const QString& path);
 
     /// The default place of the database: "configuration.db" in the user's application data.

@@ -31,8 +31,8 @@ private Q_SLOTS:
             columns,
             RawDatabase(path).run(
                 u"SELECT t.name || '.' || c.name FROM sqlite_schema t, pragma_table_info(t.name) c"
-                u" WHERE t.type = 'table' AND t.name NOT LIKE 'sqlite%' AND t.name <> "
-                u"'StoreIdentity'"
+                u" WHERE t.type = 'table' AND t.name NOT LIKE 'sqlite%' AND t.name NOT IN "
+                u"('StoreIdentity', 'BackupCounter', 'RootFolderPlace')"
                 u" ORDER BY t.name, c.cid"_s));
     }
 

@@ -127,8 +127,9 @@ StoreOpening::StoreOpening(const QString& path, FileSystemType fileSystemType)
 {
 }
 
-OpenedStore StoreOpening::open()
+OpenedStore StoreOpening::open(Trust trust)
 {
+    requireTrusted(path, trust);
     inspectFile();
     withFileErrors([this] {
         createFile();
@@ -159,6 +160,7 @@ void StoreOpening::openConnectionOfStore()
 
 OpenedStore StoreOpening::openReadOnly()
 {
+    requireTrusted(path, Trust::StoreOwner);
     const StoreInspection file(path, StoreInspection::Depth::Header);
     if (file.kind() != Kind::Ours)
         throw refusal(file.cause(), file.kind(), file.finding(u"The file "_s + path), path);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <database/connection/SqliteHandle.h>
+#include <database/opening/StoreAccess.h>
 #include <database/opening/StoreIdentity.h>
 #include <database/opening/WalSupport.h>
 
@@ -32,9 +33,10 @@ public:
 
     explicit StoreOpening(const QString& path, FileSystemType fileSystemType = fileSystemTypeOf);
 
-    /// May be called once. Throws DatabaseError; a file that is not ours, too new or damaged is
+    /// May be called once. Throws DatabaseError, also for a store that others could have changed,
+    /// unless everybody is trusted; a file that is not ours, too new or damaged is
     /// unchanged then.
-    OpenedStore open();
+    OpenedStore open(Trust trust = Trust::Owner);
 
     /// Opens a store only for reading, without a trace. Throws DatabaseError.
     OpenedStore openReadOnly();

@@ -55,6 +55,8 @@ QString wordFor(DatabaseError::Cause cause)
         return u"input-output"_s;
     case DatabaseError::Cause::IdsUsedUp:
         return u"ids-used-up"_s;
+    case DatabaseError::Cause::Untrusted:
+        return u"untrusted"_s;
     default:
         return {};
     }
