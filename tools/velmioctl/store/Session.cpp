@@ -180,7 +180,7 @@ void Session::open(Opening opening)
             throw CommandError(
                 failure.code(), failure.text() + u" 'velmioctl init' does that."_s,
                 u"unfinished"_s);
-        throw failure;
+        throw CommandError(failure);
     }
 }
 
