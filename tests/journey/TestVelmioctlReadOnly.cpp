@@ -302,7 +302,10 @@ void TestVelmioctlReadOnly::readingShowsWhatTheLiveWriterHasStored()
     bring(State::LiveWriter);
 
     const auto run = tool->json({u"schedule"_s, u"show"_s});
+    const auto exported = tool->run({u"export"_s});
 
+    QVERIFY(exported.output.contains(u"\"syncInterval\": 7"));
+    QVERIFY(exported.errors.contains(u"A client may have this database open"_s));
     QCOMPARE(run.object()[u"syncInterval"_s].toInt(), 7);
     QVERIFY2(
         run.errors.contains(u"A client may have this database open"_s), qPrintable(run.errors));

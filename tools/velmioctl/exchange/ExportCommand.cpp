@@ -122,6 +122,7 @@ void run(Session& session, const ExportOptions& options)
 {
     requireKnown(options.tables);
     StoreSnapshot snapshot(session.filledDatabasePath());
+    session.noteUse(snapshot.openDatabase());
     const auto tables = tablesOf(options.tables);
     std::optional<TargetFile> target;
     if (options.file)

@@ -33,7 +33,7 @@ public:
     /// For the caller's own work after a failed read: throws CommandError if this database failed.
     void check(const doctor::ReadFailure& failure) const;
 
-    sync::interf::factory::IDatabaseFactory& openDatabase() { return *database; }
+    sync::database::SqliteDatabaseFactory& openDatabase() { return *database; }
 
 private:
     [[noreturn]] void failAsTooNew() const;

@@ -158,6 +158,14 @@ void Session::requireWriting() const
     }
 }
 
+void Session::noteUse(const SqliteDatabaseFactory& database)
+{
+    if (database.mayBeInUse()) {
+        output.note(u"A client may have this database open: what it has not stored yet is not "
+                    u"shown."_s);
+    }
+}
+
 void Session::open(Opening opening)
 {
     try {
@@ -166,10 +174,7 @@ void Session::open(Opening opening)
             output.warning(warning);
         if (factory->isMoved())
             output.note(u"'velmioctl adopt' makes this database your own."_s);
-        if (factory->mayBeInUse()) {
-            output.note(u"A client may have this database open: what it has not stored yet is not "
-                        u"shown."_s);
-        }
+        noteUse(*factory);
         output.detail(u"Opened the database %1 %2."_s.arg(
             quoted(factory->path()), opensForWriting ? u"for changes"_s : u"for reading"_s));
         openDatabase = std::make_shared<WatchedDatabase>(factory);

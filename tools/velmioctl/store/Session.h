@@ -80,6 +80,9 @@ public:
     /// Opens the database for changes, or creates it; throws CommandError.
     WatchedDatabase& createDatabase();
 
+    /// Says if what a database shows may be older than what a client has in memory.
+    void noteUse(const sync::database::SqliteDatabaseFactory& database);
+
     /// Throws CommandError if the user allows only reading.
     void requireWriting() const;
 
