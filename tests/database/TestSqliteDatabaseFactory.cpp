@@ -151,6 +151,7 @@ private Q_SLOTS:
     void takesOverAnEmptyDatabase();
     void leavesAnEmptyFileAlone();
     void leavesAWalWithoutItsFileAlone();
+    void trustsNoSchemaAndNoMistypedName();
     void keepsADamagedWalAndSaysWhatIsLost_data();
     void keepsADamagedWalAndSaysWhatIsLost();
     void aWalThatEndsInTheMiddleIsNoLoss_data();
@@ -389,6 +390,22 @@ void TestSqliteDatabaseFactory::aWalThatEndsInTheMiddleIsNoLoss()
 
     QCOMPARE(factory->warnings(), QStringList());
     QCOMPARE(QDir(folder->path()).entryList({u"*replaced*"_s}), QStringList());
+}
+
+void TestSqliteDatabaseFactory::trustsNoSchemaAndNoMistypedName()
+{
+    const auto factory = SqliteDatabaseFactory::open(path(u"store.db"_s));
+    const auto query = factory->CreateQuery();
+
+    for (const QString& refused :
+         {u"SELECT \"a mistyped column\""_s, u"UPDATE sqlite_schema SET sql = ''"_s}) {
+        const bool prepared = query->prepare(refused);
+        QVERIFY2(!prepared || !query->exec(), qPrintable(refused));
+    }
+    for (const QString& setting : {u"PRAGMA trusted_schema"_s, u"PRAGMA cell_size_check"_s}) {
+        QVERIFY(query->prepare(setting) && query->exec() && query->next());
+        QCOMPARE(query->value(0).toInt(), setting.endsWith(u"check") ? 1 : 0);
+    }
 }
 
 void TestSqliteDatabaseFactory::marksItsFile()

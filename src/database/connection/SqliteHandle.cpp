@@ -80,6 +80,17 @@ void requireWritable(sqlite3* database, const QString& path)
         u"this program has too many files open. Try again."_s.arg(path));
 }
 
+// The file may come from somebody else, or be damaged (sqlite.org/security.html). Nothing that it
+// defines calls functions that do more than compute, no statement changes the schema but by CREATE,
+// ALTER and DROP, and a mistyped name in double quotes is an error and not a text.
+void distrustSchema(sqlite3* database)
+{
+    sqlite3_db_config(database, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+    sqlite3_db_config(database, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+    sqlite3_db_config(database, SQLITE_DBCONFIG_DQS_DDL, 0, nullptr);
+    sqlite3_db_config(database, SQLITE_DBCONFIG_DQS_DML, 0, nullptr);
+}
+
 } // namespace
 
 void SqliteCloser::operator()(sqlite3* database) const noexcept
@@ -106,6 +117,7 @@ SqliteHandle openConnection(const QString& path, Locking locking)
 
     sqlite3_extended_result_codes(opened, 1);
     setWaiting(opened, true);
+    distrustSchema(opened);
     // A checkpoint of ours runs only while the write lock is held: see Checkpointer.
     sqlite3_wal_autocheckpoint(opened, 0);
     // A connection that fails during the setup below must not checkpoint.
@@ -117,11 +129,12 @@ SqliteHandle openConnection(const QString& path, Locking locking)
     // WAL, where the removal of the journal, which is the commit, must be durable too. fullfsync:
     // also on macOS, where fsync() stops at the drive's cache. temp_store: no copy of a setting
     // reaches /tmp. journal_size_limit: a WAL that one large transaction has enlarged shrinks
-    // again.
+    // again. cell_size_check: a damaged page is noticed when it is read.
     execute(
         opened,
         "PRAGMA synchronous = EXTRA; PRAGMA fullfsync = ON; PRAGMA temp_store = MEMORY;"
-        "PRAGMA cache_size = -16384; PRAGMA mmap_size = 0; PRAGMA journal_size_limit = 67108864;",
+        "PRAGMA cache_size = -16384; PRAGMA mmap_size = 0; PRAGMA journal_size_limit = 67108864;"
+        "PRAGMA cell_size_check = ON",
         path);
     setCheckpointAtClose(opened, true);
     return database;
