@@ -32,7 +32,7 @@ struct MissingRecords
     long long prunedFiles = 0;
     long long prunedFolders = 0;
 
-    long long size() const { return qint64(files.size() + folders.size()); }
+    long long size() const { return qint64(files.size()) + qint64(folders.size()); }
     QJsonObject toJson() const;
 };
 
