@@ -16,6 +16,7 @@
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QtEndian>
 
 #include <atomic>
 #include <cerrno>
@@ -154,6 +155,7 @@ private Q_SLOTS:
     void trustsNoSchemaAndNoMistypedName();
     void keepsADamagedWalAndSaysWhatIsLost_data();
     void keepsADamagedWalAndSaysWhatIsLost();
+    void readsNoWalOfAnImpossiblePageSize();
     void aWalThatEndsInTheMiddleIsNoLoss_data();
     void aWalThatEndsInTheMiddleIsNoLoss();
     void marksItsFile();
@@ -353,6 +355,27 @@ void TestSqliteDatabaseFactory::keepsADamagedWalAndSaysWhatIsLost()
     QVERIFY2(warning.contains(path(kept.first())), qPrintable(warning));
     QCOMPARE(RawDatabase(file).value(u"SELECT syncInterval FROM Schedules"_s), interval);
     QCOMPARE(StoreInspection(file).lostCommits(), 0);
+}
+
+// One that somebody has made, with a checksum that is right.
+void TestSqliteDatabaseFactory::readsNoWalOfAnImpossiblePageSize()
+{
+    leaveWalOfTenCommits();
+    const QString file = path(u"store.db"_s);
+    QByteArray wal = bytesOf(file + u"-wal"_s);
+    wal[10] = 3;
+    wal[11] = 1; // 769 bytes
+    quint32 first = 0;
+    quint32 second = 0;
+    for (qsizetype offset = 0; offset < 24; offset += 8) {
+        first += second + qFromLittleEndian<quint32>(wal.constData() + offset);
+        second += first + qFromLittleEndian<quint32>(wal.constData() + offset + 4);
+    }
+    qToBigEndian(first, wal.data() + 24);
+    qToBigEndian(second, wal.data() + 28);
+    write(file + u"-wal"_s, wal);
+
+    QCOMPARE(StoreInspection(file).lostCommits(), 9);
 }
 
 void TestSqliteDatabaseFactory::aWalThatEndsInTheMiddleIsNoLoss_data()

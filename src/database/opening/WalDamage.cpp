@@ -4,6 +4,8 @@
 #include <QFile>
 #include <QtEndian>
 
+#include <bit>
+
 using namespace Qt::StringLiterals;
 
 namespace sync::database {
@@ -81,11 +83,13 @@ void Frames::readHeader()
         return;
     bigEndian = numberAt(header, 0) == Magic + 1;
     previous = checksumAt(header, HeaderBytes - SaltBytes);
-    soundHeader = (bigEndian || numberAt(header, 0) == Magic) &&
+    const quint32 size = numberAt(header, PageBytesOffset);
+    soundHeader = (bigEndian || numberAt(header, 0) == Magic) && std::has_single_bit(size) &&
+                  size >= 512 && size <= 65536 &&
                   continued({}, QByteArrayView(header).first(HeaderBytes - SaltBytes)) == previous;
     if (!soundHeader)
         return;
-    pageBytes = numberAt(header, PageBytesOffset);
+    pageBytes = size;
     salt = header.sliced(HeaderSaltOffset, SaltBytes);
 }
 
