@@ -122,6 +122,7 @@ private Q_SLOTS:
     void readOnlyStoreTakesNoWrites();
     void writersWorkBesideAReadOnlyStore();
     void aWriterThatComesLaterIsNoticed();
+    void noRowIsReadAfterAWriterCame();
     void aClientThatBeginsAWalIsNoticed_data();
     void aClientThatBeginsAWalIsNoticed();
     void onlyStoresOpenReadOnly_data();
@@ -595,6 +596,28 @@ void TestStoreInspection::aWriterThatComesLaterIsNoticed()
     QCOMPARE(reading->lastFailure()->cause, DatabaseError::Cause::Busy);
     query.reset();
     QCOMPARE(countOfSchedules(*reading), 2);
+}
+
+// Each row comes from before the write, also those of pages that are read after it.
+void TestStoreInspection::noRowIsReadAfterAWriterCame()
+{
+    makeStore(path);
+    RawDatabase(path).run(
+        u"WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 5000)"
+        u" INSERT INTO Schedules (syncInterval) SELECT 7 FROM n; PRAGMA wal_checkpoint(TRUNCATE)"_s);
+    SqliteDatabaseFactory::open(path);
+    const auto reading = SqliteDatabaseFactory::openReadOnly(path);
+    auto query = reading->CreateQuery();
+    query->prepare(u"SELECT syncInterval FROM Schedules WHERE syncInterval <> 30"_s);
+    QVERIFY(query->exec() && query->next());
+
+    run(*SqliteDatabaseFactory::open(path), u"UPDATE Schedules SET syncInterval = 8"_s);
+
+    int rows = 1;
+    for (; query->next(); ++rows)
+        QCOMPARE(query->value(0).toInt(), 7);
+    QVERIFY(rows < 5000);
+    QCOMPARE(reading->lastFailure()->cause, DatabaseError::Cause::Busy);
 }
 
 void TestStoreInspection::aClientThatBeginsAWalIsNoticed_data()

@@ -61,8 +61,17 @@ SqliteConnection::~SqliteConnection()
     rollback();
 }
 
-bool SqliteConnection::hasOtherFingerprint() const
+int SqliteConnection::pagesRead() const
 {
+    int pages = 0;
+    int highest = 0;
+    sqlite3_db_status(handle(), SQLITE_DBSTATUS_CACHE_MISS, &pages, &highest, 0);
+    return pages;
+}
+
+bool SqliteConnection::hasOtherFingerprint()
+{
+    checkedPages = pagesRead();
     return fingerprintOf(QFile::decodeName(sqlite3_db_filename(handle(), "main"))) != *fingerprint;
 }
 

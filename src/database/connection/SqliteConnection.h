@@ -34,8 +34,11 @@ public:
     /// The prepared statement of a text; none, with the reason in `error`, if it does not prepare.
     StatementLoan prepare(const QString& sql, Failure& error);
 
-    /// True if what a connection without locks has just read may be torn.
-    bool wasOvertaken() const { return fingerprint && hasOtherFingerprint(); }
+    /// True if what a connection without locks has just read may be torn. @{
+    bool wasOvertaken() { return fingerprint && hasOtherFingerprint(); }
+    /// The same after a further row, without the system calls if that came from pages in memory.
+    bool wasOvertakenAtRow() { return fingerprint && hasReadPages() && hasOtherFingerprint(); }
+    ///@}
 
     /// True while a scope or a host has a transaction open.
     bool inTransaction() const { return owner != TransactionOwner::None; }
@@ -81,7 +84,9 @@ private:
     enum class TransactionOwner { None, Scope, Host };
 
     bool isOnItsThread() const { return std::this_thread::get_id() == thread; }
-    bool hasOtherFingerprint() const;
+    int pagesRead() const;
+    bool hasReadPages() const { return pagesRead() != checkedPages; }
+    bool hasOtherFingerprint();
     bool begin(TransactionOwner newOwner, Failure& error);
     bool commit(Failure& error) noexcept;
     void rollback() noexcept;
@@ -96,6 +101,7 @@ private:
     ConnectionPool& pool; // which owns this connection
     const SqliteHandle database;
     const std::optional<StoreFingerprint> fingerprint;
+    int checkedPages = 0; // how many were read from the file when the fingerprint was compared
     StatementCache statements;
     TransactionOwner owner = TransactionOwner::None;
     bool hasTurn = false;

@@ -77,7 +77,8 @@ bool SqliteQuery::next()
         return true;
     }
     const int result = statement->step();
-    const bool overtaken = connection->wasOvertaken();
+    const bool overtaken =
+        result == SQLITE_ROW ? connection->wasOvertakenAtRow() : connection->wasOvertaken();
     if (result == SQLITE_ROW && !overtaken)
         return true;
     const Failure failure = overtaken               ? changedMeanwhile()
