@@ -121,32 +121,6 @@ private Q_SLOTS:
         QVERIFY(!QFile::exists(path));
     }
 
-    // SQLite would wait for its other end.
-    void aCompanionThatIsNotARegularFileIsRefused_data()
-    {
-        QTest::addColumn<QString>("suffix");
-        for (const char* const suffix : {"-wal", "-shm", "-journal"})
-            QTest::newRow(suffix) << QString::fromLatin1(suffix);
-    }
-
-    void aCompanionThatIsNotARegularFileIsRefused()
-    {
-        QFETCH(const QString, suffix);
-        QCOMPARE(::mkfifo(QFile::encodeName(path + suffix).constData(), 0600), 0);
-
-        QVERIFY(refusal().contains(path + suffix + u" is not a regular file"_s));
-        QVERIFY_THROWS_EXCEPTION(
-            DatabaseError, SqliteDatabaseFactory::openWith({.othersMayWrite = true}, path));
-        QVERIFY_THROWS_EXCEPTION(DatabaseError, SqliteDatabaseFactory::openReadOnly(path));
-    }
-
-    void aLinkedCompanionIsRefused()
-    {
-        QVERIFY(QFile::link(path, path + u"-wal"_s));
-
-        QVERIFY(refusal().contains(u"store.db-wal is not a regular file"_s));
-    }
-
 private:
     QString refusal() const
     {

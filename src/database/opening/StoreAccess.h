@@ -23,12 +23,11 @@ bool hasTrustedOwner(const struct stat& status, uid_t storeOwner);
 enum class Trust {
     Owner,      ///< The user and root alone may own or write to the store and its folder.
     StoreOwner, ///< Also another user to whom the store belongs, for reading it.
-    Everybody,
+    Everybody,  ///< Nothing is examined.
 };
 
-/// Throws DatabaseError with Cause::Untrusted if others could have changed the store, or if its
-/// WAL, WAL index or journal is not a regular file. What is missing is fine, and so is a folder
-/// that cannot be examined: the next step of opening says why.
+/// Throws DatabaseError with Cause::Untrusted if others could have changed the store. What is
+/// missing is fine, and so is a folder that cannot be examined: the next step of opening says why.
 void requireTrusted(const QString& path, Trust trust);
 
 } // namespace sync::database
