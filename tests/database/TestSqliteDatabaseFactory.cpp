@@ -949,14 +949,14 @@ void TestSqliteDatabaseFactory::theLogStaysBoundedWhileReadersComeAndGo()
     std::vector<std::thread> readers;
     // Valgrind, with the longest stride, runs one thread at a time.
     const int readerCount = sync::test::testStride() < 32 ? 3 : 1;
-    // Each reads 1 MB at a time. A read that takes longer than the 50 ms of a checkpoint's
+    // Each reads 200 kB at a time. A read that takes longer than the 50 ms of a checkpoint's
     // patience, as 4 MB does under the thread sanitizer, prevents the WAL from being restarted.
     for (int reader = 0; reader < readerCount; ++reader) {
         readers.emplace_back([&] {
             while (!done) {
                 const auto query = factory->CreateQuery();
                 query->prepare(u"SELECT sum(length(alias)) FROM ServerConfiguration WHERE id > "
-                               u"(SELECT max(id) - 10 FROM ServerConfiguration)"_s);
+                               u"(SELECT max(id) - 2 FROM ServerConfiguration)"_s);
                 failures += query->exec() && query->next() ? 0 : 1;
             }
         });
