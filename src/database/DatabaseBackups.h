@@ -35,8 +35,8 @@ public:
     /// One copy, as its file describes it.
     struct Backup
     {
-        QString path;                   ///< Absolute path of the file.
-        QDateTime time;                 ///< When it was made, in UTC.
+        QString path = {};              ///< Absolute path of the file.
+        QDateTime time = {};            ///< When it was made, in UTC.
         Reason reason = Reason::Manual; ///< Why it was made.
         qint64 bytes = 0;               ///< Size of the file.
         /// Counts the copies of the store, whatever the clock says. 0 if the copy has no number: it

@@ -27,7 +27,7 @@ constexpr qsizetype LeastUsableBytes = 480;
 constexpr int MostLevels = 40;
 
 // sqlite.org/fileformat2.html#b_tree_pages
-enum PageType : quint8 {
+enum : quint8 {
     IndexInterior = 2,
     TableInterior = 5,
     IndexLeaf = 10,
@@ -141,8 +141,8 @@ std::optional<DatabasePages::Record> recordOf(QByteArrayView bytes)
 struct DatabasePages::Cells
 {
     QByteArrayView bytes;
-    PageType type = TableLeaf;
-    QList<qsizetype> offsets; // -1 for one that leads out of the page
+    quint8 type = TableLeaf;
+    QList<qsizetype> offsets = {}; // -1 for one that leads out of the page
     Page rightmost = 0;
 
     bool isInterior() const { return type == TableInterior || type == IndexInterior; }
@@ -201,7 +201,7 @@ std::optional<DatabasePages::Cells> DatabasePages::cellsOf(Page page) const
     if (cells.bytes.isEmpty())
         return {};
     const qsizetype header = page == 1 ? HeaderBytes : 0;
-    cells.type = static_cast<PageType>(cells.bytes[header]);
+    cells.type = static_cast<quint8>(cells.bytes[header]);
     if (cells.type != TableLeaf && cells.type != IndexLeaf && !cells.isInterior())
         return {};
     const qsizetype firstPointer = header + (cells.isInterior() ? 12 : 8);
