@@ -18,15 +18,16 @@ struct StoreContent;
 /// Something in which the schema of a store differs from that of a new store of its version.
 struct SchemaDifference
 {
+    /// How it differs.
     enum class Kind {
         Missing, ///< A new store has it.
         Changed, ///< It is there with another definition.
         Foreign, ///< No new store has it.
     };
-    Kind kind = Kind::Missing;
-    QString type;  ///< "table", "column", "index", "trigger" or "view".
-    QString name;  ///< Its name.
-    QString table; ///< The table or view that it belongs to.
+    Kind kind = Kind::Missing; ///< How it differs.
+    QString type;              ///< "table", "column", "index", "trigger" or "view".
+    QString name;              ///< Its name.
+    QString table;             ///< The table or view that it belongs to.
     /// The statements that make it as in a new store, one after the other. Empty if that could lose
     /// something: only indexes and views, and triggers on tables of a store have any.
     QStringList repair = {};

@@ -152,7 +152,7 @@ Failure failureOf(sqlite3* database)
 {
     const bool isFull = sqlite3_errcode(database) == SQLITE_FULL;
     const QString remedy = remedyFor(database);
-    const Failure failure{
+    Failure failure{
         .cause = causeOf(database),
         .text = remedy.isEmpty() ? messageOf(database) : messageOf(database) + u". "_s + remedy};
     // Last, because it replaces the connection's error.
