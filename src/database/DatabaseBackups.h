@@ -76,7 +76,10 @@ public:
     static void verify(const QString& file);
 
     /// Whether restore() may use a backup of another store.
-    enum class OtherStore { Refused, Allowed };
+    enum class OtherStore {
+        Refused, ///< restore() throws.
+        Allowed, ///< The store becomes a copy of the other one, with its identity.
+    };
 
     /// True if a backup has the id of another store than the database. False if one of them has no
     /// id that can be read.
