@@ -1,3 +1,4 @@
+#include <support/FileBytes.h>
 #include <support/SystemCalls.h>
 
 #include <base/FileError.h>
@@ -16,8 +17,10 @@
 using namespace Qt::StringLiterals;
 using sync::base::FileError;
 using sync::base::PartialFile;
+using sync::test::readFile;
 using sync::test::SystemCall;
 using sync::test::SystemCallWatch;
+using sync::test::writeFile;
 
 namespace {
 
@@ -32,19 +35,6 @@ int errorOf(const std::function<void()>& action)
         return error.code();
     }
     return NothingThrown;
-}
-
-QByteArray contentOf(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-void write(const QString& path, const QByteArray& bytes)
-{
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    QCOMPARE(file.write(bytes), bytes.size());
 }
 
 /// Makes calls of one kind fail, for paths that are folders or for those that are not.
@@ -113,7 +103,7 @@ void TestPartialFile::aFileWithoutANameIsRemoved()
     {
         PartialFile file(target);
         file.append("half");
-        write(file.path() + u"-journal"_s, "of SQLite");
+        writeFile(file.path() + u"-journal"_s, "of SQLite");
     }
 
     QCOMPARE(entries(), QStringList());
@@ -129,12 +119,12 @@ void TestPartialFile::publishReplacesNothing_data()
 void TestPartialFile::publishReplacesNothing()
 {
     QFETCH(const int, linkError);
-    write(target, "old");
+    writeFile(target, "old");
     const Failing failing("link", false, linkError);
 
     QCOMPARE(errorOf([this] { publish("new"); }), EEXIST);
 
-    QCOMPARE(contentOf(target), QByteArray("old"));
+    QCOMPARE(readFile(target), QByteArray("old"));
     QCOMPARE(entries(), QStringList(u"file"_s));
 }
 
@@ -146,7 +136,7 @@ void TestPartialFile::publishNeedsNoHardLinks()
 
     publish("new");
 
-    QCOMPARE(contentOf(target), QByteArray("new"));
+    QCOMPARE(readFile(target), QByteArray("new"));
     QCOMPARE(entries(), QStringList(u"file"_s));
 }
 
@@ -167,7 +157,7 @@ void TestPartialFile::aFolderThatTakesNoSyncIsAccepted()
     publish("first");
     publish("second", true);
 
-    QCOMPARE(contentOf(target), QByteArray("second"));
+    QCOMPARE(readFile(target), QByteArray("second"));
 }
 
 void TestPartialFile::aFailedSyncOfTheFolderIsAnErrorWithTheFileInPlace_data()
@@ -185,7 +175,7 @@ void TestPartialFile::aFailedSyncOfTheFolderIsAnErrorWithTheFileInPlace()
 
     QCOMPARE(errorOf([&] { publish("new", over); }), EIO);
 
-    QCOMPARE(contentOf(target), QByteArray("new"));
+    QCOMPARE(readFile(target), QByteArray("new"));
     QCOMPARE(entries(), QStringList(u"file"_s));
 }
 

@@ -1,3 +1,4 @@
+#include <support/FileBytes.h>
 #include <support/SystemCalls.h>
 
 #include <core/FileKeyStore.h>
@@ -26,6 +27,7 @@
 #include <sys/wait.h>
 
 using namespace Qt::StringLiterals;
+using sync::test::readFile;
 using namespace std::chrono_literals;
 using namespace sync::core::crypto;
 
@@ -43,12 +45,6 @@ mode_t modeOf(const QString& path)
     struct stat status = {};
     ::stat(QFile::encodeName(path).constData(), &status);
     return status.st_mode & 07777;
-}
-
-QByteArray contentOf(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 void writeFile(const QString& path, const QByteArray& content, mode_t mode = OwnerOnly)
@@ -234,13 +230,13 @@ private Q_SLOTS:
     {
         FileKeyStore store(path);
         store.readOrCreate();
-        const QByteArray before = contentOf(path);
+        const QByteArray before = readFile(path);
 
         QVERIFY_THROWS_EXCEPTION(std::logic_error, store.change([](const KeyRing&) -> KeyRing {
             throw std::logic_error("stop");
         }));
 
-        QCOMPARE(contentOf(path), before);
+        QCOMPARE(readFile(path), before);
         QCOMPARE(store.change(addKey).ids().size(), 2); // The lock was given back.
     }
 
@@ -275,7 +271,7 @@ private Q_SLOTS:
     {
         FileKeyStore store(path);
         const QList<KeyId> first = store.readOrCreate().ids();
-        const QByteArray backup = contentOf(path);
+        const QByteArray backup = readFile(path);
         store.change(addKey);
 
         writeFile(path, backup);
@@ -389,7 +385,7 @@ private Q_SLOTS:
         QFETCH(QByteArray, added);
         FileKeyStore store(path);
         store.readOrCreate();
-        const QByteArray content = contentOf(path);
+        const QByteArray content = readFile(path);
 
         writeFile(path, content.chopped(qMin(content.size(), qsizetype(removed))) + added);
 
@@ -399,7 +395,7 @@ private Q_SLOTS:
     void everyFlippedBitOfTheFileIsDamage()
     {
         FileKeyStore(path).readOrCreate();
-        const QByteArray content = contentOf(path);
+        const QByteArray content = readFile(path);
 
         for (qsizetype bit = 0; bit < content.size() * 8; ++bit) {
             QByteArray flipped = content;
@@ -416,7 +412,7 @@ private Q_SLOTS:
 
         QCOMPARE(causeOf([&] { FileKeyStore(path).change(addKey); }), KeyError::Cause::Damaged);
 
-        QCOMPARE(contentOf(path), QByteArray("not a key"));
+        QCOMPARE(readFile(path), QByteArray("not a key"));
     }
 
     void fileThatCannotBeReadIsTold()

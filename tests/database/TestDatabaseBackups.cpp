@@ -1,6 +1,7 @@
 #include "KilledAtCall.h"
 
 #include <support/AsNobody.h>
+#include <support/FileBytes.h>
 #include <support/RawDatabase.h>
 #include <support/Repetitions.h>
 #include <support/SystemCalls.h>
@@ -33,6 +34,8 @@ using sync::database::SqliteDatabaseFactory;
 using sync::test::AsNobody;
 using sync::test::giveToNobody;
 using sync::test::RawDatabase;
+using sync::test::readFile;
+using sync::test::writeFile;
 using Cause = DatabaseError::Cause;
 using Reason = DatabaseBackups::Reason;
 
@@ -40,18 +43,6 @@ namespace {
 
 const QString CountServers = u"SELECT count(*) FROM ServerConfiguration"_s;
 const QString CountProducts = u"SELECT count(*) FROM ProductConfiguration"_s;
-
-QByteArray bytesOf(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-bool write(const QString& path, const QByteArray& bytes)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
-}
 
 bool run(SqliteDatabaseFactory& factory, const QString& sql)
 {
@@ -234,7 +225,7 @@ void TestDatabaseBackups::aBackupIsAWholeFileForTheUserAlone()
     QVERIFY(made.time >= before && made.time <= QDateTime::currentDateTimeUtc());
     QCOMPARE(entriesOf(backups().folder()), QStringList{QFileInfo(made.path).fileName()});
     // 1 and 1: a rollback journal, and no WAL beside it (sqlite.org/fileformat2.html).
-    QCOMPARE(bytesOf(made.path).mid(18, 2), QByteArray("\1\1"));
+    QCOMPARE(readFile(made.path).mid(18, 2), QByteArray("\1\1"));
     RawDatabase copy(made.path);
     QCOMPARE(copy.value(u"PRAGMA integrity_check"_s), u"ok"_s);
     QCOMPARE(copy.value(u"SELECT alias FROM ServerConfiguration"_s), u"first"_s);
@@ -286,14 +277,14 @@ void TestDatabaseBackups::aNameThatAnotherProcessTakesIsLeftToIt()
     const sync::test::SystemCallWatch watch([&taken](const sync::test::SystemCall& call) {
         if (call.name == "link" && taken.isEmpty()) {
             taken = QFile::decodeName(call.path);
-            write(taken, "of another process");
+            writeFile(taken, "of another process");
         }
         return 0;
     });
 
     const auto made = backups().make(Reason::Migration);
 
-    QCOMPARE(bytesOf(taken), QByteArray("of another process"));
+    QCOMPARE(readFile(taken), QByteArray("of another process"));
     QVERIFY(made.path > taken);
     DatabaseBackups::verify(made.path);
     QCOMPARE(backups().list().first().path, made.path);
@@ -328,8 +319,7 @@ void TestDatabaseBackups::theNewestStaysThoughTheClockWasSetBack()
 {
     QVERIFY(QDir().mkdir(backups().folder()));
     for (int day = 1; day <= DatabaseBackups::KeptPerReason; ++day)
-        QVERIFY(
-            write(backups().folder() + u"/store.db.2999010%1T000000000Z.fix.db"_s.arg(day), "x"));
+        writeFile(backups().folder() + u"/store.db.2999010%1T000000000Z.fix.db"_s.arg(day), "x");
 
     const auto made = backups().make(Reason::Fix);
 
@@ -370,7 +360,7 @@ void TestDatabaseBackups::copiesAreOrderedByTheirNumbers()
     const auto first = backups().make(Reason::Manual);
     const QString behind = makeDated(u"19700101"_s);
     const QString damaged = backups().folder() + u"/store.db.29320101T000000000Z.manual.db"_s;
-    QVERIFY(write(damaged, "x"));
+    writeFile(damaged, "x");
 
     QList<qint64> numbers;
     QStringList paths;
@@ -412,7 +402,7 @@ void TestDatabaseBackups::onlyFilesOfOurNamesAreListedAndRemoved()
         u"store.db.2020.manual.db"_s,
     };
     for (const QString& name : others)
-        QVERIFY(write(backups().folder() + u'/' + name, "x"));
+        writeFile(backups().folder() + u'/' + name, "x");
     QVERIFY(QFile::link(
         storePath(), backups().folder() + u"/store.db.20200101T000000000Z.manual.db"_s));
 
@@ -432,7 +422,7 @@ void TestDatabaseBackups::whatAKilledBackupLeftGoesAfterADay()
     const QString fresh = backups().folder() + u"/store.db.20200101T000000000Z.manual.db.d4E5f6"_s;
     const QString other = backups().folder() + u"/notes.db.a1B2c3"_s;
     for (const QString& name : {unfinished, fresh, other}) {
-        QVERIFY(write(name, "x"));
+        writeFile(name, "x");
         QFile file(name);
         QVERIFY(file.open(QIODevice::ReadWrite));
         const int age = name == fresh ? 23 : 25;
@@ -463,14 +453,14 @@ void TestDatabaseBackups::aFileOfTheUsersIsNeitherRotatedNorReplaced()
 {
     const QString file = path(u"mine.db"_s);
     QCOMPARE(backups().makeAt(file).path, file);
-    const QByteArray before = bytesOf(file);
+    const QByteArray before = readFile(file);
     QVERIFY(addServer(*store, u"second"_s));
 
     const DatabaseError error = errorOf([&] { backups().makeAt(file); });
 
     QCOMPARE(error.cause(), Cause::Other);
     QVERIFY2(error.text().contains(file), error.what());
-    QCOMPARE(bytesOf(file), before);
+    QCOMPARE(readFile(file), before);
     QCOMPARE(backups().list().size(), 0);
 }
 
@@ -480,12 +470,12 @@ void TestDatabaseBackups::aStoreThatCanOnlyBeReadIsCopied()
     QVERIFY(giveToNobody(folder->path()));
     const AsNobody asNobody;
     QCOMPARE(::chmod(QFile::encodeName(storePath()).constData(), 0400), 0);
-    const QByteArray before = bytesOf(storePath());
+    const QByteArray before = readFile(storePath());
 
     const auto made = backups().make(Reason::Manual);
 
     QCOMPARE(aliasesIn(made.path), u"first"_s);
-    QCOMPARE(bytesOf(storePath()), before);
+    QCOMPARE(readFile(storePath()), before);
 }
 
 void TestDatabaseBackups::aFailedBackupLeavesNothing_data()
@@ -524,17 +514,17 @@ void TestDatabaseBackups::aBackupThatDoesNotFitLeavesNothing()
 void TestDatabaseBackups::aDamagedStoreIsNotCopiedAndStaysAsItIs()
 {
     makeOldStoreAndBackup();
-    QByteArray bytes = bytesOf(storePath());
+    QByteArray bytes = readFile(storePath());
     bytes.replace(5 * 4096, 4096, QByteArray(4096, '\xA5'));
-    QVERIFY(write(storePath(), bytes));
-    const QByteArray log = bytesOf(storePath() + u"-wal"_s);
+    writeFile(storePath(), bytes);
+    const QByteArray log = readFile(storePath() + u"-wal"_s);
 
     const DatabaseError error = errorOf([&] { backups().makeAt(path(u"copy.db"_s)); });
 
     QCOMPARE(error.cause(), Cause::Damaged);
     QVERIFY2(error.text().contains(path(u"copy.db"_s)), error.what());
-    QCOMPARE(bytesOf(storePath()), bytes);
-    QCOMPARE(bytesOf(storePath() + u"-wal"_s), log);
+    QCOMPARE(readFile(storePath()), bytes);
+    QCOMPARE(readFile(storePath() + u"-wal"_s), log);
     QCOMPARE(QDir(folder->path()).entryList({u"copy*"_s}), QStringList());
 }
 
@@ -549,10 +539,12 @@ void TestDatabaseBackups::verifyTellsWhatIsWrong_data()
         << Make([](const QString&) {}) << Cause::Other << u"does not exist"_s;
     QTest::addRow("directory") << Make([](const QString& file) { QDir().mkdir(file); })
                                << Cause::Directory << u"is a directory"_s;
-    QTest::addRow("empty") << Make([](const QString& file) { write(file, {}); })
+    QTest::addRow("empty") << Make([](const QString& file) { writeFile(file, {}); })
                            << Cause::NotADatabase << u"it is empty"_s;
-    QTest::addRow("text") << Make([](const QString& file) { write(file, QByteArray(5000, 'x')); })
-                          << Cause::NotADatabase << u"is not an SQLite database"_s;
+    QTest::addRow("text") << Make([](const QString& file) {
+        writeFile(file, QByteArray(5000, 'x'));
+    }) << Cause::NotADatabase
+                          << u"is not an SQLite database"_s;
     QTest::addRow("of another program")
         << Make([](const QString& file) { RawDatabase(file).run(u"CREATE TABLE a (b)"_s); })
         << Cause::ForeignDatabase << u"another program"_s;
@@ -589,14 +581,14 @@ void TestDatabaseBackups::verifyTellsWhatIsWrong()
     QFETCH(const QString, text);
     const QString file = path(u"copy.db"_s);
     make(file);
-    const QByteArray before = bytesOf(file);
+    const QByteArray before = readFile(file);
 
     const DatabaseError error = errorOf([&] { DatabaseBackups::verify(file); });
 
     QCOMPARE(error.cause(), cause);
     QVERIFY2(error.text().contains(file), error.what());
     QVERIFY2(error.text().contains(text), error.what());
-    QCOMPARE(bytesOf(file), before);
+    QCOMPARE(readFile(file), before);
     QCOMPARE(QDir(folder->path()).entryList({u"copy.db-*"_s}), QStringList());
 }
 
@@ -623,8 +615,8 @@ void TestDatabaseBackups::makeOldStoreAndBackup()
     RawDatabase(storePath())
         .run(u"PRAGMA wal_autocheckpoint = 0;"
              u"INSERT INTO ServerConfiguration (alias) VALUES ('logged')"_s);
-    QVERIFY(bytesOf(storePath() + u"-wal"_s).contains("logged"));
-    QVERIFY(!bytesOf(storePath()).contains("logged"));
+    QVERIFY(readFile(storePath() + u"-wal"_s).contains("logged"));
+    QVERIFY(!readFile(storePath()).contains("logged"));
 }
 
 QString TestDatabaseBackups::aliasesIn(const QString& file) const
@@ -642,8 +634,8 @@ bool TestDatabaseBackups::isKept(
     const QString replaced = placed.fileName() + u"-replaced.*Z"_s;
     for (const QFileInfo& entry : placed.dir().entryInfoList({replaced}))
         if (opens ? aliasesIn(entry.filePath()) == u"old logged"
-                  : bytesOf(entry.filePath()) == bytes &&
-                        bytesOf(entry.filePath() + u"-wal"_s) == log)
+                  : readFile(entry.filePath()) == bytes &&
+                        readFile(entry.filePath() + u"-wal"_s) == log)
             return true;
     return false;
 }
@@ -651,7 +643,7 @@ bool TestDatabaseBackups::isKept(
 void TestDatabaseBackups::restoreReplacesTheContentAndKeepsTheOldOne()
 {
     makeOldStoreAndBackup();
-    const QByteArray backupBytes = bytesOf(backup);
+    const QByteArray backupBytes = readFile(backup);
 
     const QString kept = backups().restore(backup);
 
@@ -660,7 +652,7 @@ void TestDatabaseBackups::restoreReplacesTheContentAndKeepsTheOldOne()
     QCOMPARE(aliasesIn(kept), u"old logged"_s);
     QCOMPARE(permissionsOf(kept), 0600U);
     QVERIFY(!QFile::exists(kept + u"-wal"_s));
-    QCOMPARE(bytesOf(backup), backupBytes);
+    QCOMPARE(readFile(backup), backupBytes);
     QVERIFY(addServer(*SqliteDatabaseFactory::open(storePath()), u"goes on"_s));
     QCOMPARE(aliasesIn(storePath()), u"new goes on"_s);
     // And back.
@@ -680,7 +672,7 @@ void TestDatabaseBackups::restoreMakesAStoreWhereThereIsNone()
     // The WAL that was there without a database.
     const QStringList aside = QDir(folder->path()).entryList({u"store.db-replaced.*-wal"_s});
     QCOMPARE(aside.size(), 1);
-    QVERIFY(bytesOf(path(aside.first())).contains("logged"));
+    QVERIFY(readFile(path(aside.first())).contains("logged"));
 }
 
 void TestDatabaseBackups::restoreRefusesWhatItCannotUse_data()
@@ -703,14 +695,14 @@ void TestDatabaseBackups::restoreRefusesWhatItCannotUse()
     QVERIFY(QFile(path(u"damaged.db"_s)).resize(4 * 4096));
     RawDatabase(path(u"foreign.db"_s)).run(u"CREATE TABLE a (b)"_s);
     QVERIFY(QFile::link(storePath(), path(u"link.db"_s)));
-    const QByteArray before = bytesOf(storePath());
+    const QByteArray before = readFile(storePath());
     const QStringList entries = entriesOf(folder->path());
 
     const DatabaseError error = errorOf([&] { backups().restore(path(name)); });
 
     QCOMPARE(error.cause(), cause);
     QVERIFY2(error.text().contains(path(name)), error.what());
-    QCOMPARE(bytesOf(storePath()), before);
+    QCOMPARE(readFile(storePath()), before);
     QCOMPARE(entriesOf(folder->path()), entries);
 }
 
@@ -720,13 +712,13 @@ void TestDatabaseBackups::restoreRefusesABackupOfAnotherStore()
     const QString other =
         DatabaseBackups(path(u"other.db"_s)).makeAt(path(u"other-backup.db"_s)).path;
     store.reset();
-    const QByteArray before = bytesOf(storePath());
+    const QByteArray before = readFile(storePath());
 
     const DatabaseError error = errorOf([&] { backups().restore(other); });
 
     QCOMPARE(error.cause(), Cause::OtherStore);
     QVERIFY2(error.text().contains(other), error.what());
-    QCOMPARE(bytesOf(storePath()), before);
+    QCOMPARE(readFile(storePath()), before);
     backups().restore(other, DatabaseBackups::OtherStore::Allowed);
     QCOMPARE(RawDatabase(storePath()).value(CountServers), u"0"_s);
 }
@@ -736,9 +728,9 @@ void TestDatabaseBackups::aDamagedStoreStillHasItsId()
     SqliteDatabaseFactory::open(path(u"other.db"_s));
     const auto own = backups().makeAt(path(u"own-backup.db"_s));
     store.reset();
-    QByteArray bytes = bytesOf(storePath());
+    QByteArray bytes = readFile(storePath());
     bytes.replace(5 * 4096, 4096, QByteArray(4096, '\xA5'));
-    QVERIFY(write(storePath(), bytes));
+    writeFile(storePath(), bytes);
 
     QVERIFY(backups().isOfOtherStore(path(u"other.db"_s)));
     QVERIFY(!backups().isOfOtherStore(own.path));
@@ -750,12 +742,12 @@ void TestDatabaseBackups::restoreLeavesTheDatabaseOfAnotherProgramAlone()
     makeOldStoreAndBackup();
     const QString foreign = path(u"foreign.db"_s);
     RawDatabase(foreign).run(u"CREATE TABLE a (b)"_s);
-    const QByteArray before = bytesOf(foreign);
+    const QByteArray before = readFile(foreign);
 
     const DatabaseError error = errorOf([&] { DatabaseBackups(foreign).restore(backup); });
 
     QCOMPARE(error.cause(), Cause::ForeignDatabase);
-    QCOMPARE(bytesOf(foreign), before);
+    QCOMPARE(readFile(foreign), before);
 }
 
 void TestDatabaseBackups::restoreRefusesWhileAnotherProcessHasTheStoreOpen()
@@ -805,16 +797,16 @@ void TestDatabaseBackups::whoOpenedTheStoreButDidNotReadYetSeesTheNewContent()
 void TestDatabaseBackups::restoreKeepsEveryByteOfADamagedStore()
 {
     makeOldStoreAndBackup();
-    QByteArray bytes = bytesOf(storePath());
+    QByteArray bytes = readFile(storePath());
     bytes.replace(5 * 4096, 4096, QByteArray(4096, '\xA5'));
-    QVERIFY(write(storePath(), bytes));
-    const QByteArray log = bytesOf(storePath() + u"-wal"_s);
+    writeFile(storePath(), bytes);
+    const QByteArray log = readFile(storePath() + u"-wal"_s);
 
     const QString kept = backups().restore(backup);
 
     QCOMPARE(aliasesIn(storePath()), u"new"_s);
-    QCOMPARE(bytesOf(kept), bytes);
-    QCOMPARE(bytesOf(kept + u"-wal"_s), log);
+    QCOMPARE(readFile(kept), bytes);
+    QCOMPARE(readFile(kept + u"-wal"_s), log);
     QCOMPARE(permissionsOf(kept), 0600U);
 }
 
@@ -837,19 +829,19 @@ void TestDatabaseBackups::restoreTakesABackupWithItsLog()
     makeOldStoreAndBackup();
     RawDatabase(backup).run(u"PRAGMA journal_mode = WAL; PRAGMA wal_autocheckpoint = 0;"
                             u"INSERT INTO ServerConfiguration (alias) VALUES ('logged as well')"_s);
-    const QByteArray before = bytesOf(backup);
+    const QByteArray before = readFile(backup);
 
     backups().restore(backup);
 
     QCOMPARE(aliasesIn(storePath()), u"new logged as well"_s);
-    QCOMPARE(bytesOf(backup), before);
+    QCOMPARE(readFile(backup), before);
 }
 
 void TestDatabaseBackups::anyDamageCanBeRestored()
 {
     makeOldStoreAndBackup();
-    const QByteArray good = bytesOf(storePath());
-    const QByteArray log = bytesOf(storePath() + u"-wal"_s);
+    const QByteArray good = readFile(storePath());
+    const QByteArray log = readFile(storePath() + u"-wal"_s);
     std::mt19937 random(20261120);
     const auto below = [&random](qsizetype limit) {
         return std::uniform_int_distribution<qsizetype>(0, limit - 1)(random);
@@ -865,14 +857,14 @@ void TestDatabaseBackups::anyDamageCanBeRestored()
         bytes.replace(68, 4, good.mid(68, 4));
         if (round % 4 == 1)
             bytes.truncate(1 + below(bytes.size()));
-        QVERIFY(write(storePath(), bytes));
-        QVERIFY(write(storePath() + u"-wal"_s, round % 3 == 0 ? QByteArray() : log));
+        writeFile(storePath(), bytes);
+        writeFile(storePath() + u"-wal"_s, round % 3 == 0 ? QByteArray() : log);
 
         // Chance may write another id into the store.
         const QString kept = backups().restore(backup, DatabaseBackups::OtherStore::Allowed);
 
         QCOMPARE(aliasesIn(storePath()), u"new"_s);
-        QVERIFY2(!QFile::exists(kept + u"-wal"_s) || bytesOf(kept) == bytes, qPrintable(kept));
+        QVERIFY2(!QFile::exists(kept + u"-wal"_s) || readFile(kept) == bytes, qPrintable(kept));
     }
 }
 
@@ -886,12 +878,12 @@ void TestDatabaseBackups::restoreThatIsKilledLeavesTheOldContentOrTheNew_data()
         RawDatabase(copy).run(u"PRAGMA page_size = 8192; VACUUM"_s);
     }) << true;
     QTest::newRow("damaged") << Change([](const QString& place, const QString&) {
-        QByteArray bytes = bytesOf(place);
+        QByteArray bytes = readFile(place);
         bytes.replace(5 * 4096, 4096, QByteArray(4096, '\xA5'));
-        write(place, bytes);
+        writeFile(place, bytes);
     }) << false;
     QTest::newRow("no database") << Change([](const QString& place, const QString&) {
-        write(place, QByteArray(20000, 'x'));
+        writeFile(place, QByteArray(20000, 'x'));
     }) << false;
 }
 
@@ -902,8 +894,8 @@ void TestDatabaseBackups::restoreThatIsKilledLeavesTheOldContentOrTheNew()
     QFETCH(const bool, oldOpens);
     makeOldStoreAndBackup();
     change(storePath(), backup);
-    const QByteArray oldBytes = bytesOf(storePath());
-    const QByteArray oldLog = bytesOf(storePath() + u"-wal"_s);
+    const QByteArray oldBytes = readFile(storePath());
+    const QByteArray oldLog = readFile(storePath() + u"-wal"_s);
     const QString place = path(u"place/store.db"_s);
     const DatabaseBackups placed(place);
 
@@ -912,15 +904,16 @@ void TestDatabaseBackups::restoreThatIsKilledLeavesTheOldContentOrTheNew()
     for (; end == sync::test::ChildEnd::Killed; call += sync::test::testStride()) {
         QVERIFY(QDir(path(u"place"_s)).removeRecursively());
         QVERIFY(QDir().mkdir(path(u"place"_s)));
-        QVERIFY(oldBytes.isEmpty() || write(place, oldBytes));
-        QVERIFY(write(place + u"-wal"_s, oldLog));
+        if (!oldBytes.isEmpty())
+            writeFile(place, oldBytes);
+        writeFile(place + u"-wal"_s, oldLog);
 
         end = sync::test::runKilledAtCall(call, [&] { placed.restore(backup); });
 
         QVERIFY(end != sync::test::ChildEnd::Failed);
-        const bool hasOldBytes = bytesOf(place) == oldBytes;
+        const bool hasOldBytes = readFile(place) == oldBytes;
         const bool isOld = oldOpens ? aliasesIn(place) == u"old logged"
-                                    : hasOldBytes && bytesOf(place + u"-wal"_s).startsWith(oldLog);
+                                    : hasOldBytes && readFile(place + u"-wal"_s).startsWith(oldLog);
         if (!isOld)
             QVERIFY(isKept(place, oldBytes, oldLog, oldOpens));
         if (!isOld && !hasOldBytes)

@@ -1,3 +1,4 @@
+#include <support/FileBytes.h>
 #include <support/RawDatabase.h>
 #include <support/Repetitions.h>
 #include <support/TemporaryPlace.h>
@@ -22,6 +23,8 @@ using sync::database::DatabaseBackups;
 using sync::database::DatabaseError;
 using sync::database::SqliteDatabaseFactory;
 using sync::test::RawDatabase;
+using sync::test::readFile;
+using sync::test::writeFile;
 
 namespace {
 
@@ -67,22 +70,9 @@ Rows rowsOfTable(const Rows& rows, const QString& table)
     return found;
 }
 
-QByteArray bytesOf(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-void write(const QString& path, const QByteArray& bytes)
-{
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    QCOMPARE(file.write(bytes), bytes.size());
-}
-
 void overwrite(const QString& path, qint64 offset, const QByteArray& bytes)
 {
-    write(path, bytesOf(path).replace(offset, bytes.size(), bytes));
+    writeFile(path, readFile(path).replace(offset, bytes.size(), bytes));
 }
 
 // name -> bytes
@@ -94,7 +84,7 @@ Contents contentsOf(const QString& folder)
     Contents contents;
     for (const QFileInfo& file : QDir(folder).entryInfoList(QDir::Files | QDir::Hidden)) {
         if (file.size() > 0 && file.suffix() != u"db-shm")
-            contents.insert(file.fileName(), bytesOf(file.filePath()));
+            contents.insert(file.fileName(), readFile(file.filePath()));
     }
     return contents;
 }
@@ -108,12 +98,12 @@ void leaveJournal(const QString& path)
         RawDatabase database(path);
         database.run(u"PRAGMA cache_size = 1; BEGIN;"
                      u"UPDATE FileConfiguration SET name = 'half', size = 0"_s);
-        file = bytesOf(path);
-        journal = bytesOf(path + u"-journal"_s);
+        file = readFile(path);
+        journal = readFile(path + u"-journal"_s);
         QVERIFY(file.contains("half"));
     }
-    write(path, file);
-    write(path + u"-journal"_s, journal);
+    writeFile(path, file);
+    writeFile(path + u"-journal"_s, journal);
 }
 
 // Noise in the place of a page; they are counted from 1.
@@ -146,7 +136,7 @@ struct Leaf
 // Pages").
 QList<Leaf> leavesOf(const QString& path, const QString& table)
 {
-    const QByteArray bytes = bytesOf(path);
+    const QByteArray bytes = readFile(path);
     const char* const top = bytes.constData() + (rootPageOf(path, table) - 1) * PageBytes;
     QList<Leaf> leaves;
     for (int cell = 0; cell < qFromBigEndian<quint16>(top + 3); ++cell) {
@@ -256,14 +246,14 @@ void TestSalvage::initTestCase()
                  u"INSERT INTO BaseFileConfiguration (parentFileId) VALUES (8);"
                  u"COMMIT; PRAGMA wal_checkpoint(TRUNCATE)"_s.arg(Files)
                      .arg(FileWithLongText));
-    whole = bytesOf(file);
+    whole = readFile(file);
 }
 
 void TestSalvage::init()
 {
     folder = std::make_unique<QTemporaryDir>(sync::test::temporaryPlaceInMemory());
     path = folder->filePath(u"store.db"_s);
-    write(path, whole);
+    writeFile(path, whole);
 }
 
 // The id that a new file would get.
@@ -305,7 +295,7 @@ void TestSalvage::takesAlongWhatLiesAroundDamagedPages()
     const auto last = leaves.size() - 1;
     for (const qsizetype leaf : {qsizetype(0), qsizetype(3), qsizetype(4), qsizetype(20), last})
         damagePage(path, leaves[leaf].page);
-    const QByteArray damaged = bytesOf(path);
+    const QByteArray damaged = readFile(path);
 
     const auto salvaged = backups().salvage();
 
@@ -322,7 +312,7 @@ void TestSalvage::takesAlongWhatLiesAroundDamagedPages()
         const bool isLost = contains(unreadableIdsOf(salvaged, u"FileConfiguration"_s), id);
         QCOMPARE(after.value(key), isLost ? QString() : before.value(key));
     }
-    QCOMPARE(bytesOf(salvaged.keptPath), damaged);
+    QCOMPARE(readFile(salvaged.keptPath), damaged);
     QCOMPARE(RawDatabase(path).value(u"PRAGMA integrity_check"_s), u"ok"_s);
     SqliteDatabaseFactory::open(path);
 }
@@ -416,7 +406,7 @@ void TestSalvage::readsTheLog()
     RawDatabase(path).run(u"PRAGMA wal_autocheckpoint = 0;"
                           u"UPDATE ServerConfiguration SET alias = 'logged' WHERE id = 2"_s);
     damagePage(path, rootPageOf(path, u"FileConfiguration"_s));
-    const QByteArray log = bytesOf(path + u"-wal"_s);
+    const QByteArray log = readFile(path + u"-wal"_s);
     QVERIFY(log.contains("logged"));
 
     const auto salvaged = backups().salvage();
@@ -424,7 +414,7 @@ void TestSalvage::readsTheLog()
     QCOMPARE(
         RawDatabase(path).value(u"SELECT alias FROM ServerConfiguration WHERE id = 2"_s),
         u"logged"_s);
-    QCOMPARE(bytesOf(salvaged.keptPath + u"-wal"_s), log);
+    QCOMPARE(readFile(salvaged.keptPath + u"-wal"_s), log);
 }
 
 void TestSalvage::doesNotGiveLostIdsAgain()
@@ -591,13 +581,13 @@ void TestSalvage::losesNoRowThatItDoesNotTell()
             damagePage(path, anyPage(), round % 2 == 0 ? '\xA5' : '\0');
         if (round % 3 == 0)
             QVERIFY(QFile::resize(path, anyPage() * PageBytes));
-        const QByteArray damaged = bytesOf(path);
+        const QByteArray damaged = readFile(path);
         DatabaseBackups::Salvaged salvaged;
         try {
             salvaged = backups().salvage();
         } catch (const DatabaseError& error) {
             QCOMPARE(error.cause(), DatabaseError::Cause::Damaged);
-            QCOMPARE(bytesOf(path), damaged);
+            QCOMPARE(readFile(path), damaged);
             continue;
         }
         ++salvagedRounds;
@@ -621,11 +611,11 @@ void TestSalvage::losesNoRowThatItDoesNotTell()
 
 void TestSalvage::refusesWhatIsNoDatabase()
 {
-    write(path, QByteArray(50'000, 'x'));
+    writeFile(path, QByteArray(50'000, 'x'));
 
     QVERIFY_THROWS_EXCEPTION(DatabaseError, backups().salvage());
 
-    QCOMPARE(bytesOf(path), QByteArray(50'000, 'x'));
+    QCOMPARE(readFile(path), QByteArray(50'000, 'x'));
     QCOMPARE(QDir(folder->path()).entryList(QDir::Files), QStringList{u"store.db"_s});
 }
 

@@ -1,6 +1,7 @@
 #include <faults/support/WatchedVfs.h>
 #include <support/AsNobody.h>
 #include <support/CapturedWarnings.h>
+#include <support/FileBytes.h>
 #include <support/RawDatabase.h>
 #include <support/Repetitions.h>
 #include <support/SystemCalls.h>
@@ -39,24 +40,13 @@ using sync::test::AsNobody;
 using sync::test::CapturedWarnings;
 using sync::test::giveToNobody;
 using sync::test::RawDatabase;
+using sync::test::readFile;
 using sync::test::SystemCall;
 using sync::test::SystemCallWatch;
+using sync::test::writeFile;
 using Cause = DatabaseError::Cause;
 
 namespace {
-
-QByteArray bytesOf(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-void write(const QString& path, const QByteArray& bytes)
-{
-    QFile file(path);
-    if (file.open(QIODevice::WriteOnly))
-        file.write(bytes);
-}
 
 // A journal that undoes all that was added to a file of this many pages: its magic, no record, a
 // nonce, the pages, and the sizes of a sector and a page.
@@ -277,7 +267,7 @@ void TestSqliteDatabaseFactory::takesOverAnEmptyDatabase()
 void TestSqliteDatabaseFactory::leavesAnEmptyFileAlone()
 {
     const QString file = path(u"store.db"_s);
-    write(file, {});
+    writeFile(file, {});
 
     QVERIFY_THROWS_EXCEPTION(DatabaseError, SqliteDatabaseFactory::open(file));
     QVERIFY_THROWS_EXCEPTION(DatabaseError, SqliteDatabaseFactory::openReadOnly(file));
@@ -291,11 +281,11 @@ void TestSqliteDatabaseFactory::leavesAWalWithoutItsFileAlone()
 {
     for (const QString& ending : {u"-wal"_s, u"-journal"_s}) {
         const QString companion = path(u"store.db"_s) + ending;
-        write(companion, QByteArray(9000, 'x'));
+        writeFile(companion, QByteArray(9000, 'x'));
 
         QVERIFY_THROWS_EXCEPTION(DatabaseError, SqliteDatabaseFactory::open(path(u"store.db"_s)));
 
-        QCOMPARE(bytesOf(companion), QByteArray(9000, 'x'));
+        QCOMPARE(readFile(companion), QByteArray(9000, 'x'));
         QVERIFY(QFile::remove(companion));
         QVERIFY(QDir(folder->path()).isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot));
     }
@@ -312,7 +302,7 @@ void TestSqliteDatabaseFactory::leaveWalOfTenCommits()
         RawDatabase writer(file);
         for (int number = 1; number <= 10; ++number)
             writer.run(u"UPDATE Schedules SET syncInterval = %1"_s.arg(number));
-        wal = bytesOf(file + u"-wal"_s);
+        wal = readFile(file + u"-wal"_s);
     }
     QCOMPARE(wal.size(), 32 + 10 * WalFrameBytes);
 }
@@ -339,16 +329,16 @@ void TestSqliteDatabaseFactory::keepsADamagedWalAndSaysWhatIsLost()
     QFETCH(const QString, interval);
     leaveWalOfTenCommits();
     const QString file = path(u"store.db"_s);
-    QByteArray wal = bytesOf(file + u"-wal"_s);
+    QByteArray wal = readFile(file + u"-wal"_s);
     wal[offset] = static_cast<char>(wal[offset] ^ 4);
-    write(file + u"-wal"_s, wal);
+    writeFile(file + u"-wal"_s, wal);
     QCOMPARE(StoreInspection(file).lostCommits(), lost);
 
     const auto factory = SqliteDatabaseFactory::open(file);
 
     const QStringList kept = QDir(folder->path()).entryList({u"store.db-replaced.*-wal"_s});
     QCOMPARE(kept.size(), 1);
-    QVERIFY(bytesOf(path(kept.first())) == wal);
+    QVERIFY(readFile(path(kept.first())) == wal);
     QCOMPARE(factory->warnings().size(), 1);
     const QString warning = factory->warnings().constFirst();
     QVERIFY2(warning.contains(u" last %1 changes "_s.arg(lost)), qPrintable(warning));
@@ -362,7 +352,7 @@ void TestSqliteDatabaseFactory::readsNoWalOfAnImpossiblePageSize()
 {
     leaveWalOfTenCommits();
     const QString file = path(u"store.db"_s);
-    QByteArray wal = bytesOf(file + u"-wal"_s);
+    QByteArray wal = readFile(file + u"-wal"_s);
     wal[10] = 3;
     wal[11] = 1; // 769 bytes
     quint32 first = 0;
@@ -373,7 +363,7 @@ void TestSqliteDatabaseFactory::readsNoWalOfAnImpossiblePageSize()
     }
     qToBigEndian(first, wal.data() + 24);
     qToBigEndian(second, wal.data() + 28);
-    write(file + u"-wal"_s, wal);
+    writeFile(file + u"-wal"_s, wal);
 
     QCOMPARE(StoreInspection(file).lostCommits(), 9);
 }
@@ -405,9 +395,9 @@ void TestSqliteDatabaseFactory::aWalThatEndsInTheMiddleIsNoLoss()
     QFETCH(const std::function<void(QByteArray&)>, change);
     leaveWalOfTenCommits();
     const QString file = path(u"store.db"_s);
-    QByteArray wal = bytesOf(file + u"-wal"_s);
+    QByteArray wal = readFile(file + u"-wal"_s);
     change(wal);
-    write(file + u"-wal"_s, wal);
+    writeFile(file + u"-wal"_s, wal);
 
     const auto factory = SqliteDatabaseFactory::open(file);
 
@@ -443,7 +433,7 @@ void TestSqliteDatabaseFactory::marksItsFile()
     QCOMPARE(raw.value(u"PRAGMA journal_mode"_s), u"wal"_s);
     QCOMPARE(raw.value(u"PRAGMA integrity_check"_s), u"ok"_s);
     // Also in the file itself, where "file" and the like look, not only in the WAL.
-    QCOMPARE(bytesOf(factory->path()).mid(68, 4), QByteArray("Velm"));
+    QCOMPARE(readFile(factory->path()).mid(68, 4), QByteArray("Velm"));
 }
 
 void TestSqliteDatabaseFactory::defaultPathIsInTheUsersApplicationData()
@@ -502,10 +492,11 @@ void TestSqliteDatabaseFactory::refusesWhatItCannotUseAndLeavesItAlone_data()
     QTest::addRow("directory") << Make([](const QString& file) { QDir().mkpath(file); })
                                << Cause::Directory << u"is a directory"_s;
     QTest::addRow("text file") << Make([](const QString& file) {
-        write(file, QByteArray(5000, 'x'));
+        writeFile(file, QByteArray(5000, 'x'));
     }) << Cause::NotADatabase << u"is not an SQLite database"_s;
-    QTest::addRow("short file") << Make([](const QString& file) { write(file, "SQLite format 3"); })
-                                << Cause::NotADatabase << u"is not an SQLite database"_s;
+    QTest::addRow("short file") << Make([](const QString& file) {
+        writeFile(file, "SQLite format 3");
+    }) << Cause::NotADatabase << u"is not an SQLite database"_s;
     QTest::addRow("pipe") << Make([](const QString& file) {
         ::mkfifo(file.toUtf8().constData(), 0600);
     }) << Cause::NotADatabase
@@ -542,8 +533,8 @@ void TestSqliteDatabaseFactory::refusesWhatItCannotUseAndLeavesItAlone_data()
         RawDatabase(file).run(u"PRAGMA journal_mode = DELETE; PRAGMA user_version = -7"_s);
     }) << Cause::Damaged << u"its schema version is -7"_s;
     QTest::addRow("log alone") << Make([](const QString& file) {
-        write(file, {});
-        write(file + u"-wal"_s, QByteArray(5000, 'x'));
+        writeFile(file, {});
+        writeFile(file + u"-wal"_s, QByteArray(5000, 'x'));
     }) << Cause::Damaged << u"its WAL is not"_s;
     QTest::addRow("table missing") << Make([](const QString& file) {
         SqliteDatabaseFactory::open(file);
@@ -559,8 +550,8 @@ void TestSqliteDatabaseFactory::refusesWhatItCannotUseAndLeavesItAlone()
     const QString file = path(u"store.db"_s);
     make(file);
     const bool isRegular = QFileInfo(file).isFile();
-    const QByteArray before = isRegular ? bytesOf(file) : QByteArray();
-    const QByteArray logBefore = bytesOf(file + u"-wal"_s);
+    const QByteArray before = isRegular ? readFile(file) : QByteArray();
+    const QByteArray logBefore = readFile(file + u"-wal"_s);
 
     try {
         SqliteDatabaseFactory::open(file);
@@ -571,8 +562,8 @@ void TestSqliteDatabaseFactory::refusesWhatItCannotUseAndLeavesItAlone()
         QVERIFY2(error.text().contains(text), error.what());
     }
 
-    QCOMPARE(isRegular ? bytesOf(file) : QByteArray(), before);
-    QCOMPARE(bytesOf(file + u"-wal"_s), logBefore);
+    QCOMPARE(isRegular ? readFile(file) : QByteArray(), before);
+    QCOMPARE(readFile(file + u"-wal"_s), logBefore);
 }
 
 void TestSqliteDatabaseFactory::refusesANewerVersionThatOnlyTheLogHolds()
@@ -581,12 +572,12 @@ void TestSqliteDatabaseFactory::refusesANewerVersionThatOnlyTheLogHolds()
     SqliteDatabaseFactory::open(file);
     RawDatabase(file).run(u"PRAGMA wal_autocheckpoint = 0; PRAGMA user_version = 99;"
                           u"UPDATE StoreIdentity SET lastCompatibleVersion = 99"_s);
-    const QByteArray before = bytesOf(file);
+    const QByteArray before = readFile(file);
     QCOMPARE(before.mid(60, 4), QByteArray("\0\0\0\3", 4));
 
     QVERIFY_THROWS_EXCEPTION(DatabaseError, SqliteDatabaseFactory::open(file));
 
-    QCOMPARE(bytesOf(file), before);
+    QCOMPARE(readFile(file), before);
     QCOMPARE(RawDatabase(file).value(u"PRAGMA user_version"_s), u"99"_s);
 }
 
@@ -652,9 +643,9 @@ void TestSqliteDatabaseFactory::findsADamagedPage()
     const QString file = path(u"store.db"_s);
     SqliteDatabaseFactory::open(file);
     RawDatabase(file).run(u"PRAGMA journal_mode = DELETE"_s);
-    QByteArray bytes = bytesOf(file);
+    QByteArray bytes = readFile(file);
     bytes.replace(5 * 4096, 4096, QByteArray(4096, '\xA5'));
-    write(file, bytes);
+    writeFile(file, bytes);
 
     try {
         SqliteDatabaseFactory::open(file);
@@ -663,7 +654,7 @@ void TestSqliteDatabaseFactory::findsADamagedPage()
         QCOMPARE(error.cause(), Cause::Damaged);
     }
 
-    QCOMPARE(bytesOf(file), bytes);
+    QCOMPARE(readFile(file), bytes);
 }
 
 void TestSqliteDatabaseFactory::carriesOnAfterACrashWhileTheDatabaseWasMade()
@@ -682,8 +673,8 @@ void TestSqliteDatabaseFactory::carriesOnAfterAPowerCutWhileTheDatabaseWasMade()
 {
     // The first page did not reach the disk.
     const QString file = path(u"store.db"_s);
-    write(file, QByteArray(8192, '\0'));
-    write(file + u"-journal"_s, journalOfSizeBefore(0));
+    writeFile(file, QByteArray(8192, '\0'));
+    writeFile(file + u"-journal"_s, journalOfSizeBefore(0));
 
     QVERIFY(add(*SqliteDatabaseFactory::open(file), u"a"_s));
 
@@ -761,10 +752,10 @@ void TestSqliteDatabaseFactory::leavesTheFileWholeAndAloneWhenItCloses()
     {
         const auto factory = SqliteDatabaseFactory::open(file);
         QVERIFY(add(*factory, u"in the log"_s));
-        QVERIFY(!bytesOf(file).contains("in the log"));
+        QVERIFY(!readFile(file).contains("in the log"));
     }
 
-    QVERIFY(bytesOf(file).contains("in the log"));
+    QVERIFY(readFile(file).contains("in the log"));
     QCOMPARE(QDir(folder->path()).entryList(QDir::Files), QStringList{u"store.db"_s});
 }
 
@@ -773,7 +764,7 @@ void TestSqliteDatabaseFactory::leavesTheLogToThoseWhoStay()
     const auto stays = SqliteDatabaseFactory::open(path(u"store.db"_s));
     QVERIFY(add(*SqliteDatabaseFactory::open(path(u"store.db"_s)), u"in the log"_s));
 
-    QVERIFY(bytesOf(path(u"store.db-wal"_s)).contains("in the log"));
+    QVERIFY(readFile(path(u"store.db-wal"_s)).contains("in the log"));
     QVERIFY(add(*stays, u"also"_s));
 }
 
@@ -783,12 +774,12 @@ void TestSqliteDatabaseFactory::aRefusedFileKeepsItsLog()
     SqliteDatabaseFactory::open(file);
     RawDatabase(file).run(
         u"PRAGMA user_version = 99; UPDATE StoreIdentity SET lastCompatibleVersion = 99"_s);
-    const QByteArray log = bytesOf(file + u"-wal"_s);
+    const QByteArray log = readFile(file + u"-wal"_s);
     QVERIFY(log.size() > 0);
 
     QVERIFY_THROWS_EXCEPTION(DatabaseError, SqliteDatabaseFactory::open(file));
 
-    QCOMPARE(bytesOf(file + u"-wal"_s), log);
+    QCOMPARE(readFile(file + u"-wal"_s), log);
 }
 
 void TestSqliteDatabaseFactory::findsDamageInALargeFileAfterAnUncleanEnd()
@@ -796,8 +787,8 @@ void TestSqliteDatabaseFactory::findsDamageInALargeFileAfterAnUncleanEnd()
     const QString file = path(u"store.db"_s);
     makeLargeAndDamaged(file);
     RawDatabase(file).run(u"UPDATE Schedules SET syncInterval = 31"_s);
-    const QByteArray before = bytesOf(file);
-    const QByteArray log = bytesOf(file + u"-wal"_s);
+    const QByteArray before = readFile(file);
+    const QByteArray log = readFile(file + u"-wal"_s);
     QVERIFY(log.size() > 0);
 
     try {
@@ -808,8 +799,8 @@ void TestSqliteDatabaseFactory::findsDamageInALargeFileAfterAnUncleanEnd()
         QVERIFY2(error.text().contains(file), error.what());
     }
 
-    QCOMPARE(bytesOf(file), before);
-    QCOMPARE(bytesOf(file + u"-wal"_s), log);
+    QCOMPARE(readFile(file), before);
+    QCOMPARE(readFile(file + u"-wal"_s), log);
 }
 
 // It must not take the first one for a user who has checked the file.
@@ -869,9 +860,9 @@ void TestSqliteDatabaseFactory::takesNoFileOfZerosOver()
     QFETCH(const QByteArray, content);
     QFETCH(const QByteArray, journal);
     const QString file = path(u"store.db"_s);
-    write(file, content);
+    writeFile(file, content);
     if (!journal.isEmpty())
-        write(file + u"-journal"_s, journal);
+        writeFile(file + u"-journal"_s, journal);
 
     try {
         SqliteDatabaseFactory::open(file);
@@ -880,8 +871,8 @@ void TestSqliteDatabaseFactory::takesNoFileOfZerosOver()
         QCOMPARE(error.cause(), Cause::NotADatabase);
     }
 
-    QCOMPARE(bytesOf(file), content);
-    QCOMPARE(bytesOf(file + u"-journal"_s), journal);
+    QCOMPARE(readFile(file), content);
+    QCOMPARE(readFile(file + u"-journal"_s), journal);
 }
 
 void TestSqliteDatabaseFactory::usesTheJournalWhileAnotherProgramKeepsTheFileLocked()

@@ -1,14 +1,11 @@
 // With --json, every command answers as docs/velmioctl.schema.json says, without additional keys.
 
+#include "CommandNames.h"
 #include "JsonSchema.h"
 #include "StoredRows.h"
 #include "VelmioctlRunner.h"
 
 #include <support/RawDatabase.h>
-#include <velmioctl/Application.h>
-#include <velmioctl/cli/CommandLine.h>
-#include <velmioctl/cli/CommandTree.h>
-#include <velmioctl/store/Session.h>
 
 #include <QFile>
 #include <QJsonDocument>
@@ -27,20 +24,6 @@ const QString FileLinks =
 
 const QStringList ServerUrls{
     u"--dav-url"_s, u"https://d.example.com"_s, u"--web-service-url"_s, u"https://w.example.com"_s};
-
-// Those of the program, which is also built into this test.
-QSet<QString> commandNames()
-{
-    velmioctl::Session session(velmioctl::Output(stdout, stderr, {}, {}));
-    velmioctl::CommandLine line("velmioctl", "");
-    velmioctl::addCommands(line.program(), session);
-    QSet<QString> names;
-    for (const velmioctl::Command* const command : velmioctl::allCommands(line.program())) {
-        if (command->subcommands().empty())
-            names += command->description().fullName.section(u' ', 1);
-    }
-    return names;
-}
 
 QJsonValue valueOf(const VelmioctlRun& run)
 {

@@ -181,7 +181,7 @@ private Q_SLOTS:
         QCOMPARE(tool->json({u"scan"_s}).object()[u"files"_s][u"gone"_s].toInt(), 3);
     }
 
-    // As after the home folder was restored, or on a drive that numbers its files anew.
+    // As after the home folder was restored, or on a drive that assigns new file numbers.
     void sameContentInAnotherPlaceIsAccepted()
     {
         makeFiles(3);

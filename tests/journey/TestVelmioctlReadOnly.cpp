@@ -1,13 +1,10 @@
 // Commands that only read leave no trace of themselves, whatever the store and its place are like.
 
+#include "CommandNames.h"
 #include "StoredRows.h"
 #include "VelmioctlRunner.h"
 
 #include <support/RawDatabase.h>
-#include <velmioctl/Application.h>
-#include <velmioctl/cli/CommandLine.h>
-#include <velmioctl/cli/CommandTree.h>
-#include <velmioctl/store/Session.h>
 
 #include <QCryptographicHash>
 #include <QDir>
@@ -104,19 +101,6 @@ const std::vector<Line> Writing{
     {u"import"_s, {u"@empty.json"_s, u"--replace"_s, u"--yes"_s}},
     {u"doctor"_s, {u"--fix"_s, u"--yes"_s}},
 };
-
-QSet<QString> commandNames()
-{
-    velmioctl::Session session(velmioctl::Output(stdout, stderr, {}, {}));
-    velmioctl::CommandLine line("velmioctl", "");
-    velmioctl::addCommands(line.program(), session);
-    QSet<QString> names;
-    for (const velmioctl::Command* const command : velmioctl::allCommands(line.program())) {
-        if (command->subcommands().empty())
-            names += command->description().fullName.section(u' ', 1);
-    }
-    return names;
-}
 
 } // namespace
 

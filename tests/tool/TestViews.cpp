@@ -1,3 +1,4 @@
+#include <support/FileBytes.h>
 #include <support/RawDatabase.h>
 
 #include <database/SqliteDatabaseFactory.h>
@@ -9,18 +10,9 @@
 using namespace Qt::StringLiterals;
 using sync::database::SqliteDatabaseFactory;
 using sync::test::RawDatabase;
+using sync::test::readFile;
 
 namespace velmioctl {
-
-namespace {
-
-QByteArray bytesOf(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-} // namespace
 
 /// What other programs read from a store that the library has open.
 class TestViews : public QObject
@@ -108,14 +100,14 @@ private Q_SLOTS:
     void aReaderBesideTheClientChangesNothing()
     {
         RawDatabase(path).run(u"INSERT INTO ServerConfiguration (alias) VALUES ('in the WAL')"_s);
-        const QByteArray file = bytesOf(path);
-        const QByteArray wal = bytesOf(path + u"-wal"_s);
+        const QByteArray file = readFile(path);
+        const QByteArray wal = readFile(path + u"-wal"_s);
         QVERIFY(!wal.isEmpty());
 
         QCOMPARE(read(u"SELECT alias FROM v1_servers"_s), QStringList{u"in the WAL"_s});
 
-        QCOMPARE(bytesOf(path), file);
-        QCOMPARE(bytesOf(path + u"-wal"_s), wal);
+        QCOMPARE(readFile(path), file);
+        QCOMPARE(readFile(path + u"-wal"_s), wal);
     }
 
 private:

@@ -34,14 +34,6 @@ int waitForOtherProcess(void* /*context*/, int attempt)
     return Clock::now() - start < BusyTimeout ? 1 : 0;
 }
 
-StatementHandle prepareOrThrow(sqlite3* database, const char* sql, const QString& path)
-{
-    sqlite3_stmt* statement = nullptr;
-    if (sqlite3_prepare_v2(database, sql, -1, &statement, nullptr) != SQLITE_OK)
-        throw databaseError(database, path);
-    return StatementHandle(statement);
-}
-
 bool stepOrThrow(sqlite3* database, const StatementHandle& statement, const QString& path)
 {
     switch (sqlite3_step(statement.get())) {
@@ -52,12 +44,6 @@ bool stepOrThrow(sqlite3* database, const StatementHandle& statement, const QStr
     default:
         throw databaseError(database, path);
     }
-}
-
-QString textOf(const StatementHandle& statement)
-{
-    return QString::fromUtf8(
-        reinterpret_cast<const char*>(sqlite3_column_text(statement.get(), 0)));
 }
 
 // True if a check did not get a page from the disk (btree.c, checkTreePage() and checkList()),
@@ -186,30 +172,51 @@ void execute(sqlite3* database, const char* sql, const QString& path)
         throw databaseError(database, path);
 }
 
+StatementHandle prepare(sqlite3* database, const char* sql, const QString& path)
+{
+    sqlite3_stmt* statement = nullptr;
+    if (sqlite3_prepare_v2(database, sql, -1, &statement, nullptr) != SQLITE_OK)
+        throw databaseError(database, path);
+    return StatementHandle(statement);
+}
+
 long long queryNumber(sqlite3* database, const char* sql, const QString& path)
 {
-    const StatementHandle statement = prepareOrThrow(database, sql, path);
+    const StatementHandle statement = prepare(database, sql, path);
     return stepOrThrow(database, statement, path) ? sqlite3_column_int64(statement.get(), 0) : 0;
 }
 
 QString queryText(sqlite3* database, const char* sql, const QString& path)
 {
-    const StatementHandle statement = prepareOrThrow(database, sql, path);
-    return stepOrThrow(database, statement, path) ? textOf(statement) : QString();
+    const StatementHandle statement = prepare(database, sql, path);
+    return stepOrThrow(database, statement, path) ? textAt(statement.get(), 0) : QString();
+}
+
+void forEachRow(
+    sqlite3* database, const char* sql, const QString& path,
+    const std::function<void(sqlite3_stmt*)>& use)
+{
+    const StatementHandle statement = prepare(database, sql, path);
+    while (stepOrThrow(database, statement, path))
+        use(statement.get());
+}
+
+QString textAt(sqlite3_stmt* row, int column)
+{
+    return QString::fromUtf8(reinterpret_cast<const char*>(sqlite3_column_text(row, column)));
 }
 
 QStringList queryDamage(sqlite3* database, const char* check, const QString& path)
 {
     QStringList findings;
-    const StatementHandle statement = prepareOrThrow(database, check, path);
-    while (stepOrThrow(database, statement, path)) {
-        QString finding = textOf(statement).simplified();
+    forEachRow(database, check, path, [&](sqlite3_stmt* row) {
+        QString finding = textAt(row, 0).simplified();
         if (isFailedRead(finding))
             throw databaseError(base::FileError(path, u"Cannot read the database"_s, EIO));
         finding.remove(u"*** in database main *** "_s);
         if (finding != u"ok")
             findings += finding;
-    }
+    });
     return findings;
 }
 

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <chrono>
+#include <functional>
 #include <memory>
 
 struct sqlite3;
@@ -63,11 +64,22 @@ QString leftCommitWarning();
 /// Runs SQL text of one or more statements; throws DatabaseError.
 void execute(sqlite3* database, const char* sql, const QString& path);
 
+/// Prepares one statement; throws DatabaseError.
+StatementHandle prepare(sqlite3* database, const char* sql, const QString& path);
+
 /// Column 0 of the first row of a query, 0 without a row; throws DatabaseError.
 long long queryNumber(sqlite3* database, const char* sql, const QString& path);
 
 /// Column 0 of the first row of a query, empty without a row; throws DatabaseError.
 QString queryText(sqlite3* database, const char* sql, const QString& path);
+
+/// Calls `use` for each row of a query; throws DatabaseError.
+void forEachRow(
+    sqlite3* database, const char* sql, const QString& path,
+    const std::function<void(sqlite3_stmt*)>& use);
+
+/// A column of the current row as text; NULL as an empty one.
+QString textAt(sqlite3_stmt* row, int column);
 
 /// The findings of a check such as "PRAGMA integrity_check"; empty if all is well. Throws
 /// DatabaseError, also if a page could not be read.

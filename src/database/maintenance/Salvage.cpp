@@ -103,48 +103,37 @@ void bindValue(const StatementHandle& statement, int column, const DatabasePages
         sqlite3_bind_null(to, column);
 }
 
-StatementHandle prepare(sqlite3* database, const QByteArray& sql)
-{
-    sqlite3_stmt* statement = nullptr;
-    sqlite3_prepare_v2(database, sql.constData(), -1, &statement, nullptr);
-    return StatementHandle(statement);
-}
-
-QByteArray columnText(const StatementHandle& statement, int column)
-{
-    return reinterpret_cast<const char*>(sqlite3_column_text(statement.get(), column));
-}
-
-QList<Column> columnsOf(sqlite3* database, const QByteArray& table)
+QList<Column> columnsOf(sqlite3* fresh, const QByteArray& table, const QString& path)
 {
     QList<Column> columns;
-    const auto statement =
-        prepare(database, "SELECT name, type FROM pragma_table_info('" + table + "') ORDER BY cid");
-    while (statement && sqlite3_step(statement.get()) == SQLITE_ROW)
-        columns += Column{columnText(statement, 0), columnText(statement, 1)};
+    const QByteArray sql = "SELECT name, type FROM pragma_table_info('" + table + "') ORDER BY cid";
+    forEachRow(fresh, sql.constData(), path, [&columns](sqlite3_stmt* row) {
+        columns += Column{textAt(row, 0).toLatin1(), textAt(row, 1).toLatin1()};
+    });
     return columns;
 }
 
 // Every version has its trees where a new database has them, unless the file was rewritten.
-Roots rootsOfFresh(sqlite3* fresh)
+Roots rootsOfFresh(sqlite3* fresh, const QString& path)
 {
     Roots roots;
-    const auto statement = prepare(
-        fresh, "SELECT type, name, tbl_name, rootpage FROM sqlite_schema WHERE rootpage > 0");
-    while (statement && sqlite3_step(statement.get()) == SQLITE_ROW) {
-        const auto root = static_cast<Page>(sqlite3_column_int64(statement.get(), 3));
-        if (columnText(statement, 0) == "table")
-            roots.tables[columnText(statement, 1)] = root;
-        else
-            roots.indexes[columnText(statement, 2)][columnText(statement, 1)] = root;
-    }
+    forEachRow(
+        fresh, "SELECT type, name, tbl_name, rootpage FROM sqlite_schema WHERE rootpage > 0", path,
+        [&roots](sqlite3_stmt* row) {
+            const QByteArray name = textAt(row, 1).toLatin1();
+            const auto root = static_cast<Page>(sqlite3_column_int64(row, 3));
+            if (textAt(row, 0) == u"table")
+                roots.tables[name] = root;
+            else
+                roots.indexes[textAt(row, 2).toLatin1()][name] = root;
+        });
     return roots;
 }
 
 // What cannot be read of the schema is looked for where a new database has it.
-Roots rootsOf(DatabasePages& pages, sqlite3* fresh)
+Roots rootsOf(DatabasePages& pages, sqlite3* fresh, const QString& freshPath)
 {
-    Roots roots = rootsOfFresh(fresh);
+    Roots roots = rootsOfFresh(fresh, freshPath);
     pages.readTable(
         1, {.row =
                 [&roots](const Row& row) {
@@ -251,7 +240,7 @@ TableSalvage::TableSalvage(sqlite3* fresh, QByteArray name, const QString& fresh
     : fresh(fresh)
     , name(std::move(name))
     , freshPath(freshPath)
-    , columns(columnsOf(fresh, this->name))
+    , columns(columnsOf(fresh, this->name, freshPath))
 {
 }
 
@@ -341,9 +330,9 @@ StatementHandle TableSalvage::prepareInsert(qsizetype columnCount) const
     QByteArrayList names;
     for (const Column& column : columns.first(columnCount))
         names += column.name;
-    return prepare(
-        fresh, "INSERT OR IGNORE INTO " + name + " (" + names.join(", ") + ") VALUES (?" +
-                   QByteArray(", ?").repeated(columnCount - 1) + ")");
+    const QByteArray sql = "INSERT OR IGNORE INTO " + name + " (" + names.join(", ") +
+                           ") VALUES (?" + QByteArray(", ?").repeated(columnCount - 1) + ")";
+    return prepare(fresh, sql.constData(), freshPath);
 }
 
 bool TableSalvage::hasWholeIndex() const
@@ -450,7 +439,7 @@ void copyStrayRows(DatabasePages& pages, std::list<TableSalvage>& tables)
 void copyOtherTables(
     DatabasePages& pages, const Roots& roots, sqlite3* fresh, const QString& freshPath)
 {
-    const auto own = rootsOfFresh(fresh).tables;
+    const auto own = rootsOfFresh(fresh, freshPath).tables;
     for (auto table = own.begin(); table != own.end(); ++table) {
         const bool isRecords = std::find(Tables.begin(), Tables.end(), table.key()) != Tables.end();
         if (!isRecords && !table.key().startsWith("sqlite_"))
@@ -485,7 +474,7 @@ QList<DatabaseBackups::SalvagedTable> salvageTables(
     const QString& copy, sqlite3* fresh, const QString& freshPath)
 {
     DatabasePages pages(copy);
-    const Roots roots = rootsOf(pages, fresh);
+    const Roots roots = rootsOf(pages, fresh, freshPath);
     const auto lastIds = lastGivenIds(pages, roots);
     // They would change rows during the copying.
     sqlite3_db_config(fresh, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);

@@ -27,25 +27,6 @@ struct Object
 // type and name -> what is stored of it
 using Schema = QMap<std::pair<QString, QString>, Object>;
 
-QString textAt(sqlite3_stmt* row, int column)
-{
-    return QString::fromUtf8(reinterpret_cast<const char*>(sqlite3_column_text(row, column)));
-}
-
-template <typename Use>
-void forEachRow(sqlite3* database, const QByteArray& sql, const QString& path, const Use& use)
-{
-    sqlite3_stmt* prepared = nullptr;
-    if (sqlite3_prepare_v2(database, sql.constData(), -1, &prepared, nullptr) != SQLITE_OK)
-        throw databaseError(database, path);
-    const StatementHandle statement(prepared);
-    int result = sqlite3_step(prepared);
-    for (; result == SQLITE_ROW; result = sqlite3_step(prepared))
-        use(prepared);
-    if (result != SQLITE_DONE)
-        throw databaseError(database, path);
-}
-
 // Without what SQLite makes itself.
 Schema schemaOf(sqlite3* database, const QString& path)
 {
@@ -63,9 +44,10 @@ Schema schemaOf(sqlite3* database, const QString& path)
 QStringList columnsOf(sqlite3* database, const QString& table, const QString& path)
 {
     QStringList columns;
-    forEachRow(
-        database, "SELECT name FROM pragma_table_xinfo('" + table.toUtf8() + "')", path,
-        [&columns](sqlite3_stmt* row) { columns += textAt(row, 0); });
+    const QByteArray sql = "SELECT name FROM pragma_table_xinfo('" + table.toUtf8() + "')";
+    forEachRow(database, sql.constData(), path, [&columns](sqlite3_stmt* row) {
+        columns += textAt(row, 0);
+    });
     return columns;
 }
 

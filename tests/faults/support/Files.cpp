@@ -31,17 +31,4 @@ void DatabaseFiles::write(const QString& path) const
     writeOrRemove(path + u"-shm"_s, {});
 }
 
-QByteArray readFile(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-void writeFile(const QString& path, const QByteArray& bytes)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
-        qFatal("Cannot write %s", qPrintable(path));
-}
-
 } // namespace sync::test

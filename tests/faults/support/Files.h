@@ -1,6 +1,8 @@
 #pragma once
 #include <core/PosixSync.h>
 
+#include <support/FileBytes.h>
+
 #include <QByteArray>
 #include <QString>
 
@@ -18,11 +20,5 @@ struct DatabaseFiles
     /// Replaces the files at the path.
     void write(const QString& path) const;
 };
-
-/// Empty when the file does not exist.
-QByteArray readFile(const QString& path);
-
-/// Ends the process when the file cannot be written.
-void writeFile(const QString& path, const QByteArray& bytes);
 
 } // namespace sync::test

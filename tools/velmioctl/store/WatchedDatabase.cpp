@@ -6,6 +6,9 @@
 #include <interf/IQSqlQueryWrapper.h>
 #include <velmioctl/cli/Text.h>
 
+#include <algorithm>
+#include <array>
+
 using namespace Qt::StringLiterals;
 using sync::database::DatabaseError;
 using sync::database::ErrorGuard;
@@ -18,61 +21,53 @@ namespace velmioctl {
 
 namespace {
 
-ExitCode exitCodeOf(DatabaseError::Cause cause)
+/// How the tool answers when the engine fails for a reason.
+struct Answer
 {
-    switch (cause) {
-    case DatabaseError::Cause::Busy:
-        return ExitCode::Busy;
-    case DatabaseError::Cause::Damaged:
-    case DatabaseError::Cause::Directory:
-    case DatabaseError::Cause::ForeignDatabase:
-    case DatabaseError::Cause::NotADatabase:
-        return ExitCode::Damaged;
-    case DatabaseError::Cause::TooNew:
-        return ExitCode::TooNew;
-    default:
-        return ExitCode::OtherError;
-    }
+    DatabaseError::Cause cause;
+    ExitCode exitCode;
+    QStringView word = {}; ///< For programs; empty where that of the exit code says it all.
+};
+
+using Cause = DatabaseError::Cause;
+
+constexpr std::array Answers{
+    Answer{Cause::Busy, ExitCode::Busy},
+    Answer{Cause::Damaged, ExitCode::Damaged},
+    Answer{Cause::Directory, ExitCode::Damaged, u"directory"},
+    Answer{Cause::NotADatabase, ExitCode::Damaged, u"not-a-database"},
+    Answer{Cause::ForeignDatabase, ExitCode::Damaged, u"foreign-database"},
+    Answer{Cause::TooNew, ExitCode::TooNew},
+    Answer{Cause::NoPermission, ExitCode::OtherError, u"no-permission"},
+    Answer{Cause::ReadOnly, ExitCode::OtherError, u"read-only"},
+    Answer{Cause::DiskFull, ExitCode::OtherError, u"disk-full"},
+    Answer{Cause::InputOutput, ExitCode::OtherError, u"input-output"},
+    Answer{Cause::IdsUsedUp, ExitCode::OtherError, u"ids-used-up"},
+    Answer{Cause::Untrusted, ExitCode::OtherError, u"untrusted"},
+};
+
+CommandError answerTo(Cause cause, const QString& text)
+{
+    const auto* const answer = std::find_if(
+        Answers.begin(), Answers.end(),
+        [cause](const Answer& known) { return known.cause == cause; });
+    const bool isKnown = answer != Answers.end();
+    return {
+        isKnown ? answer->exitCode : ExitCode::OtherError, text,
+        isKnown ? answer->word.toString() : QString()};
 }
 
-// A word for programs; empty where that of the exit code says it all.
-QString wordFor(DatabaseError::Cause cause)
+QString remedyFor(Cause cause)
 {
     switch (cause) {
-    case DatabaseError::Cause::Directory:
-        return u"directory"_s;
-    case DatabaseError::Cause::NoPermission:
-        return u"no-permission"_s;
-    case DatabaseError::Cause::ReadOnly:
-        return u"read-only"_s;
-    case DatabaseError::Cause::NotADatabase:
-        return u"not-a-database"_s;
-    case DatabaseError::Cause::ForeignDatabase:
-        return u"foreign-database"_s;
-    case DatabaseError::Cause::DiskFull:
-        return u"disk-full"_s;
-    case DatabaseError::Cause::InputOutput:
-        return u"input-output"_s;
-    case DatabaseError::Cause::IdsUsedUp:
-        return u"ids-used-up"_s;
-    case DatabaseError::Cause::Untrusted:
-        return u"untrusted"_s;
-    default:
-        return {};
-    }
-}
-
-QString remedyFor(DatabaseError::Cause cause)
-{
-    switch (cause) {
-    case DatabaseError::Cause::Damaged:
+    case Cause::Damaged:
         return u" 'velmioctl recover --from-backup' replaces it by the newest intact backup, and "
                u"'velmioctl recover --salvage' by what can still be read of it. Both keep the "
                u"damaged file."_s;
-    case DatabaseError::Cause::NotADatabase:
+    case Cause::NotADatabase:
         return u" If it was your database, 'velmioctl recover --from-backup' replaces it by the "
                u"newest intact backup, and keeps the file."_s;
-    case DatabaseError::Cause::IdsUsedUp:
+    case Cause::IdsUsedUp:
         return u" 'velmioctl doctor --fix' does that."_s;
     default:
         return {};
@@ -83,13 +78,12 @@ QString remedyFor(DatabaseError::Cause cause)
 
 CommandError commandError(const DatabaseError& error)
 {
-    return {exitCodeOf(error.cause()), error.text(), wordFor(error.cause())};
+    return answerTo(error.cause(), error.text());
 }
 
 CommandError openingError(const DatabaseError& error)
 {
-    return {
-        exitCodeOf(error.cause()), error.text() + remedyFor(error.cause()), wordFor(error.cause())};
+    return answerTo(error.cause(), error.text() + remedyFor(error.cause()));
 }
 
 WatchedDatabase::WatchedDatabase(std::shared_ptr<SqliteDatabaseFactory> openFactory)
@@ -134,8 +128,7 @@ void WatchedDatabase::check()
         text += u'.';
     if (failure->cause == DatabaseError::Cause::Other)
         text += u" See 'velmioctl stats', and try again."_s;
-    throw CommandError(
-        exitCodeOf(failure->cause), text + remedyFor(failure->cause), wordFor(failure->cause));
+    throw answerTo(failure->cause, text + remedyFor(failure->cause));
 }
 
 void WatchedDatabase::check(bool succeeded, const QString& action)

@@ -25,7 +25,7 @@ QString describe(RootState state, const sync::config::FolderConfiguration& root)
 /// The place of a root folder: the volume and the directory that it was last seen as.
 ///
 /// Neither identifies it for sure: a restored home folder is another directory, and some network
-/// drives number their files anew at each mount. So another place is accepted with the same
+/// drives assign new file numbers at each mount. So another place is accepted with the same
 /// content.
 class RootPlace
 {
