@@ -82,7 +82,7 @@ private Q_SLOTS:
         const VelmioctlRunner tool;
         const QString home = tool.makeFolder(u"home"_s);
         for (const auto& secret : {u"password.txt"_s, u"secret.txt"_s, u"phrase"_s})
-            tool.writeFile(u"home/"_s + secret, "a secret\n");
+            tool.writeFile(u"home/"_s + secret, "a long secret\n");
         QProcess shell;
         auto environment = tool.environment;
         environment.insert(

@@ -199,7 +199,8 @@ private Q_SLOTS:
         QVERIFY(QFile::remove(tool->keyPath()));
 
         const auto answer = tool->feed(
-            {u"export"_s, u"one.json"_s, u"--with-secrets"_s, u"--passphrase-stdin"_s}, "p\n");
+            {u"export"_s, u"one.json"_s, u"--with-secrets"_s, u"--passphrase-stdin"_s},
+            "open sesame\n");
 
         QCOMPARE(answer.exitCode, 1);
         QVERIFY(answer.errors.contains(u"1 password could not be read"_s));
@@ -210,13 +211,50 @@ private Q_SLOTS:
     {
         PseudoTerminal terminal(*tool, {u"export"_s, u"one.json"_s, u"--with-secrets"_s});
         QVERIFY(terminal.waitFor("New passphrase: "));
-        terminal.type("sesame\n");
+        terminal.type("open sesame\n");
         QVERIFY(terminal.waitFor("Repeat it: "));
-        terminal.type("sesam\n");
+        terminal.type("open sesam\n");
 
         QCOMPARE(terminal.exitCode(), 2);
         QVERIFY(!terminal.transcript().contains("sesam"));
         QVERIFY(!files().contains(u"one.json"_s));
+    }
+
+    void shortPassphraseIsRefused()
+    {
+        const QStringList command{
+            u"export"_s, u"one.json"_s, u"--with-secrets"_s, u"--passphrase-stdin"_s};
+
+        const auto refused = tool->feed(command, "sesame \xf0\x9f\x98\x80\xc3\xa9\n");
+        const auto longEnough = tool->feed(command, "sesame \xf0\x9f\x98\x80\xc3\xa9!\n");
+
+        QCOMPARE(refused.exitCode, 2);
+        QVERIFY(refused.errors.contains(u"fewer than 10 characters"_s));
+        QVERIFY(refused.errors.contains(u"--generate-passphrase"_s));
+        QVERIFY(!refused.errors.contains(u"sesame"_s));
+        QCOMPARE(longEnough.exitCode, 0);
+    }
+
+    void generatedPassphraseOpensTheExport()
+    {
+        addSecrets();
+        const QStringList command{
+            u"export"_s, u"one.json"_s, u"--with-secrets"_s, u"--generate-passphrase"_s};
+
+        const auto first = tool->run(command);
+        const auto made = tool->json(command);
+        const QString passphrase = made.object()[u"passphrase"_s].toString();
+        QCOMPARE(tool->runPlain({u"--database"_s, u"other.db"_s, u"init"_s}).exitCode, 0);
+        const auto taken = tool->runPlain(
+            {u"--database"_s, u"other.db"_s, u"import"_s, u"one.json"_s, u"--passphrase-stdin"_s,
+             u"--yes"_s},
+            passphrase.toUtf8() + '\n');
+
+        static const QRegularExpression form(uR"(\A([a-km-z2-9]{5}-){4}[a-km-z2-9]{5}\z)"_s);
+        QVERIFY(form.match(passphrase).hasMatch());
+        QVERIFY(first.output.contains(u"Its passphrase, which is stored nowhere: "_s));
+        QVERIFY(!first.output.contains(passphrase));
+        QVERIFY2(taken.exitCode == 0, qPrintable(taken.errors));
     }
 
     void passphraseComesFromAFile()
@@ -286,6 +324,8 @@ private Q_SLOTS:
         QTest::addColumn<int>("exitCode");
         QTest::newRow("unknown table") << QStringList{u"--tables"_s, u"StoreIdentity"_s} << 2;
         QTest::newRow("passphrase for no secrets") << QStringList{u"--passphrase-stdin"_s} << 2;
+        QTest::newRow("generated passphrase without a file")
+            << QStringList{u"--with-secrets"_s, u"--generate-passphrase"_s} << 2;
         QTest::newRow("nobody to ask") << QStringList{u"--with-secrets"_s} << 2;
         QTest::newRow("folder that is missing") << QStringList{u"no/where.json"_s} << 8;
     }
@@ -342,7 +382,7 @@ QString TestVelmioctlExport::twoTables()
 {
     return uR"({
   "format": "velmio-configuration-export",
-  "formatVersion": 1,
+  "formatVersion": 2,
   "schemaVersion": 3,
   "secrets": null,
   "tables": {

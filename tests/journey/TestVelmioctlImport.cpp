@@ -11,6 +11,7 @@
 #include <QTest>
 
 #include <array>
+#include <functional>
 
 using namespace Qt::StringLiterals;
 using sync::test::RawDatabase;
@@ -18,6 +19,7 @@ using sync::test::RawDatabase;
 namespace {
 
 const QStringList Secrets{u"encryptedPassword"_s, u"consumerSecret"_s};
+const QByteArray Phrase = "a long phrase\n";
 
 QString randomBytes(QRandomGenerator& random)
 {
@@ -119,11 +121,11 @@ private Q_SLOTS:
         fillAtRandom(tool->databasePath(), seed);
 
         const auto made = tool->feed(
-            {u"export"_s, u"all.json"_s, u"--with-secrets"_s, u"--passphrase-stdin"_s}, "phrase\n");
+            {u"export"_s, u"all.json"_s, u"--with-secrets"_s, u"--passphrase-stdin"_s}, Phrase);
         const auto taken = runOther(
             {u"import"_s, u"all.json"_s, u"--passphrase-stdin"_s, u"--allow-dangling"_s,
              u"--yes"_s},
-            "phrase\n");
+            Phrase);
 
         QVERIFY2(made.exitCode <= 1, qPrintable(made.errors));
         QVERIFY2(taken.exitCode == 0, qPrintable(taken.errors));
@@ -134,8 +136,8 @@ private Q_SLOTS:
         QJsonDocument::fromJson(file.readAll(), &error);
         QCOMPARE(error.error, QJsonParseError::NoError);
         // The second run has nothing left to do.
-        const auto again = runOther(
-            {u"import"_s, u"all.json"_s, u"--passphrase-stdin"_s, u"--json"_s}, "phrase\n");
+        const auto again =
+            runOther({u"import"_s, u"all.json"_s, u"--passphrase-stdin"_s, u"--json"_s}, Phrase);
         QCOMPARE(again.exitCode, 0);
         QCOMPARE(again.object()[u"imported"_s].toBool(true), false);
     }
@@ -146,13 +148,13 @@ private Q_SLOTS:
         QCOMPARE(
             tool->feed(
                     {u"export"_s, u"all.json"_s, u"--with-secrets"_s, u"--passphrase-stdin"_s},
-                    "phrase\n")
+                    Phrase)
                 .exitCode,
             0);
         QVERIFY(QFile::rename(tool->keyPath(), tool->path(u"old.key"_s)));
 
         const auto taken =
-            runOther({u"import"_s, u"all.json"_s, u"--passphrase-stdin"_s, u"--yes"_s}, "phrase\n");
+            runOther({u"import"_s, u"all.json"_s, u"--passphrase-stdin"_s, u"--yes"_s}, Phrase);
 
         QVERIFY2(taken.exitCode == 0, qPrintable(taken.errors));
         QVERIFY(QFile::exists(tool->keyPath()));
@@ -170,9 +172,9 @@ private Q_SLOTS:
         QVERIFY(QFile::rename(tool->keyPath(), tool->path(u"old.key"_s)));
 
         const auto made = tool->feed(
-            {u"export"_s, u"all.json"_s, u"--with-secrets"_s, u"--passphrase-stdin"_s}, "phrase\n");
+            {u"export"_s, u"all.json"_s, u"--with-secrets"_s, u"--passphrase-stdin"_s}, Phrase);
         const auto taken =
-            runOther({u"import"_s, u"all.json"_s, u"--passphrase-stdin"_s, u"--yes"_s}, "phrase\n");
+            runOther({u"import"_s, u"all.json"_s, u"--passphrase-stdin"_s, u"--yes"_s}, Phrase);
 
         QCOMPARE(made.exitCode, 1);
         QCOMPARE(taken.exitCode, 0);
@@ -185,13 +187,13 @@ private Q_SLOTS:
         QCOMPARE(
             tool->feed(
                     {u"export"_s, u"all.json"_s, u"--with-secrets"_s, u"--passphrase-stdin"_s},
-                    "phrase\n")
+                    Phrase)
                 .exitCode,
             0);
         const QStringList before = storedRows(otherPath());
 
         const auto taken = runOther(
-            {u"import"_s, u"all.json"_s, u"--passphrase-stdin"_s, u"--yes"_s}, "another\n");
+            {u"import"_s, u"all.json"_s, u"--passphrase-stdin"_s, u"--yes"_s}, "another phrase\n");
 
         QCOMPARE(taken.exitCode, 7);
         QVERIFY(!taken.errors.contains(u"another"_s));
@@ -204,7 +206,7 @@ private Q_SLOTS:
         QCOMPARE(
             tool->feed(
                     {u"export"_s, u"all.json"_s, u"--with-secrets"_s, u"--passphrase-stdin"_s},
-                    "phrase\n")
+                    Phrase)
                 .exitCode,
             0);
 
@@ -234,38 +236,161 @@ private Q_SLOTS:
 
         execute(u"UPDATE AuthenticationConfiguration SET userName = 'kim'"_s);
         QVERIFY(rows() != before);
-        execute(u"UPDATE ProductConfiguration SET name = 'product'"_s);
+        execute(u"UPDATE ProductConfiguration SET name = 'product' WHERE id = 5"_s);
         QCOMPARE(rows(), before);
     }
 
-    void movedSecretIsRefused()
+    void changedExportWithSecretsIsRefused_data()
+    {
+        QTest::addColumn<std::function<void(QByteArray&)>>("change");
+        const auto add = [](const char* name, const std::function<void(QByteArray&)>& change) {
+            QTest::newRow(name) << change;
+        };
+        add("address",
+            [](QByteArray& text) { text.replace("dav.example.com", "dav.example.net"); });
+        add("user", [](QByteArray& text) { text.replace("\"kim\"", "\"lee\""); });
+        add("secret in the place of another", [](QByteArray& text) {
+            QByteArrayList lines = text.split('\n');
+            QList<qsizetype> places;
+            for (qsizetype at = 0; at < lines.size(); ++at) {
+                if (lines.at(at).contains("\"consumerSecret\""))
+                    places += at;
+            }
+            QCOMPARE(places.size(), 2);
+            lines.swapItemsAt(places.at(0), places.at(1));
+            text = lines.join('\n');
+        });
+        add("number",
+            [](QByteArray& text) { text.replace("\"syncInterval\": 30", "\"syncInterval\": 31"); });
+        add("blank", [](QByteArray& text) { text.replace("\"id\": 8,", "\"id\":  8,"); });
+        add("line end", [](QByteArray& text) { text += '\n'; });
+        add("without a table", [](QByteArray& text) {
+            const qsizetype start = text.indexOf(",\n    \"ServerConfiguration\"");
+            const qsizetype end = text.indexOf("\n  },\n  \"seal\"");
+            QVERIFY(start > 0 && end > start);
+            text.remove(start, end - start);
+        });
+        add("cut in the middle", [](QByteArray& text) { text.truncate(text.size() / 2); });
+        add("cut by a byte", [](QByteArray& text) { text.chop(1); });
+        add("without its seal", [](QByteArray& text) {
+            text.truncate(text.indexOf(",\n  \"seal\""));
+            text += "\n}\n";
+        });
+        add("other seal", [](QByteArray& text) {
+            const qsizetype seal = text.indexOf("\"seal\": \"") + 9;
+            text.replace(seal, 43, QByteArray(43, 'A'));
+        });
+    }
+
+    void changedExportWithSecretsIsRefused()
+    {
+        QFETCH(const std::function<void(QByteArray&)>, change);
+        fill();
+        QByteArray text = exportedWithSecrets();
+        const QByteArray before = text;
+        change(text);
+        QVERIFY(text != before);
+        tool->writeFile(u"all.json"_s, text);
+        const QStringList stored = storedRows(otherPath());
+
+        const auto refused =
+            runOther({u"import"_s, u"all.json"_s, u"--passphrase-stdin"_s, u"--yes"_s}, Phrase);
+
+        QCOMPARE(refused.exitCode, 2);
+        QVERIFY2(
+            refused.errors.contains(
+                u"all.json\" was changed after it was written, or is not complete."_s),
+            qPrintable(refused.errors));
+        QVERIFY(refused.errors.contains(u"--without-secrets"_s));
+        QCOMPARE(refused.output, QString());
+        QCOMPARE(storedRows(otherPath()), stored);
+    }
+
+    void secretsAreOfNoUseInAnOlderFormat()
     {
         fill();
-        execute(u"INSERT INTO ProductConfiguration (id, name, consumerSecret, serverId)"
-                u" VALUES (6, 'second', 'second secret', 3)"_s);
-        QCOMPARE(
-            tool->feed(
-                    {u"export"_s, u"all.json"_s, u"--with-secrets"_s, u"--passphrase-stdin"_s},
-                    "phrase\n")
-                .exitCode,
-            0);
-        QFile file(tool->path(u"all.json"_s));
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        QByteArrayList lines = file.readAll().split('\n');
-        QList<qsizetype> places;
-        for (qsizetype at = 0; at < lines.size(); ++at) {
-            if (lines.at(at).contains("\"consumerSecret\""))
-                places += at;
-        }
-        QCOMPARE(places.size(), 2);
-        lines.swapItemsAt(places.at(0), places.at(1));
-        tool->writeFile(u"swapped.json"_s, lines.join('\n'));
+        QByteArray text = exportedWithSecrets();
+        text.replace("\"formatVersion\": 2", "\"formatVersion\": 1");
+        text.truncate(text.indexOf(",\n  \"seal\""));
+        tool->writeFile(u"all.json"_s, text + "\n}\n");
 
-        const auto taken = runOther(
-            {u"import"_s, u"swapped.json"_s, u"--passphrase-stdin"_s, u"--yes"_s}, "phrase\n");
+        const auto refused =
+            runOther({u"import"_s, u"all.json"_s, u"--passphrase-stdin"_s, u"--yes"_s}, Phrase);
+
+        QCOMPARE(refused.exitCode, 7);
+    }
+
+    void changedExportIsImportedWithoutItsSecrets()
+    {
+        fill();
+        QByteArray text = exportedWithSecrets();
+        text.replace("dav.example.com", "dav.example.net");
+        tool->writeFile(u"all.json"_s, text);
+
+        const auto taken =
+            runOther({u"import"_s, u"all.json"_s, u"--without-secrets"_s, u"--yes"_s});
+
+        QVERIFY2(taken.exitCode == 0, qPrintable(taken.errors));
+        QCOMPARE(
+            RawDatabase(otherPath()).value(u"SELECT davUrl FROM ServerConfiguration"_s),
+            u"https://dav.example.net/dav"_s);
+        QCOMPARE(
+            RawDatabase(otherPath())
+                .value(u"SELECT encryptedPassword IS NULL FROM AuthenticationConfiguration"_s),
+            u"1"_s);
+    }
+
+    void exportThatChangesBeforeTheAnswerIsRefused()
+    {
+        fill();
+        QByteArray text = exportedWithSecrets();
+        tool->writeFile(u"all.json"_s, text);
+        tool->writeFile(u"phrase"_s, Phrase);
+        execute(u"DELETE FROM ServerConfiguration"_s);
+        const QStringList before = rows();
+
+        PseudoTerminal terminal(
+            *tool, {u"import"_s, tool->path(u"all.json"_s), u"--passphrase-file"_s,
+                    tool->path(u"phrase"_s)});
+        QVERIFY(terminal.waitFor("[y/N] "));
+        tool->writeFile(u"all.json"_s, text.replace("dav.example.com/dav", "dav.example.net/dav"));
+        terminal.type("y\n");
+
+        QVERIFY(terminal.waitFor("the export was changed while it was read"));
+        QCOMPARE(terminal.exitCode(), 2);
+        QCOMPARE(rows(), before);
+    }
+
+    void exportOfAnEarlierVersionIsImportedWithAWarning()
+    {
+        QVERIFY(QFile::copy(
+            QStringLiteral(VELMIO_TEST_DATA "/export-version-1.json"), tool->path(u"old.json"_s)));
+
+        const auto taken =
+            runOther({u"import"_s, u"old.json"_s, u"--passphrase-stdin"_s, u"--yes"_s}, "phrase\n");
+
+        QVERIFY2(taken.exitCode == 0, qPrintable(taken.errors));
+        QVERIFY2(
+            taken.errors.contains(u"nothing shows whether it was changed since"_s),
+            qPrintable(taken.errors));
+        QVERIFY(runOther({u"signin"_s, u"show"_s, u"1"_s, u"--reveal"_s})
+                    .output.contains(u"well hidden"_s));
+    }
+
+    void movedSecretOfAnEarlierVersionIsRefused()
+    {
+        QFile file(QStringLiteral(VELMIO_TEST_DATA "/export-version-1.json"));
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        tool->writeFile(
+            u"old.json"_s,
+            file.readAll().replace(
+                "\"id\": 1,\n          \"domain\"", "\"id\": 2,\n          \"domain\""));
+
+        const auto taken =
+            runOther({u"import"_s, u"old.json"_s, u"--passphrase-stdin"_s, u"--yes"_s}, "phrase\n");
 
         QCOMPARE(taken.exitCode, 2);
-        QVERIFY(taken.errors.contains(u"is damaged"_s));
+        QVERIFY2(taken.errors.contains(u"is damaged"_s), qPrintable(taken.errors));
     }
 
     void rowsAreMatchedById()
@@ -358,7 +483,7 @@ private Q_SLOTS:
         const QStringList before = rows();
 
         PseudoTerminal terminal(*tool, {u"import"_s, tool->path(u"all.json"_s), u"--replace"_s});
-        QVERIFY(terminal.waitFor("add 0 rows, change 0 and remove 7? [y/N] "));
+        QVERIFY(terminal.waitFor("add 0 rows, change 0 and remove 8? [y/N] "));
         terminal.type("y\n");
 
         QCOMPARE(terminal.exitCode(), 0);
@@ -513,7 +638,9 @@ private Q_SLOTS:
                                 << exitCode;
         };
         add("other format", "velmio-configuration-export", "else", 2, u"not an export"_s);
-        add("newer format", "\"formatVersion\": 1", "\"formatVersion\": 2", 3, u"version 2"_s, 6);
+        add("newer format", "\"formatVersion\": 2", "\"formatVersion\": 3", 3, u"version 3"_s, 6);
+        add("format of no version", "\"formatVersion\": 2", "\"formatVersion\": 0", 3,
+            u"no version 0"_s);
         add("newer schema", "\"schemaVersion\": 3", "\"schemaVersion\": 4", 4, u"version 4"_s, 6);
         add("unknown table", "\"Schedules\"", "\"Plans\"", 7, u"unknown table \"Plans\""_s);
         add("unknown column", "\"startTime\"", "\"beginTime\"", 13, u"no column \"beginTime\""_s);
@@ -626,6 +753,12 @@ private:
         const auto answer = tool->run({u"export"_s});
         return answer.exitCode == 0 ? answer.output.toUtf8() : QByteArray();
     }
+    QByteArray exportedWithSecrets() const
+    {
+        const auto answer =
+            tool->feed({u"export"_s, u"--with-secrets"_s, u"--passphrase-stdin"_s}, Phrase);
+        return answer.exitCode == 0 ? answer.output.toUtf8() : QByteArray();
+    }
     QStringList rows() const { return storedRows(tool->databasePath()); }
     QStringList backups(const QString& database) const
     {
@@ -635,9 +768,10 @@ private:
     void fill() const
     {
         RawDatabase(tool->databasePath())
-            .run(u"INSERT INTO ServerConfiguration (id, alias) VALUES (3, 'server');"
+            .run(u"INSERT INTO ServerConfiguration (id, alias, davUrl)"
+                 u" VALUES (3, 'server', 'https://dav.example.com/dav');"
                  u"INSERT INTO ProductConfiguration (id, name, consumerSecret, serverId)"
-                 u" VALUES (5, 'product', 'deep secret', 3);"
+                 u" VALUES (5, 'product', 'deep secret', 3), (50, 'second', 'other', 3);"
                  u"INSERT INTO FolderConfiguration (id, parentId, rootId, authenticationId,"
                  u" productConfigurationId, name) VALUES (6, 0, 6, 1, 5, 'root'),"
                  u" (7, 6, 6, 1, -1, 'folder');"

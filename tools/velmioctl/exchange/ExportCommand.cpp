@@ -10,7 +10,10 @@
 #include <velmioctl/store/SecretInput.h>
 #include <velmioctl/store/Session.h>
 
+#include <sodium.h>
+
 #include <algorithm>
+#include <string_view>
 
 using namespace Qt::StringLiterals;
 
@@ -23,6 +26,7 @@ struct ExportOptions
     std::optional<std::string> file;
     std::vector<std::string> tables;
     bool withSecrets = false;
+    bool generatePassphrase = false;
     SecretInput passphrase{"passphrase"};
 };
 
@@ -32,7 +36,39 @@ struct Exported
     QJsonObject rows; // table -> how many
     qint64 allRows = 0;
     int unreadablePasswords = 0;
+    QString passphrase; // that was generated
 };
+
+// Who has the file can try passphrases as fast as the machine allows.
+QString strong(const QString& passphrase)
+{
+    constexpr qsizetype LeastCharacters = 10;
+    const auto characters = std::count_if(
+        passphrase.begin(), passphrase.end(), [](QChar unit) { return !unit.isLowSurrogate(); });
+    if (characters < LeastCharacters) {
+        throw CommandError(
+            ExitCode::Usage,
+            u"The passphrase has fewer than %1 characters. Give a longer one, or have one made "
+            u"with --generate-passphrase."_s.arg(LeastCharacters));
+    }
+    return passphrase;
+}
+
+// 25 characters of 5 bits, without those that look alike.
+QString generatedPassphrase()
+{
+    static constexpr std::string_view Characters = "abcdefghijkmnpqrstuvwxyz23456789";
+    constexpr int Groups = 5;
+    constexpr int GroupCharacters = 5;
+    QStringList groups;
+    for (int group = 0; group < Groups; ++group) {
+        QString characters;
+        for (int at = 0; at < GroupCharacters; ++at)
+            characters += QLatin1Char(Characters[randombytes_uniform(Characters.size())]);
+        groups += characters;
+    }
+    return groups.join(u'-');
+}
 
 bool contains(const std::vector<std::string>& names, const TableShape& table)
 {
@@ -83,7 +119,7 @@ Exported write(
     Exported exported;
     ExportHeader header{.schemaVersion = snapshot.schemaVersion()};
     if (secrets)
-        header.secrets = secrets->parameters();
+        header.secrets = secrets->secretBox().parameters();
     writer.begin(header);
     snapshot.read([&](sync::interf::factory::IDatabaseFactory& database) {
         StoreRows rows(database, tables);
@@ -106,16 +142,23 @@ Exported write(
 void answer(Session& session, const Exported& exported, const QString& path, bool withSecrets)
 {
     if (session.output.json()) {
-        session.output.print(QJsonObject{
+        QJsonObject object{
             {u"path"_s, path},
             {u"rows"_s, exported.rows},
             {u"secrets"_s, withSecrets},
-            {u"unreadablePasswords"_s, exported.unreadablePasswords}});
+            {u"unreadablePasswords"_s, exported.unreadablePasswords}};
+        if (!exported.passphrase.isEmpty())
+            object.insert(u"passphrase"_s, exported.passphrase);
+        session.output.print(object);
         return;
     }
     session.output.printText(u"Exported %1 of %2 to %3, %4."_s.arg(
         counted(exported.allRows, u"row"_s), counted(qint64(exported.rows.size()), u"table"_s),
         quoted(path), withSecrets ? u"with secrets encrypted"_s : u"without secrets"_s));
+    if (!exported.passphrase.isEmpty()) {
+        session.output.printText(
+            u"Its passphrase, which is stored nowhere: "_s + exported.passphrase);
+    }
 }
 
 void run(Session& session, const ExportOptions& options)
@@ -127,19 +170,26 @@ void run(Session& session, const ExportOptions& options)
     std::optional<TargetFile> target;
     if (options.file)
         target.emplace(absolutePath(*options.file));
+    const QString generated = options.generatePassphrase ? generatedPassphrase() : QString();
     std::optional<RowSecrets> secrets;
-    if (options.withSecrets)
-        secrets.emplace(SecretBox::make(options.passphrase.read(session)));
+    if (options.withSecrets) {
+        secrets.emplace(SecretBox::make(
+            generated.isEmpty() ? strong(options.passphrase.read(session)) : generated));
+    }
     const auto sink = [&](const QByteArray& text) {
         if (target)
             target->write(text);
         else
             session.output.printBytes(text);
     };
-    const Exported exported =
-        write(snapshot, tables, secrets ? &*secrets : nullptr, ExportWriter(sink));
+    std::optional<ExportSeal> seal;
+    if (secrets)
+        seal = secrets->secretBox().makeExportSeal();
+    Exported exported =
+        write(snapshot, tables, secrets ? &*secrets : nullptr, ExportWriter(sink, std::move(seal)));
     if (target) {
         target->commit();
+        exported.passphrase = generated;
         answer(session, exported, target->path(), options.withSecrets);
     }
     if (exported.unreadablePasswords == 0)
@@ -173,8 +223,9 @@ void addExportCommand(Command& app, Session& session)
     Command* const command = app.addSubcommand(
         "export", "Write the rows of the database as text that can be compared line by line");
     const auto options = std::make_shared<exchange::ExportOptions>();
-    command->addOption("FILE", options->file, "The file to write; without it standard output")
-        ->offersFiles();
+    Option* const file =
+        command->addOption("FILE", options->file, "The file to write; without it standard output")
+            ->offersFiles();
     command->addOption("--tables", options->tables, "Only these tables, such as Schedules")
         ->repeatable()
         ->separatedBy(',')
@@ -184,7 +235,16 @@ void addExportCommand(Command& app, Session& session)
         "--with-secrets", options->withSecrets,
         "Also write passwords and product secrets, encrypted with a passphrase");
     Option* const fromInput = options->passphrase.addTo(*command)->needs(withSecrets);
-    options->passphrase.addFileTo(*command)->needs(withSecrets)->excludes(fromInput);
+    Option* const fromFile =
+        options->passphrase.addFileTo(*command)->needs(withSecrets)->excludes(fromInput);
+    command
+        ->addFlag(
+            "--generate-passphrase", options->generatePassphrase,
+            "Make a passphrase, and show it once")
+        ->needs(withSecrets)
+        ->needs(file)
+        ->excludes(fromInput)
+        ->excludes(fromFile);
     command->example("velmioctl export settings.json");
     command->example("velmioctl export --tables Schedules,ServerConfiguration");
     command->callback([&session, options] { exchange::run(session, *options); });

@@ -10,14 +10,18 @@ namespace velmioctl::exchange {
 constexpr const char* FormatName = "velmio-configuration-export";
 
 /// The version of the format that is written, and the latest one that is read.
-constexpr qint64 FormatVersion = 1;
+constexpr qint64 FormatVersion = 2;
 
 /// What an export holds before its rows.
 struct ExportHeader
 {
+    qint64 formatVersion = FormatVersion;
     qint64 schemaVersion = 0;
     /// No value if the secrets were left out.
     std::optional<SecretParameters> secrets = {};
+
+    /// True if a code at the end shows whether the export was changed.
+    bool isSealed() const { return secrets && secrets->sealsExport; }
 };
 
 } // namespace velmioctl::exchange

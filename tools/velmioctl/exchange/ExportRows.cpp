@@ -21,8 +21,13 @@ QString quotedName(const QByteArray& name)
 
 } // namespace
 
-ExportRows::ExportRows(QIODevice& device, const QString& name)
-    : reader(device, name)
+ExportRows::ExportRows(
+    QIODevice& device, const QString& name, std::optional<ExportSeal> expectedSeal)
+    : seal(std::move(expectedSeal))
+    , reader(device, name, [this](const QByteArray& bytes) {
+        if (seal)
+            seal->addRead(bytes);
+    })
 {
     readHeader();
 }
@@ -32,9 +37,7 @@ bool ExportRows::nextTable()
     if (inTable)
         endTable();
     if (!reader.nextMember(!anyTable)) {
-        if (reader.nextMember(false))
-            fail(u"unexpected member after the tables"_s);
-        reader.readEnd();
+        readEnd();
         return false;
     }
     const QByteArray name = reader.readKey();
@@ -84,10 +87,13 @@ void ExportRows::readHeader()
     if (reader.readString() != FormatName)
         fail(u"this is not an export of a configuration database"_s);
     requireKey("formatVersion");
-    if (const qint64 version = reader.readInteger(); version != FormatVersion) {
+    given.formatVersion = reader.readInteger();
+    if (given.formatVersion < 1)
+        fail(u"the format has no version %1"_s.arg(given.formatVersion));
+    if (given.formatVersion > FormatVersion) {
         reader.fail(
             u"the format has version %1, but this program reads version %2"_s.arg(
-                QString::number(version), QString::number(FormatVersion)),
+                QString::number(given.formatVersion), QString::number(FormatVersion)),
             ExitCode::TooNew);
     }
     requireKey("schemaVersion");
@@ -109,7 +115,7 @@ void ExportRows::readHeader()
 
 void ExportRows::readSecrets()
 {
-    SecretParameters secrets;
+    SecretParameters secrets{.sealsExport = given.formatVersion > 1};
     reader.beginObject();
     requireKey("check", true);
     secrets.check = reader.readBase64();
@@ -130,6 +136,19 @@ void ExportRows::readSecrets()
     if (!SecretBox::isInRange(secrets))
         fail(u"the cost of deriving the key to the secrets is out of range"_s);
     given.secrets = secrets;
+}
+
+void ExportRows::readEnd()
+{
+    if (given.isSealed()) {
+        requireKey("seal");
+        reader.readBase64();
+    }
+    if (reader.nextMember(false))
+        fail(u"unexpected member after the tables"_s);
+    reader.readEnd();
+    if (seal && !seal->matchesRead())
+        fail(u"the export was changed while it was read. Nothing was changed in the database"_s);
 }
 
 void ExportRows::requireKey(const char* key, bool first)
@@ -213,10 +232,32 @@ ExportFile::ExportFile(const QString& path)
     exportRows = std::make_unique<ExportRows>(file, quoted(path));
 }
 
+void ExportFile::requireSeal(const SecretBox& box)
+{
+    constexpr qint64 ChunkBytes = 65'536;
+    ExportSeal seal = box.makeExportSeal();
+    file.seek(0);
+    for (QByteArray bytes = file.read(ChunkBytes); !bytes.isEmpty(); bytes = file.read(ChunkBytes))
+        seal.addRead(bytes);
+    if (!seal.matchesRead()) {
+        throw CommandError(
+            ExitCode::Usage,
+            u"The export %1 was changed after it was written, or is not complete. Nothing was "
+            u"imported. Make a new export or, if you know the change, import the rest with "
+            u"--without-secrets."_s.arg(quoted(file.fileName())),
+            u"changed-export"_s);
+    }
+    sealedBy = &box;
+    rewind();
+}
+
 void ExportFile::rewind()
 {
     file.seek(0);
-    exportRows = std::make_unique<ExportRows>(file, quoted(file.fileName()));
+    std::optional<ExportSeal> seal;
+    if (sealedBy)
+        seal = sealedBy->makeExportSeal();
+    exportRows = std::make_unique<ExportRows>(file, quoted(file.fileName()), std::move(seal));
 }
 
 } // namespace velmioctl::exchange

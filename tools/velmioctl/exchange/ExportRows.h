@@ -16,8 +16,8 @@ class ExportRows : public RowSource
 {
 public:
     /// Reads what comes before the rows. Errors refer to the export by `name`; the device must
-    /// outlive this.
-    ExportRows(QIODevice& device, const QString& name);
+    /// outlive this. With a seal, the last call of nextTable() throws if the export was changed.
+    ExportRows(QIODevice& device, const QString& name, std::optional<ExportSeal> expectedSeal = {});
 
     const ExportHeader& header() const { return given; }
 
@@ -32,6 +32,7 @@ public:
 private:
     [[noreturn]] void fail(const QString& text) const { reader.fail(text); }
     void readHeader();
+    void readEnd();
     void readSecrets();
     void requireKey(const char* key, bool first = false);
     void endTable();
@@ -39,6 +40,7 @@ private:
     void readField(const QByteArray& key);
     void requireFields() const;
 
+    std::optional<ExportSeal> seal;
     JsonReader reader;
     ExportHeader given;
     bool anyTable = false;
@@ -55,11 +57,16 @@ public:
 
     ExportRows& rows() { return *exportRows; }
 
+    /// Throws unless the whole file is as it was sealed, and has the rows compare it again as they
+    /// are read, because it may change meanwhile. `box` must outlive this.
+    void requireSeal(const SecretBox& box);
+
     /// Starts again with the first row.
     void rewind();
 
 private:
     QFile file;
+    const SecretBox* sealedBy = nullptr;
     std::unique_ptr<ExportRows> exportRows;
 };
 

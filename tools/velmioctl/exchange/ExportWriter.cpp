@@ -16,16 +16,16 @@ QByteArray toJson(const SecretParameters& secrets)
 
 } // namespace
 
-ExportWriter::ExportWriter(Sink sink)
+ExportWriter::ExportWriter(Sink sink, std::optional<ExportSeal> seal)
     : sink(std::move(sink))
+    , seal(std::move(seal))
 {
 }
 
 void ExportWriter::begin(const ExportHeader& header)
 {
-    sink(
-        QByteArray("{\n  \"format\": \"") + FormatName +
-        "\",\n  \"formatVersion\": " + QByteArray::number(FormatVersion) +
+    put(QByteArray("{\n  \"format\": \"") + FormatName +
+        "\",\n  \"formatVersion\": " + QByteArray::number(header.formatVersion) +
         ",\n  \"schemaVersion\": " + QByteArray::number(header.schemaVersion) +
         ",\n  \"secrets\": " + (header.secrets ? toJson(*header.secrets) : "null") +
         ",\n  \"tables\": {");
@@ -35,8 +35,7 @@ void ExportWriter::beginTable(const TableShape& begun, qint64 lastId)
 {
     table = &begun;
     anyRow = false;
-    sink(
-        (anyTable ? ",\n    \"" : "\n    \"") + table->name +
+    put((anyTable ? ",\n    \"" : "\n    \"") + table->name +
         "\": {\n      \"lastId\": " + QByteArray::number(lastId) + ",\n      \"rows\": [");
     anyTable = true;
 }
@@ -52,17 +51,25 @@ void ExportWriter::write(const Row& row)
         text += before + table->columns[at].name + "\": " + toJson(row.values[at]);
         before = ",\n          \"";
     }
-    sink(text + "\n        }");
+    put(text + "\n        }");
 }
 
 void ExportWriter::endTable()
 {
-    sink(anyRow ? "\n      ]\n    }" : "]\n    }");
+    put(anyRow ? "\n      ]\n    }" : "]\n    }");
 }
 
 void ExportWriter::end()
 {
-    sink(anyTable ? "\n  }\n}\n" : "}\n}\n");
+    put(anyTable ? "\n  }" : "}");
+    sink(seal ? seal->end() : "\n}\n");
+}
+
+void ExportWriter::put(const QByteArray& text)
+{
+    if (seal)
+        seal->add(text);
+    sink(text);
 }
 
 } // namespace velmioctl::exchange

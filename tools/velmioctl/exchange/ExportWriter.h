@@ -14,7 +14,8 @@ public:
     /// Takes the text, piece by piece.
     using Sink = std::function<void(const QByteArray& text)>;
 
-    explicit ExportWriter(Sink sink);
+    /// An export with secrets needs a seal, unless it is of version 1.
+    explicit ExportWriter(Sink sink, std::optional<ExportSeal> seal = {});
 
     void begin(const ExportHeader& header);
     void beginTable(const TableShape& table, qint64 lastId);
@@ -23,7 +24,10 @@ public:
     void end();
 
 private:
+    void put(const QByteArray& text);
+
     const Sink sink;
+    std::optional<ExportSeal> seal;
     const TableShape* table = nullptr;
     bool anyTable = false;
     bool anyRow = false;

@@ -37,10 +37,23 @@ std::optional<RowSecrets> openSecrets(
     if (!box) {
         throw CommandError(
             ExitCode::KeyUnavailable,
-            u"The passphrase is wrong. Nothing was changed. Give the right one, or import the rest "
-            u"with --without-secrets."_s);
+            u"The passphrase is wrong, or the start of the export was changed. Nothing was "
+            u"imported. Give the right one, or import the rest with --without-secrets."_s);
     }
     return RowSecrets(std::move(*box));
+}
+
+// An address that somebody else has put into an export would receive its passwords.
+void requireUnchanged(Session& session, ExportFile& file, const SecretBox& box)
+{
+    if (file.rows().header().isSealed()) {
+        file.requireSeal(box);
+        return;
+    }
+    session.output.warning(
+        u"An earlier version wrote this export, and nothing shows whether it was changed since. "
+        u"See that the servers are the right ones before the imported passwords are used, and "
+        u"make a new export."_s);
 }
 
 ImportPlan planOf(StoreSnapshot& store, ExportFile& file, ImportRun::Mode mode, RowSecrets* secrets)
@@ -163,6 +176,8 @@ void run(Session& session, const ImportOptions& options)
     ExportFile file(absolutePath(options.file));
     auto secrets = openSecrets(session, options, file.rows().header());
     RowSecrets* const usedSecrets = secrets ? &*secrets : nullptr;
+    if (secrets)
+        requireUnchanged(session, file, secrets->secretBox());
     ImportRun::Mode mode{.replace = options.replace, .withSecrets = secrets.has_value()};
     ImportPlan plan;
     {

@@ -45,9 +45,10 @@ TextError::TextError(const QString& name, qint64 line, const QString& text, Exit
 {
 }
 
-JsonReader::JsonReader(QIODevice& device, const QString& name)
+JsonReader::JsonReader(QIODevice& device, const QString& name, Listener listener)
     : device(device)
     , name(name)
+    , listener(std::move(listener))
 {
 }
 
@@ -145,6 +146,8 @@ int JsonReader::peekByte()
     if (at == buffer.size()) {
         buffer = device.read(ChunkBytes);
         at = 0;
+        if (listener)
+            listener(buffer);
         if (buffer.isEmpty())
             return End;
     }

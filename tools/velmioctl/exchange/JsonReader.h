@@ -6,6 +6,8 @@
 #include <QIODevice>
 #include <QString>
 
+#include <functional>
+
 namespace velmioctl::exchange {
 
 /// An error in a text, with its line.
@@ -25,8 +27,11 @@ public:
 class JsonReader
 {
 public:
+    /// Takes the bytes as they are read.
+    using Listener = std::function<void(const QByteArray& bytes)>;
+
     /// Errors refer to the text by `name`.
-    JsonReader(QIODevice& device, const QString& name);
+    JsonReader(QIODevice& device, const QString& name, Listener listener = {});
 
     /// The line of what was read last; the first is 1.
     qint64 line() const { return currentLine; }
@@ -74,6 +79,7 @@ private:
 
     QIODevice& device;
     const QString name;
+    const Listener listener;
     QByteArray buffer;
     qsizetype at = 0;
     qint64 currentLine = 1;

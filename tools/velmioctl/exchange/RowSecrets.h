@@ -22,7 +22,7 @@ public:
 
     explicit RowSecrets(SecretBox box);
 
-    const SecretParameters& parameters() const { return box.parameters(); }
+    const SecretBox& secretBox() const { return box; }
 
     /// Encrypts the secrets of a row with the passphrase.
     void seal(const TableShape& table, Row& row);

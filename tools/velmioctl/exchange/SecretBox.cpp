@@ -21,6 +21,12 @@ constexpr size_t PaddedTo = 64;
 
 const QByteArray CheckPlace = "check";
 
+// Two keys, so that the secrets of a sealed export are of no use in the older, open format.
+enum class KeyFor : quint64 { Secrets = 1, Export = 2 };
+constexpr char KeyContext[crypto_kdf_CONTEXTBYTES + 1] = "velmioex";
+static_assert(crypto_kdf_KEYBYTES == crypto_aead_xchacha20poly1305_ietf_KEYBYTES);
+static_assert(crypto_kdf_KEYBYTES == crypto_generichash_KEYBYTES);
+
 const unsigned char* rawBytes(const QByteArray& array)
 {
     return reinterpret_cast<const unsigned char*>(array.constData());
@@ -53,6 +59,14 @@ SecureBytes derive(const SecretParameters& parameters, const QString& passphrase
     return key;
 }
 
+SecureBytes subkey(const SecureBytes& derived, KeyFor purpose)
+{
+    SecureBytes key(crypto_kdf_KEYBYTES);
+    crypto_kdf_derive_from_key(
+        key.data(), key.size(), static_cast<quint64>(purpose), KeyContext, derived.data());
+    return key;
+}
+
 SecretParameters newParameters()
 {
     sync::base::initializeSodium();
@@ -64,15 +78,17 @@ SecretParameters newParameters()
 
 } // namespace
 
-SecretBox::SecretBox(const SecretParameters& parameters, const QString& passphrase)
+SecretBox::SecretBox(const SecretParameters& parameters, SecureBytes derived)
     : given(parameters)
-    , key(derive(parameters, passphrase))
+    , exportKey(subkey(derived, KeyFor::Export))
+    , secretKey(parameters.sealsExport ? subkey(derived, KeyFor::Secrets) : std::move(derived))
 {
 }
 
 SecretBox SecretBox::make(const QString& passphrase)
 {
-    SecretBox box(newParameters(), passphrase);
+    const SecretParameters parameters = newParameters();
+    SecretBox box(parameters, derive(parameters, passphrase));
     box.given.check = box.seal({}, CheckPlace);
     return box;
 }
@@ -80,7 +96,7 @@ SecretBox SecretBox::make(const QString& passphrase)
 std::optional<SecretBox> SecretBox::open(
     const SecretParameters& parameters, const QString& passphrase)
 {
-    SecretBox box(parameters, passphrase);
+    SecretBox box(parameters, derive(parameters, passphrase));
     if (!box.unseal(parameters.check, CheckPlace))
         return {};
     return box;
@@ -107,7 +123,7 @@ QByteArray SecretBox::seal(const QByteArray& secret, const QByteArray& place) co
     sealed.resize(NonceBytes + static_cast<qsizetype>(paddedSize) + TagBytes);
     crypto_aead_xchacha20poly1305_ietf_encrypt(
         rawBytes(sealed) + NonceBytes, nullptr, padded.data(), paddedSize, rawBytes(place),
-        static_cast<unsigned long long>(place.size()), nullptr, rawBytes(sealed), key.data());
+        static_cast<unsigned long long>(place.size()), nullptr, rawBytes(sealed), secretKey.data());
     return sealed;
 }
 
@@ -119,7 +135,7 @@ std::optional<QByteArray> SecretBox::unseal(const QByteArray& sealed, const QByt
     const int result = crypto_aead_xchacha20poly1305_ietf_decrypt(
         padded.data(), nullptr, nullptr, rawBytes(sealed) + NonceBytes,
         static_cast<unsigned long long>(sealed.size() - NonceBytes), rawBytes(place),
-        static_cast<unsigned long long>(place.size()), rawBytes(sealed), key.data());
+        static_cast<unsigned long long>(place.size()), rawBytes(sealed), secretKey.data());
     size_t size = 0;
     if (result != 0 || sodium_unpad(&size, padded.data(), padded.size(), PaddedTo) != 0)
         return {};

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <core/SecureBytes.h>
+#include <velmioctl/exchange/ExportSeal.h>
 
 #include <QByteArray>
 #include <QString>
@@ -16,6 +17,8 @@ struct SecretParameters
     qint64 memoryBytes = 0; ///< Memory that the derivation takes.
     QByteArray salt = {};
     QByteArray check = {}; ///< Shows whether a passphrase is the right one.
+    /// False for version 1 of the format, whose secrets have the derived key itself.
+    bool sealsExport = true;
 };
 
 /// Encrypts the secrets of an export with a passphrase: Argon2id derives the key,
@@ -41,11 +44,17 @@ public:
     /// No value if it was sealed for another place, or was changed.
     std::optional<QByteArray> unseal(const QByteArray& sealed, const QByteArray& place) const;
 
+    /// For the whole export, with a key of its own.
+    ExportSeal makeExportSeal() const { return ExportSeal(exportKey.data()); }
+
 private:
-    SecretBox(const SecretParameters& parameters, const QString& passphrase);
+    using SecureBytes = sync::core::crypto::SecureBytes;
+
+    SecretBox(const SecretParameters& parameters, SecureBytes derived);
 
     SecretParameters given;
-    sync::core::crypto::SecureBytes key;
+    SecureBytes exportKey;
+    SecureBytes secretKey;
 };
 
 } // namespace velmioctl::exchange
