@@ -21,8 +21,13 @@ void createFolders(const QString& folder)
     const QString parent = QFileInfo(folder).path();
     if (!QFileInfo::exists(folder)) {
         createFolders(parent);
-        if (::mkdir(QFile::encodeName(folder).constData(), S_IRWXU) != 0 && errno != EEXIST)
+        const QByteArray name = QFile::encodeName(folder);
+        const bool isMade = ::mkdir(name.constData(), S_IRWXU) == 0;
+        if (!isMade && errno != EEXIST)
             throw FileError(folder, u"Cannot create the folder"_s, errno);
+        // The umask may have taken rights from the user. Where modes cannot be set, they are fixed.
+        if (isMade)
+            ::fchmodat(AT_FDCWD, name.constData(), S_IRWXU, AT_SYMLINK_NOFOLLOW);
     }
     // Also if it exists: the process that made it may not have synced it yet, or not any more.
     syncFolder(parent);

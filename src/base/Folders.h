@@ -4,8 +4,9 @@ class QString;
 
 namespace sync::base {
 
-/// Creates a folder for the user alone, with the ones above it where they are missing. All that it
-/// creates, and the folder if it exists, is durable when this returns. Throws FileError.
+/// Creates a folder with mode 0700, whatever the umask, and the ones above it where they are
+/// missing. All that it creates, and the folder if it exists, is durable when this returns. Throws
+/// FileError.
 void createFolders(const QString& folder);
 
 /// Makes new and renamed entries of a folder durable. Throws FileError. Does nothing where the

@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
@@ -40,10 +41,12 @@ bool giveName(const QByteArray& from, const QByteArray& to)
 PartialFile::PartialFile(const QString& target)
     : target(target)
     , name(QFile::encodeName(target + u".XXXXXX"_s))
-    , descriptor(::mkostemp(name.data(), O_CLOEXEC)) // with mode 0600
+    , descriptor(::mkostemp(name.data(), O_CLOEXEC))
 {
     if (!descriptor.isOpen())
         fail();
+    // The umask may have taken rights from the user. Where modes cannot be set, they are fixed.
+    ::fchmod(descriptor.get(), S_IRUSR | S_IWUSR);
 }
 
 PartialFile::~PartialFile()

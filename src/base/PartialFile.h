@@ -14,7 +14,7 @@ namespace sync::base {
 class PartialFile
 {
 public:
-    /// Creates it, readable for the user alone.
+    /// Creates it with mode 0600, whatever the umask.
     explicit PartialFile(const QString& target);
     ~PartialFile();
 
