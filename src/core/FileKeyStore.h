@@ -9,11 +9,14 @@
 
 namespace sync::core::crypto {
 
+class KeyFile;
+
 /// Keys in a file that only its owner can read. The first use creates the file. If several
 /// processes create it at the same time, all use the file of the first one.
 ///
 /// The store refuses a file that is not a regular file, belongs to another user, can be read or
-/// changed by its group or others, or is damaged.
+/// changed by its group or others, or is damaged, and one in a folder to which another user may
+/// write.
 class VELMIO_CORE_EXPORT FileKeyStore : public KeyStore
 {
 public:
@@ -29,20 +32,18 @@ public:
     /// Checks the file each time, and reads it again only if it is another file or has changed.
     KeyRing read() override;
 
+    /// The keys are durable when this returns, also if another process created them.
+    KeyRing readOrCreate() override;
+
     /// Waits up to 5 s for a change by another thread or process, and then throws a KeyError that
     /// names the process. The lock is a file with the name of the key file and ".lock".
     KeyRing change(const Change& change) override;
 
     /// The path of the key file.
-    QString path() const { return filePath; }
+    QString path() const;
 
 private:
-    struct Cache;
-
-    void _Write(const KeyRing& ring, bool replace);
-
-    const QString filePath;
-    const std::unique_ptr<Cache> cache;
+    const std::unique_ptr<KeyFile> file;
 };
 
 } // namespace sync::core::crypto

@@ -19,7 +19,7 @@ public:
         Other,        ///< None of the following; see the text.
         NoPermission, ///< No permission to read the key file or a folder above it.
         NotWritable,  ///< The key file cannot be written at its place.
-        Unsafe,       ///< Others can read or change the key file, or it belongs to another user.
+        Unsafe,       ///< Others can access or exchange the key file, or it is another user's.
         Damaged,      ///< The stored keys have a wrong size, format or checksum.
         Locked,       ///< The keychain is locked, or the user denied access to it.
         Absent,       ///< No keychain is available.

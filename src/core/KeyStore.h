@@ -41,8 +41,8 @@ public:
     /// Throws KeyError and does not change the store if that fails.
     virtual KeyRing change(const Change& change) = 0;
 
-    /// The keys; the first use creates one. Never an empty ring; throws KeyError.
-    KeyRing readOrCreate();
+    /// The keys to encrypt with; the first use creates one. Never an empty ring; throws KeyError.
+    virtual KeyRing readOrCreate();
 };
 
 } // namespace sync::core::crypto

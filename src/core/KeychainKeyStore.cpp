@@ -1,9 +1,10 @@
 #include <core/KeychainKeyStore.h>
 
+#include <base/FileError.h>
+#include <base/Folders.h>
 #include <base/Sodium.h>
 #include <core/keys/KeyLock.h>
 
-#include <QDir>
 #include <QLockFile>
 #include <QMutexLocker>
 #include <QStandardPaths>
@@ -13,9 +14,6 @@ using namespace Qt::StringLiterals;
 namespace sync::core::crypto {
 
 namespace {
-
-// The keychain of the process that holds the lock may show the user a prompt.
-constexpr std::chrono::seconds KeychainLockLimit(30);
 
 KeyError errorOf(const Keychain::Answer& answer)
 {
@@ -68,7 +66,11 @@ QString lockPath()
 {
     const QString folder =
         QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + u"/velmio"_s;
-    QDir().mkpath(folder);
+    try {
+        base::createFolders(folder);
+    } catch (const base::FileError&) {
+        // The lock says that it cannot be written.
+    }
     return folder + u"/keychain.lock"_s;
 }
 
@@ -94,8 +96,10 @@ KeyRing KeychainKeyStore::read()
 KeyRing KeychainKeyStore::change(const Change& change)
 {
     const QMutexLocker locker(&mutex);
+    // Shows its prompt before others wait for the lock.
+    _ReadEntry();
     QLockFile lock(lockPath());
-    lockKeys(lock, KeychainLockLimit);
+    lockKeys(lock);
     const KeyRing before = _ReadEntry();
     KeyRing after = change(before);
     if (after.ids() != before.ids()) {

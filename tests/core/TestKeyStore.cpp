@@ -40,10 +40,15 @@ KeyRing addKey(const KeyRing& ring)
     return ring.withNewKey();
 }
 
+QByteArray nameOf(const QString& path)
+{
+    return QFile::encodeName(path);
+}
+
 mode_t modeOf(const QString& path)
 {
     struct stat status = {};
-    ::stat(QFile::encodeName(path).constData(), &status);
+    ::stat(nameOf(path).constData(), &status);
     return status.st_mode & 07777;
 }
 
@@ -53,7 +58,7 @@ void writeFile(const QString& path, const QByteArray& content, mode_t mode = Own
     QVERIFY(file.open(QIODevice::WriteOnly));
     QCOMPARE(file.write(content), content.size());
     file.close();
-    QCOMPARE(::chmod(QFile::encodeName(path).constData(), mode), 0);
+    QCOMPARE(::chmod(nameOf(path).constData(), mode), 0);
 }
 
 /// The cause with which `action` fails; nothing if it succeeds.
@@ -160,6 +165,39 @@ private Q_SLOTS:
         QCOMPARE(modeOf(folder->filePath(u"new/velmio"_s)), mode_t(0700));
     }
 
+    void umaskTakesNoRightFromTheOwner()
+    {
+        const mode_t before = ::umask(0777);
+        const auto restore = qScopeGuard([before] { ::umask(before); });
+        FileKeyStore store(folder->filePath(u"new/velmio/password.key"_s));
+
+        store.readOrCreate();
+
+        QCOMPARE(modeOf(folder->filePath(u"new"_s)), mode_t(0700));
+        QCOMPARE(modeOf(folder->filePath(u"new/velmio"_s)), mode_t(0700));
+        QCOMPARE(modeOf(store.path()), OwnerOnly);
+    }
+
+    // The process that created it was killed before it synced the folder, or has not come so far.
+    void keyOfAnotherProcessIsDurableBeforeItEncrypts()
+    {
+        FileKeyStore(path).readOrCreate();
+        QList<QByteArray> synced;
+        const sync::test::SystemCallWatch watch([&](const sync::test::SystemCall& call) {
+            if (call.name == "fsync")
+                synced.append(call.path);
+            return 0;
+        });
+        FileKeyStore store(path);
+
+        store.read();
+        QCOMPARE(synced, QList<QByteArray>());
+        store.readOrCreate();
+        store.readOrCreate();
+
+        QCOMPARE(synced, QList<QByteArray>({nameOf(path), nameOf(folder->path())}));
+    }
+
     void newKeyIsDurableWithItsFolders_data()
     {
         QTest::addColumn<bool>("folderExists");
@@ -183,7 +221,7 @@ private Q_SLOTS:
             return 0;
         });
         if (folderExists)
-            QCOMPARE(::mkdir(QFile::encodeName(folder->filePath(u"new"_s)).constData(), 0700), 0);
+            QCOMPARE(::mkdir(nameOf(folder->filePath(u"new"_s)).constData(), 0700), 0);
 
         FileKeyStore(folder->filePath(u"new/velmio/password.key"_s)).readOrCreate();
 
@@ -245,12 +283,12 @@ private Q_SLOTS:
         FileKeyStore store(path);
         store.readOrCreate();
         struct stat before = {};
-        QCOMPARE(::stat(QFile::encodeName(path).constData(), &before), 0);
+        QCOMPARE(::stat(nameOf(path).constData(), &before), 0);
 
         store.change([](const KeyRing& ring) { return ring; });
 
         struct stat after = {};
-        QCOMPARE(::stat(QFile::encodeName(path).constData(), &after), 0);
+        QCOMPARE(::stat(nameOf(path).constData(), &after), 0);
         QCOMPARE(after.st_ino, before.st_ino);
     }
 
@@ -317,7 +355,7 @@ private Q_SLOTS:
         FileKeyStore store(path);
         store.readOrCreate();
 
-        QCOMPARE(::chmod(QFile::encodeName(path).constData(), mode_t(mode)), 0);
+        QCOMPARE(::chmod(nameOf(path).constData(), mode_t(mode)), 0);
 
         QCOMPARE(causeOf([&] { store.read(); }), KeyError::Cause::Unsafe);
         QCOMPARE(causeOf([&] { FileKeyStore(path).readOrCreate(); }), KeyError::Cause::Unsafe);
@@ -350,7 +388,7 @@ private Q_SLOTS:
 
     void pipeInPlaceOfTheFileIsRefused()
     {
-        QCOMPARE(::mkfifo(QFile::encodeName(path).constData(), OwnerOnly), 0);
+        QCOMPARE(::mkfifo(nameOf(path).constData(), OwnerOnly), 0);
 
         QCOMPARE(causeOf([&] { FileKeyStore(path).readOrCreate(); }), KeyError::Cause::Unsafe);
     }
@@ -361,11 +399,45 @@ private Q_SLOTS:
         QString foreign = u"/etc/passwd"_s;
         if (::geteuid() == 0) {
             FileKeyStore(path).readOrCreate();
-            QCOMPARE(::chown(QFile::encodeName(path).constData(), 1, gid_t(-1)), 0);
+            QCOMPARE(::chown(nameOf(path).constData(), 1, gid_t(-1)), 0);
             foreign = path;
         }
 
         QCOMPARE(causeOf([&] { FileKeyStore(foreign).read(); }), KeyError::Cause::Unsafe);
+    }
+
+    void folderThatOthersMayWriteToIsRefused_data()
+    {
+        QTest::addColumn<int>("mode");
+        QTest::newRow("everybody") << 0777;
+        QTest::newRow("everybody, sticky") << 01777;
+    }
+
+    void folderThatOthersMayWriteToIsRefused()
+    {
+        QFETCH(int, mode);
+        const QString other = folder->filePath(u"other.key"_s);
+        FileKeyStore(path).readOrCreate();
+        QCOMPARE(::chmod(nameOf(folder->path()).constData(), mode_t(mode)), 0);
+
+        QCOMPARE(
+            textOf([&] { FileKeyStore(path).read(); }),
+            u"The password key file \"%1\" is not used, because another user could exchange it: "
+            "others may write to %2. Take that right away, or use a folder of your own."_s.arg(
+                path, folder->path()));
+        QCOMPARE(causeOf([&] { FileKeyStore(other).readOrCreate(); }), KeyError::Cause::Unsafe);
+        QVERIFY(!QFile::exists(other));
+    }
+
+    void folderOfAnotherUserIsRefused()
+    {
+        FileKeyStore(path).readOrCreate();
+        // Only root can give a folder away; anybody else owns it here.
+        const bool given = ::chown(nameOf(folder->path()).constData(), 1, gid_t(-1)) == 0;
+
+        const auto cause = causeOf([&] { FileKeyStore(path).read(); });
+
+        QCOMPARE(cause == KeyError::Cause::Unsafe, given);
     }
 
     void fileOfTheWrongSizeIsDamaged_data()
@@ -552,6 +624,43 @@ private Q_SLOTS:
         const QString text = textOf([&] { lockKeys(lock, 0s); });
 
         QCOMPARE(text, lockedText(::getpid(), u"TestKeyStore"_s, QSysInfo::machineHostName(), 0));
+    }
+
+    void lockThatIsNoFileIsRefusedAtOnce_data()
+    {
+        QTest::addColumn<QString>("kind");
+        for (const auto& kind : {u"pipe"_s, u"folder"_s, u"link"_s})
+            QTest::newRow(qPrintable(kind)) << kind;
+    }
+
+    void lockThatIsNoFileIsRefusedAtOnce()
+    {
+        QFETCH(QString, kind);
+        const QByteArray lock = nameOf(path + u".lock"_s);
+        const int made = kind == u"pipe"     ? ::mkfifo(lock.constData(), OwnerOnly)
+                         : kind == u"folder" ? ::mkdir(lock.constData(), 0700)
+                                             : ::symlink("/dev/zero", lock.constData());
+        QCOMPARE(made, 0);
+
+        QCOMPARE(
+            textOf([&] { FileKeyStore(path).readOrCreate(); }),
+            u"The lock file \"%1.lock\" of the password keys is not a regular file. Remove what is "
+            "in its place."_s.arg(path));
+    }
+
+    void lockOfAnotherUserIsRefusedAtOnce()
+    {
+        QLockFile other(path + u".lock"_s);
+        QVERIFY(other.lock());
+        if (::chown(nameOf(other.fileName()).constData(), 1, gid_t(-1)) != 0)
+            other.unlock(); // Only root can give a file away.
+
+        const QString text = textOf([&] { FileKeyStore(path).readOrCreate(); });
+
+        const QString refusal =
+            u"The password keys are locked by another user: %1.lock belongs to "
+            "the user with the id 1. Remove it if you do not know it."_s.arg(path);
+        QCOMPARE(text, ::geteuid() == 0 ? refusal : QString());
     }
 
     void lockThatNamesNoProcessIsTold()

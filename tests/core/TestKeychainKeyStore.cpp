@@ -1,5 +1,6 @@
 #include <core/KeychainKeyStore.h>
 
+#include <QFile>
 #include <QStandardPaths>
 #include <QTest>
 
@@ -18,8 +19,15 @@ struct KeychainState
     Keychain::Status writeStatus = Keychain::Status::Done;
     QByteArray entry;
     int reads = 0;
+    int lockedReads = 0; // while the lock file existed
     int writes = 0;
 };
+
+QString lockPath()
+{
+    return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
+           u"/velmio/keychain.lock"_s;
+}
 
 class FakeKeychain : public Keychain
 {
@@ -32,6 +40,7 @@ public:
     Answer read() override
     {
         ++state->reads;
+        state->lockedReads += QFile::exists(lockPath()) ? 1 : 0;
         if (state->readStatus != Status::Done)
             return {state->readStatus, {}, u"told so"_s};
         return {state->entry.isEmpty() ? Status::Empty : Status::Done, state->entry, {}};
@@ -186,6 +195,14 @@ private Q_SLOTS:
 
         QCOMPARE(changed.mid(1), other);
         QCOMPARE(makeStore()->read().ids(), changed);
+    }
+
+    void promptIsShownBeforeOthersWaitForTheLock()
+    {
+        makeStore()->change(addKey);
+
+        QCOMPARE(state->reads, 2);
+        QCOMPARE(state->lockedReads, 1);
     }
 
     void damagedEntryIsRefusedAndKept()

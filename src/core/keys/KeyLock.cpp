@@ -1,10 +1,14 @@
 #include <core/keys/KeyLock.h>
 
+#include <base/Ownership.h>
 #include <core/KeyError.h>
 
 #include <QDeadlineTimer>
+#include <QFile>
 #include <QLockFile>
 #include <QThread>
+
+#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -40,6 +44,25 @@ KeyError lockError(const QLockFile& lock, std::chrono::milliseconds limit)
             .arg(limit.count())};
 }
 
+// Examined before it is read: opening a pipe would wait for its writer.
+void checkLockFile(const QString& path)
+{
+    struct stat status = {};
+    if (::lstat(QFile::encodeName(path).constData(), &status) != 0)
+        return;
+    if (!S_ISREG(status.st_mode)) {
+        throw KeyError(
+            KeyError::Cause::Unsafe, u"The lock file \"%1\" of the password keys is not a regular "
+                                     "file. Remove what is in its place."_s.arg(path));
+    }
+    const QString finding = base::ownerFinding(path, status, ::geteuid());
+    if (!finding.isEmpty()) {
+        throw KeyError(
+            KeyError::Cause::Unsafe,
+            u"The password keys are locked by another user: %1."_s.arg(finding));
+    }
+}
+
 } // namespace
 
 void lockKeys(QLockFile& lock, std::chrono::milliseconds limit)
@@ -49,7 +72,10 @@ void lockKeys(QLockFile& lock, std::chrono::milliseconds limit)
     // Not by the time limit of tryLock(): it waits 100 ms, 200 ms and so on, so that processes that
     // start together meet again and again.
     const QDeadlineTimer deadline(limit);
-    while (!lock.tryLock(0)) {
+    for (;;) {
+        checkLockFile(lock.fileName());
+        if (lock.tryLock(0))
+            return;
         if (lock.error() != QLockFile::LockFailedError || deadline.hasExpired())
             throw lockError(lock, limit);
         QThread::msleep(10);

@@ -1,0 +1,202 @@
+#include <core/keys/KeyFile.h>
+
+#include <base/FileError.h>
+#include <base/Folders.h>
+#include <base/Ownership.h>
+#include <base/PartialFile.h>
+#include <core/KeyError.h>
+
+#include <QFile>
+#include <QFileInfo>
+
+#include <cerrno>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+
+namespace sync::core::crypto {
+
+using base::FileDescriptor;
+using base::systemErrorText;
+
+namespace {
+
+constexpr mode_t GroupAndOthers = S_IRWXG | S_IRWXO;
+
+KeyError unsafe(const QString& path, const QString& why, const QString& remedy)
+{
+    return {
+        KeyError::Cause::Unsafe,
+        u"The password key file \"%1\" %2, so it is not used. %3"_s.arg(path, why, remedy)};
+}
+
+KeyError unreadable(const QString& path, int error)
+{
+    const bool denied = error == EACCES || error == EPERM;
+    return {
+        denied ? KeyError::Cause::NoPermission : KeyError::Cause::Other,
+        u"The password key file \"%1\" cannot be read: %2. Get permission to read it and the "
+        "folders above it."_s.arg(path, systemErrorText(error))};
+}
+
+KeyError unwritable(const QString& path, int error)
+{
+    return {
+        KeyError::Cause::NotWritable,
+        u"The password key file \"%1\" cannot be written: %2. Make its folder writable, or choose "
+        "another place for the key."_s.arg(path, systemErrorText(error))};
+}
+
+KeyError damaged(const QString& path)
+{
+    return {
+        KeyError::Cause::Damaged,
+        u"The password key file \"%1\" is damaged. Restore it from a backup, or remove it and "
+        "enter the passwords again."_s.arg(path)};
+}
+
+// Who may write to the folder could put another file in its place.
+void checkFolder(const QString& path)
+{
+    const QString folder = QFileInfo(path).absolutePath();
+    const auto status = base::ExaminedFolder(folder).status();
+    if (!status)
+        return; // The next step says why.
+    QString finding = base::ownerFinding(folder, *status, ::geteuid());
+    if (finding.isEmpty())
+        finding = base::writersFinding(folder, *status);
+    if (!finding.isEmpty()) {
+        throw KeyError(
+            KeyError::Cause::Unsafe, u"The password key file \"%1\" is not used, because another "
+                                     "user could exchange it: %2."_s.arg(path, finding));
+    }
+}
+
+void checkSafety(const QString& path, const struct stat& status)
+{
+    if (!S_ISREG(status.st_mode))
+        throw unsafe(path, u"is not a regular file"_s, u"Remove what is in its place."_s);
+    if (status.st_uid != geteuid())
+        throw unsafe(path, u"belongs to another user"_s, u"Make yourself its owner."_s);
+    if (status.st_mode & GroupAndOthers) {
+        throw unsafe(
+            path, u"can be read or changed by its group or others"_s,
+            u"Set its mode to 0600, and change the passwords if others may have read it."_s);
+    }
+}
+
+SecureBytes readWhole(const QString& path, int descriptor, std::size_t size)
+{
+    if (size == 0 || size > KeyRing::maximumBytes())
+        throw damaged(path);
+
+    SecureBytes bytes(size);
+    std::size_t done = 0;
+    while (done < size) {
+        const ssize_t count = ::read(descriptor, bytes.data() + done, size - done);
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count < 0)
+            throw unreadable(path, errno);
+        if (count == 0)
+            throw damaged(path);
+        done += static_cast<std::size_t>(count);
+    }
+    return bytes;
+}
+
+FileDescriptor openFile(const QString& path)
+{
+    // O_NONBLOCK, because opening a pipe would wait for its writer.
+    FileDescriptor file(::open(
+        QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+    if (!file.isOpen() && errno == ELOOP)
+        throw unsafe(path, u"is a symbolic link"_s, u"Put the file itself there."_s);
+    if (!file.isOpen() && errno != ENOENT)
+        throw unreadable(path, errno);
+    return file;
+}
+
+} // namespace
+
+KeyFile::KeyFile(QString path)
+    : filePath(std::move(path))
+{
+}
+
+KeyRing KeyFile::read()
+{
+    FileDescriptor present = openFile(filePath);
+    if (!present.isOpen())
+        return {};
+    checkFolder(filePath);
+    struct stat presentStatus = {};
+    if (::fstat(present.get(), &presentStatus) != 0)
+        throw unreadable(filePath, errno);
+    checkSafety(filePath, presentStatus);
+
+    const std::lock_guard lock(mutex);
+    if (!isCached(presentStatus)) {
+        auto bytes =
+            readWhole(filePath, present.get(), static_cast<std::size_t>(presentStatus.st_size));
+        auto fresh = KeyRing::fromBytes(bytes);
+        if (!fresh)
+            throw damaged(filePath);
+        content = std::move(*fresh);
+        file = std::move(present);
+        status = presentStatus;
+        isSynced = false;
+    }
+    return content;
+}
+
+void KeyFile::prepareFolder() const
+{
+    try {
+        base::createFolders(QFileInfo(filePath).absolutePath());
+    } catch (const base::FileError& error) {
+        throw unwritable(filePath, error.code());
+    }
+    checkFolder(filePath);
+}
+
+void KeyFile::write(const KeyRing& present, const KeyRing& ring)
+{
+    const SecureBytes bytes = ring.toBytes();
+    try {
+        base::PartialFile fresh(filePath);
+        fresh.append({bytes.data(), static_cast<qsizetype>(bytes.size())});
+        present.isEmpty() ? fresh.publish() : fresh.publishOver();
+    } catch (const base::FileError& error) {
+        // If the lock does not hold, as on some network file systems, the first file wins and the
+        // second process uses it.
+        if (!present.isEmpty() || error.code() != EEXIST)
+            throw unwritable(filePath, error.code());
+    }
+}
+
+void KeyFile::sync()
+{
+    const std::lock_guard lock(mutex);
+    if (isSynced || !file.isOpen())
+        return;
+    try {
+        // On a read-only file system there is nothing to sync.
+        if (::fsync(file.get()) != 0 && errno != EROFS && errno != EINVAL)
+            throw base::FileError(filePath, u"Cannot sync the file"_s, errno);
+        base::syncFolder(QFileInfo(filePath).absolutePath());
+    } catch (const base::FileError& error) {
+        throw unwritable(filePath, error.code());
+    }
+    isSynced = true;
+}
+
+bool KeyFile::isCached(const struct stat& present) const
+{
+    return file.isOpen() && status.st_dev == present.st_dev && status.st_ino == present.st_ino &&
+           status.st_size == present.st_size && status.st_ctime == present.st_ctime;
+}
+
+} // namespace sync::core::crypto
