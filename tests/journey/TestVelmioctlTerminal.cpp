@@ -75,6 +75,33 @@ private Q_SLOTS:
         QVERIFY(!run.output.contains(u'\x1b'));
     }
 
+    void jsonHasEscapesForWhatATerminalHides_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::newRow("show") << QStringList{u"server"_s, u"show"_s, u"1"_s, u"--json"_s};
+        QTest::newRow("export") << QStringList{u"export"_s};
+        QTest::newRow("diff") << QStringList{
+            u"diff"_s, u"none.json"_s, u"configuration.db"_s, u"--json"_s};
+        QTest::newRow("doctor") << QStringList{u"doctor"_s, u"--json"_s};
+        QTest::newRow("query") << QStringList{
+            u"query"_s, u"SELECT alias FROM v1_servers"_s, u"--json"_s};
+    }
+
+    void jsonHasEscapesForWhatATerminalHides()
+    {
+        QFETCH(QStringList, arguments);
+        tool->writeFile(u"none.json"_s, tool->run({u"export"_s}).output.toUtf8());
+        const QString odd = u"a'||char(0x9b)||char(0x202e)||char(0xe0041)||'"_s;
+        QVERIFY(tool->execute(
+            u"INSERT INTO ServerConfiguration (id, alias) VALUES (1, '%1')"_s.arg(odd)));
+        QVERIFY(tool->execute(u"UPDATE FolderConfiguration SET clientPath = '%1'"_s.arg(odd)));
+
+        const QByteArray answer = shown(arguments);
+
+        QVERIFY2(answer.contains("a\\u009b\\u202e\\udb40\\udc41"), answer.constData());
+        QVERIFY(std::all_of(answer.begin(), answer.end(), [](char byte) { return byte > 0; }));
+    }
+
     void pruneShowsItsPlanBeforeItAsks_data()
     {
         QTest::addColumn<QByteArray>("answer");

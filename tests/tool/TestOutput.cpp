@@ -82,6 +82,25 @@ private Q_SLOTS:
         QCOMPARE(QJsonDocument::fromJson(contentOf(answers)).object(), object);
     }
 
+    void jsonOnATerminalHidesNothing()
+    {
+        const File answers(std::tmpfile());
+        const File messages(std::tmpfile());
+        Output output(answers.get(), messages.get(), {.interactive = true}, {.interactive = true});
+        output.setJson(true);
+        const QJsonObject object{{u"name"_s, u"a\u009b\u202e\U000E0041"_s}};
+
+        output.print(object);
+        output.print(QJsonArray{object});
+        output.printJsonLine(object);
+        output.printBytes("\"\u009b\"");
+        output.error({ExitCode::OtherError, u"\u009b\u202e"_s});
+
+        const QByteArray all = contentOf(answers) + contentOf(messages);
+        QVERIFY(std::all_of(all.begin(), all.end(), [](char byte) { return byte > 0; }));
+        QCOMPARE(all.count("\\u009b\\u202e"), 4);
+    }
+
     void messageIsColouredOnlyWhereWelcome()
     {
         const File answers(std::tmpfile());

@@ -1,5 +1,7 @@
 #include <velmioctl/cli/Text.h>
 
+#include <QJsonArray>
+#include <QJsonDocument>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -93,6 +95,12 @@ private Q_SLOTS:
         QTest::newRow("delete and one-byte command") << u"\u007f\u009b"_s << u"\\x7f\\x9b"_s;
         QTest::newRow("writing direction") << u"a\u202egpj"_s << u"a\\u{202e}gpj"_s;
         QTest::newRow("line separator") << u"\u2028"_s << u"\\u{2028}"_s;
+        QTest::newRow("no width") << u"a\u200bb\u200d\u2060\ufeff"_s
+                                  << u"a\\u{200b}b\\u{200d}\\u{2060}\\u{feff}"_s;
+        QTest::newRow("tags") << u"a\U000E0001\U000E0041"_s << u"a\\u{e0001}\\u{e0041}"_s;
+        QTest::newRow("filler and hyphen that are not shown")
+            << u"\u3164\u00ad"_s << u"\\u{3164}\\xad"_s;
+        QTest::newRow("variation of a character") << u"a\U000E0100"_s << u"a\\u{e0100}"_s;
         QTest::newRow("half of a pair") << QString(QChar(0xD800)) << u"\\u{d800}"_s;
         QTest::newRow("nothing to escape")
             << u"\u65e5 \U0001F600 \\n"_s << u"\u65e5 \U0001F600 \\n"_s;
@@ -104,6 +112,19 @@ private Q_SLOTS:
         QFETCH(QString, escaped);
 
         QCOMPARE(escapeControls(text), escaped);
+    }
+
+    void jsonWithEscapesMeansTheSame()
+    {
+        const QString odd =
+            u"a\u007f\u009b\u202e\u200b\u2028\U000E0041\ufeff \u65e5\U0001F600\"\n"_s;
+        const QByteArray json = QJsonDocument(QJsonArray{odd}).toJson();
+
+        const QByteArray escaped = escapeInJson(json);
+
+        QCOMPARE(QJsonDocument::fromJson(escaped).array(), QJsonArray{odd});
+        QVERIFY(escaped.contains("\"a\\u007f\\u009b\\u202e\\u200b\\u2028\\udb40\\udc41\\ufeff "
+                                 "\u65e5\U0001F600\\\"\\n\"\n"));
     }
 
     void linesKeepTheirEnds() { QCOMPARE(escapeControlsInLines(u"a\nb\x1b"_s), u"a\nb\\x1b"_s); }

@@ -37,17 +37,17 @@ void Output::print(const FieldList& fields)
 
 void Output::print(const QJsonObject& object)
 {
-    write(QJsonDocument(object).toJson(QJsonDocument::Indented));
+    printBytes(QJsonDocument(object).toJson(QJsonDocument::Indented));
 }
 
 void Output::print(const QJsonArray& array)
 {
-    write(QJsonDocument(array).toJson(QJsonDocument::Indented));
+    printBytes(QJsonDocument(array).toJson(QJsonDocument::Indented));
 }
 
 void Output::printJsonLine(const QJsonObject& object)
 {
-    write(QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n');
+    printBytes(QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n');
 }
 
 void Output::printList(const QJsonArray& array, const Table& table, const QString& emptyNote)
@@ -72,7 +72,7 @@ void Output::printLines(const QString& text)
 
 void Output::printBytes(const QByteArray& bytes)
 {
-    write(bytes);
+    write(answersAt.interactive ? escapeInJson(bytes) : bytes);
 }
 
 void Output::note(const QString& text)
@@ -103,8 +103,9 @@ void Output::error(const CommandError& error)
         {u"cause"_s, error.cause()},
         {u"message"_s, error.message()},
         {u"remedy"_s, error.remedy()}};
+    const QByteArray json = QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n';
     flush();
-    std::fputs((QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n').constData(), messages);
+    std::fputs((messagesAt.interactive ? escapeInJson(json) : json).constData(), messages);
     std::fflush(messages);
 }
 

@@ -52,7 +52,7 @@ public:
     /// Lines with their ends, in which names are already escaped.
     void printLines(const QString& text);
 
-    /// The same, byte for byte.
+    /// JSON, or a piece of it, byte for byte; a terminal gets escapes that mean the same.
     void printBytes(const QByteArray& bytes);
 
     /// A remark for a person.

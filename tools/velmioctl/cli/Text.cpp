@@ -27,15 +27,22 @@ void forEachCharacter(const QString& text, Use use)
     }
 }
 
-bool commandsTerminal(char32_t character)
+// By the tables of Unicode: a character without a look of its own commands a terminal, turns the
+// writing direction, or makes two names look alike.
+bool isHidden(char32_t character)
 {
-    const bool direction = character == 0x061C || (character >= 0x200E && character <= 0x200F) ||
-                           (character >= 0x202A && character <= 0x202E) ||
-                           (character >= 0x2066 && character <= 0x2069);
-    const bool line = character == 0x2028 || character == 0x2029;
-    const bool halfPair = character >= 0xD800 && character <= 0xDFFF;
-    return character < 0x20 || (character >= 0x7F && character < 0xA0) || direction || line ||
-           halfPair;
+    const utf8proc_property_t& property =
+        *utf8proc_get_property(static_cast<utf8proc_int32_t>(character));
+    switch (property.category) {
+    case UTF8PROC_CATEGORY_CC:
+    case UTF8PROC_CATEGORY_CF:
+    case UTF8PROC_CATEGORY_CS:
+    case UTF8PROC_CATEGORY_ZL:
+    case UTF8PROC_CATEGORY_ZP:
+        return true;
+    default:
+        return property.ignorable;
+    }
 }
 
 QString escapeOf(char32_t character)
@@ -147,7 +154,7 @@ QString escapeControls(const QString& text)
     escaped.reserve(text.size());
     qsizetype at = 0;
     forEachCharacter(text, [&](char32_t character, int units) {
-        if (commandsTerminal(character))
+        if (isHidden(character))
             escaped += escapeOf(character);
         else
             escaped += QStringView(text).mid(at, units);
@@ -163,6 +170,27 @@ QString escapeControlsInLines(const QString& text)
     for (QString& line : lines)
         line = escapeControls(line);
     return lines.join(u'\n');
+}
+
+QByteArray escapeInJson(const QByteArray& json)
+{
+    const QString text = QString::fromUtf8(json);
+    QString escaped;
+    escaped.reserve(text.size());
+    qsizetype at = 0;
+    forEachCharacter(text, [&](char32_t character, int units) {
+        const QStringView written = QStringView(text).mid(at, units);
+        at += units;
+        // Those below are blanks between the strings, in which JSON has them escaped.
+        if (character < 0x7F || !isHidden(character)) {
+            escaped += written;
+            return true;
+        }
+        for (const QChar unit : written)
+            escaped += u"\\u%1"_s.arg(unit.unicode(), 4, 16, QLatin1Char('0'));
+        return true;
+    });
+    return escaped.toUtf8();
 }
 
 QString quoted(const QString& name)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QString>
 
 namespace velmioctl {
@@ -20,11 +21,16 @@ QString shortened(const QString& text, int columns, const QString& ellipsis);
 QString wrapped(const QString& text, int columns, int indent = 0);
 
 /// Replaces characters that control a terminal or hide text in it (control characters, marks of
-/// writing direction, line separators) by visible escapes such as `\n`, `\x1b` and `\u{202e}`.
+/// writing direction, line separators, characters without a width, tags) by visible escapes such as
+/// `\n`, `\x1b` and `\u{202e}`.
 QString escapeControls(const QString& text);
 
 /// The same for a message of several lines, with its line breaks kept.
 QString escapeControlsInLines(const QString& text);
+
+/// The same for JSON in UTF-8, by escapes that mean the same to its readers, such as `\u202e`. A
+/// piece of JSON must end between characters.
+QByteArray escapeInJson(const QByteArray& json);
 
 /// A name or path inside a message: escaped, in quotes.
 QString quoted(const QString& name);

@@ -98,7 +98,7 @@ Report::Report(Output& output, const QString& path)
     , path(path)
 {
     if (output.json())
-        output.printLines(text({{u"database"_s, path}}).chopped(1) + u",\"findings\":["_s);
+        printJson(text({{u"database"_s, path}}).chopped(1) + u",\"findings\":["_s);
 }
 
 void Report::found(const Check& check, const Row& row)
@@ -113,7 +113,7 @@ void Report::found(const Check& check, const Row& row)
     Finding& finding = findings.back();
     ++finding.count;
     if (output.json())
-        output.printLines((isNew ? u"\n  "_s : u",\n  "_s) + text(toJson(row)));
+        printJson((isNew ? u"\n  "_s : u",\n  "_s) + text(toJson(row)));
     else if (!isNew && finding.rows.size() < ShownRows)
         finding.rows.push_back(row);
 }
@@ -136,7 +136,7 @@ void Report::finish(const QJsonObject& fix)
         {u"notes"_s, count(Severity::Note)},
         {u"fix"_s, fix.isEmpty() ? QJsonValue() : QJsonValue(fix)},
     };
-    output.printLines(u"],\n"_s + text(summary).mid(1) + u'\n');
+    printJson(u"],\n"_s + text(summary).mid(1) + u'\n');
 }
 
 long long Report::count(Severity severity) const
@@ -175,7 +175,7 @@ void Report::printHead()
         {u"title"_s, finding.check.title}, {u"leadsTo"_s, finding.check.leadsTo},
         {u"remedy"_s, remedyOf(finding)},
     };
-    output.printLines(
+    printJson(
         (findings.size() == 1 ? u"\n"_s : u",\n"_s) + text(head).chopped(1) + u",\"rows\":["_s);
     open = true;
 }
@@ -189,7 +189,12 @@ void Report::endFinding()
     for (const PlannedFix& fix : finding.fixes)
         fixes.append(fix.toJson());
     const QJsonObject tail{{u"count"_s, finding.count}, {u"fixes"_s, fixes}};
-    output.printLines(u"],"_s + text(tail).mid(1));
+    printJson(u"],"_s + text(tail).mid(1));
+}
+
+void Report::printJson(const QString& piece)
+{
+    output.printBytes(piece.toUtf8());
 }
 
 void Report::printText()

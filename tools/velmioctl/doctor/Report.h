@@ -61,6 +61,7 @@ public:
 private:
     void printHead();
     void endFinding();
+    void printJson(const QString& piece);
     void printText();
     void print(const Finding& finding);
 
