@@ -253,7 +253,8 @@ bool DatabaseBackups::copyTo(const QString& target, const std::optional<qint64>&
     // next opening checks the file.
     setCheckpointAtClose(source.database.get(), false);
     // Waits for a program that has locked readers out; the copying itself would not wait.
-    execute(source.database.get(), "BEGIN", databasePath);
+    if (writable)
+        execute(source.database.get(), "BEGIN", databasePath);
     queryNumber(source.database.get(), "SELECT count(*) FROM sqlite_schema", databasePath);
     try {
         base::PartialFile copy(target);

@@ -18,6 +18,7 @@
 #include <QtEndian>
 
 #include <array>
+#include <filesystem>
 #include <optional>
 #include <unistd.h>
 
@@ -117,11 +118,15 @@ StoreContent StoreInspection::inspect(Depth depth)
         return {Kind::NotAFile, u"is not a regular file"_s, Cause::NotADatabase};
     // SQLite would open them, and wait for ever for the other end of a pipe.
     for (const QString& ending : {u"-wal"_s, u"-shm"_s, u"-journal"_s}) {
-        const QFileInfo companion(filePath + ending);
-        if (companion.exists() && !companion.isFile())
+        const QString companion = filePath + ending;
+        // In one look: another process may remove it meanwhile.
+        std::error_code ignored;
+        const auto status =
+            std::filesystem::status(QFile::encodeName(companion).constData(), ignored);
+        if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status))
             return {
                 Kind::NotAFile,
-                u"cannot be used, because %1 is not a regular file"_s.arg(companion.filePath()),
+                u"cannot be used, because %1 is not a regular file"_s.arg(companion),
                 Cause::NotADatabase};
     }
     if (file.size() > 0)
@@ -177,7 +182,6 @@ StoreContent StoreInspection::readWholeOf(const ReadOnlyConnection& connection)
 {
     sqlite3* const database = connection.database.get();
     walRead = connection.readsWal;
-    execute(database, "BEGIN", filePath);
     StoreContent found = readWhole(database, filePath);
     if (found.isOurs())
         differences = schemaDifferencesOf(database, found.version, filePath);

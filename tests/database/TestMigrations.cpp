@@ -84,6 +84,7 @@ private Q_SLOTS:
     void aBackupOfTheEarlierVersionIsMade_data() { addVersions(); }
     void aBackupOfTheEarlierVersionIsMade();
     void withoutABackupNothingIsMigrated();
+    void aDamagedDatabaseIsNotMigrated();
     void aNewDatabaseNeedsNoBackup();
     void nobodySeesAVersionBetween();
 
@@ -216,6 +217,18 @@ void TestMigrations::withoutABackupNothingIsMigrated()
     }
 
     QCOMPARE(RawDatabase(path).value(u"PRAGMA user_version"_s), u"1"_s);
+}
+
+void TestMigrations::aDamagedDatabaseIsNotMigrated()
+{
+    const QString path = folder->filePath(u"store.db"_s);
+    QVERIFY(QFile::copy(QStringLiteral(VELMIO_TEST_DATA "/version-2.db"), path));
+    RawDatabase(path).run(
+        u"ALTER TABLE StoreIdentity RENAME COLUMN lastCompatibleVersion TO lost"_s);
+
+    QVERIFY_THROWS_EXCEPTION(DatabaseError, SqliteDatabaseFactory::open(path));
+
+    QCOMPARE(RawDatabase(path).value(u"PRAGMA user_version"_s), u"2"_s);
 }
 
 void TestMigrations::aNewDatabaseNeedsNoBackup()

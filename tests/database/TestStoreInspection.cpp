@@ -122,6 +122,7 @@ private Q_SLOTS:
     void readOnlyStoreTakesNoWrites();
     void writersWorkBesideAReadOnlyStore();
     void aWriterThatComesLaterIsNoticed();
+    void aClientThatOpensAndClosesStopsNoReader();
     void noRowIsReadAfterAWriterCame();
     void aClientThatBeginsAWalIsNoticed_data();
     void aClientThatBeginsAWalIsNoticed();
@@ -596,6 +597,34 @@ void TestStoreInspection::aWriterThatComesLaterIsNoticed()
     QCOMPARE(reading->lastFailure()->cause, DatabaseError::Cause::Busy);
     query.reset();
     QCOMPARE(countOfSchedules(*reading), 2);
+}
+
+// It removes the WAL and its index each time, and makes them again.
+void TestStoreInspection::aClientThatOpensAndClosesStopsNoReader()
+{
+    makeStore(path);
+    const pid_t client = ::fork();
+    if (client == 0) {
+        for (;;) {
+            RawDatabase user(path);
+            sqlite3_db_config(user.handle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr);
+            user.tryRun("UPDATE Schedules SET syncInterval = syncInterval + 1");
+        }
+    }
+
+    QStringList failures;
+    for (int round = 0; round < 2000; ++round) {
+        try {
+            SqliteDatabaseFactory::openReadOnly(path);
+        } catch (const DatabaseError& error) {
+            if (error.cause() != DatabaseError::Cause::Busy)
+                failures += error.text();
+        }
+    }
+    ::kill(client, SIGKILL);
+    ::waitpid(client, nullptr, 0);
+
+    QCOMPARE(failures.join(u"\n"_s), QString());
 }
 
 // Each row comes from before the write, also those of pages that are read after it.

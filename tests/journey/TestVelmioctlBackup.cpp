@@ -389,7 +389,7 @@ private Q_SLOTS:
             const auto run = tool->run({u"recover"_s, way, u"--yes"_s});
 
             QCOMPARE(run.exitCode, 2);
-            QVERIFY2(run.errors.contains(u"is whole"_s), qPrintable(run.errors));
+            QVERIFY2(run.errors.contains(u"is intact"_s), qPrintable(run.errors));
         }
         QCOMPARE(aliases(), u"first second"_s);
     }

@@ -276,7 +276,7 @@ private:
         addStep(u"server set"_s, {u"1"_s, u"--alias"_s, u"changed"_s});
         addStep(u"diff"_s, {u"@rows.json"_s, u"@configuration.db"_s});
         addStep(u"import"_s, {u"@rows.json"_s, u"--replace"_s, u"--yes"_s});
-        addStep(u"bundle"_s, {u"@bundle.tar.gz"_s, u"--yes"_s});
+        addStep(u"bundle"_s, {u"@bundle.tar.gz"_s});
     }
 
     void check(const QString& command, const VelmioctlRun& run)

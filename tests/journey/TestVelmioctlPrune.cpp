@@ -161,6 +161,25 @@ private Q_SLOTS:
         QCOMPARE(tool->run(command).exitCode, 0);
     }
 
+    void rootThatCannotBeReachedIsNotMissing()
+    {
+        makeFiles(3);
+        QCOMPARE(tool->run({u"scan"_s}).exitCode, 0);
+        QVERIFY(QDir().rename(tool->path(u"one"_s), tool->path(u"away"_s)));
+        // A link to itself stands for whatever fails other than because nothing is there.
+        QVERIFY(QFile::link(tool->path(u"one"_s), tool->path(u"one"_s)));
+
+        const auto scan = tool->json({u"scan"_s, u"--prune"_s, u"--yes"_s, u"--force"_s});
+        const auto status = tool->json({u"status"_s});
+
+        QCOMPARE(scan.exitCode, 1);
+        QCOMPARE(scan.object()[u"roots"_s][0][u"state"_s].toString(), u"unreadable"_s);
+        QCOMPARE(status.object()[u"roots"_s][0][u"rootState"_s].toString(), u"unreadable"_s);
+        QVERIFY2(scan.errors.contains(u"(id 1) is not accessible."_s), qPrintable(scan.errors));
+        QVERIFY2(!scan.errors.contains(u"folder clean"_s), qPrintable(scan.errors));
+        QCOMPARE(storedFiles(), 3);
+    }
+
     void exchangedRootIsNamedUntilItIsAccepted()
     {
         makeFiles(3);

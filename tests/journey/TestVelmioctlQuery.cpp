@@ -73,6 +73,14 @@ private Q_SLOTS:
         QTest::newRow("named like a view")
             << u"WITH v1_signins AS (SELECT consumerSecret AS a FROM ProductConfiguration) "
                u"SELECT a FROM v1_signins"_s;
+        QTest::newRow("password by another name")
+            << u"WITH a AS (SELECT encryptedPassword FROM AuthenticationConfiguration) "
+               u"SELECT * FROM a"_s;
+        QTest::newRow("password by the name of a view")
+            << u"WITH v1_signins AS (SELECT encryptedPassword FROM AuthenticationConfiguration) "
+               u"SELECT * FROM v1_signins"_s;
+        QTest::newRow("mistyped name") << u"SELECT \"foo\" FROM v1_files"_s;
+        QTest::newRow("equal names") << u"SELECT 1 AS id, 2 AS id"_s;
         QTest::newRow("password") << u"SELECT encryptedPassword FROM AuthenticationConfiguration"_s;
     }
 

@@ -65,6 +65,18 @@ private Q_SLOTS:
         QVERIFY(watch->readAllStandardOutput().endsWith("Z  changed  Schedules 1\n"));
     }
 
+    void aFullDiskEndsIt()
+    {
+        watch->setStandardOutputFile(u"/dev/full"_s);
+        start({u"watch"_s});
+
+        QVERIFY(tool->execute(u"UPDATE Schedules SET syncInterval = 5"_s));
+        QVERIFY(watch->waitForFinished());
+
+        QCOMPARE(watch->exitCode(), 8);
+        QVERIFY(watch->readAllStandardError().contains("The disk is full"));
+    }
+
     void missingDatabaseIsNotFound()
     {
         QCOMPARE(tool->runPlain({u"--database"_s, tool->path(u"none"_s), u"watch"_s}).exitCode, 3);

@@ -66,17 +66,6 @@ void requireWritable(sqlite3* database, const QString& path)
         u"this program has too many files open. Try again."_s.arg(path));
 }
 
-// The file may come from somebody else, or be damaged (sqlite.org/security.html). Nothing that it
-// defines calls functions that do more than compute, no statement changes the schema but by CREATE,
-// ALTER and DROP, and a mistyped name in double quotes is an error and not a text.
-void distrustSchema(sqlite3* database)
-{
-    sqlite3_db_config(database, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
-    sqlite3_db_config(database, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
-    sqlite3_db_config(database, SQLITE_DBCONFIG_DQS_DDL, 0, nullptr);
-    sqlite3_db_config(database, SQLITE_DBCONFIG_DQS_DML, 0, nullptr);
-}
-
 } // namespace
 
 void SqliteCloser::operator()(sqlite3* database) const noexcept
@@ -124,6 +113,14 @@ SqliteHandle openConnection(const QString& path, Locking locking)
         path);
     setCheckpointAtClose(opened, true);
     return database;
+}
+
+void distrustSchema(sqlite3* database)
+{
+    sqlite3_db_config(database, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+    sqlite3_db_config(database, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+    sqlite3_db_config(database, SQLITE_DBCONFIG_DQS_DDL, 0, nullptr);
+    sqlite3_db_config(database, SQLITE_DBCONFIG_DQS_DML, 0, nullptr);
 }
 
 void setWaiting(sqlite3* database, bool on)

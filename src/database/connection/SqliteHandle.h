@@ -41,6 +41,11 @@ enum class Locking {
 /// setting. Throws DatabaseError, also if the file can only be read.
 SqliteHandle openConnection(const QString& path, Locking locking = Locking::Shared);
 
+/// For a file that may come from somebody else, or be damaged (sqlite.org/security.html). Nothing
+/// that it defines calls functions that do more than compute, no statement changes the schema but
+/// by CREATE, ALTER and DROP, and a mistyped name in double quotes is an error and not a text.
+void distrustSchema(sqlite3* database);
+
 /// Makes the statements of the connection wait for other processes, up to the busy timeout, or not
 /// at all. A new connection waits.
 void setWaiting(sqlite3* database, bool on);

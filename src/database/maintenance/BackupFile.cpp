@@ -29,7 +29,6 @@ SqliteHandle openWhole(const QString& path)
         ReadOnlyConnection opened = openReadOnlyConnection(path);
         if (!opened.readsWal)
             throw DatabaseError(Cause::NoPermission, u"its WAL cannot be read."_s);
-        execute(opened.database.get(), "BEGIN", path);
         requireOurs(readWhole(opened.database.get(), path));
         return std::move(opened.database);
     } catch (const SqliteError& error) {

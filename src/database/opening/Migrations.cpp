@@ -25,7 +25,7 @@ SqliteHandle createDatabase(const QString& path)
     return database;
 }
 
-void migrate(sqlite3* database, const QString& path)
+void migrate(sqlite3* database, const QString& path, const std::function<void()>& verify)
 {
     execute(database, "BEGIN IMMEDIATE", path);
     try {
@@ -40,6 +40,8 @@ void migrate(sqlite3* database, const QString& path)
         const std::string marks = "PRAGMA application_id = " + std::to_string(ApplicationId) +
                                   "; PRAGMA user_version = " + std::to_string(scripts.size());
         execute(database, marks.c_str(), path);
+        if (verify)
+            verify();
         execute(database, "COMMIT", path);
     } catch (...) {
         if (sqlite3_get_autocommit(database) == 0)

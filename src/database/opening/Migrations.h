@@ -2,6 +2,7 @@
 
 #include <database/connection/SqliteHandle.h>
 
+#include <functional>
 #include <string_view>
 #include <vector>
 
@@ -22,7 +23,9 @@ SqliteHandle createDatabase(const QString& path);
 /// Brings a database to the current schema in one transaction, so that nobody who opens it at the
 /// same time sees an intermediate version and makes a backup of it.
 ///
+/// `verify` is called before the commit, and throws if the database has to stay as it was.
+///
 /// Throws DatabaseError. Other processes may do the same at the same time.
-void migrate(sqlite3* database, const QString& path);
+void migrate(sqlite3* database, const QString& path, const std::function<void()>& verify = {});
 
 } // namespace sync::database

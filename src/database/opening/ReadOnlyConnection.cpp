@@ -11,9 +11,13 @@
 
 #include <sqlite3.h>
 
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <thread>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
@@ -110,8 +114,7 @@ SqliteHandle open(const QString& path, const QByteArray& parameters)
     sqlite3_extended_result_codes(opened, 1);
     setWaiting(opened, true);
     setCheckpointAtClose(opened, false);
-    // Code that a file of unknown origin defines is not run.
-    sqlite3_db_config(opened, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+    distrustSchema(opened);
     // No copy of a setting reaches /tmp.
     sqlite3_exec(opened, "PRAGMA temp_store = MEMORY", nullptr, nullptr, nullptr);
     return database;
@@ -141,11 +144,21 @@ SqliteHandle openWithoutWal(const QString& path)
     return database;
 }
 
-// The first read shows whether a connection can read the file.
+// The first read shows whether a connection can read the file. What follows is read in the same
+// transaction: a later one could find the WAL's index just being changed by a writer.
 ReadOnlyConnection tried(ReadOnlyConnection opened, const QString& path)
 {
+    execute(opened.database.get(), "BEGIN", path);
     queryNumber(opened.database.get(), "PRAGMA user_version", path);
     return opened;
+}
+
+bool mayReadWal(const QString& path)
+{
+    const QStringList files{path + u"-wal"_s, path + u"-shm"_s};
+    return std::all_of(files.begin(), files.end(), [](const QString& file) {
+        return base::mayAccess(file, R_OK) || errno == ENOENT;
+    });
 }
 
 bool isWalUnreadable(const SqliteError& error)
@@ -199,15 +212,28 @@ ReadOnlyConnection openReadOnlyConnection(const QString& path)
         path);
 }
 
+// A client that opens or closes the store makes or removes the WAL and its index meanwhile.
 ReadOnlyConnection openReadOnlyWithWal(const QString& path)
 {
-    ReadOnlyConnection connection = openReadOnlyConnection(path);
-    if (!connection.readsWal)
+    using namespace std::chrono_literals;
+    const StoreFingerprint before = fingerprintOf(path);
+    constexpr int Attempts = 100;
+    for (int attempt = 0; attempt < Attempts && mayReadWal(path); ++attempt) {
+        if (attempt > 0)
+            std::this_thread::sleep_for(1ms);
+        ReadOnlyConnection connection = openReadOnlyConnection(path);
+        if (connection.readsWal)
+            return connection;
+    }
+    if (fingerprintOf(path) != before)
         throw DatabaseError(
-            DatabaseError::Cause::NoPermission,
-            u"The newest changes of the database %1 are in its WAL, which cannot be read. Give "
-            u"yourself the right to read it."_s.arg(path));
-    return connection;
+            DatabaseError::Cause::Busy,
+            u"The database %1 is being opened or closed by another program: try again."_s.arg(
+                path));
+    throw DatabaseError(
+        DatabaseError::Cause::NoPermission,
+        u"The newest changes of the database %1 are in its WAL, which cannot be read. Give "
+        u"yourself the right to read it."_s.arg(path));
 }
 
 } // namespace sync::database

@@ -13,6 +13,7 @@ namespace sync::database {
 /// and no writer waits for it.
 struct ReadOnlyConnection
 {
+    /// In a read transaction.
     SqliteHandle database;
 
     /// False if the WAL cannot be read, so that the newest changes are not seen.

@@ -169,6 +169,7 @@ OpenedStore StoreOpening::openReadOnly()
     requireOurs(content, path);
     if (content.version >= FirstVersionWithIdentity)
         opened.identity = readIdentity(handle(), path);
+    execute(handle(), "COMMIT", path);
     if (opened.identity.moved)
         opened.warnings += movedWarning(path);
     if (content.version > currentSchemaVersion())
@@ -326,7 +327,7 @@ void StoreOpening::backUpAndMigrate()
     if (version > 0 && version < currentSchemaVersion())
         backUp();
     if (version < currentSchemaVersion())
-        migrate(handle(), path);
+        migrate(handle(), path, [this] { checkTables(); });
     if (version > currentSchemaVersion()) {
         opened.warnings += newerWarning(path, version);
     }

@@ -92,6 +92,7 @@ std::unique_ptr<SqliteConnection> ConnectionPool::open()
     if (!readOnly)
         return std::make_unique<SqliteConnection>(*this, openConnection(databasePath));
     ReadOnlyConnection opened = openReadOnlyWithWal(base::resolvedFilePath(databasePath));
+    execute(opened.database.get(), "COMMIT", databasePath);
     return std::make_unique<SqliteConnection>(
         *this, std::move(opened.database), opened.fingerprint);
 }

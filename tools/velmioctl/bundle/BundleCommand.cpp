@@ -21,7 +21,6 @@ struct BundleOptions
     std::optional<std::string> file;
     bool keepPaths = false;
     bool dryRun = false;
-    bool yes = false;
 };
 
 // Of the folder in the archive as well.
@@ -102,8 +101,6 @@ void addBundleCommand(Command& app, Session& session)
         ->offersFiles();
     command->addFlag("--keep-paths", options->keepPaths, "Keep names and paths as they are");
     command->addFlag("--dry-run", options->dryRun, "Show its content, and write nothing");
-    command->addFlag(
-        "--yes", options->yes, "Has no effect: nothing is replaced, so nothing is asked");
     command->example("velmioctl bundle --dry-run");
     command->example("velmioctl bundle report.tar.gz");
     command->callback([&session, options] { bundle::run(session, *options); });

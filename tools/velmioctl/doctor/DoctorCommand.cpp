@@ -129,8 +129,13 @@ QJsonObject repairAll(Session& session, const QString& path, const Plan& plan)
     if (remainder.checks.isEmpty())
         session.exitCode = ExitCode::Ok;
     if (!session.output.json()) {
+        QStringList repaired;
+        if (!plan.schema.isEmpty())
+            repaired += u"the structure of the database"_s;
+        if (rows > 0 || plan.schema.isEmpty())
+            repaired += counted(rows, u"record"_s);
         session.output.printText(u"\nRepaired %1. %2"_s.arg(
-            counted(rows, u"record"_s),
+            repaired.join(u" and "_s),
             remainder.checks.isEmpty()
                 ? u"There are no other findings."_s
                 : u"Remaining findings: "_s + remainder.checks.join(u", "_s) + u'.'));

@@ -101,12 +101,12 @@ const Check SchemaMissing{
     u"schema.missing"_s, Severity::Error, u"parts of the database's structure that are missing"_s,
     u"Without a column or a trigger some changes fail or are stored wrongly; without an index "
     u"everything becomes slower."_s,
-    u"'velmioctl doctor --fix' makes indexes, triggers and views again. For a column, restore a "
+    u"'velmioctl doctor --fix' rebuilds indexes, triggers and views. For a column, restore a "
     u"backup with 'velmioctl restore FILE'."_s};
 const Check SchemaChanged{
     u"schema.changed"_s, Severity::Error, u"parts of the database's structure that were changed"_s,
     u"They may not do what the client relies on."_s,
-    u"'velmioctl doctor --fix' makes indexes, triggers and views again. For a table, restore a "
+    u"'velmioctl doctor --fix' rebuilds indexes, triggers and views. For a table, restore a "
     u"backup with 'velmioctl restore FILE'."_s};
 const Check SchemaForeign{
     u"schema.foreign"_s, Severity::Error,
@@ -124,17 +124,18 @@ Check withBackup(Check check, const QString& path)
 {
     try {
         if (const auto backup = DatabaseBackups(path).newestVerified()) {
-            check.remedy += u" The newest whole backup was made at %1: 'velmioctl restore %2' puts "
-                            u"it in place of the file."_s.arg(
-                                backup->hasImpossibleTime ? u"an unknown time"_s
-                                                          : backup->time.toString(Qt::ISODate),
-                                quoted(backup->path));
+            check.remedy +=
+                u" The newest intact backup was made at %1: 'velmioctl restore %2' puts "
+                u"it in place of the file."_s.arg(
+                    backup->hasImpossibleTime ? u"an unknown time"_s
+                                              : backup->time.toString(Qt::ISODate),
+                    quoted(backup->path));
             return check;
         }
     } catch (const DatabaseError&) {
         // No backup can be read.
     }
-    check.remedy += u" It has no whole backup beside it: 'velmioctl restore FILE' uses one from "
+    check.remedy += u" It has no intact backup beside it: 'velmioctl restore FILE' uses one from "
                     u"another place."_s;
     return check;
 }

@@ -103,15 +103,11 @@ std::pair<QString, std::vector<WatchedDatabase::Binding>> conditionOf(
 std::vector<int> readIds(Session& session, const FileListOptions& options, const QString& table)
 {
     const auto [condition, bindings] = conditionOf(session, options);
-    const auto query = session.database().CreateQuery();
-    query->setForwardOnly(true);
-    query->prepare(
+    const auto query = session.database().select(
         u"SELECT id FROM "_s + table + condition + u" ORDER BY "_s + fileOrderFrom(options.order) +
-        u", id LIMIT "_s + QString::number(options.limit) + u" OFFSET "_s +
-        QString::number(options.offset));
-    for (const auto& [placeholder, value] : bindings)
-        query->bindValue(placeholder, value);
-    query->exec();
+            u", id LIMIT "_s + QString::number(options.limit) + u" OFFSET "_s +
+            QString::number(options.offset),
+        bindings);
     std::vector<int> ids;
     while (query->next())
         ids.push_back(query->value(0).toInt());

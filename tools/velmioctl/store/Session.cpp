@@ -199,7 +199,7 @@ void Session::backUp(DatabaseBackups::Reason reason)
         const CommandError failure = openingError(error);
         throw CommandError(
             failure.code(),
-            u"Nothing was changed, because the backup failed that is made before. "_s +
+            u"Nothing was changed, because the backup that is made first failed. "_s +
                 failure.text(),
             failure.cause());
     }

@@ -143,7 +143,7 @@ void WatchedDatabase::check(bool succeeded, const QString& action)
 }
 
 std::shared_ptr<IQSqlQueryWrapper> WatchedDatabase::select(
-    const QString& sql, std::initializer_list<Binding> bindings)
+    const QString& sql, const std::vector<Binding>& bindings)
 {
     auto query = CreateQuery();
     query->setForwardOnly(true);
@@ -155,12 +155,12 @@ std::shared_ptr<IQSqlQueryWrapper> WatchedDatabase::select(
     return query;
 }
 
-void WatchedDatabase::change(const QString& sql, std::initializer_list<Binding> bindings)
+void WatchedDatabase::change(const QString& sql, const std::vector<Binding>& bindings)
 {
     select(sql, bindings);
 }
 
-long long WatchedDatabase::number(const QString& sql, std::initializer_list<Binding> bindings)
+long long WatchedDatabase::number(const QString& sql, const std::vector<Binding>& bindings)
 {
     const auto query = select(sql, bindings);
     const bool hasRow = query->next();

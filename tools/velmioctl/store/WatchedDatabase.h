@@ -10,10 +10,10 @@
 #include <QString>
 #include <QVariant>
 
-#include <initializer_list>
 #include <memory>
 #include <optional>
 #include <utility>
+#include <vector>
 
 namespace sync::database {
 class SqliteDatabaseFactory;
@@ -59,13 +59,13 @@ public:
     /// Runs a SELECT of the tool; throws CommandError when that fails. Call check() after its last
     /// row.
     std::shared_ptr<sync::interf::IQSqlQueryWrapper> select(
-        const QString& sql, std::initializer_list<Binding> bindings = {});
+        const QString& sql, const std::vector<Binding>& bindings = {});
 
     /// Runs a statement of the tool that changes rows; throws CommandError when that fails.
-    void change(const QString& sql, std::initializer_list<Binding> bindings);
+    void change(const QString& sql, const std::vector<Binding>& bindings);
 
     /// Column 0 of the first row, 0 without a row.
-    long long number(const QString& sql, std::initializer_list<Binding> bindings = {});
+    long long number(const QString& sql, const std::vector<Binding>& bindings = {});
 
 private:
     const std::shared_ptr<sync::database::SqliteDatabaseFactory> factory;

@@ -1,5 +1,6 @@
 #include <velmioctl/tree/Explanation.h>
 
+#include <base/FileError.h>
 #include <config/FolderConfigManager.h>
 #include <config/ProductConfigManager.h>
 #include <config/ScheduleEntryManager.h>
@@ -20,7 +21,6 @@
 #include <QSet>
 
 #include <cerrno>
-#include <cstring>
 #include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
@@ -257,7 +257,7 @@ private:
             return out(
                 u"unreadable"_s,
                 u"%1 is not accessible: %2."_s.arg(
-                    quoted(walked.end), QString::fromLocal8Bit(std::strerror(walked.error))),
+                    quoted(walked.end), sync::base::systemErrorText(walked.error)),
                 u"Change its permissions, and run the command again."_s);
         default:
             return true;

@@ -42,8 +42,18 @@ QJsonObject MissingRecords::toJson() const
         {u"files"_s, pathsOf(files)},
         {u"folders"_s, pathsOf(folders)},
         {u"dependants"_s, QJsonArray::fromStringList(dependants)},
-        {u"deleted"_s, QJsonArray::fromStringList(deleted)},
+        {u"deleted"_s, QJsonArray::fromStringList(deleted())},
     };
+}
+
+QStringList MissingRecords::deleted() const
+{
+    QStringList paths;
+    for (const QString& path : dependants) {
+        if (!QFileInfo::exists(path))
+            paths += path;
+    }
+    return paths;
 }
 
 PruneLimit PruneLimit::from(const std::string& text)
@@ -150,10 +160,6 @@ void Prune::run(const std::function<bool()>& stopRequested)
     const auto removeFolder = [this](int id) { return session.folders().Remove(id); };
     for (MissingRecords& root : plan) {
         removeInBatches(root.files, fileIsGone, removeFile, stopRequested, root.prunedFiles);
-        for (const QString& path : root.dependants) {
-            if (!QFileInfo::exists(path))
-                root.deleted += path;
-        }
         // The deepest folders first, so that an interruption leaves none without its parent.
         std::reverse(root.folders.begin(), root.folders.end());
         removeInBatches(

@@ -28,10 +28,11 @@ struct MissingRecords
     std::vector<Record> folders = {}; ///< Parents before their children.
 
     QStringList dependants = {}; ///< The base copies and generated files of `files`.
-    QStringList deleted = {};    ///< Those of them that were deleted from the disk.
     long long prunedFiles = 0;
     long long prunedFolders = 0;
 
+    /// Those of the dependants that are no longer on the disk.
+    QStringList deleted() const;
     long long size() const { return qint64(files.size()) + qint64(folders.size()); }
     QJsonObject toJson() const;
 };

@@ -11,6 +11,7 @@
 #include <QFileInfo>
 #include <QStorageInfo>
 
+#include <cerrno>
 #include <fcntl.h>
 #include <filesystem>
 #include <sys/stat.h>
@@ -72,6 +73,8 @@ QString wordFor(RootState state)
         return u"exchanged"_s;
     case RootState::Empty:
         return u"empty"_s;
+    case RootState::Unreadable:
+        return u"unreadable"_s;
     case RootState::Missing:
         return u"missing"_s;
     }
@@ -84,6 +87,10 @@ QString describe(RootState state, const FolderConfiguration& root)
     if (state == RootState::Missing) {
         return u"The root folder %1 does not exist. Connect its drive, or remove its records with "
                u"'velmioctl folder clean %2'."_s.arg(described(root), id);
+    }
+    if (state == RootState::Unreadable) {
+        return u"The root folder %1 is not accessible. Give yourself the right to enter the "
+               u"folders above it, or connect its drive."_s.arg(described(root));
     }
     const QString remedy =
         u" Connect its drive. If this was done on purpose, run 'velmioctl scan %1 --force'."_s.arg(
@@ -106,7 +113,12 @@ RootPlace::RootPlace(WatchedDatabase& database, const FolderConfiguration& root)
 RootState RootPlace::state() const
 {
     const QString path = root.getClientPath();
-    if (!QFileInfo(path).isDir())
+    struct stat status
+    {
+    };
+    if (::stat(QFile::encodeName(path).constData(), &status) != 0)
+        return isGone(errno) ? RootState::Missing : RootState::Unreadable;
+    if (!S_ISDIR(status.st_mode))
         return RootState::Missing;
     const bool recorded =
         database.number(
@@ -167,11 +179,11 @@ bool RootPlace::holdsItsContent() const
 {
     long long recorded = 0;
     long long found = 0;
-    const auto count = [&](const QString& sql, bool (*isGone)(const QString& path)) {
+    const auto count = [&](const QString& sql, bool (*gone)(const QString& path)) {
         const auto query = database.select(sql, {{u":id"_s, root.getId()}});
         while (query->next()) {
             ++recorded;
-            found += isGone(query->value(0).toString()) ? 0 : 1;
+            found += gone(query->value(0).toString()) ? 0 : 1;
         }
         database.check();
     };

@@ -11,12 +11,13 @@ class WatchedDatabase;
 /// What is at the path of a root folder, the worst last.
 enum class RootState {
     Present,
-    Exchanged, ///< Another directory, without most of what is recorded.
-    Empty,     ///< An empty directory, although something is recorded: perhaps an unmounted drive.
-    Missing,   ///< No directory.
+    Exchanged,  ///< Another directory, without most of what is recorded.
+    Empty,      ///< An empty directory, although something is recorded: perhaps an unmounted drive.
+    Unreadable, ///< It is not known what is there.
+    Missing,    ///< No directory.
 };
 
-/// "present", "exchanged", "empty" or "missing".
+/// "present", "exchanged", "empty", "unreadable" or "missing".
 QString wordFor(RootState state);
 
 /// The error for a root folder that is not present.

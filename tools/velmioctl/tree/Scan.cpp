@@ -117,7 +117,7 @@ void Scan::run(const FolderConfiguration& rootFolder, const FolderConfiguration&
     current.topLevel = root.getFolderOption() == sync::config::TopLevelOnly;
     const RootPlace place(session.database(), root);
     current.rootState = place.state();
-    const bool accepted = options.force && current.rootState != RootState::Missing;
+    const bool accepted = options.force && current.rootState < RootState::Unreadable;
     if (current.rootState != RootState::Present && !accepted) {
         progress.clear();
         session.output.error({ExitCode::Findings, describe(current.rootState, root)});

@@ -168,7 +168,7 @@ public:
             summary.add(
                 trees[at], counts[at], options.scan.prune ? missing[at].toJson() : QJsonValue());
             if (!session.output.json() && !options.scan.dryRun) {
-                for (const QString& path : missing[at].deleted)
+                for (const QString& path : missing[at].deleted())
                     session.output.printText(u"Deleted %1."_s.arg(quoted(path)));
             }
         }

@@ -1,5 +1,6 @@
 #include <velmioctl/tree/TreeComparison.h>
 
+#include <base/FileError.h>
 #include <database/DatabaseBackups.h>
 #include <interf/IQSqlQueryWrapper.h>
 #include <velmioctl/cli/Text.h>
@@ -11,7 +12,6 @@
 #include <QSet>
 
 #include <cerrno>
-#include <cstring>
 #include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
@@ -45,11 +45,6 @@ std::optional<qint64> numberOrNothing(const QVariant& value)
     return value.isNull() ? std::nullopt : std::optional(value.toLongLong());
 }
 
-QString errorText(int error)
-{
-    return QString::fromLocal8Bit(std::strerror(error));
-}
-
 } // namespace
 
 QString describe(const DirectoryWalk::Problem& problem)
@@ -57,7 +52,9 @@ QString describe(const DirectoryWalk::Problem& problem)
     using Kind = DirectoryWalk::Problem::Kind;
     if (problem.kind == Kind::Unreadable) {
         return u"The folder %1 cannot be read: %2. Change its permissions, and run the command again."_s
-            .arg(quoted(QString::fromUtf8(problem.path)), errorText(problem.error));
+            .arg(
+                quoted(QString::fromUtf8(problem.path)),
+                sync::base::systemErrorText(problem.error));
     }
     return u"The name of the %1 \"%2\" is not valid UTF-8, so it cannot be synchronised. Rename it."_s
         .arg(
@@ -68,7 +65,7 @@ QString describe(const DirectoryWalk::Problem& problem)
 QString describeInaccessible(const QString& path, int error)
 {
     return u"The file %1 is not accessible: %2. Change its permissions, and run the command again."_s
-        .arg(quoted(path), errorText(error));
+        .arg(quoted(path), sync::base::systemErrorText(error));
 }
 
 bool KnownFile::matches(const FileState& state) const

@@ -39,6 +39,14 @@ public:
             sqlite3_exec(handle.get(), sql.constData(), nullptr, nullptr, nullptr);
         }
         database.check();
+        // A mistyped name in double quotes is an error and not a text.
+        sqlite3_db_config(handle.get(), SQLITE_DBCONFIG_DQS_DML, 0, nullptr);
+        // The view of sign-ins says only whether there is a password, so it may read it.
+        sqlite3_exec(
+            handle.get(),
+            "CREATE TABLE columnsOfView AS SELECT * FROM v1_signins; DROP VIEW v1_signins;"
+            "ALTER TABLE columnsOfView RENAME TO v1_signins",
+            nullptr, nullptr, nullptr);
         sqlite3_set_authorizer(handle.get(), authorize, this);
     }
 
@@ -57,8 +65,14 @@ public:
         if (sqlite3_bind_parameter_count(statement.get()) > 0)
             throw refused(u"it has parameters. Write the values into it."_s);
         QStringList names;
-        for (int at = 0; at < sqlite3_column_count(statement.get()); ++at)
-            names += QString::fromUtf8(sqlite3_column_name(statement.get(), at));
+        for (int at = 0; at < sqlite3_column_count(statement.get()); ++at) {
+            const QString name = QString::fromUtf8(sqlite3_column_name(statement.get(), at));
+            // The rows are objects in JSON.
+            if (names.contains(name))
+                throw refused(
+                    u"two columns have the name %1. Name them with AS."_s.arg(quoted(name)));
+            names += name;
+        }
         return names;
     }
 
@@ -79,7 +93,7 @@ private:
 
     static int authorize(
         void* self, int action, const char* first, const char* second, const char* /*schema*/,
-        const char* view)
+        const char* /*view*/)
     {
         auto& copy = *static_cast<EmptyCopy*>(self);
         switch (action) {
@@ -89,8 +103,7 @@ private:
         case SQLITE_FUNCTION:
             return qstricmp(second, "load_extension") == 0 ? SQLITE_DENY : SQLITE_OK;
         case SQLITE_READ:
-            // The views say only whether there is a password, which is encrypted in any case.
-            if (!isSecret(first, second) || (view && qstricmp(second, "encryptedPassword") == 0))
+            if (!isSecret(first, second))
                 return SQLITE_OK;
             copy.reason = u"the column %1 of %2 is a secret. Name other columns."_s.arg(
                 QString::fromUtf8(second), QString::fromUtf8(first));

@@ -72,7 +72,7 @@ void putInPlace(Session& session, const QString& file)
         session.output.printText(u"The old file is kept as %1."_s.arg(quoted(kept)));
 }
 
-// "latest" is the newest whole backup beside the database; a file of that name is "./latest".
+// "latest" is the newest intact backup beside the database; a file of that name is "./latest".
 QString chosenBackup(Session& session, const std::string& file)
 {
     if (file != "latest")
@@ -83,7 +83,7 @@ QString chosenBackup(Session& session, const std::string& file)
         return newest->path;
     throw CommandError(
         ExitCode::NotFound,
-        u"There is no whole backup in %1. Name a backup from another place."_s.arg(
+        u"There is no intact backup in %1. Name a backup from another place."_s.arg(
             quoted(backups.folder())));
 }
 
@@ -112,7 +112,7 @@ void recoverFromBackup(Session& session, const RecoveryOptions& options)
     if (!newest) {
         throw CommandError(
             ExitCode::NotFound,
-            u"No whole backup exists in %1. 'velmioctl restore FILE' uses one from another place, "
+            u"No intact backup exists in %1. 'velmioctl restore FILE' uses one from another place, "
             u"and 'velmioctl recover --salvage' what can be read of the file."_s.arg(
                 quoted(backups.folder())));
     }
@@ -199,7 +199,7 @@ void requireDamage(Session& session)
         return;
     }
     throw CommandError(
-        ExitCode::Usage, u"The database %1 is whole and was not changed. 'velmioctl restore FILE' "
+        ExitCode::Usage, u"The database %1 is intact and was not changed. 'velmioctl restore FILE' "
                          u"restores a backup."_s.arg(quoted(path)));
 }
 
@@ -240,8 +240,7 @@ void addRecoveryCommands(Command& app, Session& session)
 
     Command* const recoverCommand =
         app.addSubcommand("recover", "Replace a damaged database, which is kept beside it");
-    recoverCommand->addFlag(
-        "--from-backup", options->fromBackup, "By the newest backup that is whole");
+    recoverCommand->addFlag("--from-backup", options->fromBackup, "By the newest intact backup");
     recoverCommand->addFlag("--salvage", options->salvage, "By what can be read of it");
     recoverCommand->addFlag("--yes", options->yes, "Recover without asking");
     recoverCommand->addFlag(

@@ -97,7 +97,7 @@ public:
     }
 
 private:
-    bool isDone() const { return most && shown >= *most; }
+    bool isDone() const { return failed || (most && shown >= *most); }
 
     // Reads all tables in one moment. A database that a client is just writing is read later.
     void look()
@@ -159,15 +159,15 @@ private:
                 {u"table"_s, tableName},
                 {u"id"_s, id},
                 {u"name"_s, name}};
-            session.output.printBytes(QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n');
+            session.output.printJsonLine(object);
         } else {
             const QString named = name.isEmpty() ? QString() : u' ' + quoted(name);
             session.output.printText(
                 time + u"  "_s + change.leftJustified(7) + u"  "_s + tableName + u' ' +
                 QString::number(id) + named);
         }
-        // Each line at once; the end of the program reports a failure.
-        session.output.finish();
+        // Each line at once. The end of the program reports a failure.
+        failed = session.output.finish() != 0;
     }
 
     Session& session;
@@ -175,6 +175,7 @@ private:
     const std::optional<long long> most;
     long long shown = 0;
     bool again = false;
+    bool failed = false; // to print
     std::array<std::optional<FileState>, 3> seen;
     std::unordered_map<const TableShape*, Rows> rows;
 };
