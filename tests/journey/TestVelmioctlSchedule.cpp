@@ -2,6 +2,9 @@
 
 #include <QTest>
 
+#include <atomic>
+#include <thread>
+
 using namespace Qt::StringLiterals;
 
 /// Runs over the default schedule 1 and schedule 2 of folder 7.
@@ -55,6 +58,30 @@ private Q_SLOTS:
                                      u"expire    none\n"
                                      u"type      0\n"
                                      u"interval  30\n"_s);
+    }
+
+    void listIsOfOneMoment()
+    {
+        std::atomic<bool> listed = false;
+        std::thread client([this, &listed] {
+            while (!listed) {
+                tool->execute(u"WITH RECURSIVE n (i) AS (SELECT 10 UNION ALL SELECT i + 1 FROM n "
+                              u"WHERE i < 500) INSERT INTO Schedules (folderConfigurationId) "
+                              u"SELECT i FROM n"_s);
+                tool->execute(u"DELETE FROM Schedules WHERE id > 2"_s);
+            }
+        });
+        QStringList errors;
+        for (int round = 0; round < 20; ++round) {
+            const auto list = run({u"list"_s});
+            // Its error says to try again.
+            if (list.exitCode != 0 && list.exitCode != 4)
+                errors += list.errors;
+        }
+        listed = true;
+        client.join();
+
+        QCOMPARE(errors.join(u'\n'), QString());
     }
 
     void setStoresWhatIsGiven()

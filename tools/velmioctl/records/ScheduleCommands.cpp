@@ -108,6 +108,8 @@ void list(Session& session)
     for (const int column : {0, 1, 2, 3})
         table.alignRight(column);
     QJsonArray array;
+    // A client may remove entries meanwhile.
+    const Transaction moment(session.database());
     for (const int id : allIds(session.database())) {
         const ScheduleEntry entry = entryOf(session, id);
         const int folderId = entry.getFolderConfigId();
