@@ -121,7 +121,8 @@ QString Redactor::identifier(const QByteArray& bytes) const
 
 QString Redactor::message(const QString& text) const
 {
-    QStringList parts = text.split(u'"');
+    // Without halves of surrogate pairs, in which a regular expression finds no words.
+    QStringList parts = QString::fromUtf8(text.toUtf8()).split(u'"');
     for (qsizetype at = 0; at < parts.size(); ++at) {
         // Every second part is in quotes, unless the last quote is missing.
         const bool isQuoted = at % 2 == 1 && at + 1 < parts.size();
