@@ -156,7 +156,7 @@ PasswordKeys::Outcome PasswordKeys::_Encrypt(
         }
         if (opened.keyId == key.id() && opened.backend == backend)
             continue;
-        if (!_Replace(password, seal(opened.secret, key, backend), outcome.encrypted))
+        if (!_Replace(password, seal(opened.secret.view(), key, backend), outcome.encrypted))
             return {};
     }
     outcome.succeeded = transaction.commit();

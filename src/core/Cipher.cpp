@@ -66,22 +66,24 @@ SecureBytes encode(const QString& secret)
     const std::size_t size = FlagSize + static_cast<std::size_t>(secret.size()) * UnitSize;
     SecureBytes plain((size / PaddedTo + 1) * PaddedTo);
     plain.data()[0] = secret.isNull() ? NullText : SomeText;
-    qToLittleEndian<char16_t>(secret.utf16(), secret.size(), plain.data() + FlagSize);
+    // QString::utf16() would turn a null text of the caller into an empty one.
+    qToLittleEndian<char16_t>(secret.constData(), secret.size(), plain.data() + FlagSize);
     std::size_t paddedSize = 0;
     if (sodium_pad(&paddedSize, plain.data(), size, PaddedTo, plain.size()) != 0)
         throw std::length_error("A secret of this length cannot be padded");
     return plain;
 }
 
-QString decode(const SecureBytes& plain)
+SecretText decode(const SecureBytes& plain)
 {
     std::size_t size = 0;
     if (sodium_unpad(&size, plain.data(), plain.size(), PaddedTo) != 0 || size < FlagSize ||
         plain.data()[0] == NullText)
         return {};
-    QString secret(static_cast<qsizetype>((size - FlagSize) / UnitSize), Qt::Uninitialized);
-    qFromLittleEndian<char16_t>(plain.data() + FlagSize, secret.size(), secret.data());
-    return secret;
+    SecureBytes utf16((size - FlagSize) / UnitSize * UnitSize);
+    qFromLittleEndian<char16_t>(
+        plain.data() + FlagSize, static_cast<qsizetype>(utf16.size() / UnitSize), utf16.data());
+    return SecretText(std::move(utf16));
 }
 
 } // namespace

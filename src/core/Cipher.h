@@ -3,6 +3,7 @@
 
 #include <core/Export.h>
 #include <core/KeyStore.h>
+#include <core/SecretText.h>
 
 #include <QByteArray>
 #include <QString>
@@ -24,7 +25,7 @@ struct Unsealed
     int version = 0;                    ///< Of the stored form.
     KeyBackend backend = {};            ///< The kind of store that keeps the key.
     KeyId keyId;                        ///< Empty if the value is too damaged to say.
-    QString secret;                     ///< Null unless it was read.
+    SecretText secret;                  ///< Null unless it was read.
 };
 
 /// Encrypts a secret with a key that a store of this kind keeps. Each call returns another value.

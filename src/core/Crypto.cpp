@@ -98,7 +98,7 @@ QString decryptBytes(const QByteArray& stored, KeyStore& store)
         warnOfOtherKey(opened, ring, store.backend());
         break;
     }
-    return opened.secret;
+    return opened.secret.toString();
 }
 
 } // namespace

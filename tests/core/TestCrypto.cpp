@@ -323,7 +323,16 @@ private Q_SLOTS:
 
         QCOMPARE(found.outcome, Unsealed::Outcome::Read);
         QCOMPARE(found.backend, KeyBackend::File);
-        QCOMPARE(found.secret, Secret);
+        QCOMPARE(found.secret.toString(), Secret);
+    }
+
+    void sealingLeavesTheTextAsItIs()
+    {
+        const QString null;
+
+        seal(null, HostKeyStore(KeyBytes).read().current(), KeyBackend::File);
+
+        QVERIFY(null.isNull());
     }
 
     void encryptingWithoutAKeyThrows()

@@ -1,6 +1,8 @@
 // The C++ that the pages show, as code that compiles and runs: each block of a page stands, line
 // for line, in this file or in an example.
 
+#include <config/AuthenticationConfigManager.h>
+#include <config/AuthenticationConfiguration.h>
 #include <config/FileConfigManager.h>
 #include <config/FolderConfigManager.h>
 #include <config/PasswordKeys.h>
@@ -8,6 +10,7 @@
 #include <config/Sha256FileHash.h>
 #include <core/FileKeyStore.h>
 #include <core/HostKeyStore.h>
+#include <core/SecretText.h>
 #include <database/ChangeNotifier.h>
 #include <database/ErrorGuard.h>
 #include <database/HostTransaction.h>
@@ -21,7 +24,12 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <cstring>
+
 using namespace Qt::StringLiterals;
+using namespace sync::core::crypto;
+using sync::config::AuthenticationConfigManager;
+using sync::config::AuthenticationConfiguration;
 using sync::config::FileConfigManager;
 using sync::config::FileConfiguration;
 using sync::config::FolderConfigManager;
@@ -74,6 +82,16 @@ bool addAll(const Factory& factory, QVector<FileConfiguration>& files)
             return false; // rolls back
     }
     return transaction.commit(); // true: all of it is on the disk
+}
+
+bool addSignIn(AuthenticationConfigManager& signIns, const SecureBytes& bytes)
+{
+    const auto password = SecretText::fromUtf8(bytes); // nothing if it is not UTF-8
+    if (!password)
+        return false;
+    AuthenticationConfiguration signIn; // refers to the text, which has to outlive it
+    signIn.setPassword(password->view());
+    return signIns.Add(signIn);
 }
 
 void removeUnlessAReadFailed(const Factory& factory)
@@ -143,6 +161,7 @@ private Q_SLOTS:
     void everyBlockOfAPageIsBuiltAndNamesItsHeaders();
     void oneOperationTellsItsFailure();
     void manyOperationsAreOneTransaction();
+    void aPasswordIsStoredFromSecureBytes();
     void aScopeJoinsTheStepsOfARemoval();
     void nothingIsRemovedAfterAFailedRead();
     void aHostKeepsTheKeyItself();
@@ -223,6 +242,23 @@ void TestSnippets::manyOperationsAreOneTransaction()
     QVERIFY(!addAll(factory, withoutAPath));
 
     QCOMPARE(fileManager(factory).GetAll().size(), 2);
+}
+
+void TestSnippets::aPasswordIsStoredFromSecureBytes()
+{
+    setKeyStore(std::make_shared<HostKeyStore>(QByteArray(32, 'k')));
+    AuthenticationConfigManager signIns(factory);
+    const auto bytesOf = [](const char* text) {
+        const auto* const first = reinterpret_cast<const unsigned char*>(text);
+        return SecureBytes::copyOf({first, std::strlen(text)});
+    };
+
+    QVERIFY(addSignIn(signIns, bytesOf("s\xc3\xa9same")));
+    QVERIFY(!addSignIn(signIns, bytesOf("\xff")));
+
+    QCOMPARE(signIns.GetAll().size(), 1);
+    QCOMPARE(signIns.GetAll().constFirst().getPassword(), u"s\u00e9same"_s);
+    setKeyStore(nullptr);
 }
 
 void TestSnippets::aScopeJoinsTheStepsOfARemoval()

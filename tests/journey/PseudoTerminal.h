@@ -28,6 +28,8 @@ public:
     /// shells.
     int exitCode();
 
+    qint64 processId() const { return process.processId(); }
+
     /// Everything that was shown.
     QByteArray transcript() const { return shown; }
 

@@ -29,6 +29,7 @@ QJsonArray VelmioctlRun::array() const
 
 VelmioctlRunner::VelmioctlRunner()
     : environment(QProcessEnvironment::systemEnvironment())
+    , program(QStringLiteral(VELMIOCTL))
 {
     for (const QString& name :
          {u"HOME"_s, u"XDG_CONFIG_HOME"_s, u"XDG_DATA_HOME"_s, u"XDG_CACHE_HOME"_s})
@@ -97,11 +98,6 @@ QByteArray VelmioctlRunner::databaseBytes() const
             bytes += file.readAll();
     }
     return bytes;
-}
-
-QString VelmioctlRunner::programPath() const
-{
-    return QStringLiteral(VELMIOCTL);
 }
 
 QString VelmioctlRunner::makeFolder(const QString& name) const

@@ -44,7 +44,7 @@ public:
     /// The content of the database file and its WAL.
     QByteArray databaseBytes() const;
 
-    QString programPath() const;
+    QString programPath() const { return program; }
     QString databasePath() const { return path(QStringLiteral("configuration.db")); }
     QString keyPath() const { return homePath() + QStringLiteral("/velmio/password.key"); }
     QString homePath() const { return path(QStringLiteral("home")); }
@@ -58,6 +58,9 @@ public:
     void writeFile(const QString& name, const QByteArray& content) const;
 
     QProcessEnvironment environment;
+
+    /// velmioctl, or a program that runs its commands.
+    QString program;
 
     /// Runs it as a user without the rights of root and of the owner of the files.
     bool asNobody = false;

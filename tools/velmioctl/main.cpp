@@ -1,5 +1,6 @@
 #include <database/SqliteDatabaseFactory.h>
 #include <velmioctl/Application.h>
+#include <velmioctl/cli/HiddenPrompt.h>
 #include <velmioctl/store/Session.h>
 
 #include <QCoreApplication>
@@ -57,5 +58,10 @@ int main(int argc, char** argv)
         stdout, stderr, velmioctl::terminalOf(STDOUT_FILENO, utf8),
         velmioctl::terminalOf(STDERR_FILENO, utf8));
     velmioctl::Session session(output);
-    return static_cast<int>(velmioctl::runApplication(argc, argv, session));
+    try {
+        return static_cast<int>(velmioctl::runApplication(argc, argv, session));
+    } catch (const velmioctl::EndedBySignal& ended) {
+        std::raise(ended.signal);
+        return 128 + ended.signal; // where the parent has it ignored
+    }
 }

@@ -1,13 +1,15 @@
 #include <velmioctl/cli/HiddenPrompt.h>
 
 #include <velmioctl/cli/Output.h>
+#include <velmioctl/cli/SecretLine.h>
 
 #include <array>
-#include <cerrno>
 #include <csignal>
 #include <poll.h>
 #include <termios.h>
 #include <unistd.h>
+
+using sync::core::crypto::SecureBytes;
 
 namespace velmioctl {
 
@@ -23,8 +25,7 @@ extern "C" void rememberEndingSignal(int signal)
     signalAtPrompt = signal;
 }
 
-/// Delays the signals that end the program, except in waitForInput(). A delayed signal ends the
-/// program in the destructor.
+/// Delays the signals that end the program, except in waitForInput(), and remembers one.
 class DelayedSignals
 {
 public:
@@ -48,8 +49,6 @@ public:
     {
         for (std::size_t at = 0; at < EndingSignals.size(); ++at)
             sigaction(EndingSignals[at], &oldActions[at], nullptr);
-        if (signalAtPrompt != 0)
-            ::raise(signalAtPrompt);
         sigprocmask(SIG_SETMASK, &oldMask, nullptr);
     }
     Q_DISABLE_COPY_MOVE(DelayedSignals)
@@ -96,32 +95,25 @@ private:
     const bool known;
 };
 
-QByteArray readLine(const DelayedSignals& delayed)
+SecureBytes askHidden(Output& output, const QString& question)
 {
-    QByteArray line;
-    char byte = 0;
-    while (delayed.waitForInput()) {
-        const ssize_t count = ::read(STDIN_FILENO, &byte, 1);
-        if (count < 0 && errno == EINTR)
-            continue;
-        if (count <= 0 || byte == '\n')
-            break;
-        line.append(byte);
-    }
+    // In this order: the terminal is restored before a signal has its effect.
+    const DelayedSignals delayed;
+    const HiddenInput hidden;
+    output.ask(question);
+    SecureBytes line = readSecretLine(STDIN_FILENO, [&delayed] { return delayed.waitForInput(); });
+    // The line end was not shown either.
+    output.note({});
     return line;
 }
 
 } // namespace
 
-QByteArray readHidden(Output& output, const QString& question)
+SecureBytes readHidden(Output& output, const QString& question)
 {
-    // In this order: the terminal is restored before a signal ends the program.
-    const DelayedSignals delayed;
-    const HiddenInput hidden;
-    output.ask(question);
-    QByteArray line = readLine(delayed);
-    // The line end was not shown either.
-    output.note({});
+    SecureBytes line = askHidden(output, question);
+    if (signalAtPrompt != 0)
+        throw EndedBySignal{signalAtPrompt};
     return line;
 }
 

@@ -16,6 +16,8 @@
 #include <string_view>
 
 using namespace Qt::StringLiterals;
+using sync::core::crypto::SecretText;
+using sync::core::crypto::SecureBytes;
 
 namespace velmioctl::exchange {
 
@@ -36,15 +38,16 @@ struct Exported
     QJsonObject rows; // table -> how many
     qint64 allRows = 0;
     int unreadablePasswords = 0;
-    QString passphrase; // that was generated
+    SecretText passphrase = {}; // that was generated
 };
 
 // Who has the file can try passphrases as fast as the machine allows.
-QString strong(const QString& passphrase)
+SecretText strong(const SecretText& passphrase)
 {
     constexpr qsizetype LeastCharacters = 10;
-    const auto characters = std::count_if(
-        passphrase.begin(), passphrase.end(), [](QChar unit) { return !unit.isLowSurrogate(); });
+    const QString text = passphrase.view();
+    const auto characters =
+        std::count_if(text.begin(), text.end(), [](QChar unit) { return !unit.isLowSurrogate(); });
     if (characters < LeastCharacters) {
         throw CommandError(
             ExitCode::Usage,
@@ -55,19 +58,18 @@ QString strong(const QString& passphrase)
 }
 
 // 25 characters of 5 bits, without those that look alike.
-QString generatedPassphrase()
+SecretText generatedPassphrase()
 {
     static constexpr std::string_view Characters = "abcdefghijkmnpqrstuvwxyz23456789";
-    constexpr int Groups = 5;
-    constexpr int GroupCharacters = 5;
-    QStringList groups;
-    for (int group = 0; group < Groups; ++group) {
-        QString characters;
-        for (int at = 0; at < GroupCharacters; ++at)
-            characters += QLatin1Char(Characters[randombytes_uniform(Characters.size())]);
-        groups += characters;
+    constexpr std::size_t Groups = 5;
+    constexpr std::size_t GroupCharacters = 5;
+    SecureBytes passphrase(Groups * (GroupCharacters + 1) - 1);
+    for (std::size_t at = 0; at < passphrase.size(); ++at) {
+        const bool isBetween = at % (GroupCharacters + 1) == GroupCharacters;
+        const char character = isBetween ? '-' : Characters[randombytes_uniform(Characters.size())];
+        passphrase.data()[at] = static_cast<unsigned char>(character);
     }
-    return groups.join(u'-');
+    return *SecretText::fromUtf8(passphrase);
 }
 
 bool contains(const std::vector<std::string>& names, const TableShape& table)
@@ -147,17 +149,17 @@ void answer(Session& session, const Exported& exported, const QString& path, boo
             {u"rows"_s, exported.rows},
             {u"secrets"_s, withSecrets},
             {u"unreadablePasswords"_s, exported.unreadablePasswords}};
-        if (!exported.passphrase.isEmpty())
-            object.insert(u"passphrase"_s, exported.passphrase);
+        if (!exported.passphrase.isNull())
+            object.insert(u"passphrase"_s, exported.passphrase.toString());
         session.output.print(object);
         return;
     }
     session.output.printText(u"Exported %1 of %2 to %3, %4."_s.arg(
         counted(exported.allRows, u"row"_s), counted(qint64(exported.rows.size()), u"table"_s),
         quoted(path), withSecrets ? u"with secrets encrypted"_s : u"without secrets"_s));
-    if (!exported.passphrase.isEmpty()) {
+    if (!exported.passphrase.isNull()) {
         session.output.printText(
-            u"Its passphrase, which is stored nowhere: "_s + exported.passphrase);
+            u"Its passphrase, which is stored nowhere: "_s + exported.passphrase.view());
     }
 }
 
@@ -170,11 +172,11 @@ void run(Session& session, const ExportOptions& options)
     std::optional<TargetFile> target;
     if (options.file)
         target.emplace(absolutePath(*options.file));
-    const QString generated = options.generatePassphrase ? generatedPassphrase() : QString();
+    const SecretText generated = options.generatePassphrase ? generatedPassphrase() : SecretText();
     std::optional<RowSecrets> secrets;
     if (options.withSecrets) {
         secrets.emplace(SecretBox::make(
-            generated.isEmpty() ? strong(options.passphrase.read(session)) : generated));
+            generated.isNull() ? strong(options.passphrase.read(session)) : generated));
     }
     const auto sink = [&](const QByteArray& text) {
         if (target)

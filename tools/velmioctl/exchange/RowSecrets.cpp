@@ -6,6 +6,11 @@
 #include <QBuffer>
 #include <QtEndian>
 
+#include <algorithm>
+
+using sync::core::crypto::SecretText;
+using sync::core::crypto::SecureBytes;
+
 namespace velmioctl::exchange {
 
 namespace {
@@ -21,18 +26,30 @@ QByteArray placeOf(const TableShape& table, const Column& column, qint64 id)
     return table.name + '.' + column.name + '.' + QByteArray::number(id);
 }
 
-QByteArray utf16(const QString& text)
+// A mark and what follows it.
+SecureBytes marked(char mark, QByteArrayView content)
 {
-    QByteArray bytes(text.size() * 2, '\0');
-    qToLittleEndian<char16_t>(text.utf16(), text.size(), bytes.data());
+    SecureBytes bytes(static_cast<std::size_t>(content.size()) + 1);
+    bytes.data()[0] = static_cast<unsigned char>(mark);
+    std::copy(content.begin(), content.end(), bytes.data() + 1);
     return bytes;
 }
 
-QString fromUtf16(const QByteArray& bytes)
+SecureBytes passwordBytes(const SecretText& password)
 {
-    QString text(bytes.size() / 2, Qt::Uninitialized);
-    qFromLittleEndian<char16_t>(bytes.constData(), text.size(), text.data());
-    return text;
+    const QString text = password.view();
+    SecureBytes bytes(static_cast<std::size_t>(text.size()) * sizeof(QChar) + 1);
+    bytes.data()[0] = PasswordMark;
+    qToLittleEndian<char16_t>(text.constData(), text.size(), bytes.data() + 1);
+    return bytes;
+}
+
+SecretText passwordFrom(const SecureBytes& bytes)
+{
+    const std::size_t units = (bytes.size() - 1) / sizeof(QChar);
+    SecureBytes utf16(units * sizeof(QChar));
+    qFromLittleEndian<char16_t>(bytes.data() + 1, static_cast<qsizetype>(units), utf16.data());
+    return SecretText(std::move(utf16));
 }
 
 // Only bytes can be an encrypted password.
@@ -62,9 +79,9 @@ void RowSecrets::seal(const TableShape& table, Row& row)
         Value& value = row.values[at];
         if (!column.isSecret() || std::holds_alternative<Null>(value))
             continue;
-        const QByteArray bytes =
-            isPasswordColumn(column) ? toBytes(value) : ValueMark + toJson(value);
-        value = Sealed{box.seal(bytes, placeOf(table, column, row.id))};
+        const SecureBytes bytes =
+            isPasswordColumn(column) ? toBytes(value) : marked(ValueMark, toJson(value));
+        value = Sealed{box.seal({bytes.data(), bytes.size()}, placeOf(table, column, row.id))};
     }
 }
 
@@ -76,42 +93,44 @@ bool RowSecrets::unseal(const TableShape& table, Row& row, const Row* stored, Pu
         if (!sealed)
             continue;
         const auto bytes = box.unseal(sealed->bytes, placeOf(table, table.columns[at], row.id));
-        if (!bytes || bytes->isEmpty())
+        if (!bytes || bytes->size() == 0)
             return false;
         value = fromBytes(*bytes, value, stored ? stored->values[at] : Null(), purpose);
     }
     return true;
 }
 
-QByteArray RowSecrets::toBytes(const Value& stored)
+SecureBytes RowSecrets::toBytes(const Value& stored)
 {
     const StoredPassword password = passwordIn(reader, stored);
     if (password.state == StoredPassword::State::Ok)
-        return PasswordMark + utf16(password.password);
+        return passwordBytes(password.password);
     if (password.state == StoredPassword::State::None)
-        return QByteArray(1, NoPasswordMark);
+        return marked(NoPasswordMark, {});
     ++unreadablePasswords;
-    return ValueMark + toJson(stored);
+    return marked(ValueMark, toJson(stored));
 }
 
 Value RowSecrets::fromBytes(
-    const QByteArray& bytes, const Value& sealed, const Value& stored, Purpose purpose)
+    const SecureBytes& bytes, const Value& sealed, const Value& stored, Purpose purpose)
 {
-    if (bytes.front() == ValueMark) {
-        QByteArray json = bytes.mid(1);
-        QBuffer buffer(&json);
+    const auto mark = static_cast<char>(bytes.data()[0]);
+    if (mark == ValueMark) {
+        const char* const json = reinterpret_cast<const char*>(bytes.data() + 1);
+        QByteArray text = QByteArray::fromRawData(json, static_cast<qsizetype>(bytes.size()) - 1);
+        QBuffer buffer(&text);
         buffer.open(QIODevice::ReadOnly);
         return JsonReader(buffer, {}).readValue();
     }
-    const bool hasPassword = bytes.front() == PasswordMark;
-    const QString password = hasPassword ? fromUtf16(bytes.mid(1)) : QString();
+    const bool hasPassword = mark == PasswordMark;
+    const SecretText password = hasPassword ? passwordFrom(bytes) : SecretText();
     const StoredPassword present = passwordIn(reader, stored);
     const auto wanted = hasPassword ? StoredPassword::State::Ok : StoredPassword::State::None;
-    if (present.state == wanted && present.password == password)
+    if (present.state == wanted && present.password.view() == password.view())
         return stored;
     if (purpose == Purpose::Compare)
         return sealed;
-    return Blob{sync::core::crypto::Encrypt(password).toByteArray()};
+    return Blob{sync::core::crypto::Encrypt(password.view()).toByteArray()};
 }
 
 bool isSamePassword(PasswordReader& reader, const Value& left, const Value& right)
@@ -119,7 +138,7 @@ bool isSamePassword(PasswordReader& reader, const Value& left, const Value& righ
     const StoredPassword first = passwordIn(reader, left);
     const StoredPassword second = passwordIn(reader, right);
     return !first.isUnreadable() && first.state == second.state &&
-           first.password == second.password;
+           first.password.view() == second.password.view();
 }
 
 } // namespace velmioctl::exchange

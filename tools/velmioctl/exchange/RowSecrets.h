@@ -35,8 +35,10 @@ public:
     int unreadable() const { return unreadablePasswords; }
 
 private:
-    QByteArray toBytes(const Value& stored);
-    Value fromBytes(const QByteArray& bytes, const Value& sealed, const Value& stored, Purpose);
+    sync::core::crypto::SecureBytes toBytes(const Value& stored);
+    Value fromBytes(
+        const sync::core::crypto::SecureBytes& bytes, const Value& sealed, const Value& stored,
+        Purpose);
 
     SecretBox box;
     PasswordReader reader;

@@ -4,6 +4,7 @@
 
 #include <new>
 
+using sync::core::crypto::SecretText;
 using sync::core::crypto::SecureBytes;
 
 namespace velmioctl::exchange {
@@ -44,16 +45,15 @@ QByteArray randomBytes(qsizetype count)
     return bytes;
 }
 
-SecureBytes derive(const SecretParameters& parameters, const QString& passphrase)
+SecureBytes derive(const SecretParameters& parameters, const SecretText& passphrase)
 {
     sync::base::initializeSodium();
     SecureBytes key(crypto_aead_xchacha20poly1305_ietf_KEYBYTES);
-    QByteArray bytes = passphrase.toUtf8();
+    const SecureBytes bytes = passphrase.toUtf8();
     const int result = crypto_pwhash(
-        key.data(), key.size(), bytes.constData(), static_cast<unsigned long long>(bytes.size()),
+        key.data(), key.size(), reinterpret_cast<const char*>(bytes.data()), bytes.size(),
         rawBytes(parameters.salt), static_cast<unsigned long long>(parameters.operations),
         static_cast<size_t>(parameters.memoryBytes), crypto_pwhash_ALG_ARGON2ID13);
-    sodium_memzero(bytes.data(), static_cast<size_t>(bytes.size()));
     if (result != 0)
         throw std::bad_alloc();
     return key;
@@ -85,7 +85,7 @@ SecretBox::SecretBox(const SecretParameters& parameters, SecureBytes derived)
 {
 }
 
-SecretBox SecretBox::make(const QString& passphrase)
+SecretBox SecretBox::make(const SecretText& passphrase)
 {
     const SecretParameters parameters = newParameters();
     SecretBox box(parameters, derive(parameters, passphrase));
@@ -94,7 +94,7 @@ SecretBox SecretBox::make(const QString& passphrase)
 }
 
 std::optional<SecretBox> SecretBox::open(
-    const SecretParameters& parameters, const QString& passphrase)
+    const SecretParameters& parameters, const SecretText& passphrase)
 {
     SecretBox box(parameters, derive(parameters, passphrase));
     if (!box.unseal(parameters.check, CheckPlace))
@@ -111,13 +111,12 @@ bool SecretBox::isInRange(const SecretParameters& parameters)
            parameters.salt.size() == crypto_pwhash_SALTBYTES;
 }
 
-QByteArray SecretBox::seal(const QByteArray& secret, const QByteArray& place) const
+QByteArray SecretBox::seal(std::span<const unsigned char> secret, const QByteArray& place) const
 {
-    SecureBytes padded(static_cast<size_t>(secret.size()) + PaddedTo);
+    SecureBytes padded(secret.size() + PaddedTo);
     std::copy(secret.begin(), secret.end(), padded.data());
     size_t paddedSize = 0;
-    sodium_pad(
-        &paddedSize, padded.data(), static_cast<size_t>(secret.size()), PaddedTo, padded.size());
+    sodium_pad(&paddedSize, padded.data(), secret.size(), PaddedTo, padded.size());
 
     QByteArray sealed = randomBytes(NonceBytes);
     sealed.resize(NonceBytes + static_cast<qsizetype>(paddedSize) + TagBytes);
@@ -127,7 +126,8 @@ QByteArray SecretBox::seal(const QByteArray& secret, const QByteArray& place) co
     return sealed;
 }
 
-std::optional<QByteArray> SecretBox::unseal(const QByteArray& sealed, const QByteArray& place) const
+std::optional<SecureBytes> SecretBox::unseal(
+    const QByteArray& sealed, const QByteArray& place) const
 {
     if (sealed.size() <= NonceBytes + TagBytes)
         return {};
@@ -139,7 +139,7 @@ std::optional<QByteArray> SecretBox::unseal(const QByteArray& sealed, const QByt
     size_t size = 0;
     if (result != 0 || sodium_unpad(&size, padded.data(), padded.size(), PaddedTo) != 0)
         return {};
-    return QByteArray(reinterpret_cast<const char*>(padded.data()), static_cast<qsizetype>(size));
+    return SecureBytes::copyOf({padded.data(), size});
 }
 
 } // namespace velmioctl::exchange

@@ -1,12 +1,12 @@
 #pragma once
 
-#include <core/SecureBytes.h>
+#include <core/SecretText.h>
 #include <velmioctl/exchange/ExportSeal.h>
 
 #include <QByteArray>
-#include <QString>
 
 #include <optional>
+#include <span>
 
 namespace velmioctl::exchange {
 
@@ -27,11 +27,11 @@ class SecretBox
 {
 public:
     /// With a new salt. Takes a moment and 256 MiB, which each guess of the passphrase costs too.
-    static SecretBox make(const QString& passphrase);
+    static SecretBox make(const sync::core::crypto::SecretText& passphrase);
 
     /// No value for another passphrase.
     static std::optional<SecretBox> open(
-        const SecretParameters& parameters, const QString& passphrase);
+        const SecretParameters& parameters, const sync::core::crypto::SecretText& passphrase);
 
     /// True if deriving a key this way does not exhaust the machine: a file may ask for anything.
     static bool isInRange(const SecretParameters& parameters);
@@ -39,10 +39,11 @@ public:
     const SecretParameters& parameters() const { return given; }
 
     /// Encrypts a secret for one place, such as a column of a row. Its length shows only roughly.
-    QByteArray seal(const QByteArray& secret, const QByteArray& place) const;
+    QByteArray seal(std::span<const unsigned char> secret, const QByteArray& place) const;
 
     /// No value if it was sealed for another place, or was changed.
-    std::optional<QByteArray> unseal(const QByteArray& sealed, const QByteArray& place) const;
+    std::optional<sync::core::crypto::SecureBytes> unseal(
+        const QByteArray& sealed, const QByteArray& place) const;
 
     /// For the whole export, with a key of its own.
     ExportSeal makeExportSeal() const { return ExportSeal(exportKey.data()); }

@@ -12,6 +12,7 @@
 
 using namespace Qt::StringLiterals;
 using sync::config::ProductConfiguration;
+using sync::core::crypto::SecretText;
 
 namespace velmioctl {
 
@@ -54,7 +55,7 @@ void add(Session& session, const ProductOptions& options)
     ProductConfiguration product;
     options.fields.apply(&product);
     session.server(product.getServerId());
-    product.setConsumerSecret(options.secret.read(session));
+    product.setConsumerSecret(options.secret.read(session).toString());
 
     Transaction transaction(session.database());
     session.database().check(session.products().Add(product), u"Storing the product"_s);
@@ -68,7 +69,8 @@ void set(Session& session, const ProductOptions& options)
     session.writableDatabase();
     productById(session, options.id);
     // Before the transaction, which keeps others from writing.
-    const QString secret = options.secret.isWanted() ? options.secret.read(session) : QString();
+    const SecretText secret =
+        options.secret.isWanted() ? options.secret.read(session) : SecretText();
 
     Transaction transaction(session.database());
     const ColumnValues before = productById(session, options.id);
@@ -78,7 +80,7 @@ void set(Session& session, const ProductOptions& options)
     if (options.secret.isWanted()) {
         const TableShape& table = before.table;
         records(session).changeColumn(
-            options.id, table.columns[table.indexOf("consumerSecret")], secret);
+            options.id, table.columns[table.indexOf("consumerSecret")], secret.toString());
     }
     transaction.commit();
     records(session).print(productById(session, options.id));

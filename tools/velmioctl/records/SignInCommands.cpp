@@ -15,6 +15,7 @@
 
 using namespace Qt::StringLiterals;
 using sync::config::AuthenticationConfiguration;
+using sync::core::crypto::SecretText;
 
 namespace velmioctl {
 
@@ -49,7 +50,7 @@ QString named(const ColumnValues& signIn)
 }
 
 // In clear, null for none. Throws CommandError when it cannot be decrypted.
-QString revealed(const ColumnValues& signIn)
+SecretText revealed(const ColumnValues& signIn)
 {
     PasswordReader reader;
     const StoredPassword password = reader.read(signIn["encryptedPassword"]);
@@ -67,7 +68,7 @@ void show(Session& session, const SignInOptions& options)
 {
     const ColumnValues signIn = signInById(session, options.id);
     if (options.reveal)
-        records(session).printRevealed(signIn, u"password"_s, revealed(signIn));
+        records(session).printRevealed(signIn, u"password"_s, revealed(signIn).toString());
     else
         records(session).print(signIn);
 }
@@ -112,12 +113,14 @@ void refuseNamesake(
 void add(Session& session, const SignInOptions& options)
 {
     session.writableDatabase();
+    SecretText password; // outlives the record, which only refers to it
     AuthenticationConfiguration signIn;
     options.fields.apply(&signIn);
     session.server(signIn.getServerId());
     refuseNamesake(session, -1, signIn.getServerId(), signIn.getDomain(), signIn.getUserName());
     signIn.setNameValueProperties(options.fields.properties({}));
-    signIn.setPassword(options.password.read(session));
+    password = options.password.read(session);
+    signIn.setPassword(password.view());
 
     prepareToEncrypt(session);
     session.database().check(session.signIns().Add(signIn), u"Storing the sign-in"_s);
@@ -149,9 +152,9 @@ void changePassword(Session& session, const SignInOptions& options)
     const ColumnValues signIn = signInById(session, options.id);
     const QString domain = signIn["domain"].toString();
     const QString user = signIn["userName"].toString();
-    const QString password = options.password.read(session);
+    const SecretText password = options.password.read(session);
     prepareToEncrypt(session);
-    const int changed = session.signIns().UpdatePassword(domain, user, password);
+    const int changed = session.signIns().UpdatePassword(domain, user, password.view());
     session.database().check(changed >= 0, u"Storing the password"_s);
     if (changed == 0) {
         throw CommandError(

@@ -3,44 +3,21 @@
 #include <base/FileDescriptor.h>
 #include <velmioctl/cli/CommandLine.h>
 #include <velmioctl/cli/HiddenPrompt.h>
+#include <velmioctl/cli/SecretLine.h>
 #include <velmioctl/cli/Text.h>
 #include <velmioctl/store/Session.h>
 
 #include <QFile>
-#include <QStringDecoder>
 
-#include <cerrno>
 #include <fcntl.h>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
 using sync::base::FileDescriptor;
+using sync::core::crypto::SecretText;
+using sync::core::crypto::SecureBytes;
 
 namespace velmioctl {
-
-namespace {
-
-constexpr qsizetype LongestSecretBytes = 65'536;
-
-// The first line without its end. Byte by byte, so that what follows stays unread.
-QByteArray readFirstLine(int descriptor)
-{
-    QByteArray line;
-    char byte = 0;
-    while (line.size() <= LongestSecretBytes) {
-        const ssize_t count = ::read(descriptor, &byte, 1);
-        if (count < 0 && errno == EINTR)
-            continue;
-        if (count <= 0 || byte == '\n')
-            break;
-        line.append(byte);
-    }
-    if (line.endsWith('\r'))
-        line.chop(1);
-    return line;
-}
-
-} // namespace
 
 SecretInput::SecretInput(const char* secretName)
     : name(secretName)
@@ -69,17 +46,17 @@ Option* SecretInput::addFileTo(Command& command)
         ->offersFiles();
 }
 
-QString SecretInput::read(Session& session) const
+SecretText SecretInput::read(Session& session) const
 {
     return read(session, Kind::New);
 }
 
-QString SecretInput::readKnown(Session& session) const
+SecretText SecretInput::readKnown(Session& session) const
 {
     return read(session, Kind::Known);
 }
 
-QString SecretInput::read(Session& session, Kind kind) const
+SecretText SecretInput::read(Session& session, Kind kind) const
 {
     if (file)
         return fromFile();
@@ -98,10 +75,10 @@ QString SecretInput::read(Session& session, Kind kind) const
             ExitCode::Usage, u"Standard input is a terminal, which would show the %1. Omit "
                              u"--%1-stdin to be asked for it."_s.arg(what));
     }
-    return checked(readFirstLine(STDIN_FILENO));
+    return checked(readSecretLine(STDIN_FILENO));
 }
 
-QString SecretInput::fromFile() const
+SecretText SecretInput::fromFile() const
 {
     const QString path = absolutePath(*file);
     const FileDescriptor descriptor(
@@ -112,18 +89,18 @@ QString SecretInput::fromFile() const
             u"The file %1 cannot be read. Give a file with the %2 in its first line."_s.arg(
                 quoted(path), QString::fromStdString(name)));
     }
-    return checked(readFirstLine(descriptor.get()));
+    return checked(readSecretLine(descriptor.get()));
 }
 
-QString SecretInput::fromTerminal(Session& session, Kind kind) const
+SecretText SecretInput::fromTerminal(Session& session, Kind kind) const
 {
     const QString what = QString::fromStdString(name);
     if (kind == Kind::Known) {
         const QString question = what.at(0).toUpper() + what.mid(1) + u": "_s;
         return checked(readHidden(session.output, question));
     }
-    QString secret = checked(readHidden(session.output, u"New %1: "_s.arg(what)));
-    if (checked(readHidden(session.output, u"Repeat it: "_s)) != secret) {
+    SecretText secret = checked(readHidden(session.output, u"New %1: "_s.arg(what)));
+    if (checked(readHidden(session.output, u"Repeat it: "_s)).view() != secret.view()) {
         throw CommandError(
             ExitCode::Usage,
             u"The two entries differ. Nothing was changed. Run the command again."_s);
@@ -131,10 +108,10 @@ QString SecretInput::fromTerminal(Session& session, Kind kind) const
     return secret;
 }
 
-QString SecretInput::checked(const QByteArray& bytes) const
+SecretText SecretInput::checked(const SecureBytes& bytes) const
 {
     const QString what = QString::fromStdString(name);
-    if (bytes.isEmpty())
+    if (bytes.size() == 0)
         throw CommandError(ExitCode::Usage, u"The %1 is empty."_s.arg(what));
     if (bytes.size() > LongestSecretBytes) {
         throw CommandError(
@@ -142,13 +119,12 @@ QString SecretInput::checked(const QByteArray& bytes) const
                              u"read."_s.arg(what)
                                  .arg(LongestSecretBytes));
     }
-    QStringDecoder decode(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    QString secret = decode(bytes);
-    if (decode.hasError()) {
+    const auto secret = SecretText::fromUtf8(bytes);
+    if (!secret) {
         throw CommandError(
             ExitCode::Usage, u"The %1 is not valid UTF-8. Give it in that encoding."_s.arg(what));
     }
-    return secret;
+    return *secret;
 }
 
 } // namespace velmioctl

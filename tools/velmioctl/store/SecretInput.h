@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QString>
+#include <core/SecretText.h>
 
 #include <optional>
 #include <string>
@@ -32,18 +32,18 @@ public:
     bool isWanted() const { return fromStandardInput || askedFor; }
 
     /// Throws CommandError for a secret that cannot be read, or is empty.
-    QString read(Session& session) const;
+    sync::core::crypto::SecretText read(Session& session) const;
 
     /// The same for an existing secret, which a person types only once.
-    QString readKnown(Session& session) const;
+    sync::core::crypto::SecretText readKnown(Session& session) const;
 
 private:
     enum class Kind { New, Known };
 
-    QString read(Session& session, Kind kind) const;
-    QString fromFile() const;
-    QString fromTerminal(Session& session, Kind kind) const;
-    QString checked(const QByteArray& bytes) const;
+    sync::core::crypto::SecretText read(Session& session, Kind kind) const;
+    sync::core::crypto::SecretText fromFile() const;
+    sync::core::crypto::SecretText fromTerminal(Session& session, Kind kind) const;
+    sync::core::crypto::SecretText checked(const sync::core::crypto::SecureBytes& bytes) const;
 
     const std::string name;
     bool fromStandardInput = false;

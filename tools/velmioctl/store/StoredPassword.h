@@ -1,6 +1,7 @@
 #pragma once
 
 #include <core/KeyRing.h>
+#include <core/SecretText.h>
 
 #include <QString>
 #include <QVariant>
@@ -22,9 +23,9 @@ struct StoredPassword
     bool isUnreadable() const { return state != State::Ok && state != State::None; }
 
     State state = State::None;
-    QString keyId = {};    ///< In hexadecimal digits; empty if it is not known.
-    QString reason = {};   ///< Why it cannot be read, for a person.
-    QString password = {}; ///< In clear, only where the state is Ok.
+    QString keyId = {};  ///< In hexadecimal digits; empty if it is not known.
+    QString reason = {}; ///< Why it cannot be read, for a person.
+    sync::core::crypto::SecretText password = {}; ///< Only where the state is Ok.
 };
 
 /// Decrypts stored passwords. Reads the key store once, and only when a password needs it.
