@@ -255,6 +255,51 @@ private Q_SLOTS:
         QCOMPARE(place.storedFiles(), 2);
     }
 
+    // Its names can be read, but nothing can be said about what they stand for.
+    void folderThatMayNotBeEnteredLosesNothing()
+    {
+        Place place({u"a/b"_s});
+        place.writeFile(u"a/file"_s);
+        place.writeFile(u"a/b/deep"_s);
+        Progress progress(stderr, {});
+        Scan(place.session, progress, {}, [] { return false; }).run(place.root, place.root);
+        QVERIFY(QFile::setPermissions(place.filePath(u"a"_s), QFile::ReadOwner));
+        QVERIFY(giveToNobody(place.directory.path()));
+        Scan scan(place.session, progress, {HashMode::Changed, true}, [] { return false; });
+
+        {
+            const AsNobody asNobody;
+            scan.run(place.root, place.root);
+        }
+        QFile::setPermissions(
+            place.filePath(u"a"_s), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+
+        QCOMPARE(scan.counts().files.missing, 0);
+        QCOMPARE(scan.counts().folders.missing, 0);
+        QCOMPARE(place.storedFiles(), 2);
+        QCOMPARE(place.registered(), 2);
+    }
+
+    // Its path, and not its parent, says where it has to be.
+    void folderBelowAnotherParentIsNotMissing()
+    {
+        Place place({u"a/b"_s, u"c"_s});
+        place.writeFile(u"a/b/deep"_s);
+        Progress progress(stderr, {});
+        Scan(place.session, progress, {}, [] { return false; }).run(place.root, place.root);
+        place.run(
+            u"UPDATE FolderConfiguration SET parentId = (SELECT id FROM FolderConfiguration WHERE "
+            u"clientPath = '%1') WHERE clientPath = '%2'"_s.arg(
+                place.filePath(u"c"_s), place.filePath(u"a/b"_s)));
+        Scan scan(place.session, progress, {HashMode::Changed, true}, [] { return false; });
+
+        scan.run(place.root, place.root);
+
+        QCOMPARE(scan.counts().folders.missing, 0);
+        QCOMPARE(place.storedFiles(), 1);
+        QCOMPARE(place.registered(), 3);
+    }
+
     void fileThatChangesMeanwhileHasNoHash()
     {
         const Place place({u"a"_s});
