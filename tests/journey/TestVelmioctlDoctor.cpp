@@ -169,6 +169,19 @@ private Q_SLOTS:
             backup.value(u"SELECT rootId FROM FolderConfiguration WHERE parentId = 0"_s), u"99"_s);
     }
 
+    void fixSaysWhatItLeaves()
+    {
+        plant();
+        execute(u"INSERT INTO AuthenticationConfiguration (serverId) VALUES (99)"_s);
+
+        const auto fixed = tool->json({u"doctor"_s, u"--fix"_s, u"--yes"_s});
+
+        QCOMPARE(fixed.exitCode, 1);
+        QCOMPARE(
+            fixed.object()[u"fix"_s][u"mended"_s][u"remaining"_s].toArray(),
+            QJsonArray{u"signin.server-missing"_s});
+    }
+
     void fixClosesFilesToOthers()
     {
         const auto open =

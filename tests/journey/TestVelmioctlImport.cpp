@@ -460,6 +460,21 @@ private Q_SLOTS:
         QCOMPARE(RawDatabase(otherPath()).value(u"SELECT id FROM ServerConfiguration"_s), u"71"_s);
     }
 
+    void idsOfTheDatabaseAreNotGivenAgain()
+    {
+        QVERIFY(tool->execute(u"INSERT INTO ServerConfiguration (id) VALUES (70)"_s, otherPath()));
+        QVERIFY(tool->execute(u"DELETE FROM ServerConfiguration"_s, otherPath()));
+        execute(u"INSERT INTO ServerConfiguration (id) VALUES (2)"_s);
+        tool->writeFile(u"all.json"_s, exported());
+
+        QCOMPARE(runOther({u"import"_s, u"all.json"_s, u"--yes"_s}).exitCode, 0);
+
+        QVERIFY(
+            tool->execute(u"INSERT INTO ServerConfiguration (alias) VALUES ('x')"_s, otherPath()));
+        QCOMPARE(
+            RawDatabase(otherPath()).value(u"SELECT max(id) FROM ServerConfiguration"_s), u"71"_s);
+    }
+
     void dryRunChangesNothing()
     {
         fill();
@@ -611,6 +626,25 @@ private Q_SLOTS:
         QVERIFY(refused.errors.contains(
             u"In the database: BaseFileConfiguration 9 has the folderConfigurationId 7, which does not"_s));
         QCOMPARE(rows(), before);
+    }
+
+    void referencesOfStoredRowsAreNotBroken()
+    {
+        fill();
+        execute(u"UPDATE FolderConfiguration SET authenticationId = 99"_s);
+        tool->writeFile(u"all.json"_s, exported());
+        execute(u"UPDATE FolderConfiguration SET authenticationId = 1"_s);
+
+        const auto refused = tool->run({u"import"_s, u"all.json"_s, u"--yes"_s});
+
+        QCOMPARE(refused.exitCode, 2);
+        QVERIFY2(
+            refused.errors.contains(u"has the authenticationId 99, which does not exist"_s),
+            qPrintable(refused.errors));
+        QCOMPARE(
+            RawDatabase(tool->databasePath())
+                .run(u"SELECT DISTINCT authenticationId FROM FolderConfiguration"_s),
+            QStringList{u"1"_s});
     }
 
     void danglingReferencesOfBeforeDoNotHinder()

@@ -357,6 +357,34 @@ private Q_SLOTS:
         QCOMPARE(sample.findings(), QStringList());
     }
 
+    void folderThatFitsTwoParentsIsLeft()
+    {
+        DoctorSample sample;
+        sample.run(u"INSERT INTO FolderConfiguration (parentId, rootId, clientPath, serverPath)"
+                   u" VALUES (1, 1, '%R/root/a', '/S/other')"_s);
+        sample.run(u"UPDATE FolderConfiguration SET parentId = 9 WHERE id = 3"_s);
+
+        repair(sample.session);
+
+        QCOMPARE(
+            sample.session.database().number(
+                u"SELECT parentId FROM FolderConfiguration WHERE id = 3"_s),
+            9);
+    }
+
+    // More records than are read at once.
+    void everyFileIsLookedFor()
+    {
+        DoctorSample sample;
+        sample.run(
+            u"WITH RECURSIVE n (i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 1500)"
+            u" INSERT INTO FileConfiguration (folderConfigurationId, rootFolderId,"
+            u" parentFileId, fileType, clientPath)"
+            u" SELECT 2, 1, -1, 0, '%R/root/a/gone ' || i FROM n"_s);
+
+        QCOMPARE(sample.findings().filter(u"file.gone "_s).size(), 1500);
+    }
+
     // If the comparison forgot a column, a row that differs in it would be removed.
     void copiesAreComparedInEveryColumn()
     {
