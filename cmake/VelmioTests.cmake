@@ -41,7 +41,7 @@ function(velmio_add_test name)
             LABELS "${arg_LABEL}"
             TIMEOUT 600
             ENVIRONMENT
-            "QT_LOGGING_RULES=;XDG_CONFIG_HOME=${home};XDG_DATA_HOME=${home}/share"
+            "QT_LOGGING_RULES=;XDG_CONFIG_HOME=${home};XDG_DATA_HOME=${home}/share;XDG_STATE_HOME=${home}/state"
     )
 endfunction()
 

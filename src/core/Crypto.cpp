@@ -2,6 +2,7 @@
 
 #include <core/Cipher.h>
 #include <core/FileKeyStore.h>
+#include <core/KeychainKeyStore.h>
 
 #include <QLoggingCategory>
 
@@ -15,6 +16,30 @@ namespace sync::core::crypto {
 namespace {
 
 Q_LOGGING_CATEGORY(logCategory, "velmio.crypto", QtWarningMsg)
+
+// Where each session has a keychain, so that passwords never need another store.
+#if defined(VELMIO_WITH_KEYCHAIN) && (defined(Q_OS_MACOS) || defined(Q_OS_WIN))
+constexpr bool KeychainIsDefault = true;
+#else
+constexpr bool KeychainIsDefault = false;
+#endif
+
+bool mayHaveKeys(KeyStore& store)
+{
+    try {
+        return !store.read().isEmpty();
+    } catch (const KeyError&) {
+        return true;
+    }
+}
+
+std::shared_ptr<KeyStore> defaultKeyStore()
+{
+    auto file = std::make_shared<FileKeyStore>();
+    if (KeychainIsDefault && !mayHaveKeys(*file))
+        return std::make_shared<KeychainKeyStore>();
+    return file;
+}
 
 /// The key store of the process, and the kind of store of a password that needs another.
 struct Choice
@@ -137,7 +162,7 @@ std::shared_ptr<KeyStore> keyStore()
     Choice& present = choice();
     const std::lock_guard lock(present.mutex);
     if (!present.store)
-        present.store = std::make_shared<FileKeyStore>();
+        present.store = defaultKeyStore();
     return present.store;
 }
 

@@ -34,7 +34,9 @@ VELMIO_CORE_EXPORT QString Decrypt(QVariant stored);
 
 /// Chooses the key store of the whole process. Hosts call it before the first use.
 ///
-/// The default, also for a null `store`, is a FileKeyStore at its default path.
+/// The default, also for a null `store`, is a FileKeyStore at its default path. On macOS and
+/// Windows, a build with VELMIO_WITH_KEYCHAIN uses a KeychainKeyStore instead, unless that key file
+/// exists.
 VELMIO_CORE_EXPORT void setKeyStore(
     std::shared_ptr<KeyStore> store, OtherBackend otherBackend = OtherBackend::Refuse);
 

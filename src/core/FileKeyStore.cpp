@@ -1,17 +1,120 @@
 #include <core/FileKeyStore.h>
 
+#include <core/KeyError.h>
 #include <core/keys/KeyFile.h>
 #include <core/keys/KeyLock.h>
 
+#include <QDir>
 #include <QLockFile>
 #include <QStandardPaths>
+
+#include <atomic>
+#include <optional>
 
 using namespace Qt::StringLiterals;
 
 namespace sync::core::crypto {
 
+namespace {
+
+const QString FileName = u"/velmio/password.key"_s;
+
+QString stateFolder()
+{
+#if QT_VERSION >= QT_VERSION_CHECK(6, 7, 0)
+    return QStandardPaths::writableLocation(QStandardPaths::GenericStateLocation);
+#else
+    // As in later versions of Qt.
+    if (QStandardPaths::isTestModeEnabled())
+        return QDir::homePath() + u"/.qttest/state"_s;
+    const QString folder = qEnvironmentVariable("XDG_STATE_HOME");
+    // A relative path is ignored (specifications.freedesktop.org/basedir-spec).
+    return QDir::isAbsolutePath(folder) ? folder : QDir::homePath() + u"/.local/state"_s;
+#endif
+}
+
+// The folder of the database, whose copies then had the key with them.
+QString formerDefaultPath()
+{
+    return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + FileName;
+}
+
+} // namespace
+
+/// The file of a store, and for the default path the one where earlier versions kept the keys.
+///
+/// The keys of the former file move to the present one: they are durable there before the former
+/// file is removed, both under the locks that a change takes, the present one's first. An earlier
+/// version or a backup can bring the former file back, and then its keys move again. While they
+/// cannot be moved, they are read where they are.
+struct FileKeyStore::Files
+{
+    explicit Files(QString path);
+
+    /// The keys of both files.
+    KeyRing read();
+
+    /// Whether the former file has a content that move() has not seen.
+    bool isMoveDue();
+
+    /// The caller has locked the present file. Throws KeyError.
+    void move();
+
+    KeyFile present;
+    std::optional<KeyFile> former;
+    std::atomic<int> readingsAtMove = 0;
+};
+
+FileKeyStore::Files::Files(QString path)
+    : present(std::move(path))
+{
+    if (present.path() == defaultPath() && present.path() != formerDefaultPath())
+        former.emplace(formerDefaultPath());
+}
+
+KeyRing FileKeyStore::Files::read()
+{
+    KeyRing formerRing;
+    std::optional<KeyError> formerError;
+    try {
+        // First, because it is removed when its keys are in the present file.
+        if (former)
+            formerRing = former->read();
+    } catch (const KeyError& error) {
+        formerError = error;
+    }
+    const KeyRing ring = present.read();
+    // A file that an earlier version or a backup has left must not keep the client from its keys.
+    if (formerError && ring.isEmpty())
+        throw KeyError(*formerError);
+    return ring.withEarlier(formerRing);
+}
+
+bool FileKeyStore::Files::isMoveDue()
+{
+    return former && readingsAtMove.exchange(former->readings()) != former->readings();
+}
+
+void FileKeyStore::Files::move()
+{
+    if (!former || former->read().isEmpty())
+        return;
+    // Fails if links lead both names to one file, because then both locks are one too.
+    QLockFile lock(former->lockPath());
+    lockKeys(lock, std::chrono::seconds(0));
+    const KeyRing before = present.read();
+    const KeyRing all = before.withEarlier(former->read());
+    if (all.ids() != before.ids())
+        present.write(before, all);
+    // Another process may have written it, or moved the keys already.
+    if (present.read().ids() != all.ids() || former->read().isEmpty())
+        return;
+    present.sync();
+    former->remove();
+}
+
 FileKeyStore::FileKeyStore(QString path)
-    : file(std::make_unique<KeyFile>(std::move(path)))
+    : files(std::make_unique<Files>(std::move(path)))
 {
 }
 
@@ -19,40 +122,57 @@ FileKeyStore::~FileKeyStore() = default;
 
 QString FileKeyStore::defaultPath()
 {
-    return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
-           u"/velmio/password.key"_s;
+    return stateFolder() + FileName;
 }
 
 QString FileKeyStore::path() const
 {
-    return file->path();
+    return files->present.path();
 }
 
 KeyRing FileKeyStore::read()
 {
-    return file->read();
+    KeyRing ring = files->read();
+    if (files->isMoveDue()) {
+        try {
+            files->present.prepareFolder();
+            QLockFile lock(files->present.lockPath());
+            lockKeys(lock, std::chrono::seconds(0));
+            files->move();
+        } catch (const KeyError&) {
+            // Tried again by the next process, and by each change.
+        }
+    }
+    return ring;
 }
 
 KeyRing FileKeyStore::readOrCreate()
 {
     KeyRing ring = KeyStore::readOrCreate();
     // Whoever created the file may have been killed before it was durable.
-    file->sync();
+    files->present.sync();
+    if (files->former)
+        files->former->sync();
     return ring;
 }
 
 KeyRing FileKeyStore::change(const Change& change)
 {
-    file->prepareFolder();
-    QLockFile lock(file->path() + u".lock"_s);
+    files->present.prepareFolder();
+    QLockFile lock(files->present.lockPath());
     lockKeys(lock);
-    const KeyRing before = file->read();
+    try {
+        files->move();
+    } catch (const KeyError&) {
+        // The change writes its keys to the present file too.
+    }
+    const KeyRing before = files->read();
     const KeyRing after = change(before);
     if (after.ids() == before.ids())
         return before;
 
-    file->write(before, after);
-    return file->read();
+    files->present.write(files->present.read(), after);
+    return files->read();
 }
 
 } // namespace sync::core::crypto

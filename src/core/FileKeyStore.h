@@ -9,8 +9,6 @@
 
 namespace sync::core::crypto {
 
-class KeyFile;
-
 /// Keys in a file that only its owner can read. The first use creates the file. If several
 /// processes create it at the same time, all use the file of the first one.
 ///
@@ -24,12 +22,17 @@ public:
     explicit FileKeyStore(QString path = defaultPath());
     ~FileKeyStore() override;
 
-    /// "velmio/password.key" in the user's application data.
+    /// "velmio/password.key" in the folder for the user's state, XDG_STATE_HOME or ~/.local/state.
+    ///
+    /// Earlier versions kept it in the user's application data, beside the database. A store at the
+    /// default path reads the keys of that file too, moves them, and removes it when they are
+    /// durable.
     static QString defaultPath();
 
     KeyBackend backend() const override { return KeyBackend::File; }
 
     /// Checks the file each time, and reads it again only if it is another file or has changed.
+    /// Needs no right to write.
     KeyRing read() override;
 
     /// The keys are durable when this returns, also if another process created them.
@@ -43,7 +46,9 @@ public:
     QString path() const;
 
 private:
-    const std::unique_ptr<KeyFile> file;
+    struct Files;
+
+    const std::unique_ptr<Files> files;
 };
 
 } // namespace sync::core::crypto

@@ -53,6 +53,14 @@ bool isWellFormed(const SecureBytes& ring)
            0;
 }
 
+KeyError tooManyKeys()
+{
+    return {
+        KeyError::Cause::Other,
+        u"The key store already has 255 password keys, which is the limit. Remove the keys that no "
+        "password uses."_s};
+}
+
 KeyId idOf(const SecureBytes& secret)
 {
     KeyId id(IdSize, Qt::Uninitialized);
@@ -111,13 +119,27 @@ KeyRing KeyRing::withCurrent(std::shared_ptr<const Key> key) const
 
 KeyRing KeyRing::withNewKey() const
 {
-    if (entries.size() == MaximumKeys) {
-        throw KeyError(
-            KeyError::Cause::Other,
-            u"The key store already has 255 password keys, which is the limit. Remove the keys "
-            "that no password uses."_s);
-    }
+    if (entries.size() >= MaximumKeys)
+        throw tooManyKeys();
     return withCurrent(std::make_shared<const Key>(SecureBytes::random(Key::Size)));
+}
+
+KeyRing KeyRing::withEarlier(const KeyRing& other) const
+{
+    if (isEmpty())
+        return other;
+    KeyRing ring = *this;
+    for (Entry entry : other.entries) {
+        if (ring.find(entry.key->id()))
+            continue;
+        if (!entry.retired.isValid())
+            entry.retired = QDateTime::currentDateTimeUtc();
+        ring.entries.push_back(std::move(entry));
+    }
+    std::stable_sort(
+        ring.entries.begin() + 1, ring.entries.end(),
+        [](const Entry& one, const Entry& next) { return one.retired > next.retired; });
+    return ring;
 }
 
 KeyRing KeyRing::without(const QSet<KeyId>& ids) const
@@ -132,6 +154,8 @@ KeyRing KeyRing::without(const QSet<KeyId>& ids) const
 
 SecureBytes KeyRing::toBytes() const
 {
+    if (entries.size() > MaximumKeys)
+        throw tooManyKeys();
     SecureBytes ring(ringSize(entries.size()));
     unsigned char* position = std::copy(Magic.begin(), Magic.end(), ring.data());
     *position++ = RingVersion;

@@ -74,10 +74,15 @@ public:
     /// 255 keys, which is the limit of a store.
     KeyRing withNewKey() const;
 
+    /// This ring with the keys of another one as earlier keys; if this ring is empty, the other
+    /// one.
+    KeyRing withEarlier(const KeyRing& other) const;
+
     /// This ring without these keys. The current key stays.
     KeyRing without(const QSet<KeyId>& ids) const;
 
-    /// The form in which a key file and a keychain store the ring.
+    /// The form in which a key file and a keychain store the ring. Throws KeyError for more than
+    /// 255 keys.
     SecureBytes toBytes() const;
 
     /// Nothing if the bytes are not a ring: wrong size, format or checksum.

@@ -6,7 +6,6 @@
 
 #include <QFile>
 #include <QSet>
-#include <QStandardPaths>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -392,16 +391,14 @@ private Q_SLOTS:
         QCOMPARE(Decrypt(stored), Secret);
     }
 
-    void defaultStoreIsTheKeyFileInTheUsersData()
+    void defaultStoreIsTheKeyFileInTheUsersState()
     {
         setKeyStore(nullptr);
 
         const QVariant stored = Encrypt(Secret);
 
         QCOMPARE(keyStore()->backend(), KeyBackend::File);
-        QVERIFY(QFile::exists(
-            QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
-            u"/velmio/password.key"_s));
+        QVERIFY(QFile::exists(qEnvironmentVariable("XDG_STATE_HOME") + u"/velmio/password.key"_s));
         QCOMPARE(Decrypt(stored), Secret);
     }
 };

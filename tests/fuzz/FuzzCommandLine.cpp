@@ -39,7 +39,8 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/)
     QLoggingCategory::setFilterRules(u"velmio.*=false"_s);
     nowhere = std::fopen("/dev/null", "r+");
     const QByteArray folder = sync::test::fuzzFolder().toLocal8Bit();
-    for (const char* const variable : {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "HOME"})
+    for (const char* const variable :
+         {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_STATE_HOME", "HOME"})
         qputenv(variable, folder);
     // Standard input is empty, and relative names refer to the folder.
     fuzzRequire(nowhere && ::dup2(::fileno(nowhere), STDIN_FILENO) == STDIN_FILENO);

@@ -87,8 +87,9 @@ private Q_SLOTS:
         auto environment = tool.environment;
         environment.insert(
             u"PATH"_s, QFileInfo(tool.programPath()).path() + u':' + environment.value(u"PATH"_s));
-        // As on the pages: the default place in the home folder.
+        // As on the pages: the default places in the home folder.
         environment.remove(u"XDG_DATA_HOME"_s);
+        environment.remove(u"XDG_STATE_HOME"_s);
         shell.setProcessEnvironment(environment);
         shell.setWorkingDirectory(home);
         shell.setProcessChannelMode(QProcess::MergedChannels);

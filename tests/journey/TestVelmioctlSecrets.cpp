@@ -266,6 +266,26 @@ private Q_SLOTS:
         QVERIFY(run(u"where"_s).output.contains(u"current key  "_s + key));
     }
 
+    // A backup of the folder, for example, or a synchronised one.
+    void copyOfTheDatabasesFolderRevealsNoPassword()
+    {
+        VelmioctlRunner thief;
+        const QString folder = tool->homePath() + u"/velmio"_s;
+        QVERIFY(QDir().mkpath(folder));
+        QVERIFY(QDir().mkpath(thief.homePath() + u"/velmio"_s));
+        QCOMPARE(tool->runPlain({u"restore"_s, tool->databasePath(), u"--yes"_s}).exitCode, 0);
+        // As an earlier version left it.
+        QVERIFY(QFile::rename(tool->keyPath(), folder + u"/password.key"_s));
+
+        QCOMPARE(tool->runPlain({u"secrets"_s, u"verify"_s}).exitCode, 0);
+        for (const QFileInfo& file : QDir(folder).entryInfoList(QDir::Files))
+            QVERIFY(
+                QFile::copy(file.filePath(), thief.homePath() + u"/velmio/"_s + file.fileName()));
+
+        QCOMPARE(thief.runPlain({u"secrets"_s, u"verify"_s}).exitCode, 7);
+        QCOMPARE(tool->runPlain({u"secrets"_s, u"verify"_s}).exitCode, 0);
+    }
+
     void whereNeedsNoDatabase()
     {
         const VelmioctlRunner empty;

@@ -34,6 +34,7 @@ VelmioctlRunner::VelmioctlRunner()
     for (const QString& name :
          {u"HOME"_s, u"XDG_CONFIG_HOME"_s, u"XDG_DATA_HOME"_s, u"XDG_CACHE_HOME"_s})
         environment.insert(name, homePath());
+    environment.insert(u"XDG_STATE_HOME"_s, homePath() + u"/state"_s);
     // Its settings would be read besides those in the home folder.
     environment.insert(u"XDG_CONFIG_DIRS"_s, homePath());
     environment.insert(u"LC_ALL"_s, u"C.UTF-8"_s);

@@ -46,7 +46,7 @@ public:
 
     QString programPath() const { return program; }
     QString databasePath() const { return path(QStringLiteral("configuration.db")); }
-    QString keyPath() const { return homePath() + QStringLiteral("/velmio/password.key"); }
+    QString keyPath() const { return homePath() + QStringLiteral("/state/velmio/password.key"); }
     QString homePath() const { return path(QStringLiteral("home")); }
 
     /// The path of a name in the temporary folder.

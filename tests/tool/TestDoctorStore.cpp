@@ -301,6 +301,19 @@ private Q_SLOTS:
         QCOMPARE(QFileInfo(folder).permission(QFileDevice::ExeOwner), true);
     }
 
+    void keyFileInTheFolderOfTheDatabaseIsFound()
+    {
+        DoctorSample sample;
+        const QString key = sample.path(u"password.key"_s);
+        setKeyStore(std::make_shared<FileKeyStore>(key));
+        Encrypt(u"x"_s);
+
+        QCOMPARE(sample.findings(), QStringList{u"store.key-beside "_s + key});
+
+        QVERIFY(QFile::remove(key));
+        QCOMPARE(sample.findings(), QStringList());
+    }
+
     void logOfTheReadingIsNoOpenFile()
     {
         DoctorSample sample;

@@ -148,6 +148,7 @@ KeyRing KeyFile::read()
         file = std::move(present);
         status = presentStatus;
         isSynced = false;
+        ++contents;
     }
     return content;
 }
@@ -191,6 +192,17 @@ void KeyFile::sync()
         throw unwritable(filePath, error.code());
     }
     isSynced = true;
+}
+
+void KeyFile::remove()
+{
+    try {
+        if (::unlink(QFile::encodeName(filePath).constData()) != 0)
+            throw base::FileError(filePath, u"Cannot remove the file"_s, errno);
+        base::syncFolder(QFileInfo(filePath).absolutePath());
+    } catch (const base::FileError& error) {
+        throw unwritable(filePath, error.code());
+    }
 }
 
 bool KeyFile::isCached(const struct stat& present) const

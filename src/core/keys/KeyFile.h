@@ -5,6 +5,7 @@
 
 #include <QString>
 
+#include <atomic>
 #include <mutex>
 #include <sys/stat.h>
 
@@ -21,6 +22,7 @@ public:
     explicit KeyFile(QString path);
 
     const QString& path() const { return filePath; }
+    QString lockPath() const { return filePath + QStringLiteral(".lock"); }
 
     /// An empty ring if the file does not exist. Checks the file each time, and reads it again only
     /// if it is another file or has changed.
@@ -36,10 +38,17 @@ public:
     /// Makes the file that was read last durable, whoever wrote it.
     void sync();
 
+    /// Removes the file, durably.
+    void remove();
+
+    /// How often another content was read.
+    int readings() const { return contents; }
+
 private:
     bool isCached(const struct stat& present) const;
 
     const QString filePath;
+    std::atomic<int> contents = 0;
 
     std::mutex mutex; // guards all that follows
     // Kept open, so that no later file can get the inode number of the file that was read.

@@ -43,12 +43,18 @@ public:
         checkSchema(store, found);
         const auto kind = store.kind();
         if (kind == Kind::Ours || kind == Kind::TooNew || kind == Kind::Damaged)
-            reportOpenFiles(filesOpenToOthers(path), found);
+            reportFiles();
         if (kind == Kind::Ours && store.readsWal())
             guarded(u"store"_s, [this] { readStore(); });
     }
 
 private:
+    void reportFiles()
+    {
+        reportOpenFiles(filesOpenToOthers(path), found);
+        checkKeyBeside(path, found);
+    }
+
     void readStore()
     {
         const auto database = SqliteDatabaseFactory::openReadOnly(path);

@@ -4,6 +4,7 @@
 #include <base/FilePaths.h>
 #include <core/Crypto.h>
 #include <core/FileKeyStore.h>
+#include <core/KeyError.h>
 #include <database/DatabaseBackups.h>
 #include <database/DatabaseError.h>
 #include <velmioctl/tree/FileState.h>
@@ -38,6 +39,21 @@ const Check Permissions{
     u"file."_s,
     u"If other users may have read a key or the database, change the passwords."_s};
 
+const Check KeyBeside{
+    u"store.key-beside"_s, Severity::Warning, u"keys in the folder of the database"_s,
+    u"Whoever has a copy of the folder can read the passwords."_s,
+    u"Make that folder and the one of 'velmioctl secrets where' writable, and run 'velmioctl "
+    u"secrets "
+    u"verify', which moves the keys. Remove the file if it is damaged. If it belongs to a host, "
+    u"the host "
+    u"needs another place for it."_s};
+
+// Where earlier versions kept the keys of the database in the default place.
+QString keyFileBeside(const QString& path)
+{
+    return QFileInfo(QFileInfo(path).canonicalFilePath()).path() + u"/password.key"_s;
+}
+
 // Nothing for a missing file or a symbolic link.
 std::optional<mode_t> modeOf(const QString& path)
 {
@@ -69,7 +85,7 @@ QStringList ownFiles(const QString& givenPath)
 
 std::vector<Check> fileChecks()
 {
-    return {NotWritable, Permissions};
+    return {NotWritable, Permissions, KeyBeside};
 }
 
 void checkAccess(const QString& path, const Found& found)
@@ -96,6 +112,18 @@ void reportOpenFiles(const QStringList& files, const Found& found)
 {
     for (const QString& file : files)
         found(Permissions, {.name = file, .detail = u"mode "_s + permissionsOf(file)});
+}
+
+void checkKeyBeside(const QString& path, const Found& found)
+{
+    try {
+        sync::core::crypto::keyStore()->read();
+    } catch (const sync::core::crypto::KeyError&) {
+        // Where it matters, the check of the passwords says why.
+    }
+    const QString key = keyFileBeside(path);
+    if (QFile::exists(key))
+        found(KeyBeside, {.name = key});
 }
 
 bool closeToOthers(const QString& path)
