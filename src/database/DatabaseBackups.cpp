@@ -12,6 +12,7 @@
 #include <database/maintenance/StoreReplacement.h>
 #include <database/opening/Migrations.h>
 #include <database/opening/ReadOnlyConnection.h>
+#include <database/opening/StoreContent.h>
 #include <database/opening/StoreIdentity.h>
 
 #include <QDir>
@@ -184,8 +185,9 @@ QString DatabaseBackups::wordFor(Reason reason)
     Q_UNREACHABLE();
 }
 
-DatabaseBackups::DatabaseBackups(const QString& databasePath)
+DatabaseBackups::DatabaseBackups(const QString& databasePath, const OpenOptions& options)
     : databasePath(base::resolvedFilePath(databasePath))
+    , options(options)
 {
 }
 
@@ -258,7 +260,7 @@ bool DatabaseBackups::copyTo(const QString& target, const std::optional<qint64>&
     queryNumber(source.database.get(), "SELECT count(*) FROM sqlite_schema", databasePath);
     try {
         base::PartialFile copy(target);
-        writeVerifiedContent(source.database.get(), copy, number);
+        writeVerifiedContent(source.database.get(), copy, foreignSchemaOf(options), number);
         if (source.fingerprint && *source.fingerprint != fingerprintOf(databasePath))
             throw DatabaseError(
                 Cause::Busy,

@@ -2,6 +2,7 @@
 #include <core/PosixSync.h>
 
 #include <core/Export.h>
+#include <database/OpenOptions.h>
 
 #include <QDateTime>
 #include <QList>
@@ -52,8 +53,9 @@ public:
     /// The word for a reason in the names of files, such as "manual".
     static QString wordFor(Reason reason);
 
-    /// For the database at this path, with symbolic links followed. Accesses no file yet.
-    explicit DatabaseBackups(const QString& databasePath);
+    /// For the database at this path, with symbolic links followed. Accesses no file yet. The
+    /// options are those with which the database is opened; a copy is judged like it.
+    explicit DatabaseBackups(const QString& databasePath, const OpenOptions& options = {});
 
     /// The folder of the copies that make() creates: the path of the database with "-backups".
     QString folder() const;
@@ -137,6 +139,7 @@ private:
     void removeUnfinished() const;
 
     const QString databasePath; // with symbolic links followed
+    const OpenOptions options;
 };
 
 } // namespace sync::database

@@ -29,6 +29,7 @@ public:
         InputOutput,     ///< The operating system reported a failed read or write.
         IdsUsedUp,       ///< A table has assigned the highest possible id.
         Untrusted,       ///< Other users own or may change what belongs to the store.
+        AlteredSchema,   ///< The schema has something foreign that could change what is stored.
         OtherStore,      ///< The backup is of another store than the database.
     };
 

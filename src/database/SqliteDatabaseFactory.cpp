@@ -36,8 +36,7 @@ std::shared_ptr<SqliteDatabaseFactory> SqliteDatabaseFactory::openWith(
     static base::SharedByKey<std::mutex> openingLocks;
     const auto openingLock = openingLocks.at(base::resolvedFilePath(absolutePath));
     const std::lock_guard lock(*openingLock);
-    OpenedStore opened =
-        StoreOpening(absolutePath).open(options.othersMayWrite ? Trust::Everybody : Trust::Owner);
+    OpenedStore opened = StoreOpening(absolutePath, options).open();
     for (const QString& warning : opened.warnings)
         qCWarning(velmioDatabase).noquote() << warning;
     return std::shared_ptr<SqliteDatabaseFactory>(new SqliteDatabaseFactory(absolutePath, opened));
@@ -45,8 +44,14 @@ std::shared_ptr<SqliteDatabaseFactory> SqliteDatabaseFactory::openWith(
 
 std::shared_ptr<SqliteDatabaseFactory> SqliteDatabaseFactory::openReadOnly(const QString& path)
 {
+    return openReadOnlyWith({}, path);
+}
+
+std::shared_ptr<SqliteDatabaseFactory> SqliteDatabaseFactory::openReadOnlyWith(
+    const OpenOptions& options, const QString& path)
+{
     const QString absolutePath = base::absoluteFilePath(path);
-    OpenedStore opened = StoreOpening(absolutePath).openReadOnly();
+    OpenedStore opened = StoreOpening(absolutePath, options).openReadOnly();
     return std::shared_ptr<SqliteDatabaseFactory>(new SqliteDatabaseFactory(absolutePath, opened));
 }
 

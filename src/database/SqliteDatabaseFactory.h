@@ -5,6 +5,7 @@
 #include <database/ChangeSource.h>
 #include <database/DatabaseError.h>
 #include <database/FailureLog.h>
+#include <database/OpenOptions.h>
 #include <interf/IDatabaseFactory.h>
 
 #include <QString>
@@ -20,14 +21,6 @@ namespace sync::database {
 
 class ConnectionPool;
 struct OpenedStore;
-
-/// How SqliteDatabaseFactory opens a store.
-struct OpenOptions
-{
-    /// Also opens a store that other users may change. They can show it settings of their own, and
-    /// read what is written later.
-    bool othersMayWrite = false;
-};
 
 /// The embedded SQLite engine: a database file with its schema, and a connection for each thread.
 ///
@@ -53,7 +46,13 @@ public:
     /// A store that other users could have changed is refused with Cause::Untrusted: its file, its
     /// companions and its folder belong to this user or to root, and nobody else may write to them.
     /// A group counts as others unless it is the user's own. For root, the owner of the store
-    /// counts as the user. The options may allow it. @{
+    /// counts as the user. The options may allow it.
+    ///
+    /// So is, with Cause::AlteredSchema and before anything is migrated, a store whose schema has
+    /// something that no new store of its version has and that could act: a trigger or an index on
+    /// its tables, a view in the place of one, a table with an expression, a constraint or a
+    /// default of its own, a trigger or view of ours with another definition. Other tables and
+    /// views are left alone. @{
     static std::shared_ptr<SqliteDatabaseFactory> open(const QString& path);
     static std::shared_ptr<SqliteDatabaseFactory> openWith(
         const OpenOptions& options, const QString& path);
@@ -71,7 +70,11 @@ public:
     /// announces no changes. Throws DatabaseError like open(), and also if the file is missing or
     /// its WAL cannot be read; a store of another user may be read. Damage is found only when the
     /// damaged part is read.
+    /// @{
     static std::shared_ptr<SqliteDatabaseFactory> openReadOnly(const QString& path);
+    static std::shared_ptr<SqliteDatabaseFactory> openReadOnlyWith(
+        const OpenOptions& options, const QString& path);
+    ///@}
 
     /// The default place of the database: "configuration.db" in the user's application data.
     static QString defaultPath();

@@ -7,7 +7,6 @@
 #include <database/opening/LockHolder.h>
 #include <database/opening/Migrations.h>
 #include <database/opening/ReadOnlyConnection.h>
-#include <database/opening/SchemaComparison.h>
 #include <database/opening/StoreContent.h>
 #include <database/opening/StoreIdentity.h>
 #include <database/opening/VfsFile.h>
@@ -100,6 +99,13 @@ QStringList StoreInspection::missingTables() const
     return content->missingTables;
 }
 
+QList<SchemaDifference> StoreInspection::schemaDifferences() const
+{
+    return content->kind == Kind::Ours || content->kind == Kind::Altered
+               ? content->differences
+               : QList<SchemaDifference>();
+}
+
 void StoreInspection::inspectWal()
 {
     bytesOfWal = QFileInfo(filePath + u"-wal"_s).size();
@@ -183,8 +189,6 @@ StoreContent StoreInspection::readWholeOf(const ReadOnlyConnection& connection)
     sqlite3* const database = connection.database.get();
     walRead = connection.readsWal;
     StoreContent found = readWhole(database, filePath);
-    if (found.isOurs())
-        differences = schemaDifferencesOf(database, found.version, filePath);
     if (found.isOurs() && found.version >= FirstVersionWithIdentity) {
         const StoreIdentity identity = readIdentity(database, filePath);
         id = identity.storeId;

@@ -29,8 +29,12 @@ struct SchemaDifference
     QString name;              ///< Its name.
     QString table;             ///< The table or view that it belongs to.
     /// The statements that make it as in a new store, one after the other. Empty if that could lose
-    /// something: only indexes and views, and triggers on tables of a store have any.
+    /// something: only indexes, triggers and views have any.
     QStringList repair = {};
+    /// True if it could change or falsify what is stored, or keep it from being read: a foreign
+    /// trigger, a view in the place of a table, or an own one with another definition. A store with
+    /// such a difference is not opened.
+    bool canAct = false;
 };
 
 /// Determines what the file at a path is: whether it is a store of ours, which version it has, and
@@ -55,6 +59,7 @@ public:
         Foreign,      ///< An SQLite database of another program.
         Unfinished,   ///< The next opening rolls back an unfinished transaction.
         Damaged,      ///< A store that cannot be read, lacks a table or has an impossible version.
+        Altered,      ///< A store whose schema has something foreign that can act.
         TooNew,       ///< A whole store, but of a version that this library must not use.
         Ours,         ///< A whole store that this library can use.
     };
@@ -82,7 +87,8 @@ public:
     /// The cause that DatabaseError has for the kind; Other for what is not an error.
     DatabaseError::Cause cause() const;
 
-    /// The schema version of Ours and TooNew, and of Damaged where it can be read; 0 otherwise.
+    /// The schema version of Ours, Altered and TooNew, and of Damaged where it can be read; 0
+    /// otherwise.
     qint64 schemaVersion() const;
 
     /// What is wrong with a damaged store, at most 100 texts.
@@ -108,8 +114,8 @@ public:
     /// 4711 (velmioctl) on host, ...". Empty if there was none, or if it cannot be seen.
     QString walReader() const { return readerOfWal; }
 
-    /// How the schema of Ours differs from that of a new store.
-    QList<SchemaDifference> schemaDifferences() const { return differences; }
+    /// How the schema of Ours or Altered differs from that of a new store.
+    QList<SchemaDifference> schemaDifferences() const;
 
     /// The random id of the store; empty unless the kind is Ours.
     QString storeId() const { return id; }
@@ -131,7 +137,6 @@ private:
     qint64 commitsLost = 0;
     qint64 bytesOfWal = 0;
     QString readerOfWal;
-    QList<SchemaDifference> differences;
     QString id;
     bool moved = false;
 };

@@ -251,7 +251,7 @@ void TestChangeNotifier::reportsTheDeletionOfEveryRow()
 
 void TestChangeNotifier::reportsWhatATriggerChanges()
 {
-    QVERIFY(run(u"CREATE TRIGGER AlsoAProduct AFTER INSERT ON ServerConfiguration"
+    QVERIFY(run(u"CREATE TEMP TRIGGER AlsoAProduct AFTER INSERT ON ServerConfiguration"
                 u" BEGIN INSERT INTO ProductConfiguration (name) VALUES (NEW.alias); END"_s));
 
     QVERIFY(run(AddServer));

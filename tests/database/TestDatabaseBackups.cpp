@@ -570,6 +570,9 @@ void TestDatabaseBackups::verifyTellsWhatIsWrong_data()
         RawDatabase(file).run(
             u"PRAGMA writable_schema = ON;"
             u"UPDATE sqlite_schema SET sql = replace(sql, '(folderConfigurationId)', '(id)')"
+            u" WHERE name = 'SchedulesByFolder'; PRAGMA writable_schema = RESET;"
+            u"REINDEX SchedulesByFolder; PRAGMA writable_schema = ON;"
+            u"UPDATE sqlite_schema SET sql = replace(sql, '(id)', '(folderConfigurationId)')"
             u" WHERE name = 'SchedulesByFolder'"_s);
     }) << Cause::Damaged << u"SchedulesByFolder"_s;
 }

@@ -1,6 +1,7 @@
 #include <support/RawDatabase.h>
 
 #include <database/SqliteDatabaseFactory.h>
+#include <database/schema/Tables.h>
 
 #include <QTemporaryDir>
 #include <QTest>
@@ -17,6 +18,7 @@ private Q_SLOTS:
     void initTestCase();
 
     void hasTheEightTablesAndThoseOfTheEngine();
+    void hasOneTrigger();
     void everyColumnIsExplained();
     void theDefaultScheduleIsThere();
     void aRootFolderNamesItselfInTheSameStatement();
@@ -49,6 +51,15 @@ void TestSchema::hasTheEightTablesAndThoseOfTheEngine()
             u"FileConfiguration"_s, u"FolderConfiguration"_s, u"GeneratedFileConfiguration"_s,
             u"ProductConfiguration"_s, u"RootFolderPlace"_s, u"Schedules"_s,
             u"ServerConfiguration"_s, u"StoreIdentity"_s}));
+}
+
+void TestSchema::hasOneTrigger()
+{
+    // No other one of the store may write.
+    QCOMPARE(
+        database->run(u"SELECT name FROM sqlite_schema WHERE type = 'trigger'"_s),
+        QStringList{QString::fromLatin1(sync::database::OwnTriggers.at(0))});
+    QCOMPARE(sync::database::OwnTriggers.size(), 1U);
 }
 
 void TestSchema::everyColumnIsExplained()

@@ -338,8 +338,11 @@ void TestStoreInspection::namesAllDamage()
 {
     makeStoreWith(u"PRAGMA writable_schema = ON; UPDATE sqlite_schema SET"
                   u" sql = replace(sql, '(folderConfigurationId)', '(id)')"
-                  u" WHERE name = 'SchedulesByFolder'; PRAGMA writable_schema = OFF;"
-                  u"INSERT INTO Schedules (folderConfigurationId) VALUES (4), (5), (6)"_s)(path);
+                  u" WHERE name = 'SchedulesByFolder'; PRAGMA writable_schema = RESET;"
+                  u"INSERT INTO Schedules (folderConfigurationId) VALUES (4), (5), (6);"
+                  u"PRAGMA writable_schema = ON; UPDATE sqlite_schema SET"
+                  u" sql = replace(sql, '(id)', '(folderConfigurationId)')"
+                  u" WHERE name = 'SchedulesByFolder'; PRAGMA writable_schema = OFF"_s)(path);
 
     const StoreInspection inspection(path);
 

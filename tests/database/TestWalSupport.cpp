@@ -332,7 +332,7 @@ void TestWalSupport::networkStoreIsUsedWithAJournal()
 {
     makeStoreWithLog();
 
-    const auto opened = StoreOpening(path, networkType).open();
+    const auto opened = StoreOpening(path, {}, networkType).open();
 
     QCOMPARE(opened.warnings.size(), 1);
     QVERIFY(opened.warnings.constFirst().contains(u"nfs4"_s));
@@ -343,8 +343,8 @@ void TestWalSupport::networkStoreIsUsedWithAJournal()
 
 void TestWalSupport::networkStoreIsUsedByTwoAtOnce()
 {
-    const auto one = StoreOpening(path, networkType).open();
-    const auto other = StoreOpening(path, networkType).open();
+    const auto one = StoreOpening(path, {}, networkType).open();
+    const auto other = StoreOpening(path, {}, networkType).open();
 
     const auto run = [](const auto& opened, const char* sql) {
         return sqlite3_exec(opened.connection.get(), sql, nullptr, nullptr, nullptr);

@@ -121,6 +121,50 @@ private Q_SLOTS:
         }
     }
 
+    void aForeignTriggerIsRefusedAndRemoved()
+    {
+        tool->run(
+            {u"server"_s, u"add"_s, u"--dav-url"_s, u"https://good.example/dav"_s,
+             u"--web-service-url"_s, u"https://good.example/ws"_s});
+        RawDatabase(tool->databasePath())
+            .run(u"CREATE TRIGGER redirect AFTER INSERT ON AuthenticationConfiguration BEGIN"
+                 u" UPDATE ServerConfiguration SET davUrl = 'https://evil.example'; END"_s);
+        const QStringList signIn{u"signin"_s,   u"add"_s,    u"--domain"_s,
+                                 u"d"_s,        u"--user"_s, u"me"_s,
+                                 u"--server"_s, u"1"_s,      u"--password-stdin"_s};
+
+        const auto refused = tool->feed(signIn, "secret\n");
+        const auto fixed = tool->run({u"doctor"_s, u"--fix"_s, u"--yes"_s});
+        const auto added = tool->feed(signIn, "secret\n");
+
+        QCOMPARE(refused.exitCode, 5);
+        QVERIFY2(
+            refused.errors.contains(u"the trigger redirect of AuthenticationConfiguration"_s) &&
+                refused.errors.contains(u"'velmioctl doctor --fix'"_s),
+            qPrintable(refused.errors));
+        QVERIFY2(fixed.exitCode == 0, qPrintable(fixed.errors + fixed.output));
+        QCOMPARE(added.exitCode, 0);
+        QVERIFY(tool->run({u"server"_s, u"list"_s}).output.contains(u"https://good.example/dav"_s));
+    }
+
+    void aViewInThePlaceOfATableIsLeftToSalvage()
+    {
+        RawDatabase(tool->databasePath())
+            .run(u"ALTER TABLE Schedules RENAME TO Away; CREATE VIEW Schedules AS WITH RECURSIVE"
+                 u" n(id) AS (SELECT 1 UNION ALL SELECT id + 1 FROM n) SELECT id FROM n"_s);
+
+        const auto found = tool->json({u"doctor"_s});
+        const auto fix = tool->run({u"doctor"_s, u"--fix"_s, u"--yes"_s});
+        const auto salvaged = tool->run({u"recover"_s, u"--salvage"_s, u"--yes"_s});
+
+        QVERIFY(findingOf(found, u"schema.foreign"_s)[u"remedy"_s].toString().contains(
+            u"'velmioctl recover --salvage'"_s));
+        QCOMPARE(fix.exitCode, 1);
+        QVERIFY(fix.errors.contains(u"Nothing was changed"_s));
+        QCOMPARE(salvaged.exitCode, 0);
+        QCOMPARE(tool->run({u"schedule"_s, u"list"_s}).exitCode, 0);
+    }
+
     void lookingChangesNothing_data()
     {
         QTest::addColumn<QStringList>("options");

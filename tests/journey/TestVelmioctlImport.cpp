@@ -544,22 +544,6 @@ private Q_SLOTS:
         QCOMPARE(rows(), before);
     }
 
-    void failureInTheMiddleChangesNothing()
-    {
-        fill();
-        tool->writeFile(u"all.json"_s, exported());
-        RawDatabase(otherPath())
-            .run(u"CREATE TRIGGER refuse BEFORE INSERT ON ServerConfiguration"
-                 u" BEGIN SELECT RAISE(ABORT, 'refused'); END"_s);
-        const QStringList before = storedRows(otherPath());
-
-        const auto taken = runOther({u"import"_s, u"all.json"_s, u"--yes"_s});
-
-        QCOMPARE(taken.exitCode, 8);
-        QVERIFY(taken.errors.contains(u"refused"_s));
-        QCOMPARE(storedRows(otherPath()), before);
-    }
-
     void brokenReferencesAreRefusedWithTheirLine_data()
     {
         QTest::addColumn<QString>("table");

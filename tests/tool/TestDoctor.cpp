@@ -320,7 +320,7 @@ private Q_SLOTS:
     {
         DoctorSample sample;
         sample.run(u"UPDATE FolderConfiguration SET rootId = 9 WHERE id = 4"_s);
-        sample.run(u"CREATE TRIGGER Harm AFTER UPDATE ON FolderConfiguration"
+        sample.run(u"CREATE TEMP TRIGGER Harm AFTER UPDATE ON FolderConfiguration"
                    u" BEGIN UPDATE AuthenticationConfiguration SET serverId = 9; END"_s);
         const QStringList before = sample.findings();
 

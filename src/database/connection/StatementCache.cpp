@@ -2,6 +2,7 @@
 
 #include <base/LockGuard.h>
 #include <database/connection/SqliteError.h>
+#include <database/schema/Tables.h>
 
 #include <sqlite3.h>
 
@@ -96,8 +97,9 @@ StatementCache::StatementCache(sqlite3* database)
     sqlite3_set_authorizer(
         database,
         [](void* self, int action, const char* first, const char* second, const char* schema,
-           const char*) {
-            return static_cast<StatementCache*>(self)->authorize(action, first, second, schema);
+           const char* program) {
+            return static_cast<StatementCache*>(self)->authorize(
+                action, first, second, schema, program);
         },
         this);
 }
@@ -171,17 +173,32 @@ void StatementCache::takeBackLater(
 }
 
 // Called for every column, table and setting that a statement uses, including those of its
-// triggers.
-int StatementCache::authorize(int action, const char* first, const char* second, const char* schema)
+// triggers, and again when SQLite prepares a statement for a schema that has changed.
+int StatementCache::authorize(
+    int action, const char* first, const char* second, const char* schema, const char* program)
 {
+    // One that another program has added since the store was opened.
+    const bool isForeign = isWrite(action) && program && isForeignTrigger(program);
     if (!preparing)
-        return SQLITE_OK;
-    refusal = refusalOf(action, first, second);
+        return isForeign ? SQLITE_DENY : SQLITE_OK;
+    if (action == SQLITE_CREATE_TEMP_TRIGGER)
+        temporaryTriggers.insert(first);
+    refusal = isForeign
+                  ? u"the trigger %1 does not belong to the store"_s.arg(QString::fromUtf8(program))
+                  : refusalOf(action, first, second);
     if (!refusal.isEmpty())
         return SQLITE_DENY;
     if (isWrite(action) && isTableOfMain(first, schema))
         writtenKinds |= recordKindOf(QString::fromUtf8(first));
     return SQLITE_OK;
+}
+
+bool StatementCache::isForeignTrigger(const char* program) const
+{
+    return std::none_of(
+               OwnTriggers.begin(), OwnTriggers.end(),
+               [program](const char* own) { return std::strcmp(own, program) == 0; }) &&
+           !temporaryTriggers.contains(program);
 }
 
 std::unique_ptr<PreparedStatement> StatementCache::prepare(const QString& sql, Failure& error)

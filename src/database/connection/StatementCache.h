@@ -9,6 +9,8 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <set>
+#include <string>
 #include <thread>
 #include <unordered_map>
 #include <utility>
@@ -79,7 +81,9 @@ private:
     using Statements = std::unordered_map<QString, CachedStatement>;
 
     CachedStatement* find(const QString& sql);
-    int authorize(int action, const char* first, const char* second, const char* schema);
+    int authorize(
+        int action, const char* first, const char* second, const char* schema, const char* program);
+    bool isForeignTrigger(const char* program) const;
     std::unique_ptr<PreparedStatement> prepare(const QString& sql, Failure& error);
     void evictLeastRecentlyUsed();
     void takeBack(CachedStatement* place, std::unique_ptr<PreparedStatement> statement) noexcept;
@@ -94,6 +98,7 @@ private:
     bool preparing = false;
     QString refusal;
     RecordKinds writtenKinds;
+    std::set<std::string> temporaryTriggers; // which the host has made for this connection
 
     std::mutex mutex;
     std::vector<std::pair<CachedStatement*, std::unique_ptr<PreparedStatement>>> returned;

@@ -4,7 +4,6 @@
 #include <database/DatabaseError.h>
 #include <database/connection/SqliteError.h>
 #include <database/opening/ReadOnlyConnection.h>
-#include <database/opening/StoreContent.h>
 
 #include <sqlite3.h>
 
@@ -23,13 +22,13 @@ void requireOurs(const StoreContent& content)
 }
 
 // A connection in the read transaction in which its content was checked.
-SqliteHandle openWhole(const QString& path)
+SqliteHandle openWhole(const QString& path, ForeignSchema foreign)
 {
     try {
         ReadOnlyConnection opened = openReadOnlyConnection(path);
         if (!opened.readsWal)
             throw DatabaseError(Cause::NoPermission, u"its WAL cannot be read."_s);
-        requireOurs(readWhole(opened.database.get(), path));
+        requireOurs(readWhole(opened.database.get(), path, foreign));
         return std::move(opened.database);
     } catch (const SqliteError& error) {
         requireOurs(contentOf(error));
@@ -77,7 +76,7 @@ SqliteHandle openVerified(const QString& path)
         const StoreInspection header(path, StoreInspection::Depth::Header);
         if (header.kind() != StoreInspection::Kind::Ours)
             throw DatabaseError(header.cause(), header.finding(u"it"_s));
-        return openWhole(header.path());
+        return openWhole(header.path(), ForeignSchema::Refused);
     } catch (const DatabaseError& error) {
         throw DatabaseError(
             error.cause(), u"The file %1 cannot be used as a backup: %2"_s.arg(path, error.text()));
@@ -92,12 +91,13 @@ void writeVerifiedCopy(sqlite3* source, const QString& target)
 }
 
 void writeVerifiedContent(
-    sqlite3* source, base::PartialFile& partial, const std::optional<qint64>& number)
+    sqlite3* source, base::PartialFile& partial, ForeignSchema foreign,
+    const std::optional<qint64>& number)
 {
     const QString& target = partial.targetPath();
     fill(partial.path(), source, target, number);
     try {
-        openWhole(partial.path());
+        openWhole(partial.path(), foreign);
     } catch (const DatabaseError& error) {
         throw DatabaseError(
             error.cause(),

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <database/connection/SqliteHandle.h>
+#include <database/opening/StoreContent.h>
 
 #include <optional>
 
@@ -24,7 +25,8 @@ void writeVerifiedCopy(sqlite3* source, const QString& target);
 /// The same for a file that the caller publishes. It gets the number of a backup, if its version
 /// has one.
 void writeVerifiedContent(
-    sqlite3* source, base::PartialFile& partial, const std::optional<qint64>& number = {});
+    sqlite3* source, base::PartialFile& partial, ForeignSchema foreign = ForeignSchema::Refused,
+    const std::optional<qint64>& number = {});
 
 /// Replaces the content of `target` with that of `source` in one transaction. If this returns
 /// false, `target` has the SQLite error.

@@ -3,10 +3,13 @@
 #include <database/connection/SqliteError.h>
 #include <database/connection/SqliteHandle.h>
 #include <database/opening/Migrations.h>
+#include <database/opening/SchemaComparison.h>
 #include <database/opening/StoreIdentity.h>
 #include <database/schema/Tables.h>
 
 #include <sqlite3.h>
+
+#include <algorithm>
 
 using namespace Qt::StringLiterals;
 
@@ -28,6 +31,35 @@ QStringList missingTables(sqlite3* database, const QString& path)
             missing += QLatin1StringView(table);
     }
     return missing;
+}
+
+// The names come from the file, and may be of any length.
+QString nameOf(const SchemaDifference& difference)
+{
+    constexpr qsizetype ShownLength = 60;
+    const QString name = difference.name.left(ShownLength).simplified();
+    const bool isPart = difference.type == u"trigger" || difference.type == u"index";
+    return isPart ? u"the %1 %2 of %3"_s.arg(
+                        difference.type, name, difference.table.left(ShownLength).simplified())
+                  : u"the %1 %2"_s.arg(difference.type, name);
+}
+
+StoreContent alteredStore(const QList<SchemaDifference>& differences)
+{
+    QStringList names;
+    for (const SchemaDifference& difference : differences) {
+        if (difference.canAct)
+            names += nameOf(difference);
+    }
+    constexpr qsizetype ShownNames = 3;
+    const qsizetype others = names.size() - ShownNames;
+    QString list = names.first(std::min(names.size(), ShownNames)).join(u", "_s);
+    if (others > 0)
+        list += u" and %1 more"_s.arg(others);
+    return {
+        Kind::Altered,
+        u"has something foreign in its schema that could change or falsify records: "_s + list,
+        Cause::AlteredSchema};
 }
 
 } // namespace
@@ -108,12 +140,35 @@ StoreContent readMark(sqlite3* database, const QString& path)
     return content;
 }
 
-StoreContent readWhole(sqlite3* database, const QString& path)
+ForeignSchema foreignSchemaOf(const OpenOptions& options)
+{
+    return options.foreignSchema ? ForeignSchema::Allowed : ForeignSchema::Refused;
+}
+
+StoreContent readSchema(sqlite3* database, const QString& path, ForeignSchema foreign)
 {
     StoreContent content = readMark(database, path);
     if (!content.isOurs())
         return content;
     const qint64 version = content.version;
+    const auto differences = schemaDifferencesOf(database, version, path);
+    const bool anyCanAct = std::any_of(
+        differences.begin(), differences.end(),
+        [](const SchemaDifference& difference) { return difference.canAct; });
+    if (anyCanAct && foreign == ForeignSchema::Refused)
+        content = alteredStore(differences);
+    content.version = version;
+    content.differences = differences;
+    return content;
+}
+
+StoreContent readWhole(sqlite3* database, const QString& path, ForeignSchema foreign)
+{
+    StoreContent content = readSchema(database, path, foreign);
+    if (!content.isOurs())
+        return content;
+    const qint64 version = content.version;
+    const auto differences = content.differences;
     const QStringList missing = missingTables(database, path);
     const QStringList damage =
         missing.isEmpty() ? queryDamage(database, "PRAGMA integrity_check", path)
@@ -121,6 +176,7 @@ StoreContent readWhole(sqlite3* database, const QString& path)
     if (!damage.isEmpty())
         content = damagedStore(damage.constFirst());
     content.version = version;
+    content.differences = differences;
     content.damage = damage;
     content.missingTables = missing;
     return content;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <database/OpenOptions.h>
 #include <database/StoreInspection.h>
 
 #include <QString>
@@ -19,6 +20,7 @@ struct StoreContent
     qint64 version = 0;
     QStringList damage = {};
     QStringList missingTables = {};
+    QList<SchemaDifference> differences = {};
 
     bool isOurs() const { return kind == StoreInspection::Kind::Ours; }
 
@@ -29,8 +31,21 @@ struct StoreContent
 /// Reads only the mark and the schema version. Throws DatabaseError.
 StoreContent readMark(sqlite3* database, const QString& path);
 
+/// Whether a schema is accepted that has something foreign that can act.
+enum class ForeignSchema {
+    Refused,
+    Allowed,
+};
+
+/// What the options of an opening say about it.
+ForeignSchema foreignSchemaOf(const OpenOptions& options);
+
+/// Also compares the schema. Throws DatabaseError.
+StoreContent readSchema(sqlite3* database, const QString& path, ForeignSchema foreign);
+
 /// Also reads all pages, of one moment if this runs in a transaction. Throws DatabaseError.
-StoreContent readWhole(sqlite3* database, const QString& path);
+StoreContent readWhole(
+    sqlite3* database, const QString& path, ForeignSchema foreign = ForeignSchema::Refused);
 
 /// What the error of a failed read says about the file.
 StoreContent contentOf(const DatabaseError& error);

@@ -11,6 +11,7 @@
 #include <database/opening/CrashDetection.h>
 #include <database/opening/Migrations.h>
 #include <database/opening/ReadOnlyConnection.h>
+#include <database/opening/StoreAccess.h>
 #include <database/opening/StoreContent.h>
 #include <database/opening/VfsFile.h>
 #include <database/opening/WalDamage.h>
@@ -61,6 +62,8 @@ QString remedyFor(Kind kind, const QString& path)
         return u"Use the newer program that wrote it."_s;
     case Kind::Damaged:
         return u"Keep the file, and put a backup copy in its place."_s;
+    case Kind::Altered:
+        return u"Keep the file, and remove what is foreign or put a backup copy in its place."_s;
     default:
         return {};
     }
@@ -121,15 +124,17 @@ QString noSharedMemoryWarning(const QString& path)
 
 } // namespace
 
-StoreOpening::StoreOpening(const QString& path, FileSystemType fileSystemType)
+StoreOpening::StoreOpening(
+    const QString& path, const OpenOptions& options, FileSystemType fileSystemType)
     : path(base::resolvedFilePath(path))
+    , options(options)
     , fileSystemType(fileSystemType)
 {
 }
 
-OpenedStore StoreOpening::open(Trust trust)
+OpenedStore StoreOpening::open()
 {
-    requireTrusted(path, trust);
+    requireTrusted(path, options.othersMayWrite ? Trust::Everybody : Trust::Owner);
     inspectFile();
     withFileErrors([this] {
         createFile();
@@ -160,12 +165,12 @@ void StoreOpening::openConnectionOfStore()
 
 OpenedStore StoreOpening::openReadOnly()
 {
-    requireTrusted(path, Trust::StoreOwner);
+    requireTrusted(path, options.othersMayWrite ? Trust::Everybody : Trust::StoreOwner);
     const StoreInspection file(path, StoreInspection::Depth::Header);
     if (file.kind() != Kind::Ours)
         throw refusal(file.cause(), file.kind(), file.finding(u"The file "_s + path), path);
     connectReadOnly();
-    const StoreContent content = readMark(handle(), path);
+    const StoreContent content = readSchema(handle(), path, foreignSchemaOf(options));
     requireOurs(content, path);
     if (content.version >= FirstVersionWithIdentity)
         opened.identity = readIdentity(handle(), path);
@@ -292,7 +297,7 @@ void StoreOpening::checkContent()
 {
     // In a transaction: another process may create the tables at this moment.
     execute(handle(), "BEGIN", path);
-    const StoreContent content = readMark(handle(), path);
+    const StoreContent content = readSchema(handle(), path, foreignSchemaOf(options));
     execute(handle(), "COMMIT", path);
     requireOurs(content, path);
     version = content.version;
@@ -336,7 +341,7 @@ void StoreOpening::backUpAndMigrate()
 void StoreOpening::backUp() const
 {
     try {
-        DatabaseBackups(path).make(DatabaseBackups::Reason::Migration);
+        DatabaseBackups(path, options).make(DatabaseBackups::Reason::Migration);
     } catch (const DatabaseError& error) {
         throw DatabaseError(
             error.cause(),

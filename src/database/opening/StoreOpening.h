@@ -1,7 +1,7 @@
 #pragma once
 
+#include <database/OpenOptions.h>
 #include <database/connection/SqliteHandle.h>
-#include <database/opening/StoreAccess.h>
 #include <database/opening/StoreIdentity.h>
 #include <database/opening/WalSupport.h>
 
@@ -31,12 +31,13 @@ public:
     /// Returns the type of the file system that holds a file.
     using FileSystemType = QByteArray (*)(const QString& path);
 
-    explicit StoreOpening(const QString& path, FileSystemType fileSystemType = fileSystemTypeOf);
+    explicit StoreOpening(
+        const QString& path, const OpenOptions& options = {},
+        FileSystemType fileSystemType = fileSystemTypeOf);
 
-    /// May be called once. Throws DatabaseError, also for a store that others could have changed,
-    /// unless everybody is trusted; a file that is not ours, too new or damaged is
-    /// unchanged then.
-    OpenedStore open(Trust trust = Trust::Owner);
+    /// May be called once. Throws DatabaseError; a file that is not ours, too new, damaged or
+    /// altered is unchanged then.
+    OpenedStore open();
 
     /// Opens a store only for reading, without a trace. Throws DatabaseError.
     OpenedStore openReadOnly();
@@ -60,6 +61,7 @@ private:
     sqlite3* handle() const { return opened.connection.get(); }
 
     const QString path; // with symbolic links followed
+    const OpenOptions options;
     const FileSystemType fileSystemType;
     bool leftByCrash = false;
     long long version = 0;

@@ -10,4 +10,7 @@ constexpr std::array Tables{"ServerConfiguration",   "AuthenticationConfiguratio
                             "FileConfiguration",     "GeneratedFileConfiguration",
                             "BaseFileConfiguration", "Schedules"};
 
+/// The triggers of a store.
+constexpr std::array OwnTriggers{"FolderConfigurationRootNamesItself"};
+
 } // namespace sync::database

@@ -10,6 +10,7 @@
 #include <velmioctl/store/Session.h>
 #include <velmioctl/store/WatchedDatabase.h>
 
+#include <algorithm>
 #include <map>
 
 using namespace Qt::StringLiterals;
@@ -42,9 +43,10 @@ public:
         checkStore(store, found);
         checkSchema(store, found);
         const auto kind = store.kind();
-        if (kind == Kind::Ours || kind == Kind::TooNew || kind == Kind::Damaged)
+        const bool isOurs = kind == Kind::Ours || kind == Kind::Altered;
+        if (isOurs || kind == Kind::TooNew || kind == Kind::Damaged)
             reportFiles();
-        if (kind == Kind::Ours && store.readsWal())
+        if (isOurs && store.readsWal() && isReadableWithItsSchema(store))
             guarded(u"store"_s, [this] { readStore(); });
     }
 
@@ -57,7 +59,8 @@ private:
 
     void readStore()
     {
-        const auto database = SqliteDatabaseFactory::openReadOnly(path);
+        const auto database =
+            SqliteDatabaseFactory::openReadOnlyWith({.foreignSchema = true}, path);
         checkEngine(*database, found);
         // One moment, which ends before the disk is looked at: that may take long.
         const auto moment = database->GetDatabase();
@@ -137,6 +140,14 @@ std::vector<Check> allChecks()
             all.push_back(std::move(check));
     }
     return all;
+}
+
+bool isReadableWithItsSchema(const StoreInspection& store)
+{
+    const auto differences = store.schemaDifferences();
+    return std::none_of(differences.begin(), differences.end(), [](const auto& difference) {
+        return difference.canAct && difference.repair.isEmpty();
+    });
 }
 
 void examine(const QString& path, Examiner& examiner)

@@ -8,6 +8,10 @@
 #include <utility>
 #include <vector>
 
+namespace sync::database {
+class StoreInspection;
+}
+
 namespace velmioctl {
 class Session;
 }
@@ -28,6 +32,10 @@ public:
 
 /// All checks.
 std::vector<Check> allChecks();
+
+/// True if what is foreign in the schema of a database cannot falsify what is read of it, and can
+/// be repaired: a trigger or an index, and no view in the place of a table.
+bool isReadableWithItsSchema(const sync::database::StoreInspection& store);
 
 /// Examines a database and what belongs to it, and changes nothing. All that is wrong with it is
 /// reported as a finding and not thrown.

@@ -12,6 +12,7 @@
 #include <QJsonArray>
 
 using namespace Qt::StringLiterals;
+using sync::database::StoreInspection;
 
 namespace velmioctl::doctor {
 
@@ -91,16 +92,18 @@ void printPlan(Output& output, const QStringList& lines)
     }
 }
 
-QStringList schemaRepairsFor(const QString& path)
+QStringList schemaRepairsFor(const StoreInspection& store)
 {
     QStringList statements;
-    for (const auto& difference : sync::database::StoreInspection(path).schemaDifferences())
+    for (const auto& difference : store.schemaDifferences())
         statements += difference.repair;
     return statements;
 }
 
 long long repairDatabase(Session& session, const QStringList& schema)
 {
+    // The statements remove what is foreign before anything else runs.
+    session.options.foreignSchema = true;
     session.backUp(sync::database::DatabaseBackups::Reason::Fix);
     long long rows = 0;
     for (const auto& [fix, count] : repair(session, schema))
@@ -150,13 +153,14 @@ QJsonObject repairAll(Session& session, const QString& path, const Plan& plan)
 QJsonObject fix(
     Session& session, const QString& path, const Report& report, const DoctorOptions& options)
 {
-    if (!report.storeIsSound()) {
+    const StoreInspection store(path);
+    if (!report.storeIsSound() || !isReadableWithItsSchema(store)) {
         throw CommandError(
             ExitCode::Findings,
             u"Nothing was changed: repair the database itself first, as the remedy of its finding "
             u"says."_s);
     }
-    const Plan plan{report.plan(), filesOpenToOthers(path), schemaRepairsFor(path)};
+    const Plan plan{report.plan(), filesOpenToOthers(path), schemaRepairsFor(store)};
     const QStringList lines = linesOf(plan);
     QJsonArray records;
     for (const auto& planned : plan.records)

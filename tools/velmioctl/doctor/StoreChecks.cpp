@@ -105,15 +105,16 @@ const Check SchemaMissing{
     u"backup with 'velmioctl restore FILE'."_s};
 const Check SchemaChanged{
     u"schema.changed"_s, Severity::Error, u"parts of the database's structure that were changed"_s,
-    u"They may not do what the client relies on."_s,
+    u"They could change or falsify records, so the client refuses the database."_s,
     u"'velmioctl doctor --fix' rebuilds indexes, triggers and views. For a table, restore a "
-    u"backup with 'velmioctl restore FILE'."_s};
+    u"backup with 'velmioctl restore FILE', or keep its rows with 'velmioctl recover --salvage'."_s};
 const Check SchemaForeign{
     u"schema.foreign"_s, Severity::Error,
-    u"triggers and indexes that do not belong to the database"_s,
-    u"A trigger changes what the client stores, and an index can make it fail."_s,
-    u"'velmioctl doctor --fix' removes triggers. Remove an index, if nobody needs it, with "
-    u"'DROP INDEX' in the sqlite3 shell."_s};
+    u"triggers, indexes and views that do not belong to the database and can act"_s,
+    u"They could change or falsify records, so the client refuses the database."_s,
+    u"'velmioctl doctor --fix' removes triggers and indexes. Where a view is in the place of a "
+    u"table, 'velmioctl recover --salvage' keeps what can still be read. Check the addresses of "
+    u"the servers afterwards."_s};
 const Check SchemaExtra{
     u"schema.extra"_s, Severity::Note,
     u"tables, columns and views that do not belong to the database"_s,
@@ -159,8 +160,7 @@ const Check& checkOf(const SchemaDifference& difference)
     case SchemaDifference::Kind::Foreign:
         break;
     }
-    const bool canAct = difference.type == u"trigger" || difference.type == u"index";
-    return canAct && findTable(difference.table.toUtf8()) ? SchemaForeign : SchemaExtra;
+    return difference.canAct ? SchemaForeign : SchemaExtra;
 }
 
 void reportDamage(const StoreInspection& store, const Found& found)
@@ -222,6 +222,7 @@ void checkStore(const StoreInspection& store, const Found& found)
     case Kind::Unreadable:
         found(Unreadable, row);
         return;
+    case Kind::Altered:
     case Kind::Ours:
         break;
     }

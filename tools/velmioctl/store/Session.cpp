@@ -122,7 +122,7 @@ WatchedDatabase& Session::database()
 {
     if (!openDatabase) {
         filledDatabasePath();
-        open(&SqliteDatabaseFactory::openReadOnly);
+        open();
         keptConnection = openDatabase->CreateQuery();
     }
     return *openDatabase;
@@ -143,7 +143,7 @@ WatchedDatabase& Session::createDatabase()
     Q_ASSERT(!openDatabase || opensForWriting);
     if (!openDatabase) {
         opensForWriting = true;
-        open(&SqliteDatabaseFactory::open);
+        open();
     }
     return *openDatabase;
 }
@@ -166,10 +166,12 @@ void Session::noteUse(const SqliteDatabaseFactory& database)
     }
 }
 
-void Session::open(Opening opening)
+void Session::open()
 {
     try {
-        const auto factory = opening(databasePath());
+        const auto factory = opensForWriting
+                                 ? SqliteDatabaseFactory::openWith(options, databasePath())
+                                 : SqliteDatabaseFactory::openReadOnlyWith(options, databasePath());
         for (const QString& warning : factory->warnings())
             output.warning(warning);
         if (factory->isMoved())
@@ -193,7 +195,7 @@ void Session::backUp(DatabaseBackups::Reason reason)
 {
     requireWriting();
     try {
-        const auto made = DatabaseBackups(databasePath()).make(reason);
+        const auto made = DatabaseBackups(databasePath(), options).make(reason);
         output.note(u"Made a backup first: %1"_s.arg(quoted(made.path)));
     } catch (const DatabaseError& error) {
         const CommandError failure = openingError(error);

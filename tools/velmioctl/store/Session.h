@@ -2,6 +2,7 @@
 
 #include <config/FolderConfiguration.h>
 #include <database/DatabaseBackups.h>
+#include <database/OpenOptions.h>
 #include <velmioctl/cli/ExitCode.h>
 #include <velmioctl/cli/Output.h>
 
@@ -57,6 +58,9 @@ public:
 
     /// Refuses commands that change something.
     bool readOnly = false;
+
+    /// With what the database is opened and backed up.
+    sync::database::OpenOptions options;
 
     /// The exit code of the program if no error ends it.
     ExitCode exitCode = ExitCode::Ok;
@@ -129,9 +133,7 @@ private:
     template <class Manager>
     Manager& made(std::unique_ptr<Manager>& manager);
 
-    using Opening = std::shared_ptr<sync::database::SqliteDatabaseFactory> (*)(const QString&);
-
-    void open(Opening opening);
+    void open();
 
     std::shared_ptr<WatchedDatabase> openDatabase;
     bool opensForWriting = false;

@@ -44,6 +44,7 @@ constexpr std::array Answers{
     Answer{Cause::InputOutput, ExitCode::OtherError, u"input-output"},
     Answer{Cause::IdsUsedUp, ExitCode::OtherError, u"ids-used-up"},
     Answer{Cause::Untrusted, ExitCode::OtherError, u"untrusted"},
+    Answer{Cause::AlteredSchema, ExitCode::Damaged, u"altered-schema"},
 };
 
 CommandError answerTo(Cause cause, const QString& text)
@@ -67,6 +68,9 @@ QString remedyFor(Cause cause)
     case Cause::NotADatabase:
         return u" If it was your database, 'velmioctl recover --from-backup' replaces it by the "
                u"newest intact backup, and keeps the file."_s;
+    case Cause::AlteredSchema:
+        return u" 'velmioctl doctor' says what there is, and 'velmioctl doctor --fix' removes what "
+               u"it can after a backup."_s;
     case Cause::IdsUsedUp:
         return u" 'velmioctl doctor --fix' does that."_s;
     default:
