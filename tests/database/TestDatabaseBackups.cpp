@@ -4,8 +4,8 @@
 #include <support/FileBytes.h>
 #include <support/RawDatabase.h>
 #include <support/Repetitions.h>
-#include <support/SystemCalls.h>
 #include <support/TemporaryPlace.h>
+#include <support/UnsyncedFiles.h>
 
 #include <database/DatabaseBackups.h>
 #include <database/DatabaseError.h>
@@ -172,6 +172,7 @@ private Q_SLOTS:
     void verifyTellsWhatIsWrong();
     void theNewestThatIsWholeIsFound();
     void restoreReplacesTheContentAndKeepsTheOldOne();
+    void whatIsBackedUpAndRestoredIsDurable();
     void restoreMakesAStoreWhereThereIsNone();
     void restoreRefusesWhatItCannotUse_data();
     void restoreRefusesWhatItCannotUse();
@@ -661,6 +662,28 @@ void TestDatabaseBackups::restoreReplacesTheContentAndKeepsTheOldOne()
     // And back.
     backups().restore(kept);
     QCOMPARE(aliasesIn(storePath()), u"old logged"_s);
+}
+
+void TestDatabaseBackups::whatIsBackedUpAndRestoredIsDurable()
+{
+    makeOldStoreAndBackup();
+    {
+        const sync::test::UnsyncedFiles unsynced(folder->path());
+        backups().make(Reason::Manual);
+        QCOMPARE(unsynced.list(), QStringList());
+        backups().restore(backup);
+        QCOMPARE(unsynced.list(), QStringList());
+    }
+    writeFile(storePath(), "not a database");
+    {
+        const sync::test::UnsyncedFiles unsynced(folder->path());
+        backups().restore(backup);
+        QCOMPARE(unsynced.list(), QStringList());
+    }
+    // A sync that is missing would be seen.
+    const sync::test::UnsyncedFiles unsynced(folder->path());
+    writeFile(path(u"a"_s), "not synced");
+    QCOMPARE(unsynced.list(), QStringList{u"a"_s});
 }
 
 void TestDatabaseBackups::restoreMakesAStoreWhereThereIsNone()
