@@ -66,6 +66,20 @@ int watchCommits(sqlite3* database, const char** /*error*/, const sqlite3_api_ro
     return SQLITE_OK;
 }
 
+// Another program writes, if it can, just before the first change of the schema.
+int writeBeforeChange(unsigned /*kind*/, void* /*context*/, void* /*statement*/, void* sql)
+{
+    if (QByteArrayView(static_cast<const char*>(sql)).contains("CREATE"))
+        RawDatabase(watchedPath).tryRun("UPDATE Schedules SET syncInterval = 7");
+    return 0;
+}
+
+int watchStatements(sqlite3* database, const char** /*error*/, const sqlite3_api_routines* /*api*/)
+{
+    sqlite3_trace_v2(database, SQLITE_TRACE_STMT, writeBeforeChange, nullptr);
+    return SQLITE_OK;
+}
+
 } // namespace
 
 /// Opens databases that the last program of an earlier schema version has left.
@@ -85,6 +99,7 @@ private Q_SLOTS:
     void aBackupOfTheEarlierVersionIsMade();
     void withoutABackupNothingIsMigrated();
     void aDamagedDatabaseIsNotMigrated();
+    void whoMigratesHasTheTurn();
     void aNewDatabaseNeedsNoBackup();
     void nobodySeesAVersionBetween();
 
@@ -229,6 +244,22 @@ void TestMigrations::aDamagedDatabaseIsNotMigrated()
     QVERIFY_THROWS_EXCEPTION(DatabaseError, SqliteDatabaseFactory::open(path));
 
     QCOMPARE(RawDatabase(path).value(u"PRAGMA user_version"_s), u"2"_s);
+}
+
+void TestMigrations::whoMigratesHasTheTurn()
+{
+    watchedPath = folder->filePath(u"store.db"_s);
+    QVERIFY(QFile::copy(QStringLiteral(VELMIO_TEST_DATA "/version-2.db"), watchedPath));
+    QCOMPARE(RawDatabase(watchedPath).value(u"PRAGMA journal_mode = WAL"_s), u"wal"_s);
+    const auto watch = reinterpret_cast<void (*)()>(watchStatements);
+    sqlite3_auto_extension(watch);
+
+    const auto factory = SqliteDatabaseFactory::open(watchedPath);
+
+    sqlite3_cancel_auto_extension(watch);
+    RawDatabase database(watchedPath);
+    QCOMPARE(database.value(u"PRAGMA user_version"_s), u"3"_s);
+    QCOMPARE(database.value(u"SELECT count(*) FROM Schedules WHERE syncInterval = 7"_s), u"0"_s);
 }
 
 void TestMigrations::aNewDatabaseNeedsNoBackup()
