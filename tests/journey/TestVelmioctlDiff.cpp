@@ -86,6 +86,42 @@ private Q_SLOTS:
         QCOMPARE(object[u"tables"_s].toObject().size(), 8);
     }
 
+    void credentialsAreNotShown()
+    {
+        const QString change = u"UPDATE ServerConfiguration SET alias = 'https://kim:%1@h/x',"
+                               u" davUrl = 'https://%2/dav?token=%1', nameValueProperties ="
+                               u" '<NameValueXml><Key>%1</Key></NameValueXml>' WHERE id = 1"_s;
+        execute(change.arg(u"hidden1"_s, u"one.example"_s));
+        run({u"backup"_s, u"first.db"_s});
+        run({u"export"_s, u"first.json"_s});
+        execute(change.arg(u"hidden2"_s, u"two.example"_s));
+
+        const auto text = tool->run({u"diff"_s, u"first.db"_s, database()});
+        const auto json = tool->json({u"diff"_s, u"first.db"_s, database()});
+        const auto other = tool->run({u"diff"_s, u"first.json"_s, database()});
+
+        QVERIFY2(
+            text.output.startsWith(
+                u"ServerConfiguration 1 ({\"masked\": \"https://h/x\"}):\n"
+                u"    alias: differs\n"
+                u"    davUrl: {\"masked\": \"https://one.example/dav\"} -> {\"masked\": "
+                u"\"https://two.example/dav\"}\n"
+                u"    nameValueProperties: differs\n"_s),
+            qPrintable(text.output));
+        QCOMPARE(
+            json.object()[u"tables"_s][u"ServerConfiguration"_s][u"rows"_s][0][u"columns"_s]
+                         [u"alias"_s]
+                             .toObject(),
+            (QJsonObject{{u"differs"_s, true}}));
+        for (const VelmioctlRun& answer : {text, json, other}) {
+            QCOMPARE(answer.exitCode, 1);
+            QVERIFY(!(answer.output + answer.errors).contains(u"hidden"_s));
+        }
+        // Only what the export shows can be compared with it.
+        QVERIFY(other.output.contains(u"    davUrl: "_s));
+        QVERIFY(!other.output.contains(u"    alias: "_s));
+    }
+
     void exportsAreComparedWithEachOther()
     {
         execute(u"UPDATE ServerConfiguration SET alias = 'zwei' WHERE id = 2"_s);

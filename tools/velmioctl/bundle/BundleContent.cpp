@@ -45,7 +45,7 @@ everywhere in this bundle, and another one in any other bundle.
 )";
 const QByteArray PathNote = R"(
 Names, paths, hosts and users are not replaced, because of --keep-paths. Ids and keys that a server
-hands out are tokens such as t-0123456789ab.
+hands out, and names with a password or a query in them, are tokens such as t-0123456789ab.
 )";
 
 QByteArray textOf(const QJsonObject& object)

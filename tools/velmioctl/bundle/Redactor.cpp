@@ -3,6 +3,7 @@
 #include <base/Sodium.h>
 #include <velmioctl/doctor/Doctor.h>
 #include <velmioctl/store/Columns.h>
+#include <velmioctl/store/Credentials.h>
 
 #include <QRegularExpression>
 #include <QStringList>
@@ -61,6 +62,14 @@ bool isTime(const QString& text)
     return form.match(text).hasMatch();
 }
 
+// Also without a scheme or encoded, because nothing depends on what a bundle shows of a name.
+bool mayGiveAccess(const QString& name)
+{
+    static const QRegularExpression userOrQuery(uR"(:[^/]*@|[?#][^/]*=)"_s);
+    const QString text = QUrl::fromPercentEncoding(name.toUtf8());
+    return withoutCredentials(text) != text || userOrQuery.match(text).hasMatch();
+}
+
 // A longer number may be personal data.
 bool isNumber(const QString& word)
 {
@@ -79,7 +88,8 @@ Redactor::Redactor(bool keepPaths)
 
 QString Redactor::name(const QString& text) const
 {
-    return keepPaths || text.isEmpty() ? text : identifier(text.toUtf8());
+    const bool isKept = keepPaths && !mayGiveAccess(text);
+    return isKept || text.isEmpty() ? text : identifier(text.toUtf8());
 }
 
 QString Redactor::path(const QString& text) const

@@ -17,6 +17,7 @@ class Redactor
 public:
     explicit Redactor(bool keepPaths);
 
+    /// A token even with keepPaths if it has a password or query of a URL in it.
     QString name(const QString& text) const;
     /// Its components keep their places.
     QString path(const QString& text) const;

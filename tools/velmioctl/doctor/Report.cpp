@@ -2,6 +2,7 @@
 
 #include <velmioctl/cli/Output.h>
 #include <velmioctl/cli/Text.h>
+#include <velmioctl/store/Credentials.h>
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -101,8 +102,12 @@ Report::Report(Output& output, const QString& path)
         printJson(text({{u"database"_s, path}}).chopped(1) + u",\"findings\":["_s);
 }
 
-void Report::found(const Check& check, const Row& row)
+void Report::found(const Check& check, const Row& given)
 {
+    // A name may be a URL with a password. People send reports to others.
+    Row row = given;
+    row.name = withoutCredentials(row.name);
+    row.detail = withoutCredentials(row.detail);
     const bool isNew = findings.empty() || findings.back().check.id != check.id;
     if (isNew) {
         endFinding();

@@ -5,6 +5,7 @@
 #include <velmioctl/cli/Text.h>
 #include <velmioctl/exchange/DiffSide.h>
 #include <velmioctl/exchange/Difference.h>
+#include <velmioctl/exchange/Masks.h>
 #include <velmioctl/store/Session.h>
 
 #include <algorithm>
@@ -20,6 +21,12 @@ struct DiffOptions
     std::string a;
     std::string b;
 };
+
+// Empty for a secret. What differs only in what is masked looks the same.
+QByteArray seen(const Column& column, const Value& value)
+{
+    return toJson(masked(column, value));
+}
 
 class Report : public DifferenceReport
 {
@@ -61,7 +68,7 @@ private:
         if (const Column* const column = table().nameColumn()) {
             const Value& value = row.values[table().indexOf(column->name)];
             if (std::holds_alternative<Text>(value))
-                return u" ("_s + shown(value) + u')';
+                return u" ("_s + QString::fromUtf8(seen(*column, value)) + u')';
         }
         return {};
     }
@@ -79,13 +86,13 @@ private:
         printRow(a, u":"_s);
         for (const size_t at : columns) {
             const Column& column = table().columns[at];
-            const QString change = column.isSecret()
-                                       ? u"differs"_s
-                                       : shown(a.values[at]) + u" -> "_s + shown(b.values[at]);
+            const QByteArray before = seen(column, a.values[at]);
+            const QByteArray after = seen(column, b.values[at]);
+            const QString change =
+                before == after ? u"differs"_s : QString::fromUtf8(before + " -> " + after);
             output.printText(u"    %1: %2"_s.arg(QString::fromLatin1(column.name), change));
         }
     }
-    static QString shown(const Value& value) { return QString::fromUtf8(toJson(value)); }
 };
 
 /// Written row by row, because there may be many.
@@ -136,9 +143,10 @@ private:
         for (const size_t at : columns) {
             const Column& column = table().columns[at];
             fields += (fields.isEmpty() ? "" : ", ") + quotedJson(column.name) + ": ";
-            fields += column.isSecret() ? "{\"differs\": true}"
-                                        : "{\"a\": " + toJson(a.values[at]) +
-                                              ", \"b\": " + toJson(b.values[at]) + "}";
+            const QByteArray before = seen(column, a.values[at]);
+            const QByteArray after = seen(column, b.values[at]);
+            fields += before == after ? QByteArray("{\"differs\": true}")
+                                      : "{\"a\": " + before + ", \"b\": " + after + "}";
         }
         printRow(a, ", \"columns\": {" + fields + "}");
     }

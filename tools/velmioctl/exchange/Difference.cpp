@@ -1,5 +1,6 @@
 #include <velmioctl/exchange/Difference.h>
 
+#include <velmioctl/exchange/Masks.h>
 #include <velmioctl/exchange/RowSecrets.h>
 
 #include <algorithm>
@@ -71,7 +72,10 @@ bool DifferenceReport::isEqual(const Column& column, const Value& a, const Value
 {
     if (isSame(a, b) || (column.isSecret() && (isHidden(a) || isHidden(b))))
         return true;
-    return column.isSecret() && isSamePassword(reader, a, b);
+    if (column.isSecret())
+        return isSamePassword(reader, a, b);
+    const bool isMasked = std::holds_alternative<Masked>(a) || std::holds_alternative<Masked>(b);
+    return isMasked && shownOf(column, a) == shownOf(column, b);
 }
 
 } // namespace velmioctl::exchange

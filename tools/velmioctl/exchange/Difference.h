@@ -24,7 +24,8 @@ public:
     virtual ~DifferenceReport() = default;
 
     /// Compares the tables that both sources have. A secret that an export does not show in clear
-    /// counts as equal; passwords are decrypted if their bytes differ.
+    /// counts as equal; passwords are decrypted if their bytes differ. Of a masked value what is
+    /// shown is compared.
     void compare(RowSource& a, RowSource& b);
 
     bool sidesAgree() const;

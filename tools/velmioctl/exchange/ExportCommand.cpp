@@ -3,6 +3,7 @@
 #include <velmioctl/cli/CommandLine.h>
 #include <velmioctl/cli/Text.h>
 #include <velmioctl/exchange/ExportWriter.h>
+#include <velmioctl/exchange/Masks.h>
 #include <velmioctl/exchange/RowSecrets.h>
 #include <velmioctl/exchange/StoreRows.h>
 #include <velmioctl/exchange/StoreSnapshot.h>
@@ -107,10 +108,8 @@ Row prepared(const TableShape& table, Row row, RowSecrets* secrets)
         secrets->seal(table, row);
         return row;
     }
-    for (size_t at = 0; at < table.columns.size(); ++at) {
-        if (table.columns[at].isSecret())
-            row.values[at] = LeftOut();
-    }
+    for (size_t at = 0; at < table.columns.size(); ++at)
+        row.values[at] = masked(table.columns[at], row.values[at]);
     return row;
 }
 
@@ -235,7 +234,8 @@ void addExportCommand(Command& app, Session& session)
         ->offersWords(tableNames());
     Option* const withSecrets = command->addFlag(
         "--with-secrets", options->withSecrets,
-        "Also write passwords and product secrets, encrypted with a passphrase");
+        "Also write passwords, product secrets and all that is masked, encrypted with a "
+        "passphrase");
     Option* const fromInput = options->passphrase.addTo(*command)->needs(withSecrets);
     Option* const fromFile =
         options->passphrase.addFileTo(*command)->needs(withSecrets)->excludes(fromInput);

@@ -2,6 +2,7 @@
 
 #include <database/SqliteDatabaseFactory.h>
 #include <velmioctl/cli/Text.h>
+#include <velmioctl/store/Credentials.h>
 
 #include <algorithm>
 
@@ -16,7 +17,7 @@ constexpr QByteArrayView SqliteMagic("SQLite format 3\0", 16);
 
 QString quotedName(const QByteArray& name)
 {
-    return quoted(QString::fromUtf8(name));
+    return quoted(withoutCredentials(QString::fromUtf8(name)));
 }
 
 } // namespace
@@ -202,6 +203,10 @@ void ExportRows::readField(const QByteArray& key)
     const bool isNull = std::holds_alternative<Null>(value);
     if (std::holds_alternative<Sealed>(value) != (found->isSecret() && !isNull))
         fail(u"exactly the secrets must be encrypted: see the column %1"_s.arg(quotedName(key)));
+    if (const auto* const mask = std::get_if<Masked>(&value);
+        mask && !mask->sealed.isEmpty() && !given.secrets)
+        fail(u"the column %1 has a secret, but the export says that it has none"_s.arg(
+            quotedName(key)));
 }
 
 void ExportRows::requireFields() const

@@ -108,6 +108,18 @@ void print(Output& output, const ImportPlan& plan)
     output.print(table);
 }
 
+void noteMasks(Output& output, const ImportPlan& plan)
+{
+    if (plan.newMasked > 0) {
+        output.note(u"Masked values of new rows: %1. They come without the users, passwords and "
+                    u"queries of URLs, and without further properties."_s.arg(plan.newMasked));
+    }
+    if (plan.keptMasked.count > 0) {
+        output.note(u"Masked values that differ from the stored ones, which stay: %1.\n%2"_s.arg(
+            QString::number(plan.keptMasked.count), plan.keptMasked.text()));
+    }
+}
+
 void answer(Session& session, const ImportPlan& plan, bool imported)
 {
     if (!session.output.json()) {
@@ -131,6 +143,8 @@ void answer(Session& session, const ImportPlan& plan, bool imported)
         {u"tables"_s, tables},
         {u"imported"_s, imported},
         {u"newWithoutPassword"_s, plan.newWithoutPassword},
+        {u"newMasked"_s, plan.newMasked},
+        {u"keptMasked"_s, plan.keptMasked.count},
         {u"brokenReferences"_s, QJsonArray::fromStringList(plan.brokenReferences)}});
 }
 
@@ -187,6 +201,7 @@ void run(Session& session, const ImportOptions& options)
         plan = planOf(store, file, mode, usedSecrets);
     }
     print(session.output, plan);
+    noteMasks(session.output, plan);
     requireReferences(plan, options, session.output);
     const bool imports = !options.dryRun && !plan.isEmpty();
     if (imports) {

@@ -1,6 +1,7 @@
 #include <velmioctl/exchange/ImportRun.h>
 
 #include <velmioctl/doctor/CheckQuery.h>
+#include <velmioctl/exchange/Masks.h>
 #include <velmioctl/exchange/StoreRows.h>
 
 #include <algorithm>
@@ -49,6 +50,19 @@ bool hasPasswordLeftOut(const Row& row)
 }
 
 } // namespace
+
+void Remarks::add(const QString& place)
+{
+    constexpr qsizetype MostShown = 10;
+    if (++count <= MostShown)
+        first += place;
+}
+
+QString Remarks::text() const
+{
+    const qint64 more = count - first.size();
+    return first.join(u'\n') + (more > 0 ? u"\nAnd %1 more."_s.arg(more) : QString());
+}
 
 bool ImportPlan::isEmpty() const
 {
@@ -132,17 +146,41 @@ void ImportRun::drop(const Row& stored)
 Row ImportRun::prepared(ExportRows& rows, const Row* stored)
 {
     Row row = rows.row();
+    const auto purpose = writer ? RowSecrets::Purpose::Store : RowSecrets::Purpose::Compare;
+    if (mode.withSecrets && !secrets->unseal(rows.table(), row, stored, purpose))
+        rows.failAtRow(u"a secret of the row that begins here is damaged"_s);
     if (!mode.withSecrets) {
         for (Value& value : row.values) {
             if (std::holds_alternative<Sealed>(value))
                 value = LeftOut();
         }
-        return row;
     }
-    const auto purpose = writer ? RowSecrets::Purpose::Store : RowSecrets::Purpose::Compare;
-    if (!secrets->unseal(rows.table(), row, stored, purpose))
-        rows.failAtRow(u"a secret of the row that begins here is damaged"_s);
+    unmask(row, stored);
     return row;
+}
+
+// A mask never replaces a value: what it hides would be lost.
+void ImportRun::unmask(Row& row, const Row* stored)
+{
+    const TableShape& table = *plan.tables.back().table;
+    for (size_t at = 0; at < row.values.size(); ++at) {
+        Value& value = row.values[at];
+        const auto* const mask = std::get_if<Masked>(&value);
+        if (!mask)
+            continue;
+        const Column& column = table.columns[at];
+        if (!stored) {
+            ++plan.newMasked;
+            value = Text{mask->shown};
+            continue;
+        }
+        if (shownOf(column, stored->values[at]) != mask->shown) {
+            plan.keptMasked.add(u"Line %1: %2 %3, %4."_s.arg(
+                QString::number(row.line), QString::fromLatin1(table.name), QString::number(row.id),
+                QString::fromLatin1(column.name)));
+        }
+        value = stored->values[at];
+    }
 }
 
 bool isNew(IDatabaseFactory& database)

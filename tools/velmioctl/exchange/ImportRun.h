@@ -28,12 +28,26 @@ struct TableChanges
     bool operator==(const TableChanges&) const = default;
 };
 
+/// How often something was met, and where first.
+struct Remarks
+{
+    qint64 count = 0;
+    QStringList first = {};
+
+    void add(const QString& place);
+    /// The places, each on a line.
+    QString text() const;
+    bool operator==(const Remarks&) const = default;
+};
+
 /// What an import does, or would do.
 struct ImportPlan
 {
     std::vector<TableChanges> tables = {};
     QStringList brokenReferences = {};
     qint64 newWithoutPassword = 0;
+    qint64 newMasked = 0;    ///< Values of new rows of which only what is shown is imported.
+    Remarks keptMasked = {}; ///< Stored values that differ from what is shown, and stay.
 
     bool isEmpty() const;
     bool operator==(const ImportPlan&) const = default;
@@ -63,6 +77,7 @@ private:
     void take(ExportRows& rows, const Row* stored);
     void drop(const Row& stored);
     Row prepared(ExportRows& rows, const Row* stored);
+    void unmask(Row& row, const Row* stored);
 
     sync::interf::factory::IDatabaseFactory& database;
     const Mode mode;

@@ -229,6 +229,8 @@ Value JsonReader::readObjectValue()
     if (!nextMember(true))
         fail(u"a value is an object without members"_s);
     const QByteArray kind = readKey();
+    if (kind == "masked")
+        return readMaskedValue();
     Value value;
     if (kind == "blob") {
         value = Blob{readBase64()};
@@ -248,6 +250,20 @@ Value JsonReader::readObjectValue()
     if (nextMember(false))
         fail(u"a value is an object with more than one member"_s);
     return value;
+}
+
+// The rest of {"masked": "..."} or {"masked": "...", "secret": "AQ=="}.
+Value JsonReader::readMaskedValue()
+{
+    Masked mask{readString()};
+    if (!nextMember(false))
+        return mask;
+    if (readKey() != "secret")
+        fail(u"a masked value has an unknown member"_s);
+    mask.sealed = readBase64();
+    if (nextMember(false))
+        fail(u"a masked value has an unknown member"_s);
+    return mask;
 }
 
 void JsonReader::appendEscape(QByteArray& text)

@@ -73,6 +73,7 @@ private:
     QByteArray readNumber();
     Value readNumberValue();
     Value readObjectValue();
+    Value readMaskedValue();
     void appendEscape(QByteArray& text);
     char16_t readHexUnit();
     QString found();

@@ -2,6 +2,7 @@
 
 #include <core/Crypto.h>
 #include <velmioctl/exchange/JsonReader.h>
+#include <velmioctl/exchange/Masks.h>
 
 #include <QBuffer>
 #include <QtEndian>
@@ -60,6 +61,15 @@ StoredPassword passwordIn(PasswordReader& reader, const Value& value)
                 : StoredPassword{.state = StoredPassword::State::Damaged};
 }
 
+// Empty for a value that is not encrypted.
+QByteArray sealedIn(const Value& value)
+{
+    if (const auto* const mask = std::get_if<Masked>(&value))
+        return mask->sealed;
+    const auto* const sealed = std::get_if<Sealed>(&value);
+    return sealed ? sealed->bytes : QByteArray();
+}
+
 bool isPasswordColumn(const Column& column)
 {
     return column.name == "encryptedPassword";
@@ -77,11 +87,18 @@ void RowSecrets::seal(const TableShape& table, Row& row)
     for (size_t at = 0; at < table.columns.size(); ++at) {
         const Column& column = table.columns[at];
         Value& value = row.values[at];
-        if (!column.isSecret() || std::holds_alternative<Null>(value))
-            continue;
-        const SecureBytes bytes =
-            isPasswordColumn(column) ? toBytes(value) : marked(ValueMark, toJson(value));
-        value = Sealed{box.seal({bytes.data(), bytes.size()}, placeOf(table, column, row.id))};
+        const QByteArray place = placeOf(table, column, row.id);
+        if (!column.isSecret()) {
+            Value seen = masked(column, value);
+            if (auto* const mask = std::get_if<Masked>(&seen)) {
+                mask->sealed = sealed(marked(ValueMark, toJson(value)), place);
+                value = std::move(seen);
+            }
+        } else if (!std::holds_alternative<Null>(value)) {
+            value = Sealed{sealed(
+                isPasswordColumn(column) ? toBytes(value) : marked(ValueMark, toJson(value)),
+                place)};
+        }
     }
 }
 
@@ -89,15 +106,20 @@ bool RowSecrets::unseal(const TableShape& table, Row& row, const Row* stored, Pu
 {
     for (size_t at = 0; at < table.columns.size(); ++at) {
         Value& value = row.values[at];
-        const auto* const sealed = std::get_if<Sealed>(&value);
-        if (!sealed)
+        const QByteArray hidden = sealedIn(value);
+        if (hidden.isEmpty())
             continue;
-        const auto bytes = box.unseal(sealed->bytes, placeOf(table, table.columns[at], row.id));
+        const auto bytes = box.unseal(hidden, placeOf(table, table.columns[at], row.id));
         if (!bytes || bytes->size() == 0)
             return false;
         value = fromBytes(*bytes, value, stored ? stored->values[at] : Null(), purpose);
     }
     return true;
+}
+
+QByteArray RowSecrets::sealed(const SecureBytes& bytes, const QByteArray& place) const
+{
+    return box.seal({bytes.data(), bytes.size()}, place);
 }
 
 SecureBytes RowSecrets::toBytes(const Value& stored)

@@ -24,17 +24,19 @@ public:
 
     const SecretBox& secretBox() const { return box; }
 
-    /// Encrypts the secrets of a row with the passphrase.
+    /// Encrypts the secrets of a row with the passphrase, and the values that are masked.
     void seal(const TableShape& table, Row& row);
 
-    /// Decrypts the sealed secrets of a row. A secret that equals the one in `stored`, which may be
-    /// null, becomes the value stored there. False if one cannot be decrypted. Throws KeyError.
+    /// Decrypts the sealed secrets and masked values of a row. A secret that equals the one in
+    /// `stored`, which may be null, becomes the value stored there. False if one cannot be
+    /// decrypted. Throws KeyError.
     bool unseal(const TableShape& table, Row& row, const Row* stored, Purpose purpose);
 
     /// How many passwords seal() could not read with the keys of this database.
     int unreadable() const { return unreadablePasswords; }
 
 private:
+    QByteArray sealed(const sync::core::crypto::SecureBytes& bytes, const QByteArray& place) const;
     sync::core::crypto::SecureBytes toBytes(const Value& stored);
     Value fromBytes(
         const sync::core::crypto::SecureBytes& bytes, const Value& sealed, const Value& stored,

@@ -67,6 +67,12 @@ struct JsonOf
     {
         return object("secret", secret.bytes.toBase64());
     }
+    QByteArray operator()(const Masked& mask) const
+    {
+        const QByteArray shown = "{\"masked\": " + quotedJson(mask.shown);
+        return mask.sealed.isEmpty() ? shown + '}'
+                                     : shown + ", \"secret\": \"" + mask.sealed.toBase64() + "\"}";
+    }
 };
 
 } // namespace

@@ -38,8 +38,17 @@ struct LeftOut
     bool operator==(const LeftOut&) const = default;
 };
 
+/// What is shown of a value with credentials in it, and the value, encrypted like a secret; empty
+/// if the export has no secrets.
+struct Masked
+{
+    QByteArray shown = {};
+    QByteArray sealed = {};
+    bool operator==(const Masked&) const = default;
+};
+
 /// A value as SQLite stores it, or what an export has instead.
-using Value = std::variant<Null, qint64, double, Text, Blob, Sealed, LeftOut>;
+using Value = std::variant<Null, qint64, double, Text, Blob, Sealed, LeftOut, Masked>;
 
 /// True if the kind and every bit are equal.
 bool isSame(const Value& left, const Value& right);

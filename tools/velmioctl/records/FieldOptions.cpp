@@ -4,6 +4,7 @@
 #include <velmioctl/cli/CommandLine.h>
 #include <velmioctl/cli/ExitCode.h>
 #include <velmioctl/cli/Text.h>
+#include <velmioctl/store/Credentials.h>
 #include <velmioctl/store/Names.h>
 
 #include <QDateTime>
@@ -44,7 +45,13 @@ QString urlFrom(QString url)
 {
     const QUrl parsed(url, QUrl::StrictMode);
     if (!parsed.isValid() || parsed.scheme().isEmpty() || parsed.host().isEmpty())
-        failUsage(u"%1 is not a URL. Example: https://sync.example.com/dav."_s.arg(quoted(url)));
+        failUsage(u"%1 is not a URL. Example: https://sync.example.com/dav."_s.arg(
+            quoted(urlWithoutCredentials(url))));
+    if (!parsed.userInfo().isEmpty()) {
+        failUsage(u"The URL %1 was given with a user or password, which would be stored in clear. "
+                  u"Give it without them, and store them with 'velmioctl signin add'."_s.arg(
+                      quoted(urlWithoutCredentials(url))));
+    }
     // As Add stores it: otherwise a server could not be found by its URLs after a change.
     if (url.endsWith(u'/'))
         url.chop(1);
