@@ -112,6 +112,12 @@ private Q_SLOTS:
             u"the table ServerConfiguration"_s);
         add("index on an expression", u"CREATE INDEX i ON Schedules (length(startTime))"_s,
             u"the index i of Schedules"_s);
+        add("index on a condition",
+            u"CREATE INDEX i ON Schedules (id) WHERE startTime > abs(syncInterval)"_s,
+            u"the index i of Schedules"_s);
+        add("index with an order of its own",
+            u"CREATE INDEX i ON Schedules (startTime COLLATE NOCASE)"_s,
+            u"the index i of Schedules"_s);
         add("index that refuses rows", u"CREATE UNIQUE INDEX i ON Schedules (syncInterval)"_s,
             u"the index i of Schedules"_s);
         add("index of ours with another text",
@@ -200,6 +206,8 @@ private Q_SLOTS:
                u"CREATE INDEX i ON notes (length(text)); CREATE VIEW mine AS SELECT * FROM notes;"
                u"CREATE TRIGGER t AFTER INSERT ON notes BEGIN DELETE FROM notes; END"_s;
         QTest::newRow("another column") << u"ALTER TABLE Schedules ADD COLUMN note TEXT"_s;
+        QTest::newRow("another index on columns")
+            << u"CREATE INDEX i ON FileConfiguration (syncStatus, \"size\")"_s;
         QTest::newRow("a column less")
             << u"ALTER TABLE ProductConfiguration DROP COLUMN nameValueProperties"_s;
         QTest::newRow("an index less") << u"DROP INDEX SchedulesByFolder"_s;

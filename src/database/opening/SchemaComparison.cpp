@@ -238,6 +238,16 @@ bool hasOtherPlainColumns(const QByteArrayList& tokens, const QByteArrayList& ex
            });
 }
 
+// True for an index on columns alone, which refuses no row and computes nothing.
+bool isPlainIndex(const QByteArrayList& tokens)
+{
+    constexpr qsizetype First = 6; // CREATE INDEX name ON table (
+    return tokens.size() > First && tokens[1] == "INDEX" && tokens[First - 1] == "(" &&
+           std::all_of(tokens.begin() + First, tokens.end() - 1, [](const QByteArray& token) {
+               return token == "," || isPlainName({token.constData(), size_t(token.size())});
+           });
+}
+
 /// Compares the schema of a store with that of a new one.
 class Comparison
 {
@@ -255,7 +265,7 @@ public:
 
 private:
     bool isOwnName(const QString& name) const;
-    void addForeign(const QString& type, const QString& name, const QString& table);
+    void addForeign(const QString& type, const QString& name, const Object& object);
     void compareTable(const QString& table, const Object& is, const Object& shouldBe);
 
     sqlite3* const database;
@@ -270,7 +280,7 @@ QList<SchemaDifference> Comparison::run()
 {
     for (auto object = found.begin(); object != found.end(); ++object) {
         if (!expected.contains(object.key()))
-            addForeign(object.key().first, object.key().second, object->table);
+            addForeign(object.key().first, object.key().second, *object);
     }
     for (auto object = expected.begin(); object != expected.end(); ++object) {
         const auto& [type, name] = object.key();
@@ -307,15 +317,16 @@ bool Comparison::isOwnName(const QString& name) const
     });
 }
 
-void Comparison::addForeign(const QString& type, const QString& name, const QString& table)
+void Comparison::addForeign(const QString& type, const QString& name, const Object& object)
 {
-    const bool canAct = isOwnName(table) || name.startsWith(u"sqlite_"_s, Qt::CaseInsensitive);
+    const bool canAct = (isOwnName(object.table) && !isPlainIndex(object.tokens)) ||
+                        name.startsWith(u"sqlite_"_s, Qt::CaseInsensitive);
     const bool isDropped = canAct && (type == u"trigger" || type == u"index");
     differences +=
         {DifferenceKind::Foreign,
          type,
          name,
-         table,
+         object.table,
          isDropped ? QStringList{dropped(type, name)} : QStringList(),
          canAct};
 }

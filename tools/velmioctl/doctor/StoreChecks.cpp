@@ -117,7 +117,7 @@ const Check SchemaForeign{
     u"the servers afterwards."_s};
 const Check SchemaExtra{
     u"schema.extra"_s, Severity::Note,
-    u"tables, columns and views that do not belong to the database"_s,
+    u"tables, columns, indexes and views that do not belong to the database"_s,
     u"The client leaves them alone."_s, u"Keep them, or remove them in the sqlite3 shell."_s};
 
 // Adds how to get a whole database back.
