@@ -1,5 +1,7 @@
 #include <config/AuthenticationConfigManager.h>
 
+#include <config/PasswordContexts.h>
+#include <config/passwords/StoredPasswords.h>
 #include <config/statement/RowReader.h>
 #include <config/statement/SqlText.h>
 #include <config/statement/Statement.h>
@@ -67,31 +69,39 @@ QVector<AuthenticationConfiguration> AuthenticationConfigManager::GetAll() const
 
 bool AuthenticationConfigManager::Update(AuthenticationConfiguration signIn)
 {
-    TransactionalScope scope;
     const auto& members = signIn.members;
-    return _Prepare(UpdateById)
-        .bind(u":id"_s, members.id)
-        .bind(u":domain"_s, members.domain)
-        .bind(u":domainId"_s, members.domainId)
-        .bind(u":userName"_s, members.userName)
-        .bind(u":encryptedPassword"_s, Encrypt(members.password))
-        .bind(u":nameValueProperties"_s, ToNameValuePropertyString(members.nameValueProperties))
-        .bind(u":serverId"_s, members.serverId)
-        .exec();
+    return writeBound(*databaseFactory, false, [&](const PasswordContexts& contexts) {
+        const auto context = contexts.of(members.domain, members.userName, members.serverId);
+        return _Prepare(UpdateById)
+            .bind(u":id"_s, members.id)
+            .bind(u":domain"_s, members.domain)
+            .bind(u":domainId"_s, members.domainId)
+            .bind(u":userName"_s, members.userName)
+            .bind(u":encryptedPassword"_s, Encrypt(members.password, context))
+            .bind(u":nameValueProperties"_s, ToNameValuePropertyString(members.nameValueProperties))
+            .bind(u":serverId"_s, members.serverId)
+            .exec();
+    });
 }
 
 bool AuthenticationConfigManager::Add(AuthenticationConfiguration& signIn)
 {
-    TransactionalScope scope;
     auto& members = signIn.members;
-    return _Prepare(Insert)
-        .bind(u":domain"_s, members.domain)
-        .bind(u":domainId"_s, members.domainId)
-        .bind(u":userName"_s, members.userName)
-        .bind(u":encryptedPassword"_s, Encrypt(members.password))
-        .bind(u":nameValueProperties"_s, ToNameValuePropertyString(members.nameValueProperties))
-        .bind(u":serverId"_s, members.serverId)
-        .execInsert(members.id);
+    int id = members.id;
+    const bool added = writeBound(*databaseFactory, false, [&](const PasswordContexts& contexts) {
+        const auto context = contexts.of(members.domain, members.userName, members.serverId);
+        return _Prepare(Insert)
+            .bind(u":domain"_s, members.domain)
+            .bind(u":domainId"_s, members.domainId)
+            .bind(u":userName"_s, members.userName)
+            .bind(u":encryptedPassword"_s, Encrypt(members.password, context))
+            .bind(u":nameValueProperties"_s, ToNameValuePropertyString(members.nameValueProperties))
+            .bind(u":serverId"_s, members.serverId)
+            .execInsert(id);
+    });
+    if (added)
+        members.id = id;
+    return added;
 }
 
 bool AuthenticationConfigManager::Remove(int id)
@@ -109,12 +119,14 @@ AuthenticationConfigManager::GetDistinctAuthenticationConfigurations()
 
 int AuthenticationConfigManager::UpdatePassword(QString domain, QString userName, QString password)
 {
-    TransactionalScope scope;
-    return _Prepare(UpdatePasswordByDomainAndUser)
-        .bind(u":domain"_s, domain)
-        .bind(u":userName"_s, userName)
-        .bind(u":encryptedPassword"_s, Encrypt(password))
-        .execCounting();
+    return writeBound(*databaseFactory, -1, [&](const PasswordContexts& contexts) {
+        const auto context = contexts.ofAll(domain, userName);
+        return _Prepare(UpdatePasswordByDomainAndUser)
+            .bind(u":domain"_s, domain)
+            .bind(u":userName"_s, userName)
+            .bind(u":encryptedPassword"_s, Encrypt(password, context))
+            .execCounting();
+    });
 }
 
 void AuthenticationConfigManager::_PopulateAuthenticationConfiguration(
@@ -128,9 +140,11 @@ void AuthenticationConfigManager::_PopulateAuthenticationConfiguration(
     members.domain = row.text(1);
     members.domainId = row.text(2);
     members.userName = row.text(3);
-    members.password = Decrypt(row.value(4));
-    members.nameValueProperties = _NameValueProperties(row, 5);
     members.serverId = row.integer(6);
+    members.password = Decrypt(
+        row.value(4),
+        PasswordContexts(*databaseFactory).of(members.domain, members.userName, members.serverId));
+    members.nameValueProperties = _NameValueProperties(row, 5);
 }
 
 void AuthenticationConfigManager::_PopulateDistinctAuthenticationConfiguration(

@@ -1,7 +1,6 @@
 #include <config/PasswordKeys.h>
 
-#include <config/statement/SqlText.h>
-#include <config/statement/Statement.h>
+#include <config/passwords/StoredPasswords.h>
 #include <core/Cipher.h>
 #include <database/HostTransaction.h>
 #include <interf/IDatabaseFactory.h>
@@ -15,30 +14,26 @@ namespace sync::config {
 
 namespace {
 
-constexpr SqlText SelectPasswords(u"SELECT id, encryptedPassword FROM AuthenticationConfiguration"
-                                  u" WHERE encryptedPassword IS NOT NULL");
-// Compares the previous password too, so that it does not overwrite one that was just changed.
-constexpr SqlText UpdatePassword(
-    u"UPDATE AuthenticationConfiguration SET encryptedPassword = :encryptedPassword"
-    u" WHERE id = :id AND encryptedPassword = :previousPassword");
-
-Unsealed openWithAny(const QByteArray& value, const QVector<KeyRing>& rings)
+Unsealed openWithAny(
+    const QByteArray& value, const QVector<KeyRing>& rings, const SecretContext& context,
+    PasswordKeys::Accept accept)
 {
+    using Accept = PasswordKeys::Accept;
     Unsealed opened = unseal(value, {});
     for (const KeyRing& ring : rings) {
-        if (opened.outcome == Unsealed::Outcome::OtherKey)
+        if (opened.outcome != Unsealed::Outcome::OtherKey)
+            break;
+        if (accept == Accept::Nothing)
+            opened = unseal(value, ring, context);
+        else if (accept == Accept::Earlier)
+            opened = unseal(value, ring.withoutStore(context.storeId), context);
+        else
             opened = unseal(value, ring);
     }
     return opened;
 }
 
 } // namespace
-
-struct PasswordKeys::StoredPasswords
-{
-    bool read = false;
-    QVector<StoredPassword> list;
-};
 
 PasswordKeys::PasswordKeys(std::shared_ptr<interf::factory::IDatabaseFactory> databaseFactory)
     : databaseFactory(std::move(databaseFactory))
@@ -49,12 +44,12 @@ PasswordKeys::~PasswordKeys() = default;
 
 bool PasswordKeys::use(std::shared_ptr<KeyStore> store, OtherBackend otherBackend)
 {
-    const StoredPasswords passwords = _ReadPasswords();
-    if (!passwords.read)
+    const auto passwords = readPasswords(*databaseFactory);
+    if (!passwords)
         return false;
 
     const KeyRing ring = store->read();
-    for (const StoredPassword& password : passwords.list) {
+    for (const StoredPassword& password : *passwords) {
         const Unsealed opened = unseal(password.value, ring);
         const bool elsewhere =
             opened.outcome == Unsealed::Outcome::OtherKey && opened.backend != store->backend();
@@ -69,110 +64,148 @@ bool PasswordKeys::use(std::shared_ptr<KeyStore> store, OtherBackend otherBacken
     return true;
 }
 
-PasswordKeys::Outcome PasswordKeys::changeKey()
+PasswordKeys::Outcome PasswordKeys::changeKey(Accept accept)
 {
-    const StoredPasswords passwords = _ReadPasswords();
-    if (!passwords.read)
+    const auto passwords = readPasswords(*databaseFactory);
+    if (!passwords)
         return {};
 
     const auto store = keyStore();
     KeyRing ring = store->readOrCreate();
-    const bool cutShort = std::any_of(
-        passwords.list.begin(), passwords.list.end(), [&ring](const StoredPassword& password) {
-            const Unsealed opened = unseal(password.value, ring);
+    const bool cutShort =
+        std::any_of(passwords->begin(), passwords->end(), [&](const StoredPassword& password) {
+            const Unsealed opened = unseal(password.value, ring, _ContextOf(password));
             return opened.outcome == Unsealed::Outcome::Read && opened.keyId != ring.current().id();
         });
     // The new key is durable before it encrypts the first password.
     if (!cutShort)
         ring = store->change([](const KeyRing& present) { return present.withNewKey(); });
-    return _Encrypt({ring}, ring.current(), store->backend());
+    return _Encrypt({ring}, *store, accept);
+}
+
+PasswordKeys::Outcome PasswordKeys::useCurrentKey(Accept accept)
+{
+    const auto passwords = readPasswords(*databaseFactory);
+    if (!passwords || passwords->empty())
+        return {.succeeded = passwords.has_value()};
+    const auto store = keyStore();
+    return _Encrypt({store->readOrCreate()}, *store, accept);
+}
+
+std::optional<QVector<int>> PasswordKeys::putBackIds() const
+{
+    const auto passwords = readPasswords(*databaseFactory);
+    if (!passwords)
+        return {};
+    QVector<int> ids;
+    const KeyRing ring = passwords->empty() ? KeyRing() : keyStore()->read();
+    for (const StoredPassword& password : *passwords) {
+        if (unseal(password.value, ring, _ContextOf(password)).outcome ==
+            Unsealed::Outcome::Outdated)
+            ids.append(password.signInId);
+    }
+    return ids;
 }
 
 PasswordKeys::Outcome PasswordKeys::moveTo(std::shared_ptr<KeyStore> store)
 {
     const KeyRing present = keyStore()->read();
     const KeyRing target = store->readOrCreate();
-    Outcome outcome = _Encrypt({target, present}, target.current(), store->backend());
+    Outcome outcome = _Encrypt({target, present}, *store, Accept::Nothing);
     // Accept: a password that cannot be read stays under its old kind of store.
     if (outcome.succeeded)
         setKeyStore(std::move(store), OtherBackend::Accept);
     return outcome;
 }
 
-int PasswordKeys::dropUnusedKeys(std::chrono::hours rest)
+std::optional<QSet<KeyId>> PasswordKeys::unusedKeys(
+    std::chrono::hours rest, OtherStores otherStores) const
 {
-    const StoredPasswords passwords = _ReadPasswords();
-    if (!passwords.read)
-        return -1;
+    const auto passwords = readPasswords(*databaseFactory);
+    if (!passwords)
+        return {};
 
     QSet<KeyId> used;
-    for (const StoredPassword& password : passwords.list)
+    for (const StoredPassword& password : *passwords)
         used.insert(unseal(password.value, {}).keyId);
     // A value that does not name its key may use any of them.
     if (used.contains(KeyId()))
-        return 0;
+        return QSet<KeyId>();
 
+    const KeyRing ring = keyStore()->read();
+    if (otherStores == OtherStores::Keep)
+        used += ring.neededByStoresOtherThan(PasswordContexts(*databaseFactory).storeId());
     const QDateTime now = QDateTime::currentDateTimeUtc();
-    const QDateTime moment =
-        now.addSecs(-std::chrono::duration_cast<std::chrono::seconds>(rest).count());
-    qsizetype dropped = 0;
-    const auto store = keyStore();
-    if (store->read().retiredUntil(moment).subtract(used).isEmpty())
-        return 0;
-    store->change([&](const KeyRing& ring) {
-        const QSet<KeyId> unused = ring.retiredUntil(moment).subtract(used);
-        dropped = unused.size();
-        return ring.without(unused);
-    });
-    return static_cast<int>(dropped);
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(rest).count();
+    return ring.retiredUntil(now.addSecs(-seconds)).subtract(used);
 }
 
-PasswordKeys::StoredPasswords PasswordKeys::_ReadPasswords() const
+int PasswordKeys::dropUnusedKeys(
+    std::chrono::hours rest, const QSet<KeyId>& keep, OtherStores otherStores)
 {
-    Statement statement(databaseFactory->CreateQuery(), SelectPasswords);
-    StoredPasswords passwords;
-    passwords.read = statement.exec();
-    for (const RowReader row = statement.row(); passwords.read && row.next();)
-        passwords.list.append({row.integer(0), row.value(1).toByteArray()});
-    // A list that broke off would make keys look unused that later passwords need.
-    passwords.read = passwords.read && statement.lastError().isEmpty();
-    return passwords;
+    auto unused = unusedKeys(rest, otherStores);
+    if (!unused)
+        return -1;
+    unused->subtract(keep);
+    if (!unused->isEmpty())
+        keyStore()->change([&](const KeyRing& ring) { return ring.without(*unused); });
+    return static_cast<int>(unused->size());
 }
 
 PasswordKeys::Outcome PasswordKeys::_Encrypt(
-    const QVector<KeyRing>& rings, const Key& key, KeyBackend backend) const
+    const QVector<KeyRing>& rings, KeyStore& store, Accept accept)
 {
     database::HostTransaction transaction(*databaseFactory);
-    const StoredPasswords passwords = transaction.isOpen() ? _ReadPasswords() : StoredPasswords();
-    if (!passwords.read)
+    const auto passwords = transaction.isOpen() ? readPasswords(*databaseFactory) : std::nullopt;
+    if (!passwords)
         return {};
 
+    const Key& key = rings.first().current();
     Outcome outcome;
-    for (const StoredPassword& password : passwords.list) {
-        const Unsealed opened = openWithAny(password.value, rings);
+    for (const StoredPassword& password : *passwords) {
+        const SecretContext context = _ContextOf(password);
+        const Unsealed present = openWithAny(password.value, rings, context, Accept::Nothing);
+        const bool isCurrent = present.outcome == Unsealed::Outcome::Read &&
+                               present.keyId == key.id() && present.backend == store.backend() &&
+                               present.bound == context.isKnown();
+        if (isCurrent)
+            continue;
+        const Unsealed opened = openWithAny(password.value, rings, context, accept);
         if (opened.outcome != Unsealed::Outcome::Read) {
             outcome.unreadableIds.append(password.signInId);
             continue;
         }
-        if (opened.keyId == key.id() && opened.backend == backend)
-            continue;
-        if (!_Replace(password, seal(opened.secret.view(), key, backend), outcome.encrypted))
+        const QByteArray value = seal(opened.secret.view(), key, store.backend(), context);
+        const int replaced = replacePassword(*databaseFactory, password, value);
+        if (replaced < 0)
             return {};
+        outcome.encrypted += replaced;
     }
     outcome.succeeded = transaction.commit();
-    return outcome.succeeded ? outcome : Outcome();
+    if (!outcome.succeeded)
+        return {};
+    if (outcome.unreadableIds.isEmpty())
+        _NoteStore(store);
+    return outcome;
 }
 
-bool PasswordKeys::_Replace(
-    const StoredPassword& password, const QByteArray& value, int& replaced) const
+// A file is read again at each use, so whoever stores a password later, under the write lock, uses
+// the current key. What has read a keychain before may still use an earlier key.
+void PasswordKeys::_NoteStore(KeyStore& store) const
 {
-    const int rows = Statement(databaseFactory->CreateQuery(), UpdatePassword)
-                         .bind(u":id"_s, password.signInId)
-                         .bind(u":encryptedPassword"_s, QVariant(value))
-                         .bind(u":previousPassword"_s, QVariant(password.value))
-                         .execCounting();
-    replaced += std::max(rows, 0);
-    return rows >= 0;
+    const QString storeId = PasswordContexts(*databaseFactory).storeId();
+    const KeyRing ring = store.read();
+    const KeyId noted = ring.oldestOf(storeId);
+    const bool seesNewKeys = store.backend() == KeyBackend::File;
+    const KeyId oldest = seesNewKeys ? ring.current().id() : ring.ids().last();
+    if (storeId.isEmpty() || noted == oldest || (!seesNewKeys && !noted.isEmpty()))
+        return;
+    store.change([&](const KeyRing& present) { return present.withStore(storeId, oldest); });
+}
+
+SecretContext PasswordKeys::_ContextOf(const StoredPassword& password) const
+{
+    return password.context(PasswordContexts(*databaseFactory));
 }
 
 } // namespace sync::config

@@ -5,26 +5,30 @@
 #include <core/Export.h>
 #include <core/KeyStore.h>
 
-#include <QByteArray>
+#include <QSet>
 #include <QVector>
 
 #include <chrono>
 #include <memory>
+#include <optional>
 
-namespace sync::interf {
-class IQSqlQueryWrapper;
-namespace factory {
+namespace sync::interf::factory {
 class IDatabaseFactory;
 }
-} // namespace sync::interf
 
 namespace sync::config {
+
+struct StoredPassword;
 
 /// Manages the keys that encrypt the passwords in a configuration database.
 ///
 /// Each stored value names its key and the kind of store that keeps the key. Every operation may
 /// throw sync::core::crypto::KeyError. No operation loses a password if the process ends at any
 /// moment: call the operation again to complete it.
+///
+/// With a factory that says which store it opens (database::IdentitySource), each password that is
+/// encrypted is bound to where it belongs: see PasswordContexts. When all are, the key store notes
+/// it, and from then on a password of the store that was put back from before is not read.
 class VELMIO_CONFIGURATION_EXPORT PasswordKeys
 {
 public:
@@ -37,6 +41,20 @@ public:
         int encrypted = 0;
         /// The sign-ins whose password cannot be decrypted. They were not changed.
         QVector<int> unreadableIds = {};
+    };
+
+    /// Which passwords are encrypted again for where they are now, although they do not belong
+    /// there.
+    enum class Accept {
+        Nothing, ///< None: they are reported as unreadable and left unchanged.
+        Earlier, ///< Those that were put back from before a change, as by restoring a backup.
+        Moved,   ///< Also those of another store, sign-in or server. Ask the user before.
+    };
+
+    /// Which keys dropUnusedKeys() keeps although no password of this database uses them.
+    enum class OtherStores {
+        Keep,   ///< Those that other databases may need, as far as the key store has notes.
+        Ignore, ///< None. Passwords of other databases may be lost.
     };
 
     /// How long a replaced key stays in the store, because another process may still store a
@@ -62,31 +80,39 @@ public:
     /// previous key stays in the store until dropUnusedKeys().
     ///
     /// If an earlier change was interrupted, this completes it with the key of that change.
-    Outcome changeKey();
+    Outcome changeKey(Accept accept = Accept::Nothing);
+
+    /// Encrypts the passwords that do not use the current key, or are not bound, as changeKey()
+    /// does, but creates no new key.
+    Outcome useCurrentKey(Accept accept = Accept::Nothing);
+
+    /// The sign-ins whose password was put back from before a change, and would be read otherwise:
+    /// useCurrentKey(Accept::Earlier) takes them over. Nothing if the database failed.
+    std::optional<QVector<int>> putBackIds() const;
 
     /// Encrypts all passwords with the key of another store and makes that the store of the
     /// process. The keys in the present store stay there.
     Outcome moveTo(std::shared_ptr<core::crypto::KeyStore> store);
 
-    /// Removes the keys that were replaced at least `rest` ago and that no password uses. Returns
-    /// their number, or -1 if the database failed.
+    /// The keys that dropUnusedKeys() would remove, apart from those that `keep` has; nothing if
+    /// the database failed.
+    std::optional<QSet<core::crypto::KeyId>> unusedKeys(
+        std::chrono::hours rest = DefaultKeyRest,
+        OtherStores otherStores = OtherStores::Keep) const;
+
+    /// Removes the keys that were replaced at least `rest` ago and that no password uses, except
+    /// those in `keep`. Returns their number, or -1 if the database failed.
     ///
     /// If `rest` is 0, no other process may store a password at the same time.
-    int dropUnusedKeys(std::chrono::hours rest = DefaultKeyRest);
+    int dropUnusedKeys(
+        std::chrono::hours rest = DefaultKeyRest, const QSet<core::crypto::KeyId>& keep = {},
+        OtherStores otherStores = OtherStores::Keep);
 
 private:
-    struct StoredPassword
-    {
-        int signInId = -1;
-        QByteArray value;
-    };
-    struct StoredPasswords;
-
-    StoredPasswords _ReadPasswords() const;
     Outcome _Encrypt(
-        const QVector<core::crypto::KeyRing>& rings, const core::crypto::Key& key,
-        core::crypto::KeyBackend backend) const;
-    bool _Replace(const StoredPassword& password, const QByteArray& value, int& replaced) const;
+        const QVector<core::crypto::KeyRing>& rings, core::crypto::KeyStore& store, Accept accept);
+    void _NoteStore(core::crypto::KeyStore& store) const;
+    core::crypto::SecretContext _ContextOf(const StoredPassword& password) const;
 
     const std::shared_ptr<interf::factory::IDatabaseFactory> databaseFactory;
 };

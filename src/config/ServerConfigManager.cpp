@@ -1,14 +1,13 @@
 #include <config/ServerConfigManager.h>
 
+#include <config/passwords/StoredPasswords.h>
 #include <config/statement/RowReader.h>
 #include <config/statement/SqlText.h>
 #include <config/statement/Statement.h>
-#include <database/TransactionalScope.h>
 
 #include <QSettings>
 
 using namespace Qt::StringLiterals;
-using sync::database::TransactionalScope;
 
 namespace sync::config {
 
@@ -76,35 +75,51 @@ std::vector<ServerConfiguration> ServerConfigManager::GetAll()
 // URLs.
 bool ServerConfigManager::Update(ServerConfiguration server)
 {
-    TransactionalScope scope;
     const auto& members = server.members;
-    return _Prepare(UpdateById)
-        .bind(u":id"_s, members.id)
-        .bind(u":alias"_s, members.alias)
-        .bind(u":davUrl"_s, members.davUrl)
-        .bind(u":webServiceUrl"_s, members.webServiceUrl)
-        .bind(u":nameValueProperties"_s, ToNameValuePropertyString(members.nameValueProperties))
-        .bind(u":binaryDiffEncoder"_s, members.binaryDiffEncoder)
-        .exec();
+    return writeBound(*databaseFactory, false, [&](const PasswordContexts& contexts) {
+        const PasswordsOfServer passwords(*databaseFactory, contexts, members.id);
+        return _Prepare(UpdateById)
+                   .bind(u":id"_s, members.id)
+                   .bind(u":alias"_s, members.alias)
+                   .bind(u":davUrl"_s, members.davUrl)
+                   .bind(u":webServiceUrl"_s, members.webServiceUrl)
+                   .bind(
+                       u":nameValueProperties"_s,
+                       ToNameValuePropertyString(members.nameValueProperties))
+                   .bind(u":binaryDiffEncoder"_s, members.binaryDiffEncoder)
+                   .exec() &&
+               passwords.bindAgain();
+    });
 }
 
 bool ServerConfigManager::Add(ServerConfiguration& server)
 {
-    TransactionalScope scope;
     auto& members = server.members;
-    return _Prepare(Insert)
-        .bind(u":alias"_s, server.getAlias())
-        .bind(u":davUrl"_s, _ChopUrl(members.davUrl))
-        .bind(u":webServiceUrl"_s, _ChopUrl(members.webServiceUrl))
-        .bind(u":nameValueProperties"_s, ToNameValuePropertyString(members.nameValueProperties))
-        .bind(u":binaryDiffEncoder"_s, members.binaryDiffEncoder)
-        .execInsert(members.id);
+    int id = members.id;
+    const bool added = writeBound(*databaseFactory, false, [&](const PasswordContexts& contexts) {
+        const PasswordsOfServer passwords(*databaseFactory, contexts, std::nullopt);
+        return _Prepare(Insert)
+                   .bind(u":alias"_s, server.getAlias())
+                   .bind(u":davUrl"_s, _ChopUrl(members.davUrl))
+                   .bind(u":webServiceUrl"_s, _ChopUrl(members.webServiceUrl))
+                   .bind(
+                       u":nameValueProperties"_s,
+                       ToNameValuePropertyString(members.nameValueProperties))
+                   .bind(u":binaryDiffEncoder"_s, members.binaryDiffEncoder)
+                   .execInsert(id) &&
+               passwords.bindAgain();
+    });
+    if (added)
+        members.id = id;
+    return added;
 }
 
 bool ServerConfigManager::Remove(int id)
 {
-    TransactionalScope scope;
-    return _Prepare(Delete).bind(u":id"_s, id).exec();
+    return writeBound(*databaseFactory, false, [&](const PasswordContexts& contexts) {
+        const PasswordsOfServer passwords(*databaseFactory, contexts, id);
+        return _Prepare(Delete).bind(u":id"_s, id).exec() && passwords.bindAgain();
+    });
 }
 
 ServerConfiguration ServerConfigManager::GetServerConfigByAuthenticationId(long long id)

@@ -100,7 +100,7 @@ void warnOfOtherKey(const Unsealed& opened, const KeyRing& ring, KeyBackend back
         backendName(backend)));
 }
 
-QString decryptBytes(const QByteArray& stored, KeyStore& store)
+QString decryptBytes(const QByteArray& stored, KeyStore& store, const SecretContext& context)
 {
     using Outcome = Unsealed::Outcome;
     // Needs no key to recognise damage or an unknown version.
@@ -108,7 +108,7 @@ QString decryptBytes(const QByteArray& stored, KeyStore& store)
     KeyRing ring;
     if (opened.outcome == Outcome::OtherKey) {
         ring = store.read();
-        opened = unseal(stored, ring);
+        opened = unseal(stored, ring, context);
     }
     switch (opened.outcome) {
     case Outcome::Read:
@@ -122,6 +122,18 @@ QString decryptBytes(const QByteArray& stored, KeyStore& store)
     case Outcome::OtherKey:
         warnOfOtherKey(opened, ring, store.backend());
         break;
+    case Outcome::OtherStore:
+        warn(u"it was copied from another store."_s);
+        break;
+    case Outcome::OtherRecord:
+        warn(u"it was stored for another record, or the record was changed under it."_s);
+        break;
+    case Outcome::OtherServer:
+        warn(u"the address of its server was changed under it, or it was moved."_s);
+        break;
+    case Outcome::Outdated:
+        warn(u"it was put back: all passwords have been encrypted again since it was stored."_s);
+        break;
     }
     return opened.secret.toString();
 }
@@ -130,18 +142,28 @@ QString decryptBytes(const QByteArray& stored, KeyStore& store)
 
 QVariant Encrypt(QString secret)
 {
+    return Encrypt(secret, {});
+}
+
+QVariant Encrypt(QString secret, const SecretContext& context)
+{
     const auto store = keyStore();
     refuseSwitch(store->backend());
-    return seal(secret, store->readOrCreate().current(), store->backend());
+    return seal(secret, store->readOrCreate().current(), store->backend(), context);
 }
 
 QString Decrypt(QVariant stored)
+{
+    return Decrypt(stored, {});
+}
+
+QString Decrypt(QVariant stored, const SecretContext& context)
 {
     const QByteArray bytes = stored.toByteArray();
     if (stored.isNull() || (bytes.isNull() && stored.canConvert<QByteArray>()))
         return {};
     try {
-        return decryptBytes(bytes, *keyStore());
+        return decryptBytes(bytes, *keyStore(), context);
     } catch (const KeyError& error) {
         warn(u"there is no key. %1"_s.arg(error.text()));
         return {};

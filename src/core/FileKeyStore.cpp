@@ -104,10 +104,10 @@ void FileKeyStore::Files::move()
     lockKeys(lock, std::chrono::seconds(0));
     const KeyRing before = present.read();
     const KeyRing all = before.withEarlier(former->read());
-    if (all.ids() != before.ids())
+    if (!(all == before))
         present.write(before, all);
     // Another process may have written it, or moved the keys already.
-    if (present.read().ids() != all.ids() || former->read().isEmpty())
+    if (!(present.read() == all) || former->read().isEmpty())
         return;
     present.sync();
     former->remove();
@@ -168,7 +168,7 @@ KeyRing FileKeyStore::change(const Change& change)
     }
     const KeyRing before = files->read();
     const KeyRing after = change(before);
-    if (after.ids() == before.ids())
+    if (after == before)
         return before;
 
     files->present.write(files->present.read(), after);

@@ -8,6 +8,7 @@
 #include <QDateTime>
 #include <QList>
 #include <QSet>
+#include <QString>
 
 #include <memory>
 #include <optional>
@@ -71,18 +72,37 @@ public:
     KeyRing withCurrent(std::shared_ptr<const Key> key) const;
 
     /// This ring with a new random key as the current one. Throws KeyError if the ring already has
-    /// 255 keys, which is the limit of a store.
+    /// 255 keys and notes about stores, which is the limit.
     KeyRing withNewKey() const;
 
-    /// This ring with the keys of another one as earlier keys; if this ring is empty, the other
-    /// one.
+    /// This ring with the keys of another one as earlier keys, and its notes; if this ring is
+    /// empty, the other one.
     KeyRing withEarlier(const KeyRing& other) const;
 
     /// This ring without these keys. The current key stays.
     KeyRing without(const QSet<KeyId>& ids) const;
 
+    /// This ring with the note that every password of a store has been encrypted for its place,
+    /// with the key `oldest` or a later one. Throws KeyError if the store has no room for the note.
+    KeyRing withStore(const QString& storeId, const KeyId& oldest) const;
+
+    /// This ring without the note about a store.
+    KeyRing withoutStore(const QString& storeId) const;
+
+    /// The oldest key of the note about a store; empty without a note.
+    KeyId oldestOf(const QString& storeId) const;
+
+    /// The keys that a store with such a note used before. Its passwords do not need them.
+    QSet<KeyId> outdatedFor(const QString& storeId) const;
+
+    /// The keys that the other stores with such a note may need.
+    QSet<KeyId> neededByStoresOtherThan(const QString& storeId) const;
+
+    /// True if the keys, their order and the notes are the same.
+    bool operator==(const KeyRing& other) const;
+
     /// The form in which a key file and a keychain store the ring. Throws KeyError for more than
-    /// 255 keys.
+    /// 255 keys and notes.
     SecureBytes toBytes() const;
 
     /// Nothing if the bytes are not a ring: wrong size, format or checksum.
@@ -92,7 +112,21 @@ public:
     static std::size_t maximumBytes();
 
 private:
+    /// The oldest key that the passwords of a store use.
+    struct StoreNote
+    {
+        QByteArray store; // a hash of its id
+        KeyId oldest;
+
+        bool operator==(const StoreNote&) const = default;
+    };
+
+    QSet<KeyId> _Ids(const KeyId& from, bool later) const;
+    void _RequireRoom() const;
+    bool _Has(const QByteArray& store) const;
+
     std::vector<Entry> entries; // the current key first, then the latest replaced
+    std::vector<StoreNote> notes;
 };
 
 } // namespace sync::core::crypto

@@ -102,7 +102,7 @@ KeyRing KeychainKeyStore::change(const Change& change)
     lockKeys(lock);
     const KeyRing before = _ReadEntry();
     KeyRing after = change(before);
-    if (after.ids() != before.ids()) {
+    if (!(after == before)) {
         QByteArray entry = entryOf(after);
         const Keychain::Answer answer = keychain->write(entry);
         wipe(entry);

@@ -352,6 +352,11 @@ DatabaseBackups::Salvaged DatabaseBackups::replaceBySalvaged() const
     const QString freshPath = folder.filePath(u"salvaged.db"_s);
     const SqliteHandle fresh = createDatabase(freshPath);
 
+    // The passwords are bound to the id.
+    if (const QString id = storeIdOf(copyPath); !id.isEmpty()) {
+        const QByteArray keepId = "UPDATE StoreIdentity SET storeId = '" + id.toLatin1() + "'";
+        execute(fresh.get(), keepId.constData(), freshPath);
+    }
     Salvaged salvaged;
     salvaged.tables = salvageTables(copyPath, fresh.get(), freshPath);
     if (std::all_of(salvaged.tables.begin(), salvaged.tables.end(), hasNoRow))

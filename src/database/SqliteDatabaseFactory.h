@@ -5,6 +5,7 @@
 #include <database/ChangeSource.h>
 #include <database/DatabaseError.h>
 #include <database/FailureLog.h>
+#include <database/IdentitySource.h>
 #include <database/OpenOptions.h>
 #include <interf/IDatabaseFactory.h>
 
@@ -33,7 +34,8 @@ struct OpenedStore;
 /// written; release or finish the SELECT first. After a fork, open a new factory in the child.
 class VELMIO_DATABASE_EXPORT SqliteDatabaseFactory : public interf::factory::IDatabaseFactory,
                                                      public FailureSource,
-                                                     public ChangeSource
+                                                     public ChangeSource,
+                                                     public IdentitySource
 {
 public:
     /// Opens the database file. A missing file is created, with its folders and tables.
@@ -107,7 +109,7 @@ public:
     QStringList warnings() const;
 
     /// The random id that the store was created with. Copies of the file have the same id.
-    QString storeId() const;
+    QString storeId() const override;
 
     /// False if it was opened with a rollback journal, because its file system does not support a
     /// WAL or another program kept it locked. Writing is then slower and waits for readers, for up

@@ -27,7 +27,7 @@ namespace sync::config {
 namespace {
 
 const QString SelectPasswords =
-    u"SELECT id, encryptedPassword FROM AuthenticationConfiguration WHERE encryptedPassword IS NOT NULL"_s;
+    u"SELECT id, encryptedPassword, domain, userName, serverId FROM AuthenticationConfiguration WHERE encryptedPassword IS NOT NULL"_s;
 const QString UpdatePassword =
     u"UPDATE AuthenticationConfiguration SET encryptedPassword = :encryptedPassword WHERE id = :id AND encryptedPassword = :previousPassword"_s;
 

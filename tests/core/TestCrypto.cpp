@@ -4,6 +4,7 @@
 
 #include <support/CapturedWarnings.h>
 
+#include <QByteArrayList>
 #include <QFile>
 #include <QSet>
 #include <QTest>
@@ -18,6 +19,7 @@ namespace {
 const QByteArray KeyBytes(32, 'k');
 const QByteArray OtherKeyBytes(32, 'o');
 const QString Secret = u"correct horse"_s;
+const SecretContext Here{u"here"_s, "record", {"server"}};
 
 /// A store without keys.
 class BrokenKeyStore : public KeyStore
@@ -271,10 +273,10 @@ private Q_SLOTS:
 
     void unknownVersionIsNamedInTheWarning()
     {
-        // A value of a later version: its header is laid out like that of version 1, checksum
+        // A value of a later version: its header is laid out like that of the others, checksum
         // included.
         const QByteArray laterValue = QByteArray::fromHex(
-            "0203000102030405060708090a0b0c0d0e0fc1469a15"
+            "0303000102030405060708090a0b0c0d0e0f8b3addfe"
             "000000000000000000000000000000000000000000000000000000000000000000000000000000000000");
         CapturedWarnings warnings;
 
@@ -284,7 +286,130 @@ private Q_SLOTS:
         QCOMPARE(
             warnings.texts(),
             {u"velmio.crypto: A stored password cannot be read: its format has the "
-             "unknown version 2."_s});
+             "unknown version 3."_s});
+    }
+
+    void boundSecretIsReadWhereItBelongs()
+    {
+        const QVariant value = Encrypt(Secret, Here);
+
+        QCOMPARE(Decrypt(value, Here), Secret);
+    }
+
+    // An entry point that is given only the value cannot know more.
+    void withoutAContextABoundSecretIsRead() { QCOMPARE(Decrypt(Encrypt(Secret, Here)), Secret); }
+
+    void secretOfAnUnknownStoreIsNotBound()
+    {
+        const QByteArray value = Encrypt(Secret, {{}, "record", {"server"}}).toByteArray();
+
+        QCOMPARE(unseal(value, {}).version, 1);
+        QCOMPARE(Decrypt(value, Here), Secret);
+    }
+
+    void boundSecretIsNotReadElsewhere_data()
+    {
+        using Outcome = Unsealed::Outcome;
+        QTest::addColumn<QString>("store");
+        QTest::addColumn<QByteArray>("record");
+        QTest::addColumn<QByteArrayList>("servers");
+        QTest::addColumn<Outcome>("outcome");
+        QTest::addColumn<QString>("cause");
+        const QByteArrayList servers = Here.servers;
+
+        QTest::newRow("another store") << u"there"_s << Here.record << servers
+                                       << Outcome::OtherStore << u"copied from another store"_s;
+        QTest::newRow("another record") << Here.storeId << QByteArray("other") << servers
+                                        << Outcome::OtherRecord << u"for another record"_s;
+        QTest::newRow("another server") << Here.storeId << Here.record << QByteArrayList{"evil"}
+                                        << Outcome::OtherServer << u"address of its server"_s;
+        QTest::newRow("one more server")
+            << Here.storeId << Here.record << servers + QByteArrayList{"evil"}
+            << Outcome::OtherServer << u"address of its server"_s;
+        // No text stands for another part.
+        QTest::newRow("parts exchanged")
+            << Here.storeId << Here.servers[0] << QByteArrayList{Here.record}
+            << Outcome::OtherRecord << u"for another record"_s;
+    }
+
+    void boundSecretIsNotReadElsewhere()
+    {
+        QFETCH(QString, store);
+        QFETCH(QByteArray, record);
+        QFETCH(QByteArrayList, servers);
+        QFETCH(Unsealed::Outcome, outcome);
+        QFETCH(QString, cause);
+        const QByteArray value = Encrypt(Secret, Here).toByteArray();
+        CapturedWarnings warnings;
+
+        const QString read = Decrypt(value, {store, record, servers});
+
+        QVERIFY(read.isNull());
+        QCOMPARE(warnings.texts().size(), 1);
+        QVERIFY(warnings.texts().constFirst().contains(cause));
+        const Unsealed opened = unseal(value, keyStore()->read(), {store, record, servers});
+        QCOMPARE(opened.outcome, outcome);
+        QVERIFY(opened.secret.isNull());
+    }
+
+    void secretForSeveralServersIsReadAtEachOfThem()
+    {
+        const QVariant value =
+            Encrypt(Secret, {Here.storeId, Here.record, {"first", "second", "third"}});
+
+        for (const QByteArray& server : {"first", "second", "third"})
+            QCOMPARE(Decrypt(value, {Here.storeId, Here.record, {server}}), Secret);
+        CapturedWarnings warnings;
+        QVERIFY(Decrypt(value, {Here.storeId, Here.record, {"fourth"}}).isNull());
+    }
+
+    void anyChangeOfABoundValueIsDamage()
+    {
+        const QByteArray value = Encrypt(Secret, Here).toByteArray();
+        const KeyRing ring = keyStore()->read();
+
+        for (qsizetype at = 0; at < value.size(); ++at) {
+            for (int bit = 0; bit < 8; ++bit) {
+                QByteArray changed = value;
+                changed[at] = static_cast<char>(changed[at] ^ (1 << bit));
+                QCOMPARE(unseal(changed, ring).outcome, Unsealed::Outcome::Damaged);
+            }
+        }
+        for (qsizetype size = 0; size < value.size(); ++size)
+            QCOMPARE(unseal(value.left(size), ring).outcome, Unsealed::Outcome::Damaged);
+    }
+
+    // Both ways to give a value another binding need the key.
+    void bindingCannotBeTakenFromAnotherValue()
+    {
+        const QByteArray mine = Encrypt(Secret, Here).toByteArray();
+        const QByteArray other =
+            Encrypt(u"mine"_s, {Here.storeId, "other", Here.servers}).toByteArray();
+        constexpr qsizetype Header = 22;
+        constexpr qsizetype Binding = 2 + 3 * 16;
+
+        const QByteArray forged =
+            mine.left(Header) + other.mid(Header, Binding) + mine.mid(Header + Binding);
+
+        QCOMPARE(unseal(forged, keyStore()->read()).outcome, Unsealed::Outcome::Damaged);
+    }
+
+    void secretFromBeforeANoteIsOutdated()
+    {
+        const KeyRing keys = HostKeyStore(OtherKeyBytes, {KeyBytes}).read();
+        const QByteArray unbound = encrypted(Secret);
+        const QByteArray earlier = Encrypt(Secret, Here).toByteArray();
+        const QByteArray current = seal(Secret, keys.current(), KeyBackend::Host, Here);
+
+        const KeyRing noted = keys.withStore(Here.storeId, keys.current().id());
+
+        using Outcome = Unsealed::Outcome;
+        QCOMPARE(unseal(unbound, keys, Here).outcome, Outcome::Read);
+        QCOMPARE(unseal(earlier, keys, Here).outcome, Outcome::Read);
+        QCOMPARE(unseal(unbound, noted, Here).outcome, Outcome::Outdated);
+        QCOMPARE(unseal(earlier, noted, Here).outcome, Outcome::Outdated);
+        QCOMPARE(unseal(current, noted, Here).outcome, Outcome::Read);
+        QCOMPARE(unseal(unbound, noted).outcome, Outcome::Read);
     }
 
     void warningsDoNotHoldTheSecret()

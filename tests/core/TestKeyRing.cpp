@@ -3,8 +3,10 @@
 
 #include <QSet>
 #include <QTest>
+#include <QtEndian>
 
 #include <algorithm>
+#include <string_view>
 #include <vector>
 
 using namespace Qt::StringLiterals;
@@ -109,6 +111,84 @@ private Q_SLOTS:
     {
         QVERIFY(!KeyRing::fromBytes(KeyRing().toBytes()));
         QVERIFY(!KeyRing::fromBytes(SecureBytes(0)));
+    }
+
+    void noteAboutAStoreSurvivesBytesAndLaterKeys()
+    {
+        const KeyRing ring = KeyRing()
+                                 .withCurrent(keyOf('a'))
+                                 .withCurrent(keyOf('b'))
+                                 .withStore(u"store"_s, keyOf('b')->id())
+                                 .withCurrent(keyOf('c'));
+
+        const KeyRing read = *KeyRing::fromBytes(ring.toBytes());
+
+        QVERIFY(read == ring);
+        QCOMPARE(read.ids(), ring.ids());
+        QCOMPARE(read.oldestOf(u"store"_s), keyOf('b')->id());
+        QCOMPARE(read.oldestOf(u"other"_s), KeyId());
+        QCOMPARE(read.outdatedFor(u"store"_s), QSet<KeyId>{keyOf('a')->id()});
+        QCOMPARE(read.outdatedFor(u"other"_s), QSet<KeyId>());
+        QCOMPARE(
+            read.neededByStoresOtherThan(u"other"_s),
+            QSet<KeyId>({keyOf('b')->id(), keyOf('c')->id()}));
+        QCOMPARE(read.neededByStoresOtherThan(u"store"_s), QSet<KeyId>());
+        QCOMPARE(read.without({keyOf('a')->id()}).oldestOf(u"store"_s), keyOf('b')->id());
+        QCOMPARE(read.withoutStore(u"store"_s).oldestOf(u"store"_s), KeyId());
+    }
+
+    void laterNoteReplacesTheEarlierOne()
+    {
+        const KeyRing ring = KeyRing()
+                                 .withCurrent(keyOf('a'))
+                                 .withStore(u"store"_s, keyOf('a')->id())
+                                 .withCurrent(keyOf('b'))
+                                 .withStore(u"store"_s, keyOf('b')->id());
+
+        QCOMPARE(ring.oldestOf(u"store"_s), keyOf('b')->id());
+        QCOMPARE(
+            ring.toBytes().size(), KeyRing()
+                                       .withCurrent(keyOf('a'))
+                                       .withCurrent(keyOf('b'))
+                                       .withCurrent(keyOf('c'))
+                                       .toBytes()
+                                       .size());
+    }
+
+    // Programs of earlier versions take it for a key, and remove only keys that are retired.
+    void noteLooksLikeAKeyThatIsNeverRetired()
+    {
+        const KeyRing ring =
+            KeyRing().withCurrent(keyOf('a')).withStore(u"store"_s, keyOf('a')->id());
+
+        const SecureBytes bytes = ring.toBytes();
+
+        const std::size_t header = std::string_view("velmio-keys").size() + 2;
+        constexpr std::size_t EntrySize = sizeof(qint64) + Key::Size;
+        const auto time = qFromLittleEndian<qint64>(bytes.data() + header + EntrySize);
+        QCOMPARE(bytes.data()[header - 1], 2);
+        QCOMPARE(QDateTime::fromMSecsSinceEpoch(time, Qt::UTC).date().year(), 9999);
+    }
+
+    void ringWithoutAKeyIsRefused()
+    {
+        const KeyRing ring = KeyRing().withStore(u"store"_s, keyOf('a')->id());
+
+        QVERIFY(!KeyRing::fromBytes(ring.toBytes()));
+    }
+
+    void noteNeedsRoom()
+    {
+        KeyRing ring;
+        for (int i = 0; i < 254; ++i)
+            ring = ring.withNewKey();
+
+        ring = ring.withStore(u"store"_s, ring.current().id());
+
+        QCOMPARE(ring.toBytes().size(), KeyRing::maximumBytes());
+        QVERIFY_THROWS_EXCEPTION(KeyError, ring.withNewKey());
+        QVERIFY_THROWS_EXCEPTION(KeyError, ring.withStore(u"other"_s, ring.current().id()));
+        QVERIFY(ring.withStore(u"store"_s, ring.ids().last()) != ring);
     }
 
     void ringTakesAtMost255Keys()

@@ -164,6 +164,7 @@ private Q_SLOTS:
     void aPasswordIsStoredFromSecureBytes();
     void aScopeJoinsTheStepsOfARemoval();
     void nothingIsRemovedAfterAFailedRead();
+    void aHostAcceptsThePasswordsOfABackup();
     void aHostKeepsTheKeyItself();
     void aHostClearsItsCachesWhenFoldersChange();
 
@@ -282,6 +283,14 @@ void TestSnippets::nothingIsRemovedAfterAFailedRead()
     removeUnlessAReadFailed(factory);
 
     QCOMPARE(removed, QStringList{u"0"_s});
+}
+
+void TestSnippets::aHostAcceptsThePasswordsOfABackup()
+{
+    using sync::config::PasswordKeys;
+    PasswordKeys(factory).useCurrentKey(PasswordKeys::Accept::Earlier); // after restore()
+
+    QCOMPARE(PasswordKeys(factory).putBackIds(), QVector<int>());
 }
 
 void TestSnippets::aHostKeepsTheKeyItself()

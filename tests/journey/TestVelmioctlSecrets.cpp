@@ -1,6 +1,8 @@
+#include "StoredRows.h"
 #include "VelmioctlRunner.h"
 
 #include <core/Cipher.h>
+#include <core/FileKeyStore.h>
 #include <core/HostKeyStore.h>
 
 #include <QDir>
@@ -34,6 +36,16 @@ QList<QByteArray> clearForms(const QString& text)
     for (qsizetype at = 0; at < 3; ++at)
         forms.append(forms[at].toBase64(QByteArray::OmitTrailingEquals));
     return forms;
+}
+
+/// Puts the password of sign-in 1 of another database in place.
+void takeFirstPassword(const QString& database, const QString& other)
+{
+    sync::test::RawDatabase raw(database);
+    raw.run(u"ATTACH '%1' AS other"_s.arg(other));
+    raw.run(u"UPDATE main.AuthenticationConfiguration SET encryptedPassword ="
+            u" (SELECT encryptedPassword FROM other.AuthenticationConfiguration WHERE id = 1)"
+            u" WHERE id = 1"_s);
 }
 
 /// The files below a folder that contain one of the texts.
@@ -137,6 +149,192 @@ private Q_SLOTS:
         const auto shown = tool->run({u"signin"_s, u"show"_s, u"2"_s, u"--reveal"_s});
         QCOMPARE(shown.exitCode, 1);
         QVERIFY(shown.errors.contains(text));
+    }
+
+    // By somebody who may change the database and has no key.
+    void movedPasswordIsNamedAndNotShown_data()
+    {
+        QTest::addColumn<QString>("change");
+        QTest::addColumn<QString>("reason");
+        QTest::newRow("to another sign-in")
+            << u"UPDATE AuthenticationConfiguration SET encryptedPassword ="
+               " (SELECT encryptedPassword FROM AuthenticationConfiguration WHERE id = 2)"_s
+            << u"other-record"_s;
+        QTest::newRow("other address")
+            << u"UPDATE ServerConfiguration SET davUrl = 'https://evil.example'"_s
+            << u"other-server"_s;
+        QTest::newRow("other user")
+            << u"UPDATE AuthenticationConfiguration SET userName = 'eve' WHERE id = 1"_s
+            << u"other-record"_s;
+    }
+
+    void movedPasswordIsNamedAndNotShown()
+    {
+        QFETCH(QString, change);
+        QFETCH(QString, reason);
+        QVERIFY(tool->execute(change));
+
+        const auto verified = json(u"verify"_s);
+
+        QCOMPARE(verified.exitCode, 1);
+        QCOMPARE(verified.object()[u"passwords"_s][0][u"reason"_s].toString(), reason);
+        const auto shown = tool->run({u"signin"_s, u"show"_s, u"1"_s, u"--reveal"_s});
+        QCOMPARE(shown.exitCode, 1);
+        QVERIFY(shown.errors.contains(u"Check its user and its server"_s));
+        QVERIFY(!(shown.output + shown.errors).contains(u"secret of"_s));
+        const auto exported = tool->feed(
+            {u"export"_s, tool->path(u"e.json"_s), u"--with-secrets"_s, u"--passphrase-stdin"_s},
+            "a long passphrase\n");
+        QCOMPARE(exported.exitCode, 1);
+    }
+
+    void passwordOfAnotherDatabaseIsNamed()
+    {
+        const QString other = tool->path(u"other.db"_s);
+        const QStringList database{u"--database"_s, other};
+        tool->runPlain(database + QStringList{u"init"_s});
+        tool->runPlain(
+            database + QStringList{
+                           u"server"_s, u"add"_s, u"--dav-url"_s, u"https://d.example"_s,
+                           u"--web-service-url"_s, u"https://w.example"_s});
+        tool->runPlain(
+            database +
+                QStringList{
+                    u"signin"_s, u"add"_s, u"--server"_s, u"1"_s, u"--domain"_s, u"north"_s,
+                    u"--user"_s, u"kim"_s, u"--password-stdin"_s},
+            "other secret\n");
+        takeFirstPassword(other, tool->databasePath());
+
+        const auto verified =
+            tool->runPlain(database + QStringList{u"secrets"_s, u"verify"_s, u"--json"_s});
+
+        QCOMPARE(verified.exitCode, 1);
+        QCOMPARE(verified.object()[u"passwords"_s][0][u"reason"_s].toString(), u"other-store"_s);
+    }
+
+    void passwordPutBackAfterARekeyIsNamed()
+    {
+        tool->run({u"backup"_s, tool->path(u"before.db"_s)});
+        tool->feed({u"signin"_s, u"password"_s, u"1"_s, u"--password-stdin"_s}, "new\n");
+        QCOMPARE(run(u"rekey"_s).exitCode, 0);
+
+        takeFirstPassword(tool->databasePath(), tool->path(u"before.db"_s));
+
+        const auto verified = json(u"verify"_s);
+        QCOMPARE(verified.exitCode, 1);
+        QCOMPARE(verified.object()[u"passwords"_s][0][u"reason"_s].toString(), u"outdated"_s);
+        QVERIFY(revealed(1).isEmpty());
+    }
+
+    void changesOnPurposeKeepThePasswords()
+    {
+        const auto moved =
+            tool->run({u"server"_s, u"set"_s, u"1"_s, u"--dav-url"_s, u"https://new.example"_s});
+        QCOMPARE(moved.exitCode, 0);
+        QVERIFY(moved.errors.contains(u"to its new address from now on: 2"_s));
+        QCOMPARE(tool->run({u"signin"_s, u"set"_s, u"1"_s, u"--user"_s, u"kim two"_s}).exitCode, 0);
+        const QString copy = tool->path(u"copy.db"_s);
+        QVERIFY(QFile::copy(tool->databasePath(), copy));
+
+        QCOMPARE(revealed(1), u"secret of kim"_s);
+        QCOMPARE(revealed(2), u"secret of ana"_s);
+        QCOMPARE(json(u"verify"_s).exitCode, 0);
+        QCOMPARE(tool->runPlain({u"--database"_s, copy, u"secrets"_s, u"verify"_s}).exitCode, 0);
+    }
+
+    void unreadablePasswordIsNotTakenAlong()
+    {
+        QVERIFY(tool->execute(u"UPDATE ServerConfiguration SET davUrl = 'https://evil.example'"_s));
+
+        const auto changed = tool->run({u"signin"_s, u"set"_s, u"1"_s, u"--user"_s, u"eve"_s});
+
+        QCOMPARE(changed.exitCode, 0);
+        QVERIFY(changed.errors.contains(u"velmioctl signin password 1"_s));
+        QVERIFY(revealed(1).isEmpty());
+    }
+
+    void movedPasswordIsAcceptedOnlyWithAgreement()
+    {
+        QVERIFY(tool->execute(u"UPDATE ServerConfiguration SET davUrl = 'https://mine.example'"_s));
+        const QStringList accept{u"secrets"_s, u"rekey"_s, u"--accept-moved"_s};
+
+        const auto asked = tool->run(accept);
+        QCOMPARE(asked.exitCode, 2);
+        QVERIFY(asked.errors.contains(u"sign-in 2 (user \"ana\", domain \"north\") of server 1"_s));
+        QVERIFY(revealed(1).isEmpty());
+        const auto agreed = tool->run(accept + QStringList{u"--yes"_s});
+
+        QCOMPARE(agreed.exitCode, 0);
+        QCOMPARE(revealed(1), u"secret of kim"_s);
+        QCOMPARE(run(u"rekey"_s).exitCode, 0);
+    }
+
+    void restoredBackupFromBeforeARekeyKeepsItsPasswords()
+    {
+        QCOMPARE(tool->run({u"backup"_s, tool->path(u"before.db"_s)}).exitCode, 0);
+        QCOMPARE(run(u"rekey"_s).exitCode, 0);
+
+        const auto restored = tool->run({u"restore"_s, tool->path(u"before.db"_s), u"--yes"_s});
+
+        QCOMPARE(restored.exitCode, 0);
+        QVERIFY(restored.errors.contains(u"Encrypted 2 passwords of the backup again"_s));
+        QCOMPARE(revealed(1), u"secret of kim"_s);
+        QCOMPARE(json(u"verify"_s).object()[u"ok"_s].toInt(), 2);
+    }
+
+    void salvagedDatabaseKeepsItsPasswords()
+    {
+        const QString id = tool->json({u"adopt"_s}).object()[u"storeId"_s].toString();
+        QVERIFY(damageTable(tool->databasePath(), u"ProductConfiguration"_s));
+
+        tool->run({u"recover"_s, u"--salvage"_s, u"--yes"_s});
+
+        QCOMPARE(tool->json({u"adopt"_s}).object()[u"storeId"_s].toString(), id);
+        QCOMPARE(revealed(1), u"secret of kim"_s);
+    }
+
+    void importBindsItsPasswordsAndTakesNoStoredOneAlong()
+    {
+        const QByteArray phrase = "a long passphrase\n";
+        const QString file = tool->path(u"e.json"_s);
+        const QStringList withSecrets{
+            u"export"_s, file, u"--with-secrets"_s, u"--passphrase-stdin"_s};
+        QCOMPARE(tool->feed(withSecrets, phrase).exitCode, 0);
+        tool->run({u"server"_s, u"set"_s, u"1"_s, u"--dav-url"_s, u"https://new.example"_s});
+
+        const auto without = tool->run({u"import"_s, file, u"--without-secrets"_s, u"--yes"_s});
+        QCOMPARE(without.exitCode, 0);
+        QVERIFY(without.errors.contains(u"cannot be used any more"_s));
+        QVERIFY(without.errors.contains(u"1, 2"_s));
+        QVERIFY(revealed(1).isEmpty());
+
+        const auto with =
+            tool->feed({u"import"_s, file, u"--passphrase-stdin"_s, u"--yes"_s}, phrase);
+        QCOMPARE(with.exitCode, 0);
+        QCOMPARE(revealed(1), u"secret of kim"_s);
+        QVERIFY(!json(u"verify"_s).errors.contains(u"can be moved unnoticed"_s));
+    }
+
+    void passwordsOfAnEarlierVersionAreBoundByRekey()
+    {
+        using namespace sync::core::crypto;
+        const QByteArray value = seal(
+            u"secret of kim"_s, FileKeyStore(tool->keyPath()).read().current(), KeyBackend::File);
+        const QString put =
+            u"UPDATE AuthenticationConfiguration SET encryptedPassword = x'%1' WHERE id = 1"_s.arg(
+                QString::fromLatin1(value.toHex()));
+        QVERIFY(tool->execute(put));
+        const auto before = run(u"verify"_s);
+        QCOMPARE(before.exitCode, 0);
+        QVERIFY(before.errors.contains(u"can be moved unnoticed: 1."_s));
+
+        QCOMPARE(run(u"rekey"_s).exitCode, 0);
+
+        QCOMPARE(revealed(1), u"secret of kim"_s);
+        QVERIFY(!run(u"verify"_s).errors.contains(u"can be moved"_s));
+        QVERIFY(tool->execute(put));
+        QCOMPARE(
+            json(u"verify"_s).object()[u"passwords"_s][0][u"reason"_s].toString(), u"outdated"_s);
     }
 
     void verifyWithoutPasswordsNeedsNoKey()

@@ -150,10 +150,37 @@ private Q_SLOTS:
         const QString kept = tool->path(u"kept"_s);
         QVERIFY(QFile::rename(tool->keyPath(), kept));
 
-        const auto changed = run({u"set"_s, u"1"_s, u"--user"_s, u"ana"_s});
+        const auto changed = run({u"set"_s, u"1"_s, u"--domain-id"_s, u"dom-8"_s});
 
         QCOMPARE(changed.exitCode, 0);
         QVERIFY(QFile::rename(kept, tool->keyPath()));
+        QCOMPARE(revealed(1), u"first secret"_s);
+    }
+
+    // The password could not be read for the new user, not even when the key is back.
+    void changeThatWouldLeaveThePasswordBehindIsRefused_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::newRow("user") << QStringList{u"signin"_s, u"set"_s, u"1"_s, u"--user"_s, u"ana"_s};
+        QTest::newRow("server") << QStringList{
+            u"signin"_s, u"set"_s, u"1"_s, u"--server"_s, u"2"_s};
+        QTest::newRow("address of the server")
+            << QStringList{u"server"_s, u"set"_s, u"1"_s, u"--dav-url"_s, u"https://new.example"_s};
+    }
+
+    void changeThatWouldLeaveThePasswordBehindIsRefused()
+    {
+        QFETCH(QStringList, arguments);
+        const QString kept = tool->path(u"kept"_s);
+        QVERIFY(QFile::rename(tool->keyPath(), kept));
+
+        const auto refused = tool->run(arguments);
+
+        QCOMPARE(refused.exitCode, 7);
+        QVERIFY(refused.errors.contains(u"Nothing was changed"_s));
+        QVERIFY(QFile::rename(kept, tool->keyPath()));
+        QCOMPARE(revealed(1), u"first secret"_s);
+        QCOMPARE(tool->run(arguments).exitCode, 0);
         QCOMPARE(revealed(1), u"first secret"_s);
     }
 

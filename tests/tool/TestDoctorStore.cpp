@@ -389,6 +389,22 @@ private Q_SLOTS:
             QStringList{u"signin.password-unreadable AuthenticationConfiguration 2"_s});
     }
 
+    void passwordsThatDoNotBelongWhereTheyAreAreFound()
+    {
+        DoctorSample sample;
+        setKeyStore(std::make_shared<FileKeyStore>(sample.path(u"keys/password.key"_s)));
+        const auto query = sample.session.database().CreateQuery();
+        query->prepare(
+            u"UPDATE AuthenticationConfiguration SET encryptedPassword = :password WHERE id = 2"_s);
+        query->bindValue(
+            u":password"_s, Encrypt(u"x"_s, {u"another store"_s, "record", {"server"}}));
+        QVERIFY(query->exec());
+
+        QCOMPARE(
+            sample.findings(),
+            QStringList{u"signin.password-moved AuthenticationConfiguration 2"_s});
+    }
+
     void rootOutOfReachIsOneFinding()
     {
         const DoctorSample sample;

@@ -102,10 +102,12 @@ void requireKnown(const std::vector<std::string>& names)
     }
 }
 
-Row prepared(const TableShape& table, Row row, RowSecrets* secrets)
+Row prepared(
+    const TableShape& table, Row row, RowSecrets* secrets,
+    const sync::config::PasswordContexts& contexts)
 {
     if (secrets) {
-        secrets->seal(table, row);
+        secrets->seal(table, row, contexts);
         return row;
     }
     for (size_t at = 0; at < table.columns.size(); ++at)
@@ -124,11 +126,12 @@ Exported write(
     writer.begin(header);
     snapshot.read([&](sync::interf::factory::IDatabaseFactory& database) {
         StoreRows rows(database, tables);
+        const sync::config::PasswordContexts contexts(database);
         while (rows.nextTable()) {
             writer.beginTable(rows.table(), rows.lastId());
             qint64 count = 0;
             for (; rows.nextRow(); ++count)
-                writer.write(prepared(rows.table(), rows.row(), secrets));
+                writer.write(prepared(rows.table(), rows.row(), secrets, contexts));
             writer.endTable();
             exported.rows.insert(QString::fromLatin1(rows.table().name), count);
             exported.allRows += count;

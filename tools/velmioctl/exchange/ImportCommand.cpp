@@ -10,6 +10,8 @@
 #include <velmioctl/store/Session.h>
 #include <velmioctl/store/WatchedDatabase.h>
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 using sync::interf::factory::IDatabaseFactory;
 
@@ -148,6 +150,27 @@ void answer(Session& session, const ImportPlan& plan, bool imported)
         {u"brokenReferences"_s, QJsonArray::fromStringList(plan.brokenReferences)}});
 }
 
+// A password is not taken along to what an import makes of its sign-in or server.
+void warnOfUnreadable(Session& session, const std::vector<int>& readableBefore)
+{
+    const std::vector<int> readable = signInsWithPassword(session.database());
+    QStringList lost;
+    for (const int id : readableBefore) {
+        const bool exists =
+            session.database().number(
+                u"SELECT count(*) FROM AuthenticationConfiguration WHERE id = :id"_s,
+                {{u":id"_s, id}}) > 0;
+        if (exists && !std::binary_search(readable.begin(), readable.end(), id))
+            lost += QString::number(id);
+    }
+    if (lost.isEmpty())
+        return;
+    session.output.warning(
+        u"The passwords of these sign-ins cannot be used any more, because the import changes "
+        u"their user or the address of their server: %1. Store them again with 'velmioctl signin "
+        u"password', or restore the backup."_s.arg(lost.join(u", "_s)));
+}
+
 // In one transaction; nothing is changed when this throws.
 void apply(
     Session& session, ExportFile& file, ImportRun::Mode mode, RowSecrets* secrets,
@@ -156,9 +179,12 @@ void apply(
     WatchedDatabase& database = session.writableDatabase();
     Transaction transaction(database);
     RowWriter writer(database, mode.withSecrets);
+    const std::vector<int> readable = signInsWithPassword(database);
     ImportPlan done;
     try {
         done = ImportRun(database, mode, secrets, &writer).run(file.rows());
+        if (secrets)
+            secrets->bindStored(database);
     } catch (const doctor::ReadFailure&) {
         database.check(false, u"Reading the database"_s);
     }
@@ -167,6 +193,7 @@ void apply(
             ExitCode::Busy, u"Nothing was changed, because the database or the export has changed "
                             u"since the plan was shown. Run the command again."_s);
     }
+    warnOfUnreadable(session, readable);
     transaction.commit();
 }
 

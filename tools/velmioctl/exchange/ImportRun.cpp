@@ -147,7 +147,8 @@ Row ImportRun::prepared(ExportRows& rows, const Row* stored)
 {
     Row row = rows.row();
     const auto purpose = writer ? RowSecrets::Purpose::Store : RowSecrets::Purpose::Compare;
-    if (mode.withSecrets && !secrets->unseal(rows.table(), row, stored, purpose))
+    const sync::config::PasswordContexts contexts(database);
+    if (mode.withSecrets && !secrets->unseal(rows.table(), row, stored, purpose, contexts))
         rows.failAtRow(u"a secret of the row that begins here is damaged"_s);
     if (!mode.withSecrets) {
         for (Value& value : row.values) {

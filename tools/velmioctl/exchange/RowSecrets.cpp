@@ -1,14 +1,20 @@
 #include <velmioctl/exchange/RowSecrets.h>
 
+#include <core/Cipher.h>
 #include <core/Crypto.h>
+#include <interf/IQSqlQueryWrapper.h>
 #include <velmioctl/exchange/JsonReader.h>
 #include <velmioctl/exchange/Masks.h>
+#include <velmioctl/store/WatchedDatabase.h>
 
 #include <QBuffer>
 #include <QtEndian>
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+using sync::config::PasswordContexts;
+using sync::core::crypto::SecretContext;
 using sync::core::crypto::SecretText;
 using sync::core::crypto::SecureBytes;
 
@@ -54,10 +60,11 @@ SecretText passwordFrom(const SecureBytes& bytes)
 }
 
 // Only bytes can be an encrypted password.
-StoredPassword passwordIn(PasswordReader& reader, const Value& value)
+StoredPassword passwordIn(
+    PasswordReader& reader, const Value& value, const SecretContext& context = {})
 {
     const auto* const blob = std::get_if<Blob>(&value);
-    return blob ? reader.read(blob->bytes)
+    return blob ? reader.read(blob->bytes, context)
                 : StoredPassword{.state = StoredPassword::State::Damaged};
 }
 
@@ -68,6 +75,25 @@ QByteArray sealedIn(const Value& value)
         return mask->sealed;
     const auto* const sealed = std::get_if<Sealed>(&value);
     return sealed ? sealed->bytes : QByteArray();
+}
+
+QString textOf(const Value& value)
+{
+    if (const auto* const text = std::get_if<Text>(&value))
+        return QString::fromUtf8(text->bytes);
+    const auto* const number = std::get_if<qint64>(&value);
+    return number ? QString::number(*number) : QString();
+}
+
+// Unknown for a row of another table.
+SecretContext contextOf(const TableShape& table, const Row& row, const PasswordContexts& contexts)
+{
+    if (table.name != "AuthenticationConfiguration")
+        return {};
+    const auto* const server = std::get_if<qint64>(&row.values[table.indexOf("serverId")]);
+    return contexts.of(
+        textOf(row.values[table.indexOf("domain")]), textOf(row.values[table.indexOf("userName")]),
+        server ? static_cast<int>(*server) : 0);
 }
 
 bool isPasswordColumn(const Column& column)
@@ -82,8 +108,10 @@ RowSecrets::RowSecrets(SecretBox box)
 {
 }
 
-void RowSecrets::seal(const TableShape& table, Row& row)
+void RowSecrets::seal(const TableShape& table, Row& row, const PasswordContexts& contexts)
 {
+    // Before what identifies the record may be masked.
+    const SecretContext context = contextOf(table, row, contexts);
     for (size_t at = 0; at < table.columns.size(); ++at) {
         const Column& column = table.columns[at];
         Value& value = row.values[at];
@@ -96,13 +124,16 @@ void RowSecrets::seal(const TableShape& table, Row& row)
             }
         } else if (!std::holds_alternative<Null>(value)) {
             value = Sealed{sealed(
-                isPasswordColumn(column) ? toBytes(value) : marked(ValueMark, toJson(value)),
+                isPasswordColumn(column) ? toBytes(value, context)
+                                         : marked(ValueMark, toJson(value)),
                 place)};
         }
     }
 }
 
-bool RowSecrets::unseal(const TableShape& table, Row& row, const Row* stored, Purpose purpose)
+bool RowSecrets::unseal(
+    const TableShape& table, Row& row, const Row* stored, Purpose purpose,
+    const PasswordContexts& contexts)
 {
     for (size_t at = 0; at < table.columns.size(); ++at) {
         Value& value = row.values[at];
@@ -112,7 +143,13 @@ bool RowSecrets::unseal(const TableShape& table, Row& row, const Row* stored, Pu
         const auto bytes = box.unseal(hidden, placeOf(table, table.columns[at], row.id));
         if (!bytes || bytes->size() == 0)
             return false;
-        value = fromBytes(*bytes, value, stored ? stored->values[at] : Null(), purpose);
+        value = fromBytes(
+            *bytes, value, stored ? stored->values[at] : Null(), purpose,
+            stored ? contextOf(table, *stored, contexts) : SecretContext());
+        // Stored bytes are what could not be read where they were exported.
+        if (purpose == Purpose::Store && isPasswordColumn(table.columns[at]) &&
+            static_cast<char>(bytes->data()[0]) != ValueMark)
+            storedIds.push_back(row.id);
     }
     return true;
 }
@@ -122,9 +159,35 @@ QByteArray RowSecrets::sealed(const SecureBytes& bytes, const QByteArray& place)
     return box.seal({bytes.data(), bytes.size()}, place);
 }
 
-SecureBytes RowSecrets::toBytes(const Value& stored)
+void RowSecrets::bindStored(WatchedDatabase& database)
 {
-    const StoredPassword password = passwordIn(reader, stored);
+    const PasswordContexts contexts(database);
+    for (const qint64 id : storedIds) {
+        const auto query = database.select(
+            u"SELECT encryptedPassword, domain, userName, serverId"
+            u" FROM AuthenticationConfiguration WHERE id = :id"_s,
+            {{u":id"_s, id}});
+        query->next();
+        const QByteArray value = query->value(0).toByteArray();
+        const SecretContext context = contexts.of(
+            query->value(1).toString(), query->value(2).toString(), query->value(3).toInt());
+        const auto ring = sync::core::crypto::keyStore()->read();
+        using sync::core::crypto::Unsealed;
+        const Unsealed here = sync::core::crypto::unseal(value, ring, context);
+        const Unsealed anywhere = sync::core::crypto::unseal(value, ring);
+        const bool isBound = here.bound && here.outcome == Unsealed::Outcome::Read;
+        if (isBound || anywhere.outcome != Unsealed::Outcome::Read)
+            continue;
+        database.change(
+            u"UPDATE AuthenticationConfiguration SET encryptedPassword = :value WHERE id = :id"_s,
+            {{u":value"_s, sync::core::crypto::Encrypt(anywhere.secret.view(), context)},
+             {u":id"_s, id}});
+    }
+}
+
+SecureBytes RowSecrets::toBytes(const Value& stored, const SecretContext& context)
+{
+    const StoredPassword password = passwordIn(reader, stored, context);
     if (password.state == StoredPassword::State::Ok)
         return passwordBytes(password.password);
     if (password.state == StoredPassword::State::None)
@@ -134,7 +197,8 @@ SecureBytes RowSecrets::toBytes(const Value& stored)
 }
 
 Value RowSecrets::fromBytes(
-    const SecureBytes& bytes, const Value& sealed, const Value& stored, Purpose purpose)
+    const SecureBytes& bytes, const Value& sealed, const Value& stored, Purpose purpose,
+    const SecretContext& context)
 {
     const auto mark = static_cast<char>(bytes.data()[0]);
     if (mark == ValueMark) {
@@ -146,12 +210,13 @@ Value RowSecrets::fromBytes(
     }
     const bool hasPassword = mark == PasswordMark;
     const SecretText password = hasPassword ? passwordFrom(bytes) : SecretText();
-    const StoredPassword present = passwordIn(reader, stored);
+    const StoredPassword present = passwordIn(reader, stored, context);
     const auto wanted = hasPassword ? StoredPassword::State::Ok : StoredPassword::State::None;
     if (present.state == wanted && present.password.view() == password.view())
         return stored;
     if (purpose == Purpose::Compare)
         return sealed;
+    // Its server may come later in the file: bindStored() binds it.
     return Blob{sync::core::crypto::Encrypt(password.view()).toByteArray()};
 }
 

@@ -4,8 +4,10 @@
 #include <base/FilePaths.h>
 #include <base/Folders.h>
 #include <base/PartialFile.h>
+#include <config/PasswordContexts.h>
 #include <config/ServerConfigManager.h>
 #include <database/SqliteDatabaseFactory.h>
+#include <interf/IQSqlQueryWrapper.h>
 #include <velmioctl/cli/CommandLine.h>
 #include <velmioctl/cli/Table.h>
 #include <velmioctl/cli/Text.h>
@@ -14,6 +16,7 @@
 #include <velmioctl/store/Records.h>
 #include <velmioctl/store/References.h>
 #include <velmioctl/store/Session.h>
+#include <velmioctl/store/StoredPassword.h>
 #include <velmioctl/store/WatchedDatabase.h>
 
 #include <QFile>
@@ -113,13 +116,45 @@ void list(Session& session)
         session.output.note(originOfDefault());
 }
 
+// The number of passwords that the manager takes along to another address. Throws CommandError if
+// one would be left behind.
+int passwordsToTakeAlong(Session& session, const ServerConfiguration& server)
+{
+    WatchedDatabase& database = session.database();
+    const sync::config::PasswordContexts contexts(database);
+    PasswordReader reader;
+    int readable = 0;
+    const auto query = database.select(
+        u"SELECT id, encryptedPassword, domain, userName FROM AuthenticationConfiguration"
+        u" WHERE serverId = :id"_s,
+        {{u":id"_s, server.getId()}});
+    while (query->next()) {
+        const StoredPassword password = reader.read(
+            query->value(1),
+            contexts.of(query->value(2).toString(), query->value(3).toString(), server.getId()));
+        requireToTakeAlong(password, u"sign-in "_s + query->value(0).toString());
+        readable += password.state == StoredPassword::State::Ok;
+    }
+    database.check();
+    return readable;
+}
+
 void set(Session& session, const ServerOptions& options)
 {
     session.writableDatabase();
     ServerConfiguration server = session.server(options.id);
+    const ServerConfiguration before = server;
     fill(server, options);
+    const bool isMoved = before.getDavUrl() != server.getDavUrl() ||
+                         before.getWebServiceUrl() != server.getWebServiceUrl();
+    const int passwords = isMoved ? passwordsToTakeAlong(session, before) : 0;
     session.database().check(session.servers().Update(server), u"Storing the server"_s);
     print(session, session.server(options.id));
+    if (passwords > 0) {
+        session.output.note(
+            u"The client sends the passwords of the sign-ins at this server to its new address "
+            u"from now on: %1."_s.arg(passwords));
+    }
 }
 
 void remove(Session& session, const ServerOptions& options)

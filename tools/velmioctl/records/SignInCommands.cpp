@@ -1,6 +1,7 @@
 #include <velmioctl/records/Commands.h>
 
 #include <config/AuthenticationConfigManager.h>
+#include <config/PasswordContexts.h>
 #include <config/PasswordKeys.h>
 #include <config/ServerConfiguration.h>
 #include <core/Crypto.h>
@@ -49,17 +50,29 @@ QString named(const ColumnValues& signIn)
         quoted(signIn["domain"].toString()));
 }
 
+// The context of its password as the server is now.
+sync::core::crypto::SecretContext contextOf(Session& session, const ColumnValues& signIn)
+{
+    return sync::config::PasswordContexts(session.database())
+        .of(signIn["domain"].toString(), signIn["userName"].toString(), signIn["serverId"].toInt());
+}
+
 // In clear, null for none. Throws CommandError when it cannot be decrypted.
-SecretText revealed(const ColumnValues& signIn)
+SecretText revealed(Session& session, const ColumnValues& signIn)
 {
     PasswordReader reader;
-    const StoredPassword password = reader.read(signIn["encryptedPassword"]);
+    const StoredPassword password =
+        reader.read(signIn["encryptedPassword"], contextOf(session, signIn));
     reader.requireKey();
     if (password.isUnreadable()) {
         throw CommandError(
             ExitCode::Findings,
-            u"The password of the %1 cannot be read: %2. Store it again with 'velmioctl signin "
-            u"password %3'."_s.arg(named(signIn), password.reason, signIn["id"].toString()));
+            u"The password of the %1 cannot be read: %2. %4 with 'velmioctl signin password %3'."_s
+                .arg(
+                    named(signIn), password.reason, signIn["id"].toString(),
+                    password.isDisplaced()
+                        ? u"Check its user and its server, and then store it again"_s
+                        : u"Store it again"_s));
     }
     return password.password;
 }
@@ -68,7 +81,7 @@ void show(Session& session, const SignInOptions& options)
 {
     const ColumnValues signIn = signInById(session, options.id);
     if (options.reveal)
-        records(session).printRevealed(signIn, u"password"_s, revealed(signIn).toString());
+        records(session).printRevealed(signIn, u"password"_s, revealed(session, signIn).toString());
     else
         records(session).print(signIn);
 }
@@ -127,11 +140,37 @@ void add(Session& session, const SignInOptions& options)
     records(session).print(signInById(session, signIn.getId()));
 }
 
+// Binds the password to what the sign-in is now.
+void bindPassword(
+    Session& session, const ColumnValues& before, const StoredPassword& password,
+    const ColumnValues& after)
+{
+    const QVariant stored = before["encryptedPassword"];
+    if (stored.isNull())
+        return;
+    requireToTakeAlong(password, named(before));
+    if (password.isUnreadable()) {
+        session.output.warning(
+            u"The password of the %1 could not be read, so it stays as it was stored for the %2. "
+            u"Store it again with 'velmioctl signin password %3'."_s.arg(
+                named(after), named(before), after["id"].toString()));
+        return;
+    }
+    prepareToEncrypt(session);
+    session.database().change(
+        u"UPDATE AuthenticationConfiguration SET encryptedPassword = :value WHERE id = :id"_s,
+        {{u":value"_s,
+          sync::core::crypto::Encrypt(password.password.view(), contextOf(session, after))},
+         {u":id"_s, after["id"]}});
+}
+
 void set(Session& session, const SignInOptions& options)
 {
     session.writableDatabase();
     Transaction transaction(session.database());
     const ColumnValues before = signInById(session, options.id);
+    const StoredPassword password =
+        PasswordReader().read(before["encryptedPassword"], contextOf(session, before));
     if (const QVariant server = options.fields.value("serverId"); server.isValid())
         session.server(server.toInt());
     records(session).change(before, options.fields);
@@ -141,6 +180,7 @@ void set(Session& session, const SignInOptions& options)
         refuseNamesake(
             session, options.id, after["serverId"].toInt(), after["domain"].toString(),
             after["userName"].toString());
+        bindPassword(session, before, password, after);
     }
     transaction.commit();
     records(session).print(after);

@@ -1,11 +1,14 @@
 #include <velmioctl/store/StoredPassword.h>
 
+#include <config/PasswordContexts.h>
 #include <core/Cipher.h>
 #include <core/Crypto.h>
 #include <core/FileKeyStore.h>
 #include <core/KeyError.h>
+#include <interf/IQSqlQueryWrapper.h>
 #include <velmioctl/cli/ExitCode.h>
 #include <velmioctl/cli/Text.h>
+#include <velmioctl/store/WatchedDatabase.h>
 
 using namespace Qt::StringLiterals;
 using namespace sync::core::crypto;
@@ -14,19 +17,88 @@ namespace velmioctl {
 
 namespace {
 
-StoredPassword readOpened(const Unsealed& opened)
+QString reasonOf(const Unsealed& opened, bool anyKey)
 {
-    // A sign-in that was stored without a password holds an encrypted null text.
-    if (opened.secret.isNull())
+    switch (opened.outcome) {
+    case Unsealed::Outcome::Read:
         return {};
-    return {
-        .state = StoredPassword::State::Ok,
-        .keyId = QString::fromLatin1(opened.keyId.toHex()),
-        .password = opened.secret,
-    };
+    case Unsealed::Outcome::Damaged:
+        return u"damaged"_s;
+    case Unsealed::Outcome::UnknownVersion:
+        return u"unknown version %1"_s.arg(opened.version);
+    case Unsealed::Outcome::OtherStore:
+        return u"copied from another database"_s;
+    case Unsealed::Outcome::OtherRecord:
+        return u"stored for another domain or user"_s;
+    case Unsealed::Outcome::OtherServer:
+        return u"stored for another server or address"_s;
+    case Unsealed::Outcome::Outdated:
+        return u"put back from before a rekey"_s;
+    case Unsealed::Outcome::OtherKey:
+        break;
+    }
+    return u"%1 key %2 of %3"_s.arg(
+        anyKey ? u"another key,"_s : u"no key, needs"_s, QString::fromLatin1(opened.keyId.toHex()),
+        backendName(opened.backend));
+}
+
+StoredPassword::State stateOf(const Unsealed& opened, bool anyKey)
+{
+    using State = StoredPassword::State;
+    switch (opened.outcome) {
+    case Unsealed::Outcome::Read:
+        // A sign-in that was stored without a password holds an encrypted null text.
+        return opened.secret.isNull() ? State::None : State::Ok;
+    case Unsealed::Outcome::Damaged:
+        return State::Damaged;
+    case Unsealed::Outcome::UnknownVersion:
+        return State::UnknownVersion;
+    case Unsealed::Outcome::OtherStore:
+        return State::OtherStore;
+    case Unsealed::Outcome::OtherRecord:
+        return State::OtherRecord;
+    case Unsealed::Outcome::OtherServer:
+        return State::OtherServer;
+    case Unsealed::Outcome::Outdated:
+        return State::Outdated;
+    case Unsealed::Outcome::OtherKey:
+        break;
+    }
+    return anyKey ? State::OtherKey : State::NoKey;
 }
 
 } // namespace
+
+std::vector<int> signInsWithPassword(WatchedDatabase& database)
+{
+    const sync::config::PasswordContexts contexts(database);
+    PasswordReader reader;
+    std::vector<int> ids;
+    const auto query = database.select(u"SELECT id, encryptedPassword, domain, userName, serverId"
+                                       u" FROM AuthenticationConfiguration ORDER BY id"_s);
+    while (query->next()) {
+        const auto context = contexts.of(
+            query->value(2).toString(), query->value(3).toString(), query->value(4).toInt());
+        if (reader.read(query->value(1), context).state == StoredPassword::State::Ok)
+            ids.push_back(query->value(0).toInt());
+    }
+    database.check();
+    return ids;
+}
+
+void requireToTakeAlong(const StoredPassword& password, const QString& signIn)
+{
+    using State = StoredPassword::State;
+    const bool needsKey = password.state == State::NoKey || password.state == State::OtherKey ||
+                          password.state == State::UnknownVersion;
+    if (!needsKey || !password.bound)
+        return;
+    throw CommandError(
+        ExitCode::KeyUnavailable,
+        u"Nothing was changed, because the password of the %1 is bound to its user and server, and "
+        u"cannot be encrypted again: %2. Restore its key, store the password again with 'velmioctl "
+        u"signin password', or make the change in the client."_s.arg(signIn, password.reason));
+}
 
 QString keyPlace()
 {
@@ -36,9 +108,8 @@ QString keyPlace()
     return backendName(store->backend());
 }
 
-StoredPassword PasswordReader::read(const QVariant& stored)
+StoredPassword PasswordReader::read(const QVariant& stored, const SecretContext& context)
 {
-    using State = StoredPassword::State;
     if (stored.isNull())
         return {};
     const QByteArray value = stored.toByteArray();
@@ -46,27 +117,17 @@ StoredPassword PasswordReader::read(const QVariant& stored)
     Unsealed opened = unseal(value, {});
     if (opened.outcome == Unsealed::Outcome::OtherKey) {
         readKeys();
-        opened = unseal(value, ring);
+        opened = unseal(value, ring, context);
     }
-
-    const QString keyId = QString::fromLatin1(opened.keyId.toHex());
-    switch (opened.outcome) {
-    case Unsealed::Outcome::Read:
-        return readOpened(opened);
-    case Unsealed::Outcome::Damaged:
-        return {.state = State::Damaged, .keyId = keyId, .reason = u"damaged"_s};
-    case Unsealed::Outcome::UnknownVersion:
-        return {
-            .state = State::UnknownVersion,
-            .keyId = keyId,
-            .reason = u"unknown version %1"_s.arg(opened.version)};
-    case Unsealed::Outcome::OtherKey:
-        break;
-    }
-    const QString itsKey = u"key %1 of %2"_s.arg(keyId, backendName(opened.backend));
-    if (ring.isEmpty())
-        return {.state = State::NoKey, .keyId = keyId, .reason = u"no key, needs "_s + itsKey};
-    return {.state = State::OtherKey, .keyId = keyId, .reason = u"another key, "_s + itsKey};
+    const auto state = stateOf(opened, !ring.isEmpty());
+    return {
+        .state = state,
+        .keyId = state == StoredPassword::State::None ? QString()
+                                                      : QString::fromLatin1(opened.keyId.toHex()),
+        .reason = reasonOf(opened, !ring.isEmpty()),
+        .password = std::move(opened.secret),
+        .bound = opened.bound,
+    };
 }
 
 void PasswordReader::requireKey() const

@@ -117,6 +117,11 @@ QString WatchedDatabase::path() const
     return factory->path();
 }
 
+QString WatchedDatabase::storeId() const
+{
+    return factory->storeId();
+}
+
 ErrorGuard WatchedDatabase::guard() const
 {
     return ErrorGuard(*factory);

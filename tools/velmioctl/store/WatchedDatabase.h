@@ -4,6 +4,7 @@
 #include <database/ErrorGuard.h>
 #include <database/FailureLog.h>
 #include <database/HostTransaction.h>
+#include <database/IdentitySource.h>
 #include <interf/IDatabaseFactory.h>
 #include <velmioctl/cli/ExitCode.h>
 
@@ -31,7 +32,8 @@ CommandError openingError(const sync::database::DatabaseError& error);
 ///
 /// The managers report failure by value only, so a failed list looks like an empty one. Here a
 /// command asks afterwards whether something failed, and why.
-class WatchedDatabase : public sync::interf::factory::IDatabaseFactory
+class WatchedDatabase : public sync::interf::factory::IDatabaseFactory,
+                        public sync::database::IdentitySource
 {
 public:
     using Binding = std::pair<QString, QVariant>;
@@ -43,6 +45,7 @@ public:
     std::shared_ptr<sync::interf::IQSqlQueryWrapper> CreateQuery() override;
 
     QString path() const;
+    QString storeId() const override;
 
     /// The engine that it uses.
     sync::database::SqliteDatabaseFactory& engine() { return *factory; }

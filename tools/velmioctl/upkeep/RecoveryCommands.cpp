@@ -1,7 +1,10 @@
 #include <velmioctl/upkeep/Commands.h>
 
+#include <config/PasswordKeys.h>
+#include <core/KeyError.h>
 #include <database/DatabaseBackups.h>
 #include <database/DatabaseError.h>
+#include <database/SqliteDatabaseFactory.h>
 #include <velmioctl/cli/CommandLine.h>
 #include <velmioctl/cli/Table.h>
 #include <velmioctl/cli/Text.h>
@@ -12,8 +15,10 @@
 #include <QFileInfo>
 
 using namespace Qt::StringLiterals;
+using sync::config::PasswordKeys;
 using sync::database::DatabaseBackups;
 using sync::database::DatabaseError;
+using sync::database::SqliteDatabaseFactory;
 
 namespace velmioctl {
 
@@ -54,6 +59,33 @@ void confirmOtherStore(Session& session, const QString& file, bool otherStore)
         u"--other-store"_s);
 }
 
+// What the user restores is wanted, although its passwords are from before the last change of the
+// key. They stay bound to their sign-ins and servers.
+void takePasswordsOver(Session& session)
+{
+    const QString path = session.databasePath();
+    try {
+        const auto putBack = PasswordKeys(SqliteDatabaseFactory::openReadOnly(path)).putBackIds();
+        if (putBack && putBack->isEmpty())
+            return;
+        const auto outcome = PasswordKeys(SqliteDatabaseFactory::open(path))
+                                 .useCurrentKey(PasswordKeys::Accept::Earlier);
+        if (outcome.succeeded) {
+            session.output.note(
+                u"Encrypted %1 of the backup again, because the key was changed since."_s.arg(
+                    counted(outcome.encrypted, u"password"_s)));
+            return;
+        }
+    } catch (const sync::core::crypto::KeyError& error) {
+        session.output.warning(error.text());
+    } catch (const DatabaseError& error) {
+        session.output.warning(error.text());
+    }
+    session.output.warning(
+        u"The passwords of the backup may be unreadable. 'velmioctl secrets verify' shows it, and "
+        u"'velmioctl secrets rekey --accept-moved' reads them."_s);
+}
+
 void putInPlace(Session& session, const QString& file)
 {
     const QString path = session.databasePath();
@@ -61,6 +93,7 @@ void putInPlace(Session& session, const QString& file)
         // confirmOtherStore() has asked.
         return DatabaseBackups(path).restore(file, DatabaseBackups::OtherStore::Allowed);
     });
+    takePasswordsOver(session);
     if (session.output.json()) {
         session.output.print(QJsonObject{
             {u"path"_s, path}, {u"restoredFrom"_s, file}, {u"keptPath"_s, jsonPath(kept)}});

@@ -1,5 +1,6 @@
 #include <velmioctl/upkeep/Commands.h>
 
+#include <config/PasswordContexts.h>
 #include <config/PasswordKeys.h>
 #include <core/Crypto.h>
 #include <core/FileKeyStore.h>
@@ -32,6 +33,8 @@ struct Verification
     int ok = 0;
     int none = 0;
     int unreadable = 0;
+    int unbound = 0;
+    QStringList moved; ///< What 'rekey --accept-moved' would read.
     PasswordReader reader;
 };
 
@@ -52,19 +55,38 @@ QString reasonWord(StoredPassword::State state)
         return u"damaged"_s;
     case StoredPassword::State::UnknownVersion:
         return u"unknown-version"_s;
+    case StoredPassword::State::OtherStore:
+        return u"other-store"_s;
+    case StoredPassword::State::OtherRecord:
+        return u"other-record"_s;
+    case StoredPassword::State::OtherServer:
+        return u"other-server"_s;
+    case StoredPassword::State::Outdated:
+        return u"outdated"_s;
     default:
         return {};
     }
 }
 
-void addRow(Verification& all, const sync::interf::IQSqlQueryWrapper& row)
+void addRow(
+    Verification& all, const sync::interf::IQSqlQueryWrapper& row,
+    const sync::config::PasswordContexts& contexts)
 {
-    const StoredPassword password = all.reader.read(row.value(3));
+    const StoredPassword password = all.reader.read(
+        row.value(3),
+        contexts.of(row.value(2).toString(), row.value(1).toString(), row.value(4).toInt()));
     const bool isOk = password.state == StoredPassword::State::Ok;
+    if (isOk && !password.bound)
+        ++all.unbound;
     ++(password.isUnreadable() ? all.unreadable : isOk ? all.ok : all.none);
     const QString state = password.isUnreadable() ? u"unreadable"_s : isOk ? u"ok"_s : u"none"_s;
     const QString user = row.value(1).toString();
     const QString domain = row.value(2).toString();
+    if (password.isDisplaced()) {
+        all.moved += u"sign-in %1 (user %2, domain %3) of server %4: %5"_s.arg(
+            row.value(0).toString(), quoted(user), quoted(domain), row.value(4).toString(),
+            password.reason);
+    }
     all.array.append(QJsonObject{
         {u"id"_s, row.value(0).toInt()},
         {u"userName"_s, user},
@@ -80,10 +102,11 @@ Verification verifyAll(WatchedDatabase& database)
 {
     Verification all;
     all.table.alignRight(0);
-    const auto query = database.select(u"SELECT id, userName, domain, encryptedPassword"
-                                       u" FROM AuthenticationConfiguration ORDER BY id"_s);
+    const auto query = database.select(u"SELECT id, userName, domain, encryptedPassword,"
+                                       u" serverId FROM AuthenticationConfiguration ORDER BY id"_s);
+    const sync::config::PasswordContexts contexts(database);
     while (query->next())
-        addRow(all, *query);
+        addRow(all, *query, contexts);
     database.check();
     return all;
 }
@@ -105,6 +128,12 @@ void verify(Session& session)
             u"Passwords: %1 readable, %2 unreadable; sign-ins without a password: %3."_s.arg(all.ok)
                 .arg(all.unreadable)
                 .arg(all.none));
+    }
+    if (all.unbound > 0) {
+        session.output.note(
+            u"Passwords that an earlier version stored, and that can be moved unnoticed: %1. "
+            u"'velmioctl secrets rekey' binds each one to its sign-in and server."_s.arg(
+                all.unbound));
     }
     session.exitCode = all.unreadable == 0 ? ExitCode::Ok : ExitCode::Findings;
     all.reader.requireKey();
@@ -131,15 +160,39 @@ void printRekeyed(
         QString::number(earlier)));
 }
 
-void rekey(Session& session)
+/// What the commands below have been told.
+struct SecretsOptions
 {
+    bool acceptMoved = false;
+    bool yes = false;
+};
+
+// Throws CommandError unless the user agrees to each.
+void confirmMoved(Session& session, const QStringList& moved, bool agreed)
+{
+    if (moved.isEmpty())
+        return;
+    session.output.note(
+        u"Passwords that were moved, put back, or whose user or server was changed:\n%1"_s.arg(
+            moved.join(u'\n')));
+    session.confirm(
+        agreed, u"Use each of them at the server where its sign-in is now? Agree only if you have "
+                u"made these changes."_s);
+}
+
+void rekey(Session& session, const SecretsOptions& options)
+{
+    using Accept = sync::config::PasswordKeys::Accept;
     session.writableDatabase();
+    const Verification before = verifyAll(session.database());
     // Without the current key all passwords would stay unreadable.
-    verifyAll(session.database()).reader.requireKey();
+    before.reader.requireKey();
+    if (options.acceptMoved)
+        confirmMoved(session, before.moved, options.yes);
     auto& keys = session.passwordKeys();
     session.database().check(keys.use(keyStore()), u"Reading the stored passwords"_s);
     session.backUp(sync::database::DatabaseBackups::Reason::Rekey);
-    const auto outcome = keys.changeKey();
+    const auto outcome = keys.changeKey(options.acceptMoved ? Accept::Moved : Accept::Nothing);
     session.database().check(outcome.succeeded, u"Encrypting the passwords"_s);
     printRekeyed(session, outcome, keyStore()->read());
     if (outcome.unreadableIds.isEmpty())
@@ -210,9 +263,15 @@ void addSecretsCommands(Command& app, Session& session)
         ->addSubcommand("verify", "Show which stored passwords can be read, and why others cannot")
         ->example("velmioctl secrets verify --json")
         ->callback([&session] { verify(session); });
-    secrets->addSubcommand("rekey", "Create a new key, and encrypt all passwords with it")
-        ->example("velmioctl secrets rekey")
-        ->callback([&session] { rekey(session); });
+    const auto options = std::make_shared<SecretsOptions>();
+    Command* const rekeyCommand =
+        secrets->addSubcommand("rekey", "Create a new key, and encrypt all passwords with it");
+    Option* const acceptMoved = rekeyCommand->addFlag(
+        "--accept-moved", options->acceptMoved,
+        "Also those that were moved or put back, for where they are now");
+    rekeyCommand->addFlag("--yes", options->yes, "Accept them without asking")->needs(acceptMoved);
+    rekeyCommand->example("velmioctl secrets rekey");
+    rekeyCommand->callback([&session, options] { rekey(session, *options); });
     secrets->addSubcommand("where", "Show where the keys are kept")
         ->example("velmioctl secrets where")
         ->callback([&session] { showPlace(session); });

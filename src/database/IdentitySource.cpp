@@ -1,0 +1,7 @@
+#include <database/IdentitySource.h>
+
+namespace sync::database {
+
+IdentitySource::~IdentitySource() = default;
+
+} // namespace sync::database
