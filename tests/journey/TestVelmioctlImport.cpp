@@ -471,6 +471,31 @@ private Q_SLOTS:
         QCOMPARE(storedRows(otherPath()), rows());
     }
 
+    void valuesThatNoClientWritesAreNamed()
+    {
+        addCredentials();
+        QByteArray text = exported();
+        // As a server can have it stored through a value that is written without an escape.
+        const QByteArray nested =
+            "<NameValueXml><k><![CDATA[]]>" + QByteArray("<a>").repeated(30'000);
+        text.replace("{\"masked\": \"\"}", '"' + nested + '"');
+        tool->writeFile(u"all.json"_s, text);
+
+        const auto taken = tool->run({u"import"_s, u"all.json"_s, u"--yes"_s});
+        const auto found = tool->run({u"doctor"_s});
+
+        QVERIFY2(taken.exitCode == 0, qPrintable(taken.errors));
+        QVERIFY2(
+            taken.errors.contains(
+                u"elements inside of them, which no client writes: 1. Compare these records with "
+                u"the server.\nLine "_s),
+            qPrintable(taken.errors));
+        QVERIFY(taken.errors.contains(u": ServerConfiguration 8, nameValueProperties.\n"_s));
+        QVERIFY(found.output.contains(u"record.xml-nested"_s));
+        QVERIFY(!tool->run({u"import"_s, u"all.json"_s, u"--dry-run"_s})
+                     .errors.contains(u"elements inside"_s));
+    }
+
     void rowsAreMatchedById()
     {
         execute(u"INSERT INTO ServerConfiguration (id, alias) VALUES (2, 'two'), (3, 'three')"_s);

@@ -52,6 +52,16 @@ private Q_SLOTS:
             u"UPDATE sqlite_sequence SET seq = 9223372036854775807 WHERE name = 'Schedules'"_s,
             {u"record.ids-used-up sqlite_sequence 1"_s});
         stays(
+            "properties that no client writes",
+            u"UPDATE ServerConfiguration SET nameValueProperties ="
+            u" '<NameValueXml><k>v</k><k><![CDATA[]]><a/></k></NameValueXml>' WHERE id = 1"_s,
+            {u"record.xml-nested ServerConfiguration 1"_s});
+        stays(
+            "links that no client writes",
+            u"UPDATE FileConfiguration SET fileLinks ="
+            u" '<FileLinks><FileLink FileId=\"2\"><a/></FileLink></FileLinks>' WHERE id = 1"_s,
+            {u"record.xml-nested FileConfiguration 1"_s});
+        stays(
             "sign-in of no server",
             u"UPDATE AuthenticationConfiguration SET serverId = 9 WHERE id = 2"_s,
             {u"signin.server-missing AuthenticationConfiguration 2"_s});

@@ -1,12 +1,13 @@
 #include <config/xml/FileLinksXml.h>
 
-#include <config/xml/XmlReader.h>
+#include <base/XmlReader.h>
 
 #include <algorithm>
 #include <optional>
 #include <utility>
 
 using namespace Qt::StringLiterals;
+using sync::base::XmlReader;
 
 namespace sync::config {
 

@@ -1,6 +1,6 @@
 #include <config/xml/NameValueXml.h>
 
-#include <config/xml/XmlReader.h>
+#include <base/XmlReader.h>
 
 #include <QDomDocument>
 #include <QStringView>
@@ -9,6 +9,7 @@
 #include <optional>
 
 using namespace Qt::StringLiterals;
+using sync::base::XmlReader;
 
 namespace sync::config {
 

@@ -371,8 +371,8 @@ const std::vector<RecordCheck>& recordChecks()
     static const std::vector<RecordCheck> all = [] {
         std::vector<RecordCheck> checks;
         for (auto* const some :
-             {idChecks, signInChecks, folderReferenceChecks, folderTreeChecks, fileReferenceChecks,
-              fileChecks, pathChecks}) {
+             {idChecks, xmlChecks, signInChecks, folderReferenceChecks, folderTreeChecks,
+              fileReferenceChecks, fileChecks, pathChecks}) {
             for (RecordCheck& check : some())
                 checks.push_back(std::move(check));
         }

@@ -29,6 +29,9 @@ const std::vector<RecordCheck>& recordChecks();
 /// Those of paths, which need more than SQL.
 std::vector<RecordCheck> pathChecks();
 
+/// Those of properties and links.
+std::vector<RecordCheck> xmlChecks();
+
 /// The tables of files: ordinary, generated, base copies, as their types count.
 const QStringList& fileTables();
 

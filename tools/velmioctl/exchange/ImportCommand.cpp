@@ -110,7 +110,7 @@ void print(Output& output, const ImportPlan& plan)
     output.print(table);
 }
 
-void noteMasks(Output& output, const ImportPlan& plan)
+void printRemarks(Output& output, const ImportPlan& plan)
 {
     if (plan.newMasked > 0) {
         output.note(u"Masked values of new rows: %1. They come without the users, passwords and "
@@ -119,6 +119,12 @@ void noteMasks(Output& output, const ImportPlan& plan)
     if (plan.keptMasked.count > 0) {
         output.note(u"Masked values that differ from the stored ones, which stay: %1.\n%2"_s.arg(
             QString::number(plan.keptMasked.count), plan.keptMasked.text()));
+    }
+    if (plan.nestedXml.count > 0) {
+        output.warning(
+            u"Properties or links with elements inside of them, which no client writes: %1. "
+            u"Compare these records with the server.\n%2"_s.arg(
+                QString::number(plan.nestedXml.count), plan.nestedXml.text()));
     }
 }
 
@@ -147,6 +153,7 @@ void answer(Session& session, const ImportPlan& plan, bool imported)
         {u"newWithoutPassword"_s, plan.newWithoutPassword},
         {u"newMasked"_s, plan.newMasked},
         {u"keptMasked"_s, plan.keptMasked.count},
+        {u"nestedXml"_s, plan.nestedXml.count},
         {u"brokenReferences"_s, QJsonArray::fromStringList(plan.brokenReferences)}});
 }
 
@@ -228,7 +235,7 @@ void run(Session& session, const ImportOptions& options)
         plan = planOf(store, file, mode, usedSecrets);
     }
     print(session.output, plan);
-    noteMasks(session.output, plan);
+    printRemarks(session.output, plan);
     requireReferences(plan, options, session.output);
     const bool imports = !options.dryRun && !plan.isEmpty();
     if (imports) {

@@ -3,6 +3,7 @@
 #include <velmioctl/doctor/CheckQuery.h>
 #include <velmioctl/exchange/Masks.h>
 #include <velmioctl/exchange/StoreRows.h>
+#include <velmioctl/store/StoredXml.h>
 
 #include <algorithm>
 
@@ -114,6 +115,8 @@ void ImportRun::take(ExportRows& rows, const Row* stored)
     TableChanges& changes = plan.tables.back();
     const Row row = prepared(rows, stored);
     references.willBe(row, stored);
+    if (!stored || !isSameRow(row, *stored))
+        findNestedXml(row);
     if (!stored) {
         ++changes.added;
         if (changes.table->name == "AuthenticationConfiguration" && hasPasswordLeftOut(row))
@@ -176,11 +179,26 @@ void ImportRun::unmask(Row& row, const Row* stored)
             continue;
         }
         if (shownOf(column, stored->values[at]) != mask->shown) {
-            plan.keptMasked.add(u"Line %1: %2 %3, %4."_s.arg(
-                QString::number(row.line), QString::fromLatin1(table.name), QString::number(row.id),
-                QString::fromLatin1(column.name)));
+            remark(row, plan.keptMasked, column);
         }
         value = stored->values[at];
+    }
+}
+
+void ImportRun::remark(const Row& row, Remarks& remarks, const Column& column)
+{
+    remarks.add(u"Line %1: %2 %3, %4."_s.arg(
+        QString::number(row.line), QString::fromLatin1(plan.tables.back().table->name),
+        QString::number(row.id), QString::fromLatin1(column.name)));
+}
+
+void ImportRun::findNestedXml(const Row& row)
+{
+    const auto& columns = plan.tables.back().table->columns;
+    for (size_t at = 0; at < columns.size(); ++at) {
+        const auto* const text = std::get_if<Text>(&row.values[at]);
+        if (text && holdsXml(columns[at]) && isNestedTooDeeply(QString::fromUtf8(text->bytes)))
+            remark(row, plan.nestedXml, columns[at]);
     }
 }
 

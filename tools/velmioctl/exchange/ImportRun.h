@@ -49,6 +49,8 @@ struct ImportPlan
     qint64 newMasked = 0;    ///< Values of new rows of which only what is shown is imported.
     Remarks keptMasked = {}; ///< Stored values that differ from what is shown, and stay.
 
+    Remarks nestedXml = {}; ///< Values that no client has written.
+
     bool isEmpty() const;
     bool operator==(const ImportPlan&) const = default;
 };
@@ -78,6 +80,8 @@ private:
     void drop(const Row& stored);
     Row prepared(ExportRows& rows, const Row* stored);
     void unmask(Row& row, const Row* stored);
+    void remark(const Row& row, Remarks& remarks, const Column& column);
+    void findNestedXml(const Row& row);
 
     sync::interf::factory::IDatabaseFactory& database;
     const Mode mode;

@@ -1,8 +1,8 @@
-#include <config/xml/XmlReader.h>
+#include <base/XmlReader.h>
 
 #include <utility>
 
-namespace sync::config {
+namespace sync::base {
 
 namespace {
 
@@ -77,4 +77,4 @@ bool XmlReader::next()
     return token != EndDocument && token != Invalid;
 }
 
-} // namespace sync::config
+} // namespace sync::base

@@ -2,7 +2,7 @@
 
 #include <QXmlStreamReader>
 
-namespace sync::config {
+namespace sync::base {
 
 /// Reads the tokens from which QDomDocument would build its tree, in a time linear in the length of
 /// the text. The tree itself takes 1.2 s for 10,000 nested elements, and grows with their square.
@@ -27,4 +27,4 @@ private:
     bool documentTypeMayFollow = true;
 };
 
-} // namespace sync::config
+} // namespace sync::base
