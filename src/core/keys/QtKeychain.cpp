@@ -1,5 +1,9 @@
 #include <core/KeychainKeyStore.h>
 
+#ifdef VELMIO_WITH_SECRET_SERVICE
+    #include <core/keys/SecretService.h>
+#endif
+
 #include <QCoreApplication>
 #include <QEventLoop>
 
@@ -43,7 +47,14 @@ Keychain::Answer run(QKeychain::Job& job)
     job.setKey(EntryName);
     job.start();
     loop.exec(QEventLoop::ExcludeUserInputEvents);
-    return {statusOf(job.error()), {}, job.errorString()};
+    Keychain::Status status = statusOf(job.error());
+    QString error = job.errorString();
+#ifdef VELMIO_WITH_SECRET_SERVICE
+    status = statusInSecretService(status, Service, EntryName);
+    if (status == Keychain::Status::Locked && job.error() == QKeychain::EntryNotFound)
+        error = u"it was not unlocked"_s;
+#endif
+    return {status, {}, error};
 }
 
 class QtKeychain : public Keychain
