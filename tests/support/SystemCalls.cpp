@@ -6,9 +6,11 @@
 #include <cerrno>
 #include <climits>
 #include <cstdio>
+#include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <type_traits>
 #include <unistd.h>
 
 namespace {
@@ -49,7 +51,10 @@ auto call(Function* real, const char* name, const Target& target, Arguments... a
     if (error == 0)
         return real(arguments...);
     errno = error;
-    return static_cast<decltype(real(arguments...))>(-1);
+    if constexpr (std::is_pointer_v<decltype(real(arguments...))>)
+        return decltype(real(arguments...)){};
+    else
+        return static_cast<decltype(real(arguments...))>(-1);
 }
 
 } // namespace
@@ -103,6 +108,12 @@ Q_DECL_EXPORT int rename(const char* from, const char* to) noexcept
 {
     static const auto real = realFunction<decltype(::rename)>("rename");
     return call(real, "rename", to, from, to);
+}
+
+Q_DECL_EXPORT dirent* readdir(DIR* folder)
+{
+    static const auto real = realFunction<decltype(::readdir)>("readdir");
+    return call(real, "readdir", ::dirfd(folder), folder);
 }
 
 Q_DECL_EXPORT int mkdir(const char* name, mode_t mode) noexcept

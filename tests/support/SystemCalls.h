@@ -7,7 +7,7 @@
 
 namespace sync::test {
 
-/// A call of the C library that changes a file or a folder, or makes it durable.
+/// A call of the C library that changes a file or a folder, makes it durable, or lists it.
 struct SystemCall
 {
     QByteArray name; ///< Such as "link".

@@ -40,7 +40,7 @@ private:
         const QMutexLocker lock(&mutex);
         if (call.name == "fsync" || call.name == "fdatasync")
             paths.remove(call.path);
-        else if (call.name == "unlink")
+        else if (call.name == "unlink" || call.name == "readdir")
             return; // a file that has another name now has to be synced before
         else if (call.name == "link" || call.name == "rename" || call.name == "mkdir")
             paths.insert(QFile::encodeName(QFileInfo(QFile::decodeName(call.path)).path()));

@@ -1,4 +1,5 @@
 #include <support/AsNobody.h>
+#include <support/SystemCalls.h>
 #include <velmioctl/cli/Interruption.h>
 #include <velmioctl/cli/Progress.h>
 #include <velmioctl/store/Session.h>
@@ -277,6 +278,31 @@ private Q_SLOTS:
         QCOMPARE(scan.counts().files.missing, 0);
         QCOMPARE(scan.counts().folders.missing, 0);
         QCOMPARE(place.storedFiles(), 2);
+        QCOMPARE(place.registered(), 2);
+    }
+
+    void folderThatIsReadInPartLosesNothing()
+    {
+        Place place({u"a/b"_s});
+        place.writeFile(u"a/file"_s);
+        Progress progress(stderr, {});
+        Scan(place.session, progress, {}, [] { return false; }).run(place.root, place.root);
+        QVERIFY(QFile::remove(place.filePath(u"a/file"_s)));
+        QVERIFY(QDir(place.rootPath()).rmdir(u"a/b"_s));
+        Scan scan(place.session, progress, {HashMode::Changed, true}, [] { return false; });
+
+        {
+            const QByteArray folder = QFile::encodeName(place.filePath(u"a"_s));
+            const sync::test::SystemCallWatch failing([folder](const sync::test::SystemCall& call) {
+                return call.name == "readdir" && call.path == folder ? EIO : 0;
+            });
+            scan.run(place.root, place.root);
+        }
+
+        QCOMPARE(scan.counts().folders.unreadable, 1);
+        QCOMPARE(scan.counts().files.missing, 0);
+        QCOMPARE(scan.counts().folders.missing, 0);
+        QCOMPARE(place.storedFiles(), 1);
         QCOMPARE(place.registered(), 2);
     }
 
