@@ -367,6 +367,16 @@ private Q_SLOTS:
         QCOMPARE(sample.findings(), QStringList());
     }
 
+    // A search by path below a parent finds the right one.
+    void samePathBelowAnotherParentIsNoDuplicate()
+    {
+        DoctorSample sample;
+        sample.run(u"INSERT INTO FolderConfiguration (parentId, rootId, name, clientPath,"
+                   u" serverPath) VALUES (1, 1, 'b', '%R/root/a/b', '/S/root/a/b')"_s);
+
+        QCOMPARE(sample.findings().filter(u"folder.duplicate-path"_s), QStringList());
+    }
+
     void folderThatFitsTwoParentsIsLeft()
     {
         DoctorSample sample;

@@ -29,6 +29,14 @@ private Q_SLOTS:
         QVERIFY2(!shown.contains(u"Kim"), qPrintable(shown));
         QVERIFY2(shown.startsWith(u"The "), qPrintable(shown));
     }
+
+    void messageKeepsIdsAndHidesLongerNumbers()
+    {
+        const QString shown =
+            Redactor(false).message(u"The server 2147483647 is missing. 49301234567"_s);
+
+        QVERIFY2(shown.startsWith(u"The server 2147483647 is missing. t-"), qPrintable(shown));
+    }
 };
 
 } // namespace velmioctl::bundle
