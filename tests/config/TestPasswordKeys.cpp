@@ -353,6 +353,34 @@ private Q_SLOTS:
         QCOMPARE(passwordsIn(database), Passwords);
     }
 
+    void keyInUseStaysWhenAnotherIsDropped()
+    {
+        const Factory database = openFilledDatabase();
+        const KeyId used = storedKeys().first();
+        for (int change = 0; change < 2; ++change)
+            keyStore()->change([](const KeyRing& ring) { return ring.withNewKey(); });
+
+        const int dropped = PasswordKeys(database).dropUnusedKeys(NoRest);
+
+        QCOMPARE(dropped, 1);
+        QCOMPARE(storedKeys().size(), 2);
+        QVERIFY(storedKeys().contains(used));
+        QCOMPARE(passwordsIn(database), Passwords);
+    }
+
+    void changeThatFailedLeavesNoTransactionOpen()
+    {
+        const Factory database = openFilledDatabase();
+        const int secondUpdate = 5;
+        const auto failing = std::make_shared<SteppingFactory>(
+            database, [](int step) { return step != secondUpdate; });
+
+        QVERIFY(!PasswordKeys(failing).changeKey().succeeded);
+
+        QVERIFY(database->GetDatabase()->transaction());
+        QVERIFY(database->GetDatabase()->rollback());
+    }
+
     // The passwords after the break may need any of the keys.
     void listThatBreaksOffDropsNoKey()
     {
