@@ -80,7 +80,10 @@ PasswordKeys::Outcome PasswordKeys::changeKey(Accept accept)
     // The new key is durable before it encrypts the first password.
     if (!cutShort)
         ring = store->change([](const KeyRing& present) { return present.withNewKey(); });
-    return _Encrypt({ring}, *store, accept);
+    const Outcome outcome = _Encrypt({ring}, *store, accept);
+    if (outcome.succeeded && outcome.unreadableIds.isEmpty())
+        _NoteStore(*store);
+    return outcome;
 }
 
 PasswordKeys::Outcome PasswordKeys::useCurrentKey(Accept accept)
@@ -113,43 +116,53 @@ PasswordKeys::Outcome PasswordKeys::moveTo(std::shared_ptr<KeyStore> store)
     const KeyRing target = store->readOrCreate();
     Outcome outcome = _Encrypt({target, present}, *store, Accept::Nothing);
     // Accept: a password that cannot be read stays under its old kind of store.
+    if (outcome.succeeded && outcome.unreadableIds.isEmpty())
+        _NoteStore(*store);
     if (outcome.succeeded)
         setKeyStore(std::move(store), OtherBackend::Accept);
     return outcome;
 }
 
-std::optional<QSet<KeyId>> PasswordKeys::unusedKeys(
-    std::chrono::hours rest, OtherStores otherStores) const
+std::optional<QSet<KeyId>> PasswordKeys::usedKeys() const
 {
     const auto passwords = readPasswords(*databaseFactory);
     if (!passwords)
         return {};
-
     QSet<KeyId> used;
     for (const StoredPassword& password : *passwords)
         used.insert(unseal(password.value, {}).keyId);
-    // A value that does not name its key may use any of them.
-    if (used.contains(KeyId()))
-        return QSet<KeyId>();
-
-    const KeyRing ring = keyStore()->read();
-    if (otherStores == OtherStores::Keep)
-        used += ring.neededByStoresOtherThan(PasswordContexts(*databaseFactory).storeId());
-    const QDateTime now = QDateTime::currentDateTimeUtc();
-    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(rest).count();
-    return ring.retiredUntil(now.addSecs(-seconds)).subtract(used);
+    return used;
 }
 
 int PasswordKeys::dropUnusedKeys(
     std::chrono::hours rest, const QSet<KeyId>& keep, OtherStores otherStores)
 {
-    auto unused = unusedKeys(rest, otherStores);
-    if (!unused)
+    const auto used = usedKeys();
+    if (!used)
         return -1;
-    unused->subtract(keep);
-    if (!unused->isEmpty())
-        keyStore()->change([&](const KeyRing& ring) { return ring.without(*unused); });
-    return static_cast<int>(unused->size());
+    if (used->contains(KeyId()))
+        return 0;
+
+    const QString storeId = PasswordContexts(*databaseFactory).storeId();
+    const QDateTime now = QDateTime::currentDateTimeUtc();
+    const QDateTime moment =
+        now.addSecs(-std::chrono::duration_cast<std::chrono::seconds>(rest).count());
+    const auto unusedIn = [&](const KeyRing& ring) {
+        QSet<KeyId> unused = ring.retiredUntil(moment).subtract(*used).subtract(keep);
+        if (otherStores == OtherStores::Keep)
+            unused.subtract(ring.neededByStoresOtherThan(storeId));
+        return unused;
+    };
+    const auto store = keyStore();
+    if (unusedIn(store->read()).isEmpty())
+        return 0;
+    qsizetype dropped = 0;
+    store->change([&](const KeyRing& ring) {
+        const QSet<KeyId> unused = unusedIn(ring);
+        dropped = unused.size();
+        return ring.without(unused);
+    });
+    return static_cast<int>(dropped);
 }
 
 PasswordKeys::Outcome PasswordKeys::_Encrypt(
@@ -182,11 +195,7 @@ PasswordKeys::Outcome PasswordKeys::_Encrypt(
         outcome.encrypted += replaced;
     }
     outcome.succeeded = transaction.commit();
-    if (!outcome.succeeded)
-        return {};
-    if (outcome.unreadableIds.isEmpty())
-        _NoteStore(store);
-    return outcome;
+    return outcome.succeeded ? outcome : Outcome();
 }
 
 // A file is read again at each use, so whoever stores a password later, under the write lock, uses

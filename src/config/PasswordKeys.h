@@ -83,7 +83,7 @@ public:
     Outcome changeKey(Accept accept = Accept::Nothing);
 
     /// Encrypts the passwords that do not use the current key, or are not bound, as changeKey()
-    /// does, but creates no new key.
+    /// does, but creates no new key and notes nothing: the database may be a backup.
     Outcome useCurrentKey(Accept accept = Accept::Nothing);
 
     /// The sign-ins whose password was put back from before a change, and would be read otherwise:
@@ -94,11 +94,9 @@ public:
     /// process. The keys in the present store stay there.
     Outcome moveTo(std::shared_ptr<core::crypto::KeyStore> store);
 
-    /// The keys that dropUnusedKeys() would remove, apart from those that `keep` has; nothing if
-    /// the database failed.
-    std::optional<QSet<core::crypto::KeyId>> unusedKeys(
-        std::chrono::hours rest = DefaultKeyRest,
-        OtherStores otherStores = OtherStores::Keep) const;
+    /// The keys that the passwords name; an empty id among them if one is too damaged to name its
+    /// key, which may be any. Nothing if the database failed.
+    std::optional<QSet<core::crypto::KeyId>> usedKeys() const;
 
     /// Removes the keys that were replaced at least `rest` ago and that no password uses, except
     /// those in `keep`. Returns their number, or -1 if the database failed.

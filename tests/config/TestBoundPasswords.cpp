@@ -415,7 +415,7 @@ private Q_SLOTS:
         QVERIFY(keys.changeKey().succeeded);
         constexpr std::chrono::hours NoRest{0};
 
-        QCOMPARE(keys.unusedKeys(NoRest), QSet<KeyId>{first});
+        QVERIFY(!keys.usedKeys()->contains(first));
         QCOMPARE(keys.dropUnusedKeys(NoRest, {first}), 0);
         QCOMPARE(keys.dropUnusedKeys(NoRest), 1);
     }

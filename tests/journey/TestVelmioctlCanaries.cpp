@@ -179,6 +179,7 @@ private:
         report(u"recover"_s, {u"--salvage"_s, u"--yes"_s});
         report(u"adopt"_s, {u"--yes"_s});
         report(u"secrets rekey"_s);
+        report(u"secrets prune"_s, {u"--no-rest"_s, u"--rewrite-backups"_s, u"--yes"_s});
         report(u"secrets where"_s);
         report(
             u"server add"_s, {u"--dav-url"_s, Url, u"--web-service-url"_s, u"https://w.example"_s});

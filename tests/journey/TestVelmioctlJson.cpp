@@ -263,6 +263,7 @@ private:
         addStep(u"query"_s, {u"SELECT * FROM v1_folders"_s});
         addStep(u"secrets verify"_s);
         addStep(u"secrets rekey"_s);
+        addStep(u"secrets prune"_s);
         addStep(u"secrets where"_s);
         addStep(u"adopt"_s, {u"--yes"_s});
         addStep(u"backup"_s, {u"@copy.db"_s});

@@ -48,6 +48,7 @@ const std::vector<Line> Reading{
     {u"schedule show"_s},
     {u"secrets verify"_s},
     {u"secrets where"_s},
+    {u"secrets prune"_s, {u"--dry-run"_s}},
     {u"status"_s},
     {u"stats"_s},
     {u"doctor"_s},
@@ -93,6 +94,7 @@ const std::vector<Line> Writing{
     {u"schedule set"_s, {u"1"_s, u"--interval"_s, u"5"_s}},
     {u"schedule remove"_s, {u"1"_s, u"--yes"_s}},
     {u"secrets rekey"_s},
+    {u"secrets prune"_s, {u"--no-rest"_s, u"--force"_s, u"--yes"_s}},
     {u"scan"_s},
     {u"adopt"_s, {u"--yes"_s}},
     {u"backup"_s},
@@ -151,6 +153,7 @@ void TestVelmioctlReadOnly::init()
     run({u"export"_s, u"export.json"_s});
     run({u"backup"_s, u"copy.db"_s});
     run({u"backup"_s});
+    run({u"secrets"_s, u"rekey"_s});
     // Something for doctor to repair, and for an import to remove.
     QVERIFY(tool->execute(u"INSERT INTO BaseFileConfiguration (folderConfigurationId,"
                           u" productConfigurationId, name, clientPath, serverPath, checkSum,"

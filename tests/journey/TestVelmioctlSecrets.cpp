@@ -416,6 +416,183 @@ private Q_SLOTS:
         QCOMPARE(revealed(1), u"secret of kim"_s);
     }
 
+    void pruneWithoutEarlierKeysHasNothingToDo()
+    {
+        const auto pruned = run(u"prune"_s);
+
+        QCOMPARE(pruned.exitCode, 0);
+        QVERIFY(pruned.output.startsWith(u"There are no earlier keys in the key file"_s));
+        QCOMPARE(keysInStore(), 1);
+    }
+
+    void pruneKeepsAKeyThatWasJustReplaced()
+    {
+        const QString earlier = rekeyed();
+        removeBackups();
+
+        const auto pruned = json(u"prune"_s);
+
+        QCOMPARE(pruned.exitCode, 0);
+        const QJsonObject kept{
+            {u"keyId"_s, earlier}, {u"reason"_s, u"recent"_s}, {u"backups"_s, QJsonArray()}};
+        QCOMPARE(pruned.object()[u"kept"_s].toArray(), QJsonArray{kept});
+        QVERIFY(pruned.errors.contains(u"--no-rest"_s));
+        QCOMPARE(keysInStore(), 2);
+    }
+
+    void pruneDropsWhatNothingUsesAfterItWasAgreed()
+    {
+        const QString earlier = rekeyed();
+        removeBackups();
+
+        const auto planned = prune({u"--no-rest"_s, u"--dry-run"_s});
+        const auto asked = prune({u"--no-rest"_s});
+        QCOMPARE(planned.exitCode, 0);
+        QCOMPARE(planned.object()[u"dropped"_s].toArray(), QJsonArray{earlier});
+        QCOMPARE(planned.object()[u"done"_s].toBool(), false);
+        QCOMPARE(asked.exitCode, 2);
+        QVERIFY(asked.errors.contains(u"Drop 1 key"_s));
+        QCOMPARE(keysInStore(), 2);
+        const auto pruned = prune({u"--no-rest"_s, u"--yes"_s});
+
+        QCOMPARE(pruned.exitCode, 0);
+        QCOMPARE(pruned.object()[u"dropped"_s].toArray(), QJsonArray{earlier});
+        QCOMPARE(pruned.object()[u"done"_s].toBool(), true);
+        QCOMPARE(keysInStore(), 1);
+        QCOMPARE(json(u"verify"_s).object()[u"ok"_s].toInt(), 2);
+    }
+
+    void pruneNamesTheBackupsThatNeedAKey()
+    {
+        const QString earlier = rekeyed();
+        const QString elsewhere = tool->path(u"elsewhere.db"_s);
+        QVERIFY(QFile::copy(backups().first(), elsewhere));
+
+        const auto pruned = prune({u"--no-rest"_s, u"--yes"_s, elsewhere});
+
+        QCOMPARE(pruned.exitCode, 0);
+        const QJsonObject kept = pruned.object()[u"kept"_s][0].toObject();
+        QCOMPARE(kept[u"keyId"_s].toString(), earlier);
+        QCOMPARE(kept[u"reason"_s].toString(), u"backups"_s);
+        QCOMPARE(
+            kept[u"backups"_s].toArray(), QJsonArray::fromStringList({backups()[0], elsewhere}));
+        QVERIFY(pruned.errors.contains(u"--rewrite-backups"_s));
+        QCOMPARE(keysInStore(), 2);
+        QVERIFY(
+            tool->run({u"secrets"_s, u"prune"_s, u"--no-rest"_s}).output.contains(backups()[0]));
+    }
+
+    void pruneRewritesBackupsAndTheirPasswordsAreReadAfterARestore()
+    {
+        rekeyed();
+        const QString backup = backups().first();
+        const qint64 number =
+            tool->json({u"backup"_s, u"--list"_s}).array()[0].toObject()[u"number"_s].toInteger();
+
+        const auto pruned = prune({u"--no-rest"_s, u"--rewrite-backups"_s, u"--yes"_s});
+
+        QCOMPARE(pruned.exitCode, 0);
+        QCOMPARE(pruned.object()[u"rewritten"_s].toArray(), QJsonArray{backup});
+        QCOMPARE(pruned.object()[u"dropped"_s].toArray().size(), 1);
+        QCOMPARE(keysInStore(), 1);
+        QCOMPARE(backups(), QStringList{backup});
+        const auto listed = tool->json({u"backup"_s, u"--list"_s, u"--verify"_s});
+        QCOMPARE(listed.exitCode, 0);
+        QCOMPARE(listed.array()[0].toObject()[u"number"_s].toInteger(), number);
+        QCOMPARE(QFileInfo(backup).permissions() & (QFile::ReadGroup | QFile::ReadOther), 0);
+        QCOMPARE(tool->run({u"restore"_s, backup, u"--yes"_s}).exitCode, 0);
+        QCOMPARE(revealed(1), u"secret of kim"_s);
+        QCOMPARE(json(u"verify"_s).object()[u"ok"_s].toInt(), 2);
+    }
+
+    void pruneRemovesBackupsThatNeedAKey()
+    {
+        rekeyed();
+        tool->run({u"backup"_s});
+        const QStringList before = backups();
+
+        const auto pruned = prune({u"--no-rest"_s, u"--remove-backups"_s, u"--yes"_s});
+
+        QCOMPARE(pruned.exitCode, 0);
+        QCOMPARE(before.size(), 2);
+        QCOMPARE(backups().size(), 1);
+        QVERIFY(backups().first().endsWith(u".manual.db"_s));
+        QCOMPARE(keysInStore(), 1);
+    }
+
+    void pruneNeitherRemovesNorForgetsWhatItCannotRead()
+    {
+        rekeyed();
+        removeBackups();
+        tool->writeFile(u"notes.txt"_s, "not a backup");
+        const QStringList all{
+            u"--no-rest"_s, u"--yes"_s, u"--remove-backups"_s, u"--rewrite-backups"_s,
+            tool->path(u"notes.txt"_s)};
+
+        const auto pruned = prune(all);
+
+        QCOMPARE(pruned.exitCode, 0);
+        QVERIFY(pruned.errors.contains(u"may need any of the keys"_s));
+        QVERIFY(QFile::exists(tool->path(u"notes.txt"_s)));
+        QCOMPARE(keysInStore(), 2);
+    }
+
+    void pruneKeepsWhatThePasswordsUseEvenByForce()
+    {
+        const QString earlier = rekeyed();
+        tool->run({u"restore"_s, backups().first(), u"--yes"_s});
+        takeFirstPassword(tool->databasePath(), backups().first());
+        const QStringList all{u"--no-rest"_s, u"--yes"_s, u"--force"_s};
+
+        const auto pruned = prune(all);
+
+        QCOMPARE(pruned.exitCode, 0);
+        QCOMPARE(pruned.object()[u"kept"_s][0].toObject()[u"reason"_s].toString(), u"database"_s);
+        QVERIFY(pruned.errors.contains(u"velmioctl secrets rekey"_s));
+        QCOMPARE(keysInStore(), 2);
+    }
+
+    void pruneDropsWhatBackupsNeedOnlyByForce()
+    {
+        rekeyed();
+
+        const auto pruned = prune({u"--no-rest"_s, u"--yes"_s, u"--force"_s});
+
+        QCOMPARE(pruned.exitCode, 0);
+        QCOMPARE(keysInStore(), 1);
+        QCOMPARE(backups().size(), 1);
+        QCOMPARE(json(u"verify"_s).object()[u"ok"_s].toInt(), 2);
+    }
+
+    void pruneKeepsWhatAnotherDatabaseNeeds()
+    {
+        rekeyed();
+        const QString other = tool->path(u"other.db"_s);
+        const auto onOther = [&](const QStringList& arguments, const QByteArray& input = {}) {
+            return tool->runPlain(QStringList{u"--database"_s, other} + arguments, input);
+        };
+        onOther({u"init"_s});
+        onOther(
+            {u"server"_s, u"add"_s, u"--dav-url"_s, u"https://d.example"_s, u"--web-service-url"_s,
+             u"https://w.example"_s});
+        onOther(
+            {u"signin"_s, u"add"_s, u"--server"_s, u"1"_s, u"--domain"_s, u"north"_s, u"--user"_s,
+             u"kim"_s, u"--password-stdin"_s},
+            "other secret\n");
+        QCOMPARE(onOther({u"secrets"_s, u"rekey"_s}).exitCode, 0);
+        removeBackups();
+
+        const auto pruned = onOther(
+            {u"secrets"_s, u"prune"_s, u"--no-rest"_s, u"--yes"_s, u"--remove-backups"_s,
+             u"--json"_s});
+
+        QCOMPARE(pruned.exitCode, 0);
+        QCOMPARE(
+            pruned.object()[u"kept"_s][0].toObject()[u"reason"_s].toString(), u"other-databases"_s);
+        QCOMPARE(pruned.object()[u"dropped"_s].toArray().size(), 1);
+        QCOMPARE(json(u"verify"_s).object()[u"ok"_s].toInt(), 2);
+    }
+
     void rekeyLeavesWhatCannotBeRead()
     {
         QVERIFY(tool->execute(
@@ -600,6 +777,30 @@ private:
         return tool->json({u"signin"_s, u"show"_s, QString::number(id), u"--reveal"_s})
             .object()[u"password"_s]
             .toString();
+    }
+    /// Changes the key, and returns the earlier one.
+    QString rekeyed() const
+    {
+        QString earlier = currentKey();
+        run(u"rekey"_s);
+        return earlier;
+    }
+    VelmioctlRun prune(const QStringList& options) const
+    {
+        return tool->json(QStringList{u"secrets"_s, u"prune"_s} + options);
+    }
+    QStringList backups() const
+    {
+        QStringList paths;
+        const QDir folder(tool->databasePath() + u"-backups"_s);
+        for (const QFileInfo& file : folder.entryInfoList(QDir::Files, QDir::Name))
+            paths += file.absoluteFilePath();
+        return paths;
+    }
+    void removeBackups() const { QDir(tool->databasePath() + u"-backups"_s).removeRecursively(); }
+    qsizetype keysInStore() const
+    {
+        return 1 + json(u"where"_s).object()[u"earlierKeys"_s].toArray().size();
     }
     QString currentKey() const { return json(u"where"_s).object()[u"currentKey"_s].toString(); }
 

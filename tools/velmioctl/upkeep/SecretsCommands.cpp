@@ -12,6 +12,7 @@
 #include <velmioctl/store/StoredPassword.h>
 #include <velmioctl/store/WatchedDatabase.h>
 #include <velmioctl/tree/FileState.h>
+#include <velmioctl/upkeep/KeyPruning.h>
 
 using namespace Qt::StringLiterals;
 using namespace sync::core::crypto;
@@ -252,6 +253,31 @@ void showPlace(Session& session)
     printPlace(session, path, ids, u"none: it is created with the first password"_s);
 }
 
+void addPruneCommand(Command& secrets, Session& session)
+{
+    const auto options = std::make_shared<KeyPruningOptions>();
+    Command* const prune = secrets.addSubcommand(
+        "prune", "Drop the keys that nothing uses, and show what needs the others");
+    prune->addOption("FILE", options->files, "Further backups, in other places")
+        ->repeatable()
+        ->offersFiles();
+    prune->addFlag(
+        "--rewrite-backups", options->rewriteBackups,
+        "Encrypt the passwords in backups with the current key");
+    prune->addFlag(
+        "--remove-backups", options->removeBackups,
+        "Remove backups that need an earlier key; with --rewrite-backups, the others");
+    prune->addFlag(
+        "--no-rest", options->noRest, "Also drop keys that were replaced less than a day ago");
+    prune->addFlag(
+        "--force", options->force, "Also drop keys that backups and other databases need");
+    prune->addFlag("--dry-run", options->dryRun, "Show what would be dropped, and drop nothing");
+    prune->addFlag("--yes", options->yes, "Drop without asking");
+    prune->example("velmioctl secrets prune --dry-run");
+    prune->example("velmioctl secrets prune --rewrite-backups");
+    prune->callback([&session, options] { pruneKeys(session, *options); });
+}
+
 } // namespace
 
 void addSecretsCommands(Command& app, Session& session)
@@ -272,6 +298,7 @@ void addSecretsCommands(Command& app, Session& session)
     rekeyCommand->addFlag("--yes", options->yes, "Accept them without asking")->needs(acceptMoved);
     rekeyCommand->example("velmioctl secrets rekey");
     rekeyCommand->callback([&session, options] { rekey(session, *options); });
+    addPruneCommand(*secrets, session);
     secrets->addSubcommand("where", "Show where the keys are kept")
         ->example("velmioctl secrets where")
         ->callback([&session] { showPlace(session); });
