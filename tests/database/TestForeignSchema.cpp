@@ -324,6 +324,42 @@ private Q_SLOTS:
         QCOMPARE(RawDatabase(path).run(u"SELECT davUrl FROM ServerConfiguration"_s), {u"x"_s});
     }
 
+    void whatAFileDefinesIsLimited_data()
+    {
+        QTest::addColumn<QString>("statement");
+        QTest::newRow("length") << u"SELECT length(zeroblob(600000000))"_s;
+        QTest::newRow("depth") << u"SELECT "_s + u"1 + "_s.repeated(250) + u'1';
+        QTest::newRow("attached databases")
+            << u"SELECT * FROM other.sqlite_schema, another.sqlite_schema"_s;
+    }
+
+    void whatAFileDefinesIsLimited()
+    {
+        QFETCH(const QString, statement);
+        const auto writer = SqliteDatabaseFactory::open(path);
+        const auto reader = SqliteDatabaseFactory::openReadOnly(path);
+        for (const auto& factory : {writer, reader}) {
+            run(*factory, u"ATTACH ':memory:' AS other"_s);
+            run(*factory, u"ATTACH ':memory:' AS another"_s);
+            QVERIFY(!run(*factory, statement));
+        }
+    }
+
+    void aTextOf100MegabytesIsStored()
+    {
+        const QString text(100 * 1024 * 1024, u'x');
+        const auto factory = SqliteDatabaseFactory::open(path);
+        const auto query = factory->CreateQuery();
+        query->prepare(u"INSERT INTO ServerConfiguration (nameValueProperties) VALUES (:text)"_s);
+        query->bindValue(u":text"_s, text);
+
+        QVERIFY(query->exec());
+        query->prepare(u"SELECT nameValueProperties FROM ServerConfiguration"_s);
+        QVERIFY(query->exec() && query->next());
+
+        QVERIFY(query->value(0).toString() == text);
+    }
+
 private:
     static void addOlderVersions()
     {

@@ -238,8 +238,9 @@ QByteArray TestEveryIoCall::tryWrite(
     const QStringList killed = dumpAfterKill();
     const QStringList state = dumpOf(path);
     // If nothing works after the sync, nothing can be undone, and the text says so.
-    const bool mayComeBack = failing.isLasting() && failing.hit().startsWith("sync") &&
-                             managers.factory->lastFailure()->text.contains(u"may come back");
+    const auto failure = managers.factory->lastFailure();
+    const bool mayComeBack = failing.isLasting() && failing.hit().startsWith("sync") && failure &&
+                             failure->text.contains(u"may come back");
     if (killed != state && !mayComeBack)
         return "the content changes when the process is killed:\n" + difference(killed, state);
     if (failing.hit().isEmpty() && (state != change.after || errorsCounted))

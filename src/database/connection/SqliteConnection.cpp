@@ -9,6 +9,7 @@
 
 #include <sqlite3.h>
 
+#include <chrono>
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -232,7 +233,7 @@ bool SqliteConnection::commit(Failure& error) noexcept
 // WAL the next reader rolls back what has not been committed.
 void SqliteConnection::undoOnDisk(Failure& failure) noexcept
 {
-    if (pool.hasWal() && !overwriteLeftCommit(handle()))
+    if (pool.hasWal() && !commitNothing(handle()))
         failure.text += u' ' + leftCommitWarning();
 }
 
@@ -261,10 +262,27 @@ void SqliteConnection::noteCommit()
         walCommits ? std::optional<std::uint32_t>(*walCommits) : std::nullopt);
 }
 
+// Removes what the WAL still has of secrets that were replaced or removed: when all of it is in the
+// file and no reader needs it, the next commit begins it anew, and the limit drops the rest.
+void SqliteConnection::cutOffWal() noexcept
+{
+    using namespace std::chrono_literals;
+    run("PRAGMA journal_size_limit = 0");
+    for (const auto patience : {0ms, 20ms}) {
+        pool.checkpoint(patience);
+        if (!commitNothing(handle()) || walPages == 1)
+            break;
+    }
+    run(JournalSizeLimit);
+}
+
 void SqliteConnection::leaveTurnAndPublish() noexcept
 {
+    constexpr RecordKinds WithSecrets = RecordKind::SignIn | RecordKind::Product;
     const RecordKinds published = std::exchange(changedKinds, {});
     if (std::exchange(hasTurn, false)) {
+        if (published.testAnyFlags(WithSecrets) && pool.hasWal())
+            cutOffWal();
         pool.changes().ownCommits().end();
         pool.giveTurnBack(walPages);
     }

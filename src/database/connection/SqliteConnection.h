@@ -93,6 +93,7 @@ private:
     void undoOnDisk(Failure& failure) noexcept;
     bool run(const char* sql) noexcept;
     void noteCommit();
+    void cutOffWal() noexcept;
     void leaveTurnAndPublish() noexcept;
     void reportAbandonedTransaction();
 

@@ -103,14 +103,15 @@ SqliteHandle openConnection(const QString& path, Locking locking)
     // synchronous: a commit is on the disk when it returns; EXTRA differs from FULL only without a
     // WAL, where the removal of the journal, which is the commit, must be durable too. fullfsync:
     // also on macOS, where fsync() stops at the drive's cache. temp_store: no copy of a setting
-    // reaches /tmp. journal_size_limit: a WAL that one large transaction has enlarged shrinks
-    // again. cell_size_check: a damaged page is noticed when it is read.
+    // reaches /tmp. cell_size_check: a damaged page is noticed when it is read. secure_delete: what
+    // is removed or replaced is overwritten, also where SQLite was built without that.
     execute(
         opened,
         "PRAGMA synchronous = EXTRA; PRAGMA fullfsync = ON; PRAGMA temp_store = MEMORY;"
-        "PRAGMA cache_size = -16384; PRAGMA mmap_size = 0; PRAGMA journal_size_limit = 67108864;"
-        "PRAGMA cell_size_check = ON",
+        "PRAGMA cache_size = -16384; PRAGMA mmap_size = 0; PRAGMA cell_size_check = ON;"
+        "PRAGMA secure_delete = ON",
         path);
+    execute(opened, JournalSizeLimit, path);
     setCheckpointAtClose(opened, true);
     return database;
 }
@@ -121,6 +122,12 @@ void distrustSchema(sqlite3* database)
     sqlite3_db_config(database, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
     sqlite3_db_config(database, SQLITE_DBCONFIG_DQS_DDL, 0, nullptr);
     sqlite3_db_config(database, SQLITE_DBCONFIG_DQS_DML, 0, nullptr);
+    // What a file defines takes no more than this. A map of 100 MB fits, and VACUUM attaches one
+    // database.
+    sqlite3_limit(database, SQLITE_LIMIT_LENGTH, 512 * 1024 * 1024);
+    sqlite3_limit(database, SQLITE_LIMIT_EXPR_DEPTH, 200);
+    sqlite3_limit(database, SQLITE_LIMIT_ATTACHED, 1);
+    sqlite3_limit(database, SQLITE_LIMIT_WORKER_THREADS, 0);
 }
 
 void setWaiting(sqlite3* database, bool on)
@@ -140,7 +147,7 @@ bool mayHaveLeftCommit(sqlite3* database)
     return code == SQLITE_IOERR || code == SQLITE_NOMEM;
 }
 
-bool overwriteLeftCommit(sqlite3* database) noexcept
+bool commitNothing(sqlite3* database) noexcept
 {
     try {
         if (queryText(database, "PRAGMA journal_mode", {}) != u"wal")

@@ -31,6 +31,9 @@ using SqliteHandle = std::unique_ptr<sqlite3, SqliteCloser>;
 /// An owned prepared statement. Destroy it before its connection.
 using StatementHandle = std::unique_ptr<sqlite3_stmt, SqliteFinalizer>;
 
+/// Lets a WAL that one large transaction has enlarged shrink again.
+constexpr auto JournalSizeLimit = "PRAGMA journal_size_limit = 67108864";
+
 /// Whether a connection lets others use the file between its statements.
 enum class Locking {
     Shared,
@@ -43,7 +46,8 @@ SqliteHandle openConnection(const QString& path, Locking locking = Locking::Shar
 
 /// For a file that may come from somebody else, or be damaged (sqlite.org/security.html). Nothing
 /// that it defines calls functions that do more than compute, no statement changes the schema but
-/// by CREATE, ALTER and DROP, and a mistyped name in double quotes is an error and not a text.
+/// by CREATE, ALTER and DROP, a mistyped name in double quotes is an error and not a text, and what
+/// a statement may take is limited.
 void distrustSchema(sqlite3* database);
 
 /// Makes the statements of the connection wait for other processes, up to the busy timeout, or not
@@ -58,12 +62,12 @@ void setCheckpointAtClose(sqlite3* database, bool on);
 /// sync or the growth of the WAL index has failed.
 bool mayHaveLeftCommit(sqlite3* database);
 
-/// Makes sure that nobody finds such a commit in the WAL after a crash, or when the store is opened
-/// again. Another commit, which changes nothing, takes its place there. False if that is not on the
+/// Commits to the WAL without a change. Such a commit takes the place of one that was left, so that
+/// nobody finds that after a crash, or when the store is opened again. False if it is not on the
 /// disk, or without a WAL.
-bool overwriteLeftCommit(sqlite3* database) noexcept;
+bool commitNothing(sqlite3* database) noexcept;
 
-/// For the text of an error, if overwriteLeftCommit() returns false.
+/// For the text of an error, if that left one stays.
 QString leftCommitWarning();
 
 /// Runs SQL text of one or more statements; throws DatabaseError.

@@ -273,7 +273,7 @@ void StoreReplacement::writeInto(sqlite3* source)
 DatabaseError StoreReplacement::failureOfWriting() const
 {
     const SqliteError error = databaseError(database.get(), path);
-    if (!mayHaveLeftCommit(database.get()) || overwriteLeftCommit(database.get()))
+    if (!mayHaveLeftCommit(database.get()) || commitNothing(database.get()))
         return error;
     return {error.cause(), error.text() + u' ' + leftCommitWarning()};
 }

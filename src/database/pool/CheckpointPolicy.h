@@ -18,6 +18,9 @@ public:
     /// caller has the turn and no transaction.
     void runIfDue(int walPages) noexcept;
 
+    /// Checkpoints in any case, as Checkpointer::run() does.
+    void run(std::chrono::milliseconds limit) noexcept { checkpointer.run(limit); }
+
 private:
     Checkpointer checkpointer;
     int pagesBefore = 0;

@@ -10,6 +10,7 @@
 #include <QLoggingCategory>
 #include <QString>
 
+#include <chrono>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -60,6 +61,10 @@ public:
 
     /// False, with the reason in `error`, if the turn does not come within the busy timeout.
     bool takeTurn(Failure& error);
+
+    /// Checkpoints as far as readers allow, and waits for those as long. The caller has the turn
+    /// and no transaction.
+    void checkpoint(std::chrono::milliseconds patience) noexcept { checkpoints.run(patience); }
 
     /// Checkpoints first if that is due. The caller has the turn and no transaction.
     void giveTurnBack(int walPages) noexcept;

@@ -39,7 +39,13 @@ auto withDatabaseErrors(const Action& action)
     try {
         return action();
     } catch (const DatabaseError& error) {
-        throw commandError(error);
+        const CommandError failure = commandError(error);
+        if (error.cause() != DatabaseError::Cause::AlteredSchema)
+            throw CommandError(failure);
+        throw CommandError(
+            failure.code(),
+            failure.text() + u" 'velmioctl doctor --fix --database FILE' removes what it can."_s,
+            failure.cause());
     }
 }
 
