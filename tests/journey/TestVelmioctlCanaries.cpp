@@ -178,6 +178,7 @@ private:
         report(u"restore"_s, {u"before.db"_s, u"--yes"_s});
         report(u"recover"_s, {u"--salvage"_s, u"--yes"_s});
         report(u"adopt"_s, {u"--yes"_s});
+        report(u"secrets prune"_s, {u"--yes"_s});
         report(u"secrets rekey"_s);
         report(u"secrets prune"_s, {u"--no-rest"_s, u"--rewrite-backups"_s, u"--yes"_s});
         report(u"secrets where"_s);

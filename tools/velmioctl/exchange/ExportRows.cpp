@@ -239,10 +239,10 @@ ExportFile::ExportFile(const QString& path)
 
 void ExportFile::requireSeal(const SecretBox& box)
 {
-    constexpr qint64 ChunkBytes = 65'536;
+    constexpr qint64 PieceBytes = 65'536;
     ExportSeal seal = box.makeExportSeal();
     file.seek(0);
-    for (QByteArray bytes = file.read(ChunkBytes); !bytes.isEmpty(); bytes = file.read(ChunkBytes))
+    for (QByteArray bytes = file.read(PieceBytes); !bytes.isEmpty(); bytes = file.read(PieceBytes))
         seal.addRead(bytes);
     if (!seal.matchesRead()) {
         throw CommandError(
