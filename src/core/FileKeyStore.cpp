@@ -83,7 +83,16 @@ KeyRing FileKeyStore::Files::read()
     } catch (const KeyError& error) {
         formerError = error;
     }
-    const KeyRing ring = present.read();
+    KeyRing ring;
+    try {
+        ring = present.read();
+    } catch (const KeyError& error) {
+        // Another user may own the folder for the state. Damage is not hidden.
+        const bool isOutOfReach = error.cause() == KeyError::Cause::NoPermission ||
+                                  error.cause() == KeyError::Cause::Other;
+        if (!isOutOfReach || formerRing.isEmpty())
+            throw;
+    }
     // A file that an earlier version or a backup has left must not keep the client from its keys.
     if (formerError && ring.isEmpty())
         throw KeyError(*formerError);

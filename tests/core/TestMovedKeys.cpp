@@ -268,6 +268,38 @@ private Q_SLOTS:
         QVERIFY(FileKeyStore().read().find(id));
     }
 
+    // As a folder of another user, which this one may not enter.
+    void keysAreReadWhereTheyAreIfTheStateFolderIsOutOfReach()
+    {
+        const QList<KeyId> ids = earlierVersion().readOrCreate().ids();
+        QFile obstacle(folder->filePath(u"state"_s));
+        QVERIFY(obstacle.open(QIODevice::WriteOnly));
+        FileKeyStore store;
+
+        QCOMPARE(store.read().ids(), ids);
+        QCOMPARE(store.readOrCreate().ids(), ids);
+        QVERIFY_THROWS_EXCEPTION(KeyError, store.change(addKey));
+        QCOMPARE(earlierVersion().read().ids(), ids);
+
+        QVERIFY(obstacle.remove());
+        QCOMPARE(FileKeyStore().read().ids(), ids);
+        QVERIFY(!QFile::exists(former));
+    }
+
+    void damageOfThePresentFileIsNotHidden()
+    {
+        FileKeyStore().readOrCreate();
+        earlierVersion().readOrCreate();
+        QFile file(present);
+        QVERIFY(file.open(QIODevice::ReadWrite) && file.resize(9));
+
+        QVERIFY_THROWS_EXCEPTION(KeyError, FileKeyStore().read());
+        QVERIFY_THROWS_EXCEPTION(KeyError, FileKeyStore().change(addKey));
+
+        QCOMPARE(readFile(present).size(), 9);
+        QVERIFY(QFile::exists(former));
+    }
+
     void processesMoveTheKeysTogether()
     {
         for (int round = 0; round < 10; ++round) {
