@@ -1,57 +1,12 @@
-#include "FuzzInput.h"
+#include "FuzzStore.h"
 
-#include <config/FileConfigManager.h>
-#include <config/FolderConfigManager.h>
-#include <config/ServerConfigManager.h>
-#include <config/Sha256FileHash.h>
 #include <database/DatabaseError.h>
-#include <database/SqliteDatabaseFactory.h>
 
-#include <QFile>
 #include <QLoggingCategory>
 
 using namespace Qt::StringLiterals;
-using namespace sync::config;
-using sync::database::DatabaseError;
-using sync::database::SqliteDatabaseFactory;
-using sync::test::fuzzBytes;
-using sync::test::fuzzRequire;
-
-namespace {
-
-const QString& databasePath()
-{
-    static const QString path = sync::test::fuzzFolder() + u"/configuration.db"_s;
-    return path;
-}
-
-void removeDatabase()
-{
-    for (const char* const suffix : {"", "-wal", "-shm", "-journal"})
-        QFile::remove(databasePath() + QLatin1StringView(suffix));
-}
-
-QByteArray content()
-{
-    QFile file(databasePath());
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-void readAndWrite(const std::shared_ptr<SqliteDatabaseFactory>& factory)
-{
-    ServerConfigManager servers(factory);
-    const auto folders = std::make_shared<FolderConfigManager>(factory, nullptr);
-    FileConfigManager files(factory, std::make_shared<Sha256FileHash>(), nullptr, folders);
-    ServerConfiguration server;
-    servers.Add(server);
-    servers.GetAll();
-    folders->GetAll();
-    files.GetAll();
-    files.GetFileConfigurationByClientPath(u"/a"_s);
-    files.RemoveFileConfigurationAndLinkedConfigurations(1);
-}
-
-} // namespace
+using namespace sync::database;
+using namespace sync::test;
 
 extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/)
 {
@@ -64,16 +19,13 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/)
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size)
 {
     const QByteArray image = fuzzBytes(bytes, size);
-    removeDatabase();
-    {
-        QFile file(databasePath());
-        fuzzRequire(file.open(QIODevice::WriteOnly) && file.write(image) == image.size());
-    }
+    fuzzRemoveFiles();
+    fuzzWrite(fuzzStorePath(), image);
     try {
-        readAndWrite(SqliteDatabaseFactory::open(databasePath()));
+        fuzzUse(SqliteDatabaseFactory::open(fuzzStorePath()));
     } catch (const DatabaseError& error) {
         fuzzRequire(!error.text().isEmpty());
-        fuzzRequire(content() == image);
+        fuzzRequire(fuzzRead(fuzzStorePath()) == image);
     }
     return 0;
 }

@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QDir>
+#include <QFile>
 #include <QString>
 #include <QTemporaryDir>
 
@@ -46,6 +47,12 @@ inline const QString& fuzzFolder()
     return path;
 }
 
+inline QByteArray fuzzRead(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
 /// Aborts the process if a condition is false, so that the fuzzer keeps the input.
 inline void fuzzRequire(bool holds, int line = __builtin_LINE())
 {
@@ -53,6 +60,19 @@ inline void fuzzRequire(bool holds, int line = __builtin_LINE())
         return;
     std::fprintf(stderr, "The condition in line %d is false.\n", line);
     std::abort();
+}
+
+inline void fuzzWrite(const QString& path, const QByteArray& bytes)
+{
+    QFile file(path);
+    fuzzRequire(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
+}
+
+/// Empties the folder of the target.
+inline void fuzzRemoveFiles()
+{
+    QDir(fuzzFolder()).removeRecursively();
+    QDir().mkpath(fuzzFolder());
 }
 
 } // namespace sync::test
