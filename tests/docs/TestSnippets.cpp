@@ -159,6 +159,7 @@ private Q_SLOTS:
     void init();
 
     void everyBlockOfAPageIsBuiltAndNamesItsHeaders();
+    void everyNamedTestExists();
     void oneOperationTellsItsFailure();
     void manyOperationsAreOneTransaction();
     void aPasswordIsStoredFromSecureBytes();
@@ -221,6 +222,26 @@ void TestSnippets::everyBlockOfAPageIsBuiltAndNamesItsHeaders()
     QVERIFY(blocks > 10);
     QVERIFY2(nowhere.isEmpty(), qPrintable(nowhere.join(u"\n"_s)));
     QVERIFY2(withoutHeaders.isEmpty(), qPrintable(withoutHeaders.join(u"\n"_s)));
+}
+
+// The page of the security model promises nothing that no test shows.
+void TestSnippets::everyNamedTestExists()
+{
+    static const QRegularExpression name(u"`((?:Test|Fuzz)[A-Za-z]+)(?:::([A-Za-z]+))?`"_s);
+    QStringList missing;
+    auto names = name.globalMatch(
+        readAll(QStringLiteral(VELMIO_SOURCE_DIRECTORY "/docs/security-model.md")));
+    QVERIFY(names.hasNext());
+    while (names.hasNext()) {
+        const auto named = names.next();
+        const QStringList sources = filesBelow(u"tests"_s, named.captured(1) + u".cpp"_s);
+        const QString slot = u"void "_s + named.captured(2);
+        if (sources.isEmpty() ||
+            (named.hasCaptured(2) && !readAll(sources.constFirst()).contains(slot + u"()"_s)))
+            missing += named.captured();
+    }
+
+    QVERIFY2(missing.isEmpty(), qPrintable(missing.join(u"\n"_s)));
 }
 
 void TestSnippets::oneOperationTellsItsFailure()

@@ -60,10 +60,16 @@ bool remembers(qint64 process, const QByteArray& text)
         qFatal("The memory of the program cannot be read.");
     for (const QByteArray& line : maps.readAll().split('\n')) {
         const auto range = line.left(line.indexOf(' ')).split('-');
-        if (range.size() != 2 || !memory.seek(range[0].toLongLong(nullptr, 16)))
+        if (range.size() != 2)
+            continue;
+        const qint64 start = range[0].toLongLong(nullptr, 16);
+        const qint64 size = range[1].toLongLong(nullptr, 16) - start;
+        // Sanitizers have larger ones, in which nothing is stored.
+        constexpr qint64 LargestBytes = qint64(1) << 30;
+        if (size > LargestBytes || !memory.seek(start))
             continue;
         // Guard pages cannot be read.
-        const QByteArray content = memory.read(range[1].toLongLong(nullptr, 16) - memory.pos());
+        const QByteArray content = memory.read(size);
         if (content.contains(text) || content.contains(utf16(text)))
             return true;
     }
