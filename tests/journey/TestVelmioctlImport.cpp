@@ -12,6 +12,7 @@
 
 #include <array>
 #include <functional>
+#include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
 using sync::test::RawDatabase;
@@ -847,6 +848,20 @@ private Q_SLOTS:
         QCOMPARE(
             tool->runPlain({u"--database"_s, u"no.db"_s, u"import"_s, u"nowhere.json"_s}).exitCode,
             3);
+    }
+
+    void pipesAndDevicesAreRefusedAtOnce()
+    {
+        QCOMPARE(::mkfifo(QFile::encodeName(tool->path(u"pipe"_s)).constData(), 0600), 0);
+
+        for (const QString& path : {u"pipe"_s, u"/dev/zero"_s}) {
+            const auto imported = tool->run({u"import"_s, path, u"--yes"_s});
+            const auto compared = tool->run({u"diff"_s, path, tool->databasePath()});
+
+            QCOMPARE(imported.exitCode, 2);
+            QVERIFY(imported.errors.contains(u"is not a regular file"_s));
+            QCOMPARE(compared.exitCode, 2);
+        }
     }
 
     void databaseIsNamedAsOne()

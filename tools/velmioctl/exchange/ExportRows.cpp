@@ -4,6 +4,8 @@
 #include <velmioctl/cli/Text.h>
 #include <velmioctl/store/Credentials.h>
 
+#include <QFileInfo>
+
 #include <algorithm>
 
 using namespace Qt::StringLiterals;
@@ -222,6 +224,13 @@ void ExportRows::requireFields() const
 ExportFile::ExportFile(const QString& path)
     : file(path)
 {
+    // Opening a pipe would wait for its other end, and it cannot be read twice.
+    if (const QFileInfo info(path); info.exists() && !info.isFile() && !info.isDir()) {
+        throw CommandError(
+            ExitCode::Usage,
+            u"%1 is not a regular file. Give a file that 'velmioctl export' has written."_s.arg(
+                quoted(path)));
+    }
     if (!file.open(QIODevice::ReadOnly)) {
         throw CommandError(
             ExitCode::NotFound,
