@@ -38,7 +38,7 @@ QString reasonOf(const Unsealed& opened, bool anyKey)
         break;
     }
     return u"%1 key %2 of %3"_s.arg(
-        anyKey ? u"another key,"_s : u"no key, needs"_s, QString::fromLatin1(opened.keyId.toHex()),
+        anyKey ? u"another key,"_s : u"no key, needs"_s, keyText(opened.keyId),
         backendName(opened.backend));
 }
 
@@ -100,6 +100,11 @@ void requireToTakeAlong(const StoredPassword& password, const QString& signIn)
         u"signin password', or make the change in the client."_s.arg(signIn, password.reason));
 }
 
+QString keyText(const KeyId& id)
+{
+    return QString::fromLatin1(id.toHex());
+}
+
 QString keyPlace()
 {
     const auto store = keyStore();
@@ -122,8 +127,7 @@ StoredPassword PasswordReader::read(const QVariant& stored, const SecretContext&
     const auto state = stateOf(opened, !ring.isEmpty());
     return {
         .state = state,
-        .keyId = state == StoredPassword::State::None ? QString()
-                                                      : QString::fromLatin1(opened.keyId.toHex()),
+        .keyId = state == StoredPassword::State::None ? QString() : keyText(opened.keyId),
         .reason = reasonOf(opened, !ring.isEmpty()),
         .password = std::move(opened.secret),
         .bound = opened.bound,

@@ -66,6 +66,9 @@ std::vector<int> signInsWithPassword(WatchedDatabase& database);
 /// because its key is not available. `signIn` names it for a person.
 void requireToTakeAlong(const StoredPassword& password, const QString& signIn);
 
+/// The id of a key in hexadecimal digits.
+QString keyText(const sync::core::crypto::KeyId& id);
+
 /// Where the keys of this process are kept, such as `the key file "/home/kim/..."`.
 QString keyPlace();
 

@@ -51,7 +51,7 @@ struct EarlierKey
     QStringList backups;
 };
 
-struct Plan
+struct PruningPlan
 {
     std::vector<EarlierKey> keys;
     QStringList rewritten;
@@ -63,7 +63,7 @@ struct Plan
     bool isEmpty() const { return dropped() == 0 && rewritten.isEmpty() && removed.isEmpty(); }
 };
 
-QSet<KeyId> Plan::neededByBackups() const
+QSet<KeyId> PruningPlan::neededByBackups() const
 {
     QSet<KeyId> needed;
     for (const EarlierKey& key : keys) {
@@ -73,16 +73,11 @@ QSet<KeyId> Plan::neededByBackups() const
     return needed;
 }
 
-qsizetype Plan::dropped() const
+qsizetype PruningPlan::dropped() const
 {
     return std::count_if(keys.begin(), keys.end(), [](const EarlierKey& key) {
         return key.reason == EarlierKey::Reason::Unused;
     });
-}
-
-QString hex(const KeyId& id)
-{
-    return QString::fromLatin1(id.toHex());
 }
 
 // For programs.
@@ -173,7 +168,7 @@ bool needsEarlierKey(const KeyUser& user, const KeyRing& ring)
 // What stays of the backups after those that the options change.
 std::vector<KeyUser> decide(
     const std::vector<KeyUser>& users, const KeyRing& ring, const KeyPruningOptions& options,
-    Plan& plan)
+    PruningPlan& plan)
 {
     std::vector<KeyUser> left;
     for (const KeyUser& user : users) {
@@ -192,9 +187,9 @@ std::vector<KeyUser> decide(
     return left;
 }
 
-Plan planOf(Session& session, const KeyRing& ring, const KeyPruningOptions& options)
+PruningPlan planOf(Session& session, const KeyRing& ring, const KeyPruningOptions& options)
 {
-    Plan plan;
+    PruningPlan plan;
     const auto used = session.passwordKeys().usedKeys();
     session.database().check(used.has_value(), u"Reading the stored passwords"_s);
     const auto users = decide(usersOf(session.databasePath(), options), ring, options, plan);
@@ -227,17 +222,17 @@ QJsonArray arrayOf(const QStringList& texts)
     return QJsonArray::fromStringList(texts);
 }
 
-void printJson(Session& session, const Plan& plan, bool done)
+void printJson(Session& session, const PruningPlan& plan, bool done)
 {
     QJsonArray dropped;
     QJsonArray kept;
     for (const EarlierKey& key : plan.keys) {
         if (key.reason == EarlierKey::Reason::Unused) {
-            dropped.append(hex(key.id));
+            dropped.append(keyText(key.id));
             continue;
         }
         kept.append(QJsonObject{
-            {u"keyId"_s, hex(key.id)},
+            {u"keyId"_s, keyText(key.id)},
             {u"reason"_s, wordFor(key.reason)},
             {u"backups"_s, arrayOf(key.backups)}});
     }
@@ -250,14 +245,14 @@ void printJson(Session& session, const Plan& plan, bool done)
     });
 }
 
-void printPlan(Session& session, const Plan& plan)
+void show(Session& session, const PruningPlan& plan)
 {
     if (session.output.json())
         return;
     Table table({u"EARLIER KEY"_s, u"STATE"_s, u"BACKUP"_s});
     table.keepWhole();
     for (const EarlierKey& key : plan.keys) {
-        table.addRow({hex(key.id), textFor(key.reason), key.backups.value(0)});
+        table.addRow({keyText(key.id), textFor(key.reason), key.backups.value(0)});
         for (const QString& backup : key.backups.mid(1))
             table.addRow({{}, {}, backup});
     }
@@ -271,7 +266,7 @@ void printPlan(Session& session, const Plan& plan)
         session.output.printText(u"To remove: %1"_s.arg(quoted(path)));
 }
 
-void explainKept(Session& session, const Plan& plan, const KeyPruningOptions& options)
+void explainKept(Session& session, const PruningPlan& plan, const KeyPruningOptions& options)
 {
     const auto isKept = [&plan](EarlierKey::Reason reason) {
         return std::any_of(plan.keys.begin(), plan.keys.end(), [reason](const EarlierKey& key) {
@@ -305,7 +300,7 @@ void explainKept(Session& session, const Plan& plan, const KeyPruningOptions& op
     }
 }
 
-QString questionOf(const Plan& plan)
+QString questionOf(const PruningPlan& plan)
 {
     return u"Drop %1, encrypt the passwords in %2 again, and remove %3? A dropped key cannot be "
            u"restored: other databases and backups, which this command does not know, could need "
@@ -341,7 +336,7 @@ void rewrite(const QString& path)
 }
 
 // Leaves in the plan what was done. The other backups keep their keys.
-void changeBackups(Session& session, Plan& plan)
+void changeBackups(Session& session, PruningPlan& plan)
 {
     for (const QString& path : std::exchange(plan.rewritten, {})) {
         try {
@@ -374,8 +369,8 @@ void pruneKeys(Session& session, const KeyPruningOptions& options)
             ExitCode::KeyUnavailable,
             u"There is no key in %1, so nothing can be dropped."_s.arg(keyPlace()));
     }
-    Plan plan = planOf(session, ring, options);
-    printPlan(session, plan);
+    PruningPlan plan = planOf(session, ring, options);
+    show(session, plan);
     const bool changes = !options.dryRun && !plan.isEmpty();
     if (changes) {
         session.requireWriting();
@@ -383,7 +378,7 @@ void pruneKeys(Session& session, const KeyPruningOptions& options)
         changeBackups(session, plan);
         KeyPruningOptions without = options;
         without.rewriteBackups = without.removeBackups = false;
-        Plan after = planOf(session, keyStore()->read(), without);
+        PruningPlan after = planOf(session, keyStore()->read(), without);
         const QSet<KeyId> keep = options.force ? QSet<KeyId>() : after.neededByBackups();
         const auto others =
             options.force ? PasswordKeys::OtherStores::Ignore : PasswordKeys::OtherStores::Keep;

@@ -21,11 +21,6 @@ namespace velmioctl {
 
 namespace {
 
-QString hex(const KeyId& id)
-{
-    return QString::fromLatin1(id.toHex());
-}
-
 /// The state of all stored passwords.
 struct Verification
 {
@@ -151,13 +146,13 @@ void printRekeyed(
         session.output.print(QJsonObject{
             {u"encrypted"_s, outcome.encrypted},
             {u"unreadable"_s, unreadable},
-            {u"currentKey"_s, hex(ring.current().id())},
+            {u"currentKey"_s, keyText(ring.current().id())},
             {u"earlierKeys"_s, earlier},
         });
         return;
     }
     session.output.printText(u"Encrypted %1 with the key %2.\nEarlier keys kept in %3: %4."_s.arg(
-        counted(outcome.encrypted, u"password"_s), hex(ring.current().id()), keyPlace(),
+        counted(outcome.encrypted, u"password"_s), keyText(ring.current().id()), keyPlace(),
         QString::number(earlier)));
 }
 
@@ -216,12 +211,12 @@ void printPlace(
     if (session.output.json()) {
         QJsonArray earlier;
         for (const KeyId& id : ids.mid(1))
-            earlier.append(hex(id));
+            earlier.append(keyText(id));
         session.output.print(QJsonObject{
             {u"store"_s, place},
             {u"path"_s, jsonOrNull(path)},
             {u"permissions"_s, jsonOrNull(permissions)},
-            {u"currentKey"_s, jsonOrNull(ids.isEmpty() ? QString() : hex(ids.first()))},
+            {u"currentKey"_s, jsonOrNull(ids.isEmpty() ? QString() : keyText(ids.first()))},
             {u"earlierKeys"_s, earlier},
         });
         return;
@@ -231,9 +226,9 @@ void printPlace(
     fields.add(u"path"_s, path);
     fields.add(
         u"permissions"_s, permissions.isEmpty() ? u"none: the file does not exist"_s : permissions);
-    fields.add(u"current key"_s, ids.isEmpty() ? withoutKey : hex(ids.first()));
+    fields.add(u"current key"_s, ids.isEmpty() ? withoutKey : keyText(ids.first()));
     for (const KeyId& id : ids.mid(1))
-        fields.add(u"earlier key"_s, hex(id));
+        fields.add(u"earlier key"_s, keyText(id));
     session.output.print(fields);
 }
 
