@@ -86,6 +86,19 @@ private Q_SLOTS:
         QCOMPARE(object[u"tables"_s].toObject().size(), 8);
     }
 
+    void databaseInUseIsNamedAsSuch()
+    {
+        RawDatabase client(database());
+        client.run(u"BEGIN; SELECT count(*) FROM Schedules"_s);
+        const QString note = u"A client may have this database open"_s;
+
+        const auto compared = tool->run({u"diff"_s, u"old.json"_s, database()});
+        const auto planned = tool->run({u"import"_s, u"old.json"_s, u"--dry-run"_s});
+
+        QCOMPARE(compared.errors.count(note), 1);
+        QCOMPARE(planned.errors.count(note), 1);
+    }
+
     void credentialsAreNotShown()
     {
         const QString change = u"UPDATE ServerConfiguration SET alias = 'https://kim:%1@h/x',"

@@ -171,6 +171,10 @@ void run(Session& session, const DiffOptions& options)
     const QString pathOfB = absolutePath(options.b);
     DiffSide a(pathOfA);
     DiffSide b(pathOfB);
+    for (DiffSide* const side : {&a, &b}) {
+        if (side->isDatabase())
+            session.noteUse(side->database());
+    }
     std::unique_ptr<Report> report;
     if (session.output.json()) {
         auto json = std::make_unique<JsonReport>(session.output);

@@ -17,6 +17,8 @@ public:
 
     RowSource& rows();
     bool isDatabase() const { return snapshot.has_value(); }
+    /// Only for a database.
+    const sync::database::SqliteDatabaseFactory& database() { return snapshot->openDatabase(); }
 
     /// Throws CommandError when it is the database that could not be read.
     void check(const doctor::ReadFailure& failure) const;

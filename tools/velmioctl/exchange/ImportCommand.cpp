@@ -230,6 +230,9 @@ void run(Session& session, const ImportOptions& options)
     ImportPlan plan;
     {
         StoreSnapshot store(path);
+        // Otherwise the opening for changes says so.
+        if (options.dryRun)
+            session.noteUse(store.openDatabase());
         // A new database becomes a copy of the exported one, without its own default schedule.
         mode.replace = mode.replace || isNewStore(store);
         plan = planOf(store, file, mode, usedSecrets);
