@@ -12,6 +12,7 @@
 #include <database/maintenance/StoreReplacement.h>
 #include <database/opening/Migrations.h>
 #include <database/opening/ReadOnlyConnection.h>
+#include <database/opening/StoreAccess.h>
 #include <database/opening/StoreContent.h>
 #include <database/opening/StoreIdentity.h>
 
@@ -150,6 +151,12 @@ bool isSameFile(const QString& left, const QString& right)
            leftStatus.st_dev == rightStatus.st_dev && leftStatus.st_ino == rightStatus.st_ino;
 }
 
+SqliteHandle openTrusted(const QString& file, const OpenOptions& options)
+{
+    requireTrusted(base::resolvedFilePath(file), trustOf(options));
+    return openVerified(file);
+}
+
 // Also that of a damaged store, if the row can be read.
 QString storeIdOf(const QString& path)
 {
@@ -249,6 +256,8 @@ bool DatabaseBackups::copyTo(const QString& target, const std::optional<qint64>&
 {
     requireDatabase(databasePath);
     const bool writable = base::mayAccess(databasePath, W_OK);
+    requireTrusted(databasePath, trustOf(options, writable ? Trust::Owner : Trust::StoreOwner));
+    requireTrusted(base::resolvedFilePath(target), trustOf(options));
     const ReadOnlyConnection source = writable ? ReadOnlyConnection{openConnection(databasePath)}
                                                : openReadOnlyWithWal(databasePath);
     // Leaves a damaged file unchanged, and keeps the WAL that a crash has left: because of it the
@@ -295,7 +304,7 @@ std::optional<DatabaseBackups::Backup> DatabaseBackups::newestVerified() const
 {
     for (const Backup& backup : list()) {
         try {
-            verify(backup.path);
+            openTrusted(backup.path, options);
             return backup;
         } catch (const DatabaseError&) {
             // An older one may be whole.
@@ -306,7 +315,7 @@ std::optional<DatabaseBackups::Backup> DatabaseBackups::newestVerified() const
 
 void DatabaseBackups::verify(const QString& file)
 {
-    openVerified(base::absoluteFilePath(file));
+    openTrusted(base::absoluteFilePath(file), {});
 }
 
 bool DatabaseBackups::isOfOtherStore(const QString& file) const
@@ -322,7 +331,8 @@ QString DatabaseBackups::restore(const QString& file, OtherStore otherStore) con
     if (isSameFile(backupPath, databasePath))
         throw DatabaseError(
             Cause::Other, backupPath + u" is the database itself. Name a backup of it."_s);
-    const SqliteHandle backup = openVerified(backupPath);
+    requireTrusted(databasePath, trustOf(options));
+    const SqliteHandle backup = openTrusted(backupPath, options);
     if (otherStore == OtherStore::Refused && isOfOtherStore(backupPath))
         throw DatabaseError(
             Cause::OtherStore,
@@ -340,6 +350,7 @@ DatabaseBackups::Salvaged DatabaseBackups::salvage() const
 DatabaseBackups::Salvaged DatabaseBackups::replaceBySalvaged() const
 {
     requireDatabase(databasePath);
+    requireTrusted(databasePath, trustOf(options));
     StoreReplacement store(databasePath);
     // The folder is removed together with what SQLite leaves beside a database.
     const QTemporaryDir folder(databasePath + u".XXXXXX"_s);

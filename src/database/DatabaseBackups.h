@@ -54,7 +54,9 @@ public:
     static QString wordFor(Reason reason);
 
     /// For the database at this path, with symbolic links followed. Accesses no file yet. The
-    /// options are those with which the database is opened; a copy is judged like it.
+    /// options are those with which the database is opened. A copy is judged like it: unless they
+    /// allow it, the operations throw with Cause::Untrusted if other users own or may write to the
+    /// database, a copy, or the folder of one.
     explicit DatabaseBackups(const QString& databasePath, const OpenOptions& options = {});
 
     /// The folder of the copies that make() creates: the path of the database with "-backups".

@@ -1,9 +1,11 @@
+#include <database/DatabaseBackups.h>
 #include <database/DatabaseError.h>
 #include <database/SqliteDatabaseFactory.h>
 
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <functional>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -76,11 +78,52 @@ private Q_SLOTS:
         QVERIFY(!QFile::exists(path));
     }
 
+    void backupsFollowTheSameRule()
+    {
+        const DatabaseBackups backups(path);
+        const auto made = backups.make(DatabaseBackups::Reason::Manual);
+        const QString copy = folder->filePath(u"copy.db"_s);
+        QVERIFY(setMode(backups.folder(), 0777));
+
+        const auto make = [&backups] { backups.make(DatabaseBackups::Reason::Manual); };
+        QVERIFY(refusal(make).contains(backups.folder()));
+        QVERIFY(refusal([&] { backups.restore(made.path); }).contains(backups.folder()));
+        QVERIFY(refusal([&] { DatabaseBackups::verify(made.path); }).contains(backups.folder()));
+        QVERIFY(!backups.newestVerified());
+        QVERIFY(setMode(backups.folder(), 0700) && setMode(folder->path(), 01777));
+        QVERIFY(refusal(make).contains(folder->path()));
+        QVERIFY(refusal([&] { backups.makeAt(copy); }).contains(folder->path()));
+        QVERIFY(refusal([&] { backups.restore(made.path); }).contains(folder->path()));
+        QVERIFY(refusal([&] { backups.salvage(); }).contains(folder->path()));
+        QVERIFY(!QFile::exists(copy));
+        DatabaseBackups(path, {.othersMayWrite = true}).makeAt(copy);
+    }
+
+    void aBackupBesideAPlantedCompanionIsRefused()
+    {
+        const auto made = DatabaseBackups(path).make(DatabaseBackups::Reason::Manual);
+        const QString wal = made.path + u"-wal"_s;
+        QVERIFY(QFile(wal).open(QIODevice::ReadWrite));
+        const bool planted = ::chown(QFile::encodeName(wal).constData(), Stranger, Stranger) == 0;
+
+        const QString text = refusal([&] { DatabaseBackups(path).restore(made.path); });
+
+        QCOMPARE(text.contains(wal + u" belongs to the user with the id 65534"_s), planted);
+    }
+
 private:
+    static bool setMode(const QString& name, mode_t mode)
+    {
+        return ::chmod(QFile::encodeName(name).constData(), mode) == 0;
+    }
     QString refusal() const
     {
+        return refusal([this] { SqliteDatabaseFactory::open(path); });
+    }
+    static QString refusal(const std::function<void()>& work)
+    {
         try {
-            SqliteDatabaseFactory::open(path);
+            work();
         } catch (const DatabaseError& error) {
             return error.cause() == DatabaseError::Cause::Untrusted ? error.text() : QString();
         }

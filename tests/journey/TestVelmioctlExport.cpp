@@ -10,6 +10,7 @@
 #include <QTest>
 
 #include <atomic>
+#include <sys/stat.h>
 #include <thread>
 
 using namespace Qt::StringLiterals;
@@ -285,6 +286,28 @@ private Q_SLOTS:
 
         QCOMPARE(tool->databaseBytes(), before);
         QCOMPARE(files(), filesBefore);
+    }
+
+    void aFolderThatOthersMayChangeGetsNoFile_data()
+    {
+        QTest::addColumn<QString>("command");
+        QTest::newRow("export") << u"export"_s;
+        QTest::newRow("bundle") << u"bundle"_s;
+    }
+
+    void aFolderThatOthersMayChangeGetsNoFile()
+    {
+        QFETCH(const QString, command);
+        const QString folder = tool->makeFolder(u"shared"_s);
+        QCOMPARE(::chmod(QFile::encodeName(folder).constData(), 01777), 0);
+
+        const auto run = tool->run({command, u"shared/file"_s});
+
+        QCOMPARE(run.exitCode, 8);
+        QVERIFY2(
+            run.errors.contains(u"others may write to %1. Take that right away"_s.arg(folder)),
+            qPrintable(run.errors));
+        QCOMPARE(QDir(folder).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList());
     }
 
     void othersMayWriteMeanwhile()

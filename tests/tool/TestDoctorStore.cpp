@@ -13,6 +13,7 @@
 #include <QTest>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 using namespace sync::core::crypto;
@@ -312,6 +313,22 @@ private Q_SLOTS:
 
         QVERIFY(QFile::remove(key));
         QCOMPARE(sample.findings(), QStringList());
+    }
+
+    void aFolderThatOthersMayChangeIsFound()
+    {
+        DoctorSample sample;
+        const auto backup =
+            DatabaseBackups(sample.databasePath()).make(DatabaseBackups::Reason::Manual);
+        // Only root can give a file away; anybody else owns it here.
+        const bool planted = ::chown(QFile::encodeName(backup.path).constData(), 65534, 65534) == 0;
+        QVERIFY(setMode(sample.directory.path(), 01777));
+
+        const QStringList found = sample.findings();
+        QVERIFY(setMode(sample.directory.path(), 0700));
+
+        QVERIFY(found.contains(u"store.untrusted "_s + sample.directory.path()));
+        QCOMPARE(found.contains(u"store.untrusted "_s + backup.path), planted);
     }
 
     void logOfTheReadingIsNoOpenFile()

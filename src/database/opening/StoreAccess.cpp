@@ -17,6 +17,11 @@ constexpr std::array Suffixes{u"", u"-wal", u"-shm", u"-journal"};
 
 } // namespace
 
+Trust trustOf(const OpenOptions& options, Trust otherwise)
+{
+    return options.othersMayWrite ? Trust::Everybody : otherwise;
+}
+
 void requireTrusted(const QString& path, Trust trust)
 {
     const QFileInfo file(path);
@@ -34,7 +39,7 @@ void requireTrusted(const QString& path, Trust trust)
         if (!finding.isEmpty())
             throw DatabaseError(
                 DatabaseError::Cause::Untrusted,
-                u"The database %1 is not opened, because another user could have changed it: "
+                u"The database %1 is not used, because another user could have changed it: "
                 u"%2."_s.arg(path, finding));
     };
     for (const auto* const suffix : Suffixes) {

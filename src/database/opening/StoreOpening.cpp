@@ -134,7 +134,7 @@ StoreOpening::StoreOpening(
 
 OpenedStore StoreOpening::open()
 {
-    requireTrusted(path, options.othersMayWrite ? Trust::Everybody : Trust::Owner);
+    requireTrusted(path, trustOf(options));
     inspectFile();
     withFileErrors([this] {
         createFile();
@@ -165,7 +165,7 @@ void StoreOpening::openConnectionOfStore()
 
 OpenedStore StoreOpening::openReadOnly()
 {
-    requireTrusted(path, options.othersMayWrite ? Trust::Everybody : Trust::StoreOwner);
+    requireTrusted(path, trustOf(options, Trust::StoreOwner));
     const StoreInspection file(path, StoreInspection::Depth::Header);
     if (file.kind() != Kind::Ours)
         throw refusal(file.cause(), file.kind(), file.finding(u"The file "_s + path), path);

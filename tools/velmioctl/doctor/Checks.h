@@ -51,6 +51,9 @@ QStringList filesOpenToOthers(const QString& path);
 /// Reports such files.
 void reportOpenFiles(const QStringList& files, const Found& found);
 
+/// Reports those of another user, and a folder of the database that others may write to.
+void checkOwners(const QString& path, const Found& found);
+
 /// Reports a key file in the folder of the database, after it has had the chance to move.
 void checkKeyBeside(const QString& path, const Found& found);
 

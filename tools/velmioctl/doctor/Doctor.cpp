@@ -54,6 +54,7 @@ private:
     void reportFiles()
     {
         reportOpenFiles(filesOpenToOthers(path), found);
+        checkOwners(path, found);
         checkKeyBeside(path, found);
     }
 

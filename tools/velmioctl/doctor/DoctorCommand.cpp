@@ -125,8 +125,9 @@ void closeFiles(Session& session, const QStringList& files)
 QJsonObject repairAll(Session& session, const QString& path, const Plan& plan)
 {
     const bool changesDatabase = !plan.records.empty() || !plan.schema.isEmpty();
-    const long long rows = changesDatabase ? repairDatabase(session, plan.schema) : 0;
+    // First: what others may write to is not opened.
     closeFiles(session, plan.files);
+    const long long rows = changesDatabase ? repairDatabase(session, plan.schema) : 0;
     Remainder remainder;
     examine(path, remainder);
     if (remainder.checks.isEmpty())

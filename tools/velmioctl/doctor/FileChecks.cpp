@@ -2,6 +2,7 @@
 
 #include <base/FileError.h>
 #include <base/FilePaths.h>
+#include <base/Ownership.h>
 #include <core/Crypto.h>
 #include <core/FileKeyStore.h>
 #include <core/KeyError.h>
@@ -38,6 +39,14 @@ const Check Permissions{
     u"Other users can read settings, some of them secret. The client refuses such a key "
     u"file."_s,
     u"If other users may have read a key or the database, change the passwords."_s};
+
+const Check Untrusted{
+    u"store.untrusted"_s, Severity::Error,
+    u"files of another user, and a folder that other users may change"_s,
+    u"Other users could change settings and read later passwords, so the client refuses the "
+    u"database."_s,
+    u"Remove the right of others to write with 'chmod go-w \"{name}\"', and a file that you do not "
+    u"know; or move the database to a folder of your own."_s};
 
 const Check KeyBeside{
     u"store.key-beside"_s, Severity::Warning, u"keys in the folder of the database"_s,
@@ -85,7 +94,7 @@ QStringList ownFiles(const QString& givenPath)
 
 std::vector<Check> fileChecks()
 {
-    return {NotWritable, Permissions, KeyBeside};
+    return {NotWritable, Permissions, Untrusted, KeyBeside};
 }
 
 void checkAccess(const QString& path, const Found& found)
@@ -112,6 +121,28 @@ void reportOpenFiles(const QStringList& files, const Found& found)
 {
     for (const QString& file : files)
         found(Permissions, {.name = file, .detail = u"mode "_s + permissionsOf(file)});
+}
+
+void checkOwners(const QString& path, const Found& found)
+{
+    using namespace sync::base;
+    const QFileInfo database(QFileInfo(path).canonicalFilePath());
+    const auto statusOf = [](const QFileInfo& file) {
+        return ExaminedFolder(file.path()).status(file.fileName());
+    };
+    const auto owner = statusOf(database);
+    const QStringList files = ownFiles(path) << database.path();
+    for (const QString& file : files) {
+        const auto status = statusOf(QFileInfo(file));
+        if (!owner || !status || S_ISLNK(status->st_mode))
+            continue;
+        QString finding = ownerFinding(file, *status, owner->st_uid);
+        // The rights to what is its own are another check, which can be repaired.
+        if (finding.isEmpty() && file == database.path())
+            finding = writersFinding(file, *status);
+        if (!finding.isEmpty())
+            found(Untrusted, {.name = file, .detail = finding});
+    }
 }
 
 void checkKeyBeside(const QString& path, const Found& found)

@@ -2,6 +2,7 @@
 
 #include <base/FileError.h>
 #include <base/FilePaths.h>
+#include <base/Ownership.h>
 #include <base/PartialFile.h>
 #include <velmioctl/cli/ExitCode.h>
 #include <velmioctl/cli/Text.h>
@@ -32,6 +33,22 @@ bool isExport(const QString& path)
 
 } // namespace
 
+void TargetFile::requireOwnFolder(const QString& folder) const
+{
+    const auto status = sync::base::ExaminedFolder(folder).status();
+    if (!status)
+        return; // Writing says why.
+    QString finding = sync::base::ownerFinding(folder, *status, status->st_uid);
+    if (finding.isEmpty())
+        finding = sync::base::writersFinding(folder, *status);
+    if (!finding.isEmpty()) {
+        throw CommandError(
+            ExitCode::OtherError,
+            u"%1 is not written, because another user could exchange it: %2."_s.arg(
+                quoted(filePath), finding));
+    }
+}
+
 TargetFile::TargetFile(const QString& path)
     : filePath(path)
     , replaces(isExport(path))
@@ -44,8 +61,9 @@ TargetFile::TargetFile(const QString& path)
                 quoted(path)));
     }
     // What a symbolic link leads to is replaced, and not the link.
-    withWritingErrors(
-        [&] { file = std::make_unique<PartialFile>(sync::base::resolvedFilePath(path)); });
+    const QString target = sync::base::resolvedFilePath(path);
+    requireOwnFolder(QFileInfo(target).path());
+    withWritingErrors([&] { file = std::make_unique<PartialFile>(target); });
 }
 
 TargetFile::~TargetFile() = default;

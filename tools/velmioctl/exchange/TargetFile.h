@@ -16,7 +16,7 @@ namespace velmioctl::exchange {
 class TargetFile
 {
 public:
-    /// Replaces only an earlier export.
+    /// Replaces only an earlier export, and writes to no folder that other users may change.
     explicit TargetFile(const QString& path);
     ~TargetFile();
 
@@ -25,6 +25,7 @@ public:
     void commit();
 
 private:
+    void requireOwnFolder(const QString& folder) const;
     template <class Action>
     void withWritingErrors(const Action& action) const;
 
