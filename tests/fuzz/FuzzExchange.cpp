@@ -148,7 +148,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     fuzzRequire(::chdir(fuzzFolder().toLocal8Bit().constData()) == 0);
     FuzzedDataProvider input(bytes, size);
     Exchange exchange(input);
-    constexpr int MostSteps = 12;
+    constexpr int MostSteps = 8;
     for (int step = 0; step < MostSteps && input.remaining_bytes() > 0; ++step)
         exchange.step();
     return 0;
