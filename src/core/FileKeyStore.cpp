@@ -175,7 +175,7 @@ KeyRing FileKeyStore::change(const Change& change)
     } catch (const KeyError&) {
         // The change writes its keys to the present file too.
     }
-    const KeyRing before = files->read();
+    KeyRing before = files->read();
     const KeyRing after = change(before);
     if (after == before)
         return before;

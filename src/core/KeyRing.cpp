@@ -144,6 +144,7 @@ KeyRing KeyRing::withEarlier(const KeyRing& other) const
 {
     if (isEmpty())
         return other;
+    // At the end: before the keys of a note, so that it does not cover them.
     KeyRing ring = *this;
     for (Entry entry : other.entries) {
         if (ring.find(entry.key->id()))
@@ -152,9 +153,6 @@ KeyRing KeyRing::withEarlier(const KeyRing& other) const
             entry.retired = QDateTime::currentDateTimeUtc();
         ring.entries.push_back(std::move(entry));
     }
-    std::stable_sort(
-        ring.entries.begin() + 1, ring.entries.end(),
-        [](const Entry& one, const Entry& next) { return one.retired > next.retired; });
     for (const StoreNote& note : other.notes) {
         if (!ring._Has(note.store))
             ring.notes.push_back(note);

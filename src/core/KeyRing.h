@@ -75,7 +75,7 @@ public:
     /// 255 keys and notes about stores, which is the limit.
     KeyRing withNewKey() const;
 
-    /// This ring with the keys of another one as earlier keys, and its notes; if this ring is
+    /// This ring with the keys of another one as its oldest keys, and its notes; if this ring is
     /// empty, the other one.
     KeyRing withEarlier(const KeyRing& other) const;
 

@@ -191,6 +191,24 @@ private Q_SLOTS:
         QVERIFY(ring.withStore(u"store"_s, ring.ids().last()) != ring);
     }
 
+    void keysOfAnotherRingAreOlderThanItsOwn()
+    {
+        const KeyRing ring = KeyRing()
+                                 .withCurrent(keyOf('a'))
+                                 .withStore(u"store"_s, keyOf('a')->id())
+                                 .withCurrent(keyOf('b'));
+        const KeyRing other = KeyRing().withCurrent(keyOf('c'));
+        // It is replaced later than the first one.
+        while (ring.retiredUntil(QDateTime::currentDateTimeUtc().addMSecs(-1)).isEmpty())
+            continue;
+
+        const KeyRing both = ring.withEarlier(other);
+
+        QCOMPARE(both.ids(), QList<KeyId>({keyOf('b')->id(), keyOf('a')->id(), keyOf('c')->id()}));
+        QCOMPARE(both.outdatedFor(u"store"_s), QSet<KeyId>{keyOf('c')->id()});
+        QCOMPARE(KeyRing().withEarlier(other).ids(), other.ids());
+    }
+
     void ringTakesAtMost255Keys()
     {
         KeyRing ring;
