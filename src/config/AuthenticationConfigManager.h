@@ -12,6 +12,9 @@ namespace sync::config {
 /// The interface documents each operation. The manager keeps no state between calls, so it is as
 /// thread-safe as its factory. core::crypto::setKeyStore() chooses the keys. The manager throws
 /// only core::crypto::KeyError, if it has to store a password and there is no key.
+///
+/// Over a database::IdentitySource, a password is bound to where it belongs (PasswordContexts): one
+/// that was moved, or whose server got another address without the managers, is null.
 class VELMIO_CONFIGURATION_EXPORT AuthenticationConfigManager
     : public interf::IAuthenticationConfigManager,
       public DatabaseConfigurationManager

@@ -11,6 +11,10 @@ namespace sync::config {
 ///
 /// The interface documents each operation. The manager keeps no state between calls, so it is as
 /// thread-safe as its factory. It throws nothing.
+///
+/// Over a database::IdentitySource, a write binds the passwords of the server's sign-ins to its new
+/// addresses in the same transaction. It returns false and changes nothing if their keys cannot be
+/// read. A password whose key is lost stays as it is.
 class VELMIO_CONFIGURATION_EXPORT ServerConfigManager : public interf::IServerConfigManager,
                                                         public DatabaseConfigurationManager
 {

@@ -24,6 +24,18 @@ namespace sync::config {
 
 namespace {
 
+/// A store that has no key to give.
+class LockedKeyStore : public KeyStore
+{
+public:
+    KeyBackend backend() const override { return KeyBackend::File; }
+    KeyRing read() override
+    {
+        throw KeyError(KeyError::Cause::Locked, u"The keychain is locked. Unlock it."_s);
+    }
+    KeyRing change(const Change&) override { return read(); }
+};
+
 /// A query that cannot replace a password.
 class ReplacesNoPassword : public test::PassingQuery
 {
@@ -234,6 +246,25 @@ private Q_SLOTS:
 
         QCOMPARE(servers.GetServerConfigById(1).getDavUrl(), u"https://dav.good.example/dav"_s);
         QCOMPARE(passwordOf(kim), u"secret of kim"_s);
+    }
+
+    void serverStaysWhereTheKeysOfItsPasswordsCannotBeRead()
+    {
+        const auto keys = keyStore();
+        ServerConfigManager servers(store);
+        ServerConfiguration server = servers.GetServerConfigById(1);
+        server.setDavUrl(u"https://dav.new.example"_s);
+        server.setAlias(u"renamed"_s);
+        setKeyStore(std::make_shared<LockedKeyStore>());
+
+        QVERIFY(!servers.Update(server));
+        QVERIFY(!servers.Remove(1));
+        server.setDavUrl(u"https://dav.good.example/elsewhere"_s);
+        QVERIFY(servers.Update(server)); // The same origin needs no key.
+
+        setKeyStore(keys);
+        QCOMPARE(passwordOf(kim), u"secret of kim"_s);
+        QCOMPARE(servers.GetServerConfigById(1).getAlias(), u"renamed"_s);
     }
 
     void updatedSignInIsBoundToWhatItIs()

@@ -91,9 +91,14 @@ PasswordsOfServer::PasswordsOfServer(
 
 bool PasswordsOfServer::bindAgain() const
 {
-    return read && std::all_of(passwords.begin(), passwords.end(), [this](const auto& remembered) {
-               return _BindAgain(remembered.password, remembered.context);
-           });
+    try {
+        const auto bind = [this](const Remembered& remembered) {
+            return _BindAgain(remembered.password, remembered.context);
+        };
+        return read && std::all_of(passwords.begin(), passwords.end(), bind);
+    } catch (const KeyError&) {
+        return false;
+    }
 }
 
 bool PasswordsOfServer::_BindAgain(

@@ -68,8 +68,7 @@ Result writeBound(interf::factory::IDatabaseFactory& factory, Result failed, Wri
 }
 
 /// Keeps the passwords of a server's sign-ins readable while an operation of the host changes the
-/// server on purpose. Throws KeyError if the keys cannot be read, and then nothing is to be
-/// changed.
+/// server on purpose.
 class PasswordsOfServer
 {
 public:
@@ -80,7 +79,7 @@ public:
         std::optional<int> serverId);
 
     /// Binds them to what the server is now. A password that could not be read before stays as it
-    /// is. False if the database failed.
+    /// is. False if the database failed or the keys cannot be read.
     bool bindAgain() const;
 
 private:
