@@ -132,7 +132,7 @@ private Q_SLOTS:
 
         QCOMPARE(
             complaint(sample.line, {"secrets"}),
-            u"\"velmioctl secrets\" needs a command: verify, rekey, where.\n"
+            u"\"velmioctl secrets\" needs a command: verify, rekey, prune, where.\n"
             "See 'velmioctl secrets --help'."_s);
     }
 

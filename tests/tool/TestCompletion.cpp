@@ -49,7 +49,7 @@ private Q_SLOTS:
         row("nouns", u"velmioctl s"_s,
             {u"server"_s, u"signin"_s, u"scan"_s, u"schedule"_s, u"secrets"_s, u"status"_s,
              u"stats"_s});
-        row("verbs", u"velmioctl secrets "_s, {u"verify"_s, u"rekey"_s, u"where"_s});
+        row("verbs", u"velmioctl secrets "_s, {u"verify"_s, u"rekey"_s, u"prune"_s, u"where"_s});
         row("noun behind an option", u"velmioctl --database x.db ini"_s, {u"init"_s});
         row("verb behind an option", u"velmioctl --json secrets w"_s, {u"where"_s});
         row("options", u"velmioctl signin show 1 --rev"_s, {u"--reveal"_s});
