@@ -80,7 +80,7 @@ PasswordKeys::Outcome PasswordKeys::changeKey(Accept accept)
     // The new key is durable before it encrypts the first password.
     if (!cutShort)
         ring = store->change([](const KeyRing& present) { return present.withNewKey(); });
-    const Outcome outcome = _Encrypt({ring}, *store, accept);
+    Outcome outcome = _Encrypt({ring}, *store, accept);
     if (outcome.succeeded && outcome.unreadableIds.isEmpty())
         _NoteStore(*store);
     return outcome;

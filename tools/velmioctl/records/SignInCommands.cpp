@@ -145,7 +145,7 @@ void bindPassword(
     Session& session, const ColumnValues& before, const StoredPassword& password,
     const ColumnValues& after)
 {
-    const QVariant stored = before["encryptedPassword"];
+    const QVariant& stored = before["encryptedPassword"];
     if (stored.isNull())
         return;
     requireToTakeAlong(password, named(before));

@@ -14,7 +14,7 @@ QString withoutUserAndQuery(const QString& rest)
     static const QRegularExpression query(u"[?#]"_s);
     static const QRegularExpression path(uR"([/\\])"_s);
     static const QRegularExpression port(uR"(:\d*\z|\A\[[^\]]*\]\z)"_s);
-    const QString place = rest.section(query, 0, 0);
+    QString place = rest.section(query, 0, 0);
     const QString authority = place.section(path, 0, 0);
     if (authority.contains(u'@'))
         return place.mid(authority.lastIndexOf(u'@') + 1);
