@@ -65,7 +65,7 @@ bool remembers(qint64 process, const QByteArray& text)
         const qint64 start = range[0].toLongLong(nullptr, 16);
         const qint64 size = range[1].toLongLong(nullptr, 16) - start;
         // Sanitizers have larger ones, in which nothing is stored.
-        constexpr qint64 LargestBytes = qint64(1) << 30;
+        constexpr qint64 LargestBytes = qint64(1) << 27;
         if (size > LargestBytes || !memory.seek(start))
             continue;
         // Guard pages cannot be read.
