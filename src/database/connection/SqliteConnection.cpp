@@ -262,8 +262,8 @@ void SqliteConnection::noteCommit()
         walCommits ? std::optional<std::uint32_t>(*walCommits) : std::nullopt);
 }
 
-// Removes what the WAL still has of secrets that were replaced or removed: when all of it is in the
-// file and no reader needs it, the next commit begins it anew, and the limit drops the rest.
+// Removes replaced and deleted secrets from the WAL. Once a checkpoint has copied all of it and no
+// reader needs it, the next commit starts the WAL over, and the size limit truncates the file.
 void SqliteConnection::cutOffWal() noexcept
 {
     using namespace std::chrono_literals;

@@ -54,8 +54,7 @@ QString remedyFor(Kind kind, const QString& path)
         return u"It was not changed. Name the right file."_s;
     case Kind::Empty:
         return u"If it was a database, put a backup copy in its place. If it never was one, remove "
-               u"it "
-               u"or name another file."_s;
+               u"it or name another file."_s;
     case Kind::Unfinished:
         return u"Open it once for writing, which rolls the transaction back."_s;
     case Kind::TooNew:

@@ -51,11 +51,9 @@ const Check Untrusted{
 const Check KeyBeside{
     u"store.key-beside"_s, Severity::Warning, u"keys in the folder of the database"_s,
     u"Whoever has a copy of the folder can read the passwords."_s,
-    u"Make that folder and the one of 'velmioctl secrets where' writable, and run 'velmioctl "
-    u"secrets "
-    u"verify', which moves the keys. Remove the file if it is damaged. If it belongs to a host, "
-    u"the host "
-    u"needs another place for it."_s};
+    u"Make that folder and the one of 'velmioctl secrets where' writable, and run "
+    u"'velmioctl secrets verify', which moves the keys. Remove the file if it is damaged. If it "
+    u"belongs to a host, the host needs another place for it."_s};
 
 // Where earlier versions kept the keys of the database in the default place.
 QString keyFileBeside(const QString& path)

@@ -132,8 +132,7 @@ std::vector<RecordCheck> idChecks()
              u"records whose id is not from 1 to %1"_s.arg(highest),
              u"No client and no command can show, change or remove them."_s,
              u"Export the database with 'velmioctl export', give them other ids in the text or "
-             u"take "
-             u"them out, and import it with 'velmioctl import FILE --replace'."_s},
+             u"take them out, and import it with 'velmioctl import FILE --replace'."_s},
             std::move(ids)),
         sqlCheck(
             {u"record.ids-used-up"_s, Severity::Error,

@@ -25,8 +25,7 @@ const Check PasswordMoved{
     u"signin.password-moved"_s, Severity::Error,
     u"passwords that do not belong to the sign-in or server where they are"_s,
     u"The client cannot sign in with them. Somebody has changed the database without the client, "
-    u"or "
-    u"a copy of it was put in its place."_s,
+    u"or a copy of it was put in its place."_s,
     u"Check the user and the server ('velmioctl signin show {id}', 'velmioctl server list') before "
     u"you store them again: 'velmioctl signin password {id}'. If you made the change yourself, "
     u"'velmioctl secrets rekey --accept-moved' keeps them."_s};

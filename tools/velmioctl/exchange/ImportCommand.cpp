@@ -89,8 +89,7 @@ void requireReferences(const ImportPlan& plan, const ImportOptions& options, Out
     throw CommandError(
         ExitCode::Usage,
         u"Nothing was changed, because rows would refer to missing rows:\n%1\nAdd those rows to "
-        u"the "
-        u"export, or import the references as they are with --allow-dangling."_s.arg(
+        u"the export, or import the references as they are with --allow-dangling."_s.arg(
             lines.join(u'\n')));
 }
 

@@ -98,8 +98,8 @@ void prepareToEncrypt(Session& session)
     if (stored > 0 && store->read().isEmpty()) {
         session.output.warning(
             u"%1 has lost its key, so a new key is created. Other stored passwords stay "
-            u"unreadable: "
-            u"'velmioctl secrets verify' lists them. Store them again too."_s.arg(keyPlace()));
+            u"unreadable: 'velmioctl secrets verify' lists them. Store them again "
+            u"too."_s.arg(keyPlace()));
     }
 }
 

@@ -184,8 +184,7 @@ private:
             return out(
                 u"other-case"_s,
                 u"Its case differs from that of the root folder %1, and records hold paths as they "
-                u"are "
-                u"spelled on the disk."_s.arg(described(around.first())),
+                u"are spelled on the disk."_s.arg(described(around.first())),
                 u"Spell it like the root: 'velmioctl explain %1'."_s.arg(quoted(spelled)));
         }
         const QString real = QFileInfo(all.path).canonicalFilePath();
@@ -205,8 +204,7 @@ private:
                 ? u"To synchronise it, register a root folder with 'velmioctl folder add %1 "
                   u"--server-path PATH'."_s.arg(quoted(folder))
                 : u"It contains the root folder %1, so it cannot become a root folder. Register "
-                  u"other "
-                  u"folders."_s.arg(described(below.first())));
+                  u"other folders."_s.arg(described(below.first())));
     }
 
     bool judgePlace()

@@ -247,8 +247,7 @@ bool Scan::hash(const QString& path, const FileState& state, QString& checkSum)
     if (result.outcome == FileHash::Outcome::Unreadable) {
         ++current.files.unreadable;
         warn(u"The file %1 cannot be read, so its record has no checksum. Change its permissions, "
-             u"and "
-             u"scan again with --hash always."_s.arg(quoted(path)));
+             u"and scan again with --hash always."_s.arg(quoted(path)));
     }
     return true;
 }

@@ -65,8 +65,8 @@ void confirmOtherStore(Session& session, const QString& file, bool otherStore)
         u"--other-store"_s);
 }
 
-// What the user restores is wanted, although its passwords are from before the last change of the
-// key. They stay bound to their sign-ins and servers.
+// The user chose this backup, so its passwords are accepted even if they were encrypted before the
+// last change of the key. They stay bound to their sign-ins and servers.
 void takePasswordsOver(Session& session)
 {
     const QString path = session.databasePath();
