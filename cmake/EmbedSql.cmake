@@ -1,9 +1,9 @@
-# embed_sql(<variable> FOLDER <folder>)
+# embed_sql(<variable> FOLDER <folder> HEADER <header> NAMESPACE <namespace> FUNCTION <function>)
 #
 # Writes a source file that holds the numbered SQL scripts of a folder (0001-name.sql, 0002-...) as
-# the array that opening/Migrations.h declares, and stores its path in <variable>.
+# the array that the function of the header returns, and stores its path in <variable>.
 function(embed_sql variable)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "" "FOLDER" "")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "FOLDER;HEADER;NAMESPACE;FUNCTION" "")
     file(GLOB scripts CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/${arg_FOLDER}/[0-9]*.sql")
     list(SORT scripts)
     set(entries "")
@@ -25,7 +25,7 @@ function(embed_sql variable)
         CONFIGURE
         OUTPUT "${output}"
         CONTENT
-            "#include <database/opening/Migrations.h>\n\nnamespace sync::database {\n\nconst std::vector<std::string_view>& migrationScripts()\n{\n    static const std::vector<std::string_view> scripts = {\n@entries@};\n    return scripts;\n}\n\n} // namespace sync::database\n"
+            "#include <@arg_HEADER@>\n\nnamespace @arg_NAMESPACE@ {\n\nconst std::vector<std::string_view>& @arg_FUNCTION@()\n{\n    static const std::vector<std::string_view> scripts = {\n@entries@};\n    return scripts;\n}\n\n} // namespace @arg_NAMESPACE@\n"
         @ONLY
     )
     set(${variable} "${output}" PARENT_SCOPE)

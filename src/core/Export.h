@@ -13,6 +13,7 @@
     #define VELMIO_DATABASE_EXPORT
     #define VELMIO_CONFIGURATION_EXPORT
     #define VELMIO_TESTKIT_EXPORT
+    #define VELMIO_FLEET_EXPORT
 #else
     #if defined(VelmioInterfaces_EXPORTS)
         #define VELMIO_INTERFACES_EXPORT Q_DECL_EXPORT
@@ -38,6 +39,11 @@
         #define VELMIO_TESTKIT_EXPORT Q_DECL_EXPORT
     #else
         #define VELMIO_TESTKIT_EXPORT Q_DECL_IMPORT
+    #endif
+    #if defined(VelmioFleet_EXPORTS)
+        #define VELMIO_FLEET_EXPORT Q_DECL_EXPORT
+    #else
+        #define VELMIO_FLEET_EXPORT Q_DECL_IMPORT
     #endif
 #endif
 /// \endcond

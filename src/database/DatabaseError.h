@@ -31,6 +31,7 @@ public:
         Untrusted,       ///< Other users own or may change what belongs to the store.
         AlteredSchema,   ///< The schema has something foreign that could change what is stored.
         OtherStore,      ///< The backup is of another store than the database.
+        Unreachable,     ///< The server cannot be reached, or the connection to it broke.
     };
 
     /// An error with this text for a person, which must not contain a secret.

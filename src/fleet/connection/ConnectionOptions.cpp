@@ -1,0 +1,94 @@
+#include <fleet/connection/ConnectionOptions.h>
+
+#include <database/DatabaseError.h>
+
+#include <libpq-fe.h>
+
+#include <algorithm>
+#include <memory>
+
+using namespace Qt::StringLiterals;
+
+namespace sync::fleet {
+
+namespace {
+
+struct FreeOptions
+{
+    void operator()(PQconninfoOption* options) const { PQconninfoFree(options); }
+};
+
+// In `options` a backslash keeps a blank from ending the setting.
+QByteArray setting(const QByteArray& name, QByteArray value)
+{
+    value.replace('\\', "\\\\").replace(' ', "\\ ");
+    return "-c " + name + '=' + value;
+}
+
+} // namespace
+
+ConnectionOptions::ConnectionOptions(const QString& connection, const QString& storeId)
+{
+    const std::unique_ptr<PQconninfoOption, FreeOptions> parsed(
+        PQconninfoParse(connection.toUtf8().constData(), nullptr));
+    if (!parsed)
+        throw database::DatabaseError(
+            database::DatabaseError::Cause::Other,
+            u"The connection of the fleet cannot be read: write it as a URI "
+            u"(postgresql://host/database) or as keywords (host=... dbname=...)."_s);
+    for (const PQconninfoOption* option = parsed.get(); option->keyword; ++option) {
+        if (option->val)
+            options.push_back({option->keyword, option->val});
+    }
+    // libpq would accept any server, and would not notice that it reads in clear.
+    if (!qEnvironmentVariableIsSet("PGSSLMODE"))
+        setDefault("sslmode", "verify-full");
+    setDefault("connect_timeout", "10");
+    setDefault("application_name", "velmio");
+    // A server that has vanished is noticed within half a minute.
+    setDefault("tcp_user_timeout", "30000");
+    setDefault("keepalives_idle", "15");
+    setDefault("keepalives_interval", "5");
+    setDefault("keepalives_count", "3");
+    options.push_back({"client_encoding", "UTF8"});
+    const QByteArray* const given = find("options");
+    const QByteArray ours = setting("statement_timeout", "60s") + ' ' +
+                            setting("lock_timeout", "5s") + ' ' +
+                            setting("velmio.store", storeId.toUtf8());
+    // The last of two settings counts.
+    options.push_back({"options", given ? ours + ' ' + *given : ours});
+}
+
+std::vector<const char*> ConnectionOptions::keywords() const
+{
+    std::vector<const char*> pointers;
+    for (const Option& option : options)
+        pointers.push_back(option.keyword.constData());
+    pointers.push_back(nullptr);
+    return pointers;
+}
+
+std::vector<const char*> ConnectionOptions::values() const
+{
+    std::vector<const char*> pointers;
+    for (const Option& option : options)
+        pointers.push_back(option.value.constData());
+    pointers.push_back(nullptr);
+    return pointers;
+}
+
+const QByteArray* ConnectionOptions::find(const QByteArray& keyword) const
+{
+    const auto found = std::find_if(options.begin(), options.end(), [&](const Option& option) {
+        return option.keyword == keyword;
+    });
+    return found == options.end() ? nullptr : &found->value;
+}
+
+void ConnectionOptions::setDefault(const QByteArray& keyword, const QByteArray& value)
+{
+    if (!find(keyword))
+        options.push_back({keyword, value});
+}
+
+} // namespace sync::fleet
