@@ -1,12 +1,10 @@
 #include <base/FilePaths.h>
 
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
-#include <QString>
+#include <base/system/FolderEntries.h>
 
-#include <fcntl.h>
-#include <unistd.h>
+#include <QDir>
+#include <QFileInfo>
+#include <QStringDecoder>
 
 using namespace Qt::StringLiterals;
 
@@ -26,9 +24,14 @@ QString resolvedFilePath(const QString& givenPath)
     return target.isEmpty() ? path : target;
 }
 
-bool mayAccess(const QString& path, int mode)
+std::optional<QString> textOfName(const std::string& name)
 {
-    return ::faccessat(AT_FDCWD, QFile::encodeName(path).constData(), mode, AT_EACCESS) == 0;
+    using Flag = QStringDecoder::Flag;
+    QStringDecoder decode(QStringDecoder::Utf8, Flag::Stateless | Flag::ConvertInitialBom);
+    QString decoded = decode(QByteArrayView(name.data(), qsizetype(name.size())));
+    if (decode.hasError())
+        return std::nullopt;
+    return decomposesNames() ? decoded.normalized(QString::NormalizationForm_C) : decoded;
 }
 
 } // namespace sync::base

@@ -1,6 +1,9 @@
 #pragma once
 
-class QString;
+#include <QString>
+
+#include <optional>
+#include <string>
 
 namespace sync::base {
 
@@ -10,8 +13,9 @@ QString absoluteFilePath(const QString& givenPath);
 /// The same with symbolic links followed: SQLite keeps its WAL beside the file itself.
 QString resolvedFilePath(const QString& givenPath);
 
-/// True if this process may use a file or folder, judged by the rights that apply when it is
-/// opened. `mode` is that of access(2); errno says why not.
-bool mayAccess(const QString& path, int mode);
+/// A name or path from the disk as text, including a byte order mark at its start; nothing if it is
+/// not valid UTF-8. Composed (NFC) where the system decomposes names, because records hold what a
+/// person types.
+std::optional<QString> textOfName(const std::string& name);
 
 } // namespace sync::base

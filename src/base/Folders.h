@@ -13,8 +13,4 @@ void createFolders(const QString& folder);
 /// folder may be written but not read, or its file system does not sync folders.
 void syncFolder(const QString& folder);
 
-/// False if the file system of a folder takes no new file, however small. A disk can run out of
-/// inodes before it runs out of space.
-bool hasFreeInode(const QString& folder);
-
 } // namespace sync::base

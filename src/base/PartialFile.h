@@ -1,8 +1,8 @@
 #pragma once
 
-#include <base/FileDescriptor.h>
+#include <base/system/FileDescriptor.h>
 
-#include <QByteArray>
+#include <QByteArrayView>
 #include <QString>
 
 namespace sync::base {
@@ -21,7 +21,7 @@ public:
     PartialFile(const PartialFile&) = delete;
     PartialFile& operator=(const PartialFile&) = delete;
 
-    QString path() const;
+    const QString& path() const { return name; }
     const QString& targetPath() const { return target; }
 
     void append(QByteArrayView bytes);
@@ -39,7 +39,7 @@ private:
     [[noreturn]] void fail() const;
 
     const QString target;
-    QByteArray name; // as the operating system has it; empty once it is published
+    QString name; // empty once it is published
     FileDescriptor descriptor;
 };
 

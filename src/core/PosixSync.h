@@ -14,13 +14,14 @@
 #ifndef VELMIO_POSIX_SYNC_RENAMED
     #define VELMIO_POSIX_SYNC_RENAMED
     // The include guards of glibc and musl, and of the BSDs and macOS.
-    #if defined(_UNISTD_H) || defined(_UNISTD_H_) || defined(_SYS_UNISTD_H_)
+    #if !defined(_WIN32) && (defined(_UNISTD_H) || defined(_UNISTD_H_) || defined(_SYS_UNISTD_H_))
         #error \
             "<unistd.h> came before <core/PosixSync.h>, so 'namespace sync' cannot be declared. \
 Link a Velmio:: target (or use the flags of pkg-config velmio-configuration), or compile with \
 '-include core/PosixSync.h', or include <core/PosixSync.h> first."
     #endif
-    #if __has_include(<unistd.h>)
+    // MinGW has a <unistd.h> too, but Windows has no such function.
+    #if !defined(_WIN32) && __has_include(<unistd.h>)
         #define sync posix_sync
         #include <unistd.h>
         #undef sync

@@ -4,6 +4,7 @@
 #include <base/FilePaths.h>
 #include <base/Folders.h>
 #include <base/PartialFile.h>
+#include <base/system/Files.h>
 #include <database/DatabaseError.h>
 #include <database/StoreInspection.h>
 #include <database/connection/SqliteError.h>
@@ -26,9 +27,7 @@
 #include <array>
 #include <cerrno>
 #include <limits>
-#include <sys/stat.h>
 #include <tuple>
-#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -144,11 +143,9 @@ DatabaseError nothingToSalvage(const QString& path)
 
 bool isSameFile(const QString& left, const QString& right)
 {
-    struct stat leftStatus = {};
-    struct stat rightStatus = {};
-    return ::stat(QFile::encodeName(left).constData(), &leftStatus) == 0 &&
-           ::stat(QFile::encodeName(right).constData(), &rightStatus) == 0 &&
-           leftStatus.st_dev == rightStatus.st_dev && leftStatus.st_ino == rightStatus.st_ino;
+    const auto leftStatus = base::statusOf(left, base::Links::Follow);
+    const auto rightStatus = base::statusOf(right, base::Links::Follow);
+    return leftStatus && rightStatus && leftStatus->id == rightStatus->id;
 }
 
 SqliteHandle openTrusted(const QString& file, const OpenOptions& options)
@@ -255,7 +252,7 @@ qint64 DatabaseBackups::nextNumber() const
 bool DatabaseBackups::copyTo(const QString& target, const std::optional<qint64>& number) const
 {
     requireDatabase(databasePath);
-    const bool writable = base::mayAccess(databasePath, W_OK);
+    const bool writable = base::mayAccess(databasePath, base::WriteAccess);
     requireTrusted(databasePath, trustOf(options, writable ? Trust::Owner : Trust::StoreOwner));
     requireTrusted(base::resolvedFilePath(target), trustOf(options));
     const ReadOnlyConnection source = writable ? ReadOnlyConnection{openConnection(databasePath)}

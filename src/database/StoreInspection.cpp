@@ -2,6 +2,7 @@
 
 #include <base/FileError.h>
 #include <base/FilePaths.h>
+#include <base/system/Files.h>
 #include <database/connection/SqliteError.h>
 #include <database/opening/CrashDetection.h>
 #include <database/opening/LockHolder.h>
@@ -12,14 +13,11 @@
 #include <database/opening/VfsFile.h>
 #include <database/opening/WalDamage.h>
 
-#include <QFile>
 #include <QFileInfo>
 #include <QtEndian>
 
 #include <array>
-#include <filesystem>
 #include <optional>
-#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -57,7 +55,8 @@ StoreInspection::StoreInspection(const QString& path, Depth depth)
     : filePath(base::resolvedFilePath(path))
 {
     const QFileInfo file(filePath);
-    writable = base::mayAccess(filePath, R_OK | W_OK) && base::mayAccess(file.path(), W_OK | X_OK);
+    writable = base::mayAccess(filePath, base::ReadAccess | base::WriteAccess) &&
+               base::mayAccess(file.path(), base::WriteAccess | base::EnterAccess);
     try {
         content = std::make_shared<StoreContent>(inspect(depth));
         if (depth == Depth::Whole && content->kind == Kind::Ours)
@@ -126,10 +125,8 @@ StoreContent StoreInspection::inspect(Depth depth)
     for (const QString& ending : {u"-wal"_s, u"-shm"_s, u"-journal"_s}) {
         const QString companion = filePath + ending;
         // In one look: another process may remove it meanwhile.
-        std::error_code ignored;
-        const auto status =
-            std::filesystem::status(QFile::encodeName(companion).constData(), ignored);
-        if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status))
+        const auto status = base::statusOf(companion, base::Links::Follow);
+        if (status && status->kind != base::FileKind::File)
             return {
                 Kind::NotAFile,
                 u"cannot be used, because %1 is not a regular file"_s.arg(companion),

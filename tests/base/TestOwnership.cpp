@@ -1,5 +1,7 @@
 #include <base/Ownership.h>
 
+#include <base/system/posix/Rights.h>
+
 #include <QTest>
 
 #include <grp.h>
@@ -12,16 +14,9 @@ namespace {
 
 constexpr uid_t Stranger = 65534;
 
-// The user that the tests run as.
-struct stat ownFile(mode_t mode)
+gid_t ownGroup()
 {
-    struct stat status
-    {
-    };
-    status.st_mode = S_IFREG | mode;
-    status.st_uid = ::geteuid();
-    status.st_gid = ::getpwuid(status.st_uid)->pw_gid;
-    return status;
+    return ::getpwuid(::geteuid())->pw_gid;
 }
 
 } // namespace
@@ -33,30 +28,34 @@ class TestOwnership : public QObject
 private Q_SLOTS:
     void onlyTheUserAndRootAreTrustedOwners()
     {
-        struct stat status = ownFile(0600);
-        QVERIFY(hasTrustedOwner(status, status.st_uid));
-        status.st_uid = 0;
-        QVERIFY(hasTrustedOwner(status, 1));
-        status.st_uid = Stranger;
-        QVERIFY(!hasTrustedOwner(status, 1));
-        QCOMPARE(hasTrustedOwner(status, Stranger), ::geteuid() == 0);
+        const auto isTrusted = [](uid_t owner, uid_t storeOwner) {
+            return hasTrustedOwner(rightsOf(0600, owner, ownGroup()), QString::number(storeOwner));
+        };
+        QVERIFY(isTrusted(::geteuid(), ::geteuid()));
+        QVERIFY(isTrusted(::geteuid(), 1));
+        QVERIFY(isTrusted(0, 1));
+        QVERIFY(!isTrusted(Stranger, 1));
+        QCOMPARE(isTrusted(Stranger, Stranger), ::geteuid() == 0);
     }
 
     void anotherGroupMayNotWrite()
     {
-        struct stat status = ownFile(0620);
-        status.st_gid = Stranger;
-        QVERIFY(othersMayWrite(status));
-        status.st_mode = S_IFREG | 0644;
-        QVERIFY(!othersMayWrite(status));
+        QVERIFY(rightsOf(0620, ::geteuid(), Stranger).othersMayWrite);
+        QVERIFY(!rightsOf(0644, ::geteuid(), Stranger).othersMayWrite);
     }
 
     void theGroupOfTheUserAloneMayWrite()
     {
-        const struct stat status = ownFile(0660);
         const bool isOwn =
-            ::getgrgid(status.st_gid)->gr_name == QByteArray(::getpwuid(status.st_uid)->pw_name);
-        QCOMPARE(othersMayWrite(status), !isOwn);
+            ::getgrgid(ownGroup())->gr_name == QByteArray(::getpwuid(::geteuid())->pw_name);
+        QCOMPARE(rightsOf(0660, ::geteuid(), ownGroup()).othersMayWrite, !isOwn);
+    }
+
+    void anyRightOfOthersIsAUse()
+    {
+        QVERIFY(!rightsOf(0700, ::geteuid(), ownGroup()).othersMayUse);
+        QVERIFY(rightsOf(0610, ::geteuid(), ownGroup()).othersMayUse);
+        QVERIFY(rightsOf(0601, ::geteuid(), ownGroup()).othersMayUse);
     }
 };
 

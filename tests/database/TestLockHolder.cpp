@@ -2,6 +2,7 @@
 
 #include <support/RawDatabase.h>
 
+#include <base/system/linux/ProcLocks.h>
 #include <database/DatabaseError.h>
 #include <database/SqliteDatabaseFactory.h>
 #include <interf/IQSqlDatabaseWrapper.h>
@@ -13,11 +14,10 @@
 
 #include <cstdio>
 #include <sys/sysmacros.h>
-#include <unistd.h>
 
 using namespace Qt::StringLiterals;
+using sync::base::locksIn;
 using sync::database::DatabaseError;
-using sync::database::FileId;
 using sync::database::lockHolderOf;
 using sync::database::lockingProcess;
 using sync::database::SqliteDatabaseFactory;
@@ -132,9 +132,9 @@ void TestLockHolder::findsTheWriterInTheListOfLocks()
     QFETCH(const qint64, process);
     const quint64 device = makedev(0xfe, 0x01);
 
-    const auto index = hasIndex ? std::optional(FileId{device, 2000}) : std::nullopt;
+    const auto index = hasIndex ? std::optional(locksIn(locks, {device, 2000})) : std::nullopt;
 
-    QCOMPARE(lockingProcess(locks, {device, 1000}, index), process);
+    QCOMPARE(lockingProcess(locksIn(locks, {device, 1000}), index), process);
 }
 
 void TestLockHolder::findsTheReaderOfAWal()

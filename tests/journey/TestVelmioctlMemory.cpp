@@ -27,8 +27,8 @@ constexpr int LongestWaitMs = 60'000;
     int code = 0;
     {
         velmioctl::Session session(velmioctl::Output(
-            stdout, stderr, velmioctl::terminalOf(STDOUT_FILENO, true),
-            velmioctl::terminalOf(STDERR_FILENO, true)));
+            stdout, stderr, velmioctl::terminalOf(stdout, true),
+            velmioctl::terminalOf(stderr, true)));
         try {
             code = static_cast<int>(velmioctl::runApplication(argc, argv, session));
         } catch (const velmioctl::EndedBySignal& ended) {

@@ -1,5 +1,7 @@
 #include <velmioctl/tree/DirectoryWalk.h>
 
+#include <base/FilePaths.h>
+
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
@@ -54,8 +56,8 @@ Walked walk(const QString& root, DirectoryWalk::Depth depth = DirectoryWalk::Dep
         if (!folder->complete)
             walked.incomplete += relative(folder->path);
         for (const DirectoryWalk::Entry& entry : folder->entries) {
-            const QString path =
-                relative(joinPath(folder->path, decodeName(entry.name).value_or(QString())));
+            const QString path = relative(
+                joinPath(folder->path, sync::base::textOfName(entry.name).value_or(QString())));
             (entry.regular ? walked.files : walked.others) += path;
         }
     }

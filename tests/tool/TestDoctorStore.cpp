@@ -4,6 +4,7 @@
 #include <support/RawDatabase.h>
 #include <velmioctl/doctor/Checks.h>
 
+#include <base/system/FileRights.h>
 #include <core/Crypto.h>
 #include <core/FileKeyStore.h>
 #include <database/DatabaseBackups.h>
@@ -294,7 +295,7 @@ private Q_SLOTS:
         const QStringList open = filesOpenToOthers(path);
         const QStringList found = sample.findings();
         for (const QString& file : open)
-            QVERIFY(closeToOthers(file));
+            QVERIFY(sync::base::closeToOthers(file));
 
         QCOMPARE(open, (QStringList{path, path + u"-wal"_s, key, folder, backup.path}));
         QCOMPARE(found.filter(u"store.permissions"_s).size(), 5);

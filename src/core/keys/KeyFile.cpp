@@ -6,13 +6,9 @@
 #include <base/PartialFile.h>
 #include <core/KeyError.h>
 
-#include <QFile>
 #include <QFileInfo>
 
 #include <cerrno>
-
-#include <fcntl.h>
-#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -22,8 +18,6 @@ using base::FileDescriptor;
 using base::systemErrorText;
 
 namespace {
-
-constexpr mode_t GroupAndOthers = S_IRWXG | S_IRWXO;
 
 KeyError unsafe(const QString& path, const QString& why, const QString& remedy)
 {
@@ -61,12 +55,12 @@ KeyError damaged(const QString& path)
 void checkFolder(const QString& path)
 {
     const QString folder = QFileInfo(path).absolutePath();
-    const auto status = base::ExaminedFolder(folder).status();
-    if (!status)
+    const auto found = base::ExaminedFolder(folder).examine();
+    if (!found)
         return; // The next step says why.
-    QString finding = base::ownerFinding(folder, *status, ::geteuid());
+    QString finding = base::ownerFinding(folder, found->rights, base::currentUser());
     if (finding.isEmpty())
-        finding = base::writersFinding(folder, *status);
+        finding = base::writersFinding(folder, found->rights);
     if (!finding.isEmpty()) {
         throw KeyError(
             KeyError::Cause::Unsafe, u"The password key file \"%1\" is not used, because another "
@@ -74,20 +68,20 @@ void checkFolder(const QString& path)
     }
 }
 
-void checkSafety(const QString& path, const struct stat& status)
+void checkSafety(const QString& path, const base::ExaminedFile& file)
 {
-    if (!S_ISREG(status.st_mode))
+    if (file.status.kind != base::FileKind::File)
         throw unsafe(path, u"is not a regular file"_s, u"Remove what is in its place."_s);
-    if (status.st_uid != geteuid())
+    if (file.rights.owner != base::currentUser())
         throw unsafe(path, u"belongs to another user"_s, u"Make yourself its owner."_s);
-    if (status.st_mode & GroupAndOthers) {
+    if (file.rights.othersMayUse) {
         throw unsafe(
             path, u"can be read or changed by its group or others"_s,
             u"Set its mode to 0600, and change the passwords if others may have read it."_s);
     }
 }
 
-SecureBytes readWhole(const QString& path, int descriptor, std::size_t size)
+SecureBytes readWhole(const QString& path, const FileDescriptor& file, std::size_t size)
 {
     if (size == 0 || size > KeyRing::maximumBytes())
         throw damaged(path);
@@ -95,9 +89,7 @@ SecureBytes readWhole(const QString& path, int descriptor, std::size_t size)
     SecureBytes bytes(size);
     std::size_t done = 0;
     while (done < size) {
-        const ssize_t count = ::read(descriptor, bytes.data() + done, size - done);
-        if (count < 0 && errno == EINTR)
-            continue;
+        const qint64 count = base::readBytes(file.get(), bytes.data() + done, size - done);
         if (count < 0)
             throw unreadable(path, errno);
         if (count == 0)
@@ -109,9 +101,7 @@ SecureBytes readWhole(const QString& path, int descriptor, std::size_t size)
 
 FileDescriptor openFile(const QString& path)
 {
-    // O_NONBLOCK, because opening a pipe would wait for its writer.
-    FileDescriptor file(::open(
-        QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+    FileDescriptor file = base::openForReading(path, base::Links::Keep);
     if (!file.isOpen() && errno == ELOOP)
         throw unsafe(path, u"is a symbolic link"_s, u"Put the file itself there."_s);
     if (!file.isOpen() && errno != ENOENT)
@@ -132,21 +122,20 @@ KeyRing KeyFile::read()
     if (!present.isOpen())
         return {};
     checkFolder(filePath);
-    struct stat presentStatus = {};
-    if (::fstat(present.get(), &presentStatus) != 0)
+    const auto examined = base::examine(present.get());
+    if (!examined)
         throw unreadable(filePath, errno);
-    checkSafety(filePath, presentStatus);
+    checkSafety(filePath, *examined);
 
     const std::lock_guard lock(mutex);
-    if (!isCached(presentStatus)) {
-        auto bytes =
-            readWhole(filePath, present.get(), static_cast<std::size_t>(presentStatus.st_size));
+    if (!isCached(examined->status)) {
+        auto bytes = readWhole(filePath, present, static_cast<std::size_t>(examined->status.size));
         auto fresh = KeyRing::fromBytes(bytes);
         if (!fresh)
             throw damaged(filePath);
         content = std::move(*fresh);
         file = std::move(present);
-        status = presentStatus;
+        status = examined->status;
         isSynced = false;
         ++contents;
     }
@@ -185,7 +174,7 @@ void KeyFile::sync()
         return;
     try {
         // On a read-only file system there is nothing to sync.
-        if (::fsync(file.get()) != 0 && errno != EROFS && errno != EINVAL)
+        if (!base::syncToMedium(file.get()) && errno != EROFS && errno != EINVAL)
             throw base::FileError(filePath, u"Cannot sync the file"_s, errno);
         base::syncFolder(QFileInfo(filePath).absolutePath());
     } catch (const base::FileError& error) {
@@ -197,7 +186,7 @@ void KeyFile::sync()
 void KeyFile::remove()
 {
     try {
-        if (::unlink(QFile::encodeName(filePath).constData()) != 0)
+        if (!base::removeFile(filePath))
             throw base::FileError(filePath, u"Cannot remove the file"_s, errno);
         base::syncFolder(QFileInfo(filePath).absolutePath());
     } catch (const base::FileError& error) {
@@ -205,10 +194,10 @@ void KeyFile::remove()
     }
 }
 
-bool KeyFile::isCached(const struct stat& present) const
+bool KeyFile::isCached(const base::FileStatus& present) const
 {
-    return file.isOpen() && status.st_dev == present.st_dev && status.st_ino == present.st_ino &&
-           status.st_size == present.st_size && status.st_ctime == present.st_ctime;
+    return file.isOpen() && status.id == present.id && status.size == present.size &&
+           status.changed == present.changed;
 }
 
 } // namespace sync::core::crypto

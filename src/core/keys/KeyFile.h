@@ -1,13 +1,12 @@
 #pragma once
 
-#include <base/FileDescriptor.h>
+#include <base/system/FileRights.h>
 #include <core/KeyRing.h>
 
 #include <QString>
 
 #include <atomic>
 #include <mutex>
-#include <sys/stat.h>
 
 namespace sync::core::crypto {
 
@@ -45,7 +44,7 @@ public:
     int readings() const { return contents; }
 
 private:
-    bool isCached(const struct stat& present) const;
+    bool isCached(const base::FileStatus& present) const;
 
     const QString filePath;
     std::atomic<int> contents = 0;
@@ -53,7 +52,7 @@ private:
     std::mutex mutex; // guards all that follows
     // Kept open, so that no later file can get the inode number of the file that was read.
     base::FileDescriptor file{-1};
-    struct stat status = {};
+    base::FileStatus status;
     KeyRing content;
     bool isSynced = false;
 };

@@ -1,14 +1,13 @@
 #include <core/keys/KeyLock.h>
 
 #include <base/Ownership.h>
+#include <base/system/FileRights.h>
 #include <core/KeyError.h>
 
 #include <QDeadlineTimer>
-#include <QFile>
+#include <QFileInfo>
 #include <QLockFile>
 #include <QThread>
-
-#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -47,15 +46,16 @@ KeyError lockError(const QLockFile& lock, std::chrono::milliseconds limit)
 // Examined before it is read: opening a pipe would wait for its writer.
 void checkLockFile(const QString& path)
 {
-    struct stat status = {};
-    if (::lstat(QFile::encodeName(path).constData(), &status) != 0)
+    const QFileInfo file(path);
+    const auto found = base::ExaminedFolder(file.absolutePath()).examine(file.fileName());
+    if (!found)
         return;
-    if (!S_ISREG(status.st_mode)) {
+    if (found->status.kind != base::FileKind::File) {
         throw KeyError(
             KeyError::Cause::Unsafe, u"The lock file \"%1\" of the password keys is not a regular "
                                      "file. Remove what is in its place."_s.arg(path));
     }
-    const QString finding = base::ownerFinding(path, status, ::geteuid());
+    const QString finding = base::ownerFinding(path, found->rights, base::currentUser());
     if (!finding.isEmpty()) {
         throw KeyError(
             KeyError::Cause::Unsafe,

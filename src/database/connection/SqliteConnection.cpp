@@ -5,8 +5,6 @@
 #include <database/connection/SqliteError.h>
 #include <database/pool/ConnectionPool.h>
 
-#include <QFile>
-
 #include <sqlite3.h>
 
 #include <chrono>
@@ -73,7 +71,7 @@ int SqliteConnection::pagesRead() const
 bool SqliteConnection::hasOtherFingerprint()
 {
     checkedPages = pagesRead();
-    return fingerprintOf(QFile::decodeName(sqlite3_db_filename(handle(), "main"))) != *fingerprint;
+    return fingerprintOf(QString::fromUtf8(sqlite3_db_filename(handle(), "main"))) != *fingerprint;
 }
 
 StatementLoan SqliteConnection::prepare(const QString& sql, Failure& error)

@@ -1,10 +1,10 @@
 #include <database/connection/SqliteError.h>
 
-#include <base/Folders.h>
+#include <base/system/Files.h>
+#include <base/system/FolderEntries.h>
 #include <database/connection/SqliteHandle.h>
 #include <database/opening/LockHolder.h>
 
-#include <QFile>
 #include <QFileInfo>
 
 #include <sqlite3.h>
@@ -22,7 +22,7 @@ using Cause = DatabaseError::Cause;
 // Where it would create the files beside a database.
 bool hasFreeInode(sqlite3* database)
 {
-    const QString path = QFile::decodeName(sqlite3_db_filename(database, "main"));
+    const QString path = QString::fromUtf8(sqlite3_db_filename(database, "main"));
     return base::hasFreeInode(QFileInfo(path).absolutePath());
 }
 
@@ -32,15 +32,10 @@ Cause causeOfFailedOpen(sqlite3* database)
 {
     if (!hasFreeInode(database))
         return Cause::DiskFull;
-    switch (sqlite3_system_errno(database)) {
-    case ENOSPC:
-    case EDQUOT:
+    const int error = base::errnoOf(sqlite3_system_errno(database));
+    if (base::isOutOfSpace(error))
         return Cause::DiskFull;
-    case EROFS:
-        return Cause::ReadOnly;
-    default:
-        return Cause::NoPermission;
-    }
+    return error == EROFS ? Cause::ReadOnly : Cause::NoPermission;
 }
 
 Cause causeOf(sqlite3* database)
@@ -78,7 +73,7 @@ Cause causeOf(sqlite3* database)
 
 QString busyRemedy(sqlite3* database)
 {
-    const auto holder = lockHolderOf(QFile::decodeName(sqlite3_db_filename(database, "main")));
+    const auto holder = lockHolderOf(QString::fromUtf8(sqlite3_db_filename(database, "main")));
     if (!holder)
         return u"Another process or thread has been writing to it for more than 5 s: try again, "
                u"or end that process."_s;

@@ -1,13 +1,9 @@
 #include <database/connection/SqliteHandle.h>
 
-#include <base/FilePaths.h>
+#include <base/system/Files.h>
 #include <database/connection/SqliteError.h>
 
-#include <QFile>
-
 #include <sqlite3.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
@@ -58,7 +54,7 @@ void requireWritable(sqlite3* database, const QString& path)
 {
     if (sqlite3_db_readonly(database, "main") != 1)
         return;
-    if (!base::mayAccess(path, W_OK))
+    if (!base::mayAccess(path, base::WriteAccess))
         throw databaseError(base::FileError(path, u"Cannot write to the database"_s, errno));
     throw DatabaseError(
         DatabaseError::Cause::Other,
@@ -83,8 +79,7 @@ SqliteHandle openConnection(const QString& path, Locking locking)
     // NOMUTEX: the pool ensures that one thread at a time uses a connection.
     constexpr int Flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE;
     sqlite3* opened = nullptr;
-    const int result =
-        sqlite3_open_v2(QFile::encodeName(path).constData(), &opened, Flags, nullptr);
+    const int result = sqlite3_open_v2(path.toUtf8().constData(), &opened, Flags, nullptr);
     SqliteHandle database(opened);
     if (result != SQLITE_OK)
         throw databaseError(opened, path);
@@ -229,11 +224,10 @@ StoreFingerprint fingerprintOf(const QString& path)
     StoreFingerprint all{};
     auto next = all.begin();
     for (const QString& file : {path, path + u"-wal"_s}) {
-        struct stat status = {};
-        ::stat(QFile::encodeName(file).constData(), &status);
-        *next++ = status.st_size;
-        *next++ = status.st_mtim.tv_sec;
-        *next++ = status.st_mtim.tv_nsec;
+        const auto status = base::statusOf(file, base::Links::Follow).value_or(base::FileStatus());
+        *next++ = status.size;
+        *next++ = status.modified.seconds;
+        *next++ = status.modified.nanoseconds;
     }
     return all;
 }

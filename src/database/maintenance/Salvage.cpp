@@ -6,7 +6,6 @@
 #include <database/schema/Tables.h>
 
 #include <QByteArrayList>
-#include <QFile>
 #include <QHash>
 
 #include <sqlite3.h>
@@ -454,8 +453,7 @@ std::optional<qint64> prepareForSalvage(const QString& copy)
 {
     sqlite3* opened = nullptr;
     sqlite3_open_v2(
-        QFile::encodeName(copy).constData(), &opened, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX,
-        nullptr);
+        copy.toUtf8().constData(), &opened, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
     const SqliteHandle database(opened);
     // A writable schema lets SQLite open a damaged file; exclusive, it shares no memory for the
     // WAL.

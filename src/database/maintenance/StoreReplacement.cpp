@@ -1,9 +1,9 @@
 #include <database/maintenance/StoreReplacement.h>
 
 #include <base/FileError.h>
-#include <base/FilePaths.h>
 #include <base/Folders.h>
 #include <base/PartialFile.h>
+#include <base/system/Files.h>
 #include <database/DatabaseError.h>
 #include <database/StoreInspection.h>
 #include <database/connection/SqliteError.h>
@@ -21,7 +21,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <memory>
-#include <unistd.h>
 #include <vector>
 
 using namespace Qt::StringLiterals;
@@ -51,7 +50,7 @@ SqliteHandle openWithoutWaiting(const QString& path)
 {
     sqlite3* opened = nullptr;
     const int result = sqlite3_open_v2(
-        QFile::encodeName(path).constData(), &opened,
+        path.toUtf8().constData(), &opened,
         SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE, nullptr);
     SqliteHandle database(opened);
     if (result != SQLITE_OK)
@@ -77,7 +76,7 @@ bool isProblemOfThePlace(sqlite3* database, const QString& path)
         return false;
     case SQLITE_READONLY:
         // The header of a later file format may say so.
-        return !base::mayAccess(path, W_OK);
+        return !base::mayAccess(path, base::WriteAccess);
     default:
         return true;
     }
@@ -176,7 +175,7 @@ StoreReplacement::StoreReplacement(const QString& path)
     : path(path)
     , database(openWithoutWaiting(path))
 {
-    if (!base::mayAccess(path, R_OK | W_OK))
+    if (!base::mayAccess(path, base::ReadAccess | base::WriteAccess))
         throw FileError(path, u"Cannot read and write the database"_s, errno);
     requireOurs(path);
     lock();
@@ -285,7 +284,7 @@ void StoreReplacement::swapFile(sqlite3* source) const
     // No process can use the old file, with or without its WAL, and none can between these steps. A
     // WAL never stands beside a file that it does not belong to.
     for (const QString& companion : companionsOf(path)) {
-        if (::unlink(QFile::encodeName(companion).constData()) != 0)
+        if (!base::removeFile(companion))
             throw FileError(companion, u"Cannot remove"_s, errno);
     }
     syncFolder(QFileInfo(path).path());

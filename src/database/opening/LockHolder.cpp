@@ -1,20 +1,18 @@
 #include <database/opening/LockHolder.h>
 
-#include <QFile>
-#include <QList>
-#include <QSysInfo>
+#include <base/system/FileLocks.h>
 
-#include <sys/stat.h>
-#if __has_include(<sys/sysmacros.h>) // makedev() on Linux; elsewhere it comes with sys/types.h
-    #include <sys/sysmacros.h>
-#endif
-#include <unistd.h>
+#include <QCoreApplication>
+#include <QFileInfo>
+#include <QSysInfo>
 
 using namespace Qt::StringLiterals;
 
 namespace sync::database {
 
 namespace {
+
+using base::FileLock;
 
 // Where SQLite places its locks (sqlite.org/src/file/src/os_unix.c). In the index of the WAL: the
 // locks of the writer, of a checkpoint and of the recovery.
@@ -26,54 +24,9 @@ constexpr quint64 LastReaderByte = 127;
 constexpr quint64 FirstFileByte = 0x40000000;
 constexpr quint64 LastFileByte = FirstFileByte + 2 + 510 - 1;
 
-/// A line of /proc/locks: "1: POSIX  ADVISORY  WRITE 4711 fe:00:1234 120 120" (proc_locks(5)).
-struct Lock
+bool isOn(const FileLock& lock, quint64 from, quint64 to)
 {
-    explicit Lock(const QByteArray& line)
-    {
-        const QList<QByteArray> fields = line.simplified().split(' ');
-        // The line of a waiting process has "->" after the number.
-        if (fields.size() != 8 || fields[1] != "POSIX")
-            return;
-        const QList<QByteArray> file = fields[5].split(':');
-        if (file.size() != 3)
-            return;
-        writes = fields[3] == "WRITE";
-        processId = fields[4].toLongLong();
-        id = {
-            makedev(file[0].toUInt(nullptr, 16), file[1].toUInt(nullptr, 16)),
-            file[2].toULongLong()};
-        first = fields[6].toULongLong();
-        last = fields[7] == "EOF" ? ~quint64(0) : fields[7].toULongLong();
-    }
-
-    bool isOn(const FileId& file, quint64 from, quint64 to) const
-    {
-        return processId > 0 && id.device == file.device && id.inode == file.inode && first <= to &&
-               last >= from;
-    }
-
-    bool writes = false;
-    qint64 processId = 0;
-    FileId id;
-    quint64 first = 0;
-    quint64 last = 0;
-};
-
-std::optional<FileId> idOf(const QString& path)
-{
-    struct stat status
-    {
-    };
-    if (::stat(QFile::encodeName(path).constData(), &status) != 0)
-        return {};
-    return FileId{status.st_dev, status.st_ino};
-}
-
-QByteArray contentOf(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    return lock.first <= to && lock.last >= from;
 }
 
 // A program chooses its own name, which is printed on terminals.
@@ -86,66 +39,40 @@ QString printable(QString name)
     return name;
 }
 
-QDateTime startOf(qint64 processId)
-{
-    // The 20th field after the name, which may contain anything: clock ticks since the system
-    // booted.
-    constexpr int StartField = 19;
-    const QByteArray status = contentOf(u"/proc/%1/stat"_s.arg(processId));
-    const QList<QByteArray> fields = status.mid(status.lastIndexOf(')') + 2).split(' ');
-    const QByteArray system = contentOf(u"/proc/stat"_s);
-    const qsizetype boot = system.indexOf("btime ");
-    const long ticksPerSecond = ::sysconf(_SC_CLK_TCK);
-    if (fields.size() <= StartField || boot < 0 || ticksPerSecond <= 0)
-        return {};
-    const qint64 bootSecond = system.mid(boot + 6).split('\n').constFirst().toLongLong();
-    return QDateTime::fromSecsSinceEpoch(
-        bootSecond + fields[StartField].toLongLong() / ticksPerSecond);
-}
-
 std::optional<LockHolder> otherProcess(qint64 processId)
 {
-    if (processId <= 0 || processId == ::getpid())
+    if (processId <= 0 || processId == QCoreApplication::applicationPid())
         return {};
-    const QByteArray name = contentOf(u"/proc/%1/comm"_s.arg(processId)).trimmed();
+    const base::ProcessDescription process = base::describeProcess(processId);
     return LockHolder{
-        processId, printable(QString::fromUtf8(name)), QSysInfo::machineHostName(),
-        startOf(processId)};
-}
-
-std::optional<LockHolder> lockHolder(
-    const QString& databasePath, const std::optional<FileId>& index)
-{
-    const auto database = idOf(databasePath);
-    if (!database)
-        return {};
-    return otherProcess(lockingProcess(contentOf(u"/proc/locks"_s), *database, index));
+        processId, printable(process.program), QSysInfo::machineHostName(), process.runningSince};
 }
 
 } // namespace
 
 qint64 lockingProcess(
-    const QByteArray& locks, const FileId& database, const std::optional<FileId>& index)
+    const std::vector<FileLock>& database, const std::optional<std::vector<FileLock>>& index)
 {
-    qint64 reader = 0;
-    const QList<QByteArray> lines = locks.split('\n');
-    for (const QByteArray& line : lines) {
-        const Lock lock(line);
-        if (lock.writes && ((index && lock.isOn(*index, FirstIndexByte, LastIndexByte)) ||
-                            lock.isOn(database, FirstFileByte, LastFileByte)))
+    for (const FileLock& lock : index.value_or(std::vector<FileLock>())) {
+        if (lock.writes && isOn(lock, FirstIndexByte, LastIndexByte))
             return lock.processId;
-        if (lock.isOn(database, FirstFileByte, LastFileByte))
-            reader = lock.processId;
+    }
+    qint64 reader = 0;
+    for (const FileLock& lock : database) {
+        if (!isOn(lock, FirstFileByte, LastFileByte))
+            continue;
+        if (lock.writes)
+            return lock.processId;
+        reader = lock.processId;
     }
     // With a WAL readers block nobody.
     return index ? 0 : reader;
 }
 
-qint64 walReadingProcess(const QByteArray& locks, const FileId& index)
+qint64 walReadingProcess(const std::vector<FileLock>& index)
 {
-    for (const QByteArray& line : locks.split('\n')) {
-        const Lock lock(line);
-        if (lock.isOn(index, FirstReaderByte, LastReaderByte))
+    for (const FileLock& lock : index) {
+        if (isOn(lock, FirstReaderByte, LastReaderByte))
             return lock.processId;
     }
     return 0;
@@ -153,20 +80,21 @@ qint64 walReadingProcess(const QByteArray& locks, const FileId& index)
 
 std::optional<LockHolder> walReaderOf(const QString& databasePath)
 {
-    const auto index = idOf(databasePath + u"-shm"_s);
-    return index ? otherProcess(walReadingProcess(contentOf(u"/proc/locks"_s), *index))
-                 : std::nullopt;
+    return otherProcess(walReadingProcess(base::locksOn(databasePath + u"-shm"_s)));
 }
 
 std::optional<LockHolder> lockHolderOf(const QString& databasePath)
 {
-    return lockHolder(databasePath, idOf(databasePath + u"-shm"_s));
+    const QString index = databasePath + u"-shm"_s;
+    return otherProcess(lockingProcess(
+        base::locksOn(databasePath),
+        QFileInfo::exists(index) ? std::optional(base::locksOn(index)) : std::nullopt));
 }
 
 std::optional<LockHolder> userOf(const QString& databasePath)
 {
     // As without a WAL: a process that has the file open then shares it.
-    return lockHolder(databasePath, {});
+    return otherProcess(lockingProcess(base::locksOn(databasePath), {}));
 }
 
 QString describe(const LockHolder& holder)

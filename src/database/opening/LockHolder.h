@@ -1,10 +1,12 @@
 #pragma once
 
-#include <QByteArray>
+#include <base/system/FileLocks.h>
+
 #include <QDateTime>
 #include <QString>
 
 #include <optional>
+#include <vector>
 
 namespace sync::database {
 
@@ -17,27 +19,21 @@ struct LockHolder
     QDateTime runningSince; ///< Invalid if that is not known.
 };
 
-/// How the system names a file.
-struct FileId
-{
-    quint64 device = 0;
-    quint64 inode = 0;
-};
-
 /// The process that holds the write lock of a database, or without a WAL also one that reads; 0 if
-/// no process does. `locks` is a text like that of /proc/locks, `index` that of the WAL, if any.
+/// no process does. Of the locks on the database and on the index of its WAL, if any.
 qint64 lockingProcess(
-    const QByteArray& locks, const FileId& database, const std::optional<FileId>& index);
+    const std::vector<base::FileLock>& database,
+    const std::optional<std::vector<base::FileLock>>& index);
 
 /// A process that reads the WAL with this index, and so keeps it from being overwritten from its
 /// beginning; 0 if no process does.
-qint64 walReadingProcess(const QByteArray& locks, const FileId& index);
+qint64 walReadingProcess(const std::vector<base::FileLock>& index);
 
 /// Another process that reads the WAL of a database. Nothing as for lockHolderOf().
 std::optional<LockHolder> walReaderOf(const QString& databasePath);
 
 /// Another process that keeps this one from writing to a database now. Nothing if no process does,
-/// or if it cannot be seen: on systems without /proc, and in another container.
+/// or if it cannot be seen: on some systems, and in another container.
 std::optional<LockHolder> lockHolderOf(const QString& databasePath);
 
 /// Another process that has a database open, even if it does nothing with it. Nothing as above.

@@ -1,6 +1,6 @@
 #include <database/opening/ReadOnlyConnection.h>
 
-#include <base/FilePaths.h>
+#include <base/system/Files.h>
 #include <database/DatabaseError.h>
 #include <database/connection/SqliteError.h>
 #include <database/opening/CrashDetection.h>
@@ -18,7 +18,6 @@
 #include <memory>
 #include <mutex>
 #include <thread>
-#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -157,7 +156,7 @@ bool mayReadWal(const QString& path)
 {
     const QStringList files{path + u"-wal"_s, path + u"-shm"_s};
     return std::all_of(files.begin(), files.end(), [](const QString& file) {
-        return base::mayAccess(file, R_OK) || errno == ENOENT;
+        return base::mayAccess(file, base::ReadAccess) || errno == ENOENT;
     });
 }
 
@@ -185,7 +184,7 @@ ReadOnlyConnection openReadOnlyConnection(const QString& path)
     const QString wal = path + u"-wal"_s;
     const bool hasWal = QFileInfo(wal).size() > 0;
     const bool hasIndex = QFileInfo::exists(wal) && QFileInfo::exists(path + u"-shm"_s);
-    const bool writable = base::mayAccess(path, W_OK);
+    const bool writable = base::mayAccess(path, base::WriteAccess);
     // A process without write access cannot determine whether others have the store open: assume
     // it.
     const bool inUse = hasIndex && !(writable && hasNoUser(path));

@@ -26,16 +26,16 @@ void requireTrusted(const QString& path, Trust trust)
 {
     const QFileInfo file(path);
     const base::ExaminedFolder folder(file.path());
-    const auto folderStatus = folder.status();
-    if (trust == Trust::Everybody || !folderStatus)
+    const auto examinedFolder = folder.examine();
+    if (trust == Trust::Everybody || !examinedFolder)
         return;
-    const uid_t owner = folder.status(file.fileName()).value_or(*folderStatus).st_uid;
+    const QString owner = folder.examine(file.fileName()).value_or(*examinedFolder).rights.owner;
 
-    const auto check = [&](const QString& name, const struct stat& status) {
-        const bool isOfOwner = trust == Trust::StoreOwner && status.st_uid == owner;
-        QString finding = isOfOwner ? QString() : base::ownerFinding(name, status, owner);
+    const auto check = [&](const QString& name, const base::FileRights& rights) {
+        const bool isOfOwner = trust == Trust::StoreOwner && rights.owner == owner;
+        QString finding = isOfOwner ? QString() : base::ownerFinding(name, rights, owner);
         if (finding.isEmpty() && trust == Trust::Owner)
-            finding = base::writersFinding(name, status);
+            finding = base::writersFinding(name, rights);
         if (!finding.isEmpty())
             throw DatabaseError(
                 DatabaseError::Cause::Untrusted,
@@ -44,12 +44,12 @@ void requireTrusted(const QString& path, Trust trust)
     };
     for (const auto* const suffix : Suffixes) {
         const QString name = file.path() + u'/' + file.fileName() + QString::fromUtf16(suffix);
-        const auto status = folder.status(QFileInfo(name).fileName());
-        if (status)
-            check(name, *status);
+        const auto found = folder.examine(QFileInfo(name).fileName());
+        if (found)
+            check(name, found->rights);
     }
     if (trust == Trust::Owner)
-        check(file.path(), *folderStatus);
+        check(file.path(), examinedFolder->rights);
 }
 
 } // namespace sync::database

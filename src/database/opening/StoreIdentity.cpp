@@ -1,5 +1,6 @@
 #include <database/opening/StoreIdentity.h>
 
+#include <base/system/Process.h>
 #include <database/DatabaseError.h>
 #include <database/connection/SqliteHandle.h>
 
@@ -25,7 +26,7 @@ QString machineStamp(const QByteArray& machineId, qint64 userId, const QString& 
 
 QString ownMachineStamp(const QString& storeId)
 {
-    return machineStamp(QSysInfo::machineUniqueId(), ::geteuid(), storeId);
+    return machineStamp(QSysInfo::machineUniqueId(), base::currentUserNumber(), storeId);
 }
 
 StoreIdentity readIdentity(sqlite3* database, const QString& path)

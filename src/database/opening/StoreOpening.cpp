@@ -3,6 +3,7 @@
 #include <base/FilePaths.h>
 #include <base/Folders.h>
 #include <base/PartialFile.h>
+#include <base/system/Files.h>
 #include <database/DatabaseBackups.h>
 #include <database/DatabaseError.h>
 #include <database/StoreInspection.h>
@@ -22,7 +23,6 @@
 #include <QFileInfo>
 
 #include <sqlite3.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
@@ -252,9 +252,9 @@ void StoreOpening::createFile() const
 void StoreOpening::checkAccess() const
 {
     const QString folder = QFileInfo(path).path();
-    if (!base::mayAccess(path, R_OK | W_OK))
+    if (!base::mayAccess(path, base::ReadAccess | base::WriteAccess))
         throw base::FileError(path, u"Cannot read and write the database"_s, errno);
-    if (!base::mayAccess(folder, W_OK | X_OK))
+    if (!base::mayAccess(folder, base::WriteAccess | base::EnterAccess))
         throw base::FileError(folder, u"Cannot write beside the database in"_s, errno);
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <base/system/Volumes.h>
 #include <database/OpenOptions.h>
 #include <database/connection/SqliteHandle.h>
 #include <database/opening/StoreIdentity.h>
@@ -33,7 +34,7 @@ public:
 
     explicit StoreOpening(
         const QString& path, const OpenOptions& options = {},
-        FileSystemType fileSystemType = fileSystemTypeOf);
+        FileSystemType fileSystemType = base::fileSystemTypeOf);
 
     /// May be called once. Throws DatabaseError; a file that is not ours, too new, damaged or
     /// altered is unchanged then.

@@ -1,7 +1,5 @@
 #include <database/opening/VfsFile.h>
 
-#include <QFile>
-
 namespace sync::database {
 
 bool isWalHeader(const char* header)
@@ -23,8 +21,7 @@ VfsFile::VfsFile(const QString& path)
 {
     sqlite3* opened = nullptr;
     const int result = sqlite3_open_v2(
-        QFile::encodeName(path).constData(), &opened, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX,
-        nullptr);
+        path.toUtf8().constData(), &opened, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
     database.reset(opened);
     if (result == SQLITE_OK)
         file = fileOf(opened);

@@ -4,7 +4,6 @@
 #include <database/opening/VfsFile.h>
 
 #include <QByteArrayList>
-#include <QStorageInfo>
 
 #include <sqlite3.h>
 
@@ -44,11 +43,6 @@ bool isNetworkFileSystem(const QByteArray& type)
            name != "ocfs2")
         name.chop(1);
     return names.contains(name);
-}
-
-QByteArray fileSystemTypeOf(const QString& path)
-{
-    return QStorageInfo(path).fileSystemType();
 }
 
 bool hasSharedMemory(const QString& path)

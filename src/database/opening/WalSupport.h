@@ -11,9 +11,6 @@ class SqliteError;
 /// not safe there: its users share memory, which separate machines cannot.
 bool isNetworkFileSystem(const QByteArray& type);
 
-/// The type of the file system that holds an existing file, as isNetworkFileSystem() takes it.
-QByteArray fileSystemTypeOf(const QString& path);
-
 /// True if the users of a database file can share memory beside it, as a WAL requires; also if that
 /// cannot be determined now. For a file without a WAL.
 bool hasSharedMemory(const QString& path);

@@ -1,5 +1,6 @@
 #include <velmioctl/bundle/BundleContent.h>
 
+#include <base/system/FileRights.h>
 #include <database/DatabaseBackups.h>
 #include <database/SqliteDatabaseFactory.h>
 #include <velmioctl/cli/ExitCode.h>
@@ -7,7 +8,6 @@
 #include <velmioctl/exchange/StoreRows.h>
 #include <velmioctl/exchange/StoreSnapshot.h>
 #include <velmioctl/store/Records.h>
-#include <velmioctl/tree/FileState.h>
 
 #include <QFileInfo>
 #include <QJsonArray>
@@ -228,7 +228,7 @@ QJsonObject fileOf(const QString& path, const Redactor& redactor)
         {u"path"_s, redactor.path(path)},
         {u"bytes"_s, QFileInfo(path).size()},
         {u"logBytes"_s, QFileInfo(path + u"-wal"_s).size()},
-        {u"permissions"_s, permissionsOf(path)},
+        {u"permissions"_s, sync::base::permissionsOf(path)},
         {u"backups"_s, backupsOf(path)},
     };
 }

@@ -1,8 +1,7 @@
 #pragma once
 
+#include <base/system/Terminal.h>
 #include <velmioctl/cli/ExitCode.h>
-
-#include <csignal>
 
 namespace velmioctl {
 
@@ -12,24 +11,13 @@ namespace velmioctl {
 class Interruption
 {
 public:
-    Interruption();
-    ~Interruption();
-
-    Interruption(const Interruption&) = delete;
-    Interruption& operator=(const Interruption&) = delete;
-
     bool requested() const;
 
     /// The exit code after a request; Ok without one.
     ExitCode exitCode() const;
 
 private:
-    struct sigaction oldInterrupt
-    {
-    };
-    struct sigaction oldTerminate
-    {
-    };
+    const sync::base::SignalWatch watch;
 };
 
 } // namespace velmioctl

@@ -1,5 +1,7 @@
 #include <velmioctl/cli/Output.h>
 
+#include <base/system/Files.h>
+#include <base/system/Terminal.h>
 #include <velmioctl/cli/ExitCode.h>
 #include <velmioctl/cli/Table.h>
 #include <velmioctl/cli/Text.h>
@@ -7,7 +9,6 @@
 #include <QJsonDocument>
 
 #include <cerrno>
-#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -121,8 +122,8 @@ int Output::finish()
     flush();
     // Some file systems find out only now that they have no space; pipes and terminals have nothing
     // to sync.
-    if (failure == 0 && ::fsync(::fileno(answers)) != 0 &&
-        (errno == ENOSPC || errno == EDQUOT || errno == EIO))
+    if (failure == 0 && !sync::base::syncToMedium(sync::base::fileBehind(answers)) &&
+        (sync::base::isOutOfSpace(errno) || errno == EIO))
         failure = errno;
     return failure;
 }

@@ -1,20 +1,17 @@
 #include <velmioctl/cli/SecretLine.h>
 
-#include <cerrno>
-#include <unistd.h>
+#include <base/system/Files.h>
 
 using sync::core::crypto::SecureBytes;
 
 namespace velmioctl {
 
-SecureBytes readSecretLine(int descriptor, const std::function<bool()>& wait)
+SecureBytes readSecretLine(sync::base::NativeFile file, const std::function<bool()>& wait)
 {
     SecureBytes line(LongestSecretBytes + 1);
     std::size_t size = 0;
     while (size < line.size() && wait()) {
-        const ssize_t count = ::read(descriptor, line.data() + size, 1);
-        if (count < 0 && errno == EINTR)
-            continue;
+        const qint64 count = sync::base::readBytes(file, line.data() + size, 1);
         if (count <= 0 || line.data()[size] == '\n')
             break;
         ++size;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <base/system/FileDescriptor.h>
 #include <core/SecureBytes.h>
 
 #include <functional>
@@ -9,11 +10,11 @@ namespace velmioctl {
 /// The longest secret that is read, in bytes.
 constexpr std::size_t LongestSecretBytes = 65'536;
 
-/// Reads the first line of a descriptor, without its end, into memory that is wiped. Byte by byte,
+/// Reads the first line of an open file, without its end, into memory that is wiped. Byte by byte,
 /// so that what follows stays unread. One byte longer than the longest secret if the line is.
 ///
 /// `wait` is called before each byte; the line ends if it returns false.
 sync::core::crypto::SecureBytes readSecretLine(
-    int descriptor, const std::function<bool()>& wait = [] { return true; });
+    sync::base::NativeFile file, const std::function<bool()>& wait = [] { return true; });
 
 } // namespace velmioctl

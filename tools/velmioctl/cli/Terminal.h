@@ -2,6 +2,8 @@
 
 #include <QString>
 
+#include <cstdio>
+
 namespace velmioctl {
 
 /// What is known about the target of an output stream.
@@ -13,16 +15,13 @@ struct Terminal
     bool colours = false;     ///< Escape sequences for colours may be used.
 };
 
-/// Reads a file descriptor, NO_COLOR and TERM. `utf8` is true if the locale uses UTF-8.
-Terminal terminalOf(int fileDescriptor, bool utf8);
+/// Reads the file behind a stream, NO_COLOR and TERM. `utf8` is true if the locale uses UTF-8.
+Terminal terminalOf(std::FILE* stream, bool utf8);
 
 /// With the numbers of ECMA-48.
 enum class Colour { Red = 31, Green = 32, Yellow = 33 };
 
 /// The text in a colour, if the terminal shows colours.
 QString coloured(const QString& text, Colour colour, const Terminal& terminal);
-
-/// True when the locale of the environment encodes text as UTF-8. Sets the program's locale.
-bool environmentUsesUtf8();
 
 } // namespace velmioctl

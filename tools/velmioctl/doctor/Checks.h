@@ -57,9 +57,6 @@ void checkOwners(const QString& path, const Found& found);
 /// Reports a key file in the folder of the database, after it has had the chance to move.
 void checkKeyBeside(const QString& path, const Found& found);
 
-/// Takes the rights of the group and of others from a file. False if that fails.
-bool closeToOthers(const QString& path);
-
 /// The checks of stored passwords and their keys.
 std::vector<Check> secretChecks();
 

@@ -1,5 +1,6 @@
 #include <velmioctl/doctor/DoctorCommand.h>
 
+#include <base/system/FileRights.h>
 #include <database/StoreInspection.h>
 #include <velmioctl/cli/CommandLine.h>
 #include <velmioctl/cli/Text.h>
@@ -114,7 +115,7 @@ long long repairDatabase(Session& session, const QStringList& schema)
 void closeFiles(Session& session, const QStringList& files)
 {
     for (const QString& file : files) {
-        if (!closeToOthers(file)) {
+        if (!sync::base::closeToOthers(file)) {
             session.output.warning(
                 u"The rights to %1 could not be changed. Change them as its owner, with 'chmod go= "
                 u"%1'."_s.arg(quoted(file)));

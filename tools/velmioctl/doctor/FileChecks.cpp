@@ -1,22 +1,19 @@
 #include <velmioctl/doctor/Checks.h>
 
 #include <base/FileError.h>
-#include <base/FilePaths.h>
 #include <base/Ownership.h>
+#include <base/system/FileRights.h>
 #include <core/Crypto.h>
 #include <core/FileKeyStore.h>
 #include <core/KeyError.h>
 #include <database/DatabaseBackups.h>
 #include <database/DatabaseError.h>
-#include <velmioctl/tree/FileState.h>
 
 #include <QFile>
 #include <QFileInfo>
 
 #include <cerrno>
 #include <optional>
-#include <sys/stat.h>
-#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 using sync::database::DatabaseBackups;
@@ -25,9 +22,6 @@ using sync::database::DatabaseError;
 namespace velmioctl::doctor {
 
 namespace {
-
-constexpr mode_t PermissionBits = 07777;
-constexpr mode_t GroupAndOthers = S_IRWXG | S_IRWXO;
 
 const Check NotWritable{
     u"store.not-writable"_s, Severity::Error, u"files and folders that cannot be written"_s,
@@ -62,12 +56,15 @@ QString keyFileBeside(const QString& path)
 }
 
 // Nothing for a missing file or a symbolic link.
-std::optional<mode_t> modeOf(const QString& path)
+std::optional<sync::base::FileRights> rightsOf(const QString& path)
 {
-    struct stat status = {};
-    if (::lstat(QFile::encodeName(path).constData(), &status) != 0 || S_ISLNK(status.st_mode))
+    if (path.isEmpty())
         return std::nullopt;
-    return status.st_mode;
+    const QFileInfo file(path);
+    const auto found = sync::base::ExaminedFolder(file.path()).examine(file.fileName());
+    if (!found || found->status.kind == sync::base::FileKind::Link)
+        return std::nullopt;
+    return found->rights;
 }
 
 QStringList ownFiles(const QString& givenPath)
@@ -98,7 +95,7 @@ std::vector<Check> fileChecks()
 void checkAccess(const QString& path, const Found& found)
 {
     for (const QString& place : {path, QFileInfo(path).absolutePath()}) {
-        if (!sync::base::mayAccess(place, R_OK | W_OK)) {
+        if (!sync::base::mayAccess(place, sync::base::ReadAccess | sync::base::WriteAccess)) {
             found(NotWritable, {.name = place, .detail = sync::base::systemErrorText(errno)});
         }
     }
@@ -108,8 +105,8 @@ QStringList filesOpenToOthers(const QString& path)
 {
     QStringList open;
     for (const QString& file : ownFiles(path)) {
-        const auto mode = modeOf(file);
-        if (mode && (*mode & GroupAndOthers) != 0)
+        const auto rights = rightsOf(file);
+        if (rights && rights->othersMayUse)
             open += file;
     }
     return open;
@@ -118,26 +115,23 @@ QStringList filesOpenToOthers(const QString& path)
 void reportOpenFiles(const QStringList& files, const Found& found)
 {
     for (const QString& file : files)
-        found(Permissions, {.name = file, .detail = u"mode "_s + permissionsOf(file)});
+        found(Permissions, {.name = file, .detail = u"mode "_s + sync::base::permissionsOf(file)});
 }
 
 void checkOwners(const QString& path, const Found& found)
 {
     using namespace sync::base;
     const QFileInfo database(QFileInfo(path).canonicalFilePath());
-    const auto statusOf = [](const QFileInfo& file) {
-        return ExaminedFolder(file.path()).status(file.fileName());
-    };
-    const auto owner = statusOf(database);
+    const auto store = rightsOf(database.filePath());
     const QStringList files = ownFiles(path) << database.path();
     for (const QString& file : files) {
-        const auto status = statusOf(QFileInfo(file));
-        if (!owner || !status || S_ISLNK(status->st_mode))
+        const auto rights = rightsOf(file);
+        if (!store || !rights)
             continue;
-        QString finding = ownerFinding(file, *status, owner->st_uid);
+        QString finding = ownerFinding(file, *rights, store->owner);
         // The rights to what is its own are another check, which can be repaired.
         if (finding.isEmpty() && file == database.path())
-            finding = writersFinding(file, *status);
+            finding = writersFinding(file, *rights);
         if (!finding.isEmpty())
             found(Untrusted, {.name = file, .detail = finding});
     }
@@ -153,14 +147,6 @@ void checkKeyBeside(const QString& path, const Found& found)
     const QString key = keyFileBeside(path);
     if (QFile::exists(key))
         found(KeyBeside, {.name = key});
-}
-
-bool closeToOthers(const QString& path)
-{
-    const auto mode = modeOf(path);
-    return mode &&
-           ::chmod(QFile::encodeName(path).constData(), *mode & PermissionBits & ~GroupAndOthers) ==
-               0;
 }
 
 } // namespace velmioctl::doctor

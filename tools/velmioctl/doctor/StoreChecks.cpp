@@ -1,6 +1,6 @@
 #include <velmioctl/doctor/Checks.h>
 
-#include <base/Folders.h>
+#include <base/system/FolderEntries.h>
 #include <database/DatabaseBackups.h>
 #include <database/DatabaseError.h>
 #include <database/StoreInspection.h>

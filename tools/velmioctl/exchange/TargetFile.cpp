@@ -35,12 +35,12 @@ bool isExport(const QString& path)
 
 void TargetFile::requireOwnFolder(const QString& folder) const
 {
-    const auto status = sync::base::ExaminedFolder(folder).status();
-    if (!status)
+    const auto found = sync::base::ExaminedFolder(folder).examine();
+    if (!found)
         return; // Writing says why.
-    QString finding = sync::base::ownerFinding(folder, *status, status->st_uid);
+    QString finding = sync::base::ownerFinding(folder, found->rights, found->rights.owner);
     if (finding.isEmpty())
-        finding = sync::base::writersFinding(folder, *status);
+        finding = sync::base::writersFinding(folder, found->rights);
     if (!finding.isEmpty()) {
         throw CommandError(
             ExitCode::OtherError,

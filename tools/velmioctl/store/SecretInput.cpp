@@ -1,19 +1,14 @@
 #include <velmioctl/store/SecretInput.h>
 
-#include <base/FileDescriptor.h>
+#include <base/system/Files.h>
+#include <base/system/Terminal.h>
 #include <velmioctl/cli/CommandLine.h>
 #include <velmioctl/cli/HiddenPrompt.h>
 #include <velmioctl/cli/SecretLine.h>
 #include <velmioctl/cli/Text.h>
 #include <velmioctl/store/Session.h>
 
-#include <QFile>
-
-#include <fcntl.h>
-#include <unistd.h>
-
 using namespace Qt::StringLiterals;
-using sync::base::FileDescriptor;
 using sync::core::crypto::SecretText;
 using sync::core::crypto::SecureBytes;
 
@@ -60,7 +55,7 @@ SecretText SecretInput::read(Session& session, Kind kind) const
 {
     if (file)
         return fromFile();
-    const bool terminal = ::isatty(STDIN_FILENO) == 1;
+    const bool terminal = sync::base::isTerminal(sync::base::standardInput());
     const QString what = QString::fromStdString(name);
     if (!fromStandardInput) {
         if (terminal && session.output.messageTerminal().interactive)
@@ -75,21 +70,20 @@ SecretText SecretInput::read(Session& session, Kind kind) const
             ExitCode::Usage, u"Standard input is a terminal, which would show the %1. Omit "
                              u"--%1-stdin to be asked for it."_s.arg(what));
     }
-    return checked(readSecretLine(STDIN_FILENO));
+    return checked(readSecretLine(sync::base::standardInput()));
 }
 
 SecretText SecretInput::fromFile() const
 {
     const QString path = absolutePath(*file);
-    const FileDescriptor descriptor(
-        ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC));
-    if (!descriptor.isOpen()) {
+    const auto opened = sync::base::openForReading(path, sync::base::Links::Follow);
+    if (!opened.isOpen()) {
         throw CommandError(
             ExitCode::NotFound,
             u"The file %1 cannot be read. Give a file with the %2 in its first line."_s.arg(
                 quoted(path), QString::fromStdString(name)));
     }
-    return checked(readSecretLine(descriptor.get()));
+    return checked(readSecretLine(opened.get()));
 }
 
 SecretText SecretInput::fromTerminal(Session& session, Kind kind) const

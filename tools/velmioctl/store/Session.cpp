@@ -1,6 +1,8 @@
 #include <velmioctl/store/Session.h>
 
 #include <base/FileError.h>
+#include <base/system/Files.h>
+#include <base/system/Terminal.h>
 #include <config/AuthenticationConfigManager.h>
 #include <config/FileConfigManager.h>
 #include <config/FolderConfigManager.h>
@@ -16,13 +18,10 @@
 #include <velmioctl/store/WatchedDatabase.h>
 
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 
 #include <cerrno>
-#include <climits>
 #include <iostream>
-#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 using namespace sync::config;
@@ -37,18 +36,19 @@ namespace {
 // A file with a longer path cannot exist, so its record would be of no use.
 void requirePossible(const QString& path)
 {
-    bool possible = QFile::encodeName(path).size() < PATH_MAX;
+    const sync::base::PathLimits limits = sync::base::pathLimits();
+    bool possible = sync::base::lengthOf(path) <= limits.path;
     for (const QString& name : path.split(u'/'))
-        possible = possible && QFile::encodeName(name).size() <= NAME_MAX;
+        possible = possible && sync::base::lengthOf(name) <= limits.name;
     if (possible)
         return;
     constexpr int ShownColumns = 60;
     throw CommandError(
         ExitCode::Usage,
-        u"The path %1 is too long for this system: it may have %2 bytes, and each name in it %3. "
+        u"The path %1 is too long for this system: it may have %2 %3, and each name in it %4. "
         u"Give a shorter one."_s.arg(
-            quoted(cutToWidth(path, ShownColumns, u"..."_s)), QString::number(PATH_MAX - 1),
-            QString::number(NAME_MAX)));
+            quoted(cutToWidth(path, ShownColumns, u"..."_s)), QString::number(limits.path),
+            limits.unit, QString::number(limits.name)));
 }
 
 QString remedyForLost(const QString& path, const QString& remedyWithoutBackup)
@@ -81,7 +81,7 @@ QString Session::databasePath() const
 QString Session::existingDatabasePath() const
 {
     QString path = databasePath();
-    if (::access(QFile::encodeName(path).constData(), F_OK) == 0)
+    if (sync::base::mayAccess(path, sync::base::Existence))
         return path;
     if (errno != ENOENT && errno != ENOTDIR) {
         throw CommandError(
@@ -337,7 +337,7 @@ std::vector<Subtree> Session::subtrees(const std::optional<std::string>& chosen)
 
 void Session::requireTerminal(const QString& question, const QString& option) const
 {
-    if (::isatty(STDIN_FILENO) == 1 && output.messageTerminal().interactive)
+    if (sync::base::isTerminal(sync::base::standardInput()) && output.messageTerminal().interactive)
         return;
     throw CommandError(
         ExitCode::Usage,

@@ -1,37 +1,19 @@
 #include <velmioctl/tree/DirectoryWalk.h>
 
+#include <base/FilePaths.h>
 #include <core/Constants.h>
-
-#include <QFile>
-#include <QStringDecoder>
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
-#include <dirent.h>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
+
+using sync::base::FileKind;
+using sync::base::FolderReader;
+using sync::base::Links;
+using sync::base::textOfName;
 
 namespace velmioctl {
 
 namespace {
-
-bool isDots(const char* name)
-{
-    return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
-}
-
-// The kind of an entry, for file systems that do not report it with the name.
-unsigned char typeOf(int directory, const char* name)
-{
-    struct stat status
-    {
-    };
-    if (::fstatat(directory, name, &status, AT_SYMLINK_NOFOLLOW) != 0)
-        return DT_UNKNOWN;
-    return IFTODT(status.st_mode);
-}
 
 bool isVanished(int error)
 {
@@ -40,38 +22,12 @@ bool isVanished(int error)
 
 } // namespace
 
-struct DirectoryWalk::OpenDirectory
-{
-    OpenDirectory(const std::string& path, bool followLink)
-    {
-        const int flags = O_RDONLY | O_DIRECTORY | O_CLOEXEC | (followLink ? 0 : O_NOFOLLOW);
-        const int descriptor = ::open(path.c_str(), flags);
-        if (descriptor < 0)
-            return;
-        stream = ::fdopendir(descriptor);
-        if (!stream)
-            ::close(descriptor);
-    }
-    ~OpenDirectory()
-    {
-        if (stream)
-            ::closedir(stream);
-    }
-    OpenDirectory(const OpenDirectory&) = delete;
-    OpenDirectory& operator=(const OpenDirectory&) = delete;
-
-    // Null with errno set if it could not be opened.
-    DIR* stream = nullptr;
-};
-
 DirectoryWalk::DirectoryWalk(const QString& root, Depth depth, Report report)
     : depth(depth)
     , report(std::move(report))
-    , pending{QFile::encodeName(root).toStdString()}
+    , pending{root.toStdString()}
 {
 }
-
-DirectoryWalk::~DirectoryWalk() = default;
 
 const DirectoryWalk::Folder* DirectoryWalk::next()
 {
@@ -97,9 +53,9 @@ bool DirectoryWalk::read(const std::string& path, bool isRoot)
     folder.complete = false;
     folder.entries.clear();
     folder.folders.clear();
-    directory = std::make_unique<OpenDirectory>(path, isRoot);
-    if (directory->stream) {
-        folder.descriptor = ::dirfd(directory->stream);
+    reader.emplace(path, isRoot ? Links::Follow : Links::Keep);
+    if (reader->isOpen()) {
+        folder.descriptor = reader->folder();
         readEntries(path);
         return true;
     }
@@ -114,12 +70,8 @@ bool DirectoryWalk::read(const std::string& path, bool isRoot)
 
 void DirectoryWalk::readEntries(const std::string& path)
 {
-    errno = 0;
-    while (const dirent* entry = ::readdir(directory->stream)) {
-        if (!isDots(entry->d_name))
-            addEntry(path, entry->d_name, entry->d_type);
-        errno = 0;
-    }
+    while (const FolderReader::Entry* entry = reader->next())
+        addEntry(path, *entry);
     folder.complete = errno == 0;
     if (!folder.complete)
         report({Problem::Kind::Unreadable, QByteArray::fromStdString(path), errno});
@@ -130,34 +82,26 @@ void DirectoryWalk::readEntries(const std::string& path)
     std::sort(folder.folders.begin(), folder.folders.end(), std::greater<>());
 }
 
-void DirectoryWalk::addEntry(const std::string& path, const char* name, unsigned char type)
+void DirectoryWalk::addEntry(const std::string& path, const FolderReader::Entry& entry)
 {
-    if (type == DT_UNKNOWN)
-        type = typeOf(folder.descriptor, name);
-    const bool isFolder = type == DT_DIR;
+    const bool isFolder = entry.kind == FileKind::Folder;
+    const std::string name = entry.name;
 
-    const auto decodedName = decodeName(name);
-    if (!decodedName) {
+    const auto text = textOfName(name);
+    if (!text) {
         const auto kind =
             isFolder ? Problem::Kind::InvalidFolderName : Problem::Kind::InvalidFileName;
         report({kind, QByteArray::fromStdString(joinPath(path, name)), 0});
         return;
     }
     // For the library a path that contains this name anywhere is not synchronised.
-    if (decodedName->contains(sync::core::consts::TEMP_FOLDER_NAME, Qt::CaseInsensitive))
+    if (text->contains(sync::core::consts::TEMP_FOLDER_NAME, Qt::CaseInsensitive))
         return;
     if (isFolder)
-        folder.folders.emplace_back(name);
+        folder.folders.push_back(name);
     else
-        folder.entries.push_back({name, type == DT_REG || type == DT_UNKNOWN});
-}
-
-std::optional<QString> decodeName(const std::string& name)
-{
-    using Flag = QStringDecoder::Flag;
-    QStringDecoder decode(QStringDecoder::Utf8, Flag::Stateless | Flag::ConvertInitialBom);
-    QString decoded = decode(QByteArrayView(name.data(), qsizetype(name.size())));
-    return decode.hasError() ? std::nullopt : std::optional(std::move(decoded));
+        folder.entries.push_back(
+            {name, entry.kind == FileKind::File || entry.kind == FileKind::Unknown});
 }
 
 std::string joinPath(const std::string& folder, const std::string& name)

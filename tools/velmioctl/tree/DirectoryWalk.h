@@ -1,10 +1,11 @@
 #pragma once
 
+#include <base/system/FolderEntries.h>
+
 #include <QByteArray>
 #include <QString>
 
 #include <functional>
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -41,41 +42,37 @@ public:
     struct Folder
     {
         QString path;
-        int descriptor = -1;              ///< Open until the next step; -1 when unreadable.
+        /// Open until the next step; -1 when unreadable.
+        sync::base::NativeFile descriptor = -1;
         bool complete = false;            ///< It was read to its end.
         std::vector<Entry> entries;       ///< By name.
         std::vector<std::string> folders; ///< Their names, the last one first.
+
+        bool isOpen() const { return descriptor != -1; }
     };
 
     enum class Depth { TopLevel, All };
 
     /// `root` is an absolute path; `report` is called for every place that cannot be read.
     DirectoryWalk(const QString& root, Depth depth, Report report);
-    ~DirectoryWalk();
 
     /// The next folder, beginning with the root; null at the end. Owned by the walk, and valid
     /// until the next call.
     const Folder* next();
 
 private:
-    struct OpenDirectory;
-
     bool read(const std::string& path, bool isRoot);
     void readEntries(const std::string& path);
-    void addEntry(const std::string& path, const char* name, unsigned char type);
+    void addEntry(const std::string& path, const sync::base::FolderReader::Entry& entry);
 
     const Depth depth;
     const Report report;
     bool atRoot = true;
     // Not visited yet, the next one last.
     std::vector<std::string> pending;
-    std::unique_ptr<OpenDirectory> directory;
+    std::optional<sync::base::FolderReader> reader;
     Folder folder;
 };
-
-/// A name from the disk, including a byte order mark at its start; no value for a name that is not
-/// valid UTF-8.
-std::optional<QString> decodeName(const std::string& name);
 
 /// A path and the name of something in it.
 std::string joinPath(const std::string& folder, const std::string& name);

@@ -1,6 +1,7 @@
 #include <velmioctl/tree/Explanation.h>
 
 #include <base/FileError.h>
+#include <base/system/Files.h>
 #include <config/FolderConfigManager.h>
 #include <config/ProductConfigManager.h>
 #include <config/ScheduleEntryManager.h>
@@ -16,14 +17,14 @@
 #include <velmioctl/tree/FileState.h>
 #include <velmioctl/tree/RootFolders.h>
 
-#include <QFile>
 #include <QFileInfo>
 #include <QSet>
 
 #include <cerrno>
-#include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
+using sync::base::FileKind;
+using sync::base::Links;
 using sync::config::FolderConfiguration;
 
 namespace velmioctl {
@@ -54,13 +55,18 @@ struct WalkedPath
     int error = 0;
 };
 
-PathKind kindOf(mode_t mode)
+PathKind kindOf(FileKind kind)
 {
-    if (S_ISREG(mode))
+    switch (kind) {
+    case FileKind::File:
         return PathKind::File;
-    if (S_ISDIR(mode))
+    case FileKind::Folder:
         return PathKind::Folder;
-    return S_ISLNK(mode) ? PathKind::Link : PathKind::Other;
+    case FileKind::Link:
+        return PathKind::Link;
+    default:
+        return PathKind::Other;
+    }
 }
 
 // Follows a link at `start`, because a root folder may be one.
@@ -69,14 +75,10 @@ WalkedPath walk(const QString& start, const QString& path)
     const QStringList names = path.mid(start.size()).split(u'/', Qt::SkipEmptyParts);
     QString at = start;
     for (qsizetype index = 0;; ++index) {
-        struct stat status = {};
-        const QByteArray name = QFile::encodeName(at);
-        const int result =
-            index == 0 ? ::stat(name.constData(), &status) : ::lstat(name.constData(), &status);
-        if (result != 0) {
+        const auto status = sync::base::statusOf(at, index == 0 ? Links::Follow : Links::Keep);
+        if (!status)
             return {isGone(errno) ? PathKind::Missing : PathKind::Unreadable, at, errno};
-        }
-        const PathKind kind = kindOf(status.st_mode);
+        const PathKind kind = kindOf(status->kind);
         if (index == names.size() || kind == PathKind::Link)
             return {kind, at, 0};
         at = joinPath(at, names.at(index));

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <base/system/Files.h>
+
 #include <QString>
 
 #include <optional>
@@ -23,7 +25,7 @@ struct FileState
 
 /// The state of `name` in an open directory; of the link itself if it is one. No value, with errno
 /// set, on failure.
-std::optional<FileState> readFileState(int directory, const char* name);
+std::optional<FileState> readFileState(sync::base::NativeFile directory, const char* name);
 
 /// The same of a file by its absolute path.
 std::optional<FileState> readFileState(const QString& path);
@@ -34,10 +36,6 @@ bool isGone(int error);
 /// True if a path does not exist, or is not a file or folder. False if that is not known.
 bool fileIsGone(const QString& path);
 bool folderIsGone(const QString& path);
-
-/// The permissions of a file in octal digits such as "0600"; of the link itself if it is one. Empty
-/// if the file does not exist.
-QString permissionsOf(const QString& path);
 
 /// A checksum, and whether it could be computed.
 struct FileHash

@@ -1,65 +1,41 @@
 #include <velmioctl/tree/RootPlace.h>
 
+#include <base/system/FolderEntries.h>
+#include <base/system/Volumes.h>
 #include <database/SqliteDatabaseFactory.h>
 #include <interf/IQSqlQueryWrapper.h>
 #include <velmioctl/store/WatchedDatabase.h>
 #include <velmioctl/tree/FileState.h>
 #include <velmioctl/tree/RootFolders.h>
 
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
-#include <QStorageInfo>
-
 #include <cerrno>
-#include <fcntl.h>
-#include <filesystem>
-#include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
+using sync::base::Links;
+using sync::base::statusOf;
 using sync::config::FolderConfiguration;
 
 namespace velmioctl {
 
 namespace {
 
-// The number of a device changes when a drive is connected again; the UUID of its file system does
-// not.
-QString volumeIdOf(const QString& path)
-{
-    const QStorageInfo volume(path);
-    const QString device = QString::fromUtf8(volume.device());
-    const QString node = QFileInfo(device).canonicalFilePath();
-    const auto links = QDir(u"/dev/disk/by-uuid"_s).entryInfoList(QDir::System | QDir::Files);
-    for (const QFileInfo& link : links) {
-        if (!node.isEmpty() && link.canonicalFilePath() == node)
-            return u"uuid:"_s + link.fileName();
-    }
-    return QString::fromUtf8(volume.fileSystemType()) + u':' + device;
-}
-
 // The number of a deleted directory is used again, so the time of its creation is part of the id.
 QString fileIdOf(const QString& path)
 {
-    struct statx status
-    {
-    };
-    if (::statx(
-            AT_FDCWD, QFile::encodeName(path).constData(), 0, STATX_INO | STATX_BTIME, &status) !=
-        0)
+    const auto status = statusOf(path, Links::Follow);
+    if (!status)
         return {};
-    QString id = QString::number(status.stx_ino);
-    if ((status.stx_mask & STATX_BTIME) != 0)
-        id += u'@' + QString::number(status.stx_btime.tv_sec);
+    QString id = QString::number(status->id.inode);
+    if (status->created)
+        id += u'@' + QString::number(status->created->seconds);
     return id;
 }
 
 // False for a directory that cannot be read.
 bool isEmptyDirectory(const QString& path)
 {
-    std::error_code error;
-    const std::filesystem::directory_iterator first(path.toStdString(), error);
-    return !error && first == std::filesystem::directory_iterator();
+    sync::base::FolderReader folder(path.toStdString(), Links::Follow);
+    return folder.isOpen() && !folder.next() && errno == 0;
 }
 
 } // namespace
@@ -113,12 +89,10 @@ RootPlace::RootPlace(WatchedDatabase& database, const FolderConfiguration& root)
 RootState RootPlace::state() const
 {
     const QString path = root.getClientPath();
-    struct stat status
-    {
-    };
-    if (::stat(QFile::encodeName(path).constData(), &status) != 0)
+    const auto status = statusOf(path, Links::Follow);
+    if (!status)
         return isGone(errno) ? RootState::Missing : RootState::Unreadable;
-    if (!S_ISDIR(status.st_mode))
+    if (status->kind != sync::base::FileKind::Folder)
         return RootState::Missing;
     const bool recorded =
         database.number(
@@ -155,7 +129,7 @@ void RootPlace::forgetAll(WatchedDatabase& database)
 
 RootPlace::Mark RootPlace::currentMark() const
 {
-    return {volumeIdOf(root.getClientPath()), fileIdOf(root.getClientPath())};
+    return {sync::base::volumeIdOf(root.getClientPath()), fileIdOf(root.getClientPath())};
 }
 
 // Empty if none is stored, or if it was stored on another machine.

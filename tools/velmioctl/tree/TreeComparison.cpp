@@ -1,20 +1,20 @@
 #include <velmioctl/tree/TreeComparison.h>
 
 #include <base/FileError.h>
+#include <base/FilePaths.h>
 #include <database/DatabaseBackups.h>
 #include <interf/IQSqlQueryWrapper.h>
 #include <velmioctl/cli/Text.h>
 #include <velmioctl/store/OwnFiles.h>
 #include <velmioctl/store/WatchedDatabase.h>
 
-#include <QFile>
 #include <QFileInfo>
 #include <QSet>
 
 #include <cerrno>
-#include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
+using sync::base::textOfName;
 using sync::config::FolderConfiguration;
 
 namespace velmioctl {
@@ -43,6 +43,21 @@ bool agree(std::optional<qint64> storedMs, qint64 fileMs)
 std::optional<qint64> numberOrNothing(const QVariant& value)
 {
     return value.isNull() ? std::nullopt : std::optional(value.toLongLong());
+}
+
+std::optional<sync::base::FileId> idOf(const std::optional<sync::base::FileStatus>& status)
+{
+    return status ? std::optional(status->id) : std::nullopt;
+}
+
+std::optional<sync::base::FileId> idOfFolder(const QString& path)
+{
+    return idOf(sync::base::statusOf(path, sync::base::Links::Follow));
+}
+
+bool isFolder(const DirectoryWalk::Folder& found, const std::optional<sync::base::FileId>& wanted)
+{
+    return wanted && found.isOpen() && idOf(sync::base::statusOf(found.descriptor)) == wanted;
 }
 
 } // namespace
@@ -81,9 +96,9 @@ TreeComparison::TreeComparison(
     , stopRequested(std::move(stopRequested))
 {
     const QFileInfo file(QFileInfo(database.path()).canonicalFilePath());
-    ownFolder = identityOf(file.absolutePath());
+    ownFolder = idOfFolder(file.absolutePath());
     ownName = file.fileName().toStdString();
-    backupFolder = identityOf(sync::database::DatabaseBackups(file.absoluteFilePath()).folder());
+    backupFolder = idOfFolder(sync::database::DatabaseBackups(file.absoluteFilePath()).folder());
 }
 
 bool TreeComparison::run(const FolderConfiguration& root, const FolderConfiguration& start)
@@ -103,8 +118,7 @@ bool TreeComparison::run(const FolderConfiguration& root, const FolderConfigurat
         const DirectoryWalk::Folder* const found = walk.next();
         if (!found)
             return true;
-        const DirectoryIdentity identity = identityOf(found->descriptor);
-        if (identity.inode != 0 && identity == backupFolder)
+        if (isFolder(*found, backupFolder))
             continue;
         const Folder folder{found->path, idOf(found->path)};
         handler.folderFound(folder);
@@ -135,8 +149,7 @@ int TreeComparison::idOf(const QString& path)
 bool TreeComparison::compareFiles(const Folder& folder, const DirectoryWalk::Folder& found)
 {
     readKnownFiles(folder.id);
-    const DirectoryIdentity identity = identityOf(found.descriptor);
-    const bool besideDatabase = identity.inode != 0 && identity == ownFolder;
+    const bool besideDatabase = isFolder(found, ownFolder);
     for (const DirectoryWalk::Entry& entry : found.entries) {
         if (stopRequested())
             return false;
@@ -156,7 +169,7 @@ void TreeComparison::compareEntry(
 {
     if (besideDatabase && isDatabaseFileName(entry.name, ownName))
         return;
-    const QString path = joinPath(found.path, decodeName(entry.name).value_or(QString()));
+    const QString path = joinPath(found.path, textOfName(entry.name).value_or(QString()));
     if (!entry.regular) {
         handler.entrySkipped(path);
         return;
@@ -187,7 +200,7 @@ void TreeComparison::compareSubfolders(const Folder& folder, const DirectoryWalk
         return;
     QSet<QString> present;
     for (const std::string& name : found.folders)
-        present.insert(joinPath(folder.path, decodeName(name).value_or(QString())));
+        present.insert(joinPath(folder.path, textOfName(name).value_or(QString())));
     for (const Folder& child : readSubfolders(folder.id)) {
         if (present.contains(child.path))
             ids.insert(child.path, child.id);
@@ -246,26 +259,6 @@ std::vector<TreeComparison::Folder> TreeComparison::readSubfolders(int folderId)
         folders.push_back({query->value(1).toString(), query->value(0).toInt()});
     database.check();
     return folders;
-}
-
-TreeComparison::DirectoryIdentity TreeComparison::identityOf(const QString& path)
-{
-    struct stat status
-    {
-    };
-    if (::stat(QFile::encodeName(path).constData(), &status) != 0)
-        return {};
-    return {status.st_dev, status.st_ino};
-}
-
-TreeComparison::DirectoryIdentity TreeComparison::identityOf(int descriptor)
-{
-    struct stat status
-    {
-    };
-    if (descriptor < 0 || ::fstat(descriptor, &status) != 0)
-        return {};
-    return {status.st_dev, status.st_ino};
 }
 
 } // namespace velmioctl

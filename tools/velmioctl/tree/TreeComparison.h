@@ -80,18 +80,6 @@ public:
 private:
     using Folder = ComparisonHandler::Folder;
 
-    /// Identifies a directory independently of its path; none if the inode is 0.
-    struct DirectoryIdentity
-    {
-        quint64 device = 0;
-        quint64 inode = 0;
-
-        bool operator==(const DirectoryIdentity&) const = default;
-    };
-
-    static DirectoryIdentity identityOf(const QString& path);
-    static DirectoryIdentity identityOf(int descriptor);
-
     int idOf(const QString& path);
     bool compareFiles(const Folder& folder, const DirectoryWalk::Folder& found);
     void compareEntry(
@@ -111,9 +99,9 @@ private:
     std::vector<KnownFile> known;
     std::vector<bool> seen;
     // The folder of the database, the name of its file, and the folder of its backups.
-    DirectoryIdentity ownFolder;
+    std::optional<sync::base::FileId> ownFolder;
     std::string ownName;
-    DirectoryIdentity backupFolder;
+    std::optional<sync::base::FileId> backupFolder;
 };
 
 } // namespace velmioctl

@@ -1,5 +1,6 @@
 #include <velmioctl/upkeep/Commands.h>
 
+#include <base/system/FileRights.h>
 #include <config/PasswordContexts.h>
 #include <config/PasswordKeys.h>
 #include <core/Crypto.h>
@@ -11,7 +12,6 @@
 #include <velmioctl/store/Session.h>
 #include <velmioctl/store/StoredPassword.h>
 #include <velmioctl/store/WatchedDatabase.h>
-#include <velmioctl/tree/FileState.h>
 #include <velmioctl/upkeep/KeyPruning.h>
 
 using namespace Qt::StringLiterals;
@@ -207,7 +207,7 @@ void printPlace(
     Session& session, const QString& path, const QList<KeyId>& ids, const QString& withoutKey)
 {
     const QString place = backendName(keyStore()->backend());
-    const QString permissions = permissionsOf(path);
+    const QString permissions = sync::base::permissionsOf(path);
     if (session.output.json()) {
         QJsonArray earlier;
         for (const KeyId& id : ids.mid(1))

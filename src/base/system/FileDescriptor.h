@@ -1,15 +1,19 @@
 #pragma once
-#include <core/PosixSync.h>
 
+#include <cstdint>
 #include <utility>
 
 namespace sync::base {
 
-/// Owns an open file of the operating system; -1 means none.
+/// An open file or folder as the system names it: a descriptor of POSIX, or a HANDLE of Windows.
+/// -1 means none.
+using NativeFile = std::intptr_t;
+
+/// Owns an open file or folder.
 class FileDescriptor
 {
 public:
-    explicit FileDescriptor(int descriptor) noexcept
+    explicit FileDescriptor(NativeFile descriptor) noexcept
         : descriptor(descriptor)
     {
     }
@@ -25,16 +29,18 @@ public:
     ~FileDescriptor()
     {
         if (isOpen())
-            ::close(descriptor);
+            close();
     }
     FileDescriptor(const FileDescriptor&) = delete;
     FileDescriptor& operator=(const FileDescriptor&) = delete;
 
-    bool isOpen() const noexcept { return descriptor >= 0; }
-    int get() const noexcept { return descriptor; }
+    bool isOpen() const noexcept { return descriptor != -1; }
+    NativeFile get() const noexcept { return descriptor; }
 
 private:
-    int descriptor;
+    void close() noexcept;
+
+    NativeFile descriptor;
 };
 
 } // namespace sync::base
