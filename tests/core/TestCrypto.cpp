@@ -289,6 +289,43 @@ private Q_SLOTS:
              "unknown version 3."_s});
     }
 
+    // Values of the layouts in Cipher.cpp, made once by another program with libsodium.
+    void frozenValuesOfEachFormAreRead_data()
+    {
+        QTest::addColumn<QByteArray>("value");
+        QTest::addColumn<int>("version");
+
+        QTest::newRow("unbound")
+            << QByteArray::fromHex(
+                   "01034d4395f5b0aabad73c4aa5cbb2a1ccb2b65bd38c00010203040506070809"
+                   "0a0b0c0d0e0f1011121314151617d683c0640ecfb9ac8f3cb62feb5ae28bd3d7"
+                   "0164cdad8c14907a6d6b2e47b6d746490b18f123c8fa67f4864dd17319d8a4b8"
+                   "32573494c095d0a93f13712352841db138bd43121225c90cf78c5c6b4916")
+            << 1;
+        QTest::newRow("bound to two servers")
+            << QByteArray::fromHex(
+                   "02034d4395f5b0aabad73c4aa5cbb2a1ccb2fb3d425c02001e7e500b5b2ba670"
+                   "f82d779cc6a3bc686e4ca27489c356156924ad62b78d5afa913c3ff60f013f09"
+                   "5c42c613c9544d8201f45314f14e153628873dcc0d43c2af0001020304050607"
+                   "08090a0b0c0d0e0f1011121314151617d683c0640ecfb9ac8f3cb62feb5ae28b"
+                   "d3d70164cdad8c14907a6d6b2e47b6d746490b18f123c8fa67f4864dd17319d8"
+                   "a4b832573494c095d0a93f13712352842aa3ef44a054cecea44e4860a16fe1f2")
+            << 2;
+    }
+
+    void frozenValuesOfEachFormAreRead()
+    {
+        QFETCH(QByteArray, value);
+        QFETCH(int, version);
+
+        const Unsealed opened =
+            unseal(value, keyStore()->read(), {Here.storeId, Here.record, {"server", "second"}});
+
+        QCOMPARE(opened.outcome, Unsealed::Outcome::Read);
+        QCOMPARE(opened.version, version);
+        QCOMPARE(opened.secret.toString(), u"p\u00E4ssw\u00F6rd \U0001F511"_s);
+    }
+
     void boundSecretIsReadWhereItBelongs()
     {
         const QVariant value = Encrypt(Secret, Here);

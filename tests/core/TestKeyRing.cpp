@@ -107,6 +107,32 @@ private Q_SLOTS:
         }));
     }
 
+    // A ring of the layout in KeyRing.cpp, made once by another program with libsodium.
+    void frozenRingIsReadAndWritten()
+    {
+        const QByteArray frozen =
+            QByteArray::fromHex("76656c6d696f2d6b657973010300000000000000006262626262626262626262"
+                                "6262626262626262626262626262626262626262620068e5cf8b010000616161"
+                                "6161616161616161616161616161616161616161616161616161616161ffdb1f"
+                                "d277e60000abcb3b6060897987f4a7f80c1303f85808a765a965683fa04dea3c"
+                                "86548733ffa958412534fdc2f6c0c8ad8b2ac7a9e0");
+
+        const std::vector<unsigned char> bytes(frozen.begin(), frozen.end());
+
+        const auto read = KeyRing::fromBytes(SecureBytes::copyOf(bytes));
+
+        QVERIFY(read);
+        QCOMPARE(read->ids(), QList<KeyId>({keyOf('b')->id(), keyOf('a')->id()}));
+        QCOMPARE(keyOf('a')->id().toHex(), "17d565dd4a48720ad54fe4dcb7d48436");
+        const QDateTime retired = QDateTime::fromSecsSinceEpoch(1'700'000'000, Qt::UTC);
+        QCOMPARE(read->retiredUntil(retired), QSet<KeyId>{keyOf('a')->id()});
+        QCOMPARE(read->retiredUntil(retired.addMSecs(-1)), QSet<KeyId>());
+        QCOMPARE(read->oldestOf(u"store"_s), keyOf('b')->id());
+        const SecureBytes written = read->toBytes();
+        QVERIFY(std::equal(
+            bytes.begin(), bytes.end(), written.data(), written.data() + written.size()));
+    }
+
     void emptyRingIsNoValidForm()
     {
         QVERIFY(!KeyRing::fromBytes(KeyRing().toBytes()));

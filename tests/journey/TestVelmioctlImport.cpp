@@ -375,6 +375,20 @@ private Q_SLOTS:
                     .output.contains(u"well hidden"_s));
     }
 
+    void frozenSealedExportIsImported()
+    {
+        QVERIFY(QFile::copy(
+            QStringLiteral(VELMIO_TEST_DATA "/export-version-2.json"), tool->path(u"old.json"_s)));
+
+        const auto taken = runOther(
+            {u"import"_s, u"old.json"_s, u"--passphrase-stdin"_s, u"--yes"_s}, "a phrase of old\n");
+
+        QVERIFY2(taken.exitCode == 0, qPrintable(taken.errors));
+        QVERIFY(!taken.errors.contains(u"nothing shows"_s));
+        QVERIFY(runOther({u"signin"_s, u"show"_s, u"1"_s, u"--reveal"_s})
+                    .output.contains(u"well hidden"_s));
+    }
+
     void movedSecretOfAnEarlierVersionIsRefused()
     {
         QFile file(QStringLiteral(VELMIO_TEST_DATA "/export-version-1.json"));
