@@ -261,11 +261,14 @@ void TestVelmioctlReadOnly::readingLeavesNoTrace_data()
 void TestVelmioctlReadOnly::readingLeavesNoTrace()
 {
     QFETCH(State, state);
-    const auto untouched = place();
-    std::vector<int> expected;
-    for (const Line& line : Reading)
-        expected.push_back(exitCodeOf(line));
-    QCOMPARE(place(), untouched);
+    // The same in each state; the first one shows that a closed database stays as it is.
+    static std::vector<int> expected;
+    if (expected.empty()) {
+        const auto untouched = place();
+        for (const Line& line : Reading)
+            expected.push_back(exitCodeOf(line));
+        QCOMPARE(place(), untouched);
+    }
     bring(state);
     const auto before = place();
 
