@@ -9,10 +9,11 @@
 #include <QSysInfo>
 #include <QThread>
 
-#include <fcntl.h>
 #include <sqlite3.h>
 
 #include <array>
+#include <cstddef>
+#include <vector>
 
 using namespace Qt::StringLiterals;
 
@@ -34,22 +35,30 @@ QString procValue(const QString& path, const QByteArray& name)
     return {};
 }
 
-// The time that the disk itself takes to sync as many bytes as a durable addition writes.
+// The time that the disk itself takes to sync as many bytes as a durable addition writes, by the
+// calls that SQLite makes for them.
 QString flushTime(const QString& folder)
 {
     constexpr int Flushes = 200;
+    constexpr int Flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_MAIN_DB;
     const std::array<char, 24 * 1024> block{};
-    const QByteArray path = QFile::encodeName(folder + u"/flush"_s);
-    const int file = ::open(path.constData(), O_CREAT | O_RDWR | O_CLOEXEC, 0600);
+    const QString path = folder + u"/flush"_s;
+    const char* const name = sqlite3_create_filename(path.toUtf8().constData(), "", "", 0, nullptr);
+    sqlite3_vfs* const vfs = sqlite3_vfs_find(nullptr);
+    std::vector<std::max_align_t> memory(std::size_t(vfs->szOsFile) / sizeof(std::max_align_t) + 1);
+    auto* const file = reinterpret_cast<sqlite3_file*>(memory.data());
+    if (vfs->xOpen(vfs, name, file, Flags, nullptr) != SQLITE_OK)
+        return {};
     Timer timer(Flushes);
     for (int flush = 0; flush < Flushes; ++flush) {
         timer.time([&] {
-            if (::pwrite(file, block.data(), block.size(), 0) > 0)
-                ::fdatasync(file);
+            if (file->pMethods->xWrite(file, block.data(), int(block.size()), 0) == SQLITE_OK)
+                file->pMethods->xSync(file, SQLITE_SYNC_NORMAL | SQLITE_SYNC_DATAONLY);
         });
     }
-    ::close(file);
-    QFile::remove(folder + u"/flush"_s);
+    file->pMethods->xClose(file);
+    sqlite3_free_filename(name);
+    QFile::remove(path);
     const Measurement result = timer.result();
     return u"median %1 ms, p99 %2 ms"_s.arg(
         QString::number(result.medianNs / 1e6, 'f', 2),

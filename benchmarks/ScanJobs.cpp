@@ -4,13 +4,10 @@
 #include "Engine.h"
 #include "Stores.h"
 
-#include <QDir>
-#include <QFile>
-#include <QProcess>
+#include <base/system/FolderEntries.h>
 
-#include <dirent.h>
-#include <fcntl.h>
-#include <sys/stat.h>
+#include <QDir>
+#include <QProcess>
 
 #include <filesystem>
 #include <fstream>
@@ -18,6 +15,9 @@
 #include <stdexcept>
 
 using namespace Qt::StringLiterals;
+using sync::base::FileKind;
+using sync::base::FileStatus;
+using sync::base::FolderReader;
 using sync::config::FileConfiguration;
 
 namespace velmio::benchmarks {
@@ -48,29 +48,26 @@ void scan(const QString& folder)
     velmioctl(folder, {u"scan"_s, u"--hash"_s, u"never"_s});
 }
 
-using FileFound = std::function<void(const QString& path, const struct stat& status)>;
+using FileFound = std::function<void(const QString& path, const FileStatus& status)>;
 
-void walk(const QByteArray& path, const FileFound& found)
+void walk(const std::string& path, const FileFound& found)
 {
-    DIR* const directory = opendir(path.constData());
-    if (!directory)
+    FolderReader folder(path, sync::base::Links::Keep);
+    if (!folder.isOpen())
         throw std::runtime_error("cannot read the tree");
-    while (const dirent* const entry = readdir(directory)) {
-        struct stat status = {};
-        const QByteArray name = entry->d_name;
-        if (name == "." || name == ".." ||
-            fstatat(dirfd(directory), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) != 0)
+    while (const FolderReader::Entry* const entry = folder.next()) {
+        const auto status = sync::base::statusOf(folder.folder(), entry->name);
+        if (!status)
             continue;
-        const QByteArray child = path + '/' + name;
-        if (S_ISDIR(status.st_mode))
+        const std::string child = path + '/' + entry->name;
+        if (status->kind == FileKind::Folder)
             walk(child, found);
         else
-            found(QString::fromUtf8(child), status);
+            found(QString::fromStdString(child), *status);
     }
-    closedir(directory);
 }
 
-FileConfiguration recordOf(const QString& path, const struct stat& status)
+FileConfiguration recordOf(const QString& path, const FileStatus& status)
 {
     FileConfiguration file;
     file.setFolderConfigurationId(RootFolderId);
@@ -78,9 +75,9 @@ FileConfiguration recordOf(const QString& path, const struct stat& status)
     file.setName(path.mid(path.lastIndexOf(u'/') + 1));
     file.setClientPath(path);
     file.setServerPath(path);
-    file.setSize(status.st_size);
+    file.setSize(status.size);
     file.setLastModifiedDateTime(
-        QDateTime::fromMSecsSinceEpoch(qint64(status.st_mtime) * 1000, Qt::UTC));
+        QDateTime::fromMSecsSinceEpoch(status.modified.seconds * 1000, Qt::UTC));
     return file;
 }
 
@@ -102,7 +99,7 @@ void walkAndAdd(const Job& job)
 {
     const auto engine = openUncheckedFloor(storeOf(job.path));
     bool added = engine->begin();
-    walk(QFile::encodeName(treeOf(job.path)), [&](const QString& path, const struct stat& status) {
+    walk(treeOf(job.path).toStdString(), [&](const QString& path, const FileStatus& status) {
         FileConfiguration file = recordOf(path, status);
         added = engine->addFile(file) && added;
     });
@@ -113,7 +110,7 @@ void walkAndAdd(const Job& job)
 void walkAndRead(const Job& job)
 {
     qint64 seen = 0;
-    walk(QFile::encodeName(treeOf(job.path)), [&](const QString&, const struct stat&) { ++seen; });
+    walk(treeOf(job.path).toStdString(), [&](const QString&, const FileStatus&) { ++seen; });
     const auto engine = openFloor(storeOf(job.path));
     requireCount(engine->allFiles().size(), job);
     requireCount(seen, job);
