@@ -238,6 +238,25 @@ private Q_SLOTS:
         QCOMPARE(problems, 0);
     }
 
+    void descendsByTheNameOnTheDisk()
+    {
+        const Tree tree;
+        tree.makeFolder(u"disk/inside"_s);
+        DirectoryWalk walk(
+            tree.root(), DirectoryWalk::Depth::All, [](const DirectoryWalk::Problem&) {});
+
+        DirectoryWalk::Folder* const root = walk.next();
+        QVERIFY(root);
+        QCOMPARE(root->folders.size(), size_t(1));
+        root->folders.front().path = tree.root() + u"/record"_s;
+
+        QStringList paths;
+        while (const auto* const folder = walk.next())
+            paths += folder->path;
+        QCOMPARE(
+            paths, QStringList({tree.root() + u"/record"_s, tree.root() + u"/record/inside"_s}));
+    }
+
     void folderThatBecomesALinkIsNotEntered()
     {
         const Tree tree;

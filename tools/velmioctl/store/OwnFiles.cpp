@@ -5,12 +5,14 @@
 #include <algorithm>
 #include <array>
 
+using namespace Qt::StringLiterals;
+
 namespace velmioctl {
 
-bool isDatabaseFileName(const std::string& name, const std::string& databaseName)
+bool isDatabaseFileName(const QString& name, const QString& databaseName)
 {
-    static constexpr std::array Suffixes{"", "-wal", "-shm", "-journal"};
-    return std::any_of(Suffixes.begin(), Suffixes.end(), [&](const char* suffix) {
+    static const std::array Suffixes{u""_s, u"-wal"_s, u"-shm"_s, u"-journal"_s};
+    return std::any_of(Suffixes.begin(), Suffixes.end(), [&](const QString& suffix) {
         return name == databaseName + suffix;
     });
 }
@@ -20,7 +22,7 @@ bool isDatabaseFile(const QString& path, const QString& databasePath)
     const QFileInfo file(path);
     const QFileInfo database(QFileInfo(databasePath).canonicalFilePath());
     return QFileInfo(file.path()).canonicalFilePath() == database.path() &&
-           isDatabaseFileName(file.fileName().toStdString(), database.fileName().toStdString());
+           isDatabaseFileName(file.fileName(), database.fileName());
 }
 
 } // namespace velmioctl

@@ -2,12 +2,10 @@
 
 #include <QString>
 
-#include <string>
-
 namespace velmioctl {
 
 /// True if a name is that of the database file or of one of its companions (WAL and so on).
-bool isDatabaseFileName(const std::string& name, const std::string& databaseName);
+bool isDatabaseFileName(const QString& name, const QString& databaseName);
 
 /// True if an absolute path is that of the database file or of one of its companions.
 bool isDatabaseFile(const QString& path, const QString& databasePath);

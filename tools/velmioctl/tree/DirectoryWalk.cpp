@@ -25,38 +25,38 @@ bool isVanished(int error)
 DirectoryWalk::DirectoryWalk(const QString& root, Depth depth, Report report)
     : depth(depth)
     , report(std::move(report))
-    , pending{root.toStdString()}
+    , pending{{root.toStdString(), root}}
 {
 }
 
-const DirectoryWalk::Folder* DirectoryWalk::next()
+DirectoryWalk::Folder* DirectoryWalk::next()
 {
+    // Only now, because the caller may have changed their paths.
+    if (depth == Depth::All) {
+        for (Subfolder& child : folder.folders)
+            pending.push_back({joinPath(onDisk, child.name), std::move(child.path)});
+    }
+    folder.folders.clear();
     while (!pending.empty()) {
-        const std::string path = std::move(pending.back());
+        onDisk = std::move(pending.back().onDisk);
+        folder.path = std::move(pending.back().path);
         pending.pop_back();
-        if (!read(path, std::exchange(atRoot, false)))
-            continue;
-        if (depth == Depth::All) {
-            for (const std::string& name : folder.folders)
-                pending.push_back(joinPath(path, name));
-        }
-        return &folder;
+        if (read(std::exchange(atRoot, false)))
+            return &folder;
     }
     return nullptr;
 }
 
 // False for a folder that vanished.
-bool DirectoryWalk::read(const std::string& path, bool isRoot)
+bool DirectoryWalk::read(bool isRoot)
 {
-    folder.path = QString::fromStdString(path);
     folder.descriptor = -1;
     folder.complete = false;
     folder.entries.clear();
-    folder.folders.clear();
-    reader.emplace(path, isRoot ? Links::Follow : Links::Keep);
+    reader.emplace(onDisk, isRoot ? Links::Follow : Links::Keep);
     if (reader->isOpen()) {
         folder.descriptor = reader->folder();
-        readEntries(path);
+        readEntries();
         return true;
     }
     const int error = errno;
@@ -64,25 +64,27 @@ bool DirectoryWalk::read(const std::string& path, bool isRoot)
     // exist.
     if (isVanished(error) && !isRoot)
         return false;
-    report({Problem::Kind::Unreadable, QByteArray::fromStdString(path), error});
+    report({Problem::Kind::Unreadable, QByteArray::fromStdString(onDisk), error});
     return true;
 }
 
-void DirectoryWalk::readEntries(const std::string& path)
+void DirectoryWalk::readEntries()
 {
     while (const FolderReader::Entry* entry = reader->next())
-        addEntry(path, *entry);
+        addEntry(*entry);
     folder.complete = errno == 0;
     if (!folder.complete)
-        report({Problem::Kind::Unreadable, QByteArray::fromStdString(path), errno});
+        report({Problem::Kind::Unreadable, QByteArray::fromStdString(onDisk), errno});
 
     std::sort(
         folder.entries.begin(), folder.entries.end(),
         [](const Entry& left, const Entry& right) { return left.name < right.name; });
-    std::sort(folder.folders.begin(), folder.folders.end(), std::greater<>());
+    std::sort(
+        folder.folders.begin(), folder.folders.end(),
+        [](const Subfolder& left, const Subfolder& right) { return left.name > right.name; });
 }
 
-void DirectoryWalk::addEntry(const std::string& path, const FolderReader::Entry& entry)
+void DirectoryWalk::addEntry(const FolderReader::Entry& entry)
 {
     const bool isFolder = entry.kind == FileKind::Folder;
     const std::string name = entry.name;
@@ -91,14 +93,14 @@ void DirectoryWalk::addEntry(const std::string& path, const FolderReader::Entry&
     if (!text) {
         const auto kind =
             isFolder ? Problem::Kind::InvalidFolderName : Problem::Kind::InvalidFileName;
-        report({kind, QByteArray::fromStdString(joinPath(path, name)), 0});
+        report({kind, QByteArray::fromStdString(joinPath(onDisk, name)), 0});
         return;
     }
     // For the library a path that contains this name anywhere is not synchronised.
     if (text->contains(sync::core::consts::TEMP_FOLDER_NAME, Qt::CaseInsensitive))
         return;
     if (isFolder)
-        folder.folders.push_back(name);
+        folder.folders.push_back({name, joinPath(folder.path, *text)});
     else
         folder.entries.push_back(
             {name, entry.kind == FileKind::File || entry.kind == FileKind::Unknown});

@@ -39,14 +39,20 @@ public:
         bool regular; ///< A file; not a link, pipe, socket or device.
     };
 
+    struct Subfolder
+    {
+        std::string name; ///< As the disk has it: the walk descends by it.
+        QString path;     ///< The caller may change its normal form to that of a record.
+    };
+
     struct Folder
     {
         QString path;
         /// Open until the next step; -1 when unreadable.
         sync::base::NativeFile descriptor = -1;
-        bool complete = false;            ///< It was read to its end.
-        std::vector<Entry> entries;       ///< By name.
-        std::vector<std::string> folders; ///< Their names, the last one first.
+        bool complete = false;          ///< It was read to its end.
+        std::vector<Entry> entries;     ///< By name.
+        std::vector<Subfolder> folders; ///< By name, the last one first.
 
         bool isOpen() const { return descriptor != -1; }
     };
@@ -58,18 +64,27 @@ public:
 
     /// The next folder, beginning with the root; null at the end. Owned by the walk, and valid
     /// until the next call.
-    const Folder* next();
+    Folder* next();
 
 private:
-    bool read(const std::string& path, bool isRoot);
-    void readEntries(const std::string& path);
-    void addEntry(const std::string& path, const sync::base::FolderReader::Entry& entry);
+    /// A folder to visit. Its path on the disk is never made of the other one, because the disk may
+    /// have its name in another normal form.
+    struct Place
+    {
+        std::string onDisk;
+        QString path;
+    };
+
+    bool read(bool isRoot);
+    void readEntries();
+    void addEntry(const sync::base::FolderReader::Entry& entry);
 
     const Depth depth;
     const Report report;
     bool atRoot = true;
     // Not visited yet, the next one last.
-    std::vector<std::string> pending;
+    std::vector<Place> pending;
+    std::string onDisk; // the path of `folder`
     std::optional<sync::base::FolderReader> reader;
     Folder folder;
 };

@@ -11,6 +11,7 @@
 #include <QFileInfo>
 #include <QSet>
 
+#include <algorithm>
 #include <cerrno>
 
 using namespace Qt::StringLiterals;
@@ -55,6 +56,73 @@ std::optional<sync::base::FileId> idOfFolder(const QString& path)
     return idOf(sync::base::statusOf(path, sync::base::Links::Follow));
 }
 
+bool isAscii(QStringView text)
+{
+    return std::all_of(text.begin(), text.end(), [](QChar at) { return at.unicode() < 0x80; });
+}
+
+QStringView nameOf(const QString& path)
+{
+    return QStringView(path).sliced(path.lastIndexOf(u'/') + 1);
+}
+
+QString composed(QStringView name)
+{
+    return name.toString().normalized(QString::NormalizationForm_C);
+}
+
+// composed name -> place in the list, of the names that are not ASCII
+using ComposedNames = QMultiHash<QString, size_t>;
+
+template <typename Item>
+ComposedNames composedNames(const std::vector<Item>& items, QString Item::*path)
+{
+    ComposedNames names;
+    for (size_t at = 0; at < items.size(); ++at) {
+        const QStringView name = nameOf(items[at].*path);
+        if (!isAscii(name))
+            names.insert(composed(name), at);
+    }
+    return names;
+}
+
+bool hasName(const DirectoryWalk::Folder& folder, const std::string& name)
+{
+    return std::binary_search(
+               folder.entries.begin(), folder.entries.end(), DirectoryWalk::Entry{name, true},
+               [](const auto& left, const auto& right) { return left.name < right.name; }) ||
+           std::any_of(folder.folders.begin(), folder.folders.end(), [&](const auto& child) {
+               return child.name == name;
+           });
+}
+
+// True if the record at a path is that of a file or folder whose name on the disk has another
+// normal form. Many file systems keep the forms apart; then the path leads to another file, or the
+// folder also has its name.
+bool isRecordOf(const QString& path, const DirectoryWalk::Folder& found, const std::string& name)
+{
+    const auto recorded = idOf(sync::base::statusOf(path, sync::base::Links::Keep));
+    return recorded && recorded == idOf(sync::base::statusOf(found.descriptor, name.c_str())) &&
+           !hasName(found, nameOf(path).toString().toStdString());
+}
+
+// Gives the subfolder that the record at a path is about the text of the record.
+bool takeForm(
+    const QString& path, DirectoryWalk::Folder& found, std::optional<ComposedNames>& forms)
+{
+    if (isAscii(nameOf(path)))
+        return false;
+    if (!forms)
+        forms = composedNames(found.folders, &DirectoryWalk::Subfolder::path);
+    for (const size_t at : forms->values(composed(nameOf(path)))) {
+        if (isRecordOf(path, found, found.folders[at].name)) {
+            found.folders[at].path = path;
+            return true;
+        }
+    }
+    return false;
+}
+
 bool isFolder(const DirectoryWalk::Folder& found, const std::optional<sync::base::FileId>& wanted)
 {
     return wanted && found.isOpen() && idOf(sync::base::statusOf(found.descriptor)) == wanted;
@@ -97,7 +165,7 @@ TreeComparison::TreeComparison(
 {
     const QFileInfo file(QFileInfo(database.path()).canonicalFilePath());
     ownFolder = idOfFolder(file.absolutePath());
-    ownName = file.fileName().toStdString();
+    ownName = file.fileName();
     backupFolder = idOfFolder(sync::database::DatabaseBackups(file.absoluteFilePath()).folder());
 }
 
@@ -115,7 +183,7 @@ bool TreeComparison::run(const FolderConfiguration& root, const FolderConfigurat
     ids.clear();
     ids.insert(path, start.getId());
     while (!stopRequested()) {
-        const DirectoryWalk::Folder* const found = walk.next();
+        DirectoryWalk::Folder* const found = walk.next();
         if (!found)
             return true;
         if (isFolder(*found, backupFolder))
@@ -167,9 +235,10 @@ bool TreeComparison::compareFiles(const Folder& folder, const DirectoryWalk::Fol
 void TreeComparison::compareEntry(
     const DirectoryWalk::Folder& found, const DirectoryWalk::Entry& entry, bool besideDatabase)
 {
-    if (besideDatabase && isDatabaseFileName(entry.name, ownName))
+    const QString name = textOfName(entry.name).value_or(QString());
+    if (besideDatabase && isDatabaseFileName(name, ownName))
         return;
-    const QString path = joinPath(found.path, textOfName(entry.name).value_or(QString()));
+    const QString path = joinPath(found.path, name);
     if (!entry.regular) {
         handler.entrySkipped(path);
         return;
@@ -185,24 +254,40 @@ void TreeComparison::compareEntry(
         handler.entrySkipped(path);
         return;
     }
-    const auto position = positions.constFind(path);
-    if (position == positions.cend()) {
+    const auto exact = positions.constFind(path);
+    const auto position = exact != positions.cend() ? std::optional(*exact)
+                                                    : positionInOtherForm(found, entry.name, path);
+    if (!position) {
         handler.fileFound(path, *state);
         return;
     }
     seen[*position] = true;
-    handler.fileFound(path, *state, known[*position]);
+    handler.fileFound(known[*position].clientPath, *state, known[*position]);
 }
 
-void TreeComparison::compareSubfolders(const Folder& folder, const DirectoryWalk::Folder& found)
+std::optional<size_t> TreeComparison::positionInOtherForm(
+    const DirectoryWalk::Folder& found, const std::string& name, const QString& path)
+{
+    if (known.empty() || isAscii(nameOf(path)))
+        return {};
+    if (!otherForms)
+        otherForms = composedNames(known, &KnownFile::clientPath);
+    const auto [first, last] = std::as_const(*otherForms).equal_range(composed(nameOf(path)));
+    const auto own = std::find_if(
+        first, last, [&](size_t at) { return isRecordOf(known[at].clientPath, found, name); });
+    return own == last ? std::nullopt : std::optional(*own);
+}
+
+void TreeComparison::compareSubfolders(const Folder& folder, DirectoryWalk::Folder& found)
 {
     if (folder.id == -1)
         return;
     QSet<QString> present;
-    for (const std::string& name : found.folders)
-        present.insert(joinPath(folder.path, textOfName(name).value_or(QString())));
+    for (const DirectoryWalk::Subfolder& child : found.folders)
+        present.insert(child.path);
+    std::optional<ComposedNames> forms;
     for (const Folder& child : readSubfolders(folder.id)) {
-        if (present.contains(child.path))
+        if (present.contains(child.path) || takeForm(child.path, found, forms))
             ids.insert(child.path, child.id);
         else if (found.complete && folderIsGone(child.path))
             reportMissingTree(child);
@@ -234,6 +319,7 @@ void TreeComparison::readKnownFiles(int folderId)
 {
     known.clear();
     positions.clear();
+    otherForms.reset();
     if (folderId != -1) {
         const auto query = database.select(SelectFiles, {{u":folderConfigurationId"_s, folderId}});
         while (query->next()) {

@@ -84,7 +84,9 @@ private:
     bool compareFiles(const Folder& folder, const DirectoryWalk::Folder& found);
     void compareEntry(
         const DirectoryWalk::Folder& found, const DirectoryWalk::Entry& entry, bool besideDatabase);
-    void compareSubfolders(const Folder& folder, const DirectoryWalk::Folder& found);
+    void compareSubfolders(const Folder& folder, DirectoryWalk::Folder& found);
+    std::optional<size_t> positionInOtherForm(
+        const DirectoryWalk::Folder& found, const std::string& name, const QString& path);
     void reportMissingTree(const Folder& top);
     void readKnownFiles(int folderId);
     std::vector<Folder> readSubfolders(int folderId);
@@ -96,11 +98,13 @@ private:
     QHash<QString, int> ids;
     // Of the current folder: path -> place in `known`
     QHash<QString, size_t> positions;
+    // The same by the composed name, of those that are not ASCII; made when it is needed.
+    std::optional<QMultiHash<QString, size_t>> otherForms;
     std::vector<KnownFile> known;
     std::vector<bool> seen;
     // The folder of the database, the name of its file, and the folder of its backups.
     std::optional<sync::base::FileId> ownFolder;
-    std::string ownName;
+    QString ownName;
     std::optional<sync::base::FileId> backupFolder;
 };
 
