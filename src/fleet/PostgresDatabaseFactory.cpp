@@ -1,9 +1,10 @@
 #include <fleet/PostgresDatabaseFactory.h>
 
 #include <database/DatabaseError.h>
-#include <fleet/connection/ConnectionOptions.h>
-#include <fleet/connection/PostgresHandle.h>
+#include <fleet/connection/PostgresDatabase.h>
+#include <fleet/connection/PostgresQuery.h>
 #include <fleet/opening/FleetSchema.h>
+#include <fleet/pool/ConnectionPool.h>
 
 using namespace Qt::StringLiterals;
 
@@ -17,22 +18,60 @@ std::shared_ptr<PostgresDatabaseFactory> PostgresDatabaseFactory::open(
             database::DatabaseError::Cause::Other,
             u"The id of the store is empty: name the store."_s);
     const ConnectionOptions options(connection, storeId);
-    const PostgresHandle handle = openConnection(options);
+    PostgresHandle handle = openConnection(options);
     bringSchemaUpToDate(handle.get());
     makeStore(handle.get(), storeId);
-    return std::shared_ptr<PostgresDatabaseFactory>(new PostgresDatabaseFactory(storeId));
+    return std::shared_ptr<PostgresDatabaseFactory>(new PostgresDatabaseFactory(
+        std::make_shared<ConnectionPool>(options, storeId, std::move(handle))));
 }
 
-PostgresDatabaseFactory::PostgresDatabaseFactory(const QString& storeId)
-    : ownStoreId(storeId)
+PostgresDatabaseFactory::PostgresDatabaseFactory(std::shared_ptr<ConnectionPool> pool)
+    : pool(std::move(pool))
 {
 }
 
 PostgresDatabaseFactory::~PostgresDatabaseFactory() = default;
 
+std::shared_ptr<interf::IQSqlDatabaseWrapper> PostgresDatabaseFactory::GetDatabase()
+{
+    return std::make_shared<PostgresDatabase>(pool);
+}
+
+std::shared_ptr<interf::IQSqlQueryWrapper> PostgresDatabaseFactory::CreateQuery()
+{
+    return std::make_shared<PostgresQuery>(pool);
+}
+
 QString PostgresDatabaseFactory::storeId() const
 {
-    return ownStoreId;
+    return QString::fromUtf8(pool->store());
+}
+
+int PostgresDatabaseFactory::failureCount() const
+{
+    return pool->failures().failureCount();
+}
+
+std::optional<database::Failure> PostgresDatabaseFactory::lastFailure() const
+{
+    return pool->failures().lastFailure();
+}
+
+database::Listening PostgresDatabaseFactory::onFailure(
+    std::function<void(const database::Failure& failure)> function)
+{
+    return pool->failures().onFailure(std::move(function));
+}
+
+database::Listening PostgresDatabaseFactory::onChange(
+    std::function<void(database::RecordKinds kinds)> function)
+{
+    return pool->changes().listen(std::move(function));
+}
+
+void PostgresDatabaseFactory::poll()
+{
+    pool->changes().poll();
 }
 
 } // namespace sync::fleet

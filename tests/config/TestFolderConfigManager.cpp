@@ -1444,8 +1444,7 @@ private Q_SLOTS:
         store.addFolder(0, -1, u"/r"_s);
         store.addFolder(1, 1, u"/r/a"_s);
         QVERIFY(store.addFile(2, 1));
-        QVERIFY(store.run(u"CREATE TRIGGER KeepFiles BEFORE DELETE ON FileConfiguration "
-                          u"BEGIN SELECT RAISE(ABORT, 'kept'); END"_s));
+        const auto kept = test::refuseRemoval(engine, *store.factory, u"FileConfiguration"_s);
 
         QVERIFY(!store.manager.CleanRootFolder(1));
 

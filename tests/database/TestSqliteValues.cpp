@@ -1,3 +1,4 @@
+#include <base/StorableValue.h>
 #include <database/connection/SqliteValues.h>
 
 #include <QRandomGenerator>
@@ -6,10 +7,10 @@
 
 using namespace Qt::StringLiterals;
 using sync::base::decodeUtf8;
+using sync::base::encodeTime;
 using sync::base::encodeUtf8;
+using sync::base::MaximumTimeText;
 using sync::base::MaximumUtf8PerUnit;
-using sync::database::encodeTime;
-using sync::database::MaximumTimeText;
 
 namespace {
 

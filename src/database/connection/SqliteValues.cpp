@@ -1,82 +1,13 @@
 #include <database/connection/SqliteValues.h>
 
 #include <base/ClockReading.h>
+#include <base/StorableValue.h>
 
 #include <algorithm>
-#include <chrono>
-#include <cmath>
-#include <limits>
 
 using namespace Qt::StringLiterals;
 
 namespace sync::database {
-
-namespace {
-
-bool isInteger(QMetaType type)
-{
-    switch (type.id()) {
-    case QMetaType::Bool:
-    case QMetaType::Char:
-    case QMetaType::SChar:
-    case QMetaType::UChar:
-    case QMetaType::Short:
-    case QMetaType::UShort:
-    case QMetaType::Int:
-    case QMetaType::UInt:
-    case QMetaType::Long:
-    case QMetaType::LongLong:
-        return true;
-    default:
-        return type.flags().testFlag(QMetaType::IsEnumeration);
-    }
-}
-
-char* writeDigits(char* target, unsigned value, int count)
-{
-    for (int index = count - 1; index >= 0; --index, value /= 10)
-        target[index] = static_cast<char>('0' + value % 10);
-    return target + count;
-}
-
-// The toolkit's text for a UTC time of the years 1 to 9999, at a fraction of its cost.
-char* encodeUtcTime(qint64 msecsSinceEpoch, char* target)
-{
-    using namespace std::chrono;
-    const milliseconds sinceEpoch(msecsSinceEpoch);
-    const auto day = floor<days>(sinceEpoch);
-    const year_month_day date{sys_days(day)};
-    const hh_mm_ss time(sinceEpoch - day);
-
-    const auto write = [&target](auto value, int count, char separator) {
-        target = writeDigits(target, static_cast<unsigned>(value), count);
-        *target++ = separator;
-    };
-    write(static_cast<int>(date.year()), 4, '-');
-    write(static_cast<unsigned>(date.month()), 2, '-');
-    write(static_cast<unsigned>(date.day()), 2, 'T');
-    write(time.hours().count(), 2, ':');
-    write(time.minutes().count(), 2, ':');
-    write(time.seconds().count(), 2, '.');
-    write(time.subseconds().count(), 3, 'Z');
-    return target;
-}
-
-} // namespace
-
-char* encodeTime(const QDateTime& time, char* target)
-{
-    // 0001-01-01 and 9999-12-31: the toolkit writes neither year 0 nor years of five digits.
-    constexpr qint64 FirstMsec = -62135596800000;
-    constexpr qint64 LastMsec = 253402300799999;
-    if (time.timeSpec() == Qt::UTC) {
-        const qint64 msecs = time.toMSecsSinceEpoch();
-        if (msecs >= FirstMsec && msecs <= LastMsec)
-            return encodeUtcTime(msecs, target);
-    }
-    const QString text = time.toString(Qt::ISODateWithMs);
-    return text.isEmpty() ? nullptr : base::encodeUtf8(text, target);
-}
 
 QVariant ColumnValue::toVariant() const
 {
@@ -159,37 +90,29 @@ void BoundValues::clear() noexcept
 
 bool BoundValues::bindVariant(int parameter, const QVariant& value)
 {
-    if (value.isNull())
-        return bindNull(parameter); // also one that has a type
-    switch (value.typeId()) {
-    case QMetaType::Int:
-        return bindNumber(parameter, *static_cast<const int*>(value.constData()));
-    case QMetaType::LongLong:
-        return bindNumber(parameter, *static_cast<const qlonglong*>(value.constData()));
-    case QMetaType::ULong:
-    case QMetaType::ULongLong:
-        if (value.toULongLong() > std::numeric_limits<qlonglong>::max())
-            return refuse(u"a number over 9223372036854775807 cannot be stored"_s);
-        return bindNumber(parameter, value.toLongLong());
-    case QMetaType::Float:
-    case QMetaType::Double:
-        if (std::isnan(value.toDouble()))
-            return refuse(u"a floating-point value that is no number cannot be stored"_s);
-        return succeeded(sqlite3_bind_double(statement, parameter, value.toDouble()));
-    case QMetaType::QByteArray:
-        return bindBytes(parameter, *static_cast<const QByteArray*>(value.constData()));
-    case QMetaType::QDateTime:
-        return bindTime(parameter, *static_cast<const QDateTime*>(value.constData()));
-    case QMetaType::QString:
-        return bindText(parameter, *static_cast<const QString*>(value.constData()));
-    default:
-        if (isInteger(value.metaType()))
-            return bindNumber(parameter, value.toLongLong());
-        if (value.canConvert<QString>())
-            return bindText(parameter, value.toString());
-        return refuse(u"a value of type %1 cannot be stored"_s.arg(
-            QLatin1StringView(value.metaType().name())));
-    }
+    struct Binder
+    {
+        bool operator()(std::monostate) const { return values.bindNull(parameter); }
+        bool operator()(qlonglong number) const { return values.bindNumber(parameter, number); }
+        bool operator()(double number) const
+        {
+            return values.succeeded(sqlite3_bind_double(values.statement, parameter, number));
+        }
+        bool operator()(const QString& text) const { return values.bindText(parameter, text); }
+        bool operator()(const QDateTime& time) const { return values.bindTime(parameter, time); }
+        bool operator()(const QByteArray& bytes) const
+        {
+            return values.bindBytes(parameter, bytes);
+        }
+        bool operator()(const base::Refusal& refusal) const
+        {
+            return values.refuse(refusal.reason);
+        }
+
+        BoundValues& values;
+        const int parameter;
+    };
+    return std::visit(Binder{*this, parameter}, base::storableValue(value));
 }
 
 bool BoundValues::bindNull(int parameter)
@@ -214,9 +137,9 @@ bool BoundValues::bindTime(int parameter, const QDateTime& time)
 {
     if (!time.isValid())
         return bindNull(parameter);
-    const char* const end = encodeTime(time, room(MaximumTimeText));
+    const char* const end = base::encodeTime(time, room(base::MaximumTimeText));
     if (!end)
-        return refuse(u"a time outside the years 1 to 9999 cannot be stored"_s);
+        return refuse(base::timeRefusal().reason);
     take(parameter, end, true);
     return true;
 }

@@ -14,14 +14,6 @@
 
 namespace sync::database {
 
-/// The most bytes that encodeTime() writes.
-constexpr qsizetype MaximumTimeText = 32;
-
-/// Writes the text under which a time is stored and returns its end: Qt::ISODateWithMs, with "Z" or
-/// an offset only when the value has that time spec. Null for a time that has no such text, such as
-/// one after year 9999.
-char* encodeTime(const QDateTime& time, char* target);
-
 /// A column of the current row of a statement, valid for as long as the statement stays on that
 /// row.
 ///

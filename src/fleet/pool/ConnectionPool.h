@@ -1,0 +1,102 @@
+#pragma once
+
+#include <database/FailureLog.h>
+#include <fleet/changes/FleetChanges.h>
+#include <fleet/connection/ConnectionOptions.h>
+#include <fleet/connection/PostgresConnection.h>
+#include <fleet/statement/TranslationCache.h>
+
+#include <QByteArray>
+#include <QLoggingCategory>
+
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+Q_DECLARE_LOGGING_CATEGORY(velmioFleet)
+
+namespace sync::fleet {
+
+/// The connections of one store, each lent to one thread at a time, and what they share. Any thread
+/// may call.
+///
+/// Writers wait for each other at the server, which lets them in one after the other. `mutex`
+/// guards the lists of connections; nothing waits, and no listener is called, while it is held.
+class ConnectionPool : public std::enable_shared_from_this<ConnectionPool>
+{
+public:
+    /// Takes the connection with which the store was opened.
+    ConnectionPool(const ConnectionOptions& options, const QString& storeId, PostgresHandle first);
+    ~ConnectionPool();
+
+    ConnectionPool(const ConnectionPool&) = delete;
+    ConnectionPool& operator=(const ConnectionPool&) = delete;
+
+    /// The store's id in UTF-8.
+    const QByteArray& store() const { return storeId; }
+
+    database::FailureLog& failures() { return failureLog; }
+    FleetChanges& changes() { return feed; }
+    TranslationCache& translations() { return translationCache; }
+
+    /// Throws DatabaseError.
+    std::unique_ptr<Session> openSession() const;
+
+    /// The connection of the calling thread, the same one for as long as it has a query or a
+    /// transaction. Give it back as often as it was borrowed.
+    PostgresConnection* borrow();
+    void giveBack(PostgresConnection* connection) noexcept;
+
+    /// Rolls back the transaction() that the calling thread has begun if the thread ends.
+    void watchHostTransaction();
+
+    /// Makes the next write of the calling thread report that its transaction() was left by an
+    /// exception, unless that has ended by then.
+    void noteAbandonedTransaction() noexcept;
+
+    /// Rolls back the transaction() of a thread that ends.
+    void undoHostTransaction(std::thread::id thread) noexcept;
+
+private:
+    using Connections = std::vector<std::unique_ptr<PostgresConnection>>;
+
+    PostgresConnection* activeConnection(std::thread::id thread);
+    PostgresConnection* activeConnectionLocked(std::thread::id thread) const;
+    std::unique_ptr<PostgresConnection> takeIdle(std::thread::id thread);
+    void retireUnused(PostgresConnection* connection);
+
+    const ConnectionOptions options;
+    const QByteArray storeId;
+    database::FailureLog failureLog;
+    FleetChanges feed;
+    TranslationCache translationCache;
+
+    std::mutex mutex;
+    Connections active; // one for each thread that has one
+    Connections idle;   // the last one given back at the end
+};
+
+/// Holds the connection of the thread that created it, and thereby the pool.
+class ConnectionLease
+{
+public:
+    explicit ConnectionLease(std::shared_ptr<ConnectionPool> lender)
+        : pool(std::move(lender))
+        , connection(pool->borrow())
+    {
+    }
+    ~ConnectionLease() { pool->giveBack(connection); }
+
+    ConnectionLease(const ConnectionLease&) = delete;
+    ConnectionLease& operator=(const ConnectionLease&) = delete;
+
+    PostgresConnection* operator->() const { return connection; }
+
+    const std::shared_ptr<ConnectionPool> pool;
+
+private:
+    PostgresConnection* const connection;
+};
+
+} // namespace sync::fleet
