@@ -87,7 +87,7 @@ void DirectoryWalk::readEntries()
 void DirectoryWalk::addEntry(const FolderReader::Entry& entry)
 {
     const bool isFolder = entry.kind == FileKind::Folder;
-    const std::string name = entry.name;
+    std::string name = entry.name;
 
     const auto text = textOfName(name);
     if (!text) {
@@ -100,10 +100,10 @@ void DirectoryWalk::addEntry(const FolderReader::Entry& entry)
     if (text->contains(sync::core::consts::TEMP_FOLDER_NAME, Qt::CaseInsensitive))
         return;
     if (isFolder)
-        folder.folders.push_back({name, joinPath(folder.path, *text)});
+        folder.folders.push_back({std::move(name), joinPath(folder.path, *text)});
     else
         folder.entries.push_back(
-            {name, entry.kind == FileKind::File || entry.kind == FileKind::Unknown});
+            {std::move(name), entry.kind == FileKind::File || entry.kind == FileKind::Unknown});
 }
 
 std::string joinPath(const std::string& folder, const std::string& name)

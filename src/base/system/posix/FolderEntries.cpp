@@ -99,7 +99,8 @@ bool createOwnFolder(const QString& path)
     if (::mkdir(name.constData(), S_IRWXU) != 0)
         return false;
     // The umask may have taken rights from the user. Where modes cannot be set, they are fixed.
-    ::fchmodat(AT_FDCWD, name.constData(), S_IRWXU, AT_SYMLINK_NOFOLLOW);
+    [[maybe_unused]] const int ignored =
+        ::fchmodat(AT_FDCWD, name.constData(), S_IRWXU, AT_SYMLINK_NOFOLLOW);
     return true;
 }
 

@@ -32,76 +32,6 @@ extern "C" void rememberWatchedSignal(int signal)
     watchedSignal = signal;
 }
 
-/// Delays the signals that end the program, except in wait(), and remembers one.
-class DelayedSignals
-{
-public:
-    DelayedSignals()
-    {
-        signalAtPrompt = 0;
-        sigset_t ending;
-        sigemptyset(&ending);
-        struct sigaction action
-        {
-        };
-        action.sa_handler = rememberSignalAtPrompt;
-        sigemptyset(&action.sa_mask);
-        for (const int signal : EndingSignals)
-            sigaddset(&ending, signal);
-        sigprocmask(SIG_BLOCK, &ending, &oldMask);
-        for (std::size_t at = 0; at < EndingSignals.size(); ++at)
-            sigaction(EndingSignals[at], &action, &oldActions[at]);
-    }
-    ~DelayedSignals()
-    {
-        for (std::size_t at = 0; at < EndingSignals.size(); ++at)
-            sigaction(EndingSignals[at], &oldActions[at], nullptr);
-        sigprocmask(SIG_SETMASK, &oldMask, nullptr);
-    }
-    Q_DISABLE_COPY_MOVE(DelayedSignals)
-
-    bool wait() const
-    {
-        while (signalAtPrompt == 0) {
-            fd_set input;
-            FD_ZERO(&input);
-            FD_SET(STDIN_FILENO, &input);
-            if (::pselect(STDIN_FILENO + 1, &input, nullptr, nullptr, nullptr, &oldMask) > 0)
-                return true;
-        }
-        return false;
-    }
-
-private:
-    sigset_t oldMask{};
-    std::array<struct sigaction, EndingSignals.size()> oldActions{};
-};
-
-/// Keeps the terminal from showing what is typed.
-class SilentTerminal
-{
-public:
-    SilentTerminal()
-        : known(::tcgetattr(STDIN_FILENO, &shown) == 0)
-    {
-        if (!known)
-            return;
-        termios hidden = shown;
-        hidden.c_lflag &= ~tcflag_t(ECHO | ECHONL);
-        ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &hidden);
-    }
-    ~SilentTerminal()
-    {
-        if (known)
-            ::tcsetattr(STDIN_FILENO, TCSADRAIN, &shown);
-    }
-    Q_DISABLE_COPY_MOVE(SilentTerminal)
-
-private:
-    termios shown{};
-    const bool known;
-};
-
 } // namespace
 
 NativeFile standardInput()
@@ -138,6 +68,76 @@ bool usesUtf8()
 
 struct HiddenInput::State
 {
+    /// Delays the signals that end the program, except in wait(), and remembers one.
+    class DelayedSignals
+    {
+    public:
+        DelayedSignals()
+        {
+            signalAtPrompt = 0;
+            sigset_t ending;
+            sigemptyset(&ending);
+            struct sigaction action
+            {
+            };
+            action.sa_handler = rememberSignalAtPrompt;
+            sigemptyset(&action.sa_mask);
+            for (const int signal : EndingSignals)
+                sigaddset(&ending, signal);
+            sigprocmask(SIG_BLOCK, &ending, &oldMask);
+            for (std::size_t at = 0; at < EndingSignals.size(); ++at)
+                sigaction(EndingSignals[at], &action, &oldActions[at]);
+        }
+        ~DelayedSignals()
+        {
+            for (std::size_t at = 0; at < EndingSignals.size(); ++at)
+                sigaction(EndingSignals[at], &oldActions[at], nullptr);
+            sigprocmask(SIG_SETMASK, &oldMask, nullptr);
+        }
+        Q_DISABLE_COPY_MOVE(DelayedSignals)
+
+        bool wait() const
+        {
+            while (signalAtPrompt == 0) {
+                fd_set input;
+                FD_ZERO(&input);
+                FD_SET(STDIN_FILENO, &input);
+                if (::pselect(STDIN_FILENO + 1, &input, nullptr, nullptr, nullptr, &oldMask) > 0)
+                    return true;
+            }
+            return false;
+        }
+
+    private:
+        sigset_t oldMask{};
+        std::array<struct sigaction, EndingSignals.size()> oldActions{};
+    };
+
+    /// Keeps the terminal from showing what is typed.
+    class SilentTerminal
+    {
+    public:
+        SilentTerminal()
+            : known(::tcgetattr(STDIN_FILENO, &shown) == 0)
+        {
+            if (!known)
+                return;
+            termios hidden = shown;
+            hidden.c_lflag &= ~tcflag_t(ECHO | ECHONL);
+            ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &hidden);
+        }
+        ~SilentTerminal()
+        {
+            if (known)
+                ::tcsetattr(STDIN_FILENO, TCSADRAIN, &shown);
+        }
+        Q_DISABLE_COPY_MOVE(SilentTerminal)
+
+    private:
+        termios shown{};
+        const bool known;
+    };
+
     // In this order: the terminal is restored before a signal has its effect.
     const DelayedSignals delayed;
     const SilentTerminal silent;
