@@ -10,8 +10,12 @@
 #include <sys/prctl.h>
 #include <sys/wait.h>
 
+#include <condition_variable>
 #include <csignal>
+#include <functional>
 #include <memory>
+#include <mutex>
+#include <thread>
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -68,6 +72,49 @@ void runProgram(const QString& program, const QStringList& arguments)
     if (process.exitStatus() != QProcess::NormalExit || process.exitCode() != 0)
         qFatal("%s failed: %s", qPrintable(program), process.readAll().constData());
 }
+
+/// A thread that lives as long as the process. A server ends with the thread that has started it
+/// (PR_SET_PDEATHSIG), and any thread may start one.
+class Starter
+{
+public:
+    static pid_t fork(const std::function<void()>& child)
+    {
+        static Starter* const starter = new Starter; // never ends
+        const std::lock_guard one(starter->callers);
+        std::unique_lock lock(starter->mutex);
+        starter->child = &child;
+        starter->changed.notify_all();
+        starter->changed.wait(lock, [] { return !starter->child; });
+        return starter->pid;
+    }
+
+private:
+    Starter()
+    {
+        std::thread([this] { run(); }).detach();
+    }
+
+    [[noreturn]] void run()
+    {
+        for (std::unique_lock lock(mutex);;) {
+            changed.wait(lock, [this] { return child != nullptr; });
+            pid = ::fork();
+            if (pid == 0) {
+                (*child)();
+                ::_exit(127);
+            }
+            child = nullptr;
+            changed.notify_all();
+        }
+    }
+
+    std::mutex callers;
+    std::mutex mutex; // guards what follows
+    std::condition_variable changed;
+    const std::function<void()>* child = nullptr;
+    pid_t pid = 0;
+};
 
 } // namespace
 
@@ -144,16 +191,14 @@ void PostgresServer::start()
     const QByteArray program = QFile::encodeName(programFolder() + u"/postgres"_s);
     const QByteArray data = QFile::encodeName(dataFolder());
     const QByteArray log = QFile::encodeName(folder.filePath(u"log"_s));
-    pid = ::fork();
-    if (pid == 0) {
+    pid = Starter::fork([&] {
         prepareChild();
         if (::chdir("/") == 0 && ::freopen(log.constData(), "a", stderr) &&
             ::freopen(log.constData(), "a", stdout))
             ::execl(
                 program.constData(), program.constData(), "-D", data.constData(),
                 static_cast<char*>(nullptr));
-        ::_exit(127);
-    }
+    });
     const QByteArray target = connection().toUtf8();
     while (PQping(target.constData()) != PQPING_OK) {
         if (::waitpid(pid, nullptr, WNOHANG) == pid)

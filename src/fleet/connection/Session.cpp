@@ -155,7 +155,10 @@ bool Session::isAlive()
 {
     if (isBroken(connection.get()))
         return false;
-    PQconsumeInput(connection.get()); // never waits
+    // Neither waits. The first may read why the server closes the connection, the second that it
+    // has.
+    PQconsumeInput(connection.get());
+    PQconsumeInput(connection.get());
     return !isBroken(connection.get());
 }
 
