@@ -18,11 +18,11 @@ std::shared_ptr<PostgresDatabaseFactory> PostgresDatabaseFactory::open(
             database::DatabaseError::Cause::Other,
             u"The id of the store is empty: name the store."_s);
     const ConnectionOptions options(connection, storeId);
-    PostgresHandle handle = openConnection(options);
-    bringSchemaUpToDate(handle.get());
-    makeStore(handle.get(), storeId);
+    auto session = Session::open(options);
+    bringSchemaUpToDate(*session);
+    makeStore(*session, storeId);
     return std::shared_ptr<PostgresDatabaseFactory>(new PostgresDatabaseFactory(
-        std::make_shared<ConnectionPool>(options, storeId, std::move(handle))));
+        std::make_shared<ConnectionPool>(options, storeId, std::move(session))));
 }
 
 PostgresDatabaseFactory::PostgresDatabaseFactory(std::shared_ptr<ConnectionPool> pool)

@@ -29,6 +29,10 @@ class ConnectionPool;
 /// fails, and its error says that it is not known whether it was stored. A transaction is lost:
 /// what follows in it fails, and its commit() too.
 ///
+/// Through PgBouncer in its transaction mode the same holds: the engine notices it, keeps no
+/// statement prepared, and gives each transaction its settings. Make the tables of the fleet over a
+/// direct connection first.
+///
 /// A statement names the tables as with the embedded engine, and sees the rows of the store. What
 /// it does not understand: several rows in one INSERT, texts with a NUL character, and SQL that
 /// only SQLite has, except NOT IN (). Rows come in the order of their ids unless the statement

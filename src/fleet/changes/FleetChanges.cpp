@@ -20,12 +20,12 @@ database::Listening FleetChanges::listen(std::function<void(RecordKinds kinds)> 
     // Commits from before the first listener are not reported.
     if (listeners.isEmpty()) {
         const base::LockGuard lock(pollMutex);
-        if (!connection)
-            connection = openConnection(options);
+        if (!session)
+            session = Session::open(options);
         std::optional<qlonglong> now;
         while (!(now = commitsOfOthers())) {
-            if (isBroken(connection.get()))
-                connection = openConnection(options); // throws if that is the reason
+            if (isBroken(session->handle()))
+                session = Session::open(options); // throws if that is the reason
         }
         before = *now;
     }
@@ -75,11 +75,15 @@ std::optional<qlonglong> FleetChanges::commitsOfOthers()
 std::optional<qlonglong> FleetChanges::readCount()
 {
     try {
-        if (isBroken(connection.get()))
-            connection = openConnection(options);
-        const auto row = execute(
-            connection.get(), "SELECT changes FROM velmio.Counters WHERE store = $1", {store});
-        return PQntuples(row.get()) > 0 ? QByteArray(PQgetvalue(row.get(), 0, 0)).toLongLong() : 0;
+        if (isBroken(session->handle()))
+            session = Session::open(options);
+        Parameters parameters;
+        parameters.addText(store);
+        const auto answers =
+            session->run({{"SELECT changes FROM velmio.Counters WHERE store = $1", &parameters}});
+        if (!answers.succeeded)
+            return {};
+        return PQntuples(answers.last()) > 0 ? ColumnValue(answers.last(), 0, 0).toLongLong() : 0;
     } catch (const database::DatabaseError&) {
         return {};
     }

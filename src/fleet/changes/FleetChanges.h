@@ -2,11 +2,12 @@
 
 #include <database/ChangeSource.h>
 #include <fleet/connection/ConnectionOptions.h>
-#include <fleet/connection/PostgresHandle.h>
+#include <fleet/connection/Session.h>
 
 #include <QByteArray>
 
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <optional>
 
@@ -56,8 +57,8 @@ private:
     Counts own;
 
     std::mutex pollMutex;
-    PostgresHandle connection; // since the first listener
-    qlonglong before = 0;      // commits of others
+    std::unique_ptr<Session> session; // since the first listener
+    qlonglong before = 0;             // commits of others
 };
 
 /// Covers a commit of this factory, from before it is sent until its outcome is known: until add(),

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -19,10 +20,16 @@ struct FreeOptions
 };
 
 // In `options` a backslash keeps a blank from ending the setting.
-QByteArray setting(const QByteArray& name, QByteArray value)
+QByteArray sessionSetting(const char* name, QByteArray value)
 {
     value.replace('\\', "\\\\").replace(' ', "\\ ");
-    return "-c " + name + '=' + value;
+    return "-c " + QByteArray(name) + '=' + value + ' ';
+}
+
+QByteArray transactionSetting(const char* name, QByteArray value)
+{
+    value.replace('\'', "''");
+    return "set_config('" + QByteArray(name) + "', '" + value + "', true)";
 }
 
 } // namespace
@@ -51,12 +58,19 @@ ConnectionOptions::ConnectionOptions(const QString& connection, const QString& s
     setDefault("keepalives_interval", "5");
     setDefault("keepalives_count", "3");
     options.push_back({"client_encoding", "UTF8"});
-    const QByteArray* const given = find("options");
-    const QByteArray ours = setting("statement_timeout", "60s") + ' ' +
-                            setting("lock_timeout", "5s") + ' ' +
-                            setting("velmio.store", storeId.toUtf8());
+    const std::pair<const char*, QByteArray> state[] = {
+        {"statement_timeout", "60s"},
+        {"lock_timeout", "5s"},
+        {"velmio.store", storeId.toUtf8()},
+    };
+    QByteArray ours;
+    for (const auto& [name, value] : state) {
+        ours += sessionSetting(name, value);
+        settings += (settings.isEmpty() ? "SELECT " : ", ") + transactionSetting(name, value);
+    }
     // The last of two settings counts.
-    options.push_back({"options", given ? ours + ' ' + *given : ours});
+    const QByteArray* const given = find("options");
+    options.push_back({"options", given ? ours + *given : ours});
 }
 
 std::vector<const char*> ConnectionOptions::keywords() const
@@ -75,6 +89,13 @@ std::vector<const char*> ConnectionOptions::values() const
         pointers.push_back(option.value.constData());
     pointers.push_back(nullptr);
     return pointers;
+}
+
+ConnectionOptions ConnectionOptions::withoutSession() const
+{
+    ConnectionOptions others = *this;
+    std::erase_if(others.options, [](const Option& option) { return option.keyword == "options"; });
+    return others;
 }
 
 const QByteArray* ConnectionOptions::find(const QByteArray& keyword) const

@@ -25,6 +25,13 @@ public:
     std::vector<const char*> values() const;
     ///@}
 
+    /// The same without the state of a session, for a pool that lends a server for one transaction
+    /// and refuses what such a server would keep.
+    ConnectionOptions withoutSession() const;
+
+    /// A statement that gives the state of a session to one transaction.
+    const QByteArray& transactionSettings() const { return settings; }
+
 private:
     struct Option
     {
@@ -36,6 +43,7 @@ private:
     void setDefault(const QByteArray& keyword, const QByteArray& value);
 
     std::vector<Option> options;
+    QByteArray settings;
 };
 
 } // namespace sync::fleet

@@ -94,6 +94,13 @@ PostgresHandle openConnection(const ConnectionOptions& options)
                                      remedyForConnecting(message));
 }
 
+bool hasSession(PGconn* connection)
+{
+    const auto store =
+        execute(connection, "SELECT coalesce(current_setting('velmio.store', true), '')");
+    return PQgetlength(store.get(), 0, 0) > 0;
+}
+
 QString serverOf(PGconn* connection)
 {
     const auto text = [](const char* part) { return QString::fromUtf8(part ? part : ""); };
@@ -142,8 +149,12 @@ ResultHandle execute(
     const ExecStatusType status = PQresultStatus(result.get());
     if (status == PGRES_COMMAND_OK || status == PGRES_TUPLES_OK)
         return result;
-    const database::Failure failure = failureOf(result.get(), connection);
-    throw database::DatabaseError(
+    throw unusable(connection, failureOf(result.get(), connection));
+}
+
+database::DatabaseError unusable(PGconn* connection, const database::Failure& failure)
+{
+    return database::DatabaseError(
         failure.cause,
         u"The fleet's database %1 cannot be used: %2"_s.arg(serverOf(connection), failure.text));
 }

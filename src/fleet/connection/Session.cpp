@@ -1,7 +1,11 @@
 #include <fleet/connection/Session.h>
 
+#include <fleet/connection/ConnectionOptions.h>
+
 #include <algorithm>
 #include <utility>
+
+using namespace Qt::StringLiterals;
 
 namespace sync::fleet {
 
@@ -29,9 +33,23 @@ bool isFailure(const PGresult* result)
 
 } // namespace
 
-Session::Session(PostgresHandle opened, bool keepsStatements)
+std::unique_ptr<Session> Session::open(const ConnectionOptions& options)
+{
+    try {
+        PostgresHandle direct = openConnection(options);
+        if (hasSession(direct.get()))
+            return std::make_unique<Session>(std::move(direct));
+    } catch (const database::DatabaseError& error) {
+        if (!error.text().contains(u"unsupported startup parameter"_s))
+            throw;
+    }
+    return std::make_unique<Session>(
+        openConnection(options.withoutSession()), options.transactionSettings());
+}
+
+Session::Session(PostgresHandle opened, const QByteArray& transactionSettings)
     : connection(std::move(opened))
-    , keepsStatements(keepsStatements)
+    , transactionSettings(transactionSettings)
 {
     PQenterPipelineMode(connection.get());
 }
@@ -43,6 +61,10 @@ Session::Answers Session::run(std::span<const Command> commands)
     // What each result belongs to: a statement that is being prepared, or nothing for a command.
     std::vector<QByteArray> expected;
     expected.reserve(commands.size() * 2);
+    if (!transactionSettings.isEmpty() && PQtransactionStatus(connection.get()) == PQTRANS_IDLE) {
+        send({transactionSettings}, expected);
+        expected.back() = transactionSettings; // its result is none of the caller's
+    }
     for (const Command& command : commands) {
         if (!send(command, expected))
             break;
@@ -87,7 +109,7 @@ bool Session::send(const Command& command, std::vector<QByteArray>& expected)
     const char* const* const values = parameters ? parameters->values() : nullptr;
     const int* const lengths = parameters ? parameters->lengths() : nullptr;
     const int* const formats = parameters ? parameters->formats() : nullptr;
-    if (!keepsStatements) {
+    if (!transactionSettings.isEmpty()) {
         expected.emplace_back();
         return PQsendQueryParams(
                    connection.get(), command.text.constData(), count, types, values, lengths,

@@ -7,6 +7,7 @@
 #include <QHash>
 
 #include <initializer_list>
+#include <memory>
 #include <span>
 #include <vector>
 
@@ -24,9 +25,13 @@ struct Command
 class Session
 {
 public:
-    /// Takes a connection that is idle. `keepsStatements` is false behind a pool that lends a
-    /// server for a transaction only: what one server has prepared, the next one does not know.
-    explicit Session(PostgresHandle connection, bool keepsStatements = true);
+    /// Connects, directly or through a pool. Throws DatabaseError.
+    static std::unique_ptr<Session> open(const ConnectionOptions& options);
+
+    /// Takes a connection that is idle. Behind a pool that lends a server for one transaction only,
+    /// the next server knows neither prepared statements nor settings: `transactionSettings` then
+    /// begins each transaction.
+    explicit Session(PostgresHandle connection, const QByteArray& transactionSettings = {});
 
     PGconn* handle() const { return connection.get(); }
 
@@ -66,7 +71,7 @@ private:
     void forgetStatement(const PGresult* failed, const QByteArray& key);
 
     const PostgresHandle connection;
-    const bool keepsStatements;
+    const QByteArray transactionSettings; // empty if the session keeps its state
     QHash<QByteArray, Prepared> prepared; // by text, and the types that are declared
     quint64 uses = 0;
     quint64 names = 0;

@@ -2,10 +2,13 @@
 
 #include <database/DatabaseError.h>
 #include <fleet/connection/PostgresHandle.h>
+#include <fleet/connection/Session.h>
 #include <fleet/schema/SchemaScripts.h>
 
 #include <QByteArrayList>
 #include <QDateTime>
+
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -14,6 +17,22 @@ namespace sync::fleet {
 namespace {
 
 using database::DatabaseError;
+
+/// Lets a session run statements one by one, which it does not keep prepared.
+class OneByOne
+{
+public:
+    explicit OneByOne(Session& session)
+        : session(session)
+    {
+        PQexitPipelineMode(session.handle());
+    }
+    ~OneByOne() { PQenterPipelineMode(session.handle()); }
+    Q_DISABLE_COPY_MOVE(OneByOne)
+
+private:
+    Session& session;
+};
 
 /// Keeps two programs from making the tables at the same time.
 class SchemaLock
@@ -82,8 +101,10 @@ bool isThere(PGconn* connection, const QByteArray& statement)
 
 } // namespace
 
-void bringSchemaUpToDate(PGconn* connection)
+void bringSchemaUpToDate(Session& session)
 {
+    const OneByOne statements(session);
+    PGconn* const connection = session.handle();
     const auto& scripts = schemaScripts();
     if (schemaVersion(connection) == scripts.size())
         return;
@@ -108,30 +129,29 @@ void bringSchemaUpToDate(PGconn* connection)
     }
 }
 
-void makeStore(PGconn* connection, const QString& storeId)
+void makeStore(Session& session, const QString& storeId)
 {
-    const QByteArray store = storeId.toUtf8();
-    if (hasAnyRow(connection, "SELECT 1 FROM velmio.Counters WHERE store = $1", store))
-        return;
-    execute(connection, "BEGIN");
-    execute(
-        connection,
-        "INSERT INTO velmio.Stores (store, createdTime) VALUES ($1, $2) ON CONFLICT DO NOTHING",
-        {store, QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs).toLatin1()});
-    const auto counters = execute(
-        connection,
-        "INSERT INTO velmio.Counters (store, Schedules) VALUES ($1, 1)"
-        " ON CONFLICT DO NOTHING RETURNING store",
-        {store});
-    // The default schedule, which every new store has.
-    if (PQntuples(counters.get()) > 0)
-        execute(
-            connection,
-            "INSERT INTO velmio.Schedules"
-            " (store, id, folderConfigurationId, syncScheduleType, syncInterval)"
-            " VALUES ($1, 1, 0, 0, 30)",
-            {store});
-    execute(connection, "COMMIT");
+    Parameters store;
+    store.addText(storeId.toUtf8());
+    Parameters storeAndTime = store;
+    storeAndTime.addText(QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs).toLatin1());
+    auto answers = session.run({{"SELECT 1 FROM velmio.Counters WHERE store = $1", &store}});
+    if (answers.succeeded && PQntuples(answers.last()) == 0)
+        answers = session.run(
+            {{"INSERT INTO velmio.Stores (store, createdTime) VALUES ($1, $2)"
+              " ON CONFLICT DO NOTHING",
+              &storeAndTime},
+             // Waits for another program that makes the same store.
+             {"INSERT INTO velmio.Counters (store, Schedules) VALUES ($1, 1)"
+              " ON CONFLICT DO NOTHING",
+              &store},
+             // The default schedule, which every new store has.
+             {"INSERT INTO velmio.Schedules"
+              " (store, id, folderConfigurationId, syncScheduleType, syncInterval)"
+              " VALUES ($1, 1, 0, 0, 30) ON CONFLICT DO NOTHING",
+              &store}});
+    if (!answers.succeeded)
+        throw unusable(session.handle(), failureOf(answers.last(), session.handle()));
 }
 
 } // namespace sync::fleet

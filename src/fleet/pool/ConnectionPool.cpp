@@ -41,13 +41,13 @@ auto findConnection(Connections& connections, Matches matches)
 } // namespace
 
 ConnectionPool::ConnectionPool(
-    const ConnectionOptions& options, const QString& storeId, PostgresHandle first)
+    const ConnectionOptions& options, const QString& storeId, std::unique_ptr<Session> first)
     : options(options)
     , storeId(storeId.toUtf8())
     , feed(this->options, this->storeId)
 {
     idle.push_back(std::make_unique<PostgresConnection>(*this));
-    idle.back()->use(std::make_unique<Session>(std::move(first)));
+    idle.back()->use(std::move(first));
 }
 
 ConnectionPool::~ConnectionPool()
@@ -55,11 +55,6 @@ ConnectionPool::~ConnectionPool()
     // They roll back what is open, for which they need the other members.
     active.clear();
     idle.clear();
-}
-
-std::unique_ptr<Session> ConnectionPool::openSession() const
-{
-    return std::make_unique<Session>(openConnection(options));
 }
 
 PostgresConnection* ConnectionPool::borrow()

@@ -26,8 +26,9 @@ namespace sync::fleet {
 class ConnectionPool : public std::enable_shared_from_this<ConnectionPool>
 {
 public:
-    /// Takes the connection with which the store was opened.
-    ConnectionPool(const ConnectionOptions& options, const QString& storeId, PostgresHandle first);
+    /// Takes the session with which the store was opened.
+    ConnectionPool(
+        const ConnectionOptions& options, const QString& storeId, std::unique_ptr<Session> first);
     ~ConnectionPool();
 
     ConnectionPool(const ConnectionPool&) = delete;
@@ -41,7 +42,7 @@ public:
     TranslationCache& translations() { return translationCache; }
 
     /// Throws DatabaseError.
-    std::unique_ptr<Session> openSession() const;
+    std::unique_ptr<Session> openSession() const { return Session::open(options); }
 
     /// The connection of the calling thread, the same one for as long as it has a query or a
     /// transaction. Give it back as often as it was borrowed.
