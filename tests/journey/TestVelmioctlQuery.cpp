@@ -1,5 +1,8 @@
 #include "VelmioctlRunner.h"
 
+#include <support/RawDatabase.h>
+
+#include <QFile>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -95,6 +98,21 @@ private Q_SLOTS:
         QVERIFY(answer.errors.startsWith(u"error: The query "_s));
         QVERIFY(!answer.output.contains(u"canary"_s));
         QCOMPARE(tool->databaseBytes(), before);
+    }
+
+    void schemaRunsNothing()
+    {
+        const QString written = tool->path(u"written.db"_s);
+        sync::test::RawDatabase(tool->databasePath())
+            .run(u"CREATE TABLE notes (text); PRAGMA writable_schema = ON;"
+                 u"UPDATE sqlite_schema SET sql = sql || '; ATTACH ''%1'' AS other;"
+                 u" CREATE TABLE other.planted (text)' WHERE name = 'notes'"_s.arg(written));
+
+        const auto answer = tool->run({u"query"_s, u"SELECT count(*) AS notes FROM notes"_s});
+
+        QCOMPARE(answer.exitCode, 0);
+        QCOMPARE(answer.output, u"notes\n0\n"_s);
+        QVERIFY(!QFile::exists(written));
     }
 
 private:

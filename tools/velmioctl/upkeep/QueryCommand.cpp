@@ -35,8 +35,13 @@ public:
             u"SELECT sql FROM sqlite_master WHERE type IN ('table', 'view') AND sql IS NOT NULL"
             u" AND name NOT LIKE 'sqlite\\_%' ESCAPE '\\'"_s);
         while (schema->next()) {
+            // The first statement alone, because SQLite ignores what follows it in a file: there
+            // somebody else could have written anything.
             const QByteArray sql = schema->value(0).toString().toUtf8();
-            sqlite3_exec(handle.get(), sql.constData(), nullptr, nullptr, nullptr);
+            sqlite3_stmt* definition = nullptr;
+            sqlite3_prepare_v2(handle.get(), sql.constData(), -1, &definition, nullptr);
+            sqlite3_step(definition);
+            sqlite3_finalize(definition);
         }
         database.check();
         // A mistyped name in double quotes is an error and not a text.
