@@ -5,6 +5,8 @@
 #include <core/FileKeyStore.h>
 #include <core/HostKeyStore.h>
 
+#include <support/FileBytes.h>
+
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
@@ -535,6 +537,59 @@ private Q_SLOTS:
         QVERIFY(pruned.errors.contains(u"may need any of the keys"_s));
         QVERIFY(QFile::exists(tool->path(u"notes.txt"_s)));
         QCOMPARE(keysInStore(), 2);
+    }
+
+    // Without its WAL, a rewritten file would lose changes and later get them back.
+    void pruneLeavesABackupWithItsWalAsItIs()
+    {
+        const QString copy = tool->path(u"copy.db"_s);
+        {
+            sync::test::RawDatabase raw(tool->databasePath());
+            raw.run(u"INSERT INTO ServerConfiguration (alias) VALUES ('in the WAL')"_s);
+            QVERIFY(QFile::copy(tool->databasePath(), copy));
+            QVERIFY(QFile::copy(tool->databasePath() + u"-wal"_s, copy + u"-wal"_s));
+        }
+        rekeyed();
+        removeBackups();
+        const QByteArray before = sync::test::readFile(copy);
+
+        const auto pruned = prune(
+            {u"--no-rest"_s, u"--yes"_s, u"--rewrite-backups"_s, u"--remove-backups"_s, copy});
+
+        QCOMPARE(pruned.exitCode, 0);
+        QCOMPARE(
+            pruned.object()[u"kept"_s][0].toObject()[u"backups"_s].toArray(), QJsonArray{copy});
+        QVERIFY(pruned.errors.contains(u"is left as it is"_s));
+        QCOMPARE(sync::test::readFile(copy), before);
+        QVERIFY(QFile::exists(copy + u"-wal"_s));
+        QCOMPARE(keysInStore(), 2);
+    }
+
+    void pruneRefusesTheDatabaseAsABackup()
+    {
+        rekeyed();
+        takeFirstPassword(tool->databasePath(), backups().first());
+        QVERIFY(QFile::link(tool->databasePath(), tool->path(u"link.db"_s)));
+
+        const auto pruned =
+            prune({u"--no-rest"_s, u"--yes"_s, u"--remove-backups"_s, tool->path(u"link.db"_s)});
+
+        QCOMPARE(pruned.exitCode, 2);
+        QVERIFY(pruned.errors.contains(u"is the database itself"_s));
+        QVERIFY(QFile::exists(tool->databasePath()));
+    }
+
+    void pruneWithoutEarlierKeysRemovesNoBackup()
+    {
+        QVERIFY(tool->execute(
+            u"INSERT INTO AuthenticationConfiguration (encryptedPassword) VALUES (x'00')"_s));
+        tool->run({u"backup"_s});
+
+        const auto pruned = prune({u"--yes"_s, u"--remove-backups"_s});
+
+        QCOMPARE(pruned.exitCode, 0);
+        QCOMPARE(pruned.object()[u"removed"_s].toArray(), QJsonArray());
+        QCOMPARE(backups().size(), 1);
     }
 
     void pruneKeepsWhatThePasswordsUseEvenByForce()

@@ -2,6 +2,7 @@
 
 #include <base/FileError.h>
 #include <base/PartialFile.h>
+#include <base/system/Files.h>
 #include <config/PasswordKeys.h>
 #include <core/Crypto.h>
 #include <database/DatabaseBackups.h>
@@ -38,7 +39,7 @@ struct KeyUser
 {
     QString path;
     QSet<KeyId> keys;
-    QString problem; ///< Why it could not be read; it may need any key then.
+    QString problem = {}; ///< Why it is left as it is.
 };
 
 /// An earlier key, and why it stays.
@@ -56,7 +57,7 @@ struct PruningPlan
     std::vector<EarlierKey> keys;
     QStringList rewritten;
     QStringList removed;
-    QStringList unreadable; ///< Backups, with the reason.
+    QStringList problems; ///< Of backups that are left as they are.
 
     QSet<KeyId> neededByBackups() const;
     qsizetype dropped() const;
@@ -115,16 +116,49 @@ QString textFor(EarlierKey::Reason reason)
     Q_UNREACHABLE();
 }
 
+// One that may need any key.
+KeyUser unreadable(const QString& path, const QString& reason)
+{
+    return {
+        path,
+        {KeyId()},
+        reason + u" It may need any of the keys: remove it yourself if it is of no use."_s};
+}
+
 KeyUser userOf(const QString& path)
 {
     try {
         const auto used = PasswordKeys(SqliteDatabaseFactory::openReadOnly(path)).usedKeys();
-        if (used)
-            return {path, *used, {}};
-        return {path, {KeyId()}, u"The backup %1 cannot be read."_s.arg(quoted(path))};
+        if (!used)
+            return unreadable(path, u"The backup %1 cannot be read."_s.arg(quoted(path)));
+        // Its newest changes are not in the file, and a program may have it open.
+        for (const QString& companion : {path + u"-wal"_s, path + u"-journal"_s}) {
+            if (QFileInfo::exists(companion)) {
+                return {
+                    path, *used,
+                    u"The backup %1 is left as it is, because %2 belongs to it, and a program may "
+                    u"be using them."_s.arg(quoted(path), quoted(companion))};
+            }
+        }
+        return {path, *used};
     } catch (const DatabaseError& error) {
-        return {path, {KeyId()}, error.text()};
+        return unreadable(path, error.text());
     }
+}
+
+// Not the database itself, which would be removed or replaced while it is in use.
+QString givenBackup(const std::string& given, const QString& database)
+{
+    using sync::base::Links;
+    using sync::base::statusOf;
+    QString path = absolutePath(given);
+    const auto status = statusOf(path, Links::Follow);
+    const auto own = statusOf(database, Links::Follow);
+    if (status && own && status->id == own->id) {
+        throw CommandError(
+            ExitCode::Usage, u"%1 is the database itself. Name backups of it."_s.arg(quoted(path)));
+    }
+    return path;
 }
 
 // The backups beside the database, what a restore has replaced, and what the user names.
@@ -135,12 +169,10 @@ std::vector<KeyUser> usersOf(const QString& database, const KeyPruningOptions& o
         paths += backup.path;
     const QFileInfo file(database);
     for (const QFileInfo& kept : file.dir().entryInfoList(
-             {file.fileName() + u"-replaced.*"_s}, QDir::Files | QDir::Hidden, QDir::Name)) {
-        if (!kept.fileName().endsWith(u"-wal"_s) && !kept.fileName().endsWith(u"-shm"_s))
-            paths += kept.absoluteFilePath();
-    }
+             {file.fileName() + u"-replaced.*Z"_s}, QDir::Files | QDir::Hidden, QDir::Name))
+        paths += kept.absoluteFilePath();
     for (const std::string& given : options.files)
-        paths += absolutePath(given);
+        paths += givenBackup(given, database);
     paths.removeDuplicates();
 
     std::vector<KeyUser> users;
@@ -152,17 +184,15 @@ std::vector<KeyUser> usersOf(const QString& database, const KeyPruningOptions& o
 // Opening an older one for writing would migrate it.
 bool canBeRewritten(const KeyUser& user)
 {
-    return user.problem.isEmpty() &&
-           StoreInspection(user.path).schemaVersion() == SqliteDatabaseFactory::schemaVersion();
+    return StoreInspection(user.path).schemaVersion() == SqliteDatabaseFactory::schemaVersion();
 }
 
 bool needsEarlierKey(const KeyUser& user, const KeyRing& ring)
 {
     const QList<KeyId> earlier = ring.ids().mid(1);
-    return user.keys.contains(KeyId()) ||
-           std::any_of(earlier.begin(), earlier.end(), [&user](const KeyId& id) {
-               return user.keys.contains(id);
-           });
+    return std::any_of(earlier.begin(), earlier.end(), [&user](const KeyId& id) {
+        return user.keys.contains(id) || user.keys.contains(KeyId());
+    });
 }
 
 // What stays of the backups after those that the options change.
@@ -174,14 +204,15 @@ std::vector<KeyUser> decide(
     for (const KeyUser& user : users) {
         if (!needsEarlierKey(user, ring))
             continue;
-        if (options.rewriteBackups && canBeRewritten(user)) {
+        if (!user.problem.isEmpty()) {
+            left.push_back(user);
+            plan.problems += user.problem;
+        } else if (options.rewriteBackups && canBeRewritten(user)) {
             plan.rewritten += user.path;
-        } else if (options.removeBackups && user.problem.isEmpty()) {
+        } else if (options.removeBackups) {
             plan.removed += user.path;
         } else {
             left.push_back(user);
-            if (!user.problem.isEmpty())
-                plan.unreadable += user.problem;
         }
     }
     return left;
@@ -273,10 +304,8 @@ void explainKept(Session& session, const PruningPlan& plan, const KeyPruningOpti
             return key.reason == reason;
         });
     };
-    for (const QString& problem : plan.unreadable) {
-        session.output.warning(
-            problem + u" It may need any of the keys: remove it yourself if it is of no use."_s);
-    }
+    for (const QString& problem : plan.problems)
+        session.output.warning(problem);
     using Reason = EarlierKey::Reason;
     if (isKept(Reason::Database)) {
         session.output.note(
