@@ -78,6 +78,7 @@ SecretContext PasswordContexts::ofAll(const QString& domain, const QString& user
     const bool read = statement.exec();
     for (const RowReader row = statement.row(); read && row.next();)
         context.servers.append(_Server(row.integer(0)));
+    anyFailure = anyFailure || !read || !statement.lastError().isEmpty();
     return context;
 }
 
@@ -85,7 +86,9 @@ QByteArray PasswordContexts::_Server(int id) const
 {
     Statement statement(databaseFactory.CreateQuery(), SelectUrls);
     statement.bind(u":id"_s, id);
-    const bool found = statement.exec() && statement.row().next();
+    const bool read = statement.exec();
+    const bool found = read && statement.row().next();
+    anyFailure = anyFailure || !read || !statement.lastError().isEmpty();
     QByteArray server = QByteArray::number(id) + ' ';
     append(server, found ? originOf(statement.row().text(0)) : QString());
     append(server, found ? originOf(statement.row().text(1)) : QString());

@@ -19,7 +19,7 @@ namespace sync::config {
 /// because an INSERT cannot know it, and one statement changes a password in several sign-ins.
 ///
 /// The contexts are known if the factory is a database::IdentitySource; otherwise all are empty and
-/// no statement runs. Keeps no state: as thread-safe as the factory.
+/// no statement runs. Used by one thread at a time.
 class VELMIO_CONFIGURATION_EXPORT PasswordContexts
 {
 public:
@@ -33,18 +33,23 @@ public:
     const QString& storeId() const { return identity; }
 
     /// The context of a sign-in. Reads the URLs of the server as they are now; a server that does
-    /// not exist or cannot be read has none.
+    /// not exist or cannot be read has none. See failed().
     core::crypto::SecretContext of(
         const QString& domain, const QString& userName, int serverId) const;
 
     /// The context of all sign-ins with this domain and user, at any server.
     core::crypto::SecretContext ofAll(const QString& domain, const QString& userName) const;
 
+    /// True if the database has failed in a call of this object. Encrypt nothing for what that call
+    /// returned: the password could not be read again.
+    bool failed() const { return anyFailure; }
+
 private:
     QByteArray _Server(int id) const;
 
     interf::factory::IDatabaseFactory& databaseFactory;
     const QString identity;
+    mutable bool anyFailure = false;
 };
 
 } // namespace sync::config

@@ -72,11 +72,14 @@ PasswordKeys::Outcome PasswordKeys::changeKey(Accept accept)
 
     const auto store = keyStore();
     KeyRing ring = store->readOrCreate();
+    const PasswordContexts contexts(*databaseFactory);
     const bool cutShort =
         std::any_of(passwords->begin(), passwords->end(), [&](const StoredPassword& password) {
-            const Unsealed opened = unseal(password.value, ring, _ContextOf(password));
+            const Unsealed opened = unseal(password.value, ring, password.context(contexts));
             return opened.outcome == Unsealed::Outcome::Read && opened.keyId != ring.current().id();
         });
+    if (contexts.failed())
+        return {};
     // The new key is durable before it encrypts the first password.
     if (!cutShort)
         ring = store->change([](const KeyRing& present) { return present.withNewKey(); });
@@ -102,12 +105,13 @@ std::optional<QVector<int>> PasswordKeys::putBackIds() const
         return {};
     QVector<int> ids;
     const KeyRing ring = passwords->empty() ? KeyRing() : keyStore()->read();
+    const PasswordContexts contexts(*databaseFactory);
     for (const StoredPassword& password : *passwords) {
-        if (unseal(password.value, ring, _ContextOf(password)).outcome ==
+        if (unseal(password.value, ring, password.context(contexts)).outcome ==
             Unsealed::Outcome::Outdated)
             ids.append(password.signInId);
     }
-    return ids;
+    return contexts.failed() ? std::nullopt : std::optional(ids);
 }
 
 PasswordKeys::Outcome PasswordKeys::moveTo(std::shared_ptr<KeyStore> store)
@@ -174,9 +178,10 @@ PasswordKeys::Outcome PasswordKeys::_Encrypt(
         return {};
 
     const Key& key = rings.first().current();
+    const PasswordContexts contexts(*databaseFactory);
     Outcome outcome;
     for (const StoredPassword& password : *passwords) {
-        const SecretContext context = _ContextOf(password);
+        const SecretContext context = password.context(contexts);
         const Unsealed present = openWithAny(password.value, rings, context, Accept::Nothing);
         const bool isCurrent = present.outcome == Unsealed::Outcome::Read &&
                                present.keyId == key.id() && present.backend == store.backend() &&
@@ -194,7 +199,7 @@ PasswordKeys::Outcome PasswordKeys::_Encrypt(
             return {};
         outcome.encrypted += replaced;
     }
-    outcome.succeeded = transaction.commit();
+    outcome.succeeded = !contexts.failed() && transaction.commit();
     return outcome.succeeded ? outcome : Outcome();
 }
 
@@ -210,11 +215,6 @@ void PasswordKeys::_NoteStore(KeyStore& store) const
     if (storeId.isEmpty() || noted == oldest || (!seesNewKeys && !noted.isEmpty()))
         return;
     store.change([&](const KeyRing& present) { return present.withStore(storeId, oldest); });
-}
-
-SecretContext PasswordKeys::_ContextOf(const StoredPassword& password) const
-{
-    return password.context(PasswordContexts(*databaseFactory));
 }
 
 } // namespace sync::config

@@ -18,8 +18,6 @@ class IDatabaseFactory;
 
 namespace sync::config {
 
-struct StoredPassword;
-
 /// Manages the keys that encrypt the passwords in a configuration database.
 ///
 /// Each stored value names its key and the kind of store that keeps the key. Every operation may
@@ -110,7 +108,6 @@ private:
     Outcome _Encrypt(
         const QVector<core::crypto::KeyRing>& rings, core::crypto::KeyStore& store, Accept accept);
     void _NoteStore(core::crypto::KeyStore& store) const;
-    core::crypto::SecretContext _ContextOf(const StoredPassword& password) const;
 
     const std::shared_ptr<interf::factory::IDatabaseFactory> databaseFactory;
 };

@@ -48,6 +48,21 @@ public:
     }
 };
 
+/// A query that cannot read the addresses of a server once.
+class ReadsNoServerOnce : public test::PassingQuery
+{
+public:
+    using PassingQuery::PassingQuery;
+
+    inline static bool fails = false;
+
+    bool exec() override
+    {
+        const bool isRead = lastQuery().startsWith(u"SELECT davUrl, webServiceUrl"_s);
+        return !(isRead && std::exchange(fails, false)) && PassingQuery::exec();
+    }
+};
+
 /// Says which store it passes calls on to.
 template <typename Query>
 class IdentifiedFactory : public test::PassingFactory<Query>,
@@ -265,6 +280,36 @@ private Q_SLOTS:
         setKeyStore(keys);
         QCOMPARE(passwordOf(kim), u"secret of kim"_s);
         QCOMPARE(servers.GetServerConfigById(1).getAlias(), u"renamed"_s);
+    }
+
+    void nothingIsStoredForAServerThatCannotBeRead()
+    {
+        const auto failing = std::make_shared<IdentifiedFactory<ReadsNoServerOnce>>(store);
+        AuthenticationConfigManager signIns(failing);
+        ServerConfigManager servers(failing);
+        PasswordKeys keys(failing);
+        const auto without = [](auto&& operation) {
+            ReadsNoServerOnce::fails = true;
+            return operation();
+        };
+        AuthenticationConfiguration added = signIn(u"added"_s, 1);
+        const AuthenticationConfiguration updated = signIns.GetAuthenticationConfigurationById(kim);
+        ServerConfiguration server = servers.GetServerConfigById(1);
+        server.setDavUrl(u"https://dav.new.example"_s);
+
+        QVERIFY(!without([&] { return signIns.Add(added); }));
+        QVERIFY(!without([&] { return signIns.Update(updated); }));
+        QCOMPARE(without([&] { return signIns.UpdatePassword(u"north"_s, u"kim"_s, u"x"_s); }), -1);
+        QVERIFY(!without([&] { return servers.Update(server); }));
+        QVERIFY(!without([&] { return keys.changeKey().succeeded; }));
+        QVERIFY(
+            !without([&] { return keys.useCurrentKey(PasswordKeys::Accept::Moved).succeeded; }));
+        QVERIFY(!without([&] { return keys.putBackIds().has_value(); }));
+
+        QCOMPARE(signIns.GetAll().size(), 2);
+        QCOMPARE(servers.GetServerConfigById(1).getDavUrl(), u"https://dav.good.example/dav"_s);
+        QCOMPARE(passwordOf(kim), u"secret of kim"_s);
+        QCOMPARE(passwordOf(eve), u"secret of eve"_s);
     }
 
     void updatedSignInIsBoundToWhatItIs()

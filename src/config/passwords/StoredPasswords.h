@@ -57,7 +57,8 @@ Result writeBound(interf::factory::IDatabaseFactory& factory, Result failed, Wri
         Result result = failed;
         {
             const database::TransactionalScope together;
-            if (!lockPasswords(factory) || (result = write(contexts)) == failed)
+            if (!lockPasswords(factory) || (result = write(contexts)) == failed ||
+                contexts.failed())
                 throw Failed(); // An exception is what rolls a scope back.
         }
         scope.commit();
