@@ -53,8 +53,8 @@ public:
     /// So is, with Cause::AlteredSchema and before anything is migrated, a store whose schema has
     /// something that no new store of its version has and that could act: a trigger or an index on
     /// its tables, a view in the place of one, a table with an expression, a constraint or a
-    /// default of its own, a trigger or view of ours with another definition. Other tables and
-    /// views are left alone. @{
+    /// default of its own, a column, trigger or view of ours with another definition. Other tables
+    /// and views are left alone. @{
     static std::shared_ptr<SqliteDatabaseFactory> open(const QString& path);
     static std::shared_ptr<SqliteDatabaseFactory> openWith(
         const OpenOptions& options, const QString& path);

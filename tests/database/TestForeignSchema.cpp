@@ -107,6 +107,12 @@ private Q_SLOTS:
         add("default",
             editing(u"Schedules"_s, u"startTime TEXT"_s, u"startTime TEXT DEFAULT (zeroblob(9))"_s),
             u"the table Schedules"_s);
+        add("type",
+            editing(u"AuthenticationConfiguration"_s, u"userName TEXT"_s, u"USERNAME NUMERIC"_s),
+            u"the table AuthenticationConfiguration"_s);
+        add("id that is no key",
+            editing(u"Schedules"_s, u"id INTEGER PRIMARY KEY AUTOINCREMENT"_s, u"id INTEGER"_s),
+            u"the table Schedules"_s);
         add("condition",
             editing(u"ServerConfiguration"_s, u"alias TEXT,"_s, u"alias TEXT CHECK (alias > 1),"_s),
             u"the table ServerConfiguration"_s);

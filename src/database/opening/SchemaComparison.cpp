@@ -222,8 +222,9 @@ QList<QByteArrayList> definitionsOf(const QByteArrayList& tokens)
     return at == tokens.size() ? definitions : QList<QByteArrayList>();
 }
 
-// True if a table differs from a new one only in columns that have a name and a type, and no
-// constraint, default or expression.
+// True if a table differs from a new one only in columns that it lacks, and in others that have a
+// name and a type, and no constraint, default or expression. A column of ours with another type
+// would store other values: the user 007 as the number 7.
 bool hasOtherPlainColumns(const QByteArrayList& tokens, const QByteArrayList& expected)
 {
     const auto definitions = definitionsOf(tokens);
@@ -234,7 +235,10 @@ bool hasOtherPlainColumns(const QByteArrayList& tokens, const QByteArrayList& ex
                                     std::all_of(column.begin(), column.end(), [](const auto& word) {
                                         return isPlainName({word.constData(), size_t(word.size())});
                                     });
-               return isPlain || known.contains(column);
+               const bool isOurs = std::any_of(known.begin(), known.end(), [&](const auto& own) {
+                   return own.first().compare(column.value(0), Qt::CaseInsensitive) == 0;
+               });
+               return known.contains(column) || (isPlain && !isOurs);
            });
 }
 
