@@ -11,8 +11,9 @@ struct OpenOptions
     bool othersMayWrite = false;
 
     /// Also opens a store whose schema has something foreign that could change or falsify what is
-    /// stored (SchemaDifference::canAct), so that it can be repaired. Foreign triggers and views do
-    /// not run.
+    /// stored (SchemaDifference::canAct), so that it can be repaired. Foreign triggers write
+    /// nothing, but they can reject a change, and a view in the place of a table is read like the
+    /// table.
     bool foreignSchema = false;
 };
 

@@ -312,6 +312,24 @@ private Q_SLOTS:
         QVERIFY(SqliteDatabaseFactory::open(path));
     }
 
+    void aRepairRunsNoForeignTrigger()
+    {
+        const OpenOptions options{.foreignSchema = true};
+        for (const auto& table : {u"StoreIdentity"_s, u"BackupCounter"_s}) {
+            RawDatabase(path).run(
+                u"CREATE TRIGGER redirect%1 AFTER UPDATE ON %1 BEGIN INSERT INTO"
+                u" ServerConfiguration (davUrl) VALUES ('evil'); END"_s.arg(table));
+        }
+        RawDatabase(path).run(u"UPDATE StoreIdentity SET machineStamp = NULL"_s);
+        RawDatabase(path).run(u"DELETE FROM ServerConfiguration"_s);
+
+        const auto backup = DatabaseBackups(path, options).make(DatabaseBackups::Reason::Fix);
+        SqliteDatabaseFactory::openWith(options, path);
+
+        for (const QString& file : {path, backup.path})
+            QCOMPARE(RawDatabase(file).run(u"SELECT davUrl FROM ServerConfiguration"_s), {});
+    }
+
     // One that another program adds while the store is open.
     void aForeignTriggerDoesNotWrite()
     {

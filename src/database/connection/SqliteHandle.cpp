@@ -115,6 +115,7 @@ void distrustSchema(sqlite3* database)
 {
     sqlite3_db_config(database, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
     sqlite3_db_config(database, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+    sqlite3_db_config(database, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
     sqlite3_db_config(database, SQLITE_DBCONFIG_DQS_DDL, 0, nullptr);
     sqlite3_db_config(database, SQLITE_DBCONFIG_DQS_DML, 0, nullptr);
     // What a file defines takes no more than this. A map of 100 MB fits, and VACUUM attaches one

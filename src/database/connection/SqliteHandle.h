@@ -44,10 +44,10 @@ enum class Locking {
 /// setting. Throws DatabaseError, also if the file can only be read.
 SqliteHandle openConnection(const QString& path, Locking locking = Locking::Shared);
 
-/// For a file that may come from somebody else, or be damaged (sqlite.org/security.html). Nothing
-/// that it defines calls functions that do more than compute, no statement changes the schema but
-/// by CREATE, ALTER and DROP, a mistyped name in double quotes is an error and not a text, and what
-/// a statement may take is limited.
+/// For a file that may come from somebody else, or be damaged (sqlite.org/security.html). No
+/// trigger runs, nothing that it defines calls functions that do more than compute, no statement
+/// changes the schema but by CREATE, ALTER and DROP, a mistyped name in double quotes is an error
+/// and not a text, and what a statement may take is limited.
 void distrustSchema(sqlite3* database);
 
 /// Makes the statements of the connection wait for other processes, up to the busy timeout, or not

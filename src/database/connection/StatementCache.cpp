@@ -102,6 +102,7 @@ StatementCache::StatementCache(sqlite3* database)
                 action, first, second, schema, program);
         },
         this);
+    sqlite3_db_config(database, SQLITE_DBCONFIG_ENABLE_TRIGGER, 1, nullptr);
 }
 
 StatementLoan StatementCache::acquire(const QString& sql, Failure& error)

@@ -64,6 +64,7 @@ private:
 class StatementCache
 {
 public:
+    /// From now on triggers run on the connection; foreign ones write nothing.
     explicit StatementCache(sqlite3* database);
 
     StatementCache(const StatementCache&) = delete;

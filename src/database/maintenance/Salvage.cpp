@@ -474,8 +474,6 @@ QList<DatabaseBackups::SalvagedTable> salvageTables(
     DatabasePages pages(copy);
     const Roots roots = rootsOf(pages, fresh, freshPath);
     const auto lastIds = lastGivenIds(pages, roots);
-    // They would change rows during the copying.
-    sqlite3_db_config(fresh, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
     execute(fresh, "BEGIN IMMEDIATE", freshPath);
     std::list<TableSalvage> tables;
     for (const char* const name : Tables)
