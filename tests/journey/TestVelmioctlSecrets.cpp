@@ -565,6 +565,26 @@ private Q_SLOTS:
         QCOMPARE(keysInStore(), 2);
     }
 
+    // Otherwise they would get what they put there encrypted with the current key.
+    void pruneRewritesNoBackupThatOthersMayChange()
+    {
+        rekeyed();
+        const QString shared = tool->makeFolder(u"shared"_s);
+        const QString copy = shared + u"/copy.db"_s;
+        QVERIFY(QFile::copy(backups().first(), copy));
+        QVERIFY(QFile::setPermissions(
+            shared, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner | QFile::WriteOther));
+        removeBackups();
+        const QByteArray before = sync::test::readFile(copy);
+
+        const auto pruned = prune({u"--no-rest"_s, u"--yes"_s, u"--rewrite-backups"_s, copy});
+
+        QVERIFY(pruned.errors.contains(u"another user could have changed it"_s));
+        QCOMPARE(pruned.object()[u"rewritten"_s].toArray(), QJsonArray());
+        QCOMPARE(sync::test::readFile(copy), before);
+        QCOMPARE(keysInStore(), 2);
+    }
+
     void pruneRefusesTheDatabaseAsABackup()
     {
         rekeyed();

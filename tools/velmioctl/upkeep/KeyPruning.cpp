@@ -341,6 +341,8 @@ QString questionOf(const PruningPlan& plan)
 // A whole new file that replaces the backup at once.
 void rewrite(const QString& path)
 {
+    // Also that nobody else could have put it there.
+    DatabaseBackups::verify(path);
     const QTemporaryDir folder(path + u".XXXXXX"_s);
     const QString copy = folder.filePath(u"copy.db"_s);
     if (!folder.isValid() || !QFile::copy(path, copy))
