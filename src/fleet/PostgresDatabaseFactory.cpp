@@ -25,6 +25,11 @@ std::shared_ptr<PostgresDatabaseFactory> PostgresDatabaseFactory::open(
         std::make_shared<ConnectionPool>(options, storeId, std::move(session))));
 }
 
+void PostgresDatabaseFactory::makeFleet(const QString& connection)
+{
+    bringSchemaUpToDate(*Session::open(ConnectionOptions(connection, {})));
+}
+
 PostgresDatabaseFactory::PostgresDatabaseFactory(std::shared_ptr<ConnectionPool> pool)
     : pool(std::move(pool))
 {

@@ -58,6 +58,10 @@ public:
     static std::shared_ptr<PostgresDatabaseFactory> open(
         const QString& connection, const QString& storeId);
 
+    /// Makes the tables of the fleet, or brings them up to date, and no store. Needs a login that
+    /// may create roles; throws DatabaseError.
+    static void makeFleet(const QString& connection);
+
     /// Closes the connections. Queries that still exist keep theirs.
     ~PostgresDatabaseFactory() override;
 

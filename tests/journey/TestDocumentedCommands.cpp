@@ -87,6 +87,7 @@ private Q_SLOTS:
         auto environment = tool.environment;
         environment.insert(
             u"PATH"_s, QFileInfo(tool.programPath()).path() + u':' + environment.value(u"PATH"_s));
+        environment.insert(u"VELMIO_FLEET"_s, u"postgresql:///fleet?host=/nowhere"_s);
         // As on the pages: the default places in the home folder.
         environment.remove(u"XDG_DATA_HOME"_s);
         environment.remove(u"XDG_STATE_HOME"_s);

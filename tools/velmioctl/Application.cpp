@@ -10,6 +10,7 @@
 #include <velmioctl/cli/generate/GenerateCommand.h>
 #include <velmioctl/doctor/DoctorCommand.h>
 #include <velmioctl/exchange/Commands.h>
+#include <velmioctl/fleet/Commands.h>
 #include <velmioctl/records/Commands.h>
 #include <velmioctl/store/Columns.h>
 #include <velmioctl/store/Session.h>
@@ -161,9 +162,12 @@ void addCommands(Command& program, Session& session)
     program
         .addOption(
             "--database", session.databaseOption,
-            "The database file; the default is $VELMIO_DATABASE, or the one of your account")
+            "The database file; the default is $VELMIO_DATABASE, or the one of your account. Or a "
+            "fleet, as postgresql://HOST/NAME")
         ->typeName("FILE")
         ->offersFiles();
+    program.addOption("--store", session.storeOption, "The id of a store of the fleet")
+        ->typeName("ID");
     program.addFlagCallback(
         "--json", [&session] { session.output.setJson(true); }, "Answer as JSON, for programs");
     program.addFlagCallback(
@@ -200,6 +204,7 @@ void addCommands(Command& program, Session& session)
     addImportCommand(program, session);
     addDiffCommand(program, session);
     addBundleCommand(program, session);
+    addFleetCommands(program, session);
     addHelpCommand(program, session.output);
     addCompleteCommand(program, session);
     addGenerateCommand(program, session.output);

@@ -86,6 +86,13 @@ Redactor::Redactor(bool keepPaths)
 {
 }
 
+Redactor::Redactor(SecureBytes key)
+    : keepPaths(false)
+    , key(std::move(key))
+    , vocabulary(makeVocabulary())
+{
+}
+
 QString Redactor::name(const QString& text) const
 {
     const bool isKept = keepPaths && !mayGiveAccess(text);

@@ -17,6 +17,10 @@ class Redactor
 public:
     explicit Redactor(bool keepPaths);
 
+    /// Without paths, and with a key of at least 16 bytes: the same text has the same token
+    /// wherever the key is the same.
+    explicit Redactor(sync::core::crypto::SecureBytes key);
+
     /// A token even with keepPaths if it has a password or query of a URL in it.
     QString name(const QString& text) const;
     /// Its components keep their places.

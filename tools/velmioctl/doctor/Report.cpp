@@ -17,19 +17,6 @@ namespace {
 
 constexpr size_t ShownRows = 10;
 
-QString wordOf(Severity severity)
-{
-    switch (severity) {
-    case Severity::Error:
-        return u"error"_s;
-    case Severity::Warning:
-        return u"warning"_s;
-    case Severity::Note:
-        break;
-    }
-    return u"note"_s;
-}
-
 // A note has the colour of other text.
 QString label(Severity severity, const Terminal& terminal)
 {
@@ -83,6 +70,19 @@ QString toText(const Row& row)
 }
 
 } // namespace
+
+QString wordOf(Severity severity)
+{
+    switch (severity) {
+    case Severity::Error:
+        return u"error"_s;
+    case Severity::Warning:
+        return u"warning"_s;
+    case Severity::Note:
+        break;
+    }
+    return u"note"_s;
+}
 
 QString Report::PlannedFix::toText() const
 {

@@ -13,6 +13,9 @@ class Output;
 
 namespace velmioctl::doctor {
 
+/// "error", "warning" or "note".
+QString wordOf(Severity severity);
+
 /// Collects what an examination finds, to print it.
 ///
 /// A person sees the first rows of a check. A program gets all of them, each when it is found, so

@@ -6,7 +6,11 @@
 #include <velmioctl/exchange/DiffSide.h>
 #include <velmioctl/exchange/Difference.h>
 #include <velmioctl/exchange/Masks.h>
+#include <velmioctl/store/FleetStore.h>
 #include <velmioctl/store/Session.h>
+#include <velmioctl/store/WatchedDatabase.h>
+
+#include <QFileInfo>
 
 #include <algorithm>
 
@@ -156,8 +160,15 @@ private:
 
 void compareSides(DiffSide& a, DiffSide& b, Report& report)
 {
+    // Beside a store of a fleet, the other side is what a push would have sent of it.
+    RowsAsSent sentOfA(a.rows());
+    RowsAsSent sentOfB(b.rows());
+    const bool asSent = a.isFleet() || b.isFleet();
     try {
-        report.compare(a.rows(), b.rows());
+        if (asSent)
+            report.compare(sentOfA, sentOfB);
+        else
+            report.compare(a.rows(), b.rows());
     } catch (const doctor::ReadFailure& failure) {
         a.check(failure);
         b.check(failure);
@@ -165,12 +176,25 @@ void compareSides(DiffSide& a, DiffSide& b, Report& report)
     }
 }
 
+// With a fleet, what is no file is the id of a store.
+QString nameOf(const Session& session, const std::string& argument)
+{
+    const QString text = QString::fromStdString(argument);
+    return session.isFleet() && !QFileInfo::exists(text) ? text : absolutePath(argument);
+}
+
+DiffSide sideFor(const Session& session, const QString& name)
+{
+    return name.startsWith(u'/') ? DiffSide(name)
+                                 : DiffSide(openFleetStore(session.fleetPlace(), name));
+}
+
 void run(Session& session, const DiffOptions& options)
 {
-    const QString pathOfA = absolutePath(options.a);
-    const QString pathOfB = absolutePath(options.b);
-    DiffSide a(pathOfA);
-    DiffSide b(pathOfB);
+    const QString nameOfA = nameOf(session, options.a);
+    const QString nameOfB = nameOf(session, options.b);
+    DiffSide a = sideFor(session, nameOfA);
+    DiffSide b = sideFor(session, nameOfB);
     for (DiffSide* const side : {&a, &b}) {
         if (side->isDatabase())
             session.noteUse(side->database());
@@ -178,7 +202,7 @@ void run(Session& session, const DiffOptions& options)
     std::unique_ptr<Report> report;
     if (session.output.json()) {
         auto json = std::make_unique<JsonReport>(session.output);
-        json->begin(pathOfA, pathOfB);
+        json->begin(nameOfA, nameOfB);
         report = std::move(json);
     } else {
         report = std::make_unique<TextReport>(session.output);
@@ -189,7 +213,9 @@ void run(Session& session, const DiffOptions& options)
         session.output.note(u"Not compared, because only one of the two has them: %1."_s.arg(
             report->missingTables().join(u", "_s)));
     }
-    if (!a.isDatabase() || !b.isDatabase())
+    if (a.isFleet() || b.isFleet())
+        session.output.note(u"What a push does not send, such as secrets, is not compared."_s);
+    else if (!a.isDatabase() || !b.isDatabase())
         session.output.note(u"The secrets in an export are not compared."_s);
     session.exitCode = report->sidesAgree() ? ExitCode::Ok : ExitCode::Findings;
 }
@@ -205,7 +231,12 @@ void addDiffCommand(Command& app, Session& session)
     Command* const command =
         app.addSubcommand("diff", "Compare two databases or exports; exit code 1 if they differ");
     const auto options = std::make_shared<exchange::DiffOptions>();
-    command->addOption("A", options->a, "A database, or an export")->required()->offersFiles();
+    command
+        ->addOption(
+            "A", options->a,
+            "A database, an export, or, if --database names a fleet, the id of a store")
+        ->required()
+        ->offersFiles();
     command->addOption("B", options->b, "What to compare it with")->required()->offersFiles();
     command->example("velmioctl diff yesterday.json today.json");
     command->example("velmioctl diff old.db settings.json --json");

@@ -50,8 +50,16 @@ DiffSide::DiffSide(const QString& path)
     }
 }
 
+DiffSide::DiffSide(std::shared_ptr<WatchedDatabase> openStore)
+    : store(std::move(openStore))
+{
+    fleetRows.emplace(*store, allTables());
+}
+
 RowSource& DiffSide::rows()
 {
+    if (fleetRows)
+        return *fleetRows;
     if (storeRows)
         return *storeRows;
     return file->rows();

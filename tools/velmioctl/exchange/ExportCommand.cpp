@@ -3,6 +3,7 @@
 #include <velmioctl/cli/CommandLine.h>
 #include <velmioctl/cli/Text.h>
 #include <velmioctl/exchange/ExportWriter.h>
+#include <velmioctl/exchange/FleetRows.h>
 #include <velmioctl/exchange/Masks.h>
 #include <velmioctl/exchange/RowSecrets.h>
 #include <velmioctl/exchange/StoreRows.h>
@@ -10,6 +11,7 @@
 #include <velmioctl/exchange/TargetFile.h>
 #include <velmioctl/store/SecretInput.h>
 #include <velmioctl/store/Session.h>
+#include <velmioctl/store/WatchedDatabase.h>
 
 #include <sodium.h>
 
@@ -102,46 +104,94 @@ void requireKnown(const std::vector<std::string>& names)
     }
 }
 
-Row prepared(
-    const TableShape& table, Row row, RowSecrets* secrets,
-    const sync::config::PasswordContexts& contexts)
+/// With what a row is made ready for an export.
+struct Preparation
 {
-    if (secrets) {
-        secrets->seal(table, row, contexts);
+    RowSecrets* secrets = nullptr;
+    const sync::config::PasswordContexts* contexts = nullptr; ///< For the secrets.
+    bool isOfFleet = false;
+};
+
+Row prepared(const TableShape& table, Row row, const Preparation& how)
+{
+    if (how.secrets) {
+        how.secrets->seal(table, row, *how.contexts);
         return row;
+    }
+    // An import must not take what was never sent for what the store does not have.
+    if (how.isOfFleet) {
+        for (size_t at = 0; at < table.columns.size(); ++at) {
+            if (table.columns[at].kind == ValueKind::Properties &&
+                std::holds_alternative<Null>(row.values[at]))
+                row.values[at] = Masked();
+        }
     }
     for (size_t at = 0; at < table.columns.size(); ++at)
         row.values[at] = masked(table.columns[at], row.values[at]);
     return row;
 }
 
-Exported write(
-    StoreSnapshot& snapshot, const std::vector<const TableShape*>& tables, RowSecrets* secrets,
-    ExportWriter writer)
+Exported write(RowSource& rows, qint64 schemaVersion, const Preparation& how, ExportWriter& writer)
 {
     Exported exported;
-    ExportHeader header{.schemaVersion = snapshot.schemaVersion()};
-    if (secrets)
-        header.secrets = secrets->secretBox().parameters();
+    ExportHeader header{.schemaVersion = schemaVersion};
+    if (how.secrets)
+        header.secrets = how.secrets->secretBox().parameters();
     writer.begin(header);
-    snapshot.read([&](sync::interf::factory::IDatabaseFactory& database) {
-        StoreRows rows(database, tables);
-        const sync::config::PasswordContexts contexts(database);
-        while (rows.nextTable()) {
-            writer.beginTable(rows.table(), rows.lastId());
-            qint64 count = 0;
-            for (; rows.nextRow(); ++count)
-                writer.write(prepared(rows.table(), rows.row(), secrets, contexts));
-            writer.endTable();
-            exported.rows.insert(QString::fromLatin1(rows.table().name), count);
-            exported.allRows += count;
-        }
-    });
+    while (rows.nextTable()) {
+        writer.beginTable(rows.table(), rows.lastId());
+        qint64 count = 0;
+        for (; rows.nextRow(); ++count)
+            writer.write(prepared(rows.table(), rows.row(), how));
+        writer.endTable();
+        exported.rows.insert(QString::fromLatin1(rows.table().name), count);
+        exported.allRows += count;
+    }
     writer.end();
-    if (secrets)
-        exported.unreadablePasswords = secrets->unreadable();
+    if (how.secrets)
+        exported.unreadablePasswords = how.secrets->unreadable();
     return exported;
 }
+
+/// What is exported: a file, or a store of a fleet.
+class ExportSource
+{
+public:
+    ExportSource(Session& session, bool withSecrets)
+        : session(session)
+    {
+        if (!session.isFleet()) {
+            snapshot.emplace(session.filledDatabasePath());
+            session.noteUse(snapshot->openDatabase());
+        } else if (withSecrets) {
+            throw CommandError(
+                ExitCode::Usage, u"A store of a fleet has no secrets, because no push sends them. "
+                                 u"Leave --with-secrets out."_s);
+        }
+    }
+
+    Exported write(
+        const std::vector<const TableShape*>& tables, RowSecrets* secrets, ExportWriter writer)
+    {
+        if (!snapshot) {
+            FleetRows rows(session.database(), tables);
+            return exchange::write(rows, rows.schemaVersion(), {.isOfFleet = true}, writer);
+        }
+        Exported exported;
+        snapshot->read([&](sync::interf::factory::IDatabaseFactory& database) {
+            StoreRows rows(database, tables);
+            const sync::config::PasswordContexts contexts(database);
+            exported = exchange::write(
+                rows, snapshot->schemaVersion(), {.secrets = secrets, .contexts = &contexts},
+                writer);
+        });
+        return exported;
+    }
+
+private:
+    Session& session;
+    std::optional<StoreSnapshot> snapshot;
+};
 
 void answer(Session& session, const Exported& exported, const QString& path, bool withSecrets)
 {
@@ -168,8 +218,7 @@ void answer(Session& session, const Exported& exported, const QString& path, boo
 void run(Session& session, const ExportOptions& options)
 {
     requireKnown(options.tables);
-    StoreSnapshot snapshot(session.filledDatabasePath());
-    session.noteUse(snapshot.openDatabase());
+    ExportSource source(session, options.withSecrets);
     const auto tables = tablesOf(options.tables);
     std::optional<TargetFile> target;
     if (options.file)
@@ -190,7 +239,7 @@ void run(Session& session, const ExportOptions& options)
     if (secrets)
         seal = secrets->secretBox().makeExportSeal();
     Exported exported =
-        write(snapshot, tables, secrets ? &*secrets : nullptr, ExportWriter(sink, std::move(seal)));
+        source.write(tables, secrets ? &*secrets : nullptr, ExportWriter(sink, std::move(seal)));
     if (target) {
         target->commit();
         exported.passphrase = generated;

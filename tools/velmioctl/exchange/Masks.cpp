@@ -46,6 +46,17 @@ Value masked(const Column& column, const Value& value)
     return std::holds_alternative<Text>(value) && shown.isValidUtf8() ? Masked{shown} : Masked();
 }
 
+Value sent(const Column& column, const Value& value)
+{
+    Value seen = masked(column, value);
+    if (std::holds_alternative<LeftOut>(seen))
+        return Null();
+    const auto* const mask = std::get_if<Masked>(&seen);
+    if (!mask)
+        return seen;
+    return mask->shown.isEmpty() ? Value(Null()) : Value(Text{mask->shown});
+}
+
 QByteArray shownOf(const Column& column, const Value& value)
 {
     const Value seen = masked(column, value);

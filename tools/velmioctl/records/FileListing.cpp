@@ -11,8 +11,10 @@
 #include <velmioctl/store/WatchedDatabase.h>
 
 #include <QDateTime>
+#include <QRegularExpression>
 
 #include <algorithm>
+#include <limits>
 
 using namespace Qt::StringLiterals;
 using sync::config::FileConfiguration;
@@ -69,6 +71,29 @@ QString storedTimeFrom(const std::string& text)
     return time.toUTC().toString(u"yyyy-MM-dd'T'HH:mm:ss.zzz"_s);
 }
 
+// A regular expression that matches what a pattern of GLOB does: "*", "?" and sets in brackets.
+QString expressionFrom(const QString& pattern)
+{
+    QString expression = u"^"_s;
+    bool inSet = false;
+    for (qsizetype at = 0; at < pattern.size(); ++at) {
+        const QChar character = pattern[at];
+        if (inSet) {
+            expression += character == u'\\' ? u"\\\\"_s : QString(character);
+            // The first character of a set is not its end.
+            inSet = character != u']' || u"[^"_s.contains(pattern[at - 1]);
+        } else if (character == u'*' || character == u'?') {
+            expression += character == u'*' ? u".*"_s : u"."_s;
+        } else if (character == u'[') {
+            expression += character;
+            inSet = true;
+        } else {
+            expression += QRegularExpression::escape(QString(character));
+        }
+    }
+    return expression + u'$';
+}
+
 // The WHERE clause of the options, and what to bind to it.
 std::pair<QString, std::vector<WatchedDatabase::Binding>> conditionOf(
     Session& session, const FileListOptions& options)
@@ -78,6 +103,13 @@ std::pair<QString, std::vector<WatchedDatabase::Binding>> conditionOf(
     const auto add = [&](const QString& condition, const QString& name, const QVariant& value) {
         conditions += condition + u' ' + name;
         bindings.emplace_back(name, value);
+    };
+    // Only SQLite has GLOB; other engines have regular expressions.
+    const auto addPattern = [&](const std::string& pattern) {
+        if (session.database().isFile())
+            add(u"clientPath GLOB"_s, u":path"_s, QString::fromStdString(pattern));
+        else
+            add(u"clientPath ~"_s, u":path"_s, expressionFrom(QString::fromStdString(pattern)));
     };
     if (options.folder) {
         const auto folder = session.folder(*options.folder);
@@ -93,7 +125,7 @@ std::pair<QString, std::vector<WatchedDatabase::Binding>> conditionOf(
     if (options.largerThan >= 0)
         add(u"size >"_s, u":size"_s, options.largerThan);
     if (options.path)
-        add(u"clientPath GLOB"_s, u":path"_s, QString::fromStdString(*options.path));
+        addPattern(*options.path);
     if (conditions.isEmpty())
         return {};
     return {u" WHERE "_s + conditions.join(u" AND "_s), std::move(bindings)};
@@ -105,8 +137,10 @@ std::vector<int> readIds(Session& session, const FileListOptions& options, const
     const auto [condition, bindings] = conditionOf(session, options);
     const auto query = session.database().select(
         u"SELECT id FROM "_s + table + condition + u" ORDER BY "_s + fileOrderFrom(options.order) +
-            u", id LIMIT "_s + QString::number(options.limit) + u" OFFSET "_s +
-            QString::number(options.offset),
+            u", id LIMIT "_s +
+            QString::number(
+                options.limit < 0 ? std::numeric_limits<long long>::max() : options.limit) +
+            u" OFFSET "_s + QString::number(options.offset),
         bindings);
     std::vector<int> ids;
     while (query->next())

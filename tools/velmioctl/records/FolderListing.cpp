@@ -36,8 +36,9 @@ FolderTree readTree(WatchedDatabase& database)
 {
     const auto query = database.select(
         u"SELECT id, parentId, syncStatus, name, clientPath, files, bytes FROM FolderConfiguration"
-        u" LEFT JOIN (SELECT folderConfigurationId, count(*) AS files, sum(size) AS bytes"
-        u" FROM FileConfiguration GROUP BY folderConfigurationId) ON folderConfigurationId = id"_s);
+        u" LEFT JOIN (SELECT folderConfigurationId, count(*) AS files,"
+        u" CAST(sum(size) AS BIGINT) AS bytes FROM FileConfiguration"
+        u" GROUP BY folderConfigurationId) AS counted ON folderConfigurationId = id"_s);
     std::vector<FolderNode> nodes;
     while (query->next()) {
         nodes.push_back(

@@ -40,9 +40,14 @@ struct ServerOptions
     bool yes = false;
 };
 
+bool hasDefaultServer(const Session& session)
+{
+    return !session.isFleet() && defaultServerIsOf(session.databasePath());
+}
+
 bool isDefault(const Session& session, const ServerConfiguration& server)
 {
-    return defaultServerIsOf(session.databasePath()) && server.getId() == defaultServerId();
+    return hasDefaultServer(session) && server.getId() == defaultServerId();
 }
 
 // Where the default server comes from, for a person.
@@ -91,7 +96,7 @@ void list(Session& session)
 {
     const auto servers = session.servers().GetAll();
     session.database().check();
-    const bool hasDefault = defaultServerIsOf(session.databasePath());
+    const bool hasDefault = hasDefaultServer(session);
 
     QStringList headings{u"ID"_s, u"ALIAS"_s, u"ENCODER"_s, u"WEB SERVICE URL"_s, u"DAV URL"_s};
     if (hasDefault)

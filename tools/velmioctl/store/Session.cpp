@@ -15,6 +15,7 @@
 #include <database/SqliteDatabaseFactory.h>
 #include <interf/IQSqlQueryWrapper.h>
 #include <velmioctl/cli/Text.h>
+#include <velmioctl/store/FleetStore.h>
 #include <velmioctl/store/WatchedDatabase.h>
 
 #include <QDir>
@@ -69,13 +70,52 @@ Session::Session(Output output)
 
 Session::~Session() = default;
 
+std::string Session::givenDatabase() const
+{
+    return databaseOption ? *databaseOption : qgetenv("VELMIO_DATABASE").toStdString();
+}
+
+bool Session::isFleet() const
+{
+    const std::string given = givenDatabase();
+    return given.starts_with("postgresql://") || given.starts_with("postgres://");
+}
+
+QString Session::fleetPlace() const
+{
+    return checkedFleetPlace(QString::fromStdString(givenDatabase()));
+}
+
+QString Session::fleetStore() const
+{
+    if (storeOption)
+        return QString::fromStdString(*storeOption);
+    throw CommandError(
+        ExitCode::Usage, u"The database is a fleet of many stores. Name one with --store; "
+                         u"'velmioctl fleet list' shows their ids."_s);
+}
+
+void Session::requireFile() const
+{
+    if (isFleet()) {
+        throw CommandError(
+            ExitCode::Usage, u"This command needs a database file, and the database is a fleet. "
+                             u"Run it on the machine of the store."_s);
+    }
+}
+
 QString Session::databasePath() const
 {
-    if (databaseOption)
-        return absolutePath(*databaseOption);
-    const QByteArray variable = qgetenv("VELMIO_DATABASE");
-    return variable.isEmpty() ? SqliteDatabaseFactory::defaultPath()
-                              : absolutePath(variable.toStdString());
+    requireFile();
+    if (storeOption) {
+        throw CommandError(
+            ExitCode::Usage, u"--store names a store of a fleet, and the database is a file. Name "
+                             u"the fleet with --database postgresql://HOST/NAME."_s);
+    }
+    const std::string given = givenDatabase();
+    // An option without a value is a mistake, and an empty variable is not.
+    return given.empty() && !databaseOption ? SqliteDatabaseFactory::defaultPath()
+                                            : absolutePath(given);
 }
 
 QString Session::existingDatabasePath() const
@@ -121,8 +161,10 @@ QString Session::filledDatabasePath() const
 WatchedDatabase& Session::database()
 {
     if (!openDatabase) {
-        filledDatabasePath();
-        open();
+        if (isFleet())
+            openDatabase = openFleetStore(fleetPlace(), fleetStore());
+        else
+            open();
         keptConnection = openDatabase->CreateQuery();
     }
     return *openDatabase;
@@ -131,6 +173,12 @@ WatchedDatabase& Session::database()
 WatchedDatabase& Session::writableDatabase()
 {
     requireWriting();
+    if (isFleet()) {
+        throw CommandError(
+            ExitCode::Usage, u"Nothing was changed: a store of a fleet is a copy, and 'velmioctl "
+                             u"fleet push' would undo the change. Run the command on the machine "
+                             u"of the store."_s);
+    }
     if (!openDatabase)
         filledDatabasePath();
     return createDatabase();
@@ -168,6 +216,8 @@ void Session::noteUse(const SqliteDatabaseFactory& database)
 
 void Session::open()
 {
+    if (!opensForWriting)
+        filledDatabasePath();
     try {
         const auto factory = opensForWriting
                                  ? SqliteDatabaseFactory::openWith(options, databasePath())

@@ -56,6 +56,9 @@ public:
     /// As the user wrote it; without a value, VELMIO_DATABASE or the default path.
     std::optional<std::string> databaseOption;
 
+    /// The id of a store, when the database is that of a fleet.
+    std::optional<std::string> storeOption;
+
     /// Refuses commands that change something.
     bool readOnly = false;
 
@@ -65,7 +68,17 @@ public:
     /// The exit code of the program if no error ends it.
     ExitCode exitCode = ExitCode::Ok;
 
-    /// The absolute path of the database file.
+    /// True if the database is not a file but a fleet of stores on a server.
+    bool isFleet() const;
+
+    /// The fleet's database and the store in it; throws CommandError without one.
+    QString fleetPlace() const;
+    QString fleetStore() const;
+
+    /// Throws CommandError for a fleet: for commands that look at the disk, or need SQLite.
+    void requireFile() const;
+
+    /// The absolute path of the database file; throws CommandError for a fleet.
     QString databasePath() const;
 
     /// The same; throws CommandError if the file does not exist.
@@ -134,6 +147,7 @@ private:
     Manager& made(std::unique_ptr<Manager>& manager);
 
     void open();
+    std::string givenDatabase() const;
 
     std::shared_ptr<WatchedDatabase> openDatabase;
     bool opensForWriting = false;

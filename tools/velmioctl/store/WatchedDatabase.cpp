@@ -13,9 +13,12 @@ using namespace Qt::StringLiterals;
 using sync::database::DatabaseError;
 using sync::database::ErrorGuard;
 using sync::database::Failure;
+using sync::database::FailureSource;
+using sync::database::IdentitySource;
 using sync::database::SqliteDatabaseFactory;
 using sync::interf::IQSqlDatabaseWrapper;
 using sync::interf::IQSqlQueryWrapper;
+using sync::interf::factory::IDatabaseFactory;
 
 namespace velmioctl {
 
@@ -90,9 +93,20 @@ CommandError openingError(const DatabaseError& error)
     return answerTo(error.cause(), error.text() + remedyFor(error.cause()));
 }
 
-WatchedDatabase::WatchedDatabase(std::shared_ptr<SqliteDatabaseFactory> openFactory)
-    : factory(std::move(openFactory))
-    , listening(factory->onFailure([this](const Failure& failure) {
+WatchedDatabase::WatchedDatabase(std::shared_ptr<SqliteDatabaseFactory> file)
+    : WatchedDatabase(file, file, *file, *file, file->path())
+{
+}
+
+WatchedDatabase::WatchedDatabase(
+    std::shared_ptr<IDatabaseFactory> factory, std::shared_ptr<SqliteDatabaseFactory> file,
+    FailureSource& failures, const IdentitySource& identity, const QString& name)
+    : factory(std::move(factory))
+    , file(std::move(file))
+    , failures(failures)
+    , identity(identity)
+    , name(name)
+    , listening(failures.onFailure([this](const Failure& failure) {
         // The first one is the cause of those that follow.
         if (!firstFailure)
             firstFailure = failure;
@@ -112,19 +126,14 @@ std::shared_ptr<IQSqlQueryWrapper> WatchedDatabase::CreateQuery()
     return factory->CreateQuery();
 }
 
-QString WatchedDatabase::path() const
-{
-    return factory->path();
-}
-
 QString WatchedDatabase::storeId() const
 {
-    return factory->storeId();
+    return identity.storeId();
 }
 
 ErrorGuard WatchedDatabase::guard() const
 {
-    return ErrorGuard(*factory);
+    return ErrorGuard(failures);
 }
 
 void WatchedDatabase::check()

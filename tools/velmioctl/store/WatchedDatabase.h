@@ -38,17 +38,28 @@ class WatchedDatabase : public sync::interf::factory::IDatabaseFactory,
 public:
     using Binding = std::pair<QString, QVariant>;
 
-    explicit WatchedDatabase(std::shared_ptr<sync::database::SqliteDatabaseFactory> factory);
+    explicit WatchedDatabase(std::shared_ptr<sync::database::SqliteDatabaseFactory> file);
+
+    /// A store of a fleet, which is only read; `name` is for errors.
+    template <class Factory>
+    WatchedDatabase(const std::shared_ptr<Factory>& factory, const QString& name)
+        : WatchedDatabase(factory, nullptr, *factory, *factory, name)
+    {
+    }
     ~WatchedDatabase() override;
 
     std::shared_ptr<sync::interf::IQSqlDatabaseWrapper> GetDatabase() override;
     std::shared_ptr<sync::interf::IQSqlQueryWrapper> CreateQuery() override;
 
-    QString path() const;
+    /// The path of the file, or the name of the store of a fleet.
+    QString path() const { return name; }
     QString storeId() const override;
 
-    /// The engine that it uses.
-    sync::database::SqliteDatabaseFactory& engine() { return *factory; }
+    /// False for a store of a fleet: it has no disk, and an engine of another kind.
+    bool isFile() const { return file != nullptr; }
+
+    /// The engine of a file.
+    sync::database::SqliteDatabaseFactory& engine() { return *file; }
 
     /// Reports any failure from now on, also one that check() has already thrown.
     sync::database::ErrorGuard guard() const;
@@ -71,7 +82,17 @@ public:
     long long number(const QString& sql, const std::vector<Binding>& bindings = {});
 
 private:
-    const std::shared_ptr<sync::database::SqliteDatabaseFactory> factory;
+    WatchedDatabase(
+        std::shared_ptr<sync::interf::factory::IDatabaseFactory> factory,
+        std::shared_ptr<sync::database::SqliteDatabaseFactory> file,
+        sync::database::FailureSource& failures, const sync::database::IdentitySource& identity,
+        const QString& name);
+
+    const std::shared_ptr<sync::interf::factory::IDatabaseFactory> factory;
+    const std::shared_ptr<sync::database::SqliteDatabaseFactory> file;
+    sync::database::FailureSource& failures;
+    const sync::database::IdentitySource& identity;
+    const QString name;
     std::optional<sync::database::Failure> firstFailure; // since check()
     const sync::database::Listening listening;
 };

@@ -149,6 +149,7 @@ void print(Output& output, const Explanation& all)
 
 void explain(Session& session, const std::string& path)
 {
+    session.requireFile();
     const Explanation all = explain(session, absolutePath(path));
     if (session.output.json())
         session.output.print(toJson(all));

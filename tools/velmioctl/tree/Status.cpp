@@ -1,5 +1,6 @@
 #include <velmioctl/tree/Status.h>
 
+#include <interf/IQSqlQueryWrapper.h>
 #include <velmioctl/cli/Progress.h>
 #include <velmioctl/cli/Text.h>
 #include <velmioctl/store/Session.h>
@@ -73,6 +74,22 @@ QJsonObject StatusCounts::toJson() const
     return object;
 }
 
+RecordCounts countRecords(WatchedDatabase& database, const Subtree& tree)
+{
+    const QString below = joinPath(tree.start.getClientPath(), QString());
+    const auto query = database.select(
+        u"SELECT count(*), count(CASE WHEN syncStatus = :syncStatus THEN 1 END)"
+        u" FROM FileConfiguration WHERE rootFolderId = :rootFolderId"
+        u" AND substr(clientPath, 1, length(:below)) = :sameBelow"_s,
+        {{u":syncStatus"_s, int(sync::config::FileNotSynced)},
+         {u":rootFolderId"_s, tree.root.getId()},
+         {u":below"_s, below},
+         {u":sameBelow"_s, below}});
+    query->next();
+    database.check();
+    return {query->value(0).toLongLong(), query->value(1).toLongLong()};
+}
+
 Status::Status(
     Session& session, Progress& progress, bool summary, std::function<bool()> stopRequested)
     : session(session)
@@ -90,14 +107,7 @@ bool Status::run(const FolderConfiguration& root, const FolderConfiguration& sta
     folderShown = false;
     names.clear();
     rootId = root.getId();
-    const QString below = joinPath(start.getClientPath(), QString());
-    current.outOfSync = session.database().number(
-        u"SELECT count(*) FROM FileConfiguration WHERE rootFolderId = :rootFolderId"
-        u" AND syncStatus = :syncStatus AND substr(clientPath, 1, length(:below)) = :sameBelow"_s,
-        {{u":rootFolderId"_s, rootId},
-         {u":syncStatus"_s, int(sync::config::FileNotSynced)},
-         {u":below"_s, below},
-         {u":sameBelow"_s, below}});
+    current.outOfSync = countRecords(session.database(), {root, start}).outOfSync;
     current.rootState = RootPlace(session.database(), root).state();
     if (current.rootState != RootState::Present) {
         progress.clear();

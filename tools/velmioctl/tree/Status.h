@@ -14,6 +14,8 @@ namespace velmioctl {
 
 class Progress;
 class Session;
+class WatchedDatabase;
+struct Subtree;
 
 /// How the files of a root folder differ from their records.
 struct StatusCounts
@@ -34,6 +36,16 @@ struct StatusCounts
     bool clean() const;
     QJsonObject toJson() const;
 };
+
+/// What the records say without a look at the disk.
+struct RecordCounts
+{
+    long long files = 0;
+    long long outOfSync = 0; ///< With that status.
+};
+
+/// Counts the records of the files below a folder; throws CommandError.
+RecordCounts countRecords(WatchedDatabase& database, const Subtree& tree);
 
 /// Shows how the files below root folders differ from their records. Writes nothing.
 class Status : private ComparisonHandler

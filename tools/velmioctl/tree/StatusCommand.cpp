@@ -4,7 +4,9 @@
 #include <velmioctl/cli/Interruption.h>
 #include <velmioctl/cli/Progress.h>
 #include <velmioctl/cli/Table.h>
+#include <velmioctl/store/Records.h>
 #include <velmioctl/store/Session.h>
+#include <velmioctl/store/WatchedDatabase.h>
 #include <velmioctl/tree/Status.h>
 
 using namespace Qt::StringLiterals;
@@ -77,9 +79,43 @@ struct StatusOptions
     bool summary = false;
 };
 
+// Of a store of a fleet the disk is on another machine.
+void statusWithoutDisk(Session& session, const std::vector<Subtree>& trees)
+{
+    Table table({u"ROOT"_s, u"FILES"_s, u"OUT OF SYNC"_s, u"LAST SYNC"_s, u"PATH"_s});
+    table.alignRight(0).alignRight(1).alignRight(2);
+    QJsonArray roots;
+    for (const Subtree& tree : trees) {
+        const RecordCounts counts = countRecords(session.database(), tree);
+        const QString path = tree.start.getClientPath();
+        const QDateTime lastSync = tree.root.getLastSyncTime();
+        const QString time = lastSync.isValid() ? lastSync.toString(Qt::ISODate) : QString();
+        roots.append(QJsonObject{
+            {u"id"_s, tree.root.getId()},
+            {u"clientPath"_s, path},
+            {u"files"_s, counts.files},
+            {u"outOfSync"_s, counts.outOfSync},
+            {u"lastSyncTime"_s, toJson(lastSync)}});
+        table.addRow(
+            {QString::number(tree.root.getId()), QString::number(counts.files),
+             QString::number(counts.outOfSync), time, path});
+    }
+    if (session.output.json()) {
+        session.output.print(QJsonObject{{u"diskCompared"_s, false}, {u"roots"_s, roots}});
+        return;
+    }
+    session.output.print(table);
+    session.output.note(u"These are the records. Only 'velmioctl status' on the machine of the "
+                        u"store compares them with the disk."_s);
+}
+
 void status(Session& session, const StatusOptions& options)
 {
     const auto trees = session.subtrees(options.folder);
+    if (!session.database().isFile()) {
+        statusWithoutDisk(session, trees);
+        return;
+    }
     const Interruption interruption;
     StatusSummary summary;
     {

@@ -152,6 +152,7 @@ QJsonValue jsonOf(const QVariant& value)
 
 void query(Session& session, const std::string& text)
 {
+    session.requireFile();
     auto& database = session.database();
     const QStringList columns = EmptyCopy(database).columnsOf(QByteArray::fromStdString(text));
     const auto rows = database.select(QString::fromStdString(text));

@@ -4,6 +4,7 @@
 #include <interf/IQSqlQueryWrapper.h>
 #include <velmioctl/cli/CommandLine.h>
 #include <velmioctl/cli/ExitCode.h>
+#include <velmioctl/cli/Metrics.h>
 #include <velmioctl/cli/Table.h>
 #include <velmioctl/store/Columns.h>
 #include <velmioctl/store/Session.h>
@@ -29,6 +30,7 @@ struct RootCount
 struct Stats
 {
     QString path;
+    bool isFile = true; // and no store of a fleet
     long long fileBytes = 0;
     bool hasWal = true;
     long long walBytes = 0;
@@ -66,17 +68,28 @@ QString readText(WatchedDatabase& database, const QString& sql)
     return query->value(0).toString();
 }
 
-Stats readStats(WatchedDatabase& database)
+void readFileFacts(Stats& stats, WatchedDatabase& database)
 {
-    Stats stats;
-    stats.path = database.path();
     stats.fileBytes = QFileInfo(stats.path).size();
     stats.hasWal = database.engine().hasWriteAheadLog();
     stats.walBytes = QFileInfo(stats.path + u"-wal"_s).size();
     stats.sqliteVersion = readText(database, u"SELECT sqlite_version()"_s);
     stats.schemaVersion = database.number(u"PRAGMA user_version"_s);
-    stats.storeId = database.engine().storeId();
     stats.moved = database.engine().isMoved();
+}
+
+Stats readStats(WatchedDatabase& database)
+{
+    Stats stats;
+    stats.path = database.path();
+    stats.storeId = database.storeId();
+    stats.isFile = database.isFile();
+    if (stats.isFile)
+        readFileFacts(stats, database);
+    else
+        stats.schemaVersion = database.number(
+            u"SELECT schemaVersion FROM velmio.Pushes WHERE store = :store"_s,
+            {{u":store"_s, stats.storeId}});
     for (const TableShape& table : tableShapes()) {
         const QString name = QString::fromLatin1(table.name);
         stats.tableRows.emplace_back(name, database.number(u"SELECT count(*) FROM "_s + name));
@@ -99,30 +112,37 @@ QJsonObject toJson(const Stats& stats)
             {u"files"_s, root.files},
             {u"bytes"_s, root.bytes}});
     }
-    return {
+    QJsonObject object{
         {u"path"_s, stats.path},
-        {u"fileBytes"_s, stats.fileBytes},
-        {u"logBytes"_s, stats.walBytes},
-        {u"writeAheadLog"_s, stats.hasWal},
         {u"libraryVersion"_s, QStringLiteral(VELMIO_VERSION)},
-        {u"sqliteVersion"_s, stats.sqliteVersion},
         {u"schemaVersion"_s, stats.schemaVersion},
         {u"storeId"_s, stats.storeId},
-        {u"moved"_s, stats.moved},
         {u"tables"_s, tables},
         {u"roots"_s, roots},
     };
+    if (stats.isFile) {
+        object.insert(u"fileBytes"_s, stats.fileBytes);
+        object.insert(u"logBytes"_s, stats.walBytes);
+        object.insert(u"writeAheadLog"_s, stats.hasWal);
+        object.insert(u"sqliteVersion"_s, stats.sqliteVersion);
+        object.insert(u"moved"_s, stats.moved);
+    }
+    return object;
 }
 
 void print(Output& output, const Stats& stats)
 {
     FieldList fields;
     fields.add(u"database"_s, stats.path);
-    fields.add(u"file"_s, u"%1 bytes"_s.arg(stats.fileBytes));
-    fields.add(
-        u"WAL"_s, stats.hasWal ? u"%1 bytes"_s.arg(stats.walBytes) : u"none: a journal is used"_s);
+    if (stats.isFile) {
+        fields.add(u"file"_s, u"%1 bytes"_s.arg(stats.fileBytes));
+        fields.add(
+            u"WAL"_s,
+            stats.hasWal ? u"%1 bytes"_s.arg(stats.walBytes) : u"none: a journal is used"_s);
+    }
     fields.add(u"library"_s, QStringLiteral(VELMIO_VERSION));
-    fields.add(u"SQLite"_s, stats.sqliteVersion);
+    if (stats.isFile)
+        fields.add(u"SQLite"_s, stats.sqliteVersion);
     fields.add(u"schema"_s, QString::number(stats.schemaVersion));
     fields.add(u"store"_s, stats.storeId + (stats.moved ? u", moved here"_s : QString()));
     output.print(fields);
@@ -146,59 +166,38 @@ void print(Output& output, const Stats& stats)
     output.print(roots);
 }
 
-using Labels = std::initializer_list<std::pair<const char*, QString>>;
-
-// prometheus.io/docs/instrumenting/exposition_formats
-QString sample(QStringView name, Labels labels, long long value)
-{
-    QStringList texts;
-    for (const auto& [label, text] : labels) {
-        QString escaped = text;
-        escaped.replace(u"\\"_s, u"\\\\"_s).replace(u"\""_s, u"\\\""_s).replace(u"\n"_s, u"\\n"_s);
-        texts += QLatin1StringView(label) + u"=\""_s + escaped + u'"';
-    }
-    const QString set = texts.isEmpty() ? QString() : u'{' + texts.join(u',') + u'}';
-    return u"%1%2 %3\n"_s.arg(name, set, QString::number(value));
-}
-
-QString gauge(QStringView name, QStringView help)
-{
-    return u"# HELP %1 %2\n# TYPE %1 gauge\n"_s.arg(name, help);
-}
-
 QByteArray toMetrics(const Stats& stats)
 {
-    QString text = gauge(u"velmio_store_info", u"The store, with its versions as labels.");
-    text += sample(
-        u"velmio_store_info",
+    Metrics metrics;
+    metrics.begin(u"velmio_store_info", u"The store, with its versions as labels.");
+    metrics.add(
         {{"store", stats.storeId},
          {"schema", QString::number(stats.schemaVersion)},
          {"library", QStringLiteral(VELMIO_VERSION)},
          {"sqlite", stats.sqliteVersion}},
         1);
-    text += gauge(u"velmio_store_moved", u"1 if the store comes from another machine or account.");
-    text += sample(u"velmio_store_moved", {}, stats.moved ? 1 : 0);
-    text += gauge(u"velmio_store_bytes", u"Size of the database file.");
-    text += sample(u"velmio_store_bytes", {}, stats.fileBytes);
-    text += gauge(u"velmio_store_wal_bytes", u"Size of the WAL.");
-    text += sample(u"velmio_store_wal_bytes", {}, stats.walBytes);
+    if (stats.isFile) {
+        metrics.add(
+            u"velmio_store_moved", u"1 if the store comes from another machine or account.",
+            stats.moved ? 1 : 0);
+        metrics.add(u"velmio_store_bytes", u"Size of the database file.", stats.fileBytes);
+        metrics.add(u"velmio_store_wal_bytes", u"Size of the WAL.", stats.walBytes);
+    }
 
-    text += gauge(u"velmio_store_rows", u"Rows of each table.");
+    metrics.begin(u"velmio_store_rows", u"Rows of each table.");
     for (const auto& [name, rows] : stats.tableRows)
-        text += sample(u"velmio_store_rows", {{"table", name}}, rows);
+        metrics.add({{"table", name}}, rows);
 
     const auto addRoots = [&](QStringView name, QStringView help, long long RootCount::*count) {
-        text += gauge(name, help);
-        for (const RootCount& root : stats.roots) {
-            const Labels labels{{"root", QString::number(root.id)}, {"path", root.path}};
-            text += sample(name, labels, root.*count);
-        }
+        metrics.begin(name, help);
+        for (const RootCount& root : stats.roots)
+            metrics.add({{"root", QString::number(root.id)}, {"path", root.path}}, root.*count);
     };
     addRoots(
         u"velmio_root_folders", u"Folders of a root folder, itself included.", &RootCount::folders);
     addRoots(u"velmio_root_files", u"Files of a root folder.", &RootCount::files);
     addRoots(u"velmio_root_bytes", u"Size of the files of a root folder.", &RootCount::bytes);
-    return text.toUtf8();
+    return metrics.text();
 }
 
 void stats(Session& session, bool asMetrics)

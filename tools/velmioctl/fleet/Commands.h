@@ -1,0 +1,10 @@
+#pragma once
+
+namespace velmioctl {
+
+class Command;
+class Session;
+
+void addFleetCommands(Command& app, Session& session);
+
+} // namespace velmioctl

@@ -1,0 +1,135 @@
+#include <velmioctl/fleet/SentRows.h>
+
+#include <velmioctl/exchange/Masks.h>
+
+#include <limits>
+
+using namespace velmioctl::exchange;
+
+namespace velmioctl::fleet {
+
+namespace {
+
+constexpr auto NullField = "\\N";
+
+bool holdsNumbers(const Column& column)
+{
+    switch (column.kind) {
+    case ValueKind::Number:
+        // Its number is counted from the XML that it holds.
+        return column.name != "fileLinks";
+    case ValueKind::NotNegative:
+    case ValueKind::Status:
+    case ValueKind::FolderOption:
+    case ValueKind::FileType:
+    case ValueKind::Privileges:
+    case ValueKind::ParentFolder:
+    case ValueKind::DefaultFolder:
+        return true;
+    default:
+        return false;
+    }
+}
+
+bool holdsTime(const Column& column)
+{
+    return column.kind == ValueKind::Time || column.kind == ValueKind::LocalTime;
+}
+
+bool holdsPath(const Column& column)
+{
+    return column.name == "clientPath" || column.name == "serverPath" ||
+           column.name == "serverRoot";
+}
+
+bool fits(const Column& column, qint64 number)
+{
+    // The size of a file is the one number of 64 bits.
+    return column.name == "size" || (number >= std::numeric_limits<qint32>::min() &&
+                                     number <= std::numeric_limits<qint32>::max());
+}
+
+} // namespace
+
+SentRows::SentRows(const bundle::Redactor* redactor)
+    : redactor(redactor)
+{
+}
+
+QByteArray SentRows::lineOf(const TableShape& table, const Row& row)
+{
+    QByteArray line;
+    line.reserve(512);
+    for (size_t at = 0; at < table.columns.size(); ++at) {
+        if (at > 0)
+            line += '\t';
+        append(line, table.columns[at], sent(table.columns[at], row.values[at]));
+    }
+    return line += '\n';
+}
+
+void SentRows::append(QByteArray& line, const Column& column, const Value& value)
+{
+    const auto* const text = std::get_if<Text>(&value);
+    const auto* const number = std::get_if<qint64>(&value);
+    const bool isNumber = holdsNumbers(column);
+    if (number && isNumber && fits(column, *number))
+        line += QByteArray::number(*number);
+    else if (text && !isNumber)
+        appendText(line, column, text->bytes);
+    else
+        line += NullField;
+    if (number ? !isNumber || !fits(column, *number) : text && isNumber)
+        ++changed;
+}
+
+void SentRows::appendText(QByteArray& line, const Column& column, const QByteArray& text)
+{
+    if (!redactor)
+        appendField(line, storable(text));
+    else if (column.name == "fileLinks")
+        line += NullField;
+    else
+        appendField(line, redacted(column, text));
+}
+
+QByteArray SentRows::storable(const QByteArray& text)
+{
+    if (text.isValidUtf8() && !text.contains('\0'))
+        return text;
+    ++changed;
+    return QString::fromUtf8(text).replace(QChar(), QChar(QChar::ReplacementCharacter)).toUtf8();
+}
+
+QByteArray SentRows::redacted(const Column& column, const QByteArray& text) const
+{
+    const Disclosure disclosure = column.kind == ValueKind::Url ? Disclosure::Url
+                                  : holdsPath(column)           ? Disclosure::Path
+                                  : holdsTime(column)           ? Disclosure::Time
+                                                                : Disclosure::Identifier;
+    return redactor->value(Text{text}, disclosure).toString().toUtf8();
+}
+
+void appendField(QByteArray& line, const QByteArray& text)
+{
+    for (const char character : text) {
+        switch (character) {
+        case '\\':
+            line += "\\\\";
+            break;
+        case '\t':
+            line += "\\t";
+            break;
+        case '\n':
+            line += "\\n";
+            break;
+        case '\r':
+            line += "\\r";
+            break;
+        default:
+            line += character;
+        }
+    }
+}
+
+} // namespace velmioctl::fleet
