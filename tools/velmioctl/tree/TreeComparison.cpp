@@ -61,7 +61,7 @@ bool isAscii(QStringView text)
     return std::all_of(text.begin(), text.end(), [](QChar at) { return at.unicode() < 0x80; });
 }
 
-QStringView nameOf(const QString& path)
+QStringView nameIn(const QString& path)
 {
     return QStringView(path).sliced(path.lastIndexOf(u'/') + 1);
 }
@@ -79,7 +79,7 @@ ComposedNames composedNames(const std::vector<Item>& items, QString Item::*path)
 {
     ComposedNames names;
     for (size_t at = 0; at < items.size(); ++at) {
-        const QStringView name = nameOf(items[at].*path);
+        const QStringView name = nameIn(items[at].*path);
         if (!isAscii(name))
             names.insert(composed(name), at);
     }
@@ -103,18 +103,18 @@ bool isRecordOf(const QString& path, const DirectoryWalk::Folder& found, const s
 {
     const auto recorded = idOf(sync::base::statusOf(path, sync::base::Links::Keep));
     return recorded && recorded == idOf(sync::base::statusOf(found.descriptor, name.c_str())) &&
-           !hasName(found, nameOf(path).toString().toStdString());
+           !hasName(found, nameIn(path).toString().toStdString());
 }
 
 // Gives the subfolder that the record at a path is about the text of the record.
 bool takeForm(
     const QString& path, DirectoryWalk::Folder& found, std::optional<ComposedNames>& forms)
 {
-    if (isAscii(nameOf(path)))
+    if (isAscii(nameIn(path)))
         return false;
     if (!forms)
         forms = composedNames(found.folders, &DirectoryWalk::Subfolder::path);
-    for (const size_t at : forms->values(composed(nameOf(path)))) {
+    for (const size_t at : forms->values(composed(nameIn(path)))) {
         if (isRecordOf(path, found, found.folders[at].name)) {
             found.folders[at].path = path;
             return true;
@@ -268,11 +268,11 @@ void TreeComparison::compareEntry(
 std::optional<size_t> TreeComparison::positionInOtherForm(
     const DirectoryWalk::Folder& found, const std::string& name, const QString& path)
 {
-    if (known.empty() || isAscii(nameOf(path)))
+    if (known.empty() || isAscii(nameIn(path)))
         return {};
     if (!otherForms)
         otherForms = composedNames(known, &KnownFile::clientPath);
-    const auto [first, last] = std::as_const(*otherForms).equal_range(composed(nameOf(path)));
+    const auto [first, last] = std::as_const(*otherForms).equal_range(composed(nameIn(path)));
     const auto own = std::find_if(
         first, last, [&](size_t at) { return isRecordOf(known[at].clientPath, found, name); });
     return own == last ? std::nullopt : std::optional(*own);
