@@ -265,7 +265,8 @@ private:
 
     Outline outlineOf() const
     {
-        Outline outline{.orderBy = tokens.size(), .end = tokens.size()};
+        Outline outline;
+        outline.orderBy = outline.end = tokens.size();
         int depth = 0;
         bool inList = true;
         for (std::size_t at = 0; at < tokens.size(); ++at) {
