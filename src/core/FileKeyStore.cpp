@@ -1,10 +1,10 @@
 #include <core/FileKeyStore.h>
 
+#include <base/system/Places.h>
 #include <core/KeyError.h>
 #include <core/keys/KeyFile.h>
 #include <core/keys/KeyLock.h>
 
-#include <QDir>
 #include <QLockFile>
 #include <QStandardPaths>
 
@@ -18,20 +18,6 @@ namespace sync::core::crypto {
 namespace {
 
 const QString FileName = u"/velmio/password.key"_s;
-
-QString stateFolder()
-{
-#if QT_VERSION >= QT_VERSION_CHECK(6, 7, 0)
-    return QStandardPaths::writableLocation(QStandardPaths::GenericStateLocation);
-#else
-    // As in later versions of Qt.
-    if (QStandardPaths::isTestModeEnabled())
-        return QDir::homePath() + u"/.qttest/state"_s;
-    const QString folder = qEnvironmentVariable("XDG_STATE_HOME");
-    // A relative path is ignored (specifications.freedesktop.org/basedir-spec).
-    return QDir::isAbsolutePath(folder) ? folder : QDir::homePath() + u"/.local/state"_s;
-#endif
-}
 
 // The folder of the database, whose copies then had the key with them.
 QString formerDefaultPath()
@@ -131,7 +117,7 @@ FileKeyStore::~FileKeyStore() = default;
 
 QString FileKeyStore::defaultPath()
 {
-    return stateFolder() + FileName;
+    return base::stateFolder() + FileName;
 }
 
 QString FileKeyStore::path() const

@@ -22,7 +22,8 @@ public:
     explicit FileKeyStore(QString path = defaultPath());
     ~FileKeyStore() override;
 
-    /// "velmio/password.key" in the folder for the user's state, XDG_STATE_HOME or ~/.local/state.
+    /// "velmio/password.key" in the folder for the user's state: XDG_STATE_HOME or ~/.local/state,
+    /// on macOS ~/Library/Preferences, on Windows "State" in %LOCALAPPDATA%.
     ///
     /// Earlier versions kept it in the user's application data, beside the database. A store at the
     /// default path reads the keys of that file too, moves them, and removes it when they are
