@@ -24,6 +24,8 @@ if(VELMIO_HARDENING AND NOT VELMIO_SANITIZERS)
     include(CheckPIESupported)
     check_pie_supported(LANGUAGES CXX)
     set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+    # Some compilers accept a flag with a warning that it does nothing.
+    set(CMAKE_REQUIRED_FLAGS -Werror)
     foreach(flag IN ITEMS -fstack-protector-strong -fstack-clash-protection -fcf-protection=full)
         string(MAKE_C_IDENTIFIER "VELMIO_HAS${flag}" has)
         check_cxx_compiler_flag(${flag} ${has})
@@ -31,6 +33,7 @@ if(VELMIO_HARDENING AND NOT VELMIO_SANITIZERS)
             list(APPEND VELMIO_HARDENING_OPTIONS ${flag})
         endif()
     endforeach()
+    unset(CMAKE_REQUIRED_FLAGS)
     # _FORTIFY_SOURCE needs an optimizing compiler. Distributions may define a lower level.
     list(
         APPEND VELMIO_HARDENING_OPTIONS
