@@ -1,3 +1,4 @@
+#include "PseudoTerminal.h"
 #include "StoredRows.h"
 #include "VelmioctlRunner.h"
 
@@ -269,6 +270,21 @@ private Q_SLOTS:
         QCOMPARE(agreed.exitCode, 0);
         QCOMPARE(revealed(1), u"secret of kim"_s);
         QCOMPARE(run(u"rekey"_s).exitCode, 0);
+    }
+
+    void serverThatChangesBeforeTheAnswerGetsNoPassword()
+    {
+        QVERIFY(tool->execute(u"UPDATE ServerConfiguration SET davUrl = 'https://mine.example'"_s));
+
+        PseudoTerminal terminal(*tool, {u"secrets"_s, u"rekey"_s, u"--accept-moved"_s});
+        QVERIFY(terminal.waitFor("https://mine.example"));
+        QVERIFY(terminal.waitFor("[y/N] "));
+        QVERIFY(tool->execute(u"UPDATE ServerConfiguration SET davUrl = 'https://evil.example'"_s));
+        terminal.type("y\n");
+
+        QVERIFY(terminal.waitFor("since they were shown"));
+        QCOMPARE(terminal.exitCode(), 4);
+        QVERIFY(revealed(1).isEmpty());
     }
 
     void restoredBackupFromBeforeARekeyKeepsItsPasswords()

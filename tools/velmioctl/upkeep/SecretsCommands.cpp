@@ -9,6 +9,7 @@
 #include <velmioctl/cli/CommandLine.h>
 #include <velmioctl/cli/Table.h>
 #include <velmioctl/cli/Text.h>
+#include <velmioctl/store/Credentials.h>
 #include <velmioctl/store/Session.h>
 #include <velmioctl/store/StoredPassword.h>
 #include <velmioctl/store/WatchedDatabase.h>
@@ -79,9 +80,10 @@ void addRow(
     const QString user = row.value(1).toString();
     const QString domain = row.value(2).toString();
     if (password.isDisplaced()) {
-        all.moved += u"sign-in %1 (user %2, domain %3) of server %4: %5"_s.arg(
+        all.moved += u"sign-in %1 (user %2, domain %3) of server %4 (%5, %6): %7"_s.arg(
             row.value(0).toString(), quoted(user), quoted(domain), row.value(4).toString(),
-            password.reason);
+            quoted(urlWithoutCredentials(row.value(5).toString())),
+            quoted(urlWithoutCredentials(row.value(6).toString())), password.reason);
     }
     all.array.append(QJsonObject{
         {u"id"_s, row.value(0).toInt()},
@@ -98,8 +100,10 @@ Verification verifyAll(WatchedDatabase& database)
 {
     Verification all;
     all.table.alignRight(0);
-    const auto query = database.select(u"SELECT id, userName, domain, encryptedPassword,"
-                                       u" serverId FROM AuthenticationConfiguration ORDER BY id"_s);
+    const auto query = database.select(
+        u"SELECT signIn.id, userName, domain, encryptedPassword, serverId, davUrl, webServiceUrl"
+        u" FROM AuthenticationConfiguration AS signIn"
+        u" LEFT JOIN ServerConfiguration AS server ON server.id = serverId ORDER BY signIn.id"_s);
     const sync::config::PasswordContexts contexts(database);
     while (query->next())
         addRow(all, *query, contexts);
@@ -183,8 +187,14 @@ void rekey(Session& session, const SecretsOptions& options)
     const Verification before = verifyAll(session.database());
     // Without the current key all passwords would stay unreadable.
     before.reader.requireKey();
-    if (options.acceptMoved)
+    if (options.acceptMoved) {
         confirmMoved(session, before.moved, options.yes);
+        if (verifyAll(session.database()).moved != before.moved) {
+            throw CommandError(
+                ExitCode::Busy, u"Nothing was changed, because passwords or servers were changed "
+                                u"since they were shown. Run the command again."_s);
+        }
+    }
     auto& keys = session.passwordKeys();
     session.database().check(keys.use(keyStore()), u"Reading the stored passwords"_s);
     session.backUp(sync::database::DatabaseBackups::Reason::Rekey);
