@@ -8,9 +8,9 @@
 #include <QCoreApplication>
 #include <QLoggingCategory>
 
-#include <csignal>
 #include <cstdio>
-#include <cstdlib>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -44,10 +44,15 @@ int main(int argc, char** argv)
     const velmioctl::Output output(
         stdout, stderr, velmioctl::terminalOf(stdout, utf8), velmioctl::terminalOf(stderr, utf8));
     velmioctl::Session session(output);
+    const std::vector<std::string> texts = sync::base::arguments(argc, argv);
+    std::vector<const char*> arguments;
+    for (const std::string& text : texts)
+        arguments.push_back(text.c_str());
     try {
-        return static_cast<int>(velmioctl::runApplication(argc, argv, session));
+        return static_cast<int>(
+            velmioctl::runApplication(int(arguments.size()), arguments.data(), session));
     } catch (const velmioctl::EndedBySignal& ended) {
-        std::raise(ended.signal);
-        return 128 + ended.signal; // where the parent has it ignored
+        sync::base::endBySignal(ended.signal);
+        return 128 + ended.signal;
     }
 }

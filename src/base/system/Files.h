@@ -105,6 +105,13 @@ PathLimits pathLimits();
 /// The length of a path or name in that unit.
 qsizetype lengthOf(const QString& pathOrName);
 
+/// An absolute path as a library takes it that opens files itself, and back.
+QByteArray pathForLibrary(const QString& path);
+QString pathFromLibrary(const char* path);
+
+/// False on a system that lets nobody replace or remove a file that is open.
+bool replacesOpenFiles();
+
 /// The errno that means the same as a code of the system, such as one that SQLite reports.
 int errnoOf(int systemCode);
 

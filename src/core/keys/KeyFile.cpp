@@ -134,7 +134,7 @@ KeyRing KeyFile::read()
         if (!fresh)
             throw damaged(filePath);
         content = std::move(*fresh);
-        file = std::move(present);
+        file = base::replacesOpenFiles() ? std::move(present) : FileDescriptor(-1);
         status = examined->status;
         isSynced = false;
         ++contents;
@@ -170,16 +170,20 @@ void KeyFile::write(const KeyRing& present, const KeyRing& ring)
 void KeyFile::sync()
 {
     const std::lock_guard lock(mutex);
-    if (isSynced || !file.isOpen())
+    if (isSynced || !status)
         return;
+    if (!file.isOpen())
+        file = openFile(filePath);
     try {
         // On a read-only file system there is nothing to sync.
-        if (!base::syncToMedium(file.get()) && errno != EROFS && errno != EINVAL)
+        if (file.isOpen() && !base::syncToMedium(file.get()) && errno != EROFS && errno != EINVAL)
             throw base::FileError(filePath, u"Cannot sync the file"_s, errno);
         base::syncFolder(QFileInfo(filePath).absolutePath());
     } catch (const base::FileError& error) {
         throw unwritable(filePath, error.code());
     }
+    if (!base::replacesOpenFiles())
+        file = FileDescriptor(-1);
     isSynced = true;
 }
 
@@ -196,8 +200,8 @@ void KeyFile::remove()
 
 bool KeyFile::isCached(const base::FileStatus& present) const
 {
-    return file.isOpen() && status.id == present.id && status.size == present.size &&
-           status.changed == present.changed;
+    return status && status->id == present.id && status->size == present.size &&
+           status->changed == present.changed;
 }
 
 } // namespace sync::core::crypto

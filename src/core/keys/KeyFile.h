@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <mutex>
+#include <optional>
 
 namespace sync::core::crypto {
 
@@ -50,9 +51,10 @@ private:
     std::atomic<int> contents = 0;
 
     std::mutex mutex; // guards all that follows
-    // Kept open, so that no later file can get the inode number of the file that was read.
+    // Kept open, so that no later file can get the inode number of the file that was read. Not on
+    // Windows, where nobody could replace it, and an id is used once.
     base::FileDescriptor file{-1};
-    base::FileStatus status;
+    std::optional<base::FileStatus> status; // of the file that was read
     KeyRing content;
     bool isSynced = false;
 };

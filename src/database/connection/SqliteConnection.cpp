@@ -1,5 +1,6 @@
 #include <database/connection/SqliteConnection.h>
 
+#include <base/system/Files.h>
 #include <database/ScopeParticipant.h>
 #include <database/TransactionalScope.h>
 #include <database/connection/SqliteError.h>
@@ -71,7 +72,8 @@ int SqliteConnection::pagesRead() const
 bool SqliteConnection::hasOtherFingerprint()
 {
     checkedPages = pagesRead();
-    return fingerprintOf(QString::fromUtf8(sqlite3_db_filename(handle(), "main"))) != *fingerprint;
+    return fingerprintOf(base::pathFromLibrary(sqlite3_db_filename(handle(), "main"))) !=
+           *fingerprint;
 }
 
 StatementLoan SqliteConnection::prepare(const QString& sql, Failure& error)

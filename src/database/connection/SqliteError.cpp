@@ -22,7 +22,7 @@ using Cause = DatabaseError::Cause;
 // Where it would create the files beside a database.
 bool hasFreeInode(sqlite3* database)
 {
-    const QString path = QString::fromUtf8(sqlite3_db_filename(database, "main"));
+    const QString path = base::pathFromLibrary(sqlite3_db_filename(database, "main"));
     return base::hasFreeInode(QFileInfo(path).absolutePath());
 }
 
@@ -73,7 +73,7 @@ Cause causeOf(sqlite3* database)
 
 QString busyRemedy(sqlite3* database)
 {
-    const auto holder = lockHolderOf(QString::fromUtf8(sqlite3_db_filename(database, "main")));
+    const auto holder = lockHolderOf(base::pathFromLibrary(sqlite3_db_filename(database, "main")));
     if (!holder)
         return u"Another process or thread has been writing to it for more than 5 s: try again, "
                u"or end that process."_s;
@@ -172,6 +172,8 @@ SqliteError databaseError(sqlite3* database, const QString& path)
 DatabaseError databaseError(const base::FileError& error)
 {
     const QString text = error.text() + u". "_s;
+    if (base::isOutOfSpace(error.code()))
+        return {Cause::DiskFull, text + u"The disk is full: free some space and try again."_s};
     switch (error.code()) {
     case EACCES:
     case EPERM:
@@ -182,9 +184,6 @@ DatabaseError databaseError(const base::FileError& error)
         return {
             Cause::ReadOnly,
             text + u"The place is read-only: move the database to one that takes writes."_s};
-    case ENOSPC:
-    case EDQUOT:
-        return {Cause::DiskFull, text + u"The disk is full: free some space and try again."_s};
     case EIO:
         return {Cause::InputOutput, text + u"Check the disk."_s};
     default:

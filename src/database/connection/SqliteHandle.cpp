@@ -79,7 +79,8 @@ SqliteHandle openConnection(const QString& path, Locking locking)
     // NOMUTEX: the pool ensures that one thread at a time uses a connection.
     constexpr int Flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE;
     sqlite3* opened = nullptr;
-    const int result = sqlite3_open_v2(path.toUtf8().constData(), &opened, Flags, nullptr);
+    const int result =
+        sqlite3_open_v2(base::pathForLibrary(path).constData(), &opened, Flags, nullptr);
     SqliteHandle database(opened);
     if (result != SQLITE_OK)
         throw databaseError(opened, path);

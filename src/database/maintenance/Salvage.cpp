@@ -1,5 +1,6 @@
 #include <database/maintenance/Salvage.h>
 
+#include <base/system/Files.h>
 #include <database/connection/SqliteError.h>
 #include <database/connection/SqliteHandle.h>
 #include <database/maintenance/DatabasePages.h>
@@ -453,7 +454,8 @@ std::optional<qint64> prepareForSalvage(const QString& copy)
 {
     sqlite3* opened = nullptr;
     sqlite3_open_v2(
-        copy.toUtf8().constData(), &opened, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
+        base::pathForLibrary(copy).constData(), &opened,
+        SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
     const SqliteHandle database(opened);
     // A writable schema lets SQLite open a damaged file; exclusive, it shares no memory for the
     // WAL.

@@ -50,7 +50,7 @@ SqliteHandle openWithoutWaiting(const QString& path)
 {
     sqlite3* opened = nullptr;
     const int result = sqlite3_open_v2(
-        path.toUtf8().constData(), &opened,
+        base::pathForLibrary(path).constData(), &opened,
         SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE, nullptr);
     SqliteHandle database(opened);
     if (result != SQLITE_OK)
@@ -277,7 +277,7 @@ DatabaseError StoreReplacement::failureOfWriting() const
     return {error.cause(), error.text() + u' ' + leftCommitWarning()};
 }
 
-void StoreReplacement::swapFile(sqlite3* source) const
+void StoreReplacement::swapFile(sqlite3* source)
 {
     PartialFile fresh(path);
     writeVerifiedContent(source, fresh);
@@ -288,6 +288,9 @@ void StoreReplacement::swapFile(sqlite3* source) const
             throw FileError(companion, u"Cannot remove"_s, errno);
     }
     syncFolder(QFileInfo(path).path());
+    // Whoever opens the file between these two steps finds that it is not a database.
+    if (!base::replacesOpenFiles())
+        database.reset();
     fresh.publishOver();
 }
 

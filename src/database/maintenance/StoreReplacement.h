@@ -38,7 +38,7 @@ private:
     bool beginWriting();
     void writeInto(sqlite3* source);
     DatabaseError failureOfWriting() const;
-    void swapFile(sqlite3* source) const;
+    void swapFile(sqlite3* source);
 
     const QString path;
     SqliteHandle database;

@@ -103,7 +103,10 @@ void replaceMethods(sqlite3* database, WalIndex index)
 // process holds on the file (sqlite.org/howtocorrupt.html, "Posix advisory locks").
 SqliteHandle open(const QString& path, const QByteArray& parameters)
 {
-    const QByteArray uri = "file://" + QUrl::toPercentEncoding(path, "/") + "?mode=ro" + parameters;
+    const QString name = QString::fromUtf8(base::pathForLibrary(path));
+    // A path that begins with a drive has no "/" in front of it.
+    const QByteArray uri = (name.startsWith(u'/') ? "file://" : "file:///") +
+                           QUrl::toPercentEncoding(name, "/") + "?mode=ro" + parameters;
     constexpr int Flags = SQLITE_OPEN_READONLY | SQLITE_OPEN_URI | SQLITE_OPEN_NOMUTEX;
     sqlite3* opened = nullptr;
     const int result = sqlite3_open_v2(uri.constData(), &opened, Flags, nullptr);

@@ -1,5 +1,7 @@
 #include <database/opening/VfsFile.h>
 
+#include <base/system/Files.h>
+
 namespace sync::database {
 
 bool isWalHeader(const char* header)
@@ -21,7 +23,8 @@ VfsFile::VfsFile(const QString& path)
 {
     sqlite3* opened = nullptr;
     const int result = sqlite3_open_v2(
-        path.toUtf8().constData(), &opened, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
+        base::pathForLibrary(path).constData(), &opened,
+        SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
     database.reset(opened);
     if (result == SQLITE_OK)
         file = fileOf(opened);

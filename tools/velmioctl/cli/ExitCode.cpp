@@ -1,6 +1,7 @@
 #include <velmioctl/cli/ExitCode.h>
 
 #include <base/FileError.h>
+#include <base/system/Files.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -13,10 +14,9 @@ namespace {
 
 QString writingRemedy(int code)
 {
-    switch (code) {
-    case ENOSPC:
-    case EDQUOT:
+    if (sync::base::isOutOfSpace(code))
         return u"The disk is full: free some space and try again."_s;
+    switch (code) {
     case EACCES:
     case EPERM:
     case EROFS:
@@ -32,10 +32,9 @@ QString writingRemedy(int code)
 
 QString writingCause(int code)
 {
-    switch (code) {
-    case ENOSPC:
-    case EDQUOT:
+    if (sync::base::isOutOfSpace(code))
         return u"disk-full"_s;
+    switch (code) {
     case EACCES:
     case EPERM:
         return u"no-permission"_s;

@@ -2,6 +2,7 @@
 
 #include <base/FileError.h>
 #include <base/system/Files.h>
+#include <base/system/Process.h>
 #include <base/system/Terminal.h>
 #include <config/AuthenticationConfigManager.h>
 #include <config/FileConfigManager.h>
@@ -72,7 +73,8 @@ Session::~Session() = default;
 
 std::string Session::givenDatabase() const
 {
-    return databaseOption ? *databaseOption : qgetenv("VELMIO_DATABASE").toStdString();
+    return databaseOption ? *databaseOption
+                          : sync::base::environmentVariable("VELMIO_DATABASE").toStdString();
 }
 
 bool Session::isFleet() const

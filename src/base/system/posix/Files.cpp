@@ -111,6 +111,21 @@ qsizetype lengthOf(const QString& pathOrName)
     return pathOrName.toUtf8().size();
 }
 
+QByteArray pathForLibrary(const QString& path)
+{
+    return path.toUtf8();
+}
+
+QString pathFromLibrary(const char* path)
+{
+    return QString::fromUtf8(path);
+}
+
+bool replacesOpenFiles()
+{
+    return true;
+}
+
 int errnoOf(int systemCode)
 {
     return systemCode;

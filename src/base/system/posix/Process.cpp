@@ -10,6 +10,21 @@ void endWithReader()
     std::signal(SIGPIPE, SIG_DFL);
 }
 
+std::vector<std::string> arguments(int argc, const char* const* argv)
+{
+    return {argv, argv + argc};
+}
+
+QByteArray environmentVariable(const char* name)
+{
+    return qgetenv(name);
+}
+
+void endBySignal(int signal)
+{
+    std::raise(signal);
+}
+
 qint64 currentUserNumber()
 {
     return ::geteuid();
