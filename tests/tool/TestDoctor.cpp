@@ -240,6 +240,17 @@ private Q_SLOTS:
              u"file.gone FileConfiguration 2"_s},
             {u"file.spelling FileConfiguration 2"_s, u"file.gone FileConfiguration 1"_s,
              u"file.gone FileConfiguration 2"_s});
+        add("a folder that Windows cannot have",
+            {u"INSERT INTO FolderConfiguration (id, parentId, rootId, clientPath, serverPath)"
+             u" VALUES (8, 2, 1, '%R/root/a/b.', '/S/root/a/b.')"_s},
+            {u"folder.windows-name FolderConfiguration 8"_s,
+             u"folder.gone FolderConfiguration 8"_s},
+            {u"folder.windows-name FolderConfiguration 8"_s,
+             u"folder.gone FolderConfiguration 8"_s});
+        add("a file that Windows cannot have",
+            {u"UPDATE FileConfiguration SET clientPath = '%R/root/a/12:30' WHERE id = 1"_s},
+            {u"file.windows-name FileConfiguration 1"_s, u"file.gone FileConfiguration 1"_s},
+            {u"file.windows-name FileConfiguration 1"_s, u"file.gone FileConfiguration 1"_s});
         stays(
             "link to no file",
             u"UPDATE FileConfiguration SET fileLinks = replace(fileLinks, '\"1\"', '\"9\"')"_s,

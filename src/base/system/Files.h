@@ -98,7 +98,8 @@ struct PathLimits
 {
     qsizetype path;
     qsizetype name;
-    QString unit; ///< Such as "bytes".
+    QString unit;       ///< Such as "bytes".
+    bool reservesNames; ///< Programs cannot use a name with a windowsNameProblem().
 };
 PathLimits pathLimits();
 

@@ -1,5 +1,6 @@
 #include <velmioctl/doctor/RecordChecks.h>
 
+#include <base/WindowsNames.h>
 #include <config/FileConfigManager.h>
 #include <velmioctl/cli/Text.h>
 #include <velmioctl/doctor/CheckQuery.h>
@@ -148,6 +149,34 @@ void checkFileSpellings(IDatabaseFactory& database, const Check& check, const Fo
         FileTable, check, found);
 }
 
+void checkWindowsNames(
+    IDatabaseFactory& database, const QString& select, const QString& table, const Check& check,
+    const Found& found)
+{
+    CheckQuery query(database, select);
+    while (query.next()) {
+        const QString path = query.text(1);
+        const QString problem =
+            sync::base::windowsNameProblem(QStringView(path).sliced(path.lastIndexOf(u'/') + 1));
+        if (!problem.isEmpty())
+            found(check, {table, query.number(0), path, problem});
+    }
+}
+
+// Not of roots, which have another name on each desktop.
+void checkFolderWindowsNames(IDatabaseFactory& database, const Check& check, const Found& found)
+{
+    checkWindowsNames(
+        database, u"SELECT id, clientPath FROM FolderConfiguration WHERE parentId <> 0"_s,
+        FolderTable, check, found);
+}
+
+void checkFileWindowsNames(IDatabaseFactory& database, const Check& check, const Found& found)
+{
+    checkWindowsNames(
+        database, u"SELECT id, clientPath FROM FileConfiguration"_s, FileTable, check, found);
+}
+
 // A link without a FileId was stored without its file.
 void checkLinks(IDatabaseFactory& database, const Check& check, const Found& found)
 {
@@ -202,6 +231,14 @@ std::vector<RecordCheck> pathChecks()
           u"hides the other."_s,
           u"Rename one of them on the disk, and run 'velmioctl scan --prune'."_s},
          checkFileSpellings},
+        {{u"folder.windows-name"_s, Severity::Note, u"folders with a name that Windows refuses"_s,
+          u"A desktop with Windows cannot synchronise them."_s,
+          u"Rename them on the disk, and run 'velmioctl scan --prune'."_s},
+         checkFolderWindowsNames},
+        {{u"file.windows-name"_s, Severity::Note, u"files with a name that Windows refuses"_s,
+          u"A desktop with Windows cannot synchronise them."_s,
+          u"Rename them on the disk, and run 'velmioctl scan --prune'."_s},
+         checkFileWindowsNames},
         {{u"file.link-missing"_s, Severity::Note, u"links to files that have no record"_s,
           u"This is allowed: the client finds the file by its path."_s,
           u"None needed: the client writes the links again with the file."_s},

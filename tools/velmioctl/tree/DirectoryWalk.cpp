@@ -1,6 +1,7 @@
 #include <velmioctl/tree/DirectoryWalk.h>
 
 #include <base/FilePaths.h>
+#include <base/WindowsNames.h>
 #include <core/Constants.h>
 
 #include <algorithm>
@@ -10,6 +11,7 @@ using sync::base::FileKind;
 using sync::base::FolderReader;
 using sync::base::Links;
 using sync::base::textOfName;
+using sync::base::windowsNameProblem;
 
 namespace velmioctl {
 
@@ -90,7 +92,9 @@ void DirectoryWalk::addEntry(const FolderReader::Entry& entry)
     std::string name = entry.name;
 
     const auto text = textOfName(name);
-    if (!text) {
+    // Windows returns names with which programs open something else: "a." is the file "a" to them.
+    static const bool reservesNames = sync::base::pathLimits().reservesNames;
+    if (!text || (reservesNames && !windowsNameProblem(*text).isEmpty())) {
         const auto kind =
             isFolder ? Problem::Kind::InvalidFolderName : Problem::Kind::InvalidFileName;
         report({kind, QByteArray::fromStdString(joinPath(onDisk, name)), 0});

@@ -23,7 +23,9 @@ public:
     {
         enum class Kind {
             Unreadable,
-            InvalidFolderName, ///< The name is not valid UTF-8, so no record can hold it.
+            /// The name is not valid UTF-8, so no record can hold it, or on Windows one with which
+            /// programs open something else.
+            InvalidFolderName,
             InvalidFileName,
         };
         Kind kind;

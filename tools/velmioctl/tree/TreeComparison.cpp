@@ -2,6 +2,7 @@
 
 #include <base/FileError.h>
 #include <base/FilePaths.h>
+#include <base/WindowsNames.h>
 #include <database/DatabaseBackups.h>
 #include <interf/IQSqlQueryWrapper.h>
 #include <velmioctl/cli/Text.h>
@@ -139,10 +140,10 @@ QString describe(const DirectoryWalk::Problem& problem)
                 quoted(QString::fromUtf8(problem.path)),
                 sync::base::systemErrorText(problem.error));
     }
-    return u"The name of the %1 \"%2\" is not valid UTF-8, so it cannot be synchronised. Rename it."_s
-        .arg(
-            problem.kind == Kind::InvalidFileName ? u"file"_s : u"folder"_s,
-            escapeBytes(problem.path));
+    const auto path = textOfName(problem.path.toStdString());
+    return u"The name of the %1 \"%2\" %3, so it cannot be synchronised. Rename it."_s.arg(
+        problem.kind == Kind::InvalidFileName ? u"file"_s : u"folder"_s, escapeBytes(problem.path),
+        path ? sync::base::windowsNameProblem(nameIn(*path)) : u"is not valid UTF-8"_s);
 }
 
 QString describeInaccessible(const QString& path, int error)

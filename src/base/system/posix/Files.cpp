@@ -103,7 +103,7 @@ bool mayAccess(const QString& path, int access)
 
 PathLimits pathLimits()
 {
-    return {PATH_MAX - 1, NAME_MAX, u"bytes"_s};
+    return {PATH_MAX - 1, NAME_MAX, u"bytes"_s, false};
 }
 
 qsizetype lengthOf(const QString& pathOrName)

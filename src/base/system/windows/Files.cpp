@@ -288,7 +288,7 @@ bool mayAccess(const QString& path, int access)
 PathLimits pathLimits()
 {
     // With the "\\?\" in front of it.
-    return {32'767 - 8, 255, u"characters"_s};
+    return {32'767 - 8, 255, u"characters"_s, true};
 }
 
 qsizetype lengthOf(const QString& pathOrName)

@@ -80,6 +80,11 @@ const FolderReader::Entry* FolderReader::next()
     return &entry;
 }
 
+bool decomposesNames()
+{
+    return false;
+}
+
 bool createOwnFolder(const QString& path)
 {
     OwnerAlone rights(OwnerAlone::For::Folder);
