@@ -13,9 +13,9 @@ namespace velmioctl::exchange {
 namespace {
 
 // Each page is a round trip.
-constexpr size_t PageRows = 4096;
+constexpr size_t RowsAtOnce = 4096;
 
-Value valueOf(const QVariant& value)
+Value sentValueOf(const QVariant& value)
 {
     if (value.isNull())
         return Null();
@@ -76,17 +76,17 @@ void FleetRows::readPage()
         columns += QString::fromLatin1(column.name);
     const auto query = database.select(
         u"SELECT %1 FROM %2 WHERE id >= :first ORDER BY id LIMIT %3"_s.arg(
-            columns.join(u", "_s), QString::fromLatin1(table().name), QString::number(PageRows)),
+            columns.join(u", "_s), QString::fromLatin1(table().name), QString::number(RowsAtOnce)),
         {{u":first"_s, nextId}});
     while (query->next()) {
         Row row;
         row.id = query->value(0).toLongLong();
         for (int column = 0; column < int(columns.size()); ++column)
-            row.values.push_back(valueOf(query->value(column)));
+            row.values.push_back(sentValueOf(query->value(column)));
         page.push_back(std::move(row));
     }
     database.check();
-    hasMore = page.size() == PageRows && page.back().id < HighestId;
+    hasMore = page.size() == RowsAtOnce && page.back().id < HighestId;
     if (hasMore)
         nextId = page.back().id + 1;
 }

@@ -24,7 +24,7 @@ Options optionsIn(const QString& place)
 }
 
 // Empty if it is not given.
-QString valueOf(const Options& options, const char* keyword)
+QString settingOf(const Options& options, const char* keyword)
 {
     for (const auto* option = options.get(); option && option->keyword; ++option) {
         if (qstrcmp(option->keyword, keyword) == 0)
@@ -44,7 +44,7 @@ QString checkedFleetPlace(const QString& place)
                              u"postgresql://LOGIN@HOST/DATABASE."_s);
     }
     for (const char* const secret : {"password", "sslpassword"}) {
-        if (!valueOf(options, secret).isEmpty()) {
+        if (!settingOf(options, secret).isEmpty()) {
             throw CommandError(
                 ExitCode::Usage,
                 u"The connection to the fleet has a password in it, which other users of this "
@@ -58,9 +58,9 @@ QString checkedFleetPlace(const QString& place)
 QString fleetName(const QString& place)
 {
     const Options options = optionsIn(place);
-    const QString host = valueOf(options, "host");
-    const QString database = valueOf(options, "dbname");
-    const QString service = valueOf(options, "service");
+    const QString host = settingOf(options, "host");
+    const QString database = settingOf(options, "dbname");
+    const QString service = settingOf(options, "service");
     if (database.isEmpty() && host.isEmpty())
         return service;
     return host.isEmpty() ? database : host + u'/' + database;
