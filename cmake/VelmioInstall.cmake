@@ -13,6 +13,7 @@ install(
     FILES
         "${PROJECT_BINARY_DIR}/VelmioConfigurationConfig.cmake"
         "${PROJECT_BINARY_DIR}/VelmioConfigurationConfigVersion.cmake"
+        "${PROJECT_SOURCE_DIR}/cmake/VelmioPackages.cmake"
     DESTINATION "${VELMIO_PACKAGE_DIR}"
     COMPONENT Development
 )
