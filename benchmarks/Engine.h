@@ -2,6 +2,7 @@
 
 #include <config/FileConfiguration.h>
 #include <config/FolderConfiguration.h>
+#include <interf/IDatabaseFactory.h>
 
 #include <QString>
 #include <QVector>
@@ -43,6 +44,9 @@ std::unique_ptr<Engine> openFloor(const QString& path);
 std::unique_ptr<Engine> openUncheckedFloor(const QString& path);
 /// Opens a store with the plain SQLite library, reads one file and closes the store.
 sync::config::FileConfiguration fileOfBareStore(const QString& store, const QString& clientPath);
+/// The managers over a factory.
+std::unique_ptr<Engine> openManagers(
+    std::shared_ptr<sync::interf::factory::IDatabaseFactory> factory);
 /// The managers over the embedded engine.
 std::unique_ptr<Engine> openEmbedded(const QString& path);
 /// The same with a ChangeNotifier.

@@ -89,9 +89,15 @@ private:
 
 } // namespace
 
+std::unique_ptr<Engine> openManagers(
+    std::shared_ptr<sync::interf::factory::IDatabaseFactory> factory)
+{
+    return std::make_unique<ManagerEngine>(std::move(factory));
+}
+
 std::unique_ptr<Engine> openEmbedded(const QString& path)
 {
-    return std::make_unique<ManagerEngine>(sync::database::SqliteDatabaseFactory::open(path));
+    return openManagers(sync::database::SqliteDatabaseFactory::open(path));
 }
 
 std::unique_ptr<Engine> openWatched(const QString& path)
@@ -106,13 +112,13 @@ std::unique_ptr<Engine> openPolled(const QString& path)
 
 std::unique_ptr<Engine> openVariant(const QString& path)
 {
-    return std::make_unique<ManagerEngine>(
+    return openManagers(
         std::make_shared<PlainFactory>(sync::database::SqliteDatabaseFactory::open(path)));
 }
 
 std::unique_ptr<Engine> openHost(const QString& path)
 {
-    return std::make_unique<ManagerEngine>(HostFactory::open(path));
+    return openManagers(HostFactory::open(path));
 }
 
 } // namespace velmio::benchmarks

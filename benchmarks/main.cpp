@@ -11,8 +11,10 @@
 //     --page FILE                      also writes the tables into a page and the pictures into the
 //                                      folder "performance" next to it
 //   velmio-benchmarks instructions     counts instructions and compares them with their bounds
+//   velmio-benchmarks fleet [ROUNDS]   compares the engine of the fleet with hand-written libpq
 //   velmio-benchmarks job ...          runs one job; started by another process of this program
 
+#include "FleetSpeed.h"
 #include "Instructions.h"
 #include "Machine.h"
 #include "Pictures.h"
@@ -29,6 +31,7 @@
 #include <QFileInfo>
 #include <QJsonDocument>
 
+#include <algorithm>
 #include <cstdio>
 #include <stdexcept>
 
@@ -155,6 +158,10 @@ int run(const QStringList& arguments)
         Stores stores(Options().work);
         return checkInstructions(stores) ? 0 : 1;
     }
+#ifdef VELMIO_WITH_POSTGRESQL
+    if (command == u"fleet")
+        return compareFleet(std::max(1, arguments.value(2, u"9"_s).toInt())) ? 0 : 1;
+#endif
     runStandardSet(arguments);
     return 0;
 }
