@@ -8,6 +8,7 @@
 #include <fleet/PostgresDatabaseFactory.h>
 #include <interf/IQSqlQueryWrapper.h>
 
+#include <QLoggingCategory>
 #include <QSet>
 #include <QTest>
 
@@ -274,6 +275,7 @@ private:
             if (proxy.roundTrips() < roundTrip) {
                 QCOMPARE(ledger.failures(), 0);
                 QVERIFY(roundTrip > 20);
+                qInfo("%d round trips", proxy.roundTrips());
                 return;
             }
             const auto rows = aliases(*PostgresDatabaseFactory::open(server.connection(), store));

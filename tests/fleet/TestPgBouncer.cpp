@@ -6,6 +6,7 @@
 #include <fleet/PostgresDatabaseFactory.h>
 #include <interf/IQSqlQueryWrapper.h>
 
+#include <QDir>
 #include <QFile>
 #include <QProcess>
 #include <QTest>

@@ -63,7 +63,7 @@ ConnectionOptions::ConnectionOptions(const QString& connection, const QString& s
         {"lock_timeout", "5s"},
         {"velmio.store", storeId.toUtf8()},
     };
-    QByteArray ours;
+    QByteArray ours = sessionSetting("velmio.session", "kept"); // see hasSession()
     for (const auto& [name, value] : state) {
         ours += sessionSetting(name, value);
         settings += (settings.isEmpty() ? "SELECT " : ", ") + transactionSetting(name, value);

@@ -96,9 +96,8 @@ PostgresHandle openConnection(const ConnectionOptions& options)
 
 bool hasSession(PGconn* connection)
 {
-    const auto store =
-        execute(connection, "SELECT coalesce(current_setting('velmio.store', true), '')");
-    return PQgetlength(store.get(), 0, 0) > 0;
+    const auto mark = execute(connection, "SELECT current_setting('velmio.session', true)");
+    return QByteArrayView(PQgetvalue(mark.get(), 0, 0)) == "kept";
 }
 
 QString serverOf(PGconn* connection)

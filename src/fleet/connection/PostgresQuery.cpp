@@ -24,7 +24,10 @@ PostgresQuery::PostgresQuery(std::shared_ptr<ConnectionPool> pool)
 
 ColumnValue PostgresQuery::column(int index) const
 {
-    return {row < 0 ? nullptr : result.get(), row, index};
+    const auto at = static_cast<std::size_t>(index);
+    if (row < 0 || at >= columnTypes.size()) // a negative index is large
+        return {nullptr, 0, 0, 0};
+    return {result.get(), row, index, columnTypes[at]};
 }
 
 int PostgresQuery::intValue(int index) const
@@ -142,8 +145,12 @@ bool PostgresQuery::exec()
     result = connection->run(*statement, values, failure);
     if (!result)
         return fail(std::move(failure));
-    if (statement->kind == Translation::Kind::Read)
+    if (statement->kind == Translation::Kind::Read) {
+        columnTypes.clear();
+        for (int index = 0; index < PQnfields(result.get()); ++index)
+            columnTypes.push_back(PQftype(result.get(), index));
         return true;
+    }
     affectedRows = QByteArray(PQcmdTuples(result.get())).toInt();
     if (statement->returnsId && PQntuples(result.get()) > 0)
         insertedId = ColumnValue(result.get(), 0, 0).toLongLong();

@@ -50,6 +50,7 @@ private:
     database::Failure error;
     database::Failure prepareError; // also of a placeholder that the text does not have
     ResultHandle result;
+    std::vector<Oid> columnTypes;
     int row = -1; // none
     int nextRow = 0;
     std::size_t nextValue = 0; // which is likely to be bound next

@@ -17,7 +17,7 @@ namespace sync::fleet {
 namespace {
 
 // https://github.com/postgres/postgres/blob/master/src/include/catalog/pg_type.dat
-namespace type {
+namespace types {
 constexpr Oid Bool = 16;
 constexpr Oid Bytea = 17;
 constexpr Oid Int8 = 20;
@@ -26,7 +26,7 @@ constexpr Oid Int4 = 23;
 constexpr Oid Float4 = 700;
 constexpr Oid Float8 = 701;
 constexpr Oid Numeric = 1700;
-} // namespace type
+} // namespace types
 
 struct FreeMemory
 {
@@ -77,7 +77,7 @@ void Parameters::addNumber(qlonglong value)
         value > std::numeric_limits<qint32>::max() || value < std::numeric_limits<qint32>::min();
     longNumber = longNumber || isLong;
     char* const start = room(MostDigits);
-    take(std::to_chars(start, start + MostDigits, value).ptr, false, isLong ? type::Int8 : 0);
+    take(std::to_chars(start, start + MostDigits, value).ptr, false, isLong ? types::Int8 : 0);
 }
 
 void Parameters::addText(const QByteArray& utf8)
@@ -219,24 +219,22 @@ bool Parameters::refuse(const QString& reason)
 
 bool ColumnValue::isNull() const
 {
-    return !result || column < 0 || column >= PQnfields(result) ||
-           PQgetisnull(result, row, column) != 0;
+    return !result || (PQgetlength(result, row, column) == 0 && PQgetisnull(result, row, column));
 }
 
 bool ColumnValue::isInteger() const
 {
-    const Oid held = PQftype(result, column);
-    return held == type::Int4 || held == type::Int8 || held == type::Int2;
+    return type == types::Int4 || type == types::Int8 || type == types::Int2;
 }
 
 bool ColumnValue::isText() const
 {
-    switch (PQftype(result, column)) {
-    case type::Bool:
-    case type::Bytea:
-    case type::Float4:
-    case type::Float8:
-    case type::Numeric:
+    switch (type) {
+    case types::Bool:
+    case types::Bytea:
+    case types::Float4:
+    case types::Float8:
+    case types::Numeric:
         return false;
     default:
         return !isInteger();
@@ -255,18 +253,18 @@ QVariant ColumnValue::toVariant() const
     if (isNull())
         return {};
     const std::string_view text = utf8();
-    switch (PQftype(result, column)) {
-    case type::Bool:
+    switch (type) {
+    case types::Bool:
         return qlonglong(text == "t" ? 1 : 0);
-    case type::Bytea:
+    case types::Bytea:
         return decodeBytes(text.data());
-    case type::Float4:
-    case type::Float8:
+    case types::Float4:
+    case types::Float8:
         return QByteArray::fromRawData(text.data(), qsizetype(text.size())).toDouble();
-    case type::Int2:
-    case type::Int4:
-    case type::Int8:
-    case type::Numeric:
+    case types::Int2:
+    case types::Int4:
+    case types::Int8:
+    case types::Numeric:
         // A sum of integers is a whole number, also where its type is NUMERIC.
         if (qlonglong number = 0; parseNumber(text, number))
             return number;

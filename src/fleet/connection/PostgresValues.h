@@ -70,13 +70,25 @@ private:
 };
 
 /// A column of a row of a result in the text format.
+///
+/// The binary format takes as long for a row of 24 columns and 10 % longer for 50 of them: what the
+/// server saves with 12 numbers it loses with 12 texts.
 class ColumnValue
 {
 public:
-    ColumnValue(const PGresult* result, int row, int column)
+    /// With the type of the column, which a query asks once for all rows. No result stands for
+    /// NULL.
+    ColumnValue(const PGresult* result, int row, int column, Oid type)
         : result(result)
         , row(row)
         , column(column)
+        , type(type)
+    {
+    }
+
+    /// Of a column that exists.
+    ColumnValue(const PGresult* result, int row, int column)
+        : ColumnValue(result, row, column, PQftype(result, column))
     {
     }
 
@@ -96,9 +108,10 @@ private:
     bool isText() const;
     std::string_view utf8() const;
 
-    const PGresult* const result; // null without a row
+    const PGresult* const result;
     const int row;
     const int column;
+    const Oid type;
 };
 
 } // namespace sync::fleet

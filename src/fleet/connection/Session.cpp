@@ -62,16 +62,14 @@ Session::Answers Session::run(std::span<const Command> commands)
     std::vector<QByteArray> expected;
     expected.reserve(commands.size() * 2);
     if (!transactionSettings.isEmpty() && PQtransactionStatus(connection.get()) == PQTRANS_IDLE) {
-        send({transactionSettings}, expected);
-        expected.back() = transactionSettings; // its result is none of the caller's
+        if (send({transactionSettings}, expected))
+            expected.back() = transactionSettings; // its result is none of the caller's
     }
-    for (const Command& command : commands) {
-        if (!send(command, expected))
-            break;
-    }
+    answers.succeeded = std::all_of(commands.begin(), commands.end(), [&](const Command& command) {
+        return send(command, expected);
+    });
     PQpipelineSync(connection.get());
 
-    answers.succeeded = true;
     for (const QByteArray& preparing : expected) {
         ResultHandle result = nextResult();
         if (!answers.succeeded || !result) {
