@@ -158,10 +158,13 @@ int run(const QStringList& arguments)
         Stores stores(Options().work);
         return checkInstructions(stores) ? 0 : 1;
     }
+    if (command == u"fleet") {
 #ifdef VELMIO_WITH_POSTGRESQL
-    if (command == u"fleet")
         return compareFleet(std::max(1, arguments.value(2, u"9"_s).toInt())) ? 0 : 1;
+#else
+        throw std::runtime_error("built without the fleet: set VELMIO_WITH_POSTGRESQL");
 #endif
+    }
     runStandardSet(arguments);
     return 0;
 }
