@@ -39,6 +39,9 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS
     "${PROJECT_BINARY_DIR}/src/database"
     "${PROJECT_BINARY_DIR}/src/config"
 )
+if(VELMIO_WITH_POSTGRESQL)
+    list(APPEND CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${PROJECT_BINARY_DIR}/src/fleet")
+endif()
 
 set(store
     "Velmio Configuration keeps the settings of a folder-synchronisation client in
