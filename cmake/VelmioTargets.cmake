@@ -1,21 +1,34 @@
 # Settings of all targets of the project.
 
-set(VELMIO_WARNING_OPTIONS
-    -Wall
-    -Wextra
-    -Wpedantic
-    # A constructor parameter may have the name of the member that it initializes.
-    "$<IF:$<CXX_COMPILER_ID:GNU>,-Wshadow=local,-Wshadow>"
-    -Wconversion
-    -Wsign-conversion
-    -Wnon-virtual-dtor
-    -Woverloaded-virtual
-    -Wold-style-cast
-    -Wcast-align
-    -Wformat=2
-    -Wimplicit-fallthrough
-    -Wundef
-    -Wextra-semi
+if(MSVC)
+    # Without __cplusplus and standard conformance, Qt 6 refuses the compiler.
+    set(VELMIO_WARNING_OPTIONS /W4 /permissive- /Zc:__cplusplus /utf-8)
+    set(VELMIO_WARNINGS_AS_ERRORS_OPTION /WX)
+else()
+    set(VELMIO_WARNING_OPTIONS
+        -Wall
+        -Wextra
+        -Wpedantic
+        # A constructor parameter may have the name of the member that it initializes.
+        "$<IF:$<CXX_COMPILER_ID:GNU>,-Wshadow=local,-Wshadow>"
+        -Wconversion
+        -Wsign-conversion
+        -Wnon-virtual-dtor
+        -Woverloaded-virtual
+        -Wold-style-cast
+        -Wcast-align
+        -Wformat=2
+        -Wimplicit-fallthrough
+        -Wundef
+        -Wextra-semi
+    )
+    set(VELMIO_WARNINGS_AS_ERRORS_OPTION -Werror)
+endif()
+
+# MSVC has no <unistd.h>, whose function this renames. One item, so that CMake does not merge the
+# "-include" of several libraries into one.
+set(VELMIO_FORCED_INCLUDE
+    "$<$<AND:$<COMPILE_LANGUAGE:CXX,OBJCXX>,$<NOT:$<CXX_COMPILER_ID:MSVC>>>:SHELL:-include core/PosixSync.h>"
 )
 
 # What makes an exploit of a memory error harder. The sanitizers find the errors themselves.
@@ -26,7 +39,12 @@ if(VELMIO_HARDENING AND NOT VELMIO_SANITIZERS)
     set(CMAKE_POSITION_INDEPENDENT_CODE ON)
     # Some compilers accept a flag with a warning that it does nothing.
     set(CMAKE_REQUIRED_FLAGS -Werror)
-    foreach(flag IN ITEMS -fstack-protector-strong -fstack-clash-protection -fcf-protection=full)
+    set(flags -fstack-protector-strong -fstack-clash-protection -fcf-protection=full)
+    # For Windows, gcc 12 fails in some functions with it.
+    if(MINGW)
+        list(REMOVE_ITEM flags -fstack-clash-protection)
+    endif()
+    foreach(flag IN LISTS flags)
         string(MAKE_C_IDENTIFIER "VELMIO_HAS${flag}" has)
         check_cxx_compiler_flag(${flag} ${has})
         if(${has})
@@ -42,6 +60,9 @@ if(VELMIO_HARDENING AND NOT VELMIO_SANITIZERS)
     )
     if(UNIX AND NOT APPLE)
         set(VELMIO_HARDENING_LINK_OPTIONS LINKER:-z,relro LINKER:-z,now)
+    elseif(MINGW)
+        # Links the library of the stack protector.
+        set(VELMIO_HARDENING_LINK_OPTIONS -fstack-protector-strong)
     endif()
 endif()
 
@@ -100,7 +121,7 @@ function(velmio_configure_target target)
     target_compile_options(${target} PRIVATE ${VELMIO_WARNING_OPTIONS} ${VELMIO_HARDENING_OPTIONS})
     target_link_options(${target} PRIVATE ${VELMIO_HARDENING_LINK_OPTIONS})
     if(VELMIO_WARNINGS_AS_ERRORS)
-        target_compile_options(${target} PRIVATE -Werror)
+        target_compile_options(${target} PRIVATE ${VELMIO_WARNINGS_AS_ERRORS_OPTION})
     endif()
     velmio_sanitize_target(${target})
     if(VELMIO_BUILD_FUZZERS)
@@ -139,10 +160,7 @@ function(velmio_add_library name)
             "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/src>"
             "$<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/velmio>"
     )
-    # One item, so that CMake does not merge the "-include" of several libraries into one.
-    target_compile_options(
-        ${target} PUBLIC "$<$<COMPILE_LANGUAGE:CXX,OBJCXX>:SHELL:-include core/PosixSync.h>"
-    )
+    target_compile_options(${target} PUBLIC "${VELMIO_FORCED_INCLUDE}")
     get_target_property(type ${target} TYPE)
     if(type STREQUAL "STATIC_LIBRARY")
         target_compile_definitions(${target} PUBLIC VELMIO_STATIC)

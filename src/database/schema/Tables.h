@@ -5,12 +5,12 @@
 namespace sync::database {
 
 /// The tables of the records, which a database of any version has.
-constexpr std::array Tables{"ServerConfiguration",   "AuthenticationConfiguration",
-                            "ProductConfiguration",  "FolderConfiguration",
-                            "FileConfiguration",     "GeneratedFileConfiguration",
-                            "BaseFileConfiguration", "Schedules"};
+inline constexpr std::array Tables{"ServerConfiguration",   "AuthenticationConfiguration",
+                                   "ProductConfiguration",  "FolderConfiguration",
+                                   "FileConfiguration",     "GeneratedFileConfiguration",
+                                   "BaseFileConfiguration", "Schedules"};
 
 /// The triggers of a store.
-constexpr std::array OwnTriggers{"FolderConfigurationRootNamesItself"};
+inline constexpr std::array OwnTriggers{"FolderConfigurationRootNamesItself"};
 
 } // namespace sync::database

@@ -1,0 +1,16 @@
+# Builds for 64-bit Windows with Debian's g++-mingw-w64-x86-64-posix, whose C++ library has threads.
+set(CMAKE_SYSTEM_NAME Windows)
+set(CMAKE_SYSTEM_PROCESSOR x86_64)
+set(CMAKE_C_COMPILER x86_64-w64-mingw32-gcc-posix)
+set(CMAKE_CXX_COMPILER x86_64-w64-mingw32-g++-posix)
+set(CMAKE_RC_COMPILER x86_64-w64-mingw32-windres)
+# Nothing of this system is found but its programs. VELMIO_WINDOWS_LIBRARIES is the folder that
+# build-dependencies prints.
+list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES VELMIO_WINDOWS_LIBRARIES)
+set(CMAKE_FIND_ROOT_PATH /usr/x86_64-w64-mingw32 "${VELMIO_WINDOWS_LIBRARIES}")
+set(CMAKE_PREFIX_PATH "${VELMIO_WINDOWS_LIBRARIES}")
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+set(ENV{PKG_CONFIG_LIBDIR} "${VELMIO_WINDOWS_LIBRARIES}/lib/pkgconfig")
