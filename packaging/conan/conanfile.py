@@ -3,10 +3,9 @@
 import os
 
 from conan import ConanFile
-from conan.errors import ConanInvalidConfiguration
 from conan.tools.build import check_min_cppstd
 from conan.tools.cmake import CMake, CMakeDeps, CMakeToolchain, cmake_layout
-from conan.tools.files import copy, rmdir
+from conan.tools.files import copy
 from conan.tools.gnu import PkgConfigDeps
 
 
@@ -46,11 +45,9 @@ class VelmioConfigurationConan(ConanFile):
 
     def build_requirements(self):
         self.tool_requires("cmake/[>=3.25 <5]")
-        self.tool_requires("pkgconf/[>=2.0 <3]")
+        self.tool_requires("pkgconf/[>=1.8 <3]")
 
     def validate(self):
-        if self.settings.os == "Windows":
-            raise ConanInvalidConfiguration("Velmio Configuration needs a POSIX system")
         check_min_cppstd(self, 20)
 
     def generate(self):
@@ -70,25 +67,8 @@ class VelmioConfigurationConan(ConanFile):
     def package(self):
         copy(self, "LICENSE", self.source_folder, os.path.join(self.package_folder, "licenses"))
         CMake(self).install()
-        # Conan generates these files from package_info().
-        rmdir(self, os.path.join(self.package_folder, "lib", "cmake"))
-        rmdir(self, os.path.join(self.package_folder, "lib", "pkgconfig"))
 
     def package_info(self):
-        self.cpp_info.set_property("cmake_file_name", "VelmioConfiguration")
-        self.cpp_info.set_property("pkg_config_name", "velmio-configuration")
-        needs = {
-            "Interfaces": ["qt::qtCore"],
-            "Core": ["qt::qtCore", "libsodium::libsodium"],
-            "Database": ["Interfaces", "Core", "sqlite3::sqlite3"],
-            "Configuration": ["Interfaces", "Core", "Database", "qt::qtXml"],
-        }
-        for name, requires in needs.items():
-            component = self.cpp_info.components[name]
-            component.set_property("cmake_target_name", f"Velmio::{name}")
-            component.libs = [f"Velmio{name}"]
-            component.includedirs = ["include/velmio"]
-            component.cxxflags = ["-include", "core/PosixSync.h"]
-            component.requires = requires
-            if not self.options.shared:
-                component.defines = ["VELMIO_STATIC"]
+        # The installed package configuration knows its targets, and finds what they need.
+        self.cpp_info.set_property("cmake_find_mode", "none")
+        self.cpp_info.builddirs = [os.path.join("lib", "cmake", "VelmioConfiguration")]
