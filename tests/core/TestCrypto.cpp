@@ -394,7 +394,7 @@ private Q_SLOTS:
         const QVariant value =
             Encrypt(Secret, {Here.storeId, Here.record, {"first", "second", "third"}});
 
-        for (const QByteArray& server : {"first", "second", "third"})
+        for (const char* server : {"first", "second", "third"})
             QCOMPARE(Decrypt(value, {Here.storeId, Here.record, {server}}), Secret);
         CapturedWarnings warnings;
         QVERIFY(Decrypt(value, {Here.storeId, Here.record, {"fourth"}}).isNull());

@@ -98,7 +98,7 @@ QList<QByteArray> race(int processes, const std::function<QByteArray()>& action)
         // Returns when the parent closes its end, in all processes at once.
         const bool started = ::read(start[0], &none, 1) == 0;
         const QByteArray result = action();
-        const bool told = ::write(results[1], result.constData(), size_t(result.size())) > 0;
+        const bool told = ::write(results[1], result.constData(), uint(result.size())) > 0;
         ::_exit(started && told ? 0 : 1);
     }
     ::close(start[0]);
@@ -145,7 +145,7 @@ private Q_SLOTS:
 
     void firstUseMakesAFileForTheOwnerOnly()
     {
-        const mode_t before = ::umask(0);
+        const auto before = ::umask(0);
         const auto restore = qScopeGuard([before] { ::umask(before); });
         FileKeyStore store(path);
 
@@ -167,7 +167,7 @@ private Q_SLOTS:
 
     void umaskTakesNoRightFromTheOwner()
     {
-        const mode_t before = ::umask(0777);
+        const auto before = ::umask(0777);
         const auto restore = qScopeGuard([before] { ::umask(before); });
         FileKeyStore store(folder->filePath(u"new/velmio/password.key"_s));
 

@@ -2,12 +2,15 @@
 
 #include <database/SqliteDatabaseFactory.h>
 #include <interf/IQSqlQueryWrapper.h>
-#include <support/AsNobody.h>
 
 #include <QDir>
 #include <QFile>
 #include <QJsonDocument>
 #include <QProcess>
+
+#ifdef Q_OS_UNIX
+    #include <support/AsNobody.h>
+#endif
 
 using namespace Qt::StringLiterals;
 
@@ -77,8 +80,10 @@ VelmioctlRun VelmioctlRunner::runPlain(const QStringList& arguments, const QByte
     QProcess process;
     process.setProcessEnvironment(environment);
     process.setWorkingDirectory(directory.path());
+#ifdef Q_OS_UNIX
     if (asNobody)
         process.setChildProcessModifier(sync::test::becomeNobody);
+#endif
     process.start(programPath(), arguments);
     process.write(input);
     process.closeWriteChannel();

@@ -1,17 +1,19 @@
 #include "SystemCalls.h"
 
-#include <QFile>
+#ifdef Q_OS_UNIX
 
-#include <atomic>
-#include <cerrno>
-#include <climits>
-#include <cstdio>
-#include <dirent.h>
-#include <dlfcn.h>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <type_traits>
-#include <unistd.h>
+    #include <QFile>
+
+    #include <atomic>
+    #include <cerrno>
+    #include <climits>
+    #include <cstdio>
+    #include <dirent.h>
+    #include <dlfcn.h>
+    #include <fcntl.h>
+    #include <sys/stat.h>
+    #include <type_traits>
+    #include <unistd.h>
 
 namespace {
 
@@ -143,3 +145,15 @@ SystemCallWatch::~SystemCallWatch()
 }
 
 } // namespace sync::test
+
+#else
+
+// No program takes the place of functions of the system there.
+sync::test::SystemCallWatch::SystemCallWatch(Fate /*fate*/)
+{
+    leftOut("SystemCallWatch");
+}
+
+sync::test::SystemCallWatch::~SystemCallWatch() = default;
+
+#endif

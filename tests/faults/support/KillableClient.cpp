@@ -2,13 +2,14 @@
 
 #include "Managers.h"
 
+#include <base/system/Files.h>
+#include <base/system/Terminal.h>
 #include <config/PasswordKeys.h>
-
-#include <unistd.h>
 
 #include <chrono>
 #include <cstdio>
 #include <functional>
+#include <future>
 #include <memory>
 #include <stdexcept>
 
@@ -33,7 +34,7 @@ QString wholeTree()
 void say(const QString& line)
 {
     const QByteArray bytes = line.toUtf8() + '\n';
-    if (::write(STDOUT_FILENO, bytes.constData(), static_cast<std::size_t>(bytes.size())) < 0)
+    if (!base::writeBytes(base::fileBehind(stdout), bytes))
         throw std::runtime_error("standard output is closed");
 }
 
@@ -94,7 +95,7 @@ public:
             open();
             return true;
         });
-        ::pause();
+        std::promise<void>().get_future().wait();
     }
 
 private:

@@ -19,9 +19,11 @@ public:
     TrialWatch& operator=(const TrialWatch&) = delete;
 
 private:
+#ifdef Q_OS_UNIX
     static constexpr std::array Signals{SIGSEGV, SIGBUS, SIGFPE, SIGABRT, SIGALRM};
 
     std::array<struct sigaction, Signals.size()> previous;
+#endif
 };
 
 } // namespace sync::test
