@@ -46,6 +46,7 @@ int main(int argc, char** argv)
     velmioctl::Session session(output);
     const std::vector<std::string> texts = sync::base::arguments(argc, argv);
     std::vector<const char*> arguments;
+    arguments.reserve(texts.size());
     for (const std::string& text : texts)
         arguments.push_back(text.c_str());
     try {

@@ -117,7 +117,7 @@ void bringSchemaUpToDate(Session& session)
             u"a newer program."_s.arg(serverOf(connection))
                 .arg(version)
                 .arg(scripts.size()));
-    for (std::size_t next = version; next < scripts.size(); ++next) {
+    for (qulonglong next = version; next < scripts.size(); ++next) {
         for (const QByteArray& statement : statementsOf(scripts[next])) {
             if (!isThere(connection, statement))
                 execute(connection, statement);
@@ -125,7 +125,7 @@ void bringSchemaUpToDate(Session& session)
         execute(
             connection,
             "INSERT INTO velmio.SchemaVersions (version) VALUES ($1) ON CONFLICT DO NOTHING",
-            {QByteArray::number(qulonglong(next + 1))});
+            {QByteArray::number(next + 1)});
     }
 }
 

@@ -15,7 +15,7 @@ std::shared_ptr<const Translation> TranslationCache::find(const QString& sql)
 {
     {
         const base::LockGuard lock(mutex);
-        if (const auto known = translations.value(sql))
+        if (auto known = translations.value(sql))
             return known;
     }
     auto made = std::make_shared<const Translation>(translate(sql));

@@ -60,7 +60,7 @@ QString fleetName(const QString& place)
     const Options options = optionsIn(place);
     const QString host = settingOf(options, "host");
     const QString database = settingOf(options, "dbname");
-    const QString service = settingOf(options, "service");
+    QString service = settingOf(options, "service");
     if (database.isEmpty() && host.isEmpty())
         return service;
     return host.isEmpty() ? database : host + u'/' + database;
