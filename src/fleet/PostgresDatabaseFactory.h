@@ -77,9 +77,11 @@ public:
     int failureCount() const override;
 
     std::optional<database::Failure> lastFailure() const override;
+    /// As FailureSource::onFailure().
     [[nodiscard]] database::Listening onFailure(
         std::function<void(const database::Failure& failure)> function) override;
 
+    /// As ChangeSource::onChange().
     [[nodiscard]] database::Listening onChange(
         std::function<void(database::RecordKinds kinds)> function) override;
 

@@ -10,11 +10,11 @@
 #include <sys/prctl.h>
 #include <sys/wait.h>
 
-#include <condition_variable>
 #include <csignal>
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <semaphore>
 #include <thread>
 #include <utility>
 
@@ -82,10 +82,9 @@ public:
     {
         static Starter* const starter = new Starter; // never ends
         const std::lock_guard one(starter->callers);
-        std::unique_lock lock(starter->mutex);
         starter->child = &child;
-        starter->changed.notify_all();
-        starter->changed.wait(lock, [] { return !starter->child; });
+        starter->asked.release();
+        starter->answered.acquire();
         return starter->pid;
     }
 
@@ -97,21 +96,20 @@ private:
 
     [[noreturn]] void run()
     {
-        for (std::unique_lock lock(mutex);;) {
-            changed.wait(lock, [this] { return child != nullptr; });
+        for (;;) {
+            asked.acquire();
             pid = ::fork();
             if (pid == 0) {
                 (*child)();
                 ::_exit(127);
             }
-            child = nullptr;
-            changed.notify_all();
+            answered.release();
         }
     }
 
     std::mutex callers;
-    std::mutex mutex; // guards what follows
-    std::condition_variable changed;
+    std::binary_semaphore asked{0};
+    std::binary_semaphore answered{0};
     const std::function<void()>* child = nullptr;
     pid_t pid = 0;
 };
