@@ -30,14 +30,6 @@ bool isDatabaseFile(const QString& path)
     }
 }
 
-std::vector<const TableShape*> allTables()
-{
-    std::vector<const TableShape*> tables;
-    for (const TableShape& table : tableShapes())
-        tables.push_back(&table);
-    return tables;
-}
-
 } // namespace
 
 DiffSide::DiffSide(const QString& path)

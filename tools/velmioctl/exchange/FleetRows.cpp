@@ -29,35 +29,17 @@ Value sentValueOf(const QVariant& value)
 } // namespace
 
 FleetRows::FleetRows(WatchedDatabase& database, std::vector<const TableShape*> tables)
-    : database(database)
-    , tables(std::move(tables))
+    : PagedRows(std::move(tables), RowsAtOnce, {1, HighestId})
+    , database(database)
 {
 }
 
-bool FleetRows::nextTable()
+qint64 FleetRows::beginTable()
 {
-    if (tablesBegun == tables.size())
-        return false;
-    currentTable = tables[tablesBegun++];
-    currentLastId = database.number(
+    return database.number(
         u"SELECT %1 FROM velmio.Counters WHERE store = :store"_s.arg(
             QString::fromLatin1(table().name)),
         {{u":store"_s, database.storeId()}});
-    page.clear();
-    pageRow = 0;
-    nextId = 0;
-    hasMore = true;
-    return true;
-}
-
-bool FleetRows::nextRow()
-{
-    if (pageRow == page.size() && hasMore)
-        readPage();
-    if (pageRow == page.size())
-        return false;
-    std::swap(currentRow, page[pageRow++]);
-    return true;
 }
 
 qint64 FleetRows::schemaVersion() const
@@ -67,17 +49,16 @@ qint64 FleetRows::schemaVersion() const
         {{u":store"_s, database.storeId()}});
 }
 
-void FleetRows::readPage()
+std::vector<Row> FleetRows::readPage(qint64 first)
 {
-    page.clear();
-    pageRow = 0;
     QStringList columns;
     for (const Column& column : table().columns)
         columns += QString::fromLatin1(column.name);
     const auto query = database.select(
         u"SELECT %1 FROM %2 WHERE id >= :first ORDER BY id LIMIT %3"_s.arg(
             columns.join(u", "_s), QString::fromLatin1(table().name), QString::number(RowsAtOnce)),
-        {{u":first"_s, nextId}});
+        {{u":first"_s, first}});
+    std::vector<Row> page;
     while (query->next()) {
         Row row;
         row.id = query->value(0).toLongLong();
@@ -86,9 +67,7 @@ void FleetRows::readPage()
         page.push_back(std::move(row));
     }
     database.check();
-    hasMore = page.size() == RowsAtOnce && page.back().id < HighestId;
-    if (hasMore)
-        nextId = page.back().id + 1;
+    return page;
 }
 
 RowsAsSent::RowsAsSent(RowSource& source)

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <velmioctl/exchange/RowSource.h>
+#include <velmioctl/exchange/PagedRows.h>
 
 #include <memory>
 #include <vector>
@@ -12,28 +12,20 @@ class WatchedDatabase;
 namespace velmioctl::exchange {
 
 /// The rows of a store of a fleet, as they were sent. All functions throw CommandError.
-class FleetRows : public RowSource
+class FleetRows : public PagedRows
 {
 public:
     /// The tables must be in the order of tableShapes(). The database must outlive this.
     FleetRows(WatchedDatabase& database, std::vector<const TableShape*> tables);
 
-    bool nextTable() override;
-    bool nextRow() override;
-
     /// Of the file of the store.
     qint64 schemaVersion() const;
 
 private:
-    void readPage();
+    qint64 beginTable() override;
+    std::vector<Row> readPage(qint64 first) override;
 
     WatchedDatabase& database;
-    const std::vector<const TableShape*> tables;
-    size_t tablesBegun = 0;
-    std::vector<Row> page;
-    size_t pageRow = 0;
-    bool hasMore = false;
-    qint64 nextId = 0;
 };
 
 /// The rows of another source as a push would send them, to compare them with those of a fleet.

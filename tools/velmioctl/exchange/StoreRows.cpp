@@ -57,40 +57,23 @@ qint64 readLastId(IDatabaseFactory& database, const TableShape& table)
 } // namespace
 
 StoreRows::StoreRows(IDatabaseFactory& database, std::vector<const TableShape*> tables)
-    : database(database)
-    , tables(std::move(tables))
+    : PagedRows(
+          std::move(tables), PageRows,
+          {std::numeric_limits<qint64>::min(), std::numeric_limits<qint64>::max()})
+    , database(database)
 {
 }
 
-bool StoreRows::nextTable()
+qint64 StoreRows::beginTable()
 {
-    if (tablesBegun == tables.size())
-        return false;
-    currentTable = tables[tablesBegun++];
-    currentLastId = readLastId(database, *currentTable);
-    select = selectOf(*currentTable);
-    page.clear();
-    pageRow = 0;
-    nextId = std::numeric_limits<qint64>::min();
-    hasMore = true;
-    return true;
+    select = selectOf(table());
+    return readLastId(database, table());
 }
 
-bool StoreRows::nextRow()
+std::vector<Row> StoreRows::readPage(qint64 first)
 {
-    if (pageRow == page.size() && hasMore)
-        readPage();
-    if (pageRow == page.size())
-        return false;
-    std::swap(currentRow, page[pageRow++]);
-    return true;
-}
-
-void StoreRows::readPage()
-{
-    page.clear();
-    pageRow = 0;
-    CheckQuery query(database, select, {{u":first"_s, nextId}});
+    std::vector<Row> page;
+    CheckQuery query(database, select, {{u":first"_s, first}});
     while (query.next()) {
         Row row;
         row.id = query.number(0);
@@ -100,10 +83,7 @@ void StoreRows::readPage()
                 valueOf(query.value(2 * column), query.number(2 * column + 1) != 0));
         page.push_back(std::move(row));
     }
-    // No row can follow the highest possible id.
-    hasMore = page.size() == PageRows && page.back().id < std::numeric_limits<qint64>::max();
-    if (hasMore)
-        nextId = page.back().id + 1;
+    return page;
 }
 
 std::vector<qint64> readIds(IDatabaseFactory& database, const TableShape& table)

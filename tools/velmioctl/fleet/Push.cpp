@@ -226,14 +226,6 @@ void answer(Output& output, const StoreFacts& facts, const Push& push, qint64 ch
                          counted(warnings, u"warning"_s)));
 }
 
-std::vector<const TableShape*> allTables()
-{
-    std::vector<const TableShape*> tables;
-    for (const TableShape& table : tableShapes())
-        tables.push_back(&table);
-    return tables;
-}
-
 } // namespace
 
 void push(Session& session, const FleetOptions& options)

@@ -278,6 +278,14 @@ const std::vector<TableShape>& tableShapes()
     return all;
 }
 
+std::vector<const TableShape*> allTables()
+{
+    std::vector<const TableShape*> tables;
+    for (const TableShape& table : tableShapes())
+        tables.push_back(&table);
+    return tables;
+}
+
 const TableShape* findTable(const QByteArray& name)
 {
     const auto& all = tableShapes();

@@ -90,6 +90,9 @@ struct TableShape
 /// All tables, sorted by name, which is the order in which they are exchanged.
 const std::vector<TableShape>& tableShapes();
 
+/// The same, for what takes some of them.
+std::vector<const TableShape*> allTables();
+
 /// Null for an unknown name.
 const TableShape* findTable(const QByteArray& name);
 
