@@ -28,11 +28,6 @@ namespace {
 using Cause = DatabaseError::Cause;
 using Kind = StoreInspection::Kind;
 
-bool hasContent(const QString& path)
-{
-    return QFileInfo(path).size() > 0;
-}
-
 // The version in the header of a store of ours that this library knows; nothing of any other file.
 std::optional<qint64> knownVersionOf(sqlite3* database)
 {
@@ -135,7 +130,7 @@ StoreContent StoreInspection::inspect(Depth depth)
     if (file.size() > 0)
         return depth == Depth::Header ? inspectHeader() : inspectWhole();
     // SQLite would delete the WAL, which may be all that is left.
-    if (hasContent(filePath + u"-wal"_s))
+    if (QFileInfo(filePath + u"-wal"_s).size() > 0)
         return damagedStore(u"it is empty, but its WAL is not"_s);
     return emptyFile();
 }
@@ -151,8 +146,7 @@ StoreContent StoreInspection::inspectHeader() const
         return {.version = *version};
     StoreContent found = readMark(database.get(), filePath);
     // The part that is not read may contain tables.
-    if (found.kind == Kind::Empty &&
-        (hasContent(filePath + u"-wal"_s) || hasContent(filePath + u"-journal"_s)))
+    if (found.kind == Kind::Empty && hasLog(filePath))
         return foreignDatabase();
     return found;
 }

@@ -16,7 +16,7 @@ namespace sync::database {
 namespace {
 
 // sqlite.org/fileformat2.html#the_database_header
-constexpr qsizetype HeaderBytes = 100;
+constexpr qsizetype FileHeaderBytes = 100;
 constexpr qsizetype PageBytesOffset = 16;
 constexpr qsizetype ReservedBytesOffset = 20;
 constexpr qsizetype FreePagesOffset = 32;
@@ -167,8 +167,8 @@ DatabasePages::DatabasePages(const QString& path)
 // If it is damaged, the pages have the size of ours.
 void DatabasePages::readHeader()
 {
-    const QByteArray header = file.peek(HeaderBytes);
-    hasHeader = header.size() == HeaderBytes && header.startsWith("SQLite format 3");
+    const QByteArray header = file.peek(FileHeaderBytes);
+    hasHeader = header.size() == FileHeaderBytes && header.startsWith("SQLite format 3");
     if (!hasHeader)
         return;
     const auto size = numberAt<quint16>(header, PageBytesOffset);
@@ -200,7 +200,7 @@ std::optional<DatabasePages::Cells> DatabasePages::cellsOf(Page page) const
     Cells cells{.bytes = bytesOf(page)};
     if (cells.bytes.isEmpty())
         return {};
-    const qsizetype header = page == 1 ? HeaderBytes : 0;
+    const qsizetype header = page == 1 ? FileHeaderBytes : 0;
     cells.type = static_cast<quint8>(cells.bytes[header]);
     if (cells.type != TableLeaf && cells.type != IndexLeaf && !cells.isInterior())
         return {};

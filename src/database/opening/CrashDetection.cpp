@@ -9,15 +9,6 @@ using namespace Qt::StringLiterals;
 
 namespace sync::database {
 
-namespace {
-
-bool hasContent(const QString& path)
-{
-    return QFileInfo(path).size() > 0;
-}
-
-} // namespace
-
 // Every user of a file in WAL mode holds a shared lock on it, and so does one that writes with a
 // journal. SQLite itself does the same test at its close, before it removes the WAL.
 bool hasNoUser(const QString& path)
@@ -30,9 +21,14 @@ bool hasNoUser(const QString& path)
     return alone;
 }
 
+bool hasLog(const QString& path)
+{
+    return QFileInfo(path + u"-wal"_s).size() > 0 || QFileInfo(path + u"-journal"_s).size() > 0;
+}
+
 bool wasLeftByCrash(const QString& path)
 {
-    return (hasContent(path + u"-wal"_s) || hasContent(path + u"-journal"_s)) && hasNoUser(path);
+    return hasLog(path) && hasNoUser(path);
 }
 
 bool isRolledBackWhole(const QString& path)

@@ -13,9 +13,9 @@ namespace sync::database {
 namespace {
 
 // sqlite.org/fileformat2.html#the_write_ahead_log
-constexpr qsizetype HeaderBytes = 32;
+constexpr qsizetype WalHeaderBytes = 32;
 constexpr qsizetype FrameHeaderBytes = 24;
-constexpr qsizetype PageBytesOffset = 8;
+constexpr qsizetype WalPageBytesOffset = 8;
 constexpr qsizetype SaltBytes = 8;
 constexpr qsizetype HeaderSaltOffset = 16;
 constexpr qsizetype FrameSaltOffset = 8;
@@ -78,15 +78,16 @@ private:
 
 void Frames::readHeader()
 {
-    const QByteArray header = file.read(HeaderBytes);
-    if (header.size() < HeaderBytes)
+    const QByteArray header = file.read(WalHeaderBytes);
+    if (header.size() < WalHeaderBytes)
         return;
     bigEndian = numberAt(header, 0) == Magic + 1;
-    previous = checksumAt(header, HeaderBytes - SaltBytes);
-    const quint32 size = numberAt(header, PageBytesOffset);
-    soundHeader = (bigEndian || numberAt(header, 0) == Magic) && std::has_single_bit(size) &&
-                  size >= 512 && size <= 65536 &&
-                  continued({}, QByteArrayView(header).first(HeaderBytes - SaltBytes)) == previous;
+    previous = checksumAt(header, WalHeaderBytes - SaltBytes);
+    const quint32 size = numberAt(header, WalPageBytesOffset);
+    soundHeader =
+        (bigEndian || numberAt(header, 0) == Magic) && std::has_single_bit(size) && size >= 512 &&
+        size <= 65536 &&
+        continued({}, QByteArrayView(header).first(WalHeaderBytes - SaltBytes)) == previous;
     if (!soundHeader)
         return;
     pageBytes = size;

@@ -1,7 +1,7 @@
 #include <velmioctl/cli/CommandLine.h>
 
 #include <velmioctl/cli/ExitCode.h>
-#include <velmioctl/cli/HelpText.h>
+#include <velmioctl/cli/Text.h>
 #include <velmioctl/cli/UsageMessage.h>
 
 #include <CLI/CLI.hpp>
@@ -219,13 +219,13 @@ Option* Command::addOption(const std::string& name, Value& value, const std::str
     return option;
 }
 
-using Text = const std::string&;
-template Option* Command::addOption(Text name, std::string& value, Text text);
-template Option* Command::addOption(Text name, std::optional<std::string>& value, Text text);
-template Option* Command::addOption(Text name, std::vector<std::string>& value, Text text);
-template Option* Command::addOption(Text name, int& value, Text text);
-template Option* Command::addOption(Text name, std::optional<int>& value, Text text);
-template Option* Command::addOption(Text name, long long& value, Text text);
+using String = const std::string&;
+template Option* Command::addOption(String name, std::string& value, String text);
+template Option* Command::addOption(String name, std::optional<std::string>& value, String text);
+template Option* Command::addOption(String name, std::vector<std::string>& value, String text);
+template Option* Command::addOption(String name, int& value, String text);
+template Option* Command::addOption(String name, std::optional<int>& value, String text);
+template Option* Command::addOption(String name, long long& value, String text);
 
 Option* Command::addFlag(const std::string& name, bool& value, const std::string& text)
 {

@@ -45,7 +45,7 @@ QString text(const QJsonObject& object)
     return QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact));
 }
 
-QJsonObject toJson(const Row& row)
+QJsonObject rowJson(const Row& row)
 {
     const bool isRecord = !row.table.isEmpty();
     return {
@@ -118,7 +118,7 @@ void Report::found(const Check& check, const Row& given)
     Finding& finding = findings.back();
     ++finding.count;
     if (output.json())
-        printJson((isNew ? u"\n  "_s : u",\n  "_s) + text(toJson(row)));
+        printJson((isNew ? u"\n  "_s : u",\n  "_s) + text(rowJson(row)));
     else if (!isNew && finding.rows.size() < ShownRows)
         finding.rows.push_back(row);
 }

@@ -51,7 +51,7 @@ QJsonValue jsonOf(const Rows& rows, int row, int column, Kind kind)
                               : QJsonValue(rows.text(row, column));
 }
 
-QJsonArray toJson(const Rows& rows, const std::vector<Field>& fields)
+QJsonArray rowsJson(const Rows& rows, const std::vector<Field>& fields)
 {
     QJsonArray array;
     for (int row = 0; row < rows.count(); ++row) {
@@ -242,7 +242,7 @@ QJsonObject jsonReport(Connection& connection, const FleetOptions& options)
     for (const Section& section : sections()) {
         object.insert(
             QLatin1StringView(section.key),
-            toJson(rowsOf(section, connection, options), section.fields));
+            rowsJson(rowsOf(section, connection, options), section.fields));
     }
     return object;
 }
@@ -280,7 +280,7 @@ void list(Session& session, const FleetOptions& options)
     Connection connection(placeOf(session, options));
     const Rows rows = connection.run(selectStores() + " ORDER BY name, store");
     session.output.printList(
-        toJson(rows, StoreFields), toTable(rows, StoreFields),
+        rowsJson(rows, StoreFields), toTable(rows, StoreFields),
         u"The fleet has no stores that you may see. 'velmioctl fleet push' on a client's machine "
         u"adds one."_s);
 }
@@ -316,8 +316,8 @@ void show(Session& session, const FleetOptions& options)
         " ORDER BY severity = 'note', severity, checkId",
         {store});
     if (session.output.json()) {
-        QJsonObject object = toJson(known, StoreFields).at(0).toObject();
-        object.insert(u"findings"_s, toJson(findings, findingFields));
+        QJsonObject object = rowsJson(known, StoreFields).at(0).toObject();
+        object.insert(u"findings"_s, rowsJson(findings, findingFields));
         session.output.print(object);
         return;
     }

@@ -24,7 +24,7 @@ const QString None = u"none"_s;
 const QStringList KindWords{u"missing"_s, u"file"_s,  u"folder"_s,
                             u"link"_s,    u"other"_s, u"unreadable"_s};
 
-QJsonValue toJson(const Explanation::Reference& reference)
+QJsonValue referenceJson(const Explanation::Reference& reference)
 {
     if (reference.id <= 0)
         return {};
@@ -34,15 +34,15 @@ QJsonValue toJson(const Explanation::Reference& reference)
 
 QJsonValue jsonOrNull(const FolderConfiguration& folder)
 {
-    return folder.getId() == -1 ? QJsonValue() : QJsonValue(velmioctl::toJson(folder));
+    return folder.getId() == -1 ? QJsonValue() : QJsonValue(toJson(folder));
 }
 
 QJsonValue jsonOrNull(const std::optional<ScheduleEntry>& schedule)
 {
-    return schedule ? QJsonValue(velmioctl::toJson(*schedule)) : QJsonValue();
+    return schedule ? QJsonValue(toJson(*schedule)) : QJsonValue();
 }
 
-QJsonObject toJson(const Explanation& all)
+QJsonObject explanationJson(const Explanation& all)
 {
     QJsonArray reasons;
     for (const auto& reason : all.reasons) {
@@ -67,9 +67,9 @@ QJsonObject toJson(const Explanation& all)
         {u"root"_s, jsonOrNull(all.root)},
         {u"folder"_s, jsonOrNull(all.folder)},
         {u"serverPath"_s, all.serverPath},
-        {u"signIn"_s, toJson(all.signIn)},
-        {u"server"_s, toJson(all.server)},
-        {u"product"_s, toJson(all.product)},
+        {u"signIn"_s, referenceJson(all.signIn)},
+        {u"server"_s, referenceJson(all.server)},
+        {u"product"_s, referenceJson(all.product)},
         {u"schedule"_s, jsonOrNull(all.schedule)},
         {u"overlaps"_s, overlaps},
     };
@@ -152,7 +152,7 @@ void explain(Session& session, const std::string& path)
     session.requireFile();
     const Explanation all = explain(session, absolutePath(path));
     if (session.output.json())
-        session.output.print(toJson(all));
+        session.output.print(explanationJson(all));
     else
         print(session.output, all);
     session.exitCode = all.inside ? ExitCode::Ok : ExitCode::Findings;

@@ -98,7 +98,7 @@ Stats readStats(WatchedDatabase& database)
     return stats;
 }
 
-QJsonObject toJson(const Stats& stats)
+QJsonObject statsJson(const Stats& stats)
 {
     QJsonObject tables;
     for (const auto& [name, rows] : stats.tableRows)
@@ -208,7 +208,7 @@ void stats(Session& session, bool asMetrics)
     if (asMetrics)
         session.output.printBytes(toMetrics(stats));
     else if (session.output.json())
-        session.output.print(toJson(stats));
+        session.output.print(statsJson(stats));
     else
         print(session.output, stats);
 }
