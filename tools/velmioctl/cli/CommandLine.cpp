@@ -1,7 +1,7 @@
 #include <velmioctl/cli/CommandLine.h>
 
 #include <velmioctl/cli/ExitCode.h>
-#include <velmioctl/cli/Text.h>
+#include <velmioctl/cli/HelpText.h>
 #include <velmioctl/cli/UsageMessage.h>
 
 #include <CLI/CLI.hpp>
