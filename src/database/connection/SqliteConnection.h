@@ -1,5 +1,6 @@
 #pragma once
 
+#include <base/ThreadLoans.h>
 #include <database/ChangeSource.h>
 #include <database/FailureLog.h>
 #include <database/connection/SqliteHandle.h>
@@ -17,7 +18,7 @@ class ConnectionPool;
 
 /// A connection, and the transaction of the thread to which it is lent. The pool ensures that only
 /// that thread uses it.
-class SqliteConnection
+class SqliteConnection : public base::LentToThread
 {
 public:
     /// A connection that takes no locks has the fingerprint of the store before it was opened.
@@ -69,9 +70,12 @@ public:
     /// which would hide the first.
     bool rollbackHostTransaction(Failure& error);
 
-    /// True from a commitHostTransaction() that failed until the thread rolls back, begins another
-    /// transaction, or ends.
-    bool wasUndoneByCommit() const { return undoneByCommit; }
+    /// For ThreadLoans: in a transaction, and from a commitHostTransaction() that failed until the
+    /// thread rolls back, begins another transaction, or ends.
+    bool isNeeded() const { return inTransaction() || undoneByCommit; }
+
+    /// For ThreadLoans: takes back the statements that other threads have released.
+    void rest() { statements.takeReturned(); }
 
     /// Makes the next write report that the host's transaction was left by an exception.
     void noteAbandonedTransaction();
@@ -83,7 +87,6 @@ public:
 private:
     enum class TransactionOwner { None, Scope, Host };
 
-    bool isOnItsThread() const { return std::this_thread::get_id() == thread; }
     int pagesRead() const;
     bool hasReadPages() const { return pagesRead() != checkedPages; }
     bool hasOtherFingerprint();
@@ -96,8 +99,6 @@ private:
     void cutOffWal() noexcept;
     void leaveTurnAndPublish() noexcept;
     void reportAbandonedTransaction();
-
-    friend class ConnectionPool;
 
     ConnectionPool& pool; // which owns this connection
     const SqliteHandle database;
@@ -112,10 +113,6 @@ private:
     RecordKinds changedKinds; // since the last commit
     int walPages = 0;         // after the last commit
     const volatile std::uint32_t* walCommits = nullptr;
-
-    // The pool's, guarded by its mutex: who has it, and for how many leases.
-    std::thread::id thread;
-    int leases = 0;
 };
 
 } // namespace sync::database

@@ -1,13 +1,10 @@
 #include <database/pool/ConnectionPool.h>
 
 #include <base/FilePaths.h>
-#include <base/LockGuard.h>
 #include <database/opening/ReadOnlyConnection.h>
 
 #include <QFileInfo>
 
-#include <algorithm>
-#include <exception>
 #include <utility>
 
 Q_LOGGING_CATEGORY(velmioDatabase, "velmio.database")
@@ -21,28 +18,6 @@ namespace {
 // What a host's pool of threads leaves; each holds a page cache.
 constexpr std::size_t MaximumIdleConnections = 8;
 
-/// Rolls back what a thread has left open when it ends.
-struct OpenHostTransactions
-{
-    ~OpenHostTransactions()
-    {
-        for (const auto& pool : pools) {
-            if (const auto alive = pool.lock())
-                alive->undoHostTransaction(std::this_thread::get_id());
-        }
-    }
-
-    std::vector<std::weak_ptr<ConnectionPool>> pools;
-};
-
-thread_local OpenHostTransactions openHostTransactions;
-
-template <typename Connections, typename Matches>
-auto findConnection(Connections& connections, Matches matches)
-{
-    return std::find_if(connections.begin(), connections.end(), matches);
-}
-
 } // namespace
 
 ConnectionPool::ConnectionPool(const QString& path, OpenedStore& opened)
@@ -55,36 +30,23 @@ ConnectionPool::ConnectionPool(const QString& path, OpenedStore& opened)
                    : WriterQueue::forFile(QFileInfo(path).canonicalFilePath()))
     , checkpoints(path)
     , feed(path)
+    // How a store can be read without a trace changes with the programs that use it.
+    , connections(readOnly ? 0 : MaximumIdleConnections)
 {
     if (!readOnly)
-        idle.push_back(std::make_unique<SqliteConnection>(*this, std::move(opened.connection)));
+        connections.add(std::make_unique<SqliteConnection>(*this, std::move(opened.connection)));
 }
 
 ConnectionPool::~ConnectionPool()
 {
     // They roll back what is open and give their turn back, for which they need the other members.
-    active.clear();
-    idle.clear();
+    connections.clear();
 }
 
 SqliteConnection* ConnectionPool::borrow()
 {
-    const auto thread = std::this_thread::get_id();
-    std::unique_lock lock(mutex);
-    if (SqliteConnection* const mine = activeConnectionLocked(thread)) {
-        ++mine->leases;
-        return mine;
-    }
-    auto connection = takeIdle(thread);
-    if (!connection) {
-        // May wait for other processes; other threads must not wait for that.
-        lock.unlock();
-        connection = open();
-        lock.lock();
-    }
-    connection->thread = thread;
-    connection->leases = 1;
-    return active.emplace_back(std::move(connection)).get();
+    // May wait for other processes.
+    return connections.borrow([this] { return open(); });
 }
 
 std::unique_ptr<SqliteConnection> ConnectionPool::open()
@@ -99,49 +61,7 @@ std::unique_ptr<SqliteConnection> ConnectionPool::open()
 
 void ConnectionPool::giveBack(SqliteConnection* connection) noexcept
 {
-    const base::LockGuard lock(mutex);
-    --connection->leases;
-    retireUnused(connection);
-}
-
-SqliteConnection* ConnectionPool::activeConnectionLocked(std::thread::id thread) const
-{
-    const auto found = findConnection(
-        active, [thread](const auto& connection) { return connection->thread == thread; });
-    return found == active.end() ? nullptr : found->get();
-}
-
-SqliteConnection* ConnectionPool::activeConnection(std::thread::id thread)
-{
-    const base::LockGuard lock(mutex);
-    return activeConnectionLocked(thread);
-}
-
-std::unique_ptr<SqliteConnection> ConnectionPool::takeIdle(std::thread::id thread)
-{
-    if (idle.empty())
-        return nullptr;
-    // The connection that this thread had before has its statements prepared and its pages cached.
-    auto found = findConnection(
-        idle, [thread](const auto& connection) { return connection->thread == thread; });
-    if (found == idle.end())
-        found = idle.end() - 1;
-    auto connection = std::move(*found);
-    idle.erase(found);
-    return connection;
-}
-
-void ConnectionPool::retireUnused(SqliteConnection* connection)
-{
-    if (connection->leases > 0 || connection->inTransaction() || connection->wasUndoneByCommit())
-        return;
-    connection->statements.takeReturned();
-    const auto found = findConnection(
-        active, [connection](const auto& owned) { return owned.get() == connection; });
-    // How a store can be read without a trace changes with the programs that use it.
-    if (!readOnly && idle.size() < MaximumIdleConnections)
-        idle.push_back(std::move(*found));
-    active.erase(found);
+    connections.giveBack(connection);
 }
 
 bool ConnectionPool::takeTurn(Failure& error)
@@ -164,22 +84,18 @@ void ConnectionPool::giveTurnBack(int walPages) noexcept
 
 void ConnectionPool::watchHostTransaction()
 {
-    auto& watched = openHostTransactions.pools;
-    std::erase_if(watched, [](const auto& pool) { return pool.expired(); });
-    const auto isThis = [this](const auto& pool) { return pool.lock().get() == this; };
-    if (std::none_of(watched.begin(), watched.end(), isThis))
-        watched.push_back(weak_from_this());
+    base::watchThreadEnd(weak_from_this());
 }
 
 void ConnectionPool::noteAbandonedTransaction() noexcept
 {
-    if (SqliteConnection* const connection = activeConnection(std::this_thread::get_id()))
+    if (SqliteConnection* const connection = connections.lentTo(std::this_thread::get_id()))
         connection->noteAbandonedTransaction();
 }
 
-void ConnectionPool::undoHostTransaction(std::thread::id thread) noexcept
+void ConnectionPool::threadEnds() noexcept
 {
-    SqliteConnection* const connection = activeConnection(thread);
+    SqliteConnection* const connection = connections.lentTo(std::this_thread::get_id());
     if (!connection)
         return;
     const bool isOpen = connection->inTransaction();
@@ -191,19 +107,7 @@ void ConnectionPool::undoHostTransaction(std::thread::id thread) noexcept
             << u"A thread ended without ending its transaction on %1, which was rolled back"_s.arg(
                    databasePath);
     }
-    const base::LockGuard lock(mutex);
-    retireUnused(connection);
-}
-
-ConnectionLease::ConnectionLease(std::shared_ptr<ConnectionPool> lender)
-    : pool(std::move(lender))
-    , connection(pool->borrow())
-{
-}
-
-ConnectionLease::~ConnectionLease()
-{
-    pool->giveBack(connection);
+    connections.retireUnused(connection);
 }
 
 } // namespace sync::database

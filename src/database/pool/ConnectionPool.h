@@ -1,5 +1,6 @@
 #pragma once
 
+#include <base/ThreadLoans.h>
 #include <database/FailureLog.h>
 #include <database/changes/ChangeFeed.h>
 #include <database/connection/SqliteConnection.h>
@@ -12,9 +13,6 @@
 
 #include <chrono>
 #include <memory>
-#include <mutex>
-#include <thread>
-#include <vector>
 
 Q_DECLARE_LOGGING_CATEGORY(velmioDatabase)
 
@@ -31,18 +29,19 @@ namespace sync::database {
 /// 2. SQLite's write lock on the file, which only a thread with the turn takes: one writer of all
 ///    processes. Waits for up to 5 s.
 /// 3. Mutexes, none of which is held while another one is taken, while a statement runs or while a
-///    listener is called: `mutex` guards the lists of connections here, StatementCache::mutex the
-///    statements that another thread has let go of, WriterQueue's its queue, and FailureLog's and
-///    Listeners' their contents. Two may wait for the disk: Checkpointer::mutex, which only a
+///    listener is called: ThreadLoans::mutex guards the lists of connections, StatementCache::mutex
+///    the statements that another thread has let go of, WriterQueue's its queue, and FailureLog's
+///    and Listeners' their contents. Two may wait for the disk: Checkpointer::mutex, which only a
 ///    thread with the turn takes, and ChangeFeed::pollMutex, which no commit takes.
 ///
 /// Listeners run after the turn was given back, except those of a failure in an open transaction.
-class ConnectionPool : public std::enable_shared_from_this<ConnectionPool>
+class ConnectionPool : public std::enable_shared_from_this<ConnectionPool>,
+                       public base::ThreadEndWatcher
 {
 public:
     /// Takes the connection of the opened store, which shows others that the file is in use.
     ConnectionPool(const QString& path, OpenedStore& opened);
-    ~ConnectionPool();
+    ~ConnectionPool() override;
 
     ConnectionPool(const ConnectionPool&) = delete;
     ConnectionPool& operator=(const ConnectionPool&) = delete;
@@ -76,17 +75,11 @@ public:
     /// exception, unless that has ended by then.
     void noteAbandonedTransaction() noexcept;
 
-    /// Rolls back the transaction() of a thread that ends.
-    void undoHostTransaction(std::thread::id thread) noexcept;
+    /// Rolls back the transaction() of the calling thread, which ends.
+    void threadEnds() noexcept override;
 
 private:
-    using Connections = std::vector<std::unique_ptr<SqliteConnection>>;
-
     std::unique_ptr<SqliteConnection> open();
-    SqliteConnection* activeConnection(std::thread::id thread);
-    SqliteConnection* activeConnectionLocked(std::thread::id thread) const;
-    std::unique_ptr<SqliteConnection> takeIdle(std::thread::id thread);
-    void retireUnused(SqliteConnection* connection);
 
     const QString databasePath;
     const bool withWal;
@@ -95,30 +88,9 @@ private:
     CheckpointPolicy checkpoints;
     FailureLog failureLog;
     ChangeFeed feed;
-
-    std::mutex mutex;
-    Connections active; // one for each thread that has one
-    Connections idle;   // the last one given back at the end
+    base::ThreadLoans<SqliteConnection> connections;
 };
 
-/// Holds the connection of the thread that created it, and thereby the pool.
-class ConnectionLease
-{
-public:
-    /// Throws DatabaseError.
-    explicit ConnectionLease(std::shared_ptr<ConnectionPool> pool);
-    ~ConnectionLease();
-
-    ConnectionLease(const ConnectionLease&) = delete;
-    ConnectionLease& operator=(const ConnectionLease&) = delete;
-
-    SqliteConnection& operator*() const { return *connection; }
-    SqliteConnection* operator->() const { return connection; }
-
-    const std::shared_ptr<ConnectionPool> pool;
-
-private:
-    SqliteConnection* const connection;
-};
+using ConnectionLease = base::Lease<ConnectionPool>;
 
 } // namespace sync::database

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <base/ThreadLoans.h>
 #include <database/ChangeSource.h>
 #include <database/FailureLog.h>
 #include <fleet/connection/Session.h>
@@ -17,7 +18,7 @@ class ConnectionPool;
 
 /// A connection, and the transaction of the thread to which it is lent. The pool ensures that only
 /// that thread uses it. It connects when it is first used, and again when the connection broke.
-class PostgresConnection
+class PostgresConnection : public base::LentToThread
 {
 public:
     explicit PostgresConnection(ConnectionPool& pool);
@@ -48,9 +49,9 @@ public:
     /// which would hide the first.
     bool rollbackHostTransaction(database::Failure& error);
 
-    /// True from a commitHostTransaction() that failed until the thread rolls back, begins another
-    /// transaction, or ends.
-    bool wasUndoneByCommit() const { return undoneByCommit; }
+    /// For ThreadLoans: in a transaction, and from a commitHostTransaction() that failed until the
+    /// thread rolls back, begins another transaction, or ends.
+    bool isNeeded() const { return inTransaction() || undoneByCommit; }
 
     /// Makes the next write report that the host's transaction was left by an exception.
     void noteAbandonedTransaction() { abandoned = owner == TransactionOwner::Host; }
@@ -94,8 +95,6 @@ private:
     void end() noexcept;
     void reportAbandonedTransaction();
 
-    friend class ConnectionPool;
-
     ConnectionPool& pool; // which owns this connection
     std::unique_ptr<Session> session;
     Parameters parameters; // of the statement that runs
@@ -111,10 +110,6 @@ private:
     std::vector<Write> repeatable;  // the writes since the savepoint
     std::size_t writtenBytes = 0;
     database::RecordKinds changedKinds;
-
-    // The pool's, guarded by its mutex: who has it, and for how many leases.
-    std::thread::id thread;
-    int leases = 0;
 };
 
 } // namespace sync::fleet

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <base/ThreadLoans.h>
 #include <database/FailureLog.h>
 #include <fleet/changes/FleetChanges.h>
 #include <fleet/connection/ConnectionOptions.h>
@@ -10,9 +11,6 @@
 #include <QLoggingCategory>
 
 #include <memory>
-#include <mutex>
-#include <thread>
-#include <vector>
 
 Q_DECLARE_LOGGING_CATEGORY(velmioFleet)
 
@@ -21,15 +19,15 @@ namespace sync::fleet {
 /// The connections of one store, each lent to one thread at a time, and what they share. Any thread
 /// may call.
 ///
-/// Writers wait for each other at the server, which lets them in one after the other. `mutex`
-/// guards the lists of connections; nothing waits, and no listener is called, while it is held.
-class ConnectionPool : public std::enable_shared_from_this<ConnectionPool>
+/// Writers wait for each other at the server, which lets them in one after the other.
+class ConnectionPool : public std::enable_shared_from_this<ConnectionPool>,
+                       public base::ThreadEndWatcher
 {
 public:
     /// Takes the session with which the store was opened.
     ConnectionPool(
         const ConnectionOptions& options, const QString& storeId, std::unique_ptr<Session> first);
-    ~ConnectionPool();
+    ~ConnectionPool() override;
 
     ConnectionPool(const ConnectionPool&) = delete;
     ConnectionPool& operator=(const ConnectionPool&) = delete;
@@ -56,48 +54,19 @@ public:
     /// exception, unless that has ended by then.
     void noteAbandonedTransaction() noexcept;
 
-    /// Rolls back the transaction() of a thread that ends.
-    void undoHostTransaction(std::thread::id thread) noexcept;
+    /// Rolls back the transaction() of the calling thread, which ends.
+    void threadEnds() noexcept override;
 
 private:
-    using Connections = std::vector<std::unique_ptr<PostgresConnection>>;
-
-    PostgresConnection* activeConnection(std::thread::id thread);
-    PostgresConnection* activeConnectionLocked(std::thread::id thread) const;
-    std::unique_ptr<PostgresConnection> takeIdle(std::thread::id thread);
-    void retireUnused(PostgresConnection* connection);
-
     const ConnectionOptions options;
     const QByteArray storeId;
     database::FailureLog failureLog;
     FleetChanges feed;
     TranslationCache translationCache;
 
-    std::mutex mutex;
-    Connections active; // one for each thread that has one
-    Connections idle;   // the last one given back at the end
+    base::ThreadLoans<PostgresConnection> connections;
 };
 
-/// Holds the connection of the thread that created it, and thereby the pool.
-class ConnectionLease
-{
-public:
-    explicit ConnectionLease(std::shared_ptr<ConnectionPool> lender)
-        : pool(std::move(lender))
-        , connection(pool->borrow())
-    {
-    }
-    ~ConnectionLease() { pool->giveBack(connection); }
-
-    ConnectionLease(const ConnectionLease&) = delete;
-    ConnectionLease& operator=(const ConnectionLease&) = delete;
-
-    PostgresConnection* operator->() const { return connection; }
-
-    const std::shared_ptr<ConnectionPool> pool;
-
-private:
-    PostgresConnection* const connection;
-};
+using ConnectionLease = base::Lease<ConnectionPool>;
 
 } // namespace sync::fleet
