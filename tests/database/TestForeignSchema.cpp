@@ -390,6 +390,7 @@ private:
         QTest::addColumn<QString>("file");
         QTest::newRow("1") << u"version-1.db"_s;
         QTest::newRow("2") << u"version-2.db"_s;
+        QTest::newRow("3") << u"version-3.db"_s;
     }
     QString copyOfOlderVersion() const
     {

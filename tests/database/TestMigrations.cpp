@@ -122,7 +122,7 @@ void TestMigrations::nobodySeesAVersionBetween()
     SqliteDatabaseFactory::open(watchedPath);
 
     sqlite3_cancel_auto_extension(watch);
-    const QByteArray current("\0\0\0\3", 4);
+    const QByteArray current("\0\0\0\4", 4);
     QVERIFY(versionsOnDisk.contains(current));
     versionsOnDisk -= {QByteArray(), QByteArray(4, '\0'), current};
     QCOMPARE(versionsOnDisk, QSet<QByteArray>());
@@ -227,7 +227,7 @@ void TestMigrations::withoutABackupNothingIsMigrated()
     } catch (const DatabaseError& error) {
         QVERIFY2(error.text().contains(path), error.what());
         QVERIFY2(
-            error.text().contains(u"only changed to version 3 after a backup"_s), error.what());
+            error.text().contains(u"only changed to version 4 after a backup"_s), error.what());
         QVERIFY2(error.text().contains(file.fileName()), error.what());
     }
 
@@ -258,7 +258,7 @@ void TestMigrations::whoMigratesHasTheTurn()
 
     sqlite3_cancel_auto_extension(watch);
     RawDatabase database(watchedPath);
-    QCOMPARE(database.value(u"PRAGMA user_version"_s), u"3"_s);
+    QCOMPARE(database.value(u"PRAGMA user_version"_s), u"4"_s);
     QCOMPARE(database.value(u"SELECT count(*) FROM Schedules WHERE syncInterval = 7"_s), u"0"_s);
 }
 

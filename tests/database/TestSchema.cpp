@@ -48,9 +48,9 @@ void TestSchema::hasTheEightTablesAndThoseOfTheEngine()
         tables,
         (QStringList{
             u"AuthenticationConfiguration"_s, u"BackupCounter"_s, u"BaseFileConfiguration"_s,
-            u"FileConfiguration"_s, u"FolderConfiguration"_s, u"GeneratedFileConfiguration"_s,
-            u"ProductConfiguration"_s, u"RootFolderPlace"_s, u"Schedules"_s,
-            u"ServerConfiguration"_s, u"StoreIdentity"_s}));
+            u"FileConfiguration"_s, u"FileOnDisk"_s, u"FolderConfiguration"_s, u"FolderOnDisk"_s,
+            u"GeneratedFileConfiguration"_s, u"ProductConfiguration"_s, u"RootFolderMark"_s,
+            u"RootFolderPlace"_s, u"Schedules"_s, u"ServerConfiguration"_s, u"StoreIdentity"_s}));
 }
 
 void TestSchema::hasOneTrigger()
@@ -68,7 +68,7 @@ void TestSchema::everyColumnIsExplained()
     const QStringList plain{u"id"_s, u"userName"_s};
     const QStringList texts =
         database->run(u"SELECT sql FROM sqlite_schema WHERE type = 'table' AND sql LIKE '%--%'"_s);
-    QCOMPARE(texts.size(), 11);
+    QCOMPARE(texts.size(), 14);
 
     for (const QString& text : texts) {
         for (const QString& line : text.split(u'\n').mid(1)) {

@@ -437,8 +437,8 @@ void TestSqliteDatabaseFactory::marksItsFile()
     RawDatabase raw(factory->path());
 
     QCOMPARE(raw.value(u"PRAGMA application_id"_s), QString::number(0x56656C6D));
-    QCOMPARE(raw.value(u"PRAGMA user_version"_s), u"3"_s);
-    QCOMPARE(SqliteDatabaseFactory::schemaVersion(), 3);
+    QCOMPARE(raw.value(u"PRAGMA user_version"_s), u"4"_s);
+    QCOMPARE(SqliteDatabaseFactory::schemaVersion(), 4);
     QCOMPARE(raw.value(u"PRAGMA journal_mode"_s), u"wal"_s);
     QCOMPARE(raw.value(u"PRAGMA integrity_check"_s), u"ok"_s);
     // Also in the file itself, where "file" and the like look, not only in the WAL.
@@ -582,7 +582,7 @@ void TestSqliteDatabaseFactory::refusesANewerVersionThatOnlyTheLogHolds()
     RawDatabase(file).run(u"PRAGMA wal_autocheckpoint = 0; PRAGMA user_version = 99;"
                           u"UPDATE StoreIdentity SET lastCompatibleVersion = 99"_s);
     const QByteArray before = readFile(file);
-    QCOMPARE(before.mid(60, 4), QByteArray("\0\0\0\3", 4));
+    QCOMPARE(before.mid(60, 4), QByteArray("\0\0\0\4", 4));
 
     QVERIFY_THROWS_EXCEPTION(DatabaseError, SqliteDatabaseFactory::open(file));
 

@@ -9,6 +9,7 @@
 
 #include <QDir>
 #include <QLoggingCategory>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -108,7 +109,11 @@ void TestMigrationFaults::backupExistsBeforeTheFirstChange()
 {
     QFETCH(DatabaseFiles, start);
     start.write(path);
-    const QStringList rows = dumpOf(path);
+    // A backup holds its own number.
+    const auto rowsOf = [](const QString& file) {
+        return dumpOf(file).filter(QRegularExpression(u"^(?!BackupCounter)"_s));
+    };
+    const QStringList rows = rowsOf(path);
     QDir(DatabaseBackups(path).folder()).removeRecursively();
     start.write(path);
     BackupWatcher watcher(path);
@@ -120,7 +125,7 @@ void TestMigrationFaults::backupExistsBeforeTheFirstChange()
 
     QVERIFY(watcher.found);
     QCOMPARE(watcher.found->reason, DatabaseBackups::Reason::Migration);
-    QCOMPARE(dumpOf(watcher.found->path), rows);
+    QCOMPARE(rowsOf(watcher.found->path), rows);
 }
 
 void TestMigrationFaults::migrationCanStopAfterEveryStep()

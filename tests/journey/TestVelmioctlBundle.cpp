@@ -84,7 +84,7 @@ private Q_SLOTS:
 
         QVERIFY(!object(u"b.tar.gz"_s, u"versions.json"_s)[u"sqlite"_s].toString().isEmpty());
         const QJsonObject database = object(u"b.tar.gz"_s, u"database.json"_s);
-        QCOMPARE(database[u"schemaVersion"_s].toInt(), 3);
+        QCOMPARE(database[u"schemaVersion"_s].toInt(), 4);
         QCOMPARE(database[u"backups"_s].toArray().size(), 1);
         QCOMPARE(database[u"tables"_s][u"FolderConfiguration"_s][u"rows"_s].toInt(), 2);
         QCOMPARE(
@@ -305,7 +305,7 @@ private:
         RawDatabase database(tool->databasePath());
         const QStringList tables = database.run(
             u"SELECT name FROM sqlite_schema WHERE type = 'table' AND name NOT LIKE 'sqlite%'"
-            u" AND name NOT IN ('StoreIdentity', 'BackupCounter')"_s);
+            u" AND name NOT IN ('StoreIdentity', 'BackupCounter', 'FolderOnDisk', 'FileOnDisk')"_s);
         for (const QString& table : tables) {
             QStringList values{u"71"_s};
             const QStringList columns =

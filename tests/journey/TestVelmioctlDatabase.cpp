@@ -234,7 +234,7 @@ private Q_SLOTS:
         QCOMPARE(run.exitCode, 0);
         const QJsonObject stats = run.object();
         QCOMPARE(stats[u"path"_s].toString(), tool.databasePath());
-        QCOMPARE(stats[u"schemaVersion"_s].toInt(), 3);
+        QCOMPARE(stats[u"schemaVersion"_s].toInt(), 4);
         QCOMPARE(stats[u"storeId"_s].toString().size(), 32);
         QCOMPARE(stats[u"moved"_s], QJsonValue(false));
         QCOMPARE(stats[u"writeAheadLog"_s], QJsonValue(true));

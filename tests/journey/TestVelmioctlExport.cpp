@@ -406,7 +406,7 @@ QString TestVelmioctlExport::twoTables()
     return uR"({
   "format": "velmio-configuration-export",
   "formatVersion": 2,
-  "schemaVersion": 3,
+  "schemaVersion": 4,
   "secrets": null,
   "tables": {
     "Schedules": {

@@ -550,6 +550,20 @@ private Q_SLOTS:
             database.run(u"SELECT id || alias FROM ServerConfiguration"_s), QStringList{u"2two"_s});
     }
 
+    void importedIdsIdentifyNothingOnTheDisk()
+    {
+        execute(u"INSERT INTO FileConfiguration (id, clientPath) VALUES (7, '/a')"_s);
+        tool->writeFile(u"all.json"_s, exported());
+        execute(u"UPDATE FileConfiguration SET clientPath = '/b'"_s);
+        execute(u"INSERT INTO FileOnDisk VALUES (7, 1, 2, 3)"_s);
+
+        run({u"import"_s, u"all.json"_s, u"--yes"_s});
+
+        RawDatabase database(tool->databasePath());
+        QCOMPARE(database.value(u"SELECT clientPath FROM FileConfiguration"_s), u"/a"_s);
+        QCOMPARE(database.value(u"SELECT count(*) FROM FileOnDisk"_s), u"0"_s);
+    }
+
     void tablesThatAreNotExportedStay()
     {
         fill();
@@ -777,7 +791,7 @@ private Q_SLOTS:
         add("newer format", "\"formatVersion\": 2", "\"formatVersion\": 3", 3, u"version 3"_s, 6);
         add("format of no version", "\"formatVersion\": 2", "\"formatVersion\": 0", 3,
             u"no version 0"_s);
-        add("newer schema", "\"schemaVersion\": 3", "\"schemaVersion\": 4", 4, u"version 4"_s, 6);
+        add("newer schema", "\"schemaVersion\": 4", "\"schemaVersion\": 5", 4, u"version 5"_s, 6);
         add("unknown table", "\"Schedules\"", "\"Plans\"", 7, u"unknown table \"Plans\""_s);
         add("unknown column", "\"startTime\"", "\"beginTime\"", 13, u"no column \"beginTime\""_s);
         add("missing column", "          \"startTime\": null,\n", "", 10,

@@ -32,7 +32,9 @@ private Q_SLOTS:
             RawDatabase(path).run(
                 u"SELECT t.name || '.' || c.name FROM sqlite_schema t, pragma_table_info(t.name) c"
                 u" WHERE t.type = 'table' AND t.name NOT LIKE 'sqlite%' AND t.name NOT IN "
-                u"('StoreIdentity', 'BackupCounter', 'RootFolderPlace')"
+                u"('StoreIdentity', 'BackupCounter', 'RootFolderPlace', 'FolderOnDisk', "
+                u"'FileOnDisk',"
+                u" 'RootFolderMark')"
                 u" ORDER BY t.name, c.cid"_s));
     }
 

@@ -200,6 +200,9 @@ void apply(
                             u"since the plan was shown. Run the command again."_s);
     }
     warnOfUnreadable(session, readable);
+    // An id may be that of another folder or file now. The next scan sees them again.
+    for (const QString& table : {u"FolderOnDisk"_s, u"FileOnDisk"_s})
+        database.change(u"DELETE FROM %1"_s.arg(table), {});
     transaction.commit();
 }
 
