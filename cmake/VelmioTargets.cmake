@@ -133,12 +133,13 @@ function(velmio_configure_target target)
     endif()
 endfunction()
 
-# velmio_add_library(<name> SOURCES ... [PUBLIC_LINK ...] [PRIVATE_LINK ...])
+# velmio_add_library(<name> [APART] SOURCES ... [PUBLIC_LINK ...] [PRIVATE_LINK ...])
 #
 # Adds libVelmio<name> with the alias Velmio::<name>, and installs it as the package component
-# <name> with the headers directly in the current folder.
+# <name> with the headers directly in the current folder. APART gives it binary packages of its own,
+# for the sake of what it needs.
 function(velmio_add_library name)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;PUBLIC_LINK;PRIVATE_LINK")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "APART" "" "SOURCES;PUBLIC_LINK;PRIVATE_LINK")
     set(target Velmio${name})
     file(GLOB headers CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/*.h")
 
@@ -169,36 +170,40 @@ function(velmio_add_library name)
     # For velmio_add_internals().
     set(VELMIO_${name}_PRIVATE_LINK ${arg_PRIVATE_LINK} CACHE INTERNAL "")
     if(VELMIO_INSTALL)
-        velmio_install_library(${name} HEADERS ${headers})
+        set(prefix "")
+        if(arg_APART)
+            set(prefix ${name})
+        endif()
+        velmio_install_library(${name} PREFIX "${prefix}" HEADERS ${headers})
     endif()
 endfunction()
 
-# velmio_install_library(<name> HEADERS ...)
+# velmio_install_library(<name> PREFIX <of the install components> HEADERS ...)
 #
 # Each library has its own export, so that a host of one component needs only the dependencies of
 # that component.
 function(velmio_install_library name)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "HEADERS")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "PREFIX" "HEADERS")
     get_filename_component(folder "${CMAKE_CURRENT_SOURCE_DIR}" NAME)
     install(
         TARGETS Velmio${name}
         EXPORT Velmio${name}Targets
-        RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT Runtime
+        RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT ${arg_PREFIX}Runtime
         LIBRARY
             DESTINATION "${CMAKE_INSTALL_LIBDIR}"
-            COMPONENT Runtime
-            NAMELINK_COMPONENT Development
-        ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT Development
+            COMPONENT ${arg_PREFIX}Runtime
+            NAMELINK_COMPONENT ${arg_PREFIX}Development
+        ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT ${arg_PREFIX}Development
     )
     install(
         FILES ${arg_HEADERS}
         DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/velmio/${folder}"
-        COMPONENT Development
+        COMPONENT ${arg_PREFIX}Development
     )
     install(
         EXPORT Velmio${name}Targets
         NAMESPACE Velmio::
         DESTINATION "${VELMIO_PACKAGE_DIR}"
-        COMPONENT Development
+        COMPONENT ${arg_PREFIX}Development
     )
 endfunction()

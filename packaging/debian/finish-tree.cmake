@@ -5,6 +5,14 @@ set(packages
     "Development=${CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME}"
     "Tools=${CPACK_DEBIAN_TOOLS_PACKAGE_NAME}"
 )
+if(CPACK_COMPONENTS_ALL MATCHES FleetTools)
+    list(
+        APPEND packages
+        "FleetRuntime=${CPACK_DEBIAN_FLEETRUNTIME_PACKAGE_NAME}"
+        "FleetDevelopment=${CPACK_DEBIAN_FLEETDEVELOPMENT_PACKAGE_NAME}"
+        "FleetTools=${CPACK_DEBIAN_FLEETTOOLS_PACKAGE_NAME}"
+    )
+endif()
 foreach(package IN LISTS packages)
     string(REGEX MATCH "(.*)=(.*)" package "${package}")
     set(tree "${CPACK_TEMPORARY_DIRECTORY}/${CMAKE_MATCH_1}/usr")

@@ -27,6 +27,12 @@ set(CPACK_PRE_BUILD_SCRIPTS "${debian}/finish-tree.cmake")
 set(CPACK_COMPONENTS_ALL Runtime Development Tools)
 set(CPACK_COMPONENT_DEVELOPMENT_DEPENDS Runtime)
 set(CPACK_COMPONENT_TOOLS_DEPENDS Runtime)
+if(VELMIO_WITH_POSTGRESQL)
+    list(APPEND CPACK_COMPONENTS_ALL FleetRuntime FleetDevelopment FleetTools)
+    set(CPACK_COMPONENT_FLEETRUNTIME_DEPENDS Runtime)
+    set(CPACK_COMPONENT_FLEETDEVELOPMENT_DEPENDS FleetRuntime Development)
+    set(CPACK_COMPONENT_FLEETTOOLS_DEPENDS FleetRuntime Tools)
+endif()
 
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
@@ -71,6 +77,29 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION
     "${store}\n.\nThis package contains velmioctl, a tool to inspect and maintain a database."
+)
+
+set(fleet "It also keeps copies of the stores of many clients in PostgreSQL, and
+reports over them.")
+set(CPACK_DEBIAN_FLEETRUNTIME_PACKAGE_NAME "libvelmiofleet${PROJECT_VERSION_MAJOR}")
+set(CPACK_DEBIAN_FLEETRUNTIME_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_FLEETRUNTIME_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_FLEETRUNTIME_PACKAGE_CONTROL_EXTRA "${debian}/triggers")
+set(CPACK_COMPONENT_FLEETRUNTIME_DESCRIPTION
+    "${store}\n${fleet}\n.\nThis package contains the shared library for PostgreSQL."
+)
+set(CPACK_DEBIAN_FLEETDEVELOPMENT_PACKAGE_NAME libvelmiofleet-dev)
+set(CPACK_DEBIAN_FLEETDEVELOPMENT_PACKAGE_SECTION libdevel)
+set(CPACK_COMPONENT_FLEETDEVELOPMENT_DESCRIPTION
+    "${store}\n${fleet}\n.\nThis package contains the header and files to build programs
+with that."
+)
+set(CPACK_DEBIAN_FLEETTOOLS_PACKAGE_NAME velmioctl-fleet)
+set(CPACK_DEBIAN_FLEETTOOLS_PACKAGE_SECTION utils)
+set(CPACK_DEBIAN_FLEETTOOLS_PACKAGE_SHLIBDEPS ON)
+set(CPACK_COMPONENT_FLEETTOOLS_DESCRIPTION
+    "${store}\n${fleet}\n.\nThis package contains what velmioctl needs to push stores and to report
+over them."
 )
 
 include(CPack)

@@ -7,6 +7,7 @@
 #include <interf/IQSqlQueryWrapper.h>
 
 #include <QFile>
+#include <QJsonDocument>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QTest>
@@ -36,6 +37,30 @@ private Q_SLOTS:
             second.object(),
             (QJsonObject{{u"path"_s, tool.databasePath()}, {u"created"_s, false}}));
         QVERIFY(third.output.contains(u"exists already"_s));
+    }
+
+    // In a folder without velmioctl-fleet.
+    void aFleetNeedsTheOtherProgram()
+    {
+        const VelmioctlRunner tool;
+        const QTemporaryDir folder;
+        const QString alone = folder.filePath(u"velmioctl"_s);
+        QVERIFY(QFile::copy(tool.programPath(), alone));
+        const QString fleet = u"postgresql://localhost/fleet"_s;
+
+        for (const QStringList& command :
+             {QStringList{u"fleet"_s, u"list"_s, u"--to"_s, fleet},
+              QStringList{u"--database"_s, fleet, u"--store"_s, u"1"_s, u"stats"_s}}) {
+            QProcess process;
+            process.start(alone, QStringList{u"--json"_s} + command);
+            QVERIFY(process.waitForFinished());
+
+            QCOMPARE(process.exitCode(), 2);
+            const QByteArray answer = process.readAllStandardError();
+            QCOMPARE(
+                QJsonDocument::fromJson(answer).object()[u"remedy"_s],
+                u"Install it beside velmioctl."_s);
+        }
     }
 
     void anEmptyFileIsNamedAndStaysOne()

@@ -80,13 +80,6 @@ ExitCode failed(Session& session, const CommandError& error)
     return error.code();
 }
 
-// Before the command line is read, because errors in that are answered as JSON as well.
-bool asksForJson(int argc, const char* const* argv)
-{
-    return std::any_of(
-        argv, argv + argc, [](const char* argument) { return qstrcmp(argument, "--json") == 0; });
-}
-
 ExitCode runCommand(int argc, const char* const* argv, Session& session)
 {
     CommandLine line(
@@ -212,6 +205,12 @@ void addCommands(Command& program, Session& session)
     for (const ExitCodeMeaning& meaning : exitCodeMeanings())
         exitCodes.emplace_back(QString::number(int(meaning.code)), meaning.text);
     program.list(u"Exit codes"_s, exitCodes);
+}
+
+bool asksForJson(int argc, const char* const* argv)
+{
+    return std::any_of(
+        argv, argv + argc, [](const char* argument) { return qstrcmp(argument, "--json") == 0; });
 }
 
 ExitCode runApplication(int argc, const char* const* argv, Session& session)

@@ -1,5 +1,8 @@
 #include <base/system/Process.h>
 
+#include <QFile>
+
+#include <cerrno>
 #include <csignal>
 #include <unistd.h>
 
@@ -18,6 +21,12 @@ std::vector<std::string> arguments(int argc, const char* const* argv)
 QByteArray environmentVariable(const char* name)
 {
     return qgetenv(name);
+}
+
+int becomeProgram(const QString& path, char* const* argv)
+{
+    ::execv(QFile::encodeName(path).constData(), argv);
+    return errno;
 }
 
 void endBySignal(int signal)

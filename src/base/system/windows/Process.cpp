@@ -5,6 +5,8 @@
 
 #include <QCryptographicHash>
 
+#include <cerrno>
+
 #include <sddl.h>
 #include <shellapi.h>
 
@@ -42,6 +44,11 @@ std::vector<std::string> arguments(int /*argc*/, const char* const* /*argv*/)
 QByteArray environmentVariable(const char* name)
 {
     return qEnvironmentVariable(name).toUtf8();
+}
+
+int becomeProgram(const QString& /*path*/, char* const* /*argv*/)
+{
+    return ENOSYS;
 }
 
 void endBySignal(int /*signal*/) {}

@@ -1,71 +1,58 @@
-// What takes the place of the other sources of this room and of FleetStore.cpp in a build without
-// PostgreSQL: the commands exist, and say why they cannot run.
+// What velmioctl has in place of the other sources of this room and of FleetStore.cpp: whatever
+// needs a fleet goes on in velmioctl-fleet.
 
-#include <velmioctl/cli/ExitCode.h>
 #include <velmioctl/fleet/Fleet.h>
+#include <velmioctl/fleet/OtherProgram.h>
 #include <velmioctl/store/FleetStore.h>
 #include <velmioctl/store/WatchedDatabase.h>
 
-using namespace Qt::StringLiterals;
-
 namespace velmioctl {
-
-namespace {
-
-[[noreturn]] void refuse()
-{
-    throw CommandError(
-        ExitCode::Usage, u"This velmioctl was built without PostgreSQL, so it knows no fleets. "
-                         u"Install one that was built with VELMIO_WITH_POSTGRESQL."_s);
-}
-
-} // namespace
 
 QString checkedFleetPlace(const QString&)
 {
-    refuse();
+    throw fleet::NeedsOtherProgram();
 }
 
 QString fleetName(const QString&)
 {
-    refuse();
+    throw fleet::NeedsOtherProgram();
 }
 
 std::shared_ptr<WatchedDatabase> openFleetStore(const QString&, const QString&)
 {
-    refuse();
+    throw fleet::NeedsOtherProgram();
 }
 
 namespace fleet {
 
 void init(Session&, const FleetOptions&)
 {
-    refuse();
+    throw fleet::NeedsOtherProgram();
 }
 
 void push(Session&, const FleetOptions&)
 {
-    refuse();
+    throw fleet::NeedsOtherProgram();
 }
 
 void list(Session&, const FleetOptions&)
 {
-    refuse();
+    throw fleet::NeedsOtherProgram();
 }
 
 void report(Session&, const FleetOptions&)
 {
-    refuse();
+    throw fleet::NeedsOtherProgram();
 }
 
 void show(Session&, const FleetOptions&)
 {
-    refuse();
+    throw fleet::NeedsOtherProgram();
 }
 
 void forget(Session&, const FleetOptions&)
 {
-    refuse();
+    throw fleet::NeedsOtherProgram();
 }
 
 } // namespace fleet
