@@ -21,8 +21,8 @@ std::vector<std::string> arguments(int argc, const char* const* argv);
 /// The value of an environment variable in the same form; empty without one.
 QByteArray environmentVariable(const char* name);
 
-/// Goes on as another program, with the same arguments and variables. Returns only if that fails: an
-/// errno. Not on Windows, which knows no such thing.
+/// Goes on as another program, with the same arguments and variables. Returns only if that fails:
+/// an errno. Not on Windows, which knows no such thing.
 int becomeProgram(const QString& path, char* const* argv);
 
 /// Ends the process by a signal, as the parent expects. Returns where the parent has it ignored, or
