@@ -1,5 +1,6 @@
 #include <base/FileError.h>
 
+#include <cerrno>
 #include <system_error>
 
 using namespace Qt::StringLiterals;
@@ -9,6 +10,11 @@ namespace sync::base {
 QString systemErrorText(int code)
 {
     return QString::fromLocal8Bit(std::generic_category().message(code));
+}
+
+bool isGone(int error)
+{
+    return error == ENOENT || error == ENOTDIR;
 }
 
 FileError::FileError(const QString& path, const QString& doing, int code)

@@ -9,6 +9,9 @@ namespace sync::base {
 /// The system's own text for an error code, such as "No space left on device".
 QString systemErrorText(int code);
 
+/// True if an errno says that a name does not exist, not only that it is unreadable.
+bool isGone(int error);
+
 /// A call of the operating system on a file that failed. Each room turns it into an error of its
 /// own, with a remedy.
 class FileError : public std::runtime_error

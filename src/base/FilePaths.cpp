@@ -24,6 +24,16 @@ QString resolvedFilePath(const QString& givenPath)
     return target.isEmpty() ? path : target;
 }
 
+std::string joinPath(const std::string& folder, const std::string& name)
+{
+    return folder.ends_with('/') ? folder + name : folder + '/' + name;
+}
+
+QString joinPath(const QString& folder, const QString& name)
+{
+    return folder.endsWith(u'/') ? folder + name : folder + u'/' + name;
+}
+
 std::optional<QString> textOfName(const std::string& name)
 {
     using Flag = QStringDecoder::Flag;

@@ -14,6 +14,7 @@
     #define VELMIO_CONFIGURATION_EXPORT
     #define VELMIO_TESTKIT_EXPORT
     #define VELMIO_FLEET_EXPORT
+    #define VELMIO_TREE_EXPORT
 #else
     #if defined(VelmioInterfaces_EXPORTS)
         #define VELMIO_INTERFACES_EXPORT Q_DECL_EXPORT
@@ -44,6 +45,11 @@
         #define VELMIO_FLEET_EXPORT Q_DECL_EXPORT
     #else
         #define VELMIO_FLEET_EXPORT Q_DECL_IMPORT
+    #endif
+    #if defined(VelmioTree_EXPORTS)
+        #define VELMIO_TREE_EXPORT Q_DECL_EXPORT
+    #else
+        #define VELMIO_TREE_EXPORT Q_DECL_IMPORT
     #endif
 #endif
 /// \endcond

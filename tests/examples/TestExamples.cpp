@@ -1,3 +1,4 @@
+#include <QDir>
 #include <QFileInfo>
 #include <QProcess>
 #include <QTemporaryDir>
@@ -40,6 +41,7 @@ private Q_SLOTS:
     void doctorFindsNoFaultWithTheStoreOfGettingStarted();
     void hostFactoryKeepsAndUndoesWhatTheHostSays();
     void metaObjectReachesOperationsAndFieldsByTheirNames();
+    void scanShowsItsProgressAndCanBeCancelled();
 
 private:
     QString pathOf(const QString& name) const { return directory.filePath(name); }
@@ -152,6 +154,29 @@ void TestExamples::metaObjectReachesOperationsAndFieldsByTheirNames()
                      "root folders: 1\n"_s);
     QCOMPARE(meta.errors, QString());
     QCOMPARE(meta.exitCode, 0);
+}
+
+void TestExamples::scanShowsItsProgressAndCanBeCancelled()
+{
+    const QString root = pathOf(u"tree"_s);
+    QVERIFY(QDir().mkpath(root));
+    for (const QString& name : {u"/a"_s, u"/b"_s, u"/c"_s}) {
+        QFile file(root + name);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+    }
+    const QString database = pathOf(u"scan.db"_s);
+
+    const Run cancelled = run(QStringLiteral(EXAMPLE_SCAN), {database, root, u"2"_s});
+    const Run whole = run(QStringLiteral(EXAMPLE_SCAN), {database, root});
+
+    QCOMPARE(
+        cancelled.output,
+        u"0 files: %1\n1 files: %1/a\n2 files: %1/b\n0 new, cancelled\n"_s.arg(root));
+    QCOMPARE(
+        whole.output,
+        u"0 files: %1\n1 files: %1/a\n2 files: %1/b\n3 files: %1/c\n3 new\n"_s.arg(root));
+    QCOMPARE(whole.errors, QString());
+    QCOMPARE(whole.exitCode, 0);
 }
 
 QTEST_GUILESS_MAIN(TestExamples)

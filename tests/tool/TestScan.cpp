@@ -4,13 +4,13 @@
 #include <velmioctl/cli/Progress.h>
 #include <velmioctl/store/Session.h>
 #include <velmioctl/store/WatchedDatabase.h>
-#include <velmioctl/tree/FileState.h>
 #include <velmioctl/tree/Scan.h>
 
 #include <config/FileConfigManager.h>
 #include <config/FolderConfigManager.h>
 #include <database/DatabaseBackups.h>
 #include <interf/IQSqlQueryWrapper.h>
+#include <tree/FileState.h>
 
 #include <QDir>
 #include <QDirIterator>
@@ -26,6 +26,10 @@ using namespace Qt::StringLiterals;
 using sync::config::FolderConfiguration;
 using sync::test::AsNobody;
 using sync::test::giveToNobody;
+using sync::tree::FileHash;
+using sync::tree::FileState;
+using sync::tree::hashFile;
+using sync::tree::readFileState;
 
 namespace velmioctl {
 
@@ -100,20 +104,27 @@ private Q_SLOTS:
         QCOMPARE(place.registered(), 3);
     }
 
-    void stopsBetweenTwoFoldersAndKeepsWhatIsDone()
+    void stopKeepsWhatIsWrittenAndTheNextScanGoesOn()
     {
-        Place place({u"a"_s, u"b"_s, u"c"_s});
+        constexpr int Files = 5000;
+        Place place({u"a"_s});
+        for (int number = 0; number < Files; ++number)
+            place.writeFile(u"a/%1"_s.arg(number));
         Progress progress(stderr, {});
-        // Asked once before each of 4 folders, including the root, then once after the last one,
-        // before the batch, and then before each folder of the batch: stops before the third of
-        // them.
+        // After the first batch was handed over, and before the last one is.
         int questions = 0;
-        Scan scan(place.session, progress, {}, [&questions] { return ++questions > 8; });
+        Scan stopped(place.session, progress, {Scan::HashMode::Never}, [&questions] {
+            return ++questions > 3000;
+        });
 
+        stopped.run(place.root, place.root);
+        Scan scan(place.session, progress, {Scan::HashMode::Never}, [] { return false; });
         scan.run(place.root, place.root);
 
-        QCOMPARE(scan.counts().folders.added, 1);
-        QCOMPARE(place.registered(), 1);
+        QVERIFY(stopped.counts().files.seen < Files);
+        QVERIFY(stopped.counts().files.added < Files);
+        QCOMPARE(stopped.counts().files.added + scan.counts().files.added, Files);
+        QCOMPARE(place.storedFiles(), Files);
     }
 
     void stopBeforeTheBatchRegistersNothing()
@@ -172,7 +183,7 @@ private Q_SLOTS:
         // Asked before the root, before the folder "a", which no longer has a file, before "b" and
         // its file, and before "c", long after the file was found missing.
         int questions = 0;
-        Scan scan(place.session, progress, {HashMode::Changed, true}, [&place, &questions] {
+        Scan scan(place.session, progress, {Scan::HashMode::Changed, true}, [&place, &questions] {
             if (++questions == 5)
                 place.run(u"ALTER TABLE FileConfiguration RENAME TO Away"_s);
             return false;
@@ -182,7 +193,7 @@ private Q_SLOTS:
         place.run(u"ALTER TABLE Away RENAME TO FileConfiguration"_s);
 
         QCOMPARE(scan.counts().files.missing, 1);
-        QCOMPARE(scan.counts().files.pruned, 0);
+        QCOMPARE(scan.counts().prunedFiles, 0);
         QCOMPARE(place.storedFiles(), 2);
     }
 
@@ -193,7 +204,7 @@ private Q_SLOTS:
         Progress progress(stderr, {});
         Scan(place.session, progress, {}, [] { return false; }).run(place.root, place.root);
         QVERIFY(QFile::remove(place.filePath(u"a/gone"_s)));
-        Scan scan(place.session, progress, {HashMode::Changed, true}, [&place] {
+        Scan scan(place.session, progress, {Scan::HashMode::Changed, true}, [&place] {
             try {
                 place.session.database().select(u"SELECT nothing FROM nowhere"_s);
             } catch (const CommandError&) {
@@ -205,7 +216,7 @@ private Q_SLOTS:
         QVERIFY_THROWS_EXCEPTION(CommandError, scan.run(place.root, place.root));
 
         QCOMPARE(scan.counts().files.missing, 1);
-        QCOMPARE(scan.counts().files.pruned, 0);
+        QCOMPARE(scan.counts().prunedFiles, 0);
         QCOMPARE(place.storedFiles(), 1);
     }
 
@@ -251,7 +262,7 @@ private Q_SLOTS:
         Scan(place.session, progress, {}, [] { return false; }).run(place.root, place.root);
         QVERIFY(QFile::setPermissions(place.filePath(u"a"_s), permissions));
         QVERIFY(giveToNobody(place.directory.path()));
-        Scan scan(place.session, progress, {HashMode::Changed, true}, [] { return false; });
+        Scan scan(place.session, progress, {Scan::HashMode::Changed, true}, [] { return false; });
 
         {
             const AsNobody asNobody;
@@ -275,7 +286,7 @@ private Q_SLOTS:
         Scan(place.session, progress, {}, [] { return false; }).run(place.root, place.root);
         QVERIFY(QFile::remove(place.filePath(u"a/file"_s)));
         QVERIFY(QDir(place.rootPath()).rmdir(u"a/b"_s));
-        Scan scan(place.session, progress, {HashMode::Changed, true}, [] { return false; });
+        Scan scan(place.session, progress, {Scan::HashMode::Changed, true}, [] { return false; });
 
         {
             const QByteArray folder = QFile::encodeName(place.filePath(u"a"_s));
@@ -303,7 +314,7 @@ private Q_SLOTS:
             u"UPDATE FolderConfiguration SET parentId = (SELECT id FROM FolderConfiguration WHERE "
             u"clientPath = '%1') WHERE clientPath = '%2'"_s.arg(
                 place.filePath(u"c"_s), place.filePath(u"a/b"_s)));
-        Scan scan(place.session, progress, {HashMode::Changed, true}, [] { return false; });
+        Scan scan(place.session, progress, {Scan::HashMode::Changed, true}, [] { return false; });
 
         scan.run(place.root, place.root);
 
@@ -335,7 +346,7 @@ private Q_SLOTS:
         place.writeFile(u"a/file"_s);
         Progress progress(stderr, {});
 
-        Scan(place.session, progress, {HashMode::Never, false}, [] {
+        Scan(place.session, progress, {Scan::HashMode::Never, false}, [] {
             return false;
         }).run(place.root, place.root);
 

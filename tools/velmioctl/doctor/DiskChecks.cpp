@@ -1,14 +1,16 @@
 #include <velmioctl/doctor/Checks.h>
 
+#include <tree/FileState.h>
 #include <velmioctl/doctor/CheckQuery.h>
 #include <velmioctl/doctor/Finding.h>
-#include <velmioctl/tree/FileState.h>
 
 #include <QFileInfo>
 #include <QSet>
 
 using namespace Qt::StringLiterals;
 using sync::interf::factory::IDatabaseFactory;
+using sync::tree::fileIsGone;
+using sync::tree::folderIsGone;
 
 namespace velmioctl::doctor {
 

@@ -3,6 +3,7 @@
 #include <config/FileConfigManager.h>
 #include <config/FolderConfigManager.h>
 #include <core/PathHelpers.h>
+#include <tree/FileState.h>
 #include <velmioctl/cli/CommandLine.h>
 #include <velmioctl/cli/Table.h>
 #include <velmioctl/cli/Text.h>
@@ -13,7 +14,6 @@
 #include <velmioctl/store/References.h>
 #include <velmioctl/store/Session.h>
 #include <velmioctl/store/WatchedDatabase.h>
-#include <velmioctl/tree/FileState.h>
 
 #include <QFileInfo>
 
@@ -21,6 +21,8 @@ using namespace Qt::StringLiterals;
 using sync::config::FileConfiguration;
 using sync::config::FileConfigurationType;
 using sync::config::FolderConfiguration;
+using sync::tree::FileHash;
+using sync::tree::readFileState;
 
 namespace velmioctl {
 

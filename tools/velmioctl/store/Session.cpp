@@ -208,6 +208,12 @@ void Session::requireWriting() const
     }
 }
 
+sync::tree::TreeStore Session::treeStore()
+{
+    WatchedDatabase& watched = database();
+    return {openDatabase, watched.path(), watched.engine().isMoved()};
+}
+
 void Session::noteUse(const SqliteDatabaseFactory& database)
 {
     if (database.mayBeInUse()) {

@@ -3,6 +3,7 @@
 #include <config/FolderConfiguration.h>
 #include <database/DatabaseBackups.h>
 #include <database/OpenOptions.h>
+#include <tree/TreeStore.h>
 #include <velmioctl/cli/ExitCode.h>
 #include <velmioctl/cli/Output.h>
 
@@ -96,6 +97,9 @@ public:
 
     /// Opens the database for changes, or creates it; throws CommandError.
     WatchedDatabase& createDatabase();
+
+    /// The database that is open, for comparisons with the disk.
+    sync::tree::TreeStore treeStore();
 
     /// Says if what a database shows may be older than what a client has in memory.
     void noteUse(const sync::database::SqliteDatabaseFactory& database);

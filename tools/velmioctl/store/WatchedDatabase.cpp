@@ -108,6 +108,7 @@ WatchedDatabase::WatchedDatabase(
     , name(name)
     , listening(failures.onFailure([this](const Failure& failure) {
         // The first one is the cause of those that follow.
+        const std::lock_guard lock(mutex);
         if (!firstFailure)
             firstFailure = failure;
     }))
@@ -131,6 +132,22 @@ QString WatchedDatabase::storeId() const
     return identity.storeId();
 }
 
+int WatchedDatabase::failureCount() const
+{
+    return failures.failureCount();
+}
+
+std::optional<Failure> WatchedDatabase::lastFailure() const
+{
+    return failures.lastFailure();
+}
+
+sync::database::Listening WatchedDatabase::onFailure(
+    std::function<void(const Failure& failure)> function)
+{
+    return failures.onFailure(std::move(function));
+}
+
 ErrorGuard WatchedDatabase::guard() const
 {
     return ErrorGuard(failures);
@@ -138,7 +155,10 @@ ErrorGuard WatchedDatabase::guard() const
 
 void WatchedDatabase::check()
 {
-    const auto failure = std::exchange(firstFailure, {});
+    const auto failure = [this] {
+        const std::lock_guard lock(mutex);
+        return std::exchange(firstFailure, {});
+    }();
     if (!failure)
         return;
     QString text = u"The database %1 failed: %2"_s.arg(quoted(path()), failure->text);
@@ -158,6 +178,12 @@ void WatchedDatabase::check(bool succeeded, const QString& action)
         ExitCode::OtherError, action +
                                   u" failed for an unknown reason. See 'velmioctl stats', and try "
                                   u"again."_s);
+}
+
+void WatchedDatabase::fail(const DatabaseError& error)
+{
+    check();
+    throw commandError(error);
 }
 
 std::shared_ptr<IQSqlQueryWrapper> WatchedDatabase::select(

@@ -12,6 +12,7 @@
 #include <QVariant>
 
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -33,7 +34,8 @@ CommandError openingError(const sync::database::DatabaseError& error);
 /// The managers report failure by value only, so a failed list looks like an empty one. Here a
 /// command asks afterwards whether something failed, and why.
 class WatchedDatabase : public sync::interf::factory::IDatabaseFactory,
-                        public sync::database::IdentitySource
+                        public sync::database::IdentitySource,
+                        public sync::database::FailureSource
 {
 public:
     using Binding = std::pair<QString, QVariant>;
@@ -61,6 +63,11 @@ public:
     /// The engine of a file.
     sync::database::SqliteDatabaseFactory& engine() { return *file; }
 
+    int failureCount() const override;
+    std::optional<sync::database::Failure> lastFailure() const override;
+    [[nodiscard]] sync::database::Listening onFailure(
+        std::function<void(const sync::database::Failure& failure)> function) override;
+
     /// Reports any failure from now on, also one that check() has already thrown.
     sync::database::ErrorGuard guard() const;
 
@@ -69,6 +76,9 @@ public:
 
     /// Throws CommandError unless `succeeded`, with the cause where it is known.
     void check(bool succeeded, const QString& action);
+
+    /// Throws CommandError for an error of the library: with what check() knows about it.
+    [[noreturn]] void fail(const sync::database::DatabaseError& error);
 
     /// Runs a SELECT of the tool; throws CommandError when that fails. Call check() after its last
     /// row.
@@ -93,6 +103,8 @@ private:
     sync::database::FailureSource& failures;
     const sync::database::IdentitySource& identity;
     const QString name;
+    // Guards the failure: a scan also writes on another thread.
+    std::mutex mutex;
     std::optional<sync::database::Failure> firstFailure; // since check()
     const sync::database::Listening listening;
 };

@@ -1,6 +1,8 @@
 #include <velmioctl/tree/Explanation.h>
 
 #include <base/FileError.h>
+#include <base/FilePaths.h>
+#include <base/StoreFiles.h>
 #include <base/system/Files.h>
 #include <config/FolderConfigManager.h>
 #include <config/ProductConfigManager.h>
@@ -10,11 +12,8 @@
 #include <core/PathHelpers.h>
 #include <interf/IQSqlQueryWrapper.h>
 #include <velmioctl/cli/Text.h>
-#include <velmioctl/store/OwnFiles.h>
 #include <velmioctl/store/Session.h>
 #include <velmioctl/store/WatchedDatabase.h>
-#include <velmioctl/tree/DirectoryWalk.h>
-#include <velmioctl/tree/FileState.h>
 #include <velmioctl/tree/RootFolders.h>
 
 #include <QFileInfo>
@@ -24,6 +23,7 @@
 
 using namespace Qt::StringLiterals;
 using sync::base::FileKind;
+using sync::base::isGone;
 using sync::base::Links;
 using sync::config::FolderConfiguration;
 
@@ -81,7 +81,7 @@ WalkedPath walk(const QString& start, const QString& path)
         const PathKind kind = kindOf(status->kind);
         if (index == names.size() || kind == PathKind::Link)
             return {kind, at, 0};
-        at = joinPath(at, names.at(index));
+        at = sync::base::joinPath(at, names.at(index));
     }
 }
 
@@ -218,7 +218,7 @@ private:
                 u"It is in the client's scratch folder, which is never synchronised."_s,
                 u"Move it to a folder without %1 in its path."_s.arg(quoted(scratch)));
         }
-        if (isDatabaseFile(all.path, database.path())) {
+        if (sync::base::isDatabaseFile(all.path, database.path())) {
             return out(
                 u"own-file"_s,
                 u"It belongs to the configuration database, which is never synchronised."_s);

@@ -2,11 +2,11 @@
 
 #include <config/FileConfigManager.h>
 #include <config/FolderConfigManager.h>
+#include <tree/FileState.h>
 #include <velmioctl/cli/Text.h>
 #include <velmioctl/store/References.h>
 #include <velmioctl/store/Session.h>
 #include <velmioctl/store/WatchedDatabase.h>
-#include <velmioctl/tree/FileState.h>
 #include <velmioctl/tree/RootFolders.h>
 
 #include <QFileInfo>
@@ -159,11 +159,13 @@ void Prune::run(const std::function<bool()>& stopRequested)
     };
     const auto removeFolder = [this](int id) { return session.folders().Remove(id); };
     for (MissingRecords& root : plan) {
-        removeInBatches(root.files, fileIsGone, removeFile, stopRequested, root.prunedFiles);
+        removeInBatches(
+            root.files, sync::tree::fileIsGone, removeFile, stopRequested, root.prunedFiles);
         // The deepest folders first, so that an interruption leaves none without its parent.
         std::reverse(root.folders.begin(), root.folders.end());
         removeInBatches(
-            root.folders, folderIsGone, removeFolder, stopRequested, root.prunedFolders);
+            root.folders, sync::tree::folderIsGone, removeFolder, stopRequested,
+            root.prunedFolders);
     }
 }
 

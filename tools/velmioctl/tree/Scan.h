@@ -1,72 +1,40 @@
 #pragma once
 
 #include <config/FolderConfiguration.h>
+#include <tree/TreeScan.h>
 #include <velmioctl/cli/ExitCode.h>
 #include <velmioctl/tree/Prune.h>
-#include <velmioctl/tree/RootPlace.h>
-#include <velmioctl/tree/TreeComparison.h>
 
 #include <QElapsedTimer>
 #include <QJsonObject>
 #include <QString>
 
 #include <functional>
-#include <vector>
 
 namespace velmioctl {
 
 class Progress;
 class Session;
 
-/// Which files a scan reads for their checksums.
-enum class HashMode {
-    Always,
-    Changed, ///< New files, and files whose size or times differ from the record.
-    Never,
-};
-
-/// What a scan found below one root folder.
-struct ScanCounts
+/// What a scan found below one root folder, and what was pruned there.
+struct ScanCounts : sync::tree::ScanCounts
 {
-    /// Of folders below the root, or of files.
-    struct Kind
-    {
-        long long seen = 0;
-        long long added = 0;
-        long long missing = 0;
-        long long pruned = 0;
-        long long failed = 0; ///< Could not be registered; for a file because its folder could not.
-        long long unreadable = 0;
-        long long invalidNames = 0;
-    };
-    struct Files : Kind
-    {
-        long long changed = 0;
-        long long refreshed = 0; ///< The same content; the record's times or checksum were old.
-        long long skipped = 0;   ///< Links, pipes, sockets and devices.
-        long long unstable = 0;  ///< Changed while they were read.
-    };
-
-    Kind folders;
-    Files files;
-    RootState rootState = RootState::Present; ///< Of a sum, the worst.
-    bool topLevel = false;                    ///< The root is synchronised without its subfolders.
+    long long prunedFolders = 0;
+    long long prunedFiles = 0;
+    bool topLevel = false; ///< The root is synchronised without its subfolders.
 
     ScanCounts& operator+=(const ScanCounts& other);
-
-    /// What is not in the database as it is on the disk, except for missing files and folders.
-    long long problems() const;
     bool hasFindings() const;
     QJsonObject toJson() const;
 };
 
-/// Brings the records of folders and files up to date with the disk.
-///
-/// Stores changes in batches, each in its own transaction. A batch is collected before its
-/// transaction begins, so the database is not locked while the disk is read.
-class Scan : private ComparisonHandler
+/// Brings the records of folders and files up to date with the disk, and prints what a person needs
+/// to know.
+class Scan : private sync::tree::ScanObserver
 {
 public:
+    using HashMode = sync::tree::TreeScan::HashMode;
+
     struct Options
     {
         HashMode hash = HashMode::Changed;
@@ -93,63 +61,25 @@ public:
     MissingRecords takeMissing() { return std::move(missing); }
 
 private:
-    /// A folder of the batch.
-    struct FolderWork
-    {
-        QString path;
-        int id;
-        bool refused = false;
-
-        bool isNew() const { return id == -1 && !refused; }
-    };
-
-    /// A file whose record is to be written.
-    struct FileWork
-    {
-        enum class Kind { Add, Change, Refresh };
-        Kind kind;
-        size_t folder; ///< The place of its folder in the batch.
-        int id;
-        QString path;
-        FileState state;
-        QString checkSum;
-    };
-
-    void folderFound(const Folder& folder) override;
-    void folderMissing(const Folder& folder) override;
-    void fileFound(const QString& path, const FileState& state) override;
-    void fileFound(const QString& path, const FileState& state, const KnownFile& known) override;
-    void fileMissing(const KnownFile& known) override;
-    void entrySkipped(const QString& path) override;
-    void fileInaccessible(const QString& path, int error) override;
-    void problem(const DirectoryWalk::Problem& problem) override;
+    void progress(const QString& path, const sync::tree::ScanCounts& counts) override;
+    void fileChanged(const QString& path, Change change) override;
+    void fileMissing(int id, const QString& path) override;
+    void folderMissing(int id, const QString& path) override;
+    void problem(const sync::tree::TreeProblem& problem) override;
 
     long long recordsBelow(
         const QString& table, const QString& rootColumn,
         const sync::config::FolderConfiguration& start);
-    bool hash(const QString& path, const FileState& state, QString& checkSum);
-    void collect(FileWork work);
-    void storeWhenDue();
-    void store();
-    void storeBatch();
-    void countBatch();
-    void addFolder(FolderWork& folder);
-    void addFile(const FileWork& work);
-    void updateFile(const FileWork& work);
     void warn(const QString& text);
     void warnOfRest();
-    void showProgress(const QString& path);
 
     Session& session;
-    Progress& progress;
+    Progress& line;
     const Options options;
     const std::function<bool()> stopRequested;
     sync::config::FolderConfiguration root;
     ScanCounts current;
-    std::vector<FolderWork> folders;
-    std::vector<FileWork> files;
     MissingRecords missing;
-    QElapsedTimer sinceStored;
     QElapsedTimer sinceBegun;
     // The number of files that the root had in the database, to estimate the remaining time.
     long long expectedFiles = 0;

@@ -9,6 +9,7 @@
 #include <velmioctl/store/Session.h>
 #include <velmioctl/store/WatchedDatabase.h>
 #include <velmioctl/tree/Scan.h>
+#include <velmioctl/tree/TreeTexts.h>
 
 #include <QElapsedTimer>
 
@@ -16,6 +17,7 @@
 
 using namespace Qt::StringLiterals;
 using sync::config::FolderConfiguration;
+using sync::tree::RootState;
 
 namespace velmioctl {
 
@@ -103,11 +105,11 @@ struct ScanCommandOptions
 // What a person is shown of a plan before the question.
 constexpr qsizetype ShownRemovals = 20;
 
-HashMode hashModeOf(const std::string& word)
+Scan::HashMode hashModeOf(const std::string& word)
 {
     if (word == "always")
-        return HashMode::Always;
-    return word == "never" ? HashMode::Never : HashMode::Changed;
+        return Scan::HashMode::Always;
+    return word == "never" ? Scan::HashMode::Never : Scan::HashMode::Changed;
 }
 
 /// One run of the command, from the disk to the answer.
@@ -163,8 +165,8 @@ public:
     {
         ScanSummary summary;
         for (size_t at = 0; at < counts.size(); ++at) {
-            counts[at].files.pruned = missing[at].prunedFiles;
-            counts[at].folders.pruned = missing[at].prunedFolders;
+            counts[at].prunedFiles = missing[at].prunedFiles;
+            counts[at].prunedFolders = missing[at].prunedFolders;
             summary.add(
                 trees[at], counts[at], options.scan.prune ? missing[at].toJson() : QJsonValue());
             if (!session.output.json() && !options.scan.dryRun) {

@@ -1,16 +1,24 @@
 #include <velmioctl/tree/Status.h>
 
+#include <base/FilePaths.h>
 #include <interf/IQSqlQueryWrapper.h>
 #include <velmioctl/cli/Progress.h>
 #include <velmioctl/cli/Text.h>
 #include <velmioctl/store/Session.h>
 #include <velmioctl/store/WatchedDatabase.h>
+#include <velmioctl/tree/TreeTexts.h>
 
 #include <algorithm>
 #include <array>
 
 using namespace Qt::StringLiterals;
 using sync::config::FolderConfiguration;
+using sync::tree::FileHash;
+using sync::tree::FileState;
+using sync::tree::KnownFile;
+using sync::tree::RootPlace;
+using sync::tree::RootState;
+using sync::tree::TreeComparison;
 
 namespace velmioctl {
 
@@ -76,7 +84,7 @@ QJsonObject StatusCounts::toJson() const
 
 RecordCounts countRecords(WatchedDatabase& database, const Subtree& tree)
 {
-    const QString below = joinPath(tree.start.getClientPath(), QString());
+    const QString below = sync::base::joinPath(tree.start.getClientPath(), QString());
     const auto query = database.select(
         u"SELECT count(*), count(CASE WHEN syncStatus = :syncStatus THEN 1 END)"
         u" FROM FileConfiguration WHERE rootFolderId = :rootFolderId"
@@ -108,16 +116,24 @@ bool Status::run(const FolderConfiguration& root, const FolderConfiguration& sta
     names.clear();
     rootId = root.getId();
     current.outOfSync = countRecords(session.database(), {root, start}).outOfSync;
-    current.rootState = RootPlace(session.database(), root).state();
-    if (current.rootState != RootState::Present) {
-        progress.clear();
-        session.output.error({ExitCode::Findings, describe(current.rootState, root)});
-        return true;
+    bool toItsEnd = true;
+    try {
+        toItsEnd = compare(root, start);
+    } catch (const sync::database::DatabaseError& error) {
+        session.database().fail(error);
     }
-    const bool toItsEnd = TreeComparison(session.database(), *this, stopRequested).run(root, start);
     endFolder();
     progress.clear();
+    if (current.rootState != RootState::Present)
+        session.output.error({ExitCode::Findings, describe(current.rootState, root)});
     return toItsEnd;
+}
+
+bool Status::compare(const FolderConfiguration& root, const FolderConfiguration& start)
+{
+    current.rootState = RootPlace(session.treeStore(), root).state();
+    return current.rootState != RootState::Present ||
+           TreeComparison(session.treeStore(), *this).run(root, start, stopRequested);
 }
 
 void Status::folderFound(const Folder& found)
@@ -166,12 +182,7 @@ void Status::entrySkipped(const QString&)
     ++current.skipped;
 }
 
-void Status::fileInaccessible(const QString& path, int error)
-{
-    warn(describeInaccessible(path, error));
-}
-
-void Status::problem(const DirectoryWalk::Problem& problem)
+void Status::problem(const sync::tree::TreeProblem& problem)
 {
     warn(describe(problem));
 }

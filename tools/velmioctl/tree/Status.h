@@ -1,8 +1,8 @@
 #pragma once
 
 #include <config/FolderConfiguration.h>
-#include <velmioctl/tree/RootPlace.h>
-#include <velmioctl/tree/TreeComparison.h>
+#include <tree/RootPlace.h>
+#include <tree/TreeComparison.h>
 
 #include <QJsonArray>
 #include <QJsonObject>
@@ -27,9 +27,9 @@ struct StatusCounts
     long long outOfSync = 0; ///< Records with that status, which is not a difference.
     long long newFolders = 0;
     long long missingFolders = 0;
-    long long skipped = 0;                    ///< Links, pipes, sockets and devices.
-    long long problems = 0;                   ///< Places and files that cannot be read or stored.
-    RootState rootState = RootState::Present; ///< Of a sum, the worst.
+    long long skipped = 0;  ///< Links, pipes, sockets and devices.
+    long long problems = 0; ///< Places and files that cannot be read or stored.
+    sync::tree::RootState rootState = sync::tree::RootState::Present; ///< Of a sum, the worst.
 
     StatusCounts& operator+=(const StatusCounts& other);
     /// True if the disk and the records agree.
@@ -48,7 +48,7 @@ struct RecordCounts
 RecordCounts countRecords(WatchedDatabase& database, const Subtree& tree);
 
 /// Shows how the files below root folders differ from their records. Writes nothing.
-class Status : private ComparisonHandler
+class Status : private sync::tree::ComparisonHandler
 {
 public:
     /// With `summary` it only counts.
@@ -70,14 +70,20 @@ public:
 private:
     void folderFound(const Folder& folder) override;
     void folderMissing(const Folder& folder) override;
-    void fileFound(const QString& path, const FileState& state) override;
-    void fileFound(const QString& path, const FileState& state, const KnownFile& known) override;
-    void fileMissing(const KnownFile& known) override;
+    void fileFound(const QString& path, const sync::tree::FileState& state) override;
+    void fileFound(
+        const QString& path, const sync::tree::FileState& state,
+        const sync::tree::KnownFile& known) override;
+    void fileMissing(const sync::tree::KnownFile& known) override;
     void entrySkipped(const QString& path) override;
-    void fileInaccessible(const QString& path, int error) override;
-    void problem(const DirectoryWalk::Problem& problem) override;
+    void problem(const sync::tree::TreeProblem& problem) override;
 
-    bool isModified(const QString& path, const FileState& state, const KnownFile& known);
+    bool compare(
+        const sync::config::FolderConfiguration& root,
+        const sync::config::FolderConfiguration& start);
+    bool isModified(
+        const QString& path, const sync::tree::FileState& state,
+        const sync::tree::KnownFile& known);
     void beginFolder(const Folder& folder, const QString& state);
     void endFolder();
     void showFolder();

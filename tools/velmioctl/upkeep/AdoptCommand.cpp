@@ -1,11 +1,11 @@
 #include <velmioctl/upkeep/Commands.h>
 
 #include <database/SqliteDatabaseFactory.h>
+#include <tree/RootPlace.h>
 #include <velmioctl/cli/CommandLine.h>
 #include <velmioctl/cli/Text.h>
 #include <velmioctl/store/Session.h>
 #include <velmioctl/store/WatchedDatabase.h>
-#include <velmioctl/tree/RootPlace.h>
 
 using namespace Qt::StringLiterals;
 
@@ -23,7 +23,7 @@ void adopt(Session& session, bool yes)
                      quoted(database.path())));
         try {
             // First: with a place of another machine, a scan could refuse a root folder.
-            RootPlace::forgetAll(database);
+            sync::tree::RootPlace::forgetAll(session.treeStore());
             database.engine().adopt();
         } catch (const sync::database::DatabaseError& error) {
             throw commandError(error);

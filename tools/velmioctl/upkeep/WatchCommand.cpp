@@ -3,13 +3,13 @@
 #include <database/SqliteDatabaseFactory.h>
 #include <interf/IQSqlDatabaseWrapper.h>
 #include <interf/IQSqlQueryWrapper.h>
+#include <tree/FileState.h>
 #include <velmioctl/cli/CommandLine.h>
 #include <velmioctl/cli/Interruption.h>
 #include <velmioctl/cli/Text.h>
 #include <velmioctl/store/Columns.h>
 #include <velmioctl/store/Session.h>
 #include <velmioctl/store/WatchedDatabase.h>
-#include <velmioctl/tree/FileState.h>
 
 #include <QJsonDocument>
 
@@ -21,6 +21,8 @@
 using namespace Qt::StringLiterals;
 using sync::database::DatabaseError;
 using sync::database::SqliteDatabaseFactory;
+using sync::tree::FileState;
+using sync::tree::readFileState;
 
 namespace velmioctl {
 

@@ -2,7 +2,7 @@
 
 #include <QString>
 
-namespace velmioctl {
+namespace sync::base {
 
 /// True if a name is that of the database file or of one of its companions (WAL and so on).
 bool isDatabaseFileName(const QString& name, const QString& databaseName);
@@ -10,4 +10,4 @@ bool isDatabaseFileName(const QString& name, const QString& databaseName);
 /// True if an absolute path is that of the database file or of one of its companions.
 bool isDatabaseFile(const QString& path, const QString& databasePath);
 
-} // namespace velmioctl
+} // namespace sync::base

@@ -1,25 +1,30 @@
-#include <velmioctl/tree/TreeComparison.h>
+#include <tree/TreeComparison.h>
 
 #include <base/FileError.h>
 #include <base/FilePaths.h>
-#include <base/WindowsNames.h>
+#include <base/StoreFiles.h>
+#include <config/FolderConfiguration.h>
 #include <database/DatabaseBackups.h>
-#include <interf/IQSqlQueryWrapper.h>
-#include <velmioctl/cli/Text.h>
-#include <velmioctl/store/OwnFiles.h>
-#include <velmioctl/store/WatchedDatabase.h>
+#include <tree/store/StoreQueries.h>
+#include <tree/walk/DirectoryWalk.h>
+#include <tree/walk/DiskState.h>
 
 #include <QFileInfo>
+#include <QHash>
 #include <QSet>
 
 #include <algorithm>
 #include <cerrno>
 
 using namespace Qt::StringLiterals;
+using sync::base::FileId;
+using sync::base::joinPath;
+using sync::base::Links;
+using sync::base::statusOf;
 using sync::base::textOfName;
 using sync::config::FolderConfiguration;
 
-namespace velmioctl {
+namespace sync::tree {
 
 namespace {
 
@@ -47,14 +52,14 @@ std::optional<qint64> numberOrNothing(const QVariant& value)
     return value.isNull() ? std::nullopt : std::optional(value.toLongLong());
 }
 
-std::optional<sync::base::FileId> idOf(const std::optional<sync::base::FileStatus>& status)
+std::optional<FileId> idOf(const std::optional<base::FileStatus>& status)
 {
     return status ? std::optional(status->id) : std::nullopt;
 }
 
-std::optional<sync::base::FileId> idOfFolder(const QString& path)
+std::optional<FileId> idOfFolder(const QString& path)
 {
-    return idOf(sync::base::statusOf(path, sync::base::Links::Follow));
+    return idOf(statusOf(path, Links::Follow));
 }
 
 bool isAscii(QStringView text)
@@ -102,8 +107,8 @@ bool hasName(const DirectoryWalk::Folder& folder, const std::string& name)
 // folder also has its name.
 bool isRecordOf(const QString& path, const DirectoryWalk::Folder& found, const std::string& name)
 {
-    const auto recorded = idOf(sync::base::statusOf(path, sync::base::Links::Keep));
-    return recorded && recorded == idOf(sync::base::statusOf(found.descriptor, name.c_str())) &&
+    const auto recorded = idOf(statusOf(path, Links::Keep));
+    return recorded && recorded == idOf(statusOf(found.descriptor, name.c_str())) &&
            !hasName(found, nameIn(path).toString().toStdString());
 }
 
@@ -124,33 +129,12 @@ bool takeForm(
     return false;
 }
 
-bool isFolder(const DirectoryWalk::Folder& found, const std::optional<sync::base::FileId>& wanted)
+bool isFolder(const DirectoryWalk::Folder& found, const std::optional<FileId>& wanted)
 {
-    return wanted && found.isOpen() && idOf(sync::base::statusOf(found.descriptor)) == wanted;
+    return wanted && found.isOpen() && idOf(statusOf(found.descriptor)) == wanted;
 }
 
 } // namespace
-
-QString describe(const DirectoryWalk::Problem& problem)
-{
-    using Kind = DirectoryWalk::Problem::Kind;
-    if (problem.kind == Kind::Unreadable) {
-        return u"The folder %1 cannot be read: %2. Change its permissions, and run the command again."_s
-            .arg(
-                quoted(QString::fromUtf8(problem.path)),
-                sync::base::systemErrorText(problem.error));
-    }
-    const auto path = textOfName(problem.path.toStdString());
-    return u"The name of the %1 \"%2\" %3, so it cannot be synchronised. Rename it."_s.arg(
-        problem.kind == Kind::InvalidFileName ? u"file"_s : u"folder"_s, escapeBytes(problem.path),
-        path ? sync::base::windowsNameProblem(nameIn(*path)) : u"is not valid UTF-8"_s);
-}
-
-QString describeInaccessible(const QString& path, int error)
-{
-    return u"The file %1 is not accessible: %2. Change its permissions, and run the command again."_s
-        .arg(quoted(path), sync::base::systemErrorText(error));
-}
 
 bool KnownFile::matches(const FileState& state) const
 {
@@ -158,29 +142,90 @@ bool KnownFile::matches(const FileState& state) const
            agree(createdMs, state.createdMs);
 }
 
-TreeComparison::TreeComparison(
-    WatchedDatabase& database, ComparisonHandler& handler, std::function<bool()> stopRequested)
-    : database(database)
-    , handler(handler)
-    , stopRequested(std::move(stopRequested))
+ComparisonHandler::~ComparisonHandler() = default;
+
+class TreeComparison::Run
 {
-    const QFileInfo file(QFileInfo(database.path()).canonicalFilePath());
-    ownFolder = idOfFolder(file.absolutePath());
-    ownName = file.fileName();
-    backupFolder = idOfFolder(sync::database::DatabaseBackups(file.absoluteFilePath()).folder());
+public:
+    Run(TreeStore givenStore, ComparisonHandler& handler, IgnoreRule ignored)
+        : store(std::move(givenStore))
+        , queries(*store.database)
+        , handler(handler)
+        , ignored(std::move(ignored))
+    {
+        if (store.path.isEmpty())
+            return;
+        const QFileInfo file(QFileInfo(store.path).canonicalFilePath());
+        ownFolder = idOfFolder(file.absolutePath());
+        ownName = file.fileName();
+        backupFolder = idOfFolder(database::DatabaseBackups(file.absoluteFilePath()).folder());
+    }
+
+    bool run(
+        const FolderConfiguration& root, const FolderConfiguration& start,
+        const std::function<bool()>& stopRequested);
+
+private:
+    using Folder = ComparisonHandler::Folder;
+
+    int idOf(const QString& path);
+    bool compareFiles(
+        const Folder& folder, const DirectoryWalk::Folder& found,
+        const std::function<bool()>& stopRequested);
+    void compareEntry(
+        const DirectoryWalk::Folder& found, const DirectoryWalk::Entry& entry, bool besideDatabase);
+    void compareSubfolders(const Folder& folder, DirectoryWalk::Folder& found);
+    std::optional<size_t> positionInOtherForm(
+        const DirectoryWalk::Folder& found, const std::string& name, const QString& path);
+    void reportMissingTree(const Folder& top);
+    void readKnownFiles(int folderId);
+    std::vector<Folder> readSubfolders(int folderId);
+
+    const TreeStore store;
+    const StoreQueries queries;
+    ComparisonHandler& handler;
+    const IgnoreRule ignored;
+    // Subfolders not visited yet: path -> id
+    QHash<QString, int> ids;
+    // Of the current folder: path -> place in `known`
+    QHash<QString, size_t> positions;
+    // The same by the composed name, of those that are not ASCII; made when it is needed.
+    std::optional<QMultiHash<QString, size_t>> otherForms;
+    std::vector<KnownFile> known;
+    std::vector<bool> seen;
+    // The folder of the store, the name of its file, and the folder of its backups.
+    std::optional<FileId> ownFolder;
+    QString ownName;
+    std::optional<FileId> backupFolder;
+};
+
+TreeComparison::TreeComparison(TreeStore store, ComparisonHandler& handler, IgnoreRule ignored)
+    : impl(std::make_unique<Run>(std::move(store), handler, std::move(ignored)))
+{
 }
 
-bool TreeComparison::run(const FolderConfiguration& root, const FolderConfiguration& start)
+TreeComparison::~TreeComparison() = default;
+
+bool TreeComparison::run(
+    const FolderConfiguration& root, const FolderConfiguration& start,
+    const std::function<bool()>& stopRequested)
+{
+    return impl->run(root, start, stopRequested);
+}
+
+bool TreeComparison::Run::run(
+    const FolderConfiguration& root, const FolderConfiguration& start,
+    const std::function<bool()>& stopRequested)
 {
     const QString path = start.getClientPath();
     if (start.getId() != root.getId() && folderIsGone(path)) {
         reportMissingTree({path, start.getId()});
         return true;
     }
-    const bool topLevel = root.getFolderOption() == sync::config::TopLevelOnly;
+    const bool topLevel = root.getFolderOption() == config::TopLevelOnly;
     const auto depth = topLevel ? DirectoryWalk::Depth::TopLevel : DirectoryWalk::Depth::All;
     DirectoryWalk walk(
-        path, depth, [this](const DirectoryWalk::Problem& problem) { handler.problem(problem); });
+        path, depth, [this](const TreeProblem& problem) { handler.problem(problem); }, ignored);
     ids.clear();
     ids.insert(path, start.getId());
     while (!stopRequested()) {
@@ -191,7 +236,7 @@ bool TreeComparison::run(const FolderConfiguration& root, const FolderConfigurat
             continue;
         const Folder folder{found->path, idOf(found->path)};
         handler.folderFound(folder);
-        if (!compareFiles(folder, *found))
+        if (!compareFiles(folder, *found, stopRequested))
             return false;
         if (!topLevel)
             compareSubfolders(folder, *found);
@@ -199,7 +244,7 @@ bool TreeComparison::run(const FolderConfiguration& root, const FolderConfigurat
     return false;
 }
 
-int TreeComparison::idOf(const QString& path)
+int TreeComparison::Run::idOf(const QString& path)
 {
     if (const auto at = ids.find(path); at != ids.end()) {
         const int id = *at;
@@ -207,15 +252,17 @@ int TreeComparison::idOf(const QString& path)
         return id;
     }
     // Also a folder whose record has another parent than the one on the disk.
-    const auto query = database.select(
+    const auto query = queries.select(
         u"SELECT id FROM FolderConfiguration WHERE clientPath = :clientPath"_s,
         {{u":clientPath"_s, path}});
     const bool found = query->next();
-    database.check();
+    queries.check(*query);
     return found ? query->value(0).toInt() : -1;
 }
 
-bool TreeComparison::compareFiles(const Folder& folder, const DirectoryWalk::Folder& found)
+bool TreeComparison::Run::compareFiles(
+    const Folder& folder, const DirectoryWalk::Folder& found,
+    const std::function<bool()>& stopRequested)
 {
     readKnownFiles(folder.id);
     const bool besideDatabase = isFolder(found, ownFolder);
@@ -233,11 +280,11 @@ bool TreeComparison::compareFiles(const Folder& folder, const DirectoryWalk::Fol
     return true;
 }
 
-void TreeComparison::compareEntry(
+void TreeComparison::Run::compareEntry(
     const DirectoryWalk::Folder& found, const DirectoryWalk::Entry& entry, bool besideDatabase)
 {
     const QString name = textOfName(entry.name).value_or(QString());
-    if (besideDatabase && isDatabaseFileName(name, ownName))
+    if (besideDatabase && base::isDatabaseFileName(name, ownName))
         return;
     const QString path = joinPath(found.path, name);
     if (!entry.regular) {
@@ -247,8 +294,9 @@ void TreeComparison::compareEntry(
     const auto state = readFileState(found.descriptor, entry.name.c_str());
     if (!state) {
         // A known file that vanished since the folder was read is missing.
-        if (!isGone(errno))
-            handler.fileInaccessible(path, errno);
+        if (const int error = errno; !base::isGone(error)) {
+            handler.problem({TreeProblem::Kind::InaccessibleFile, path.toUtf8(), error});
+        }
         return;
     }
     if (!state->regular) {
@@ -266,7 +314,7 @@ void TreeComparison::compareEntry(
     handler.fileFound(known[*position].clientPath, *state, known[*position]);
 }
 
-std::optional<size_t> TreeComparison::positionInOtherForm(
+std::optional<size_t> TreeComparison::Run::positionInOtherForm(
     const DirectoryWalk::Folder& found, const std::string& name, const QString& path)
 {
     if (known.empty() || isAscii(nameIn(path)))
@@ -279,7 +327,7 @@ std::optional<size_t> TreeComparison::positionInOtherForm(
     return own == last ? std::nullopt : std::optional(*own);
 }
 
-void TreeComparison::compareSubfolders(const Folder& folder, DirectoryWalk::Folder& found)
+void TreeComparison::Run::compareSubfolders(const Folder& folder, DirectoryWalk::Folder& found)
 {
     if (folder.id == -1)
         return;
@@ -295,7 +343,7 @@ void TreeComparison::compareSubfolders(const Folder& folder, DirectoryWalk::Fold
     }
 }
 
-void TreeComparison::reportMissingTree(const Folder& top)
+void TreeComparison::Run::reportMissingTree(const Folder& top)
 {
     std::vector<Folder> pending{top};
     // In a damaged table a folder may be below itself.
@@ -316,13 +364,13 @@ void TreeComparison::reportMissingTree(const Folder& top)
     }
 }
 
-void TreeComparison::readKnownFiles(int folderId)
+void TreeComparison::Run::readKnownFiles(int folderId)
 {
     known.clear();
     positions.clear();
     otherForms.reset();
     if (folderId != -1) {
-        const auto query = database.select(SelectFiles, {{u":folderConfigurationId"_s, folderId}});
+        const auto query = queries.select(SelectFiles, {{u":folderConfigurationId"_s, folderId}});
         while (query->next()) {
             positions.insert(query->value(1).toString(), known.size());
             known.push_back(
@@ -331,21 +379,21 @@ void TreeComparison::readKnownFiles(int folderId)
                  query->value(3).toString()});
         }
         // With rows missing, known files would look new, and folders empty.
-        database.check();
+        queries.check(*query);
     }
     seen.assign(known.size(), false);
 }
 
-std::vector<TreeComparison::Folder> TreeComparison::readSubfolders(int folderId)
+std::vector<ComparisonHandler::Folder> TreeComparison::Run::readSubfolders(int folderId)
 {
-    const auto query = database.select(
+    const auto query = queries.select(
         u"SELECT id, clientPath FROM FolderConfiguration WHERE parentId = :parentId"_s,
         {{u":parentId"_s, folderId}});
     std::vector<Folder> folders;
     while (query->next())
         folders.push_back({query->value(1).toString(), query->value(0).toInt()});
-    database.check();
+    queries.check(*query);
     return folders;
 }
 
-} // namespace velmioctl
+} // namespace sync::tree

@@ -1,49 +1,45 @@
 #pragma once
+#include <core/PosixSync.h>
 
 #include <config/FolderConfiguration.h>
+#include <core/Export.h>
+#include <tree/TreeStore.h>
 
 #include <QString>
 
-namespace velmioctl {
-
-class WatchedDatabase;
+namespace sync::tree {
 
 /// What is at the path of a root folder, the worst last.
 enum class RootState {
-    Present,
+    Present,    ///< The directory that the records are about.
     Exchanged,  ///< Another directory, without most of what is recorded.
     Empty,      ///< An empty directory, although something is recorded: perhaps an unmounted drive.
     Unreadable, ///< It is not known what is there.
     Missing,    ///< No directory.
 };
 
-/// "present", "exchanged", "empty", "unreadable" or "missing".
-QString wordFor(RootState state);
-
-/// The error for a root folder that is not present.
-QString describe(RootState state, const sync::config::FolderConfiguration& root);
-
 /// The place of a root folder: the volume and the directory that it was last seen as.
 ///
 /// Neither identifies it for sure: a restored home folder is another directory, and some network
 /// drives assign new file numbers at each mount. So another place is accepted with the same
 /// content.
-class RootPlace
+class VELMIO_TREE_EXPORT RootPlace
 {
 public:
-    /// Both must live as long as this.
-    RootPlace(WatchedDatabase& database, const sync::config::FolderConfiguration& root);
+    /// The place of a root folder of a store of the embedded engine.
+    RootPlace(TreeStore store, config::FolderConfiguration root);
 
-    /// Writes nothing. Throws CommandError when the database fails.
+    /// Writes nothing. Throws database::DatabaseError when the store fails.
     RootState state() const;
 
     /// Stores the place of the directory that is there now, unless most of what is recorded
-    /// directly in the root is missing and `always` is false. Throws CommandError when the database
-    /// fails.
+    /// directly in the root is missing and `always` is false. Throws database::DatabaseError when
+    /// the store fails.
     void remember(bool always) const;
 
-    /// Forgets all places, because those of another machine mean nothing here.
-    static void forgetAll(WatchedDatabase& database);
+    /// Forgets all places, because those of another machine mean nothing here. Throws
+    /// database::DatabaseError when the store fails.
+    static void forgetAll(const TreeStore& store);
 
 private:
     struct Mark
@@ -58,8 +54,8 @@ private:
     Mark storedMark() const;
     bool holdsItsContent() const;
 
-    WatchedDatabase& database;
-    const sync::config::FolderConfiguration& root;
+    const TreeStore store;
+    const config::FolderConfiguration root;
 };
 
-} // namespace velmioctl
+} // namespace sync::tree

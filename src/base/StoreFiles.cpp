@@ -1,4 +1,4 @@
-#include <velmioctl/store/OwnFiles.h>
+#include <base/StoreFiles.h>
 
 #include <QFileInfo>
 
@@ -7,7 +7,7 @@
 
 using namespace Qt::StringLiterals;
 
-namespace velmioctl {
+namespace sync::base {
 
 bool isDatabaseFileName(const QString& name, const QString& databaseName)
 {
@@ -25,4 +25,4 @@ bool isDatabaseFile(const QString& path, const QString& databasePath)
            isDatabaseFileName(file.fileName(), database.fileName());
 }
 
-} // namespace velmioctl
+} // namespace sync::base

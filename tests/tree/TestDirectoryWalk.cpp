@@ -1,4 +1,4 @@
-#include <velmioctl/tree/DirectoryWalk.h>
+#include <tree/walk/DirectoryWalk.h>
 
 #include <base/FilePaths.h>
 
@@ -13,7 +13,7 @@
 
 using namespace Qt::StringLiterals;
 
-namespace velmioctl {
+namespace sync::tree {
 
 namespace {
 
@@ -38,15 +38,14 @@ struct Walked
     QStringList files;
     QStringList others; // links, pipes, sockets and devices
     QStringList incomplete;
-    QList<DirectoryWalk::Problem> problems;
+    QList<TreeProblem> problems;
 };
 
 Walked walk(const QString& root, DirectoryWalk::Depth depth = DirectoryWalk::Depth::All)
 {
     Walked walked;
-    DirectoryWalk walk(root, depth, [&walked](const DirectoryWalk::Problem& problem) {
-        walked.problems += problem;
-    });
+    DirectoryWalk walk(
+        root, depth, [&walked](const TreeProblem& problem) { walked.problems += problem; });
     const auto relative = [&root](const QString& path) {
         return path.mid(root.size() + (root.endsWith(u'/') ? 0 : 1));
     };
@@ -57,7 +56,7 @@ Walked walk(const QString& root, DirectoryWalk::Depth depth = DirectoryWalk::Dep
             walked.incomplete += relative(folder->path);
         for (const DirectoryWalk::Entry& entry : folder->entries) {
             const QString path = relative(
-                joinPath(folder->path, sync::base::textOfName(entry.name).value_or(QString())));
+                base::joinPath(folder->path, base::textOfName(entry.name).value_or(QString())));
             (entry.regular ? walked.files : walked.others) += path;
         }
     }
@@ -172,9 +171,9 @@ private Q_SLOTS:
 
         QCOMPARE(walked.folders, QStringList{u"good"_s});
         QCOMPARE(walked.problems.size(), 2);
-        QCOMPARE(walked.problems.first().kind, DirectoryWalk::Problem::Kind::InvalidFolderName);
+        QCOMPARE(walked.problems.first().kind, TreeProblem::Kind::InvalidFolderName);
         QCOMPARE(walked.problems.first().path, bad);
-        QCOMPARE(walked.problems.last().kind, DirectoryWalk::Problem::Kind::InvalidFileName);
+        QCOMPARE(walked.problems.last().kind, TreeProblem::Kind::InvalidFileName);
         QCOMPARE(walked.problems.last().path, badFile);
         QVERIFY(walked.files.isEmpty());
     }
@@ -202,7 +201,7 @@ private Q_SLOTS:
         QCOMPARE(walked.folders, (QStringList{u"closed"_s, u"open"_s}));
         QCOMPARE(walked.incomplete, QStringList{u"closed"_s});
         QCOMPARE(walked.problems.size(), 1);
-        QCOMPARE(walked.problems.first().kind, DirectoryWalk::Problem::Kind::Unreadable);
+        QCOMPARE(walked.problems.first().kind, TreeProblem::Kind::UnreadableFolder);
         QCOMPARE(walked.problems.first().path, closed);
         QCOMPARE(walked.problems.first().error, EACCES);
     }
@@ -224,9 +223,9 @@ private Q_SLOTS:
         tree.makeFolder(u"a"_s);
         tree.makeFolder(u"b"_s);
         int problems = 0;
-        DirectoryWalk walk(
-            tree.root(), DirectoryWalk::Depth::All,
-            [&problems](const DirectoryWalk::Problem&) { ++problems; });
+        DirectoryWalk walk(tree.root(), DirectoryWalk::Depth::All, [&problems](const TreeProblem&) {
+            ++problems;
+        });
 
         QVERIFY(walk.next());
         const QString first = walk.next()->path;
@@ -242,8 +241,7 @@ private Q_SLOTS:
     {
         const Tree tree;
         tree.makeFolder(u"disk/inside"_s);
-        DirectoryWalk walk(
-            tree.root(), DirectoryWalk::Depth::All, [](const DirectoryWalk::Problem&) {});
+        DirectoryWalk walk(tree.root(), DirectoryWalk::Depth::All, [](const TreeProblem&) {});
 
         DirectoryWalk::Folder* const root = walk.next();
         QVERIFY(root);
@@ -263,8 +261,7 @@ private Q_SLOTS:
         const Tree other;
         other.makeFolder(u"inside"_s);
         tree.makeFolder(u"a"_s);
-        DirectoryWalk walk(
-            tree.root(), DirectoryWalk::Depth::All, [](const DirectoryWalk::Problem&) {});
+        DirectoryWalk walk(tree.root(), DirectoryWalk::Depth::All, [](const TreeProblem&) {});
         QVERIFY(walk.next());
 
         QVERIFY(QDir(tree.root()).rmdir(u"a"_s));
@@ -286,7 +283,7 @@ private Q_SLOTS:
     }
 };
 
-} // namespace velmioctl
+} // namespace sync::tree
 
-QTEST_GUILESS_MAIN(velmioctl::TestDirectoryWalk)
+QTEST_GUILESS_MAIN(sync::tree::TestDirectoryWalk)
 #include "TestDirectoryWalk.moc"

@@ -1,6 +1,9 @@
-#include <velmioctl/tree/FileState.h>
+#include <tree/FileState.h>
 
+#include <base/FileError.h>
 #include <config/Sha256FileHash.h>
+#include <interf/ICryptographicHash.h>
+#include <tree/walk/DiskState.h>
 
 #include <cerrno>
 
@@ -9,7 +12,7 @@ using sync::base::FileStatus;
 using sync::base::Links;
 using sync::base::statusOf;
 
-namespace velmioctl {
+namespace sync::tree {
 
 namespace {
 
@@ -32,9 +35,9 @@ std::optional<FileState> stateOf(const std::optional<FileStatus>& status)
 
 } // namespace
 
-std::optional<FileState> readFileState(sync::base::NativeFile directory, const char* name)
+std::optional<FileState> readFileState(base::NativeFile folder, const char* name)
 {
-    return stateOf(statusOf(directory, name));
+    return stateOf(statusOf(folder, name));
 }
 
 std::optional<FileState> readFileState(const QString& path)
@@ -42,26 +45,22 @@ std::optional<FileState> readFileState(const QString& path)
     return stateOf(statusOf(path, Links::Keep));
 }
 
-bool isGone(int error)
-{
-    return error == ENOENT || error == ENOTDIR;
-}
-
 bool fileIsGone(const QString& path)
 {
     const auto state = readFileState(path);
-    return state ? !state->regular : isGone(errno);
+    return state ? !state->regular : base::isGone(errno);
 }
 
 bool folderIsGone(const QString& path)
 {
     const auto status = statusOf(path, Links::Keep);
-    return status ? status->kind != FileKind::Folder : isGone(errno);
+    return status ? status->kind != FileKind::Folder : base::isGone(errno);
 }
 
-FileHash hashFile(const QString& path, const FileState& before)
+FileHash hashFile(const QString& path, const FileState& before, interf::ICryptographicHash* hash)
 {
-    const QString checkSum = sync::config::Sha256FileHash().GetFileHash(path);
+    const QString checkSum =
+        hash ? hash->GetFileHash(path) : config::Sha256FileHash().GetFileHash(path);
     const auto after = readFileState(path);
     if (!after || *after != before)
         return {FileHash::Outcome::Unstable, {}};
@@ -70,4 +69,4 @@ FileHash hashFile(const QString& path, const FileState& before)
     return {FileHash::Outcome::Done, checkSum};
 }
 
-} // namespace velmioctl
+} // namespace sync::tree

@@ -1,8 +1,8 @@
 #pragma once
 
 #include <base/system/FolderEntries.h>
+#include <tree/TreeComparison.h>
 
-#include <QByteArray>
 #include <QString>
 
 #include <functional>
@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-namespace velmioctl {
+namespace sync::tree {
 
 /// Visits a root and every folder below it, parents before their children, siblings sorted by name.
 ///
@@ -19,20 +19,7 @@ namespace velmioctl {
 class DirectoryWalk
 {
 public:
-    struct Problem
-    {
-        enum class Kind {
-            Unreadable,
-            /// The name is not valid UTF-8, so no record can hold it, or on Windows one with which
-            /// programs open something else.
-            InvalidFolderName,
-            InvalidFileName,
-        };
-        Kind kind;
-        QByteArray path;
-        int error; ///< errno of an unreadable folder.
-    };
-    using Report = std::function<void(const Problem& problem)>;
+    using Report = std::function<void(const TreeProblem& problem)>;
 
     /// Anything in a folder except subfolders.
     struct Entry
@@ -51,7 +38,7 @@ public:
     {
         QString path;
         /// Open until the next step; -1 when unreadable.
-        sync::base::NativeFile descriptor = -1;
+        base::NativeFile descriptor = -1;
         bool complete = false;          ///< It was read to its end.
         std::vector<Entry> entries;     ///< By name.
         std::vector<Subfolder> folders; ///< By name, the last one first.
@@ -61,8 +48,9 @@ public:
 
     enum class Depth { TopLevel, All };
 
-    /// `root` is an absolute path; `report` is called for every place that cannot be read.
-    DirectoryWalk(const QString& root, Depth depth, Report report);
+    /// `root` is an absolute path; `report` is called for every place that cannot be read. What is
+    /// `ignored` is left out.
+    DirectoryWalk(const QString& root, Depth depth, Report report, IgnoreRule ignored = {});
 
     /// The next folder, beginning with the root; null at the end. Owned by the walk, and valid
     /// until the next call.
@@ -79,20 +67,17 @@ private:
 
     bool read(bool isRoot);
     void readEntries();
-    void addEntry(const sync::base::FolderReader::Entry& entry);
+    void addEntry(const base::FolderReader::Entry& entry);
 
     const Depth depth;
     const Report report;
+    const IgnoreRule ignored;
     bool atRoot = true;
     // Not visited yet, the next one last.
     std::vector<Place> pending;
     std::string onDisk; // the path of `folder`
-    std::optional<sync::base::FolderReader> reader;
+    std::optional<base::FolderReader> reader;
     Folder folder;
 };
 
-/// A path and the name of something in it.
-std::string joinPath(const std::string& folder, const std::string& name);
-QString joinPath(const QString& folder, const QString& name);
-
-} // namespace velmioctl
+} // namespace sync::tree

@@ -1,4 +1,4 @@
-#include <velmioctl/tree/DirectoryWalk.h>
+#include <tree/walk/DirectoryWalk.h>
 
 #include <base/FilePaths.h>
 #include <base/WindowsNames.h>
@@ -9,11 +9,12 @@
 
 using sync::base::FileKind;
 using sync::base::FolderReader;
+using sync::base::joinPath;
 using sync::base::Links;
 using sync::base::textOfName;
 using sync::base::windowsNameProblem;
 
-namespace velmioctl {
+namespace sync::tree {
 
 namespace {
 
@@ -24,9 +25,10 @@ bool isVanished(int error)
 
 } // namespace
 
-DirectoryWalk::DirectoryWalk(const QString& root, Depth depth, Report report)
+DirectoryWalk::DirectoryWalk(const QString& root, Depth depth, Report report, IgnoreRule ignored)
     : depth(depth)
     , report(std::move(report))
+    , ignored(std::move(ignored))
     , pending{{root.toStdString(), root}}
 {
 }
@@ -66,7 +68,7 @@ bool DirectoryWalk::read(bool isRoot)
     // exist.
     if (isVanished(error) && !isRoot)
         return false;
-    report({Problem::Kind::Unreadable, QByteArray::fromStdString(onDisk), error});
+    report({TreeProblem::Kind::UnreadableFolder, QByteArray::fromStdString(onDisk), error});
     return true;
 }
 
@@ -76,7 +78,7 @@ void DirectoryWalk::readEntries()
         addEntry(*entry);
     folder.complete = errno == 0;
     if (!folder.complete)
-        report({Problem::Kind::Unreadable, QByteArray::fromStdString(onDisk), errno});
+        report({TreeProblem::Kind::UnreadableFolder, QByteArray::fromStdString(onDisk), errno});
 
     std::sort(
         folder.entries.begin(), folder.entries.end(),
@@ -93,15 +95,17 @@ void DirectoryWalk::addEntry(const FolderReader::Entry& entry)
 
     const auto text = textOfName(name);
     // Windows returns names with which programs open something else: "a." is the file "a" to them.
-    static const bool reservesNames = sync::base::pathLimits().reservesNames;
+    static const bool reservesNames = base::pathLimits().reservesNames;
     if (!text || (reservesNames && !windowsNameProblem(*text).isEmpty())) {
         const auto kind =
-            isFolder ? Problem::Kind::InvalidFolderName : Problem::Kind::InvalidFileName;
-        report({kind, QByteArray::fromStdString(joinPath(onDisk, name)), 0});
+            isFolder ? TreeProblem::Kind::InvalidFolderName : TreeProblem::Kind::InvalidFileName;
+        report({kind, QByteArray::fromStdString(joinPath(onDisk, name))});
         return;
     }
     // For the library a path that contains this name anywhere is not synchronised.
-    if (text->contains(sync::core::consts::TEMP_FOLDER_NAME, Qt::CaseInsensitive))
+    if (text->contains(core::consts::TEMP_FOLDER_NAME, Qt::CaseInsensitive))
+        return;
+    if (ignored && ignored(joinPath(folder.path, *text), isFolder))
         return;
     if (isFolder)
         folder.folders.push_back({std::move(name), joinPath(folder.path, *text)});
@@ -110,14 +114,4 @@ void DirectoryWalk::addEntry(const FolderReader::Entry& entry)
             {std::move(name), entry.kind == FileKind::File || entry.kind == FileKind::Unknown});
 }
 
-std::string joinPath(const std::string& folder, const std::string& name)
-{
-    return folder.ends_with('/') ? folder + name : folder + '/' + name;
-}
-
-QString joinPath(const QString& folder, const QString& name)
-{
-    return folder.endsWith(u'/') ? folder + name : folder + u'/' + name;
-}
-
-} // namespace velmioctl
+} // namespace sync::tree

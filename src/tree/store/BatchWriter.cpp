@@ -1,0 +1,236 @@
+#include <tree/store/BatchWriter.h>
+
+#include <config/FileConfigManager.h>
+#include <config/FolderConfigManager.h>
+#include <config/Sha256FileHash.h>
+#include <core/PathHelpers.h>
+#include <database/HostTransaction.h>
+
+#include <algorithm>
+#include <chrono>
+#include <utility>
+
+using namespace Qt::StringLiterals;
+using sync::config::FileConfigManager;
+using sync::config::FileConfiguration;
+using sync::config::FolderConfigManager;
+
+namespace sync::tree {
+
+namespace {
+
+// How often a waiting scan asks whether it shall stop.
+constexpr std::chrono::milliseconds StopInterval(100);
+
+QDateTime utcTime(qint64 ms)
+{
+    return QDateTime::fromMSecsSinceEpoch(ms, Qt::UTC);
+}
+
+void setFileState(FileConfiguration& file, const FileWork& work)
+{
+    file.setSize(work.state.size);
+    file.setCreatedDateTime(utcTime(work.state.createdMs));
+    file.setLastModifiedDateTime(utcTime(work.state.modifiedMs));
+    file.setCheckSum(work.checkSum);
+}
+
+} // namespace
+
+long long Batch::newFolders() const
+{
+    return std::count_if(
+        folders.begin(), folders.end(), [](const FolderWork& folder) { return folder.isNew(); });
+}
+
+BatchWriter::BatchWriter(const TreeStore& store, const config::FolderConfiguration& root)
+    : place(store)
+    , queries(*place.database)
+    , root(root)
+    , folders(std::make_shared<FolderConfigManager>(place.database, nullptr))
+    , files(std::make_unique<FileConfigManager>(
+          place.database, std::make_shared<config::Sha256FileHash>(), nullptr, folders))
+{
+}
+
+BatchWriter::~BatchWriter()
+{
+    stopped = true;
+    {
+        const std::lock_guard lock(mutex);
+        ended = true;
+    }
+    changed.notify_all();
+    if (thread.joinable())
+        thread.join();
+}
+
+BatchWriter::Result BatchWriter::write(Batch batch, const std::function<bool()>& stopRequested)
+{
+    waitFor(&BatchWriter::hasRoom, stopRequested);
+    rethrowFailure();
+    {
+        const std::lock_guard lock(mutex);
+        waiting = std::move(batch);
+    }
+    changed.notify_all();
+    if (!thread.joinable())
+        thread = std::thread([this] { writeBatches(); });
+    return result();
+}
+
+BatchWriter::Result BatchWriter::finish(const std::function<bool()>& stopRequested)
+{
+    if (stopRequested())
+        stopped = true;
+    waitFor(&BatchWriter::isIdle, stopRequested);
+    rethrowFailure();
+    return result();
+}
+
+BatchWriter::Result BatchWriter::result()
+{
+    const std::lock_guard lock(mutex);
+    return std::exchange(finished, {});
+}
+
+void BatchWriter::waitFor(
+    bool (BatchWriter::*met)() const, const std::function<bool()>& stopRequested)
+{
+    std::unique_lock lock(mutex);
+    while (!changed.wait_for(lock, StopInterval, [&] { return (this->*met)(); })) {
+        lock.unlock();
+        if (stopRequested())
+            stopped = true;
+        lock.lock();
+    }
+}
+
+void BatchWriter::rethrowFailure()
+{
+    const std::lock_guard lock(mutex);
+    if (failure)
+        std::rethrow_exception(failure);
+}
+
+void BatchWriter::writeBatches()
+{
+    std::unique_lock lock(mutex);
+    while (true) {
+        changed.wait(lock, [this] { return ended || waiting; });
+        if (ended)
+            return;
+        Batch batch = *std::exchange(waiting, {});
+        const long long newFolders = batch.newFolders();
+        writing = true;
+        lock.unlock();
+        changed.notify_all();
+        Result done;
+        std::exception_ptr error;
+        try {
+            store(batch, done);
+        } catch (...) {
+            // The whole batch was rolled back.
+            error = std::current_exception();
+            done = {};
+            done.counts.folders.failed = newFolders;
+            done.counts.files.failed = qint64(batch.files.size());
+        }
+        lock.lock();
+        writing = false;
+        finished.counts += done.counts;
+        finished.problems.insert(
+            finished.problems.end(), done.problems.begin(), done.problems.end());
+        failure = error;
+        changed.notify_all();
+        if (error)
+            return;
+    }
+}
+
+void BatchWriter::store(Batch& batch, Result& done)
+{
+    const auto guard = queries.guard();
+    database::HostTransaction transaction(*place.database);
+    if (!transaction.isOpen())
+        queries.fail(u"Beginning a transaction failed."_s);
+    const auto checkFailures = [&] {
+        if (guard && guard->failed())
+            queries.fail({});
+    };
+    for (FolderWork& folder : batch.folders) {
+        if (stopped)
+            break;
+        if (folder.continued)
+            folder.id = lastFolderId;
+        else if (folder.isNew())
+            addFolder(folder, done);
+        checkFailures();
+        lastFolderId = folder.id;
+    }
+    for (const FileWork& work : batch.files) {
+        if (stopped)
+            break;
+        if (work.kind == FileWork::Kind::Add)
+            addFile(batch.folders[work.folder], work, done);
+        else
+            updateFile(work, done);
+        checkFailures();
+    }
+    if (!transaction.commit())
+        queries.fail(u"Storing the changes failed."_s);
+}
+
+void BatchWriter::addFolder(FolderWork& folder, Result& done)
+{
+    folder.id = folders->AddFolderAndParent(folder.path, root).getId();
+    if (folder.id != -1) {
+        ++done.counts.folders.added;
+        return;
+    }
+    ++done.counts.folders.failed;
+    done.problems.push_back({TreeProblem::Kind::RefusedFolder, folder.path.toUtf8()});
+}
+
+void BatchWriter::addFile(const FolderWork& folder, const FileWork& work, Result& done)
+{
+    if (folder.id == -1) {
+        ++done.counts.files.failed;
+        return;
+    }
+    FileConfiguration file;
+    file.setFolderConfigurationId(folder.id);
+    file.setRootFolderId(root.getId());
+    file.setProductConfigurationId(root.getProductConfigurationId());
+    file.setName(work.path.mid(work.path.lastIndexOf(u'/') + 1));
+    file.setClientPath(work.path);
+    file.setServerPath(core::GetServerPath(work.path, root.getClientPath(), root.getServerPath()));
+    file.setSyncStatus(config::FileNotSynced);
+    setFileState(file, work);
+    if (!files->Add(file))
+        queries.fail(u"Storing a file failed."_s);
+    ++done.counts.files.added;
+}
+
+void BatchWriter::updateFile(const FileWork& work, Result& done)
+{
+    // Read again, because another program may have changed the other fields.
+    FileConfiguration file = files->GetFileConfigurationById(work.id);
+    if (file.getId() == -1)
+        return;
+    if (!file.isStorable()) {
+        ++done.counts.files.failed;
+        done.problems.push_back(
+            {TreeProblem::Kind::UnstorableRecord, work.path.toUtf8(), 0, work.id});
+        return;
+    }
+    setFileState(file, work);
+    if (work.kind == FileWork::Kind::Change)
+        file.setSyncStatus(config::FileNotSynced);
+    if (!files->Update(file))
+        queries.fail(u"Storing a file failed."_s);
+    ++(work.kind == FileWork::Kind::Change ? done.counts.files.changed
+                                           : done.counts.files.refreshed);
+}
+
+} // namespace sync::tree
