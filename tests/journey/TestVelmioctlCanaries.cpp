@@ -65,6 +65,7 @@ private Q_SLOTS:
     {
         tool = std::make_unique<VelmioctlRunner>();
         tool->makeFolder(u"Work/Plans"_s);
+        tool->makeFolder(u"Other"_s);
         tool->writeFile(u"Work/Plans/plan.txt"_s, "plan");
         run({u"init"_s});
         run(
@@ -217,6 +218,7 @@ private:
         names(u"product remove"_s, {u"71"_s, u"--yes"_s});
         names(u"folder add"_s, {u"Work"_s, u"--server-path"_s, u"/Work"_s});
         names(u"folder tree"_s);
+        names(u"folder relocate"_s, {u"1"_s, u"Other"_s, u"--force"_s, u"--yes"_s});
         names(u"folder check"_s, {u"Work"_s});
         names(u"folder check-server"_s, {u"/Work"_s, u"--signin"_s, u"1"_s});
         names(u"folder clean"_s, {u"1"_s, u"--yes"_s});

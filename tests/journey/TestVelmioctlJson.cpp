@@ -44,6 +44,7 @@ private Q_SLOTS:
     {
         tool = std::make_unique<VelmioctlRunner>();
         tool->makeFolder(u"Work/Plans"_s);
+        tool->makeFolder(u"Elsewhere"_s);
         tool->writeFile(u"Work/Plans/plan.txt"_s, "plan");
         tool->writeFile(u"Work/notes.txt"_s, "notes");
         QVERIFY(!schema.root().isEmpty());
@@ -252,7 +253,8 @@ private:
         addStep(u"stats"_s);
         addStep(u"doctor"_s);
         addStep(u"doctor"_s, {u"--fix"_s, u"--yes"_s});
-        addStep(u"folder clean"_s, {u"@Work"_s, u"--yes"_s});
+        addStep(u"folder relocate"_s, {u"@Work"_s, u"@Elsewhere"_s, u"--force"_s, u"--yes"_s});
+        addStep(u"folder clean"_s, {u"1"_s, u"--yes"_s});
     }
 
     static void addStoreSteps()

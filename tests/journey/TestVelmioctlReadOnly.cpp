@@ -85,6 +85,7 @@ const std::vector<Line> Writing{
     {u"product remove"_s, {u"1"_s, u"--yes"_s}},
     {u"folder add"_s, {u"@Other"_s, u"--missing-ok"_s, u"--server-path"_s, u"/Other"_s}},
     {u"folder set"_s, {u"1"_s, u"--name"_s, u"other"_s}},
+    {u"folder relocate"_s, {u"1"_s, u"@Other"_s, u"--yes"_s}},
     {u"folder remove"_s, {u"1"_s, u"--yes"_s}},
     {u"folder clean"_s, {u"1"_s, u"--yes"_s}},
     {u"file add"_s, {u"@Work/new.txt"_s, u"--missing-ok"_s}},
@@ -137,6 +138,7 @@ void TestVelmioctlReadOnly::init()
 {
     tool = std::make_unique<VelmioctlRunner>();
     tool->makeFolder(u"Work"_s);
+    tool->makeFolder(u"Other"_s);
     tool->writeFile(u"Work/notes.txt"_s, "notes");
     const auto run = [this](const QStringList& arguments, const QByteArray& input = {}) {
         const VelmioctlRun done = tool->feed(arguments, input);

@@ -1,12 +1,13 @@
 #include <velmioctl/records/Commands.h>
 
 #include <config/FolderConfigManager.h>
-#include <core/Constants.h>
 #include <velmioctl/cli/CommandLine.h>
 #include <velmioctl/cli/Table.h>
 #include <velmioctl/cli/Text.h>
 #include <velmioctl/records/FieldOptions.h>
 #include <velmioctl/records/FolderListing.h>
+#include <velmioctl/records/FolderPaths.h>
+#include <velmioctl/records/FolderRelocation.h>
 #include <velmioctl/store/Names.h>
 #include <velmioctl/store/Records.h>
 #include <velmioctl/store/Session.h>
@@ -33,6 +34,7 @@ struct FolderOptions
     std::string path;
     FieldOptions fields{"FolderConfiguration"};
     FolderListOptions list;
+    RelocationOptions relocation;
     std::optional<int> signIn;
     std::optional<std::string> treeStart;
     int depth = -1;
@@ -56,57 +58,6 @@ void setFields(FolderConfiguration& folder, const FolderOptions& options, Sessio
         session.requireProduct(id.toInt());
 }
 
-void requireDirectory(const QString& path, bool missingOk)
-{
-    const QFileInfo file(path);
-    if (!file.exists()) {
-        if (missingOk)
-            return;
-        throw CommandError(
-            ExitCode::NotFound,
-            u"The directory %1 does not exist. Create it, or add --missing-ok."_s.arg(
-                quoted(path)));
-    }
-    if (!file.isDir()) {
-        throw CommandError(
-            ExitCode::Usage,
-            u"%1 is not a directory. Give the directory to synchronise."_s.arg(quoted(path)));
-    }
-}
-
-void refuseOverlap(Session& session, const QString& path)
-{
-    auto& folders = session.folders();
-    if (path.contains(sync::core::consts::TEMP_FOLDER_NAME, Qt::CaseInsensitive)) {
-        throw CommandError(
-            ExitCode::Usage,
-            u"%1 is in the client's scratch folder, which is never synchronised. Choose another "
-            u"directory."_s.arg(quoted(path)));
-    }
-    const bool inside = folders.IsInExistingClientFolder(path, AnySignIn, false);
-    session.database().check();
-    if (inside) {
-        const FolderConfiguration root = rootsAround(folders, path).value(0);
-        if (root.getClientPath() == path) {
-            throw CommandError(
-                ExitCode::Usage,
-                u"%1 is a root folder already. Change it with 'velmioctl folder set %2'."_s.arg(
-                    described(root), QString::number(root.getId())));
-        }
-        throw CommandError(
-            ExitCode::Usage,
-            u"%1 is already in the root folder %2. Choose a directory outside of it, or remove "
-            u"that root with 'velmioctl folder clean'."_s.arg(quoted(path), described(root)));
-    }
-    const auto below = rootsBelow(folders, path);
-    if (!below.isEmpty()) {
-        throw CommandError(
-            ExitCode::Usage,
-            u"%1 contains the root folder %2. Choose another directory, or remove that root with "
-            u"'velmioctl folder clean'."_s.arg(quoted(path), described(below.first())));
-    }
-}
-
 // The root folder whose server path overlaps, of the same sign-in; id -1 without one.
 FolderConfiguration overlapOnServer(Session& session, const QString& serverPath, int signIn)
 {
@@ -128,7 +79,8 @@ void add(Session& session, const FolderOptions& options)
 {
     session.writableDatabase();
     const QString path = absolutePath(options.path);
-    requireDirectory(path, options.missingOk);
+    if (!options.missingOk || QFileInfo::exists(path))
+        requireDirectory(path, u"Create it, or add --missing-ok."_s);
 
     FolderConfiguration folder;
     folder.setParentId(RootParentId);
@@ -288,6 +240,12 @@ void addChangingCommands(Command& folder, Session& session, const Options& optio
     setCommand->example(
         "velmioctl folder set Work/Photos --status out-of-sync --privileges \"view download\"");
     setCommand->callback([&session, options] { set(session, *options); });
+
+    auto* const relocateCommand = folder.addSubcommand(
+        "relocate", "Change the paths of a root folder that was moved or is mounted elsewhere");
+    options->relocation.addTo(*relocateCommand);
+    relocateCommand->callback(
+        [&session, options] { relocateFolder(session, options->relocation); });
 
     auto* const removeCommand = folder.addSubcommand("remove", "Remove the record of one folder");
     removeCommand->addOption("FOLDER", options->folder, "Id or path")->required()->offersFolders();
