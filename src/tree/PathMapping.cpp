@@ -1,6 +1,11 @@
 #include <tree/PathMapping.h>
 
+#include <config/FileConfigManager.h>
+
+#include <QDateTime>
 #include <QDir>
+
+using sync::config::FileLink;
 
 namespace sync::tree {
 
@@ -21,6 +26,22 @@ QString cleaned(const QString& path)
     if (clean.endsWith(u'/'))
         clean.chop(1);
     return clean;
+}
+
+QString folderOf(const QString& path)
+{
+    return path.first(qMax<qsizetype>(0, path.lastIndexOf(u'/')));
+}
+
+// Not by Qt's functions for this system, because the paths may be those of another one.
+QString targetOf(const QString& link, const QString& linkingFile)
+{
+    if (isAbsoluteAnywhere(link))
+        return link;
+    const QString path = isWindowsPath(linkingFile)
+                             ? folderOf(withSlashes(linkingFile)) + u'/' + withSlashes(link)
+                             : folderOf(linkingFile) + u'/' + link;
+    return QDir::cleanPath(path);
 }
 
 } // namespace
@@ -48,6 +69,28 @@ std::optional<QString> PathMapping::mapped(const QString& path) const
 QString PathMapping::applied(const QString& path) const
 {
     return mapped(path).value_or(path);
+}
+
+std::optional<QString> movedFileLinks(
+    const config::FileConfigManager& files, const QString& xml, const QString& oldFile,
+    const QString& newFile, const std::function<QString(const QString& path)>& newPath)
+{
+    QDateTime date;
+    QList<FileLink> links = files.GetFileLinkArrayFromXmlString(xml, date);
+    bool anyMoved = false;
+    for (FileLink& link : links) {
+        if (link.Path.isEmpty())
+            continue;
+        const QString target = newPath(targetOf(link.Path, oldFile));
+        if (target == targetOf(link.Path, newFile))
+            continue;
+        link.Path = isAbsoluteAnywhere(link.Path)
+                        ? target
+                        : QDir(folderOf(newFile)).relativeFilePath(target);
+        anyMoved = true;
+    }
+    return anyMoved ? std::optional(files.GetXmlStringFromFileLinkArray(links, date))
+                    : std::nullopt;
 }
 
 bool isAbsoluteAnywhere(const QString& path)

@@ -5,7 +5,12 @@
 
 #include <QString>
 
+#include <functional>
 #include <optional>
+
+namespace sync::config {
+class FileConfigManager;
+} // namespace sync::config
 
 namespace sync::tree {
 
@@ -38,6 +43,13 @@ private:
     QString oldPath;
     QString newPath;
 };
+
+/// The text of the column "fileLinks" of a file that goes from `oldFile` to `newFile`, with every
+/// link leading to where `newPath` says that its file goes; nothing if all links stay as they are.
+/// `files` only reads and writes the text.
+VELMIO_TREE_EXPORT std::optional<QString> movedFileLinks(
+    const config::FileConfigManager& files, const QString& xml, const QString& oldFile,
+    const QString& newFile, const std::function<QString(const QString& path)>& newPath);
 
 /// True for an absolute path of this or another system. Pure: any thread may call it.
 VELMIO_TREE_EXPORT bool isAbsoluteAnywhere(const QString& path);

@@ -60,7 +60,8 @@ ImportPlan import(QByteArray text, RowWriter* writer)
     QBuffer buffer(&text);
     buffer.open(QIODevice::ReadOnly);
     ExportRows rows(buffer, u"text"_s);
-    return ImportRun(database(), {.replace = true}, nullptr, writer).run(rows);
+    RowPaths paths({"/home=/Users"});
+    return ImportRun(database(), {.replace = true}, paths, nullptr, writer).run(rows);
 }
 
 } // namespace

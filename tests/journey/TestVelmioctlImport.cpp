@@ -564,6 +564,62 @@ private Q_SLOTS:
         QCOMPARE(database.value(u"SELECT count(*) FROM FileOnDisk"_s), u"0"_s);
     }
 
+    void pathsOfAnotherSystemAreMapped()
+    {
+        fillAsOnWindows();
+        tool->writeFile(u"all.json"_s, exported());
+        execute(u"DELETE FROM FolderConfiguration"_s);
+        execute(u"DELETE FROM FileConfiguration"_s);
+
+        const auto run = tool->json(
+            {u"import"_s, u"all.json"_s, u"--map"_s, u"C:\\Users\\kim=/home/kim"_s, u"--map"_s,
+             u"C:/Users/kim/Work=/media/a=b"_s, u"--yes"_s});
+
+        QVERIFY2(run.exitCode == 0, qPrintable(run.errors));
+        QCOMPARE(run.object()[u"mapped"_s].toInt(), 4);
+        QVERIFY2(run.errors.contains(u"velmioctl folder relocate"_s), qPrintable(run.errors));
+        RawDatabase database(tool->databasePath());
+        QCOMPARE(
+            database.run(u"SELECT clientPath FROM FolderConfiguration ORDER BY id"_s),
+            (QStringList{u"/media/a=b"_s, u"/media/a=b/sub"_s, u"/home/kim/Notes"_s}));
+        QCOMPARE(
+            database.value(u"SELECT clientPath FROM FileConfiguration"_s),
+            u"/media/a=b/sub/\u00e4.txt"_s);
+        const QString links = database.value(u"SELECT fileLinks FROM FileConfiguration"_s);
+        QVERIFY2(links.contains(u"Path=\"/home/kim/Notes/n.txt\""), qPrintable(links));
+        QVERIFY2(links.contains(u"Path=\"b.txt\""), qPrintable(links));
+        QCOMPARE(
+            database.run(u"SELECT rootId FROM RootFolderMark WHERE paused = 1 AND"
+                         u" length(mark) = 32 ORDER BY 1"_s),
+            (QStringList{u"1"_s, u"3"_s}));
+    }
+
+    void aMappingThatChangesNothingIsRefused_data()
+    {
+        QTest::addColumn<QString>("mapping");
+        QTest::addColumn<QString>("text");
+        QTest::newRow("not used") << u"D:\\Users=/home"_s << u"the export has no path"_s;
+        QTest::newRow("no paths") << u"kim=lee"_s << u"Give two absolute paths"_s;
+        QTest::newRow("one path") << u"/home/kim"_s << u"Give two absolute paths"_s;
+        QTest::newRow("relative") << u"/home/kim=Work"_s << u"Give two absolute paths"_s;
+    }
+
+    void aMappingThatChangesNothingIsRefused()
+    {
+        QFETCH(const QString, mapping);
+        QFETCH(const QString, text);
+        fillAsOnWindows();
+        tool->writeFile(u"all.json"_s, exported());
+        execute(u"DELETE FROM FolderConfiguration"_s);
+        const QByteArray before = tool->databaseBytes();
+
+        const auto run = tool->run({u"import"_s, u"all.json"_s, u"--map"_s, mapping, u"--yes"_s});
+
+        QCOMPARE(run.exitCode, 2);
+        QVERIFY2(run.errors.contains(text), qPrintable(run.errors));
+        QCOMPARE(tool->databaseBytes(), before);
+    }
+
     void tablesThatAreNotExportedStay()
     {
         fill();
@@ -912,6 +968,24 @@ private:
     {
         return tool->runPlain(QStringList{u"--database"_s, otherPath()} + arguments, input);
     }
+    // Roots at "Work" with the folder "sub", and at "Notes"; a file with an absolute link and a
+    // relative one.
+    void fillAsOnWindows()
+    {
+        execute(
+            u"INSERT INTO FolderConfiguration (id, parentId, rootId, clientPath, authenticationId,"
+            u" productConfigurationId) VALUES (1, 0, 1, 'C:\\Users\\kim\\Work', -1, -1),"
+            u" (2, 1, 1, 'c:/users/kim/Work/sub', -1, -1), (3, 0, 3, 'C:/Users/kim/Notes', -1, -1)"_s);
+        execute(u"INSERT INTO FileConfiguration (id, folderConfigurationId, rootFolderId,"
+                u" productConfigurationId, parentFileId, clientPath, fileLinks) VALUES"
+                u" (1, 2, 1, -1, -1, 'C:\\Users\\kim\\Work\\sub\\' || char(0xe4) || '.txt',"
+                u" '<FileLinks FileDate=\"\">' || char(10) || ' <FileLink FileId=\"-1\" RefId=\"\""
+                u" ServerFileId=\"\" Path=\"C:\\Users\\kim\\Notes\\n.txt\"/>' || char(10) || ' "
+                u"<FileLink"
+                u" FileId=\"-1\" RefId=\"\" ServerFileId=\"\" Path=\"b.txt\"/>' || char(10) ||"
+                u" '</FileLinks>' || char(10))"_s);
+    }
+
     QByteArray exported() const
     {
         const auto answer = tool->run({u"export"_s});

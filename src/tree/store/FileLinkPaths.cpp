@@ -4,28 +4,13 @@
 #include <config/Sha256FileHash.h>
 #include <tree/PathMapping.h>
 
-#include <QDateTime>
-#include <QDir>
-
 using namespace Qt::StringLiterals;
-using sync::config::FileLink;
 
 namespace sync::tree {
 
 namespace {
 
 constexpr size_t PageRecords = 1000;
-
-QString folderOf(const QString& path)
-{
-    return path.first(qMax<qsizetype>(0, path.lastIndexOf(u'/')));
-}
-
-// Not by Qt's functions for this system, because the paths may be those of another one.
-QString targetOf(const QString& link, const QString& linkingFile)
-{
-    return isAbsoluteAnywhere(link) ? link : QDir::cleanPath(folderOf(linkingFile) + u'/' + link);
-}
 
 } // namespace
 
@@ -78,25 +63,13 @@ std::vector<FileLinkPaths::Record> FileLinkPaths::readPage(
 // False for a record whose links stay as they are.
 bool FileLinkPaths::relink(Record& record)
 {
-    QDateTime date;
-    QList<FileLink> links = files.GetFileLinkArrayFromXmlString(record.xml, date);
-    const QString newFile = newPath(record.path, record.rootId);
-    bool anyMoved = false;
-    for (FileLink& link : links) {
-        if (link.Path.isEmpty())
-            continue;
-        const QString target = newPath(targetOf(link.Path, record.path), -1);
-        if (target == targetOf(link.Path, newFile))
-            continue;
-        link.Path = isAbsoluteAnywhere(link.Path)
-                        ? target
-                        : QDir(folderOf(newFile)).relativeFilePath(target);
-        anyMoved = true;
-    }
-    if (!anyMoved)
+    const auto moved = movedFileLinks(
+        files, record.xml, record.path, newPath(record.path, record.rootId),
+        [this](const QString& target) { return newPath(target, -1); });
+    if (!moved)
         return false;
     ++changedRecords;
-    record.xml = files.GetXmlStringFromFileLinkArray(links, date);
+    record.xml = *moved;
     return true;
 }
 

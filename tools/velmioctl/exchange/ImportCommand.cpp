@@ -27,6 +27,7 @@ struct ImportOptions
     bool yes = false;
     bool withoutSecrets = false;
     bool allowDangling = false;
+    std::vector<std::string> maps;
     SecretInput passphrase{"passphrase"};
 };
 
@@ -58,11 +59,13 @@ void requireUnchanged(Session& session, ExportFile& file, const SecretBox& box)
         u"make a new export."_s);
 }
 
-ImportPlan planOf(StoreSnapshot& store, ExportFile& file, ImportRun::Mode mode, RowSecrets* secrets)
+ImportPlan planOf(
+    StoreSnapshot& store, ExportFile& file, ImportRun::Mode mode, RowPaths& paths,
+    RowSecrets* secrets)
 {
     ImportPlan plan;
     store.read([&](IDatabaseFactory& database) {
-        plan = ImportRun(database, mode, secrets, nullptr).run(file.rows());
+        plan = ImportRun(database, mode, paths, secrets, nullptr).run(file.rows());
     });
     return plan;
 }
@@ -153,6 +156,7 @@ void answer(Session& session, const ImportPlan& plan, bool imported)
         {u"newMasked"_s, plan.newMasked},
         {u"keptMasked"_s, plan.keptMasked.count},
         {u"nestedXml"_s, plan.nestedXml.count},
+        {u"mapped"_s, plan.mapped},
         {u"brokenReferences"_s, QJsonArray::fromStringList(plan.brokenReferences)}});
 }
 
@@ -179,7 +183,7 @@ void warnOfUnreadable(Session& session, const std::vector<int>& readableBefore)
 
 // In one transaction; nothing is changed when this throws.
 void apply(
-    Session& session, ExportFile& file, ImportRun::Mode mode, RowSecrets* secrets,
+    Session& session, ExportFile& file, ImportRun::Mode mode, RowPaths& paths, RowSecrets* secrets,
     const ImportPlan& plan)
 {
     WatchedDatabase& database = session.writableDatabase();
@@ -188,7 +192,7 @@ void apply(
     const std::vector<int> readable = signInsWithPassword(database);
     ImportPlan done;
     try {
-        done = ImportRun(database, mode, secrets, &writer).run(file.rows());
+        done = ImportRun(database, mode, paths, secrets, &writer).run(file.rows());
         if (secrets)
             secrets->bindStored(database);
     } catch (const doctor::ReadFailure&) {
@@ -203,6 +207,12 @@ void apply(
     // An id may be that of another folder or file now. The next scan sees them again.
     for (const QString& table : {u"FolderOnDisk"_s, u"FileOnDisk"_s})
         database.change(u"DELETE FROM %1"_s.arg(table), {});
+    for (const qint64 id : plan.mappedRoots) {
+        database.change(
+            u"INSERT OR REPLACE INTO RootFolderMark (rootId, mark, paused)"
+            u" VALUES (:rootId, lower(hex(randomblob(16))), 1)"_s,
+            {{u":rootId"_s, id}});
+    }
     transaction.commit();
 }
 
@@ -228,6 +238,7 @@ void run(Session& session, const ImportOptions& options)
     RowSecrets* const usedSecrets = secrets ? &*secrets : nullptr;
     if (secrets)
         requireUnchanged(session, file, secrets->secretBox());
+    RowPaths paths(options.maps);
     ImportRun::Mode mode{.replace = options.replace, .withSecrets = secrets.has_value()};
     ImportPlan plan;
     {
@@ -237,8 +248,9 @@ void run(Session& session, const ImportOptions& options)
             session.noteUse(store.openDatabase());
         // A new database becomes a copy of the exported one, without its own default schedule.
         mode.replace = mode.replace || isNewStore(store);
-        plan = planOf(store, file, mode, usedSecrets);
+        plan = planOf(store, file, mode, paths, usedSecrets);
     }
+    paths.requireAllUsed();
     print(session.output, plan);
     printRemarks(session.output, plan);
     requireReferences(plan, options, session.output);
@@ -248,9 +260,14 @@ void run(Session& session, const ImportOptions& options)
         session.confirm(options.yes, questionOf(plan));
         session.backUp(sync::database::DatabaseBackups::Reason::Import);
         file.rewind();
-        apply(session, file, mode, usedSecrets, plan);
+        apply(session, file, mode, paths, usedSecrets, plan);
     }
     answer(session, plan, imports);
+    if (imports && !plan.mappedRoots.empty()) {
+        session.output.note(
+            u"Root folders that wait until 'velmioctl folder relocate' compares them with the "
+            u"disk: %1."_s.arg(plan.mappedRoots.size()));
+    }
     if (imports && plan.newWithoutPassword > 0) {
         session.output.note(
             u"New sign-ins without a password: %1. Store it with 'velmioctl signin password'."_s
@@ -275,6 +292,12 @@ void addImportCommand(Command& app, Session& session)
     command->addFlag(
         "--replace", options->replace,
         "Remove rows that the export does not have from the tables that it has");
+    command
+        ->addOption(
+            "--map", options->maps,
+            "Import paths at or below OLD as paths at or below NEW; may be repeated")
+        ->typeName("OLD=NEW")
+        ->repeatable();
     command->addFlag("--dry-run", options->dryRun, "Show what would change, and change nothing");
     command->addFlag("--yes", options->yes, "Import without asking");
     command->addFlag(
@@ -286,6 +309,7 @@ void addImportCommand(Command& app, Session& session)
     options->passphrase.addFileTo(*command)->excludes(without)->excludes(fromInput);
     command->example("velmioctl import settings.json --dry-run");
     command->example("velmioctl import settings.json --replace");
+    command->example("velmioctl import settings.json --map 'C:\\Users\\kim=/home/kim'");
     command->callback([&session, options] { exchange::run(session, *options); });
 }
 

@@ -1,5 +1,7 @@
 #include <velmioctl/exchange/ImportRun.h>
 
+#include <config/FolderConfigManager.h>
+#include <config/Sha256FileHash.h>
 #include <velmioctl/doctor/CheckQuery.h>
 #include <velmioctl/exchange/Masks.h>
 #include <velmioctl/exchange/StoreRows.h>
@@ -43,6 +45,20 @@ void requireId(const ExportRows& rows)
     }
 }
 
+sync::config::FileConfigManager fileManagerOver(IDatabaseFactory& database)
+{
+    const std::shared_ptr<IDatabaseFactory> notOwned(std::shared_ptr<void>(), &database);
+    return {
+        notOwned, std::make_shared<sync::config::Sha256FileHash>(), nullptr,
+        std::make_shared<sync::config::FolderConfigManager>(notOwned, nullptr)};
+}
+
+bool isRootFolder(const TableShape& table, const Row& row)
+{
+    return table.name == "FolderConfiguration" &&
+           isSame(row.values[table.indexOf("parentId")], qint64(0));
+}
+
 bool hasPasswordLeftOut(const Row& row)
 {
     return std::any_of(row.values.begin(), row.values.end(), [](const Value& value) {
@@ -72,9 +88,12 @@ bool ImportPlan::isEmpty() const
     });
 }
 
-ImportRun::ImportRun(IDatabaseFactory& database, Mode mode, RowSecrets* secrets, RowWriter* writer)
+ImportRun::ImportRun(
+    IDatabaseFactory& database, Mode mode, RowPaths& paths, RowSecrets* secrets, RowWriter* writer)
     : database(database)
     , mode(mode)
+    , paths(paths)
+    , files(fileManagerOver(database))
     , secrets(secrets)
     , writer(writer)
 {
@@ -113,10 +132,15 @@ void ImportRun::take(ExportRows& rows, const Row* stored)
 {
     requireId(rows);
     TableChanges& changes = plan.tables.back();
-    const Row row = prepared(rows, stored);
+    Row row = prepared(rows, stored);
+    const bool isMapped = paths.apply(*changes.table, row, files);
+    plan.mapped += isMapped ? 1 : 0;
     references.willBe(row, stored);
-    if (!stored || !isSameRow(row, *stored))
+    if (!stored || !isSameRow(row, *stored)) {
         findNestedXml(row);
+        if (isMapped && isRootFolder(*changes.table, row))
+            plan.mappedRoots.push_back(row.id);
+    }
     if (!stored) {
         ++changes.added;
         if (changes.table->name == "AuthenticationConfiguration" && hasPasswordLeftOut(row))

@@ -2,6 +2,7 @@
 
 #include <velmioctl/exchange/ExportRows.h>
 #include <velmioctl/exchange/ReferenceCheck.h>
+#include <velmioctl/exchange/RowPaths.h>
 #include <velmioctl/exchange/RowSecrets.h>
 #include <velmioctl/exchange/RowWriter.h>
 
@@ -51,6 +52,9 @@ struct ImportPlan
 
     Remarks nestedXml = {}; ///< Values that no client has written.
 
+    qint64 mapped = 0;                    ///< Rows whose paths the import changes.
+    std::vector<qint64> mappedRoots = {}; ///< The ids of those that are stored root folders.
+
     bool isEmpty() const;
     bool operator==(const ImportPlan&) const = default;
 };
@@ -68,8 +72,8 @@ public:
     /// Reads from `database`. `secrets` may be null if they are not imported; with a null `writer`
     /// nothing is changed. All must outlive this.
     ImportRun(
-        sync::interf::factory::IDatabaseFactory& database, Mode mode, RowSecrets* secrets,
-        RowWriter* writer);
+        sync::interf::factory::IDatabaseFactory& database, Mode mode, RowPaths& paths,
+        RowSecrets* secrets, RowWriter* writer);
 
     /// Throws TextError, CommandError, doctor::ReadFailure and KeyError.
     ImportPlan run(ExportRows& rows);
@@ -85,6 +89,9 @@ private:
 
     sync::interf::factory::IDatabaseFactory& database;
     const Mode mode;
+    RowPaths& paths;
+    // Only for the text of links.
+    const sync::config::FileConfigManager files;
     RowSecrets* const secrets;
     RowWriter* const writer;
     ImportPlan plan;
