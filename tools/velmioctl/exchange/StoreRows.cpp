@@ -16,17 +16,20 @@ namespace {
 
 constexpr size_t PageRows = 256;
 
-// Each column is selected twice: as bytes, because a QString cannot hold every stored text, and
-// whether it is a blob.
+// Texts as bytes, because a QString cannot hold every stored text. The last value has a bit for
+// each column that is a blob.
 QString selectOf(const TableShape& table)
 {
-    QStringList columns;
+    QStringList values;
+    QStringList blobs;
     for (const Column& column : table.columns) {
-        columns += u"CASE typeof(%1) WHEN 'text' THEN CAST(%1 AS BLOB) ELSE %1 END,"
-                   u" typeof(%1) = 'blob'"_s.arg(QString::fromLatin1(column.name));
+        const QString name = QString::fromLatin1(column.name);
+        blobs += u"((typeof(%1) = 'blob') << %2)"_s.arg(name, QString::number(values.size()));
+        values += u"CASE typeof(%1) WHEN 'text' THEN CAST(%1 AS BLOB) ELSE %1 END"_s.arg(name);
     }
-    return u"SELECT %1 FROM %2 WHERE id >= :first ORDER BY id LIMIT %3"_s.arg(
-        columns.join(u", "_s), QString::fromLatin1(table.name), QString::number(PageRows));
+    return u"SELECT %1, %2 FROM %3 WHERE id >= :first ORDER BY id LIMIT %4"_s.arg(
+        values.join(u", "_s), blobs.join(u" | "_s), QString::fromLatin1(table.name),
+        QString::number(PageRows));
 }
 
 Value valueOf(const QVariant& value, bool isBlob)
@@ -77,10 +80,11 @@ std::vector<Row> StoreRows::readPage(qint64 first)
     while (query.next()) {
         Row row;
         row.id = query.number(0);
+        const int columns = static_cast<int>(table().columns.size());
+        const qint64 blobs = query.number(columns);
         row.values.reserve(table().columns.size());
-        for (int column = 0; column < static_cast<int>(table().columns.size()); ++column)
-            row.values.push_back(
-                valueOf(query.value(2 * column), query.number(2 * column + 1) != 0));
+        for (int column = 0; column < columns; ++column)
+            row.values.push_back(valueOf(query.value(column), blobs >> column & 1));
         page.push_back(std::move(row));
     }
     return page;

@@ -11,6 +11,7 @@
 
 #include <QSysInfo>
 
+#include <future>
 #include <map>
 
 using namespace Qt::StringLiterals;
@@ -245,8 +246,9 @@ void push(Session& session, const FleetOptions& options)
             ExitCode::Usage, u"The database is of version 1, which has no id yet. Run 'velmioctl "
                              u"init' to bring it up to date."_s);
     }
-    // Before the transaction: it may look at all files.
-    doctor::examine(path, facts.findings);
+    // Beside the transaction, because it reads everything once more.
+    std::future<void> examination =
+        std::async(std::launch::async, doctor::examine, path, std::ref(facts.findings));
     snapshot.read([&](IDatabaseFactory& database) {
         const auto redactor = options.redact ? redactorFor(database) : nullptr;
         if (redactor)
@@ -257,6 +259,7 @@ void push(Session& session, const FleetOptions& options)
         StoreRows rows(database, allTables());
         while (rows.nextTable())
             push.sendTable(rows, sent, facts.summary);
+        examination.get();
         push.finish(facts);
         answer(session.output, facts, push, sent.changedValues());
     });

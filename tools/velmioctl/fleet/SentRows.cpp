@@ -49,6 +49,23 @@ bool fits(const Column& column, qint64 number)
                                      number <= std::numeric_limits<qint32>::max());
 }
 
+// What follows the backslash in COPY's text format; 0 for a character that stays as it is.
+char escapedAs(char character)
+{
+    switch (character) {
+    case '\\':
+        return '\\';
+    case '\t':
+        return 't';
+    case '\n':
+        return 'n';
+    case '\r':
+        return 'r';
+    default:
+        return '\0';
+    }
+}
+
 } // namespace
 
 SentRows::SentRows(const bundle::Redactor* redactor)
@@ -112,24 +129,16 @@ QByteArray SentRows::redacted(const Column& column, const QByteArray& text) cons
 
 void appendField(QByteArray& line, const QByteArray& text)
 {
-    for (const char character : text) {
-        switch (character) {
-        case '\\':
-            line += "\\\\";
-            break;
-        case '\t':
-            line += "\\t";
-            break;
-        case '\n':
-            line += "\\n";
-            break;
-        case '\r':
-            line += "\\r";
-            break;
-        default:
-            line += character;
-        }
+    qsizetype begin = 0;
+    for (qsizetype at = 0; at < text.size(); ++at) {
+        const char escaped = escapedAs(text[at]);
+        if (escaped == '\0')
+            continue;
+        line.append(QByteArrayView(text).sliced(begin, at - begin)) += '\\';
+        line += escaped;
+        begin = at + 1;
     }
+    line.append(QByteArrayView(text).sliced(begin));
 }
 
 } // namespace velmioctl::fleet

@@ -8,6 +8,7 @@ namespace {
 
 // Some 5 MB of files.
 constexpr size_t BlocksAtOnce = 64;
+constexpr qsizetype BytesAtOnce = 32 * 1024;
 
 QByteArray fieldOf(const QByteArray& text)
 {
@@ -23,6 +24,7 @@ TablePush::TablePush(
     PushCounts& counts)
     : connection(connection)
     , store(store)
+    , storeField(fieldOf(store) + '\t')
     , table(table)
     , rows(rows)
     , counts(counts)
@@ -155,7 +157,7 @@ void TablePush::storeDigests()
     connection.beginCopy("velmio.RowDigests", "store, tableName, block, digests");
     for (auto at = newDigests.begin(); at != newDigests.end(); ++at) {
         connection.put(
-            fieldOf(store) + '\t' + table.name + '\t' + QByteArray::number(at.key()) + "\t\\\\x" +
+            storeField + table.name + '\t' + QByteArray::number(at.key()) + "\t\\\\x" +
             at->toHex() + '\n');
     }
     connection.endCopy();
@@ -170,14 +172,25 @@ void TablePush::send(const QByteArray& line)
         connection.beginCopy("velmio." + table.name, columns);
         copying = true;
     }
-    connection.put(fieldOf(store) + '\t' + line);
+    unsent += storeField;
+    unsent += line;
+    if (unsent.size() >= BytesAtOnce)
+        sendLines();
     ++counts.sent;
 }
 
 void TablePush::endCopy()
 {
-    if (std::exchange(copying, false))
-        connection.endCopy();
+    if (!std::exchange(copying, false))
+        return;
+    sendLines();
+    connection.endCopy();
+}
+
+void TablePush::sendLines()
+{
+    connection.put(unsent);
+    unsent.resize(0);
 }
 
 } // namespace velmioctl::fleet

@@ -43,20 +43,22 @@ private:
         std::vector<std::pair<qint64, QByteArray>> lines = {}; ///< id -> line of COPY
     };
 
-    void readStoredBlocks();
     void endBlock();
     void sendChanged();
     void compare(const Block& block, const RowDigests& stored);
     void removeGone();
     void storeDigests();
+    void sendLines();
     void send(const QByteArray& line);
     void endCopy();
 
     Connection& connection;
     const QByteArray store;
+    const QByteArray storeField; // what each line begins with
     const TableShape& table;
     SentRows& rows;
     PushCounts& counts;
+    QByteArray unsent;                      // lines
     QHash<qint64, QByteArray> storedBlocks; // block -> hash; what the store still has is taken out
     Block current;
     std::vector<Block> changed;
