@@ -347,20 +347,7 @@ bool FileConfigManager::Add(FileConfiguration& config)
             return Update(config);
         }
     }
-
-    const Table& table = tableOf(config.getFileType());
-    if (table.name.isEmpty())
-        return false;
-    if (!config.getFileLinks().isEmpty())
-        AddFileLinks(config);
-
-    TransactionalScope scope;
-    int id = config.getId();
-    if (!_BindFileConfiguration(_Prepare(table.insert), config).execInsert(id))
-        return false;
-    config.setId(id);
-    _RefreshNativeFileViewerIfSyncStatusChanged(config);
-    return true;
+    return _Insert(config);
 }
 
 bool FileConfigManager::RemoveFileConfigurationAndLinkedConfigurations(int id)
@@ -594,6 +581,23 @@ Statement FileConfigManager::_BindFileConfiguration(
             u":fileLinks"_s,
             GetXmlStringFromFileLinkArray(config.getFileLinks(), config.getFileLinksDate()));
     return statement;
+}
+
+bool FileConfigManager::_Insert(FileConfiguration& config)
+{
+    const Table& table = tableOf(config.getFileType());
+    if (table.name.isEmpty())
+        return false;
+    if (!config.getFileLinks().isEmpty())
+        AddFileLinks(config);
+
+    TransactionalScope scope;
+    int id = config.getId();
+    if (!_BindFileConfiguration(_Prepare(table.insert), config).execInsert(id))
+        return false;
+    config.setId(id);
+    _RefreshNativeFileViewerIfSyncStatusChanged(config);
+    return true;
 }
 
 bool FileConfigManager::_Remove(int id)

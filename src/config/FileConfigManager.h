@@ -96,6 +96,8 @@ public:
     QList<FileLink> GetFileLinkArrayFromXmlString(const QString& xml, QDateTime& date) const;
 
 private:
+    friend class FileBatch;
+
     FileConfiguration _ReadOne(const Statement& statement);
     QVector<FileConfiguration> _ReadAll(const Statement& statement);
     FileConfiguration _FindByAuthenticationId(
@@ -104,6 +106,7 @@ private:
     QString _GenerateOrderBy(interf::FileConfigOrderByEnum order) const;
 
     Statement _BindFileConfiguration(Statement statement, const FileConfiguration& config);
+    bool _Insert(FileConfiguration& config);
     bool _Remove(int id);
     bool _RemoveGeneratedFileConfigurationsByParentFileId(int parentFileId);
     bool _RemoveRows(const QString& sql, const QString& placeholder, int value);

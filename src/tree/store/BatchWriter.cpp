@@ -1,6 +1,6 @@
 #include <tree/store/BatchWriter.h>
 
-#include <config/FileConfigManager.h>
+#include <config/FileBatch.h>
 #include <config/FolderConfigManager.h>
 #include <config/Sha256FileHash.h>
 #include <core/PathHelpers.h>
@@ -11,6 +11,7 @@
 #include <utility>
 
 using namespace Qt::StringLiterals;
+using sync::config::FileBatch;
 using sync::config::FileConfigManager;
 using sync::config::FileConfiguration;
 using sync::config::FolderConfigManager;
@@ -21,6 +22,8 @@ namespace {
 
 // How often a waiting scan asks whether it shall stop.
 constexpr std::chrono::milliseconds StopInterval(100);
+// A scan that was stopped writes at most so many files more.
+constexpr qsizetype AddedTogether = 256;
 
 QDateTime utcTime(qint64 ms)
 {
@@ -168,13 +171,14 @@ void BatchWriter::store(Batch& batch, Result& done)
         checkFailures();
         lastFolderId = folder.id;
     }
+    addFiles(batch, done);
+    checkFailures();
     for (const FileWork& work : batch.files) {
         if (stopped)
             break;
         if (work.kind == FileWork::Kind::Add)
-            addFile(batch.folders[work.folder], work, done);
-        else
-            updateFile(work, done);
+            continue;
+        updateFile(work, done);
         checkFailures();
     }
     if (!transaction.commit())
@@ -192,14 +196,36 @@ void BatchWriter::addFolder(FolderWork& folder, Result& done)
     done.problems.push_back({TreeProblem::Kind::RefusedFolder, folder.path.toUtf8()});
 }
 
-void BatchWriter::addFile(const FolderWork& folder, const FileWork& work, Result& done)
+void BatchWriter::addFiles(const Batch& batch, Result& done)
 {
-    if (folder.id == -1) {
-        ++done.counts.files.failed;
-        return;
+    QVector<FileConfiguration> added;
+    const auto add = [&] {
+        if (FileBatch(*files).Add(added).contains(-1))
+            queries.fail(u"Storing a file failed."_s);
+        done.counts.files.added += added.size();
+        added.clear();
+    };
+    for (const FileWork& work : batch.files) {
+        if (work.kind != FileWork::Kind::Add)
+            continue;
+        const int folderId = batch.folders[work.folder].id;
+        if (folderId == -1)
+            ++done.counts.files.failed;
+        else
+            added += newFile(folderId, work);
+        if (added.size() < AddedTogether)
+            continue;
+        add();
+        if (stopped)
+            return;
     }
+    add();
+}
+
+FileConfiguration BatchWriter::newFile(int folderId, const FileWork& work) const
+{
     FileConfiguration file;
-    file.setFolderConfigurationId(folder.id);
+    file.setFolderConfigurationId(folderId);
     file.setRootFolderId(root.getId());
     file.setProductConfigurationId(root.getProductConfigurationId());
     file.setName(work.path.mid(work.path.lastIndexOf(u'/') + 1));
@@ -207,9 +233,7 @@ void BatchWriter::addFile(const FolderWork& folder, const FileWork& work, Result
     file.setServerPath(core::GetServerPath(work.path, root.getClientPath(), root.getServerPath()));
     file.setSyncStatus(config::FileNotSynced);
     setFileState(file, work);
-    if (!files->Add(file))
-        queries.fail(u"Storing a file failed."_s);
-    ++done.counts.files.added;
+    return file;
 }
 
 void BatchWriter::updateFile(const FileWork& work, Result& done)

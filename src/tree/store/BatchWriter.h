@@ -19,6 +19,7 @@
 
 namespace sync::config {
 class FileConfigManager;
+class FileConfiguration;
 class FolderConfigManager;
 } // namespace sync::config
 
@@ -98,7 +99,8 @@ private:
     void writeBatches();
     void store(Batch& batch, Result& done);
     void addFolder(FolderWork& folder, Result& done);
-    void addFile(const FolderWork& folder, const FileWork& work, Result& done);
+    void addFiles(const Batch& batch, Result& done);
+    config::FileConfiguration newFile(int folderId, const FileWork& work) const;
     void updateFile(const FileWork& work, Result& done);
 
     const TreeStore place;

@@ -22,7 +22,7 @@ namespace {
 // Warnings that are printed for one root; the rest is only counted.
 constexpr long long ShownWarnings = 20;
 
-QJsonObject toJson(const sync::tree::ScanCounts::Kind& kind, long long pruned)
+QJsonObject jsonOfKind(const sync::tree::ScanCounts::Kind& kind, long long pruned)
 {
     return {
         {u"seen"_s, kind.seen},
@@ -52,12 +52,12 @@ bool ScanCounts::hasFindings() const
 
 QJsonObject ScanCounts::toJson() const
 {
-    QJsonObject ofFiles = velmioctl::toJson(files, prunedFiles);
+    QJsonObject ofFiles = jsonOfKind(files, prunedFiles);
     ofFiles.insert(u"changed"_s, files.changed);
     ofFiles.insert(u"refreshed"_s, files.refreshed);
     ofFiles.insert(u"skipped"_s, files.skipped);
     ofFiles.insert(u"unstable"_s, files.unstable);
-    QJsonObject ofFolders = velmioctl::toJson(folders, prunedFolders);
+    QJsonObject ofFolders = jsonOfKind(folders, prunedFolders);
     ofFolders.insert(u"files"_s, ofFiles);
     return ofFolders;
 }
