@@ -33,28 +33,30 @@ const sockaddr* generic(const sockaddr_un& address)
     return reinterpret_cast<const sockaddr*>(&address);
 }
 
-/// Reads the messages of a client, to find where its round trips end.
+/// Reads the messages of a client, to find where its round trips end. A message of COPY counts as
+/// one, though it has no answer.
 /// https://www.postgresql.org/docs/current/protocol-message-formats.html
 class Messages
 {
 public:
-    /// How many Sync messages end in these bytes.
+    /// How many round trips end in these bytes.
     int add(const char* bytes, ssize_t size)
     {
-        int syncs = 0;
+        int ends = 0;
         pending.append(bytes, size);
         for (;;) {
             // The first message has no type.
             const qsizetype header = started ? 1 : 0;
             if (pending.size() < header + 4)
-                return syncs;
+                return ends;
             quint32 length = 0;
             for (qsizetype at = header; at < header + 4; ++at)
                 length = length << 8U | static_cast<unsigned char>(pending.at(at));
             if (pending.size() < header + qsizetype(length))
-                return syncs;
-            if (started && pending.at(0) == 'S')
-                ++syncs;
+                return ends;
+            // Sync, Query and CopyData.
+            if (started && QByteArrayView("SQd").contains(pending.at(0)))
+                ++ends;
             pending.remove(0, header + qsizetype(length));
             started = true;
         }
@@ -147,10 +149,10 @@ void ServerProxy::forward(int client, int upstream)
                 continue;
             const ssize_t size = ::recv(sockets[from].fd, bytes.data(), bytes.size(), 0);
             open = size > 0;
-            const int syncs = open && from == 0 ? messages.add(bytes.data(), size) : 0;
-            if (syncs > 0) {
+            const int ends = open && from == 0 ? messages.add(bytes.data(), size) : 0;
+            if (ends > 0) {
                 const std::lock_guard lock(mutex);
-                count += syncs;
+                count += ends;
                 if (target > 0 && count >= target) {
                     target = 0;
                     atCut = std::exchange(action, {});

@@ -8,6 +8,7 @@
 #include <fleet/PostgresDatabaseFactory.h>
 #include <interf/IQSqlQueryWrapper.h>
 
+#include <QFile>
 #include <QLoggingCategory>
 #include <QSet>
 #include <QTest>
@@ -17,6 +18,7 @@
 #include <thread>
 
 using namespace Qt::StringLiterals;
+using sync::database::DatabaseError;
 using sync::database::Failure;
 using sync::database::HostTransaction;
 using sync::database::TransactionalScope;
@@ -251,6 +253,30 @@ private Q_SLOTS:
 
         QCOMPARE(first->lastFailure().value_or(Failure()).text, QString());
         QCOMPARE(second->lastFailure().value_or(Failure()).text, QString());
+    }
+
+    void aFullDiskOfTheServerLosesNothing()
+    {
+        PostgresServer small({.preload = VELMIO_FULL_SERVER_DISK});
+        const Factory factory = PostgresDatabaseFactory::open(small.connection(), u"full"_s);
+        QSet<QString> stored;
+        QFile full(small.fullDiskFile());
+        QVERIFY(full.open(QIODevice::WriteOnly));
+
+        // Until the first page that is not there yet.
+        while (stored.size() < 1000) {
+            const QString alias = QString::number(stored.size()).rightJustified(500, u'.');
+            if (!add(*factory, alias))
+                break;
+            stored.insert(alias);
+        }
+
+        QCOMPARE(factory->lastFailure()->cause, DatabaseError::Cause::DiskFull);
+        QCOMPARE(aliases(*factory).value(), stored);
+        QVERIFY(full.remove());
+        QVERIFY(add(*factory, u"after"_s));
+        stored.insert(u"after"_s);
+        QCOMPARE(aliases(*factory).value(), stored);
     }
 
     // The primary is killed at a random write, and its synchronous standby promoted.

@@ -6,6 +6,7 @@
 #include "VelmioctlRunner.h"
 
 #include <fleet/NeedsServer.h>
+#include <fleet/ServerProxy.h>
 #include <support/RawDatabase.h>
 #include <velmioctl/store/Columns.h>
 
@@ -16,6 +17,7 @@
 using namespace Qt::StringLiterals;
 using sync::test::PostgresServer;
 using sync::test::RawDatabase;
+using sync::test::ServerProxy;
 
 namespace {
 
@@ -119,6 +121,32 @@ private Q_SLOTS:
             value(u"SELECT clientPath FROM velmio.FileConfiguration WHERE name = 'notes.txt'"_s),
             client.tool.path(u"Work/notes.txt"_s));
         QCOMPARE(value(u"SELECT FileConfiguration FROM velmio.Counters"_s), u"2"_s);
+    }
+
+    // At each message to the server, those of COPY among them.
+    void aPushThatIsCutArrivesWholeOrNotAtAll()
+    {
+        const Client client(fleet);
+        QVERIFY(client.tool.execute(
+            u"INSERT INTO FileConfiguration (id, name, syncStatus) WITH RECURSIVE"
+            u" ids(id) AS (SELECT 100 UNION ALL SELECT id + 1 FROM ids WHERE id < 899)"
+            u" SELECT id, hex(randomblob(64)), 1 FROM ids"_s));
+        for (int message = 1;; ++message) {
+            ServerProxy proxy(*server);
+            proxy.cutAt(message, ServerProxy::Cut::BeforeServer);
+
+            const auto run =
+                client.tool.run({u"fleet"_s, u"push"_s, u"--to"_s, proxy.connection()});
+
+            if (proxy.roundTrips() < message) {
+                QCOMPARE(run.exitCode, 0);
+                QCOMPARE(count(u"FileConfiguration"_s), 802);
+                QVERIFY2(message > 40, QByteArray::number(message).constData());
+                return;
+            }
+            QVERIFY2(run.exitCode != 0, QByteArray::number(message).constData());
+            QCOMPARE(count(u"FileConfiguration"_s), 0);
+        }
     }
 
     void laterPushSendsOnlyWhatDiffers()

@@ -128,7 +128,8 @@ PostgresServer* PostgresServer::shared()
 }
 
 PostgresServer::PostgresServer(const Options& options)
-    : folder(QDir::tempPath() + u"/velmio-pg.XXXXXX"_s) // short, for the name of the socket
+    : preload(options.preload)
+    , folder(QDir::tempPath() + u"/velmio-pg.XXXXXX"_s) // short, for the name of the socket
 {
     giveToNobody(folder.path());
     runProgram(
@@ -139,7 +140,8 @@ PostgresServer::PostgresServer(const Options& options)
 }
 
 PostgresServer::PostgresServer(PostgresServer& primary, const Options& options)
-    : folder(QDir::tempPath() + u"/velmio-pg.XXXXXX"_s)
+    : preload(options.preload)
+    , folder(QDir::tempPath() + u"/velmio-pg.XXXXXX"_s)
 {
     giveToNobody(folder.path());
     runProgram(
@@ -189,8 +191,13 @@ void PostgresServer::start()
     const QByteArray program = QFile::encodeName(programFolder() + u"/postgres"_s);
     const QByteArray data = QFile::encodeName(dataFolder());
     const QByteArray log = QFile::encodeName(folder.filePath(u"log"_s));
+    const QByteArray full = QFile::encodeName(fullDiskFile());
     pid = Starter::fork([&] {
         prepareChild();
+        if (!preload.isEmpty()) {
+            ::setenv("VELMIO_FULL_DISK", full.constData(), 1);
+            ::setenv("LD_PRELOAD", preload.constData(), 1);
+        }
         if (::chdir("/") == 0 && ::freopen(log.constData(), "a", stderr) &&
             ::freopen(log.constData(), "a", stdout))
             ::execl(

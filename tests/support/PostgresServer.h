@@ -21,6 +21,8 @@ public:
         QStringList settings = {};
         /// True if commits must survive a kill of the machine; a kill of the server they always do.
         bool syncsFiles = false;
+        /// A library for LD_PRELOAD. VELMIO_FULL_DISK is fullDiskFile() for it.
+        QByteArray preload = {};
     };
 
     /// Whether the server's programs are installed.
@@ -59,6 +61,8 @@ public:
 
     /// The folder of the cluster's files.
     QString dataFolder() const { return folder.filePath(QStringLiteral("data")); }
+    /// What a preloaded library may look for.
+    QString fullDiskFile() const { return folder.filePath(QStringLiteral("full")); }
     /// The folder of its socket.
     QString socketFolder() const { return folder.path(); }
 
@@ -66,6 +70,7 @@ private:
     void configure(const Options& options) const;
     void end(int signal);
 
+    const QByteArray preload;
     QTemporaryDir folder;
     pid_t pid = 0;
 };
