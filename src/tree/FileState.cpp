@@ -3,6 +3,7 @@
 #include <base/FileError.h>
 #include <config/Sha256FileHash.h>
 #include <interf/ICryptographicHash.h>
+#include <tree/moves/DiskIdentities.h>
 #include <tree/walk/DiskState.h>
 
 #include <cerrno>
@@ -29,6 +30,8 @@ std::optional<FileState> stateOf(const std::optional<FileStatus>& status)
     const bool hasBirth = status->created && status->created->seconds != 0;
     state.createdMs = hasBirth ? status->created->toMs() : state.changedMs;
     state.inode = status->id.inode;
+    state.device = status->id.device;
+    state.createdNs = createdNsOf(*status);
     state.modifiedNs = status->modified.nanoseconds;
     return state;
 }

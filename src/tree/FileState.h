@@ -22,11 +22,27 @@ struct FileState
     qint64 createdMs = 0;  ///< Of the last metadata change if the creation time is not known.
     qint64 modifiedMs = 0; ///< The last change of the content.
     quint64 inode = 0;     ///< The number of the file on its volume.
+    quint64 device = 0;    ///< The number of the volume, until it is connected again.
+    /// The time of creation in nanoseconds; nothing where the file system does not know it.
+    std::optional<qint64> createdNs;
     qint64 modifiedNs = 0; ///< The part of `modifiedMs` below a second, in nanoseconds.
     qint64 changedMs = 0;  ///< The last metadata change.
 
     /// True if nothing was changed between two reads of the same file.
     bool operator==(const FileState& other) const = default;
+};
+
+/// What identifies a folder or file on the disk, as the store keeps it.
+struct DiskIdentity
+{
+    qint64 volume = 0; ///< Of the volume; the same when it is connected again.
+    qint64 fileId = 0; ///< The number on the volume; used again after a removal.
+    /// The time of creation in nanoseconds. Nothing if it is not known, or was too recent when it
+    /// was seen: what is made in place of a removed file may get its number within the resolution
+    /// of the clock.
+    std::optional<qint64> createdNs;
+
+    bool operator==(const DiskIdentity& other) const = default; ///< Of all members.
 };
 
 /// The state of a file by its absolute path; of the link itself if it is one. No value, with errno

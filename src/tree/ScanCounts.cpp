@@ -10,6 +10,7 @@ void add(ScanCounts::Kind& sum, const ScanCounts::Kind& other)
 {
     sum.seen += other.seen;
     sum.added += other.added;
+    sum.moved += other.moved;
     sum.missing += other.missing;
     sum.failed += other.failed;
     sum.unreadable += other.unreadable;

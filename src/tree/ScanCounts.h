@@ -14,6 +14,7 @@ struct VELMIO_TREE_EXPORT ScanCounts
     {
         long long seen = 0;         ///< On the disk.
         long long added = 0;        ///< New records.
+        long long moved = 0;        ///< Records that got another path, but not along with a folder.
         long long missing = 0;      ///< Records of what is not on the disk.
         long long failed = 0;       ///< Could not be recorded; for a file also because its folder
                                     ///< could not.

@@ -5,6 +5,8 @@
 #include <base/StoreFiles.h>
 #include <config/FolderConfiguration.h>
 #include <database/DatabaseBackups.h>
+#include <interf/IQSqlQueryWrapper.h>
+#include <tree/moves/MoveSearch.h>
 #include <tree/store/StoreQueries.h>
 #include <tree/walk/DirectoryWalk.h>
 #include <tree/walk/DiskState.h>
@@ -32,12 +34,24 @@ constexpr qint64 SecondMs = 1000;
 
 // Times as numbers, because comparing them is many times faster than parsing texts. The zone is cut
 // off: the stored times are UTC, whatever it says.
-const QString SelectFiles =
+const QString FileColumns =
     u"SELECT id, clientPath, size, checkSum,"
     u" CAST(round((julianday(substr(createdDateTime, 1, 23)) - 2440587.5) * 86400000) AS INTEGER),"
     u" CAST(round((julianday(substr(lastModifiedDateTime, 1, 23)) - 2440587.5) * 86400000)"
-    u" AS INTEGER)"
-    u" FROM FileConfiguration WHERE folderConfigurationId = :folderConfigurationId"_s;
+    u" AS INTEGER)"_s;
+const QString FilesOnDisk =
+    u", volume, fileId, createdNs FROM FileConfiguration LEFT JOIN FileOnDisk"
+    u" ON fileConfigurationId = id"_s;
+const QString InFolder = u" WHERE folderConfigurationId = :folderConfigurationId"_s;
+const QString SelectFiles = FileColumns + u", NULL, NULL, NULL FROM FileConfiguration"_s + InFolder;
+const QString SelectFilesOnDisk = FileColumns + FilesOnDisk + InFolder;
+const QString SelectFileOnDisk = FileColumns + FilesOnDisk + u" WHERE id = :id"_s;
+
+const QString SelectSubfolders =
+    u"SELECT id, clientPath, NULL, NULL, NULL FROM FolderConfiguration WHERE parentId = :parentId"_s;
+const QString SelectSubfoldersOnDisk =
+    u"SELECT id, clientPath, volume, fileId, createdNs FROM FolderConfiguration"
+    u" LEFT JOIN FolderOnDisk ON folderId = id WHERE parentId = :parentId"_s;
 
 bool agree(std::optional<qint64> storedMs, qint64 fileMs)
 {
@@ -129,9 +143,33 @@ bool takeForm(
     return false;
 }
 
-bool isFolder(const DirectoryWalk::Folder& found, const std::optional<FileId>& wanted)
+// In this column and the two that follow.
+std::optional<DiskIdentity> identityIn(const interf::IQSqlQueryWrapper& row, int column)
 {
-    return wanted && found.isOpen() && idOf(statusOf(found.descriptor)) == wanted;
+    if (row.value(column).isNull())
+        return std::nullopt;
+    return DiskIdentity{
+        row.value(column).toLongLong(), row.value(column + 1).toLongLong(),
+        numberOrNothing(row.value(column + 2))};
+}
+
+KnownFile knownFileIn(const interf::IQSqlQueryWrapper& row)
+{
+    return {
+        row.value(0).toInt(),
+        row.value(1).toString(),
+        row.value(2).toLongLong(),
+        numberOrNothing(row.value(4)),
+        numberOrNothing(row.value(5)),
+        row.value(3).toString(),
+        identityIn(row, 6)};
+}
+
+// Another folder is at the place, although its time of creation may not be known.
+bool differ(const DiskIdentity& stored, const DiskIdentity& found)
+{
+    return stored.volume != found.volume || stored.fileId != found.fileId ||
+           (stored.createdNs && found.createdNs && stored.createdNs != found.createdNs);
 }
 
 } // namespace
@@ -144,14 +182,20 @@ bool KnownFile::matches(const FileState& state) const
 
 ComparisonHandler::~ComparisonHandler() = default;
 
+bool ComparisonHandler::moved(const MovePlan&)
+{
+    return false;
+}
+
 class TreeComparison::Run
 {
 public:
-    Run(TreeStore givenStore, ComparisonHandler& handler, IgnoreRule ignored)
+    Run(TreeStore givenStore, ComparisonHandler& handler, IgnoreRule ignored, MoveOptions moves)
         : store(std::move(givenStore))
         , queries(*store.database)
         , handler(handler)
         , ignored(std::move(ignored))
+        , moves(std::move(moves))
     {
         if (store.path.isEmpty())
             return;
@@ -168,25 +212,65 @@ public:
 private:
     using Folder = ComparisonHandler::Folder;
 
-    int idOf(const QString& path);
-    bool compareFiles(
-        const Folder& folder, const DirectoryWalk::Folder& found,
+    /// The record of a folder.
+    struct KnownFolder
+    {
+        int id = -1;
+        QString path;
+        std::optional<DiskIdentity> identity;
+    };
+
+    /// What the disk says about an entry of a folder.
+    struct EntryState
+    {
+        std::optional<FileState> state;
+        int error = 0;
+        std::optional<size_t> position = {}; ///< The place of its record in `known`.
+    };
+
+    void begin(const FolderConfiguration& root, const FolderConfiguration& start);
+    bool compare(
+        DirectoryWalk::Folder& found, const std::optional<base::FileStatus>& status,
         const std::function<bool()>& stopRequested);
-    void compareEntry(
-        const DirectoryWalk::Folder& found, const DirectoryWalk::Entry& entry, bool besideDatabase);
-    void compareSubfolders(const Folder& folder, DirectoryWalk::Folder& found);
+    KnownFolder knownFolderAt(const QString& path);
+    void readRecordsOf(int folderId, const DirectoryWalk::Folder& found);
+    bool readStates(const DirectoryWalk::Folder& found, const std::function<bool()>& stopRequested);
+    bool mayHaveMoved(
+        const KnownFolder& folder, const std::optional<DiskIdentity>& identity,
+        DirectoryWalk::Folder& found);
+    bool isRecordedElsewhere(const DirectoryWalk::Folder& found, size_t at);
+    void search(const std::function<bool()>& stopRequested);
+    bool compareFiles(
+        const DirectoryWalk::Folder& found, const std::function<bool()>& stopRequested);
+    void compareEntry(const DirectoryWalk::Folder& found, size_t at);
+    void match(const DirectoryWalk::Folder& found);
+    std::optional<size_t> positionOf(const DirectoryWalk::Folder& found, const std::string& name);
+    void compareSubfolders(int folderId, DirectoryWalk::Folder& found);
     std::optional<size_t> positionInOtherForm(
         const DirectoryWalk::Folder& found, const std::string& name, const QString& path);
-    void reportMissingTree(const Folder& top);
+    void reportMissingTree(const KnownFolder& top);
     void readKnownFiles(int folderId);
-    std::vector<Folder> readSubfolders(int folderId);
+    std::vector<KnownFolder> readSubfolders(int folderId);
 
     const TreeStore store;
     const StoreQueries queries;
     ComparisonHandler& handler;
     const IgnoreRule ignored;
-    // Subfolders not visited yet: path -> id
-    QHash<QString, int> ids;
+    const MoveOptions moves;
+    FolderConfiguration root;
+    QString startPath;
+    // What identifies folders and files on the disk is stored, at least of some.
+    bool identifiesSome = false;
+    // Until a search, or if there will be none.
+    std::optional<MoveSearch> moveSearch;
+    DiskIdentities identities;
+    // Of what the handler has not changed.
+    MovePlan plan;
+    // Subfolders not visited yet, by path
+    QHash<QString, KnownFolder> folders;
+    // Of the current folder: its subfolders, and the states of its entries
+    std::vector<KnownFolder> subfolders;
+    std::vector<EntryState> states;
     // Of the current folder: path -> place in `known`
     QHash<QString, size_t> positions;
     // The same by the composed name, of those that are not ASCII; made when it is needed.
@@ -199,8 +283,9 @@ private:
     std::optional<FileId> backupFolder;
 };
 
-TreeComparison::TreeComparison(TreeStore store, ComparisonHandler& handler, IgnoreRule ignored)
-    : impl(std::make_unique<Run>(std::move(store), handler, std::move(ignored)))
+TreeComparison::TreeComparison(
+    TreeStore store, ComparisonHandler& handler, IgnoreRule ignored, MoveOptions moves)
+    : impl(std::make_unique<Run>(std::move(store), handler, std::move(ignored), std::move(moves)))
 {
 }
 
@@ -214,62 +299,194 @@ bool TreeComparison::run(
 }
 
 bool TreeComparison::Run::run(
-    const FolderConfiguration& root, const FolderConfiguration& start,
+    const FolderConfiguration& givenRoot, const FolderConfiguration& start,
     const std::function<bool()>& stopRequested)
 {
-    const QString path = start.getClientPath();
-    if (start.getId() != root.getId() && folderIsGone(path)) {
-        reportMissingTree({path, start.getId()});
+    begin(givenRoot, start);
+    if (start.getId() != root.getId() && folderIsGone(startPath)) {
+        reportMissingTree({start.getId(), startPath, {}});
         return true;
     }
     const bool topLevel = root.getFolderOption() == config::TopLevelOnly;
     const auto depth = topLevel ? DirectoryWalk::Depth::TopLevel : DirectoryWalk::Depth::All;
     DirectoryWalk walk(
-        path, depth, [this](const TreeProblem& problem) { handler.problem(problem); }, ignored);
-    ids.clear();
-    ids.insert(path, start.getId());
+        startPath, depth, [this](const TreeProblem& problem) { handler.problem(problem); },
+        ignored);
     while (!stopRequested()) {
         DirectoryWalk::Folder* const found = walk.next();
         if (!found)
             return true;
-        if (isFolder(*found, backupFolder))
+        const auto status = found->isOpen() ? statusOf(found->descriptor) : std::nullopt;
+        if (backupFolder && idOf(status) == backupFolder)
             continue;
-        const Folder folder{found->path, idOf(found->path)};
-        handler.folderFound(folder);
-        if (!compareFiles(folder, *found, stopRequested))
+        if (!compare(*found, status, stopRequested))
             return false;
-        if (!topLevel)
-            compareSubfolders(folder, *found);
     }
     return false;
 }
 
-int TreeComparison::Run::idOf(const QString& path)
+void TreeComparison::Run::begin(
+    const FolderConfiguration& givenRoot, const FolderConfiguration& start)
 {
-    if (const auto at = ids.find(path); at != ids.end()) {
-        const int id = *at;
-        ids.erase(at);
-        return id;
-    }
-    // Also a folder whose record has another parent than the one on the disk.
-    const auto query = queries.select(
-        u"SELECT id FROM FolderConfiguration WHERE clientPath = :clientPath"_s,
-        {{u":clientPath"_s, path}});
-    const bool found = query->next();
-    queries.check(*query);
-    return found ? query->value(0).toInt() : -1;
+    root = givenRoot;
+    startPath = start.getClientPath();
+    plan = {};
+    moveSearch.reset();
+    // A store of an older version that is only read does not have the tables.
+    const bool hasTables =
+        queries.number(u"SELECT count(*) FROM sqlite_master WHERE name = 'FileOnDisk'"_s) > 0;
+    identifiesSome =
+        hasTables && !store.isMoved &&
+        queries.number(u"SELECT EXISTS (SELECT 1 FROM FileOnDisk) OR EXISTS (SELECT 1 FROM"
+                       u" FolderOnDisk)"_s) > 0;
+    if (moves.find && identifiesSome)
+        moveSearch.emplace(queries, root, ignored, moves.hashes.get());
+    folders.clear();
+    folders.insert(
+        startPath, {start.getId(), startPath,
+                    start.getId() != root.getId() && identifiesSome
+                        ? MoveSearch::stored(queries, start.getId(), true)
+                        : std::nullopt});
 }
 
-bool TreeComparison::Run::compareFiles(
-    const Folder& folder, const DirectoryWalk::Folder& found,
+bool TreeComparison::Run::compare(
+    DirectoryWalk::Folder& found, const std::optional<base::FileStatus>& status,
     const std::function<bool()>& stopRequested)
 {
-    readKnownFiles(folder.id);
-    const bool besideDatabase = isFolder(found, ownFolder);
+    const bool isRoot = found.path == root.getClientPath();
+    const auto identity = isRoot ? std::nullopt : identities.of(status, found.path);
+    KnownFolder record = knownFolderAt(found.path);
+    if (!readStates(found, stopRequested))
+        return false;
+    readRecordsOf(record.id, found);
+    if (moveSearch && mayHaveMoved(record, identity, found)) {
+        search(stopRequested);
+        record = knownFolderAt(found.path);
+        readRecordsOf(record.id, found);
+    }
+    Folder folder{found.path, record.id};
+    const bool isStored = record.identity && identity && !differ(*record.identity, *identity) &&
+                          (record.identity->createdNs || !identity->createdNs);
+    if (!isStored)
+        folder.unstoredIdentity = identity;
+    handler.folderFound(folder);
+    if (!compareFiles(found, stopRequested))
+        return false;
+    if (root.getFolderOption() != config::TopLevelOnly)
+        compareSubfolders(record.id, found);
+    return true;
+}
+
+TreeComparison::Run::KnownFolder TreeComparison::Run::knownFolderAt(const QString& path)
+{
+    if (const auto at = folders.find(path); at != folders.end()) {
+        const KnownFolder folder = *at;
+        folders.erase(at);
+        return folder;
+    }
+    KnownFolder folder{plan.movedTo(path, true), path, {}};
+    if (folder.id == -1) {
+        // Also a folder whose record has another parent than the one on the disk.
+        const QString recorded = plan.recordedPath(path);
+        const auto query = queries.select(
+            u"SELECT id FROM FolderConfiguration WHERE clientPath = :clientPath"_s,
+            {{u":clientPath"_s, recorded}});
+        const bool found = query->next();
+        queries.check(*query);
+        if (found && plan.newPath(recorded) == path)
+            folder.id = query->value(0).toInt();
+    }
+    if (folder.id != -1 && identifiesSome)
+        folder.identity = MoveSearch::stored(queries, folder.id, true);
+    return folder;
+}
+
+void TreeComparison::Run::readRecordsOf(int folderId, const DirectoryWalk::Folder& found)
+{
+    readKnownFiles(folderId);
+    match(found);
+    subfolders = folderId == -1 || root.getFolderOption() == config::TopLevelOnly
+                     ? std::vector<KnownFolder>()
+                     : readSubfolders(folderId);
+}
+
+bool TreeComparison::Run::readStates(
+    const DirectoryWalk::Folder& found, const std::function<bool()>& stopRequested)
+{
+    states.clear();
+    states.reserve(found.entries.size());
     for (const DirectoryWalk::Entry& entry : found.entries) {
         if (stopRequested())
             return false;
-        compareEntry(found, entry, besideDatabase);
+        EntryState& entryState = states.emplace_back();
+        if (!entry.regular)
+            continue;
+        entryState.state = readFileState(found.descriptor, entry.name.c_str());
+        entryState.error = entryState.state ? 0 : errno;
+    }
+    return true;
+}
+
+// True if something here is worth a search: it is recorded elsewhere, or its record is not here.
+bool TreeComparison::Run::mayHaveMoved(
+    const KnownFolder& folder, const std::optional<DiskIdentity>& identity,
+    DirectoryWalk::Folder& found)
+{
+    if (identity && folder.id == -1 && moveSearch->isRecordedElsewhere(*identity, true, found.path))
+        return true;
+    if (identity && folder.identity && differ(*folder.identity, *identity))
+        return true;
+    for (size_t at = 0; at < states.size(); ++at) {
+        if (isRecordedElsewhere(found, at))
+            return true;
+    }
+    if (!found.complete)
+        return false;
+    const bool fileMissed = std::any_of(positions.cbegin(), positions.cend(), [this](size_t at) {
+        return !seen[at] && known[at].identity && fileIsGone(known[at].clientPath);
+    });
+    return fileMissed ||
+           std::any_of(subfolders.begin(), subfolders.end(), [](const KnownFolder& child) {
+               return child.identity && folderIsGone(child.path);
+           });
+}
+
+bool TreeComparison::Run::isRecordedElsewhere(const DirectoryWalk::Folder& found, size_t at)
+{
+    const auto& [state, error, position] = states[at];
+    if (!state || !state->regular)
+        return false;
+    // Two that were made at one time and have one size may have exchanged their names.
+    const KnownFile* const record = position ? &known[*position] : nullptr;
+    if (record && record->matches(*state) &&
+        (!record->identity || record->identity->fileId == qint64(state->inode)))
+        return false;
+    const QString path =
+        joinPath(found.path, textOfName(found.entries[at].name).value_or(QString()));
+    return moveSearch->isRecordedElsewhere(
+        identities.of({state->device, state->inode}, state->createdNs, found.path), false, path);
+}
+
+void TreeComparison::Run::search(const std::function<bool()>& stopRequested)
+{
+    const MovePlan found = moveSearch->run(startPath, stopRequested);
+    moveSearch.reset();
+    if (!found.isEmpty() && !handler.moved(found))
+        plan = found;
+    // The paths of those that are not visited yet may be others.
+    folders.clear();
+}
+
+bool TreeComparison::Run::compareFiles(
+    const DirectoryWalk::Folder& found, const std::function<bool()>& stopRequested)
+{
+    const bool besideDatabase = ownFolder && idOf(statusOf(found.descriptor)) == ownFolder;
+    for (size_t at = 0; at < found.entries.size(); ++at) {
+        if (stopRequested())
+            return false;
+        const QString name = textOfName(found.entries[at].name).value_or(QString());
+        if (!besideDatabase || !base::isDatabaseFileName(name, ownName))
+            compareEntry(found, at);
     }
     if (!found.complete)
         return true;
@@ -280,38 +497,60 @@ bool TreeComparison::Run::compareFiles(
     return true;
 }
 
-void TreeComparison::Run::compareEntry(
-    const DirectoryWalk::Folder& found, const DirectoryWalk::Entry& entry, bool besideDatabase)
+void TreeComparison::Run::compareEntry(const DirectoryWalk::Folder& found, size_t at)
 {
-    const QString name = textOfName(entry.name).value_or(QString());
-    if (besideDatabase && base::isDatabaseFileName(name, ownName))
+    const DirectoryWalk::Entry& entry = found.entries[at];
+    const auto& [state, error, position] = states[at];
+    if (position) {
+        handler.fileFound(known[*position].clientPath, *state, known[*position]);
         return;
-    const QString path = joinPath(found.path, name);
-    if (!entry.regular) {
+    }
+    const QString path = joinPath(found.path, textOfName(entry.name).value_or(QString()));
+    if (!entry.regular || (state && !state->regular)) {
         handler.entrySkipped(path);
         return;
     }
-    const auto state = readFileState(found.descriptor, entry.name.c_str());
     if (!state) {
         // A known file that vanished since the folder was read is missing.
-        if (const int error = errno; !base::isGone(error)) {
+        if (!base::isGone(error))
             handler.problem({TreeProblem::Kind::InaccessibleFile, path.toUtf8(), error});
+        return;
+    }
+    handler.fileFound(path, *state);
+}
+
+void TreeComparison::Run::match(const DirectoryWalk::Folder& found)
+{
+    for (size_t at = 0; at < states.size(); ++at) {
+        EntryState& entry = states[at];
+        entry.position.reset();
+        if (!entry.state || !entry.state->regular)
+            continue;
+        entry.position = positionOf(found, found.entries[at].name);
+        if (entry.position)
+            seen[*entry.position] = true;
+    }
+}
+
+// The record of an entry, which may have moved here.
+std::optional<size_t> TreeComparison::Run::positionOf(
+    const DirectoryWalk::Folder& found, const std::string& name)
+{
+    const QString path = joinPath(found.path, textOfName(name).value_or(QString()));
+    if (const auto exact = positions.constFind(path); exact != positions.cend())
+        return *exact;
+    if (const int id = plan.movedTo(path, false); id != -1) {
+        const auto query = queries.select(SelectFileOnDisk, {{u":id"_s, id}});
+        const bool exists = query->next();
+        queries.check(*query);
+        if (exists) {
+            known.push_back(knownFileIn(*query));
+            known.back().clientPath = path;
+            seen.push_back(true);
+            return known.size() - 1;
         }
-        return;
     }
-    if (!state->regular) {
-        handler.entrySkipped(path);
-        return;
-    }
-    const auto exact = positions.constFind(path);
-    const auto position = exact != positions.cend() ? std::optional(*exact)
-                                                    : positionInOtherForm(found, entry.name, path);
-    if (!position) {
-        handler.fileFound(path, *state);
-        return;
-    }
-    seen[*position] = true;
-    handler.fileFound(known[*position].clientPath, *state, known[*position]);
+    return positionInOtherForm(found, name, path);
 }
 
 std::optional<size_t> TreeComparison::Run::positionInOtherForm(
@@ -327,39 +566,39 @@ std::optional<size_t> TreeComparison::Run::positionInOtherForm(
     return own == last ? std::nullopt : std::optional(*own);
 }
 
-void TreeComparison::Run::compareSubfolders(const Folder& folder, DirectoryWalk::Folder& found)
+void TreeComparison::Run::compareSubfolders(int folderId, DirectoryWalk::Folder& found)
 {
-    if (folder.id == -1)
+    if (folderId == -1)
         return;
     QSet<QString> present;
     for (const DirectoryWalk::Subfolder& child : found.folders)
         present.insert(child.path);
     std::optional<ComposedNames> forms;
-    for (const Folder& child : readSubfolders(folder.id)) {
+    for (const KnownFolder& child : std::exchange(subfolders, {})) {
         if (present.contains(child.path) || takeForm(child.path, found, forms))
-            ids.insert(child.path, child.id);
+            folders.insert(child.path, child);
         else if (found.complete && folderIsGone(child.path))
             reportMissingTree(child);
     }
 }
 
-void TreeComparison::Run::reportMissingTree(const Folder& top)
+void TreeComparison::Run::reportMissingTree(const KnownFolder& top)
 {
-    std::vector<Folder> pending{top};
+    std::vector<KnownFolder> pending{top};
     // In a damaged table a folder may be below itself.
     QSet<int> visited;
     while (!pending.empty()) {
-        const Folder folder = std::move(pending.back());
+        const KnownFolder folder = std::move(pending.back());
         pending.pop_back();
         if (visited.contains(folder.id))
             continue;
         visited.insert(folder.id);
 
-        handler.folderMissing(folder);
+        handler.folderMissing({folder.path, folder.id});
         readKnownFiles(folder.id);
         for (const KnownFile& file : known)
             handler.fileMissing(file);
-        for (Folder& child : readSubfolders(folder.id))
+        for (KnownFolder& child : readSubfolders(folder.id))
             pending.push_back(std::move(child));
     }
 }
@@ -370,13 +609,16 @@ void TreeComparison::Run::readKnownFiles(int folderId)
     positions.clear();
     otherForms.reset();
     if (folderId != -1) {
-        const auto query = queries.select(SelectFiles, {{u":folderConfigurationId"_s, folderId}});
+        const auto query = queries.select(
+            identifiesSome ? SelectFilesOnDisk : SelectFiles,
+            {{u":folderConfigurationId"_s, folderId}});
         while (query->next()) {
-            positions.insert(query->value(1).toString(), known.size());
-            known.push_back(
-                {query->value(0).toInt(), query->value(1).toString(), query->value(2).toLongLong(),
-                 numberOrNothing(query->value(4)), numberOrNothing(query->value(5)),
-                 query->value(3).toString()});
+            KnownFile file = knownFileIn(*query);
+            if (plan.holds(file.id, false))
+                continue;
+            file.clientPath = plan.newPath(file.clientPath);
+            positions.insert(file.clientPath, known.size());
+            known.push_back(std::move(file));
         }
         // With rows missing, known files would look new, and folders empty.
         queries.check(*query);
@@ -384,16 +626,20 @@ void TreeComparison::Run::readKnownFiles(int folderId)
     seen.assign(known.size(), false);
 }
 
-std::vector<ComparisonHandler::Folder> TreeComparison::Run::readSubfolders(int folderId)
+std::vector<TreeComparison::Run::KnownFolder> TreeComparison::Run::readSubfolders(int folderId)
 {
     const auto query = queries.select(
-        u"SELECT id, clientPath FROM FolderConfiguration WHERE parentId = :parentId"_s,
-        {{u":parentId"_s, folderId}});
-    std::vector<Folder> folders;
-    while (query->next())
-        folders.push_back({query->value(1).toString(), query->value(0).toInt()});
+        identifiesSome ? SelectSubfoldersOnDisk : SelectSubfolders, {{u":parentId"_s, folderId}});
+    std::vector<KnownFolder> found;
+    while (query->next()) {
+        KnownFolder folder{query->value(0).toInt(), plan.newPath(query->value(1).toString()), {}};
+        if (plan.holds(folder.id, true))
+            continue;
+        folder.identity = identityIn(*query, 2);
+        found.push_back(std::move(folder));
+    }
     queries.check(*query);
-    return folders;
+    return found;
 }
 
 } // namespace sync::tree

@@ -3,6 +3,7 @@
 
 #include <core/Export.h>
 #include <tree/FileState.h>
+#include <tree/MovePlan.h>
 #include <tree/TreeProblem.h>
 #include <tree/TreeStore.h>
 
@@ -15,6 +16,10 @@
 namespace sync::config {
 class FolderConfiguration;
 } // namespace sync::config
+
+namespace sync::interf {
+class ICryptographicHash;
+} // namespace sync::interf
 
 namespace sync::tree {
 
@@ -31,6 +36,8 @@ struct VELMIO_TREE_EXPORT KnownFile
     std::optional<qint64> createdMs;  ///< Nothing if no time is recorded.
     std::optional<qint64> modifiedMs; ///< The same.
     QString checkSum;                 ///< Empty if none is recorded.
+    /// What identifies it on the disk, as it is stored; nothing if nothing is stored.
+    std::optional<DiskIdentity> identity;
 
     /// True if size and times equal those of the file on the disk. Times must agree to the
     /// millisecond; one that was stored in whole seconds may differ by less than two seconds.
@@ -46,9 +53,16 @@ public:
     {
         QString path; ///< As it is recorded, or as the disk has it.
         int id = -1;  ///< -1 for a folder that has no record.
+        /// What identifies it on the disk, unless just that is stored. Not of a root folder.
+        std::optional<DiskIdentity> unstoredIdentity = {};
     };
 
     virtual ~ComparisonHandler();
+
+    /// Records of what is elsewhere in the root now. Called at most once, and before all calls for
+    /// any of them. Returns true if the records were changed to agree; otherwise later calls have
+    /// the paths on the disk with the ids of these records. By default it only returns false.
+    virtual bool moved(const MovePlan& plan);
 
     /// A folder on the disk. Called before all calls for the files of the folder.
     virtual void folderFound(const Folder& folder) = 0;
@@ -72,6 +86,14 @@ public:
     virtual void problem(const TreeProblem& problem) = 0;
 };
 
+/// How a comparison treats records of what is elsewhere.
+struct VELMIO_TREE_EXPORT MoveOptions
+{
+    bool find = true; ///< Otherwise they are missing in one place, and new in another.
+    /// Computes the checksums; SHA-256 without it.
+    std::shared_ptr<interf::ICryptographicHash> hashes = {};
+};
+
 /// Compares the tree of a root folder on the disk with the records. It goes folder by folder, so it
 /// needs memory for the files of only one folder. Writes nothing.
 ///
@@ -80,7 +102,9 @@ class VELMIO_TREE_EXPORT TreeComparison
 {
 public:
     /// The handler must outlive the comparison.
-    TreeComparison(TreeStore store, ComparisonHandler& handler, IgnoreRule ignored = {});
+    TreeComparison(
+        TreeStore store, ComparisonHandler& handler, IgnoreRule ignored = {},
+        MoveOptions moves = {});
     ~TreeComparison();
     TreeComparison(const TreeComparison&) = delete;
     TreeComparison& operator=(const TreeComparison&) = delete;

@@ -2,6 +2,8 @@
 
 #include <config/FolderConfiguration.h>
 #include <interf/ICryptographicHash.h>
+#include <tree/moves/DiskIdentities.h>
+#include <tree/moves/MoveWriter.h>
 #include <tree/store/BatchWriter.h>
 
 #include <QElapsedTimer>
@@ -23,6 +25,7 @@ constexpr qint64 BatchMs = 500;
 
 ScanObserver::~ScanObserver() = default;
 void ScanObserver::progress(const QString&, const ScanCounts&) {}
+void ScanObserver::moved(const Move&) {}
 void ScanObserver::fileChanged(const QString&, Change) {}
 void ScanObserver::fileMissing(int, const QString&) {}
 void ScanObserver::folderMissing(int, const QString&) {}
@@ -47,6 +50,7 @@ public:
 private:
     using Change = ScanObserver::Change;
 
+    bool moved(const MovePlan& plan) override;
     void folderFound(const Folder& folder) override;
     void folderMissing(const Folder& folder) override;
     void fileFound(const QString& path, const FileState& state) override;
@@ -57,6 +61,9 @@ private:
 
     bool hash(const QString& path, const FileState& state, QString& checkSum);
     void collect(Change change, FileWork work);
+    void collectWork(FileWork work);
+    void identify(const FileState& state, const KnownFile& known);
+    DiskIdentity identityOf(const FileState& state);
     void writeWhenDue();
     void write();
     void take(const BatchWriter::Result& result);
@@ -64,7 +71,8 @@ private:
     const TreeStore store;
     ScanObserver& observer;
     Options options;
-    int rootId = -1;
+    FolderConfiguration root;
+    DiskIdentities identities;
     Batch batch;
     QElapsedTimer sinceWritten;
     std::optional<BatchWriter> writer;
@@ -87,11 +95,11 @@ const ScanCounts& TreeScan::counts() const
     return impl->counts;
 }
 
-bool TreeScan::Run::run(const FolderConfiguration& root, const FolderConfiguration& start)
+bool TreeScan::Run::run(const FolderConfiguration& givenRoot, const FolderConfiguration& start)
 {
     counts = {};
     batch = {};
-    rootId = root.getId();
+    root = givenRoot;
     const RootPlace place(store, root);
     counts.rootState = place.state();
     const bool accepted = options.force && counts.rootState < RootState::Unreadable;
@@ -104,7 +112,9 @@ bool TreeScan::Run::run(const FolderConfiguration& root, const FolderConfigurati
     bool toItsEnd = false;
     try {
         toItsEnd =
-            TreeComparison(store, *this, options.ignored).run(root, start, options.stopRequested);
+            TreeComparison(
+                store, *this, options.ignored, {.find = options.moves, .hashes = options.hashes})
+                .run(root, start, options.stopRequested);
         write();
         take(writer->finish(options.stopRequested));
     } catch (...) {
@@ -118,11 +128,27 @@ bool TreeScan::Run::run(const FolderConfiguration& root, const FolderConfigurati
     return toItsEnd;
 }
 
+// What was collected is written first, because it may be what has moved.
+bool TreeScan::Run::moved(const MovePlan& plan)
+{
+    if (!options.dryRun) {
+        write();
+        take(writer->finish(options.stopRequested));
+        batch = {};
+        MoveWriter(store, root).apply(plan);
+    }
+    for (const Move& move : plan.moves()) {
+        ++(move.isFolder ? counts.folders.moved : counts.files.moved);
+        observer.moved(move);
+    }
+    return !options.dryRun;
+}
+
 void TreeScan::Run::folderFound(const Folder& folder)
 {
     writeWhenDue();
-    batch.folders.push_back({folder.path, folder.id});
-    if (folder.id != rootId)
+    batch.folders.push_back({folder.path, folder.id, false, folder.unstoredIdentity});
+    if (folder.id != root.getId())
         ++counts.folders.seen;
     if (options.dryRun && folder.id == -1)
         ++counts.folders.added;
@@ -149,6 +175,8 @@ void TreeScan::Run::fileFound(const QString& path, const FileState& state, const
     ++counts.files.seen;
     observer.progress(path, counts);
     const bool matches = known.matches(state);
+    if (matches)
+        identify(state, known);
     if (matches && options.hash != HashMode::Always)
         return;
     QString checkSum;
@@ -162,6 +190,23 @@ void TreeScan::Run::fileFound(const QString& path, const FileState& state, const
         collect(Change::Same, {FileWork::Kind::Refresh, 0, known.id, path, state, checkSum});
     else
         collect(Change::Changed, {FileWork::Kind::Change, 0, known.id, path, state, checkSum});
+}
+
+void TreeScan::Run::identify(const FileState& state, const KnownFile& known)
+{
+    if (options.dryRun)
+        return;
+    DiskIdentity found = identityOf(state);
+    // What was too recent before may be old enough now.
+    if (known.identity && !found.createdNs)
+        found.createdNs = known.identity->createdNs;
+    if (known.identity != found)
+        collectWork({FileWork::Kind::Identify, 0, known.id, {}, state, {}, found});
+}
+
+DiskIdentity TreeScan::Run::identityOf(const FileState& state)
+{
+    return identities.of({state.device, state.inode}, state.createdNs, batch.folders.back().path);
 }
 
 void TreeScan::Run::fileMissing(const KnownFile& known)
@@ -220,6 +265,12 @@ void TreeScan::Run::collect(Change change, FileWork work)
                                        : counts.files.refreshed);
         return;
     }
+    work.identity = identityOf(work.state);
+    collectWork(std::move(work));
+}
+
+void TreeScan::Run::collectWork(FileWork work)
+{
     work.folder = batch.folders.size() - 1;
     batch.files.push_back(std::move(work));
     writeWhenDue();
@@ -239,11 +290,12 @@ void TreeScan::Run::write()
     Batch next;
     if (!batch.folders.empty())
         next.folders.push_back(batch.folders.back());
-    const bool hasWork = batch.newFolders() > 0 || !batch.files.empty();
-    if (hasWork && !options.dryRun && !options.stopRequested()) {
+    if (!batch.isEmpty() && !options.dryRun && !options.stopRequested()) {
         take(writer->write(std::move(batch), options.stopRequested));
-        for (FolderWork& folder : next.folders)
+        for (FolderWork& folder : next.folders) {
             folder.continued = folder.id == -1;
+            folder.identity.reset();
+        }
     }
     batch = std::move(next);
 }

@@ -33,6 +33,10 @@ public:
     /// are not counted yet.
     virtual void progress(const QString& path, const ScanCounts& counts);
 
+    /// A record has got the path of where its folder or file is now or, with `dryRun`, would get
+    /// it.
+    virtual void moved(const Move& move);
+
     /// The record of a file will be written.
     virtual void fileChanged(const QString& path, Change change);
 
@@ -65,7 +69,8 @@ public:
         HashMode hash = HashMode::Changed; ///< Which files are read.
         bool dryRun = false;               ///< Nothing is stored, only counted.
         bool force = false;                ///< Also an empty or exchanged root is compared.
-        IgnoreRule ignored = {};           ///< What is left out.
+        bool moves = true; ///< What has another path keeps its record; otherwise it gets another.
+        IgnoreRule ignored = {}; ///< What is left out.
         /// Asked between two files; true ends the scan. What is already written stays.
         std::function<bool()> stopRequested = {};
         /// Computes the checksums; SHA-256 without it.

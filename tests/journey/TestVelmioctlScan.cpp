@@ -53,6 +53,7 @@ private Q_SLOTS:
             {u"failed"_s, 0},
             {u"unreadable"_s, 0},
             {u"invalidNames"_s, 0},
+            {u"moved"_s, 0},
             {u"gone"_s, 0},
             {u"pruned"_s, 0},
             {u"files"_s, first.object()[u"files"_s]},

@@ -170,6 +170,7 @@ private Q_SLOTS:
         QCOMPARE(scan.counts().files.added, 0);
         QCOMPARE(notes.missing, QStringList(place.pathOf(u"kept"_s)));
         QCOMPARE(place.recorded(), (QStringList{u"kept"_s, u"left.tmp"_s, u"left/in"_s}));
+        asked.removeDuplicates();
         asked.sort();
         QCOMPARE(
             asked,

@@ -46,6 +46,14 @@ long long Batch::newFolders() const
         folders.begin(), folders.end(), [](const FolderWork& folder) { return folder.isNew(); });
 }
 
+bool Batch::isEmpty() const
+{
+    return files.empty() &&
+           std::all_of(folders.begin(), folders.end(), [](const FolderWork& folder) {
+               return !folder.isNew() && (folder.continued || !folder.identity);
+           });
+}
+
 BatchWriter::BatchWriter(const TreeStore& store, const config::FolderConfiguration& root)
     : place(store)
     , queries(*place.database)
@@ -168,6 +176,8 @@ void BatchWriter::store(Batch& batch, Result& done)
             folder.id = lastFolderId;
         else if (folder.isNew())
             addFolder(folder, done);
+        if (!folder.continued && folder.identity && folder.id != -1)
+            identify(true, folder.id, *folder.identity);
         checkFailures();
         lastFolderId = folder.id;
     }
@@ -178,7 +188,10 @@ void BatchWriter::store(Batch& batch, Result& done)
             break;
         if (work.kind == FileWork::Kind::Add)
             continue;
-        updateFile(work, done);
+        if (work.kind == FileWork::Kind::Identify)
+            identify(false, work.id, work.identity);
+        else
+            updateFile(work, done);
         checkFailures();
     }
     if (!transaction.commit())
@@ -199,20 +212,27 @@ void BatchWriter::addFolder(FolderWork& folder, Result& done)
 void BatchWriter::addFiles(const Batch& batch, Result& done)
 {
     QVector<FileConfiguration> added;
+    std::vector<DiskIdentity> identities;
     const auto add = [&] {
-        if (FileBatch(*files).Add(added).contains(-1))
+        const QVector<int> ids = FileBatch(*files).Add(added);
+        if (ids.contains(-1))
             queries.fail(u"Storing a file failed."_s);
+        for (qsizetype at = 0; at < ids.size(); ++at)
+            identify(false, ids[at], identities[size_t(at)]);
         done.counts.files.added += added.size();
         added.clear();
+        identities.clear();
     };
     for (const FileWork& work : batch.files) {
         if (work.kind != FileWork::Kind::Add)
             continue;
         const int folderId = batch.folders[work.folder].id;
-        if (folderId == -1)
+        if (folderId == -1) {
             ++done.counts.files.failed;
-        else
+        } else {
             added += newFile(folderId, work);
+            identities.push_back(work.identity);
+        }
         if (added.size() < AddedTogether)
             continue;
         add();
@@ -253,8 +273,22 @@ void BatchWriter::updateFile(const FileWork& work, Result& done)
         file.setSyncStatus(config::FileNotSynced);
     if (!files->Update(file))
         queries.fail(u"Storing a file failed."_s);
+    identify(false, file.getId(), work.identity);
     ++(work.kind == FileWork::Kind::Change ? done.counts.files.changed
                                            : done.counts.files.refreshed);
+}
+
+void BatchWriter::identify(bool isFolder, int id, const DiskIdentity& identity)
+{
+    queries.change(
+        isFolder ? u"INSERT OR REPLACE INTO FolderOnDisk (folderId, volume, fileId, createdNs)"
+                   u" VALUES (:id, :volume, :fileId, :createdNs)"_s
+                 : u"INSERT OR REPLACE INTO FileOnDisk (fileConfigurationId, volume, fileId,"
+                   u" createdNs) VALUES (:id, :volume, :fileId, :createdNs)"_s,
+        {{u":id"_s, id},
+         {u":volume"_s, identity.volume},
+         {u":fileId"_s, identity.fileId},
+         {u":createdNs"_s, identity.createdNs ? QVariant(*identity.createdNs) : QVariant()}});
 }
 
 } // namespace sync::tree

@@ -31,6 +31,7 @@ struct FolderWork
     QString path;
     int id;                 ///< -1 for one without a record.
     bool continued = false; ///< The last one of the batch before; the writer knows its id.
+    std::optional<DiskIdentity> identity = {}; ///< To be stored.
 
     bool isNew() const { return id == -1 && !continued; }
 };
@@ -38,13 +39,15 @@ struct FolderWork
 /// A file whose record is to be written.
 struct FileWork
 {
-    enum class Kind { Add, Change, Refresh };
+    /// The last one stores only what identifies the file.
+    enum class Kind { Add, Change, Refresh, Identify };
     Kind kind;
     size_t folder; ///< The place of its folder in the batch.
     int id;
     QString path;
     FileState state;
     QString checkSum;
+    DiskIdentity identity = {};
 };
 
 /// Records that are written in one transaction. It is collected before, so the store is not locked
@@ -55,6 +58,7 @@ struct Batch
     std::vector<FileWork> files;
 
     long long newFolders() const;
+    bool isEmpty() const; ///< True if nothing is to be written.
     size_t size() const { return folders.size() + files.size(); }
 };
 
@@ -102,6 +106,7 @@ private:
     void addFiles(const Batch& batch, Result& done);
     config::FileConfiguration newFile(int folderId, const FileWork& work) const;
     void updateFile(const FileWork& work, Result& done);
+    void identify(bool isFolder, int id, const DiskIdentity& identity);
 
     const TreeStore place;
     const StoreQueries queries;

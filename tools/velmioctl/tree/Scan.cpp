@@ -27,6 +27,7 @@ QJsonObject jsonOfKind(const sync::tree::ScanCounts::Kind& kind, long long prune
     return {
         {u"seen"_s, kind.seen},
         {u"new"_s, kind.added},
+        {u"moved"_s, kind.moved},
         {u"gone"_s, kind.missing},
         {u"pruned"_s, pruned},
         {u"failed"_s, kind.failed},
@@ -88,6 +89,7 @@ void Scan::run(const FolderConfiguration& rootFolder, const FolderConfiguration&
         {.hash = options.hash,
          .dryRun = options.dryRun,
          .force = options.force,
+         .moves = !options.noMoves,
          .stopRequested = stopRequested});
     sync::tree::ScanCounts& counts = current;
     bool toItsEnd = false;
@@ -138,6 +140,16 @@ void Scan::progress(const QString& path, const sync::tree::ScanCounts& counts)
             QString::number((expectedFiles - counts.files.seen) / perSecond + 1));
     }
     line.show(text + u": "_s + path);
+}
+
+void Scan::moved(const sync::tree::Move& move)
+{
+    movedFromOtherRoot |= move.fromRootId != root.getId();
+    line.clear();
+    const QString place = u"moved from %1 to %2."_s.arg(quoted(move.from), quoted(move.to));
+    session.output.note(
+        (move.isFolder ? u"The folder "_s : u"The file "_s) +
+        (options.dryRun ? u"was "_s : u"has "_s) + place);
 }
 
 void Scan::fileChanged(const QString& path, Change change)

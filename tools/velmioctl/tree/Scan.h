@@ -38,9 +38,10 @@ public:
     struct Options
     {
         HashMode hash = HashMode::Changed;
-        bool prune = false;  ///< What is missing is to be removed, so it is not warned of.
-        bool dryRun = false; ///< Nothing is stored, only counted.
-        bool force = false;  ///< Also an empty or exchanged root is compared.
+        bool prune = false;   ///< What is missing is to be removed, so it is not warned of.
+        bool dryRun = false;  ///< Nothing is stored, only counted.
+        bool force = false;   ///< Also an empty or exchanged root is compared.
+        bool noMoves = false; ///< What has another path gets another record.
     };
 
     /// A scan ends early, between two files, when `stopRequested` returns true.
@@ -57,11 +58,15 @@ public:
     /// The counts of the last run().
     const ScanCounts& counts() const { return current; }
 
+    /// True if any run() has found something that another root was to have.
+    bool hasMovedFromOtherRoot() const { return movedFromOtherRoot; }
+
     /// What the last run() did not find on the disk; nothing unless it compared the whole root.
     MissingRecords takeMissing() { return std::move(missing); }
 
 private:
     void progress(const QString& path, const sync::tree::ScanCounts& counts) override;
+    void moved(const sync::tree::Move& move) override;
     void fileChanged(const QString& path, Change change) override;
     void fileMissing(int id, const QString& path) override;
     void folderMissing(int id, const QString& path) override;
@@ -84,6 +89,7 @@ private:
     // The number of files that the root had in the database, to estimate the remaining time.
     long long expectedFiles = 0;
     long long warnings = 0;
+    bool movedFromOtherRoot = false;
 };
 
 } // namespace velmioctl

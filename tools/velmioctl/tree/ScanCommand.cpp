@@ -141,6 +141,8 @@ public:
             }
             add(scan, tree);
         }
+        if (scan.hasMovedFromOtherRoot())
+            leaveOutMoved();
         session.exitCode = interruption.exitCode();
     }
 
@@ -180,6 +182,27 @@ public:
     }
 
 private:
+    // What an earlier root did not have any more, and a later one has got.
+    void leaveOutMoved()
+    {
+        const auto hasMoved = [this](const QString& table, const MissingRecords::Record& record) {
+            return session.database().number(
+                       u"SELECT count(*) FROM %1 WHERE id = :id AND clientPath = :clientPath"_s.arg(
+                           table),
+                       {{u":id"_s, record.id}, {u":clientPath"_s, record.path}}) == 0;
+        };
+        for (size_t at = 0; at < missing.size(); ++at) {
+            counts[at].files.missing -=
+                qint64(std::erase_if(missing[at].files, [&](const auto& record) {
+                    return hasMoved(u"FileConfiguration"_s, record);
+                }));
+            counts[at].folders.missing -=
+                qint64(std::erase_if(missing[at].folders, [&](const auto& record) {
+                    return hasMoved(u"FolderConfiguration"_s, record);
+                }));
+        }
+    }
+
     void add(Scan& scan, const Subtree& tree)
     {
         counts.push_back(scan.counts());
@@ -257,6 +280,9 @@ void addScanCommand(Command& app, Session& session)
     command->addFlag(
         "--force", options->scan.force,
         "Scan a root folder that is empty or was exchanged, and prune without a limit");
+    command->addFlag(
+        "--no-moves", options->scan.noMoves,
+        "Record what has another path as new, and its old path as missing");
     command->addFlag("--yes", options->yes, "Prune without asking");
     command->example("velmioctl scan Work")->example("velmioctl scan --prune --dry-run");
     command->callback([&session, options] {

@@ -32,11 +32,12 @@ const QString Missing = u"missing"_s;
 constexpr qsizetype KindColumns = 10;
 
 // With their names in JSON.
-constexpr std::array<std::pair<long long StatusCounts::*, const char*>, 9> StatusCounters{
+constexpr std::array<std::pair<long long StatusCounts::*, const char*>, 10> StatusCounters{
     {{&StatusCounts::files, "files"},
      {&StatusCounts::added, "new"},
      {&StatusCounts::modified, "modified"},
      {&StatusCounts::missing, "missing"},
+     {&StatusCounts::moved, "moved"},
      {&StatusCounts::outOfSync, "outOfSync"},
      {&StatusCounts::newFolders, "newFolders"},
      {&StatusCounts::missingFolders, "missingFolders"},
@@ -67,7 +68,7 @@ StatusCounts& StatusCounts::operator+=(const StatusCounts& other)
 
 bool StatusCounts::clean() const
 {
-    return added + modified + missing + newFolders + missingFolders + problems == 0 &&
+    return added + modified + missing + moved + newFolders + missingFolders + problems == 0 &&
            rootState == RootState::Present;
 }
 
@@ -99,10 +100,12 @@ RecordCounts countRecords(WatchedDatabase& database, const Subtree& tree)
 }
 
 Status::Status(
-    Session& session, Progress& progress, bool summary, std::function<bool()> stopRequested)
+    Session& session, Progress& progress, bool summary, bool moves,
+    std::function<bool()> stopRequested)
     : session(session)
     , progress(progress)
     , summary(summary)
+    , findsMoves(moves)
     , stopRequested(std::move(stopRequested))
 {
 }
@@ -111,6 +114,7 @@ bool Status::run(const FolderConfiguration& root, const FolderConfiguration& sta
 {
     current = {};
     folderArray = {};
+    moveArray = {};
     folder = {};
     folderShown = false;
     names.clear();
@@ -133,7 +137,31 @@ bool Status::compare(const FolderConfiguration& root, const FolderConfiguration&
 {
     current.rootState = RootPlace(session.treeStore(), root).state();
     return current.rootState != RootState::Present ||
-           TreeComparison(session.treeStore(), *this).run(root, start, stopRequested);
+           TreeComparison(session.treeStore(), *this, {}, {.find = findsMoves})
+               .run(root, start, stopRequested);
+}
+
+bool Status::moved(const sync::tree::MovePlan& plan)
+{
+    endFolder();
+    for (const sync::tree::Move& move : plan.moves()) {
+        ++current.moved;
+        if (session.output.json()) {
+            moveArray.append(QJsonObject{
+                {u"id"_s, move.id},
+                {u"kind"_s, move.isFolder ? u"folder"_s : u"file"_s},
+                {u"from"_s, move.from},
+                {u"to"_s, move.to}});
+        } else if (!summary) {
+            progress.clear();
+            const QString label =
+                coloured(u"moved"_s, Colour::Yellow, session.output.answerTerminal());
+            session.output.printLines(
+                label + u' ' + escapeControls(move.from) + u" -> "_s + escapeControls(move.to) +
+                u'\n');
+        }
+    }
+    return false;
 }
 
 void Status::folderFound(const Folder& found)

@@ -24,6 +24,7 @@ struct StatusCounts
     long long added = 0;
     long long modified = 0;
     long long missing = 0;
+    long long moved = 0;     ///< Files and folders with another path, but not along with a folder.
     long long outOfSync = 0; ///< Records with that status, which is not a difference.
     long long newFolders = 0;
     long long missingFolders = 0;
@@ -52,7 +53,10 @@ class Status : private sync::tree::ComparisonHandler
 {
 public:
     /// With `summary` it only counts.
-    Status(Session& session, Progress& progress, bool summary, std::function<bool()> stopRequested);
+    /// Without `moves`, what has another path is missing in one place and new in another.
+    Status(
+        Session& session, Progress& progress, bool summary, bool moves,
+        std::function<bool()> stopRequested);
 
     /// Compares one root from the folder `start` on, which may be the root itself, and prints each
     /// difference, unless the answer is JSON. False if it was stopped. Throws CommandError when the
@@ -67,7 +71,11 @@ public:
     /// The folders with differences of the last run(), for an answer as JSON.
     QJsonArray folders() const { return folderArray; }
 
+    /// What was moved, for an answer as JSON.
+    QJsonArray moves() const { return moveArray; }
+
 private:
+    bool moved(const sync::tree::MovePlan& plan) override;
     void folderFound(const Folder& folder) override;
     void folderMissing(const Folder& folder) override;
     void fileFound(const QString& path, const sync::tree::FileState& state) override;
@@ -93,10 +101,12 @@ private:
     Session& session;
     Progress& progress;
     const bool summary;
+    const bool findsMoves;
     const std::function<bool()> stopRequested;
     StatusCounts current;
     int rootId = -1;
     QJsonArray folderArray;
+    QJsonArray moveArray;
     // The folder whose files are being compared, shown once it has a difference.
     Folder folder;
     QString folderState;

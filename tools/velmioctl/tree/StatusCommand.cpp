@@ -28,6 +28,7 @@ public:
         object.insert(u"id"_s, root.getId());
         object.insert(u"clientPath"_s, tree.start.getClientPath());
         object.insert(u"folders"_s, status.folders());
+        object.insert(u"moves"_s, status.moves());
         roots.append(object);
         addRow(QString::number(root.getId()), status.counts(), tree.start.getClientPath());
     }
@@ -54,16 +55,17 @@ private:
     {
         table.addRow(
             {id, QString::number(counts.files), QString::number(counts.added),
-             QString::number(counts.modified), QString::number(counts.missing),
-             QString::number(counts.outOfSync), QString::number(counts.problems), path});
+             QString::number(counts.modified), QString::number(counts.moved),
+             QString::number(counts.missing), QString::number(counts.outOfSync),
+             QString::number(counts.problems), path});
     }
 
     static Table emptyTable()
     {
         Table table(
-            {u"ROOT"_s, u"FILES"_s, u"NEW"_s, u"MODIFIED"_s, u"MISSING"_s, u"OUT OF SYNC"_s,
-             u"PROBLEMS"_s, u"PATH"_s});
-        for (int column = 0; column < 7; ++column)
+            {u"ROOT"_s, u"FILES"_s, u"NEW"_s, u"MODIFIED"_s, u"MOVED"_s, u"MISSING"_s,
+             u"OUT OF SYNC"_s, u"PROBLEMS"_s, u"PATH"_s});
+        for (int column = 0; column < 8; ++column)
             table.alignRight(column);
         return table;
     }
@@ -77,6 +79,7 @@ struct StatusOptions
 {
     std::optional<std::string> folder;
     bool summary = false;
+    bool noMoves = false;
 };
 
 // Of a store of a fleet the disk is on another machine.
@@ -120,7 +123,7 @@ void status(Session& session, const StatusOptions& options)
     StatusSummary summary;
     {
         Progress progress(stderr, session.output.progressTerminal());
-        Status status(session, progress, options.summary, [&interruption] {
+        Status status(session, progress, options.summary, !options.noMoves, [&interruption] {
             return interruption.requested();
         });
         for (const Subtree& tree : trees) {
@@ -150,6 +153,9 @@ void addStatusCommand(Command& app, Session& session)
             "Id or path of a root folder or of one below it; the default is all roots")
         ->offersFolders();
     command->addFlag("--summary", options->summary, "Show only the numbers of each root");
+    command->addFlag(
+        "--no-moves", options->noMoves,
+        "Show what has another path as missing in one place and new in another");
     command->example("velmioctl status Work/Plans")->example("velmioctl status --summary");
     command->callback([&session, options] { status(session, *options); });
 }
