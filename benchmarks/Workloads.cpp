@@ -90,8 +90,8 @@ std::vector<Workload> allWorkloads()
         {u"open"_s, u"opening a store of 1,000,000 files"_s, Both, {}, Nothing, OneOperation, Million, 50, 7, 2, 0, files},
         {u"memory"_s, u"memory of 100,000 files in a list"_s, Both, {}, Nothing, Memory, N, N, 7, 1.05, 0, files},
         {u"memory-million"_s, u"memory of 1,000,000 files in a list"_s, Both, {}, Nothing, Memory, Million, Million, 3, 1.05, 0, files},
-        {u"scan-first"_s, u"velmioctl scan, first, 100,000 files"_s, Both, {}, Nothing, WholeRun, N, N, 7, 2, 0, diskTree},
-        {u"scan-again"_s, u"velmioctl scan, repeated, 100,000 files"_s, Both, {}, Nothing, WholeRun, N, N, 7, 2, 0, diskTree},
+        {u"scan-first"_s, u"velmioctl scan, first, 100,000 files"_s, Both, {}, Nothing, WholeRun, N, N, 7, 1.25, 0, diskTree},
+        {u"scan-again"_s, u"velmioctl scan, repeated, 100,000 files"_s, Both, {}, Nothing, WholeRun, N, N, 7, 1.3, 0, diskTree},
     };
     // clang-format on
 }

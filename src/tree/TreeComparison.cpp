@@ -1,11 +1,12 @@
 #include <tree/TreeComparison.h>
 
+#include <base/ClockReading.h>
 #include <base/FileError.h>
 #include <base/FilePaths.h>
 #include <base/StoreFiles.h>
 #include <config/FolderConfiguration.h>
 #include <database/DatabaseBackups.h>
-#include <interf/IQSqlQueryWrapper.h>
+#include <interf/IQSqlTypedQuery.h>
 #include <tree/moves/MoveSearch.h>
 #include <tree/store/StoreQueries.h>
 #include <tree/walk/DirectoryWalk.h>
@@ -31,14 +32,11 @@ namespace sync::tree {
 namespace {
 
 constexpr qint64 SecondMs = 1000;
+// Without the zone.
+constexpr qsizetype TimeLength = 23;
 
-// Times as numbers, because comparing them is many times faster than parsing texts. The zone is cut
-// off: the stored times are UTC, whatever it says.
 const QString FileColumns =
-    u"SELECT id, clientPath, size, checkSum,"
-    u" CAST(round((julianday(substr(createdDateTime, 1, 23)) - 2440587.5) * 86400000) AS INTEGER),"
-    u" CAST(round((julianday(substr(lastModifiedDateTime, 1, 23)) - 2440587.5) * 86400000)"
-    u" AS INTEGER)"_s;
+    u"SELECT id, clientPath, size, checkSum, createdDateTime, lastModifiedDateTime"_s;
 const QString FilesOnDisk =
     u", volume, fileId, createdNs FROM FileConfiguration LEFT JOIN FileOnDisk"
     u" ON fileConfigurationId = id"_s;
@@ -59,6 +57,18 @@ bool agree(std::optional<qint64> storedMs, qint64 fileMs)
         return false;
     const bool wholeSeconds = *storedMs % SecondMs == 0;
     return *storedMs == fileMs || (wholeSeconds && qAbs(*storedMs - fileMs) < 2 * SecondMs);
+}
+
+// The zone is cut off: the stored times are UTC, whatever it says.
+std::optional<qint64> timeIn(const QString& text)
+{
+    const QByteArray latin = text.toLatin1();
+    if (const auto reading = base::parseClockReading({latin.constData(), size_t(latin.size())}))
+        return reading->sinceEpoch.count();
+    QDateTime time =
+        QDateTime::fromString(text.first(std::min(text.size(), TimeLength)), Qt::ISODateWithMs);
+    time.setTimeSpec(Qt::UTC);
+    return time.isValid() ? std::optional(time.toMSecsSinceEpoch()) : std::nullopt;
 }
 
 std::optional<qint64> numberOrNothing(const QVariant& value)
@@ -153,16 +163,14 @@ std::optional<DiskIdentity> identityIn(const interf::IQSqlQueryWrapper& row, int
         numberOrNothing(row.value(column + 2))};
 }
 
-KnownFile knownFileIn(const interf::IQSqlQueryWrapper& row)
+// Without a QVariant for each value, where the factory offers it.
+KnownFile knownFileIn(const interf::IQSqlQueryWrapper& row, const interf::IQSqlTypedQuery* typed)
 {
-    return {
-        row.value(0).toInt(),
-        row.value(1).toString(),
-        row.value(2).toLongLong(),
-        numberOrNothing(row.value(4)),
-        numberOrNothing(row.value(5)),
-        row.value(3).toString(),
-        identityIn(row, 6)};
+    const auto text = [&](int column) {
+        return typed ? typed->textValue(column) : row.value(column).toString();
+    };
+    return {row.value(0).toInt(), text(1), row.value(2).toLongLong(), timeIn(text(4)),
+            timeIn(text(5)),      text(3), identityIn(row, 6)};
 }
 
 // Another folder is at the place, although its time of creation may not be known.
@@ -544,7 +552,7 @@ std::optional<size_t> TreeComparison::Run::positionOf(
         const bool exists = query->next();
         queries.check(*query);
         if (exists) {
-            known.push_back(knownFileIn(*query));
+            known.push_back(knownFileIn(*query, nullptr));
             known.back().clientPath = path;
             seen.push_back(true);
             return known.size() - 1;
@@ -612,8 +620,9 @@ void TreeComparison::Run::readKnownFiles(int folderId)
         const auto query = queries.select(
             identifiesSome ? SelectFilesOnDisk : SelectFiles,
             {{u":folderConfigurationId"_s, folderId}});
+        const auto* const typed = dynamic_cast<const interf::IQSqlTypedQuery*>(query.get());
         while (query->next()) {
-            KnownFile file = knownFileIn(*query);
+            KnownFile file = knownFileIn(*query, typed);
             if (plan.holds(file.id, false))
                 continue;
             file.clientPath = plan.newPath(file.clientPath);
