@@ -202,6 +202,7 @@ private Q_SLOTS:
         QCOMPARE(
             overlaps(explained(u"one/a/deep/x"_s)), (QStringList{u"around 1"_s, u"server 1"_s}));
         QCOMPARE(explained(u"one/a/deep/x"_s)[u"root"_s][u"id"_s].toInt(), second);
+        QVERIFY(reasonIds(explained(u"one/a/deep/x"_s)).contains(u"innermost-root"_s));
         QCOMPARE(overlaps(explained(u"one/b"_s)), QStringList());
     }
 
@@ -242,6 +243,58 @@ private Q_SLOTS:
 
         QCOMPARE(shell.exitCode(), 2);
         QVERIFY(shell.readAllStandardError().contains("cannot be stored"));
+    }
+
+    void ignoreRuleIsNamedWithItsLine()
+    {
+        tool->writeFile(u"rules"_s, "# first\n*.tmp\na/\n!new\n");
+        const auto ask = [this](const QString& path) {
+            return tool->json({u"explain"_s, path, u"--ignore"_s, tool->path(u"rules"_s)});
+        };
+
+        const QJsonObject byFolder = ask(u"one/a/new"_s).object();
+        const QJsonObject byName = ask(u"one/x.tmp"_s).object();
+
+        QCOMPARE(reasonIds(byFolder), QStringList{u"ignored"_s});
+        QVERIFY(byFolder[u"reasons"_s][0][u"text"_s].toString().startsWith(
+            u"The rule \"a/\" in line 3 of "_s));
+        QVERIFY(byName[u"reasons"_s][0][u"text"_s].toString().contains(u"in line 2 of"_s));
+        QCOMPARE(reasonIds(ask(u"one/x"_s).object()), (QStringList{u"inside"_s, u"missing"_s}));
+        QCOMPARE(tool->run({u"explain"_s, u"one"_s, u"--ignore"_s, u"none"_s}).exitCode, 2);
+    }
+
+    void scanAndStatusLeaveOutWhatIsIgnored()
+    {
+        tool->writeFile(u"rules"_s, "new\n");
+        const QStringList rules{u"--ignore"_s, tool->path(u"rules"_s)};
+
+        const auto status = tool->json(QStringList{u"status"_s} + rules).object();
+        const auto scan = tool->json(QStringList{u"scan"_s} + rules).object();
+
+        QCOMPARE(status[u"new"_s].toInt(), 0);
+        QCOMPARE(scan[u"files"_s][u"new"_s].toInt(), 0);
+        QCOMPARE(tool->json({u"status"_s}).object()[u"new"_s].toInt(), 1);
+    }
+
+    void recordSaysWhatTheClientAndTheServerDecided()
+    {
+        QVERIFY(tool->execute(u"UPDATE FileConfiguration SET syncOption = 3, privileges = 19,"
+                              u" lastOperationTime = '2026-03-01T10:20:30.000Z'"
+                              u" WHERE name = 'known'"_s));
+
+        const QJsonArray reasons = explained(u"one/a/known"_s)[u"reasons"_s].toArray();
+
+        QCOMPARE(
+            reasonIds(explained(u"one/a/known"_s)),
+            (QStringList{u"inside"_s, u"sync-option"_s, u"privileges"_s}));
+        QVERIFY(reasons[1][u"text"_s].toString().contains(u"sync option 3"_s));
+        QCOMPARE(
+            reasons[2][u"text"_s].toString(),
+            u"The user has no right to change or delete it on the server."_s);
+        QVERIFY(reasons[0][u"since"_s].isNull());
+        QVERIFY(reasons[2][u"since"_s].toString().startsWith(u"2026-03-01T10:20:30"_s));
+        QVERIFY(tool->run({u"explain"_s, u"one/a/known"_s})
+                    .output.contains(u"Its last operation was at 2026-03-01T10:20:30Z."_s));
     }
 
     void answerForPeopleBeginsWithTheVerdict()

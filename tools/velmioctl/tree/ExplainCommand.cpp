@@ -7,6 +7,7 @@
 #include <velmioctl/store/Records.h>
 #include <velmioctl/store/Session.h>
 #include <velmioctl/tree/Explanation.h>
+#include <velmioctl/tree/IgnoreFile.h>
 
 #include <QHash>
 
@@ -47,7 +48,10 @@ QJsonObject explanationJson(const Explanation& all)
     QJsonArray reasons;
     for (const auto& reason : all.reasons) {
         reasons.append(QJsonObject{
-            {u"id"_s, reason.id}, {u"text"_s, reason.text}, {u"remedy"_s, reason.remedy}});
+            {u"id"_s, reason.id},
+            {u"text"_s, reason.text},
+            {u"remedy"_s, reason.remedy},
+            {u"since"_s, toJson(reason.since)}});
     }
     QJsonArray files;
     for (const auto& file : all.files)
@@ -121,12 +125,20 @@ QString shown(const Explanation::Overlap& overlap)
     return numbered(overlap.id, overlap.path) + u", "_s + remarks.value(overlap.kind);
 }
 
+QString sinceOf(const Explanation::Reason& reason)
+{
+    return reason.since.isValid()
+               ? u" Its last operation was at %1."_s.arg(reason.since.toString(Qt::ISODate))
+               : QString();
+}
+
 void print(Output& output, const Explanation& all)
 {
     const int columns = output.answerTerminal().columns;
     QString answer = all.inside ? u"in:"_s : u"out:"_s;
     for (const auto& reason : all.reasons)
-        answer += u' ' + reason.text + (reason.remedy.isEmpty() ? QString() : u' ' + reason.remedy);
+        answer += u' ' + reason.text + sinceOf(reason) +
+                  (reason.remedy.isEmpty() ? QString() : u' ' + reason.remedy);
     output.printText(escapeControls(all.path));
     output.printText(wrapped(answer, columns) + u'\n');
 
@@ -147,10 +159,10 @@ void print(Output& output, const Explanation& all)
     output.print(fields);
 }
 
-void explain(Session& session, const std::string& path)
+void explain(Session& session, const std::string& path, const IgnoreFile& ignored)
 {
     session.requireFile();
-    const Explanation all = explain(session, absolutePath(path));
+    const Explanation all = explain(session, absolutePath(path), ignored);
     if (session.output.json())
         session.output.print(explanationJson(all));
     else
@@ -169,7 +181,9 @@ void addExplainCommand(Command& app, Session& session)
         ->required()
         ->offersFiles();
     command->example("velmioctl explain Work/Plans/plan.txt");
-    command->callback([&session, path] { explain(session, *path); });
+    const auto ignored = std::make_shared<IgnoreFile>();
+    ignored->addOption(*command);
+    command->callback([&session, path, ignored] { explain(session, *path, *ignored); });
 }
 
 } // namespace velmioctl

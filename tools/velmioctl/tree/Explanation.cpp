@@ -11,21 +11,26 @@
 #include <core/Constants.h>
 #include <core/PathHelpers.h>
 #include <interf/IQSqlQueryWrapper.h>
+#include <tree/IgnoreRules.h>
 #include <velmioctl/cli/Text.h>
 #include <velmioctl/store/Session.h>
 #include <velmioctl/store/WatchedDatabase.h>
+#include <velmioctl/tree/IgnoreFile.h>
 #include <velmioctl/tree/RootFolders.h>
 
 #include <QFileInfo>
 #include <QSet>
 
+#include <array>
 #include <cerrno>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 using sync::base::FileKind;
 using sync::base::isGone;
 using sync::base::Links;
 using sync::config::FolderConfiguration;
+using sync::tree::IgnoreRules;
 
 namespace velmioctl {
 
@@ -85,6 +90,22 @@ WalkedPath walk(const QString& start, const QString& path)
     }
 }
 
+// In the order of their flags.
+const std::array Rights{
+    std::pair{sync::config::ViewPrivilege, u"see"_s},
+    std::pair{sync::config::DownloadPrivilege, u"download"_s},
+    std::pair{sync::config::UpdatePrivilege, u"change"_s},
+    std::pair{sync::config::DeletePrivilege, u"delete"_s},
+    std::pair{sync::config::SharePrivilege, u"share"_s}};
+
+// The zone is not converted: columns hold clock readings of UTC.
+QDateTime utcTimeOf(const QVariant& value)
+{
+    QDateTime time = value.toDateTime();
+    time.setTimeSpec(Qt::UTC);
+    return time;
+}
+
 QString scanCommand(const FolderConfiguration& root, const QString& options = {})
 {
     return u"'velmioctl scan %1%2'"_s.arg(QString::number(root.getId()), options);
@@ -93,8 +114,9 @@ QString scanCommand(const FolderConfiguration& root, const QString& options = {}
 class Explainer
 {
 public:
-    Explainer(Session& session, const QString& path)
+    Explainer(Session& session, const QString& path, const IgnoreFile& ignored)
         : session(session)
+        , ignored(ignored)
         , database(session.database())
     {
         all.path = path;
@@ -119,9 +141,11 @@ private:
         add(id, text, remedy);
         return false;
     }
-    void add(const QString& id, const QString& text, const QString& remedy = {})
+    void add(
+        const QString& id, const QString& text, const QString& remedy = {},
+        const QDateTime& since = {})
     {
-        all.reasons.append({id, text, remedy});
+        all.reasons.append({id, text, remedy, since});
     }
 
     void findRoot()
@@ -156,17 +180,19 @@ private:
     void addFiles(const QString& table, int type)
     {
         const auto query = database.select(
-            u"SELECT id, productConfigurationId FROM "_s + table +
-                u" WHERE clientPath = :clientPath ORDER BY id"_s,
+            u"SELECT id, productConfigurationId, syncOption, privileges, lastOperationTime FROM "_s +
+                table + u" WHERE clientPath = :clientPath ORDER BY id"_s,
             {{u":clientPath"_s, all.path}});
         while (query->next())
-            all.files.append({query->value(0).toInt(), type, query->value(1).toInt()});
+            all.files.append(
+                {query->value(0).toInt(), type, query->value(1).toInt(), query->value(2).toInt(),
+                 query->value(3).toInt(), utcTimeOf(query->value(4))});
         database.check();
     }
 
     void judge()
     {
-        all.inside = judgeRoot() && judgePlace() && judgeDisk();
+        all.inside = judgeRoot() && judgePlace() && judgeRules() && judgeDisk();
         if (!all.inside)
             return;
         if (all.path == all.root.getClientPath())
@@ -238,6 +264,20 @@ private:
         return true;
     }
 
+    bool judgeRules()
+    {
+        const auto rule = IgnoreRules(all.root.getClientPath(), ignored.read())
+                              .ruleFor(all.path, walked.kind == PathKind::Folder);
+        if (!rule)
+            return true;
+        return out(
+            u"ignored"_s,
+            u"The rule %1 in line %2 of %3 leaves it out."_s.arg(
+                quoted(rule->text), QString::number(rule->line),
+                quoted(QString::fromStdString(ignored.path.value_or(std::string())))),
+            u"Change the rule, or rename the file or folder."_s);
+    }
+
     bool judgeDisk()
     {
         switch (walked.kind) {
@@ -267,6 +307,8 @@ private:
     // Why a path that is inside may still not be synchronised now.
     void remark()
     {
+        remarkOverlap();
+        remarkRecord();
         if (walked.kind == PathKind::Missing && walked.end == all.root.getClientPath()) {
             add(u"root-missing"_s, u"The root folder does not exist on the disk."_s,
                 u"Connect its drive, or remove its records with 'velmioctl folder clean %1'."_s.arg(
@@ -274,7 +316,8 @@ private:
         } else if (walked.kind == PathKind::Missing && all.registered()) {
             add(u"gone"_s, u"It has a record, but does not exist on the disk."_s,
                 u"Restore it, or remove its record with %1."_s.arg(
-                    scanCommand(all.root, u" --prune"_s)));
+                    scanCommand(all.root, u" --prune"_s)),
+                lastOperation());
         } else if (walked.kind == PathKind::Missing) {
             add(u"missing"_s,
                 u"It does not exist on the disk yet. Once it exists, a scan registers it."_s);
@@ -287,6 +330,49 @@ private:
                 u"The record of the folder %1 belongs to the tree of another root, %2."_s.arg(
                     described(all.folder), QString::number(all.folder.getRootId())),
                 u"See 'velmioctl doctor'."_s);
+        }
+    }
+
+    // Roots around each other come from other programs and older versions.
+    void remarkOverlap()
+    {
+        for (const FolderConfiguration& root : around) {
+            if (root.getId() != all.root.getId() && isIn(root.getClientPath(), all.path)) {
+                add(u"innermost-root"_s,
+                    u"It is also in the root folder %1, but the innermost one decides."_s.arg(
+                        described(root)));
+            }
+        }
+    }
+
+    QDateTime lastOperation() const
+    {
+        return all.files.isEmpty() ? all.folder.getLastOperationTime() : all.files.first().changed;
+    }
+
+    // What the record itself says: that of the file, or of the folder that the path is.
+    void remarkRecord()
+    {
+        if (!all.registered())
+            return;
+        const bool isFile = !all.files.isEmpty();
+        const int option = isFile ? all.files.first().syncOption : int(all.folder.getSyncOption());
+        if (option != sync::config::DefaultSyncOption) {
+            add(u"sync-option"_s,
+                u"Its record has the sync option %1, whose meaning is the client's."_s.arg(option),
+                {}, lastOperation());
+        }
+        const int privileges =
+            isFile ? all.files.first().privileges : int(all.folder.getPrivileges());
+        QStringList lacking;
+        for (const auto& [flag, right] : Rights) {
+            if ((privileges & flag) == 0)
+                lacking += right;
+        }
+        if (!lacking.isEmpty()) {
+            add(u"privileges"_s,
+                u"The user has no right to %1 it on the server."_s.arg(lacking.join(u" or "_s)), {},
+                lastOperation());
         }
     }
 
@@ -397,6 +483,7 @@ private:
     }
 
     Session& session;
+    const IgnoreFile& ignored;
     WatchedDatabase& database;
     Explanation all;
     WalkedPath walked;
@@ -406,9 +493,9 @@ private:
 
 } // namespace
 
-Explanation explain(Session& session, const QString& path)
+Explanation explain(Session& session, const QString& path, const IgnoreFile& ignored)
 {
-    return Explainer(session, path).explain();
+    return Explainer(session, path, ignored).explain();
 }
 
 } // namespace velmioctl

@@ -3,6 +3,7 @@
 #include <config/FolderConfiguration.h>
 #include <config/ScheduleEntry.h>
 
+#include <QDateTime>
 #include <QString>
 #include <QVector>
 
@@ -11,6 +12,7 @@
 namespace velmioctl {
 
 class Session;
+struct IgnoreFile;
 
 /// What is on the disk at a path. ExplainCommand.cpp has a word for each, in this order.
 enum class PathKind { Missing, File, Folder, Link, Other, Unreadable };
@@ -23,7 +25,8 @@ struct Explanation
     {
         QString id; ///< For programs.
         QString text;
-        QString remedy; ///< Empty if nothing needs to be done.
+        QString remedy;       ///< Empty if nothing needs to be done.
+        QDateTime since = {}; ///< When the store noted it; invalid if it does not know.
     };
 
     /// A record of one of the three tables of files.
@@ -32,6 +35,9 @@ struct Explanation
         int id = -1;
         int type = 0;
         int productId = -1;
+        int syncOption = 0;
+        int privileges = 0;
+        QDateTime changed = {}; ///< Its last operation.
     };
 
     /// A record that a folder or file refers to.
@@ -72,6 +78,6 @@ struct Explanation
 
 /// Reads the records and the disk, and changes nothing. `path` is absolute and clean. Throws
 /// CommandError when the database fails.
-Explanation explain(Session& session, const QString& path);
+Explanation explain(Session& session, const QString& path, const IgnoreFile& ignored);
 
 } // namespace velmioctl

@@ -5,6 +5,7 @@
 #include <velmioctl/cli/Text.h>
 #include <velmioctl/store/Session.h>
 #include <velmioctl/store/WatchedDatabase.h>
+#include <velmioctl/tree/IgnoreFile.h>
 #include <velmioctl/tree/TreeTexts.h>
 
 #include <algorithm>
@@ -90,6 +91,7 @@ void Scan::run(const FolderConfiguration& rootFolder, const FolderConfiguration&
          .dryRun = options.dryRun,
          .force = options.force,
          .moves = !options.noMoves,
+         .ignored = ignoreRule(options.ignored, root.getClientPath()),
          .stopRequested = stopRequested});
     sync::tree::ScanCounts& counts = current;
     bool toItsEnd = false;

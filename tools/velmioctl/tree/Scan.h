@@ -42,6 +42,7 @@ public:
         bool dryRun = false;  ///< Nothing is stored, only counted.
         bool force = false;   ///< Also an empty or exchanged root is compared.
         bool noMoves = false; ///< What has another path gets another record.
+        QString ignored = {}; ///< Rules of what is left out.
     };
 
     /// A scan ends early, between two files, when `stopRequested` returns true.

@@ -8,6 +8,7 @@
 #include <velmioctl/cli/Text.h>
 #include <velmioctl/store/Session.h>
 #include <velmioctl/store/WatchedDatabase.h>
+#include <velmioctl/tree/IgnoreFile.h>
 #include <velmioctl/tree/Scan.h>
 #include <velmioctl/tree/TreeTexts.h>
 
@@ -96,6 +97,7 @@ struct ScanCommandOptions
 {
     std::optional<std::string> folder;
     std::string hash = "changed";
+    IgnoreFile ignored;
     Scan::Options scan;
     std::optional<std::string> maxPrune;
     PruneLimit limit;
@@ -284,9 +286,11 @@ void addScanCommand(Command& app, Session& session)
         "--no-moves", options->scan.noMoves,
         "Record what has another path as new, and its old path as missing");
     command->addFlag("--yes", options->yes, "Prune without asking");
+    options->ignored.addOption(*command);
     command->example("velmioctl scan Work")->example("velmioctl scan --prune --dry-run");
     command->callback([&session, options] {
         options->scan.hash = hashModeOf(options->hash);
+        options->scan.ignored = options->ignored.read();
         if (options->maxPrune)
             options->limit = PruneLimit::from(*options->maxPrune);
         scan(session, *options);

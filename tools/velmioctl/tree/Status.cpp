@@ -6,6 +6,7 @@
 #include <velmioctl/cli/Text.h>
 #include <velmioctl/store/Session.h>
 #include <velmioctl/store/WatchedDatabase.h>
+#include <velmioctl/tree/IgnoreFile.h>
 #include <velmioctl/tree/TreeTexts.h>
 
 #include <algorithm>
@@ -100,12 +101,13 @@ RecordCounts countRecords(WatchedDatabase& database, const Subtree& tree)
 }
 
 Status::Status(
-    Session& session, Progress& progress, bool summary, bool moves,
+    Session& session, Progress& progress, bool summary, bool moves, QString ignored,
     std::function<bool()> stopRequested)
     : session(session)
     , progress(progress)
     , summary(summary)
     , findsMoves(moves)
+    , ignored(std::move(ignored))
     , stopRequested(std::move(stopRequested))
 {
 }
@@ -137,7 +139,9 @@ bool Status::compare(const FolderConfiguration& root, const FolderConfiguration&
 {
     current.rootState = RootPlace(session.treeStore(), root).state();
     return current.rootState != RootState::Present ||
-           TreeComparison(session.treeStore(), *this, {}, {.find = findsMoves})
+           TreeComparison(
+               session.treeStore(), *this, ignoreRule(ignored, root.getClientPath()),
+               {.find = findsMoves})
                .run(root, start, stopRequested);
 }
 

@@ -53,9 +53,10 @@ class Status : private sync::tree::ComparisonHandler
 {
 public:
     /// With `summary` it only counts.
-    /// Without `moves`, what has another path is missing in one place and new in another.
+    /// Without `moves`, what has another path is missing in one place and new in another. `ignored`
+    /// are rules of what is left out.
     Status(
-        Session& session, Progress& progress, bool summary, bool moves,
+        Session& session, Progress& progress, bool summary, bool moves, QString ignored,
         std::function<bool()> stopRequested);
 
     /// Compares one root from the folder `start` on, which may be the root itself, and prints each
@@ -102,6 +103,7 @@ private:
     Progress& progress;
     const bool summary;
     const bool findsMoves;
+    const QString ignored;
     const std::function<bool()> stopRequested;
     StatusCounts current;
     int rootId = -1;

@@ -7,6 +7,7 @@
 #include <velmioctl/store/Records.h>
 #include <velmioctl/store/Session.h>
 #include <velmioctl/store/WatchedDatabase.h>
+#include <velmioctl/tree/IgnoreFile.h>
 #include <velmioctl/tree/Status.h>
 
 using namespace Qt::StringLiterals;
@@ -80,6 +81,7 @@ struct StatusOptions
     std::optional<std::string> folder;
     bool summary = false;
     bool noMoves = false;
+    IgnoreFile ignored;
 };
 
 // Of a store of a fleet the disk is on another machine.
@@ -119,13 +121,14 @@ void status(Session& session, const StatusOptions& options)
         statusWithoutDisk(session, trees);
         return;
     }
+    const QString ignored = options.ignored.read();
     const Interruption interruption;
     StatusSummary summary;
     {
         Progress progress(stderr, session.output.progressTerminal());
-        Status status(session, progress, options.summary, !options.noMoves, [&interruption] {
-            return interruption.requested();
-        });
+        Status status(
+            session, progress, options.summary, !options.noMoves, ignored,
+            [&interruption] { return interruption.requested(); });
         for (const Subtree& tree : trees) {
             const bool toItsEnd = status.run(tree.root, tree.start);
             summary.add(tree, status);
@@ -156,6 +159,7 @@ void addStatusCommand(Command& app, Session& session)
     command->addFlag(
         "--no-moves", options->noMoves,
         "Show what has another path as missing in one place and new in another");
+    options->ignored.addOption(*command);
     command->example("velmioctl status Work/Plans")->example("velmioctl status --summary");
     command->callback([&session, options] { status(session, *options); });
 }
