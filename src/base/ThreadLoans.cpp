@@ -1,5 +1,7 @@
 #include <base/ThreadLoans.h>
 
+#include <base/PerThread.h>
+
 namespace sync::base {
 
 namespace {
@@ -17,13 +19,11 @@ struct Watchers
     std::vector<std::weak_ptr<ThreadEndWatcher>> all;
 };
 
-thread_local Watchers watchers;
-
 } // namespace
 
 void watchThreadEnd(const std::weak_ptr<ThreadEndWatcher>& watcher)
 {
-    auto& watched = watchers.all;
+    auto& watched = ofThisThread<Watchers>().all;
     std::erase_if(watched, [](const auto& other) { return other.expired(); });
     const auto isSame = [wanted = watcher.lock()](const auto& other) {
         return other.lock() == wanted;

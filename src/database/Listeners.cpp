@@ -1,12 +1,29 @@
 #include <database/Listeners.h>
 
+#include <base/PerThread.h>
+
+#include <condition_variable>
+
 namespace sync::database {
 
 namespace {
 
 // The calls that run on this thread, the innermost last: a listener that ends its own listening
 // must not wait for itself.
-thread_local std::vector<const void*> callsHere;
+struct CallsHere
+{
+    std::vector<const void*> calls;
+};
+
+std::vector<const void*>& callsHere()
+{
+    return base::ofThisThread<CallsHere>().calls;
+}
+
+// For all listeners, because a call is rarely waited for. Not std::atomic::wait(), which can wait
+// forever where the system has no futex (libstdc++ 12 checks the value before it locks).
+std::mutex mutex;
+std::condition_variable finished;
 
 } // namespace
 
@@ -39,7 +56,7 @@ bool Listening::Calls::begin() noexcept
 {
     // Counted first: either this sees that it is stopped, or stop() sees the call.
     ++running;
-    callsHere.push_back(this);
+    callsHere().push_back(this);
     if (!stopped)
         return true;
     finish();
@@ -48,17 +65,24 @@ bool Listening::Calls::begin() noexcept
 
 void Listening::Calls::finish() noexcept
 {
-    callsHere.pop_back();
+    callsHere().pop_back();
     --running;
-    running.notify_all();
+    // Without the lock when nobody waits. Otherwise stop() has seen the count before or waits by
+    // now.
+    if (!stopped)
+        return;
+    {
+        const std::lock_guard lock(mutex);
+    }
+    finished.notify_all();
 }
 
 void Listening::Calls::stop() noexcept
 {
     stopped = true;
-    const auto own = std::count(callsHere.begin(), callsHere.end(), this);
-    for (int now = running; now > own; now = running)
-        running.wait(now);
+    const auto own = std::count(callsHere().begin(), callsHere().end(), this);
+    std::unique_lock lock(mutex);
+    finished.wait(lock, [this, own] { return running <= own; });
 }
 
 } // namespace sync::database

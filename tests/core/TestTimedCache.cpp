@@ -4,7 +4,7 @@
 
 #include <atomic>
 #include <chrono>
-#include <semaphore>
+#include <future>
 #include <stdexcept>
 #include <thread>
 #include <type_traits>
@@ -210,16 +210,16 @@ private Q_SLOTS:
         std::atomic<bool> overlapping = false;
         // Repeated in case the second thread was held up between reading the clock and the value.
         for (int attempt = 0; attempt < 100 && loads != 2; ++attempt) {
-            std::binary_semaphore firstLoads(0);
-            std::binary_semaphore secondAsks(0);
+            std::promise<void> firstLoads;
+            std::promise<void> secondAsks;
             std::atomic<int> running = 0;
             loads = 0;
             const auto loader = [&] {
                 if (++running > 1)
                     overlapping = true;
                 if (++loads == 1) {
-                    firstLoads.release();
-                    secondAsks.acquire();
+                    firstLoads.set_value();
+                    secondAsks.get_future().wait();
                     std::this_thread::sleep_for(std::chrono::milliseconds(20));
                 }
                 --running;
@@ -228,13 +228,13 @@ private Q_SLOTS:
             std::atomic<int> clockReads = 0;
             const auto clock = [&]() -> qint64 {
                 if (++clockReads == 2)
-                    secondAsks.release();
+                    secondAsks.set_value();
                 return 0;
             };
             TimedCache<int> cache(1000, loader, clock);
 
             std::thread first([&cache] { cache.Result(); });
-            firstLoads.acquire();
+            firstLoads.get_future().wait();
             cache.Result();
             first.join();
             QVERIFY(!overlapping);

@@ -1,6 +1,7 @@
 #pragma once
 #include <core/PosixSync.h>
 
+#include <base/PerThread.h>
 #include <testkit/PassingFactory.h>
 
 #include <QDateTime>
@@ -418,14 +419,17 @@ public:
 
     bool exec() override
     {
-        static thread_local QVariant latest;
         const bool done = inner->exec();
-        earlier = std::exchange(latest, inner->lastInsertId());
+        earlier = std::exchange(base::ofThisThread<Latest>().id, inner->lastInsertId());
         return done;
     }
     QVariant lastInsertId() const override { return earlier; }
 
 private:
+    struct Latest
+    {
+        QVariant id;
+    };
     QVariant earlier;
 };
 
@@ -445,8 +449,8 @@ public:
 
     bool exec() override
     {
-        static thread_local QString before;
-        again = std::exchange(before, inner->lastQuery()) == inner->lastQuery();
+        const QString sql = inner->lastQuery();
+        again = std::exchange(base::ofThisThread<Before>().sql, sql) == sql;
         return inner->exec();
     }
     int numRowsAffected() const override
@@ -456,6 +460,10 @@ public:
     }
 
 private:
+    struct Before
+    {
+        QString sql;
+    };
     bool again = false;
 };
 
@@ -467,7 +475,7 @@ public:
 
     std::shared_ptr<interf::IQSqlQueryWrapper> CreateQuery() override
     {
-        static thread_local std::weak_ptr<interf::IQSqlQueryWrapper> last;
+        auto& last = base::ofThisThread<Last>().query;
         auto query = last.lock();
         if (!query) {
             query = PassingFactory::CreateQuery();
@@ -475,6 +483,12 @@ public:
         }
         return query;
     }
+
+private:
+    struct Last
+    {
+        std::weak_ptr<interf::IQSqlQueryWrapper> query;
+    };
 };
 
 class OrdersUpwardsOnly : public PreparingQuery

@@ -1,5 +1,7 @@
 #include <database/scope/ThreadScopes.h>
 
+#include <base/PerThread.h>
+
 #include <QtDebug>
 
 #include <utility>
@@ -20,13 +22,13 @@ struct OwnScopes
 
 const std::shared_ptr<ThreadScopes>& ThreadScopes::ofThisThread()
 {
-    thread_local const OwnScopes own;
-    ThreadScopes& scopes = *own.scopes;
+    const auto& own = base::ofThisThread<OwnScopes>().scopes;
+    ThreadScopes& scopes = *own;
     if (scopes.endedElsewhere != 0) {
         scopes.endTransactions(false);
         scopes.count -= scopes.endedElsewhere.exchange(0);
     }
-    return own.scopes;
+    return own;
 }
 
 void ThreadScopes::close(bool commit)

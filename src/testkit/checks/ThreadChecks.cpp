@@ -1,6 +1,5 @@
 #include <testkit/checks/CheckRun.h>
 
-#include <barrier>
 #include <chrono>
 #include <future>
 
@@ -56,20 +55,22 @@ void keepsQueriesOfThreadsApart(CheckRun& run)
 {
     run.needThreads();
     // Step by step, so that each has prepared and bound when the other executes.
-    std::barrier step(2);
-    const auto add = [&run, &step](const QString& text, bool first) {
-        const Query query = run.database.prepare(
+    const auto prepare = [&run](const QString& text) {
+        return run.database.prepare(
             u"INSERT INTO VelmioCheck (words) VALUES (:words)"_s, {{u":words"_s, text}});
-        step.arrive_and_wait();
-        if (!first)
-            step.arrive_and_wait();
-        const bool added = query->exec();
-        if (first)
-            step.arrive_and_wait();
-        return added;
     };
-    auto second = std::async(std::launch::async, add, u"second"_s, false);
-    const bool firstAdded = add(u"first"_s, true);
+    const Query first = prepare(u"first"_s);
+    std::promise<void> secondIsPrepared;
+    std::promise<void> firstHasRun;
+    auto second = std::async(std::launch::async, [&] {
+        const Query query = prepare(u"second"_s);
+        secondIsPrepared.set_value();
+        firstHasRun.get_future().wait();
+        return query->exec();
+    });
+    secondIsPrepared.get_future().wait();
+    const bool firstAdded = first->exec();
+    firstHasRun.set_value();
     const bool secondAdded = second.get();
 
     run.expect(firstAdded && secondAdded, u"an INSERT of two threads in turn failed"_s);
