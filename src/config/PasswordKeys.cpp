@@ -35,6 +35,9 @@ Unsealed openWithAny(
 
 } // namespace
 
+// For mingw, which exports a constant of a class only if it is also defined here.
+constexpr std::chrono::hours PasswordKeys::DefaultKeyRest;
+
 PasswordKeys::PasswordKeys(std::shared_ptr<interf::factory::IDatabaseFactory> databaseFactory)
     : databaseFactory(std::move(databaseFactory))
 {
