@@ -48,6 +48,15 @@ QString permissionsOf(const QString& path);
 /// Takes all rights to a file or folder from users other than the owner.
 bool closeToOthers(const QString& path);
 
+enum class RightsChange {
+    Use,           ///< The user may use it.
+    NoOtherWriter, ///< Nobody else may change it.
+    UserAlone,     ///< Nobody else may use it.
+};
+
+/// The command with which the user changes the rights to the file `{name}` in a shell.
+QString shellCommandFor(RightsChange change);
+
 /// The id of the user whose rights this process has: a number, or on Windows a SID as text.
 QString currentUser();
 

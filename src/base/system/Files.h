@@ -113,6 +113,10 @@ QString pathFromLibrary(const char* path);
 /// False on a system that lets nobody replace or remove a file that is open.
 bool replacesOpenFiles();
 
+/// True on a system that gives a new file the rights of its folder, and not those that SQLite asks
+/// for the files beside a database.
+bool newFilesHaveRightsOfFolder();
+
 /// The errno that means the same as a code of the system, such as one that SQLite reports.
 int errnoOf(int systemCode);
 

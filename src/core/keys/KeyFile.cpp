@@ -77,7 +77,8 @@ void checkSafety(const QString& path, const base::ExaminedFile& file)
     if (file.rights.othersMayUse) {
         throw unsafe(
             path, u"can be read or changed by its group or others"_s,
-            u"Set its mode to 0600, and change the passwords if others may have read it."_s);
+            u"Take the rights to it from all others, and change the passwords if others may have "
+            u"read it."_s);
     }
 }
 

@@ -3,6 +3,7 @@
 #include <base/FilePaths.h>
 #include <base/Folders.h>
 #include <base/PartialFile.h>
+#include <base/system/FileRights.h>
 #include <base/system/Files.h>
 #include <database/DatabaseBackups.h>
 #include <database/DatabaseError.h>
@@ -144,7 +145,26 @@ OpenedStore StoreOpening::open()
     // SQLite does not tell when it cannot make the name of a new WAL durable, without which no
     // commit is.
     withFileErrors([this] { base::syncFolder(QFileInfo(path).path()); });
+    closeCompanions();
     return std::move(opened);
+}
+
+// The WAL and its index stay for as long as the store is open.
+void StoreOpening::closeCompanions() const
+{
+    if (!base::newFilesHaveRightsOfFolder())
+        return;
+    const base::ExaminedFolder folder(QFileInfo(path).path());
+    const auto isOpenToOthers = [&](const QString& suffix) {
+        const auto file = folder.examine(QFileInfo(path).fileName() + suffix);
+        return file && file->rights.othersMayUse;
+    };
+    if (isOpenToOthers({}))
+        return;
+    for (const QString& suffix : {u"-wal"_s, u"-shm"_s}) {
+        if (isOpenToOthers(suffix))
+            base::closeToOthers(path + suffix);
+    }
 }
 
 void StoreOpening::openConnectionOfStore()

@@ -59,6 +59,7 @@ private:
     void useWal();
     bool switchToWal() const;
     void identify();
+    void closeCompanions() const;
     sqlite3* handle() const { return opened.connection.get(); }
 
     const QString path; // with symbolic links followed

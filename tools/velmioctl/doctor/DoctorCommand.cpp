@@ -116,9 +116,12 @@ void closeFiles(Session& session, const QStringList& files)
 {
     for (const QString& file : files) {
         if (!sync::base::closeToOthers(file)) {
+            using namespace sync::base;
+            const QString command =
+                shellCommandFor(RightsChange::UserAlone).replace(u"\"{name}\""_s, quoted(file));
             session.output.warning(
-                u"The rights to %1 could not be changed. Change them as its owner, with 'chmod go= "
-                u"%1'."_s.arg(quoted(file)));
+                u"The rights to %1 could not be changed. Change them as its owner, with '%2'."_s
+                    .arg(quoted(file), command));
         }
     }
 }

@@ -16,6 +16,8 @@
 #include <optional>
 
 using namespace Qt::StringLiterals;
+using sync::base::RightsChange;
+using sync::base::shellCommandFor;
 using sync::database::DatabaseBackups;
 using sync::database::DatabaseError;
 
@@ -26,8 +28,8 @@ namespace {
 const Check NotWritable{
     u"store.not-writable"_s, Severity::Error, u"files and folders that cannot be written"_s,
     u"The client can store nothing, and refuses to start with this database."_s,
-    u"Give yourself the right with 'chmod u+rw \"{name}\"', or mount the disk with write "
-    u"access."_s};
+    u"Give yourself the right with '%1', or mount the disk with write access."_s.arg(
+        shellCommandFor(RightsChange::Use))};
 const Check Permissions{
     u"store.permissions"_s, Severity::Warning, u"files that other users may access"_s,
     u"Other users can read settings, some of them secret. The client refuses such a key "
@@ -39,8 +41,8 @@ const Check Untrusted{
     u"files of another user, and a folder that other users may change"_s,
     u"Other users could change settings and read later passwords, so the client refuses the "
     u"database."_s,
-    u"Remove the right of others to write with 'chmod go-w \"{name}\"', and a file that you do not "
-    u"know; or move the database to a folder of your own."_s};
+    u"Remove the right of others to write with '%1', and a file that you do not know; or move the "
+    u"database to a folder of your own."_s.arg(shellCommandFor(RightsChange::NoOtherWriter))};
 
 const Check KeyBeside{
     u"store.key-beside"_s, Severity::Warning, u"keys in the folder of the database"_s,
@@ -114,8 +116,10 @@ QStringList filesOpenToOthers(const QString& path)
 
 void reportOpenFiles(const QStringList& files, const Found& found)
 {
-    for (const QString& file : files)
-        found(Permissions, {.name = file, .detail = u"mode "_s + sync::base::permissionsOf(file)});
+    for (const QString& file : files) {
+        const QString mode = sync::base::permissionsOf(file);
+        found(Permissions, {.name = file, .detail = mode.isEmpty() ? mode : u"mode "_s + mode});
+    }
 }
 
 void checkOwners(const QString& path, const Found& found)

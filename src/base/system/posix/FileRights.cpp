@@ -70,6 +70,19 @@ bool closeToOthers(const QString& path)
            ::chmod(name.constData(), status.st_mode & PermissionBits & ~GroupAndOthers) == 0;
 }
 
+QString shellCommandFor(RightsChange change)
+{
+    switch (change) {
+    case RightsChange::Use:
+        return u"chmod u+rw \"{name}\""_s;
+    case RightsChange::NoOtherWriter:
+        return u"chmod go-w \"{name}\""_s;
+    case RightsChange::UserAlone:
+        break;
+    }
+    return u"chmod go= \"{name}\""_s;
+}
+
 QString currentUser()
 {
     return QString::number(::geteuid());

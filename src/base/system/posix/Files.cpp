@@ -126,6 +126,11 @@ bool replacesOpenFiles()
     return true;
 }
 
+bool newFilesHaveRightsOfFolder()
+{
+    return false;
+}
+
 int errnoOf(int systemCode)
 {
     return systemCode;

@@ -118,6 +118,14 @@ bool closeToOthers(const QString& path)
            failed();
 }
 
+// An entry of a list of rights either allows something or is not there.
+QString shellCommandFor(RightsChange change)
+{
+    return change == RightsChange::Use
+               ? u"icacls \"{name}\" /grant \"%USERNAME%:F\""_s
+               : u"icacls \"{name}\" /inheritance:r /grant:r \"%USERNAME%:F\""_s;
+}
+
 QString currentUser()
 {
     static const QString user = readCurrentUser();

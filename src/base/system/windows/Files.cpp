@@ -317,6 +317,11 @@ bool replacesOpenFiles()
     return false;
 }
 
+bool newFilesHaveRightsOfFolder()
+{
+    return true;
+}
+
 bool isOutOfSpace(int error)
 {
     return error == ENOSPC;
