@@ -21,7 +21,7 @@ QString comparable(const QString& path)
     return path.normalized(QString::NormalizationForm_C);
 }
 
-QString nameOf(const QString& path)
+QString lastNameOf(const QString& path)
 {
     return path.sliced(path.lastIndexOf(u'/') + 1);
 }
@@ -35,7 +35,7 @@ bool lists(const DirectoryWalk::Folder& folder, const QString& name)
            std::any_of(folder.folders.begin(), folder.folders.end(), isIt);
 }
 
-std::optional<qint64> numberOrNothing(const QVariant& value)
+std::optional<qint64> storedNumber(const QVariant& value)
 {
     return value.isNull() ? std::nullopt : std::optional(value.toLongLong());
 }
@@ -97,7 +97,7 @@ std::optional<DiskIdentity> MoveSearch::stored(const StoreQueries& queries, int 
     queries.check(*query);
     return found ? std::optional(DiskIdentity{
                        query->value(0).toLongLong(), query->value(1).toLongLong(),
-                       numberOrNothing(query->value(2))})
+                       storedNumber(query->value(2))})
                  : std::nullopt;
 }
 
@@ -116,7 +116,7 @@ std::vector<MoveSearch::Candidate> MoveSearch::candidates(
     while (query->next()) {
         found.push_back(
             {query->value(0).toInt(), query->value(1).toString(), query->value(2).toInt(),
-             numberOrNothing(query->value(3)), query->value(4).toLongLong(),
+             storedNumber(query->value(3)), query->value(4).toLongLong(),
              query->value(5).toString()});
     }
     queries.check(*query);
@@ -151,7 +151,7 @@ bool MoveSearch::isStillThere(
         return false;
     const bool onlyCaseDiffers =
         comparable(expected).compare(comparable(path), Qt::CaseInsensitive) == 0;
-    return !onlyCaseDiffers || lists(parent, nameOf(expected));
+    return !onlyCaseDiffers || lists(parent, lastNameOf(expected));
 }
 
 bool MoveSearch::isSameFile(
@@ -179,7 +179,7 @@ bool MoveSearch::isSameFolder(
         {{u":id"_s, candidate.id}, {u":parentId"_s, candidate.id}});
     while (query->next()) {
         ++recorded;
-        present += lists(found, nameOf(query->value(0).toString())) ? 1 : 0;
+        present += lists(found, lastNameOf(query->value(0).toString())) ? 1 : 0;
     }
     queries.check(*query);
     return recorded > 0 && 2 * present >= recorded;

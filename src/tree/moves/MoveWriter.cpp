@@ -12,12 +12,12 @@ namespace sync::tree {
 
 namespace {
 
-QString nameOf(const QString& path)
+QString namePart(const QString& path)
 {
     return path.sliced(path.lastIndexOf(u'/') + 1);
 }
 
-QString folderOf(const QString& path)
+QString parentOf(const QString& path)
 {
     return path.first(path.lastIndexOf(u'/'));
 }
@@ -109,7 +109,7 @@ std::vector<MoveWriter::FolderRow> MoveWriter::takeAway(const MovePlan& plan, co
 
 void MoveWriter::putFolders(const Move& move, const std::vector<FolderRow>& rows)
 {
-    const int parentId = folderAt(folderOf(move.to));
+    const int parentId = folderAt(parentOf(move.to));
     for (const FolderRow& row : rows) {
         const QString serverPath = serverPathOf(row.newPath);
         queries.change(
@@ -129,8 +129,8 @@ void MoveWriter::putFolders(const Move& move, const std::vector<FolderRow>& rows
         u"UPDATE FolderConfiguration SET parentId = :parentId,"
         u" name = CASE name WHEN :oldName THEN :name ELSE name END WHERE id = :id"_s,
         {{u":parentId"_s, parentId},
-         {u":oldName"_s, nameOf(move.from)},
-         {u":name"_s, nameOf(move.to)},
+         {u":oldName"_s, namePart(move.from)},
+         {u":name"_s, namePart(move.to)},
          {u":id"_s, move.id}});
 }
 
@@ -159,7 +159,7 @@ void MoveWriter::putFilesOf(const FolderRow& row, const QString& newServerPath)
 
 void MoveWriter::putFile(const Move& move)
 {
-    const int folderId = folderAt(folderOf(move.to));
+    const int folderId = folderAt(parentOf(move.to));
     for (const auto& table : {u"GeneratedFileConfiguration"_s, u"BaseFileConfiguration"_s}) {
         queries.change(
             u"UPDATE %1 SET folderConfigurationId = :folderConfigurationId,"
@@ -174,7 +174,7 @@ void MoveWriter::putFile(const Move& move)
         u" serverPath = :serverPath WHERE id = :id"_s,
         {{u":folderConfigurationId"_s, folderId},
          {u":rootFolderId"_s, root.getId()},
-         {u":name"_s, nameOf(move.to)},
+         {u":name"_s, namePart(move.to)},
          {u":clientPath"_s, move.to},
          {u":serverPath"_s, serverPathOf(move.to)},
          {u":id"_s, move.id}});

@@ -40,7 +40,7 @@ FolderConfiguration rootFrom(Session& session, const std::string& idOrPath)
     throw notFound(u"Root folder "_s + quoted(path), u"folder list"_s, u"root folders"_s);
 }
 
-QJsonObject toJson(const Relocation::Comparison& found)
+QJsonObject comparisonJson(const Relocation::Comparison& found)
 {
     return {{u"folders"_s, found.folders},     {u"missingFolders"_s, found.missingFolders},
             {u"files"_s, found.files},         {u"missing"_s, found.missing},
@@ -48,7 +48,7 @@ QJsonObject toJson(const Relocation::Comparison& found)
             {u"read"_s, found.read},           {u"otherContent"_s, found.otherContent}};
 }
 
-QJsonObject toJson(const Relocation::Changes& changes)
+QJsonObject changesJson(const Relocation::Changes& changes)
 {
     return {
         {u"folders"_s, changes.folders},
@@ -165,8 +165,8 @@ private:
                 {u"id"_s, root.getId()},
                 {u"from"_s, root.getClientPath()},
                 {u"to"_s, newPath},
-                {u"comparison"_s, toJson(found)},
-                {u"changes"_s, toJson(changes)},
+                {u"comparison"_s, comparisonJson(found)},
+                {u"changes"_s, changesJson(changes)},
                 {u"relocated"_s, !options.dryRun}});
         } else if (!options.dryRun) {
             session.output.printText(
