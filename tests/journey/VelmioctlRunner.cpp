@@ -7,6 +7,7 @@
 #include <QFile>
 #include <QJsonDocument>
 #include <QProcess>
+#include <QStandardPaths>
 
 #ifdef Q_OS_UNIX
     #include <support/AsNobody.h>
@@ -93,6 +94,17 @@ VelmioctlRun VelmioctlRunner::runPlain(const QStringList& arguments, const QByte
     result.output = QString::fromUtf8(process.readAllStandardOutput());
     result.errors = QString::fromUtf8(process.readAllStandardError());
     return result;
+}
+
+QString VelmioctlRunner::keyPath() const
+{
+#ifdef Q_OS_WIN
+    const QString state =
+        QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + u"/State"_s;
+#else
+    const QString state = homePath() + u"/state"_s;
+#endif
+    return state + u"/velmio/password.key"_s;
 }
 
 QByteArray VelmioctlRunner::databaseBytes() const

@@ -46,7 +46,8 @@ public:
 
     QString programPath() const { return program; }
     QString databasePath() const { return path(QStringLiteral("configuration.db")); }
-    QString keyPath() const { return homePath() + QStringLiteral("/state/velmio/password.key"); }
+    /// On Windows the user's own: see packaging/windows/run-test.
+    QString keyPath() const;
     QString homePath() const { return path(QStringLiteral("home")); }
 
     /// The path of a name in the temporary folder.
