@@ -22,6 +22,7 @@ private Q_SLOTS:
     void placesThatCannotBeARootAreRefused();
     void aRootOfWindowsIsNamedByItsPath();
     void withoutAYesNothingChanges();
+    void anImportedRootWaits();
 
 private:
     VelmioctlRun relocate(const QStringList& arguments) const
@@ -184,6 +185,25 @@ void TestVelmioctlRelocate::withoutAYesNothingChanges()
     QCOMPARE(run.exitCode, 2);
     QVERIFY2(run.errors.contains(u"Add --yes to agree"_s), qPrintable(run.errors));
     QCOMPARE(tool->databaseBytes(), before);
+}
+
+void TestVelmioctlRelocate::anImportedRootWaits()
+{
+    QCOMPARE(tool->run({u"export"_s, u"all.json"_s}).exitCode, 0);
+    move(u"root"_s, u"elsewhere"_s);
+    const QString map = tool->path(u"root"_s) + u'=' + tool->path(u"elsewhere"_s);
+    const QStringList import{u"import"_s, u"all.json"_s, u"--map"_s, map, u"--yes"_s};
+    QCOMPARE(tool->run(import).exitCode, 0);
+
+    const auto scan = tool->run({u"scan"_s});
+    const auto paused = status();
+
+    QCOMPARE(scan.exitCode, 1);
+    QVERIFY2(scan.errors.contains(u"folder relocate 1"_s), qPrintable(scan.errors));
+    QCOMPARE(paused[u"rootState"_s].toString(), u"paused"_s);
+    QCOMPARE(relocate({u"1"_s, u"elsewhere"_s, u"--yes"_s}).exitCode, 0);
+    QCOMPARE(tool->run({u"scan"_s}).exitCode, 0);
+    QCOMPARE(status()[u"clean"_s], QJsonValue(true));
 }
 
 QTEST_GUILESS_MAIN(TestVelmioctlRelocate)

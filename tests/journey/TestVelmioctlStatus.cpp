@@ -67,6 +67,50 @@ private Q_SLOTS:
             u"\n  new       new\n  missing   d\n"_s));
     }
 
+    void whatWasMovedIsShown()
+    {
+        scan();
+        const QByteArray before = tool->databaseBytes();
+        QVERIFY(QDir().rename(tool->path(u"one/a"_s), tool->path(u"one/z"_s)));
+        QVERIFY(QFile::rename(tool->path(u"one/b"_s), tool->path(u"one/z/b"_s)));
+        tool->writeFile(u"one/z/d"_s, "changed");
+
+        const auto json = tool->json({u"status"_s});
+        const auto text = tool->run({u"status"_s});
+        const auto without = tool->json({u"status"_s, u"--no-moves"_s});
+
+        const QJsonArray expected{
+            QJsonObject{
+                {u"id"_s, 2},
+                {u"kind"_s, u"folder"_s},
+                {u"from"_s, tool->path(u"one/a"_s)},
+                {u"to"_s, tool->path(u"one/z"_s)}},
+            QJsonObject{
+                {u"id"_s, 1},
+                {u"kind"_s, u"file"_s},
+                {u"from"_s, tool->path(u"one/b"_s)},
+                {u"to"_s, tool->path(u"one/z/b"_s)}}};
+        QCOMPARE(json.object()[u"roots"_s][0][u"moves"_s].toArray(), expected);
+        QCOMPARE(json.object()[u"moved"_s].toInt(), 2);
+        QCOMPARE(json.object()[u"missing"_s].toInt(-1), 0);
+        QCOMPARE(json.object()[u"new"_s].toInt(-1), 0);
+        QCOMPARE(json.object()[u"modified"_s].toInt(), 1);
+        QCOMPARE(json.exitCode, 1);
+        const QString line = u"moved %1 -> %2\n"_s;
+        QVERIFY2(
+            text.output.startsWith(
+                line.arg(tool->path(u"one/a"_s), tool->path(u"one/z"_s)) +
+                line.arg(tool->path(u"one/b"_s), tool->path(u"one/z/b"_s)) +
+                tool->path(u"one/z"_s) + u"\n  modified  d\n"_s),
+            qPrintable(text.output));
+        QCOMPARE(without.object()[u"moved"_s].toInt(-1), 0);
+        QCOMPARE(without.object()[u"missing"_s].toInt(), 3);
+        QCOMPARE(without.object()[u"new"_s].toInt(), 3);
+        QCOMPARE(tool->databaseBytes(), before);
+        QCOMPARE(tool->run({u"scan"_s}).exitCode, 0);
+        QCOMPARE(tool->run({u"status"_s}).exitCode, 0);
+    }
+
     void summaryOnlyCounts()
     {
         tool->makeFolder(u"one/new"_s);

@@ -212,6 +212,8 @@ void apply(
             u"INSERT OR REPLACE INTO RootFolderMark (rootId, mark, paused)"
             u" VALUES (:rootId, lower(hex(randomblob(16))), 1)"_s,
             {{u":rootId"_s, id}});
+        database.change(
+            u"DELETE FROM RootFolderPlace WHERE rootId = :rootId"_s, {{u":rootId"_s, id}});
     }
     transaction.commit();
 }

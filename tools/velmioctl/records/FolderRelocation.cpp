@@ -114,7 +114,9 @@ public:
 private:
     void requireNewPlace()
     {
-        if (newPath == root.getClientPath()) {
+        const bool isPaused = sync::tree::RootPlace(session.treeStore(), root).state() ==
+                              sync::tree::RootState::Paused;
+        if (newPath == root.getClientPath() && !isPaused) {
             throw CommandError(
                 ExitCode::Usage, u"The root folder %1 has that path already. Give the directory "
                                  u"that it is in now."_s.arg(described(root)));

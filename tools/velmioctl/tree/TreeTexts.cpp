@@ -32,8 +32,14 @@ QString wordFor(RootState state)
     switch (state) {
     case RootState::Present:
         return u"present"_s;
+    case RootState::Paused:
+        return u"paused"_s;
+    case RootState::Restored:
+        return u"restored"_s;
     case RootState::Exchanged:
         return u"exchanged"_s;
+    case RootState::OtherDisk:
+        return u"other-disk"_s;
     case RootState::Empty:
         return u"empty"_s;
     case RootState::Unreadable:
@@ -48,12 +54,23 @@ QString describe(RootState state, const FolderConfiguration& root)
 {
     const QString id = QString::number(root.getId());
     if (state == RootState::Missing) {
-        return u"The root folder %1 does not exist. Connect its drive, or remove its records with "
-               u"'velmioctl folder clean %2'."_s.arg(described(root), id);
+        return u"The root folder %1 does not exist. Connect its drive, give its new place with "
+               u"'velmioctl folder relocate %2 NEWPATH', or remove its records with 'velmioctl "
+               u"folder clean %2'."_s.arg(described(root), id);
     }
     if (state == RootState::Unreadable) {
         return u"The root folder %1 is not accessible. Give yourself the right to enter the "
                u"folders above it, or connect its drive."_s.arg(described(root));
+    }
+    if (state == RootState::Paused) {
+        return u"The paths of the root folder %1 come from an import, and nothing has compared it "
+               u"with the disk yet. Run 'velmioctl folder relocate %2 NEWPATH' with the directory "
+               u"that it is in, or 'velmioctl scan %2 --force'."_s.arg(described(root), id);
+    }
+    if (state == RootState::Restored) {
+        return u"The root folder %1 is another directory now, with earlier versions of files, as "
+               u"after a restore from a backup. A scan would record them as changes. If that is "
+               u"right, run 'velmioctl scan %2 --force'."_s.arg(described(root), id);
     }
     const QString remedy =
         u" Connect its drive. If this was done on purpose, run 'velmioctl scan %1 --force'."_s.arg(
@@ -61,6 +78,10 @@ QString describe(RootState state, const FolderConfiguration& root)
     if (state == RootState::Empty)
         return u"The root folder %1 is empty, but has records of files or folders."_s.arg(
                    described(root)) +
+               remedy;
+    if (state == RootState::OtherDisk)
+        return u"Another disk is in the place of the root folder %1, without most of what is "
+               u"recorded."_s.arg(described(root)) +
                remedy;
     return u"Another folder is in the place of the root folder %1, without most of what is "
            u"recorded."_s.arg(described(root)) +

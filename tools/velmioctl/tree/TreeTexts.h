@@ -7,7 +7,7 @@
 
 namespace velmioctl {
 
-/// "present", "exchanged", "empty", "unreadable" or "missing".
+/// A word of JSON, such as "present" or "other-disk".
 QString wordFor(sync::tree::RootState state);
 
 /// The error for a root folder that is not present.
