@@ -347,7 +347,7 @@ void TreeComparison::Run::begin(
         hasTables && !store.isMoved &&
         queries.number(u"SELECT EXISTS (SELECT 1 FROM FileOnDisk) OR EXISTS (SELECT 1 FROM"
                        u" FolderOnDisk)"_s) > 0;
-    if (moves.find && identifiesSome)
+    if (moves.find && hasTables && !store.isMoved)
         moveSearch.emplace(queries, root, ignored, moves.hashes.get());
     folders.clear();
     folders.insert(
@@ -440,7 +440,8 @@ bool TreeComparison::Run::mayHaveMoved(
     const KnownFolder& folder, const std::optional<DiskIdentity>& identity,
     DirectoryWalk::Folder& found)
 {
-    if (identity && folder.id == -1 && moveSearch->isRecordedElsewhere(*identity, true, found.path))
+    if (identifiesSome && identity && folder.id == -1 &&
+        moveSearch->isRecordedElsewhere(*identity, true, found.path))
         return true;
     if (identity && folder.identity && differ(*folder.identity, *identity))
         return true;
@@ -451,18 +452,18 @@ bool TreeComparison::Run::mayHaveMoved(
     if (!found.complete)
         return false;
     const bool fileMissed = std::any_of(positions.cbegin(), positions.cend(), [this](size_t at) {
-        return !seen[at] && known[at].identity && fileIsGone(known[at].clientPath);
+        const bool isKnown = known[at].identity || !known[at].checkSum.isEmpty();
+        return !seen[at] && isKnown && fileIsGone(known[at].clientPath);
     });
-    return fileMissed ||
-           std::any_of(subfolders.begin(), subfolders.end(), [](const KnownFolder& child) {
-               return child.identity && folderIsGone(child.path);
-           });
+    return fileMissed || std::any_of(
+                             subfolders.begin(), subfolders.end(),
+                             [](const KnownFolder& child) { return folderIsGone(child.path); });
 }
 
 bool TreeComparison::Run::isRecordedElsewhere(const DirectoryWalk::Folder& found, size_t at)
 {
     const auto& [state, error, position] = states[at];
-    if (!state || !state->regular)
+    if (!identifiesSome || !state || !state->regular)
         return false;
     // Two that were made at one time and have one size may have exchanged their names.
     const KnownFile* const record = position ? &known[*position] : nullptr;

@@ -16,6 +16,9 @@ namespace sync::tree {
 
 namespace {
 
+// Smaller files are often equal by chance.
+constexpr int LeastContentBytes = 128;
+
 QString comparable(const QString& path)
 {
     return path.normalized(QString::NormalizationForm_C);
@@ -71,6 +74,8 @@ MovePlan MoveSearch::run(const QString& start, const std::function<bool()>& stop
         DirectoryWalk walk(start, depth, ignoreProblem, ignored);
         findFiles(walk);
     } while (removeOccupied() && !stopRequested());
+    DirectoryWalk walk(start, depth, ignoreProblem, ignored);
+    findContents(walk);
     return stopRequested() ? MovePlan() : plan;
 }
 
@@ -250,6 +255,80 @@ void MoveSearch::findFile(const DirectoryWalk::Folder& folder, const std::string
         plan.add({candidate.id, false, candidate.path, path, candidate.rootId});
         return;
     }
+}
+
+QHash<QString, MoveSearch::Missing> MoveSearch::missingContents() const
+{
+    QHash<QString, Missing> missing;
+    QSet<QString> repeated;
+    const auto query = queries.select(
+        u"SELECT id, clientPath, size, checkSum FROM FileConfiguration"
+        u" WHERE rootFolderId = :rootFolderId AND size >= :size AND checkSum <> ''"_s,
+        {{u":rootFolderId"_s, root.getId()}, {u":size"_s, LeastContentBytes}});
+    while (!stopRequested() && query->next()) {
+        const int id = query->value(0).toInt();
+        const QString path = query->value(1).toString();
+        const QString checkSum = query->value(3).toString();
+        if (plan.holds(id, false) || !fileIsGone(plan.newPath(path)))
+            continue;
+        if (missing.contains(checkSum))
+            repeated.insert(checkSum);
+        missing.insert(checkSum, {id, path, query->value(2).toLongLong(), {}});
+    }
+    queries.check(*query);
+    if (missing.isEmpty())
+        return missing;
+    const auto all = queries.select(
+        u"SELECT id, checkSum FROM FileConfiguration WHERE size >= :size AND checkSum <> ''"_s,
+        {{u":size"_s, LeastContentBytes}});
+    while (!stopRequested() && all->next()) {
+        const auto same = missing.constFind(all->value(1).toString());
+        if (same != missing.cend() && same->id != all->value(0).toInt())
+            repeated.insert(same.key());
+    }
+    queries.check(*all);
+    for (const QString& checkSum : repeated)
+        missing.remove(checkSum);
+    return missing;
+}
+
+// On another disk, or after a restore, nothing but its content identifies a file.
+void MoveSearch::findContents(DirectoryWalk& walk)
+{
+    auto missing = missingContents();
+    if (missing.isEmpty())
+        return;
+    QSet<qint64> sizes;
+    for (const Missing& file : std::as_const(missing))
+        sizes.insert(file.size);
+    while (const DirectoryWalk::Folder* const found = stopRequested() ? nullptr : walk.next()) {
+        for (const DirectoryWalk::Entry& entry : found->entries) {
+            const auto state =
+                entry.regular ? readFileState(found->descriptor, entry.name.c_str()) : std::nullopt;
+            const QString path = joinPath(found->path, textOfName(entry.name).value_or(QString()));
+            if (!state || !state->regular || !sizes.contains(state->size) || isRecorded(path))
+                continue;
+            const auto same = missing.find(hashFile(path, *state, hashes).checkSum);
+            if (same != missing.end())
+                same->found.push_back(path);
+        }
+    }
+    for (const Missing& file : std::as_const(missing)) {
+        if (file.found.size() == 1)
+            plan.add({file.id, false, file.path, file.found.front(), root.getId()});
+    }
+}
+
+bool MoveSearch::isRecorded(const QString& path) const
+{
+    if (plan.movedTo(path, false) != -1)
+        return true;
+    const auto slash = path.lastIndexOf(u'/');
+    const QString recorded = plan.recordedPath(path.first(slash)) + path.sliced(slash);
+    return plan.newPath(recorded) == path &&
+           queries.number(
+               u"SELECT EXISTS (SELECT 1 FROM FileConfiguration WHERE clientPath = :clientPath)"_s,
+               {{u":clientPath"_s, recorded}}) != 0;
 }
 
 // A move that is removed leaves its record in place, which may occupy the new place of another one.

@@ -18,7 +18,7 @@ class ICryptographicHash;
 namespace sync::tree {
 
 /// Finds the folders and files of a root that are recorded at other places, by what identifies them
-/// on the disk. Writes nothing.
+/// on the disk, and the files that are left by their content. Writes nothing.
 ///
 /// A record at whose place the same folder or file still is has not moved: it is another name of
 /// it. Nor has one that was put in the place of a recorded folder or file that did not move away:
@@ -67,6 +67,8 @@ private:
     void findFolders(DirectoryWalk& walk);
     void findFiles(DirectoryWalk& walk);
     void findFile(const DirectoryWalk::Folder& folder, const std::string& name);
+    void findContents(DirectoryWalk& walk);
+    bool isRecorded(const QString& path) const;
     bool removeOccupied();
     bool isOccupied(const Move& move);
 
@@ -77,6 +79,18 @@ private:
     std::function<bool()> stopRequested;
     DiskIdentities identities;
     MovePlan plan;
+    /// A missing file that no other record has the content of.
+    struct Missing
+    {
+        int id;
+        QString path;
+        qint64 size;
+        std::vector<QString> found; ///< New files with its content.
+    };
+
+    // checksum -> the file
+    QHash<QString, Missing> missingContents() const;
+
     // Records that stay, because their new place is occupied.
     QSet<int> refusedFolders;
     QSet<int> refusedFiles;
