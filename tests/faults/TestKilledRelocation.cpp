@@ -82,7 +82,7 @@ bool TestKilledRelocation::killRelocation(QRandomGenerator& chance)
     process.start(
         tool.programPath(), QStringList{u"--database"_s, tool.databasePath()} + relocation);
     process.waitForStarted();
-    std::this_thread::sleep_for(std::chrono::milliseconds(chance.bounded(120)));
+    std::this_thread::sleep_for(std::chrono::milliseconds(chance.bounded(300)));
     process.kill();
     process.waitForFinished();
     return process.exitStatus() == QProcess::CrashExit;
