@@ -1,5 +1,6 @@
 #include "VelmioctlRunner.h"
 
+#include <QFile>
 #include <QJsonDocument>
 #include <QProcess>
 #include <QTest>
@@ -77,6 +78,31 @@ private Q_SLOTS:
         QVERIFY(watch->readAllStandardError().contains("The disk is full"));
     }
 
+    void recordsOfARootFollowTheDisk()
+    {
+        tool->makeFolder(u"one"_s);
+        tool->writeFile(u"one/a"_s, "a");
+        QCOMPARE(
+            tool->run({u"folder"_s, u"add"_s, u"one"_s, u"--server-path"_s, u"/S"_s}).exitCode, 0);
+        start({u"--json"_s, u"watch"_s, tool->path(u"one"_s)}, "Keeping the records ");
+
+        const QJsonObject first = nextChange();
+        tool->writeFile(u"one/b"_s, "b");
+        const QJsonObject later = nextChange();
+        QVERIFY(QFile::rename(tool->path(u"one/b"_s), tool->path(u"one/c"_s)));
+        const QJsonObject renamed = nextChange();
+        QCOMPARE(::kill(pid_t(watch->processId()), SIGINT), 0);
+        QVERIFY(watch->waitForFinished());
+
+        QCOMPARE(first[u"name"_s].toString(), tool->path(u"one/a"_s));
+        QCOMPARE(later[u"change"_s].toString(), u"added"_s);
+        QCOMPARE(later[u"name"_s].toString(), tool->path(u"one/b"_s));
+        QCOMPARE(renamed[u"change"_s].toString(), u"changed"_s);
+        QCOMPARE(renamed[u"id"_s].toInt(), later[u"id"_s].toInt());
+        QCOMPARE(renamed[u"name"_s].toString(), tool->path(u"one/c"_s));
+        QCOMPARE(watch->exitCode(), 130);
+    }
+
     void missingDatabaseIsNotFound()
     {
         QCOMPARE(tool->runPlain({u"--database"_s, tool->path(u"none"_s), u"watch"_s}).exitCode, 3);
@@ -84,13 +110,13 @@ private Q_SLOTS:
 
 private:
     // Returns when it has seen the database.
-    void start(const QStringList& arguments) const
+    void start(const QStringList& arguments, const char* note = "Watching the database ") const
     {
         watch->start(
             tool->programPath(), QStringList{u"--database"_s, tool->databasePath()} + arguments);
         watch->setReadChannel(QProcess::StandardError);
         QVERIFY(watch->waitForReadyRead());
-        QVERIFY(watch->readLine().startsWith("Watching the database "));
+        QVERIFY(watch->readLine().startsWith(note));
         watch->setReadChannel(QProcess::StandardOutput);
     }
     QJsonObject nextChange() const

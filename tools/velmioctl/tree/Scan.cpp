@@ -1,6 +1,7 @@
 #include <velmioctl/tree/Scan.h>
 
 #include <base/FilePaths.h>
+#include <database/SqliteDatabaseFactory.h>
 #include <velmioctl/cli/Progress.h>
 #include <velmioctl/cli/Text.h>
 #include <velmioctl/store/Session.h>
@@ -37,6 +38,15 @@ QJsonObject jsonOfKind(const sync::tree::ScanCounts::Kind& kind, long long prune
 }
 
 } // namespace
+
+void requireOwnDatabase(WatchedDatabase& database)
+{
+    if (database.engine().isMoved()) {
+        throw CommandError(
+            ExitCode::OtherError, u"Nothing was scanned, because the database comes from another "
+                                  u"machine or account. Run 'velmioctl adopt' first."_s);
+    }
+}
 
 ScanCounts& ScanCounts::operator+=(const ScanCounts& other)
 {

@@ -15,6 +15,7 @@ namespace velmioctl {
 
 class Progress;
 class Session;
+class WatchedDatabase;
 
 /// What a scan found below one root folder, and what was pruned there.
 struct ScanCounts : sync::tree::ScanCounts
@@ -27,6 +28,10 @@ struct ScanCounts : sync::tree::ScanCounts
     bool hasFindings() const;
     QJsonObject toJson() const;
 };
+
+/// Throws CommandError if a database comes from another machine or account, because its paths
+/// belong there.
+void requireOwnDatabase(WatchedDatabase& database);
 
 /// Brings the records of folders and files up to date with the disk, and prints what a person needs
 /// to know.

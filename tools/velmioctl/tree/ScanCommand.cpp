@@ -222,14 +222,7 @@ private:
 
 void scan(Session& session, const ScanCommandOptions& options)
 {
-    WatchedDatabase& database =
-        options.scan.dryRun ? session.database() : session.writableDatabase();
-    // Its paths belong to another machine or account.
-    if (database.engine().isMoved()) {
-        throw CommandError(
-            ExitCode::OtherError, u"Nothing was scanned, because the database comes from another "
-                                  u"machine or account. Run 'velmioctl adopt' first."_s);
-    }
+    requireOwnDatabase(options.scan.dryRun ? session.database() : session.writableDatabase());
     if (options.scan.prune && !options.scan.dryRun && !options.yes)
         session.requireTerminal(u"Remove the records of what does not exist on the disk?"_s);
     QElapsedTimer clock;

@@ -1,19 +1,25 @@
 #include <velmioctl/upkeep/Commands.h>
 
+#include <base/FileError.h>
 #include <database/SqliteDatabaseFactory.h>
 #include <interf/IQSqlDatabaseWrapper.h>
 #include <interf/IQSqlQueryWrapper.h>
 #include <tree/FileState.h>
+#include <tree/TreeWatch.h>
 #include <velmioctl/cli/CommandLine.h>
 #include <velmioctl/cli/Interruption.h>
 #include <velmioctl/cli/Text.h>
 #include <velmioctl/store/Columns.h>
 #include <velmioctl/store/Session.h>
 #include <velmioctl/store/WatchedDatabase.h>
+#include <velmioctl/tree/RootFolders.h>
+#include <velmioctl/tree/Scan.h>
+#include <velmioctl/tree/TreeTexts.h>
 
 #include <QJsonDocument>
 
 #include <array>
+#include <cerrno>
 #include <chrono>
 #include <thread>
 #include <unordered_map>
@@ -71,7 +77,7 @@ Rows readRows(WatchedDatabase& database, const TableShape& table)
 }
 
 /// Prints what differs between the rows of one look at a database and the next.
-class Watch
+class Watch : private sync::tree::WatchObserver
 {
 public:
     Watch(Session& session, std::optional<long long> most)
@@ -83,22 +89,61 @@ public:
 
     void run()
     {
-        const Interruption interruption;
         look();
         session.output.note(u"Watching the database %1. End with Ctrl-C."_s.arg(quoted(path)));
-        while (!interruption.requested() && !isDone()) {
+        while (goOn())
             std::this_thread::sleep_for(PollInterval);
-            const auto stamps = stampsOf(path);
-            // Once more after a change: a commit during the look may have left the same stamps.
-            if (stamps != seen || std::exchange(again, false)) {
-                again = stamps != seen;
-                look();
-            }
+        session.exitCode = interruption.exitCode();
+    }
+
+    /// Also keeps the records of a root folder current.
+    void runWith(const std::string& folder)
+    {
+        requireOwnDatabase(session.writableDatabase());
+        const auto root = session.rootFolder(folder);
+        look();
+        session.output.note(
+            u"Keeping the records of the root folder %1 current. End with Ctrl-C."_s.arg(
+                described(root)));
+        sync::tree::TreeWatch watch(session.treeStore(), *this, {.stopRequested = [this] {
+                                        return interruption.requested();
+                                    }});
+        try {
+            watch.run(root);
+        } catch (const DatabaseError& error) {
+            session.database().fail(error);
         }
         session.exitCode = interruption.exitCode();
     }
 
 private:
+    bool goOn() override
+    {
+        const auto stamps = stampsOf(path);
+        // Once more after a change: a commit during the look may have left the same stamps.
+        if (stamps != seen || std::exchange(again, false)) {
+            again = stamps != seen;
+            look();
+        }
+        return !interruption.requested() && !isDone();
+    }
+
+    void problem(const sync::tree::TreeProblem& problem) override
+    {
+        session.output.warning(describe(problem));
+    }
+
+    void limited(long long watched, int error) override
+    {
+        const QString cause =
+            error == ENOSPC
+                ? u"The system reports the changes of %1 and no more. Raise "
+                  u"fs.inotify.max_user_watches with sysctl."_s.arg(counted(watched, u"folder"_s))
+                : u"The system reports no changes of folders: %1."_s.arg(
+                      sync::base::systemErrorText(error));
+        session.output.warning(cause + u" Until then, the root folder is scanned once a minute."_s);
+    }
+
     bool isDone() const { return failed || (most && shown >= *most); }
 
     // Reads all tables in one moment. A database that a client is just writing is read later.
@@ -173,6 +218,7 @@ private:
     }
 
     Session& session;
+    const Interruption interruption;
     const QString path;
     const std::optional<long long> most;
     long long shown = 0;
@@ -192,9 +238,14 @@ void addWatchCommand(Command& app, Session& session)
     command->addOption("--count", *count, "End after this many changes")
         ->typeName("NUMBER")
         ->notNegative();
-    command->example("velmioctl watch --json");
-    command->callback([&session, count] {
-        Watch(session, *count < 0 ? std::nullopt : std::optional(*count)).run();
+    const auto folder = std::make_shared<std::optional<std::string>>();
+    command
+        ->addOption("FOLDER", *folder, "Id or path of a root folder whose records to keep current")
+        ->offersFolders();
+    command->example("velmioctl watch --json")->example("velmioctl watch Work");
+    command->callback([&session, count, folder] {
+        Watch watch(session, *count < 0 ? std::nullopt : std::optional(*count));
+        *folder ? watch.runWith(**folder) : watch.run();
     });
 }
 
