@@ -175,11 +175,16 @@ const std::vector<std::pair<const char*, const char16_t*>> Totals{
 Rows totals(Connection& connection, const FleetOptions& options)
 {
     return connection.run(
-        "SELECT count(*), count(*) FILTER (WHERE outOfSync > 0),"
-        " count(*) FILTER (WHERE lastPush < now() - interval '1 day' * $1),"
-        " (SELECT count(DISTINCT store) FROM velmio.Findings WHERE severity = 'error'),"
-        " coalesce(CAST(sum(files) AS BIGINT), 0), coalesce(CAST(sum(bytes) AS BIGINT), 0),"
-        " coalesce(CAST(sum(outOfSync) AS BIGINT), 0) FROM velmio.Pushes",
+        // Citus joins two aggregates, and refuses one among the columns of the other.
+        "SELECT stores, outOfSyncStores, staleStores, errorStores, files, bytes, outOfSync FROM"
+        " (SELECT count(*) AS stores,"
+        " count(*) FILTER (WHERE outOfSync > 0) AS outOfSyncStores,"
+        " count(*) FILTER (WHERE lastPush < now() - interval '1 day' * $1) AS staleStores,"
+        " coalesce(CAST(sum(files) AS BIGINT), 0) AS files,"
+        " coalesce(CAST(sum(bytes) AS BIGINT), 0) AS bytes,"
+        " coalesce(CAST(sum(outOfSync) AS BIGINT), 0) AS outOfSync FROM velmio.Pushes) AS pushed,"
+        " (SELECT count(DISTINCT store) AS errorStores FROM velmio.Findings"
+        " WHERE severity = 'error') AS found",
         {QByteArray::number(options.staleDays)});
 }
 
