@@ -47,6 +47,7 @@ private Q_SLOTS:
     void namesAreExchanged();
     void aChainOfNamesIsFollowed();
     void foldersExchangeTheirNames();
+    void aFolderMovesBetweenFoldersThatExchangeTheirNames();
     void aFolderMovesIntoANewOneOfItsName();
     void whatWasMovedOutOfAMovedFolderIsFound();
     void theCaseOfANameChanges();
@@ -247,6 +248,25 @@ void TestMoves::foldersExchangeTheirNames()
     QCOMPARE(fileId(u"one/b/x"_s), x);
     QCOMPARE(folders->GetAll().size(), 5);
     QCOMPARE(files->GetAll().size(), 3);
+}
+
+// It has the path that is recorded for it, in another folder.
+void TestMoves::aFolderMovesBetweenFoldersThatExchangeTheirNames()
+{
+    const int a = folderId(u"one/a"_s);
+    const int b = folderId(u"one/b"_s);
+    const int sub = folderId(u"one/a/sub"_s);
+    rename(u"one/a/sub"_s, u"one/b/sub"_s);
+    rename(u"one/a"_s, u"one/t"_s);
+    rename(u"one/b"_s, u"one/a"_s);
+    rename(u"one/t"_s, u"one/b"_s);
+
+    scan();
+
+    QCOMPARE(folderId(u"one/b"_s), a);
+    QCOMPARE(folderId(u"one/a"_s), b);
+    QCOMPARE(folderId(u"one/a/sub"_s), sub);
+    QCOMPARE(folders->GetFolderConfigurationById(sub).getParentId(), b);
 }
 
 void TestMoves::aFolderMovesIntoANewOneOfItsName()

@@ -65,8 +65,13 @@ MovePlan MoveSearch::run(const QString& start, const std::function<bool()>& stop
     // What was inside of a refused folder may have moved by itself.
     do {
         plan = {};
-        DirectoryWalk walk(start, depth, ignoreProblem, ignored);
-        findFolders(walk);
+        // Again, because what was in its place may not be when the folder above it has moved away.
+        for (size_t known = 0; known <= plan.moves().size() && !stopRequested();) {
+            known = plan.moves().size() + 1;
+            DirectoryWalk walk(start, depth, ignoreProblem, ignored);
+            findFolders(walk);
+        }
+        sortFolders();
     } while (removeOccupied() && !stopRequested());
     const MovePlan ofFolders = plan;
     do {
@@ -220,6 +225,18 @@ void MoveSearch::findFolders(DirectoryWalk& walk)
             break;
         }
     }
+}
+
+// Parents come first, because their paths are shorter.
+void MoveSearch::sortFolders()
+{
+    std::vector<Move> moves = plan.moves();
+    std::stable_sort(moves.begin(), moves.end(), [](const Move& left, const Move& right) {
+        return left.to.size() < right.to.size();
+    });
+    plan = {};
+    for (const Move& move : moves)
+        plan.add(move);
 }
 
 void MoveSearch::findFiles(DirectoryWalk& walk)

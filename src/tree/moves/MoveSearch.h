@@ -65,6 +65,7 @@ private:
         const Candidate& candidate, const DiskIdentity& identity,
         const DirectoryWalk::Folder& found) const;
     void findFolders(DirectoryWalk& walk);
+    void sortFolders();
     void findFiles(DirectoryWalk& walk);
     void findFile(const DirectoryWalk::Folder& folder, const std::string& name);
     void findContents(DirectoryWalk& walk);
