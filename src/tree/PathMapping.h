@@ -25,8 +25,9 @@ public:
     /// Cleans both paths.
     PathMapping(const QString& from, const QString& to);
 
-    /// The paths without a slash at their ends; empty for "/".
+    /// The old path, without a slash at its end; empty for "/".
     const QString& from() const { return oldPath; }
+    /// The new path in the same form.
     const QString& to() const { return newPath; }
 
     /// True if the old path has the form of Windows.
