@@ -205,7 +205,9 @@ private Q_SLOTS:
         }
 
         const QStringList all =
-            database->run(u"SELECT name FROM sqlite_schema WHERE type = 'index'"_s);
+            // Scans have statements of their own for the other tables.
+            database->run(u"SELECT name FROM sqlite_schema"
+                          u" WHERE type = 'index' AND tbl_name NOT LIKE '%OnDisk'"_s);
         QCOMPARE(used, QSet<QString>(all.begin(), all.end()));
     }
 

@@ -22,6 +22,9 @@ namespace {
 
 const QString InsertProduct = u"INSERT INTO ProductConfiguration (id) VALUES (7)"_s;
 
+// Of makeManyFiles(), and the two files that each test has.
+constexpr int ManyRows = 12'002;
+
 } // namespace
 
 class TestVelmioctlScanFiles : public QObject
@@ -260,23 +263,19 @@ private Q_SLOTS:
         QFETCH(const int, stored);
         makeManyFiles();
         const auto factory = SqliteDatabaseFactory::open(tool->databasePath());
-        const auto lock = factory->GetDatabase();
         const auto process = startScan();
         QVERIFY(process->waitForStarted());
         while (rowCount(*factory) < stored)
             QVERIFY(process->state() == QProcess::Running && !process->waitForFinished(1));
-        // From here on the scan waits before its next batch.
-        QVERIFY(lock->transaction());
 
         process->kill();
         QVERIFY(process->waitForFinished());
-        QVERIFY(lock->rollback());
 
         QCOMPARE(process->exitStatus(), QProcess::CrashExit);
-        QVERIFY(rowCount(*factory) < 6002);
+        QVERIFY(rowCount(*factory) < ManyRows);
         QCOMPARE(tool->run({u"scan"_s}).exitCode, 0);
         const QStringList undisturbed = rowsOfUndisturbedScan();
-        QCOMPARE(undisturbed.size(), 6002);
+        QCOMPARE(undisturbed.size(), ManyRows);
         QCOMPARE(rows(tool->databasePath()), undisturbed);
     }
 
@@ -353,7 +352,7 @@ private:
 
     void makeManyFiles() const
     {
-        for (int folder = 0; folder < 60; ++folder) {
+        for (int folder = 0; folder < 120; ++folder) {
             const QString path = u"one/many/%1"_s.arg(folder);
             tool->makeFolder(path);
             for (int number = 0; number < 100; ++number)

@@ -407,7 +407,7 @@ private Q_SLOTS:
 
         QCOMPARE(answer.exitCode, 7);
         QVERIFY(answer.errors.contains(tool->keyPath()));
-        QVERIFY(answer.errors.contains(u"0600"_s));
+        QVERIFY(answer.errors.contains(u"Take the rights to it from all others"_s));
     }
 
     void rekeyEncryptsAllPasswords()

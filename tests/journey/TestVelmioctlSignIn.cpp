@@ -343,7 +343,7 @@ private Q_SLOTS:
         const auto answer = feed(arguments, "new secret\n");
 
         QCOMPARE(answer.exitCode, 7);
-        QVERIFY(answer.errors.contains(u"0600"_s));
+        QVERIFY(answer.errors.contains(u"Take the rights to it from all others"_s));
         QVERIFY(key.setPermissions(QFile::ReadOwner | QFile::WriteOwner));
         QCOMPARE(json({u"list"_s}).array().size(), 1);
         QCOMPARE(revealed(1), u"first secret"_s);
