@@ -92,7 +92,7 @@ QString RootPlace::mark() const
     const auto query = queries.select(
         u"SELECT mark FROM RootFolderMark WHERE rootId = :rootId"_s,
         {{u":rootId"_s, root.getId()}});
-    const QString found = query->next() ? query->value(0).toString() : QString();
+    QString found = query->next() ? query->value(0).toString() : QString();
     queries.check(*query);
     return found;
 }

@@ -388,7 +388,7 @@ bool TreeComparison::Run::compare(
 TreeComparison::Run::KnownFolder TreeComparison::Run::knownFolderAt(const QString& path)
 {
     if (const auto at = folders.find(path); at != folders.end()) {
-        const KnownFolder folder = *at;
+        KnownFolder folder = *at;
         folders.erase(at);
         return folder;
     }
