@@ -44,6 +44,13 @@ void useBoth()
     ofThisThread<Other>().text.pop_back();
 }
 
+// Its destructor runs after the main thread has ended what belongs to it; a sanitizer sees what is
+// used then.
+struct StaticObject
+{
+    ~StaticObject() { useBoth(); }
+} staticObject;
+
 } // namespace
 
 /// Objects that each thread has its own of.
@@ -52,6 +59,9 @@ class TestPerThread : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    // For the static object.
+    void initTestCase() { useBoth(); }
+
     void init()
     {
         made = 0;

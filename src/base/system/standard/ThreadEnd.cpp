@@ -7,6 +7,9 @@ namespace sync::base {
 
 namespace {
 
+// Can be read after the destructors have run.
+thread_local bool hasEnded = false;
+
 struct Endings
 {
     ~Endings()
@@ -17,6 +20,7 @@ struct Endings
             all.pop_back();
             function(object);
         }
+        hasEnded = true;
     }
 
     std::vector<std::pair<void (*)(void*), void*>> all;
@@ -28,7 +32,8 @@ thread_local Endings endings;
 
 void atThreadEnd(void (*function)(void* object), void* object)
 {
-    endings.all.emplace_back(function, object);
+    if (!hasEnded)
+        endings.all.emplace_back(function, object);
 }
 
 } // namespace sync::base
